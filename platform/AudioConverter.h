@@ -1,0 +1,42 @@
+// Conversion of captured blocks to mono at another rate, by the platform's own resampler.
+//
+// A converter is made for one input format and keeps its filter's state from block to block, so that
+// the blocks of a stream join without a seam. It carries the first input channel over, it does not
+// mix: a voice on the left channel alone must not lose half its level.
+//
+// One thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/Fehler.h"
+#include "platform/PcmBlock.h"
+
+namespace hallkorb {
+
+class AudioConverter {
+ public:
+  virtual ~AudioConverter() = default;
+
+  // Converts one whole block, of the format that the converter was made for. `ausgabe` is resized
+  // to the samples that came out, at most `kapazitaet`; what the filter holds back comes out with
+  // the following blocks. On an error `ausgabe` is empty.
+  [[nodiscard]] virtual Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                        std::vector<float>& ausgabe) = 0;
+};
+
+class AudioConverterFactory {
+ public:
+  // A converter from `eingang` to mono at `rate` Hz, or null where the platform has none for that
+  // pair (a rate that is not positive, for example).
+  [[nodiscard]] virtual std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
+                                                                  double rate) = 0;
+
+ protected:
+  ~AudioConverterFactory() = default;
+};
+
+}  // namespace hallkorb

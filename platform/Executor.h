@@ -1,0 +1,44 @@
+// Where work runs that is not the main thread's: concurrent tasks and serial queues.
+//
+// It stands behind an interface for one reason: on a simulated platform the same recorder runs on one
+// thread, in an order that the test decides, so that a race of the real world becomes a case that can
+// be repeated.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace hallkorb {
+
+// Runs work items one after another, in the order of the calls. Any thread may call; the item itself
+// must not call sync() on its own queue.
+class SerialQueue {
+ public:
+  using Arbeit = std::function<void()>;
+
+  // Waits for all queued work.
+  virtual ~SerialQueue() = default;
+  // Queues the item and returns at once.
+  virtual void async(Arbeit arbeit) = 0;
+  // Queues the item and returns when it has run, and so all that was queued before it.
+  virtual void sync(Arbeit arbeit) = 0;
+};
+
+// A piece of work that runs beside the caller.
+class Task {
+ public:
+  // Waits for its end.
+  virtual ~Task() = default;
+  // Returns when the work has ended. Not from within the task itself.
+  virtual void warte() = 0;
+};
+
+class Executor {
+ public:
+  virtual ~Executor() = default;
+  [[nodiscard]] virtual std::unique_ptr<Task> starte(std::function<void()> arbeit) = 0;
+  [[nodiscard]] virtual std::unique_ptr<SerialQueue> queue(const std::string& name) = 0;
+};
+
+}  // namespace hallkorb

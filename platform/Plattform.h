@@ -1,0 +1,31 @@
+// All that the program needs of the computer it runs on, in one place.
+//
+// There are three: Linux, macOS, and a simulated one in the tests with a virtual clock and scripted
+// devices. main() picks one; nothing else in the program knows which.
+#pragma once
+
+#include <memory>
+
+#include "platform/AudioConverter.h"
+#include "platform/AudioInput.h"
+#include "platform/Executor.h"
+#include "platform/HostClock.h"
+#include "platform/RunLoop.h"
+
+namespace hallkorb {
+
+class Plattform : public AudioConverterFactory {
+ public:
+  virtual ~Plattform() = default;
+
+  [[nodiscard]] virtual const HostClock& uhr() const = 0;
+  [[nodiscard]] virtual RunLoop& runLoop() = 0;
+  [[nodiscard]] virtual Executor& executor() = 0;
+
+  // The default microphone, in whatever format it delivers.
+  [[nodiscard]] virtual std::unique_ptr<AudioInput> mikrofon() = 0;
+  // What the computer plays on its default output; 48000 Hz stereo is asked for.
+  [[nodiscard]] virtual std::unique_ptr<AudioInput> systemAudio() = 0;
+};
+
+}  // namespace hallkorb
