@@ -83,6 +83,14 @@ std::string arbeitsverzeichnis() {
   return fehler ? "." : pfad.string();
 }
 
+Modus modus(const Config& config) {
+  if (config.echoDatei.size() == 3) return Modus::echoDatei;
+  if (config.zeitachseTest) return Modus::zeitachseTest;
+  if (config.fensterWahl) return Modus::fensterWahl;
+  if (config.fensterProbe) return Modus::fensterProbe;
+  return Modus::live;
+}
+
 Config parseArgs(int argc, const char* const* argv) {
   Config c;
   for (int i = 1; i < argc;) {

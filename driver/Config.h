@@ -37,6 +37,13 @@ struct Config {
   bool zeitachseTest = false;                 // self-test of the timeline
 };
 
+// What a run does; exactly one.
+enum class Modus { echoDatei, zeitachseTest, fensterWahl, fensterProbe, live };
+
+// The mode that the configuration asks for: the offline modes before the live recording, in the order
+// of the enumeration. An "--echo-datei" that did not get its three paths asks for nothing.
+[[nodiscard]] Modus modus(const Config& config);
+
 // The process-wide configuration.
 extern Config cfg;
 
