@@ -94,6 +94,11 @@ void ChannelChunker::append(std::span<const float> samples, const std::vector<bo
   }
 }
 
+void ChannelChunker::finalizeRemainder() {
+  const std::lock_guard halter(lock);
+  flush(laenge());
+}
+
 void ChannelChunker::nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache) {
   buf_.anhaengen(samples.begin(), samples.end());
   if (sprache != nullptr && sprache->size() == samples.size()) {

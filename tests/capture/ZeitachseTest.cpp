@@ -132,6 +132,7 @@ TEST_F(ZeitachseTest, OnlyTheFirstTwentyOfEachKindAreLogged) {
   }
   EXPECT_EQ(zeit.luecken, 24);
   EXPECT_EQ(zeit.lueckenSamples, 24 * 320);
+  t -= 0.02;  // where the stream has got to
   for (int i = 0; i < 22; ++i) {
     t -= 0.02;
     (void)block(160, t);
@@ -146,7 +147,7 @@ TEST_F(ZeitachseTest, OnlyTheFirstTwentyOfEachKindAreLogged) {
   }
   EXPECT_EQ(luecken, 20U);
   EXPECT_EQ(ueberlappungen, 20U);
-  EXPECT_GE(zeit.ueberlappungen, 22);
+  EXPECT_EQ(zeit.ueberlappungen, 22);
 }
 
 TEST_F(ZeitachseTest, AnUnusableTimeIsAMissingOne) {

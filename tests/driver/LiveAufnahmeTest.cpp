@@ -128,7 +128,7 @@ TEST_F(LiveAufnahmeTest, EverySampleOfBothChannelsIsInTheChunksAtItsTime) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 20.0);
   stetig(welt.systemGeraet, 0.2, 20.0);
-  welt.signal(13.0, SIGTERM);
+  welt.signal(13.001, SIGTERM);
   EXPECT_EQ(laufe(welt), 0);
   for (const std::string kanal : {"me", "them"}) {
     const auto strom = ausChunks(kanal);
@@ -144,7 +144,7 @@ TEST_F(LiveAufnahmeTest, TheRestIsWrittenThemFirst) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 2.0);
   stetig(welt.systemGeraet, 0.1, 2.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk them", "chunk me",
                                                     "zeitachse", "done"}));
@@ -153,9 +153,9 @@ TEST_F(LiveAufnahmeTest, TheRestIsWrittenThemFirst) {
 TEST_F(LiveAufnahmeTest, FurtherSignalsDuringTheStopChangeNothing) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 2.0);
-  welt.signal(1.0, SIGINT);
-  welt.signal(1.0, SIGINT);
-  welt.signal(1.0, SIGTERM);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGTERM);
   EXPECT_EQ(laufe(welt), 0);
   const std::string fehler = faenger.fehler();
   EXPECT_EQ(fehler.find("Stop"), fehler.rfind("Stop"));
@@ -164,7 +164,7 @@ TEST_F(LiveAufnahmeTest, FurtherSignalsDuringTheStopChangeNothing) {
 
 TEST_F(LiveAufnahmeTest, SigintSigtermAndSighupAreTaken) {
   SimPlattform welt;
-  welt.signal(1.0, SIGHUP);
+  welt.signal(1.001, SIGHUP);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(welt.gefangeneSignale(), (std::set<int>{SIGHUP, SIGINT, SIGTERM}));
 }
@@ -173,7 +173,7 @@ TEST_F(LiveAufnahmeTest, AMissingMicrophoneDegradesTheRun) {
   SimPlattform welt;
   welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein \"Mikrofon\"\nda"};
   stetig(welt.systemGeraet, 0.1, 2.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   const auto zeilen = faenger.ausgabeZeilen();
   EXPECT_EQ(zeilen[0],
@@ -195,7 +195,7 @@ TEST_F(LiveAufnahmeTest, MissingSystemAudioDegradesTheRun) {
   SimPlattform welt;
   welt.systemGeraet.startFehler = Fehler{"hallkorb", 1, "kein Display gefunden"};
   stetig(welt.mikrofonGeraet, 0.1, 2.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(faenger.ausgabeZeilen()[0],
             R"({"event":"degraded","channel":"them","message":"kein Display gefunden"})");
@@ -242,7 +242,7 @@ TEST_F(LiveAufnahmeTest, ASignalWhileTheSecondDeviceStartsKeepsWhatTheFirstRecor
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 2.0);
   welt.systemGeraet.startHaengt = true;
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk me", "zeitachse", "done"}));
   EXPECT_NE(faenger.ausgabe().find(R"("mic":true,"system":false)"), std::string::npos);
@@ -252,7 +252,7 @@ TEST_F(LiveAufnahmeTest, AHostThatIsGoneEndsTheRunInOrder) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 9.0);
   stetig(welt.systemGeraet, 0.1, 9.0);
-  welt.leserGeht(5.0);
+  welt.leserGeht(5.001);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_NE(faenger.fehler().find("[hallkorb] Standardausgabe geschlossen — Aufnahme endet\n"
                                   "[hallkorb] Stop — schreibe Rest-Chunks\n"),
@@ -282,7 +282,7 @@ TEST_F(LiveAufnahmeTest, WithoutTheRawMicrophoneThereIsNoFile) {
   config.rohMikro = false;
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 1.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_FALSE(std::filesystem::exists(ordner.pfad() + "/mikro_roh.wav"));
   EXPECT_TRUE(std::filesystem::exists(ordner.pfad() + "/chunk_me_000.wav"));
@@ -293,7 +293,7 @@ TEST_F(LiveAufnahmeTest, AtAnotherRateThereIsNoEchoPath) {
   config.sampleRate = 48000.0;
   SimPlattform welt;
   welt.mikrofonGeraet.block(0.1, {48000.0, 2, true}, std::vector<float>(9600, 0.25F));
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_NE(faenger.ausgabe().find(R"("echo":false)"), std::string::npos);
   EXPECT_EQ(faenger.ausgabe().find(R"("event":"echo")"), std::string::npos);
@@ -303,7 +303,7 @@ TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   config.outDir = ordner.pfad() + "/a/b/c";
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 1.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_TRUE(std::filesystem::exists(config.outDir + "/chunk_me_000.wav"));
 }
@@ -313,7 +313,7 @@ TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {
   std::ofstream(config.outDir) << "x";
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 1.0);
-  welt.signal(1.0, SIGINT);
+  welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "zeitachse", "done"}));
   EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav kann nicht angelegt werden: "),
@@ -329,7 +329,7 @@ TEST_F(LiveAufnahmeTest, ASourceThatGoesAndComesBackLeavesItsHoleAndItsTwoLines)
   welt.systemGeraet.fortgesetzt(2.1);
   welt.systemGeraet.verloren(2.2, 3);
   stetig(welt.systemGeraet, 2.1, 4.0);
-  welt.signal(4.0, SIGINT);
+  welt.signal(4.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_NE(faenger.fehler().find("[hallkorb] SCStream gestoppt: Verbindung verloren\n"
                                   "[hallkorb] System-Audio wieder da\n"),
@@ -356,7 +356,7 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
     welt.mikrofonGeraet.block(t, f, samples);
     t += 0.02;
   }
-  welt.signal(3.0, SIGINT);
+  welt.signal(3.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   const auto strom = ausChunks("me");
   ASSERT_EQ(strom.size(), 33600U);
@@ -398,7 +398,7 @@ TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
     if (rate == 1e10) seltsam.outDir += "/gross";
     SimPlattform welt;
     if (rate < 1e6) stetig(welt.mikrofonGeraet, 0.1, 1.0);
-    welt.signal(1.0, SIGINT);
+    welt.signal(1.001, SIGINT);
     EXPECT_EQ(LiveAufnahme(seltsam, welt).laufe(), 0);
     EXPECT_EQ(ereignisse().back(), "done");
   }
@@ -410,7 +410,7 @@ TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
         seltsam.turnMode = turn;
         SimPlattform welt;
         stetig(welt.mikrofonGeraet, 0.1, 1.0);
-        welt.signal(1.0, SIGINT);
+        welt.signal(1.001, SIGINT);
         EXPECT_EQ(LiveAufnahme(seltsam, welt).laufe(), 0);
         EXPECT_EQ(ereignisse().back(), "done");
       }

@@ -70,95 +70,163 @@ void Geraet::verloren(double zeit, std::uint64_t bloecke) {
 
 class SimPlattform::SimQueue final : public SerialQueue {
  public:
-  explicit SimQueue(SimPlattform& welt) : welt_(welt), faden_(std::make_shared<Faden>()) {
-    welt_.faeden_.push_back(faden_);
+  explicit SimQueue(SimPlattform& welt) : welt_(welt) {
+    faden_ = welt_.neuerFaden([this] {
+      for (;;) {
+        welt_.warteBis([this] { return zuEnde_ || !arbeit_.empty(); });
+        if (arbeit_.empty()) return;
+        const Arbeit arbeit = std::move(arbeit_.front());
+        arbeit_.pop_front();
+        arbeit();
+      }
+    });
   }
   ~SimQueue() override {
-    while (!faden_->arbeit.empty()) welt_.fuehreAus(*faden_);
-    std::erase(welt_.faeden_, faden_);
+    zuEnde_ = true;
+    welt_.sammleEin(*faden_);
   }
-  void async(Arbeit arbeit) override { faden_->arbeit.push_back(std::move(arbeit)); }
+  void async(Arbeit arbeit) override {
+    arbeit_.push_back(std::move(arbeit));
+    welt_.verzweige();
+  }
   void sync(Arbeit arbeit) override {
     bool fertig = false;
     async([&] {
       arbeit();
       fertig = true;
     });
-    welt_.laufeBis([&] { return fertig; });
+    welt_.warteBis([&] { return fertig; });
   }
 
  private:
   SimPlattform& welt_;
+  std::deque<Arbeit> arbeit_;
+  bool zuEnde_ = false;
   std::shared_ptr<Faden> faden_;
 };
 
 class SimPlattform::SimTask final : public Task {
  public:
   SimTask(SimPlattform& welt, std::function<void()> arbeit)
-      : welt_(welt), faden_(std::make_shared<Faden>()), fertig_(std::make_shared<bool>(false)) {
-    faden_->arbeit.push_back([arbeit = std::move(arbeit), fertig = fertig_] {
-      arbeit();
-      *fertig = true;
-    });
-    faden_->task = true;
-    welt_.faeden_.push_back(faden_);
-  }
-  ~SimTask() override {
-    warte();
-    std::erase(welt_.faeden_, faden_);
-  }
+      : welt_(welt), faden_(welt.neuerFaden(std::move(arbeit))) {}
+  ~SimTask() override { welt_.sammleEin(*faden_); }
   void warte() override {
-    if (!faden_->laeuft && !*fertig_) welt_.fuehreAus(*faden_);
-    welt_.laufeBis([this] { return *fertig_; });
+    welt_.warteBis([this] { return faden_->fertig; });
   }
 
  private:
   SimPlattform& welt_;
   std::shared_ptr<Faden> faden_;
-  std::shared_ptr<bool> fertig_;
 };
 
-// A device that follows its script. Its thread is the simulation's own: blocks arrive as events.
+// A device that follows its script, on a thread of its own.
 class SimPlattform::SimInput final : public AudioInput {
  public:
-  SimInput(SimPlattform& welt, const Geraet& geraet)
-      : welt_(welt), geraet_(geraet), zustand_(std::make_shared<Zustand>()) {}
+  SimInput(SimPlattform& welt, Geraet geraet) : welt_(welt), geraet_(std::move(geraet)) {}
   ~SimInput() override { stop(); }
 
   Ergebnis start(AudioInputListener& hoerer) override {
     const double bereit = welt_.jetzt_ + geraet_.startDauer;
     welt_.am(bereit, [] {});
-    welt_.laufeBis([this, bereit] {
-      return zustand_->gestoppt || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
+    welt_.warteBis([this, bereit] {
+      return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
     });
-    if (zustand_->gestoppt) return Fehler{"sim", 89, "abgebrochen"};
+    if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (geraet_.startFehler) return geraet_.startFehler;
-    for (const auto& schritt : geraet_.schritte) {
-      if (schritt.zeit < welt_.jetzt_) continue;
-      welt_.am(schritt.zeit, [zustand = zustand_, &hoerer, handlung = schritt.handlung] {
-        if (!zustand->gestoppt) handlung(hoerer);
-      });
-    }
+    for (const auto& schritt : geraet_.schritte) welt_.am(schritt.zeit, [] {});
+    faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
     return std::nullopt;
   }
 
-  void stop() override { zustand_->gestoppt = true; }
+  void stop() override {
+    gestoppt_ = true;
+    if (faden_) welt_.sammleEin(*faden_);
+  }
 
  private:
-  struct Zustand {
-    bool gestoppt = false;
-  };
+  // What came before the device was started is not heard; what came before the stop is delivered.
+  void spiele(AudioInputListener& hoerer, double ab) {
+    for (const auto& schritt : geraet_.schritte) {
+      if (schritt.zeit < ab) continue;
+      welt_.warteBis([&] { return gestoppt_ || welt_.jetzt_ >= schritt.zeit; });
+      if (welt_.jetzt_ < schritt.zeit) return;
+      schritt.handlung(hoerer);
+    }
+  }
+
   SimPlattform& welt_;
   const Geraet geraet_;
-  std::shared_ptr<Zustand> zustand_;
+  bool gestoppt_ = false;
+  std::shared_ptr<Faden> faden_;
 };
 
-SimPlattform::SimPlattform(std::uint64_t saat)
-    : zufall_(saat), haupt_(std::make_shared<Faden>()) {
-  faeden_.push_back(haupt_);
+SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
+  faeden_.push_back(std::make_shared<Faden>());
+  amZug_ = faeden_.front().get();
 }
 
 SimPlattform::~SimPlattform() = default;
+
+std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void()> arbeit) {
+  auto faden = std::make_shared<Faden>();
+  faden->bereit = [] { return true; };
+  Faden* selbst = faden.get();
+  faden->thread = std::thread([this, selbst, arbeit = std::move(arbeit)] {
+    {
+      std::unique_lock halter(lock_);
+      wechsel_.wait(halter, [&] { return amZug_ == selbst; });
+    }
+    arbeit();
+    selbst->fertig = true;
+    gibWeiter();
+  });
+  faeden_.push_back(faden);
+  verzweige();
+  return faden;
+}
+
+void SimPlattform::sammleEin(Faden& faden) {
+  if (!faden.thread.joinable()) return;
+  warteBis([&] { return faden.fertig; });
+  faden.thread.join();
+  std::erase_if(faeden_, [&](const auto& f) { return f.get() == &faden; });
+}
+
+void SimPlattform::verzweige() {
+  if (zufall_() % 2 == 0) return;
+  bool dran = false;
+  warteBis([&] { return std::exchange(dran, true); });
+}
+
+void SimPlattform::warteBis(const std::function<bool()>& fertig) {
+  Faden* selbst = amZug_;
+  while (!fertig()) {
+    selbst->bereit = fertig;
+    gibWeiter();
+    std::unique_lock halter(lock_);
+    wechsel_.wait(halter, [&] { return amZug_ == selbst; });
+  }
+}
+
+void SimPlattform::gibWeiter() {
+  for (;;) {
+    std::vector<Faden*> bereit;
+    for (const auto& faden : faeden_) {
+      if (!faden->fertig && faden->bereit && faden->bereit()) bereit.push_back(faden.get());
+    }
+    if (!bereit.empty()) {
+      const std::lock_guard halter(lock_);
+      amZug_ = bereit[zufall_() % bereit.size()];
+      amZug_->bereit = [] { return true; };
+      wechsel_.notify_all();
+      return;
+    }
+    if (ereignisse_.empty()) throw std::logic_error("the simulation waits for what never comes");
+    auto ereignis = ereignisse_.extract(ereignisse_.begin());
+    jetzt_ = std::max(jetzt_, ereignis.key());
+    ereignis.mapped()();
+  }
+}
 
 void SimPlattform::am(double zeit, std::function<void()> ereignis) {
   ereignisse_.emplace(zeit, std::move(ereignis));
@@ -168,49 +236,14 @@ void SimPlattform::signal(double zeit, int nummer) {
   am(zeit, [this, nummer] {
     const auto handler = signale_.find(nummer);
     if (handler == signale_.end()) throw std::logic_error("signal with its default action");
-    post(handler->second);
+    haupt_.push_back(handler->second);
   });
 }
 
 void SimPlattform::leserGeht(double zeit) {
   am(zeit, [this] {
-    if (leserWeg_) post(std::exchange(leserWeg_, nullptr));
+    if (leserWeg_) haupt_.push_back(std::exchange(leserWeg_, nullptr));
   });
-}
-
-void SimPlattform::laufeBis(const std::function<bool()>& fertig) {
-  while (!fertig()) {
-    if (!einSchritt()) throw std::logic_error("the simulation waits for something that never comes");
-  }
-}
-
-bool SimPlattform::einSchritt() {
-  // A task that began while another one waits further down the stack could wait for that one, which
-  // cannot go on before it: it begins when the other has ended.
-  const bool taskLaeuft = std::any_of(faeden_.begin(), faeden_.end(),
-                                      [](const auto& f) { return f->task && f->laeuft; });
-  std::vector<Faden*> bereit;
-  for (const auto& faden : faeden_) {
-    if (faden->laeuft || faden->arbeit.empty() || (faden->task && taskLaeuft)) continue;
-    bereit.push_back(faden.get());
-  }
-  if (!bereit.empty()) {
-    fuehreAus(*bereit[zufall_() % bereit.size()]);
-    return true;
-  }
-  if (ereignisse_.empty()) return false;
-  auto ereignis = ereignisse_.extract(ereignisse_.begin());
-  jetzt_ = std::max(jetzt_, ereignis.key());
-  ereignis.mapped()();
-  return true;
-}
-
-void SimPlattform::fuehreAus(Faden& faden) {
-  const auto arbeit = std::move(faden.arbeit.front());
-  faden.arbeit.pop_front();
-  faden.laeuft = true;
-  arbeit();
-  faden.laeuft = false;
 }
 
 std::unique_ptr<AudioInput> SimPlattform::mikrofon() {
@@ -239,11 +272,19 @@ void SimPlattform::aufLeserWeg(int /*deskriptor*/, Handler handler) {
   leserWeg_ = std::move(handler);
 }
 
-void SimPlattform::post(Handler handler) { haupt_->arbeit.push_back(std::move(handler)); }
+void SimPlattform::post(Handler handler) {
+  haupt_.push_back(std::move(handler));
+  verzweige();
+}
 
 int SimPlattform::run() {
-  laufeBis([this] { return status_.has_value(); });
-  return *status_;
+  for (;;) {
+    warteBis([this] { return status_ || !haupt_.empty(); });
+    if (status_) return *status_;
+    const Handler handler = std::move(haupt_.front());
+    haupt_.pop_front();
+    handler();
+  }
 }
 
 void SimPlattform::quit(int status) { status_ = status; }

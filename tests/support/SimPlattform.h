@@ -1,23 +1,28 @@
-// A simulated computer: virtual clock, scripted devices, and one thread for everything.
+// A simulated computer: virtual clock, scripted devices, and threads of which one runs at a time.
 //
 // The live recorder is a program of many threads, and its worst cases (a signal while a device still
 // starts, a block between the signal and the stop, a reader that goes in the middle of a line) come
-// once in a thousand real runs. Here each is a script: the clock stands still while work is done and
-// jumps to the next scripted moment when there is none, and which of several ready threads goes on is
-// decided by a seeded generator. The same seed gives the same run.
+// once in a thousand real runs. Here each is a script: the clock stands still while any thread can go
+// on and jumps to the next scripted moment when none can, and which of several ready threads goes on
+// is drawn by a seeded generator. The same seed gives the same run.
 //
-// Everything runs on the calling thread. A start that waits for its device lets the others run.
+// The threads are real ones that hand the turn on to each other, so that one may wait for another
+// wherever the recorder does; nothing ever sleeps.
 #pragma once
 
+#include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/Plattform.h"
@@ -71,9 +76,9 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   // Signals whose default action is off.
   [[nodiscard]] const std::set<int>& gefangeneSignale() const { return gefangen_; }
 
-  // Lets everything run that is ready, and scripted moments pass, until `fertig`. Whoever waits for
-  // something that never comes is told so by an exception.
-  void laufeBis(const std::function<bool()>& fertig);
+  // Lets the other threads run, and scripted moments pass, until `fertig`. Whoever waits for something
+  // that never comes ends the process with a message.
+  void warteBis(const std::function<bool()>& fertig);
 
   // Plattform
   const HostClock& uhr() const override { return *this; }
@@ -99,22 +104,30 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   class SimQueue;
   class SimTask;
   class SimInput;
-  // A thread of the simulation: work items in order, one of which may be running further down the
-  // stack, in which case the thread is not free.
   struct Faden {
-    std::deque<std::function<void()>> arbeit;
-    bool laeuft = false;
-    bool task = false;
+    std::thread thread;
+    std::function<bool()> bereit;  // whether the thread can go on
+    bool fertig = false;
   };
 
-  bool einSchritt();  // runs one ready item or the next scripted event; false where there is none
-  void fuehreAus(Faden& faden);
+  // A new thread, which gets its turn some time later.
+  std::shared_ptr<Faden> neuerFaden(std::function<void()> arbeit);
+  // Waits for the thread's end.
+  void sammleEin(Faden& faden);
+  // A moment at which the scheduler of a real computer could have changed threads.
+  void verzweige();
+  // Hands the turn on to a thread that can go on.
+  void gibWeiter();
 
   std::mt19937_64 zufall_;
   double jetzt_ = 0.0;
   std::multimap<double, std::function<void()>> ereignisse_;
-  std::vector<std::shared_ptr<Faden>> faeden_;
-  std::shared_ptr<Faden> haupt_;
+  std::vector<std::shared_ptr<Faden>> faeden_;  // the first is the test's own
+  Faden* amZug_;
+  std::mutex lock_;
+  std::condition_variable wechsel_;
+
+  std::deque<Handler> haupt_;
   std::map<int, Handler> signale_;
   std::set<int> gefangen_;
   Handler leserWeg_;
