@@ -188,6 +188,11 @@ void ChannelChunker::flush(std::int64_t count) {
   pauseAb_.reset();
 }
 
+void ChannelChunker::finalizeRemainder() {
+  const std::lock_guard halter(lock);
+  flush(laenge());
+}
+
 // Takes the mask of the next `anzahl` samples; returns how many of them are speech.
 std::int64_t ChannelChunker::nimmSprache(std::int64_t anzahl) {
   const std::size_t m = std::min(maske_.size(), static_cast<std::size_t>(anzahl));
