@@ -1,0 +1,6 @@
+# What tests, benchmarks and fuzz targets share.
+include_guard(GLOBAL)
+
+hallkorb_library(hallkorb_support FOLDER tests/support
+  HEADERS AusgabeFaenger.h ChunkerRegel.h FehlerDateien.h TempOrdner.h WavBytes.h
+  DEPENDS hallkorb_audiofiles)
