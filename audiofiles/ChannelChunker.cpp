@@ -48,7 +48,7 @@ std::int64_t minus(std::int64_t a, std::int64_t b) {
 float quadratsumme(std::span<const float> werte) {
   std::array<float, SUMMEN> teil{};
   std::size_t i = 0;
-  for (; i + SUMMEN <= werte.size(); i += SUMMEN) {
+  for (; werte.size() - i >= SUMMEN; i += SUMMEN) {
     for (std::size_t k = 0; k < SUMMEN; ++k)
       teil[k] += werte[i + k] * werte[i + k];
   }
@@ -191,6 +191,11 @@ void ChannelChunker::flush(std::int64_t count) {
   buf_.abnehmen(chunk.size());
   sucheAb_ = 0;
   pauseAb_.reset();
+}
+
+void ChannelChunker::finalizeRemainder() {
+  const std::lock_guard halter(lock);
+  flush(laenge());
 }
 
 // Takes the mask of the next `anzahl` samples; returns how many of them are speech.
