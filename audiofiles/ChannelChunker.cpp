@@ -47,8 +47,9 @@ std::int64_t minus(std::int64_t a, std::int64_t b) {
 
 float quadratsumme(std::span<const float> werte) {
   std::array<float, SUMMEN> teil{};
+  const std::size_t ganz = werte.size() - werte.size() % SUMMEN;
   std::size_t i = 0;
-  for (; werte.size() - i >= SUMMEN; i += SUMMEN) {
+  for (; i < ganz; i += SUMMEN) {
     for (std::size_t k = 0; k < SUMMEN; ++k)
       teil[k] += werte[i + k] * werte[i + k];
   }
@@ -92,11 +93,6 @@ void ChannelChunker::append(std::span<const float> samples, const std::vector<bo
   } else {
     schneideNachLaenge();
   }
-}
-
-void ChannelChunker::finalizeRemainder() {
-  const std::lock_guard halter(lock);
-  flush(laenge());
 }
 
 void ChannelChunker::nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache) {
