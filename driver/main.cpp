@@ -1,8 +1,8 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
-#include <csignal>
-
 #include <fcntl.h>
+
+#include <csignal>
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
