@@ -46,8 +46,8 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
 LiveAufnahme::~LiveAufnahme() { FileHandleTextOutput::standardOutput().leserWeg(nullptr); }
 
 int LiveAufnahme::laufe() {
-  baueAuf();
   richteSignaleEin();
+  baueAuf();
   startTask_ = plattform_.executor().starte([this] { starte(); });
   return plattform_.runLoop().run();
 }
@@ -87,6 +87,7 @@ void LiveAufnahme::baueAuf() {
       plattform_);
 }
 
+// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
 void LiveAufnahme::richteSignaleEin() {
   RunLoop& schleife = plattform_.runLoop();
   schleife.aufSignal(SIGINT, [this] { shutdown(); });
