@@ -124,6 +124,11 @@ void log(std::string_view text) { FileHandleTextOutput::standardError().write(ze
 
 void emit(std::string_view text) { FileHandleTextOutput::standardOutput().write(zeile(text)); }
 
+bool druckeErgebnis(std::string_view text) {
+  const std::string ganz = zeile(text);
+  return std::fwrite(ganz.data(), 1, ganz.size(), stdout) == ganz.size() && std::fflush(stdout) == 0;
+}
+
 std::string jsonEscape(std::string_view text) {
   std::string sicher;
   sicher.reserve(text.size());

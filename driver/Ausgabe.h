@@ -63,6 +63,10 @@ void log(std::string_view text);
 // The same, to standard output.
 void emit(std::string_view text);
 
+// Prints a result line of an offline mode through the C library's buffered standard output, all of it:
+// the mode ends right afterwards. Returns whether it arrived; a result that nobody got is a failure.
+[[nodiscard]] bool druckeErgebnis(std::string_view text);
+
 // `text` made safe to stand between double quotes in a JSON line: backslash and double quote get a
 // backslash; tab, line feed and carriage return become a blank; all else stays as it is. No \u
 // escapes are produced.

@@ -1,0 +1,230 @@
+#include "audiofiles/ChannelChunker.h"
+
+#include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "audiofiles/Wav.h"
+#include "driver/Ausgabe.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::int64_t FRAME = 160;
+constexpr double SUCH_SEKUNDEN = 0.8;
+constexpr std::size_t SUMMEN = 4;  // one SIMD register of single-precision numbers
+
+// `wert` cut toward zero; what is no 64-bit number stops the process, after the line `was`.
+std::int64_t ganzzahl(double wert, const std::string& was) {
+  constexpr double GRENZE = 9223372036854775808.0;  // 2^63
+  if (!(wert >= -GRENZE && wert < GRENZE)) abbruch(was);
+  return static_cast<std::int64_t>(wert);
+}
+
+std::int64_t sampleZahl(const char* was, double seconds, double rate) {
+  return ganzzahl(rate * seconds,
+                  formatiert("%s von %g s ist bei --rate %g Hz keine gueltige Zahl von Samples",
+                             was, seconds, rate));
+}
+
+// Sums that stay at the bounds of the type: a length out of reach is as good as an endless one.
+std::int64_t plus(std::int64_t a, std::int64_t b) {
+  std::int64_t summe = 0;
+  if (!__builtin_add_overflow(a, b, &summe)) return summe;
+  return b > 0 ? std::numeric_limits<std::int64_t>::max()
+               : std::numeric_limits<std::int64_t>::min();
+}
+
+std::int64_t minus(std::int64_t a, std::int64_t b) {
+  std::int64_t differenz = 0;
+  if (!__builtin_sub_overflow(a, b, &differenz)) return differenz;
+  return b < 0 ? std::numeric_limits<std::int64_t>::max()
+               : std::numeric_limits<std::int64_t>::min();
+}
+
+float quadratsumme(std::span<const float> werte) {
+  std::array<float, SUMMEN> teil{};
+  std::size_t i = 0;
+  for (; i + SUMMEN <= werte.size(); i += SUMMEN) {
+    for (std::size_t k = 0; k < SUMMEN; ++k)
+      teil[k] += werte[i + k] * werte[i + k];
+  }
+  float summe = (teil[0] + teil[1]) + (teil[2] + teil[3]);
+  for (; i < werte.size(); ++i)
+    summe += werte[i] * werte[i];
+  return summe;
+}
+
+float pegel(std::span<const float> werte) {
+  return std::sqrt(quadratsumme(werte) / static_cast<float>(werte.size()));
+}
+
+std::span<const float> frame(std::span<const float> werte, std::int64_t stelle) {
+  return werte.subspan(static_cast<std::size_t>(stelle), static_cast<std::size_t>(FRAME));
+}
+
+}  // namespace
+
+ChannelChunker::ChannelChunker(std::string channel, std::string outDir, double rate,
+                               double chunkSeconds, bool turnMode, double minSeconds,
+                               double maxSeconds, double silenceSeconds, float silenceRms,
+                               Dateien& dateien)
+    : channel_(std::move(channel)),
+      outDir_(std::move(outDir)),
+      rate_(rate),
+      chunkSamples_(sampleZahl("Chunk-Laenge (--chunk)", chunkSeconds, rate)),
+      searchSamples_(sampleZahl("Suchbereich", SUCH_SEKUNDEN, rate)),
+      turnMode_(turnMode),
+      minSamples_(sampleZahl("Mindestlaenge", minSeconds, rate)),
+      maxSamples_(sampleZahl("Hoechstlaenge (--max)", maxSeconds, rate)),
+      silenceRun_(sampleZahl("Pause", silenceSeconds, rate)),
+      silenceRms_(silenceRms),
+      dateien_(dateien) {}
+
+void ChannelChunker::append(std::span<const float> samples, const std::vector<bool>* sprache) {
+  const std::lock_guard halter(lock);
+  nimmAuf(samples, sprache);
+  if (turnMode_) {
+    schneideNachPausen();
+  } else {
+    schneideNachLaenge();
+  }
+}
+
+void ChannelChunker::finalizeRemainder() {
+  const std::lock_guard halter(lock);
+  flush(laenge());
+}
+
+void ChannelChunker::nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache) {
+  buf_.anhaengen(samples.begin(), samples.end());
+  if (sprache != nullptr && sprache->size() == samples.size()) {
+    mitMaske_ = true;
+    maske_.anhaengen(sprache->begin(), sprache->end());
+  } else if (mitMaske_) {
+    maske_.auffuellen(samples.size(), 1);
+  }
+}
+
+void ChannelChunker::schneideNachLaenge() {
+  const std::int64_t lo = std::max<std::int64_t>(minus(chunkSamples_, searchSamples_), 1);
+  const std::int64_t hi = plus(chunkSamples_, searchSamples_);
+  while (laenge() >= hi) {
+    if (!schneide(leisesteStelle(lo, hi, chunkSamples_))) return;
+  }
+}
+
+void ChannelChunker::schneideNachPausen() {
+  for (;;) {
+    const auto schnitt = laenge() >= maxSamples_ ? erzwungenerSchnitt() : pausenSchnitt();
+    if (!schnitt || !schneide(*schnitt)) return;
+  }
+}
+
+std::int64_t ChannelChunker::erzwungenerSchnitt() const {
+  const std::int64_t c = std::max(minSamples_, minus(maxSamples_, searchSamples_));
+  const std::int64_t lo = std::max<std::int64_t>(minus(c, searchSamples_), 1);
+  const std::int64_t hi = std::min(plus(c, searchSamples_), laenge());
+  return leisesteStelle(lo, hi, c);
+}
+
+std::optional<std::int64_t> ChannelChunker::pausenSchnitt() {
+  if (plus(minSamples_, silenceRun_) >= laenge()) return std::nullopt;
+  const auto alle = buf_.alle();
+  // A shortest length below zero is none.
+  for (sucheAb_ = std::max({sucheAb_, minSamples_, std::int64_t{0}}); sucheAb_ <= laenge() - FRAME;
+       sucheAb_ += FRAME) {
+    if (!(pegel(frame(alle, sucheAb_)) < silenceRms_)) {
+      pauseAb_.reset();
+      continue;
+    }
+    if (!pauseAb_) pauseAb_ = sucheAb_;
+    if (sucheAb_ + FRAME - *pauseAb_ >= silenceRun_) {
+      return std::min(*pauseAb_ + silenceRun_ / 2, laenge());
+    }
+  }
+  return std::nullopt;
+}
+
+// The middle of the quietest frame that ends before `hi`; the first one of several. `sonst` where
+// there is no frame.
+std::int64_t ChannelChunker::leisesteStelle(std::int64_t lo, std::int64_t hi,
+                                            std::int64_t sonst) const {
+  const auto alle = buf_.alle();
+  std::int64_t stelle = sonst;
+  float leiseste = std::numeric_limits<float>::max();
+  for (std::int64_t k = lo; k < minus(hi, FRAME); k += FRAME) {
+    const float energie = quadratsumme(frame(alle, k));
+    if (energie < leiseste) {
+      leiseste = energie;
+      stelle = k + FRAME / 2;
+    }
+  }
+  return stelle;
+}
+
+// Cuts, and tells whether that took anything. Lengths of zero and less make cuts that take nothing,
+// and would make them for ever.
+bool ChannelChunker::schneide(std::int64_t count) {
+  const std::int64_t vorher = globalOffset_;
+  flush(count);
+  return globalOffset_ != vorher;
+}
+
+void ChannelChunker::flush(std::int64_t count) {
+  const std::int64_t n = std::min(laenge(), count);
+  if (n < 1) return;
+  const auto chunk = buf_.alle().first(static_cast<std::size_t>(n));
+  const std::int64_t sprache = mitMaske_ ? nimmSprache(n) : n;
+  const std::int64_t von = globalOffset_;
+  globalOffset_ += n;
+  if (turnMode_ && pegel(chunk) < silenceRms_) {
+    // Silence leaves nothing but the time it took.
+  } else if (mitMaske_ && sprache < minSprache_) {
+    ohneSprache_ += 1;
+  } else {
+    schreibe(chunk, von, sprache);
+  }
+  buf_.abnehmen(chunk.size());
+  sucheAb_ = 0;
+  pauseAb_.reset();
+}
+
+// Takes the mask of the next `anzahl` samples; returns how many of them are speech.
+std::int64_t ChannelChunker::nimmSprache(std::int64_t anzahl) {
+  const std::size_t m = std::min(maske_.size(), static_cast<std::size_t>(anzahl));
+  const auto vorn = maske_.alle().first(m);
+  const auto sprache = m - static_cast<std::size_t>(std::count(vorn.begin(), vorn.end(), 0));
+  maske_.abnehmen(m);
+  return static_cast<std::int64_t>(sprache);
+}
+
+void ChannelChunker::schreibe(std::span<const float> chunk, std::int64_t von,
+                              std::int64_t sprache) {
+  const std::int64_t bis = von + static_cast<std::int64_t>(chunk.size());
+  const double t0 = static_cast<double>(von) / rate_;
+  const double t1 = static_cast<double>(bis) / rate_;
+  const std::int64_t i = chunkIndex_++;
+  const std::string pfad =
+      pfadIn(outDir_, formatiert("chunk_%s_%03" PRId64 ".wav", channel_.c_str(), i));
+  if (const auto fehler = writeWav(chunk, rate_, pfad, dateien_)) {
+    log("[hallkorb] WAV-Schreibfehler (" + channel_ + " #" + std::to_string(i) +
+        "): " + fehler->description);
+    return;
+  }
+  std::string zeile = "{\"chunk\":" + std::to_string(i) + ",\"channel\":\"" + channel_ +
+                      "\",\"path\":\"" + pfad + "\",\"t0\":" + formatiert("%.2f", t0) +
+                      ",\"t1\":" + formatiert("%.2f", t1);
+  if (mitMaske_) {
+    const std::int64_t ms =
+        ganzzahl(static_cast<double>(sprache) / rate_ * 1000.0,
+                 formatiert("sprache_ms: keine gueltige Zahl bei %g Hz", rate_));
+    zeile += formatiert(",\"sprache_ms\":%" PRId64, ms);
+  }
+  emit(zeile + "}");
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,115 @@
+#include "audiofiles/RohWav.h"
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "driver/Ausgabe.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
+constexpr std::uint32_t MAX_BYTES =
+    static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) - 36;
+constexpr mode_t RECHTE_NEU = 0666;
+constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);
+
+double sekundenSeitStart() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Dateien& dateien,
+                                       Uhr uhr) {
+  // Non-blocking, so that a pipe of that name makes the construction fail instead of hanging it;
+  // for a regular file it has no meaning.
+  const int datei = beharrlich([&] {
+    return dateien.oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, RECHTE_NEU);
+  });
+  if (datei < 0) return nullptr;
+  if (!uhr) uhr = sekundenSeitStart;
+  return std::unique_ptr<RohWav>(new RohWav(std::move(pfad), datei, rate, dateien, std::move(uhr)));
+}
+
+RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr)
+    : handle_(datei), pfad_(std::move(pfad)), rate_(rate), dateien_(dateien), uhr_(std::move(uhr)) {
+  // A disk that is full now may have room in a minute: the header is then written later.
+  melde(kopfNachtragen());
+}
+
+RohWav::~RohWav() {
+  schliessen();
+}
+
+WavKopf RohWav::kopf(std::int64_t rate, std::uint32_t bytes) {
+  return wavKopf(rate, bytes);
+}
+
+void RohWav::schreiben(std::span<const float> samples) {
+  if (!handle_ || samples.empty()) return;
+  puffer_.resize(2 * samples.size());
+  kodiereWav(samples, puffer_);
+  const std::int64_t stelle = laenge_;
+  const auto anzahl = static_cast<std::int64_t>(puffer_.size());
+  laenge_ += anzahl;
+
+  const Geschrieben stand = schreibeGanzAn(*handle_, puffer_, KOPF_BYTES + stelle, dateien_);
+  const std::int64_t ganz = stand.bytes / 2 * 2;  // half a sample is none
+  if (ganz > 0) bytes_ = static_cast<std::uint32_t>(stelle + ganz);
+  verloren_ += anzahl - ganz;
+
+  int nummer = stand.nummer;
+  if (kopfFehlt_ || uhr_() - letzterKopf_ > KOPF_ALLE_SEKUNDEN) {
+    const int beimKopf = kopfNachtragen();
+    if (nummer == 0) nummer = beimKopf;
+  }
+  melde(nummer);
+}
+
+// Both size fields are written with the rest of the header, in one call: that never leaves them
+// telling different lengths, and it makes good a header that could not be written before.
+int RohWav::kopfNachtragen() {
+  letzterKopf_ = uhr_();
+  if (bytes_ > MAX_BYTES) abbruch(pfad_ + ": mehr als 2 GiB fasst eine WAV-Datei nicht");
+  const int nummer = schreibeGanzAn(*handle_, kopf(rate_, bytes_), 0, dateien_).nummer;
+  kopfFehlt_ = nummer != 0;
+  return nummer;
+}
+
+Ergebnis RohWav::schliessen() {
+  if (!handle_) return std::nullopt;
+  int nummer = 0;
+  if (bytes_ != static_cast<std::uint32_t>(laenge_)) {
+    // The last samples were lost; the file is to be as long as the recording all the same. Silence
+    // takes no room on the disk.
+    nummer = -beharrlich([&] { return dateien_.laengeSetzen(*handle_, KOPF_BYTES + laenge_); });
+    if (nummer == 0) bytes_ = static_cast<std::uint32_t>(laenge_);
+  }
+  const int beimKopf = kopfNachtragen();
+  const int beimSchliessen = schliesse(*handle_, dateien_);
+  handle_.reset();
+  if (nummer == 0) nummer = beimKopf;
+  if (nummer == 0) nummer = beimSchliessen;
+  if (nummer == 0) return std::nullopt;
+  return Fehler::ausErrno(nummer, "Schliessen von " + pfad_);
+}
+
+void RohWav::melde(int nummer) {
+  if ((nummer != 0) == gestoert_) return;
+  gestoert_ = nummer != 0;
+  const std::string anfang = "[hallkorb] " + pfad_.substr(pfad_.rfind('/') + 1) + ": ";
+  if (gestoert_) {
+    log(anfang + "Schreibfehler: " + std::generic_category().message(nummer));
+  } else {
+    log(anfang + "Schreiben geht wieder, " + std::to_string(verloren_ / 2) +
+        " Samples sind durch Stille ersetzt");
+    verloren_ = 0;
+  }
+}
+
+}  // namespace hallkorb

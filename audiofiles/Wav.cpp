@@ -1,0 +1,137 @@
+#include "audiofiles/Wav.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string_view>
+
+#include "driver/Ausgabe.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::uint32_t KOPF_REST = 36;  // what the first size field counts beside the samples
+constexpr std::size_t MIN_DATEI = 45;    // a header and something behind it
+constexpr std::size_t ERSTER_BLOCK = 12;
+constexpr std::size_t BLOCK_KOPF = 8;  // identifier and size
+constexpr std::size_t SAMPLE_BYTES = 2;
+
+// All integers of the format are little-endian.
+void setze16(std::span<std::uint8_t> ziel, std::uint32_t wert) {
+  ziel[0] = static_cast<std::uint8_t>(wert & 0xFFU);
+  ziel[1] = static_cast<std::uint8_t>(wert >> 8U & 0xFFU);
+}
+
+void setze32(std::span<std::uint8_t> ziel, std::uint32_t wert) {
+  setze16(ziel, wert & 0xFFFFU);
+  setze16(ziel.subspan(2), wert >> 16U);
+}
+
+void setzeWort(std::span<std::uint8_t> ziel, std::string_view wort) {
+  std::copy(wort.begin(), wort.end(), ziel.begin());
+}
+
+std::uint32_t lies16(std::span<const std::uint8_t> von) {
+  return static_cast<std::uint32_t>(von[0]) | static_cast<std::uint32_t>(von[1]) << 8U;
+}
+
+std::uint32_t lies32(std::span<const std::uint8_t> von) {
+  return lies16(von) | lies16(von.subspan(2)) << 16U;
+}
+
+bool istWort(std::span<const std::uint8_t> von, std::string_view wort) {
+  return std::equal(wort.begin(), wort.end(), von.begin());
+}
+
+std::int16_t kodiert(float wert) {
+  // The comparison is this way round so that NaN, which compares with nothing, takes the upper
+  // bound.
+  const float begrenzt = wert < 1.0F ? std::max(wert, -1.0F) : 1.0F;
+  return static_cast<std::int16_t>(begrenzt * 32767.0F);
+}
+
+std::vector<float> ersterKanal(std::span<const std::uint8_t> daten, std::size_t kanaele) {
+  const std::size_t frameBytes = kanaele * SAMPLE_BYTES;
+  std::vector<float> samples(daten.size() / frameBytes);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const auto wert = static_cast<std::int16_t>(lies16(daten.subspan(i * frameBytes)));
+    samples[i] = static_cast<float>(wert) * (1.0F / 32768.0F);
+  }
+  return samples;
+}
+
+}  // namespace
+
+WavKopf wavKopf(std::int64_t rate, std::uint32_t bytes) {
+  const auto rate32 = static_cast<std::uint32_t>(rate);
+  WavKopf kopf{};
+  const std::span<std::uint8_t> feld(kopf);
+  setzeWort(feld, "RIFF");
+  setze32(feld.subspan(4), bytes + KOPF_REST);
+  setzeWort(feld.subspan(8), "WAVE");
+  setzeWort(feld.subspan(12), "fmt ");
+  setze32(feld.subspan(16), 16);           // length of the format block
+  setze16(feld.subspan(20), 1);            // PCM
+  setze16(feld.subspan(22), 1);            // channels
+  setze32(feld.subspan(24), rate32);       //
+  setze32(feld.subspan(28), rate32 * 2U);  // bytes per second
+  setze16(feld.subspan(32), SAMPLE_BYTES);
+  setze16(feld.subspan(34), 16);  // bits per sample
+  setzeWort(feld.subspan(36), "data");
+  setze32(feld.subspan(40), bytes);
+  return kopf;
+}
+
+void kodiereWav(std::span<const float> samples, std::span<std::uint8_t> ziel) {
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const auto wert = static_cast<std::uint16_t>(kodiert(samples[i]));
+    ziel[SAMPLE_BYTES * i] = static_cast<std::uint8_t>(wert & 0xFFU);
+    ziel[SAMPLE_BYTES * i + 1] = static_cast<std::uint8_t>(wert >> 8U);
+  }
+}
+
+Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
+                  Dateien& dateien) {
+  if (!std::isfinite(rate) || rate <= -1.0 || rate >= 2147483648.0) {
+    abbruch(formatiert("WAV-Datei: keine gueltige Rate: %g Hz (--rate)", rate));
+  }
+  if (samples.size() > (std::numeric_limits<std::uint32_t>::max() - KOPF_REST) / SAMPLE_BYTES) {
+    abbruch("WAV-Datei: zu viele Samples: " + std::to_string(samples.size()));
+  }
+  const std::size_t bytes = samples.size() * SAMPLE_BYTES;
+  std::vector<std::uint8_t> datei(WAV_KOPF_BYTES + bytes);
+  const WavKopf kopf = wavKopf(static_cast<std::int64_t>(rate), static_cast<std::uint32_t>(bytes));
+  std::copy(kopf.begin(), kopf.end(), datei.begin());
+  kodiereWav(samples, std::span(datei).subspan(WAV_KOPF_BYTES));
+  return ersetzeDatei(to, datei, dateien);
+}
+
+std::optional<std::vector<float>> liesWav(const std::string& path, Dateien& dateien) {
+  const auto datei = liesDatei(path, dateien);
+  if (!datei) return std::nullopt;
+  return dekodiereWav(*datei);
+}
+
+std::optional<std::vector<float>> dekodiereWav(std::span<const std::uint8_t> datei) {
+  if (datei.size() < MIN_DATEI) return std::nullopt;
+  std::size_t kanaele = 1;
+  std::uint64_t stelle = ERSTER_BLOCK;
+  while (stelle + BLOCK_KOPF <= datei.size()) {
+    const auto block = datei.subspan(static_cast<std::size_t>(stelle));
+    const std::uint64_t laenge = lies32(block.subspan(4));
+    if (istWort(block, "data")) {
+      const auto daten = block.subspan(BLOCK_KOPF);
+      const std::uint64_t vorhanden = std::min<std::uint64_t>(laenge, daten.size());
+      return ersterKanal(daten.first(static_cast<std::size_t>(vorhanden)), kanaele);
+    }
+    if (istWort(block, "fmt ")) {
+      constexpr std::size_t KANAELE = 10;
+      if (block.size() < KANAELE + 2) return std::nullopt;  // then no further block fits either
+      kanaele = std::max<std::size_t>(lies16(block.subspan(KANAELE)), 1);
+    }
+    stelle += BLOCK_KOPF + laenge + laenge % 2;  // blocks begin at even positions
+  }
+  return std::nullopt;
+}
+
+}  // namespace hallkorb

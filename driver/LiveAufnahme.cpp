@@ -1,0 +1,188 @@
+#include "driver/LiveAufnahme.h"
+
+#include <cinttypes>
+#include <cmath>
+#include <csignal>
+#include <string>
+#include <utility>
+
+#include <unistd.h>
+
+#include "driver/Ausgabe.h"
+
+namespace hallkorb {
+namespace {
+
+const char* wort(bool wert) { return wert ? "true" : "false"; }
+
+// Buffers are counted in samples, the command line speaks of seconds and hertz. What gives no count
+// ends the run here, with the option's name, before anything is built on it.
+void pruefeZahlen(const Config& c) {
+  const auto pruefe = [&](const char* option, double wert, double sekunden) {
+    const double samples = c.sampleRate * sekunden;
+    if (samples > -0x1p63 && samples < 0x1p63) return;
+    // A rate beyond every device spoils each product; then it is not the seconds that are wrong.
+    const bool rate = !(std::abs(c.sampleRate) < 0x1p31);
+    abbruch(formatiert("%s %g: Wert nicht verwendbar", rate ? "--rate" : option,
+                       rate ? c.sampleRate : wert));
+  };
+  pruefe("--rate", c.sampleRate, 1.0);
+  pruefe("--chunk", c.chunkSeconds, c.chunkSeconds);
+  pruefe("--max", c.maxSeconds, c.maxSeconds);
+}
+
+std::string degraded(const char* kanal, const Fehler& fehler) {
+  return formatiert(R"({"event":"degraded","channel":"%s","message":"%s"})", kanal,
+                    jsonEscape(fehler.description).c_str());
+}
+
+}  // namespace
+
+LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& dateien)
+    : config_(config), plattform_(plattform), dateien_(dateien) {
+  setzeHostClock(plattform.uhr());
+}
+
+LiveAufnahme::~LiveAufnahme() { FileHandleTextOutput::standardOutput().leserWeg(nullptr); }
+
+int LiveAufnahme::laufe() {
+  richteSignaleEin();
+  baueAuf();
+  startTask_ = plattform_.executor().starte([this] { starte(); });
+  return plattform_.runLoop().run();
+}
+
+void LiveAufnahme::baueAuf() {
+  // A folder that cannot be made shows when the first chunk cannot be written.
+  static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
+  zeitNull_ = hostSekunden();
+  nullUnixMs_ = plattform_.uhr().unixMs();
+
+  pruefeZahlen(config_);
+  const auto chunker = [this](const char* kanal) {
+    return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
+                                            config_.chunkSeconds, config_.turnMode,
+                                            config_.minSeconds, config_.maxSeconds,
+                                            config_.silenceSeconds, config_.silenceRms, dateien_);
+  };
+  themChunker_ = chunker("them");
+  meChunker_ = chunker("me");
+  zeitThem_ = std::make_unique<Zeitachse>("them", config_.sampleRate, zeitNull_);
+  zeitMe_ = std::make_unique<Zeitachse>("me", config_.sampleRate, zeitNull_);
+  themQueue_ = plattform_.executor().queue("chunks.them");
+  echoQueue_ = plattform_.executor().queue("echo");
+
+  if (config_.rohMikro) {
+    const std::string pfad = pfadIn(config_.outDir, "mikro_roh.wav");
+    rohWav_ = RohWav::oeffne(pfad, static_cast<std::int64_t>(config_.sampleRate), dateien_);
+    if (!rohWav_) log("[hallkorb] mikro_roh.wav kann nicht angelegt werden: " + pfad);
+  }
+
+  sysCap_ = std::make_unique<SystemAudioCapture>(config_.sampleRate, *zeitThem_,
+                                                 plattform_.systemAudio(), plattform_);
+  sysCap_->weiter = [this](std::vector<float> samples) { nimmSystemAudio(std::move(samples)); };
+  micCap_ = std::make_unique<MicCapture>(
+      config_.sampleRate, *zeitMe_,
+      [this](const std::vector<float>& samples) { nimmMikrofon(samples); }, plattform_.mikrofon(),
+      plattform_);
+}
+
+// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
+void LiveAufnahme::richteSignaleEin() {
+  RunLoop& schleife = plattform_.runLoop();
+  schleife.aufSignal(SIGINT, [this] { shutdown(); });
+  schleife.aufSignal(SIGTERM, [this] { shutdown(); });
+  // The terminal was closed. Under nohup the user has decided otherwise.
+  struct sigaction bisher {};
+  if (sigaction(SIGHUP, nullptr, &bisher) == 0 && bisher.sa_handler != SIG_IGN) {
+    schleife.aufSignal(SIGHUP, [this] { shutdown(); });
+  }
+
+  // Without a reader the host is gone: whoever records on then does it for nobody. It is noticed by
+  // watching the pipe, and where that cannot be watched by the next line that fails.
+  const auto leserWeg = [this] {
+    if (!stopLaeuft_) log("[hallkorb] Standardausgabe geschlossen — Aufnahme endet");
+    shutdown();
+  };
+  schleife.aufLeserWeg(FileHandleTextOutput::standardOutput().handle, leserWeg);
+  FileHandleTextOutput::standardOutput().leserWeg(
+      [&schleife, leserWeg] { schleife.post(leserWeg); });
+}
+
+bool LiveAufnahme::beginneEnde() { return !stopLaeuft_.exchange(true); }
+
+// The start task: the microphone first, then the system audio, then the report.
+void LiveAufnahme::starte() {
+  const Ergebnis mikrofon = micCap_->start();
+  // A stop cancels starts that still wait for a device: that is no failure to tell of.
+  if (mikrofon && !stopLaeuft_) {
+    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon->gedruckt());
+  }
+  const Ergebnis systemAudio = sysCap_->start();
+  if (systemAudio && !stopLaeuft_) {
+    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
+  }
+  meldeStart(mikrofon, systemAudio);
+}
+
+void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
+  if (mikrofon && systemAudio) {
+    if (!beginneEnde()) return;  // the stop ends the run
+    const std::string& text =
+        systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
+    emit(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    plattform_.runLoop().quit(2);
+    return;
+  }
+  if (mikrofon && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
+    emit(degraded("me", *mikrofon));
+  }
+  if (systemAudio && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + systemAudio->description);
+    emit(degraded("them", *systemAudio));
+  }
+  emit(formatiert(R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,)"
+                  R"("null_unix_ms":%)" PRId64 "}",
+                  wort(!mikrofon), wort(!systemAudio), wort(config_.video), wort(false),
+                  nullUnixMs_));
+}
+
+// On the capture's thread, which must not wait for a disk.
+void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
+  themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
+}
+
+void LiveAufnahme::nimmMikrofon(const std::vector<float>& samples) {
+  if (rohWav_) rohWav_->schreiben(samples);
+  meChunker_->append(samples);
+}
+
+// On the main thread. Signals that come while the stop runs change nothing.
+void LiveAufnahme::shutdown() {
+  if (!beginneEnde()) return;
+  log("[hallkorb] Stop — schreibe Rest-Chunks");
+  micCap_->stop();
+  stopTask_ = plattform_.executor().starte([this] { stoppe(); });
+}
+
+// The stop task. The order matters: first the sources, then the queues behind them, then what is left
+// in the buffers, and only then the figures about all of it.
+void LiveAufnahme::stoppe() {
+  sysCap_->stop();
+  startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  echoQueue_->sync([this] {
+    if (!rohWav_) return;
+    if (const Ergebnis fehler = rohWav_->schliessen()) {
+      log("[hallkorb] mikro_roh.wav: " + fehler->description);
+    }
+  });
+  themQueue_->sync([] {});
+  themChunker_->finalizeRemainder();
+  meChunker_->finalizeRemainder();
+  emit(R"({"event":"zeitachse",)" + zeitThem_->bericht() + "," + zeitMe_->bericht() + "}");
+  emit(R"({"event":"done"})");
+  plattform_.runLoop().quit(0);
+}
+
+}  // namespace hallkorb

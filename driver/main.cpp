@@ -1,0 +1,51 @@
+// The program: reads the command line, picks the platform and one mode, and runs it.
+
+#include <csignal>
+
+#include <fcntl.h>
+
+#include "driver/Ausgabe.h"
+#include "driver/Config.h"
+#include "driver/LiveAufnahme.h"
+#include "driver/ZeitachseTest.h"
+
+#if defined(__linux__)
+#include "platform/linux/LinuxPlattform.h"
+using DiesePlattform = hallkorb::LinuxPlattform;
+#else
+#error "no platform for this system"
+#endif
+
+namespace {
+
+// A host may start the program with standard streams closed. The next file opened would get such a
+// number, and the lines meant for the host would go into a recording. Opened for reading only, a
+// write to it fails as it should.
+void besetzeStandardstroeme() {
+  int deskriptor = 0;
+  do {
+    deskriptor = ::open("/dev/null", O_RDONLY);  // NOLINT(cppcoreguidelines-pro-type-vararg)
+  } while (deskriptor >= 0 && deskriptor <= 2);
+  if (deskriptor > 2) ::close(deskriptor);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  besetzeStandardstroeme();
+  // A reader that is gone is told by the failed write; the signal would end the process.
+  std::signal(SIGPIPE, SIG_IGN);
+  hallkorb::meldeAbstuerze();
+  hallkorb::cfg = hallkorb::parseArgs(argc, argv);
+
+  DiesePlattform plattform;
+  switch (hallkorb::modus(hallkorb::cfg)) {
+    case hallkorb::Modus::zeitachseTest:
+      return hallkorb::zeitachseTest(plattform);
+    case hallkorb::Modus::live:
+      return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
+    default:
+      hallkorb::log("[hallkorb] Diese Betriebsart ist in diesem Programm nicht enthalten");
+      return 2;
+  }
+}

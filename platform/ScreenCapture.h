@@ -1,0 +1,103 @@
+// The screen's windows: which there are, and the moving picture of one of them.
+//
+// Pictures stay opaque. A picture of the screen has a form that belongs to its platform (a sample
+// buffer of the capture service, an image in shared memory), and copying or converting it on the way to
+// the encoder would cost more than everything else here; so it goes to the VideoWriter of the same
+// platform as it is, and the recorder only looks at its time and its state.
+//
+// Contract
+// - inventar() may block, for at most 3 seconds; any thread, one at a time.
+// - A WindowStream calls its listener from one thread, the stream's own, one call at a time, never
+//   from within start() or wechsle(). bild() may take its time: what arrives meanwhile is dropped.
+// - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream that
+//   told gestoppt() is finished: only stop() may follow.
+// - stop() may come at any time from any thread but the stream's own, also during start() or
+//   wechsle(), which then return with an error at once. Nothing is called on the listener after it has
+//   returned. It is final and may be repeated.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Fehler.h"
+
+namespace hallkorb {
+
+// One window as the platform tells of it. Lengths in points of the screen's space, whose origin is at
+// the top left.
+struct ScreenWindow {
+  struct Anwendung {
+    std::string bundle;  // bundle identifier, or what serves as one
+    std::string name;    // for people
+  };
+
+  std::uint32_t id = 0;
+  std::optional<std::string> titel;
+  std::optional<Anwendung> anwendung;  // absent where no application owns it
+  double x = 0.0;
+  double y = 0.0;
+  double breite = 0.0;
+  double hoehe = 0.0;
+  bool sichtbar = false;  // on the screen: not hidden, not minimised, not on another desktop
+  std::int64_t ebene = 0;  // 0 for ordinary windows, greater above them, smaller below
+};
+
+// A snapshot of all windows, those of the desktop itself left out, those off the screen included.
+struct ScreenContent {
+  std::vector<ScreenWindow> windows;
+};
+
+enum class BildStatus { vollstaendig, unveraendert, leer, angehalten, begonnen, beendet };
+
+// A picture of the recorded window, of whatever form the platform gives it. Valid only during the call
+// that hands it over.
+class Bild {
+ public:
+  virtual ~Bild() = default;
+  // When the picture was read from the screen, in seconds on the clock of hostSekunden().
+  [[nodiscard]] virtual double zeit() const = 0;
+  // Only what is vollstaendig holds a picture.
+  [[nodiscard]] virtual BildStatus status() const = 0;
+};
+
+struct StreamKonfiguration {
+  int breite = 0;               // pixels that the window is fitted into, its aspect ratio kept
+  int hoehe = 0;                // the rest is black
+  double kleinsterAbstand = 0;  // seconds between two pictures
+  bool mitZeiger = false;       // the pointer is drawn
+  int warteschlange = 0;        // pictures that may be under way
+};
+
+class WindowStreamListener {
+ public:
+  virtual void bild(const Bild& bild) = 0;
+  // The stream ended by itself: the capture service is gone, or its screen is.
+  virtual void gestoppt(const Fehler& fehler) = 0;
+
+ protected:
+  ~WindowStreamListener() = default;
+};
+
+class WindowStream {
+ public:
+  virtual ~WindowStream() = default;
+  // Begins with the window `id`; a picture of it follows soon, also when nothing moves in it.
+  [[nodiscard]] virtual Ergebnis start(std::uint32_t id, WindowStreamListener& listener) = 0;
+  // Goes over to another window, or to the same one again.
+  [[nodiscard]] virtual Ergebnis wechsle(std::uint32_t id) = 0;
+  virtual void stop() = 0;
+};
+
+class ScreenCapture {
+ public:
+  virtual ~ScreenCapture() = default;
+  // Fills `content` with the windows of this moment.
+  [[nodiscard]] virtual Ergebnis inventar(ScreenContent& content) = 0;
+  [[nodiscard]] virtual std::unique_ptr<WindowStream> stream(
+      const StreamKonfiguration& konfiguration) = 0;
+};
+
+}  // namespace hallkorb

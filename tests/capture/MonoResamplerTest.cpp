@@ -1,0 +1,138 @@
+#include "capture/MonoResampler.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/AusgabeFaenger.h"
+
+namespace hallkorb {
+namespace {
+
+// A platform that tells what was asked of it. Its converters hand on every third sample of the first
+// channel, or fail.
+class Fabrik final : public AudioConverterFactory {
+ public:
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
+    ++versuche;
+    if (ohneKonverter) return nullptr;
+    gemacht.push_back(eingang);
+    zielrate = rate;
+    return std::make_unique<Drittel>(*this);
+  }
+
+  class Drittel final : public AudioConverter {
+   public:
+    explicit Drittel(Fabrik& fabrik) : fabrik_(fabrik) {}
+    Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
+                    std::vector<float>& ausgabe) override {
+      fabrik_.kapazitaet = kapazitaet;
+      if (fabrik_.fehler) return fabrik_.fehler;
+      std::vector<float> platz;
+      const auto kanal = block.ersterKanal(platz);
+      for (std::size_t i = 0; i < kanal.size(); i += 3) ausgabe.push_back(kanal[i]);
+      return std::nullopt;
+    }
+
+   private:
+    Fabrik& fabrik_;
+  };
+
+  int versuche = 0;
+  bool ohneKonverter = false;
+  Ergebnis fehler;
+  std::vector<PcmFormat> gemacht;
+  double zielrate = 0;
+  std::size_t kapazitaet = 0;
+};
+
+class MonoResamplerTest : public testing::Test {
+ protected:
+  // A block whose first channel counts up and whose others hold -1.
+  PcmBlock block(double rate, std::uint32_t kanaele, std::uint32_t frames, bool verzahnt = true) {
+    samples.assign(static_cast<std::size_t>(frames) * kanaele, -1.0F);
+    for (std::uint32_t i = 0; i < frames; ++i) {
+      samples[verzahnt ? static_cast<std::size_t>(i) * kanaele : i] = static_cast<float>(i);
+    }
+    return {{rate, kanaele, verzahnt}, frames, samples, std::nullopt};
+  }
+
+  AusgabeFaenger faenger;
+  Fabrik fabrik;
+  MonoResampler resampler{16000.0, fabrik};
+  std::vector<float> samples;
+};
+
+TEST_F(MonoResamplerTest, AStereoBlockGetsItsRoomAndYieldsTheFirstChannel) {
+  for (const bool verzahnt : {true, false}) {
+    const auto out = resampler.process(block(48000, 2, 4800, verzahnt));
+    EXPECT_EQ(fabrik.kapazitaet, 2624U);
+    EXPECT_EQ(fabrik.zielrate, 16000.0);
+    ASSERT_TRUE(out);
+    ASSERT_EQ(out->size(), 1600U);
+    EXPECT_EQ((*out)[1], 3.0F);
+    EXPECT_EQ((*out)[1599], 4797.0F);
+  }
+}
+
+TEST_F(MonoResamplerTest, TheRoomIsCutToAWholeNumber) {
+  (void)resampler.process(block(44100, 1, 1000));
+  EXPECT_EQ(fabrik.kapazitaet, 1386U);  // 362.8 + 1024
+}
+
+TEST_F(MonoResamplerTest, AConverterLastsUntilTheFormatChanges) {
+  (void)resampler.process(block(48000, 2, 100));
+  (void)resampler.process(block(48000, 2, 300));
+  EXPECT_EQ(fabrik.gemacht.size(), 1U);
+  (void)resampler.process(block(44100, 2, 100));
+  EXPECT_EQ(fabrik.gemacht.size(), 2U);
+  (void)resampler.process(block(44100, 1, 100));
+  (void)resampler.process(block(44100, 1, 100, false));  // the same thing with one channel
+  EXPECT_EQ(fabrik.gemacht.size(), 3U);
+  (void)resampler.process(block(44100, 6, 100));
+  (void)resampler.process(block(44100, 6, 100, false));
+  EXPECT_EQ(fabrik.gemacht.size(), 5U);
+}
+
+TEST_F(MonoResamplerTest, AMissingConverterLosesTheBlockAndIsTriedAgain) {
+  fabrik.ohneKonverter = true;
+  EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
+  EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
+  EXPECT_EQ(fabrik.versuche, 2);
+  fabrik.ohneKonverter = false;
+  EXPECT_TRUE(resampler.process(block(48000, 1, 100)));
+  EXPECT_EQ(faenger.fehler(), "");
+}
+
+TEST_F(MonoResamplerTest, AFailedConversionLosesTheBlockAndSaysSo) {
+  fabrik.fehler = Fehler{"probe", 7, "Filter kaputt"};
+  EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
+  EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] Resample-Fehler: Filter kaputt\n[hallkorb] Resample-Fehler: Filter kaputt\n");
+  EXPECT_EQ(fabrik.gemacht.size(), 1U);
+}
+
+TEST_F(MonoResamplerTest, ABlockWithoutAFormatYieldsNothing) {
+  EXPECT_FALSE(resampler.process(block(0, 1, 100)));
+  EXPECT_FALSE(resampler.process({{48000, 0, true}, 100, {}, std::nullopt}));
+  EXPECT_EQ(fabrik.versuche, 0);
+}
+
+TEST_F(MonoResamplerTest, ABlockOfNoFramesYieldsNoSamples) {
+  const auto out = resampler.process(block(48000, 2, 0));
+  ASSERT_TRUE(out);
+  EXPECT_TRUE(out->empty());
+}
+
+TEST(MonoResamplerDeathTest, ARoomThatCannotBeCountedStopsTheProcess) {
+  Fabrik fabrik;
+  const std::vector<float> samples(1000);
+  const PcmBlock block{{1e-6, 1, true}, 1000, samples, std::nullopt};
+  EXPECT_EXIT((void)MonoResampler(16000.0, fabrik).process(block),
+              testing::KilledBySignal(SIGABRT), "Resampler: Blocklaenge nicht darstellbar");
+}
+
+}  // namespace
+}  // namespace hallkorb

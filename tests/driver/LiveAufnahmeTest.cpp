@@ -1,0 +1,475 @@
+#include "driver/LiveAufnahme.h"
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "audiofiles/Wav.h"
+#include "driver/Ausgabe.h"
+#include "support/AusgabeFaenger.h"
+#include "support/SimPlattform.h"
+#include "support/TestOrdner.h"
+
+namespace hallkorb {
+namespace {
+
+using sim::SimPlattform;
+
+constexpr PcmFormat MONO16{16000.0, 1, true};
+
+// What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
+// value that tells one moment from the next.
+float klang(double t) { return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t)); }
+
+std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0) {
+  std::vector<float> samples(frames);
+  for (std::size_t i = 0; i < frames; ++i) samples[i] = klang(von + static_cast<double>(i) / rate);
+  return samples;
+}
+
+// The device captures without a break from `von` to `bis`, in blocks of 20 ms.
+void stetig(sim::Geraet& geraet, double von, double bis) {
+  for (int b = 0; von + (b + 1) * 0.02 <= bis + 1e-9; ++b) {
+    const double t = von + b * 0.02;
+    geraet.block(t, MONO16, aufnahme(t, 320));
+  }
+}
+
+class LiveAufnahmeTest : public testing::Test {
+ protected:
+  LiveAufnahmeTest() {
+    config.outDir = ordner.pfad();
+    config.video = false;
+    config.echo = false;
+  }
+
+  int laufe(SimPlattform& welt) { return LiveAufnahme(config, welt).laufe(); }
+
+  // The samples of all chunks of a channel, each at its t0; silence where there is no chunk. The lines
+  // give hundredths of a second: a chunk that begins there where the last one ended joins it.
+  std::vector<float> ausChunks(const std::string& kanal) const {
+    std::vector<float> strom;
+    for (const std::string& zeile : faenger.ausgabeZeilen()) {
+      int nummer = 0;
+      char name[8] = {};
+      char pfad[400] = {};
+      double t0 = 0;
+      double t1 = 0;
+      if (std::sscanf(zeile.c_str(),
+                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf})",
+                      &nummer, name, pfad, &t0, &t1) != 5 ||
+          name != kanal) {
+        continue;
+      }
+      const auto samples = liesWav(pfad);
+      EXPECT_TRUE(samples) << pfad;
+      if (!samples) continue;
+      auto stelle = static_cast<std::size_t>(std::lround(t0 * config.sampleRate));
+      if (std::abs(t0 * config.sampleRate - static_cast<double>(strom.size())) <= 160) {
+        stelle = strom.size();
+      }
+      strom.resize(std::max(strom.size(), stelle + samples->size()));
+      std::copy(samples->begin(), samples->end(),
+                strom.begin() + static_cast<std::ptrdiff_t>(stelle));
+    }
+    return strom;
+  }
+
+  // The events of standard output, chunk lines as "chunk me" and "chunk them".
+  std::vector<std::string> ereignisse() const {
+    std::vector<std::string> alle;
+    for (const std::string& zeile : faenger.ausgabeZeilen()) {
+      char wort[20] = {};
+      if (std::sscanf(zeile.c_str(), R"({"event":"%19[a-z_])", wort) == 1) {
+        alle.emplace_back(wort);
+      } else {
+        alle.emplace_back(zeile.find(R"("channel":"me")") != std::string::npos ? "chunk me"
+                                                                               : "chunk them");
+      }
+    }
+    return alle;
+  }
+
+  TestOrdner ordner;
+  AusgabeFaenger faenger;
+  Config config;
+};
+
+TEST_F(LiveAufnahmeTest, ARunTellsItsStartItsChunksItsTimelinesAndItsEnd) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 10.0);
+  stetig(welt.systemGeraet, 0.2, 10.0);
+  welt.signal(6.5, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  ASSERT_GE(zeilen.size(), 6U);
+  EXPECT_EQ(zeilen[0],
+            R"({"event":"started","mic":true,"system":true,"video":false,"echo":false,)"
+            R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(zeilen[zeilen.size() - 2],
+            R"({"event":"zeitachse",)"
+            R"("them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},)"
+            R"("me":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0}})");
+  EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] Mikrofon-Capture gestartet\n"
+            "[hallkorb] System-Audio-Capture gestartet\n"
+            "[hallkorb] Stop — schreibe Rest-Chunks\n");
+}
+
+TEST_F(LiveAufnahmeTest, EverySampleOfBothChannelsIsInTheChunksAtItsTime) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 20.0);
+  stetig(welt.systemGeraet, 0.2, 20.0);
+  welt.signal(13.001, SIGTERM);
+  EXPECT_EQ(laufe(welt), 0);
+  for (const std::string kanal : {"me", "them"}) {
+    const auto strom = ausChunks(kanal);
+    ASSERT_EQ(strom.size(), 13U * 16000U) << kanal;
+    for (std::size_t i = 4000; i < strom.size(); ++i) {
+      ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+    }
+  }
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 13U * 32000U);
+}
+
+TEST_F(LiveAufnahmeTest, TheRestIsWrittenThemFirst) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  stetig(welt.systemGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk them", "chunk me",
+                                                    "zeitachse", "done"}));
+}
+
+TEST_F(LiveAufnahmeTest, FurtherSignalsDuringTheStopChangeNothing) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGTERM);
+  EXPECT_EQ(laufe(welt), 0);
+  const std::string fehler = faenger.fehler();
+  EXPECT_EQ(fehler.find("Stop"), fehler.rfind("Stop"));
+  EXPECT_EQ(ereignisse().back(), "done");
+}
+
+TEST_F(LiveAufnahmeTest, SigintSigtermAndSighupAreTaken) {
+  SimPlattform welt;
+  welt.signal(1.001, SIGHUP);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(welt.gefangeneSignale(), (std::set<int>{SIGHUP, SIGINT, SIGTERM}));
+}
+
+TEST_F(LiveAufnahmeTest, AMissingMicrophoneDegradesTheRun) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein \"Mikrofon\"\nda"};
+  stetig(welt.systemGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_EQ(zeilen[0],
+            R"({"event":"degraded","channel":"me","message":"kein \"Mikrofon\" da"})");
+  EXPECT_EQ(zeilen[1],
+            R"({"event":"started","mic":false,"system":true,"video":false,"echo":false,)"
+            R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"degraded", "started", "chunk them",
+                                                    "zeitachse", "done"}));
+  EXPECT_EQ(faenger.fehlerZeilen()[0],
+            "[hallkorb] Mikrofon nicht verfuegbar: sim 5: kein \"Mikrofon\"");
+  EXPECT_NE(faenger.fehler().find("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: "
+                                  "kein \"Mikrofon\"\nda\n"),
+            std::string::npos);
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U);
+}
+
+TEST_F(LiveAufnahmeTest, MissingSystemAudioDegradesTheRun) {
+  SimPlattform welt;
+  welt.systemGeraet.startFehler = Fehler{"hallkorb", 1, "kein Display gefunden"};
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(faenger.ausgabeZeilen()[0],
+            R"({"event":"degraded","channel":"them","message":"kein Display gefunden"})");
+  EXPECT_EQ(faenger.ausgabeZeilen()[1],
+            R"({"event":"started","mic":true,"system":false,"video":false,"echo":false,)"
+            R"("null_unix_ms":1700000000123})");
+  EXPECT_NE(faenger.fehler().find(
+                "[hallkorb] System-Audio nicht verfuegbar: hallkorb 1: kein Display gefunden\n"
+                "[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: kein Display "
+                "gefunden\n"),
+            std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, WithBothMissingTheRunEndsWithAnError) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(faenger.ausgabe(), R"({"event":"error","message":"kein Ton"})"
+                               "\n");
+}
+
+TEST_F(LiveAufnahmeTest, AnErrorWithoutADescriptionIsReplacedByTheMicrophones) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, ""};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(faenger.ausgabe(), R"({"event":"error","message":"kein Mikrofon"})"
+                               "\n");
+}
+
+TEST_F(LiveAufnahmeTest, ASignalWhileADeviceStartsStopsAtOnceAndInOrder) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startHaengt = true;
+  welt.systemGeraet.startHaengt = true;
+  welt.signal(0.05, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"zeitachse", "done"}));
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] Stop — schreibe Rest-Chunks\n");
+  EXPECT_LT(welt.jetzt(), 0.2);
+}
+
+TEST_F(LiveAufnahmeTest, ASignalWhileTheSecondDeviceStartsKeepsWhatTheFirstRecorded) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.systemGeraet.startHaengt = true;
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk me", "zeitachse", "done"}));
+  EXPECT_NE(faenger.ausgabe().find(R"("mic":true,"system":false)"), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, AHostThatIsGoneEndsTheRunInOrder) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 9.0);
+  stetig(welt.systemGeraet, 0.1, 9.0);
+  welt.leserGeht(5.001);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] Standardausgabe geschlossen — Aufnahme endet\n"
+                                  "[hallkorb] Stop — schreibe Rest-Chunks\n"),
+            std::string::npos);
+  EXPECT_EQ(ausChunks("me").size(), 5U * 16000U);
+}
+
+TEST_F(LiveAufnahmeTest, AHostThatIsFoundGoneByALineEndsTheRunToo) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 60.0);
+  FileHandleTextOutput& ausgabe = FileHandleTextOutput::standardOutput();
+  const int vorher = ausgabe.handle;
+  int rohr[2];
+  ASSERT_EQ(::pipe(rohr), 0);
+  std::signal(SIGPIPE, SIG_IGN);
+  ausgabe.handle = rohr[1];
+  welt.am(3.0, [&] { ::close(rohr[0]); });
+  EXPECT_EQ(laufe(welt), 0);
+  ausgabe.handle = vorher;
+  ::close(rohr[1]);
+  EXPECT_LT(welt.jetzt(), 10.0);
+  EXPECT_NE(faenger.fehler().find("Standardausgabe geschlossen"), std::string::npos);
+  EXPECT_TRUE(std::filesystem::exists(ordner.pfad() + "/chunk_me_001.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, WithoutTheRawMicrophoneThereIsNoFile) {
+  config.rohMikro = false;
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_FALSE(std::filesystem::exists(ordner.pfad() + "/mikro_roh.wav"));
+  EXPECT_TRUE(std::filesystem::exists(ordner.pfad() + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, AtAnotherRateThereIsNoEchoPath) {
+  config.echo = true;
+  config.sampleRate = 48000.0;
+  SimPlattform welt;
+  welt.mikrofonGeraet.block(0.1, {48000.0, 2, true}, std::vector<float>(9600, 0.25F));
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("echo":false)"), std::string::npos);
+  EXPECT_EQ(faenger.ausgabe().find(R"("event":"echo")"), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
+  config.outDir = ordner.pfad() + "/a/b/c";
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_TRUE(std::filesystem::exists(config.outDir + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {
+  config.outDir = ordner.pfad() + "/datei";
+  std::ofstream(config.outDir) << "x";
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "zeitachse", "done"}));
+  EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav kann nicht angelegt werden: "),
+            std::string::npos);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] WAV-Schreibfehler (me #0): "), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, ASourceThatGoesAndComesBackLeavesItsHoleAndItsTwoLines) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  stetig(welt.systemGeraet, 0.1, 1.1);
+  welt.systemGeraet.unterbrochen(1.2, Fehler{"pipewire", 32, "Verbindung verloren"});
+  welt.systemGeraet.fortgesetzt(2.1);
+  welt.systemGeraet.verloren(2.2, 3);
+  stetig(welt.systemGeraet, 2.1, 4.0);
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] SCStream gestoppt: Verbindung verloren\n"
+                                  "[hallkorb] System-Audio wieder da\n"),
+            std::string::npos);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] System-Audio: 3 Bloecke verloren"),
+            std::string::npos);
+  EXPECT_NE(faenger.ausgabe().find(R"("them":{"luecken":1,"luecken_ms":1000)"), std::string::npos);
+  EXPECT_NE(faenger.ausgabe().find(R"("me":{"luecken":0)"), std::string::npos);
+  EXPECT_EQ(ausChunks("me").size(), 4U * 16000U);
+  EXPECT_EQ(ausChunks("them").size(), 4U * 16000U);
+}
+
+TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
+  SimPlattform welt;
+  double t = 0.1;
+  const std::vector<PcmFormat> formate{
+      {16000, 1, true}, {48000, 2, true}, {48000, 2, false}, {32000, 6, true}, {16000, 1, true}};
+  for (int b = 0; b < 100; ++b) {
+    const PcmFormat& f = formate[static_cast<std::size_t>(b / 10) % formate.size()];
+    const auto frames = static_cast<std::size_t>(f.rate / 50);
+    const auto mono = aufnahme(t, frames, f.rate);
+    std::vector<float> samples(frames * f.channels, -0.9F);
+    for (std::size_t i = 0; i < frames; ++i) samples[f.interleaved ? i * f.channels : i] = mono[i];
+    welt.mikrofonGeraet.block(t, f, samples);
+    t += 0.02;
+  }
+  welt.signal(3.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto strom = ausChunks("me");
+  ASSERT_EQ(strom.size(), 33600U);
+  for (std::size_t i = 1600; i < strom.size(); ++i) {
+    ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << i;
+  }
+}
+
+TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
+  struct Fall {
+    const char* option;
+    double Config::* feld;
+    double wert;
+    const char* text;
+  };
+  for (const Fall& f : {Fall{"--rate", &Config::sampleRate, NAN, "--rate nan"},
+                        Fall{"--rate", &Config::sampleRate, INFINITY, "--rate inf"},
+                        Fall{"--rate", &Config::sampleRate, 1e300, "--rate 1e\\+300"},
+                        Fall{"--chunk", &Config::chunkSeconds, 1e300, "--chunk 1e\\+300"},
+                        Fall{"--chunk", &Config::chunkSeconds, NAN, "--chunk nan"},
+                        Fall{"--max", &Config::maxSeconds, -INFINITY, "--max -inf"}}) {
+    Config kaputt = config;
+    kaputt.*f.feld = f.wert;
+    EXPECT_EXIT(
+        {
+          FileHandleTextOutput::standardError().handle = 2;
+          SimPlattform welt;
+          (void)LiveAufnahme(kaputt, welt).laufe();
+        },
+        testing::KilledBySignal(SIGABRT),
+        std::string("^\\[hallkorb\\] Abbruch: ") + f.text + ": Wert nicht verwendbar\n$");
+  }
+}
+
+TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
+  for (const double rate : {0.0, -5.0, -16000.0, 1e10}) {
+    Config seltsam = config;
+    seltsam.sampleRate = rate;
+    if (rate == 1e10) seltsam.outDir += "/gross";
+    SimPlattform welt;
+    if (rate < 1e6) stetig(welt.mikrofonGeraet, 0.1, 1.0);
+    welt.signal(1.001, SIGINT);
+    EXPECT_EQ(LiveAufnahme(seltsam, welt).laufe(), 0);
+    EXPECT_EQ(ereignisse().back(), "done");
+  }
+  for (const double sekunden : {0.0, -1.0, -0.5, 1e-9}) {
+    for (double Config::* feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
+      for (const bool turn : {true, false}) {
+        Config seltsam = config;
+        seltsam.*feld = sekunden;
+        seltsam.turnMode = turn;
+        SimPlattform welt;
+        stetig(welt.mikrofonGeraet, 0.1, 1.0);
+        welt.signal(1.001, SIGINT);
+        EXPECT_EQ(LiveAufnahme(seltsam, welt).laufe(), 0);
+        EXPECT_EQ(ereignisse().back(), "done");
+      }
+    }
+  }
+}
+
+// Devices that start late or not at all, lose blocks, jitter, go and come; a signal at any moment;
+// threads that are scheduled in any order. Whatever happens: the run ends, its lines keep their order,
+// and what the chunks hold is what was heard at their times.
+TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
+  for (std::uint64_t saat = 1; saat <= 150; ++saat) {
+    SCOPED_TRACE(saat);
+    const TestOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    std::mt19937_64 zufall(saat);
+    std::uniform_real_distribution<double> einheit(0, 1);
+    SimPlattform welt(saat);
+    int gestartet = 0;
+    for (sim::Geraet* g : {&welt.mikrofonGeraet, &welt.systemGeraet}) {
+      g->startDauer = einheit(zufall) * 0.5;
+      if (einheit(zufall) < 0.15) g->startFehler = Fehler{"sim", 1, "geht nicht"};
+      if (einheit(zufall) < 0.1) g->startHaengt = true;
+      gestartet += !g->startFehler && !g->startHaengt;
+      for (double t = 0.5; t < 8;) {
+        const auto frames = static_cast<std::size_t>(einheit(zufall) * 3000);
+        if (einheit(zufall) < 0.95) {
+          g->block(t, MONO16, aufnahme(t, frames), t + (einheit(zufall) - 0.5) * 0.004);
+        }
+        t += static_cast<double>(frames) / 16000.0;
+      }
+    }
+    const double ende = einheit(zufall) * 8;
+    welt.signal(ende, einheit(zufall) < 0.5 ? SIGINT : SIGTERM);
+    if (einheit(zufall) < 0.3) welt.signal(ende + einheit(zufall) * 0.1, SIGINT);
+    const int status = LiveAufnahme(config, welt).laufe();
+
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    ASSERT_FALSE(zeilen.empty());
+    if (status == 2) {
+      EXPECT_EQ(gestartet, 0);
+      EXPECT_EQ(zeilen.size(), 1U);
+      EXPECT_NE(zeilen[0].find(R"("event":"error")"), std::string::npos);
+      continue;
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+    ASSERT_GE(zeilen.size(), 2U);
+    EXPECT_EQ(zeilen[zeilen.size() - 2].rfind(R"({"event":"zeitachse")", 0), 0U);
+    const auto started = std::count_if(zeilen.begin(), zeilen.end(), [](const std::string& z) {
+      return z.find(R"("event":"started")") != std::string::npos;
+    });
+    EXPECT_LE(started, 1);
+    for (const auto& eintrag : std::filesystem::directory_iterator(eigener.pfad())) {
+      EXPECT_EQ(eintrag.path().extension(), ".wav");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,300 @@
+#include "support/SimPlattform.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace hallkorb::sim {
+namespace {
+
+constexpr std::int64_t UNIX_MS_AM_ANFANG = 1'700'000'000'123;
+
+// Takes the nearest earlier sample of the first channel. A stand-in for the platform's filter that
+// keeps its state over blocks and is exact where both rates are equal.
+class SimKonverter final : public AudioConverter {
+ public:
+  SimKonverter(double von, double nach) : schritt_(von / nach) {}
+
+  Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
+                  std::vector<float>& ausgabe) override {
+    ausgabe.clear();
+    std::vector<float> platz;
+    const auto kanal = block.ersterKanal(platz);
+    for (; naechste_ < static_cast<double>(kanal.size()); naechste_ += schritt_) {
+      if (ausgabe.size() == kapazitaet) return Fehler{"sim", 1, "Ausgabe zu klein"};
+      ausgabe.push_back(kanal[static_cast<std::size_t>(naechste_)]);
+    }
+    naechste_ -= static_cast<double>(kanal.size());
+    return std::nullopt;
+  }
+
+ private:
+  double schritt_;
+  double naechste_ = 0.0;
+};
+
+}  // namespace
+
+void Geraet::block(double aufgenommen, PcmFormat format, std::vector<float> samples,
+                   std::optional<double> behaupteteZeit) {
+  const double zeit = NULLZEIT + behaupteteZeit.value_or(aufgenommen);
+  const auto frames = static_cast<std::uint32_t>(samples.size() / format.channels);
+  schritte.push_back({aufgenommen + frames / format.rate,
+                      [=, daten = std::move(samples)](AudioInputListener& hoerer) {
+                        hoerer.block({format, frames, daten, zeit});
+                      }});
+}
+
+void Geraet::blockOhneZeit(double aufgenommen, PcmFormat format, std::vector<float> samples) {
+  const auto frames = static_cast<std::uint32_t>(samples.size() / format.channels);
+  schritte.push_back({aufgenommen + frames / format.rate,
+                      [=, daten = std::move(samples)](AudioInputListener& hoerer) {
+                        hoerer.block({format, frames, daten, std::nullopt});
+                      }});
+}
+
+void Geraet::unterbrochen(double zeit, Fehler fehler) {
+  schritte.push_back({zeit, [f = std::move(fehler)](AudioInputListener& hoerer) {
+                        hoerer.unterbrochen(f);
+                      }});
+}
+
+void Geraet::fortgesetzt(double zeit) {
+  schritte.push_back({zeit, [](AudioInputListener& hoerer) { hoerer.fortgesetzt(); }});
+}
+
+void Geraet::verloren(double zeit, std::uint64_t bloecke) {
+  schritte.push_back({zeit, [=](AudioInputListener& hoerer) { hoerer.verloren(bloecke); }});
+}
+
+class SimPlattform::SimQueue final : public SerialQueue {
+ public:
+  explicit SimQueue(SimPlattform& welt) : welt_(welt) {
+    faden_ = welt_.neuerFaden([this] {
+      for (;;) {
+        welt_.warteBis([this] { return zuEnde_ || !arbeit_.empty(); });
+        if (arbeit_.empty()) return;
+        const Arbeit arbeit = std::move(arbeit_.front());
+        arbeit_.pop_front();
+        arbeit();
+      }
+    });
+  }
+  ~SimQueue() override {
+    zuEnde_ = true;
+    welt_.sammleEin(*faden_);
+  }
+  void async(Arbeit arbeit) override {
+    arbeit_.push_back(std::move(arbeit));
+    welt_.verzweige();
+  }
+  void sync(Arbeit arbeit) override {
+    bool fertig = false;
+    async([&] {
+      arbeit();
+      fertig = true;
+    });
+    welt_.warteBis([&] { return fertig; });
+  }
+
+ private:
+  SimPlattform& welt_;
+  std::deque<Arbeit> arbeit_;
+  bool zuEnde_ = false;
+  std::shared_ptr<Faden> faden_;
+};
+
+class SimPlattform::SimTask final : public Task {
+ public:
+  SimTask(SimPlattform& welt, std::function<void()> arbeit)
+      : welt_(welt), faden_(welt.neuerFaden(std::move(arbeit))) {}
+  ~SimTask() override { welt_.sammleEin(*faden_); }
+  void warte() override {
+    welt_.warteBis([this] { return faden_->fertig; });
+  }
+
+ private:
+  SimPlattform& welt_;
+  std::shared_ptr<Faden> faden_;
+};
+
+// A device that follows its script, on a thread of its own.
+class SimPlattform::SimInput final : public AudioInput {
+ public:
+  SimInput(SimPlattform& welt, Geraet geraet) : welt_(welt), geraet_(std::move(geraet)) {}
+  ~SimInput() override { stop(); }
+
+  Ergebnis start(AudioInputListener& hoerer) override {
+    const double bereit = welt_.jetzt_ + geraet_.startDauer;
+    welt_.am(bereit, [] {});
+    welt_.warteBis([this, bereit] {
+      return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
+    });
+    if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
+    if (geraet_.startFehler) return geraet_.startFehler;
+    for (const auto& schritt : geraet_.schritte) welt_.am(schritt.zeit, [] {});
+    faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
+    return std::nullopt;
+  }
+
+  void stop() override {
+    gestoppt_ = true;
+    if (faden_) welt_.sammleEin(*faden_);
+  }
+
+ private:
+  // What came before the device was started is not heard; what came before the stop is delivered.
+  void spiele(AudioInputListener& hoerer, double ab) {
+    for (const auto& schritt : geraet_.schritte) {
+      if (schritt.zeit < ab) continue;
+      welt_.warteBis([&] { return gestoppt_ || welt_.jetzt_ >= schritt.zeit; });
+      if (welt_.jetzt_ < schritt.zeit) return;
+      schritt.handlung(hoerer);
+    }
+  }
+
+  SimPlattform& welt_;
+  const Geraet geraet_;
+  bool gestoppt_ = false;
+  std::shared_ptr<Faden> faden_;
+};
+
+SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
+  faeden_.push_back(std::make_shared<Faden>());
+  amZug_ = faeden_.front().get();
+}
+
+SimPlattform::~SimPlattform() = default;
+
+std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void()> arbeit) {
+  auto faden = std::make_shared<Faden>();
+  faden->bereit = [] { return true; };
+  Faden* selbst = faden.get();
+  faden->thread = std::thread([this, selbst, arbeit = std::move(arbeit)] {
+    {
+      std::unique_lock halter(lock_);
+      wechsel_.wait(halter, [&] { return amZug_ == selbst; });
+    }
+    arbeit();
+    selbst->fertig = true;
+    gibWeiter();
+  });
+  faeden_.push_back(faden);
+  verzweige();
+  return faden;
+}
+
+void SimPlattform::sammleEin(Faden& faden) {
+  if (!faden.thread.joinable()) return;
+  warteBis([&] { return faden.fertig; });
+  faden.thread.join();
+  std::erase_if(faeden_, [&](const auto& f) { return f.get() == &faden; });
+}
+
+void SimPlattform::verzweige() {
+  if (zufall_() % 2 == 0) return;
+  bool dran = false;
+  warteBis([&] { return std::exchange(dran, true); });
+}
+
+void SimPlattform::warteBis(const std::function<bool()>& fertig) {
+  Faden* selbst = amZug_;
+  while (!fertig()) {
+    selbst->bereit = fertig;
+    gibWeiter();
+    std::unique_lock halter(lock_);
+    wechsel_.wait(halter, [&] { return amZug_ == selbst; });
+  }
+}
+
+void SimPlattform::gibWeiter() {
+  for (;;) {
+    std::vector<Faden*> bereit;
+    for (const auto& faden : faeden_) {
+      if (!faden->fertig && faden->bereit && faden->bereit()) bereit.push_back(faden.get());
+    }
+    if (!bereit.empty()) {
+      const std::lock_guard halter(lock_);
+      amZug_ = bereit[zufall_() % bereit.size()];
+      amZug_->bereit = [] { return true; };
+      wechsel_.notify_all();
+      return;
+    }
+    if (ereignisse_.empty()) throw std::logic_error("the simulation waits for what never comes");
+    auto ereignis = ereignisse_.extract(ereignisse_.begin());
+    jetzt_ = std::max(jetzt_, ereignis.key());
+    ereignis.mapped()();
+  }
+}
+
+void SimPlattform::am(double zeit, std::function<void()> ereignis) {
+  ereignisse_.emplace(zeit, std::move(ereignis));
+}
+
+void SimPlattform::signal(double zeit, int nummer) {
+  am(zeit, [this, nummer] {
+    const auto handler = signale_.find(nummer);
+    if (handler == signale_.end()) throw std::logic_error("signal with its default action");
+    haupt_.push_back(handler->second);
+  });
+}
+
+void SimPlattform::leserGeht(double zeit) {
+  am(zeit, [this] {
+    if (leserWeg_) haupt_.push_back(std::exchange(leserWeg_, nullptr));
+  });
+}
+
+std::unique_ptr<AudioInput> SimPlattform::mikrofon() {
+  return std::make_unique<SimInput>(*this, mikrofonGeraet);
+}
+
+std::unique_ptr<AudioInput> SimPlattform::systemAudio() {
+  return std::make_unique<SimInput>(*this, systemGeraet);
+}
+
+std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& eingang, double rate) {
+  if (!(rate > 0)) return nullptr;
+  return std::make_unique<SimKonverter>(eingang.rate, rate);
+}
+
+std::int64_t SimPlattform::unixMs() const {
+  return UNIX_MS_AM_ANFANG + std::llround(jetzt_ * 1000);
+}
+
+void SimPlattform::aufSignal(int nummer, Handler handler) {
+  gefangen_.insert(nummer);
+  signale_[nummer] = std::move(handler);
+}
+
+void SimPlattform::aufLeserWeg(int /*deskriptor*/, Handler handler) {
+  leserWeg_ = std::move(handler);
+}
+
+void SimPlattform::post(Handler handler) {
+  haupt_.push_back(std::move(handler));
+  verzweige();
+}
+
+int SimPlattform::run() {
+  for (;;) {
+    warteBis([this] { return status_ || !haupt_.empty(); });
+    if (status_) return *status_;
+    const Handler handler = std::move(haupt_.front());
+    haupt_.pop_front();
+    handler();
+  }
+}
+
+void SimPlattform::quit(int status) { status_ = status; }
+
+std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
+  return std::make_unique<SimTask>(*this, std::move(arbeit));
+}
+
+std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {
+  return std::make_unique<SimQueue>(*this);
+}
+
+}  // namespace hallkorb::sim

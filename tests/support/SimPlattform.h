@@ -1,0 +1,137 @@
+// A simulated computer: virtual clock, scripted devices, and threads of which one runs at a time.
+//
+// The live recorder is a program of many threads, and its worst cases (a signal while a device still
+// starts, a block between the signal and the stop, a reader that goes in the middle of a line) come
+// once in a thousand real runs. Here each is a script: the clock stands still while any thread can go
+// on and jumps to the next scripted moment when none can, and which of several ready threads goes on
+// is drawn by a seeded generator. The same seed gives the same run.
+//
+// The threads are real ones that hand the turn on to each other, so that one may wait for another
+// wherever the recorder does; nothing ever sleeps.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Plattform.h"
+
+namespace hallkorb::sim {
+
+class SimPlattform;
+
+// Host time at which every simulation begins.
+inline constexpr double NULLZEIT = 5000.0;
+
+// What a scripted device does, in seconds after time zero of the simulation.
+struct Geraet {
+  Ergebnis startFehler;        // start() fails with this
+  double startDauer = 0.02;    // seconds that start() takes
+  bool startHaengt = false;    // start() waits for ever, until stop() cancels it
+  struct Schritt {
+    double zeit = 0.0;                                  // when it reaches the capture's thread
+    std::function<void(AudioInputListener&)> handlung;  //
+  };
+  std::vector<Schritt> schritte;
+
+  // A block of `samples` (as its format says) whose first frame was captured at `aufgenommen`, and
+  // which arrives when its last frame has been captured. `behaupteteZeit` is what its time stamp
+  // says, for a clock that jitters; without a value the truth.
+  void block(double aufgenommen, PcmFormat format, std::vector<float> samples,
+             std::optional<double> behaupteteZeit = std::nullopt);
+  // The same block, without a time stamp.
+  void blockOhneZeit(double aufgenommen, PcmFormat format, std::vector<float> samples);
+  void unterbrochen(double zeit, Fehler fehler);
+  void fortgesetzt(double zeit);
+  void verloren(double zeit, std::uint64_t bloecke);
+};
+
+class SimPlattform final : public Plattform, public RunLoop, public Executor, public HostClock {
+ public:
+  explicit SimPlattform(std::uint64_t saat = 1);
+  ~SimPlattform() override;
+
+  Geraet mikrofonGeraet;
+  Geraet systemGeraet;
+
+  // Scripted events, in seconds after the beginning.
+  void am(double zeit, std::function<void()> ereignis);
+  void signal(double zeit, int nummer);
+  // The reader of standard output closes its end.
+  void leserGeht(double zeit);
+
+  // Seconds after the beginning.
+  [[nodiscard]] double jetzt() const { return jetzt_; }
+  // Signals whose default action is off.
+  [[nodiscard]] const std::set<int>& gefangeneSignale() const { return gefangen_; }
+
+  // Lets the other threads run, and scripted moments pass, until `fertig`. Whoever waits for something
+  // that never comes ends the process with a message.
+  void warteBis(const std::function<bool()>& fertig);
+
+  // Plattform
+  const HostClock& uhr() const override { return *this; }
+  RunLoop& runLoop() override { return *this; }
+  Executor& executor() override { return *this; }
+  std::unique_ptr<AudioInput> mikrofon() override;
+  std::unique_ptr<AudioInput> systemAudio() override;
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override;
+  // HostClock
+  double sekunden() const override { return NULLZEIT + jetzt_; }
+  std::int64_t unixMs() const override;
+  // RunLoop
+  void aufSignal(int nummer, Handler handler) override;
+  void aufLeserWeg(int deskriptor, Handler handler) override;
+  void post(Handler handler) override;
+  int run() override;
+  void quit(int status) override;
+  // Executor
+  std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
+  std::unique_ptr<SerialQueue> queue(const std::string& name) override;
+
+ private:
+  class SimQueue;
+  class SimTask;
+  class SimInput;
+  struct Faden {
+    std::thread thread;
+    std::function<bool()> bereit;  // whether the thread can go on
+    bool fertig = false;
+  };
+
+  // A new thread, which gets its turn some time later.
+  std::shared_ptr<Faden> neuerFaden(std::function<void()> arbeit);
+  // Waits for the thread's end.
+  void sammleEin(Faden& faden);
+  // A moment at which the scheduler of a real computer could have changed threads.
+  void verzweige();
+  // Hands the turn on to a thread that can go on.
+  void gibWeiter();
+
+  std::mt19937_64 zufall_;
+  double jetzt_ = 0.0;
+  std::multimap<double, std::function<void()>> ereignisse_;
+  std::vector<std::shared_ptr<Faden>> faeden_;  // the first is the test's own
+  Faden* amZug_;
+  std::mutex lock_;
+  std::condition_variable wechsel_;
+
+  std::deque<Handler> haupt_;
+  std::map<int, Handler> signale_;
+  std::set<int> gefangen_;
+  Handler leserWeg_;
+  std::optional<int> status_;
+};
+
+}  // namespace hallkorb::sim
