@@ -1,4 +1,4 @@
-#include "echo/referenz/EchoStrecke.h"
+#include "tests/echo/referenz/EchoStrecke.h"
 
 #include <algorithm>
 #include <cmath>

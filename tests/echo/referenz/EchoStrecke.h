@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "echo/referenz/Echokompensation.h"
-#include "echo/referenz/Verzoegerungsschaetzer.h"
+#include "tests/echo/referenz/Echokompensation.h"
+#include "tests/echo/referenz/Verzoegerungsschaetzer.h"
 
 namespace hallkorb::referenz {
 

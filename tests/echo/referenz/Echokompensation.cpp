@@ -1,4 +1,4 @@
-#include "echo/referenz/Echokompensation.h"
+#include "tests/echo/referenz/Echokompensation.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "echo/referenz/Verzoegerungsschaetzer.h"
+#include "tests/echo/referenz/Verzoegerungsschaetzer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-#include "echo/referenz/Fft.h"
+#include "tests/echo/referenz/Fft.h"
 
 namespace hallkorb::referenz {
 
