@@ -159,6 +159,7 @@ class Sitzung:
         self._mit_wireplumber = wireplumber
         self._laufend = {}
         self._sperre = None
+        self._spieler = []
         self.ordner = None
         self.umgebung = None
 
@@ -189,6 +190,10 @@ class Sitzung:
             raise
 
     def beende(self):
+        for spieler in self._spieler:
+            spieler.kill()
+            spieler.wait()
+        self._spieler = []
         for name in reversed(list(self._laufend)):
             self._ende(name)
         if self.ordner:
@@ -377,23 +382,21 @@ class Sitzung:
 
     def spiele(self, datei, ziel):
         """Starts playing a WAV file into `ziel` and returns the process once it is linked there."""
-        spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel, datei])
+        name = f"spieler-{len(self._spieler)}"
+        # pw-play asks for 100 ms by default, which would change the block length of the graph.
+        spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
+                                        "--properties", _spa({"node.name": name}), datei],
+                                       stderr=subprocess.DEVNULL)
+        self._spieler.append(spieler)
 
         def verbunden():
             if spieler.poll() is not None:
                 raise SitzungsFehler(f"pw-play {datei} ended with {spieler.returncode}")
-            return any(str(spieler.pid) in self._kennungen(eintrag)
-                       and eintrag["info"]["state"] == "running" for eintrag in self.objekte())
+            knoten = self.knoten(name)
+            return knoten and knoten["info"]["state"] == "running"
 
         self._warte(verbunden, f"player of {datei}")
         return spieler
-
-    @staticmethod
-    def _kennungen(eintrag):
-        if eintrag.get("type") != "PipeWire:Interface:Node":
-            return ()
-        eigenschaften = eintrag["info"]["props"]
-        return (str(eigenschaften.get("application.process.id")),)
 
     def starte_programm(self, befehl, **popen):
         """Starts a program inside the session; its end is the caller's business."""

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/AusgabeFaenger.h"
+#include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
 namespace {

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "support/AusgabeFaenger.h"
+#include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
 namespace {

@@ -13,9 +13,9 @@
 
 #include "audiofiles/Wav.h"
 #include "driver/Ausgabe.h"
-#include "support/AusgabeFaenger.h"
-#include "support/SimPlattform.h"
-#include "support/TestOrdner.h"
+#include "tests/support/AusgabeFaenger.h"
+#include "tests/support/SimPlattform.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 namespace {
@@ -97,7 +97,7 @@ class LiveAufnahmeTest : public testing::Test {
     return alle;
   }
 
-  TestOrdner ordner;
+  TempOrdner ordner;
   AusgabeFaenger faenger;
   Config config;
 };
@@ -424,7 +424,7 @@ TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
 TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
   for (std::uint64_t saat = 1; saat <= 150; ++saat) {
     SCOPED_TRACE(saat);
-    const TestOrdner eigener;
+    const TempOrdner eigener;
     config.outDir = eigener.pfad();
     const AusgabeFaenger eigenerFaenger;
     std::mt19937_64 zufall(saat);

@@ -1,4 +1,4 @@
-#include "support/SimPlattform.h"
+#include "tests/support/SimPlattform.h"
 
 #include <algorithm>
 #include <cmath>
