@@ -384,9 +384,11 @@ class Sitzung:
     def spiele(self, datei, ziel):
         """Starts playing a WAV file into `ziel` and returns the process once it is linked there."""
         name = f"spieler-{len(self._spieler)}"
-        # pw-play asks for 100 ms by default, which would change the block length of the graph.
+        # pw-play asks for 100 ms by default, which would change the block length of the graph; and
+        # what plays into the default sink would otherwise follow when another one is picked.
+        eigenschaften = _spa({"node.name": name, "node.dont-reconnect": True})
         spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
-                                        "--properties", _spa({"node.name": name}), datei],
+                                        "--properties", eigenschaften, datei],
                                        stderr=subprocess.DEVNULL)
         self._spieler.append(spieler)
 
