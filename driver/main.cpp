@@ -1,11 +1,12 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
-#include <csignal>
-
 #include <fcntl.h>
+
+#include <csignal>
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
+#include "driver/EchoDatei.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
 
@@ -40,6 +41,8 @@ int main(int argc, char** argv) {
 
   DiesePlattform plattform;
   switch (hallkorb::modus(hallkorb::cfg)) {
+    case hallkorb::Modus::echoDatei:
+      return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
     case hallkorb::Modus::live:
