@@ -1,19 +1,21 @@
 #include "driver/LiveAufnahme.h"
 
+#include <unistd.h>
+
 #include <cinttypes>
 #include <cmath>
 #include <csignal>
 #include <string>
 #include <utility>
 
-#include <unistd.h>
-
 #include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
-const char* wort(bool wert) { return wert ? "true" : "false"; }
+const char* wort(bool wert) {
+  return wert ? "true" : "false";
+}
 
 // Buffers are counted in samples, the command line speaks of seconds and hertz. What gives no count
 // ends the run here, with the option's name, before anything is built on it.
@@ -43,11 +45,13 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
   setzeHostClock(plattform.uhr());
 }
 
-LiveAufnahme::~LiveAufnahme() { FileHandleTextOutput::standardOutput().leserWeg(nullptr); }
+LiveAufnahme::~LiveAufnahme() {
+  FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+}
 
 int LiveAufnahme::laufe() {
-  baueAuf();
   richteSignaleEin();
+  baueAuf();
   startTask_ = plattform_.executor().starte([this] { starte(); });
   return plattform_.runLoop().run();
 }
@@ -87,6 +91,7 @@ void LiveAufnahme::baueAuf() {
       plattform_);
 }
 
+// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
 void LiveAufnahme::richteSignaleEin() {
   RunLoop& schleife = plattform_.runLoop();
   schleife.aufSignal(SIGINT, [this] { shutdown(); });
@@ -108,7 +113,9 @@ void LiveAufnahme::richteSignaleEin() {
       [&schleife, leserWeg] { schleife.post(leserWeg); });
 }
 
-bool LiveAufnahme::beginneEnde() { return !stopLaeuft_.exchange(true); }
+bool LiveAufnahme::beginneEnde() {
+  return !stopLaeuft_.exchange(true);
+}
 
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
@@ -165,8 +172,8 @@ void LiveAufnahme::shutdown() {
   stopTask_ = plattform_.executor().starte([this] { stoppe(); });
 }
 
-// The stop task. The order matters: first the sources, then the queues behind them, then what is left
-// in the buffers, and only then the figures about all of it.
+// The stop task. The order matters: first the sources, then the queues behind them, then what is
+// left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows

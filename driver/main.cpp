@@ -1,8 +1,8 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
-#include <csignal>
-
 #include <fcntl.h>
+
+#include <csignal>
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
@@ -12,6 +12,9 @@
 #if defined(__linux__)
 #include "platform/linux/LinuxPlattform.h"
 using DiesePlattform = hallkorb::LinuxPlattform;
+#elif defined(__APPLE__)
+#include "platform/macos/MacPlattform.h"
+using DiesePlattform = hallkorb::MacPlattform;
 #else
 #error "no platform for this system"
 #endif

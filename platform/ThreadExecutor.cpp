@@ -1,7 +1,5 @@
 #include "platform/ThreadExecutor.h"
 
-#include <pthread.h>
-
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -9,21 +7,18 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Faden.h"
+
 namespace hallkorb {
 namespace {
 
-void benenneDiesenThread(const std::string& name) {
-  const std::string kurz = name.substr(0, 15);
-#if defined(__APPLE__)
-  pthread_setname_np(kurz.c_str());
-#else
-  pthread_setname_np(pthread_self(), kurz.c_str());
-#endif
-}
-
 class ThreadTask final : public Task {
  public:
-  explicit ThreadTask(std::function<void()> arbeit) : thread_(std::move(arbeit)) {}
+  explicit ThreadTask(std::function<void()> arbeit)
+      : thread_([arbeit = std::move(arbeit)] {
+          beginneFaden("task");
+          arbeit();
+        }) {}
   ThreadTask(const ThreadTask&) = delete;
   ThreadTask& operator=(const ThreadTask&) = delete;
   ~ThreadTask() override { ThreadTask::warte(); }
@@ -42,7 +37,7 @@ class ThreadQueue final : public SerialQueue {
  public:
   explicit ThreadQueue(std::string name)
       : thread_([this, name = std::move(name)] {
-          benenneDiesenThread(name);
+          beginneFaden(name);
           laufe();
         }) {}
   ThreadQueue(const ThreadQueue&) = delete;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/Faden.h"
 #include "platform/linux/PipewireAufsicht.h"
 
 namespace hallkorb {
@@ -45,8 +46,7 @@ void PipewireInput::stop() {
 }
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
-  pthread_setname_np(pthread_self(),
-                     quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
+  beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
   bool gestartet = false;
   PipewireAufsicht aufsicht(quelle_, listener, wecker_);
   while (!stopp_) {

@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Faden.h"
 #include "platform/macos/Fehlertexte.h"
 
 namespace hallkorb {
@@ -27,8 +28,8 @@ class MacInput::Sitzung final : public BlockEmpfaenger {
 // system that does not come back.
 class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
  public:
-  Kern(std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
-      : zeiten_(zeiten), geraet_(std::move(geraet)) {}
+  Kern(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
+      : name_(std::move(name)), zeiten_(zeiten), geraet_(std::move(geraet)) {}
 
   Ergebnis start(AudioInputListener& listener);
   void stop();
@@ -47,6 +48,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   void schliesse();
   void warteAufStopp();
 
+  const std::string name_;
   const Zeiten zeiten_;
   const std::shared_ptr<Wartestelle> stelle_ = std::make_shared<Wartestelle>();
 
@@ -114,6 +116,7 @@ void MacInput::Kern::stop() {
 }
 
 void MacInput::Kern::laufe() {
+  beginneFaden(name_);
   const Ergebnis fehler = oeffne();
   stelle_->aendere([&] { startErgebnis_ = fehler; });
   if (!fehler) beaufsichtige();
@@ -215,8 +218,8 @@ void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
   });
 }
 
-MacInput::MacInput(std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
-    : kern_(std::make_shared<Kern>(std::move(geraet), zeiten)) {}
+MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
+    : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten)) {}
 
 MacInput::~MacInput() { MacInput::stop(); }
 

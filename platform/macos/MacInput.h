@@ -18,6 +18,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "platform/AudioInput.h"
 #include "platform/macos/AudioGeraet.h"
@@ -34,7 +35,8 @@ class MacInput final : public AudioInput {
     std::optional<std::chrono::milliseconds> stille;  // without blocks, after which it counts as gone
   };
 
-  MacInput(std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten);
+  // `name` names the thread.
+  MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten);
   ~MacInput() override;
   MacInput(const MacInput&) = delete;
   MacInput& operator=(const MacInput&) = delete;
