@@ -1,6 +1,7 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 

@@ -46,9 +46,13 @@ bool AssetSchreiber::starte(double basis) {
   return schreibt();
 }
 
-bool AssetSchreiber::schreibt() const { return aufrufe_->status() == SchreiberStatus::schreibt; }
+bool AssetSchreiber::schreibt() const {
+  return aufrufe_->status() == SchreiberStatus::schreibt;
+}
 
-bool AssetSchreiber::bereit() const { return schreibt() && aufrufe_->bereit(); }
+bool AssetSchreiber::bereit() const {
+  return schreibt() && aufrufe_->bereit();
+}
 
 bool AssetSchreiber::haengeAn(const Bild& bild) {
   return schreibt() && aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe());
@@ -64,6 +68,8 @@ bool AssetSchreiber::schliesseAb(double ende) {
   return aufrufe_->status() == SchreiberStatus::fertig;
 }
 
-Ergebnis AssetSchreiber::fehler() const { return aufrufe_->fehler(); }
+Ergebnis AssetSchreiber::fehler() const {
+  return aufrufe_->fehler();
+}
 
 }  // namespace hallkorb

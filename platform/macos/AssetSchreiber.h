@@ -14,17 +14,16 @@
 
 namespace hallkorb {
 
-// Seconds of the host clock as the system counts them, in nanoseconds; exact to the nanosecond for the
-// first hundred days after the computer was started.
+// Seconds of the host clock as the system counts them, in nanoseconds; exact to the nanosecond for
+// the first hundred days after the computer was started.
 [[nodiscard]] Medienzeit medienzeit(double sekunden);
 
 class AssetSchreiber final : public VideoWriter {
  public:
   // Null with `fehler` filled where the system has no encoder for the settings.
-  [[nodiscard]] static std::unique_ptr<AssetSchreiber> neu(std::unique_ptr<SchreiberAufrufe> aufrufe,
-                                                           const std::string& pfad,
-                                                           const VideoEinstellungen& einstellungen,
-                                                           Fehler& fehler);
+  [[nodiscard]] static std::unique_ptr<AssetSchreiber> neu(
+      std::unique_ptr<SchreiberAufrufe> aufrufe, const std::string& pfad,
+      const VideoEinstellungen& einstellungen, Fehler& fehler);
 
   [[nodiscard]] bool starte(double basis) override;
   [[nodiscard]] bool schreibt() const override;

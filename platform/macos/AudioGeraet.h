@@ -1,8 +1,8 @@
-// One capture device as macOS offers it, seen from its supervision (MacInput.h): it can be opened and
-// closed, again and again, and tells when it ended by itself.
+// One capture device as macOS offers it, seen from its supervision (MacInput.h): it can be opened
+// and closed, again and again, and tells when it ended by itself.
 //
-// Threads: oeffne() and schliesse() are called by one thread, never at the same time. What is told to
-// the receiver comes on the threads of the system.
+// Threads: oeffne() and schliesse() are called by one thread, never at the same time. What is told
+// to the receiver comes on the threads of the system.
 #pragma once
 
 #include <memory>
@@ -27,8 +27,8 @@ class AudioGeraet {
  public:
   virtual ~AudioGeraet() = default;
 
-  // Opens the device; blocks flow to `empfaenger` for as long as that exists. All waiting is done at
-  // `stelle` and ends at `frist`. After an error schliesse() is due all the same.
+  // Opens the device; blocks flow to `empfaenger` for as long as that exists. All waiting is done
+  // at `stelle` and ends at `frist`. After an error schliesse() is due all the same.
   [[nodiscard]] virtual Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                         const std::shared_ptr<Wartestelle>& stelle,
                                         Wartestelle::Frist frist) = 0;

@@ -11,9 +11,11 @@
 namespace hallkorb {
 namespace {
 
-CMTime zeitAus(const Medienzeit &zeit) { return CMTimeMake(zeit.value, zeit.timescale); }
+CMTime zeitAus(const Medienzeit& zeit) {
+  return CMTimeMake(zeit.value, zeit.timescale);
+}
 
-NSDictionary<NSString *, id> *h264(const VideoEinstellungen &e) {
+NSDictionary<NSString*, id>* h264(const VideoEinstellungen& e) {
   return @{
     AVVideoCodecKey : AVVideoCodecTypeH264,
     AVVideoWidthKey : @(e.breite),
@@ -28,12 +30,12 @@ NSDictionary<NSString *, id> *h264(const VideoEinstellungen &e) {
 
 class AvSchreiber final : public SchreiberAufrufe {
  public:
-  Ergebnis baue(const std::string &pfad, const VideoEinstellungen &einstellungen,
-                const Medienzeit &fragment) override {
+  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen,
+                const Medienzeit& fragment) override {
     @autoreleasepool {
-      NSString *name = [NSString stringWithUTF8String:pfad.c_str()];
+      NSString* name = [NSString stringWithUTF8String:pfad.c_str()];
       if (name == nil) return Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"};
-      NSError *error = nil;
+      NSError* error = nil;
       Ergebnis ausnahme = ohneAusnahme([&] {
         writer_ = [[AVAssetWriter alloc] initWithURL:[NSURL fileURLWithPath:name]
                                             fileType:AVFileTypeMPEG4
@@ -55,9 +57,9 @@ class AvSchreiber final : public SchreiberAufrufe {
     return ohneAusnahme([&] { [writer_ addInput:input_]; });
   }
 
-  void entferneDatei(const std::string &pfad) override {
+  void entferneDatei(const std::string& pfad) override {
     @autoreleasepool {
-      if (NSString *name = [NSString stringWithUTF8String:pfad.c_str()]) {
+      if (NSString* name = [NSString stringWithUTF8String:pfad.c_str()]) {
         [[NSFileManager defaultManager] removeItemAtPath:name error:nil];
       }
     }
@@ -69,7 +71,7 @@ class AvSchreiber final : public SchreiberAufrufe {
     return begonnen;
   }
 
-  void beginneSitzung(const Medienzeit &beginn) override {
+  void beginneSitzung(const Medienzeit& beginn) override {
     merke(ohneAusnahme([&] { [writer_ startSessionAtSourceTime:zeitAus(beginn)]; }));
   }
 
@@ -77,7 +79,7 @@ class AvSchreiber final : public SchreiberAufrufe {
 
   Ergebnis fehler() override {
     @autoreleasepool {
-      if (NSError *error = writer_.error) return fehlerAus(error);
+      if (NSError* error = writer_.error) return fehlerAus(error);
     }
     const std::lock_guard halter(lock_);
     return ausnahme_;
@@ -85,12 +87,12 @@ class AvSchreiber final : public SchreiberAufrufe {
 
   bool bereit() override { return static_cast<bool>(input_.readyForMoreMediaData); }
 
-  bool haengeAn(const void *probe) override {
+  bool haengeAn(const void* probe) override {
     @autoreleasepool {
       bool genommen = false;
-      auto *puffer = static_cast<CMSampleBufferRef>(const_cast<void *>(probe));
-      merke(ohneAusnahme(
-          [&] { genommen = static_cast<bool>([input_ appendSampleBuffer:puffer]); }));
+      auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe));
+      merke(
+          ohneAusnahme([&] { genommen = static_cast<bool>([input_ appendSampleBuffer:puffer]); }));
       return genommen;
     }
   }
@@ -99,7 +101,7 @@ class AvSchreiber final : public SchreiberAufrufe {
     merke(ohneAusnahme([&] { [input_ markAsFinished]; }));
   }
 
-  void beendeSitzung(const Medienzeit &ende) override {
+  void beendeSitzung(const Medienzeit& ende) override {
     merke(ohneAusnahme([&] { [writer_ endSessionAtSourceTime:zeitAus(ende)]; }));
   }
 
@@ -117,14 +119,16 @@ class AvSchreiber final : public SchreiberAufrufe {
     if (!ausnahme_) ausnahme_ = std::move(ausnahme);
   }
 
-  AVAssetWriter *writer_ = nil;
-  AVAssetWriterInput *input_ = nil;
+  AVAssetWriter* writer_ = nil;
+  AVAssetWriterInput* input_ = nil;
   std::mutex lock_;
   Ergebnis ausnahme_;  // the first that a call has raised
 };
 
 }  // namespace
 
-std::unique_ptr<SchreiberAufrufe> avAssetWriter() { return std::make_unique<AvSchreiber>(); }
+std::unique_ptr<SchreiberAufrufe> avAssetWriter() {
+  return std::make_unique<AvSchreiber>();
+}
 
 }  // namespace hallkorb

@@ -8,7 +8,7 @@
 namespace hallkorb {
 namespace {
 
-AVAudioFormat *mono(double rate) {
+AVAudioFormat* mono(double rate) {
   return [[AVAudioFormat alloc] initWithCommonFormat:AVAudioPCMFormatFloat32
                                           sampleRate:rate
                                             channels:1
@@ -21,34 +21,35 @@ Fehler keinSpeicher() {
 
 class AvUmwandlung final : public KonverterAufrufe {
  public:
-  explicit AvUmwandlung(AVAudioConverter *converter) : converter_(converter) {}
+  explicit AvUmwandlung(AVAudioConverter* converter) : converter_(converter) {}
 
   Ergebnis wandle(std::span<const float> eingang, std::size_t kapazitaet,
-                  std::vector<float> &ausgabe) override {
+                  std::vector<float>& ausgabe) override {
     @autoreleasepool {
-      AVAudioPCMBuffer *ein = puffer(converter_.inputFormat, eingang.size());
-      AVAudioPCMBuffer *aus = puffer(converter_.outputFormat, kapazitaet);
-      float *const *platz = ein.floatChannelData;
+      AVAudioPCMBuffer* ein = puffer(converter_.inputFormat, eingang.size());
+      AVAudioPCMBuffer* aus = puffer(converter_.outputFormat, kapazitaet);
+      float* const* platz = ein.floatChannelData;
       if (platz == nullptr || aus == nil) return keinSpeicher();
       std::copy(eingang.begin(), eingang.end(), platz[0]);
       ein.frameLength = static_cast<AVAudioFrameCount>(eingang.size());
 
       __block bool gegeben = false;
-      NSError *error = nil;
-      const AVAudioConverterOutputStatus status = [converter_
-             convertToBuffer:aus
-                       error:&error
-          withInputFromBlock:^AVAudioBuffer *(AVAudioPacketCount,
-                                              AVAudioConverterInputStatus *eingangsstatus) {
-            // The block once, then nothing for now; never the end, so that the filter goes on.
-            *eingangsstatus = gegeben ? AVAudioConverterInputStatus_NoDataNow
-                                      : AVAudioConverterInputStatus_HaveData;
-            if (gegeben) return nil;
-            gegeben = true;
-            return ein;
-          }];
+      NSError* error = nil;
+      const AVAudioConverterOutputStatus status =
+          [converter_ convertToBuffer:aus
+                                error:&error
+                   withInputFromBlock:^AVAudioBuffer*(AVAudioPacketCount,
+                                                      AVAudioConverterInputStatus* eingangsstatus) {
+                     // The block once, then nothing for now; never the end, so that the filter goes
+                     // on.
+                     *eingangsstatus = gegeben ? AVAudioConverterInputStatus_NoDataNow
+                                               : AVAudioConverterInputStatus_HaveData;
+                     if (gegeben) return nil;
+                     gegeben = true;
+                     return ein;
+                   }];
       if (status == AVAudioConverterOutputStatus_Error) return fehlerAus(error);
-      float *const *ergebnis = aus.floatChannelData;
+      float* const* ergebnis = aus.floatChannelData;
       if (ergebnis == nullptr) return keinSpeicher();
       ausgabe.assign(ergebnis[0], ergebnis[0] + aus.frameLength);
       return std::nullopt;
@@ -56,22 +57,22 @@ class AvUmwandlung final : public KonverterAufrufe {
   }
 
  private:
-  static AVAudioPCMBuffer *puffer(AVAudioFormat *format, std::size_t frames) {
+  static AVAudioPCMBuffer* puffer(AVAudioFormat* format, std::size_t frames) {
     return [[AVAudioPCMBuffer alloc] initWithPCMFormat:format
                                          frameCapacity:static_cast<AVAudioFrameCount>(frames)];
   }
 
-  AVAudioConverter *converter_;
+  AVAudioConverter* converter_;
 };
 
 }  // namespace
 
 std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
   @autoreleasepool {
-    AVAudioFormat *eingang = mono(von);
-    AVAudioFormat *ausgang = mono(nach);
+    AVAudioFormat* eingang = mono(von);
+    AVAudioFormat* ausgang = mono(nach);
     if (eingang == nil || ausgang == nil) return nullptr;
-    AVAudioConverter *converter = [[AVAudioConverter alloc] initFromFormat:eingang
+    AVAudioConverter* converter = [[AVAudioConverter alloc] initFromFormat:eingang
                                                                   toFormat:ausgang];
     if (converter == nil) return nullptr;
     return std::make_unique<AvUmwandlung>(converter);

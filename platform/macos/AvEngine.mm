@@ -12,8 +12,8 @@ namespace hallkorb {
 namespace {
 
 // On the engine's tap thread. An exception of ours must not reach the engine's frames.
-void gibWeiter(AVAudioPCMBuffer *puffer, AVAudioTime *wann, PcmUebersetzer &uebersetzer,
-               const std::weak_ptr<BlockEmpfaenger> &empfaenger) noexcept {
+void gibWeiter(AVAudioPCMBuffer* puffer, AVAudioTime* wann, PcmUebersetzer& uebersetzer,
+               const std::weak_ptr<BlockEmpfaenger>& empfaenger) noexcept {
   @autoreleasepool {
     const auto ziel = empfaenger.lock();
     if (ziel == nullptr) return;
@@ -49,7 +49,7 @@ class AvEngine final : public EngineAufrufe {
           addObserverForName:AVAudioEngineConfigurationChangeNotification
                       object:engine_
                        queue:nil
-                  usingBlock:^(NSNotification *) {
+                  usingBlock:^(NSNotification*) {
                     veraendert();
                   }];
     }
@@ -57,20 +57,20 @@ class AvEngine final : public EngineAufrufe {
 
   bool hatEingang() override {
     @autoreleasepool {
-      AVAudioFormat *format = [engine_.inputNode outputFormatForBus:0];
+      AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
       return format.sampleRate > 0 && format.channelCount > 0;
     }
   }
 
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     @autoreleasepool {
-      AVAudioInputNode *knoten = engine_.inputNode;
+      AVAudioInputNode* knoten = engine_.inputNode;
       const auto uebersetzer = std::make_shared<PcmUebersetzer>();
       return ohneAusnahme([&] {
         [knoten installTapOnBus:0
                      bufferSize:frames
                          format:[knoten outputFormatForBus:0]
-                          block:^(AVAudioPCMBuffer *puffer, AVAudioTime *wann) {
+                          block:^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
                             gibWeiter(puffer, wann, *uebersetzer, empfaenger);
                           }];
       });
@@ -79,7 +79,7 @@ class AvEngine final : public EngineAufrufe {
 
   Ergebnis starte() override {
     @autoreleasepool {
-      NSError *error = nil;
+      NSError* error = nil;
       BOOL gestartet = NO;
       const Ergebnis ausnahme = ohneAusnahme([&] {
         [engine_ prepare];
@@ -107,12 +107,14 @@ class AvEngine final : public EngineAufrufe {
   void gibFrei() override { engine_ = nil; }
 
  private:
-  AVAudioEngine *engine_ = nil;
+  AVAudioEngine* engine_ = nil;
   id<NSObject> beobachter_ = nil;
 };
 
 }  // namespace
 
-std::unique_ptr<EngineAufrufe> avEngine() { return std::make_unique<AvEngine>(); }
+std::unique_ptr<EngineAufrufe> avEngine() {
+  return std::make_unique<AvEngine>();
+}
 
 }  // namespace hallkorb

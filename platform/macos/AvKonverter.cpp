@@ -17,10 +17,9 @@ Ergebnis AvKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
     return Fehler{"hallkorb", 0, "Block passt nicht zum Umwandler"};
   }
   if (block.frames == 0) return std::nullopt;
-  Ergebnis fehler =
-      aufrufe_->wandle(block.ersterKanal(ersterKanal_),
-                       std::min<std::size_t>(kapazitaet, std::numeric_limits<std::uint32_t>::max()),
-                       ausgabe);
+  Ergebnis fehler = aufrufe_->wandle(
+      block.ersterKanal(ersterKanal_),
+      std::min<std::size_t>(kapazitaet, std::numeric_limits<std::uint32_t>::max()), ausgabe);
   if (fehler) ausgabe.clear();
   return fehler;
 }

@@ -24,8 +24,8 @@ class EngineAufrufe {
 
   // A new engine, on the default input device of this moment.
   virtual void baue() = 0;
-  // `veraendert` is called, on a thread of the system, when the engine has stopped itself because the
-  // device's format has changed.
+  // `veraendert` is called, on a thread of the system, when the engine has stopped itself because
+  // the device's format has changed.
   virtual void beobachte(std::function<void()> veraendert) = 0;
   // Whether the device's native format has a rate and channels. Without an input device it has not.
   [[nodiscard]] virtual bool hatEingang() = 0;

@@ -19,10 +19,11 @@ struct Text {
 
 // Before macOS 15 the pane was called "Bildschirmaufnahme".
 constexpr std::array SCREEN_CAPTURE_TEXTE{
-    Text{USER_DECLINED,
-         "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
-         "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme die App einschalten, die die "
-         "Aufnahme startet, und sie dann neu starten"},
+    Text{
+        USER_DECLINED,
+        "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
+        "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme die App einschalten, die die "
+        "Aufnahme startet, und sie dann neu starten"},
     Text{MISSING_ENTITLEMENTS,
          "die App, die die Aufnahme startet, ist nicht fuer Bildschirmaufnahmen signiert"},
     Text{USER_STOPPED, "die Aufnahme wurde in der Menueleiste beendet"},
@@ -38,12 +39,14 @@ Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis) {
   switch (erlaubnis) {
     case Erlaubnis::nichtGefragt:
       return fehler(
-          "die Frage von macOS nach dem Mikrofon ist noch nicht beantwortet; bitte erlauben (spaeter "
+          "die Frage von macOS nach dem Mikrofon ist noch nicht beantwortet; bitte erlauben "
+          "(spaeter "
           "in den Systemeinstellungen unter Datenschutz & Sicherheit > Mikrofon) und die Aufnahme "
           "neu beginnen");
     case Erlaubnis::eingeschraenkt:
       return fehler(
-          "das Mikrofon ist auf diesem Mac durch Bildschirmzeit oder ein Verwaltungsprofil gesperrt");
+          "das Mikrofon ist auf diesem Mac durch Bildschirmzeit oder ein Verwaltungsprofil "
+          "gesperrt");
     default:
       return fehler(
           "Zugriff auf das Mikrofon verweigert; in den Systemeinstellungen unter Datenschutz & "

@@ -9,9 +9,13 @@
 namespace hallkorb {
 namespace {
 
-Fehler fensterVerschwunden() { return {"hallkorb", 4, "Fenster verschwunden"}; }
+Fehler fensterVerschwunden() {
+  return {"hallkorb", 4, "Fenster verschwunden"};
+}
 
-Wartestelle::Frist dreiSekunden() { return Wartestelle::Uhr::now() + std::chrono::seconds(3); }
+Wartestelle::Frist dreiSekunden() {
+  return Wartestelle::Uhr::now() + std::chrono::seconds(3);
+}
 
 }  // namespace
 
@@ -68,7 +72,9 @@ FensterStrom::FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInha
   weiche_ = std::make_shared<Weiche>(strom_);
 }
 
-FensterStrom::~FensterStrom() { FensterStrom::stop(); }
+FensterStrom::~FensterStrom() {
+  FensterStrom::stop();
+}
 
 Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   const auto frist = dreiSekunden();
@@ -76,9 +82,8 @@ Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
-  Ergebnis fehler =
-      strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_), StromAusgang::bild,
-                     "sck.video", weiche_, stelle_, frist);
+  Ergebnis fehler = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
+                                   StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
   // The listener hears of nothing before the start has succeeded.
   if (!fehler) fehler = weiche_->oeffne(listener);
   if (!fehler) return std::nullopt;

@@ -3,8 +3,8 @@
 // The windows are known by the snapshot in which the caller has found them, so the stream uses the
 // last one that was taken, and a window that is not in it has gone.
 //
-// Threads as in ScreenCapture.h; pictures come on the queue "sck.video". A lock makes the listener's
-// calls one at a time and shuts it off at the stop.
+// Threads as in ScreenCapture.h; pictures come on the queue "sck.video". A lock makes the
+// listener's calls one at a time and shuts it off at the stop.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// Where the calls into the system's frameworks are made: the objects behind the interfaces of calls.
+// Where the calls into the system's frameworks are made: the objects behind the interfaces of
+// calls.
 //
 // The only header between the two halves of the backend. Everything behind it is Objective-C++ and
 // compiled with automatic reference counting; nothing before it knows an Objective-C type.

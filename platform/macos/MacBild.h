@@ -1,7 +1,8 @@
-// A picture as the capture service delivers it: a sample buffer, untouched on its way to the encoder.
+// A picture as the capture service delivers it: a sample buffer, untouched on its way to the
+// encoder.
 //
-// The buffer is borrowed from the callback that hands it over, and only looked into by the platform's
-// own code; here it is an address.
+// The buffer is borrowed from the callback that hands it over, and only looked into by the
+// platform's own code; here it is an address.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,8 @@
 // The host clock on macOS.
 //
-// The system's tick counter, by the audio framework's own conversion: the microphone's and the capture
-// service's time stamps are on it. It stands still while the computer sleeps, as the audio does.
+// The system's tick counter, by the audio framework's own conversion: the microphone's and the
+// capture service's time stamps are on it. It stands still while the computer sleeps, as the audio
+// does.
 //
 // Any thread.
 #pragma once

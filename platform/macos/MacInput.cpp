@@ -11,8 +11,8 @@
 
 namespace hallkorb {
 
-// What one opening of the device delivers to. Dropped when the device is closed, so that nothing late
-// of an earlier opening is taken for the new one's.
+// What one opening of the device delivers to. Dropped when the device is closed, so that nothing
+// late of an earlier opening is taken for the new one's.
 class MacInput::Sitzung final : public BlockEmpfaenger {
  public:
   explicit Sitzung(std::weak_ptr<Kern> kern) : kern_(std::move(kern)) {}
@@ -121,8 +121,8 @@ void MacInput::Kern::laufe() {
   stelle_->aendere([&] { startErgebnis_ = fehler; });
   if (!fehler) beaufsichtige();
   schliesse();
-  // Here and on no thread of the system: an engine that is released by one of its own callbacks waits
-  // for itself.
+  // Here and on no thread of the system: an engine that is released by one of its own callbacks
+  // waits for itself.
   geraet_.reset();
   stelle_->aendere([this] { threadLaeuft_ = false; });
 }
@@ -221,10 +221,16 @@ void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
 MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
     : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten)) {}
 
-MacInput::~MacInput() { MacInput::stop(); }
+MacInput::~MacInput() {
+  MacInput::stop();
+}
 
-Ergebnis MacInput::start(AudioInputListener& listener) { return kern_->start(listener); }
+Ergebnis MacInput::start(AudioInputListener& listener) {
+  return kern_->start(listener);
+}
 
-void MacInput::stop() { kern_->stop(); }
+void MacInput::stop() {
+  kern_->stop();
+}
 
 }  // namespace hallkorb

@@ -1,7 +1,8 @@
-// macOS: AVFAudio for the microphone and the conversion, ScreenCaptureKit for the sound of the computer
-// and its windows, AVFoundation for the video file, Dispatch and the main run loop.
+// macOS: AVFAudio for the microphone and the conversion, ScreenCaptureKit for the sound of the
+// computer and its windows, AVFoundation for the video file, Dispatch and the main run loop.
 //
-// Made by main() on the main thread, before anything else asks for the screen (see MacPlattform.mm).
+// Made by main() on the main thread, before anything else asks for the screen (see
+// MacPlattform.mm).
 #pragma once
 
 #include <memory>

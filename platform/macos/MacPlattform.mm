@@ -17,8 +17,8 @@
 
 namespace hallkorb {
 
-// A process without windows is put to rest by the system when it seems idle, and the computer with it;
-// both would tear holes into the recording.
+// A process without windows is put to rest by the system when it seems idle, and the computer with
+// it; both would tear holes into the recording.
 class MacPlattform::Wachhaltung {
  public:
   Wachhaltung()
@@ -26,8 +26,8 @@ class MacPlattform::Wachhaltung {
             beginActivityWithOptions:NSActivityUserInitiated
                               reason:@"Aufnahme einer Besprechung"]) {}
   ~Wachhaltung() { [[NSProcessInfo processInfo] endActivity:aktivitaet_]; }
-  Wachhaltung(const Wachhaltung &) = delete;
-  Wachhaltung &operator=(const Wachhaltung &) = delete;
+  Wachhaltung(const Wachhaltung&) = delete;
+  Wachhaltung& operator=(const Wachhaltung&) = delete;
 
  private:
   id<NSObject> aktivitaet_;
@@ -44,10 +44,11 @@ MacPlattform::~MacPlattform() = default;
 std::unique_ptr<AudioInput> MacPlattform::mikrofon() {
   if (wach_ == nullptr) wach_ = std::make_unique<Wachhaltung>();
   MacInput::Zeiten zeiten;
-  // The engine delivers silence, but it delivers, ten times a second at most. Not every change of the
-  // device is announced.
+  // The engine delivers silence, but it delivers, ten times a second at most. Not every change of
+  // the device is announced.
   zeiten.stille = std::chrono::seconds(5);
-  return std::make_unique<MacInput>("mikrofon", std::make_unique<MikrofonGeraet>(avEngine()), zeiten);
+  return std::make_unique<MacInput>("mikrofon", std::make_unique<MikrofonGeraet>(avEngine()),
+                                    zeiten);
 }
 
 std::unique_ptr<AudioInput> MacPlattform::systemAudio() {
@@ -56,15 +57,15 @@ std::unique_ptr<AudioInput> MacPlattform::systemAudio() {
                                     MacInput::Zeiten{});
 }
 
-std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat &eingang, double rate) {
+std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat& eingang, double rate) {
   auto aufrufe = avAudioConverter(eingang.rate, rate);
   if (aufrufe == nullptr) return nullptr;
   return std::make_unique<AvKonverter>(eingang, std::move(aufrufe));
 }
 
-std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string &pfad,
-                                                       const VideoEinstellungen &einstellungen,
-                                                       Fehler &fehler) {
+std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,
+                                                       const VideoEinstellungen& einstellungen,
+                                                       Fehler& fehler) {
   return AssetSchreiber::neu(avAssetWriter(), pfad, einstellungen, fehler);
 }
 

@@ -1,9 +1,9 @@
-// The run loop on macOS: dispatch sources on the main queue, and the main thread's own run loop, which
-// serves that queue.
+// The run loop on macOS: dispatch sources on the main queue, and the main thread's own run loop,
+// which serves that queue.
 //
 // Signals come by dispatch signal sources; their default action is set to ignore once the source
-// exists, so a signal is never handled twice and never ends the process. A reader's going is told by
-// the kernel's event queue, without anything being written.
+// exists, so a signal is never handled twice and never ends the process. A reader's going is told
+// by the kernel's event queue, without anything being written.
 //
 // Equal signals that come faster than they are handled arrive as one.
 //

@@ -1,7 +1,7 @@
 #include "platform/macos/MacRunLoop.h"
 
-#import <Foundation/Foundation.h>
 #include <dispatch/dispatch.h>
+#import <Foundation/Foundation.h>
 #include <sys/event.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ namespace hallkorb {
 
 struct MacRunLoop::Innen {
   // Runs `handler` unless the loop is to end.
-  void rufe(const Handler &handler) {
+  void rufe(const Handler& handler) {
     {
       const std::lock_guard halter(lock);
       if (status) return;
@@ -45,13 +45,13 @@ struct MacRunLoop::Innen {
 MacRunLoop::MacRunLoop() : innen_(std::make_shared<Innen>()) {}
 
 MacRunLoop::~MacRunLoop() {
-  for (dispatch_source_t quelle : innen_->quellen) dispatch_source_cancel(quelle);
+  for (dispatch_source_t quelle : innen_->quellen)
+    dispatch_source_cancel(quelle);
 }
 
 void MacRunLoop::aufSignal(int nummer, Handler handler) {
-  dispatch_source_t quelle =
-      dispatch_source_create(DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0,
-                             dispatch_get_main_queue());
+  dispatch_source_t quelle = dispatch_source_create(
+      DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0, dispatch_get_main_queue());
   const std::weak_ptr<Innen> innen = innen_;
   innen_->auf(quelle, ^{
     if (const auto i = innen.lock()) i->rufe(handler);
@@ -59,23 +59,23 @@ void MacRunLoop::aufSignal(int nummer, Handler handler) {
   std::signal(nummer, SIG_IGN);
 }
 
-// The event queue tells of a reader's going as the end of file on the writing side. Its write filter
-// would also tell of room in the pipe, again and again; cleared after each look it does so only when
-// the reader has taken something.
+// The event queue tells of a reader's going as the end of file on the writing side. Its write
+// filter would also tell of room in the pipe, again and again; cleared after each look it does so
+// only when the reader has taken something.
 void MacRunLoop::aufLeserWeg(int deskriptor, Handler handler) {
   struct stat art {};
   if (fstat(deskriptor, &art) != 0 || S_ISREG(art.st_mode)) return;
   const int ereignisse = kqueue();
   if (ereignisse < 0) return;
   struct kevent wunsch {};
-  EV_SET(&wunsch, static_cast<uintptr_t>(deskriptor), EVFILT_WRITE, EV_ADD | EV_CLEAR, 0, 0, nullptr);
+  EV_SET(&wunsch, static_cast<uintptr_t>(deskriptor), EVFILT_WRITE, EV_ADD | EV_CLEAR, 0, 0,
+         nullptr);
   if (kevent(ereignisse, &wunsch, 1, nullptr, 0, nullptr) != 0) {
     ::close(ereignisse);
     return;
   }
-  dispatch_source_t quelle =
-      dispatch_source_create(DISPATCH_SOURCE_TYPE_READ, static_cast<uintptr_t>(ereignisse), 0,
-                             dispatch_get_main_queue());
+  dispatch_source_t quelle = dispatch_source_create(
+      DISPATCH_SOURCE_TYPE_READ, static_cast<uintptr_t>(ereignisse), 0, dispatch_get_main_queue());
   dispatch_source_set_cancel_handler(quelle, ^{
     ::close(ereignisse);
   });

@@ -6,9 +6,13 @@
 namespace hallkorb {
 namespace {
 
-Fehler keinMikrofon() { return {"hallkorb", 2, "kein Mikrofon gefunden"}; }
+Fehler keinMikrofon() {
+  return {"hallkorb", 2, "kein Mikrofon gefunden"};
+}
 
-Fehler veraendert() { return {"hallkorb", 2, "das Eingabegeraet hat gewechselt"}; }
+Fehler veraendert() {
+  return {"hallkorb", 2, "das Eingabegeraet hat gewechselt"};
+}
 
 }  // namespace
 

@@ -16,7 +16,8 @@ namespace hallkorb {
 
 class MikrofonGeraet final : public AudioGeraet {
  public:
-  // Frames of a block that are asked for; the engine gives between a tenth and four tenths of a second.
+  // Frames of a block that are asked for; the engine gives between a tenth and four tenths of a
+  // second.
   static constexpr std::uint32_t FRAMES = 4096;
 
   explicit MikrofonGeraet(std::unique_ptr<EngineAufrufe> engine);

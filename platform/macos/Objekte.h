@@ -16,20 +16,20 @@
 namespace hallkorb {
 
 // A copy of the text; empty where there is none. The system's own pointer dies with its pool.
-[[nodiscard]] std::string text(NSString *_Nullable text);
+[[nodiscard]] std::string text(NSString* _Nullable text);
 
 // The error, with the description that the system gives in the user's language.
-[[nodiscard]] Fehler fehlerAus(NSError *_Nullable error);
-[[nodiscard]] Ergebnis ergebnisAus(NSError *_Nullable error);
+[[nodiscard]] Fehler fehlerAus(NSError* _Nullable error);
+[[nodiscard]] Ergebnis ergebnisAus(NSError* _Nullable error);
 
-// Runs `aufruf`, whose exception, if it raises one, comes back as an error. Calls into the audio and
-// video frameworks raise where others return an error.
+// Runs `aufruf`, whose exception, if it raises one, comes back as an error. Calls into the audio
+// and video frameworks raise where others return an error.
 template <class Aufruf>
 [[nodiscard]] Ergebnis ohneAusnahme(Aufruf aufruf) {
   @try {
     aufruf();
     return std::nullopt;
-  } @catch (NSException *ausnahme) {
+  } @catch (NSException* ausnahme) {
     return Fehler{"NSException", 0, text(ausnahme.name) + ": " + text(ausnahme.reason)};
   }
 }

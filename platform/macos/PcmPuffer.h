@@ -12,13 +12,13 @@
 
 namespace hallkorb {
 
-// The audio of a sample buffer in a buffer of its own, in the format that it describes; nil where it
-// has no audio.
-[[nodiscard]] AVAudioPCMBuffer *_Nullable toPCMBuffer(CMSampleBufferRef _Nonnull probe);
+// The audio of a sample buffer in a buffer of its own, in the format that it describes; nil where
+// it has no audio.
+[[nodiscard]] AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef _Nonnull probe);
 
 // A view of the buffer, or a copy in `uebersetzer`; valid for as long as both are not touched.
-[[nodiscard]] std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer *_Nonnull puffer,
+[[nodiscard]] std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer* _Nonnull puffer,
                                                std::optional<double> hostTime,
-                                               PcmUebersetzer &uebersetzer);
+                                               PcmUebersetzer& uebersetzer);
 
 }  // namespace hallkorb

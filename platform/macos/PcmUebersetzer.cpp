@@ -77,7 +77,8 @@ std::optional<PcmBlock> PcmUebersetzer::uebersetze(const TonBeschreibung& beschr
     block.samples = {static_cast<const float*>(puffer[0].daten), jePuffer};
   } else {
     platz_.clear();
-    for (const TonPuffer& p : puffer) haengeAn(*art, p.daten, jePuffer, platz_);
+    for (const TonPuffer& p : puffer)
+      haengeAn(*art, p.daten, jePuffer, platz_);
     block.samples = platz_;
   }
   return block;

@@ -1,8 +1,8 @@
 // From the system's description of audio buffers to a PcmBlock.
 //
-// The engine and the capture service both promise 32-bit floats, but describe each buffer, and what is
-// described counts: rate, channels, sample type and layout are taken from there, block by block. Where
-// the samples lie as a PcmBlock wants them, it is a view; otherwise they are copied.
+// The engine and the capture service both promise 32-bit floats, but describe each buffer, and what
+// is described counts: rate, channels, sample type and layout are taken from there, block by block.
+// Where the samples lie as a PcmBlock wants them, it is a view; otherwise they are copied.
 //
 // The structures repeat those of CoreAudioTypes field by field, so that this runs everywhere.
 // One thread at a time.
@@ -35,8 +35,9 @@ struct TonPuffer {
 class PcmUebersetzer {
  public:
   // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the
-  // buffers are. Nothing where the description is not of native linear PCM in 16 or 32-bit integers or
-  // 32 or 64-bit floats, where it has no rate or channels, or where the buffers are too few or short.
+  // buffers are. Nothing where the description is not of native linear PCM in 16 or 32-bit integers
+  // or 32 or 64-bit floats, where it has no rate or channels, or where the buffers are too few or
+  // short.
   [[nodiscard]] std::optional<PcmBlock> uebersetze(const TonBeschreibung& beschreibung,
                                                    std::span<const TonPuffer> puffer,
                                                    std::uint32_t frames,

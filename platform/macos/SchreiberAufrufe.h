@@ -35,7 +35,8 @@ class SchreiberAufrufe {
 
   // The writer for an MPEG-4 file with a fragment every `fragment`, and its input for H.264 in real
   // time. Touches no file.
-  [[nodiscard]] virtual Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen,
+  [[nodiscard]] virtual Ergebnis baue(const std::string& pfad,
+                                      const VideoEinstellungen& einstellungen,
                                       const Medienzeit& fragment) = 0;
   [[nodiscard]] virtual bool nimmtEingang() = 0;
   [[nodiscard]] virtual Ergebnis fuegeEingangHinzu() = 0;

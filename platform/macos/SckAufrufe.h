@@ -1,8 +1,8 @@
-// The calls into ScreenCaptureKit, each as small as the system has it, for both uses of it: the sound
-// of the computer and the picture of a window.
+// The calls into ScreenCaptureKit, each as small as the system has it, for both uses of it: the
+// sound of the computer and the picture of a window.
 //
-// What is called when is decided in SckStrom, SystemTonGeraet, FensterStrom and MacScreenCapture; here
-// is only what must be on a Mac.
+// What is called when is decided in SckStrom, SystemTonGeraet, FensterStrom and MacScreenCapture;
+// here is only what must be on a Mac.
 //
 // Answers come once, on a queue of the system, possibly late or never.
 #pragma once
@@ -28,8 +28,8 @@ class Inhalt {
   [[nodiscard]] virtual bool hatFenster(std::uint32_t id) const = 0;
 };
 
-// What a stream delivers. ton() and bild() come on the stream's queue, one at a time, beendet() on any
-// thread.
+// What a stream delivers. ton() and bild() come on the stream's queue, one at a time, beendet() on
+// any thread.
 class StromEmpfaenger {
  public:
   virtual ~StromEmpfaenger() = default;
@@ -46,8 +46,8 @@ class StromAufrufe {
  public:
   virtual ~StromAufrufe() = default;
 
-  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; both must be in
-  // it. `empfaenger` is told for as long as it exists.
+  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; both must be
+  // in it. `empfaenger` is told for as long as it exists.
   virtual void baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
                     const StromEinstellungen& einstellungen,
                     std::weak_ptr<StromEmpfaenger> empfaenger) = 0;

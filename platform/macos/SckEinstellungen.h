@@ -34,11 +34,12 @@ struct StromEinstellungen {
   std::optional<bool> showsCursor;
   std::optional<std::int64_t> queueDepth;
   std::optional<bool> scalesToFit;
-  std::optional<bool> preservesAspectRatio;  // from macOS 14 on; before, the system has no such setting
+  std::optional<bool>
+      preservesAspectRatio;  // from macOS 14 on; before, the system has no such setting
 };
 
-// The sound of the whole computer but our own, at 48 kHz in stereo. A stream always has a picture: the
-// smallest and slowest there is, so that the service spends next to nothing on it.
+// The sound of the whole computer but our own, at 48 kHz in stereo. A stream always has a picture:
+// the smallest and slowest there is, so that the service spends next to nothing on it.
 [[nodiscard]] StromEinstellungen tonEinstellungen();
 
 // The picture of one window.

@@ -11,7 +11,9 @@ constexpr const char* DIENST = "der Dienst fuer Bildschirmaufnahmen";
 
 SckStrom::SckStrom(std::unique_ptr<StromAufrufe> aufrufe) : aufrufe_(std::move(aufrufe)) {}
 
-SckStrom::~SckStrom() { beende(); }
+SckStrom::~SckStrom() {
+  beende();
+}
 
 Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
                           const StromEinstellungen& einstellungen, StromAusgang ausgang,

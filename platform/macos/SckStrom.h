@@ -1,8 +1,8 @@
 // The life of one capture stream: built, connected, started, pointed elsewhere, ended.
 //
-// The service answers when it likes; here is decided how long that is waited for, and what is undone
-// when an answer is an error or does not come. A stream that the service has ended is only dropped: it
-// answers every further call with an error.
+// The service answers when it likes; here is decided how long that is waited for, and what is
+// undone when an answer is an error or does not come. A stream that the service has ended is only
+// dropped: it answers every further call with an error.
 //
 // starte(), wechsle() and beende() one at a time; merkeEnde() any thread.
 #pragma once
@@ -25,8 +25,8 @@ class SckStrom {
   SckStrom(const SckStrom&) = delete;
   SckStrom& operator=(const SckStrom&) = delete;
 
-  // A window of `inhalt`, or its first display; `queue` is the label of the queue that delivers. After
-  // an error nothing is left of the stream.
+  // A window of `inhalt`, or its first display; `queue` is the label of the queue that delivers.
+  // After an error nothing is left of the stream.
   [[nodiscard]] Ergebnis starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
                                 const StromEinstellungen& einstellungen, StromAusgang ausgang,
                                 const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,

@@ -1,5 +1,5 @@
-#import <ScreenCaptureKit/ScreenCaptureKit.h>
 #include <dispatch/dispatch.h>
+#import <ScreenCaptureKit/ScreenCaptureKit.h>
 
 #include <utility>
 
@@ -7,8 +7,8 @@
 #include "platform/macos/Objekte.h"
 #include "platform/macos/PcmPuffer.h"
 
-// What a stream calls back: its output and its delegate in one. It holds its target weakly, so a stream
-// that is late calls nobody.
+// What a stream calls back: its output and its delegate in one. It holds its target weakly, so a
+// stream that is late calls nobody.
 @interface HKStromEmpfaenger : NSObject <SCStreamOutput, SCStreamDelegate>
 - (instancetype)initMitZiel:(std::weak_ptr<hallkorb::StromEmpfaenger>)ziel;
 @end
@@ -16,8 +16,9 @@
 namespace hallkorb {
 namespace {
 
-void gibTonWeiter(CMSampleBufferRef probe, PcmUebersetzer &uebersetzer, StromEmpfaenger &ziel) noexcept {
-  AVAudioPCMBuffer *puffer = toPCMBuffer(probe);
+void gibTonWeiter(CMSampleBufferRef probe, PcmUebersetzer& uebersetzer,
+                  StromEmpfaenger& ziel) noexcept {
+  AVAudioPCMBuffer* puffer = toPCMBuffer(probe);
   if (puffer == nil) return;
   const CMTime zeit = CMSampleBufferGetPresentationTimeStamp(probe);
   std::optional<double> sekunden;
@@ -25,10 +26,10 @@ void gibTonWeiter(CMSampleBufferRef probe, PcmUebersetzer &uebersetzer, StromEmp
   if (const auto block = pcmBlock(puffer, sekunden, uebersetzer)) ziel.ton(*block);
 }
 
-void gibBildWeiter(CMSampleBufferRef probe, StromEmpfaenger &ziel) noexcept {
-  NSArray *anhaenge = (__bridge NSArray *)CMSampleBufferGetSampleAttachmentsArray(probe, false);
-  NSDictionary *angaben = anhaenge.firstObject;
-  NSNumber *nummer = angaben[SCStreamFrameInfoStatus];
+void gibBildWeiter(CMSampleBufferRef probe, StromEmpfaenger& ziel) noexcept {
+  NSArray* anhaenge = (__bridge NSArray*)CMSampleBufferGetSampleAttachmentsArray(probe, false);
+  NSDictionary* angaben = anhaenge.firstObject;
+  NSNumber* nummer = angaben[SCStreamFrameInfoStatus];
   if (nummer == nil) return;
   const auto status = bildStatus(nummer.integerValue);
   if (!status) return;
@@ -36,11 +37,11 @@ void gibBildWeiter(CMSampleBufferRef probe, StromEmpfaenger &ziel) noexcept {
   ziel.bild(MacBild(CMTimeGetSeconds(zeit), *status, probe));
 }
 
-ScreenWindow fensterAus(SCWindow *fenster) {
+ScreenWindow fensterAus(SCWindow* fenster) {
   ScreenWindow w;
   w.id = fenster.windowID;
   if (fenster.title != nil) w.titel = text(fenster.title);
-  if (SCRunningApplication *app = fenster.owningApplication) {
+  if (SCRunningApplication* app = fenster.owningApplication) {
     w.anwendung = ScreenWindow::Anwendung{text(app.bundleIdentifier), text(app.applicationName)};
   }
   const CGRect rahmen = fenster.frame;
@@ -55,12 +56,13 @@ ScreenWindow fensterAus(SCWindow *fenster) {
 
 class SckInhalt final : public Inhalt {
  public:
-  explicit SckInhalt(SCShareableContent *inhalt) : inhalt_(inhalt) {}
+  explicit SckInhalt(SCShareableContent* inhalt) : inhalt_(inhalt) {}
 
   ScreenContent fenster() const override {
     @autoreleasepool {
       ScreenContent content;
-      for (SCWindow *w in inhalt_.windows) content.windows.push_back(fensterAus(w));
+      for (SCWindow* w in inhalt_.windows)
+        content.windows.push_back(fensterAus(w));
       return content;
     }
   }
@@ -68,9 +70,9 @@ class SckInhalt final : public Inhalt {
   bool hatFenster(std::uint32_t id) const override { return fenster(id) != nil; }
 
   // A window's filter, or the first display's with no window left out.
-  SCContentFilter *filter(std::optional<std::uint32_t> id) const {
+  SCContentFilter* filter(std::optional<std::uint32_t> id) const {
     if (id) {
-      SCWindow *gesucht = fenster(*id);
+      SCWindow* gesucht = fenster(*id);
       if (gesucht != nil) {
         return [[SCContentFilter alloc] initWithDesktopIndependentWindow:gesucht];
       }
@@ -79,25 +81,26 @@ class SckInhalt final : public Inhalt {
   }
 
  private:
-  SCWindow *_Nullable fenster(std::uint32_t id) const {
-    for (SCWindow *w in inhalt_.windows) {
+  SCWindow* _Nullable fenster(std::uint32_t id) const {
+    for (SCWindow* w in inhalt_.windows) {
       if (w.windowID == id) return w;
     }
     return nil;
   }
 
-  SCShareableContent *inhalt_;
+  SCShareableContent* inhalt_;
 };
 
-SCStreamConfiguration *konfiguration(const StromEinstellungen &e) {
-  SCStreamConfiguration *c = [[SCStreamConfiguration alloc] init];
+SCStreamConfiguration* konfiguration(const StromEinstellungen& e) {
+  SCStreamConfiguration* c = [[SCStreamConfiguration alloc] init];
   c.capturesAudio = e.capturesAudio;
   if (e.excludesCurrentProcessAudio) c.excludesCurrentProcessAudio = *e.excludesCurrentProcessAudio;
   if (e.sampleRate) c.sampleRate = static_cast<NSInteger>(*e.sampleRate);
   if (e.channelCount) c.channelCount = static_cast<NSInteger>(*e.channelCount);
   c.width = e.width;
   c.height = e.height;
-  c.minimumFrameInterval = CMTimeMake(e.minimumFrameInterval.zaehler, e.minimumFrameInterval.nenner);
+  c.minimumFrameInterval =
+      CMTimeMake(e.minimumFrameInterval.zaehler, e.minimumFrameInterval.nenner);
   if (e.pixelFormat) c.pixelFormat = *e.pixelFormat;
   if (e.showsCursor) c.showsCursor = *e.showsCursor;
   if (e.queueDepth) c.queueDepth = static_cast<NSInteger>(*e.queueDepth);
@@ -110,8 +113,8 @@ SCStreamConfiguration *konfiguration(const StromEinstellungen &e) {
 
 class SckStromAufrufe final : public StromAufrufe {
  public:
-  void baue(const Inhalt &inhalt, std::optional<std::uint32_t> fenster,
-            const StromEinstellungen &einstellungen,
+  void baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+            const StromEinstellungen& einstellungen,
             std::weak_ptr<StromEmpfaenger> empfaenger) override {
     @autoreleasepool {
       empfaenger_ = [[HKStromEmpfaenger alloc] initMitZiel:std::move(empfaenger)];
@@ -121,10 +124,10 @@ class SckStromAufrufe final : public StromAufrufe {
     }
   }
 
-  Ergebnis verbinde(StromAusgang ausgang, const char *queue) override {
+  Ergebnis verbinde(StromAusgang ausgang, const char* queue) override {
     @autoreleasepool {
       queue_ = dispatch_queue_create(queue, DISPATCH_QUEUE_SERIAL);
-      NSError *error = nil;
+      NSError* error = nil;
       if ([stream_ addStreamOutput:empfaenger_
                               type:static_cast<SCStreamOutputType>(ausgang)
                 sampleHandlerQueue:queue_
@@ -136,22 +139,22 @@ class SckStromAufrufe final : public StromAufrufe {
   }
 
   void starte(SckFertig fertig) override {
-    [stream_ startCaptureWithCompletionHandler:^(NSError *error) {
+    [stream_ startCaptureWithCompletionHandler:^(NSError* error) {
       fertig(ergebnisAus(error));
     }];
   }
 
-  void wechsle(const Inhalt &inhalt, std::uint32_t fenster, SckFertig fertig) override {
+  void wechsle(const Inhalt& inhalt, std::uint32_t fenster, SckFertig fertig) override {
     @autoreleasepool {
       [stream_ updateContentFilter:filter(inhalt, fenster)
-                 completionHandler:^(NSError *error) {
+                 completionHandler:^(NSError* error) {
                    fertig(ergebnisAus(error));
                  }];
     }
   }
 
   void stoppe(SckFertig fertig) override {
-    [stream_ stopCaptureWithCompletionHandler:^(NSError *error) {
+    [stream_ stopCaptureWithCompletionHandler:^(NSError* error) {
       fertig(ergebnisAus(error));
     }];
   }
@@ -167,12 +170,12 @@ class SckStromAufrufe final : public StromAufrufe {
   }
 
  private:
-  static SCContentFilter *filter(const Inhalt &inhalt, std::optional<std::uint32_t> fenster) {
-    return static_cast<const SckInhalt &>(inhalt).filter(fenster);
+  static SCContentFilter* filter(const Inhalt& inhalt, std::optional<std::uint32_t> fenster) {
+    return static_cast<const SckInhalt&>(inhalt).filter(fenster);
   }
 
-  HKStromEmpfaenger *empfaenger_ = nil;
-  SCStream *stream_ = nil;
+  HKStromEmpfaenger* empfaenger_ = nil;
+  SCStream* stream_ = nil;
   dispatch_queue_t queue_ = nil;
 };
 
@@ -182,7 +185,7 @@ class SckDienst final : public SckAufrufe {
     [SCShareableContent
         getShareableContentExcludingDesktopWindows:ohneDesktop
                                onScreenWindowsOnly:NO
-                                 completionHandler:^(SCShareableContent *inhalt, NSError *error) {
+                                 completionHandler:^(SCShareableContent* inhalt, NSError* error) {
                                    if (inhalt == nil) return fertig(nullptr, fehlerAus(error));
                                    fertig(std::make_shared<SckInhalt>(inhalt), std::nullopt);
                                  }];
@@ -193,7 +196,9 @@ class SckDienst final : public SckAufrufe {
 
 }  // namespace
 
-std::shared_ptr<SckAufrufe> screenCaptureKit() { return std::make_shared<SckDienst>(); }
+std::shared_ptr<SckAufrufe> screenCaptureKit() {
+  return std::make_shared<SckDienst>();
+}
 
 }  // namespace hallkorb
 
@@ -208,7 +213,7 @@ std::shared_ptr<SckAufrufe> screenCaptureKit() { return std::make_shared<SckDien
   return self;
 }
 
-- (void)stream:(SCStream *)stream
+- (void)stream:(SCStream*)stream
     didOutputSampleBuffer:(CMSampleBufferRef)probe
                    ofType:(SCStreamOutputType)typ {
   @autoreleasepool {
@@ -219,7 +224,7 @@ std::shared_ptr<SckAufrufe> screenCaptureKit() { return std::make_shared<SckDien
   }
 }
 
-- (void)stream:(SCStream *)stream didStopWithError:(NSError *)error {
+- (void)stream:(SCStream*)stream didStopWithError:(NSError*)error {
   @autoreleasepool {
     if (const auto ziel = _ziel.lock()) ziel->beendet(hallkorb::fehlerAus(error));
   }

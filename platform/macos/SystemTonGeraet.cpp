@@ -26,10 +26,11 @@ class SystemTonGeraet::Weiche final : public StromEmpfaenger {
   std::weak_ptr<SckStrom> strom_;
 };
 
-SystemTonGeraet::SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst)
-    : dienst_(std::move(dienst)) {}
+SystemTonGeraet::SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst) : dienst_(std::move(dienst)) {}
 
-SystemTonGeraet::~SystemTonGeraet() { SystemTonGeraet::schliesse(); }
+SystemTonGeraet::~SystemTonGeraet() {
+  SystemTonGeraet::schliesse();
+}
 
 Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                  const std::shared_ptr<Wartestelle>& stelle,

@@ -1,8 +1,9 @@
-// Where the operations on one device wait: for answers of asynchronous calls, for events, for the stop.
+// Where the operations on one device wait: for answers of asynchronous calls, for events, for the
+// stop.
 //
-// The capture services answer on queues of their own, sometimes late and sometimes never, and a stop
-// may come in the middle. So whatever is waited for is kept behind one lock, every wait has a time
-// limit, and one call reaches them all.
+// The capture services answer on queues of their own, sometimes late and sometimes never, and a
+// stop may come in the middle. So whatever is waited for is kept behind one lock, every wait has a
+// time limit, and one call reaches them all.
 //
 // Any thread.
 #pragma once
@@ -21,8 +22,8 @@
 
 namespace hallkorb {
 
-// Whether an abort ends a wait. Taking a device down must not be cut short by the stop that asks for
-// it.
+// Whether an abort ends a wait. Taking a device down must not be cut short by the stop that asks
+// for it.
 enum class Abbrechbar { ja, nein };
 
 class Wartestelle {
@@ -54,9 +55,8 @@ class Wartestelle {
   template <class Fertig>
   bool warte(Frist frist, Fertig fertig, Abbrechbar abbrechbar = Abbrechbar::ja) {
     std::unique_lock halter(lock_);
-    neues_.wait_until(halter, frist, [&] {
-      return fertig() || (abbrechbar == Abbrechbar::ja && abgebrochen_);
-    });
+    neues_.wait_until(halter, frist,
+                      [&] { return fertig() || (abbrechbar == Abbrechbar::ja && abgebrochen_); });
     return fertig();
   }
 
@@ -66,8 +66,8 @@ class Wartestelle {
   bool abgebrochen_ = false;
 };
 
-// The answer of one asynchronous call. The first one counts; one that comes when nobody waits any more
-// falls into a state that it keeps alive itself.
+// The answer of one asynchronous call. The first one counts; one that comes when nobody waits any
+// more falls into a state that it keeps alive itself.
 template <class Wert>
 class Antwort {
  public:
