@@ -7,6 +7,7 @@
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
+#include "driver/EchoDatei.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
 
@@ -44,6 +45,8 @@ int main(int argc, char** argv) {
 
   DiesePlattform plattform;
   switch (hallkorb::modus(hallkorb::cfg)) {
+    case hallkorb::Modus::echoDatei:
+      return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
     case hallkorb::Modus::live:

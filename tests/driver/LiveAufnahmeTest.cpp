@@ -65,7 +65,7 @@ class LiveAufnahmeTest : public testing::Test {
       double t0 = 0;
       double t1 = 0;
       if (std::sscanf(zeile.c_str(),
-                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf})",
+                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf)",
                       &nummer, name, pfad, &t0, &t1) != 5 ||
           name != kanal) {
         continue;
@@ -298,6 +298,76 @@ TEST_F(LiveAufnahmeTest, AtAnotherRateThereIsNoEchoPath) {
   EXPECT_EQ(faenger.ausgabe().find(R"("event":"echo")"), std::string::npos);
 }
 
+// White noise, which is what an echo canceller can be measured with.
+std::vector<float> rauschen(std::uint64_t saat, std::size_t n) {
+  std::mt19937_64 zufall(saat);
+  std::uniform_real_distribution<float> verteilung(-0.3F, 0.3F);
+  std::vector<float> samples(n);
+  for (float& x : samples)
+    x = verteilung(zufall);
+  return samples;
+}
+
+TEST_F(LiveAufnahmeTest, TheFarEndIsTakenOutOfTheMicrophoneAndTheRawFileKeepsIt) {
+  config.echo = true;
+  SimPlattform welt;
+  const auto fern = rauschen(7, 30 * 16000);
+  for (int b = 0; b < 1400; ++b) {
+    const double t = 0.1 + b * 0.02;
+    const auto von = static_cast<std::size_t>(b) * 320;
+    const std::vector<float> laut(fern.begin() + static_cast<std::ptrdiff_t>(von),
+                                  fern.begin() + static_cast<std::ptrdiff_t>(von + 320));
+    std::vector<float> leck(320);  // 40 ms later and weaker
+    for (std::size_t i = 0; i < 320; ++i)
+      leck[i] = von + i < 640 ? 0 : 0.4F * fern[von + i - 640];
+    welt.systemGeraet.block(t, MONO16, laut);
+    welt.mikrofonGeraet.block(t, MONO16, leck);
+  }
+  welt.signal(28.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_NE(zeilen[0].find(R"("mic":true,"system":true,"video":false,"echo":true)"),
+            std::string::npos);
+  const std::string& echo = zeilen[zeilen.size() - 3];
+  EXPECT_EQ(echo.rfind(R"({"event":"echo","verzoegerung_ms":)", 0), 0U) << echo;
+  EXPECT_NE(echo.find(R"(,"chunks_ohne_sprache":)"), std::string::npos);
+  EXPECT_EQ(echo.back(), '}');
+  double verzoegerung = 0;
+  EXPECT_EQ(std::sscanf(echo.c_str(), R"({"event":"echo","verzoegerung_ms":%lf)", &verzoegerung),
+            1);
+  EXPECT_NEAR(verzoegerung, 40, 17);
+  EXPECT_NE(zeilen[zeilen.size() - 2].find("zeitachse"), std::string::npos);
+
+  const auto roh = liesWav(ordner.pfad() + "/mikro_roh.wav");
+  ASSERT_TRUE(roh);
+  ASSERT_EQ(roh->size(), 28U * 16000U);
+  const auto energie = [](const std::vector<float>& x, std::size_t von) {
+    double summe = 0;
+    for (std::size_t i = von; i < x.size(); ++i)
+      summe += x[i] * x[i];
+    return summe;
+  };
+  EXPECT_GT(energie(*roh, 20 * 16000), 100 * energie(ausChunks("me"), 20 * 16000));
+  EXPECT_GT(energie(ausChunks("them"), 20 * 16000), 100.0);
+}
+
+TEST_F(LiveAufnahmeTest, WithoutSystemAudioTheEchoPathRunsWithoutReference) {
+  config.echo = true;
+  SimPlattform welt;
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("system":false,"video":false,"echo":false)"),
+            std::string::npos);
+  const std::string text = faenger.ausgabe();
+  EXPECT_NE(text.find(R"("event":"echo")"), std::string::npos);
+  EXPECT_EQ(text.find(R"("ohne_referenz":0,)"), std::string::npos);
+  EXPECT_NE(text.find(R"("sprache_ms":)"), std::string::npos);
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 4U * 32000U);
+}
+
 TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   config.outDir = ordner.pfad() + "/a/b/c";
   SimPlattform welt;
@@ -429,6 +499,7 @@ TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
     const AusgabeFaenger eigenerFaenger;
     std::mt19937_64 zufall(saat);
     std::uniform_real_distribution<double> einheit(0, 1);
+    config.echo = saat % 3 == 0;
     SimPlattform welt(saat);
     int gestartet = 0;
     for (sim::Geraet* g : {&welt.mikrofonGeraet, &welt.systemGeraet}) {
