@@ -1,17 +1,22 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
-#include <csignal>
-
 #include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
+#include "driver/EchoDatei.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
 
 #if defined(__linux__)
 #include "platform/linux/LinuxPlattform.h"
 using DiesePlattform = hallkorb::LinuxPlattform;
+#elif defined(__APPLE__)
+#include "platform/macos/MacPlattform.h"
+using DiesePlattform = hallkorb::MacPlattform;
 #else
 #error "no platform for this system"
 #endif
@@ -40,6 +45,8 @@ int main(int argc, char** argv) {
 
   DiesePlattform plattform;
   switch (hallkorb::modus(hallkorb::cfg)) {
+    case hallkorb::Modus::echoDatei:
+      return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
     case hallkorb::Modus::live:

@@ -1,4 +1,4 @@
-#include "support/SimPlattform.h"
+#include "tests/support/SimPlattform.h"
 
 #include <algorithm>
 #include <cmath>
@@ -55,9 +55,8 @@ void Geraet::blockOhneZeit(double aufgenommen, PcmFormat format, std::vector<flo
 }
 
 void Geraet::unterbrochen(double zeit, Fehler fehler) {
-  schritte.push_back({zeit, [f = std::move(fehler)](AudioInputListener& hoerer) {
-                        hoerer.unterbrochen(f);
-                      }});
+  schritte.push_back(
+      {zeit, [f = std::move(fehler)](AudioInputListener& hoerer) { hoerer.unterbrochen(f); }});
 }
 
 void Geraet::fortgesetzt(double zeit) {
@@ -128,12 +127,12 @@ class SimPlattform::SimInput final : public AudioInput {
   Ergebnis start(AudioInputListener& hoerer) override {
     const double bereit = welt_.jetzt_ + geraet_.startDauer;
     welt_.am(bereit, [] {});
-    welt_.warteBis([this, bereit] {
-      return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
-    });
+    welt_.warteBis(
+        [this, bereit] { return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit); });
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (geraet_.startFehler) return geraet_.startFehler;
-    for (const auto& schritt : geraet_.schritte) welt_.am(schritt.zeit, [] {});
+    for (const auto& schritt : geraet_.schritte)
+      welt_.am(schritt.zeit, [] {});
     faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
     return std::nullopt;
   }
@@ -287,7 +286,9 @@ int SimPlattform::run() {
   }
 }
 
-void SimPlattform::quit(int status) { status_ = status; }
+void SimPlattform::quit(int status) {
+  status_ = status;
+}
 
 std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));

@@ -1,0 +1,109 @@
+#include "platform/ThreadExecutor.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "platform/Faden.h"
+
+namespace hallkorb {
+namespace {
+
+class ThreadTask final : public Task {
+ public:
+  explicit ThreadTask(std::function<void()> arbeit)
+      : thread_([arbeit = std::move(arbeit)] {
+          beginneFaden("task");
+          arbeit();
+        }) {}
+  ThreadTask(const ThreadTask&) = delete;
+  ThreadTask& operator=(const ThreadTask&) = delete;
+  ~ThreadTask() override { ThreadTask::warte(); }
+
+  void warte() override {
+    const std::lock_guard halter(lock_);  // several may wait
+    if (thread_.joinable()) thread_.join();
+  }
+
+ private:
+  std::mutex lock_;
+  std::thread thread_;
+};
+
+class ThreadQueue final : public SerialQueue {
+ public:
+  explicit ThreadQueue(std::string name)
+      : thread_([this, name = std::move(name)] {
+          beginneFaden(name);
+          laufe();
+        }) {}
+  ThreadQueue(const ThreadQueue&) = delete;
+  ThreadQueue& operator=(const ThreadQueue&) = delete;
+
+  ~ThreadQueue() override {
+    {
+      const std::lock_guard halter(lock_);
+      ende_ = true;
+    }
+    neues_.notify_one();
+    thread_.join();
+  }
+
+  void async(Arbeit arbeit) override {
+    {
+      const std::lock_guard halter(lock_);
+      arbeiten_.push_back(std::move(arbeit));
+      ++gestellt_;
+    }
+    neues_.notify_one();
+  }
+
+  void sync(Arbeit arbeit) override {
+    std::unique_lock halter(lock_);
+    arbeiten_.push_back(std::move(arbeit));
+    const std::uint64_t nummer = ++gestellt_;
+    neues_.notify_one();
+    erledigtes_.wait(halter, [&] { return erledigt_ >= nummer; });
+  }
+
+ private:
+  void laufe() {
+    std::unique_lock halter(lock_);
+    while (true) {
+      neues_.wait(halter, [this] { return ende_ || !arbeiten_.empty(); });
+      if (arbeiten_.empty()) return;
+      Arbeit arbeit = std::move(arbeiten_.front());
+      arbeiten_.pop_front();
+      halter.unlock();
+      arbeit();
+      arbeit = nullptr;  // what it holds goes before sync() returns, and not under the lock
+      halter.lock();
+      ++erledigt_;
+      erledigtes_.notify_all();
+    }
+  }
+
+  std::mutex lock_;
+  std::condition_variable neues_;
+  std::condition_variable erledigtes_;
+  std::deque<Arbeit> arbeiten_;
+  std::uint64_t gestellt_ = 0;
+  std::uint64_t erledigt_ = 0;
+  bool ende_ = false;
+  std::thread thread_;  // last: it uses all of the above
+};
+
+}  // namespace
+
+std::unique_ptr<Task> ThreadExecutor::starte(std::function<void()> arbeit) {
+  return std::make_unique<ThreadTask>(std::move(arbeit));
+}
+
+std::unique_ptr<SerialQueue> ThreadExecutor::queue(const std::string& name) {
+  return std::make_unique<ThreadQueue>(name);
+}
+
+}  // namespace hallkorb

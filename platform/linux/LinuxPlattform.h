@@ -1,0 +1,31 @@
+// Linux: PipeWire for the audio, libswresample for the conversion, poll(2) for the run loop.
+//
+// Made by main() before any other thread is started (see LinuxRunLoop.h).
+#pragma once
+
+#include <memory>
+
+#include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/LinuxRunLoop.h"
+#include "platform/Plattform.h"
+#include "platform/ThreadExecutor.h"
+
+namespace hallkorb {
+
+class LinuxPlattform final : public Plattform {
+ public:
+  [[nodiscard]] const HostClock& uhr() const override { return uhr_; }
+  [[nodiscard]] RunLoop& runLoop() override { return runLoop_; }
+  [[nodiscard]] Executor& executor() override { return executor_; }
+  [[nodiscard]] std::unique_ptr<AudioInput> mikrofon() override;
+  [[nodiscard]] std::unique_ptr<AudioInput> systemAudio() override;
+  [[nodiscard]] std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
+                                                          double rate) override;
+
+ private:
+  LinuxHostClock uhr_;
+  LinuxRunLoop runLoop_;
+  ThreadExecutor executor_;
+};
+
+}  // namespace hallkorb

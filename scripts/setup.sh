@@ -1,0 +1,102 @@
+#!/bin/bash
+# Installs what is missing for one or more of these sets, and nothing when all is there:
+#
+#   build     compiler, build tools and libraries of the program itself
+#   sitzung   a private PipeWire with two synthetic voices, for machines without a sound system
+#   test      what the tests need beyond the two: test libraries, clang, the checkers
+#
+# On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
+# Homebrew. The package sources are the ones that the machine is set up with.
+set -euo pipefail
+
+melde() { printf '%s\n' "setup: $*" >&2; }
+
+debian_build=(cmake g++ ninja-build pkg-config python3
+  libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev)
+debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
+debian_test=(libgtest-dev libbenchmark-dev
+  clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
+  clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
+  shellcheck util-linux)
+
+brew_build=(cmake ninja nlohmann-json utf8proc)
+brew_sitzung=(espeak-ng)
+brew_test=(googletest google-benchmark)
+
+fehlend_debian() {
+  local paket
+  for paket in "$@"; do
+    [[ "$(dpkg-query -W -f='${db:Status-Status}' "$paket" 2>/dev/null)" == installed ]] ||
+      printf '%s\n' "$paket"
+  done
+}
+
+debian() {
+  local fehlend
+  mapfile -t fehlend < <(fehlend_debian "$@")
+  ((${#fehlend[@]})) || return 0
+
+  local als_root=()
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null || {
+      melde "these packages are missing, and neither root nor sudo is there: ${fehlend[*]}"
+      return 1
+    }
+    als_root=(sudo)
+  fi
+  local apt=("${als_root[@]}" env DEBIAN_FRONTEND=noninteractive
+    apt-get -qq -o DPkg::Lock::Timeout=300)
+
+  melde "installing ${fehlend[*]}"
+  # The lists are fetched only when a package is unknown, or when what they name is no longer there.
+  local paket
+  for paket in "${fehlend[@]}"; do
+    if [[ -z "$(apt-cache policy "$paket" 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]]; then
+      "${apt[@]}" update >&2
+      break
+    fi
+  done
+  "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2 && return 0
+  "${apt[@]}" update >&2
+  "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2
+}
+
+macos() {
+  command -v brew >/dev/null || {
+    melde "Homebrew is needed to install: $*"
+    return 1
+  }
+  local paket
+  for paket in "$@"; do
+    brew list --versions "$paket" >/dev/null 2>&1 || {
+      melde "installing $paket"
+      brew install --quiet "$paket" >&2
+    }
+  done
+}
+
+if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
+  art=debian
+elif [[ "$(uname -s)" == Darwin ]]; then
+  art=macos
+else
+  melde "neither Debian nor macOS: the packages have to be installed by hand (see scripts/setup.sh)"
+  exit 0
+fi
+
+pakete=()
+for satz in "$@"; do
+  case "$art-$satz" in
+    debian-build) pakete+=("${debian_build[@]}") ;;
+    debian-sitzung) pakete+=("${debian_sitzung[@]}") ;;
+    debian-test) pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_test[@]}") ;;
+    macos-build) pakete+=("${brew_build[@]}") ;;
+    macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
+    macos-test) pakete+=("${brew_build[@]}" "${brew_sitzung[@]}" "${brew_test[@]}") ;;
+    *)
+      melde "unknown set $satz"
+      exit 64
+      ;;
+  esac
+done
+"$art" "${pakete[@]}"

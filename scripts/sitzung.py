@@ -1,0 +1,453 @@
+#!/usr/bin/python3
+"""A private sound system: a PipeWire and a WirePlumber of our own, with virtual devices.
+
+For machines without a sound card or a desktop, and for tests. Everything lives in a runtime folder of
+its own (mode 0700, under /tmp because a socket's path may have only 107 characters), so that any
+number of sessions run side by side and none disturbs the PipeWire of a desktop. It holds
+
+    speakers    the default sink; its monitor is the system's sound
+    mic         the default source
+    mic-feed    a sink: what is played into it comes out of mic
+
+On the command line it runs a command inside such a session and returns its exit status; without a
+command it prints the environment and stays until it gets a signal or its standard input's end:
+
+    scripts/sitzung [--ohne-mikrofon] [--ohne-lautsprecher] [--ohne-wireplumber] [-- command args...]
+
+Nothing is left behind: no process, no folder, however the caller ends (see prozesse.py).
+"""
+
+import argparse
+import fcntl
+import glob
+import json
+import os
+import resource
+import shlex
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import prozesse
+
+_VORSILBE = "hallkorb-sitzung-"
+
+_PIPEWIRE_CONF = """
+context.properties = {
+    core.daemon = true
+    core.name = pipewire-0
+    support.dbus = false
+    link.max-buffers = 16
+    settings.check-quantum = true
+    settings.check-rate = true
+    default.clock.rate = 48000
+    default.clock.allowed-rates = [ 44100 48000 ]
+    default.clock.quantum = 1024
+    default.clock.min-quantum = 32
+    default.clock.max-quantum = 8192
+}
+context.spa-libs = {
+    audio.convert.* = audioconvert/libspa-audioconvert
+    support.* = support/libspa-support
+}
+context.modules = [
+%(rt)s
+    { name = libpipewire-module-protocol-native }
+    { name = libpipewire-module-metadata }
+    { name = libpipewire-module-spa-node-factory }
+    { name = libpipewire-module-client-node }
+    { name = libpipewire-module-client-device }
+    { name = libpipewire-module-access }
+    { name = libpipewire-module-adapter }
+    { name = libpipewire-module-link-factory }
+    { name = libpipewire-module-session-manager }
+]
+context.objects = [
+    { factory = spa-node-factory
+      args = { factory.name = support.node.driver node.name = Dummy-Driver
+               node.group = pipewire.dummy priority.driver = 20000 } }
+%(geraete)s
+]
+"""
+
+_RT = "    { name = libpipewire-module-rt args = { nice.level = -11 } flags = [ ifexists nofail ] }"
+
+# Loads the policy, and nothing that asks D-Bus or looks for hardware.
+_WIREPLUMBER_MAIN = """
+load_module("metadata")
+default_access.properties["enable-flatpak-portal"] = false
+default_access.enable()
+device_defaults.enable()
+stream_defaults.enable()
+load_script("suspend-node.lua")
+"""
+
+# Name -> media class, channels, priority. The null sink's adapter serves for both directions.
+GERAETE = {
+    "speakers": ("Audio/Sink", ("FL", "FR"), 2000),
+    "mic": ("Audio/Source/Virtual", ("MONO",), 2000),
+    "mic-feed": ("Audio/Sink", ("MONO",), 1),
+}
+
+
+class SitzungsFehler(Exception):
+    """The session did not come up, or lost one of its parts."""
+
+
+def darf_echtzeit():
+    """Whether a thread of ours may get real-time priority without asking a service for it."""
+    if resource.getrlimit(resource.RLIMIT_RTPRIO)[0] != 0:
+        return True
+    with open("/proc/self/status", encoding="ascii", errors="replace") as datei:
+        for zeile in datei:
+            if zeile.startswith("CapEff:"):
+                return bool(int(zeile.split()[1], 16) >> 23 & 1)  # CAP_SYS_NICE
+    return False
+
+
+def laeuft_schon(umgebung=None):
+    """Whether a PipeWire answers at the place where programs look for it."""
+    import socket
+
+    umgebung = os.environ if umgebung is None else umgebung
+    name = umgebung.get("PIPEWIRE_REMOTE") or "pipewire-0"
+    ordner = umgebung.get("PIPEWIRE_RUNTIME_DIR") or umgebung.get("XDG_RUNTIME_DIR")
+    if not name.startswith("/"):
+        if not ordner:
+            return False
+        name = os.path.join(ordner, name)
+    try:
+        with socket.socket(socket.AF_UNIX) as verbindung:
+            verbindung.connect(name)
+        return True
+    except OSError:
+        return False
+
+
+def warte_bis(bedingung, was, frist=10.0, schritt=0.02):
+    """Calls `bedingung` until it returns something true, and returns that; raises SitzungsFehler
+    naming `was` when the time is over."""
+    ende = time.monotonic() + frist
+    while True:
+        ergebnis = bedingung()
+        if ergebnis:
+            return ergebnis
+        if time.monotonic() > ende:
+            raise SitzungsFehler(f"not there after {frist:g} s: {was}")
+        time.sleep(schritt)
+
+
+def _spa(werte):
+    """A dictionary in the configuration's own notation."""
+
+    def text(wert):
+        if isinstance(wert, (tuple, list)):
+            return "[ " + " ".join(wert) + " ]"
+        return "true" if wert is True else str(wert)
+
+    return "{ " + " ".join(f"{name} = {text(wert)}" for name, wert in werte.items()) + " }"
+
+
+class Sitzung:
+    """One private session. Use it as a context manager, or call starte() and beende()."""
+
+    def __init__(self, *, mikrofon=True, lautsprecher=True, wireplumber=True):
+        self._geraete = [name for name, da in
+                         (("speakers", lautsprecher), ("mic", mikrofon), ("mic-feed", mikrofon)) if da]
+        self._mit_wireplumber = wireplumber
+        self._laufend = {}
+        self._sperre = None
+        self._spieler = []
+        self.ordner = None
+        self.umgebung = None
+
+    def __enter__(self):
+        self.starte()
+        return self
+
+    def __exit__(self, *_):
+        self.beende()
+
+    # --- The session as a whole ---------------------------------------------------------------
+
+    def starte(self):
+        """Returns when the default devices are there. Raises SitzungsFehler."""
+        _entferne_verwaiste()
+        self.ordner = tempfile.mkdtemp(prefix=_VORSILBE, dir="/tmp")
+        try:
+            # The lock tells a living session's folder from one that SIGKILL left behind.
+            self._sperre = open(os.path.join(self.ordner, "sperre"), "w")
+            fcntl.flock(self._sperre, fcntl.LOCK_EX)
+            self.umgebung = self._baue_umgebung()
+            self._schreibe_konfiguration()
+            self.starte_pipewire()
+            if self._mit_wireplumber:
+                self.starte_wireplumber()
+        except BaseException:
+            self.beende()
+            raise
+
+    def beende(self):
+        for spieler in self._spieler:
+            spieler.kill()
+            spieler.wait()
+        self._spieler = []
+        for name in reversed(list(self._laufend)):
+            self._ende(name)
+        if self.ordner:
+            shutil.rmtree(self.ordner, ignore_errors=True)
+            self.ordner = None
+        if self._sperre:
+            self._sperre.close()
+            self._sperre = None
+
+    def protokoll(self):
+        """What the daemons have written, for error messages."""
+        texte = []
+        for pfad in sorted(glob.glob(os.path.join(self.ordner or "", "*.log"))):
+            with open(pfad, encoding="utf-8", errors="replace") as datei:
+                texte.append(f"--- {os.path.basename(pfad)}\n{datei.read()}")
+        return "\n".join(texte)
+
+    def _baue_umgebung(self):
+        umgebung = {name: wert for name, wert in os.environ.items()
+                    if name not in ("PULSE_SERVER", "WAYLAND_DISPLAY", "DISPLAY")
+                    and not name.startswith(("PIPEWIRE_", "WIREPLUMBER_"))}
+        umgebung["XDG_RUNTIME_DIR"] = self.ordner
+        for art in ("CONFIG", "STATE", "CACHE", "DATA"):
+            umgebung[f"XDG_{art}_HOME"] = os.path.join(self.ordner, art.lower())
+            os.mkdir(umgebung[f"XDG_{art}_HOME"])
+        umgebung["DBUS_SESSION_BUS_ADDRESS"] = "disabled:"
+        return umgebung
+
+    def _schreibe_konfiguration(self):
+        geraete = "\n".join(
+            "    { factory = adapter args = " + _spa(self._eigenschaften(name)) + " }"
+            for name in self._geraete)
+        texte = {
+            "pipewire/pipewire.conf":
+                _PIPEWIRE_CONF % {"rt": _RT if darf_echtzeit() else "", "geraete": geraete},
+            # Files of the same name replace the system's.
+            "wireplumber/main.lua.d/90-enable-all.lua": _WIREPLUMBER_MAIN,
+            "wireplumber/bluetooth.lua.d/90-enable-all.lua": "",
+        }
+        for name, text in texte.items():
+            pfad = os.path.join(self.umgebung["XDG_CONFIG_HOME"], name)
+            os.makedirs(os.path.dirname(pfad), exist_ok=True)
+            with open(pfad, "w", encoding="utf-8") as datei:
+                datei.write(text)
+
+    @staticmethod
+    def _eigenschaften(name, klasse=None, kanaele=None, rang=None):
+        vorgabe = GERAETE.get(name, ("Audio/Sink", ("FL", "FR"), 1000))
+        return {
+            "factory.name": "support.null-audio-sink",
+            "node.name": name,
+            "media.class": klasse or vorgabe[0],
+            "audio.position": kanaele or vorgabe[1],
+            "priority.session": vorgabe[2] if rang is None else rang,
+            "object.linger": True,
+        }
+
+    # --- The daemons --------------------------------------------------------------------------
+
+    def starte_pipewire(self):
+        """Starts the audio daemon; returns when it answers."""
+        self._daemon("pipewire", ["pipewire"])
+        self._warte(lambda: laeuft_schon(self.umgebung), "PipeWire's socket")
+
+    def starte_wireplumber(self):
+        """Starts the policy daemon, which also gives the devices their ports; returns when it has
+        chosen the default devices and the microphone is linked to what feeds it."""
+        erwartet = {art: name for art, name in (("sink", "speakers"), ("source", "mic"))
+                    if name in self._geraete}
+        self._daemon("wireplumber", ["wireplumber"])
+        self._warte(lambda: all(self.standard(art) == name for art, name in erwartet.items())
+                    and self._wireplumber_da(), "WirePlumber's default devices")
+        if "mic" in self._geraete:
+            self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
+
+    def beende_pipewire(self, nummer=None):
+        """Ends the audio daemon (by default with SIGKILL), as a crash would. WirePlumber does not
+        survive its daemon; both have to be started again."""
+        self._ende("pipewire", nummer)
+        self._ende("wireplumber")
+
+    def beende_wireplumber(self):
+        self._ende("wireplumber")
+
+    def _wireplumber_da(self):
+        return any(eintrag.get("info", {}).get("props", {}).get("application.name") == "WirePlumber"
+                   for eintrag in self.objekte())
+
+    def _daemon(self, name, befehl):
+        with open(os.path.join(self.ordner, name + ".log"), "ab") as protokoll:
+            self._laufend[name] = prozesse.starte(
+                befehl, env=self.umgebung, stdin=subprocess.DEVNULL, stdout=protokoll,
+                stderr=protokoll, cwd="/")
+
+    def _ende(self, name, nummer=None):
+        prozess = self._laufend.pop(name, None)
+        if prozess is None:
+            return
+        if nummer is None:
+            prozess.kill()  # they keep nothing that would have to be saved
+        else:
+            prozess.send_signal(nummer)
+        prozess.wait()
+        if name == "pipewire":
+            # A killed daemon leaves its socket; the next one replaces it, but until then clients
+            # must see that nobody is there.
+            for rest in glob.glob(os.path.join(self.ordner, "pipewire-0*")):
+                os.unlink(rest)
+
+    def _warte(self, bedingung, was, frist=15.0):
+        def geprueft():
+            for name, prozess in self._laufend.items():
+                if prozess.poll() is not None:
+                    raise SitzungsFehler(
+                        f"{name} ended with status {prozess.returncode}\n{self.protokoll()}")
+            return bedingung()
+
+        try:
+            return warte_bis(geprueft, was, frist)
+        except SitzungsFehler as fehler:
+            raise SitzungsFehler(f"{fehler}\n{self.protokoll()}") from None
+
+    # --- Devices ------------------------------------------------------------------------------
+
+    def befehl(self, *worte, pruefe=True):
+        """Runs one of PipeWire's tools inside and returns its output."""
+        ergebnis = subprocess.run(worte, env=self.umgebung, capture_output=True, text=True,
+                                  stdin=subprocess.DEVNULL, timeout=10)
+        if pruefe and ergebnis.returncode:
+            raise SitzungsFehler(f"{shlex.join(worte)}: {ergebnis.stderr or ergebnis.stdout}")
+        return ergebnis.stdout
+
+    def objekte(self):
+        """Everything in the graph, as pw-dump tells it."""
+        try:
+            return json.loads(self.befehl("pw-dump", "--no-colors", pruefe=False) or "[]")
+        except json.JSONDecodeError:  # it changed while it was being told
+            return []
+
+    def knoten(self, name):
+        """The node of that name, or None."""
+        for eintrag in self.objekte():
+            if (eintrag.get("type") == "PipeWire:Interface:Node"
+                    and eintrag["info"]["props"].get("node.name") == name):
+                return eintrag
+        return None
+
+    def standard(self, art):
+        """The name of the default "sink" or "source", or None."""
+        for zeile in self.befehl("pw-metadata", "0", pruefe=False).splitlines():
+            if f"key:'default.audio.{art}'" in zeile:
+                wert = zeile.split("value:'", 1)[1].rsplit("' type:", 1)[0]
+                return json.loads(wert).get("name")
+        return None
+
+    def setze_standard(self, art, name):
+        """Picks a default device as a user would; returns when it is in force."""
+        self.befehl("pw-metadata", "0", f"default.configured.audio.{art}",
+                    json.dumps({"name": name}), "Spa:String:JSON")
+        self._warte(lambda: self.standard(art) == name, f"{name} as default {art}")
+
+    def lege_an(self, name, klasse=None, kanaele=None, rang=None):
+        """Plugs a device in and returns when it can be linked; `klasse` and so on as in GERAETE, whose
+        values serve as defaults. The microphone is linked to its feed if that is there."""
+        self.befehl("pw-cli", "create-node", "adapter",
+                    _spa(self._eigenschaften(name, klasse, kanaele, rang)))
+        self._warte(lambda: self.knoten(name), f"device {name}")
+        if name == "mic" and self.knoten("mic-feed"):
+            self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
+
+    def entferne(self, name):
+        """Unplugs a device."""
+        knoten = self.knoten(name)
+        if knoten is None:
+            raise SitzungsFehler(f"no device {name}")
+        self.befehl("pw-cli", "destroy", str(knoten["id"]))
+        self._warte(lambda: self.knoten(name) is None, f"the end of device {name}")
+
+    def verbinde(self, von, nach):
+        def versuche():
+            self.befehl("pw-link", "--passive", von, nach, pruefe=False)
+            return nach in self.befehl("pw-link", "--links", von, pruefe=False)
+
+        self._warte(versuche, f"link {von} -> {nach}")
+
+    # --- Sound --------------------------------------------------------------------------------
+
+    def spiele(self, datei, ziel):
+        """Starts playing a WAV file into `ziel` and returns the process once it is linked there."""
+        name = f"spieler-{len(self._spieler)}"
+        # pw-play asks for 100 ms by default, which would change the block length of the graph; and
+        # what plays into the default sink would otherwise follow when another one is picked.
+        eigenschaften = _spa({"node.name": name, "node.dont-reconnect": True})
+        spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
+                                        "--properties", eigenschaften, datei],
+                                       stderr=subprocess.DEVNULL)
+        self._spieler.append(spieler)
+
+        def verbunden():
+            if spieler.poll() is not None:
+                raise SitzungsFehler(f"pw-play {datei} ended with {spieler.returncode}")
+            knoten = self.knoten(name)
+            return knoten and knoten["info"]["state"] == "running"
+
+        self._warte(verbunden, f"player of {datei}")
+        return spieler
+
+    def starte_programm(self, befehl, **popen):
+        """Starts a program inside the session; its end is the caller's business."""
+        popen.setdefault("stdin", subprocess.DEVNULL)
+        return prozesse.starte(befehl, env=self.umgebung, **popen)
+
+
+def _entferne_verwaiste():
+    """Removes the folders of sessions that were killed."""
+    for ordner in glob.glob(f"/tmp/{_VORSILBE}*"):
+        try:
+            with open(os.path.join(ordner, "sperre"), "r+") as sperre:
+                fcntl.flock(sperre, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                shutil.rmtree(ordner, ignore_errors=True)
+        except OSError:  # in use, another user's, or just being made
+            continue
+
+
+def _lies_argumente(argumente):
+    leser = argparse.ArgumentParser(prog="sitzung", description=__doc__.split("\n\n", 1)[0],
+                                    usage="%(prog)s [options] [-- command args...]")
+    leser.add_argument("--ohne-mikrofon", action="store_true", help="no mic and no mic-feed")
+    leser.add_argument("--ohne-lautsprecher", action="store_true", help="no speakers")
+    leser.add_argument("--ohne-wireplumber", action="store_true", help="no policy daemon")
+    leser.add_argument("befehl", nargs="*", metavar="command", help="runs inside the session")
+    return leser.parse_args(argumente)
+
+
+def _lauf(wahl):
+    sitzung = Sitzung(mikrofon=not wahl.ohne_mikrofon, lautsprecher=not wahl.ohne_lautsprecher,
+                      wireplumber=not wahl.ohne_wireplumber)
+    try:
+        with sitzung:
+            if wahl.befehl:
+                # In the terminal's foreground group, so that a shell or a pager works inside.
+                return prozesse.warte(prozesse.starte(wahl.befehl, eigene_gruppe=False,
+                                                      env=sitzung.umgebung))
+            for name in sorted(sitzung.umgebung):
+                if name.startswith(("XDG_", "DBUS_")):
+                    print(f"export {name}={shlex.quote(sitzung.umgebung[name])}")
+            print("unset PULSE_SERVER PIPEWIRE_REMOTE WAYLAND_DISPLAY DISPLAY", flush=True)
+            sys.stdin.read()
+            return 0
+    except (SitzungsFehler, OSError) as fehler:
+        print(f"sitzung: {fehler}", file=sys.stderr)
+        return 70
+
+
+if __name__ == "__main__":
+    _wahl = _lies_argumente(sys.argv[1:])
+    prozesse.beaufsichtigt(lambda: _lauf(_wahl), mit_eltern=True)
