@@ -120,7 +120,8 @@ const AppKennung* suche(std::string_view merkmal) {
 std::string_view webAppKennung(std::string_view text) {
   constexpr std::size_t LAENGE = 32;
   std::string_view rest = text.substr(0, LAENGE);
-  const bool alle = std::all_of(rest.begin(), rest.end(), [](char c) { return c >= 'a' && c <= 'p'; });
+  const bool alle =
+      std::all_of(rest.begin(), rest.end(), [](char c) { return c >= 'a' && c <= 'p'; });
   if (rest.size() < LAENGE || !alle) return {};
   const bool zuEnde = text.size() == LAENGE || text[LAENGE] == '-' || text[LAENGE] == '_';
   return zuEnde ? rest : std::string_view();
@@ -128,9 +129,8 @@ std::string_view webAppKennung(std::string_view text) {
 
 // The installed web app that one of the window's names stands for.
 std::string_view webApp(std::string_view merkmal) {
-  for (const std::string_view anfang :
-       {"crx__", "crx_", "chrome-", "chromium-", "msedge-_", "msedge-", "microsoft-edge-",
-        "google-chrome-"}) {
+  for (const std::string_view anfang : {"crx__", "crx_", "chrome-", "chromium-", "msedge-_",
+                                        "msedge-", "microsoft-edge-", "google-chrome-"}) {
     if (!merkmal.starts_with(anfang)) continue;
     const std::string_view kennung = webAppKennung(merkmal.substr(anfang.size()));
     if (!kennung.empty()) return kennung;

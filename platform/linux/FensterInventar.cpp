@@ -65,7 +65,8 @@ class Liste {
   const X11Atome& atome_;
 };
 
-// Everything that is asked of one window. Made for all windows before lies() is called for the first.
+// Everything that is asked of one window. Made for all windows before lies() is called for the
+// first.
 class Anfrage {
  public:
   Anfrage(xcb_connection_t* c, xcb_window_t wurzel, xcb_window_t fenster, const X11Atome& atome)
@@ -92,8 +93,7 @@ class Anfrage {
   [[nodiscard]] std::optional<ScreenWindow> lies(std::optional<std::uint32_t> schreibtisch) {
     const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
         xcb_get_window_attributes_reply(c_, attribute_, nullptr));
-    const X11Antwort<xcb_get_geometry_reply_t> masse(
-        xcb_get_geometry_reply(c_, masse_, nullptr));
+    const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c_, masse_, nullptr));
     const X11Antwort<xcb_translate_coordinates_reply_t> ort(
         xcb_translate_coordinates_reply(c_, ort_, nullptr));
     for (X11Eigenschaft* eigenschaft :
@@ -210,7 +210,8 @@ class Anfrage {
   X11Eigenschaft desktopDateien_[3];
 };
 
-// The name of the process at the other end of the window's connection, if it is one of this computer.
+// The name of the process at the other end of the window's connection, if it is one of this
+// computer.
 std::string prozessName(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t frage) {
   const X11Antwort<xcb_res_query_client_ids_reply_t> antwort(
       xcb_res_query_client_ids_reply(c, frage, nullptr));
@@ -236,8 +237,8 @@ void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
     fragen.emplace_back(&fenster, xcb_res_query_client_ids(c, 1, &wer));
   }
   for (auto& [fenster, frage] : fragen) {
-    fenster->anwendung = anwendungAus({.instanz = prozessName(c, frage), .klasse = {},
-                                       .desktopDatei = {}});
+    fenster->anwendung =
+        anwendungAus({.instanz = prozessName(c, frage), .klasse = {}, .desktopDatei = {}});
   }
 }
 

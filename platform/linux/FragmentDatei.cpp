@@ -107,7 +107,8 @@ int FragmentDatei::schreibeBytes(void* selbst, std::uint8_t* daten, int anzahl) 
   auto& datei = *static_cast<FragmentDatei*>(selbst);
   int rest = anzahl;
   while (rest > 0 && datei.schreibFehler_ == 0) {
-    const ssize_t n = ::pwrite(datei.fd_.fd(), daten, static_cast<std::size_t>(rest), datei.laenge_);
+    const ssize_t n =
+        ::pwrite(datei.fd_.fd(), daten, static_cast<std::size_t>(rest), datei.laenge_);
     if (n > 0) {
       daten += n;
       rest -= static_cast<int>(n);
@@ -148,7 +149,8 @@ Ergebnis FragmentDatei::geprueft(int code) {
 
 Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
   constexpr std::int64_t GROESSTE = std::numeric_limits<std::int32_t>::max();
-  const auto dauer = static_cast<std::uint32_t>(std::clamp<std::int64_t>(bis - letzte_, 1, GROESSTE));
+  const auto dauer =
+      static_cast<std::uint32_t>(std::clamp<std::int64_t>(bis - letzte_, 1, GROESSTE));
   const std::array<std::uint8_t, 4> bytes{
       static_cast<std::uint8_t>(dauer >> 24), static_cast<std::uint8_t>(dauer >> 16),
       static_cast<std::uint8_t>(dauer >> 8), static_cast<std::uint8_t>(dauer)};
@@ -159,9 +161,9 @@ Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
   return std::nullopt;
 }
 
-// A fragment begins with the boxes moof, mfhd (16 bytes), traf and tfhd; a box begins with its length
-// and its name. In tfhd follow version and flags, the track, and, as the flags say, the place of the
-// data, the description and the duration of samples.
+// A fragment begins with the boxes moof, mfhd (16 bytes), traf and tfhd; a box begins with its
+// length and its name. In tfhd follow version and flags, the track, and, as the flags say, the
+// place of the data, the description and the duration of samples.
 void FragmentDatei::suchDauerFeld(std::int64_t fragment) {
   constexpr std::int64_t TFHD = 8 + 16 + 8;
   constexpr std::int64_t FLAGGEN = TFHD + 8;

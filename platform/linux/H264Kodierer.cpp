@@ -45,8 +45,9 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen) {
   k.color_trc = AVCOL_TRC_BT709;
   k.chroma_sample_location = AVCHROMA_LOC_LEFT;
   k.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  for (const auto& [name, wert] : {std::pair{"profile", "main"}, std::pair{"preset", "superfast"},
-                                   std::pair{"tune", "zerolatency"}}) {
+  for (const auto& [name, wert] :
+       {std::pair{"profile", "main"}, std::pair{"preset", "superfast"},
+        std::pair{"tune", "zerolatency"}, std::pair{"sc_threshold", "0"}}) {
     const int code = av_opt_set(k.priv_data, name, wert, 0);
     if (code < 0) return libavFehler(code, std::string("H.264-Kodierer, ") + name);
   }

@@ -1,13 +1,13 @@
 // The video file on Linux: libswscale, libx264, and an MP4 that survives the process.
 //
-// The caller's thread fits each picture into a frame of the video (see Letterbox.h), straight from where
-// it was read; an encoder thread takes the frames from a short queue. The frames are made once and go
-// round. When the encoder falls behind, the queue is full and bereit() false: pictures are dropped, never
-// kept.
+// The caller's thread fits each picture into a frame of the video (see Letterbox.h), straight from
+// where it was read; an encoder thread takes the frames from a short queue. The frames are made
+// once and go round. When the encoder falls behind, the queue is full and bereit() false: pictures
+// are dropped, never kept.
 //
-// Once a second the encoder thread sees to it that what was recorded is on disk; with no picture coming it
-// lets the last one last until now. So a killed process loses no more than the last second, and the
-// frames in the queue.
+// Once a second the encoder thread sees to it that what was recorded is on disk; with no picture
+// coming it lets the last one last until now. So a killed process loses no more than the last
+// second, and the frames in the queue.
 #pragma once
 
 #include <array>

@@ -36,8 +36,8 @@ int gerade(double wert) {
 }  // namespace
 
 Lage lageIn(int zielBreite, int zielHoehe, int breite, int hoehe) {
-  const double faktor = std::min(static_cast<double>(zielBreite) / breite,
-                                 static_cast<double>(zielHoehe) / hoehe);
+  const double faktor =
+      std::min(static_cast<double>(zielBreite) / breite, static_cast<double>(zielHoehe) / hoehe);
   Lage lage;
   lage.breite = std::min(gerade(breite * faktor), zielBreite);
   lage.hoehe = std::min(gerade(hoehe * faktor), zielHoehe);
@@ -53,12 +53,13 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
     const int teiler = i == 0 ? 1 : 2;
     const int wert = i == 0 ? SCHWARZ_HELL : SCHWARZ_FARBE;
     schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, lage_, teiler, wert);
-    ebenen[i] = ziel.data[i] +
-                static_cast<std::ptrdiff_t>(lage_.y / teiler) * ziel.linesize[i] + lage_.x / teiler;
+    ebenen[i] = ziel.data[i] + static_cast<std::ptrdiff_t>(lage_.y / teiler) * ziel.linesize[i] +
+                lage_.x / teiler;
   }
   const std::uint8_t* quelle[4] = {bild.daten()};
   const int quellZeile[4] = {static_cast<int>(bild.zeilenLaenge())};
-  const int zeilen = sws_scale(wandler_.get(), quelle, quellZeile, 0, hoehe_, ebenen, ziel.linesize);
+  const int zeilen =
+      sws_scale(wandler_.get(), quelle, quellZeile, 0, hoehe_, ebenen, ziel.linesize);
   if (zeilen < 0) return libavFehler(zeilen, "Bildumwandlung");
   return std::nullopt;
 }
@@ -74,8 +75,8 @@ Ergebnis Letterbox::richteEin(const BgrBild& bild, const AVFrame& ziel) {
   constexpr int BEGRENZT = 0;
   constexpr int EINS = 1 << 16;
   const int* farben = sws_getCoefficients(SWS_CS_ITU709);
-  if (!wandler_ || sws_setColorspaceDetails(wandler_.get(), farben, VOLL, farben, BEGRENZT, 0, EINS,
-                                            EINS) < 0) {
+  if (!wandler_ ||
+      sws_setColorspaceDetails(wandler_.get(), farben, VOLL, farben, BEGRENZT, 0, EINS, EINS) < 0) {
     wandler_.reset();
     return Fehler{"libav", EINVAL,
                   "Bilder von " + std::to_string(breite_) + " x " + std::to_string(hoehe_) +

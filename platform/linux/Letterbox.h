@@ -1,9 +1,9 @@
-// Fits a window's picture into the video's: the size is adapted with its aspect ratio kept, the rest is
-// black, and the colours go from the screen's to those of the video (BT.709, limited range, one chroma
-// value for four pixels).
+// Fits a window's picture into the video's: the size is adapted with its aspect ratio kept, the
+// rest is black, and the colours go from the screen's to those of the video (BT.709, limited range,
+// one chroma value for four pixels).
 //
-// This is a good part of what a recorded picture costs, so it happens once, straight from the memory that
-// the X server filled to the frame that the encoder takes.
+// This is a good part of what a recorded picture costs, so it happens once, straight from the
+// memory that the X server filled to the frame that the encoder takes.
 //
 // Filter: bilinear, which libswscale widens when it reduces, so that every pixel counts; text stays
 // legible. One thread at a time.

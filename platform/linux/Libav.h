@@ -1,7 +1,7 @@
 // The codec libraries, in our terms: owners for their objects, errors as values, and silence.
 //
-// The libraries write to standard error what they think of a stream, where each line is to be ours. So
-// their log is off for the whole process, from the first use on (schweigeLibav()).
+// The libraries write to standard error what they think of a stream, where each line is to be ours.
+// So their log is off for the whole process, from the first use on (schweigeLibav()).
 //
 // Any thread.
 #pragma once
@@ -22,8 +22,8 @@ namespace hallkorb {
 
 void schweigeLibav();
 
-// An error of the libraries; `was` names what could not be done. Error numbers of the system among them
-// come in the domain "posix".
+// An error of the libraries; `was` names what could not be done. Error numbers of the system among
+// them come in the domain "posix".
 [[nodiscard]] Fehler libavFehler(int code, const std::string& was);
 
 struct LibavFreigabe {

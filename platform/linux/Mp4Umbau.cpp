@@ -40,8 +40,8 @@ int schreibeKopf(AVFormatContext& aus, const AVStream& quelle) {
   return kopf;
 }
 
-// Readers of fragments don't tell the last duration of each. A sample lasts until the next one, which
-// the muxer finds out by itself, but for the last.
+// Readers of fragments don't tell the last duration of each. A sample lasts until the next one,
+// which the muxer finds out by itself, but for the last.
 int kopiere(AVFormatContext& ein, AVFormatContext& aus, std::int64_t ende) {
   const LibavZeiger<AVPacket> naechstes(av_packet_alloc());
   const LibavZeiger<AVPacket> paket(av_packet_alloc());

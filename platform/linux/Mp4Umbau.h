@@ -1,7 +1,8 @@
 // Turns a recorded, fragmented MP4 into an ordinary one: one index, seekable in every player.
 //
-// The samples are copied as they are, nothing is encoded again; an hour takes one to two seconds. The new
-// file grows beside the old one and takes its place only when it is complete, so a failure costs nothing.
+// The samples are copied as they are, nothing is encoded again; an hour takes one to two seconds.
+// The new file grows beside the old one and takes its place only when it is complete, so a failure
+// costs nothing.
 //
 // Any thread.
 #pragma once

@@ -176,7 +176,8 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
   if (antwort.status == WILLKOMMEN) return std::nullopt;
   std::string grund(antwort.reason_len, '\0');
   if (!liesGenau(fd, grund.data(), grund.size(), ende)) grund.clear();
-  while (!grund.empty() && (grund.back() == '\n' || grund.back() == '\0')) grund.pop_back();
+  while (!grund.empty() && (grund.back() == '\n' || grund.back() == '\0'))
+    grund.pop_back();
   return fehler(EACCES, "der X-Server " + ziel.name + " lehnt ab: " + grund);
 }
 

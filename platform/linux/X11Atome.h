@@ -1,8 +1,8 @@
 // The names of window properties that are read here, as the server numbers them.
 //
-// Asked for all at once, one round trip for a connection. A name that no program has used yet has no
-// number; a property of that name is then absent everywhere, which is what a request with its number,
-// 0, comes to.
+// Asked for all at once, one round trip for a connection. A name that no program has used yet has
+// no number; a property of that name is then absent everywhere, which is what a request with its
+// number, 0, comes to.
 //
 // The thread of the connection.
 #pragma once

@@ -40,8 +40,8 @@ Ergebnis X11Aufnahme::beginne() {
   if (!vorhanden(c, xcb_composite_id)) return fehlt("Composite");
   if (!vorhanden(c, xcb_damage_id)) return fehlt("DAMAGE");
   if (!vorhanden(c, xcb_xfixes_id)) return fehlt("XFIXES");
-  // The server serves a client only after it has told the version that it speaks. Pixmaps can be named
-  // since version 0.2 of Composite.
+  // The server serves a client only after it has told the version that it speaks. Pixmaps can be
+  // named since version 0.2 of Composite.
   const auto compositeFrage = xcb_composite_query_version(c, 0, 4);
   const auto damageFrage = xcb_damage_query_version(c, 1, 1);
   const auto xfixesFrage = xcb_xfixes_query_version(c, 4, 0);

@@ -1,11 +1,12 @@
 // The recording of one window, step by step: what the thread of an X11Fensterstrom does.
 //
-// A picture is due when something was drawn, the pointer moved over the window, or the window is a new
-// one; never sooner than the least distance after the last. A window that is minimised, on another desktop
-// or gone is none of that: it gives no pictures, and the one who chose it sees it in the inventory.
+// A picture is due when something was drawn, the pointer moved over the window, or the window is a
+// new one; never sooner than the least distance after the last. A window that is minimised, on
+// another desktop or gone is none of that: it gives no pictures, and the one who chose it sees it
+// in the inventory.
 //
-// Nothing tells of the pointer's motion but asking, so while the window is visible it is asked for as
-// often as there may be pictures. That is one short question, and all that a still window costs.
+// Nothing tells of the pointer's motion but asking, so while the window is visible it is asked for
+// as often as there may be pictures. That is one short question, and all that a still window costs.
 //
 // One thread.
 #pragma once

@@ -1,9 +1,9 @@
-// Where the pixels of a drawable arrive: a segment of memory shared with the X server (MIT-SHM), or,
-// where server and program share none (another machine, another IPC name space), the answer that comes
-// through the socket, at about five times the cost.
+// Where the pixels of a drawable arrive: a segment of memory shared with the X server (MIT-SHM),
+// or, where server and program share none (another machine, another IPC name space), the answer
+// that comes through the socket, at about five times the cost.
 //
-// The segment grows with the pictures and is never made smaller; it is marked for removal as soon as
-// both have it, so that nothing stays behind however the process ends.
+// The segment grows with the pictures and is never made smaller; it is marked for removal as soon
+// as both have it, so that nothing stays behind however the process ends.
 //
 // The thread of the connection.
 #pragma once

@@ -18,8 +18,8 @@ class X11Eigenschaft {
   // Sends the request.
   X11Eigenschaft(xcb_connection_t* verbindung, xcb_window_t fenster, xcb_atom_t name)
       : verbindung_(verbindung),
-        frage_(xcb_get_property(verbindung, 0, fenster, name, XCB_GET_PROPERTY_TYPE_ANY, 0, WORTE)) {
-  }
+        frage_(
+            xcb_get_property(verbindung, 0, fenster, name, XCB_GET_PROPERTY_TYPE_ANY, 0, WORTE)) {}
 
   // Waits for the answer; before all that follows.
   void lies() { antwort_.reset(xcb_get_property_reply(verbindung_, frage_, nullptr)); }

@@ -136,8 +136,7 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, name));
   const X11Antwort<xcb_get_geometry_reply_t> fenster(
       xcb_get_geometry_reply(c, fensterFrage, nullptr));
-  const X11Antwort<xcb_get_geometry_reply_t> masse(
-      xcb_get_geometry_reply(c, pixmapFrage, nullptr));
+  const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, pixmapFrage, nullptr));
   // It was unmapped, and the event that says so is on its way.
   if (fehler || !fenster || !masse) return quelle_;
   quelle_.pixmap = pixmap;

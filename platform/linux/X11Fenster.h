@@ -1,12 +1,13 @@
 // The recorded window, as it is known to the server.
 //
-// Redirected (Composite), so that its pixels exist whole wherever it is covered or off the screen; the
-// frame of the window manager stays out of the picture. The pixels are read from a pixmap that is named
-// for the window. A name holds for one pixmap only, and the window gets a new one with each size and
-// each time it is mapped; the old one stays readable with its old content, without an error. So it is
-// named again after such an event, when the next picture is due.
+// Redirected (Composite), so that its pixels exist whole wherever it is covered or off the screen;
+// the frame of the window manager stays out of the picture. The pixels are read from a pixmap that
+// is named for the window. A name holds for one pixmap only, and the window gets a new one with
+// each size and each time it is mapped; the old one stays readable with its old content, without an
+// error. So it is named again after such an event, when the next picture is due.
 //
-// Damage tells that something was drawn: one event, then silence until nimmVeraendert() arms it anew.
+// Damage tells that something was drawn: one event, then silence until nimmVeraendert() arms it
+// anew.
 //
 // The thread of the connection.
 #pragma once
@@ -31,8 +32,8 @@ class X11Fenster {
     int hoehe = 0;
   };
 
-  // Null, and `fehler` filled, where the window cannot be recorded. Composite and Damage must have been
-  // greeted.
+  // Null, and `fehler` filled, where the window cannot be recorded. Composite and Damage must have
+  // been greeted.
   [[nodiscard]] static std::unique_ptr<X11Fenster> neu(const X11Verbindung& verbindung,
                                                        xcb_window_t id, Fehler& fehler);
   ~X11Fenster();

@@ -1,13 +1,13 @@
 // The moving picture of one window of an X11 screen.
 //
 // A thread of its own reads the pictures and hands them to the listener, one at a time; while the
-// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their wish with
-// that thread and wait for what becomes of it. A server that falls silent is noticed by those who wait:
-// they break the connection when their time is over, and so does stop().
+// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their wish
+// with that thread and wait for what becomes of it. A server that falls silent is noticed by those
+// who wait: they break the connection when their time is over, and so does stop().
 //
-// The pictures have the window's own size; they are fitted into the video where they are converted (see
-// Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for the same
-// reason.
+// The pictures have the window's own size; they are fitted into the video where they are converted
+// (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
+// the same reason.
 //
 // Where a change of window fails, the stream stays with the old one.
 #pragma once

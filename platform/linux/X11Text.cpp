@@ -11,8 +11,8 @@ namespace {
 constexpr std::string_view ERSATZ = "\xEF\xBF\xBD";  // U+FFFD
 constexpr char ESC = '\x1B';
 
-// The length of the UTF-8 character that `text` begins with; 0 where it is none (Unicode, table 3-7:
-// no overlong forms, no surrogates, nothing above U+10FFFF).
+// The length of the UTF-8 character that `text` begins with; 0 where it is none (Unicode, table
+// 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
 std::size_t zeichenLaenge(std::string_view text) {
   const auto byte = [&](std::size_t i) {
     return i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{0};
@@ -56,13 +56,15 @@ std::size_t haengeUtf8An(std::string& text, std::string_view rest) {
 
 std::string ausUtf8(std::string_view bytes) {
   std::string text;
-  while (!bytes.empty()) bytes.remove_prefix(haengeUtf8An(text, bytes));
+  while (!bytes.empty())
+    bytes.remove_prefix(haengeUtf8An(text, bytes));
   return text;
 }
 
 std::string ausLatin1(std::string_view bytes) {
   std::string text;
-  for (const char zeichen : bytes) haengeLatin1An(text, zeichen);
+  for (const char zeichen : bytes)
+    haengeLatin1An(text, zeichen);
   return text;
 }
 
@@ -80,7 +82,8 @@ struct Umschaltung {
 Umschaltung liesUmschaltung(std::string_view rest) {
   // Intermediate bytes 0x20-0x2F, then one final byte 0x30-0x7E.
   std::size_t i = 1;
-  while (i < rest.size() && rest[i] >= 0x20 && rest[i] <= 0x2F) ++i;
+  while (i < rest.size() && rest[i] >= 0x20 && rest[i] <= 0x2F)
+    ++i;
   Umschaltung neu;
   neu.laenge = i < rest.size() ? i + 1 : rest.size();
   const std::string_view folge = rest.substr(1, neu.laenge - 1);
@@ -90,7 +93,8 @@ Umschaltung liesUmschaltung(std::string_view rest) {
     neu.links = Satz::ASCII;
     neu.rechts = Satz::LATIN1;
   } else if (folge.starts_with("%/")) {
-    // A segment in a set known by name: two bytes of length, each with its top bit set, then as much.
+    // A segment in a set known by name: two bytes of length, each with its top bit set, then as
+    // much.
     const auto byte = [&](std::size_t k) {
       return k < rest.size() ? static_cast<std::uint8_t>(rest[k]) & 0x7FU : 0U;
     };

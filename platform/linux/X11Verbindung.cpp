@@ -33,7 +33,8 @@ Ergebnis X11Verbindung::oeffne() {
   verbindung_ = xcb_connect_to_fd(fd, anschluss.cookie.empty() ? nullptr : &ausweis);
   if (auto fehler = verloren()) return fehler;
   auto schirme = xcb_setup_roots_iterator(xcb_get_setup(verbindung_));
-  for (int i = 0; i < anschluss.schirm && schirme.rem > 1; ++i) xcb_screen_next(&schirme);
+  for (int i = 0; i < anschluss.schirm && schirme.rem > 1; ++i)
+    xcb_screen_next(&schirme);
   schirm_ = schirme.data;
   return std::nullopt;
 }

@@ -1,9 +1,9 @@
 // A connection to the X server that never holds its user for ever.
 //
-// Every request that is answered waits for the answer inside libxcb, without limit. What ends such a
-// wait from outside is the end of the connection: brichAb() closes the socket under libxcb, and all
-// that waits, now or later, returns without an answer. The one who knows the time limit calls it, or
-// leaves it to an X11Frist.
+// Every request that is answered waits for the answer inside libxcb, without limit. What ends such
+// a wait from outside is the end of the connection: brichAb() closes the socket under libxcb, and
+// all that waits, now or later, returns without an answer. The one who knows the time limit calls
+// it, or leaves it to an X11Frist.
 //
 // The server undoes by itself, when a connection ends, all that came through it (redirections,
 // damage, segments), so nothing need be given back in order.

@@ -1,7 +1,8 @@
 // The pointer over a window: its shape, and where it is.
 //
-// It belongs into the picture only where a person would see it over the window; where another window
-// lies between, it does not. Its motion draws nothing into the window, so it must be asked for.
+// It belongs into the picture only where a person would see it over the window; where another
+// window lies between, it does not. Its motion draws nothing into the window, so it must be asked
+// for.
 //
 // The thread of the connection.
 #pragma once

@@ -13,7 +13,8 @@ void zeichneZeiger(const Zeigerbild& zeiger, int x, int y, std::uint8_t* bild, i
   const int bisX = std::min(zeiger.breite, breite - links);
   const int bisY = std::min(zeiger.hoehe, hoehe - oben);
   for (int zy = std::max(0, -oben); zy < bisY; ++zy) {
-    const std::size_t zeile = static_cast<std::size_t>(oben + zy) * static_cast<std::size_t>(breite);
+    const std::size_t zeile =
+        static_cast<std::size_t>(oben + zy) * static_cast<std::size_t>(breite);
     for (int zx = vonX; zx < bisX; ++zx) {
       const std::uint32_t punkt =
           zeiger.punkte[static_cast<std::size_t>(zy) * static_cast<std::size_t>(zeiger.breite) +

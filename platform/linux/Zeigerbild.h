@@ -8,8 +8,8 @@
 
 namespace hallkorb {
 
-// The pointer's shape as XFixes gives it: one number per pixel, alpha in the top byte, then red, green,
-// blue, each already multiplied by alpha.
+// The pointer's shape as XFixes gives it: one number per pixel, alpha in the top byte, then red,
+// green, blue, each already multiplied by alpha.
 struct Zeigerbild {
   int breite = 0;
   int hoehe = 0;
@@ -18,8 +18,9 @@ struct Zeigerbild {
   std::vector<std::uint32_t> punkte;
 };
 
-// Draws `zeiger` with its tip at (x, y) into rows of `breite` pixels, blue first; what lies outside is
-// cut off.
-void zeichneZeiger(const Zeigerbild& zeiger, int x, int y, std::uint8_t* bild, int breite, int hoehe);
+// Draws `zeiger` with its tip at (x, y) into rows of `breite` pixels, blue first; what lies outside
+// is cut off.
+void zeichneZeiger(const Zeigerbild& zeiger, int x, int y, std::uint8_t* bild, int breite,
+                   int hoehe);
 
 }  // namespace hallkorb

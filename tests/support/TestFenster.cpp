@@ -1,15 +1,24 @@
 // testfenster: a real window for tests and demonstrations, led by lines on standard input.
 //
-// It passes for a window of any application (class, title), shows a colour that can be found again in a
-// picture, and moves when it is told to. After each command it prints "ok" once the server has done it
-// all, so that whoever leads it never has to wait by the clock. Its first line is the window's number.
+// It passes for a window of any application (class, title), shows a colour that can be found again
+// in a picture, and moves when it is told to. After each command it prints "ok" once the server has
+// done it all, so that whoever leads it never has to wait by the clock. Its first line is the
+// window's number.
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
-//               [--farbe RRGGBB] [--ohne-verwalter] [--bewegt HZ] [--rauschen]
+//               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B] [--typ
+//               ATOM]
+//               [--bewegt HZ] [--rauschen]
 //
-// Commands: titel T · titel-latin1 T · farbe RRGGBB · groesse W H · ort X Y · minimiere · zeige ·
-// verstecke · vorn · zeigerform N · bewegt HZ (0: stands still) · bild N (draws the N-th picture of the
-// movement) · rahmen L R T B (claims a shadow of its own) · ende. The end of standard input ends it too.
+// --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
+// border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
+// is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, --rauschen
+// with noise in them. An empty instance and class: none are set.
+//
+// Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
+// verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
+// glyph of the font "cursor"), bewegt HZ (0: stands still), bild N (draws the N-th picture of the
+// movement), ende. The end of standard input ends it too.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -19,6 +28,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -45,6 +55,9 @@ struct Wunsch {
   int y = 40;
   std::uint32_t farbe = 0x2060A0;
   bool ohneVerwalter = false;
+  bool ohneRahmen = false;
+  std::uint32_t schatten[4] = {};
+  std::string typ;
   double bewegt = 0.0;
   bool rauschen = false;
 };
@@ -61,9 +74,8 @@ class Fenster {
     schirm_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
     id_ = xcb_generate_id(c_);
     stift_ = xcb_generate_id(c_);
-    const std::uint32_t werte[] = {
-        wunsch.farbe, wunsch.ohneVerwalter ? 1U : 0U,
-        XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+    const std::uint32_t werte[] = {wunsch.farbe, wunsch.ohneVerwalter ? 1U : 0U,
+                                   XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
     xcb_create_window(c_, XCB_COPY_FROM_PARENT, id_, schirm_->root,
                       static_cast<std::int16_t>(wunsch.x), static_cast<std::int16_t>(wunsch.y),
                       static_cast<std::uint16_t>(breite_), static_cast<std::uint16_t>(hoehe_), 0,
@@ -72,12 +84,24 @@ class Fenster {
     const std::uint32_t still[] = {0};
     xcb_create_gc(c_, stift_, id_, XCB_GC_GRAPHICS_EXPOSURES, still);
     std::string klasse = wunsch.instanz + '\0' + wunsch.klasse + '\0';
-    if (!wunsch.klasse.empty()) setze(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, klasse.data(), klasse.size());
+    if (klasse.size() > 2)
+      setze(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, klasse.data(), klasse.size());
     setzeTitel(wunsch.titel);
     // Where it is told to be, and not where the window manager would put it.
     const std::uint32_t hinweise[18] = {1U /* USPosition */, static_cast<std::uint32_t>(wunsch.x),
                                         static_cast<std::uint32_t>(wunsch.y)};
     setze(XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, hinweise, 18);
+    if (wunsch.ohneRahmen) {
+      const std::uint32_t ohne[] = {2 /* decorations are told */, 0, 0 /* none */, 0, 0};
+      setze(atom("_MOTIF_WM_HINTS"), atom("_MOTIF_WM_HINTS"), 32, ohne, 5);
+    }
+    if (std::any_of(wunsch.schatten, wunsch.schatten + 4, [](auto rand) { return rand != 0; })) {
+      setze(atom("_GTK_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 32, wunsch.schatten, 4);
+    }
+    if (!wunsch.typ.empty()) {
+      const std::uint32_t typ = atom(wunsch.typ);
+      setze(atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, &typ, 1);
+    }
     bewege(wunsch.bewegt);
     zeige();
   }
@@ -96,9 +120,10 @@ class Fenster {
     xcb_delete_property(c_, id_, atom("_NET_WM_NAME"));
     setze(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, titel.data(), titel.size());
   }
-  void setzeSchatten(const std::uint32_t (&raender)[4]) {
-    setze(atom("_GTK_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 32, raender, 4);
+  void setzeZustand(const std::string& name, bool an) {
+    bitte("_NET_WM_STATE", {an ? 1U : 0U, atom(name), 0, 1});
   }
+  void setzeSchreibtisch(std::uint32_t nummer) { bitte("_NET_WM_DESKTOP", {nummer, 1}); }
   void setzeFarbe(std::uint32_t farbe) {
     farbe_ = farbe;
     zeichne();
@@ -107,7 +132,8 @@ class Fenster {
     const std::uint32_t werte[] = {static_cast<std::uint32_t>(breite),
                                    static_cast<std::uint32_t>(hoehe)};
     xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, werte);
-    while (breite_ != breite || hoehe_ != hoehe) behandleNaechstes();
+    while (breite_ != breite || hoehe_ != hoehe)
+      behandleNaechstes();
     zeichne();
   }
   void setzeOrt(int x, int y) {
@@ -119,32 +145,34 @@ class Fenster {
     xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_STACK_MODE, oben);
   }
   void minimiere() {
-    xcb_client_message_event_t bitte{};
-    bitte.response_type = XCB_CLIENT_MESSAGE;
-    bitte.format = 32;
-    bitte.window = id_;
-    bitte.type = atom("WM_CHANGE_STATE");
-    bitte.data.data32[0] = 3;  // IconicState
-    xcb_send_event(c_, 0, schirm_->root,
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&bitte));
-    while (gezeigt_) behandleNaechstes();
+    bitte("WM_CHANGE_STATE", {3 /* IconicState */});
+    while (gezeigt_)
+      behandleNaechstes();
   }
   void verstecke() {
     xcb_unmap_window(c_, id_);
-    while (gezeigt_) behandleNaechstes();
+    while (gezeigt_)
+      behandleNaechstes();
   }
   void zeige() {
-    xcb_map_window(c_, id_);
-    while (!gezeigt_) behandleNaechstes();
+    // A window manager that is just starting may overlook it, so it is asked again.
+    constexpr int GEDULD_MS = 500;
+    while (!gezeigt_) {
+      xcb_map_window(c_, id_);
+      xcb_flush(c_);
+      pollfd server{fd(), POLLIN, 0};
+      ::poll(&server, 1, GEDULD_MS);
+      behandle();
+    }
     zeichne();
   }
   void setzeZeigerform(std::uint16_t nummer) {
     const xcb_font_t schrift = xcb_generate_id(c_);
     xcb_open_font(c_, schrift, 6, "cursor");
     const xcb_cursor_t form = xcb_generate_id(c_);
-    xcb_create_glyph_cursor(c_, form, schrift, schrift, nummer, static_cast<std::uint16_t>(nummer + 1),
-                            0xFFFF, 0, 0, 0xFFFF, 0xFFFF, 0xFFFF);
+    xcb_create_glyph_cursor(c_, form, schrift, schrift, nummer,
+                            static_cast<std::uint16_t>(nummer + 1), 0xFFFF, 0, 0, 0xFFFF, 0xFFFF,
+                            0xFFFF);
     const std::uint32_t werte[] = {form};
     xcb_change_window_attributes(c_, id_, XCB_CW_CURSOR, werte);
   }
@@ -172,7 +200,8 @@ class Fenster {
   }
 
   void behandle() {
-    while (xcb_generic_event_t* ereignis = xcb_poll_for_event(c_)) behandle(ereignis);
+    while (xcb_generic_event_t* ereignis = xcb_poll_for_event(c_))
+      behandle(ereignis);
     if (xcb_connection_has_error(c_) != 0) std::exit(0);  // the server has ended
     xcb_flush(c_);
   }
@@ -210,8 +239,8 @@ class Fenster {
     }
   }
 
-  // The whole window in its colour, a bar in the inverse one at the place that the number says, and on
-  // request a field of noise.
+  // The whole window in its colour, a bar in the inverse one at the place that the number says, and
+  // on request a field of noise.
   void zeichne() {
     fuelle(farbe_, 0, 0, breite_, hoehe_);
     if (bild_ == 0) return;
@@ -240,6 +269,19 @@ class Fenster {
                   static_cast<std::int16_t>(bild_ * 3 % 400), 60, 0, schirm_->root_depth,
                   static_cast<std::uint32_t>(rauschBild_.size() * 4),
                   reinterpret_cast<const std::uint8_t*>(rauschBild_.data()));
+  }
+
+  // Asks the window manager for something.
+  void bitte(const std::string& art, std::initializer_list<std::uint32_t> werte) {
+    xcb_client_message_event_t meldung{};
+    meldung.response_type = XCB_CLIENT_MESSAGE;
+    meldung.format = 32;
+    meldung.window = id_;
+    meldung.type = atom(art);
+    std::copy(werte.begin(), werte.end(), meldung.data.data32);
+    xcb_send_event(c_, 0, schirm_->root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&meldung));
   }
 
   void setze(xcb_atom_t name, xcb_atom_t art, std::uint8_t bits, const void* daten,
@@ -296,10 +338,12 @@ bool fuehreAus(Fenster& fenster, const std::string& zeile) {
     fenster.setzeGroesse(a, b);
   } else if (befehl == "ort" && zahlen >> a >> b) {
     fenster.setzeOrt(a, b);
-  } else if (befehl == "rahmen") {
-    std::uint32_t raender[4] = {};
-    for (std::uint32_t& rand : raender) zahlen >> rand;
-    fenster.setzeSchatten(raender);
+  } else if (befehl == "zustand") {
+    std::string name;
+    if (!(zahlen >> name >> a)) gibAuf(zeile);
+    fenster.setzeZustand(name, a != 0);
+  } else if (befehl == "schreibtisch" && zahlen >> a) {
+    fenster.setzeSchreibtisch(static_cast<std::uint32_t>(a));
   } else if (befehl == "zeigerform" && zahlen >> a) {
     fenster.setzeZeigerform(static_cast<std::uint16_t>(a));
   } else if (befehl == "minimiere") {
@@ -319,6 +363,8 @@ bool fuehreAus(Fenster& fenster, const std::string& zeile) {
   } else {
     gibAuf("unknown command: " + zeile);
   }
+  fenster.gleiche();
+  fenster.behandle();  // what has come from the server meanwhile, such as a request to draw
   fenster.gleiche();
   std::cout << "ok" << std::endl;
   return true;
@@ -349,6 +395,13 @@ Wunsch liesWunsch(int argc, char** argv) {
       wunsch.farbe = farbeAus(naechstes());
     } else if (worte[i] == "--ohne-verwalter") {
       wunsch.ohneVerwalter = true;
+    } else if (worte[i] == "--ohne-rahmen") {
+      wunsch.ohneRahmen = true;
+    } else if (worte[i] == "--schatten") {
+      for (std::uint32_t& rand : wunsch.schatten)
+        rand = static_cast<std::uint32_t>(std::stoul(naechstes()));
+    } else if (worte[i] == "--typ") {
+      wunsch.typ = naechstes();
     } else if (worte[i] == "--bewegt") {
       wunsch.bewegt = std::strtod(naechstes().c_str(), nullptr);
     } else if (worte[i] == "--rauschen") {
