@@ -25,6 +25,23 @@ double pegel(std::span<const float> s) {
   return 10.0 * std::log10(summe / static_cast<double>(s.size()));
 }
 
+// The canceller's high-pass at 0 Hz. It turns the phase of the lowest tones of a voice, which
+// nobody hears but every comparison of samples sees; so the near end is compared behind it.
+Signal hochpass(const Signal& x) {
+  Signal y;
+  y.reserve(x.size());
+  double n0 = 0.0;
+  double n1 = 0.0;
+  for (const double v : x) {
+    const double w = v + n0;
+    const double r = 0.982 * w;
+    n0 = n1 + 2.0 * (r - v);
+    n1 = v - 0.9645508 * w;
+    y.push_back(r);
+  }
+  return y;
+}
+
 // Sums over chosen samples, from which levels and ratios follow.
 struct Summen {
   double mm = 0.0, aa = 0.0, nn = 0.0, an = 0.0, mn = 0.0;
@@ -69,7 +86,12 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
     tore.insert(tore.end(), samples.size(), strecke.kompensation().nachfilter().tor());
   };
   const std::size_t laenge = szene.mikro.size();
-  const double wechsel = v.sprung ? v.sprung->first : v.raumwechsel.value_or(0.0);
+  const bool driftet = v.driftPpm != 0.0;
+  const double wechsel = v.sprung  ? v.sprung->first
+                         : driftet ? DRIFT_KORREKTUR
+                                   : v.raumwechsel.value_or(0.0);
+  // Drift is corrected in steps of 80 samples.
+  const double genau = driftet ? 112.0 : 32.0;
   for (std::size_t ab = 0; ab < laenge; ab += BLOCK) {
     const std::size_t n = std::min(BLOCK, laenge - ab);
     strecke.referenz({szene.referenz.data() + ab, n});
@@ -79,12 +101,14 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
     const double soll = (gesprungen ? v.sprung->second : v.verzoegerungMs) * RATE / 1000.0;
     const bool gemeldet = strecke.versatzWechsel() > 0 || strecke.delay() > 0;
     if (!b.richtigNach && gemeldet && (!v.sprung || gesprungen) &&
-        std::fabs(static_cast<double>(strecke.delay()) - soll) <= 32.0) {
+        std::fabs(static_cast<double>(strecke.delay()) - soll) <= genau) {
       b.richtigNach = t - (v.sprung ? v.sprung->first : 0.0);
     }
   }
   strecke.abschliessen();
 
+  const Signal nahHoch = hochpass(szene.nah);
+  const Signal mikroHoch = hochpass({szene.mikro.begin(), szene.mikro.end()});
   Summen anfang;
   Summen spaeter;
   Summen nah;
@@ -103,14 +127,14 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
     // Half a second before and after it, the look-ahead and the hold belong to the near end.
     const bool nahFern = !in(v.nah, t, 0.5);
     for (std::size_t i = ab; i < ab + BLOCK; ++i) {
-      const double m = static_cast<double>(szene.mikro[i]);
+      const double m = mikroHoch[i];
       const double a = static_cast<double>(aus[i]);
       if (fernSpricht && nahFern) {
         if (t < 20.0) anfang.nimm(m, a, 0.0);
         if (t >= wechsel + 8.0) spaeter.nimm(m, a, 0.0);
       }
-      if (nahSpricht && !fernSpricht) nah.nimm(m, a, szene.nah[i]);
-      if (nahSpricht && fernSpricht) doppel.nimm(m, a, szene.nah[i]);
+      if (nahSpricht && !fernSpricht) nah.nimm(m, a, nahHoch[i]);
+      if (nahSpricht && fernSpricht) doppel.nimm(m, a, nahHoch[i]);
     }
     if (fernSpricht && nahFern) {
       ++fernAllein;

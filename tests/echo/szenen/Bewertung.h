@@ -14,8 +14,8 @@ struct Bewertung {
   std::optional<double> erleAnfang;
   std::optional<double> erleSpaeter;
   // The near end in the output: its level against that in the microphone, dB, and its energy
-  // against all that is not it, dB (scale-invariant signal-to-distortion ratio); the same ratio in
-  // the microphone, for double talk.
+  // against all that is not it, dB (scale-invariant signal-to-distortion ratio, behind the
+  // canceller's high-pass); the same ratio in the microphone, for double talk.
   std::optional<double> nahPegel;
   std::optional<double> nahSdr;
   std::optional<double> doppelPegel;
