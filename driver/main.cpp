@@ -6,6 +6,7 @@
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
+#include "driver/FensterModi.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
 
@@ -42,6 +43,10 @@ int main(int argc, char** argv) {
   switch (hallkorb::modus(hallkorb::cfg)) {
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
+    case hallkorb::Modus::fensterWahl:
+      return hallkorb::fensterWahl(*hallkorb::cfg.fensterWahl);
+    case hallkorb::Modus::fensterProbe:
+      return hallkorb::fensterProbe(plattform, hallkorb::cfg.alleFenster);
     case hallkorb::Modus::live:
       return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
     default:

@@ -60,6 +60,7 @@ struct Geraet {
 class SimPlattform final : public Plattform, public RunLoop, public Executor, public HostClock {
  public:
   explicit SimPlattform(std::uint64_t saat = 1);
+  // Lets independent work that still runs come to its end.
   ~SimPlattform() override;
 
   Geraet mikrofonGeraet;
@@ -98,12 +99,15 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   void quit(int status) override;
   // Executor
   std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
+  void starteUnabhaengig(std::function<void()> arbeit) override;
+  std::unique_ptr<Schlaf> schlaf() override;
   std::unique_ptr<SerialQueue> queue(const std::string& name) override;
 
  private:
   class SimQueue;
   class SimTask;
   class SimInput;
+  class SimSchlaf;
   struct Faden {
     std::thread thread;
     std::function<bool()> bereit;  // whether the thread can go on
@@ -123,6 +127,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   double jetzt_ = 0.0;
   std::multimap<double, std::function<void()>> ereignisse_;
   std::vector<std::shared_ptr<Faden>> faeden_;  // the first is the test's own
+  std::vector<std::shared_ptr<Faden>> unabhaengige_;
   Faden* amZug_;
   std::mutex lock_;
   std::condition_variable wechsel_;
