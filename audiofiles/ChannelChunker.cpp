@@ -47,14 +47,11 @@ std::int64_t minus(std::int64_t a, std::int64_t b) {
 
 float quadratsumme(std::span<const float> werte) {
   std::array<float, SUMMEN> teil{};
-  std::size_t i = 0;
-  for (; i + SUMMEN <= werte.size(); i += SUMMEN) {
-    for (std::size_t k = 0; k < SUMMEN; ++k)
-      teil[k] += werte[i + k] * werte[i + k];
+  for (; werte.size() >= SUMMEN; werte = werte.subspan(SUMMEN)) {
+    for (std::size_t k = 0; k < SUMMEN; ++k) teil[k] += werte[k] * werte[k];
   }
   float summe = (teil[0] + teil[1]) + (teil[2] + teil[3]);
-  for (; i < werte.size(); ++i)
-    summe += werte[i] * werte[i];
+  for (const float wert : werte) summe += wert * wert;
   return summe;
 }
 
@@ -92,11 +89,6 @@ void ChannelChunker::append(std::span<const float> samples, const std::vector<bo
   } else {
     schneideNachLaenge();
   }
-}
-
-void ChannelChunker::finalizeRemainder() {
-  const std::lock_guard halter(lock);
-  flush(laenge());
 }
 
 void ChannelChunker::nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache) {
@@ -191,6 +183,11 @@ void ChannelChunker::flush(std::int64_t count) {
   buf_.abnehmen(chunk.size());
   sucheAb_ = 0;
   pauseAb_.reset();
+}
+
+void ChannelChunker::finalizeRemainder() {
+  const std::lock_guard halter(lock);
+  flush(laenge());
 }
 
 // Takes the mask of the next `anzahl` samples; returns how many of them are speech.

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace hallkorb {
 namespace {
@@ -43,7 +44,7 @@ ssize_t nachSchreibversuch(ssize_t ergebnis, int datei) {
 class PosixDateien final : public Dateien {
  public:
   int oeffnen(const std::string& pfad, int flags, mode_t rechte) override {
-    return oderNummer(::open(pfad.c_str(), flags | O_CLOEXEC, rechte));
+    return oderNummer(::open(pfad.c_str(), flags | O_CLOEXEC | O_NOCTTY, rechte));
   }
 
   ssize_t lesen(int datei, std::span<std::uint8_t> ziel) override {
@@ -132,14 +133,14 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
     const int ergebnis = dateien.verweis(pfad, weiter);
     if (ergebnis == -EINVAL || ergebnis == -ENOENT) return {std::move(pfad), {}, 0};
     if (ergebnis < 0) return {{}, {}, -ergebnis};
-    pfad = weiter.starts_with('/') ? weiter : ordnerVon(pfad) + weiter;
+    pfad = weiter.starts_with('/') ? std::move(weiter) : ordnerVon(pfad).append(weiter);
   }
   return {{}, {}, ELOOP};
 }
 
 // Writes into what `pfad` names, without creating or emptying anything.
 int schreibeHinein(const std::string& pfad, std::span<const std::uint8_t> bytes, Dateien& dateien) {
-  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NOCTTY, 0); });
+  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY, 0); });
   if (datei < 0) return -datei;
   const int nummer = schreibeGanz(datei, bytes, dateien).nummer;
   const int beimSchliessen = schliesse(datei, dateien);
@@ -250,7 +251,7 @@ Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> byt
 }
 
 std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad, Dateien& dateien) {
-  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY | O_NOCTTY, 0); });
+  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY, 0); });
   if (datei < 0) return std::nullopt;
   std::vector<std::uint8_t> inhalt;
   std::size_t laenge = 0;

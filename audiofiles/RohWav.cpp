@@ -28,9 +28,8 @@ std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Date
                                        Uhr uhr) {
   // Non-blocking, so that a pipe of that name makes the construction fail instead of hanging it;
   // for a regular file it has no meaning.
-  const int datei = beharrlich([&] {
-    return dateien.oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, RECHTE_NEU);
-  });
+  const int datei = beharrlich(
+      [&] { return dateien.oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, RECHTE_NEU); });
   if (datei < 0) return nullptr;
   if (!uhr) uhr = sekundenSeitStart;
   return std::unique_ptr<RohWav>(new RohWav(std::move(pfad), datei, rate, dateien, std::move(uhr)));

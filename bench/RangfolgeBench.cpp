@@ -1,10 +1,10 @@
 // The ranking runs at every check of the screen; a long list must not be felt either.
+#include <benchmark/benchmark.h>
+
 #include <array>
 #include <cstdint>
 #include <string>
 #include <utility>
-
-#include <benchmark/benchmark.h>
 
 #include "meeting/FensterInfo.h"
 #include "meeting/Rangfolge.h"
@@ -12,7 +12,8 @@
 namespace hallkorb {
 namespace {
 
-// Windows of which half are looked at closely and a quarter are candidates, their titles half ASCII.
+// Windows of which half are looked at closely and a quarter are candidates, their titles half
+// ASCII.
 Eingabe liste(std::int64_t anzahl) {
   static const std::array<std::pair<const char*, const char*>, 8> ARTEN{{
       {"us.zoom.xos", "Zoom Meeting – Wöchentliche Runde"},
@@ -35,13 +36,15 @@ Eingabe liste(std::int64_t anzahl) {
 
 void rangfolge(benchmark::State& state) {
   const Eingabe eingabe = liste(state.range(0));
-  for (auto _ : state) benchmark::DoNotOptimize(waehleMeetingZiel(eingabe.fenster));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(waehleMeetingZiel(eingabe.fenster));
 }
 BENCHMARK(rangfolge)->Arg(50)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void fensterliste(benchmark::State& state) {
   const std::string json = eingabeJSON(liste(state.range(0)));
-  for (auto _ : state) benchmark::DoNotOptimize(liesEingabe(json));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(liesEingabe(json));
 }
 BENCHMARK(fensterliste)->Arg(100'000)->Unit(benchmark::kMillisecond);
 

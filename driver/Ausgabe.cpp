@@ -1,5 +1,8 @@
 #include "driver/Ausgabe.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -9,9 +12,6 @@
 #include <cstring>
 #include <exception>
 #include <utility>
-
-#include <poll.h>
-#include <unistd.h>
 
 namespace hallkorb {
 namespace {
@@ -52,8 +52,8 @@ bool istUtf8(std::string_view text) {
   return true;
 }
 
-// A line of `text`. File names are bytes and need not be UTF-8; the line that tells of such a file is
-// worth more than its exact name, so what is no character becomes U+FFFD.
+// A line of `text`. File names are bytes and need not be UTF-8; the line that tells of such a file
+// is worth more than its exact name, so what is no character becomes U+FFFD.
 std::string zeile(std::string_view text) {
   std::string ganz;
   ganz.reserve(text.size() + 1);
@@ -120,13 +120,18 @@ void FileHandleTextOutput::leserWeg(std::function<void()> handler) {
   leserWeg_ = std::move(handler);
 }
 
-void log(std::string_view text) { FileHandleTextOutput::standardError().write(zeile(text)); }
+void log(std::string_view text) {
+  FileHandleTextOutput::standardError().write(zeile(text));
+}
 
-void emit(std::string_view text) { FileHandleTextOutput::standardOutput().write(zeile(text)); }
+void emit(std::string_view text) {
+  FileHandleTextOutput::standardOutput().write(zeile(text));
+}
 
 bool druckeErgebnis(std::string_view text) {
   const std::string ganz = zeile(text);
-  return std::fwrite(ganz.data(), 1, ganz.size(), stdout) == ganz.size() && std::fflush(stdout) == 0;
+  return std::fwrite(ganz.data(), 1, ganz.size(), stdout) == ganz.size() &&
+         std::fflush(stdout) == 0;
 }
 
 std::string jsonEscape(std::string_view text) {

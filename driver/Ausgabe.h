@@ -1,10 +1,10 @@
 // The program's two voices: JSON lines for the host, German diagnostics for people.
 //
 // The host reads standard output line by line while the recording runs, and lines are written by
-// many threads. So a line is one write call, unbuffered: it arrives at once and whole. Only where the
-// kernel takes less than the whole line (a pipe that is nearly full, a line longer than the pipe's
-// atomic size, a signal) more calls follow, and a lock for each stream keeps other lines out of the
-// middle until the line is complete.
+// many threads. So a line is one write call, unbuffered: it arrives at once and whole. Only where
+// the kernel takes less than the whole line (a pipe that is nearly full, a line longer than the
+// pipe's atomic size, a signal) more calls follow, and a lock for each stream keeps other lines out
+// of the middle until the line is complete.
 //
 // A host that is gone must not leave a recorder behind: when the reader of standard output is found
 // to have closed it, the handler set with `leserWeg` is called, once.
@@ -13,14 +13,14 @@
 // not read blocks its writers once the pipe is full.
 #pragma once
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <cstddef>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
-
-#include <sys/types.h>
 
 namespace hallkorb {
 
@@ -43,8 +43,8 @@ class FileHandleTextOutput {
   // no valid UTF-8 is not written at all.
   bool write(std::string_view text);
 
-  // Called once, on the writing thread and with no lock held, when a write fails because the reading
-  // end is closed.
+  // Called once, on the writing thread and with no lock held, when a write fails because the
+  // reading end is closed.
   void leserWeg(std::function<void()> handler);
 
   // The open file handle. May be set anew while nothing is being written.
@@ -63,8 +63,9 @@ void log(std::string_view text);
 // The same, to standard output.
 void emit(std::string_view text);
 
-// Prints a result line of an offline mode through the C library's buffered standard output, all of it:
-// the mode ends right afterwards. Returns whether it arrived; a result that nobody got is a failure.
+// Prints a result line of an offline mode through the C library's buffered standard output, all of
+// it: the mode ends right afterwards. Returns whether it arrived; a result that nobody got is a
+// failure.
 [[nodiscard]] bool druckeErgebnis(std::string_view text);
 
 // `text` made safe to stand between double quotes in a JSON line: backslash and double quote get a

@@ -1,19 +1,25 @@
 #include "driver/LiveAufnahme.h"
 
+#include <unistd.h>
+
 #include <cinttypes>
 #include <cmath>
 #include <csignal>
+#include <span>
 #include <string>
 #include <utility>
-
-#include <unistd.h>
 
 #include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
-const char* wort(bool wert) { return wert ? "true" : "false"; }
+// The echo path's filter: 320 ms of room.
+constexpr std::int64_t ECHO_PARTITIONEN = 20;
+
+const char* wort(bool wert) {
+  return wert ? "true" : "false";
+}
 
 // Buffers are counted in samples, the command line speaks of seconds and hertz. What gives no count
 // ends the run here, with the option's name, before anything is built on it.
@@ -43,7 +49,9 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
   setzeHostClock(plattform.uhr());
 }
 
-LiveAufnahme::~LiveAufnahme() { FileHandleTextOutput::standardOutput().leserWeg(nullptr); }
+LiveAufnahme::~LiveAufnahme() {
+  FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+}
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
@@ -72,6 +80,14 @@ void LiveAufnahme::baueAuf() {
   themQueue_ = plattform_.executor().queue("chunks.them");
   echoQueue_ = plattform_.executor().queue("echo");
 
+  // The canceller works at this one rate.
+  if (config_.echo && config_.sampleRate == EK_R) {
+    strecke_ = std::make_unique<EchoStrecke>(ECHO_PARTITIONEN);
+    strecke_->ausgabe = [this](std::span<const float> samples, const std::vector<bool>& sprache) {
+      meChunker_->append(samples, &sprache);
+    };
+  }
+
   if (config_.rohMikro) {
     const std::string pfad = pfadIn(config_.outDir, "mikro_roh.wav");
     rohWav_ = RohWav::oeffne(pfad, static_cast<std::int64_t>(config_.sampleRate), dateien_);
@@ -83,8 +99,8 @@ void LiveAufnahme::baueAuf() {
   sysCap_->weiter = [this](std::vector<float> samples) { nimmSystemAudio(std::move(samples)); };
   micCap_ = std::make_unique<MicCapture>(
       config_.sampleRate, *zeitMe_,
-      [this](const std::vector<float>& samples) { nimmMikrofon(samples); }, plattform_.mikrofon(),
-      plattform_);
+      [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
+      plattform_.mikrofon(), plattform_);
 }
 
 // First of all: a signal that comes while the rest is being built is kept until the run loop runs.
@@ -109,7 +125,9 @@ void LiveAufnahme::richteSignaleEin() {
       [&schleife, leserWeg] { schleife.post(leserWeg); });
 }
 
-bool LiveAufnahme::beginneEnde() { return !stopLaeuft_.exchange(true); }
+bool LiveAufnahme::beginneEnde() {
+  return !stopLaeuft_.exchange(true);
+}
 
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
@@ -144,16 +162,28 @@ void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAu
   }
   emit(formatiert(R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,)"
                   R"("null_unix_ms":%)" PRId64 "}",
-                  wort(!mikrofon), wort(!systemAudio), wort(config_.video), wort(false),
-                  nullUnixMs_));
+                  wort(!mikrofon), wort(!systemAudio), wort(config_.video),
+                  wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
 }
 
 // On the capture's thread, which must not wait for a disk.
 void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = samples] { strecke_->referenz(block); });
+  }
   themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
 }
 
-void LiveAufnahme::nimmMikrofon(const std::vector<float>& samples) {
+// On the capture's thread. The raw file belongs to the queue of the echo path where there is one:
+// so it is written by one thread at a time either way, in the order of arrival.
+void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = std::move(samples)] {
+      if (rohWav_) rohWav_->schreiben(block);
+      strecke_->mikro(block);
+    });
+    return;
+  }
   if (rohWav_) rohWav_->schreiben(samples);
   meChunker_->append(samples);
 }
@@ -166,12 +196,13 @@ void LiveAufnahme::shutdown() {
   stopTask_ = plattform_.executor().starte([this] { stoppe(); });
 }
 
-// The stop task. The order matters: first the sources, then the queues behind them, then what is left
-// in the buffers, and only then the figures about all of it.
+// The stop task. The order matters: first the sources, then the queues behind them, then what is
+// left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
   echoQueue_->sync([this] {
+    if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
     if (const Ergebnis fehler = rohWav_->schliessen()) {
       log("[hallkorb] mikro_roh.wav: " + fehler->description);
@@ -180,6 +211,11 @@ void LiveAufnahme::stoppe() {
   themQueue_->sync([] {});
   themChunker_->finalizeRemainder();
   meChunker_->finalizeRemainder();
+  if (strecke_) {
+    std::string zeile = strecke_->statistik();
+    zeile.pop_back();
+    emit(zeile + formatiert(",\"chunks_ohne_sprache\":%" PRId64 "}", meChunker_->ohneSprache()));
+  }
   emit(R"({"event":"zeitachse",)" + zeitThem_->bericht() + "," + zeitMe_->bericht() + "}");
   emit(R"({"event":"done"})");
   plattform_.runLoop().quit(0);

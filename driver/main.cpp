@@ -1,11 +1,12 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
-#include <csignal>
-
 #include <fcntl.h>
+
+#include <csignal>
 
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
+#include "driver/EchoDatei.h"
 #include "driver/FensterModi.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
@@ -41,6 +42,8 @@ int main(int argc, char** argv) {
 
   DiesePlattform plattform;
   switch (hallkorb::modus(hallkorb::cfg)) {
+    case hallkorb::Modus::echoDatei:
+      return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
     case hallkorb::Modus::fensterWahl:
@@ -48,9 +51,7 @@ int main(int argc, char** argv) {
     case hallkorb::Modus::fensterProbe:
       return hallkorb::fensterProbe(plattform, hallkorb::cfg.alleFenster);
     case hallkorb::Modus::live:
-      return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
-    default:
-      hallkorb::log("[hallkorb] Diese Betriebsart ist in diesem Programm nicht enthalten");
-      return 2;
+      break;
   }
+  return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
 }

@@ -1,5 +1,5 @@
-// Arbitrary bytes as a window list: they are read or refused, and what is read can be ranked, printed,
-// written and read again.
+// Arbitrary bytes as a window list: they are read or refused, and what is read can be ranked,
+// printed, written and read again.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,9 @@
-// Where work runs that is not the main thread's (concurrent tasks and serial queues), and how it sleeps.
+// Where work runs that is not the main thread's (concurrent tasks and serial queues), and how it
+// sleeps.
 //
-// It stands behind an interface for one reason: on a simulated platform the same recorder runs on one
-// thread, in an order that the test decides, so that a race of the real world becomes a case that can
-// be repeated.
+// It stands behind an interface for one reason: on a simulated platform the same recorder runs on
+// one thread, in an order that the test decides, so that a race of the real world becomes a case
+// that can be repeated.
 #pragma once
 
 #include <functional>
@@ -11,8 +12,8 @@
 
 namespace hallkorb {
 
-// Runs work items one after another, in the order of the calls. Any thread may call; the item itself
-// must not call sync() on its own queue.
+// Runs work items one after another, in the order of the calls. Any thread may call; the item
+// itself must not call sync() on its own queue.
 class SerialQueue {
  public:
   using Arbeit = std::function<void()>;

@@ -26,7 +26,7 @@ def braucht_sitzung():
 def baue():
     """Builds the release preset. What is printed is shown only when something goes wrong."""
     print("Building hallkorb ...", flush=True)
-    for befehl in (["cmake", "--preset", "release", "-DHALLKORB_TESTS=OFF"],
+    for befehl in (["cmake", "--preset", "release"],
                    ["cmake", "--build", "--preset", "release", "--target", "hallkorb"]):
         lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)

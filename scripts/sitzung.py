@@ -159,6 +159,7 @@ class Sitzung:
         self._mit_wireplumber = wireplumber
         self._laufend = {}
         self._sperre = None
+        self._spieler = []
         self.ordner = None
         self.umgebung = None
 
@@ -189,6 +190,10 @@ class Sitzung:
             raise
 
     def beende(self):
+        for spieler in self._spieler:
+            spieler.kill()
+            spieler.wait()
+        self._spieler = []
         for name in reversed(list(self._laufend)):
             self._ende(name)
         if self.ordner:
@@ -351,11 +356,12 @@ class Sitzung:
         self._warte(lambda: self.standard(art) == name, f"{name} as default {art}")
 
     def lege_an(self, name, klasse=None, kanaele=None, rang=None):
-        """Plugs a device in; `klasse` and so on as in GERAETE, whose values serve as defaults."""
+        """Plugs a device in and returns when it can be linked; `klasse` and so on as in GERAETE, whose
+        values serve as defaults. The microphone is linked to its feed if that is there."""
         self.befehl("pw-cli", "create-node", "adapter",
                     _spa(self._eigenschaften(name, klasse, kanaele, rang)))
         self._warte(lambda: self.knoten(name), f"device {name}")
-        if name == "mic":
+        if name == "mic" and self.knoten("mic-feed"):
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
 
     def entferne(self, name):
@@ -377,23 +383,23 @@ class Sitzung:
 
     def spiele(self, datei, ziel):
         """Starts playing a WAV file into `ziel` and returns the process once it is linked there."""
-        spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel, datei])
+        name = f"spieler-{len(self._spieler)}"
+        # pw-play asks for 100 ms by default, which would change the block length of the graph; and
+        # what plays into the default sink would otherwise follow when another one is picked.
+        eigenschaften = _spa({"node.name": name, "node.dont-reconnect": True})
+        spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
+                                        "--properties", eigenschaften, datei],
+                                       stderr=subprocess.DEVNULL)
+        self._spieler.append(spieler)
 
         def verbunden():
             if spieler.poll() is not None:
                 raise SitzungsFehler(f"pw-play {datei} ended with {spieler.returncode}")
-            return any(str(spieler.pid) in self._kennungen(eintrag)
-                       and eintrag["info"]["state"] == "running" for eintrag in self.objekte())
+            knoten = self.knoten(name)
+            return knoten and knoten["info"]["state"] == "running"
 
         self._warte(verbunden, f"player of {datei}")
         return spieler
-
-    @staticmethod
-    def _kennungen(eintrag):
-        if eintrag.get("type") != "PipeWire:Interface:Node":
-            return ()
-        eigenschaften = eintrag["info"]["props"]
-        return (str(eigenschaften.get("application.process.id")),)
 
     def starte_programm(self, befehl, **popen):
         """Starts a program inside the session; its end is the caller's business."""

@@ -1,4 +1,6 @@
-#include "driver/Ausgabe.h"
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -7,11 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include "support/AusgabeFaenger.h"
+#include "driver/Ausgabe.h"
+#include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
 namespace {
@@ -56,17 +55,18 @@ std::string empfangen;
 TEST(AusgabeTest, PartialAndInterruptedWritesAreCompleted) {
   aufrufe = 0;
   empfangen.clear();
-  FileHandleTextOutput ausgabe(99, [](int handle, const void* daten, std::size_t laenge) -> ssize_t {
-    EXPECT_EQ(handle, 99);
-    ++aufrufe;
-    if (aufrufe % 3 == 1) {
-      errno = EINTR;
-      return -1;
-    }
-    const std::size_t n = std::min<std::size_t>(laenge, 5);
-    empfangen.append(static_cast<const char*>(daten), n);
-    return static_cast<ssize_t>(n);
-  });
+  FileHandleTextOutput ausgabe(99,
+                               [](int handle, const void* daten, std::size_t laenge) -> ssize_t {
+                                 EXPECT_EQ(handle, 99);
+                                 ++aufrufe;
+                                 if (aufrufe % 3 == 1) {
+                                   errno = EINTR;
+                                   return -1;
+                                 }
+                                 const std::size_t n = std::min<std::size_t>(laenge, 5);
+                                 empfangen.append(static_cast<const char*>(daten), n);
+                                 return static_cast<ssize_t>(n);
+                               });
   EXPECT_TRUE(ausgabe.write("eine Zeile, die in Stuecken geht\n"));
   EXPECT_EQ(empfangen, "eine Zeile, die in Stuecken geht\n");
   EXPECT_GT(aufrufe, 7);
@@ -109,8 +109,9 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
   EXPECT_FALSE(gemeldet);
 }
 
-// Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight threads
-// into one real pipe whose reader is slow to empty it, its writing end once blocking and once not.
+// Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight
+// threads into one real pipe whose reader is slow to empty it, its writing end once blocking and
+// once not.
 class ZeilenAusVielenFaeden : public testing::TestWithParam<bool> {};
 
 TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
@@ -139,7 +140,8 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
       }
     });
   }
-  for (auto& faden : schreiber) faden.join();
+  for (auto& faden : schreiber)
+    faden.join();
   ::close(rohr[1]);
   leser.join();
   ::close(rohr[0]);
@@ -156,7 +158,8 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
   }
   EXPECT_EQ(anfang, gelesen.size());
   EXPECT_EQ(zeilen.size(), static_cast<std::size_t>(FAEDEN));
-  for (const auto& [zeichen, anzahl] : zeilen) EXPECT_EQ(anzahl, ZEILEN) << zeichen;
+  for (const auto& [zeichen, anzahl] : zeilen)
+    EXPECT_EQ(anzahl, ZEILEN) << zeichen;
 }
 
 INSTANTIATE_TEST_SUITE_P(Rohr, ZeilenAusVielenFaeden, testing::Bool());
@@ -172,8 +175,7 @@ TEST(AbbruchDeathTest, WhatNobodyCaughtTellsItselfToo) {
         meldeAbstuerze();
         std::thread([] { throw std::length_error("zu lang"); }).join();
       },
-      testing::KilledBySignal(SIGABRT),
-      "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
+      testing::KilledBySignal(SIGABRT), "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
 }
 
 }  // namespace

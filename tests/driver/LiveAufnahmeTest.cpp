@@ -1,4 +1,4 @@
-#include "driver/LiveAufnahme.h"
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,13 +9,12 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "audiofiles/Wav.h"
 #include "driver/Ausgabe.h"
-#include "support/AusgabeFaenger.h"
-#include "support/SimPlattform.h"
-#include "support/TestOrdner.h"
+#include "driver/LiveAufnahme.h"
+#include "tests/support/AusgabeFaenger.h"
+#include "tests/support/SimPlattform.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 namespace {
@@ -26,11 +25,14 @@ constexpr PcmFormat MONO16{16000.0, 1, true};
 
 // What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
 // value that tells one moment from the next.
-float klang(double t) { return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t)); }
+float klang(double t) {
+  return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t));
+}
 
 std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0) {
   std::vector<float> samples(frames);
-  for (std::size_t i = 0; i < frames; ++i) samples[i] = klang(von + static_cast<double>(i) / rate);
+  for (std::size_t i = 0; i < frames; ++i)
+    samples[i] = klang(von + static_cast<double>(i) / rate);
   return samples;
 }
 
@@ -52,8 +54,8 @@ class LiveAufnahmeTest : public testing::Test {
 
   int laufe(SimPlattform& welt) { return LiveAufnahme(config, welt).laufe(); }
 
-  // The samples of all chunks of a channel, each at its t0; silence where there is no chunk. The lines
-  // give hundredths of a second: a chunk that begins there where the last one ended joins it.
+  // The samples of all chunks of a channel, each at its t0; silence where there is no chunk. The
+  // lines give hundredths of a second: a chunk that begins there where the last one ended joins it.
   std::vector<float> ausChunks(const std::string& kanal) const {
     std::vector<float> strom;
     for (const std::string& zeile : faenger.ausgabeZeilen()) {
@@ -63,7 +65,7 @@ class LiveAufnahmeTest : public testing::Test {
       double t0 = 0;
       double t1 = 0;
       if (std::sscanf(zeile.c_str(),
-                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf})",
+                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf)",
                       &nummer, name, pfad, &t0, &t1) != 5 ||
           name != kanal) {
         continue;
@@ -97,7 +99,7 @@ class LiveAufnahmeTest : public testing::Test {
     return alle;
   }
 
-  TestOrdner ordner;
+  TempOrdner ordner;
   AusgabeFaenger faenger;
   Config config;
 };
@@ -110,9 +112,8 @@ TEST_F(LiveAufnahmeTest, ARunTellsItsStartItsChunksItsTimelinesAndItsEnd) {
   EXPECT_EQ(laufe(welt), 0);
   const auto zeilen = faenger.ausgabeZeilen();
   ASSERT_GE(zeilen.size(), 6U);
-  EXPECT_EQ(zeilen[0],
-            R"({"event":"started","mic":true,"system":true,"video":false,"echo":false,)"
-            R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(zeilen[0], R"({"event":"started","mic":true,"system":true,"video":false,"echo":false,)"
+                       R"("null_unix_ms":1700000000123})");
   EXPECT_EQ(zeilen[zeilen.size() - 2],
             R"({"event":"zeitachse",)"
             R"("them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},)"
@@ -146,8 +147,8 @@ TEST_F(LiveAufnahmeTest, TheRestIsWrittenThemFirst) {
   stetig(welt.systemGeraet, 0.1, 2.0);
   welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
-  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk them", "chunk me",
-                                                    "zeitachse", "done"}));
+  EXPECT_EQ(ereignisse(),
+            (std::vector<std::string>{"started", "chunk them", "chunk me", "zeitachse", "done"}));
 }
 
 TEST_F(LiveAufnahmeTest, FurtherSignalsDuringTheStopChangeNothing) {
@@ -176,13 +177,11 @@ TEST_F(LiveAufnahmeTest, AMissingMicrophoneDegradesTheRun) {
   welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   const auto zeilen = faenger.ausgabeZeilen();
-  EXPECT_EQ(zeilen[0],
-            R"({"event":"degraded","channel":"me","message":"kein \"Mikrofon\" da"})");
-  EXPECT_EQ(zeilen[1],
-            R"({"event":"started","mic":false,"system":true,"video":false,"echo":false,)"
-            R"("null_unix_ms":1700000000123})");
-  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"degraded", "started", "chunk them",
-                                                    "zeitachse", "done"}));
+  EXPECT_EQ(zeilen[0], R"({"event":"degraded","channel":"me","message":"kein \"Mikrofon\" da"})");
+  EXPECT_EQ(zeilen[1], R"({"event":"started","mic":false,"system":true,"video":false,"echo":false,)"
+                       R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(ereignisse(),
+            (std::vector<std::string>{"degraded", "started", "chunk them", "zeitachse", "done"}));
   EXPECT_EQ(faenger.fehlerZeilen()[0],
             "[hallkorb] Mikrofon nicht verfuegbar: sim 5: kein \"Mikrofon\"");
   EXPECT_NE(faenger.fehler().find("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: "
@@ -299,6 +298,76 @@ TEST_F(LiveAufnahmeTest, AtAnotherRateThereIsNoEchoPath) {
   EXPECT_EQ(faenger.ausgabe().find(R"("event":"echo")"), std::string::npos);
 }
 
+// White noise, which is what an echo canceller can be measured with.
+std::vector<float> rauschen(std::uint64_t saat, std::size_t n) {
+  std::mt19937_64 zufall(saat);
+  std::uniform_real_distribution<float> verteilung(-0.3F, 0.3F);
+  std::vector<float> samples(n);
+  for (float& x : samples)
+    x = verteilung(zufall);
+  return samples;
+}
+
+TEST_F(LiveAufnahmeTest, TheFarEndIsTakenOutOfTheMicrophoneAndTheRawFileKeepsIt) {
+  config.echo = true;
+  SimPlattform welt;
+  const auto fern = rauschen(7, 30 * 16000);
+  for (int b = 0; b < 1400; ++b) {
+    const double t = 0.1 + b * 0.02;
+    const auto von = static_cast<std::size_t>(b) * 320;
+    const std::vector<float> laut(fern.begin() + static_cast<std::ptrdiff_t>(von),
+                                  fern.begin() + static_cast<std::ptrdiff_t>(von + 320));
+    std::vector<float> leck(320);  // 40 ms later and weaker
+    for (std::size_t i = 0; i < 320; ++i)
+      leck[i] = von + i < 640 ? 0 : 0.4F * fern[von + i - 640];
+    welt.systemGeraet.block(t, MONO16, laut);
+    welt.mikrofonGeraet.block(t, MONO16, leck);
+  }
+  welt.signal(28.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_NE(zeilen[0].find(R"("mic":true,"system":true,"video":false,"echo":true)"),
+            std::string::npos);
+  const std::string& echo = zeilen[zeilen.size() - 3];
+  EXPECT_EQ(echo.rfind(R"({"event":"echo","verzoegerung_ms":)", 0), 0U) << echo;
+  EXPECT_NE(echo.find(R"(,"chunks_ohne_sprache":)"), std::string::npos);
+  EXPECT_EQ(echo.back(), '}');
+  double verzoegerung = 0;
+  EXPECT_EQ(std::sscanf(echo.c_str(), R"({"event":"echo","verzoegerung_ms":%lf)", &verzoegerung),
+            1);
+  EXPECT_NEAR(verzoegerung, 40, 17);
+  EXPECT_NE(zeilen[zeilen.size() - 2].find("zeitachse"), std::string::npos);
+
+  const auto roh = liesWav(ordner.pfad() + "/mikro_roh.wav");
+  ASSERT_TRUE(roh);
+  ASSERT_EQ(roh->size(), 28U * 16000U);
+  const auto energie = [](const std::vector<float>& x, std::size_t von) {
+    double summe = 0;
+    for (std::size_t i = von; i < x.size(); ++i)
+      summe += x[i] * x[i];
+    return summe;
+  };
+  EXPECT_GT(energie(*roh, 20 * 16000), 100 * energie(ausChunks("me"), 20 * 16000));
+  EXPECT_GT(energie(ausChunks("them"), 20 * 16000), 100.0);
+}
+
+TEST_F(LiveAufnahmeTest, WithoutSystemAudioTheEchoPathRunsWithoutReference) {
+  config.echo = true;
+  SimPlattform welt;
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("system":false,"video":false,"echo":false)"),
+            std::string::npos);
+  const std::string text = faenger.ausgabe();
+  EXPECT_NE(text.find(R"("event":"echo")"), std::string::npos);
+  EXPECT_EQ(text.find(R"("ohne_referenz":0,)"), std::string::npos);
+  EXPECT_NE(text.find(R"("sprache_ms":)"), std::string::npos);
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 4U * 32000U);
+}
+
 TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   config.outDir = ordner.pfad() + "/a/b/c";
   SimPlattform welt;
@@ -352,7 +421,8 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
     const auto frames = static_cast<std::size_t>(f.rate / 50);
     const auto mono = aufnahme(t, frames, f.rate);
     std::vector<float> samples(frames * f.channels, -0.9F);
-    for (std::size_t i = 0; i < frames; ++i) samples[f.interleaved ? i * f.channels : i] = mono[i];
+    for (std::size_t i = 0; i < frames; ++i)
+      samples[f.interleaved ? i * f.channels : i] = mono[i];
     welt.mikrofonGeraet.block(t, f, samples);
     t += 0.02;
   }
@@ -368,7 +438,7 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
 TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
   struct Fall {
     const char* option;
-    double Config::* feld;
+    double Config::*feld;
     double wert;
     const char* text;
   };
@@ -403,7 +473,7 @@ TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
     EXPECT_EQ(ereignisse().back(), "done");
   }
   for (const double sekunden : {0.0, -1.0, -0.5, 1e-9}) {
-    for (double Config::* feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
+    for (double Config::*feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
       for (const bool turn : {true, false}) {
         Config seltsam = config;
         seltsam.*feld = sekunden;
@@ -419,16 +489,17 @@ TEST_F(LiveAufnahmeTest, OddNumbersThatFitDoWhatTheySay) {
 }
 
 // Devices that start late or not at all, lose blocks, jitter, go and come; a signal at any moment;
-// threads that are scheduled in any order. Whatever happens: the run ends, its lines keep their order,
-// and what the chunks hold is what was heard at their times.
+// threads that are scheduled in any order. Whatever happens: the run ends, its lines keep their
+// order, and what the chunks hold is what was heard at their times.
 TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
   for (std::uint64_t saat = 1; saat <= 150; ++saat) {
     SCOPED_TRACE(saat);
-    const TestOrdner eigener;
+    const TempOrdner eigener;
     config.outDir = eigener.pfad();
     const AusgabeFaenger eigenerFaenger;
     std::mt19937_64 zufall(saat);
     std::uniform_real_distribution<double> einheit(0, 1);
+    config.echo = saat % 3 == 0;
     SimPlattform welt(saat);
     int gestartet = 0;
     for (sim::Geraet* g : {&welt.mikrofonGeraet, &welt.systemGeraet}) {

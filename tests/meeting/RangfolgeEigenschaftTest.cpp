@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "meeting/Rangfolge.h"
-#include "support/NaiveRangfolge.h"
+#include "tests/support/NaiveRangfolge.h"
 
 namespace hallkorb {
 namespace {
@@ -156,11 +156,13 @@ TEST(RangfolgeEigenschaftTest, AgreesWithANaiveFormulation) {
     const auto ist = meetingKandidaten(liste);
     ASSERT_EQ(ist.ohne, soll.ohne) << eingabeJSON({liste});
     ASSERT_EQ(ist.liste, soll.liste) << eingabeJSON({liste});
-    for (const Wahl& w : ist.liste) ++gruende[w.grund];
+    for (const Wahl& w : ist.liste)
+      ++gruende[w.grund];
   }
   // Each reason was there often, or the screens would say too little.
   EXPECT_EQ(gruende.size(), 9U);
-  for (const auto& [grund, anzahl] : gruende) EXPECT_GT(anzahl, 20) << grund;
+  for (const auto& [grund, anzahl] : gruende)
+    EXPECT_GT(anzahl, 20) << grund;
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "support/NaiveRangfolge.h"
+#include "tests/support/NaiveRangfolge.h"
 
 #include <utf8proc.h>
 

@@ -1,4 +1,4 @@
-#include "support/SimPlattform.h"
+#include "tests/support/SimPlattform.h"
 
 #include <algorithm>
 #include <cmath>
@@ -55,9 +55,8 @@ void Geraet::blockOhneZeit(double aufgenommen, PcmFormat format, std::vector<flo
 }
 
 void Geraet::unterbrochen(double zeit, Fehler fehler) {
-  schritte.push_back({zeit, [f = std::move(fehler)](AudioInputListener& hoerer) {
-                        hoerer.unterbrochen(f);
-                      }});
+  schritte.push_back(
+      {zeit, [f = std::move(fehler)](AudioInputListener& hoerer) { hoerer.unterbrochen(f); }});
 }
 
 void Geraet::fortgesetzt(double zeit) {
@@ -147,12 +146,12 @@ class SimPlattform::SimInput final : public AudioInput {
   Ergebnis start(AudioInputListener& hoerer) override {
     const double bereit = welt_.jetzt_ + geraet_.startDauer;
     welt_.am(bereit, [] {});
-    welt_.warteBis([this, bereit] {
-      return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
-    });
+    welt_.warteBis(
+        [this, bereit] { return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit); });
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (geraet_.startFehler) return geraet_.startFehler;
-    for (const auto& schritt : geraet_.schritte) welt_.am(schritt.zeit, [] {});
+    for (const auto& schritt : geraet_.schritte)
+      welt_.am(schritt.zeit, [] {});
     faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
     return std::nullopt;
   }
@@ -185,7 +184,8 @@ SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
 }
 
 SimPlattform::~SimPlattform() {
-  for (const auto& faden : unabhaengige_) sammleEin(*faden);
+  for (const auto& faden : unabhaengige_)
+    sammleEin(*faden);
 }
 
 std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void()> arbeit) {
@@ -308,7 +308,9 @@ int SimPlattform::run() {
   }
 }
 
-void SimPlattform::quit(int status) { status_ = status; }
+void SimPlattform::quit(int status) {
+  status_ = status;
+}
 
 std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));
@@ -318,7 +320,9 @@ void SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
   unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
 }
 
-std::unique_ptr<Schlaf> SimPlattform::schlaf() { return std::make_unique<SimSchlaf>(*this); }
+std::unique_ptr<Schlaf> SimPlattform::schlaf() {
+  return std::make_unique<SimSchlaf>(*this);
+}
 
 std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {
   return std::make_unique<SimQueue>(*this);

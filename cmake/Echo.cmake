@@ -1,0 +1,33 @@
+# The echo code. Its kernels are one source, compiled once for each instruction set with flags of
+# its own; which one runs is decided at run time. On macOS the FFT is the platform's own (Accelerate)
+# and the rest of the kernels take what every processor of the family has.
+
+set(echo_kernel KernAvx2.cpp KernAvx512.cpp KernBasis.cpp)
+list(TRANSFORM echo_kernel PREPEND kern/)
+if(APPLE)
+  set(echo_fft KFFTAccelerate.cpp)
+else()
+  set(echo_fft KFFT.cpp)
+endif()
+
+hallkorb_library(hallkorb_echo FOLDER echo
+  HEADERS DFeld.h EchoStrecke.h Echokompensation.h Fliesskomma.h KFFT.h Nachfilter.h PaarFFT.h
+          Puffer.h Verzoegerungsschaetzer.h kern/FftKern.h kern/FilterKern.h kern/Kern.h
+          kern/Tabelle.h kern/Vektor.h kern/VerzoegerungKern.h
+  SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
+          Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kern.cpp ${echo_kernel}
+  DEPENDS hallkorb_ausgabe)
+if(APPLE)
+  target_link_libraries(hallkorb_echo PUBLIC "-framework Accelerate")
+endif()
+
+# Unoptimised, vector code is slower than none, and the tests of a debug build would take minutes.
+# Fused multiplication and addition, where the processor has it, is wanted.
+list(TRANSFORM echo_kernel PREPEND ${PROJECT_SOURCE_DIR}/echo/)
+set_property(SOURCE ${echo_kernel} APPEND PROPERTY COMPILE_OPTIONS -O3 -ffp-contract=fast)
+if(NOT APPLE AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kern/KernAvx2.cpp
+               APPEND PROPERTY COMPILE_OPTIONS -mavx2 -mfma)
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kern/KernAvx512.cpp
+               APPEND PROPERTY COMPILE_OPTIONS -mavx512f -mavx512dq -mfma)
+endif()

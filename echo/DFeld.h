@@ -1,0 +1,36 @@
+// A buffer of doubles whose length is fixed when it is made.
+//
+// The echo code holds all its signals and spectra in such buffers: allocated once when their owner
+// is built, reused for every block of 16 ms, so that nothing on the audio path waits for the
+// allocator. The memory starts on a cache line (64 bytes), which is also the longest vector that
+// the kernels load, so a load of a whole vector never touches two lines.
+//
+// One owner and one thread at a time; no lock.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace hallkorb {
+
+class DFeld {
+ public:
+  // max(n, 1) elements, all 0.0. A length whose size in bytes has no 64-bit number, or memory that
+  // is not to be had, stops the program.
+  explicit DFeld(std::int64_t n);
+  ~DFeld();
+  DFeld(const DFeld&) = delete;
+  DFeld& operator=(const DFeld&) = delete;
+
+  // No bounds check.
+  double& operator[](std::size_t i) { return p[i]; }
+  double operator[](std::size_t i) const { return p[i]; }
+
+  // Sets every element to 0.0.
+  void null();
+
+  const std::int64_t n;
+  double* const p;
+};
+
+}  // namespace hallkorb

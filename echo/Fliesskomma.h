@@ -1,0 +1,47 @@
+// Takes denormal numbers for zero while it lives.
+//
+// In digital silence the smoothed spectra and the memories of the recursive filters decay towards
+// zero for ever, and below 1e-308 a processor computes ten to a hundred times slower: silence would
+// cost more than speech. Values that small decide nothing (the faintest sample of a 16-bit
+// recording is 1). The mode belongs to the thread; it is put back at the end, since other code on
+// the thread may count on exact arithmetic.
+#pragma once
+
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+namespace hallkorb {
+
+class DenormaleSindNull {
+ public:
+#if defined(__SSE2__)
+  DenormaleSindNull() : vorher_(_mm_getcsr()) { _mm_setcsr(vorher_ | FTZ | DAZ); }
+  ~DenormaleSindNull() { _mm_setcsr(vorher_); }
+#elif defined(__aarch64__)
+  DenormaleSindNull() {
+    asm volatile("mrs %0, fpcr" : "=r"(vorher_));
+    asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ));
+  }
+  ~DenormaleSindNull() { asm volatile("msr fpcr, %0" : : "r"(vorher_)); }
+#else
+  DenormaleSindNull() = default;
+  ~DenormaleSindNull() = default;
+#endif
+  DenormaleSindNull(const DenormaleSindNull&) = delete;
+  DenormaleSindNull& operator=(const DenormaleSindNull&) = delete;
+
+ private:
+#if defined(__SSE2__)
+  static constexpr unsigned FTZ = 1U << 15;
+  static constexpr unsigned DAZ = 1U << 6;
+  unsigned vorher_;
+#elif defined(__aarch64__)
+  static constexpr std::uint64_t FZ = std::uint64_t{1} << 24;
+  std::uint64_t vorher_ = 0;
+#endif
+};
+
+}  // namespace hallkorb

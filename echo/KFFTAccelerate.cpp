@@ -1,0 +1,54 @@
+// KFFT on macOS: the platform's own transform.
+#include <Accelerate/Accelerate.h>
+
+#include "driver/Ausgabe.h"
+#include "echo/KFFT.h"
+
+namespace hallkorb {
+
+struct KFFT::Setup {
+  explicit Setup(std::uint64_t log2n)
+      : fft(log2n < 64 ? vDSP_create_fftsetupD(static_cast<vDSP_Length>(log2n), kFFTRadix2)
+                       : nullptr) {
+    if (fft == nullptr) abbruch("KFFT: Setup nicht moeglich");
+  }
+  ~Setup() { vDSP_destroy_fftsetupD(fft); }
+  Setup(const Setup&) = delete;
+  Setup& operator=(const Setup&) = delete;
+
+  void transformiere(double* re, double* im, std::uint64_t log2n, FFTDirection richtung) const {
+    const DSPDoubleSplitComplex v{re, im};
+    vDSP_fft_zipD(fft, &v, 1, static_cast<vDSP_Length>(log2n), richtung);
+  }
+
+  FFTSetupD fft;
+};
+
+KFFT::KFFT(std::uint64_t laengeLog2)
+    : n(laengeLog2 < 62 ? std::int64_t{1} << laengeLog2 : 0),
+      log2n(laengeLog2),
+      setup(std::make_unique<Setup>(laengeLog2)) {}
+
+KFFT::~KFFT() = default;
+
+void KFFT::vor(double* re, double* im) {
+  setup->transformiere(re, im, log2n, kFFTDirection_Forward);
+}
+
+void KFFT::rueck(double* re, double* im) {
+  setup->transformiere(re, im, log2n, kFFTDirection_Inverse);
+  const double faktor = 1.0 / static_cast<double>(n);
+  vDSP_vsmulD(re, 1, &faktor, re, 1, static_cast<vDSP_Length>(n));
+  vDSP_vsmulD(im, 1, &faktor, im, 1, static_cast<vDSP_Length>(n));
+}
+
+// Accelerate always puts its spectra in order.
+void KFFT::vorUngeordnet(double* re, double* im) {
+  vor(re, im);
+}
+
+void KFFT::rueckUngeordnet(double* re, double* im) {
+  setup->transformiere(re, im, log2n, kFFTDirection_Inverse);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,47 @@
+// Two real signals of 512 points through one complex transform.
+//
+// The canceller only has real signals, and they come in pairs: error and echo, residual and echo
+// frame, the echoes of both filters, two partitions' impulse responses. As the real and the
+// imaginary part of one complex signal they cost one transform instead of two, and their spectra
+// fall out of its symmetric halves: A[k] = (Z[k] + conj Z[K - k]) / 2, B[k] = (Z[k] - conj Z[K -
+// k]) / 2i. A signal that is not finite spoils its partner's spectrum too, so a caller whose
+// signals may differ in that must transform them one by one.
+//
+// The signals stand in re and im, K values each, before vor and after rueck; both transforms
+// overwrite them. One thread at a time.
+#pragma once
+
+#include "echo/DFeld.h"
+#include "echo/kern/Kern.h"
+#include "echo/KFFT.h"
+
+namespace hallkorb {
+
+class PaarFFT {
+ public:
+  PaarFFT();
+
+  // Spectra of both signals.
+  void vor(kern::Spektrum A, kern::Spektrum B);
+  // The signals of both spectra, scaled by 1/K.
+  void rueck(kern::Spektrum A, kern::Spektrum B);
+  // The same without the factor.
+  void rueckUnskaliert(kern::Spektrum A, kern::Spektrum B);
+  // The spectrum of the signal in re alone; im is cleared first.
+  void vorEinzeln(kern::Spektrum A);
+  // The signal of one spectrum, in re.
+  void rueckEinzeln(kern::Spektrum A);
+
+ private:
+  KFFT fft;
+  DFeld zr;
+  DFeld zi;
+  DFeld leer;
+  const kern::Kern& k;
+
+ public:
+  double* const re;
+  double* const im;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,117 @@
+// Arbitrary settings, signals, masks and blocks: the chunker ends, and does what its rules say.
+#include <fcntl.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "audiofiles/ChannelChunker.h"
+#include "driver/Ausgabe.h"
+#include "tests/support/ChunkerRegel.h"
+
+namespace hallkorb {
+namespace {
+
+// Keeps the sizes of the files that are written, and nothing else.
+class Groessen final : public Dateien {
+ public:
+  std::vector<std::size_t> geschrieben;
+
+  int oeffnen(const std::string&, int, mode_t) override { return 3; }
+  ssize_t lesen(int, std::span<std::uint8_t>) override { return 0; }
+  ssize_t schreiben(int, std::span<const std::uint8_t> bytes) override {
+    geschrieben.push_back(bytes.size());
+    return static_cast<ssize_t>(bytes.size());
+  }
+  ssize_t schreibenAn(int, std::span<const std::uint8_t> bytes, std::int64_t) override {
+    return static_cast<ssize_t>(bytes.size());
+  }
+  int laengeSetzen(int, std::int64_t) override { return 0; }
+  int rechteSetzen(int, mode_t) override { return 0; }
+  int schliessen(int) override { return 0; }
+  int umbenennen(const std::string&, const std::string&) override { return 0; }
+  int loeschen(const std::string&) override { return 0; }
+  int ordnerAnlegen(const std::string&) override { return 0; }
+  int zustand(const std::string&, Zustand&) override { return -ENOENT; }
+  int verweis(const std::string&, std::string&) override { return -ENOENT; }
+};
+
+class Eingabe {
+ public:
+  explicit Eingabe(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+  std::uint8_t byte() {
+    if (bytes_.empty()) return 0;
+    const std::uint8_t wert = bytes_.front();
+    bytes_ = bytes_.subspan(1);
+    return wert;
+  }
+  // From a little below zero to some seconds.
+  double sekunden() { return static_cast<double>(byte()) / 64.0 - 0.5; }
+  [[nodiscard]] bool leer() const { return bytes_.empty(); }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+};
+
+void pruefe(bool gilt) {
+  if (!gilt) std::abort();
+}
+
+void laufe(Eingabe eingabe) {
+  static constexpr double RATEN[] = {0.0, 0.9, 200.0, 1000.0, 4000.0, 16000.0};
+  const double rate = RATEN[eingabe.byte() % std::size(RATEN)];
+  const bool rede = eingabe.byte() % 2 != 0;
+  const double chunk = eingabe.sekunden();
+  const double min = eingabe.sekunden();
+  const double max = eingabe.sekunden();
+  const double stille = eingabe.sekunden();
+  const float silenceRms = static_cast<float>(eingabe.byte()) / 256.0F;
+  Groessen dateien;
+  ChannelChunker c("me", "", rate, chunk, rede, min, max, stille, silenceRms, dateien);
+  ChunkerRegel soll({rate, c.chunkSamples(), c.searchSamples(), rede, c.minSamples(),
+                     c.maxSamples(), c.silenceRun(), silenceRms});
+  std::size_t alle = 0;
+  while (!eingabe.leer() && alle < 100000) {
+    const std::size_t n = std::size_t{eingabe.byte()} * 16 + eingabe.byte() % 16;
+    const float wert = static_cast<float>(eingabe.byte()) / 255.0F;
+    const std::vector<float> block(n, wert * wert);
+    const std::uint8_t art = eingabe.byte();
+    std::vector<bool> maske(art % 8 == 7 ? n + 1 : n, art % 2 == 0);
+    // Without a rate a mask's milliseconds are no number.
+    const auto* sprache = art % 8 < 4 || rate == 0.0 ? nullptr : &maske;
+    c.append(block, sprache);
+    soll.append(block, sprache);
+    alle += n;
+    pruefe(c.globalOffset() == soll.globalOffset && c.buf().size() == soll.buf.size());
+    pruefe(static_cast<std::size_t>(c.globalOffset()) + c.buf().size() == alle);
+  }
+  c.finalizeRemainder();
+  soll.finalizeRemainder();
+  std::vector<std::size_t> geschrieben;
+  std::int64_t stumm = 0;
+  for (const auto& chunk_ : soll.chunks) {
+    stumm += chunk_.los == ChunkerRegel::Los::ohneSprache ? 1 : 0;
+    if (chunk_.los == ChunkerRegel::Los::geschrieben) {
+      geschrieben.push_back(44 + 2 * chunk_.samples.size());
+    }
+  }
+  pruefe(dateien.geschrieben == geschrieben && c.ohneSprache() == stumm);
+  pruefe(static_cast<std::size_t>(c.globalOffset()) == alle);
+}
+
+}  // namespace
+}  // namespace hallkorb
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  hallkorb::FileHandleTextOutput::standardOutput().handle = ::open("/dev/null", O_WRONLY);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t anzahl) {
+  hallkorb::laufe(hallkorb::Eingabe(std::span(bytes, anzahl)));
+  return 0;
+}

@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <csignal>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "audiofiles/Wav.h"
+#include "tests/support/TempOrdner.h"
+#include "tests/support/WavBytes.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr float NAN32 = std::numeric_limits<float>::quiet_NaN();
+constexpr float INF32 = std::numeric_limits<float>::infinity();
+constexpr double INF64 = std::numeric_limits<double>::infinity();
+
+std::vector<float> liesBytes(const std::vector<std::uint8_t>& bytes) {
+  const auto samples = dekodiereWav(bytes);
+  EXPECT_TRUE(samples.has_value());
+  return samples.value_or(std::vector<float>{});
+}
+
+// A header with another format than ours, up to the first sample.
+WavBytes fremderKopf(std::uint32_t kanaele, std::uint64_t datenBytes) {
+  WavBytes b;
+  b.wort("RIFF").u32(36 + datenBytes).wort("WAVE");
+  b.wort("fmt ").u32(16).u16(1).u16(kanaele).u32(48000).u32(192000).u16(4).u16(16);
+  b.wort("data").u32(datenBytes);
+  return b;
+}
+
+class WriteWav : public testing::Test {
+ protected:
+  TempOrdner ordner;
+  std::string pfad = ordner / "a.wav";
+};
+
+TEST_F(WriteWav, NoSamplesMakeABareHeader) {
+  ASSERT_FALSE(writeWav({}, 16000.0, pfad));
+  const std::vector<std::uint8_t> soll = {'R', 'I', 'F',  'F',  36,  0,   0,   0,    'W', 'A', 'V',
+                                          'E', 'f', 'm',  't',  ' ', 16,  0,   0,    0,   1,   0,
+                                          1,   0,   0x80, 0x3E, 0,   0,   0,   0x7D, 0,   0,   2,
+                                          0,   16,  0,    'd',  'a', 't', 'a', 0,    0,   0,   0};
+  EXPECT_EQ(dateiBytes(pfad), soll);
+}
+
+TEST_F(WriteWav, EncodesWithScale32767TowardZero) {
+  const std::vector<float> samples = {0.0F,        1.0F,     1.5F,      NAN32,  INF32,    -1.0F,
+                                      -2.0F,       -INF32,   0.5F,      -0.5F,  0.99999F, -0.99999F,
+                                      0.99999994F, 0.00003F, -0.00003F, 0.0001F};
+  WavBytes soll = WavBytes::kopf(16000, 32);
+  for (const int wert : {0, 32767, 32767, 32767, 32767, -32767, -32767, -32767, 16383, -16383,
+                         32766, -32766, 32766, 0, 0, 3}) {
+    soll.s16(wert);
+  }
+  ASSERT_FALSE(writeWav(samples, 16000.0, pfad));
+  EXPECT_EQ(dateiBytes(pfad), soll.bytes);
+}
+
+TEST_F(WriteWav, CutsTheRateToAnInteger) {
+  const std::vector<float> eins = {0.25F};
+  const std::pair<double, std::uint32_t> faelle[] = {
+      {44100.9, 44100}, {0.0, 0}, {-0.999, 0}, {2147483647.5, 2147483647}};
+  for (const auto& [rate, feld] : faelle) {
+    ASSERT_FALSE(writeWav(eins, rate, pfad));
+    EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(eins, feld)) << rate;
+  }
+}
+
+TEST_F(WriteWav, ImpossibleRatesAndLengthsStopTheProcess) {
+  const std::vector<float> eins = {0.25F};
+  const auto abgebrochen = testing::KilledBySignal(SIGABRT);
+  for (const double rate : {std::nan(""), INF64, -INF64, -1.0, -16000.0, 2147483648.0, 1e300}) {
+    EXPECT_EXIT((void)writeWav(eins, rate, pfad), abgebrochen,
+                R"(\[hallkorb\] Abbruch: WAV-Datei: keine gueltige Rate)");
+  }
+  // The length is refused before a sample is looked at.
+  for (const std::size_t anzahl : {std::size_t{2147483630}, std::size_t{1} << 31U}) {
+    EXPECT_EXIT((void)writeWav(std::span(eins.data(), anzahl), 16000.0, pfad), abgebrochen,
+                R"(\[hallkorb\] Abbruch: WAV-Datei: zu viele Samples: [0-9]+)");
+  }
+  EXPECT_TRUE(ordner.namen().empty());
+}
+
+TEST_F(WriteWav, TheOutputMayBeTheInput) {
+  const std::vector<float> samples = {0.0F, 0.5F, -0.5F, 0.25F};
+  ASSERT_FALSE(writeWav(samples, 16000.0, pfad));
+  auto gelesen = liesWav(pfad);
+  ASSERT_TRUE(gelesen);
+  for (float& x : *gelesen)
+    x = -x;
+  ASSERT_FALSE(writeWav(*gelesen, 16000.0, pfad));
+  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(*gelesen, 16000));
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST(LiesWav, ReadsBackWhatWasWrittenOnTheOtherScale) {
+  const TempOrdner ordner;
+  const std::vector<float> samples = {0.0F, 1.0F, -1.0F, 0.5F};
+  ASSERT_FALSE(writeWav(samples, 16000.0, ordner / "a.wav"));
+  const std::vector<float> soll = {0.0F, 32767.0F / 32768.0F, -32767.0F / 32768.0F,
+                                   16383.0F / 32768.0F};
+  EXPECT_EQ(liesWav(ordner / "a.wav"), soll);
+}
+
+TEST(LiesWav, TheLowestValueIsMinusOne) {
+  WavBytes b = fremderKopf(1, 4);
+  b.s16(-32768).s16(32767);
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{-1.0F, 0.999969482421875F}));
+}
+
+TEST(LiesWav, TakesTheLeftOfTwoChannels) {
+  WavBytes b = fremderKopf(2, 12);
+  b.s16(16384).s16(1).s16(-16384).s16(2).s16(8192).s16(3);
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, -0.5F, 0.25F}));
+}
+
+TEST(LiesWav, SkipsThePadByteOfAnOddBlock) {
+  WavBytes b;
+  b.wort("RIFF").u32(0).wort("WAVE");
+  b.wort("LIST").u32(3).wort("abc").wort("\xFF");
+  b.wort("fmt ").u32(16).u16(1).u16(1).u32(16000).u32(32000).u16(2).u16(16);
+  b.wort("data").u32(2).s16(16384);
+  EXPECT_EQ(liesBytes(b.bytes), std::vector<float>{0.5F});
+}
+
+TEST(LiesWav, WithoutAFormatBlockThereIsOneChannel) {
+  WavBytes b;
+  b.wort("....").u32(0).wort("....");  // these words are not looked at
+  b.wort("LIST").u32(20).wort("12345678901234567890");
+  b.wort("data").u32(4).s16(16384).s16(-16384);
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, -0.5F}));
+}
+
+TEST(LiesWav, NoChannelCountsAsOne) {
+  WavBytes b = fremderKopf(0, 4);
+  b.s16(16384).s16(-16384);
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, -0.5F}));
+}
+
+TEST(LiesWav, AFileOfABareHeaderIsNothing) {
+  const WavBytes b = fremderKopf(1, 0);
+  ASSERT_EQ(b.bytes.size(), 44U);
+  EXPECT_EQ(dekodiereWav(b.bytes), std::nullopt);
+  EXPECT_EQ(dekodiereWav({}), std::nullopt);
+}
+
+TEST(LiesWav, AnEmptyDataBlockIsAnEmptyList) {
+  WavBytes b = fremderKopf(1, 0);
+  b.wort("x");
+  EXPECT_EQ(dekodiereWav(b.bytes), std::vector<float>{});
+}
+
+TEST(LiesWav, ATruncatedFileIsReadAsFarAsItGoes) {
+  WavBytes b = fremderKopf(1, 0xFFFFFFFFU);
+  b.s16(16384).s16(8192).wort("x");
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, 0.25F}));
+}
+
+TEST(LiesWav, WhatFollowsTheDataIsNotRead) {
+  WavBytes b = fremderKopf(1, 2);
+  b.s16(16384).s16(8192);
+  EXPECT_EQ(liesBytes(b.bytes), std::vector<float>{0.5F});
+}
+
+TEST(LiesWav, APartialFrameIsIgnored) {
+  WavBytes b = fremderKopf(2, 7);
+  b.s16(16384).s16(1).s16(8192).wort("x");
+  EXPECT_EQ(liesBytes(b.bytes), std::vector<float>{0.5F});
+}
+
+TEST(LiesWav, WithoutADataBlockThereIsNothing) {
+  WavBytes b;
+  b.wort("RIFF").u32(0).wort("WAVE");
+  b.wort("fmt ").u32(16).u16(1).u16(1).u32(16000).u32(32000).u16(2).u16(16);
+  b.wort("LIST").u32(1).wort("x");
+  EXPECT_EQ(dekodiereWav(b.bytes), std::nullopt);
+  // Neither when a block reaches beyond the end, nor when the next header is cut off.
+  WavBytes weit;
+  weit.wort("RIFF").u32(0).wort("WAVE").wort("LIST").u32(0xFFFFFFFFU);
+  weit.bytes.resize(100);
+  EXPECT_EQ(dekodiereWav(weit.bytes), std::nullopt);
+  WavBytes knapp;
+  knapp.wort("RIFF").u32(0).wort("WAVE").wort("LIST").u32(80);
+  knapp.bytes.resize(100);
+  knapp.wort("data").wort("\x01\x01\x01");
+  EXPECT_EQ(dekodiereWav(knapp.bytes), std::nullopt);
+}
+
+TEST(LiesWav, AFormatBlockAtTheEndIsNothing) {
+  WavBytes b;
+  b.wort("RIFF").u32(0).wort("WAVE").wort("LIST").u32(26);
+  b.bytes.resize(46);
+  b.wort("fmt ").u32(0).wort("x");
+  EXPECT_EQ(dekodiereWav(b.bytes), std::nullopt);
+}
+
+TEST(LiesWav, WhatIsNoReadableFileIsNothing) {
+  const TempOrdner ordner;
+  EXPECT_EQ(liesWav(ordner / "fehlt.wav"), std::nullopt);
+  EXPECT_EQ(liesWav(ordner.pfad()), std::nullopt);
+  EXPECT_EQ(liesWav(""), std::nullopt);
+}
+
+}  // namespace
+}  // namespace hallkorb

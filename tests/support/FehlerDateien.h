@@ -1,0 +1,139 @@
+// The real files, with the failures a test asks for: the n-th call, of one kind or of all, fails
+// with a given error number; writes and reads come back short.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "audiofiles/Dateien.h"
+
+namespace hallkorb {
+
+class FehlerDateien final : public Dateien {
+ public:
+  enum class Ruf {
+    oeffnen,
+    lesen,
+    schreiben,
+    schreibenAn,
+    laengeSetzen,
+    rechteSetzen,
+    schliessen,
+    umbenennen,
+    loeschen,
+    ordnerAnlegen,
+    zustand,
+    verweis
+  };
+  static constexpr std::size_t RUFE = 12;
+  static constexpr std::size_t IMMER = std::numeric_limits<std::size_t>::max();
+
+  explicit FehlerDateien(Dateien& echt = posixDateien()) : echt_(echt) {}
+
+  // From now on, the calls number n to n + dauer - 1 (of this kind, counted from 0) fail.
+  void scheitere(Ruf ruf, std::size_t n, int nummer, std::size_t dauer = 1) {
+    plaene_.push_back({ruf, n, dauer, nummer});
+  }
+  // The same, all kinds counted together.
+  void scheitere(std::size_t n, int nummer, std::size_t dauer = 1) {
+    plaene_.push_back({std::nullopt, n, dauer, nummer});
+  }
+  // The disk has room again.
+  void scheitereNichtMehr() { plaene_.clear(); }
+  // No call moves more than `bytes` bytes.
+  void kurz(std::size_t bytes) { kurz_ = bytes; }
+
+  // Called before each call is carried out (or fails).
+  std::function<void(Ruf)> vorher;
+
+  [[nodiscard]] std::size_t rufe() const { return rufe_; }
+  [[nodiscard]] std::size_t rufe(Ruf ruf) const { return jeArt_[static_cast<std::size_t>(ruf)]; }
+
+  int oeffnen(const std::string& pfad, int flags, mode_t rechte) override {
+    return fuehreAus(Ruf::oeffnen, [&] { return echt_.oeffnen(pfad, flags, rechte); });
+  }
+  ssize_t lesen(int datei, std::span<std::uint8_t> ziel) override {
+    return fuehreAus(Ruf::lesen,
+                     [&] { return echt_.lesen(datei, ziel.first(std::min(ziel.size(), kurz_))); });
+  }
+  ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
+    return fuehreAus(Ruf::schreiben, [&] {
+      return echt_.schreiben(datei, bytes.first(std::min(bytes.size(), kurz_)));
+    });
+  }
+  ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
+                      std::int64_t stelle) override {
+    return fuehreAus(Ruf::schreibenAn, [&] {
+      return echt_.schreibenAn(datei, bytes.first(std::min(bytes.size(), kurz_)), stelle);
+    });
+  }
+  int laengeSetzen(int datei, std::int64_t bytes) override {
+    return fuehreAus(Ruf::laengeSetzen, [&] { return echt_.laengeSetzen(datei, bytes); });
+  }
+  int rechteSetzen(int datei, mode_t rechte) override {
+    return fuehreAus(Ruf::rechteSetzen, [&] { return echt_.rechteSetzen(datei, rechte); });
+  }
+  // Closes also when it fails, as the system does.
+  int schliessen(int datei) override {
+    const int ergebnis = echt_.schliessen(datei);
+    return fuehreAus(Ruf::schliessen, [&] { return ergebnis; });
+  }
+  int umbenennen(const std::string& alt, const std::string& neu) override {
+    return fuehreAus(Ruf::umbenennen, [&] { return echt_.umbenennen(alt, neu); });
+  }
+  int loeschen(const std::string& pfad) override {
+    return fuehreAus(Ruf::loeschen, [&] { return echt_.loeschen(pfad); });
+  }
+  int ordnerAnlegen(const std::string& pfad) override {
+    return fuehreAus(Ruf::ordnerAnlegen, [&] { return echt_.ordnerAnlegen(pfad); });
+  }
+  int zustand(const std::string& pfad, Zustand& ergebnis) override {
+    return fuehreAus(Ruf::zustand, [&] { return echt_.zustand(pfad, ergebnis); });
+  }
+  int verweis(const std::string& pfad, std::string& ziel) override {
+    return fuehreAus(Ruf::verweis, [&] { return echt_.verweis(pfad, ziel); });
+  }
+
+ private:
+  struct Plan {
+    std::optional<Ruf> ruf;
+    std::size_t noch;   // calls before the first failure
+    std::size_t dauer;  // failures left
+    int nummer;
+  };
+
+  template <class Tat>
+  auto fuehreAus(Ruf ruf, Tat tat) -> decltype(tat()) {
+    if (vorher) vorher(ruf);
+    ++rufe_;
+    ++jeArt_[static_cast<std::size_t>(ruf)];
+    int nummer = 0;
+    for (Plan& plan : plaene_) {
+      if (plan.ruf && *plan.ruf != ruf) continue;
+      if (plan.noch > 0) {
+        --plan.noch;
+      } else if (plan.dauer > 0) {
+        if (plan.dauer != IMMER) --plan.dauer;
+        if (nummer == 0) nummer = plan.nummer;
+      }
+    }
+    if (nummer != 0) return -nummer;
+    return tat();
+  }
+
+  Dateien& echt_;
+  std::vector<Plan> plaene_;
+  std::size_t kurz_ = IMMER;
+  std::size_t rufe_ = 0;
+  std::array<std::size_t, RUFE> jeArt_{};
+};
+
+}  // namespace hallkorb
