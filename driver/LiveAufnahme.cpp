@@ -101,6 +101,9 @@ void LiveAufnahme::baueAuf() {
       config_.sampleRate, *zeitMe_,
       [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
       plattform_.mikrofon(), plattform_);
+  if (config_.video) {
+    vidCap_ = WindowVideoCapture::baue(config_.outDir, zeitNull_, plattform_, dateien_);
+  }
 }
 
 // First of all: a signal that comes while the rest is being built is kept until the run loop runs.
@@ -140,17 +143,17 @@ void LiveAufnahme::starte() {
   if (systemAudio && !stopLaeuft_) {
     log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
   }
-  meldeStart(mikrofon, systemAudio);
+  if (meldeStart(mikrofon, systemAudio) && vidCap_) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
-void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
+bool LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
   if (mikrofon && systemAudio) {
-    if (!beginneEnde()) return;  // the stop ends the run
+    if (!beginneEnde()) return false;  // the stop ends the run
     const std::string& text =
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
     emit(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
     plattform_.runLoop().quit(2);
-    return;
+    return false;
   }
   if (mikrofon && !stopLaeuft_) {
     log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
@@ -164,6 +167,7 @@ void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAu
                   R"("null_unix_ms":%)" PRId64 "}",
                   wort(!mikrofon), wort(!systemAudio), wort(config_.video),
                   wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+  return true;
 }
 
 // On the capture's thread, which must not wait for a disk.
@@ -201,6 +205,7 @@ void LiveAufnahme::shutdown() {
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
@@ -209,6 +214,11 @@ void LiveAufnahme::stoppe() {
     }
   });
   themQueue_->sync([] {});
+  if (video) {
+    emit(R"({"event":"video","path":")" + jsonEscape(video->pfad) +
+         formatiert(R"(","frames":%)" PRId64 R"(,"quelle":")", video->frames) +
+         jsonEscape(video->quelle) + "\"}");
+  }
   themChunker_->finalizeRemainder();
   meChunker_->finalizeRemainder();
   if (strecke_) {

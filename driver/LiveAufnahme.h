@@ -8,14 +8,12 @@
 // What decides its shape: a capture that fails must not end the recording, and nothing that is slow
 // may hold up a capture.
 // - The system's blocks go to the serial queue "chunks.them", where the chunker "them" lives, and
-// as the
-//   reference to the serial queue "echo".
+//   as the reference to the serial queue "echo".
 // - The microphone's blocks go to the queue "echo": raw file, echo path, chunker "me". Without an
-// echo
-//   path they end on the capture's own thread.
+//   echo path they end on the capture's own thread.
+// - The video of the meeting window supervises itself; nothing here waits for it but the stop.
 // - Start and stop are tasks of their own; the main thread only waits for signals, so it can begin
-// a
-//   stop while the start still waits for a device.
+//   a stop while the start still waits for a device.
 //
 // One object is one recording. laufe() belongs to the main thread; everything else is called back.
 #pragma once
@@ -34,6 +32,7 @@
 #include "capture/Zeitachse.h"
 #include "driver/Config.h"
 #include "echo/EchoStrecke.h"
+#include "meeting/WindowVideoCapture.h"
 #include "platform/Plattform.h"
 
 namespace hallkorb {
@@ -55,7 +54,8 @@ class LiveAufnahme {
   void baueAuf();
   void richteSignaleEin();
   void starte();
-  void meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
+  // Whether the recording runs.
+  [[nodiscard]] bool meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
   void shutdown();
   void stoppe();
 
@@ -82,6 +82,7 @@ class LiveAufnahme {
   std::unique_ptr<RohWav> rohWav_;
   std::unique_ptr<SystemAudioCapture> sysCap_;
   std::unique_ptr<MicCapture> micCap_;
+  std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
   // Last, so that they have ended before anything that they use is taken down.

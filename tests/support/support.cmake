@@ -12,7 +12,7 @@ hallkorb_library(hallkorb_naive_rangfolge FOLDER tests/support
   HEADERS NaiveRangfolge.h
   SOURCES NaiveRangfolge.cpp
   DEPENDS hallkorb_meeting)
-target_link_libraries(hallkorb_naive_rangfolge PRIVATE PkgConfig::UTF8PROC)
+target_link_libraries(hallkorb_naive_rangfolge PRIVATE utf8proc)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
