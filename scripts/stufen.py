@@ -60,9 +60,11 @@ def dateien(*endungen):
             and os.path.exists(os.path.join(WURZEL, name))]
 
 
-def baue(preset, *optionen):
-    fuehre_aus("cmake", "--preset", preset, "-DHALLKORB_TESTS=ON", *optionen)
-    fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE))
+def baue(preset, *ziele, tests=True):
+    """Builds the targets (all without any); `tests` False leaves tests and benchmarks out."""
+    fuehre_aus("cmake", "--preset", preset, f"-DHALLKORB_TESTS={'ON' if tests else 'OFF'}")
+    fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE),
+               *(["--target", *ziele] if ziele else []))
 
 
 def ctest(preset, zaehler, umgebung=None):
@@ -168,19 +170,19 @@ def _tidy(quelle):
 
 def stufe_asan(zaehler):
     """address and undefined-behaviour sanitizers, all test programs"""
-    baue("asan")
+    baue("asan", "tests/all")
     ctest("asan", zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1:strict_string_checks=1"})
 
 
 def stufe_tsan(zaehler):
     """thread sanitizer, all test programs"""
-    baue("tsan")
+    baue("tsan", "tests/all")
     ctest("tsan", zaehler)
 
 
 def stufe_fuzz(zaehler):
     """every fuzz target for a short time"""
-    baue("fuzz")
+    baue("fuzz", "fuzz/all", tests=False)
     ziele = sorted(glob.glob(os.path.join(BAU, "fuzz", "fuzz", "*_fuzz")))
     if not ziele:
         raise Gescheitert("no fuzz targets were built")
