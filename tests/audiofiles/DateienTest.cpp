@@ -294,7 +294,7 @@ TEST_F(ErsetzeDatei, WhatCannotBeAFileIsAnError) {
 TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
   const TempOrdner ordner;
   FehlerDateien dateien;
-  for (const std::size_t anzahl : {0, 1, 65535, 65536, 65537, 300000}) {
+  for (const std::size_t anzahl : {0U, 1U, 65535U, 65536U, 65537U, 300000U}) {
     const Bytes bytes = zaehlung(anzahl);
     legeAn(ordner / "a", bytes);
     EXPECT_EQ(liesDatei(ordner / "a"), bytes);
