@@ -36,8 +36,8 @@ class Dateien {
 
   virtual ~Dateien() = default;
 
-  // Opens a file with the flags of open(2); never inherited by child processes,
-  // never made the controlling terminal. Returns its handle.
+  // Opens a file with the flags of open(2); never inherited by child processes, never made the
+  // controlling terminal. Returns its handle.
   virtual int oeffnen(const std::string& pfad, int flags, mode_t rechte) = 0;
   // Both return the number of bytes moved, which may be less than asked for. lesen: 0 at the end.
   virtual ssize_t lesen(int datei, std::span<std::uint8_t> ziel) = 0;

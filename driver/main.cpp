@@ -1,6 +1,7 @@
 // The program: reads the command line, picks the platform and one mode, and runs it.
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -13,6 +14,9 @@
 #if defined(__linux__)
 #include "platform/linux/LinuxPlattform.h"
 using DiesePlattform = hallkorb::LinuxPlattform;
+#elif defined(__APPLE__)
+#include "platform/macos/MacPlattform.h"
+using DiesePlattform = hallkorb::MacPlattform;
 #else
 #error "no platform for this system"
 #endif

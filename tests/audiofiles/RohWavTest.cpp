@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -40,11 +43,13 @@ class RohWavTest : public testing::Test {
     return RohWav::oeffne(pfad, RATE, dateien, [this] { return jetzt; });
   }
   [[nodiscard]] std::uint32_t erklaert() const {
-    const Bytes bytes = dateiBytes(pfad);
-    EXPECT_EQ(feld32(bytes, 4), feld32(bytes, 40) + 36);
-    return feld32(bytes, 40);
+    Bytes kopf(WAV_KOPF_BYTES);
+    std::ifstream datei(pfad, std::ios::binary);
+    datei.read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
+    EXPECT_EQ(feld32(kopf, 4), feld32(kopf, 40) + 36);
+    return feld32(kopf, 40);
   }
-  [[nodiscard]] std::size_t gehalten() const { return dateiBytes(pfad).size() - 44; }
+  [[nodiscard]] std::size_t gehalten() const { return std::filesystem::file_size(pfad) - 44; }
 
   TempOrdner ordner;
   std::string pfad = ordner / "mikro_roh.wav";
@@ -311,7 +316,7 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
     ASSERT_TRUE(roh);
     for (int s = 0; s < 8; ++s) {
       roh->schreiben(sekunde(s));
-      if (dateiBytes(pfad).size() >= 44) {
+      if (std::filesystem::file_size(pfad) >= 44) {
         ASSERT_LE(erklaert(), gehalten());
       }
       jetzt += 1.0;
@@ -346,8 +351,8 @@ class Schlucker final : public Dateien {
 };
 
 TEST(RohWavGrenze, ALengthThatTheHeaderCannotDeclareStopsTheProcess) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "a minute under the thread sanitizer, for one thread";
+#if defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+  GTEST_SKIP() << "encodes 2 GiB, which takes minutes in this build";
 #endif
   Schlucker schlucker;
   double jetzt = 0.0;
