@@ -54,8 +54,7 @@ class LiveAufnahme {
   void baueAuf();
   void richteSignaleEin();
   void starte();
-  // Whether the recording runs.
-  [[nodiscard]] bool meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
+  void meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
   void shutdown();
   void stoppe();
 
@@ -76,10 +75,11 @@ class LiveAufnahme {
   std::unique_ptr<ChannelChunker> meChunker_;
   std::unique_ptr<Zeitachse> zeitThem_;
   std::unique_ptr<Zeitachse> zeitMe_;
-  std::unique_ptr<SerialQueue> themQueue_;
-  std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and where it is wanted
   std::unique_ptr<RohWav> rohWav_;
+  // After all that their work touches, so that they end before it.
+  std::unique_ptr<SerialQueue> themQueue_;
+  std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<SystemAudioCapture> sysCap_;
   std::unique_ptr<MicCapture> micCap_;
   std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
