@@ -47,15 +47,13 @@ std::int64_t minus(std::int64_t a, std::int64_t b) {
 
 float quadratsumme(std::span<const float> werte) {
   std::array<float, SUMMEN> teil{};
-  const std::size_t ganz = werte.size() - werte.size() % SUMMEN;
-  std::size_t i = 0;
-  for (; i < ganz; i += SUMMEN) {
+  for (; werte.size() >= SUMMEN; werte = werte.subspan(SUMMEN)) {
     for (std::size_t k = 0; k < SUMMEN; ++k)
-      teil[k] += werte[i + k] * werte[i + k];
+      teil[k] += werte[k] * werte[k];
   }
   float summe = (teil[0] + teil[1]) + (teil[2] + teil[3]);
-  for (; i < werte.size(); ++i)
-    summe += werte[i] * werte[i];
+  for (const float wert : werte)
+    summe += wert * wert;
   return summe;
 }
 

@@ -11,7 +11,9 @@ MicCapture::MicCapture(double rate, Zeitachse& zeit, Weiter weiter,
                        std::unique_ptr<AudioInput> eingang, AudioConverterFactory& konverter)
     : weg_(rate, zeit, std::move(weiter), konverter), eingang_(std::move(eingang)) {}
 
-MicCapture::~MicCapture() { stop(); }
+MicCapture::~MicCapture() {
+  stop();
+}
 
 Ergebnis MicCapture::start() {
   Ergebnis fehler = eingang_->start(*this);
@@ -19,15 +21,21 @@ Ergebnis MicCapture::start() {
   return fehler;
 }
 
-void MicCapture::stop() { eingang_->stop(); }
+void MicCapture::stop() {
+  eingang_->stop();
+}
 
-void MicCapture::block(const PcmBlock& block) { weg_.nimm(block); }
+void MicCapture::block(const PcmBlock& block) {
+  weg_.nimm(block);
+}
 
 void MicCapture::unterbrochen(const Fehler& fehler) {
   log("[hallkorb] Mikrofon unterbrochen: " + fehler.description);
 }
 
-void MicCapture::fortgesetzt() { log("[hallkorb] Mikrofon wieder da"); }
+void MicCapture::fortgesetzt() {
+  log("[hallkorb] Mikrofon wieder da");
+}
 
 void MicCapture::verloren(std::uint64_t bloecke) {
   log(formatiert("[hallkorb] Mikrofon: %" PRIu64 " Bloecke verloren, Verarbeitung zu langsam",

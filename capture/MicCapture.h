@@ -1,4 +1,5 @@
-// The microphone channel: the default input device, from its blocks to samples on the timeline "me".
+// The microphone channel: the default input device, from its blocks to samples on the timeline
+// "me".
 //
 // The device belongs to the platform; what is decided here is what people are told of it. A failure
 // to start is the caller's to report, since it knows whether the recording can go on without.

@@ -1,8 +1,9 @@
 // Captured blocks of whatever format to mono at the recording's common rate.
 //
-// The filter itself is the platform's. What is fixed here is when a converter is made anew (a changed
-// format, nothing else, so that a stream has no seams), how much room a block gets, and that a block
-// that cannot be converted is lost quietly: the timeline sees its hole at the next block.
+// The filter itself is the platform's. What is fixed here is when a converter is made anew (a
+// changed format, nothing else, so that a stream has no seams), how much room a block gets, and
+// that a block that cannot be converted is lost quietly: the timeline sees its hole at the next
+// block.
 //
 // Used by one capture's thread; no lock.
 #pragma once

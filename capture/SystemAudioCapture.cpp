@@ -15,7 +15,9 @@ SystemAudioCapture::SystemAudioCapture(double rate, Zeitachse& zeit,
           konverter),
       eingang_(std::move(eingang)) {}
 
-SystemAudioCapture::~SystemAudioCapture() { stop(); }
+SystemAudioCapture::~SystemAudioCapture() {
+  stop();
+}
 
 Ergebnis SystemAudioCapture::start() {
   Ergebnis fehler = eingang_->start(*this);
@@ -23,15 +25,21 @@ Ergebnis SystemAudioCapture::start() {
   return fehler;
 }
 
-void SystemAudioCapture::stop() { eingang_->stop(); }
+void SystemAudioCapture::stop() {
+  eingang_->stop();
+}
 
-void SystemAudioCapture::block(const PcmBlock& block) { weg_.nimm(block); }
+void SystemAudioCapture::block(const PcmBlock& block) {
+  weg_.nimm(block);
+}
 
 void SystemAudioCapture::unterbrochen(const Fehler& fehler) {
   log("[hallkorb] SCStream gestoppt: " + fehler.description);
 }
 
-void SystemAudioCapture::fortgesetzt() { log("[hallkorb] System-Audio wieder da"); }
+void SystemAudioCapture::fortgesetzt() {
+  log("[hallkorb] System-Audio wieder da");
+}
 
 void SystemAudioCapture::verloren(std::uint64_t bloecke) {
   log(formatiert("[hallkorb] System-Audio: %" PRIu64 " Bloecke verloren, Verarbeitung zu langsam",

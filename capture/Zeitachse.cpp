@@ -17,7 +17,7 @@ constexpr std::int64_t GEMELDETE_EREIGNISSE = 20;
 // To the nearest integer, halves away from zero.
 std::int64_t gerundet(double x) {
   const double ganz = std::round(x);
-  if (!(ganz >= -0x1p63 && ganz < 0x1p63)) abbruch("Zeitachse: Zeitpunkt nicht darstellbar");
+  if (!(ganz > -0x1p63 && ganz < 0x1p63)) abbruch("Zeitachse: Zeitpunkt nicht darstellbar");
   return static_cast<std::int64_t>(ganz);
 }
 
@@ -59,8 +59,8 @@ std::vector<float> Zeitachse::einordnen(std::vector<float> samples, std::optiona
       merkeUeberlappung(diff);
       erwartet_ = pos + n;
     } else {
-      // Jitter: the expectation goes on from itself, not from the measured time, so that it does not
-      // follow the jitter about.
+      // Jitter: the expectation goes on from itself, not from the measured time, so that it does
+      // not follow the jitter about.
       *erwartet_ += n;
     }
   }
@@ -75,8 +75,8 @@ std::vector<float> Zeitachse::einordnen(std::vector<float> samples, std::optiona
   return out;
 }
 
-// The first block whose time is known: silence from time zero up to it, or the part of it dropped that
-// lies before. That the devices need a moment to start is neither a gap nor an overlap.
+// The first block whose time is known: silence from time zero up to it, or the part of it dropped
+// that lies before. That the devices need a moment to start is neither a gap nor an overlap.
 void Zeitachse::verankere(double pos, std::vector<float>& out) {
   const std::int64_t k = gerundet(pos);
   if (k >= 1) stelleNullenVoran(out, k);
@@ -108,8 +108,8 @@ void Zeitachse::merkeUeberlappung(double diff) {
 }
 
 std::string Zeitachse::bericht() const {
-  return formatiert("\"%s\":{\"luecken\":%" PRId64 ",\"luecken_ms\":%.0f,\"ueberlappungen\":%" PRId64
-                    ",\"verworfen_ms\":%.0f}",
+  return formatiert("\"%s\":{\"luecken\":%" PRId64
+                    ",\"luecken_ms\":%.0f,\"ueberlappungen\":%" PRId64 ",\"verworfen_ms\":%.0f}",
                     name.c_str(), luecken, millisekunden(lueckenSamples, rate), ueberlappungen,
                     millisekunden(verworfen, rate));
 }

@@ -1,13 +1,13 @@
 // A channel's timeline: keeps one mono stream in step with the host clock.
 //
 // Captured blocks come with the host time of their first sample. Device clocks drift (10 to 100 ppm
-// are common) and drivers lose blocks; packed edge to edge, an hour's recording would be off by up to
-// a third of a second, and the two channels would no longer belong together. So sample i of the
+// are common) and drivers lose blocks; packed edge to edge, an hour's recording would be off by up
+// to a third of a second, and the two channels would no longer belong together. So sample i of the
 // output always belongs to host time null + i / rate, within 5 ms: gaps are filled with zeros,
 // overlaps dropped, smaller jitter passes untouched, since moving samples for it would be audible.
 //
-// Times are seconds on the clock of hostSekunden(); positions are samples at `rate`, kept as doubles
-// so that fractions carry over from block to block. One thread at a time; no lock.
+// Times are seconds on the clock of hostSekunden(); positions are samples at `rate`, kept as
+// doubles so that fractions carry over from block to block. One thread at a time; no lock.
 #pragma once
 
 #include <cstdint>
@@ -29,8 +29,8 @@ class Zeitachse {
   //
   // `t` is the host time of the block's first captured sample; absent, not positive and not finite
   // all mean that it is not known. `eingang` is the block's duration in seconds as captured, before
-  // resampling: it, and not samples.size(), moves the expectation on, so that a resampler's rounding
-  // and latency are not taken for a drift of the clock.
+  // resampling: it, and not samples.size(), moves the expectation on, so that a resampler's
+  // rounding and latency are not taken for a drift of the clock.
   [[nodiscard]] std::vector<float> einordnen(std::vector<float> samples, std::optional<double> t,
                                              double eingang);
 

@@ -40,14 +40,15 @@ struct Config {
 // What a run does; exactly one.
 enum class Modus { echoDatei, zeitachseTest, fensterWahl, fensterProbe, live };
 
-// The mode that the configuration asks for: the offline modes before the live recording, in the order
-// of the enumeration. An "--echo-datei" that did not get its three paths asks for nothing.
+// The mode that the configuration asks for: the offline modes before the live recording, in the
+// order of the enumeration. An "--echo-datei" that did not get its three paths asks for nothing.
 [[nodiscard]] Modus modus(const Config& config);
 
 // The process-wide configuration.
 extern Config cfg;
 
-// The configuration that the process's arguments say; the first one, the program's path, is skipped.
+// The configuration that the process's arguments say; the first one, the program's path, is
+// skipped.
 [[nodiscard]] Config parseArgs(int argc, const char* const* argv);
 
 }  // namespace hallkorb

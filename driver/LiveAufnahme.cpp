@@ -1,34 +1,25 @@
 #include "driver/LiveAufnahme.h"
 
 #include <cinttypes>
-#include <cmath>
 #include <csignal>
+#include <span>
 #include <string>
 #include <utility>
-
-#include <unistd.h>
 
 #include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
-const char* wort(bool wert) { return wert ? "true" : "false"; }
+// The echo path's filter: 320 ms of room.
+constexpr std::int64_t ECHO_PARTITIONEN = 20;
 
-// Buffers are counted in samples, the command line speaks of seconds and hertz. What gives no count
-// ends the run here, with the option's name, before anything is built on it.
-void pruefeZahlen(const Config& c) {
-  const auto pruefe = [&](const char* option, double wert, double sekunden) {
-    const double samples = c.sampleRate * sekunden;
-    if (samples > -0x1p63 && samples < 0x1p63) return;
-    // A rate beyond every device spoils each product; then it is not the seconds that are wrong.
-    const bool rate = !(std::abs(c.sampleRate) < 0x1p31);
-    abbruch(formatiert("%s %g: Wert nicht verwendbar", rate ? "--rate" : option,
-                       rate ? c.sampleRate : wert));
-  };
-  pruefe("--rate", c.sampleRate, 1.0);
-  pruefe("--chunk", c.chunkSeconds, c.chunkSeconds);
-  pruefe("--max", c.maxSeconds, c.maxSeconds);
+// How long the stop waits for a host that keeps its pipes open and does not read, in seconds. One
+// that is merely slow reads within that; the files are complete either way.
+constexpr double STOP_WARTET_AUF_LESER = 5.0;
+
+const char* wort(bool wert) {
+  return wert ? "true" : "false";
 }
 
 std::string degraded(const char* kanal, const Fehler& fehler) {
@@ -43,11 +34,16 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
   setzeHostClock(plattform.uhr());
 }
 
-LiveAufnahme::~LiveAufnahme() { FileHandleTextOutput::standardOutput().leserWeg(nullptr); }
+LiveAufnahme::~LiveAufnahme() {
+  FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+  FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
+  FileHandleTextOutput::standardError().begrenze(std::nullopt);
+}
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
   baueAuf();
+  halteZeilenZurueck();
   startTask_ = plattform_.executor().starte([this] { starte(); });
   return plattform_.runLoop().run();
 }
@@ -58,7 +54,6 @@ void LiveAufnahme::baueAuf() {
   zeitNull_ = hostSekunden();
   nullUnixMs_ = plattform_.uhr().unixMs();
 
-  pruefeZahlen(config_);
   const auto chunker = [this](const char* kanal) {
     return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
                                             config_.chunkSeconds, config_.turnMode,
@@ -72,6 +67,14 @@ void LiveAufnahme::baueAuf() {
   themQueue_ = plattform_.executor().queue("chunks.them");
   echoQueue_ = plattform_.executor().queue("echo");
 
+  // The canceller works at this one rate.
+  if (config_.echo && config_.sampleRate == EK_R) {
+    strecke_ = std::make_unique<EchoStrecke>(ECHO_PARTITIONEN);
+    strecke_->ausgabe = [this](std::span<const float> samples, const std::vector<bool>& sprache) {
+      meChunker_->append(samples, &sprache);
+    };
+  }
+
   if (config_.rohMikro) {
     const std::string pfad = pfadIn(config_.outDir, "mikro_roh.wav");
     rohWav_ = RohWav::oeffne(pfad, static_cast<std::int64_t>(config_.sampleRate), dateien_);
@@ -83,8 +86,11 @@ void LiveAufnahme::baueAuf() {
   sysCap_->weiter = [this](std::vector<float> samples) { nimmSystemAudio(std::move(samples)); };
   micCap_ = std::make_unique<MicCapture>(
       config_.sampleRate, *zeitMe_,
-      [this](const std::vector<float>& samples) { nimmMikrofon(samples); }, plattform_.mikrofon(),
-      plattform_);
+      [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
+      plattform_.mikrofon(), plattform_);
+  if (config_.video) {
+    vidCap_ = WindowVideoCapture::baue(config_.outDir, zeitNull_, plattform_, dateien_);
+  }
 }
 
 // First of all: a signal that comes while the rest is being built is kept until the run loop runs.
@@ -109,7 +115,9 @@ void LiveAufnahme::richteSignaleEin() {
       [&schleife, leserWeg] { schleife.post(leserWeg); });
 }
 
-bool LiveAufnahme::beginneEnde() { return !stopLaeuft_.exchange(true); }
+bool LiveAufnahme::beginneEnde() {
+  return !stopLaeuft_.exchange(true);
+}
 
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
@@ -123,37 +131,56 @@ void LiveAufnahme::starte() {
     log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
   }
   meldeStart(mikrofon, systemAudio);
+  if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
+// What the captures have delivered meanwhile is told after the report.
 void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
   if (mikrofon && systemAudio) {
-    if (!beginneEnde()) return;  // the stop ends the run
+    const bool gescheitert = beginneEnde();
     const std::string& text =
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
-    emit(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
-    plattform_.runLoop().quit(2);
+    // Where a stop was first, it is what made the starts fail, and it ends the run.
+    std::vector<std::string> zeilen;
+    if (gescheitert) zeilen.push_back(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    gibZeilenFrei(zeilen);
+    if (gescheitert) plattform_.runLoop().quit(2);
     return;
   }
+  std::vector<std::string> zeilen;
   if (mikrofon && !stopLaeuft_) {
     log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
-    emit(degraded("me", *mikrofon));
+    zeilen.push_back(degraded("me", *mikrofon));
   }
   if (systemAudio && !stopLaeuft_) {
     log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + systemAudio->description);
-    emit(degraded("them", *systemAudio));
+    zeilen.push_back(degraded("them", *systemAudio));
   }
-  emit(formatiert(R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,)"
-                  R"("null_unix_ms":%)" PRId64 "}",
-                  wort(!mikrofon), wort(!systemAudio), wort(config_.video), wort(false),
-                  nullUnixMs_));
+  zeilen.push_back(formatiert(
+      R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
+      wort(!mikrofon), wort(!systemAudio), wort(config_.video),
+      wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+  gibZeilenFrei(zeilen);
 }
 
 // On the capture's thread, which must not wait for a disk.
 void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = samples] { strecke_->referenz(block); });
+  }
   themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
 }
 
-void LiveAufnahme::nimmMikrofon(const std::vector<float>& samples) {
+// On the capture's thread. The raw file belongs to the queue of the echo path where there is one:
+// so it is written by one thread at a time either way, in the order of arrival.
+void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = std::move(samples)] {
+      if (rohWav_) rohWav_->schreiben(block);
+      strecke_->mikro(block);
+    });
+    return;
+  }
   if (rohWav_) rohWav_->schreiben(samples);
   meChunker_->append(samples);
 }
@@ -161,25 +188,41 @@ void LiveAufnahme::nimmMikrofon(const std::vector<float>& samples) {
 // On the main thread. Signals that come while the stop runs change nothing.
 void LiveAufnahme::shutdown() {
   if (!beginneEnde()) return;
+  for (auto* strom :
+       {&FileHandleTextOutput::standardOutput(), &FileHandleTextOutput::standardError()}) {
+    strom->begrenze(STOP_WARTET_AUF_LESER);
+  }
   log("[hallkorb] Stop — schreibe Rest-Chunks");
   micCap_->stop();
   stopTask_ = plattform_.executor().starte([this] { stoppe(); });
 }
 
-// The stop task. The order matters: first the sources, then the queues behind them, then what is left
-// in the buffers, and only then the figures about all of it.
+// The stop task. The order matters: first the sources, then the queues behind them, then what is
+// left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
+    if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
     if (const Ergebnis fehler = rohWav_->schliessen()) {
       log("[hallkorb] mikro_roh.wav: " + fehler->description);
     }
   });
   themQueue_->sync([] {});
+  if (video) {
+    emit(R"({"event":"video","path":")" + jsonEscape(video->pfad) +
+         formatiert(R"(","frames":%)" PRId64 R"(,"quelle":")", video->frames) +
+         jsonEscape(video->quelle) + "\"}");
+  }
   themChunker_->finalizeRemainder();
   meChunker_->finalizeRemainder();
+  if (strecke_) {
+    std::string zeile = strecke_->statistik();
+    zeile.pop_back();
+    emit(zeile + formatiert(",\"chunks_ohne_sprache\":%" PRId64 "}", meChunker_->ohneSprache()));
+  }
   emit(R"({"event":"zeitachse",)" + zeitThem_->bericht() + "," + zeitMe_->bericht() + "}");
   emit(R"({"event":"done"})");
   plattform_.runLoop().quit(0);

@@ -20,18 +20,18 @@ constexpr double RATE = 16000.0;
 constexpr double KREISFREQUENZ = 1884.9555921538758;  // of a 300 Hz tone
 constexpr double AMPLITUDE = 0.5;
 constexpr double NULLZEIT = 1000.0;
-constexpr double VERSATZ = 0.3;                    // seconds from time zero to the first block
-constexpr std::int64_t GROESSTE_LAUFZEIT = 40;     // samples
-constexpr std::int64_t ANFANG_VON = 5600;          // the stretch in which the delay is looked for
+constexpr double VERSATZ = 0.3;                 // seconds from time zero to the first block
+constexpr std::int64_t GROESSTE_LAUFZEIT = 40;  // samples
+constexpr std::int64_t ANFANG_VON = 5600;       // the stretch in which the delay is looked for
 constexpr std::int64_t ANFANG_BIS = 20800;
-constexpr std::int64_t ENDE_LAENGE = 10000;        // the last stretch, less what the end spoils
+constexpr std::int64_t ENDE_LAENGE = 10000;  // the last stretch, less what the end spoils
 constexpr std::int64_t ENDE_RAND = 2000;
-constexpr std::int64_t TON_SICHER_AB = 4900;       // the tone begins at sample 4800
+constexpr std::int64_t TON_SICHER_AB = 4900;  // the tone begins at sample 4800
 
 // The input's sample n.
 float ton(std::int64_t n) {
-  return static_cast<float>(
-      AMPLITUDE * std::sin(KREISFREQUENZ * static_cast<double>(n) / EINGANGSRATE));
+  return static_cast<float>(AMPLITUDE *
+                            std::sin(KREISFREQUENZ * static_cast<double>(n) / EINGANGSRATE));
 }
 
 std::vector<float> aufgenommen(const Testfall& f, Zeitachse& zeit,
@@ -48,17 +48,17 @@ std::vector<float> aufgenommen(const Testfall& f, Zeitachse& zeit,
     const PcmBlock block{format, static_cast<std::uint32_t>(f.frames), samples, std::nullopt};
     auto gewandelt = resampler.process(block);
     if (!gewandelt) continue;
-    const double t = NULLZEIT + VERSATZ +
-                     (1 + f.drift) * (static_cast<double>(b * f.frames) / EINGANGSRATE);
-    const auto gestellt = zeit.einordnen(std::move(*gewandelt), t,
-                                         static_cast<double>(f.frames) / EINGANGSRATE);
+    const double t =
+        NULLZEIT + VERSATZ + (1 + f.drift) * (static_cast<double>(b * f.frames) / EINGANGSRATE);
+    const auto gestellt =
+        zeit.einordnen(std::move(*gewandelt), t, static_cast<double>(f.frames) / EINGANGSRATE);
     ausgang.insert(ausgang.end(), gestellt.begin(), gestellt.end());
   }
   return ausgang;
 }
 
-// How much of the output in [von, bis) is not the ideal tone at this lag, whatever its gain: 1 - rho^2
-// in decibels.
+// How much of the output in [von, bis) is not the ideal tone at this lag, whatever its gain: 1 -
+// rho^2 in decibels.
 double rest(std::span<const float> y, std::int64_t von, std::int64_t bis, std::int64_t lag,
             double drift) {
   double c = 0;
@@ -77,9 +77,8 @@ double rest(std::span<const float> y, std::int64_t von, std::int64_t bis, std::i
 }
 
 std::int64_t sollLaenge(const Testfall& f) {
-  const double soll = (static_cast<double>(f.puffer * f.frames) / EINGANGSRATE * (1 + f.drift) +
-                       VERSATZ) *
-                      RATE;
+  const double soll =
+      (static_cast<double>(f.puffer * f.frames) / EINGANGSRATE * (1 + f.drift) + VERSATZ) * RATE;
   if (!(soll > -0x1p63 && soll < 0x1p63)) abbruch("Selbsttest: Laenge nicht darstellbar");
   return static_cast<std::int64_t>(soll);
 }
@@ -107,13 +106,14 @@ std::string fall(const Testfall& f, AudioConverterFactory& konverter) {
   const std::int64_t nullen =
       ende <= TON_SICHER_AB ? 0 : std::count(y.begin() + TON_SICHER_AB, y.begin() + ende, 0.0F);
 
-  return formatiert(
-      "{\"fall\":\"%s\",\"laenge\":%" PRId64 ",\"soll_laenge\":%" PRId64 ",\"luecken\":%" PRId64
-      ",\"luecken_ms\":%.1f,\"ueberlappungen\":%" PRId64 ",\"verworfen_ms\":%.1f,\"nullen\":%" PRId64
-      ",\"laufzeit_samples\":%" PRId64 ",\"rest_anfang_db\":%.1f,\"rest_ende_db\":%.1f}",
-      f.name.c_str(), laenge, soll, zeit.luecken,
-      static_cast<double>(zeit.lueckenSamples) / RATE * 1000, zeit.ueberlappungen,
-      static_cast<double>(zeit.verworfen) / RATE * 1000, nullen, laufzeit, restAnfang, restEnde);
+  return formatiert("{\"fall\":\"%s\",\"laenge\":%" PRId64 ",\"soll_laenge\":%" PRId64
+                    ",\"luecken\":%" PRId64 ",\"luecken_ms\":%.1f,\"ueberlappungen\":%" PRId64
+                    ",\"verworfen_ms\":%.1f,\"nullen\":%" PRId64 ",\"laufzeit_samples\":%" PRId64
+                    ",\"rest_anfang_db\":%.1f,\"rest_ende_db\":%.1f}",
+                    f.name.c_str(), laenge, soll, zeit.luecken,
+                    static_cast<double>(zeit.lueckenSamples) / RATE * 1000, zeit.ueberlappungen,
+                    static_cast<double>(zeit.verworfen) / RATE * 1000, nullen, laufzeit, restAnfang,
+                    restEnde);
 }
 
 int zeitachseTest(AudioConverterFactory& konverter) {

@@ -1,8 +1,8 @@
 // Conversion of captured blocks to mono at another rate, by the platform's own resampler.
 //
-// A converter is made for one input format and keeps its filter's state from block to block, so that
-// the blocks of a stream join without a seam. It carries the first input channel over, it does not
-// mix: a voice on the left channel alone must not lose half its level.
+// A converter is made for one input format and keeps its filter's state from block to block, so
+// that the blocks of a stream join without a seam. It carries the first input channel over, it does
+// not mix: a voice on the left channel alone must not lose half its level.
 //
 // One thread at a time.
 #pragma once

@@ -10,7 +10,9 @@ std::atomic<const HostClock*> hostClock{nullptr};
 
 }  // namespace
 
-void setzeHostClock(const HostClock& uhr) { hostClock.store(&uhr, std::memory_order_release); }
+void setzeHostClock(const HostClock& uhr) {
+  hostClock.store(&uhr, std::memory_order_release);
+}
 
 double hostSekunden() {
   const HostClock* uhr = hostClock.load(std::memory_order_acquire);

@@ -19,8 +19,8 @@ class RunLoop {
   // arrival. Before run(), on the main thread.
   virtual void aufSignal(int nummer, Handler handler) = 0;
 
-  // `handler` runs once on the main thread when the reading end of `deskriptor` (a pipe, a socket, a
-  // terminal) is closed, without anything being written. Does nothing for files. Before run().
+  // `handler` runs once on the main thread when the reading end of `deskriptor` (a pipe, a socket,
+  // a terminal) is closed, without anything being written. Does nothing for files. Before run().
   virtual void aufLeserWeg(int deskriptor, Handler handler) = 0;
 
   // Runs `handler` on the main thread, in the order of the calls. Any thread.

@@ -1,19 +1,20 @@
 // The screen's windows: which there are, and the moving picture of one of them.
 //
 // Pictures stay opaque. A picture of the screen has a form that belongs to its platform (a sample
-// buffer of the capture service, an image in shared memory), and copying or converting it on the way to
-// the encoder would cost more than everything else here; so it goes to the VideoWriter of the same
-// platform as it is, and the recorder only looks at its time and its state.
+// buffer of the capture service, an image in shared memory), and copying or converting it on the
+// way to the encoder would cost more than everything else here; so it goes to the VideoWriter of
+// the same platform as it is, and the recorder only looks at its time and its state.
 //
 // Contract
 // - inventar() may block, for at most 3 seconds; any thread, one at a time.
 // - A WindowStream calls its listener from one thread, the stream's own, one call at a time, never
 //   from within start() or wechsle(). bild() may take its time: what arrives meanwhile is dropped.
-// - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream that
+// - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream
+// that
 //   told gestoppt() is finished: only stop() may follow.
 // - stop() may come at any time from any thread but the stream's own, also during start() or
-//   wechsle(), which then return with an error at once. Nothing is called on the listener after it has
-//   returned. It is final and may be repeated.
+//   wechsle(), which then return with an error at once. Nothing is called on the listener after it
+//   has returned. It is final and may be repeated.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +27,8 @@
 
 namespace hallkorb {
 
-// One window as the platform tells of it. Lengths in points of the screen's space, whose origin is at
-// the top left.
+// One window as the platform tells of it. Lengths in points of the screen's space, whose origin is
+// at the top left.
 struct ScreenWindow {
   struct Anwendung {
     std::string bundle;  // bundle identifier, or what serves as one
@@ -41,7 +42,7 @@ struct ScreenWindow {
   double y = 0.0;
   double breite = 0.0;
   double hoehe = 0.0;
-  bool sichtbar = false;  // on the screen: not hidden, not minimised, not on another desktop
+  bool sichtbar = false;   // on the screen: not hidden, not minimised, not on another desktop
   std::int64_t ebene = 0;  // 0 for ordinary windows, greater above them, smaller below
 };
 
@@ -52,8 +53,8 @@ struct ScreenContent {
 
 enum class BildStatus { vollstaendig, unveraendert, leer, angehalten, begonnen, beendet };
 
-// A picture of the recorded window, of whatever form the platform gives it. Valid only during the call
-// that hands it over.
+// A picture of the recorded window, of whatever form the platform gives it. Valid only during the
+// call that hands it over.
 class Bild {
  public:
   virtual ~Bild() = default;

@@ -1,15 +1,15 @@
 // One video file being written: pictures in, an MP4 with H.264 out.
 //
-// Encoding is slow and pictures come at their own pace, so the writer never makes its caller wait: it
-// says whether it is ready, and a picture that comes too early is the caller's to drop. The file can be
-// played up to the last seconds whenever the process dies, and is an ordinary, seekable file after
-// schliesseAb().
+// Encoding is slow and pictures come at their own pace, so the writer never makes its caller wait:
+// it says whether it is ready, and a picture that comes too early is the caller's to drop. The file
+// can be played up to the last seconds whenever the process dies, and is an ordinary, seekable file
+// after schliesseAb().
 //
-// Times are seconds on the clock of hostSekunden(); the file begins with the picture at `basis`, and
-// gaps between pictures show the earlier one.
+// Times are seconds on the clock of hostSekunden(); the file begins with the picture at `basis`,
+// and gaps between pictures show the earlier one.
 //
-// starte(), bereit() and haengeAn() belong to one thread at a time; schliesseAb() may come from another
-// one when these have returned for good. fehler() any thread.
+// starte(), bereit() and haengeAn() belong to one thread at a time; schliesseAb() may come from
+// another one when these have returned for good. fehler() any thread.
 #pragma once
 
 #include <memory>
@@ -23,16 +23,16 @@ namespace hallkorb {
 struct VideoEinstellungen {
   int breite = 0;
   int hoehe = 0;
-  std::int64_t bitrate = 0;      // bit/s, on average
+  std::int64_t bitrate = 0;       // bit/s, on average
   int schluesselbildAbstand = 0;  // pictures from one key frame to the next, at most
-  double bilderJeSekunde = 0;    // at most
+  double bilderJeSekunde = 0;     // at most
 };
 
 class VideoWriter {
  public:
   virtual ~VideoWriter() = default;
-  // Begins the file with the picture at `basis`; an earlier file of the name is replaced. False where
-  // that fails; fehler() says why.
+  // Begins the file with the picture at `basis`; an earlier file of the name is replaced. False
+  // where that fails; fehler() says why.
   [[nodiscard]] virtual bool starte(double basis) = 0;
   // Whether the file has been begun and nothing has failed since.
   [[nodiscard]] virtual bool schreibt() const = 0;
@@ -49,8 +49,8 @@ class VideoWriter {
 
 class VideoWriterFactory {
  public:
-  // A writer for the file `pfad`, which is not touched before starte(); or null with `fehler` filled
-  // where the platform has no encoder for these settings.
+  // A writer for the file `pfad`, which is not touched before starte(); or null with `fehler`
+  // filled where the platform has no encoder for these settings.
   [[nodiscard]] virtual std::unique_ptr<VideoWriter> videoWriter(
       const std::string& pfad, const VideoEinstellungen& einstellungen, Fehler& fehler) = 0;
 

@@ -356,11 +356,12 @@ class Sitzung:
         self._warte(lambda: self.standard(art) == name, f"{name} as default {art}")
 
     def lege_an(self, name, klasse=None, kanaele=None, rang=None):
-        """Plugs a device in; `klasse` and so on as in GERAETE, whose values serve as defaults."""
+        """Plugs a device in and returns when it can be linked; `klasse` and so on as in GERAETE, whose
+        values serve as defaults. The microphone is linked to its feed if that is there."""
         self.befehl("pw-cli", "create-node", "adapter",
                     _spa(self._eigenschaften(name, klasse, kanaele, rang)))
         self._warte(lambda: self.knoten(name), f"device {name}")
-        if name == "mic":
+        if name == "mic" and self.knoten("mic-feed"):
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
 
     def entferne(self, name):
@@ -383,9 +384,11 @@ class Sitzung:
     def spiele(self, datei, ziel):
         """Starts playing a WAV file into `ziel` and returns the process once it is linked there."""
         name = f"spieler-{len(self._spieler)}"
-        # pw-play asks for 100 ms by default, which would change the block length of the graph.
+        # pw-play asks for 100 ms by default, which would change the block length of the graph; and
+        # what plays into the default sink would otherwise follow when another one is picked.
+        eigenschaften = _spa({"node.name": name, "node.dont-reconnect": True})
         spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
-                                        "--properties", _spa({"node.name": name}), datei],
+                                        "--properties", eigenschaften, datei],
                                        stderr=subprocess.DEVNULL)
         self._spieler.append(spieler)
 

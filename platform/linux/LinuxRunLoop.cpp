@@ -69,13 +69,19 @@ bool LinuxRunLoop::beendet() {
   return status_.has_value();
 }
 
+// Only what was there before: work that posts more work must not keep the signals waiting.
 void LinuxRunLoop::laufeGepostete() {
   wecker_.leere();
-  while (true) {
+  std::size_t anzahl = 0;
+  {
+    const std::lock_guard halter(lock_);
+    anzahl = gepostet_.size();
+  }
+  for (; anzahl > 0; --anzahl) {
     Handler handler;
     {
       const std::lock_guard halter(lock_);
-      if (status_ || gepostet_.empty()) return;
+      if (status_) return;
       handler = std::move(gepostet_.front());
       gepostet_.pop_front();
     }

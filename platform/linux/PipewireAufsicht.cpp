@@ -1,5 +1,6 @@
 #include "platform/linux/PipewireAufsicht.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <utility>
@@ -75,6 +76,7 @@ void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
     strom_.reset();
   }
   verbindung_.reset();
+  stromZiel_.reset();
   grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
 }
 
@@ -112,7 +114,7 @@ void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeit
   // The session manager moves the system audio by itself, and without a hole.
   if (strom_ && andereQuelle && quelle_ == PipewireQuelle::MIKROFON) strom_.reset();
   if (strom_ && strom_->ende()) {
-    grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet: " + *strom_->ende());
+    grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet (" + *strom_->ende() + ")");
     strom_.reset();
   }
   if (strom_) {
@@ -130,14 +132,14 @@ void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeit
 
 void PipewireAufsicht::pruefeHerkunft() {
   using Herkunft = PipewireVerzeichnis::Herkunft;
-  switch (verbindung_->verzeichnis().herkunft(quelle_, strom_->knoten(), stromZiel_->id)) {
+  switch (verbindung_->verzeichnis().herkunft(quelle_, strom_->knoten())) {
     case Herkunft::RICHTIG:
-      geprueft_ = stromNummer_;
+      gepruefte_.insert(stromNummer_);
       break;
     case Herkunft::FALSCH:
       // What waits in the ring may already be something else than the device.
-      geprueft_ = 0;
-      grund_ = pipewireFehler(EXDEV, "die Aufnahme wurde mit einer anderen Quelle verbunden");
+      gepruefte_.erase(stromNummer_);
+      grund_ = pipewireFehler(EXDEV, "die Aufnahme wurde mit einer unpassenden Quelle verbunden");
       strom_.reset();
       break;
     case Herkunft::UNVERBUNDEN:
@@ -162,7 +164,8 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
   for (; hoechstens > 0; --hoechstens) {
     const auto eintrag = ring_.vorn();
     if (!eintrag) break;
-    if (eintrag->strom != geprueft_) {
+    gepruefte_.erase(gepruefte_.begin(), gepruefte_.lower_bound(eintrag->strom));
+    if (!gepruefte_.contains(eintrag->strom)) {
       // Not known yet where they come from: keep them until it is.
       if (strom_ && eintrag->strom == stromNummer_) break;
       ring_.weiter();

@@ -72,8 +72,8 @@ PipewireStrom::PipewireStrom(pw_core* core, PipewireQuelle quelle,
     wunsch.position[1] = SPA_AUDIO_CHANNEL_FR;
   }
   std::array<std::uint8_t, 1024> platz{};
-  spa_pod_builder bauer =
-      SPA_POD_BUILDER_INIT(platz.data(), static_cast<std::uint32_t>(platz.size()));
+  spa_pod_builder bauer{};
+  spa_pod_builder_init(&bauer, platz.data(), static_cast<std::uint32_t>(platz.size()));
   const spa_pod* params = spa_format_audio_raw_build(&bauer, SPA_PARAM_EnumFormat, &wunsch);
   const int ergebnis = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY,
                                          static_cast<pw_stream_flags>(flags), &params, 1);
@@ -113,10 +113,11 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) con
   pw_time stand{};
   if (pw_stream_get_time_n(stream_, &stand, sizeof stand) < 0) return std::nullopt;
   if (stand.now <= 0 || stand.rate.denom == 0) return std::nullopt;
-  // The delay counts in the graph's ticks; the block, and what the resampler holds, in our frames.
+  // The block counts in our frames, the delay in the graph's ticks, and so does what the graph's
+  // resampler holds (measured; at 44.1 kHz in the graph the frames would be 59 us off).
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
   const double weg = std::max(static_cast<double>(stand.delay) * takt, frames / rate);
-  return static_cast<double>(stand.now) * NANO - weg - static_cast<double>(stand.buffered) / rate;
+  return static_cast<double>(stand.now) * NANO - weg - static_cast<double>(stand.buffered) * takt;
 }
 
 void PipewireStrom::verarbeite() {
@@ -130,7 +131,9 @@ void PipewireStrom::uebernimm(const spa_buffer& puffer) {
   const std::uint64_t format = format_.load(std::memory_order_acquire);
   if (format == 0 || puffer.n_datas == 0) return;
   const spa_data& daten = puffer.datas[0];
-  if (daten.data == nullptr || (daten.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0) return;
+  if (daten.data == nullptr ||
+      (static_cast<std::uint32_t>(daten.chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0)
+    return;
 
   PcmBlock block;
   block.format.rate = static_cast<double>(format >> 32U);

@@ -48,7 +48,7 @@ const pw_registry_events PipewireVerzeichnis::REGISTRY_EREIGNISSE = {
     PW_VERSION_REGISTRY_EVENTS,
     [](void* selbst, std::uint32_t id, std::uint32_t, const char* art, std::uint32_t,
        const spa_dict* eigenschaften) {
-      const spa_dict leer = SPA_DICT_INIT(nullptr, 0);
+      const spa_dict leer{};
       static_cast<PipewireVerzeichnis*>(selbst)->neues(
           id, art, eigenschaften != nullptr ? *eigenschaften : leer);
     },
@@ -153,16 +153,13 @@ bool PipewireVerzeichnis::nurMonitor() const {
 }
 
 PipewireVerzeichnis::Herkunft PipewireVerzeichnis::herkunft(PipewireQuelle quelle,
-                                                            std::uint32_t knoten,
-                                                            std::uint32_t ziel) const {
+                                                            std::uint32_t knoten) const {
   Herkunft ergebnis = Herkunft::UNVERBUNDEN;
   for (const auto& [id, link] : links_) {
     if (link.nach != knoten) continue;
     const auto von = knoten_.find(link.von);
     if (von == knoten_.end()) continue;  // a link that is about to go, as its node has
-    const bool richtig = quelle == PipewireQuelle::MIKROFON ? von->first == ziel
-                                                            : geeignet(quelle, von->second.klasse);
-    if (!richtig) return Herkunft::FALSCH;
+    if (!geeignet(quelle, von->second.klasse)) return Herkunft::FALSCH;
     ergebnis = Herkunft::RICHTIG;
   }
   return ergebnis;

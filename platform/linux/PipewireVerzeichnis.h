@@ -47,10 +47,8 @@ class PipewireVerzeichnis {
   [[nodiscard]] std::optional<Knoten> standard(PipewireQuelle quelle) const;
   // Whether the default source is only a sink's monitor.
   [[nodiscard]] bool nurMonitor() const;
-  // Whether all that flows into `knoten` comes from where it should: the microphone from the node
-  // `ziel` alone, the system audio from any sink.
-  [[nodiscard]] Herkunft herkunft(PipewireQuelle quelle, std::uint32_t knoten,
-                                  std::uint32_t ziel) const;
+  // Whether all that flows into `knoten` comes from devices that may be recorded as `quelle`.
+  [[nodiscard]] Herkunft herkunft(PipewireQuelle quelle, std::uint32_t knoten) const;
 
  private:
   struct Verbund {

@@ -37,8 +37,8 @@ struct Verhaeltnis {
 
 // The engine takes whole rates only, but looks at nothing but their ratio. So it gets the ratio in
 // whole numbers, by continued fraction: exact for all rates that occur (16000.5 Hz from 44.1 kHz is
-// 88200 : 32001), otherwise closer than 1e-11, which is less than a sample in a month. Absent when
-// the rates are too far apart.
+// 88200 : 32001), otherwise within a millionth, a small part of what the device's own clock is off.
+// Absent when the rates are too far apart.
 std::optional<Verhaeltnis> ganzzahlig(double eingang, double ausgang) {
   const double ziel = eingang / ausgang;
   std::int64_t p = 1;
@@ -70,6 +70,17 @@ std::optional<int> phasen(const Verhaeltnis& v) {
     if (std::ldexp(FILTER_LAENGE * dehnung, log2) <= MAX_FILTERBANK) return log2;
   }
   return std::nullopt;
+}
+
+// The engine gives nothing out before it has a whole filter's length of input, twice of what it
+// owes later on; with short blocks that would be a gap. So it gets silence first, as much as makes
+// a whole number of output samples, and these are dropped.
+bool fuelle(SwrContext& swr, const Verhaeltnis& v) {
+  if (v.eingang == v.ausgang) return true;
+  const double filter = FILTER_LAENGE * std::max(1.0, v.eingang / (v.ausgang * GRENZE));
+  const int vielfaches = static_cast<int>(filter / v.eingang) + 1;
+  return swr_inject_silence(&swr, vielfaches * v.eingang) >= 0 &&
+         swr_drop_output(&swr, vielfaches * v.ausgang) >= 0;
 }
 
 bool gueltig(double rate) {
@@ -114,6 +125,7 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   av_opt_set_double(swr.get(), "kaiser_beta", FENSTER_BETA, 0);
   av_opt_set_int(swr.get(), "exact_rational", 1, 0);
   if (swr_init(swr.get()) < 0) return nullptr;
+  if (!fuelle(*swr, *verhaeltnis)) return nullptr;
   return std::unique_ptr<SwrKonverter>(new SwrKonverter(eingang, std::move(swr)));
 }
 

@@ -280,7 +280,8 @@ TEST_F(ChannelChunkerTest, AMaskedChunkNeeds768SamplesOfSpeech) {
   c->append(ton(10000), &maske);
   c->finalizeRemainder();
   EXPECT_EQ(c->ohneSprache(), 1);
-  EXPECT_EQ(ausgabe.ausgabeZeilen(), Zeilen{zeile(0, "me", R"("t0":0.62,"t1":1.25,"sprache_ms":48)")});
+  EXPECT_EQ(ausgabe.ausgabeZeilen(),
+            Zeilen{zeile(0, "me", R"("t0":0.62,"t1":1.25,"sprache_ms":48)")});
 }
 
 TEST_F(ChannelChunkerTest, AMaskWorksInFixedModeToo) {
@@ -310,7 +311,8 @@ TEST_F(ChannelChunkerTest, BlocksWithoutAMaskCountAsSpeechOnceAMaskHasCome) {
   c->append(ton(800), &falsch);  // another length than its block
   EXPECT_EQ(c->maske().size(), 2567U);
   c->finalizeRemainder();
-  EXPECT_EQ(ausgabe.ausgabeZeilen(), Zeilen{zeile(0, "me", R"("t0":0.00,"t1":0.16,"sprache_ms":97)")});
+  EXPECT_EQ(ausgabe.ausgabeZeilen(),
+            Zeilen{zeile(0, "me", R"("t0":0.00,"t1":0.16,"sprache_ms":97)")});
 }
 
 TEST_F(ChannelChunkerTest, AMaskThatStartsLaterRunsAhead) {
@@ -329,7 +331,8 @@ TEST_F(ChannelChunkerTest, AMaskThatStartsLaterRunsAhead) {
   EXPECT_EQ(c->ohneSprache(), 1);
   EXPECT_EQ(c->maske().size(), 1000U);
   c->finalizeRemainder();  // 1000 entries for 3000 samples
-  EXPECT_EQ(ausgabe.ausgabeZeilen(), Zeilen{zeile(0, "me", R"("t0":0.12,"t1":0.31,"sprache_ms":62)")});
+  EXPECT_EQ(ausgabe.ausgabeZeilen(),
+            Zeilen{zeile(0, "me", R"("t0":0.12,"t1":0.31,"sprache_ms":62)")});
 }
 
 TEST_F(ChannelChunkerTest, AnEmptyMaskForAnEmptyBlockIsAMask) {
@@ -410,8 +413,8 @@ TEST_F(ChannelChunkerTest, IndexesGrowBeyondThreeDigits) {
   EXPECT_TRUE(std::filesystem::exists(ordner / "chunk_me_1000.wav"));
   // The folder brought its separator along.
   EXPECT_EQ(ausgabe.ausgabeZeilen().back(), R"({"chunk":1000,"channel":"me","path":")" +
-                                         (ordner / "chunk_me_1000.wav") +
-                                         R"(","t0":1.00,"t1":1.00})");
+                                                (ordner / "chunk_me_1000.wav") +
+                                                R"(","t0":1.00,"t1":1.00})");
 }
 
 TEST_F(ChannelChunkerTest, NamesGoIntoTheLineAsTheyAre) {

@@ -69,10 +69,8 @@ void vergleiche(const ChannelChunker& c, const ChunkerRegel& soll, const TempOrd
                 const AusgabeFaenger& ausgabe) {
   Zeilen zeilen;
   std::vector<std::string> namen;
-  std::int64_t still = 0;
   std::int64_t stumm = 0;
   for (const auto& chunk : soll.chunks) {
-    still += chunk.los == Los::still ? 1 : 0;
     stumm += chunk.los == Los::ohneSprache ? 1 : 0;
     if (chunk.los != Los::geschrieben) continue;
     const auto i = static_cast<std::int64_t>(namen.size());

@@ -224,6 +224,13 @@ TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
 }
 
+TEST_F(ErsetzeDatei, APipeThatNobodyReadsIsAnErrorAndNoEndlessWait) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const auto fehler = ersetzeDatei(pfad, neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ENXIO);
+}
+
 TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
   std::FILE* datei = std::tmpfile();
   const int handle = ::fileno(datei);
@@ -294,7 +301,7 @@ TEST_F(ErsetzeDatei, WhatCannotBeAFileIsAnError) {
 TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
   const TempOrdner ordner;
   FehlerDateien dateien;
-  for (const std::size_t anzahl : {0, 1, 65535, 65536, 65537, 300000}) {
+  for (const std::size_t anzahl : {0U, 1U, 65535U, 65536U, 65537U, 300000U}) {
     const Bytes bytes = zaehlung(anzahl);
     legeAn(ordner / "a", bytes);
     EXPECT_EQ(liesDatei(ordner / "a"), bytes);

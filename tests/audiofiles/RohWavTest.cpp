@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -40,11 +43,13 @@ class RohWavTest : public testing::Test {
     return RohWav::oeffne(pfad, RATE, dateien, [this] { return jetzt; });
   }
   [[nodiscard]] std::uint32_t erklaert() const {
-    const Bytes bytes = dateiBytes(pfad);
-    EXPECT_EQ(feld32(bytes, 4), feld32(bytes, 40) + 36);
-    return feld32(bytes, 40);
+    Bytes kopf(WAV_KOPF_BYTES);
+    std::ifstream datei(pfad, std::ios::binary);
+    datei.read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
+    EXPECT_EQ(feld32(kopf, 4), feld32(kopf, 40) + 36);
+    return feld32(kopf, 40);
   }
-  [[nodiscard]] std::size_t gehalten() const { return dateiBytes(pfad).size() - 44; }
+  [[nodiscard]] std::size_t gehalten() const { return std::filesystem::file_size(pfad) - 44; }
 
   TempOrdner ordner;
   std::string pfad = ordner / "mikro_roh.wav";
@@ -71,6 +76,26 @@ TEST_F(RohWavTest, WhatCannotBeOpenedIsNoObjectAndNoLine) {
   EXPECT_EQ(RohWav::oeffne(ordner / "rohr", RATE), nullptr);  // nobody reads it: does not wait
   dateien.scheitere(Ruf::oeffnen, 0, EACCES);
   EXPECT_EQ(oeffne(), nullptr);
+  EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
+}
+
+TEST_F(RohWavTest, APipeGetsTheSamplesAsTheyCome) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const int leser = ::open(pfad.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(leser, 0);
+  auto roh = oeffne();
+  ASSERT_NE(roh, nullptr);
+  roh->schreiben(std::vector<float>{0.5F, -1.0F});
+  jetzt += 6;
+  roh->schreiben(std::vector<float>{1.0F});
+  EXPECT_FALSE(roh->schliessen());
+  std::vector<std::uint8_t> da(100);
+  ASSERT_EQ(::read(leser, da.data(), da.size()), 50);
+  ::close(leser);
+  da.resize(50);
+  auto soll = WavBytes::kopf(16000, 0).bytes;
+  soll.insert(soll.end(), {0xFF, 0x3F, 0x01, 0x80, 0xFF, 0x7F});
+  EXPECT_EQ(da, soll);
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
 
@@ -173,7 +198,7 @@ TEST(RohWavKopf, TakesTheRateModulo32Bit) {
 TEST_F(RohWavTest, AtAnyTimeTheHeaderDeclaresAtMostFiveSecondsLess) {
   std::mt19937 zufall(7);
   const auto roh = oeffne();
-  for (int k = 0; k < 2000; ++k) {
+  for (int k = 0; k < 800; ++k) {
     const std::size_t n = zufall() % 1600 + 1;
     roh->schreiben(std::vector<float>(n, 0.5F));
     jetzt += static_cast<double>(n) / RATE;
@@ -181,7 +206,7 @@ TEST_F(RohWavTest, AtAnyTimeTheHeaderDeclaresAtMostFiveSecondsLess) {
     ASSERT_LE(erklaert(), gehalten());
     ASSERT_LE(gehalten() - erklaert(), std::size_t{2 * (5 * RATE + 1600 + 1600)});
   }
-  EXPECT_GT(gehalten(), std::size_t{2 * 60 * RATE});
+  EXPECT_GT(gehalten(), std::size_t{2 * 30 * RATE});
 }
 
 TEST_F(RohWavTest, LostSamplesKeepTheirPlaceAndReadAsSilence) {
@@ -311,7 +336,7 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
     ASSERT_TRUE(roh);
     for (int s = 0; s < 8; ++s) {
       roh->schreiben(sekunde(s));
-      if (dateiBytes(pfad).size() >= 44) {
+      if (std::filesystem::file_size(pfad) >= 44) {
         ASSERT_LE(erklaert(), gehalten());
       }
       jetzt += 1.0;
@@ -346,6 +371,9 @@ class Schlucker final : public Dateien {
 };
 
 TEST(RohWavGrenze, ALengthThatTheHeaderCannotDeclareStopsTheProcess) {
+#if defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+  GTEST_SKIP() << "encodes 2 GiB, which takes minutes in this build";
+#endif
   Schlucker schlucker;
   double jetzt = 0.0;
   const auto roh = RohWav::oeffne("mikro_roh.wav", RATE, schlucker, [&] { return jetzt; });

@@ -1,17 +1,16 @@
-#include "capture/MonoResampler.h"
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "capture/MonoResampler.h"
 #include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
 namespace {
 
-// A platform that tells what was asked of it. Its converters hand on every third sample of the first
-// channel, or fail.
+// A platform that tells what was asked of it. Its converters hand on every third sample of the
+// first channel, or fail.
 class Fabrik final : public AudioConverterFactory {
  public:
   std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
@@ -31,7 +30,8 @@ class Fabrik final : public AudioConverterFactory {
       if (fabrik_.fehler) return fabrik_.fehler;
       std::vector<float> platz;
       const auto kanal = block.ersterKanal(platz);
-      for (std::size_t i = 0; i < kanal.size(); i += 3) ausgabe.push_back(kanal[i]);
+      for (std::size_t i = 0; i < kanal.size(); i += 3)
+        ausgabe.push_back(kanal[i]);
       return std::nullopt;
     }
 
@@ -109,8 +109,9 @@ TEST_F(MonoResamplerTest, AFailedConversionLosesTheBlockAndSaysSo) {
   fabrik.fehler = Fehler{"probe", 7, "Filter kaputt"};
   EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
   EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
-  EXPECT_EQ(faenger.fehler(),
-            "[hallkorb] Resample-Fehler: Filter kaputt\n[hallkorb] Resample-Fehler: Filter kaputt\n");
+  EXPECT_EQ(
+      faenger.fehler(),
+      "[hallkorb] Resample-Fehler: Filter kaputt\n[hallkorb] Resample-Fehler: Filter kaputt\n");
   EXPECT_EQ(fabrik.gemacht.size(), 1U);
 }
 
@@ -130,8 +131,8 @@ TEST(MonoResamplerDeathTest, ARoomThatCannotBeCountedStopsTheProcess) {
   Fabrik fabrik;
   const std::vector<float> samples(1000);
   const PcmBlock block{{1e-6, 1, true}, 1000, samples, std::nullopt};
-  EXPECT_EXIT((void)MonoResampler(16000.0, fabrik).process(block),
-              testing::KilledBySignal(SIGABRT), "Resampler: Blocklaenge nicht darstellbar");
+  EXPECT_EXIT((void)MonoResampler(16000.0, fabrik).process(block), testing::KilledBySignal(SIGABRT),
+              "Resampler: Blocklaenge nicht darstellbar");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "capture/Zeitachse.h"
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "capture/Zeitachse.h"
 #include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
@@ -17,7 +16,9 @@ namespace {
 constexpr double NULLZEIT = 1000.0;
 
 // n samples, none of them zero.
-std::vector<float> ton(std::size_t n, float wert = 0.5F) { return std::vector<float>(n, wert); }
+std::vector<float> ton(std::size_t n, float wert = 0.5F) {
+  return std::vector<float>(n, wert);
+}
 
 class ZeitachseTest : public testing::Test {
  protected:
@@ -89,8 +90,7 @@ TEST_F(ZeitachseTest, ALateBlockIsPrecededBySilence) {
   EXPECT_EQ(out[1600], 0.5F);
   EXPECT_EQ(zeit.luecken, 1);
   EXPECT_EQ(zeit.lueckenSamples, 1600);
-  EXPECT_EQ(faenger.fehler(),
-            "[hallkorb] Zeitachse me: Luecke 100.0 ms bei 0.10 s aufgefuellt\n");
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] Zeitachse me: Luecke 100.0 ms bei 0.10 s aufgefuellt\n");
 }
 
 TEST_F(ZeitachseTest, AnEarlyBlockIsDroppedAndTheRestStaysOwed) {
@@ -141,7 +141,8 @@ TEST_F(ZeitachseTest, OnlyTheFirstTwentyOfEachKindAreLogged) {
   const std::string text = faenger.fehler();
   std::size_t luecken = 0;
   std::size_t ueberlappungen = 0;
-  for (std::size_t p = 0; (p = text.find("Luecke", p)) != std::string::npos; ++p) ++luecken;
+  for (std::size_t p = 0; (p = text.find("Luecke", p)) != std::string::npos; ++p)
+    ++luecken;
   for (std::size_t p = 0; (p = text.find("Ueberlappung", p)) != std::string::npos; ++p) {
     ++ueberlappungen;
   }
@@ -155,10 +156,12 @@ TEST_F(ZeitachseTest, AnUnusableTimeIsAMissingOne) {
   const std::vector<std::optional<double>> unbrauchbar{
       std::nullopt, 0.0, -5.0, unendlich, -unendlich, std::numeric_limits<double>::quiet_NaN()};
   // Before the first usable time the blocks pass and anchor nothing.
-  for (const auto& t : unbrauchbar) EXPECT_EQ(zeit.einordnen(ton(100), t, 0.1).size(), 100U);
+  for (const auto& t : unbrauchbar)
+    EXPECT_EQ(zeit.einordnen(ton(100), t, 0.1).size(), 100U);
   EXPECT_EQ(block(1600, 0.0).size(), 1600U);
   // Afterwards they move the expectation on by their captured duration.
-  for (const auto& t : unbrauchbar) EXPECT_EQ(zeit.einordnen(ton(1600), t, 0.1).size(), 1600U);
+  for (const auto& t : unbrauchbar)
+    EXPECT_EQ(zeit.einordnen(ton(1600), t, 0.1).size(), 1600U);
   EXPECT_EQ(block(1600, 0.7).size(), 1600U);
   EXPECT_EQ(zeit.luecken + zeit.ueberlappungen, 0);
   EXPECT_EQ(zeit.geschrieben, 600 + 8 * 1600);
@@ -166,7 +169,8 @@ TEST_F(ZeitachseTest, AnUnusableTimeIsAMissingOne) {
 
 TEST_F(ZeitachseTest, ADriftOfTheDeviceClockIsFollowed) {
   // 200 ppm slow: its blocks come 0.2 ms later each second; 5 ms are made up for after 25 s.
-  for (int i = 0; i < 600; ++i) (void)block(1600, 0.1 * i * 1.0002);
+  for (int i = 0; i < 600; ++i)
+    (void)block(1600, 0.1 * i * 1.0002);
   EXPECT_EQ(zeit.luecken, 2);
   EXPECT_EQ(zeit.ueberlappungen, 0);
   EXPECT_NEAR(static_cast<double>(zeit.geschrieben), 60 * 1.0002 * 16000, 81);
@@ -202,8 +206,8 @@ TEST(ZeitachseDeathTest, APositionThatNoCounterHoldsStopsTheProcess) {
       testing::KilledBySignal(SIGABRT), "Zeitachse: Zeitpunkt nicht darstellbar");
 }
 
-// Whatever the sizes, jitters and losses of the blocks: sample i is what was heard at null + i / rate,
-// within the tolerance, and the counters tell of every sample that came, went or was added.
+// Whatever the sizes, jitters and losses of the blocks: sample i is what was heard at null + i /
+// rate, within the tolerance, and the counters tell of every sample that came, went or was added.
 TEST(ZeitachsePropertyTest, EverySampleKeepsItsPlaceOnTheClock) {
   for (std::uint64_t saat = 1; saat <= 200; ++saat) {
     const AusgabeFaenger faenger;
@@ -238,7 +242,7 @@ TEST(ZeitachsePropertyTest, EverySampleKeepsItsPlaceOnTheClock) {
         << saat;
     for (std::size_t i = 0; i < strom.size(); ++i) {
       if (strom[i] <= 0) continue;  // silence, or the one sample that is counted zero
-      ASSERT_NEAR(strom[i], static_cast<double>(i), 160.0) << "seed " << saat;
+      ASSERT_NEAR(strom[i], static_cast<double>(i), 0.0024 * 16000 + 2) << "seed " << saat;
     }
   }
 }

@@ -1,16 +1,16 @@
-#include "driver/Ausgabe.h"
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <map>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
+#include "driver/Ausgabe.h"
 #include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
@@ -56,17 +56,18 @@ std::string empfangen;
 TEST(AusgabeTest, PartialAndInterruptedWritesAreCompleted) {
   aufrufe = 0;
   empfangen.clear();
-  FileHandleTextOutput ausgabe(99, [](int handle, const void* daten, std::size_t laenge) -> ssize_t {
-    EXPECT_EQ(handle, 99);
-    ++aufrufe;
-    if (aufrufe % 3 == 1) {
-      errno = EINTR;
-      return -1;
-    }
-    const std::size_t n = std::min<std::size_t>(laenge, 5);
-    empfangen.append(static_cast<const char*>(daten), n);
-    return static_cast<ssize_t>(n);
-  });
+  FileHandleTextOutput ausgabe(99,
+                               [](int handle, const void* daten, std::size_t laenge) -> ssize_t {
+                                 EXPECT_EQ(handle, 99);
+                                 ++aufrufe;
+                                 if (aufrufe % 3 == 1) {
+                                   errno = EINTR;
+                                   return -1;
+                                 }
+                                 const std::size_t n = std::min<std::size_t>(laenge, 5);
+                                 empfangen.append(static_cast<const char*>(daten), n);
+                                 return static_cast<ssize_t>(n);
+                               });
   EXPECT_TRUE(ausgabe.write("eine Zeile, die in Stuecken geht\n"));
   EXPECT_EQ(empfangen, "eine Zeile, die in Stuecken geht\n");
   EXPECT_GT(aufrufe, 7);
@@ -109,8 +110,77 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
   EXPECT_FALSE(gemeldet);
 }
 
-// Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight threads
-// into one real pipe whose reader is slow to empty it, its writing end once blocking and once not.
+TEST(AusgabeTest, AWriteThatTakesNothingEndsTheAttempt) {
+  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
+  EXPECT_FALSE(ausgabe.write("a"));
+}
+
+TEST(AusgabeTest, WhatIsHeldBackFollowsTheReport) {
+  const AusgabeFaenger faenger;
+  halteZeilenZurueck();
+  emit("{\"chunk\":0}");
+  emit("{\"chunk\":1}");
+  EXPECT_EQ(faenger.ausgabe(), "");
+  gibZeilenFrei({"{\"event\":\"degraded\"}", "{\"event\":\"started\"}"});
+  emit("{\"chunk\":2}");
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{"{\"event\":\"degraded\"}", "{\"event\":\"started\"}",
+                                      "{\"chunk\":0}", "{\"chunk\":1}", "{\"chunk\":2}"}));
+}
+
+// A pipe whose reader is there and does not read.
+class StummerLeser : public testing::Test {
+ protected:
+  StummerLeser() {
+    EXPECT_EQ(::pipe(rohr), 0);
+    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, O_NONBLOCK), 0);
+    const std::string viel(65536, 'x');
+    while (::write(rohr[1], viel.data(), viel.size()) > 0) {
+    }
+    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, 0), 0);
+  }
+  ~StummerLeser() override {
+    ::close(rohr[0]);
+    ::close(rohr[1]);
+  }
+  int rohr[2] = {-1, -1};
+};
+
+TEST_F(StummerLeser, CostsTheLineAndNotTheEndOnceThereIsALimit) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  ausgabe.begrenze(0.0);
+  EXPECT_FALSE(ausgabe.write("done\n"));
+}
+
+TEST_F(StummerLeser, IsGivenUpByAWriteThatWaitsAlready) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  bool ganz = true;
+  std::thread schreiber([&] { ganz = ausgabe.write("chunk\n"); });
+  ausgabe.begrenze(0.0);
+  schreiber.join();
+  EXPECT_FALSE(ganz);
+}
+
+TEST_F(StummerLeser, GetsTheWholeLineWhenItReadsInTime) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  ausgabe.begrenze(3600.0);
+  const std::string zeile = std::string(10'000, 'y') + "\n";
+  std::thread schreiber([&] {
+    EXPECT_TRUE(ausgabe.write(zeile));
+    ::close(std::exchange(rohr[1], -1));
+  });
+  std::string gelesen;
+  char puffer[4096];
+  for (ssize_t n = 0; (n = ::read(rohr[0], puffer, sizeof puffer)) > 0;) {
+    gelesen.append(puffer, static_cast<std::size_t>(n));
+  }
+  schreiber.join();
+  EXPECT_EQ(gelesen.substr(gelesen.find('y')), zeile);
+}
+
+// Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight
+// threads into one real pipe whose reader is slow to empty it, its writing end once blocking and
+// once not.
 class ZeilenAusVielenFaeden : public testing::TestWithParam<bool> {};
 
 TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
@@ -139,7 +209,8 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
       }
     });
   }
-  for (auto& faden : schreiber) faden.join();
+  for (auto& faden : schreiber)
+    faden.join();
   ::close(rohr[1]);
   leser.join();
   ::close(rohr[0]);
@@ -156,7 +227,8 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
   }
   EXPECT_EQ(anfang, gelesen.size());
   EXPECT_EQ(zeilen.size(), static_cast<std::size_t>(FAEDEN));
-  for (const auto& [zeichen, anzahl] : zeilen) EXPECT_EQ(anzahl, ZEILEN) << zeichen;
+  for (const auto& [zeichen, anzahl] : zeilen)
+    EXPECT_EQ(anzahl, ZEILEN) << zeichen;
 }
 
 INSTANTIATE_TEST_SUITE_P(Rohr, ZeilenAusVielenFaeden, testing::Bool());
@@ -172,8 +244,7 @@ TEST(AbbruchDeathTest, WhatNobodyCaughtTellsItselfToo) {
         meldeAbstuerze();
         std::thread([] { throw std::length_error("zu lang"); }).join();
       },
-      testing::KilledBySignal(SIGABRT),
-      "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
+      testing::KilledBySignal(SIGABRT), "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-#include "driver/Config.h"
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include "driver/Config.h"
 
 namespace hallkorb {
 namespace {
@@ -44,10 +44,31 @@ TEST(ConfigTest, AnEmptyArgumentVectorGivesTheDefaults) {
 }
 
 TEST(ConfigTest, EveryOptionSetsItsField) {
-  const Config c = lies({"--out", "/tmp/x", "--chunk", "30", "--rate", "48000", "--legacy-chunks",
-                         "--max", "7.5", "--no-video", "--video-warten", "3", "--kein-echo",
-                         "--kein-roh-mikro", "--echo-datei", "a", "b", "c", "--ohne-nachfilter",
-                         "--chunk-ordner", "d", "--fenster-probe", "--alle", "--fenster-wahl", "e",
+  const Config c = lies({"--out",
+                         "/tmp/x",
+                         "--chunk",
+                         "30",
+                         "--rate",
+                         "48000",
+                         "--legacy-chunks",
+                         "--max",
+                         "7.5",
+                         "--no-video",
+                         "--video-warten",
+                         "3",
+                         "--kein-echo",
+                         "--kein-roh-mikro",
+                         "--echo-datei",
+                         "a",
+                         "b",
+                         "c",
+                         "--ohne-nachfilter",
+                         "--chunk-ordner",
+                         "d",
+                         "--fenster-probe",
+                         "--alle",
+                         "--fenster-wahl",
+                         "e",
                          "--zeitachse-test"});
   EXPECT_EQ(c.outDir, "/tmp/x");
   EXPECT_EQ(c.chunkSeconds, 30.0);

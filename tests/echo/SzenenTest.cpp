@@ -52,13 +52,17 @@ const std::map<std::string, Schranke> SCHRANKEN{
 void mindestens(const char* was, const std::optional<double>& wert,
                 const std::optional<double>& schranke) {
   ASSERT_EQ(wert.has_value(), schranke.has_value()) << was;
-  if (wert) EXPECT_GE(*wert, *schranke) << was;
+  if (wert) {
+    EXPECT_GE(*wert, *schranke) << was;
+  }
 }
 
 void hoechstens(const char* was, const std::optional<double>& wert,
                 const std::optional<double>& schranke) {
   ASSERT_EQ(wert.has_value(), schranke.has_value()) << was;
-  if (wert) EXPECT_LE(*wert, *schranke) << was;
+  if (wert) {
+    EXPECT_LE(*wert, *schranke) << was;
+  }
 }
 
 TEST(Szenen, SoundAsTheyShould) {
@@ -77,10 +81,16 @@ TEST(Szenen, SoundAsTheyShould) {
     hoechstens("speech not marked", b.nichtMarkiert, s.nichtMarkiert);
     hoechstens("delay reported", b.richtigNach, s.richtigNach);
     // A near end that speaks alone is left alone.
-    if (b.nahPegel) EXPECT_NEAR(*b.nahPegel, 0.0, 0.5);
-    if (b.nahSdr) EXPECT_GE(*b.nahSdr, 12.0);
+    if (b.nahPegel) {
+      EXPECT_NEAR(*b.nahPegel, 0.0, 0.5);
+    }
+    if (b.nahSdr) {
+      EXPECT_GE(*b.nahSdr, 12.0);
+    }
     // Double talk comes out cleaner than it went in.
-    if (b.doppelSdr) EXPECT_GE(*b.doppelSdr, *b.doppelSdrVorher - 0.5);
+    if (b.doppelSdr) {
+      EXPECT_GE(*b.doppelSdr, *b.doppelSdrVorher - 0.5);
+    }
   }
 }
 

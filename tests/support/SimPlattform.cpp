@@ -55,9 +55,8 @@ void Geraet::blockOhneZeit(double aufgenommen, PcmFormat format, std::vector<flo
 }
 
 void Geraet::unterbrochen(double zeit, Fehler fehler) {
-  schritte.push_back({zeit, [f = std::move(fehler)](AudioInputListener& hoerer) {
-                        hoerer.unterbrochen(f);
-                      }});
+  schritte.push_back(
+      {zeit, [f = std::move(fehler)](AudioInputListener& hoerer) { hoerer.unterbrochen(f); }});
 }
 
 void Geraet::fortgesetzt(double zeit) {
@@ -119,6 +118,25 @@ class SimPlattform::SimTask final : public Task {
   std::shared_ptr<Faden> faden_;
 };
 
+class SimPlattform::SimSchlaf final : public Schlaf {
+ public:
+  explicit SimSchlaf(SimPlattform& welt) : welt_(welt) {}
+  bool warte(double sekunden) override {
+    const double bis = welt_.jetzt_ + sekunden;
+    welt_.am(bis, [] {});
+    welt_.warteBis([&] { return geweckt_ || welt_.jetzt_ >= bis; });
+    return geweckt_;
+  }
+  void wecke() override {
+    geweckt_ = true;
+    welt_.verzweige();
+  }
+
+ private:
+  SimPlattform& welt_;
+  bool geweckt_ = false;
+};
+
 // A device that follows its script, on a thread of its own.
 class SimPlattform::SimInput final : public AudioInput {
  public:
@@ -128,12 +146,12 @@ class SimPlattform::SimInput final : public AudioInput {
   Ergebnis start(AudioInputListener& hoerer) override {
     const double bereit = welt_.jetzt_ + geraet_.startDauer;
     welt_.am(bereit, [] {});
-    welt_.warteBis([this, bereit] {
-      return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit);
-    });
+    welt_.warteBis(
+        [this, bereit] { return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit); });
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (geraet_.startFehler) return geraet_.startFehler;
-    for (const auto& schritt : geraet_.schritte) welt_.am(schritt.zeit, [] {});
+    for (const auto& schritt : geraet_.schritte)
+      welt_.am(schritt.zeit, [] {});
     faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
     return std::nullopt;
   }
@@ -165,7 +183,10 @@ SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
   amZug_ = faeden_.front().get();
 }
 
-SimPlattform::~SimPlattform() = default;
+SimPlattform::~SimPlattform() {
+  for (const auto& faden : unabhaengige_)
+    sammleEin(*faden);
+}
 
 std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void()> arbeit) {
   auto faden = std::make_shared<Faden>();
@@ -287,10 +308,20 @@ int SimPlattform::run() {
   }
 }
 
-void SimPlattform::quit(int status) { status_ = status; }
+void SimPlattform::quit(int status) {
+  status_ = status;
+}
 
 std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));
+}
+
+void SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
+  unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
+}
+
+std::unique_ptr<Schlaf> SimPlattform::schlaf() {
+  return std::make_unique<SimSchlaf>(*this);
 }
 
 std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {

@@ -1,0 +1,75 @@
+#include "platform/macos/AssetSchreiber.h"
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "platform/macos/MacBild.h"
+#include "platform/macos/Wartestelle.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr Medienzeit FRAGMENT{2, 1};
+// The last fragment and the index are small; a disk that needs longer is not coming back.
+constexpr std::chrono::seconds ABSCHLUSS{10};
+
+}  // namespace
+
+Medienzeit medienzeit(double sekunden) {
+  return {std::llround(sekunden * 1e9), 1'000'000'000};
+}
+
+AssetSchreiber::AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad)
+    : aufrufe_(std::move(aufrufe)), pfad_(std::move(pfad)) {}
+
+std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAufrufe> aufrufe,
+                                                    const std::string& pfad,
+                                                    const VideoEinstellungen& einstellungen,
+                                                    Fehler& fehler) {
+  Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen, FRAGMENT);
+  if (!ergebnis && !aufrufe->nimmtEingang()) {
+    ergebnis = Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"};
+  }
+  if (!ergebnis) ergebnis = aufrufe->fuegeEingangHinzu();
+  if (ergebnis) {
+    fehler = *std::move(ergebnis);
+    return nullptr;
+  }
+  return std::unique_ptr<AssetSchreiber>(new AssetSchreiber(std::move(aufrufe), pfad));
+}
+
+bool AssetSchreiber::starte(double basis) {
+  aufrufe_->entferneDatei(pfad_);  // the system refuses to write over a file
+  if (!aufrufe_->beginneSchreiben()) return false;
+  aufrufe_->beginneSitzung(medienzeit(basis));
+  return schreibt();
+}
+
+bool AssetSchreiber::schreibt() const {
+  return aufrufe_->status() == SchreiberStatus::schreibt;
+}
+
+bool AssetSchreiber::bereit() const {
+  return schreibt() && aufrufe_->bereit();
+}
+
+bool AssetSchreiber::haengeAn(const Bild& bild) {
+  return schreibt() && aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe());
+}
+
+bool AssetSchreiber::schliesseAb(double ende) {
+  if (!schreibt()) return false;
+  aufrufe_->markiereFertig();
+  aufrufe_->beendeSitzung(medienzeit(ende));
+  Antwort<bool> antwort(std::make_shared<Wartestelle>());
+  aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); });
+  static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + ABSCHLUSS));
+  return aufrufe_->status() == SchreiberStatus::fertig;
+}
+
+Ergebnis AssetSchreiber::fehler() const {
+  return aufrufe_->fehler();
+}
+
+}  // namespace hallkorb

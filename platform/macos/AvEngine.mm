@@ -1,0 +1,120 @@
+#import <AVFAudio/AVFAudio.h>
+#import <AVFoundation/AVFoundation.h>
+
+#include <optional>
+#include <utility>
+
+#include "platform/macos/MacAufrufe.h"
+#include "platform/macos/Objekte.h"
+#include "platform/macos/PcmPuffer.h"
+
+namespace hallkorb {
+namespace {
+
+// On the engine's tap thread. An exception of ours must not reach the engine's frames.
+void gibWeiter(AVAudioPCMBuffer* puffer, AVAudioTime* wann, PcmUebersetzer& uebersetzer,
+               const std::weak_ptr<BlockEmpfaenger>& empfaenger) noexcept {
+  @autoreleasepool {
+    const auto ziel = empfaenger.lock();
+    if (ziel == nullptr) return;
+    std::optional<double> zeit;
+    if (wann.hostTimeValid) zeit = [AVAudioTime secondsForHostTime:wann.hostTime];
+    if (const auto block = pcmBlock(puffer, zeit, uebersetzer)) ziel->block(*block);
+  }
+}
+
+class AvEngine final : public EngineAufrufe {
+ public:
+  Erlaubnis erlaubnis() override {
+    return static_cast<Erlaubnis>(
+        [AVCaptureDevice authorizationStatusForMediaType:AVMediaTypeAudio]);
+  }
+
+  void frageErlaubnis(std::function<void(bool)> antwort) override {
+    [AVCaptureDevice requestAccessForMediaType:AVMediaTypeAudio
+                             completionHandler:^(BOOL erteilt) {
+                               antwort(static_cast<bool>(erteilt));
+                             }];
+  }
+
+  void baue() override {
+    @autoreleasepool {
+      engine_ = [[AVAudioEngine alloc] init];
+    }
+  }
+
+  void beobachte(std::function<void()> veraendert) override {
+    @autoreleasepool {
+      beobachter_ = [[NSNotificationCenter defaultCenter]
+          addObserverForName:AVAudioEngineConfigurationChangeNotification
+                      object:engine_
+                       queue:nil
+                  usingBlock:^(NSNotification*) {
+                    veraendert();
+                  }];
+    }
+  }
+
+  bool hatEingang() override {
+    @autoreleasepool {
+      AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
+      return format.sampleRate > 0 && format.channelCount > 0;
+    }
+  }
+
+  Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
+    @autoreleasepool {
+      AVAudioInputNode* knoten = engine_.inputNode;
+      const auto uebersetzer = std::make_shared<PcmUebersetzer>();
+      return ohneAusnahme([&] {
+        [knoten installTapOnBus:0
+                     bufferSize:frames
+                         format:[knoten outputFormatForBus:0]
+                          block:^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
+                            gibWeiter(puffer, wann, *uebersetzer, empfaenger);
+                          }];
+      });
+    }
+  }
+
+  Ergebnis starte() override {
+    @autoreleasepool {
+      NSError* error = nil;
+      BOOL gestartet = NO;
+      const Ergebnis ausnahme = ohneAusnahme([&] {
+        [engine_ prepare];
+        gestartet = [engine_ startAndReturnError:&error];
+      });
+      if (ausnahme) return ausnahme;
+      if (!gestartet) return fehlerAus(error);
+      return std::nullopt;
+    }
+  }
+
+  void beobachteNichtMehr() override {
+    if (beobachter_ != nil) [[NSNotificationCenter defaultCenter] removeObserver:beobachter_];
+    beobachter_ = nil;
+  }
+
+  void entferneAbgriff() override {
+    @autoreleasepool {
+      [engine_.inputNode removeTapOnBus:0];
+    }
+  }
+
+  void stoppe() override { [engine_ stop]; }
+
+  void gibFrei() override { engine_ = nil; }
+
+ private:
+  AVAudioEngine* engine_ = nil;
+  id<NSObject> beobachter_ = nil;
+};
+
+}  // namespace
+
+std::unique_ptr<EngineAufrufe> avEngine() {
+  return std::make_unique<AvEngine>();
+}
+
+}  // namespace hallkorb

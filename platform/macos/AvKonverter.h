@@ -1,0 +1,43 @@
+// The resampler on macOS: the system's audio converter, from one channel to one channel.
+//
+// The system's own way from two channels to one is to take the first; that is done here instead,
+// for all numbers of channels, since a format of more than two has no standard layout and the
+// converter would refuse it. The filter reads ahead at the start, so its output is not late.
+//
+// One thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "platform/AudioConverter.h"
+
+namespace hallkorb {
+
+// The call into the audio converter, made for mono at one rate to mono at another.
+class KonverterAufrufe {
+ public:
+  virtual ~KonverterAufrufe() = default;
+  // Feeds all of `eingang`, not empty, and fills `ausgabe` with what comes out, at most
+  // `kapazitaet` samples.
+  [[nodiscard]] virtual Ergebnis wandle(std::span<const float> eingang, std::size_t kapazitaet,
+                                        std::vector<float>& ausgabe) = 0;
+};
+
+class AvKonverter final : public AudioConverter {
+ public:
+  AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe);
+
+  // Fails for a block of another format or with fewer samples than it declares.
+  [[nodiscard]] Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                std::vector<float>& ausgabe) override;
+
+ private:
+  PcmFormat eingang_;
+  std::unique_ptr<KonverterAufrufe> aufrufe_;
+  std::vector<float> ersterKanal_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,40 @@
+// What macOS refuses, in words that help: which switch the user must turn, and where it is.
+//
+// Permissions on macOS belong to the application that started this program (or to the terminal it
+// was started from), so the texts speak of "the app that starts the recording" and not of this
+// program. The system's own descriptions, in the user's language, stay as they are where nobody can
+// do anything.
+//
+// Pure functions, any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/Fehler.h"
+
+namespace hallkorb {
+
+// The domains of the errors that mean something here, called after the system's names for them.
+inline constexpr const char* SCREEN_CAPTURE_DOMAIN = "SCStreamErrorDomain";
+inline constexpr const char* MIKROFON_DOMAIN = "AVAuthorizationStatus";
+
+// The numbers of AVAuthorizationStatus.
+enum class Erlaubnis : std::int64_t {
+  nichtGefragt = 0,
+  eingeschraenkt = 1,
+  verweigert = 2,
+  erteilt = 3
+};
+
+// What a permission for the microphone that is not (yet) given means; the code is its number.
+[[nodiscard]] Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis);
+
+// The error with a description that helps, where there is one; otherwise as it is.
+[[nodiscard]] Fehler erklaert(Fehler fehler);
+
+// Whether the user has said no, by a permission or by ending the capture in the menu bar: then
+// trying again would only ask again.
+[[nodiscard]] bool istEntscheidungDesNutzers(const Fehler& fehler);
+
+}  // namespace hallkorb

@@ -1,0 +1,26 @@
+// Where the calls into the system's frameworks are made: the objects behind the interfaces of
+// calls.
+//
+// The only header between the two halves of the backend. Everything behind it is Objective-C++ and
+// compiled with automatic reference counting; nothing before it knows an Objective-C type.
+#pragma once
+
+#include <memory>
+
+#include "platform/macos/AvKonverter.h"
+#include "platform/macos/EngineAufrufe.h"
+#include "platform/macos/SchreiberAufrufe.h"
+#include "platform/macos/SckAufrufe.h"
+
+namespace hallkorb {
+
+// AVAudioEngine and the microphone's permission.
+[[nodiscard]] std::unique_ptr<EngineAufrufe> avEngine();
+// ScreenCaptureKit.
+[[nodiscard]] std::shared_ptr<SckAufrufe> screenCaptureKit();
+// AVAssetWriter.
+[[nodiscard]] std::unique_ptr<SchreiberAufrufe> avAssetWriter();
+// AVAudioConverter, from mono at `von` to mono at `nach` Hz; null where the system has none.
+[[nodiscard]] std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach);
+
+}  // namespace hallkorb

@@ -1,0 +1,77 @@
+#include "platform/macos/MacPlattform.h"
+
+#import <CoreGraphics/CoreGraphics.h>
+#import <Foundation/Foundation.h>
+
+#include <chrono>
+
+#include "platform/macos/AssetSchreiber.h"
+#include "platform/macos/MacAufrufe.h"
+#include "platform/macos/MacInput.h"
+#include "platform/macos/MacScreenCapture.h"
+#include "platform/macos/MikrofonGeraet.h"
+#include "platform/macos/SystemTonGeraet.h"
+
+#if !__has_feature(objc_arc)
+#error "compile with -fobjc-arc: without it every object here leaks"
+#endif
+
+namespace hallkorb {
+
+// A process without windows is put to rest by the system when it seems idle, and the computer with
+// it; both would tear holes into the recording.
+class MacPlattform::Wachhaltung {
+ public:
+  Wachhaltung()
+      : aktivitaet_([[NSProcessInfo processInfo]
+            beginActivityWithOptions:NSActivityUserInitiated
+                              reason:@"Aufnahme einer Besprechung"]) {}
+  ~Wachhaltung() { [[NSProcessInfo processInfo] endActivity:aktivitaet_]; }
+  Wachhaltung(const Wachhaltung&) = delete;
+  Wachhaltung& operator=(const Wachhaltung&) = delete;
+
+ private:
+  id<NSObject> aktivitaet_;
+};
+
+MacPlattform::MacPlattform() : sck_(screenCaptureKit()) {
+  // Connects the process with the window server. Without that the filter of a single window, made
+  // later on another thread, ends the process with an assertion.
+  CGMainDisplayID();
+}
+
+MacPlattform::~MacPlattform() = default;
+
+std::unique_ptr<AudioInput> MacPlattform::mikrofon() {
+  if (wach_ == nullptr) wach_ = std::make_unique<Wachhaltung>();
+  MacInput::Zeiten zeiten;
+  // The engine delivers silence, but it delivers, ten times a second at most. Not every change of
+  // the device is announced.
+  zeiten.stille = std::chrono::seconds(5);
+  return std::make_unique<MacInput>("mikrofon", std::make_unique<MikrofonGeraet>(avEngine()),
+                                    zeiten);
+}
+
+std::unique_ptr<AudioInput> MacPlattform::systemAudio() {
+  if (wach_ == nullptr) wach_ = std::make_unique<Wachhaltung>();
+  return std::make_unique<MacInput>("system-audio", std::make_unique<SystemTonGeraet>(sck_),
+                                    MacInput::Zeiten{});
+}
+
+std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat& eingang, double rate) {
+  auto aufrufe = avAudioConverter(eingang.rate, rate);
+  if (aufrufe == nullptr) return nullptr;
+  return std::make_unique<AvKonverter>(eingang, std::move(aufrufe));
+}
+
+std::unique_ptr<ScreenCapture> MacPlattform::screenCapture() {
+  return std::make_unique<MacScreenCapture>(sck_);
+}
+
+std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,
+                                                       const VideoEinstellungen& einstellungen,
+                                                       Fehler& fehler) {
+  return AssetSchreiber::neu(avAssetWriter(), pfad, einstellungen, fehler);
+}
+
+}  // namespace hallkorb

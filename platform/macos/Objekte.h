@@ -1,0 +1,37 @@
+// Small translations that all files of calls share: texts, errors, exceptions.
+//
+// Objective-C++ only.
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#include <string>
+
+#include "platform/Fehler.h"
+
+#if !__has_feature(objc_arc)
+#error "compile with -fobjc-arc: without it every object here leaks"
+#endif
+
+namespace hallkorb {
+
+// A copy of the text; empty where there is none. The system's own pointer dies with its pool.
+[[nodiscard]] std::string text(NSString* _Nullable text);
+
+// The error, with the description that the system gives in the user's language.
+[[nodiscard]] Fehler fehlerAus(NSError* _Nullable error);
+[[nodiscard]] Ergebnis ergebnisAus(NSError* _Nullable error);
+
+// Runs `aufruf`, whose exception, if it raises one, comes back as an error. Calls into the audio
+// and video frameworks raise where others return an error.
+template <class Aufruf>
+[[nodiscard]] Ergebnis ohneAusnahme(Aufruf aufruf) {
+  @try {
+    aufruf();
+    return std::nullopt;
+  } @catch (NSException* ausnahme) {
+    return Fehler{"NSException", 0, text(ausnahme.name) + ": " + text(ausnahme.reason)};
+  }
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,28 @@
+#include "platform/macos/Objekte.h"
+
+#import <ScreenCaptureKit/ScreenCaptureKit.h>
+
+#include "platform/macos/Fehlertexte.h"
+
+namespace hallkorb {
+
+std::string text(NSString* _Nullable text) {
+  @autoreleasepool {
+    const char* zeichen = text.UTF8String;
+    return zeichen != nullptr ? std::string(zeichen) : std::string();
+  }
+}
+
+Fehler fehlerAus(NSError* _Nullable error) {
+  if (error == nil) return {"hallkorb", 0, "Fehler ohne Beschreibung"};
+  const bool screenCapture = [error.domain isEqualToString:SCStreamErrorDomain];
+  return {screenCapture ? SCREEN_CAPTURE_DOMAIN : text(error.domain), error.code,
+          text(error.localizedDescription)};
+}
+
+Ergebnis ergebnisAus(NSError* _Nullable error) {
+  if (error == nil) return std::nullopt;
+  return fehlerAus(error);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,50 @@
+// From the system's description of audio buffers to a PcmBlock.
+//
+// The engine and the capture service both promise 32-bit floats, but describe each buffer, and what
+// is described counts: rate, channels, sample type and layout are taken from there, block by block.
+// Where the samples lie as a PcmBlock wants them, it is a view; otherwise they are copied.
+//
+// The structures repeat those of CoreAudioTypes field by field, so that this runs everywhere.
+// One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/PcmBlock.h"
+
+namespace hallkorb {
+
+// AudioStreamBasicDescription, as far as it matters here.
+struct TonBeschreibung {
+  double rate = 0.0;           // mSampleRate
+  std::uint32_t formatId = 0;  // mFormatID
+  std::uint32_t flags = 0;     // mFormatFlags
+  std::uint32_t kanaele = 0;   // mChannelsPerFrame
+  std::uint32_t bits = 0;      // mBitsPerChannel
+};
+
+// AudioBuffer: interleaved samples of all channels, or those of one channel.
+struct TonPuffer {
+  const void* daten = nullptr;
+  std::uint32_t bytes = 0;
+};
+
+class PcmUebersetzer {
+ public:
+  // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the
+  // buffers are. Nothing where the description is not of native linear PCM in 16 or 32-bit integers
+  // or 32 or 64-bit floats, where it has no rate or channels, or where the buffers are too few or
+  // short.
+  [[nodiscard]] std::optional<PcmBlock> uebersetze(const TonBeschreibung& beschreibung,
+                                                   std::span<const TonPuffer> puffer,
+                                                   std::uint32_t frames,
+                                                   std::optional<double> hostTime);
+
+ private:
+  std::vector<float> platz_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,52 @@
+#include "platform/macos/SckStrom.h"
+
+#include <utility>
+
+namespace hallkorb {
+namespace {
+
+constexpr const char* DIENST = "der Dienst fuer Bildschirmaufnahmen";
+
+}  // namespace
+
+SckStrom::SckStrom(std::unique_ptr<StromAufrufe> aufrufe) : aufrufe_(std::move(aufrufe)) {}
+
+SckStrom::~SckStrom() {
+  beende();
+}
+
+Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+                          const StromEinstellungen& einstellungen, StromAusgang ausgang,
+                          const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,
+                          const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist frist) {
+  aufrufe_->baue(inhalt, fenster, einstellungen, std::move(empfaenger));
+  gebaut_ = true;
+  Ergebnis fehler = aufrufe_->verbinde(ausgang, queue);
+  if (!fehler) {
+    Antwort<Ergebnis> antwort(stelle);
+    gestartet_ = true;
+    aufrufe_->starte(antwort.empfang());
+    fehler = warteAuf(antwort, *stelle, frist, DIENST);
+  }
+  if (fehler) beende();
+  return fehler;
+}
+
+Ergebnis SckStrom::wechsle(const Inhalt& inhalt, std::uint32_t fenster,
+                           const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist frist) {
+  Antwort<Ergebnis> antwort(stelle);
+  aufrufe_->wechsle(inhalt, fenster, antwort.empfang());
+  return warteAuf(antwort, *stelle, frist, DIENST);
+}
+
+void SckStrom::beende() {
+  if (std::exchange(gestartet_, false) && !beendet_) {
+    Antwort<Ergebnis> antwort(std::make_shared<Wartestelle>());
+    aufrufe_->stoppe(antwort.empfang());
+    // Its error is no news: the stream is gone either way.
+    static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + std::chrono::seconds(3)));
+  }
+  if (std::exchange(gebaut_, false)) aufrufe_->gibFrei();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,51 @@
+// The life of one capture stream: built, connected, started, pointed elsewhere, ended.
+//
+// The service answers when it likes; here is decided how long that is waited for, and what is
+// undone when an answer is an error or does not come. A stream that the service has ended is only
+// dropped: it answers every further call with an error.
+//
+// starte(), wechsle() and beende() one at a time; merkeEnde() any thread.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "platform/macos/SckAufrufe.h"
+#include "platform/macos/Wartestelle.h"
+
+namespace hallkorb {
+
+class SckStrom {
+ public:
+  explicit SckStrom(std::unique_ptr<StromAufrufe> aufrufe);
+  ~SckStrom();
+  SckStrom(const SckStrom&) = delete;
+  SckStrom& operator=(const SckStrom&) = delete;
+
+  // A window of `inhalt`, or its first display; `queue` is the label of the queue that delivers.
+  // After an error nothing is left of the stream.
+  [[nodiscard]] Ergebnis starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+                                const StromEinstellungen& einstellungen, StromAusgang ausgang,
+                                const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,
+                                const std::shared_ptr<Wartestelle>& stelle,
+                                Wartestelle::Frist frist);
+  [[nodiscard]] Ergebnis wechsle(const Inhalt& inhalt, std::uint32_t fenster,
+                                 const std::shared_ptr<Wartestelle>& stelle,
+                                 Wartestelle::Frist frist);
+  // Ends the capture, waits for that, at most three seconds, and for what still runs on the queue.
+  // May be repeated.
+  void beende();
+  // The service has ended the stream.
+  void merkeEnde() { beendet_ = true; }
+
+ private:
+  std::unique_ptr<StromAufrufe> aufrufe_;
+  bool gebaut_ = false;
+  bool gestartet_ = false;  // or asked to
+  std::atomic<bool> beendet_{false};
+};
+
+}  // namespace hallkorb

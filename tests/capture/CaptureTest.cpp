@@ -1,0 +1,174 @@
+// Both captures against a source that does what each test says.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "capture/MicCapture.h"
+#include "capture/SystemAudioCapture.h"
+#include "tests/support/AusgabeFaenger.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr PcmFormat MONO{16000.0, 1, true};
+
+// Hands every sample on, or nothing.
+class Durchreiche final : public AudioConverterFactory {
+ public:
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& /*eingang*/,
+                                            double /*rate*/) override {
+    class Gleich final : public AudioConverter {
+     public:
+      explicit Gleich(const bool& kaputt) : kaputt_(kaputt) {}
+      Ergebnis wandle(const PcmBlock& block, std::size_t /*kapazitaet*/,
+                      std::vector<float>& ausgabe) override {
+        if (kaputt_) return Fehler{"probe", 1, "Filter kaputt"};
+        std::vector<float> platz;
+        const auto kanal = block.ersterKanal(platz);
+        ausgabe.assign(kanal.begin(), kanal.end());
+        return std::nullopt;
+      }
+
+     private:
+      const bool& kaputt_;
+    };
+    return std::make_unique<Gleich>(kaputt);
+  }
+  bool kaputt = false;
+};
+
+struct Quelle {
+  Ergebnis startFehler;
+  AudioInputListener* hoerer = nullptr;
+  int gestoppt = 0;
+};
+
+class Eingang final : public AudioInput {
+ public:
+  explicit Eingang(Quelle& quelle) : quelle_(quelle) {}
+  Ergebnis start(AudioInputListener& hoerer) override {
+    if (!quelle_.startFehler) quelle_.hoerer = &hoerer;
+    return quelle_.startFehler;
+  }
+  void stop() override { ++quelle_.gestoppt; }
+
+ private:
+  Quelle& quelle_;
+};
+
+class CaptureTest : public testing::Test {
+ protected:
+  void block(std::size_t n, std::optional<double> t) {
+    const std::vector<float> samples(n, 0.5F);
+    quelle.hoerer->block({MONO, static_cast<std::uint32_t>(n), samples, t});
+  }
+
+  AusgabeFaenger faenger;
+  Quelle quelle;
+  Durchreiche konverter;
+  Zeitachse zeit{"me", 16000.0, 100.0};
+  std::vector<std::size_t> bloecke;  // the lengths that were handed on
+  Weiter merke = [this](const std::vector<float>& samples) { bloecke.push_back(samples.size()); };
+};
+
+class MicCaptureTest : public CaptureTest {
+ protected:
+  MicCapture mic{16000.0, zeit, merke, std::make_unique<Eingang>(quelle), konverter};
+};
+
+TEST_F(MicCaptureTest, BlocksArriveOnTheTimelineAlsoEmptyOnes) {
+  ASSERT_FALSE(mic.start());
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] Mikrofon-Capture gestartet\n");
+  block(160, 100.01);
+  block(160, 100.0);  // wholly an overlap
+  block(0, 100.01);
+  EXPECT_EQ(bloecke, (std::vector<std::size_t>{320, 0, 0}));
+}
+
+TEST_F(MicCaptureTest, ABlockWithoutATimeMovesTheExpectationOn) {
+  ASSERT_FALSE(mic.start());
+  block(160, 100.0);
+  block(160, std::nullopt);
+  block(160, 100.02);
+  EXPECT_EQ(bloecke, (std::vector<std::size_t>{160, 160, 160}));
+  EXPECT_EQ(zeit.luecken + zeit.ueberlappungen, 0);
+}
+
+TEST_F(MicCaptureTest, ABlockThatCannotBeConvertedIsAHoleForTheTimeline) {
+  ASSERT_FALSE(mic.start());
+  block(160, 100.0);
+  konverter.kaputt = true;
+  block(160, 100.01);
+  EXPECT_EQ(bloecke.size(), 1U);
+  EXPECT_EQ(zeit.geschrieben, 160);
+  konverter.kaputt = false;
+  block(160, 100.02);
+  EXPECT_EQ(bloecke.back(), 320U);
+  EXPECT_EQ(zeit.luecken, 1);
+}
+
+TEST_F(MicCaptureTest, AFailedStartIsTheCallersToReport) {
+  quelle.startFehler = Fehler{"probe", 3, "kein Mikrofon"};
+  EXPECT_EQ(mic.start(), quelle.startFehler);
+  EXPECT_EQ(faenger.fehler(), "");
+}
+
+TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
+  ASSERT_FALSE(mic.start());
+  quelle.hoerer->unterbrochen({"probe", 1, "abgezogen"});
+  quelle.hoerer->fortgesetzt();
+  quelle.hoerer->verloren(7);
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] Mikrofon-Capture gestartet\n"
+            "[hallkorb] Mikrofon unterbrochen: abgezogen\n"
+            "[hallkorb] Mikrofon wieder da\n"
+            "[hallkorb] Mikrofon: 7 Bloecke verloren, Verarbeitung zu langsam\n");
+}
+
+TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {
+  {
+    MicCapture mic(16000.0, zeit, merke, std::make_unique<Eingang>(quelle), konverter);
+    ASSERT_FALSE(mic.start());
+  }
+  EXPECT_EQ(quelle.gestoppt, 1);
+}
+
+class SystemAudioCaptureTest : public CaptureTest {
+ protected:
+  SystemAudioCapture sys{16000.0, zeit, std::make_unique<Eingang>(quelle), konverter};
+};
+
+TEST_F(SystemAudioCaptureTest, BlocksArriveOnceAReceiverIsSet) {
+  ASSERT_FALSE(sys.start());
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] System-Audio-Capture gestartet\n");
+  block(160, 100.0);
+  EXPECT_TRUE(bloecke.empty());
+  sys.weiter = merke;
+  block(160, 100.01);
+  block(160, std::nullopt);
+  EXPECT_EQ(bloecke, (std::vector<std::size_t>{160, 160}));
+}
+
+TEST_F(SystemAudioCaptureTest, AMissingDisplayIsPassedUp) {
+  quelle.startFehler = Fehler{"hallkorb", 1, "kein Display gefunden"};
+  EXPECT_EQ(sys.start(), quelle.startFehler);
+  EXPECT_EQ(quelle.hoerer, nullptr);
+  EXPECT_EQ(faenger.fehler(), "");
+}
+
+TEST_F(SystemAudioCaptureTest, AStreamThatTheServiceEndsIsTold) {
+  ASSERT_FALSE(sys.start());
+  quelle.hoerer->unterbrochen({"probe", 1, "Dienst beendet"});
+  quelle.hoerer->fortgesetzt();
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] System-Audio-Capture gestartet\n"
+            "[hallkorb] SCStream gestoppt: Dienst beendet\n"
+            "[hallkorb] System-Audio wieder da\n");
+}
+
+}  // namespace
+}  // namespace hallkorb

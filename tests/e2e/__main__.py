@@ -1,0 +1,132 @@
+"""Runs the end-to-end tests: python3 tests/e2e [--jobs N] [name parts...]
+
+Each test is a process of its own with a private session of its own, some at a time; they only wait
+for sound, most of the time. The output of a failed test is shown whole. Closing line:
+"N passed, N failed".
+"""
+
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+HIER = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HIER)
+
+import lauf  # noqa: E402  (finds the scripts' modules)
+import prozesse  # noqa: E402
+
+# Longer than any test takes, so that a hanging one is told from a slow one.
+FRIST = 240.0
+
+
+def finde(teile):
+    """(names of the tests in which any of `teile` occurs, those that want a file system of their
+    own)."""
+    namen, mit_mount = [], set()
+    offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
+    while offen:
+        for eintrag in offen.pop():
+            if isinstance(eintrag, unittest.TestSuite):
+                offen.append(eintrag)
+                continue
+            name = eintrag.id()
+            if not teile or any(teil in name for teil in teile):
+                namen.append(name)
+                if getattr(eintrag, "MIT_MOUNT", False):
+                    mit_mount.add(name)
+    # The long ones first; the rest fits in beside them.
+    namen.sort(key=lambda name: ("minute" not in name, name))
+    return namen, mit_mount
+
+
+def darf_mount():
+    return shutil.which("unshare") is not None and subprocess.run(
+        ["unshare", "--mount", "mount", "-t", "tmpfs", "none", "/mnt"],
+        stderr=subprocess.DEVNULL).returncode == 0
+
+
+class Versuch:
+    """One test in its process."""
+
+    def __init__(self, name, vorsatz):
+        self.name = name
+        self.anfang = time.monotonic()
+        self._ausgabe = tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace")
+        self.prozess = prozesse.starte([*vorsatz, sys.executable, HIER, "--einzeln", name],
+                                       stdin=subprocess.DEVNULL, stdout=self._ausgabe,
+                                       stderr=subprocess.STDOUT)
+        self.dauer = 0.0
+
+    def fertig(self):
+        self.dauer = time.monotonic() - self.anfang
+        if self.prozess.poll() is None and self.dauer > FRIST:
+            self.prozess.kill()
+            self.prozess.wait()
+        return self.prozess.returncode is not None
+
+    def ausgabe(self):
+        self._ausgabe.seek(0)
+        return self._ausgabe.read()
+
+
+def alle(teile, zugleich):
+    namen, mit_mount = finde(teile)
+    vorsatz = {}
+    bestanden = gescheitert = ausgelassen = 0
+    if mit_mount and not darf_mount():
+        for name in sorted(mit_mount):
+            print(f"  skipped  {name}: mounting is not permitted here")
+        ausgelassen = len(mit_mount)
+        namen = [name for name in namen if name not in mit_mount]
+    for name in mit_mount:
+        # What the test mounts is gone with its process.
+        vorsatz[name] = ["unshare", "--mount", "--propagation", "private"]
+
+    laufend = []
+    while namen or laufend:
+        while namen and len(laufend) < zugleich:
+            name = namen.pop(0)
+            laufend.append(Versuch(name, vorsatz.get(name, [])))
+        for versuch in [versuch for versuch in laufend if versuch.fertig()]:
+            laufend.remove(versuch)
+            gut = versuch.prozess.returncode == 0
+            bestanden, gescheitert = bestanden + gut, gescheitert + (not gut)
+            print(f"  {'ok' if gut else 'FAILED':7}  {versuch.name}  ({versuch.dauer:.1f} s)",
+                  flush=True)
+            if not gut:
+                print(versuch.ausgabe(), flush=True)
+        time.sleep(0.02)
+    if ausgelassen:
+        print(f"{ausgelassen} skipped")
+    print(f"{bestanden} passed, {gescheitert} failed")
+    return 1 if gescheitert or not bestanden else 0
+
+
+def einer(name):
+    """One test in this process."""
+    def arbeit():
+        ergebnis = unittest.TextTestRunner(verbosity=0).run(
+            unittest.defaultTestLoader.loadTestsFromName(name))
+        return 0 if ergebnis.wasSuccessful() and ergebnis.testsRun else 1
+
+    prozesse.beaufsichtigt(arbeit, mit_eltern=True)
+
+
+if __name__ == "__main__":
+    _leser = argparse.ArgumentParser(prog="tests/e2e")
+    # Without real-time priority the sound itself would suffer from more.
+    _leser.add_argument("--jobs", type=int, default=4 if lauf.sitzung.darf_echtzeit() else 2)
+    _leser.add_argument("--einzeln", help=argparse.SUPPRESS)
+    _leser.add_argument("teile", nargs="*", metavar="name part")
+    _wahl = _leser.parse_args()
+    if _wahl.einzeln:
+        einer(_wahl.einzeln)
+    else:
+        if not os.access(lauf.PROGRAMM, os.X_OK):
+            sys.exit(f"{lauf.PROGRAMM} is missing; build the release preset first")
+        prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs))

@@ -1,0 +1,218 @@
+"""One run of the real program for a test: its lines as they come, its signals, its end.
+
+Nothing here sleeps and hopes: every wait is for a line, a file or the end of the process, with a
+deadline after which the test fails and shows what was there instead.
+"""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(WURZEL, "scripts"))
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+
+import prozesse  # noqa: E402
+import sitzung  # noqa: E402
+
+PROGRAMM = os.environ.get("HALLKORB", os.path.join(WURZEL, "build", "release", "hallkorb"))
+FRIST = 15.0
+
+
+class Zeilen:
+    """The lines of one stream, read by a thread of its own."""
+
+    def __init__(self, strom):
+        self._strom = strom
+        self._neu = threading.Condition()
+        self.alle = []  # (time on the monotonic clock, text)
+        self.zu = False
+        self._faden = threading.Thread(target=self._lies, daemon=True)
+        self._faden.start()
+
+    def _lies(self):
+        for zeile in self._strom:
+            with self._neu:
+                self.alle.append((time.monotonic(), zeile.decode("utf-8").rstrip("\n")))
+                self._neu.notify_all()
+        with self._neu:
+            self.zu = True
+            self._neu.notify_all()
+
+    def texte(self):
+        with self._neu:
+            return [text for _, text in self.alle]
+
+    def warte(self, passt, frist=FRIST, ab=0):
+        """The first line from number `ab` on for which `passt(text)` holds, as (number, text).
+        None when the stream ends or the time is over before."""
+        ende = time.monotonic() + frist
+        with self._neu:
+            while True:
+                for nummer in range(ab, len(self.alle)):
+                    if passt(self.alle[nummer][1]):
+                        return nummer, self.alle[nummer][1]
+                ab = len(self.alle)
+                rest = ende - time.monotonic()
+                if self.zu or rest <= 0:
+                    return None
+                self._neu.wait(rest)
+
+    def schliesse(self):
+        """Waits until everything was read."""
+        self._faden.join(FRIST)
+
+
+class Lauf:
+    """A running hallkorb. `lies_stdout` False leaves reading standard output to the test."""
+
+    def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True):
+        self.test = test
+        self.ordner = ordner
+        self.anfang = time.monotonic()
+        self.prozess = prozesse.starte(
+            [PROGRAMM, "--no-video", "--kein-echo", "--out", ordner, *argumente], env=umgebung,
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        test.addCleanup(self._raeume_auf)
+        self.aus = Zeilen(self.prozess.stdout) if lies_stdout else None
+        self.diagnose = Zeilen(self.prozess.stderr)
+
+    def _raeume_auf(self):
+        if self.prozess.poll() is None:
+            self.prozess.kill()
+        self.prozess.wait()
+        self.diagnose.schliesse()
+        for strom in (self.prozess.stdout, self.prozess.stderr):
+            if not strom.closed:
+                strom.close()
+
+    # --- Waiting ------------------------------------------------------------------------------
+
+    def zeile(self, passt, was, frist=FRIST, ab=0):
+        """The first object on standard output for which `passt` holds; fails without one."""
+        gefunden = self.aus.warte(lambda text: passt(json.loads(text)), frist, ab)
+        if gefunden is None:
+            self.test.fail(f"no {was} within {frist:g} s\n{self.alles()}")
+        return json.loads(gefunden[1])
+
+    def ereignis(self, name, frist=FRIST):
+        return self.zeile(lambda satz: satz.get("event") == name, f'"{name}"', frist)
+
+    def gestartet(self):
+        return self.ereignis("started")
+
+    def chunk(self, kanal, ab_nummer=0, frist=FRIST):
+        return self.zeile(lambda satz: satz.get("channel") == kanal
+                          and satz.get("chunk", -1) >= ab_nummer, f"chunk of {kanal}", frist)
+
+    def meldung(self, text, frist=FRIST, ab=0):
+        """The number of the first diagnostic line from `ab` on that holds `text`."""
+        gefunden = self.diagnose.warte(lambda zeile: text in zeile, frist, ab)
+        if gefunden is None:
+            self.test.fail(f"no diagnostic {text!r} within {frist:g} s\n{self.alles()}")
+        return gefunden[0]
+
+    # --- The end ------------------------------------------------------------------------------
+
+    def sende(self, nummer=signal.SIGINT):
+        self.prozess.send_signal(nummer)
+
+    def ende(self, frist=5.0):
+        """The exit status (negative: the signal), when both streams were read to their end."""
+        try:
+            status = self.prozess.wait(frist)
+        except subprocess.TimeoutExpired:
+            self.test.fail(f"still running after {frist:g} s\n{self.alles()}")
+        if self.aus:
+            self.aus.schliesse()
+        self.diagnose.schliesse()
+        return status
+
+    def stoppe(self, nummer=signal.SIGINT, frist=5.0):
+        """The orderly stop: status 0, "zeitachse" and "done" as the last lines. Returns how long it
+        took."""
+        anfang = time.monotonic()
+        self.sende(nummer)
+        status = self.ende(frist)
+        dauer = time.monotonic() - anfang
+        self.test.assertEqual(status, 0, self.alles())
+        self.pruefe_schluss()
+        return dauer
+
+    def pruefe_schluss(self):
+        saetze = self.saetze()
+        self.test.assertEqual([satz.get("event") for satz in saetze[-2:]], ["zeitachse", "done"],
+                              self.alles())
+        self.test.assertEqual(self.diagnosen("Stop — schreibe Rest-Chunks"), 1, self.alles())
+
+    # --- What was said ------------------------------------------------------------------------
+
+    def saetze(self):
+        return [json.loads(text) for text in self.aus.texte()]
+
+    def chunks(self, kanal=None):
+        return [satz for satz in self.saetze()
+                if "chunk" in satz and kanal in (None, satz["channel"])]
+
+    def zeitachse(self):
+        return next(satz for satz in self.saetze() if satz.get("event") == "zeitachse")
+
+    def diagnosen(self, text):
+        return sum(text in zeile for zeile in self.diagnose.texte())
+
+    def alles(self):
+        aus = self.aus.texte() if self.aus else []
+        return "\n".join(["stdout:", *aus, "stderr:", *self.diagnose.texte()])
+
+    def speicher_kib(self):
+        with open(f"/proc/{self.prozess.pid}/status", encoding="ascii", errors="replace") as datei:
+            for zeile in datei:
+                if zeile.startswith("VmRSS:"):
+                    return int(zeile.split()[1])
+        return 0
+
+
+class Fall(unittest.TestCase):
+    """A test with a private session and a folder of its own."""
+
+    MIT_SITZUNG = True
+    GERAETE = {}  # keyword arguments of sitzung.Sitzung
+
+    def setUp(self):
+        halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
+        self.addCleanup(halter.cleanup)
+        self.ordner = halter.name
+        self.aufnahme = os.path.join(self.ordner, "aufnahme")
+        if self.MIT_SITZUNG:
+            self.raum = sitzung.Sitzung(**self.GERAETE)
+            self.raum.starte()
+            self.addCleanup(self.raum.beende)
+
+    def lauf(self, *argumente, ordner=None, umgebung=None, **mehr):
+        if umgebung is None:
+            umgebung = self.raum.umgebung
+        return Lauf(self, argumente, umgebung, ordner or self.aufnahme, **mehr)
+
+    def warte_bis(self, bedingung, was, frist=FRIST):
+        try:
+            return sitzung.warte_bis(bedingung, was, frist)
+        except sitzung.SitzungsFehler as fehler:
+            self.fail(str(fehler))
+
+    def ohne_dienst(self):
+        """An environment in which no PipeWire can be found."""
+        leer = os.path.join(self.ordner, "leer")
+        os.makedirs(leer, mode=0o700, exist_ok=True)
+        umgebung = {name: wert for name, wert in os.environ.items()
+                    if not name.startswith("PIPEWIRE_")}
+        return umgebung | {"XDG_RUNTIME_DIR": leer, "DBUS_SESSION_BUS_ADDRESS": "disabled:"}
+
+    def dateien(self, anfang="", ordner=None):
+        ordner = ordner or self.aufnahme
+        return sorted(name for name in os.listdir(ordner) if name.startswith(anfang))

@@ -1,0 +1,130 @@
+"""Output folders that cannot be written, go away or fill up."""
+
+import os
+import shutil
+import stat
+import subprocess
+
+import lauf
+import signale
+
+
+class Dateien(lauf.Fall):
+
+    def laufend(self, *argumente, ordner=None):
+        klang = os.path.join(self.ordner, "klang.wav")
+        ton = signale.rauschen(40.0, 11)
+        signale.schreibe(klang, ton, ton)
+        self.raum.spiele(klang, "speakers")
+        self.raum.spiele(klang, "mic-feed")
+        aufnahme = self.lauf(*argumente, ordner=ordner)
+        started = aufnahme.gestartet()
+        self.assertEqual((started["mic"], started["system"]), (True, True))
+        return aufnahme
+
+    def ohne_dateien(self, ordner):
+        """The recording runs and reports; nothing can be written."""
+        aufnahme = self.laufend(ordner=ordner)
+        aufnahme.meldung("WAV-Schreibfehler (me #0): ")
+        aufnahme.meldung("WAV-Schreibfehler (them #0): ")
+        aufnahme.meldung("WAV-Schreibfehler (me #1): ")
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertEqual(aufnahme.chunks(), [])
+        self.assertGreaterEqual(aufnahme.diagnosen("mikro_roh.wav"), 1)
+        return aufnahme
+
+    def test_datei_an_der_stelle_des_ordners(self):
+        with open(self.aufnahme, "w", encoding="ascii") as datei:
+            datei.write("bleibt")
+        self.ohne_dateien(self.aufnahme)
+        with open(self.aufnahme, encoding="ascii") as datei:
+            self.assertEqual(datei.read(), "bleibt")
+
+    def test_ordner_im_lauf_entfernt(self):
+        aufnahme = self.laufend()
+        aufnahme.chunk("me")
+        bisher = len(aufnahme.chunks())
+        shutil.rmtree(self.aufnahme)
+        aufnahme.meldung("WAV-Schreibfehler (me #")
+        aufnahme.meldung("WAV-Schreibfehler (them #")
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        # At most what was just being written while the folder went.
+        self.assertLessEqual(len(aufnahme.chunks()), bisher + 2)
+        self.assertFalse(os.path.exists(self.aufnahme))
+
+    def test_ordner_wird_mit_allen_darueber_angelegt(self):
+        ordner = os.path.join(self.ordner, "a", "b", "c")
+        aufnahme = self.laufend(ordner=ordner)
+        aufnahme.chunk("me")
+        aufnahme.stoppe()
+        self.assertIn("chunk_me_000.wav", self.dateien(ordner=ordner))
+
+    def test_halbe_datei_nie_unter_ihrem_namen(self):
+        aufnahme = self.laufend("--max", "1.5")
+        gesehen = set()
+
+        def sieh_nach():
+            for name in self.dateien("chunk_"):
+                if name not in gesehen:
+                    # Whole at the first sight of its name.
+                    gesehen.add(name)
+                    signale.lies_ganz(os.path.join(self.aufnahme, name))
+            return len(gesehen) >= 8
+
+        lauf.sitzung.warte_bis(sieh_nach, "8 chunks", schritt=0.0005)
+        aufnahme.stoppe()
+        self.assertEqual(self.dateien("."), [])
+
+    def test_vorhandene_roehre_als_ziel(self):
+        os.makedirs(self.aufnahme)
+        roehre = os.path.join(self.aufnahme, "chunk_me_000.wav")
+        os.mkfifo(roehre)
+        leser = subprocess.Popen(["cat", roehre], stdout=subprocess.PIPE)
+        self.addCleanup(leser.kill)
+        aufnahme = self.laufend()
+        aufnahme.chunk("me", ab_nummer=1)
+        aufnahme.stoppe()
+        inhalt = leser.communicate(timeout=5.0)[0]
+        self.assertEqual(inhalt[:4], b"RIFF")
+        satz = aufnahme.chunks("me")[0]
+        self.assertAlmostEqual(satz["t1"] - satz["t0"], (len(inhalt) - 44) / 2 / signale.ZIEL,
+                               delta=0.0101)
+        self.assertTrue(stat.S_ISFIFO(os.stat(roehre).st_mode))
+
+
+class EigenesDateisystem(Dateien):
+    MIT_MOUNT = True
+
+    def haenge_ein(self, *optionen):
+        """A small file system of its own at the output folder."""
+        os.makedirs(self.aufnahme)
+        subprocess.run(["mount", "-t", "tmpfs", *optionen, "none", self.aufnahme], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", self.aufnahme], check=True)
+
+    def test_nur_lesbarer_ordner(self):
+        self.haenge_ein("-o", "ro")
+        self.ohne_dateien(self.aufnahme)
+        self.assertEqual(self.dateien(), [])
+
+    def test_platte_voll(self):
+        self.haenge_ein("-o", "size=512k")
+        aufnahme = self.laufend()
+        aufnahme.meldung("WAV-Schreibfehler (", 30.0)
+        aufnahme.meldung("mikro_roh.wav: ", 30.0)
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertGreaterEqual(len(aufnahme.chunks()), 1)
+        for satz in aufnahme.chunks():
+            laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+        # What could not be written whole is not there at all.
+        namen = sorted(os.path.basename(satz["path"]) for satz in aufnahme.chunks())
+        self.assertEqual(self.dateien("chunk_"), namen)
+        self.assertEqual(self.dateien("."), [])
+        # The continuous file's header never promises more than the file holds.
+        _, _, erklaert, vorhanden = signale.lies(os.path.join(self.aufnahme, "mikro_roh.wav"))
+        self.assertLessEqual(erklaert, vorhanden)
+
+
+# Only a base for the tests above, whose own it would run a second time.
+for _name in [name for name in vars(Dateien) if name.startswith("test_")]:
+    setattr(EigenesDateisystem, _name, None)

@@ -1,0 +1,207 @@
+"""Devices and daemons that are missing, go, come back and change."""
+
+import os
+import time
+
+import lauf
+import signale
+
+# A channel without its source stays this silent (RMS); the sounds played are at 0.1.
+NICHTS = 1e-4
+# Until a device's going has reached the recorder.
+UMSCHALTEN = 0.25
+
+
+class Geraete(lauf.Fall):
+
+    def klang(self, name, saat, sekunden=60.0):
+        pfad = os.path.join(self.ordner, name + ".wav")
+        ton = signale.rauschen(sekunden, saat)
+        signale.schreibe(pfad, ton, ton)
+        return pfad
+
+    def roh(self):
+        return os.path.join(self.aufnahme, "mikro_roh.wav")
+
+    def warte_sekunden(self, sekunden):
+        """Until the microphone's file has grown by that much."""
+        ziel = os.path.getsize(self.roh()) + 2 * 16000 * sekunden
+        self.warte_bis(lambda: os.path.getsize(self.roh()) >= ziel, f"{sekunden} s more")
+
+
+class MikrofonFehlt(Geraete):
+    GERAETE = {"mikrofon": False}
+
+    def test_degraded_me(self):
+        self.raum.spiele(self.klang("fern", 4), "speakers")
+        aufnahme = self.lauf()
+        degraded = aufnahme.ereignis("degraded", 3.5)
+        self.assertEqual(degraded["channel"], "me")
+        self.assertTrue(degraded["message"])
+        started = aufnahme.gestartet()
+        self.assertEqual((started["mic"], started["system"]), (False, True))
+        aufnahme.chunk("them")
+        aufnahme.stoppe()
+        self.assertEqual(aufnahme.chunks("me"), [])
+        self.assertEqual(len(signale.lies_ganz(self.roh())), 0)
+        self.assertEqual(aufnahme.diagnosen("WARNUNG: nur System-Audio — Mikrofon verweigert: "), 1)
+
+
+class SystemAudioFehlt(Geraete):
+    # Without "speakers" the microphone's feed would be the only sink; it goes too.
+    GERAETE = {"lautsprecher": False, "mikrofon": False}
+
+    def test_degraded_them(self):
+        self.raum.lege_an("mic")
+        self.raum.setze_standard("source", "mic")
+        aufnahme = self.lauf()
+        degraded = aufnahme.ereignis("degraded", 4.0)
+        self.assertEqual(degraded["channel"], "them")
+        self.assertTrue(degraded["message"])
+        started = aufnahme.gestartet()
+        self.assertEqual((started["mic"], started["system"]), (True, False))
+        self.warte_bis(lambda: os.path.getsize(self.roh()) > 16000, "half a second of microphone")
+        aufnahme.stoppe()
+        self.assertEqual(aufnahme.chunks("them"), [])
+        self.assertEqual(aufnahme.diagnosen("WARNUNG: nur Mikrofon — System-Audio verweigert: "), 1)
+
+
+class BeidesFehlt(Geraete):
+    GERAETE = {"lautsprecher": False, "mikrofon": False}
+
+    def test_error_und_status_2(self):
+        self.pruefe(self.lauf())
+
+    def test_kein_pipewire(self):
+        self.pruefe(self.lauf(umgebung=self.ohne_dienst()))
+
+    def pruefe(self, aufnahme):
+        fehler = aufnahme.ereignis("error", 8.0)
+        self.assertTrue(fehler["message"])
+        self.assertEqual(aufnahme.ende(), 2)
+        self.assertEqual(len(aufnahme.saetze()), 1, aufnahme.alles())
+        self.assertLess(time.monotonic() - aufnahme.anfang, 7.0)
+        for text in ("Mikrofon nicht verfuegbar: ", "System-Audio nicht verfuegbar: "):
+            self.assertEqual(aufnahme.diagnosen(text), 1)
+
+
+class WireplumberFehlt(Geraete):
+    GERAETE = {"wireplumber": False}
+
+    def test_error_innerhalb_der_frist(self):
+        BeidesFehlt.pruefe(self, self.lauf())
+
+
+class Wechsel(Geraete):
+
+    def laufend(self):
+        self.raum.spiele(self.klang("fern", 5), "speakers")
+        self.raum.spiele(self.klang("nah", 6), "mic-feed")
+        aufnahme = self.lauf()
+        aufnahme.gestartet()
+        aufnahme.chunk("me")
+        aufnahme.chunk("them")
+        return aufnahme
+
+    def test_dienst_stirbt_und_kommt_wieder(self):
+        aufnahme = self.laufend()
+        self.raum.beende_pipewire()
+        gegangen = {name: aufnahme.meldung(text) for name, text in
+                    (("me", "Mikrofon unterbrochen: "), ("them", "SCStream gestoppt: "))}
+        self.raum.starte_pipewire()
+        self.raum.starte_wireplumber()
+        aufnahme.meldung("Mikrofon wieder da", ab=gegangen["me"])
+        aufnahme.meldung("System-Audio wieder da", ab=gegangen["them"])
+        self.raum.spiele(self.klang("fern2", 7), "speakers")
+        self.raum.spiele(self.klang("nah2", 8), "mic-feed")
+        bisher = {kanal: len(aufnahme.chunks(kanal)) for kanal in ("me", "them")}
+        for kanal, anzahl in bisher.items():
+            aufnahme.chunk(kanal, ab_nummer=anzahl + 1)
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        for text in ("Mikrofon unterbrochen: ", "SCStream gestoppt: ", "Mikrofon wieder da",
+                     "System-Audio wieder da"):
+            self.assertEqual(aufnahme.diagnosen(text), 1, aufnahme.alles())
+        for kanal in ("me", "them"):
+            bericht = aufnahme.zeitachse()[kanal]
+            self.assertGreaterEqual(bericht["luecken"], 1)
+            self.assertGreater(bericht["luecken_ms"], 0)
+        # The hole is filled: the file is as long as the recording took, less what start and stop do.
+        ende = aufnahme.chunks("me")[-1]["t1"]
+        self.assertAlmostEqual(len(signale.lies_ganz(self.roh())) / signale.ZIEL, ende, delta=0.0051)
+
+    def test_stopp_ohne_dienst(self):
+        aufnahme = self.laufend()
+        self.raum.beende_pipewire()
+        aufnahme.meldung("Mikrofon unterbrochen: ")
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        signale.lies_ganz(self.roh())
+
+    def test_anderes_standardgeraet(self):
+        aufnahme = self.laufend()
+        # Silent until it is picked: what is heard afterwards can only come from the new devices.
+        self.raum.lege_an("kopfhoerer", rang=10)
+        self.raum.lege_an("headset", "Audio/Source/Virtual", ("MONO",), rang=10)
+        self.raum.lege_an("headset-feed", "Audio/Sink", ("MONO",), rang=1)
+        self.raum.verbinde("headset-feed:monitor_MONO", "headset:input_MONO")
+        neu = {"them": self.klang("fern2", 9), "me": self.klang("nah2", 10)}
+        self.raum.spiele(neu["them"], "kopfhoerer")
+        self.raum.spiele(neu["me"], "headset-feed")
+        self.raum.setze_standard("sink", "kopfhoerer")
+        self.raum.setze_standard("source", "headset")
+        bisher = {kanal: len(aufnahme.chunks(kanal)) for kanal in ("me", "them")}
+        # The chunk that is being collected holds the change; the one after it is new throughout.
+        for kanal, anzahl in bisher.items():
+            aufnahme.chunk(kanal, ab_nummer=anzahl + 2)
+        aufnahme.stoppe()
+        for kanal, saat in (("them", 9), ("me", 10)):
+            satz = aufnahme.chunks(kanal)[bisher[kanal] + 2]
+            ton = signale.lies_ganz(satz["path"])
+            bester = 0.0
+            for vorlage in signale.vorlagen(self.gespielt(saat)):
+                lage = signale.lage_in(vorlage, ton)
+                bester = max(bester, signale.korrelation(vorlage[max(lage, 0):lage + len(ton)], ton)
+                             if 0 <= lage <= len(vorlage) - len(ton) else 0.0)
+            self.assertGreater(bester, 0.99, kanal)
+
+    @staticmethod
+    def gespielt(saat):
+        return signale.rauschen(60.0, saat)
+
+    def test_mikrofon_weg_waehrend_die_gegenseite_spricht(self):
+        aufnahme = self.laufend()
+        self.raum.entferne("mic")
+        aufnahme.meldung("Mikrofon unterbrochen: ")
+        vorher = os.path.getsize(self.roh())
+        bisher = len(aufnahme.chunks("them"))
+        aufnahme.chunk("them", ab_nummer=bisher + 1)  # the far end speaks on, and is recorded
+        self.raum.lege_an("mic")
+        self.raum.setze_standard("source", "mic")
+        aufnahme.meldung("Mikrofon wieder da")
+        self.warte_sekunden(3.0)
+        aufnahme.stoppe()
+        roh = signale.lies_ganz(self.roh())
+        zurueck = self.beginn_nach(roh, vorher // 2)
+        fehlend = roh[vorher // 2 + round(UMSCHALTEN * signale.ZIEL):zurueck]
+        self.assertGreater(len(fehlend), 2 * signale.ZIEL)
+        self.assertLess(signale.pegel(fehlend), NICHTS)
+        self.assertGreater(signale.pegel(roh[-2 * signale.ZIEL:]), 0.05)
+        self.assertEqual(aufnahme.zeitachse()["them"]["luecken"], 0, aufnahme.alles())
+
+    @staticmethod
+    def beginn_nach(roh, ab):
+        """The first index well after `ab` from which sound is there again."""
+        stelle = ab + round(UMSCHALTEN * signale.ZIEL)
+        while stelle + 160 < len(roh) and signale.pegel(roh[stelle:stelle + 160]) < NICHTS:
+            stelle += 160
+        return stelle
+
+    def test_mikrofon_weg_fuer_immer(self):
+        aufnahme = self.laufend()
+        self.raum.entferne("mic")
+        aufnahme.meldung("Mikrofon unterbrochen: ")
+        vorher = os.path.getsize(self.roh()) // 2
+        bisher = len(aufnahme.chunks("them"))
+        aufnahme.chunk("them", ab_nummer=bisher + 1)
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        roh = signale.lies_ganz(self.roh())
+        self.assertLess(signale.pegel(roh[vorher + round(UMSCHALTEN * signale.ZIEL):]), NICHTS)

@@ -1,0 +1,189 @@
+"""The command that a newcomer types, and the private session under it."""
+
+import io
+import os
+import re
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import lauf  # first: it finds the scripts' modules
+import anzeige
+import prozesse
+import signale
+import sitzung
+
+RECORD = os.path.join(lauf.WURZEL, "scripts", "record")
+SITZUNG = os.path.join(lauf.WURZEL, "scripts", "sitzung")
+
+
+STARTED = ('{"event":"started","mic":true,"system":true,"video":false,"echo":false,'
+           '"null_unix_ms":1795220400123}')
+
+
+def chunk(nummer, kanal, t0, t1, mehr=""):
+    return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"/r/chunk_{kanal}_{nummer:03d}.wav",'
+            f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
+
+
+class Anzeigen(unittest.TestCase):
+    """What a person sees of the recorder's lines."""
+
+    def schau(self, terminal):
+        self.jetzt = 100.0
+        self.ausgabe = io.StringIO()
+        return anzeige.Anzeige(self.ausgabe, terminal=terminal, uhr=lambda: self.jetzt)
+
+    def test_ohne_terminal_bekommt_jeder_chunk_eine_zeile(self):
+        schau = self.schau(False)
+        schau.zeile("[hallkorb] Mikrofon-Capture gestartet")
+        self.jetzt = 103.0
+        schau.zeile(STARTED)
+        self.jetzt = 170.0
+        schau.zeile(chunk(0, "me", 1.0, 3.5))
+        schau.zeile(chunk(1, "me", 3.5, 6.0, ',"sprache_ms":1500'))
+        schau.zeile('{"event":"done"}')
+        self.assertEqual(self.ausgabe.getvalue(), (
+            "00:00  [hallkorb] Mikrofon-Capture gestartet\n"
+            "00:00  started: microphone, system audio\n"
+            "01:07  me       1.00 to    3.50 s  chunk_me_000.wav  (so far 1 chunk, 2.5 s of speech)\n"
+            "01:07  me       3.50 to    6.00 s  chunk_me_001.wav  (so far 2 chunks, 4.0 s of speech)\n"
+            "01:07  done\n"))
+
+    def test_auf_einem_terminal_steht_der_stand_in_der_letzten_zeile(self):
+        schau = self.schau(True)
+        schau.zeile(STARTED)
+        self.jetzt = 105.0
+        schau.zeile(chunk(0, "them", 0.0, 2.0))
+        letzte = self.ausgabe.getvalue().rsplit("\r\033[K", 1)[1]
+        self.assertEqual(letzte, "00:05  me: 0 chunks, 0.0 s of speech | "
+                                 "them: 1 chunk, 2.0 s of speech"[:len(letzte)])
+        schau.zeile("[hallkorb] Mikrofon unterbrochen: weg")
+        # The message stands above; the state is below it again.
+        zeilen = self.ausgabe.getvalue().split("\n")
+        self.assertTrue(zeilen[-2].endswith("00:05  [hallkorb] Mikrofon unterbrochen: weg"))
+        self.assertIn("them: 1 chunk", zeilen[-1])
+
+    def test_fremde_und_kaputte_zeilen_stehen_wie_sie_sind(self):
+        schau = self.schau(False)
+        for zeile in ("{kaputt", "[1]", "42", ""):
+            schau.zeile(zeile)
+        schau.zeile('{"event":"degraded","channel":"me","message":"kein Mikrofon"}')
+        schau.zeile('{"event":"neu","wert":3}')
+        self.assertEqual(self.ausgabe.getvalue(), (
+            "00:00  {kaputt\n00:00  [1]\n00:00  42\n"
+            "00:00  microphone missing: kein Mikrofon\n00:00  neu: wert 3\n"))
+
+
+class Skripte(unittest.TestCase):
+
+    def setUp(self):
+        halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
+        self.addCleanup(halter.cleanup)
+        self.ordner = halter.name
+        prozesse.nimmt_waisen_auf()  # whatever a script leaves behind becomes ours
+
+    def starte(self, *befehl):
+        umgebung = {name: wert for name, wert in os.environ.items()
+                    if name != "XDG_RUNTIME_DIR" and not name.startswith("PIPEWIRE_")}
+        prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL, bufsize=0,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.addCleanup(prozess.stdout.close)
+        self.addCleanup(prozess.wait)
+        self.addCleanup(prozess.kill)
+        return prozess, lauf.Zeilen(prozess.stdout)
+
+    def niemand_mehr_da(self):
+        sitzung.warte_bis(lambda: not prozesse.nachkommen(), "the end of all processes")
+
+    def warte_zeile(self, zeilen, muster, frist=60.0):
+        gefunden = zeilen.warte(lambda text: re.search(muster, text), frist)
+        self.assertIsNotNone(gefunden, "\n".join(zeilen.texte()))
+
+    def test_record_mit_frist(self):
+        ordner = os.path.join(self.ordner, "aufnahme")
+        prozess, zeilen = self.starte(RECORD, "--seconds", "12", "--kein-echo", "--out", ordner)
+        status = prozess.wait(120.0)
+        zeilen.schliesse()
+        alles = "\n".join(zeilen.texte())
+        self.assertEqual(status, 0, alles)
+        self.assertRegex(alles, "in a private session")
+        self.assertRegex(alles, "started: microphone, system audio")
+        self.assertRegex(alles, r"(?m)^\d\d:\d\d  done$")
+        self.assertRegex(alles, "To listen")
+        namen = set(os.listdir(ordner))
+        self.assertLessEqual({"chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav"}, namen)
+        for name in namen:
+            self.assertIn(name, alles)
+            self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
+        self.niemand_mehr_da()
+
+    def test_record_nimmt_ein_laufendes_pipewire(self):
+        ordner = os.path.join(self.ordner, "aufnahme")
+        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "2", "--out", ordner)
+        status = prozess.wait(60.0)
+        zeilen.schliesse()
+        alles = "\n".join(zeilen.texte())
+        self.assertEqual(status, 0, alles)
+        self.assertRegex(alles, "sound of the PipeWire that runs here")
+        self.assertNotRegex(alles, "private session")
+        ton = signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
+        self.assertGreater(len(ton), signale.ZIEL)
+        self.assertEqual(signale.pegel(ton), 0.0)  # nobody speaks in this one
+        self.niemand_mehr_da()
+
+    def test_record_unterbrochen(self):
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
+            with self.subTest(signal=nummer):
+                ordner = os.path.join(self.ordner, str(nummer))
+                prozess, zeilen = self.starte(RECORD, "--kein-echo", "--out", ordner)
+                self.warte_zeile(zeilen, r"chunk_them_000\.wav")
+                prozess.send_signal(nummer)
+                status = prozess.wait(20.0)
+                zeilen.schliesse()
+                self.assertEqual(status, -nummer if nummer == signal.SIGKILL else 0,
+                                 "\n".join(zeilen.texte()))
+                # Also when the script itself is gone at once, the recording ends in order.
+                signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
+                self.niemand_mehr_da()
+
+    def test_record_gibt_den_status_weiter(self):
+        prozess, zeilen = self.starte(RECORD, "--rate", "nan", "--out", self.ordner)
+        self.assertEqual(prozess.wait(60.0), 128 + signal.SIGABRT)
+        zeilen.schliesse()
+        self.assertRegex("\n".join(zeilen.texte()), "Abbruch: --rate nan")
+        self.niemand_mehr_da()
+
+    def test_sitzung_gibt_den_status_weiter(self):
+        prozess, _ = self.starte(SITZUNG, "--", "sh", "-c", "exit 7")
+        self.assertEqual(prozess.wait(30.0), 7)
+        self.niemand_mehr_da()
+
+    def test_sitzung_hinterlaesst_nichts(self):
+        befehl = 'echo "$XDG_RUNTIME_DIR"; sleep 1000 & sleep 1000 & echo da; wait'
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
+            with self.subTest(signal=nummer):
+                prozess, zeilen = self.starte(SITZUNG, "--", "sh", "-c", befehl)
+                self.warte_zeile(zeilen, "^da$")
+                ordner = zeilen.texte()[0]
+                self.assertEqual(os.stat(ordner).st_mode & 0o777, 0o700)
+                prozess.send_signal(nummer)
+                prozess.wait(20.0)
+                self.niemand_mehr_da()
+                sitzung.warte_bis(lambda: not os.path.exists(ordner), "the folder's removal")
+
+    def test_aufseher_oder_arbeiter_getoetet(self):
+        prozess, zeilen = self.starte(SITZUNG, "--", "sh", "-c", "sleep 1000 & echo da; wait")
+        self.warte_zeile(zeilen, "^da$")
+        arbeiter = [pid for pid in prozesse.nachkommen(prozess.pid)
+                    if prozess.pid == self.elternteil(pid)]
+        self.assertEqual(len(arbeiter), 1)
+        os.kill(arbeiter[0], signal.SIGKILL)
+        self.assertEqual(prozess.wait(20.0), 128 + signal.SIGKILL)
+        self.niemand_mehr_da()
+
+    @staticmethod
+    def elternteil(pid):
+        with open(f"/proc/{pid}/stat", "rb") as datei:
+            return int(datei.read().rpartition(b")")[2].split()[1])
