@@ -119,6 +119,20 @@ class Skripte(unittest.TestCase):
             self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
         self.niemand_mehr_da()
 
+    def test_record_nimmt_ein_laufendes_pipewire(self):
+        ordner = os.path.join(self.ordner, "aufnahme")
+        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "2", "--out", ordner)
+        status = prozess.wait(60.0)
+        zeilen.schliesse()
+        alles = "\n".join(zeilen.texte())
+        self.assertEqual(status, 0, alles)
+        self.assertRegex(alles, "sound of the PipeWire that runs here")
+        self.assertNotRegex(alles, "private session")
+        ton = signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
+        self.assertGreater(len(ton), signale.ZIEL)
+        self.assertEqual(signale.pegel(ton), 0.0)  # nobody speaks in this one
+        self.niemand_mehr_da()
+
     def test_record_unterbrochen(self):
         for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
             with self.subTest(signal=nummer):
