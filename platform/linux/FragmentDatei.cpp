@@ -36,26 +36,27 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   if (fd_.fd() < 0) return Fehler::ausErrno(errno, WAS);
 
   auto* puffer = static_cast<unsigned char*>(av_malloc(PUFFER));
-  strom_.reset(avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &schreibeBytes, nullptr));
+  strom_.reset(
+      libav().avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &schreibeBytes, nullptr));
   AVFormatContext* datei = nullptr;
-  avformat_alloc_output_context2(&datei, nullptr, "mp4", nullptr);
+  libav().avformat_alloc_output_context2(&datei, nullptr, "mp4", nullptr);
   datei_.reset(datei);
-  offen_.reset(av_packet_alloc());
-  AVStream* spur = datei_ ? avformat_new_stream(datei_.get(), nullptr) : nullptr;
+  offen_.reset(libav().av_packet_alloc());
+  AVStream* spur = datei_ ? libav().avformat_new_stream(datei_.get(), nullptr) : nullptr;
   if (!strom_ || spur == nullptr || !offen_) return Fehler::ausErrno(ENOMEM, WAS);
   strom_->seekable = 0;
   datei_->pb = strom_.get();
   spur->time_base = strom.time_base;
   spur->avg_frame_rate = strom.framerate;
-  if (const int code = avcodec_parameters_from_context(spur->codecpar, &strom); code < 0) {
+  if (const int code = libav().avcodec_parameters_from_context(spur->codecpar, &strom); code < 0) {
     return libavFehler(code, WAS);
   }
   AVDictionary* wahl = nullptr;
   av_dict_set(&wahl, "movflags", "frag_custom+empty_moov+default_base_moof+skip_trailer", 0);
   av_dict_set_int(&wahl, "video_track_timescale", H264Kodierer::TAKT, 0);
-  const int code = avformat_write_header(datei_.get(), &wahl);
+  const int code = libav().avformat_write_header(datei_.get(), &wahl);
   av_dict_free(&wahl);
-  avio_flush(strom_.get());
+  libav().avio_flush(strom_.get());
   if (auto fehler = geprueft(code)) return fehler;
   gesichert_ = laenge_;
   return std::nullopt;
@@ -71,7 +72,7 @@ Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
     // Else the muxer would begin where the duration that it was told has ended.
     av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
   }
-  av_packet_move_ref(offen_.get(), &paket);
+  libav().av_packet_move_ref(offen_.get(), &paket);
   letzte_ = zeit;
   return std::nullopt;
 }
@@ -95,7 +96,7 @@ Ergebnis FragmentDatei::schliesse() {
   Ergebnis ergebnis;
   if (schreibFehler_ == 0) {
     ergebnis = sichere();
-    if (!ergebnis) ergebnis = geprueft(av_write_trailer(datei_.get()));
+    if (!ergebnis) ergebnis = geprueft(libav().av_write_trailer(datei_.get()));
   }
   datei_.reset();
   strom_.reset();
@@ -124,14 +125,14 @@ int FragmentDatei::schreibeBytes(void* selbst, std::uint8_t* daten, int anzahl) 
 Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
   offen_->stream_index = 0;
   offen_->duration = dauer;
-  const int code = av_write_frame(datei_.get(), offen_.get());
-  av_packet_unref(offen_.get());
+  const int code = libav().av_write_frame(datei_.get(), offen_.get());
+  libav().av_packet_unref(offen_.get());
   return geprueft(code);
 }
 
 Ergebnis FragmentDatei::beendeFragment() {
-  const int code = av_write_frame(datei_.get(), nullptr);
-  avio_flush(strom_.get());
+  const int code = libav().av_write_frame(datei_.get(), nullptr);
+  libav().avio_flush(strom_.get());
   if (auto fehler = geprueft(code)) return fehler;
   gesichert_ = laenge_;
   return std::nullopt;

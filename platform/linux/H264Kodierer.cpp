@@ -16,14 +16,14 @@ constexpr char NAME[] = "libx264";
 }  // namespace
 
 bool H264Kodierer::vorhanden() {
-  return avcodec_find_encoder_by_name(NAME) != nullptr;
+  return libav().avcodec_find_encoder_by_name(NAME) != nullptr;
 }
 
 Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen) {
-  const AVCodec* codec = avcodec_find_encoder_by_name(NAME);
+  const AVCodec* codec = libav().avcodec_find_encoder_by_name(NAME);
   if (codec == nullptr) return Fehler{"libav", ENOSYS, "libavcodec hat keinen Kodierer libx264"};
-  kodierer_.reset(avcodec_alloc_context3(codec));
-  paket_.reset(av_packet_alloc());
+  kodierer_.reset(libav().avcodec_alloc_context3(codec));
+  paket_.reset(libav().av_packet_alloc());
   if (!kodierer_ || !paket_) return Fehler::ausErrno(ENOMEM, "H.264-Kodierer");
 
   AVCodecContext& k = *kodierer_;
@@ -51,15 +51,15 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen) {
     const int code = av_opt_set(k.priv_data, name, wert, 0);
     if (code < 0) return libavFehler(code, std::string("H.264-Kodierer, ") + name);
   }
-  const int code = avcodec_open2(&k, codec, nullptr);
+  const int code = libav().avcodec_open2(&k, codec, nullptr);
   if (code < 0) return libavFehler(code, "H.264-Kodierer");
   return std::nullopt;
 }
 
 Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
   paket = paket_.get();
-  int code = avcodec_send_frame(kodierer_.get(), &bild);
-  if (code >= 0) code = avcodec_receive_packet(kodierer_.get(), paket);
+  int code = libav().avcodec_send_frame(kodierer_.get(), &bild);
+  if (code >= 0) code = libav().avcodec_receive_packet(kodierer_.get(), paket);
   if (code < 0) return libavFehler(code, "H.264-Kodierer");
   return std::nullopt;
 }

@@ -19,6 +19,7 @@ constexpr std::chrono::seconds SICHERUNG{1};
 }  // namespace
 
 Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
+  if (auto fehler = ladeLibav()) return fehler;
   if (!H264Kodierer::vorhanden()) {
     return Fehler{"libav", ENOSYS, "libavcodec hat keinen Kodierer libx264"};
   }

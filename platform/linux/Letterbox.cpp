@@ -59,7 +59,7 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
   const std::uint8_t* quelle[4] = {bild.daten()};
   const int quellZeile[4] = {static_cast<int>(bild.zeilenLaenge())};
   const int zeilen =
-      sws_scale(wandler_.get(), quelle, quellZeile, 0, hoehe_, ebenen, ziel.linesize);
+      libav().sws_scale(wandler_.get(), quelle, quellZeile, 0, hoehe_, ebenen, ziel.linesize);
   if (zeilen < 0) return libavFehler(zeilen, "Bildumwandlung");
   return std::nullopt;
 }
@@ -69,14 +69,15 @@ Ergebnis Letterbox::richteEin(const BgrBild& bild, const AVFrame& ziel) {
   breite_ = bild.breite();
   hoehe_ = bild.hoehe();
   lage_ = lageIn(ziel.width, ziel.height, breite_, hoehe_);
-  wandler_.reset(sws_getContext(breite_, hoehe_, AV_PIX_FMT_BGR0, lage_.breite, lage_.hoehe,
-                                AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+  wandler_.reset(libav().sws_getContext(breite_, hoehe_, AV_PIX_FMT_BGR0, lage_.breite, lage_.hoehe,
+                                        AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr,
+                                        nullptr));
   constexpr int VOLL = 1;
   constexpr int BEGRENZT = 0;
   constexpr int EINS = 1 << 16;
-  const int* farben = sws_getCoefficients(SWS_CS_ITU709);
-  if (!wandler_ ||
-      sws_setColorspaceDetails(wandler_.get(), farben, VOLL, farben, BEGRENZT, 0, EINS, EINS) < 0) {
+  const int* farben = libav().sws_getCoefficients(SWS_CS_ITU709);
+  if (!wandler_ || libav().sws_setColorspaceDetails(wandler_.get(), farben, VOLL, farben, BEGRENZT,
+                                                    0, EINS, EINS) < 0) {
     wandler_.reset();
     return Fehler{"libav", EINVAL,
                   "Bilder von " + std::to_string(breite_) + " x " + std::to_string(hoehe_) +
