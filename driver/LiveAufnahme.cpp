@@ -88,6 +88,9 @@ void LiveAufnahme::baueAuf() {
       config_.sampleRate, *zeitMe_,
       [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
       plattform_.mikrofon(), plattform_);
+  if (config_.video) {
+    vidCap_ = WindowVideoCapture::baue(config_.outDir, zeitNull_, plattform_, dateien_);
+  }
 }
 
 // First of all: a signal that comes while the rest is being built is kept until the run loop runs.
@@ -128,6 +131,7 @@ void LiveAufnahme::starte() {
     log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
   }
   meldeStart(mikrofon, systemAudio);
+  if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
 // What the captures have delivered meanwhile is told after the report.
@@ -198,6 +202,7 @@ void LiveAufnahme::shutdown() {
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
@@ -206,6 +211,11 @@ void LiveAufnahme::stoppe() {
     }
   });
   themQueue_->sync([] {});
+  if (video) {
+    emit(R"({"event":"video","path":")" + jsonEscape(video->pfad) +
+         formatiert(R"(","frames":%)" PRId64 R"(,"quelle":")", video->frames) +
+         jsonEscape(video->quelle) + "\"}");
+  }
   themChunker_->finalizeRemainder();
   meChunker_->finalizeRemainder();
   if (strecke_) {

@@ -11,6 +11,7 @@
 //   as the reference to the serial queue "echo".
 // - The microphone's blocks go to the queue "echo": raw file, echo path, chunker "me". Without an
 //   echo path they end on the capture's own thread.
+// - The video of the meeting window supervises itself; nothing here waits for it but the stop.
 // - Start and stop are tasks of their own; the main thread only waits for signals, so it can begin
 //   a stop while the start still waits for a device.
 //
@@ -31,6 +32,7 @@
 #include "capture/Zeitachse.h"
 #include "driver/Config.h"
 #include "echo/EchoStrecke.h"
+#include "meeting/WindowVideoCapture.h"
 #include "platform/Plattform.h"
 
 namespace hallkorb {
@@ -80,6 +82,7 @@ class LiveAufnahme {
   std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<SystemAudioCapture> sysCap_;
   std::unique_ptr<MicCapture> micCap_;
+  std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
   // Last, so that they have ended before anything that they use is taken down.

@@ -512,6 +512,118 @@ TEST_F(LiveAufnahmeTest, OddLengthsThatFitDoWhatTheySayAndLoseNothing) {
   }
 }
 
+// The video of the meeting window beside the two channels.
+
+class LiveVideoTest : public LiveAufnahmeTest {
+ protected:
+  LiveVideoTest() {
+    config.video = true;
+    stetig(welt.mikrofonGeraet, 0.1, 30.0);
+    stetig(welt.systemGeraet, 0.1, 30.0);
+    welt.bildschirm.windows = {sim::fenster(4, "us.zoom.xos", "Zoom \"Meeting\"")};
+  }
+
+  // Both channels hold every sample up to `sekunden`, each at its time.
+  void pruefeTon(std::size_t sekunden) const {
+    for (const std::string kanal : {"me", "them"}) {
+      const auto strom = ausChunks(kanal);
+      ASSERT_EQ(strom.size(), sekunden * 16000) << kanal;
+      for (std::size_t i = 4000; i < strom.size(); ++i) {
+        ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+      }
+    }
+    EXPECT_NE(faenger.ausgabe().find(R"("them":{"luecken":0,)"), std::string::npos);
+    EXPECT_NE(faenger.ausgabe().find(R"("me":{"luecken":0,)"), std::string::npos);
+  }
+
+  SimPlattform welt;
+};
+
+TEST_F(LiveVideoTest, AFinishedVideoIsToldBeforeTheLastChunks) {
+  welt.am(2.0, [this] { welt.bildschirm.bild(); });
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto folge = ereignisse();
+  EXPECT_EQ(std::vector<std::string>(folge.begin(), folge.begin() + 2),
+            (std::vector<std::string>{"started", "video_start"}));
+  EXPECT_EQ(std::vector<std::string>(folge.end() - 5, folge.end()),
+            (std::vector<std::string>{"video", "chunk them", "chunk me", "zeitachse", "done"}));
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_NE(zeilen[0].find(R"("video":true)"), std::string::npos);
+  EXPECT_EQ(zeilen[zeilen.size() - 5],
+            R"({"event":"video","path":")" + ordner.pfad() +
+                R"(/video.mp4","frames":2,"quelle":"Zoom · Zoom \"Meeting\""})");
+  pruefeTon(6);
+}
+
+TEST_F(LiveVideoTest, WithoutAMeetingThereIsNoVideoAndTheRestIsTheSame) {
+  welt.bildschirm.windows = {};
+  config.videoWarten = 4.0;
+  welt.signal(8.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto folge = ereignisse();
+  EXPECT_EQ(std::count(folge.begin(), folge.end(), "video_none"), 1);
+  EXPECT_EQ(std::count(folge.begin(), folge.end(), "video"), 0);
+  EXPECT_FALSE(std::filesystem::exists(ordner.pfad() + "/video.mp4"));
+  pruefeTon(8);
+}
+
+TEST_F(LiveVideoTest, WhoWantsNoVideoLeavesTheScreenAlone) {
+  config.video = false;
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(welt.bildschirm.inventare, 0U);
+  EXPECT_NE(faenger.ausgabe().find(R"("video":false)"), std::string::npos);
+}
+
+TEST_F(LiveVideoTest, OneChannelAloneHasItsVideoToo) {
+  welt.systemGeraet.startFehler = Fehler{"pipewire", 2, "kein Ton"};
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("event":"video",)"), std::string::npos);
+}
+
+TEST_F(LiveVideoTest, WithoutAnyChannelThereIsNoVideo) {
+  welt.systemGeraet.startFehler = Fehler{"pipewire", 2, "kein Ton"};
+  welt.mikrofonGeraet.startFehler = Fehler{"pipewire", 2, "kein Mikrofon"};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(welt.bildschirm.inventare, 0U);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"error"}));
+}
+
+TEST_F(LiveVideoTest, AScreenThatHangsDelaysNoSoundAndTheStopByLessThanFiveSeconds) {
+  using Stelle = double sim::Bildschirm::*;
+  for (const Stelle haengt :
+       {Stelle(&sim::Bildschirm::inventarDauer), Stelle(&sim::Bildschirm::startDauer)}) {
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    double ende = 0;
+    {
+      SimPlattform haengende;
+      haengende.mikrofonGeraet = welt.mikrofonGeraet;
+      haengende.systemGeraet = welt.systemGeraet;
+      haengende.bildschirm.windows = welt.bildschirm.windows;
+      haengende.bildschirm.startHaengt = true;
+      haengende.bildschirm.*haengt = 10.0;
+      haengende.signal(6.001, SIGINT);
+      EXPECT_EQ(laufe(haengende), 0);
+      ende = haengende.jetzt();
+    }
+    EXPECT_LE(ende, 6.001 + 5.0);
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+    std::size_t bytes = 0;
+    for (const auto& eintrag : std::filesystem::directory_iterator(eigener.pfad())) {
+      if (eintrag.path().filename().string().rfind("chunk_me", 0) == 0) {
+        bytes += static_cast<std::size_t>(eintrag.file_size()) - 44;
+      }
+    }
+    EXPECT_EQ(bytes, 6U * 32000U);
+    EXPECT_NE(zeilen[zeilen.size() - 2].find(R"("me":{"luecken":0,)"), std::string::npos);
+  }
+}
+
 TEST_F(LiveAufnahmeTest, WhatIsCutBeforeTheReportIsToldAfterIt) {
   config.turnMode = false;
   config.chunkSeconds = 0.1;
@@ -541,7 +653,16 @@ TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
     std::mt19937_64 zufall(saat);
     std::uniform_real_distribution<double> einheit(0, 1);
     config.echo = saat % 3 == 0;
+    config.video = saat % 2 == 0;
     SimPlattform welt(saat);
+    welt.bildschirm.inventarDauer = einheit(zufall);
+    welt.bildschirm.startDauer = einheit(zufall);
+    for (const double t : {einheit(zufall) * 3, 4 + einheit(zufall) * 3}) {
+      welt.am(t, [&welt, t] {
+        welt.bildschirm.windows = {sim::fenster(t < 4 ? 4 : 5, "us.zoom.xos", "Zoom Meeting")};
+        welt.bildschirm.bild();
+      });
+    }
     int gestartet = 0;
     for (sim::Geraet* g : {&welt.mikrofonGeraet, &welt.systemGeraet}) {
       g->startDauer = einheit(zufall) * 0.5;
@@ -573,11 +694,12 @@ TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
     EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
     ASSERT_GE(zeilen.size(), 2U);
     EXPECT_EQ(zeilen[zeilen.size() - 2].rfind(R"({"event":"zeitachse")", 0), 0U);
-    // "degraded", "started", chunks, and with an echo path its statistics: in this order.
+    // "degraded", "started", chunks among the video's events, and with an echo path its
+    // statistics: in this order.
     const auto stelle = [](const std::string& z) {
       if (z.find(R"("event":"degraded")") != std::string::npos) return 0;
       if (z.find(R"("event":"started")") != std::string::npos) return 1;
-      if (z.rfind(R"({"chunk":)", 0) == 0) return 2;
+      if (z.rfind(R"({"chunk":)", 0) == 0 || z.rfind(R"({"event":"video)", 0) == 0) return 2;
       if (z.find(R"("event":"echo")") != std::string::npos) return 3;
       return z.find(R"("event":"zeitachse")") != std::string::npos ? 4 : 5;
     };
