@@ -79,6 +79,26 @@ TEST_F(RohWavTest, WhatCannotBeOpenedIsNoObjectAndNoLine) {
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
 
+TEST_F(RohWavTest, APipeGetsTheSamplesAsTheyCome) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const int leser = ::open(pfad.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(leser, 0);
+  auto roh = oeffne();
+  ASSERT_NE(roh, nullptr);
+  roh->schreiben(std::vector<float>{0.5F, -1.0F});
+  jetzt += 6;
+  roh->schreiben(std::vector<float>{1.0F});
+  EXPECT_FALSE(roh->schliessen());
+  std::vector<std::uint8_t> da(100);
+  ASSERT_EQ(::read(leser, da.data(), da.size()), 50);
+  ::close(leser);
+  da.resize(50);
+  auto soll = WavBytes::kopf(16000, 0).bytes;
+  soll.insert(soll.end(), {0xFF, 0x3F, 0x01, 0x80, 0xFF, 0x7F});
+  EXPECT_EQ(da, soll);
+  EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
+}
+
 TEST_F(RohWavTest, ClosedAfterThreeSecondsItHasACorrectHeader) {
   std::vector<float> alles;
   auto roh = oeffne();
