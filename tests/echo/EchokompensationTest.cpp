@@ -179,12 +179,12 @@ TEST_P(Kompensation, ConstrainsPartition0AlwaysAndTheOthersInTurn) {
 TEST_P(Kompensation, LeavesTheForegroundAloneWhereBothFiltersAgree) {
   Echokompensation ec(2);
   const EchokompensationEinblick innen{ec};
-  for (const std::size_t j : {0, 1}) {
+  for (const std::size_t j : {0U, 1U}) {
     setze(innen.W(j), 0.1);
     setze(innen.F(j), 0.1);
   }
   const Werte signal = rauschen(3 * N, 100.0, 4);
-  for (const std::size_t b : {0, 1})
+  for (const std::size_t b : {0U, 1U})
     ec.block({signal.data(), N}, rahmen(signal, b));
   EXPECT_EQ(ec.vgKopien(), 0);
   EXPECT_EQ(ec.hgReset(), 0);

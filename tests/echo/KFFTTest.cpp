@@ -56,7 +56,7 @@ TEST_P(KFFTJe, AgreesWithThePlainTransformAtEveryLength) {
 }
 
 TEST_P(KFFTJe, ComesBackFromRealAndFromComplexInput) {
-  for (const std::uint64_t log2n : {0, 1, 3, 5, 6, 7, 8, 9, 13, 14, 17}) {
+  for (const std::uint64_t log2n : {0U, 1U, 3U, 5U, 6U, 7U, 8U, 9U, 13U, 14U, 17U}) {
     SCOPED_TRACE(log2n);
     const std::size_t n = std::size_t{1} << log2n;
     for (const bool komplex : {false, true}) {
@@ -75,7 +75,7 @@ TEST_P(KFFTJe, ComesBackFromRealAndFromComplexInput) {
 
 // e^(2 pi i 3 t / n) has all its energy in bin 3, not in bin n - 3.
 TEST_P(KFFTJe, TurnsForwardWithANegativeExponentAndWithoutAFactor) {
-  for (const std::uint64_t log2n : {4, 9, 17}) {
+  for (const std::uint64_t log2n : {4U, 9U, 17U}) {
     const std::size_t n = std::size_t{1} << log2n;
     Werte re(n);
     Werte im(n);
@@ -95,7 +95,7 @@ TEST_P(KFFTJe, TurnsForwardWithANegativeExponentAndWithoutAFactor) {
 }
 
 TEST_P(KFFTJe, MultipliesSpectraInItsOwnOrder) {
-  for (const std::uint64_t log2n : {5, 9, 14, 17}) {
+  for (const std::uint64_t log2n : {5U, 9U, 14U, 17U}) {
     SCOPED_TRACE(log2n);
     // A signal times the spectrum of a shifted impulse is the signal, shifted in a circle.
     const std::size_t n = std::size_t{1} << log2n;

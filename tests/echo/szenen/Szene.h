@@ -20,6 +20,9 @@ using Signal = std::vector<double>;
 
 inline constexpr double RATE = 16000.0;
 
+// The second at which the timeline corrects a drifting clock.
+inline constexpr double DRIFT_KORREKTUR = 12.0;
+
 // From second to second.
 using Abschnitt = std::pair<double, double>;
 
