@@ -55,9 +55,8 @@ struct Frage {
 int probe(Plattform& plattform, bool alle) {
   const auto frage = std::make_shared<Frage>();
   frage->bildschirm = plattform.screenCapture();
-  if (!laufeBefristet(plattform.executor(), PROBE_FRIST, [frage] {
-               frage->fehler = frage->bildschirm->inventar(frage->content);
-             })) {
+  if (!laufeBefristet(plattform.executor(), PROBE_FRIST,
+                      [frage] { frage->fehler = frage->bildschirm->inventar(frage->content); })) {
     log("[hallkorb] --fenster-probe: der Bildschirm antwortet nicht");
     return 2;
   }
