@@ -48,10 +48,12 @@ std::int64_t minus(std::int64_t a, std::int64_t b) {
 float quadratsumme(std::span<const float> werte) {
   std::array<float, SUMMEN> teil{};
   for (; werte.size() >= SUMMEN; werte = werte.subspan(SUMMEN)) {
-    for (std::size_t k = 0; k < SUMMEN; ++k) teil[k] += werte[k] * werte[k];
+    for (std::size_t k = 0; k < SUMMEN; ++k)
+      teil[k] += werte[k] * werte[k];
   }
   float summe = (teil[0] + teil[1]) + (teil[2] + teil[3]);
-  for (const float wert : werte) summe += wert * wert;
+  for (const float wert : werte)
+    summe += wert * wert;
   return summe;
 }
 

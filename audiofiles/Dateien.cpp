@@ -9,9 +9,11 @@
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 namespace hallkorb {
@@ -31,12 +33,16 @@ T oderNummer(T ergebnis) {
   return ergebnis < 0 ? static_cast<T>(-errno) : ergebnis;
 }
 
-// A host may have made its end of a pipe non-blocking; then the space is waited for.
+// How long somebody may take to open a pipe for reading, and to read on.
+constexpr std::chrono::milliseconds PIPE_OHNE_LESER{1000};
+constexpr std::chrono::milliseconds PIPE_OHNE_FORTSCHRITT{5000};
+
+// Where the other end has no room, it is waited for.
 ssize_t nachSchreibversuch(ssize_t ergebnis, int datei) {
   if (ergebnis < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
     pollfd wer{datei, POLLOUT, 0};
-    ::poll(&wer, 1, -1);
-    return -EINTR;
+    const int bereit = ::poll(&wer, 1, static_cast<int>(PIPE_OHNE_FORTSCHRITT.count()));
+    return bereit == 0 ? -ETIMEDOUT : -EINTR;
   }
   return oderNummer(ergebnis);
 }
@@ -138,9 +144,20 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
   return {{}, {}, ELOOP};
 }
 
+// Opens what is there for writing. A pipe is not waited for longer than a moment: one that nobody
+// reads must cost a chunk and not the recording.
+int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
+  const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
+  for (;;) {
+    const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK, 0); });
+    if (datei != -ENXIO || std::chrono::steady_clock::now() > bis) return datei;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 // Writes into what `pfad` names, without creating or emptying anything.
 int schreibeHinein(const std::string& pfad, std::span<const std::uint8_t> bytes, Dateien& dateien) {
-  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY, 0); });
+  const int datei = oeffneVorhandenes(pfad, dateien);
   if (datei < 0) return -datei;
   const int nummer = schreibeGanz(datei, bytes, dateien).nummer;
   const int beimSchliessen = schliesse(datei, dateien);

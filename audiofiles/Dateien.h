@@ -36,8 +36,8 @@ class Dateien {
 
   virtual ~Dateien() = default;
 
-  // Opens a file with the flags of open(2); never inherited by child processes,
-  // never made the controlling terminal. Returns its handle.
+  // Opens a file with the flags of open(2); never inherited by child processes, never made the
+  // controlling terminal. Returns its handle.
   virtual int oeffnen(const std::string& pfad, int flags, mode_t rechte) = 0;
   // Both return the number of bytes moved, which may be less than asked for. lesen: 0 at the end.
   virtual ssize_t lesen(int datei, std::span<std::uint8_t> ziel) = 0;
@@ -93,8 +93,8 @@ int schliesse(int datei, Dateien& dateien);
 // file's permissions are kept. A symbolic link stays, and what it points to is replaced or created.
 //
 // What is there and is no regular file (a device, a pipe) is written to as it is, and so is an open
-// file named by its number ("/dev/stdout", "/dev/fd/3"): never replaced. A pipe nobody reads yet is
-// waited for.
+// file named by its number ("/dev/stdout", "/dev/fd/3"): never replaced. A pipe
+// that nobody opens for reading within a second, or reads on within five, is an error.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien());
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <chrono>
 #include <limits>
 #include <system_error>
@@ -37,8 +38,14 @@ std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Date
 
 RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr)
     : handle_(datei), pfad_(std::move(pfad)), rate_(rate), dateien_(dateien), uhr_(std::move(uhr)) {
+  int nummer = kopfNachtragen();
+  if (nummer == ESPIPE) {
+    // A pipe or a terminal takes what comes, in order: the header of an empty recording stays.
+    nurVoran_ = true;
+    nummer = schreibeGanz(*handle_, kopf(rate_, 0), dateien_).nummer;
+  }
   // A disk that is full now may have room in a minute: the header is then written later.
-  melde(kopfNachtragen());
+  melde(nummer);
 }
 
 RohWav::~RohWav() {
@@ -57,7 +64,9 @@ void RohWav::schreiben(std::span<const float> samples) {
   const auto anzahl = static_cast<std::int64_t>(puffer_.size());
   laenge_ += anzahl;
 
-  const Geschrieben stand = schreibeGanzAn(*handle_, puffer_, KOPF_BYTES + stelle, dateien_);
+  const Geschrieben stand = nurVoran_
+                                ? schreibeGanz(*handle_, puffer_, dateien_)
+                                : schreibeGanzAn(*handle_, puffer_, KOPF_BYTES + stelle, dateien_);
   const std::int64_t ganz = stand.bytes / 2 * 2;  // half a sample is none
   if (ganz > 0) bytes_ = static_cast<std::uint32_t>(stelle + ganz);
   verloren_ += anzahl - ganz;
@@ -74,6 +83,7 @@ void RohWav::schreiben(std::span<const float> samples) {
 // telling different lengths, and it makes good a header that could not be written before.
 int RohWav::kopfNachtragen() {
   letzterKopf_ = uhr_();
+  if (nurVoran_) return 0;
   if (bytes_ > MAX_BYTES) abbruch(pfad_ + ": mehr als 2 GiB fasst eine WAV-Datei nicht");
   const int nummer = schreibeGanzAn(*handle_, kopf(rate_, bytes_), 0, dateien_).nummer;
   kopfFehlt_ = nummer != 0;
@@ -83,7 +93,7 @@ int RohWav::kopfNachtragen() {
 Ergebnis RohWav::schliessen() {
   if (!handle_) return std::nullopt;
   int nummer = 0;
-  if (bytes_ != static_cast<std::uint32_t>(laenge_)) {
+  if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
     // The last samples were lost; the file is to be as long as the recording all the same. Silence
     // takes no room on the disk.
     nummer = -beharrlich([&] { return dateien_.laengeSetzen(*handle_, KOPF_BYTES + laenge_); });

@@ -10,6 +10,8 @@
 // and the file reads as silence in between; at the end it is as long as everything that was handed
 // in. The header never declares more than the file holds. One line tells when writing begins to
 // fail and one when it works again.
+// What is there under the file's name and is no regular file (a pipe that is being read) gets the
+// header of an empty recording and then the samples as they come.
 //
 // Not locked: one thread at a time.
 #pragma once
@@ -75,6 +77,7 @@ class RohWav {
   std::int64_t rate_;
   std::int64_t laenge_ = 0;    // bytes of all samples handed in, lost ones included
   std::int64_t verloren_ = 0;  // bytes lost since writing began to fail
+  bool nurVoran_ = false;      // no file but a pipe: nothing can be written twice
   bool kopfFehlt_ = false;     // the last update of the header failed
   bool gestoert_ = false;      // writing fails, and that was told
   std::vector<std::uint8_t> puffer_;

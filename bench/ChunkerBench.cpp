@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <random>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
@@ -45,7 +46,7 @@ void chunker(benchmark::State& state) {
   const int stumm = ::open("/dev/null", O_WRONLY);
   auto& ausgabe = FileHandleTextOutput::standardOutput();
   const int vorher = std::exchange(ausgabe.handle, stumm);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const TempOrdner ordner;
     const auto sekunden = static_cast<double>(state.range(1));
     ChannelChunker c("me", ordner.pfad(), RATE, sekunden, state.range(0) != 0, 1.2, sekunden, 0.6,

@@ -55,7 +55,7 @@ void rohWav(benchmark::State& state) {
   const TempOrdner ordner;
   const auto samples = rauschen(960000);
   constexpr std::size_t BLOCK = 1365;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const auto datei = RohWav::oeffne(ordner / "mikro_roh.wav", 16000);
     for (std::size_t k = 0; k < samples.size(); k += BLOCK) {
       datei->schreiben(std::span(samples).subspan(k, std::min(BLOCK, samples.size() - k)));

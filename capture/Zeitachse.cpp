@@ -17,7 +17,7 @@ constexpr std::int64_t GEMELDETE_EREIGNISSE = 20;
 // To the nearest integer, halves away from zero.
 std::int64_t gerundet(double x) {
   const double ganz = std::round(x);
-  if (!(ganz >= -0x1p63 && ganz < 0x1p63)) abbruch("Zeitachse: Zeitpunkt nicht darstellbar");
+  if (!(ganz > -0x1p63 && ganz < 0x1p63)) abbruch("Zeitachse: Zeitpunkt nicht darstellbar");
   return static_cast<std::int64_t>(ganz);
 }
 

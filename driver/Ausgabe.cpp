@@ -3,7 +3,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdarg>
 #include <cstdint>
@@ -15,6 +18,9 @@
 
 namespace hallkorb {
 namespace {
+
+// How often a write that waits for its reader looks whether its time is up.
+constexpr std::chrono::milliseconds BLICK_AUF_FRIST{100};
 
 // The length in bytes of the well-formed UTF-8 character at the beginning of `text` (RFC 3629: no
 // overlong forms, no surrogates); 0 where there is none.
@@ -91,28 +97,88 @@ FileHandleTextOutput& FileHandleTextOutput::standardError() {
 
 bool FileHandleTextOutput::write(std::string_view text) {
   if (!istUtf8(text)) return false;
+  bool ganz = true;
   std::function<void()> melden;
   {
     const std::lock_guard halter(lock_);
-    while (!text.empty()) {
-      const ssize_t n = schreiber_(handle, text.data(), text.size());
-      if (n >= 0) {
-        text.remove_prefix(static_cast<std::size_t>(n));
-        continue;
-      }
-      if (errno == EINTR) continue;
-      if (errno == EAGAIN || errno == EWOULDBLOCK) {
-        // The host made its end non-blocking; the line is to be whole all the same.
-        pollfd wer{handle, POLLOUT, 0};
-        ::poll(&wer, 1, 1000);
-        continue;
-      }
-      if (errno == EPIPE || errno == ECONNRESET) melden = std::exchange(leserWeg_, nullptr);
-      break;
+    if (zurueckgehalten_) {
+      zurueckgehalten_->emplace_back(text);
+    } else {
+      ganz = schreibe(text);
+      melden = nimmMeldung();
     }
   }
   if (melden) melden();
-  return text.empty();
+  return ganz;
+}
+
+void FileHandleTextOutput::halteZurueck() {
+  const std::lock_guard halter(lock_);
+  zurueckgehalten_.emplace();
+}
+
+void FileHandleTextOutput::gibFrei(const std::vector<std::string>& zuerst) {
+  std::function<void()> melden;
+  {
+    const std::lock_guard halter(lock_);
+    for (const std::string& text : zuerst)
+      schreibe(text);
+    const auto danach = std::exchange(zurueckgehalten_, std::nullopt);
+    if (danach) {
+      for (const std::string& text : *danach)
+        schreibe(text);
+    }
+    melden = nimmMeldung();
+  }
+  if (melden) melden();
+}
+
+// With lock_ held.
+bool FileHandleTextOutput::schreibe(std::string_view text) {
+  while (!text.empty()) {
+    if (!warteAufPlatz()) return false;
+    // A pipe with room takes this much at once without blocking; a longer line could get stuck in
+    // the middle, which matters only when there is a limit of time.
+    const std::size_t hoechstens = frist_ != 0 ? PIPE_BUF : text.size();
+    const ssize_t n = schreiber_(handle, text.data(), std::min(text.size(), hoechstens));
+    if (n > 0) {
+      text.remove_prefix(static_cast<std::size_t>(n));
+      continue;
+    }
+    // A host may have made its end non-blocking; the line is to be whole all the same.
+    if (n < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+    leserIstWeg_ = n < 0 && (errno == EPIPE || errno == ECONNRESET);
+    return false;
+  }
+  return true;
+}
+
+// Until the reader has made room, or nobody will: then the write itself tells.
+bool FileHandleTextOutput::warteAufPlatz() const {
+  if (handle < 0) return true;
+  for (;;) {
+    pollfd wer{handle, POLLOUT, 0};
+    const int ergebnis = ::poll(&wer, 1, static_cast<int>(BLICK_AUF_FRIST.count()));
+    if (ergebnis > 0 || (ergebnis < 0 && errno != EINTR)) return true;
+    const std::int64_t frist = frist_;
+    if (frist != 0 && std::chrono::steady_clock::now().time_since_epoch().count() > frist) {
+      return false;
+    }
+  }
+}
+
+std::function<void()> FileHandleTextOutput::nimmMeldung() {
+  if (!std::exchange(leserIstWeg_, false)) return nullptr;
+  return std::exchange(leserWeg_, nullptr);
+}
+
+void FileHandleTextOutput::begrenze(std::optional<double> sekunden) {
+  using Uhr = std::chrono::steady_clock;
+  frist_ = !sekunden ? 0
+                     : (Uhr::now() + std::chrono::duration_cast<Uhr::duration>(
+                                         std::chrono::duration<double>(*sekunden)))
+                           .time_since_epoch()
+                           .count();
 }
 
 void FileHandleTextOutput::leserWeg(std::function<void()> handler) {
@@ -126,6 +192,18 @@ void log(std::string_view text) {
 
 void emit(std::string_view text) {
   FileHandleTextOutput::standardOutput().write(zeile(text));
+}
+
+void halteZeilenZurueck() {
+  FileHandleTextOutput::standardOutput().halteZurueck();
+}
+
+void gibZeilenFrei(const std::vector<std::string>& zuerst) {
+  std::vector<std::string> zeilen;
+  zeilen.reserve(zuerst.size());
+  for (const std::string& text : zuerst)
+    zeilen.push_back(zeile(text));
+  FileHandleTextOutput::standardOutput().gibFrei(zeilen);
 }
 
 bool druckeErgebnis(std::string_view text) {

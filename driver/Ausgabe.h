@@ -7,7 +7,9 @@
 // of the middle until the line is complete.
 //
 // A host that is gone must not leave a recorder behind: when the reader of standard output is found
-// to have closed it, the handler set with `leserWeg` is called, once.
+// to have closed it, the handler set with `leserWeg` is called, once. And one that keeps it open
+// and does not read must not hold up the end for ever: from the stop on, writes have a limit of
+// time.
 //
 // All functions may be called from any thread, but not from a real-time callback: a host that does
 // not read blocks its writers once the pipe is full.
@@ -17,10 +19,13 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace hallkorb {
 
@@ -39,9 +44,18 @@ class FileHandleTextOutput {
   static FileHandleTextOutput& standardOutput();
   static FileHandleTextOutput& standardError();
 
-  // Writes all bytes of `text`, which is UTF-8. Returns whether it was written whole; text that is
-  // no valid UTF-8 is not written at all.
+  // Writes all bytes of `text`, which is UTF-8. Returns whether it was written whole (or is kept,
+  // see halteZurueck); text that is no valid UTF-8 is not written at all.
   bool write(std::string_view text);
+
+  // Keeps what is written from now on, until gibFrei(). That writes `zuerst` and then what was
+  // kept, each with a write of its own.
+  void halteZurueck();
+  void gibFrei(const std::vector<std::string>& zuerst);
+
+  // From now on writes wait for a reader that does not read until this many seconds from now and no
+  // longer: what cannot be written then is given up. Without a value they wait as long as it takes.
+  void begrenze(std::optional<double> sekunden);
 
   // Called once, on the writing thread and with no lock held, when a write fails because the
   // reading end is closed.
@@ -51,9 +65,16 @@ class FileHandleTextOutput {
   int handle;
 
  private:
+  bool schreibe(std::string_view text);
+  [[nodiscard]] bool warteAufPlatz() const;
+  std::function<void()> nimmMeldung();
+
   Schreiber schreiber_;
   std::mutex lock_;
   std::function<void()> leserWeg_;
+  bool leserIstWeg_ = false;  // found by a write, not told yet
+  std::optional<std::vector<std::string>> zurueckgehalten_;
+  std::atomic<std::int64_t> frist_{0};  // nanoseconds of the steady clock, 0 for none
 };
 
 // Writes `text` and a line feed to standard error; the caller supplies the whole message, with its
@@ -62,6 +83,11 @@ void log(std::string_view text);
 
 // The same, to standard output.
 void emit(std::string_view text);
+
+// Keeps the lines of emit() back until the report about the start, `zuerst`, has gone out before
+// them: a capture delivers while the other one still starts.
+void halteZeilenZurueck();
+void gibZeilenFrei(const std::vector<std::string>& zuerst);
 
 // Prints a result line of an offline mode through the C library's buffered standard output, all of
 // it: the mode ends right afterwards. Returns whether it arrived; a result that nobody got is a

@@ -1,9 +1,6 @@
 #include "driver/LiveAufnahme.h"
 
-#include <unistd.h>
-
 #include <cinttypes>
-#include <cmath>
 #include <csignal>
 #include <span>
 #include <string>
@@ -17,24 +14,12 @@ namespace {
 // The echo path's filter: 320 ms of room.
 constexpr std::int64_t ECHO_PARTITIONEN = 20;
 
+// How long the stop waits for a host that keeps its pipes open and does not read, in seconds. One
+// that is merely slow reads within that; the files are complete either way.
+constexpr double STOP_WARTET_AUF_LESER = 5.0;
+
 const char* wort(bool wert) {
   return wert ? "true" : "false";
-}
-
-// Buffers are counted in samples, the command line speaks of seconds and hertz. What gives no count
-// ends the run here, with the option's name, before anything is built on it.
-void pruefeZahlen(const Config& c) {
-  const auto pruefe = [&](const char* option, double wert, double sekunden) {
-    const double samples = c.sampleRate * sekunden;
-    if (samples > -0x1p63 && samples < 0x1p63) return;
-    // A rate beyond every device spoils each product; then it is not the seconds that are wrong.
-    const bool rate = !(std::abs(c.sampleRate) < 0x1p31);
-    abbruch(formatiert("%s %g: Wert nicht verwendbar", rate ? "--rate" : option,
-                       rate ? c.sampleRate : wert));
-  };
-  pruefe("--rate", c.sampleRate, 1.0);
-  pruefe("--chunk", c.chunkSeconds, c.chunkSeconds);
-  pruefe("--max", c.maxSeconds, c.maxSeconds);
 }
 
 std::string degraded(const char* kanal, const Fehler& fehler) {
@@ -51,11 +36,14 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
 
 LiveAufnahme::~LiveAufnahme() {
   FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+  FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
+  FileHandleTextOutput::standardError().begrenze(std::nullopt);
 }
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
   baueAuf();
+  halteZeilenZurueck();
   startTask_ = plattform_.executor().starte([this] { starte(); });
   return plattform_.runLoop().run();
 }
@@ -66,7 +54,6 @@ void LiveAufnahme::baueAuf() {
   zeitNull_ = hostSekunden();
   nullUnixMs_ = plattform_.uhr().unixMs();
 
-  pruefeZahlen(config_);
   const auto chunker = [this](const char* kanal) {
     return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
                                             config_.chunkSeconds, config_.turnMode,
@@ -101,6 +88,9 @@ void LiveAufnahme::baueAuf() {
       config_.sampleRate, *zeitMe_,
       [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
       plattform_.mikrofon(), plattform_);
+  if (config_.video) {
+    vidCap_ = WindowVideoCapture::baue(config_.outDir, zeitNull_, plattform_, dateien_);
+  }
 }
 
 // First of all: a signal that comes while the rest is being built is kept until the run loop runs.
@@ -141,29 +131,36 @@ void LiveAufnahme::starte() {
     log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
   }
   meldeStart(mikrofon, systemAudio);
+  if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
+// What the captures have delivered meanwhile is told after the report.
 void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
   if (mikrofon && systemAudio) {
-    if (!beginneEnde()) return;  // the stop ends the run
+    const bool gescheitert = beginneEnde();
     const std::string& text =
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
-    emit(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
-    plattform_.runLoop().quit(2);
+    // Where a stop was first, it is what made the starts fail, and it ends the run.
+    std::vector<std::string> zeilen;
+    if (gescheitert) zeilen.push_back(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    gibZeilenFrei(zeilen);
+    if (gescheitert) plattform_.runLoop().quit(2);
     return;
   }
+  std::vector<std::string> zeilen;
   if (mikrofon && !stopLaeuft_) {
     log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
-    emit(degraded("me", *mikrofon));
+    zeilen.push_back(degraded("me", *mikrofon));
   }
   if (systemAudio && !stopLaeuft_) {
     log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + systemAudio->description);
-    emit(degraded("them", *systemAudio));
+    zeilen.push_back(degraded("them", *systemAudio));
   }
-  emit(formatiert(R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,)"
-                  R"("null_unix_ms":%)" PRId64 "}",
-                  wort(!mikrofon), wort(!systemAudio), wort(config_.video),
-                  wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+  zeilen.push_back(formatiert(
+      R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
+      wort(!mikrofon), wort(!systemAudio), wort(config_.video),
+      wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+  gibZeilenFrei(zeilen);
 }
 
 // On the capture's thread, which must not wait for a disk.
@@ -191,6 +188,10 @@ void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
 // On the main thread. Signals that come while the stop runs change nothing.
 void LiveAufnahme::shutdown() {
   if (!beginneEnde()) return;
+  for (auto* strom :
+       {&FileHandleTextOutput::standardOutput(), &FileHandleTextOutput::standardError()}) {
+    strom->begrenze(STOP_WARTET_AUF_LESER);
+  }
   log("[hallkorb] Stop — schreibe Rest-Chunks");
   micCap_->stop();
   stopTask_ = plattform_.executor().starte([this] { stoppe(); });
@@ -201,6 +202,7 @@ void LiveAufnahme::shutdown() {
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
   startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
@@ -209,6 +211,11 @@ void LiveAufnahme::stoppe() {
     }
   });
   themQueue_->sync([] {});
+  if (video) {
+    emit(R"({"event":"video","path":")" + jsonEscape(video->pfad) +
+         formatiert(R"(","frames":%)" PRId64 R"(,"quelle":")", video->frames) +
+         jsonEscape(video->quelle) + "\"}");
+  }
   themChunker_->finalizeRemainder();
   meChunker_->finalizeRemainder();
   if (strecke_) {

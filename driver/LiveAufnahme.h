@@ -8,14 +8,12 @@
 // What decides its shape: a capture that fails must not end the recording, and nothing that is slow
 // may hold up a capture.
 // - The system's blocks go to the serial queue "chunks.them", where the chunker "them" lives, and
-// as the
-//   reference to the serial queue "echo".
+//   as the reference to the serial queue "echo".
 // - The microphone's blocks go to the queue "echo": raw file, echo path, chunker "me". Without an
-// echo
-//   path they end on the capture's own thread.
+//   echo path they end on the capture's own thread.
+// - The video of the meeting window supervises itself; nothing here waits for it but the stop.
 // - Start and stop are tasks of their own; the main thread only waits for signals, so it can begin
-// a
-//   stop while the start still waits for a device.
+//   a stop while the start still waits for a device.
 //
 // One object is one recording. laufe() belongs to the main thread; everything else is called back.
 #pragma once
@@ -34,6 +32,7 @@
 #include "capture/Zeitachse.h"
 #include "driver/Config.h"
 #include "echo/EchoStrecke.h"
+#include "meeting/WindowVideoCapture.h"
 #include "platform/Plattform.h"
 
 namespace hallkorb {
@@ -76,12 +75,14 @@ class LiveAufnahme {
   std::unique_ptr<ChannelChunker> meChunker_;
   std::unique_ptr<Zeitachse> zeitThem_;
   std::unique_ptr<Zeitachse> zeitMe_;
-  std::unique_ptr<SerialQueue> themQueue_;
-  std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and where it is wanted
   std::unique_ptr<RohWav> rohWav_;
+  // After all that their work touches, so that they end before it.
+  std::unique_ptr<SerialQueue> themQueue_;
+  std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<SystemAudioCapture> sysCap_;
   std::unique_ptr<MicCapture> micCap_;
+  std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
   // Last, so that they have ended before anything that they use is taken down.

@@ -8,6 +8,7 @@
 #include "driver/Ausgabe.h"
 #include "driver/Config.h"
 #include "driver/EchoDatei.h"
+#include "driver/FensterModi.h"
 #include "driver/LiveAufnahme.h"
 #include "driver/ZeitachseTest.h"
 
@@ -40,6 +41,8 @@ int main(int argc, char** argv) {
   besetzeStandardstroeme();
   // A reader that is gone is told by the failed write; the signal would end the process.
   std::signal(SIGPIPE, SIG_IGN);
+  // And so is a limit of file sizes: the recording loses that file, not everything.
+  std::signal(SIGXFSZ, SIG_IGN);
   hallkorb::meldeAbstuerze();
   hallkorb::cfg = hallkorb::parseArgs(argc, argv);
 
@@ -49,10 +52,12 @@ int main(int argc, char** argv) {
       return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
       return hallkorb::zeitachseTest(plattform);
+    case hallkorb::Modus::fensterWahl:
+      return hallkorb::fensterWahl(*hallkorb::cfg.fensterWahl);
+    case hallkorb::Modus::fensterProbe:
+      return hallkorb::fensterProbe(plattform, hallkorb::cfg.alleFenster);
     case hallkorb::Modus::live:
-      return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
-    default:
-      hallkorb::log("[hallkorb] Diese Betriebsart ist in diesem Programm nicht enthalten");
-      return 2;
+      break;
   }
+  return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
 }

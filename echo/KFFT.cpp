@@ -168,10 +168,11 @@ struct KFFT::Setup {
             faktoren.grobI.p, faktoren.feinR.p, faktoren.feinI.p};
   }
   [[nodiscard]] Hilfsfeld hilf() const { return {hilfR.p, hilfI.p}; }
+  [[nodiscard]] Hilfsfeld matrix() const { return {matrixR.p, matrixI.p}; }
 
   void vor(double* re, double* im) const {
     if (gross) {
-      kern.fftGross(plan(), re, im, {matrixR.p, matrixI.p}, hilf());
+      kern.fftGross(plan(), re, im, matrix(), hilf());
     } else if (n < (std::size_t{1} << KLEIN)) {
       kleineFft(n, re, im, hilf());
     } else {
@@ -220,7 +221,7 @@ void KFFT::rueck(double* re, double* im) {
 
 void KFFT::vorUngeordnet(double* re, double* im) {
   if (setup->gross) {
-    setup->kern.fftGrossHin(setup->plan(), re, im, setup->hilf());
+    setup->kern.fftGrossHin(setup->plan(), re, im, setup->matrix(), setup->hilf());
   } else {
     setup->vor(re, im);
   }
@@ -228,7 +229,7 @@ void KFFT::vorUngeordnet(double* re, double* im) {
 
 void KFFT::rueckUngeordnet(double* re, double* im) {
   if (setup->gross) {
-    setup->kern.fftGrossHer(setup->plan(), im, re, setup->hilf());
+    setup->kern.fftGrossHer(setup->plan(), im, re, setup->matrix(), setup->hilf());
   } else {
     setup->vor(im, re);
   }

@@ -1,4 +1,5 @@
-// Where work runs that is not the main thread's: concurrent tasks and serial queues.
+// Where work runs that is not the main thread's (concurrent tasks and serial queues), and how it
+// sleeps.
 //
 // It stands behind an interface for one reason: on a simulated platform the same recorder runs on
 // one thread, in an order that the test decides, so that a race of the real world becomes a case
@@ -34,10 +35,25 @@ class Task {
   virtual void warte() = 0;
 };
 
+// A sleep that others can end.
+class Schlaf {
+ public:
+  virtual ~Schlaf() = default;
+  // Sleeps for `sekunden`, or until wecke(). Returns whether it was woken; once woken it never
+  // sleeps again. Several threads may sleep in it.
+  virtual bool warte(double sekunden) = 0;
+  // Any thread.
+  virtual void wecke() = 0;
+};
+
 class Executor {
  public:
   virtual ~Executor() = default;
   [[nodiscard]] virtual std::unique_ptr<Task> starte(std::function<void()> arbeit) = 0;
+  // Runs the work beside the caller, and nobody waits for its end: it must own all that it uses,
+  // and may outlive the executor.
+  virtual void starteUnabhaengig(std::function<void()> arbeit) = 0;
+  [[nodiscard]] virtual std::unique_ptr<Schlaf> schlaf() = 0;
   [[nodiscard]] virtual std::unique_ptr<SerialQueue> queue(const std::string& name) = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "platform/ThreadExecutor.h"
 
+#include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -96,10 +98,43 @@ class ThreadQueue final : public SerialQueue {
   std::thread thread_;  // last: it uses all of the above
 };
 
+class ThreadSchlaf final : public Schlaf {
+ public:
+  bool warte(double sekunden) override {
+    std::unique_lock halter(lock_);
+    // No clock counts further than some centuries.
+    const std::chrono::duration<double> dauer(std::min(std::max(0.0, sekunden), 1e9));
+    const auto bis = std::chrono::steady_clock::now() +
+                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(dauer);
+    return ende_.wait_until(halter, bis, [this] { return geweckt_; });
+  }
+  void wecke() override {
+    const std::lock_guard halter(lock_);
+    geweckt_ = true;
+    ende_.notify_all();
+  }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable ende_;
+  bool geweckt_ = false;
+};
+
 }  // namespace
 
 std::unique_ptr<Task> ThreadExecutor::starte(std::function<void()> arbeit) {
   return std::make_unique<ThreadTask>(std::move(arbeit));
+}
+
+void ThreadExecutor::starteUnabhaengig(std::function<void()> arbeit) {
+  std::thread([arbeit = std::move(arbeit)] {
+    beginneFaden("task");
+    arbeit();
+  }).detach();
+}
+
+std::unique_ptr<Schlaf> ThreadExecutor::schlaf() {
+  return std::make_unique<ThreadSchlaf>();
 }
 
 std::unique_ptr<SerialQueue> ThreadExecutor::queue(const std::string& name) {

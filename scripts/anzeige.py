@@ -60,9 +60,8 @@ class Anzeige:
         if not self._terminal or not self.laeuft or self.fertig:
             return
         breite = shutil.get_terminal_size().columns - 1
-        teile = [f"{kanal} {self.chunks[kanal]} chunks, {self.sekunden[kanal]:.1f} s of speech"
-                 for kanal in ("me", "them")]
-        status = f"{self._vergangen()}  recording | " + " | ".join(teile)
+        teile = [f"{kanal}: {self._stand(kanal)}" for kanal in ("me", "them")]
+        status = f"{self._vergangen()}  " + " | ".join(teile)
         self._schreibe("\r\033[K" + status[:breite])
         self._status_steht = True
 
@@ -75,7 +74,7 @@ class Anzeige:
         if not self._terminal:
             name = satz.get("path", "").rsplit("/", 1)[-1]
             self.melde(f"{kanal:4}  {satz.get('t0', 0.0):7.2f} to {satz.get('t1', 0.0):7.2f} s  {name}"
-                       f"   ({self.chunks[kanal]} chunks, {self.sekunden[kanal]:.1f} s of speech)")
+                       f"  (so far {self._stand(kanal)})")
 
     def _ereignis(self, satz):
         art = satz.get("event", "?")
@@ -100,6 +99,10 @@ class Anzeige:
         else:
             werte = ", ".join(f"{name} {wert}" for name, wert in rest.items())
             self.melde(f"{art}: {werte}" if werte else art)
+
+    def _stand(self, kanal):
+        anzahl = self.chunks[kanal]
+        return f"{anzahl} chunk{'' if anzahl == 1 else 's'}, {self.sekunden[kanal]:.1f} s of speech"
 
     def _vergangen(self):
         sekunden = int(self._uhr() - self._anfang)

@@ -1,6 +1,7 @@
 """Builds the recorder and runs it for a person: the second half of scripts/record."""
 
 import datetime
+import fcntl
 import os
 import selectors
 import shutil

@@ -12,7 +12,7 @@ set -euo pipefail
 melde() { printf '%s\n' "setup: $*" >&2; }
 
 debian_build=(cmake g++ ninja-build pkg-config python3
-  libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev)
+  libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev libutf8proc-dev nlohmann-json3-dev)
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev

@@ -83,49 +83,68 @@ HK_INLINE void dft(V (&r)[R], V (&i)[R]) {
   }
 }
 
-// A pass with s >= B.
-template <std::size_t R>
-HK_INLINE void durchgang(const Durchgang& d, const double* xr, const double* xi, double* yr,
-                         double* yi) {
-  const std::size_t s = d.s;
-  const std::size_t sm = d.s * d.m;
-  for (std::size_t q = 0; q < s; q += B) {
+// Values q.. of row t at address p + t * abstand: where a pass reads and writes. A row is the s
+// values that stand side by side.
+struct Lesezeilen {
+  const double* re;
+  const double* im;
+  std::size_t abstand;
+
+  HK_INLINE void lies(std::size_t t, std::size_t q, V& r, V& i) const {
+    r = lade(re + t * abstand + q);
+    i = lade(im + t * abstand + q);
+  }
+};
+struct Zeilen {
+  double* re;
+  double* im;
+  std::size_t abstand;
+
+  HK_INLINE void schreib(std::size_t t, std::size_t q, V r, V i) const {
+    speichere(re + t * abstand + q, r);
+    speichere(im + t * abstand + q, i);
+  }
+};
+
+// A pass with s >= B, from `ein.lies` to `aus.schreib`.
+template <std::size_t R, class Ein, class Aus>
+HK_INLINE void durchgang(const Durchgang& d, Ein ein, Aus aus) {
+  for (std::size_t q = 0; q < d.s; q += B) {
     V r[R];
     V i[R];
-    for (std::size_t j = 0; j < R; ++j) {
-      r[j] = lade(xr + q + sm * j);
-      i[j] = lade(xi + q + sm * j);
-    }
+    for (std::size_t j = 0; j < R; ++j)
+      ein.lies(d.m * j, q, r[j], i[j]);
     dft<R>(r, i);
-    for (std::size_t k = 0; k < R; ++k) {
-      speichere(yr + q + s * k, r[k]);
-      speichere(yi + q + s * k, i[k]);
-    }
+    for (std::size_t k = 0; k < R; ++k)
+      aus.schreib(k, q, r[k], i[k]);
   }
   for (std::size_t p = 1; p < d.m; ++p) {
     const double* wr = d.wr + p * (R - 1);
     const double* wi = d.wi + p * (R - 1);
-    const double* ar = xr + s * p;
-    const double* ai = xi + s * p;
-    double* br = yr + s * R * p;
-    double* bi = yi + s * R * p;
-    for (std::size_t q = 0; q < s; q += B) {
+    for (std::size_t q = 0; q < d.s; q += B) {
       V r[R];
       V i[R];
-      for (std::size_t j = 0; j < R; ++j) {
-        r[j] = lade(ar + q + sm * j);
-        i[j] = lade(ai + q + sm * j);
-      }
+      for (std::size_t j = 0; j < R; ++j)
+        ein.lies(p + d.m * j, q, r[j], i[j]);
       dft<R>(r, i);
-      speichere(br + q, r[0]);
-      speichere(bi + q, i[0]);
+      aus.schreib(R * p, q, r[0], i[0]);
       for (std::size_t k = 1; k < R; ++k) {
         const V cr = alle(wr[k - 1]);
         const V ci = alle(wi[k - 1]);
-        speichere(br + q + s * k, r[k] * cr - i[k] * ci);
-        speichere(bi + q + s * k, r[k] * ci + i[k] * cr);
+        aus.schreib(R * p + k, q, r[k] * cr - i[k] * ci, r[k] * ci + i[k] * cr);
       }
     }
+  }
+}
+
+template <class Ein, class Aus>
+HK_INLINE void einDurchgang(const Durchgang& d, Ein ein, Aus aus) {
+  if (d.radix == 8) {
+    durchgang<8>(d, ein, aus);
+  } else if (d.radix == 4) {
+    durchgang<4>(d, ein, aus);
+  } else {
+    durchgang<2>(d, ein, aus);
   }
 }
 
@@ -153,86 +172,114 @@ HK_INLINE void ersterDurchgang(const Durchgang& d, const double* xr, const doubl
   }
 }
 
-HK_INLINE void fftKern(const Plan& plan, double* re, double* im, Hilfsfeld hilf) {
-  double* xr = re;
-  double* xi = im;
+// From x to y, which may be the same arrays; x is left alone otherwise.
+HK_INLINE void fftKern(const Plan& plan, const double* xr, const double* xi, double* yr, double* yi,
+                       Hilfsfeld hilf) {
+  const double* ar = xr;
+  const double* ai = xi;
   for (std::size_t a = 0; a < plan.anzahl; ++a) {
     const Durchgang& d = plan.durchgang[a];
-    const bool zurueck = xr != re || a + 1 == plan.anzahl;
-    double* yr = zurueck ? re : hilf.re;
-    double* yi = zurueck ? im : hilf.im;
+    const bool nachY = a + 1 == plan.anzahl || ar == hilf.re;
+    double* br = nachY ? yr : hilf.re;
+    double* bi = nachY ? yi : hilf.im;
     if (d.s == 1) {
-      ersterDurchgang(d, xr, xi, yr, yi);
-    } else if (d.radix == 8) {
-      durchgang<8>(d, xr, xi, yr, yi);
-    } else if (d.radix == 4) {
-      durchgang<4>(d, xr, xi, yr, yi);
+      ersterDurchgang(d, ar, ai, br, bi);
     } else {
-      durchgang<2>(d, xr, xi, yr, yi);
+      einDurchgang(d, Lesezeilen{ar, ai, d.s}, Zeilen{br, bi, d.s});
     }
-    xr = yr;
-    xi = yi;
+    ar = br;
+    ai = bi;
   }
 }
 
 inline void fft(const Plan& plan, double* re, double* im, Hilfsfeld hilf) {
-  fftKern(plan, re, im, hilf);
+  fftKern(plan, re, im, re, im, hilf);
 }
 
-// One group of SPALTEN columns, from column c on: loaded, transformed, stored.
-template <bool VOR, bool NACH>
-HK_INLINE void spalten(const GrossPlan& plan, std::size_t c, const double* re, const double* im,
-                       double* zr, double* zi, std::size_t abstand, Hilfsfeld hilf) {
-  const std::size_t zeilen = plan.spalten.n;
-  const std::size_t n2 = plan.zeilen.n;
-  double* const br = hilf.re;
-  double* const bi = hilf.im;
-  const double* const gr = plan.grobR + c / SPALTEN * zeilen;
-  const double* const gi = plan.grobI + c / SPALTEN * zeilen;
-  const auto drehen = [&](std::size_t k, std::size_t l, V& r, V& i) {
+// The twiddle factors between rows and columns, applied to a group of columns: w^(c + l) k for row
+// k, lane l.
+struct Drehung {
+  const GrossPlan& plan;
+  std::size_t c;
+
+  HK_INLINE void wende(std::size_t k, std::size_t l, V& r, V& i) const {
+    const std::size_t grob = c / SPALTEN * plan.spalten.n + k;
     const V fr = lade(plan.feinR + k * SPALTEN + l);
     const V fi = lade(plan.feinI + k * SPALTEN + l);
-    const V wr = fr * gr[k] - fi * gi[k];
-    const V wi = fr * gi[k] + fi * gr[k];
+    const V wr = fr * plan.grobR[grob] - fi * plan.grobI[grob];
+    const V wi = fr * plan.grobI[grob] + fi * plan.grobR[grob];
     const V t = r * wr - i * wi;
     i = r * wi + i * wr;
     r = t;
-  };
-  for (std::size_t k = 0; k < zeilen; ++k) {
-    for (std::size_t l = 0; l < SPALTEN; l += B) {
-      V r = lade(re + k * n2 + c + l);
-      V i = lade(im + k * n2 + c + l);
-      if constexpr (VOR) drehen(k, l, r, i);
-      speichere(br + k * SPALTEN + l, r);
-      speichere(bi + k * SPALTEN + l, i);
-    }
   }
-  fftKern(plan.spalten, br, bi, {hilf.re + SPALTEN * zeilen, hilf.im + SPALTEN * zeilen});
-  for (std::size_t k = 0; k < zeilen; ++k) {
-    for (std::size_t l = 0; l < SPALTEN; l += B) {
-      V r = lade(br + k * SPALTEN + l);
-      V i = lade(bi + k * SPALTEN + l);
-      if constexpr (NACH) drehen(k, l, r, i);
-      speichere(zr + k * abstand + c + l, r);
-      speichere(zi + k * abstand + c + l, i);
-    }
+};
+
+// A group of columns as the rows of its transforms: read from and written to a matrix whose rows
+// are `abstand` apart, turned on the way if DREHEN. In the last pass a row holds the values of
+// several rows of the matrix side by side.
+template <bool DREHEN>
+struct Spaltenleser {
+  Lesezeilen von;
+  Drehung drehung;
+  HK_INLINE void lies(std::size_t t, std::size_t q, V& r, V& i) const {
+    von.lies(t, drehung.c + q, r, i);
+    if constexpr (DREHEN) drehung.wende(t, q, r, i);
   }
+};
+template <bool DREHEN>
+struct Spaltenschreiber {
+  Zeilen nach;
+  Drehung drehung;
+  std::size_t s;
+  HK_INLINE void schreib(std::size_t k, std::size_t q, V r, V i) const {
+    const std::size_t zeile = k * (s / SPALTEN) + q / SPALTEN;
+    const std::size_t l = q % SPALTEN;
+    if constexpr (DREHEN) drehung.wende(zeile, l, r, i);
+    nach.schreib(zeile, drehung.c + l, r, i);
+  }
+};
+
+// All groups of columns; every group's first pass reads the one matrix, its last writes the other.
+template <bool VOR, bool NACH>
+HK_INLINE void alleSpalten(const GrossPlan& plan, Lesezeilen von, Zeilen nach, Hilfsfeld hilf) {
+  const Plan& spalten = plan.spalten;
+  const std::size_t menge = SPALTEN * spalten.n;
+  for (std::size_t c = 0; c < plan.zeilen.n; c += SPALTEN) {
+    const Drehung drehung{plan, c};
+    const Durchgang* d = spalten.durchgang;
+    double* ar = hilf.re;
+    double* ai = hilf.im;
+    einDurchgang(*d, Spaltenleser<VOR>{von, drehung}, Zeilen{ar, ai, d->s});
+    for (++d; d + 1 < spalten.durchgang + spalten.anzahl; ++d) {
+      double* const br = ar == hilf.re ? hilf.re + menge : hilf.re;
+      double* const bi = ai == hilf.im ? hilf.im + menge : hilf.im;
+      einDurchgang(*d, Lesezeilen{ar, ai, d->s}, Zeilen{br, bi, d->s});
+      ar = br;
+      ai = bi;
+    }
+    einDurchgang(*d, Lesezeilen{ar, ai, d->s}, Spaltenschreiber<NACH>{nach, drehung, d->s});
+  }
+}
+
+// The matrix between columns and rows: eight values more than a row holds, or all of a column would
+// fall into one set of the cache.
+HK_INLINE std::size_t zeilenabstand(const GrossPlan& plan) {
+  return plan.zeilen.n + 8;
 }
 
 inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
                      Hilfsfeld hilf) {
   const std::size_t n1 = plan.spalten.n;
   const std::size_t n2 = plan.zeilen.n;
-  // Eight values more than a row holds, or all of a column would fall into one set of the cache.
-  const std::size_t abstand = n2 + 8;
-  for (std::size_t c = 0; c < n2; c += SPALTEN) {
-    spalten<false, true>(plan, c, re, im, matrix.re, matrix.im, abstand, hilf);
-  }
+  const std::size_t abstand = zeilenabstand(plan);
+  alleSpalten<false, true>(plan, {re, im, n2}, {matrix.re, matrix.im, abstand}, hilf);
   for (std::size_t k1 = 0; k1 < n1; k1 += 8) {
     double* const zr = matrix.re + k1 * abstand;
     double* const zi = matrix.im + k1 * abstand;
     for (std::size_t z = 0; z < 8; ++z) {
-      fftKern(plan.zeilen, zr + z * abstand, zi + z * abstand, hilf);
+      double* const r = zr + z * abstand;
+      double* const i = zi + z * abstand;
+      fftKern(plan.zeilen, r, i, r, i, hilf);
     }
     for (std::size_t k2 = 0; k2 < n2; k2 += B) {
       V r[8];
@@ -247,24 +294,26 @@ inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld ma
   }
 }
 
-inline void fftGrossHin(const GrossPlan& plan, double* re, double* im, Hilfsfeld hilf) {
+inline void fftGrossHin(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
+                        Hilfsfeld hilf) {
   const std::size_t n2 = plan.zeilen.n;
-  for (std::size_t c = 0; c < n2; c += SPALTEN) {
-    spalten<false, true>(plan, c, re, im, re, im, n2, hilf);
-  }
+  const std::size_t abstand = zeilenabstand(plan);
+  alleSpalten<false, true>(plan, {re, im, n2}, {matrix.re, matrix.im, abstand}, hilf);
   for (std::size_t k = 0; k < plan.spalten.n; ++k) {
-    fftKern(plan.zeilen, re + k * n2, im + k * n2, hilf);
+    fftKern(plan.zeilen, matrix.re + k * abstand, matrix.im + k * abstand, re + k * n2, im + k * n2,
+            hilf);
   }
 }
 
-inline void fftGrossHer(const GrossPlan& plan, double* re, double* im, Hilfsfeld hilf) {
+inline void fftGrossHer(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
+                        Hilfsfeld hilf) {
   const std::size_t n2 = plan.zeilen.n;
+  const std::size_t abstand = zeilenabstand(plan);
   for (std::size_t k = 0; k < plan.spalten.n; ++k) {
-    fftKern(plan.zeilen, re + k * n2, im + k * n2, hilf);
+    fftKern(plan.zeilen, re + k * n2, im + k * n2, matrix.re + k * abstand, matrix.im + k * abstand,
+            hilf);
   }
-  for (std::size_t c = 0; c < n2; c += SPALTEN) {
-    spalten<true, false>(plan, c, re, im, re, im, n2, hilf);
-  }
+  alleSpalten<true, false>(plan, {matrix.re, matrix.im, abstand}, {re, im, n2}, hilf);
 }
 
 }  // namespace hallkorb::kern::HALLKORB_KERN

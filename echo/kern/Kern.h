@@ -94,9 +94,11 @@ struct Kern {
   // `hilf` 2 * max(SPALTEN * spalten.n, zeilen.n) values each.
   void (*fftGross)(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix, Hilfsfeld hilf);
   // Natural order in, rows of columns out.
-  void (*fftGrossHin)(const GrossPlan& plan, double* re, double* im, Hilfsfeld hilf);
+  void (*fftGrossHin)(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
+                      Hilfsfeld hilf);
   // The order of fftGrossHin in, natural order out.
-  void (*fftGrossHer)(const GrossPlan& plan, double* re, double* im, Hilfsfeld hilf);
+  void (*fftGrossHer)(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
+                      Hilfsfeld hilf);
 
   // --- Two real signals through one complex transform of K points. ---
   // z = A + iB, for the way back. zr, zi: VOLL.

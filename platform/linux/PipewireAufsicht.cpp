@@ -134,11 +134,11 @@ void PipewireAufsicht::pruefeHerkunft() {
   using Herkunft = PipewireVerzeichnis::Herkunft;
   switch (verbindung_->verzeichnis().herkunft(quelle_, strom_->knoten())) {
     case Herkunft::RICHTIG:
-      geprueft_ = stromNummer_;
+      gepruefte_.insert(stromNummer_);
       break;
     case Herkunft::FALSCH:
       // What waits in the ring may already be something else than the device.
-      geprueft_ = 0;
+      gepruefte_.erase(stromNummer_);
       grund_ = pipewireFehler(EXDEV, "die Aufnahme wurde mit einer unpassenden Quelle verbunden");
       strom_.reset();
       break;
@@ -164,7 +164,8 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
   for (; hoechstens > 0; --hoechstens) {
     const auto eintrag = ring_.vorn();
     if (!eintrag) break;
-    if (eintrag->strom != geprueft_) {
+    gepruefte_.erase(gepruefte_.begin(), gepruefte_.lower_bound(eintrag->strom));
+    if (!gepruefte_.contains(eintrag->strom)) {
       // Not known yet where they come from: keep them until it is.
       if (strom_ && eintrag->strom == stromNummer_) break;
       ring_.weiter();

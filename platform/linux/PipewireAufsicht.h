@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/AudioInput.h"
@@ -69,7 +70,9 @@ class PipewireAufsicht {
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
   Zeitpunkt stromSeit_{};
   std::uint64_t stromNummer_ = 0;
-  std::uint64_t geprueft_ = 0;        // number of the stream whose blocks may be handed over
+  // Numbers of the streams whose blocks may be handed over: the present one once it is verified, and
+  // earlier ones of which blocks may still wait in the ring.
+  std::set<std::uint64_t> gepruefte_;
   std::optional<Zeitpunkt> gefragt_;  // while silent: when the daemon last owed an answer
 
   std::optional<Fehler> grund_;  // what stands between us and the blocks

@@ -72,8 +72,8 @@ PipewireStrom::PipewireStrom(pw_core* core, PipewireQuelle quelle,
     wunsch.position[1] = SPA_AUDIO_CHANNEL_FR;
   }
   std::array<std::uint8_t, 1024> platz{};
-  spa_pod_builder bauer =
-      SPA_POD_BUILDER_INIT(platz.data(), static_cast<std::uint32_t>(platz.size()));
+  spa_pod_builder bauer{};
+  spa_pod_builder_init(&bauer, platz.data(), static_cast<std::uint32_t>(platz.size()));
   const spa_pod* params = spa_format_audio_raw_build(&bauer, SPA_PARAM_EnumFormat, &wunsch);
   const int ergebnis = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY,
                                          static_cast<pw_stream_flags>(flags), &params, 1);
@@ -131,7 +131,9 @@ void PipewireStrom::uebernimm(const spa_buffer& puffer) {
   const std::uint64_t format = format_.load(std::memory_order_acquire);
   if (format == 0 || puffer.n_datas == 0) return;
   const spa_data& daten = puffer.datas[0];
-  if (daten.data == nullptr || (daten.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0) return;
+  if (daten.data == nullptr ||
+      (static_cast<std::uint32_t>(daten.chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0)
+    return;
 
   PcmBlock block;
   block.format.rate = static_cast<double>(format >> 32U);

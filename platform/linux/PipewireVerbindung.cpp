@@ -2,10 +2,16 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <mutex>
 #include <utility>
 
 namespace hallkorb {
 namespace {
+
+// Contexts are made and taken down one at a time: on the way the library asks the C library for the
+// user's name, which answers in memory that all threads share. None of it waits for the daemon, so
+// no capture is held up by another's.
+std::mutex contextLock;
 
 // Once per process and never undone: other captures may be running at any time.
 void bereitePipewire() {
@@ -42,6 +48,7 @@ std::variant<std::unique_ptr<PipewireVerbindung>, Fehler> PipewireVerbindung::ne
 }
 
 Ergebnis PipewireVerbindung::verbinde() {
+  const std::lock_guard halter(contextLock);
   loop_.reset(pw_thread_loop_new("hallkorb.pw", nullptr));
   if (!loop_) return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
   // This configuration gives the data thread real-time priority where the user may have it. At
@@ -66,8 +73,12 @@ Ergebnis PipewireVerbindung::verbinde() {
 
 PipewireVerbindung::~PipewireVerbindung() {
   if (loop_) pw_thread_loop_stop(loop_.get());
+  const std::lock_guard halter(contextLock);
   verzeichnis_.reset();
   if (core_) spa_hook_remove(&coreHaken_);
+  core_.reset();
+  context_.reset();
+  loop_.reset();
 }
 
 void PipewireVerbindung::frage() {

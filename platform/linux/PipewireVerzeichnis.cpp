@@ -48,7 +48,7 @@ const pw_registry_events PipewireVerzeichnis::REGISTRY_EREIGNISSE = {
     PW_VERSION_REGISTRY_EVENTS,
     [](void* selbst, std::uint32_t id, std::uint32_t, const char* art, std::uint32_t,
        const spa_dict* eigenschaften) {
-      const spa_dict leer = SPA_DICT_INIT(nullptr, 0);
+      const spa_dict leer{};
       static_cast<PipewireVerzeichnis*>(selbst)->neues(
           id, art, eigenschaften != nullptr ? *eigenschaften : leer);
     },

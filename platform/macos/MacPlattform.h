@@ -10,7 +10,7 @@
 
 #include "platform/macos/MacHostClock.h"
 #include "platform/macos/MacRunLoop.h"
-#include "platform/macos/MacScreenCapture.h"
+#include "platform/macos/SckAufrufe.h"
 #include "platform/Plattform.h"
 #include "platform/ThreadExecutor.h"
 #include "platform/VideoWriter.h"
@@ -31,10 +31,10 @@ class MacPlattform final : public Plattform {
   [[nodiscard]] std::unique_ptr<AudioInput> systemAudio() override;
   [[nodiscard]] std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
                                                           double rate) override;
-  [[nodiscard]] ScreenCapture& screenCapture() { return screenCapture_; }
+  [[nodiscard]] std::unique_ptr<ScreenCapture> screenCapture() override;
   [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
                                                          const VideoEinstellungen& einstellungen,
-                                                         Fehler& fehler);
+                                                         Fehler& fehler) override;
 
  private:
   class Wachhaltung;
@@ -43,7 +43,6 @@ class MacPlattform final : public Plattform {
   MacRunLoop runLoop_;
   ThreadExecutor executor_;
   std::shared_ptr<SckAufrufe> sck_;
-  MacScreenCapture screenCapture_;
   std::unique_ptr<Wachhaltung> wach_;
 };
 

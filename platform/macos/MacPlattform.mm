@@ -8,6 +8,7 @@
 #include "platform/macos/AssetSchreiber.h"
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/MacInput.h"
+#include "platform/macos/MacScreenCapture.h"
 #include "platform/macos/MikrofonGeraet.h"
 #include "platform/macos/SystemTonGeraet.h"
 
@@ -33,7 +34,7 @@ class MacPlattform::Wachhaltung {
   id<NSObject> aktivitaet_;
 };
 
-MacPlattform::MacPlattform() : sck_(screenCaptureKit()), screenCapture_(sck_) {
+MacPlattform::MacPlattform() : sck_(screenCaptureKit()) {
   // Connects the process with the window server. Without that the filter of a single window, made
   // later on another thread, ends the process with an assertion.
   CGMainDisplayID();
@@ -61,6 +62,10 @@ std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat& eingang
   auto aufrufe = avAudioConverter(eingang.rate, rate);
   if (aufrufe == nullptr) return nullptr;
   return std::make_unique<AvKonverter>(eingang, std::move(aufrufe));
+}
+
+std::unique_ptr<ScreenCapture> MacPlattform::screenCapture() {
+  return std::make_unique<MacScreenCapture>(sck_);
 }
 
 std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,

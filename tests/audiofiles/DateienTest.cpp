@@ -224,6 +224,13 @@ TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
 }
 
+TEST_F(ErsetzeDatei, APipeThatNobodyReadsIsAnErrorAndNoEndlessWait) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const auto fehler = ersetzeDatei(pfad, neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ENXIO);
+}
+
 TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
   std::FILE* datei = std::tmpfile();
   const int handle = ::fileno(datei);

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "driver/Ausgabe.h"
@@ -107,6 +108,74 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
   ausgabe.leserWeg([&] { gemeldet = true; });
   EXPECT_FALSE(ausgabe.write("a"));
   EXPECT_FALSE(gemeldet);
+}
+
+TEST(AusgabeTest, AWriteThatTakesNothingEndsTheAttempt) {
+  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
+  EXPECT_FALSE(ausgabe.write("a"));
+}
+
+TEST(AusgabeTest, WhatIsHeldBackFollowsTheReport) {
+  const AusgabeFaenger faenger;
+  halteZeilenZurueck();
+  emit("{\"chunk\":0}");
+  emit("{\"chunk\":1}");
+  EXPECT_EQ(faenger.ausgabe(), "");
+  gibZeilenFrei({"{\"event\":\"degraded\"}", "{\"event\":\"started\"}"});
+  emit("{\"chunk\":2}");
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{"{\"event\":\"degraded\"}", "{\"event\":\"started\"}",
+                                      "{\"chunk\":0}", "{\"chunk\":1}", "{\"chunk\":2}"}));
+}
+
+// A pipe whose reader is there and does not read.
+class StummerLeser : public testing::Test {
+ protected:
+  StummerLeser() {
+    EXPECT_EQ(::pipe(rohr), 0);
+    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, O_NONBLOCK), 0);
+    const std::string viel(65536, 'x');
+    while (::write(rohr[1], viel.data(), viel.size()) > 0) {
+    }
+    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, 0), 0);
+  }
+  ~StummerLeser() override {
+    ::close(rohr[0]);
+    ::close(rohr[1]);
+  }
+  int rohr[2] = {-1, -1};
+};
+
+TEST_F(StummerLeser, CostsTheLineAndNotTheEndOnceThereIsALimit) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  ausgabe.begrenze(0.0);
+  EXPECT_FALSE(ausgabe.write("done\n"));
+}
+
+TEST_F(StummerLeser, IsGivenUpByAWriteThatWaitsAlready) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  bool ganz = true;
+  std::thread schreiber([&] { ganz = ausgabe.write("chunk\n"); });
+  ausgabe.begrenze(0.0);
+  schreiber.join();
+  EXPECT_FALSE(ganz);
+}
+
+TEST_F(StummerLeser, GetsTheWholeLineWhenItReadsInTime) {
+  FileHandleTextOutput ausgabe(rohr[1]);
+  ausgabe.begrenze(3600.0);
+  const std::string zeile = std::string(10'000, 'y') + "\n";
+  std::thread schreiber([&] {
+    EXPECT_TRUE(ausgabe.write(zeile));
+    ::close(std::exchange(rohr[1], -1));
+  });
+  std::string gelesen;
+  char puffer[4096];
+  for (ssize_t n = 0; (n = ::read(rohr[0], puffer, sizeof puffer)) > 0;) {
+    gelesen.append(puffer, static_cast<std::size_t>(n));
+  }
+  schreiber.join();
+  EXPECT_EQ(gelesen.substr(gelesen.find('y')), zeile);
 }
 
 // Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight

@@ -119,7 +119,8 @@ def einer(name):
 
 if __name__ == "__main__":
     _leser = argparse.ArgumentParser(prog="tests/e2e")
-    _leser.add_argument("--jobs", type=int, default=4)
+    # Without real-time priority the sound itself would suffer from more.
+    _leser.add_argument("--jobs", type=int, default=4 if lauf.sitzung.darf_echtzeit() else 2)
     _leser.add_argument("--einzeln", help=argparse.SUPPRESS)
     _leser.add_argument("teile", nargs="*", metavar="name part")
     _wahl = _leser.parse_args()

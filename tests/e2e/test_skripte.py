@@ -1,5 +1,6 @@
 """The command that a newcomer types, and the private session under it."""
 
+import io
 import os
 import re
 import signal
@@ -7,13 +8,72 @@ import subprocess
 import tempfile
 import unittest
 
-import lauf
+import lauf  # first: it finds the scripts' modules
+import anzeige
 import prozesse
 import signale
 import sitzung
 
 RECORD = os.path.join(lauf.WURZEL, "scripts", "record")
 SITZUNG = os.path.join(lauf.WURZEL, "scripts", "sitzung")
+
+
+STARTED = ('{"event":"started","mic":true,"system":true,"video":false,"echo":false,'
+           '"null_unix_ms":1795220400123}')
+
+
+def chunk(nummer, kanal, t0, t1, mehr=""):
+    return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"/r/chunk_{kanal}_{nummer:03d}.wav",'
+            f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
+
+
+class Anzeigen(unittest.TestCase):
+    """What a person sees of the recorder's lines."""
+
+    def schau(self, terminal):
+        self.jetzt = 100.0
+        self.ausgabe = io.StringIO()
+        return anzeige.Anzeige(self.ausgabe, terminal=terminal, uhr=lambda: self.jetzt)
+
+    def test_ohne_terminal_bekommt_jeder_chunk_eine_zeile(self):
+        schau = self.schau(False)
+        schau.zeile("[hallkorb] Mikrofon-Capture gestartet")
+        self.jetzt = 103.0
+        schau.zeile(STARTED)
+        self.jetzt = 170.0
+        schau.zeile(chunk(0, "me", 1.0, 3.5))
+        schau.zeile(chunk(1, "me", 3.5, 6.0, ',"sprache_ms":1500'))
+        schau.zeile('{"event":"done"}')
+        self.assertEqual(self.ausgabe.getvalue(), (
+            "00:00  [hallkorb] Mikrofon-Capture gestartet\n"
+            "00:00  started: microphone, system audio\n"
+            "01:07  me       1.00 to    3.50 s  chunk_me_000.wav  (so far 1 chunk, 2.5 s of speech)\n"
+            "01:07  me       3.50 to    6.00 s  chunk_me_001.wav  (so far 2 chunks, 4.0 s of speech)\n"
+            "01:07  done\n"))
+
+    def test_auf_einem_terminal_steht_der_stand_in_der_letzten_zeile(self):
+        schau = self.schau(True)
+        schau.zeile(STARTED)
+        self.jetzt = 105.0
+        schau.zeile(chunk(0, "them", 0.0, 2.0))
+        letzte = self.ausgabe.getvalue().rsplit("\r\033[K", 1)[1]
+        self.assertEqual(letzte, "00:05  me: 0 chunks, 0.0 s of speech | "
+                                 "them: 1 chunk, 2.0 s of speech"[:len(letzte)])
+        schau.zeile("[hallkorb] Mikrofon unterbrochen: weg")
+        # The message stands above; the state is below it again.
+        zeilen = self.ausgabe.getvalue().split("\n")
+        self.assertTrue(zeilen[-2].endswith("00:05  [hallkorb] Mikrofon unterbrochen: weg"))
+        self.assertIn("them: 1 chunk", zeilen[-1])
+
+    def test_fremde_und_kaputte_zeilen_stehen_wie_sie_sind(self):
+        schau = self.schau(False)
+        for zeile in ("{kaputt", "[1]", "42", ""):
+            schau.zeile(zeile)
+        schau.zeile('{"event":"degraded","channel":"me","message":"kein Mikrofon"}')
+        schau.zeile('{"event":"neu","wert":3}')
+        self.assertEqual(self.ausgabe.getvalue(), (
+            "00:00  {kaputt\n00:00  [1]\n00:00  42\n"
+            "00:00  microphone missing: kein Mikrofon\n00:00  neu: wert 3\n"))
 
 
 class Skripte(unittest.TestCase):
@@ -57,6 +117,20 @@ class Skripte(unittest.TestCase):
         for name in namen:
             self.assertIn(name, alles)
             self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
+        self.niemand_mehr_da()
+
+    def test_record_nimmt_ein_laufendes_pipewire(self):
+        ordner = os.path.join(self.ordner, "aufnahme")
+        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "2", "--out", ordner)
+        status = prozess.wait(60.0)
+        zeilen.schliesse()
+        alles = "\n".join(zeilen.texte())
+        self.assertEqual(status, 0, alles)
+        self.assertRegex(alles, "sound of the PipeWire that runs here")
+        self.assertNotRegex(alles, "private session")
+        ton = signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
+        self.assertGreater(len(ton), signale.ZIEL)
+        self.assertEqual(signale.pegel(ton), 0.0)  # nobody speaks in this one
         self.niemand_mehr_da()
 
     def test_record_unterbrochen(self):

@@ -14,3 +14,10 @@ hallkorb_library(hallkorb_echo_hilfe FOLDER tests/echo
 # The measure of all tests is not to be waited for; it stays what it is under optimisation.
 target_compile_options(hallkorb_echo_referenz PRIVATE -O2)
 target_compile_options(hallkorb_echo_szenen PRIVATE -O2)
+
+# The scenes that are listened to: voices, judgement, and the program behind docs/echo.md.
+hallkorb_library(hallkorb_echo_bewertung FOLDER tests/echo/szenen
+  HEADERS Bewertung.h Stimmen.h
+  SOURCES Bewertung.cpp Stimmen.cpp
+  DEPENDS hallkorb_echo hallkorb_audiofiles hallkorb_echo_szenen)
+target_compile_options(hallkorb_echo_bewertung PRIVATE -O2)

@@ -13,7 +13,7 @@
 
 #include "platform/linux/Deskriptor.h"
 #include "platform/linux/LinuxRunLoop.h"
-#include "tests/support/TestOrdner.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 namespace {
@@ -226,7 +226,7 @@ TEST(LinuxRunLoop, AFullPipeHasAReader) {
 }
 
 TEST(LinuxRunLoop, FilesAndClosedDescriptorsHaveNoReader) {
-  const TestOrdner ordner;
+  const TempOrdner ordner;
   const Deskriptor datei(::open((ordner.pfad() + "/datei").c_str(), O_WRONLY | O_CREAT, 0600));
   const Deskriptor nichts(::open("/dev/null", O_WRONLY));
   int geschlossen = -1;

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
-#include <memory>
-#include <set>
+#include <future>
 
 #include "platform/linux/PipewireInput.h"
 #include "tests/support/Hoerer.h"
@@ -212,6 +212,31 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
   EXPECT_EQ(them_.stand().bloecke.back().samples.back(), 0.5F);
   EXPECT_TRUE(them_.stand().ereignisse.empty());
   EXPECT_LT(them_.stand().groessteAbweichung(), 0.005);
+}
+
+// The same when the capture's thread could not look for a second, and the session manager had all
+// the time to move the stream.
+TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitorWhenTheListenerIsSlow) {
+  sitzung_.starte();
+  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+                                [](double) { return 0.5F; });
+  std::atomic<bool> halte{false};
+  std::promise<void> gehalten;
+  std::promise<void> freigabe;
+  me_.imBlock = [&] {
+    if (!halte.exchange(false)) return;
+    gehalten.set_value();
+    freigabe.get_future().wait();
+  };
+  starteBeide();
+  halte = true;
+  gehalten.get_future().wait();
+  sitzung_.entferne("mic");
+  ASSERT_TRUE(them_.warteAufBloecke(50));
+  freigabe.set_value();
+  ASSERT_TRUE(me_.warteAufEreignis(1));
+  for (const Hoerer::Block& block : me_.stand().bloecke)
+    EXPECT_TRUE(still(block));
 }
 
 TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {

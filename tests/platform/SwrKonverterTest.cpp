@@ -142,7 +142,7 @@ TEST(SwrKonverter, CopiesEqualRatesBitByBit) {
   ASSERT_TRUE(konverter);
   std::mt19937 zufall(3);
   std::uniform_real_distribution<float> wert(-1, 1);
-  for (const std::size_t n : {1, 7, 160, 4096}) {
+  for (const std::size_t n : {1U, 7U, 160U, 4096U}) {
     std::vector<float> block(n);
     for (float& sample : block)
       sample = wert(zufall);

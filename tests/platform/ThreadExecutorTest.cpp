@@ -2,14 +2,17 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cmath>
 #include <csignal>
 #include <future>
+#include <limits>
 #include <memory>
 #include <numeric>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "platform/Befristet.h"
 #include "platform/ThreadExecutor.h"
 
 namespace hallkorb {
@@ -112,6 +115,56 @@ TEST(ThreadExecutor, ATaskThatGoesOutOfScopeIsWaitedFor) {
   spaeter.join();
 }
 
+TEST(ThreadExecutor, ASleepEndsWhenItIsWokenAndNeverBeginsAgain) {
+  ThreadExecutor executor;
+  const auto schlaf = executor.schlaf();
+  const auto wecker = executor.starte([&] { schlaf->wecke(); });
+  EXPECT_TRUE(schlaf->warte(1e9));
+  EXPECT_TRUE(schlaf->warte(std::numeric_limits<double>::infinity()));
+  EXPECT_TRUE(schlaf->warte(0.0));
+}
+
+TEST(ThreadExecutor, ASleepThatNobodyEndsTellsSo) {
+  ThreadExecutor executor;
+  const auto schlaf = executor.schlaf();
+  for (const double sekunden : {0.001, 0.0, -1.0, std::nan("")}) {
+    EXPECT_FALSE(schlaf->warte(sekunden)) << sekunden;
+  }
+}
+
+TEST(ThreadExecutor, IndependentWorkMayOutliveItsExecutor) {
+  const auto freigabe = std::make_shared<std::promise<void>>();
+  const auto ergebnis = std::make_shared<std::promise<int>>();
+  std::make_unique<ThreadExecutor>()->starteUnabhaengig([freigabe, ergebnis] {
+    freigabe->get_future().wait();
+    ergebnis->set_value(7);
+  });
+  freigabe->set_value();
+  EXPECT_EQ(ergebnis->get_future().get(), 7);
+}
+
+TEST(Befristet, WorkThatEndsInTimeHasLetGoOfAllThatItOwned) {
+  ThreadExecutor executor;
+  const auto besitz = std::make_shared<int>(1);
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_TRUE(laufeBefristet(executor, 1e9, [besitz] { ++*besitz; }));
+    ASSERT_EQ(besitz.use_count(), 1);
+  }
+  EXPECT_EQ(*besitz, 201);
+}
+
+TEST(Befristet, WorkThatDoesNotEndIsLeftToItself) {
+  ThreadExecutor executor;
+  const auto freigabe = std::make_shared<std::promise<void>>();
+  const auto ergebnis = std::make_shared<std::promise<int>>();
+  EXPECT_FALSE(laufeBefristet(executor, 0.001, [freigabe, ergebnis] {
+    freigabe->get_future().wait();
+    ergebnis->set_value(7);
+  }));
+  freigabe->set_value();
+  EXPECT_EQ(ergebnis->get_future().get(), 7);
+}
+
 // Or the kernel would end the process through such a thread, where the main thread waits for the
 // signal in its run loop.
 TEST(ThreadExecutor, ItsThreadsTakeNoSignals) {
@@ -129,6 +182,7 @@ TEST(ThreadExecutor, ItsThreadsTakeNoSignals) {
   const bool hier = blockiert(SIGHUP);
   executor.queue("reihe")->sync(pruefe);
   executor.starte(pruefe)->warte();
+  EXPECT_TRUE(laufeBefristet(executor, 1e9, pruefe));
   EXPECT_EQ(blockiert(SIGHUP), hier);
 }
 

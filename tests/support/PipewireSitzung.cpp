@@ -181,9 +181,20 @@ pid_t PipewireSitzung::starteProzess(const std::vector<std::string>& argumente,
   posix_spawn_file_actions_addopen(&dateien, STDOUT_FILENO, ausgabe.c_str(),
                                    O_WRONLY | O_CREAT | O_TRUNC, 0600);
   posix_spawn_file_actions_adddup2(&dateien, STDOUT_FILENO, STDERR_FILENO);
+  // Signals that a test blocks or ignores are not meant for the daemons.
+  posix_spawnattr_t eigenschaften;
+  posix_spawnattr_init(&eigenschaften);
+  posix_spawnattr_setflags(&eigenschaften, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  sigset_t signale;
+  sigemptyset(&signale);
+  posix_spawnattr_setsigmask(&eigenschaften, &signale);
+  sigfillset(&signale);
+  posix_spawnattr_setsigdefault(&eigenschaften, &signale);
   pid_t prozess = -1;
-  const int fehler = posix_spawnp(&prozess, argv[0], &dateien, nullptr, argv.data(), environ);
+  const int fehler =
+      posix_spawnp(&prozess, argv[0], &dateien, &eigenschaften, argv.data(), environ);
   posix_spawn_file_actions_destroy(&dateien);
+  posix_spawnattr_destroy(&eigenschaften);
   if (fehler != 0) throw std::system_error(fehler, std::generic_category(), argumente.front());
   return prozess;
 }

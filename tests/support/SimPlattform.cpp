@@ -118,6 +118,25 @@ class SimPlattform::SimTask final : public Task {
   std::shared_ptr<Faden> faden_;
 };
 
+class SimPlattform::SimSchlaf final : public Schlaf {
+ public:
+  explicit SimSchlaf(SimPlattform& welt) : welt_(welt) {}
+  bool warte(double sekunden) override {
+    const double bis = welt_.jetzt_ + sekunden;
+    welt_.am(bis, [] {});
+    welt_.warteBis([&] { return geweckt_ || welt_.jetzt_ >= bis; });
+    return geweckt_;
+  }
+  void wecke() override {
+    geweckt_ = true;
+    welt_.verzweige();
+  }
+
+ private:
+  SimPlattform& welt_;
+  bool geweckt_ = false;
+};
+
 // A device that follows its script, on a thread of its own.
 class SimPlattform::SimInput final : public AudioInput {
  public:
@@ -164,7 +183,10 @@ SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
   amZug_ = faeden_.front().get();
 }
 
-SimPlattform::~SimPlattform() = default;
+SimPlattform::~SimPlattform() {
+  for (const auto& faden : unabhaengige_)
+    sammleEin(*faden);
+}
 
 std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void()> arbeit) {
   auto faden = std::make_shared<Faden>();
@@ -292,6 +314,14 @@ void SimPlattform::quit(int status) {
 
 std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));
+}
+
+void SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
+  unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
+}
+
+std::unique_ptr<Schlaf> SimPlattform::schlaf() {
+  return std::make_unique<SimSchlaf>(*this);
 }
 
 std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {

@@ -1,4 +1,5 @@
-// A simulated computer: virtual clock, scripted devices, and threads of which one runs at a time.
+// A simulated computer: virtual clock, scripted devices and screen, and threads of which one runs
+// at a time.
 //
 // The live recorder is a program of many threads, and its worst cases (a signal while a device
 // still starts, a block between the signal and the stop, a reader that goes in the middle of a
@@ -26,6 +27,7 @@
 #include <vector>
 
 #include "platform/Plattform.h"
+#include "tests/support/SimBildschirm.h"
 
 namespace hallkorb::sim {
 
@@ -60,10 +62,12 @@ struct Geraet {
 class SimPlattform final : public Plattform, public RunLoop, public Executor, public HostClock {
  public:
   explicit SimPlattform(std::uint64_t saat = 1);
+  // Lets independent work that still runs come to its end.
   ~SimPlattform() override;
 
   Geraet mikrofonGeraet;
   Geraet systemGeraet;
+  Bildschirm bildschirm{*this};
 
   // Scripted events, in seconds after the beginning.
   void am(double zeit, std::function<void()> ereignis);
@@ -87,6 +91,12 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   std::unique_ptr<AudioInput> mikrofon() override;
   std::unique_ptr<AudioInput> systemAudio() override;
   std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override;
+  std::unique_ptr<ScreenCapture> screenCapture() override { return bildschirm.screenCapture(); }
+  std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
+                                           const VideoEinstellungen& einstellungen,
+                                           Fehler& fehler) override {
+    return bildschirm.videoWriter(pfad, einstellungen, fehler);
+  }
   // HostClock
   double sekunden() const override { return NULLZEIT + jetzt_; }
   std::int64_t unixMs() const override;
@@ -98,12 +108,15 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   void quit(int status) override;
   // Executor
   std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
+  void starteUnabhaengig(std::function<void()> arbeit) override;
+  std::unique_ptr<Schlaf> schlaf() override;
   std::unique_ptr<SerialQueue> queue(const std::string& name) override;
 
  private:
   class SimQueue;
   class SimTask;
   class SimInput;
+  class SimSchlaf;
   struct Faden {
     std::thread thread;
     std::function<bool()> bereit;  // whether the thread can go on
@@ -123,6 +136,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   double jetzt_ = 0.0;
   std::multimap<double, std::function<void()>> ereignisse_;
   std::vector<std::shared_ptr<Faden>> faeden_;  // the first is the test's own
+  std::vector<std::shared_ptr<Faden>> unabhaengige_;
   Faden* amZug_;
   std::mutex lock_;
   std::condition_variable wechsel_;

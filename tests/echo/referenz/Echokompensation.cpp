@@ -9,8 +9,6 @@ namespace hallkorb::referenz {
 namespace {
 
 constexpr std::size_t N = Echokompensation::N;
-constexpr std::size_t K = Echokompensation::K;
-constexpr std::size_t H = Echokompensation::H;
 using Feld = Echokompensation::Feld;
 using Block = std::array<double, N>;
 

@@ -78,7 +78,8 @@ Signal verstimmt(const Signal& x, double ppm) {
   if (ppm == 0.0) return x;
   constexpr double GRENZE = 80.0;
   Signal y;
-  double stelle = 0.0;
+  // In the middle of a recording: the next correction is due at DRIFT_KORREKTUR.
+  double stelle = std::copysign(GRENZE, ppm) - ppm * 1e-6 * RATE * DRIFT_KORREKTUR;
   while (y.size() < x.size()) {
     const double fehlt = stelle - static_cast<double>(y.size());
     if (fehlt >= GRENZE) y.insert(y.end(), static_cast<std::size_t>(GRENZE), 0.0);

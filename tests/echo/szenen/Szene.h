@@ -20,22 +20,25 @@ using Signal = std::vector<double>;
 
 inline constexpr double RATE = 16000.0;
 
+// The second at which the timeline corrects a drifting clock.
+inline constexpr double DRIFT_KORREKTUR = 12.0;
+
 // From second to second.
 using Abschnitt = std::pair<double, double>;
 
 struct Vorgabe {
   std::string name;
   double sekunden = 12.0;
-  std::vector<Abschnitt> fern;  // when the far end speaks
-  std::vector<Abschnitt> nah;   // when the near end speaks
+  std::vector<Abschnitt> fern = {};  // when the far end speaks
+  std::vector<Abschnitt> nah = {};   // when the near end speaks
   double verzoegerungMs = 60.0;
-  std::optional<std::pair<double, double>> sprung;  // from this second on, this delay in ms
+  std::optional<std::pair<double, double>> sprung = {};  // from this second on, this delay in ms
   double rt60 = 0.3;
-  std::optional<double> raumwechsel;  // from this second on, another room
-  double echoDb = -6.0;               // echo against what is played
-  double fernDb = 0.0;                // level of the far end
-  double rauschDb = -70.0;            // noise in the microphone, dB of full scale
-  bool geklippt = false;              // the loudspeaker clips at a tenth of full scale
+  std::optional<double> raumwechsel = {};  // from this second on, another room
+  double echoDb = -6.0;                    // echo against what is played
+  double fernDb = 0.0;                     // level of the far end
+  double rauschDb = -70.0;                 // noise in the microphone, dB of full scale
+  bool geklippt = false;                   // the loudspeaker clips at a tenth of full scale
   double driftPpm = 0.0;  // the microphone's clock is late by this; corrected in steps of 5 ms
   std::uint64_t saat = 1;
 };

@@ -1,0 +1,13 @@
+#include "meeting/Wahl.h"
+
+#include "driver/Ausgabe.h"
+
+namespace hallkorb {
+
+std::string wahlJSON(const Wahl& wahl) {
+  return R"({"art":")" + wahl.art + R"(","id":)" + std::to_string(wahl.id) + R"(,"quelle":")" +
+         jsonEscape(wahl.quelle) + R"(","rang":)" + std::to_string(wahl.rang) + R"(,"grund":")" +
+         jsonEscape(wahl.grund) + "\"}";
+}
+
+}  // namespace hallkorb

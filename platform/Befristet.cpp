@@ -1,0 +1,18 @@
+#include "platform/Befristet.h"
+
+#include <memory>
+#include <utility>
+
+namespace hallkorb {
+
+bool laufeBefristet(Executor& executor, double sekunden, std::function<void()> arbeit) {
+  const std::shared_ptr<Schlaf> ende = executor.schlaf();
+  executor.starteUnabhaengig([ende, a = std::move(arbeit)]() mutable {
+    a();
+    a = nullptr;
+    ende->wecke();
+  });
+  return ende->warte(sekunden);
+}
+
+}  // namespace hallkorb

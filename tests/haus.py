@@ -1,0 +1,106 @@
+#!/usr/bin/python3
+"""Shows that the rules of the house are kept by the build: python3 tests/haus.py BUILD_FOLDER
+
+For each pair below a file with just that include is compiled exactly as the library's own sources
+are. Allowed includes must compile, the others must fail because the header cannot be found.
+Closing line: "N passed, N failed".
+"""
+
+import concurrent.futures
+import json
+import os
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+
+WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+# Source whose library is asked -> headers it may include, headers it may not.
+REGELN = {
+    "audiofiles/Wav.cpp": (
+        ["audiofiles/Dateien.h", "platform/Fehler.h", "driver/Ausgabe.h"],
+        ["platform/HostClock.h", "platform/AudioInput.h", "capture/Zeitachse.h", "driver/Config.h",
+         "platform/linux/LinuxPlattform.h"]),
+    "platform/HostClock.cpp": (
+        ["platform/Fehler.h", "platform/AudioInput.h"],
+        ["driver/Ausgabe.h", "capture/Zeitachse.h", "audiofiles/Wav.h",
+         "platform/linux/LinuxHostClock.h"]),
+    "capture/Zeitachse.cpp": (
+        ["platform/HostClock.h", "driver/Ausgabe.h"],
+        ["audiofiles/Wav.h", "driver/LiveAufnahme.h", "platform/linux/LinuxPlattform.h"]),
+    "driver/LiveAufnahme.cpp": (
+        ["audiofiles/ChannelChunker.h", "capture/MicCapture.h", "platform/Plattform.h"],
+        ["platform/linux/LinuxPlattform.h", "platform/linux/PipewireInput.h"]),
+    "echo/EchoStrecke.cpp": (
+        ["echo/KFFT.h", "driver/Ausgabe.h"],
+        ["platform/HostClock.h", "platform/PcmBlock.h", "audiofiles/Wav.h", "capture/Zeitachse.h",
+         "driver/Config.h"]),
+    "driver/main.cpp": (["platform/linux/LinuxPlattform.h", "driver/Config.h"], []),
+}
+
+
+def befehle(bau):
+    """Source, relative to the root -> its compiler command and folder."""
+    with open(os.path.join(bau, "compile_commands.json"), encoding="utf-8") as datei:
+        return {os.path.relpath(eintrag["file"], WURZEL):
+                (shlex.split(eintrag["command"]), eintrag["directory"]) for eintrag in json.load(datei)}
+
+
+def uebersetze(befehl, ordner, header):
+    """Compiles a file with just this include; returns (success, the compiler's words)."""
+    with tempfile.TemporaryDirectory() as halter:
+        probe = os.path.join(halter, "probe.cpp")
+        with open(probe, "w", encoding="ascii") as datei:
+            datei.write(f'#include "{header}"\n')
+        ohne_datei = befehl[:befehl.index("-o")] + ["-fsyntax-only", probe]
+        lauf = subprocess.run(ohne_datei, cwd=ordner, capture_output=True, text=True)
+        return lauf.returncode == 0, lauf.stderr
+
+
+def zweigt_aus():
+    """Sources with an include that climbs out of its folder, around the rules."""
+    liste = subprocess.run(["git", "ls-files", "*.cpp", "*.h", "*.mm"], cwd=WURZEL, check=True,
+                           capture_output=True, text=True).stdout.splitlines()
+    for name in liste:
+        if name.startswith("tests/macos/sdk/"):
+            continue
+        with open(os.path.join(WURZEL, name), encoding="utf-8") as datei:
+            if re.search(r'^\s*#\s*(include|import)\s*["<][^">]*\.\./', datei.read(), re.MULTILINE):
+                yield name
+
+
+def pruefe(bekannt, quelle, header, erlaubt):
+    """What is wrong with one pair, or nothing."""
+    for datei in (quelle, header):
+        if not os.path.exists(os.path.join(WURZEL, datei)):
+            return f"{datei} is gone; the rules need another file"
+    gut, worte = uebersetze(*bekannt[quelle], header)
+    if erlaubt and not gut:
+        return f"{quelle} may not include {header}, but should:\n{worte}"
+    if not erlaubt and (gut or f"{header}: No such file" not in worte):
+        return f"{quelle} may include {header}, but should not\n{worte}"
+    return None
+
+
+def hauptteil(bau):
+    bekannt = befehle(bau)
+    paare = [(quelle, header, erlaubt) for quelle, regeln in REGELN.items()
+             for erlaubt, header_liste in zip((True, False), regeln) for header in header_liste]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as helfer:
+        ergebnisse = list(helfer.map(lambda paar: pruefe(bekannt, *paar), paare))
+    fehler = [worte for worte in ergebnisse if worte]
+    bestanden = ergebnisse.count(None)
+    aus = list(zweigt_aus())
+    fehler += [f'{name} has an include with "../"' for name in aus]
+    bestanden += not aus
+    print("\n".join(fehler))
+    print(f"{bestanden} passed, {len(fehler)} failed")
+    return 1 if fehler else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 2:
+        sys.exit("usage: haus.py BUILD_FOLDER")
+    sys.exit(hauptteil(sys.argv[1]))

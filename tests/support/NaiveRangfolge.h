@@ -1,0 +1,21 @@
+// The ranking of meeting windows once more, as naively as it can be told: every rule as a line of a
+// list, texts as whole copies, sorting by picking the best again and again.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "meeting/FensterInfo.h"
+#include "meeting/Wahl.h"
+
+namespace hallkorb::naiv {
+
+struct Ergebnis {
+  std::vector<Wahl> liste;
+  std::string ohne;
+};
+
+// Titles must be UTF-8.
+[[nodiscard]] Ergebnis kandidaten(const std::vector<FensterInfo>& fenster);
+
+}  // namespace hallkorb::naiv

@@ -1,0 +1,187 @@
+#include "tests/support/SimBildschirm.h"
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+
+#include "tests/support/SimPlattform.h"
+
+namespace hallkorb::sim {
+namespace {
+
+class SimBild final : public Bild {
+ public:
+  SimBild(double zeit, BildStatus status, std::uint32_t id)
+      : fenster(id), zeit_(zeit), status_(status) {}
+  [[nodiscard]] double zeit() const override { return zeit_; }
+  [[nodiscard]] BildStatus status() const override { return status_; }
+
+  const std::uint32_t fenster;
+
+ private:
+  const double zeit_;
+  const BildStatus status_;
+};
+
+}  // namespace
+
+class Bildschirm::Strom final : public WindowStream {
+ public:
+  explicit Strom(Bildschirm& schirm) : schirm_(schirm), welt_(schirm.welt_) {}
+  ~Strom() override { Strom::stop(); }
+
+  Ergebnis start(std::uint32_t id, WindowStreamListener& hoerer) override {
+    schirm_.aufrufe.push_back("start " + std::to_string(id));
+    const double bis = welt_.jetzt() + schirm_.startDauer;
+    welt_.am(bis, [] {});
+    welt_.warteBis([&] { return (gestoppt_ && !schirm_.startHaengt) || welt_.jetzt() >= bis; });
+    if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
+    if (schirm_.startFehler) return schirm_.startFehler;
+    id_ = id;
+    faden_ = welt_.starte([this, &hoerer] { laufe(hoerer); });
+    schirm_.stroeme_.push_back(this);
+    if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
+    if (const Ergebnis ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
+    return std::nullopt;
+  }
+
+  Ergebnis wechsle(std::uint32_t id) override {
+    schirm_.aufrufe.push_back("wechsle " + std::to_string(id));
+    if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
+    if (schirm_.wechselFehler) return schirm_.wechselFehler;
+    id_ = id;
+    if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
+    return std::nullopt;
+  }
+
+  void stop() override {
+    if (!std::exchange(gestoppt_, true)) {
+      schirm_.aufrufe.emplace_back("stop");
+      const double bis = welt_.jetzt() + schirm_.stopDauer;
+      welt_.am(bis, [] {});
+      welt_.warteBis([&] { return welt_.jetzt() >= bis; });
+      std::erase(schirm_.stroeme_, this);
+      faden_ = nullptr;
+      steht_ = true;
+    }
+    welt_.warteBis([this] { return steht_; });
+  }
+
+  void bild(BildStatus status) {
+    const SimBild neues(welt_.sekunden(), status, id_);
+    arbeit_.emplace_back([neues](WindowStreamListener& hoerer) { hoerer.bild(neues); });
+  }
+
+  void beende(Fehler fehler) {
+    beendet_ = true;
+    std::erase(schirm_.stroeme_, this);
+    arbeit_.emplace_back(
+        [f = std::move(fehler)](WindowStreamListener& hoerer) { hoerer.gestoppt(f); });
+  }
+
+ private:
+  void laufe(WindowStreamListener& hoerer) {
+    for (;;) {
+      welt_.warteBis([this] { return gestoppt_ || !arbeit_.empty(); });
+      if (gestoppt_) return;
+      const auto arbeit = std::move(arbeit_.front());
+      arbeit_.pop_front();
+      arbeit(hoerer);
+    }
+  }
+
+  Bildschirm& schirm_;
+  SimPlattform& welt_;
+  std::uint32_t id_ = 0;
+  bool gestoppt_ = false;  // stop() was called
+  bool steht_ = false;     // and has done its work
+  bool beendet_ = false;   // by the service
+  std::deque<std::function<void(WindowStreamListener&)>> arbeit_;
+  std::unique_ptr<Task> faden_;
+};
+
+class Bildschirm::Aufnahme final : public ScreenCapture {
+ public:
+  explicit Aufnahme(Bildschirm& schirm) : schirm_(schirm) {}
+
+  Ergebnis inventar(ScreenContent& content) override {
+    SimPlattform& welt = schirm_.welt_;
+    ++schirm_.inventare;
+    const double bis = welt.jetzt() + schirm_.inventarDauer;
+    welt.am(bis, [] {});
+    welt.warteBis([&] { return welt.jetzt() >= bis; });
+    if (schirm_.inventarFehler) return schirm_.inventarFehler;
+    content.windows = schirm_.windows;
+    return std::nullopt;
+  }
+
+  std::unique_ptr<WindowStream> stream(const StreamKonfiguration& konfiguration) override {
+    schirm_.konfigurationen.push_back(konfiguration);
+    return std::make_unique<Strom>(schirm_);
+  }
+
+ private:
+  Bildschirm& schirm_;
+};
+
+class Bildschirm::Schreiber final : public VideoWriter {
+ public:
+  Schreiber(Bildschirm& schirm, std::size_t film) : schirm_(schirm), film_(film) {}
+
+  bool starte(double basis) override {
+    film().basis = basis - NULLZEIT;
+    gestartet_ = schirm_.schreiberStartet;
+    return gestartet_;
+  }
+  bool schreibt() const override { return gestartet_ && schirm_.schreiberSchreibt; }
+  bool bereit() const override { return schirm_.schreiberBereit; }
+  bool haengeAn(const Bild& bild) override {
+    if (!schirm_.schreiberNimmt) return false;
+    film().bilder.emplace_back(bild.zeit() - NULLZEIT, dynamic_cast<const SimBild&>(bild).fenster);
+    return true;
+  }
+  bool schliesseAb(double ende) override {
+    film().ende = ende - NULLZEIT;
+    return schirm_.schreiberSchliesst;
+  }
+  Ergebnis fehler() const override { return schirm_.schreiberFehler; }
+
+ private:
+  Film& film() { return schirm_.filme[film_]; }
+
+  Bildschirm& schirm_;
+  const std::size_t film_;
+  bool gestartet_ = false;
+};
+
+void Bildschirm::bild(BildStatus status) {
+  for (Strom* strom : stroeme_)
+    strom->bild(status);
+}
+
+void Bildschirm::beende(Fehler fehler) {
+  const std::vector<Strom*> laufende = stroeme_;
+  for (Strom* strom : laufende)
+    strom->beende(fehler);
+}
+
+std::unique_ptr<ScreenCapture> Bildschirm::screenCapture() {
+  return std::make_unique<Aufnahme>(*this);
+}
+
+std::unique_ptr<VideoWriter> Bildschirm::videoWriter(const std::string& pfad,
+                                                     const VideoEinstellungen& einstellungen,
+                                                     Fehler& fehler) {
+  if (schreiberFehlt) {
+    fehler = *schreiberFehlt;
+    return nullptr;
+  }
+  filme.push_back({pfad, einstellungen, {}, {}, {}});
+  return std::make_unique<Schreiber>(*this, filme.size() - 1);
+}
+
+ScreenWindow fenster(std::uint32_t id, const std::string& bundle, const std::string& titel) {
+  return {id, titel, ScreenWindow::Anwendung{bundle, "App"}, 0, 0, 1280, 800, true, 0};
+}
+
+}  // namespace hallkorb::sim

@@ -1,0 +1,87 @@
+// The simulated computer's screen: windows, streams of them and a video file, all as a script says.
+//
+// Everything here may be changed at any scripted moment (SimPlattform::am) and takes effect from
+// the next call on. What the recorder did is kept: the calls, and the film that it would have
+// written.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/ScreenCapture.h"
+#include "platform/VideoWriter.h"
+
+namespace hallkorb::sim {
+
+class SimPlattform;
+
+// One file that was written.
+struct Film {
+  std::string pfad;
+  VideoEinstellungen einstellungen;
+  std::optional<double> basis;  // seconds after the beginning of the simulation, as all times here
+  std::vector<std::pair<double, std::uint32_t>> bilder;  // when, and of which window
+  std::optional<double> ende;                            // when it was finished
+};
+
+class Bildschirm {
+ public:
+  explicit Bildschirm(SimPlattform& welt) : welt_(welt) {}
+
+  std::vector<ScreenWindow> windows;
+
+  // How the screen behaves.
+  Ergebnis inventarFehler;
+  double inventarDauer = 0.0;  // seconds until the windows are told
+  Ergebnis startFehler;
+  double startDauer = 0.0;
+  bool startHaengt = false;  // a stop does not cancel a start
+  Ergebnis endeNachStart;    // the service ends the next stream as soon as it runs
+  Ergebnis wechselFehler;
+  double stopDauer = 0.0;
+  bool bildNachStart = true;  // a picture follows each start and switch
+
+  // How the writer behaves.
+  Ergebnis schreiberFehlt;
+  bool schreiberStartet = true;
+  bool schreiberSchreibt = true;
+  bool schreiberBereit = true;
+  bool schreiberNimmt = true;
+  bool schreiberSchliesst = true;
+  Ergebnis schreiberFehler;
+
+  // What was done: "inventar" is counted, the others are told ("start 4", "wechsle 5", "stop").
+  std::size_t inventare = 0;
+  std::vector<std::string> aufrufe;
+  std::vector<StreamKonfiguration> konfigurationen;
+  std::vector<Film> filme;
+
+  // The running stream has a picture of its window.
+  void bild(BildStatus status = BildStatus::vollstaendig);
+  // The capture service ends the running stream.
+  void beende(Fehler fehler);
+
+  [[nodiscard]] std::unique_ptr<ScreenCapture> screenCapture();
+  [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
+                                                         const VideoEinstellungen& einstellungen,
+                                                         Fehler& fehler);
+
+ private:
+  class Aufnahme;
+  class Strom;
+  class Schreiber;
+
+  SimPlattform& welt_;
+  std::vector<Strom*> stroeme_;  // those that run
+};
+
+// A window as most tests want it: visible, 1280 x 800, in front.
+[[nodiscard]] ScreenWindow fenster(std::uint32_t id, const std::string& bundle,
+                                   const std::string& titel);
+
+}  // namespace hallkorb::sim
