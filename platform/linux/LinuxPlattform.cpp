@@ -1,7 +1,9 @@
 #include "platform/linux/LinuxPlattform.h"
 
+#include "platform/linux/H264Schreiber.h"
 #include "platform/linux/PipewireInput.h"
 #include "platform/linux/SwrKonverter.h"
+#include "platform/linux/X11ScreenCapture.h"
 
 namespace hallkorb {
 
@@ -15,6 +17,20 @@ std::unique_ptr<AudioInput> LinuxPlattform::systemAudio() {
 
 std::unique_ptr<AudioConverter> LinuxPlattform::konverter(const PcmFormat& eingang, double rate) {
   return SwrKonverter::neu(eingang, rate);
+}
+
+std::unique_ptr<ScreenCapture> LinuxPlattform::screenCapture() {
+  return std::make_unique<X11ScreenCapture>();
+}
+
+std::unique_ptr<VideoWriter> LinuxPlattform::videoWriter(const std::string& pfad,
+                                                         const VideoEinstellungen& einstellungen,
+                                                         Fehler& fehler) {
+  if (auto grund = H264Schreiber::moeglich(einstellungen)) {
+    fehler = *grund;
+    return nullptr;
+  }
+  return std::make_unique<H264Schreiber>(pfad, einstellungen);
 }
 
 }  // namespace hallkorb

@@ -1,9 +1,11 @@
-// Linux: PipeWire for the audio, libswresample for the conversion, poll(2) for the run loop.
+// Linux: PipeWire for the audio, libswresample for the conversion, X11 for the windows, libavcodec
+// for the video, poll(2) for the run loop.
 //
 // Made by main() before any other thread is started (see LinuxRunLoop.h).
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/LinuxRunLoop.h"
@@ -21,6 +23,10 @@ class LinuxPlattform final : public Plattform {
   [[nodiscard]] std::unique_ptr<AudioInput> systemAudio() override;
   [[nodiscard]] std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
                                                           double rate) override;
+  [[nodiscard]] std::unique_ptr<ScreenCapture> screenCapture() override;
+  [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
+                                                         const VideoEinstellungen& einstellungen,
+                                                         Fehler& fehler) override;
 
  private:
   LinuxHostClock uhr_;

@@ -16,3 +16,22 @@ target_link_libraries(hallkorb_naive_rangfolge PRIVATE utf8proc)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
+hallkorb_library(hallkorb_prozess FOLDER tests/support
+  HEADERS Prozess.h
+  SOURCES Prozess.cpp
+  DEPENDS hallkorb_deskriptor)
+add_executable(testfenster ${CMAKE_CURRENT_LIST_DIR}/TestFenster.cpp)
+target_link_libraries(testfenster PRIVATE PkgConfig::X11 hallkorb_options)
+hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
+  HEADERS Bildsammler.h X11Sitzung.h
+  SOURCES X11Sitzung.cpp
+  DEPENDS hallkorb_prozess hallkorb_x11)
+target_compile_definitions(hallkorb_x11_sitzung
+  PRIVATE HALLKORB_TESTFENSTER="$<TARGET_FILE:testfenster>")
+add_dependencies(hallkorb_x11_sitzung testfenster)
+hallkorb_library(hallkorb_video_hilfe FOLDER tests/support
+  HEADERS Ffmpeg.h Testbild.h
+  SOURCES Ffmpeg.cpp
+  DEPENDS hallkorb_prozess hallkorb_bgrbild)
+add_executable(testvideo ${CMAKE_CURRENT_LIST_DIR}/TestVideo.cpp)
+target_link_libraries(testvideo PRIVATE hallkorb_linux hallkorb_video_hilfe hallkorb_options)

@@ -1,0 +1,166 @@
+#include "platform/linux/X11Fenster.h"
+
+#include <xcb/composite.h>
+
+#include <string>
+
+namespace hallkorb {
+namespace {
+
+constexpr int BITS_JE_PUNKT = 32;
+
+// Whether a drawable of this depth is delivered with four bytes for each pixel.
+bool vierBytesJePunkt(const xcb_connection_t* c, std::uint8_t tiefe) {
+  const xcb_setup_t* setup = xcb_get_setup(const_cast<xcb_connection_t*>(c));
+  for (auto i = xcb_setup_pixmap_formats_iterator(setup); i.rem > 0; xcb_format_next(&i)) {
+    if (i.data->depth == tiefe) return i.data->bits_per_pixel == BITS_JE_PUNKT;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::unique_ptr<X11Fenster> X11Fenster::neu(const X11Verbindung& verbindung, xcb_window_t id,
+                                            Fehler& fehler) {
+  std::unique_ptr<X11Fenster> fenster(new X11Fenster(verbindung, id));
+  if (auto grund = fenster->beginne()) {
+    fehler = std::move(*grund);
+    return nullptr;
+  }
+  return fenster;
+}
+
+X11Fenster::X11Fenster(const X11Verbindung& verbindung, xcb_window_t id)
+    : verbindung_(verbindung), id_(id), schaden_(xcb_generate_id(verbindung.get())) {}
+
+X11Fenster::~X11Fenster() {
+  xcb_connection_t* c = verbindung_.get();
+  verwirfPixmap();
+  if (zerstoert_) return;  // with the window all of it has gone
+  const std::uint32_t nichts = XCB_EVENT_MASK_NO_EVENT;
+  xcb_damage_destroy(c, schaden_);
+  xcb_change_window_attributes(c, id_, XCB_CW_EVENT_MASK, &nichts);
+  xcb_composite_unredirect_window(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+  xcb_flush(c);
+}
+
+Ergebnis X11Fenster::beginne() {
+  xcb_connection_t* c = verbindung_.get();
+  // The events first: what happens after the state has been read is told by them.
+  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  const xcb_void_cookie_t fragen[] = {
+      xcb_change_window_attributes_checked(c, id_, XCB_CW_EVENT_MASK, &ereignisse),
+      xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
+      xcb_damage_create_checked(c, schaden_, id_, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY),
+  };
+  const auto attributFrage = xcb_get_window_attributes(c, id_);
+  const auto masseFrage = xcb_get_geometry(c, id_);
+  Ergebnis ergebnis;
+  for (const xcb_void_cookie_t frage : fragen) {
+    const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, frage));
+    if (fehler && !ergebnis) {
+      ergebnis = Fehler{"x11", fehler->error_code,
+                        "das Fenster " + std::to_string(id_) + " kann nicht aufgenommen werden"};
+    }
+  }
+  const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
+      xcb_get_window_attributes_reply(c, attributFrage, nullptr));
+  const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, masseFrage, nullptr));
+  if (auto fehler = verbindung_.verloren()) return fehler;
+  if (ergebnis) return ergebnis;
+  if (!attribute || !masse) {
+    return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
+  }
+  if (!vierBytesJePunkt(c, masse->depth) ||
+      xcb_get_setup(c)->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST) {
+    return Fehler{"x11", XCB_MATCH,
+                  "die Farbtiefe " + std::to_string(masse->depth) + " wird nicht aufgenommen"};
+  }
+  sichtbar_ = attribute->map_state == XCB_MAP_STATE_VIEWABLE;
+  breite_ = masse->width;
+  hoehe_ = masse->height;
+  suchOberstes();
+  return std::nullopt;
+}
+
+void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
+  const std::uint8_t art = ereignis.response_type & 0x7F;
+  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), &xcb_damage_id);
+  if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
+    const auto& meldung = reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis);
+    if (meldung.damage == schaden_) veraendert_ = true;
+    return;
+  }
+  // The window that an event is about has the same place in all of these.
+  const auto& meldung = reinterpret_cast<const xcb_unmap_notify_event_t&>(ereignis);
+  if (meldung.window != id_) return;
+  switch (art) {
+    case XCB_CONFIGURE_NOTIFY: {
+      const auto& neu = reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis);
+      if (neu.width == breite_ && neu.height == hoehe_) return;
+      breite_ = neu.width;
+      hoehe_ = neu.height;
+      break;
+    }
+    case XCB_MAP_NOTIFY:
+      sichtbar_ = true;
+      suchOberstes();
+      break;
+    case XCB_UNMAP_NOTIFY:
+      sichtbar_ = false;
+      break;
+    case XCB_REPARENT_NOTIFY:
+      suchOberstes();
+      return;
+    case XCB_DESTROY_NOTIFY:
+      zerstoert_ = true;
+      break;
+    default:
+      return;
+  }
+  verwirfPixmap();
+}
+
+void X11Fenster::nimmVeraendert() {
+  veraendert_ = false;
+  xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE);
+}
+
+const X11Fenster::Quelle& X11Fenster::quelle() {
+  if (quelle_.pixmap != XCB_NONE || !sichtbar()) return quelle_;
+  xcb_connection_t* c = verbindung_.get();
+  const xcb_pixmap_t pixmap = xcb_generate_id(c);
+  const auto name = xcb_composite_name_window_pixmap_checked(c, id_, pixmap);
+  const auto fensterFrage = xcb_get_geometry(c, id_);
+  const auto pixmapFrage = xcb_get_geometry(c, pixmap);
+  const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, name));
+  const X11Antwort<xcb_get_geometry_reply_t> fenster(
+      xcb_get_geometry_reply(c, fensterFrage, nullptr));
+  const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, pixmapFrage, nullptr));
+  // It was unmapped, and the event that says so is on its way.
+  if (fehler || !fenster || !masse) return quelle_;
+  quelle_.pixmap = pixmap;
+  quelle_.rand = fenster->border_width;
+  quelle_.breite = masse->width - 2 * quelle_.rand;
+  quelle_.hoehe = masse->height - 2 * quelle_.rand;
+  return quelle_;
+}
+
+void X11Fenster::suchOberstes() {
+  xcb_connection_t* c = verbindung_.get();
+  oberstes_ = id_;
+  while (true) {
+    const X11Antwort<xcb_query_tree_reply_t> baum(
+        xcb_query_tree_reply(c, xcb_query_tree(c, oberstes_), nullptr));
+    if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) return;
+    oberstes_ = baum->parent;
+  }
+}
+
+void X11Fenster::verwirfPixmap() {
+  if (quelle_.pixmap != XCB_NONE) xcb_free_pixmap(verbindung_.get(), quelle_.pixmap);
+  quelle_ = {};
+  veraendert_ = true;
+}
+
+}  // namespace hallkorb

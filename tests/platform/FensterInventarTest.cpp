@@ -1,0 +1,222 @@
+// The inventory of a real X server's windows.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/support/X11Sitzung.h"
+
+namespace hallkorb {
+namespace {
+
+class FensterInventar : public testing::Test {
+ protected:
+  X11Sitzung sitzung_;
+};
+
+std::vector<std::uint32_t> nummern(const ScreenContent& content) {
+  std::vector<std::uint32_t> alle;
+  for (const ScreenWindow& fenster : content.windows)
+    alle.push_back(fenster.id);
+  return alle;
+}
+
+TEST_F(FensterInventar, AnEmptyScreenHasNoWindows) {
+  EXPECT_TRUE(sitzung_.inventar().windows.empty());
+}
+
+TEST_F(FensterInventar, TellsWhatAWindowIs) {
+  const auto zoom = sitzung_.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting",
+                                      "--groesse", "800", "600", "--ort", "100", "50"});
+  ASSERT_TRUE(sitzung_.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.hoehe > 600; }));
+  const auto fenster = sitzung_.finde(zoom->id());
+  ASSERT_TRUE(fenster);
+  EXPECT_EQ(fenster->titel, "Zoom Meeting");
+  ASSERT_TRUE(fenster->anwendung);
+  EXPECT_EQ(fenster->anwendung->bundle, "us.zoom.xos");
+  EXPECT_EQ(fenster->anwendung->name, "Zoom");
+  EXPECT_TRUE(fenster->sichtbar);
+  EXPECT_EQ(fenster->ebene, 0);
+  // The frame: its corner is where the window was asked to be; border and title bar come on top.
+  EXPECT_EQ(fenster->x, 100.0);
+  EXPECT_EQ(fenster->y, 50.0);
+  EXPECT_GE(fenster->breite, 800.0);
+  EXPECT_LT(fenster->breite, 820.0);
+  EXPECT_GT(fenster->hoehe, 610.0);
+  EXPECT_LT(fenster->hoehe, 660.0);
+}
+
+TEST_F(FensterInventar, FollowsAWindowThatChanges) {
+  const auto programm = sitzung_.fenster({"--ort", "0", "0", "--groesse", "300", "200"});
+  programm->tu("titel Größe – 漢");
+  programm->tu("groesse 500 400");
+  programm->tu("ort -200 -30");
+  ASSERT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) {
+    return f.x == -200.0 && f.y == -30.0 && f.breite >= 500.0 && f.breite < 520.0;
+  }));
+  EXPECT_EQ(sitzung_.finde(programm->id())->titel, "Größe – 漢");
+}
+
+TEST_F(FensterInventar, ReadsATitleInLatin1) {
+  const auto programm = sitzung_.fenster({});
+  programm->tu(
+      "titel-latin1 Gr\xF6\xDF"
+      "e");
+  EXPECT_EQ(sitzung_.finde(programm->id())->titel, "Größe");
+}
+
+TEST_F(FensterInventar, AMinimisedWindowIsNotVisible) {
+  const auto programm = sitzung_.fenster({});
+  programm->tu("minimiere");
+  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
+  programm->tu("zeige");
+  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+}
+
+TEST_F(FensterInventar, AWithdrawnOrClosedWindowIsGone) {
+  const auto eines = sitzung_.fenster({});
+  const auto anderes = sitzung_.fenster({});
+  eines->tu("verstecke");
+  EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(eines->id()); }));
+  anderes->schliesse();
+  EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(anderes->id()); }));
+}
+
+TEST_F(FensterInventar, ListsInStackingOrderFromTheBottom) {
+  const auto a = sitzung_.fenster({});
+  const auto b = sitzung_.fenster({});
+  const std::vector<std::uint32_t> aUnten{a->id(), b->id()};
+  const std::vector<std::uint32_t> bUnten{b->id(), a->id()};
+  a->tu("vorn");
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == bUnten; }));
+  b->tu("vorn");
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == aUnten; }));
+}
+
+TEST_F(FensterInventar, LayersAndDesktops) {
+  const auto programm = sitzung_.fenster({});
+  const auto ebene = [&](std::int64_t erwartet) {
+    return sitzung_.warteAuf(programm->id(),
+                             [=](const ScreenWindow& f) { return f.ebene == erwartet; });
+  };
+  programm->tu("zustand _NET_WM_STATE_ABOVE 1");
+  EXPECT_TRUE(ebene(1));
+  programm->tu("zustand _NET_WM_STATE_ABOVE 0");
+  EXPECT_TRUE(ebene(0));
+  programm->tu("zustand _NET_WM_STATE_BELOW 1");
+  EXPECT_TRUE(ebene(-1));
+  programm->tu("zustand _NET_WM_STATE_FULLSCREEN 1");
+  EXPECT_TRUE(ebene(2));
+  programm->tu("zustand _NET_WM_STATE_FULLSCREEN 0");
+  EXPECT_TRUE(ebene(-1));
+  programm->tu("schreibtisch 1");
+  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
+}
+
+TEST_F(FensterInventar, AShadedWindowIsStillVisible) {
+  const auto programm = sitzung_.fenster({"--groesse", "400", "300"});
+  programm->tu("zustand _NET_WM_STATE_SHADED 1");
+  // Shaded once the window manager says so in its state, of which the inventory tells nothing; a
+  // layer that is asked for later shows that it has come to it.
+  programm->tu("zustand _NET_WM_STATE_ABOVE 1");
+  ASSERT_TRUE(
+      sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
+  EXPECT_TRUE(sitzung_.finde(programm->id())->sichtbar);
+}
+
+TEST_F(FensterInventar, DesktopsAreLeftOutAndDocksLieAbove) {
+  const auto boden = sitzung_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DESKTOP"});
+  const auto leiste = sitzung_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DOCK"});
+  EXPECT_TRUE(sitzung_.warteAuf(leiste->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
+  EXPECT_FALSE(sitzung_.finde(boden->id()));
+}
+
+TEST_F(FensterInventar, AShadowThatAWindowDrawsItselfIsNotPartOfIt) {
+  const auto programm = sitzung_.fenster({"--ort", "300", "200", "--groesse", "500", "400",
+                                          "--ohne-rahmen", "--schatten", "20", "30", "10", "40"});
+  ASSERT_TRUE(sitzung_.warteAuf(
+      programm->id(), [](const ScreenWindow& f) { return f.breite == 450.0 && f.hoehe == 350.0; }));
+  const auto fenster = sitzung_.finde(programm->id());
+  EXPECT_EQ(fenster->x, 320.0);
+  EXPECT_EQ(fenster->y, 210.0);
+}
+
+TEST_F(FensterInventar, AWindowWithoutAClassBelongsToItsProcess) {
+  const auto programm = sitzung_.fenster({"--klasse", "", ""});
+  const auto fenster = sitzung_.finde(programm->id());
+  ASSERT_TRUE(fenster && fenster->anwendung);
+  EXPECT_EQ(fenster->anwendung->bundle, "testfenster");
+}
+
+TEST_F(FensterInventar, MenusAreNoWindows) {
+  const auto menu = sitzung_.fenster({"--ohne-verwalter"});
+  EXPECT_TRUE(sitzung_.inventar().windows.empty());
+}
+
+TEST_F(FensterInventar, FindsTheWindowsAlsoAfterTheWindowManagerHasEnded) {
+  const auto programm = sitzung_.fenster({"--titel", "bleibt"});
+  sitzung_.beendeVerwalter();
+  ASSERT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  EXPECT_EQ(sitzung_.finde(programm->id())->titel, "bleibt");
+}
+
+TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
+  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
+  const auto a = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
+  const auto b = sitzung.fenster({"--klasse", "slack", "Slack"});
+  const auto menu = sitzung.fenster({"--ohne-verwalter"});
+  EXPECT_EQ(nummern(sitzung.inventar()), (std::vector<std::uint32_t>{a->id(), b->id()}));
+  const auto fenster = sitzung.finde(a->id());
+  EXPECT_EQ(fenster->x, 10.0);
+  EXPECT_EQ(fenster->y, 20.0);
+  EXPECT_EQ(fenster->breite, 300.0);
+  EXPECT_EQ(fenster->hoehe, 200.0);
+  b->tu("verstecke");
+  EXPECT_FALSE(sitzung.finde(b->id())->sichtbar);
+}
+
+TEST(FensterInventarFehler, NoServerIsAnErrorAtOnce) {
+  ScreenContent content;
+  const auto fehler = X11ScreenCapture(":4711").inventar(content);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->domain, "x11");
+  EXPECT_EQ(fehler->description, "kein X-Server antwortet auf :4711");
+}
+
+TEST(FensterInventarFehler, ADisplayThatIsNoneIsAnError) {
+  ScreenContent content;
+  EXPECT_EQ(X11ScreenCapture("unlesbar").inventar(content)->description,
+            "DISPLAY ist nicht lesbar: unlesbar");
+}
+
+TEST(FensterInventarFehler, ServersOfOtherComputersAreNotAsked) {
+  ScreenContent content;
+  EXPECT_EQ(X11ScreenCapture("rechner.invalid:0").inventar(content)->description,
+            "kein X-Server antwortet auf rechner.invalid:0");
+}
+
+TEST(FensterInventarFehler, AServerThatIsStoppedHoldsNobodyUpForLong) {
+  const X11Sitzung sitzung;
+  sitzung.signalAnServer(SIGSTOP);
+  const auto anfang = std::chrono::steady_clock::now();
+  ScreenContent content;
+  EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content));
+  EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(3));
+  sitzung.signalAnServer(SIGCONT);
+  EXPECT_FALSE(X11ScreenCapture(sitzung.display()).inventar(content));
+}
+
+TEST(FensterInventarFehler, AStoppedProgramHoldsNobodyUp) {
+  const X11Sitzung sitzung;
+  const auto programm = sitzung.fenster({"--titel", "steht"});
+  programm->signal(SIGSTOP);
+  EXPECT_EQ(sitzung.finde(programm->id())->titel, "steht");
+}
+
+}  // namespace
+}  // namespace hallkorb

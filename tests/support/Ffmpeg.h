@@ -1,0 +1,40 @@
+// What ffmpeg and ffprobe, as strangers, say of a video file.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace hallkorb {
+
+struct VideoPaket {
+  double zeit = 0.0;
+  double dauer = 0.0;
+  bool schluesselbild = false;
+};
+
+// The properties of the file's only stream, and "format.…" for those of the file.
+[[nodiscard]] std::map<std::string, std::string> videoEigenschaften(const std::string& pfad);
+[[nodiscard]] std::vector<VideoPaket> videoPakete(const std::string& pfad);
+// What decoding all of it complains about; empty when nothing.
+[[nodiscard]] std::string dekodierFehler(const std::string& pfad);
+
+// A decoded picture, three bytes for each pixel.
+struct VideoBild {
+  int breite = 0;
+  int hoehe = 0;
+  std::string punkte;
+
+  // The colour as 0xRRGGBB.
+  [[nodiscard]] std::uint32_t farbe(int x, int y) const;
+};
+
+// The picture that a player shows at `zeit`.
+[[nodiscard]] VideoBild videoBild(const std::string& pfad, double zeit, int breite = 1280,
+                                  int hoehe = 800);
+
+// The greatest difference of two colours in red, green or blue.
+[[nodiscard]] int farbAbstand(std::uint32_t a, std::uint32_t b);
+
+}  // namespace hallkorb

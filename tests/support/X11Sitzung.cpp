@@ -1,0 +1,111 @@
+#include "tests/support/X11Sitzung.h"
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "platform/linux/X11Atome.h"
+#include "platform/linux/X11Eigenschaft.h"
+#include "platform/linux/X11Verbindung.h"
+
+namespace hallkorb {
+namespace {
+
+std::vector<std::string> programm(const std::string& display, std::vector<std::string> optionen) {
+  std::vector<std::string> worte{HALLKORB_TESTFENSTER, "--display", display};
+  std::move(optionen.begin(), optionen.end(), std::back_inserter(worte));
+  return worte;
+}
+
+}  // namespace
+
+Fensterprogramm::Fensterprogramm(const std::string& display, std::vector<std::string> optionen)
+    : prozess_(programm(display, std::move(optionen))),
+      id_(static_cast<std::uint32_t>(std::stoul(prozess_.liesZeile()))) {}
+
+void Fensterprogramm::tu(const std::string& befehl) {
+  prozess_.schreibe(befehl);
+  if (prozess_.liesZeile() != "ok") throw std::runtime_error("testfenster: " + befehl);
+}
+
+X11Sitzung::X11Sitzung(Verwalter verwalter)
+    // The server writes the number of the display that it has found free, to standard output.
+    : server_(std::make_unique<Prozess>(
+          std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24",
+                                   "-nolisten", "tcp", "-noreset"},
+          Prozess::Fehlerausgabe::VERWORFEN)),
+      display_(":" + server_->liesZeile(30.0)) {
+  if (verwalter == Verwalter::KEINER) return;
+  verwalter_ = std::make_unique<Prozess>(
+      std::vector<std::string>{"env", "DISPLAY=" + display_, "openbox", "--sm-disable"},
+      Prozess::Fehlerausgabe::VERWORFEN);
+  if (!warteBisGilt([this] { return verwalterDa(); })) throw std::runtime_error("no openbox");
+}
+
+std::unique_ptr<Fensterprogramm> X11Sitzung::fenster(std::vector<std::string> optionen) const {
+  return std::make_unique<Fensterprogramm>(display_, std::move(optionen));
+}
+
+ScreenContent X11Sitzung::inventar() const {
+  ScreenContent content;
+  if (const auto fehler = X11ScreenCapture(display_).inventar(content)) {
+    throw std::runtime_error(fehler->gedruckt());
+  }
+  return content;
+}
+
+std::optional<ScreenWindow> X11Sitzung::finde(std::uint32_t id) const {
+  const ScreenContent content = inventar();
+  const auto treffer = std::find_if(content.windows.begin(), content.windows.end(),
+                                    [id](const ScreenWindow& fenster) { return fenster.id == id; });
+  return treffer != content.windows.end() ? std::optional(*treffer) : std::nullopt;
+}
+
+bool X11Sitzung::warteAuf(std::uint32_t id,
+                          const std::function<bool(const ScreenWindow&)>& bedingung) const {
+  return warteBisGilt([&] {
+    const auto fenster = finde(id);
+    return fenster && bedingung(*fenster);
+  });
+}
+
+void X11Sitzung::setzeZeiger(int x, int y) const {
+  X11Verbindung verbindung(display_);
+  if (verbindung.oeffne()) throw std::runtime_error("no X server");
+  xcb_connection_t* c = verbindung.get();
+  xcb_warp_pointer(c, XCB_NONE, verbindung.schirm().root, 0, 0, 0, 0, static_cast<std::int16_t>(x),
+                   static_cast<std::int16_t>(y));
+  const X11Antwort<xcb_get_input_focus_reply_t> fertig(
+      xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+}
+
+void X11Sitzung::beendeVerwalter() {
+  verwalter_->beende(SIGKILL);
+  verwalter_.reset();
+}
+
+bool X11Sitzung::verwalterDa() const {
+  X11Verbindung verbindung(display_);
+  if (verbindung.oeffne()) return false;
+  const X11Atome atome(verbindung.get());
+  X11Eigenschaft liste(verbindung.get(), verbindung.schirm().root,
+                       atome[X11Name::NET_SUPPORTING_WM_CHECK]);
+  liste.lies();
+  return !liste.zahlen().empty();
+}
+
+bool warteBisGilt(const std::function<bool()>& bedingung) {
+  const auto ende = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!bedingung()) {
+    if (std::chrono::steady_clock::now() >= ende) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+}  // namespace hallkorb

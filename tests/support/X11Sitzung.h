@@ -1,0 +1,71 @@
+// A private X11 session for a test: an X server without a screen, a window manager, and windows.
+//
+// All of them are the test's own processes, which it may kill and stop. Nothing of the environment
+// is used or changed, so sessions don't disturb each other.
+#pragma once
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/X11ScreenCapture.h"
+#include "tests/support/Prozess.h"
+
+namespace hallkorb {
+
+// A window of the program testfenster (see TestFenster.cpp, also for its options and commands).
+class Fensterprogramm {
+ public:
+  Fensterprogramm(const std::string& display, std::vector<std::string> optionen);
+
+  [[nodiscard]] std::uint32_t id() const { return id_; }
+  // Returns when it is done.
+  void tu(const std::string& befehl);
+  // Ends the program, and with it the window.
+  void signal(int nummer) const { prozess_.signal(nummer); }
+  void schliesse() { prozess_.beende(SIGTERM); }
+
+ private:
+  Prozess prozess_;
+  std::uint32_t id_ = 0;
+};
+
+class X11Sitzung {
+ public:
+  enum class Verwalter { OPENBOX, KEINER };
+
+  explicit X11Sitzung(Verwalter verwalter = Verwalter::OPENBOX);
+
+  [[nodiscard]] const std::string& display() const { return display_; }
+  [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;
+
+  [[nodiscard]] ScreenContent inventar() const;
+  // The window in the inventory; nothing if it is not there.
+  [[nodiscard]] std::optional<ScreenWindow> finde(std::uint32_t id) const;
+  // Waits until the inventory tells of the window what is expected: window managers do their part
+  // when they like. Whether it did.
+  [[nodiscard]] bool warteAuf(std::uint32_t id,
+                              const std::function<bool(const ScreenWindow&)>& bedingung) const;
+
+  // Moves the pointer, in the coordinates of the screen.
+  void setzeZeiger(int x, int y) const;
+  void beendeVerwalter();
+  void beendeServer(int signal) { server_->beende(signal); }
+  // SIGSTOP or SIGCONT.
+  void signalAnServer(int signal) const { server_->signal(signal); }
+
+ private:
+  [[nodiscard]] bool verwalterDa() const;
+
+  std::unique_ptr<Prozess> server_;
+  std::string display_;
+  std::unique_ptr<Prozess> verwalter_;
+};
+
+// Waits until `bedingung` holds, up to 10 seconds; whether it did. For what can only be asked for.
+bool warteBisGilt(const std::function<bool()>& bedingung);
+
+}  // namespace hallkorb
