@@ -19,7 +19,7 @@ debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng p
 debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
   clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux xvfb openbox ffmpeg)
+  git shellcheck util-linux xvfb openbox ffmpeg valgrind)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)

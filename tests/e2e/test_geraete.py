@@ -53,7 +53,7 @@ class SystemAudioFehlt(Geraete):
 
     def test_degraded_them(self):
         self.raum.lege_an("mic")
-        self.raum.setze_standard("source", "mic")
+        self.raum.warte_standard("source", "mic")
         aufnahme = self.lauf()
         degraded = aufnahme.ereignis("degraded", 4.0)
         self.assertEqual(degraded["channel"], "them")
@@ -175,7 +175,7 @@ class Wechsel(Geraete):
         bisher = len(aufnahme.chunks("them"))
         aufnahme.chunk("them", ab_nummer=bisher + 1)  # the far end speaks on, and is recorded
         self.raum.lege_an("mic")
-        self.raum.setze_standard("source", "mic")
+        self.raum.warte_standard("source", "mic")
         aufnahme.meldung("Mikrofon wieder da")
         self.warte_sekunden(3.0)
         aufnahme.stoppe()
