@@ -1,4 +1,5 @@
-// What happened, in its order, written down by the stand-ins of the system's calls and by listeners.
+// What happened, in its order, written down by the stand-ins of the system's calls and by
+// listeners.
 //
 // Any thread. Whoever waits for an entry that never comes fails its test after ten seconds.
 #pragma once

@@ -1,8 +1,8 @@
-#include "platform/macos/Wartestelle.h"
-
 #include <gtest/gtest.h>
 
 #include <thread>
+
+#include "platform/macos/Wartestelle.h"
 
 namespace hallkorb {
 namespace {
