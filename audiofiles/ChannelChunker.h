@@ -35,8 +35,8 @@ class ChannelChunker {
  public:
   // `channel` becomes part of file names and lines. The sample counts are rate times seconds, cut
   // toward zero; a product that is no 64-bit number stops the process. Every value is taken:
-  // policies that cut nothing (a chunk length of -0.8 s or less) leave everything to the last chunk.
-  // `dateien` must outlive the chunker.
+  // policies that cut nothing (a chunk length of -0.8 s or less) leave everything to the last
+  // chunk. `dateien` must outlive the chunker.
   ChannelChunker(std::string channel, std::string outDir, double rate, double chunkSeconds,
                  bool turnMode, double minSeconds, double maxSeconds, double silenceSeconds,
                  float silenceRms, Dateien& dateien = posixDateien());

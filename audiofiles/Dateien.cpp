@@ -93,6 +93,7 @@ class PosixDateien final : public Dateien {
     ergebnis.art = S_ISREG(wert.st_mode)   ? Art::datei
                    : S_ISDIR(wert.st_mode) ? Art::ordner
                                            : Art::sonst;
+    ergebnis.groesse = static_cast<std::int64_t>(wert.st_size);
     ergebnis.rechte = wert.st_mode & RECHTE_ALLE;
     return 0;
   }
@@ -270,11 +271,15 @@ Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> byt
 std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad, Dateien& dateien) {
   const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY, 0); });
   if (datei < 0) return std::nullopt;
-  std::vector<std::uint8_t> inhalt;
+  // Room for all of a regular file at once, and for the read that finds its end.
+  Dateien::Zustand zustand;
+  const bool regulaer = dateien.zustand(pfad, zustand) == 0 && zustand.art == Dateien::Art::datei;
+  std::vector<std::uint8_t> inhalt(regulaer ? static_cast<std::size_t>(zustand.groesse) + LESEBLOCK
+                                            : LESEBLOCK);
   std::size_t laenge = 0;
   ssize_t n = 0;
   do {
-    if (inhalt.size() - laenge < LESEBLOCK) inhalt.resize(2 * inhalt.size() + LESEBLOCK);
+    if (inhalt.size() - laenge < LESEBLOCK) inhalt.resize(2 * inhalt.size());
     n = beharrlich([&] {
       return dateien.lesen(datei, std::span(inhalt).subspan(laenge).first(
                                       std::min(inhalt.size() - laenge, MAX_JE_RUF)));

@@ -31,7 +31,8 @@ class Dateien {
 
   struct Zustand {
     Art art = Art::sonst;
-    mode_t rechte = 0;  // permission bits
+    mode_t rechte = 0;         // permission bits
+    std::int64_t groesse = 0;  // bytes of a regular file
   };
 
   virtual ~Dateien() = default;

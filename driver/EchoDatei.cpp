@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cinttypes>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -17,7 +18,6 @@
 namespace hallkorb {
 namespace {
 
-constexpr std::int64_t PARTITIONEN = 20;
 constexpr std::size_t SCHRITT = 4800;  // 0.3 s: the pieces in which both files are walked
 
 // The mode's own turn-mode values, not those of the configuration: the long maximum leaves the cut
@@ -52,17 +52,18 @@ void speise(EchoStrecke& strecke, std::span<const float> mikro, std::span<const 
 }  // namespace
 
 int echoDatei(const Config& config, Dateien& dateien) {
-  const auto mikro = liesWav(config.echoDatei[0], dateien);
-  const auto referenz = mikro ? liesWav(config.echoDatei[1], dateien) : std::nullopt;
+  auto mikro = liesWav(config.echoDatei[0], dateien);
+  auto referenz = mikro ? liesWav(config.echoDatei[1], dateien) : std::nullopt;
   if (!referenz) {
     log("[hallkorb] --echo-datei: WAV nicht lesbar");
     return 2;
   }
 
-  EchoStrecke strecke(PARTITIONEN);
+  EchoStrecke strecke(EK_PARTITIONEN);
   strecke.nachfilter(!config.ohneNachfilter);
   std::vector<float> gereinigt;
-  gereinigt.reserve(mikro->size());
+  const std::size_t laenge = mikro->size();
+  gereinigt.reserve(laenge);
   const auto me = chunker(config, dateien);
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
     gereinigt.insert(gereinigt.end(), samples.begin(), samples.end());
@@ -72,6 +73,9 @@ int echoDatei(const Config& config, Dateien& dateien) {
   const auto beginn = std::chrono::steady_clock::now();
   speise(strecke, *mikro, *referenz);
   if (me) me->finalizeRemainder();
+  // An hour of each is 230 MB, and the output file is built in memory.
+  mikro.reset();
+  referenz.reset();
 
   if (const Ergebnis fehler = writeWav(gereinigt, EK_R, config.echoDatei[2], dateien)) {
     log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + fehler->gedruckt());
@@ -82,10 +86,10 @@ int echoDatei(const Config& config, Dateien& dateien) {
   std::string zeile = strecke.statistik();
   zeile.pop_back();
   zeile += formatiert(
-      ",\"sekunden_audio\":%.1f,\"rechenzeit_s\":%.2f,\"samples\":%lld,\"chunks_ohne_sprache\":%"
-      "lld}",
-      static_cast<double>(mikro->size()) / EK_R, dauer.count(),
-      static_cast<long long>(gereinigt.size()), static_cast<long long>(me ? me->ohneSprache() : 0));
+      ",\"sekunden_audio\":%.1f,\"rechenzeit_s\":%.2f,\"samples\":%zu,\"chunks_ohne_sprache\":"
+      "%" PRId64 "}",
+      static_cast<double>(laenge) / EK_R, dauer.count(), gereinigt.size(),
+      me ? me->ohneSprache() : 0);
   return druckeErgebnis(zeile) ? 0 : 2;
 }
 

@@ -55,11 +55,8 @@ struct Frage {
 int probe(Plattform& plattform, bool alle) {
   const auto frage = std::make_shared<Frage>();
   frage->bildschirm = plattform.screenCapture();
-  if (!frage->bildschirm) {
-    frage->fehler = Fehler{"hallkorb", 2, "Fenster kann dieses System nicht zeigen"};
-  } else if (!laufeBefristet(plattform.executor(), PROBE_FRIST, [frage] {
-               frage->fehler = frage->bildschirm->inventar(frage->content);
-             })) {
+  if (!laufeBefristet(plattform.executor(), PROBE_FRIST,
+                      [frage] { frage->fehler = frage->bildschirm->inventar(frage->content); })) {
     log("[hallkorb] --fenster-probe: der Bildschirm antwortet nicht");
     return 2;
   }

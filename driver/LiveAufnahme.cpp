@@ -11,9 +11,6 @@
 namespace hallkorb {
 namespace {
 
-// The echo path's filter: 320 ms of room.
-constexpr std::int64_t ECHO_PARTITIONEN = 20;
-
 // How long the stop waits for a host that keeps its pipes open and does not read, in seconds. One
 // that is merely slow reads within that; the files are complete either way.
 constexpr double STOP_WARTET_AUF_LESER = 5.0;
@@ -69,7 +66,7 @@ void LiveAufnahme::baueAuf() {
 
   // The canceller works at this one rate.
   if (config_.echo && config_.sampleRate == EK_R) {
-    strecke_ = std::make_unique<EchoStrecke>(ECHO_PARTITIONEN);
+    strecke_ = std::make_unique<EchoStrecke>(EK_PARTITIONEN);
     strecke_->ausgabe = [this](std::span<const float> samples, const std::vector<bool>& sprache) {
       meChunker_->append(samples, &sprache);
     };

@@ -27,6 +27,9 @@
 
 namespace hallkorb {
 
+// The length of the program's echo filter in partitions: 320 ms of room.
+inline constexpr std::int64_t EK_PARTITIONEN = 20;
+
 class EchoStrecke {
  public:
   // A cleaned piece and, for each of its samples, whether it belongs to near-end speech. Both are

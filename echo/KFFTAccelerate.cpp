@@ -7,18 +7,20 @@
 namespace hallkorb {
 
 struct KFFT::Setup {
-  explicit Setup(std::uint64_t log2n)
-      : fft(log2n < 64 ? vDSP_create_fftsetupD(static_cast<vDSP_Length>(log2n), kFFTRadix2)
-                       : nullptr) {
+  explicit Setup(std::uint64_t laengeLog2)
+      : fft(laengeLog2 < 64
+                ? vDSP_create_fftsetupD(static_cast<vDSP_Length>(laengeLog2), kFFTRadix2)
+                : nullptr) {
     if (fft == nullptr) abbruch("KFFT: Setup nicht moeglich");
   }
   ~Setup() { vDSP_destroy_fftsetupD(fft); }
   Setup(const Setup&) = delete;
   Setup& operator=(const Setup&) = delete;
 
-  void transformiere(double* re, double* im, std::uint64_t log2n, FFTDirection richtung) const {
+  void transformiere(double* re, double* im, std::uint64_t laengeLog2,
+                     FFTDirection richtung) const {
     const DSPDoubleSplitComplex v{re, im};
-    vDSP_fft_zipD(fft, &v, 1, static_cast<vDSP_Length>(log2n), richtung);
+    vDSP_fft_zipD(fft, &v, 1, static_cast<vDSP_Length>(laengeLog2), richtung);
   }
 
   FFTSetupD fft;

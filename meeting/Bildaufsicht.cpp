@@ -88,7 +88,7 @@ Ergebnis WindowVideoCapture::starteAuf(const Wahl& wahl, const ScreenContent& co
 
 Ergebnis WindowVideoCapture::pruefen() {
   ScreenContent content;
-  const Ergebnis fehler = bildschirm_->inventar(content);
+  Ergebnis fehler = bildschirm_->inventar(content);
   if (fehler || abgebrochen()) return fehler;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
@@ -135,7 +135,7 @@ Ergebnis WindowVideoCapture::umschalten(const Wahl& auf, const ScreenContent& co
                    [&](const ScreenWindow& w) { return w.id == auf.id; })) {
     return Fehler{"hallkorb", 2, "Fenster verschwunden"};
   }
-  if (const Ergebnis fehler = richteAuf(auf.id)) return fehler;
+  if (Ergebnis fehler = richteAuf(auf.id)) return fehler;
   std::string ereignis;
   std::string zeit;
   {

@@ -88,7 +88,7 @@ Ergebnis WindowVideoCapture::richteAuf(std::uint32_t fenster) {
     if (abgebrochen_) return std::nullopt;
     stream_ = strom;
   }
-  const Ergebnis fehler = strom->start(fenster, *this);
+  Ergebnis fehler = strom->start(fenster, *this);
   if (fehler) {
     strom->stop();
     const std::lock_guard halter(zustand_);

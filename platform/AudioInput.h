@@ -10,7 +10,8 @@
 //   then returns with an error at once. What was captured before the call is handed over before it
 //   returns, and nothing after it. It is final and may be repeated.
 // - A source that goes away while it records is the input's own business: it keeps trying to come
-//   back and tells the listener of both. The block times show what was missed.
+//   back and tells the listener of both. The block times show what was missed. A move to another
+//   device or format, a hole of less than a second, shows in the block times only.
 #pragma once
 
 #include <cstdint>

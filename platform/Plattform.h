@@ -29,15 +29,9 @@ class Plattform : public AudioConverterFactory, public VideoWriterFactory {
   // What the computer plays on its default output; 48000 Hz stereo is asked for.
   [[nodiscard]] virtual std::unique_ptr<AudioInput> systemAudio() = 0;
   // The screen's windows, whether or not a screen is there: that is found by asking it for them,
-  // each time anew. Returns at once. Null where the platform has no windows at all. It may outlive
-  // this object, as a question to it may.
-  [[nodiscard]] virtual std::unique_ptr<ScreenCapture> screenCapture() { return nullptr; }
-  [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(
-      const std::string& /*pfad*/, const VideoEinstellungen& /*einstellungen*/,
-      Fehler& fehler) override {
-    fehler = {"hallkorb", 3, "Videos kann dieses System nicht schreiben"};
-    return nullptr;
-  }
+  // each time anew. Never null, and returned at once. It may outlive this object, as a question to
+  // it may.
+  [[nodiscard]] virtual std::unique_ptr<ScreenCapture> screenCapture() = 0;
 };
 
 }  // namespace hallkorb

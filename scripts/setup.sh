@@ -12,15 +12,14 @@ set -euo pipefail
 melde() { printf '%s\n' "setup: $*" >&2; }
 
 debian_build=(cmake g++ ninja-build pkg-config python3
-  libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev
-  libavcodec-dev libavformat-dev libswscale-dev
+  libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev libutf8proc-dev nlohmann-json3-dev
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
-  libxcb-res0-dev libxau-dev libutf8proc-dev nlohmann-json3-dev)
+  libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
-debian_test=(libgtest-dev libbenchmark-dev xvfb openbox ffmpeg
+debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
   clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux)
+  git shellcheck util-linux xvfb openbox ffmpeg valgrind)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)

@@ -37,6 +37,10 @@ REGELN = {
         ["echo/KFFT.h", "driver/Ausgabe.h"],
         ["platform/HostClock.h", "platform/PcmBlock.h", "audiofiles/Wav.h", "capture/Zeitachse.h",
          "driver/Config.h"]),
+    "meeting/Bildaufsicht.cpp": (
+        ["audiofiles/Dateien.h", "driver/Ausgabe.h", "platform/Plattform.h"],
+        ["capture/Zeitachse.h", "driver/LiveAufnahme.h", "echo/EchoStrecke.h",
+         "platform/linux/LinuxPlattform.h"]),
     "driver/main.cpp": (["platform/linux/LinuxPlattform.h", "driver/Config.h"], []),
 }
 

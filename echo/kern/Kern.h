@@ -155,7 +155,8 @@ struct Kern {
 
   // --- The delay estimator. ---
   // Residue class r of the zero-padded transform: z[n] = w^(r n) * sum over j < teile of
-  // x[j M + n] e^(-2 pi i r j / 8), n < M. x holds `laenge` values, w M.
+  // x[j M + n] e^(-2 pi i r j / 8), n < M. x holds `laenge` values, a multiple of 8 between M and
+  // 3 M; w holds M.
   void (*restklasse)(const double* x, std::size_t laenge, std::size_t r, const double* wr,
                      const double* wi, std::size_t M, double* zr, double* zi);
   // D = D conj(X), n bins; returns the largest |D|^2.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -30,7 +31,7 @@ void schwaerze(std::uint8_t* ebene, int zeile, int breite, int hoehe, const Lage
 }
 
 int gerade(double wert) {
-  return std::max(2, static_cast<int>(wert / 2.0 + 0.5) * 2);
+  return std::max(2, static_cast<int>(std::lround(wert / 2.0)) * 2);
 }
 
 }  // namespace

@@ -13,8 +13,8 @@ using namespace std::chrono_literals;
 
 // Between two attempts at the same thing.
 constexpr auto ABSTAND = 1s;
-// Without a block for this long the source counts as gone. The longest graph cycle in use is 0.17
-// s.
+// Without a block for this long the source counts as gone. No graph cycle in use is longer than a
+// fifth of it.
 constexpr auto STILLE = 1s;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up, and must be left to.
@@ -125,6 +125,7 @@ void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeit
     stromZiel_ = ziel;
     stromSeit_ = jetzt;
     gefragt_.reset();
+    grund_.reset();  // what stood in the way of the last one
     strom_ = std::make_unique<PipewireStrom>(verbindung_->core(), quelle_, ziel, ++stromNummer_,
                                              ring_, wecker_);
   }

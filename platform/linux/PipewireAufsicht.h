@@ -70,8 +70,8 @@ class PipewireAufsicht {
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
   Zeitpunkt stromSeit_{};
   std::uint64_t stromNummer_ = 0;
-  // Numbers of the streams whose blocks may be handed over: the present one once it is verified, and
-  // earlier ones of which blocks may still wait in the ring.
+  // Numbers of the streams whose blocks may be handed over: the present one once it is verified,
+  // and earlier ones of which blocks may still wait in the ring.
   std::set<std::uint64_t> gepruefte_;
   std::optional<Zeitpunkt> gefragt_;  // while silent: when the daemon last owed an answer
 

@@ -33,8 +33,8 @@ namespace hallkorb {
 
 class PipewireStrom {
  public:
-  // Makes the stream and asks for its connection; how that goes is told by fehler() and by blocks
-  // in `ring`, marked with `nummer`, each with a wake-up. The microphone is bound to `ziel` and
+  // Makes the stream and asks for its connection; how that goes is told by ende() and by blocks in
+  // `ring`, marked with `nummer`, each with a wake-up. The microphone is bound to `ziel` and
   // stays without data when that goes; the session manager would otherwise move it to whatever is
   // the default then, a sink's monitor included. System audio follows the default sink.
   // Under the connection's lock, as everything here.

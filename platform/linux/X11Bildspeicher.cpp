@@ -3,6 +3,8 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <bit>
+
 namespace hallkorb {
 namespace {
 
@@ -57,7 +59,7 @@ void X11Bildspeicher::vergroessere(std::size_t bytes) {
   gibFrei();
   const int kennung = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
   void* speicher = kennung >= 0 ? ::shmat(kennung, nullptr, 0) : nullptr;
-  if (kennung >= 0 && speicher != reinterpret_cast<void*>(-1)) {
+  if (kennung >= 0 && std::bit_cast<std::intptr_t>(speicher) != -1) {
     segment_ = xcb_generate_id(verbindung_.get());
     const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(
         verbindung_.get(), xcb_shm_attach_checked(verbindung_.get(), segment_,

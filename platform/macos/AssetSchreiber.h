@@ -15,7 +15,7 @@
 namespace hallkorb {
 
 // Seconds of the host clock as the system counts them, in nanoseconds; exact to the nanosecond for
-// the first hundred days after the computer was started.
+// the first 48 days after the computer was started.
 [[nodiscard]] Medienzeit medienzeit(double sekunden);
 
 class AssetSchreiber final : public VideoWriter {

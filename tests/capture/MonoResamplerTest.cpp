@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,9 @@ class Fabrik final : public AudioConverterFactory {
   class Drittel final : public AudioConverter {
    public:
     explicit Drittel(Fabrik& fabrik) : fabrik_(fabrik) {}
-    Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
+    Ergebnis wandle(const PcmBlock& block, std::size_t hoechstens,
                     std::vector<float>& ausgabe) override {
-      fabrik_.kapazitaet = kapazitaet;
+      fabrik_.kapazitaet = hoechstens;
       if (fabrik_.fehler) return fabrik_.fehler;
       std::vector<float> platz;
       const auto kanal = block.ersterKanal(platz);

@@ -1,10 +1,9 @@
-#include "driver/FensterModi.h"
-
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <string>
 
+#include "driver/FensterModi.h"
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
@@ -51,10 +50,9 @@ TEST_F(FensterModiTest, AListsChoiceIsOneLine) {
       wahl(R"({"fenster":[{"id":4,"titel":"Zoom Meeting","bundle":"us.zoom.xos","app":"zoom.us",)"
            R"("x":0,"y":0,"breite":1280,"hoehe":800,"sichtbar":true,"ebene":0}]})"),
       0);
-  EXPECT_EQ(ausgabe,
-            R"({"art":"fenster","id":4,"quelle":"Zoom · Zoom Meeting","rang":1,)"
-            R"("grund":"Zoom-Meetingfenster"})"
-            "\n");
+  EXPECT_EQ(ausgabe, R"({"art":"fenster","id":4,"quelle":"Zoom · Zoom Meeting","rang":1,)"
+                     R"("grund":"Zoom-Meetingfenster"})"
+                     "\n");
   EXPECT_EQ(faenger.fehler(), "");
 }
 

@@ -127,6 +127,7 @@ TEST(LinuxRunLoop, TakesWorkFromManyThreads) {
   LinuxRunLoop schleife;
   int gelaufen = 0;
   std::vector<std::thread> faeden;
+  faeden.reserve(8);
   for (int faden = 0; faden < 4; ++faden) {
     faeden.emplace_back([&] {
       for (int i = 0; i < 500; ++i) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <future>
@@ -251,6 +252,33 @@ TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
   ASSERT_TRUE(me_.warteAufBloecke(5));
   for (const Hoerer::Block& block : me_.stand().bloecke)
     EXPECT_TRUE(still(block));
+}
+
+// In a patch bay everybody may draw any cord.
+TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
+  sitzung_.starte();
+  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+                                [](double) { return 0.5F; });
+  starteBeide();
+  for (int mal = 0; mal < 5; ++mal) {
+    ASSERT_TRUE(me_.warteAufBloecke(10));
+    sitzung_.befehl({"pw-link", "speakers:monitor_FL", "hallkorb.mikrofon:input_MONO"});
+  }
+  ASSERT_TRUE(me_.warteAufBloecke(60));
+  const std::vector<Hoerer::Block> bloecke = me_.stand().bloecke;
+  EXPECT_TRUE(std::all_of(bloecke.end() - 50, bloecke.end(), still));
+}
+
+TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
+  sitzung_.starte();
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  sitzung_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
+  ASSERT_TRUE(me_.warteAufEreignis(2));
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  EXPECT_EQ(
+      me_.stand().ereignisse,
+      (std::vector<std::string>{"unterbrochen: das Geraet liefert keine Daten", "fortgesetzt"}));
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {

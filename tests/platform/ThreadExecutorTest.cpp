@@ -49,6 +49,7 @@ TEST(ThreadExecutor, ManyThreadsMayQueueAndWait) {
   const auto queue = executor.queue("reihe");
   int summe = 0;
   std::vector<std::thread> faeden;
+  faeden.reserve(8);
   for (int faden = 0; faden < 8; ++faden) {
     faeden.emplace_back([&, faden] {
       for (int i = 0; i < 200; ++i) {

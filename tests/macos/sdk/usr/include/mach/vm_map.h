@@ -1,0 +1,7 @@
+// Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+#pragma once
+#include <mach/mach_types.h>
+
+__BEGIN_DECLS
+kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address, vm_size_t size);
+__END_DECLS
