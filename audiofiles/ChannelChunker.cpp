@@ -25,9 +25,13 @@ std::int64_t ganzzahl(double wert, const std::string& was) {
 }
 
 std::int64_t sampleZahl(const char* was, double seconds, double rate) {
-  return ganzzahl(rate * seconds,
-                  formatiert("%s von %g s ist bei --rate %g Hz keine gueltige Zahl von Samples",
-                             was, seconds, rate));
+  // A rate that no file can have spoils every product; then it is not the seconds that are wrong.
+  const bool rateTaugt = std::abs(rate) < 0x1p31;
+  return ganzzahl(
+      rate * seconds,
+      rateTaugt ? formatiert("%s von %g s ist bei %g Hz keine gueltige Zahl von Samples", was,
+                             seconds, rate)
+                : formatiert("--rate %g ist keine gueltige Zahl von Samples je Sekunde", rate));
 }
 
 // Sums that stay at the bounds of the type: a length out of reach is as good as an endless one.

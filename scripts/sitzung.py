@@ -265,10 +265,6 @@ class Sitzung:
     def starte_wireplumber(self):
         """Starts the policy daemon, which also gives the devices their ports; returns when it has
         chosen the default devices and the microphone is linked to what feeds it."""
-        self._standard_zeilen = b""
-        self._beobachter = self.starte_programm(["pw-metadata", "--monitor", "0"],
-                                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        os.set_blocking(self._beobachter.stdout.fileno(), False)
         self._daemon("wireplumber", ["wireplumber"])
         self._warte(self._wireplumber_da, "WirePlumber")
         for art, name in (("sink", "speakers"), ("source", "mic")):
@@ -364,9 +360,13 @@ class Sitzung:
                      if werte.get("node.name") == name), None)
 
     def standard(self, art):
-        """The name of the default "sink" or "source", or None."""
+        """The name of the default "sink" or "source", or None, as far as the observer was told."""
         if self._beobachter is None:
-            return None
+            self._beobachter = self.starte_programm(
+                ["pw-metadata", "--monitor", "0"], stdout=subprocess.PIPE,
+                stderr=subprocess.DEVNULL)
+            os.set_blocking(self._beobachter.stdout.fileno(), False)
+            self._standard_zeilen = b""
         while neu := self._beobachter.stdout.read():
             self._standard_zeilen += neu
         # Whole lines only; the last one of a key counts.
@@ -378,7 +378,19 @@ class Sitzung:
 
     def warte_standard(self, art, name):
         """Returns when the device is the default, by whomever it was chosen."""
-        self._warte(lambda: self.standard(art) == name, f"{name} as default {art}")
+        seit = time.monotonic()
+
+        def erreicht():
+            nonlocal seit
+            if self.standard(art) == name:
+                return True
+            if time.monotonic() - seit > 1.0:
+                # The change may have been withheld from the observer itself.
+                self._ende_beobachter()
+                seit = time.monotonic()
+            return False
+
+        self._warte(erreicht, f"{name} as default {art}")
 
     def setze_standard(self, art, name):
         """Picks a default device as a user would; returns when it is in force."""

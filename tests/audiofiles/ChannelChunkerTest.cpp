@@ -90,15 +90,14 @@ TEST(ChannelChunkerAbbruch, CountsThatAreNoNumbersStopTheProcess) {
   const auto abgebrochen = testing::KilledBySignal(SIGABRT);
   const double nan = std::nan("");
   const double inf = std::numeric_limits<double>::infinity();
-  EXPECT_EXIT(
-      baue(RATE, 1e300, 1, 1, 1), abgebrochen,
-      R"(\[hallkorb\] Abbruch: Chunk-Laenge \(--chunk\) von 1e\+300 s ist bei --rate 16000 Hz )"
-      "keine gueltige Zahl von Samples");
+  EXPECT_EXIT(baue(RATE, 1e300, 1, 1, 1), abgebrochen,
+              R"(\[hallkorb\] Abbruch: Chunk-Laenge \(--chunk\) von 1e\+300 s ist bei 16000 Hz )"
+              "keine gueltige Zahl von Samples");
   EXPECT_EXIT(baue(RATE, inf, 1, 1, 1), abgebrochen, "--chunk");
   EXPECT_EXIT(baue(RATE, nan, 1, 1, 1), abgebrochen, "--chunk");
-  EXPECT_EXIT(baue(nan, 25, 1, 1, 1), abgebrochen, "--rate -?nan Hz");
-  EXPECT_EXIT(baue(1e300, 0, 1, 1, 1), abgebrochen,
-              R"(Suchbereich von 0\.8 s .*--rate 1e\+300 Hz)");
+  EXPECT_EXIT(baue(nan, 25, 1, 1, 1), abgebrochen,
+              "--rate -?nan ist keine gueltige Zahl von Samples je Sekunde");
+  EXPECT_EXIT(baue(1e300, 0, 1, 1, 1), abgebrochen, R"(--rate 1e\+300 ist keine)");
   EXPECT_EXIT(baue(RATE, 1, -1e300, 1, 1), abgebrochen, "Mindestlaenge");
   EXPECT_EXIT(baue(RATE, 1, 1, -inf, 1), abgebrochen, R"(Hoechstlaenge \(--max\))");
   EXPECT_EXIT(baue(RATE, 1, 1, 1, 1e300), abgebrochen, "Pause");
