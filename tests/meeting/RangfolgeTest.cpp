@@ -302,9 +302,7 @@ TEST(RangfolgeTest, MeetingCodes) {
         "abc-defg-hij.", "abc-defg-hij1", "abc-defg-hijü", "abc-defg-hij_", "_abc-defg-hij",
         "👍abc-defg-hij", "a-b abc-defg-hij", "abcd-efg-hij abc-defg-hij", "aaa-bbbb-ccc",
         "abc\nabc-defg-hij", "·abc-defg-hij·",
-        // In two pieces, since "\u200Ba" would be read as another character.
-        "\u200B"
-        "abc-defg-hij"}) {  // NOLINT(bugprone-suspicious-missing-comma)
+        "\u200Babc-defg-hij"}) {
     EXPECT_TRUE(hatMeetCode(ja)) << ja;
   }
   for (const char* nein :
