@@ -24,7 +24,7 @@ void resampler(benchmark::State& state) {
   const auto frames = static_cast<std::uint32_t>(state.range(1));
   std::vector<float> samples(std::size_t{frames} * 2);
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    samples[i] = static_cast<float>(0.3 * std::sin(0.05 * static_cast<double>(i / 2)));
+    samples[i] = static_cast<float>(0.3 * std::sin(0.025 * static_cast<double>(i)));
   }
   const auto bloecke = static_cast<int>(60 * format.rate / frames);
   for (auto _ : state) {

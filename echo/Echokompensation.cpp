@@ -6,7 +6,6 @@
 
 namespace hallkorb {
 
-using kern::HALB;
 using kern::K;
 using kern::N;
 using kern::Spektrum;

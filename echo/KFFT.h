@@ -23,7 +23,8 @@ class KFFT {
  public:
   // Length 2^log2n. A length that cannot be set up stops the program.
   explicit KFFT(std::uint64_t log2n);
-  ~KFFT();
+  // Out of line for the variant that owns a setup of the platform's.
+  ~KFFT();  // NOLINT(performance-trivially-destructible)
   KFFT(const KFFT&) = delete;
   KFFT& operator=(const KFFT&) = delete;
 

@@ -131,7 +131,7 @@ TEST(AusgabeTest, WhatIsHeldBackFollowsTheReport) {
 
 // A pipe whose reader is there and does not read.
 class StummerLeser : public testing::Test {
- protected:
+ public:
   StummerLeser() {
     EXPECT_EQ(::pipe(rohr), 0);
     EXPECT_EQ(::fcntl(rohr[1], F_SETFL, O_NONBLOCK), 0);
@@ -144,6 +144,8 @@ class StummerLeser : public testing::Test {
     ::close(rohr[0]);
     ::close(rohr[1]);
   }
+
+ protected:
   int rohr[2] = {-1, -1};
 };
 
