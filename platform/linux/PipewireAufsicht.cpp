@@ -23,6 +23,10 @@ constexpr auto FESTGEFAHREN = 5s;
 // that is just starting has its devices within half a second.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
+// Without a device to record the connection is made anew after this long. The daemon does not tell
+// every client of every change of the default devices (0.3.65: when another one binds the same
+// metadata); a new connection is told of all that is there.
+constexpr auto AUFFRISCHEN = 3s;
 // Between two looks at everything else, when the listener is slow and many blocks wait.
 constexpr std::size_t BLOECKE_JE_SCHRITT = 32;
 
@@ -58,26 +62,28 @@ void PipewireAufsicht::verbinde(Zeitpunkt jetzt) {
     grund_ = std::move(*fehler);
   } else {
     verbindung_ = std::get<std::unique_ptr<PipewireVerbindung>>(std::move(versuch));
+    verbundenSeit_ = jetzt;
   }
 }
 
 void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
+  bool verloren = false;
   {
     const PipewireVerbindung::Sperre sperre(*verbindung_);
-    if (!verbindung_->verloren()) {
-      const auto gewuenscht = ziel();
-      if (gewuenscht) {
+    verloren = verbindung_->verloren();
+    if (!verloren) {
+      if (const auto gewuenscht = ziel()) {
         pruefeStrom(*gewuenscht, jetzt);
-      } else {
-        strom_.reset();
+        return;
       }
-      return;
+      strom_.reset();
+      if (!unterbrochen_ || jetzt - verbundenSeit_ < AUFFRISCHEN) return;
     }
     strom_.reset();
   }
   verbindung_.reset();
   stromZiel_.reset();
-  grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
+  if (verloren) grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
 }
 
 // The device to record, or none and the reason for it.

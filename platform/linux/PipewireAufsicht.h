@@ -65,6 +65,7 @@ class PipewireAufsicht {
 
   BlockRing ring_;
   std::unique_ptr<PipewireVerbindung> verbindung_;
+  Zeitpunkt verbundenSeit_{};
   std::optional<Zeitpunkt> verbindungsVersuch_;
   std::unique_ptr<PipewireStrom> strom_;
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
