@@ -83,12 +83,16 @@ class Anzeige:
             self._anfang = self._uhr()
             self.laeuft = True
             da = [text for name, text in (("mic", "microphone"), ("system", "system audio"),
-                                          ("echo", "echo cancellation")) if satz.get(name)]
+                                          ("video", "video"), ("echo", "echo cancellation")) if satz.get(name)]
             self.melde("started: " + ", ".join(da))
         elif art in ("degraded", "error"):
             kanal = satz.get("channel")
             was = f"{NAMEN.get(kanal, kanal)} missing" if kanal else art
             self.melde(f"{was}: {satz.get('message', '')}")
+        elif art in ("video_start", "video_wechsel"):
+            self.melde(f"picture: {satz.get('quelle', '')} ({satz.get('grund', '')})")
+        elif art in ("video_pause", "video_none"):
+            self.melde(f"no picture: {satz.get('message', '')}")
         elif art == "done":
             self.fertig = True
             self.melde("done")

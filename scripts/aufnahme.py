@@ -1,7 +1,6 @@
 """Builds the recorder and runs it for a person: the second half of scripts/record."""
 
 import datetime
-import fcntl
 import os
 import selectors
 import shutil
@@ -12,23 +11,18 @@ import time
 import wave
 
 import anzeige
+import privat
 import prozesse
-import sitzung
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PROGRAMM = os.path.join(WURZEL, "build", "release", "hallkorb")
 
 
-def braucht_sitzung():
-    """Whether there is no sound system to record, so that a private one is needed."""
-    return prozesse.LINUX and not sitzung.laeuft_schon()
-
-
-def baue():
+def baue(*ziele):
     """Builds the release preset. What is printed is shown only when something goes wrong."""
     print("Building hallkorb ...", flush=True)
     for befehl in (["cmake", "--preset", "release"],
-                   ["cmake", "--build", "--preset", "release", "--target", "hallkorb"]):
+                   ["cmake", "--build", "--preset", "release", "--target", *ziele]):
         lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         ausgabe = lauf.communicate()[0]
@@ -56,26 +50,6 @@ def lies_argumente(argumente):
     return sekunden, ordner, weiter
 
 
-class Stimmen:
-    """The two synthetic voices, spoken into a private session again and again."""
-
-    def __init__(self, raum):
-        import voices  # needs numpy, which a desktop's recording does without
-
-        self._raum = raum
-        self._dateien = voices.erzeuge(raum.ordner)
-        self._spieler = []
-
-    def sprich(self):
-        """(Re)starts the conversation when it is over. The far voice first: its echo in the
-        microphone must not come before it."""
-        if any(spieler.poll() is None for spieler in self._spieler):
-            return
-        fern, mikro = self._dateien
-        self._spieler = [self._raum.spiele(fern, "speakers"),
-                         self._raum.spiele(mikro, "mic-feed")]
-
-
 class Aufnahme:
     """One run of the program, from its start to the last line of both its streams."""
 
@@ -85,15 +59,21 @@ class Aufnahme:
         self._weck_lese, weck_schreib = os.pipe()
         os.set_blocking(weck_schreib, False)
         signal.set_wakeup_fd(weck_schreib)
+        self._gebeten = False
         for nummer in prozesse.ENDE_SIGNALE:
-            signal.signal(nummer, lambda *_: None)
+            signal.signal(nummer, self._bitte)
         self.prozess = prozesse.starte([PROGRAMM, *argumente], env=umgebung,
                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                        stderr=subprocess.PIPE)
         self.gestoppt = False
+        self.fehler = None
 
-    def lauf(self, sekunden, nebenbei):
-        """Shows the lines until both streams end; `nebenbei` is called about once a second."""
+    def _bitte(self, *_):
+        self._gebeten = True
+
+    def lauf(self, sekunden, umfeld):
+        """Shows the lines until both streams end. When the private surroundings fail, the recording
+        ends in order, and `fehler` says why."""
         waehler = selectors.DefaultSelector()
         puffer = {strom: b"" for strom in (self.prozess.stdout, self.prozess.stderr)}
         for strom in puffer:
@@ -119,16 +99,24 @@ class Aufnahme:
             if ende is not None and time.monotonic() >= ende and not self.gestoppt:
                 self.stoppe()
             if not self.gestoppt:
-                nebenbei()
+                self._takt(umfeld)
             self._schau.takt()
         return prozesse.status_von(self.prozess.wait())
+
+    def _takt(self, umfeld):
+        try:
+            umfeld.takt(time.monotonic(), self._schau.melde, lambda: self._gebeten)
+        except privat.FEHLER as fehler:
+            if not self._gebeten:  # otherwise it was only cut short
+                self.fehler = fehler
+                self.stoppe()
 
     def stoppe(self):
         self.gestoppt = True
         self.prozess.send_signal(signal.SIGINT)
 
 
-def zeige_ergebnis(ordner, privat):
+def zeige_ergebnis(ordner, ton_privat):
     """What lies in the output folder, and how to listen to it."""
     dateien = sorted(os.listdir(ordner)) if os.path.isdir(ordner) else []
     if not dateien:
@@ -144,11 +132,14 @@ def zeige_ergebnis(ordner, privat):
     print(f"  {len(dateien)} files, {gesamt / 1e6:.1f} MB")
     spieler = "afplay" if sys.platform == "darwin" else "pw-play"
     roh = os.path.join(ordner, "mikro_roh.wav")
-    print("\nTo listen" + (" (on a machine with loudspeakers; this one may have none):" if privat
-                           else ":"))
+    print("\nTo listen" + (" (on a machine with loudspeakers; this one may have none):"
+                           if ton_privat else ":"))
     if os.path.exists(roh):
         print(f"  {spieler} '{roh}'")
     print(f"  for f in '{ordner}'/chunk_them_*.wav; do {spieler} \"$f\"; done")
+    if "video.mp4" in dateien:
+        oeffner = "open" if sys.platform == "darwin" else "xdg-open"
+        print(f"To watch:\n  {oeffner} '{ordner}/video.mp4'")
 
 
 def dauer(pfad):
@@ -161,41 +152,42 @@ def dauer(pfad):
 
 def lauf(argumente):
     sekunden, ordner, weiter = lies_argumente(argumente)
-    baue()
+    umfeld = privat.Privat(privat.was_fehlt(weiter))
+    baue("hallkorb", *(["testfenster"] if umfeld.bild else []))
     if ordner is None:
         jetzt = datetime.datetime.now().strftime("%Y-%m-%d_%H-%M-%S")
         ordner = os.path.join(WURZEL, "recordings", jetzt)
         weiter = ["--out", ordner, *weiter]
-    privat = braucht_sitzung()
-    raum = sitzung.Sitzung() if privat else None
     try:
-        nebenbei, umgebung = (lambda: None), dict(os.environ)
-        if privat:
+        if umfeld.ton:
             print("No PipeWire runs here: recording two synthetic voices in a private session.")
-            raum.starte()
-            umgebung, nebenbei = raum.umgebung, Stimmen(raum).sprich
         elif prozesse.LINUX:
             print("Recording the microphone and the sound of the PipeWire that runs here.")
+        if umfeld.bild:
+            print("No screen is here: recording windows that come and go on a private one.")
+        umfeld.starte()
         print("Ctrl-C stops.\n" if sekunden is None else f"Stops after {sekunden:g} seconds.\n",
               flush=True)
-        nebenbei()
         schau = anzeige.Anzeige()
-        status = Aufnahme(weiter, umgebung, schau).lauf(sekunden, nebenbei)
-        zeige_ergebnis(ordner, privat)
+        aufnahme = Aufnahme(weiter, umfeld.umgebung, schau)
+        status = aufnahme.lauf(sekunden, umfeld)
+        zeige_ergebnis(ordner, umfeld.ton)
+        if aufnahme.fehler:
+            raise aufnahme.fehler
         if status:
             print(f"\nhallkorb ended with status {status}", file=sys.stderr)
         return status
-    except sitzung.SitzungsFehler as fehler:
+    except privat.FEHLER as fehler:
         print(f"record: the private session failed: {fehler}", file=sys.stderr)
         return 70
     finally:
-        if raum:
-            raum.beende()
+        umfeld.beende()
 
 
 if __name__ == "__main__":
-    if sys.argv[1:] == ["--braucht-sitzung"]:
-        sys.exit(0 if braucht_sitzung() else 1)
+    if sys.argv[1:2] == ["--was-fehlt"]:
+        print(*privat.was_fehlt(sys.argv[2:]))
+        sys.exit(0)
     if shutil.which("cmake") is None:
         sys.exit("record: cmake is missing")
     prozesse.beaufsichtigt(lambda: lauf(sys.argv[1:]))

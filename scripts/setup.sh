@@ -1,9 +1,10 @@
 #!/bin/bash
 # Installs what is missing for one or more of these sets, and nothing when all is there:
 #
-#   build     compiler, build tools and libraries of the program itself
-#   sitzung   a private PipeWire with two synthetic voices, for machines without a sound system
-#   test      what the tests need beyond the two: test libraries, clang, the checkers
+#   build       compiler, build tools and libraries of the program itself
+#   sitzung     a private PipeWire with two synthetic voices, for machines without a sound system
+#   bildschirm  a private X server with a window manager, for machines without a screen
+#   test        what the tests need beyond those: test libraries, clang, the checkers
 #
 # On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
 # Homebrew. The package sources are the ones that the machine is set up with.
@@ -16,10 +17,11 @@ debian_build=(cmake g++ ninja-build pkg-config python3
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
+debian_bildschirm=(xvfb openbox)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
   clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux xvfb openbox ffmpeg valgrind)
+  git shellcheck util-linux ffmpeg valgrind)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
@@ -91,7 +93,10 @@ for satz in "$@"; do
   case "$art-$satz" in
     debian-build) pakete+=("${debian_build[@]}") ;;
     debian-sitzung) pakete+=("${debian_sitzung[@]}") ;;
-    debian-test) pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_test[@]}") ;;
+    debian-bildschirm) pakete+=("${debian_bildschirm[@]}") ;;
+    debian-test)
+      pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
+      ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_sitzung[@]}" "${brew_test[@]}") ;;

@@ -165,6 +165,7 @@ class Sitzung:
         self._standard_zeilen = b""
         self.ordner = None
         self.umgebung = None
+        self.abbruch = lambda: False  # whether to give up waiting for something
 
     def __enter__(self):
         self.starte()
@@ -321,6 +322,8 @@ class Sitzung:
                 if prozess.poll() is not None:
                     raise SitzungsFehler(
                         f"{name} ended with status {prozess.returncode}\n{self.protokoll()}")
+            if self.abbruch():
+                raise SitzungsFehler(f"interrupted while waiting for {was}")
             return bedingung()
 
         try:

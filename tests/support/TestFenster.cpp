@@ -8,12 +8,13 @@
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
 //               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B] [--typ
 //               ATOM]
-//               [--bewegt HZ] [--rauschen]
+//               [--bewegt HZ] [--rauschen] [--beschriftet]
 //
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
 // is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, --rauschen
-// with noise in them. An empty instance and class: none are set.
+// with noise in them; --beschriftet writes the title into it in large letters. An empty instance
+// and class: none are set.
 //
 // Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
 // verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
@@ -31,9 +32,12 @@
 #include <initializer_list>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/Beschriftung.h"
 
 namespace {
 
@@ -60,6 +64,7 @@ struct Wunsch {
   std::string typ;
   double bewegt = 0.0;
   bool rauschen = false;
+  bool beschriftet = false;
 };
 
 class Fenster {
@@ -103,9 +108,13 @@ class Fenster {
       setze(atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, &typ, 1);
     }
     bewege(wunsch.bewegt);
+    if (wunsch.beschriftet) beschriftung_.emplace(c_, *schirm_);
     zeige();
   }
-  ~Fenster() { xcb_disconnect(c_); }
+  ~Fenster() {
+    beschriftung_.reset();
+    xcb_disconnect(c_);
+  }
   Fenster(const Fenster&) = delete;
   Fenster& operator=(const Fenster&) = delete;
 
@@ -113,8 +122,10 @@ class Fenster {
   [[nodiscard]] int fd() const { return xcb_get_file_descriptor(c_); }
 
   void setzeTitel(const std::string& titel) {
+    titel_ = titel;
     setze(atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, titel.data(), titel.size());
     setze(XCB_ATOM_WM_NAME, atom("UTF8_STRING"), 8, titel.data(), titel.size());
+    if (beschriftung_ && gezeigt_) zeichne();
   }
   void setzeTitelLatin1(const std::string& titel) {
     xcb_delete_property(c_, id_, atom("_NET_WM_NAME"));
@@ -177,6 +188,17 @@ class Fenster {
     xcb_change_window_attributes(c_, id_, XCB_CW_CURSOR, werte);
   }
 
+  // The whole window in its colour, on request its title and a field of noise, and a bar in the
+  // inverse colour at the place that the picture's number says.
+  void zeichne() {
+    fuelle(farbe_, 0, 0, breite_, hoehe_);
+    if (beschriftung_) zeichneTitel();
+    if (bild_ == 0) return;
+    const int weg = std::max(1, breite_ - BALKEN);
+    const int x = static_cast<int>(bild_ * 7 % static_cast<std::uint64_t>(weg));
+    fuelle(~farbe_ & 0xFFFFFF, x, 0, BALKEN, hoehe_);
+    if (rauschen_) zeichneRauschen();
+  }
   void bewege(double hz) {
     abstand_ = hz > 0.0 ? std::chrono::nanoseconds(static_cast<std::int64_t>(1e9 / hz))
                         : std::chrono::nanoseconds(0);
@@ -239,23 +261,22 @@ class Fenster {
     }
   }
 
-  // The whole window in its colour, a bar in the inverse one at the place that the number says, and
-  // on request a field of noise.
-  void zeichne() {
-    fuelle(farbe_, 0, 0, breite_, hoehe_);
-    if (bild_ == 0) return;
-    const int weg = std::max(1, breite_ - BALKEN);
-    const int x = static_cast<int>(bild_ * 7 % static_cast<std::uint64_t>(weg));
-    fuelle(~farbe_ & 0xFFFFFF, x, 0, BALKEN, hoehe_);
-    if (rauschen_) zeichneRauschen();
-  }
-
   void fuelle(std::uint32_t farbe, int x, int y, int breite, int hoehe) {
     xcb_change_gc(c_, stift_, XCB_GC_FOREGROUND, &farbe);
     const xcb_rectangle_t flaeche{static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
                                   static_cast<std::uint16_t>(breite),
                                   static_cast<std::uint16_t>(hoehe)};
     xcb_poly_fill_rectangle(c_, id_, stift_, 1, &flaeche);
+  }
+
+  void zeichneTitel() {
+    constexpr int SEITE = 4;
+    const std::vector<xcb_rectangle_t> quadrate =
+        beschriftung_->quadrate(titel_, breite_, hoehe_, SEITE);
+    const std::uint32_t farbe = ~farbe_ & 0xFFFFFF;
+    xcb_change_gc(c_, stift_, XCB_GC_FOREGROUND, &farbe);
+    xcb_poly_fill_rectangle(c_, id_, stift_, static_cast<std::uint32_t>(quadrate.size()),
+                            quadrate.data());
   }
 
   void zeichneRauschen() {
@@ -311,6 +332,8 @@ class Fenster {
   std::uint64_t bild_ = 0;
   std::uint32_t zufall_ = 1;
   std::vector<std::uint32_t> rauschBild_;
+  std::string titel_;
+  std::optional<hallkorb::Beschriftung> beschriftung_;
   std::chrono::nanoseconds abstand_{0};
   Uhr::time_point naechstes_{};
 };
@@ -406,6 +429,8 @@ Wunsch liesWunsch(int argc, char** argv) {
       wunsch.bewegt = std::strtod(naechstes().c_str(), nullptr);
     } else if (worte[i] == "--rauschen") {
       wunsch.rauschen = true;
+    } else if (worte[i] == "--beschriftet") {
+      wunsch.beschriftet = true;
     } else {
       gibAuf("unknown option: " + worte[i]);
     }

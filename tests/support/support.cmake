@@ -24,8 +24,6 @@ hallkorb_library(hallkorb_prozess FOLDER tests/support
   HEADERS Prozess.h
   SOURCES Prozess.cpp
   DEPENDS hallkorb_deskriptor)
-add_executable(testfenster ${CMAKE_CURRENT_LIST_DIR}/TestFenster.cpp)
-target_link_libraries(testfenster PRIVATE PkgConfig::X11 hallkorb_options)
 hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
   HEADERS Bildsammler.h X11Sitzung.h
   SOURCES X11Sitzung.cpp

@@ -1,0 +1,86 @@
+"""What a machine lacks for a recording, brought up for the time of one: sound, a screen, or both."""
+
+import os
+
+import bildschirm
+import fensterspiel
+import prozesse
+import sitzung
+
+FEHLER = (sitzung.SitzungsFehler, bildschirm.BildschirmFehler, OSError)
+
+
+def was_fehlt(argumente):
+    """The sets of scripts/setup.sh that a recording with these arguments needs here."""
+    fehlt = []
+    if prozesse.LINUX:
+        if not sitzung.laeuft_schon():
+            fehlt.append("sitzung")
+        if "--no-video" not in argumente and not bildschirm.laeuft_schon():
+            fehlt.append("bildschirm")
+    return fehlt
+
+
+class Stimmen:
+    """The two synthetic voices, spoken into a private session again and again."""
+
+    def __init__(self, raum):
+        import voices  # needs numpy, which a desktop's recording does without
+
+        self._raum = raum
+        self._dateien = voices.erzeuge(raum.ordner)
+        self._spieler = []
+
+    def sprich(self):
+        """(Re)starts the conversation when it is over. The far voice first: its echo in the
+        microphone must not come before it."""
+        if any(spieler.poll() is None for spieler in self._spieler):
+            return
+        fern, mikro = self._dateien
+        self._spieler = [self._raum.spiele(fern, "speakers"),
+                         self._raum.spiele(mikro, "mic-feed")]
+
+
+class Privat:
+    """The private part of a recording's surroundings; nothing where `fehlt` is empty."""
+
+    def __init__(self, fehlt):
+        self.ton = "sitzung" in fehlt
+        self.bild = "bildschirm" in fehlt
+        self.umgebung = dict(os.environ)
+        self._raum = sitzung.Sitzung() if self.ton else None
+        self._schirm = None
+        self._stimmen = None
+        self._spiel = None
+
+    def starte(self):
+        """Returns when the voices speak and windows can be opened. Raises one of FEHLER."""
+        if self._raum:
+            self._raum.starte()
+            # The session is for sound only: a screen of the machine's own is recorded as it is.
+            schirm = {name: os.environ[name] for name in ("DISPLAY", "WAYLAND_DISPLAY")
+                      if name in os.environ}
+            self.umgebung = self._raum.umgebung | schirm
+        if self.bild:
+            self._schirm = bildschirm.Bildschirm(self.umgebung)
+            self._schirm.starte()
+            self.umgebung = self._schirm.umgebung
+            self._spiel = fensterspiel.Fensterspiel(self._schirm)
+        if self._raum:
+            self._stimmen = Stimmen(self._raum)
+            self._stimmen.sprich()
+
+    def takt(self, jetzt, melde, abbruch):
+        """To be called about once a second while the recording runs; `jetzt` in seconds, `melde` is
+        told what happens, `abbruch` says whether it is to return early. Raises one of FEHLER."""
+        if self._stimmen:
+            self._raum.abbruch = abbruch
+            self._stimmen.sprich()
+        if self._spiel:
+            self._spiel.takt(jetzt, melde)
+
+    def beende(self):
+        if self._schirm:
+            self._schirm.beende()
+        if self._raum:
+            self._raum.beende()

@@ -1,0 +1,8 @@
+# A real window that is led by lines; needs nothing but the X libraries. Built when it is asked for.
+hallkorb_library(hallkorb_beschriftung FOLDER tests/support
+  HEADERS Beschriftung.h
+  SOURCES Beschriftung.cpp)
+target_link_libraries(hallkorb_beschriftung PUBLIC PkgConfig::X11)
+set_target_properties(hallkorb_beschriftung PROPERTIES EXCLUDE_FROM_ALL TRUE)
+add_executable(testfenster EXCLUDE_FROM_ALL ${CMAKE_CURRENT_LIST_DIR}/TestFenster.cpp)
+target_link_libraries(testfenster PRIVATE hallkorb_beschriftung hallkorb_options)
