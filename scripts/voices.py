@@ -95,8 +95,8 @@ def falte(ton, antwort):
     return numpy.fft.irfft(produkt, groesse)[:len(ton)]
 
 
-def baue():
-    """Returns (fern, mikro), two sample arrays of equal length."""
+def baue_spuren():
+    """Returns (fern, mikro, nah), three sample arrays of equal length; nah is the near voice alone."""
     with concurrent.futures.ThreadPoolExecutor(2) as helfer:
         saetze = list(helfer.map(lambda zug: spreche(zug[0], zug[2]), GESPRAECH))
     ende, lage = 0.0, []
@@ -110,7 +110,7 @@ def baue():
     zufall = numpy.random.default_rng(SEED)
     mikro = spur["nah"] + falte(spur["fern"], raumantwort(zufall))
     mikro += zufall.standard_normal(len(mikro)) * 10.0 ** (RAUSCHEN_DB / 20.0)
-    return spur["fern"], mikro
+    return spur["fern"], mikro, spur["nah"]
 
 
 def schreibe(pfad, *kanaele, rate=RATE):
@@ -125,7 +125,7 @@ def schreibe(pfad, *kanaele, rate=RATE):
 
 def erzeuge(ordner):
     """Writes both files and returns their paths."""
-    fern, mikro = baue()
+    fern, mikro, _ = baue_spuren()
     pfade = os.path.join(ordner, "fern.wav"), os.path.join(ordner, "mikro.wav")
     schreibe(pfade[0], fern, fern)
     schreibe(pfade[1], mikro)

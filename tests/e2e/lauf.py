@@ -18,6 +18,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 sys.path.insert(0, os.path.join(WURZEL, "scripts"))
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
+import bildschirm  # noqa: E402
 import prozesse  # noqa: E402
 import sitzung  # noqa: E402
 
@@ -70,14 +71,17 @@ class Zeilen:
 
 
 class Lauf:
-    """A running hallkorb. `lies_stdout` False leaves reading standard output to the test."""
+    """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
+    leaves reading standard output to the test."""
 
-    def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True):
+    def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
+                 echo=False):
         self.test = test
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
-            [PROGRAMM, "--no-video", "--kein-echo", "--out", ordner, *argumente], env=umgebung,
+            [PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
+             "--out", ordner, *argumente], env=umgebung,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
         test.addCleanup(self._raeume_auf)
         self.aus = Zeilen(self.prozess.stdout) if lies_stdout else None
@@ -163,6 +167,22 @@ class Lauf:
     def zeitachse(self):
         return next(satz for satz in self.saetze() if satz.get("event") == "zeitachse")
 
+    def ereignisse(self, name):
+        return [satz for satz in self.saetze() if satz.get("event") == name]
+
+    def aufgenommen(self):
+        """Seconds of sound in the raw microphone file so far."""
+        try:
+            return os.path.getsize(os.path.join(self.ordner, "mikro_roh.wav")) / 2 / 16000
+        except FileNotFoundError:
+            return 0.0
+
+    def warte_aufnahme(self, sekunden):
+        """Returns when so many further seconds of sound were recorded: the recording is the clock."""
+        ziel = self.aufgenommen() + sekunden
+        self.test.warte_bis(lambda: self.aufgenommen() >= ziel, f"{sekunden:g} s more of sound",
+                            sekunden + FRIST)
+
     def diagnosen(self, text):
         return sum(text in zeile for zeile in self.diagnose.texte())
 
@@ -193,6 +213,13 @@ class Fall(unittest.TestCase):
             self.raum = sitzung.Sitzung(**self.GERAETE)
             self.raum.starte()
             self.addCleanup(self.raum.beende)
+
+    def schirm(self, **mehr):
+        """A private screen; its `umgebung` is the private session's with it."""
+        schirm = bildschirm.Bildschirm(self.raum.umgebung, **mehr)
+        schirm.starte()
+        self.addCleanup(schirm.beende)
+        return schirm
 
     def lauf(self, *argumente, ordner=None, umgebung=None, **mehr):
         if umgebung is None:
