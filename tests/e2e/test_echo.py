@@ -9,10 +9,13 @@ import signale
 import voices
 
 
+SEKUNDEN = 66
+
+
 class Leck(lauf.Fall):
 
     def test_minute_mit_leck(self):
-        fern, mikro, nah = voices.baue_spuren()
+        fern, mikro, nah = (spur[:SEKUNDEN * signale.RATE] for spur in voices.baue_spuren())
         dateien = os.path.join(self.ordner, "fern.wav"), os.path.join(self.ordner, "mikro.wav")
         signale.schreibe(dateien[0], fern, fern)
         signale.schreibe(dateien[1], mikro)
