@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audiofiles/Wav.h"
@@ -50,16 +50,31 @@ Signal umgetaktet(const std::vector<float>& x) {
   return y;
 }
 
+// All that the command prints; nothing where it fails.
+std::vector<std::uint8_t> ausgabeVon(const std::string& befehl) {
+  std::FILE* rohr = ::popen(befehl.c_str(), "r");
+  if (rohr == nullptr) return {};
+  std::vector<std::uint8_t> bytes;
+  std::uint8_t puffer[65536];
+  for (std::size_t n = 0; (n = std::fread(puffer, 1, sizeof puffer, rohr)) > 0;) {
+    bytes.insert(bytes.end(), puffer, puffer + n);
+  }
+  if (::pclose(rohr) != 0) bytes.clear();
+  return bytes;
+}
+
 std::optional<Signal> gesprochen(const std::string& einstellungen, const std::string& text) {
   const std::string befehl =
       "espeak-ng " + einstellungen + " --stdout \"" + text + "\" 2>/dev/null";
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> rohr(::popen(befehl.c_str(), "r"),
-                                                             &::pclose);
-  if (!rohr) return std::nullopt;
-  std::vector<std::uint8_t> bytes;
-  std::uint8_t puffer[65536];
-  for (std::size_t n = 0; (n = std::fread(puffer, 1, sizeof puffer, rohr.get())) > 0;) {
-    bytes.insert(bytes.end(), puffer, puffer + n);
+  // A voice that was cut off is a voice of its own, and figures of it tell nothing: only what was
+  // said twice in the same way counts.
+  std::vector<std::uint8_t> bytes = ausgabeVon(befehl);
+  for (int weitere = 0; weitere < 3; ++weitere) {
+    std::vector<std::uint8_t> nochmals = ausgabeVon(befehl);
+    if (nochmals == bytes) break;
+    std::fprintf(stderr, "espeak-ng said %zu bytes, then %zu others\n", bytes.size(),
+                 nochmals.size());
+    bytes = std::move(nochmals);
   }
   const auto wav = dekodiereWav(bytes);
   if (!wav || wav->empty()) return std::nullopt;
