@@ -137,6 +137,16 @@ def stufe_e2e(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_kosten(zaehler):
+    """instructions of the echo path against the kept figures, under callgrind"""
+    if not prozesse.LINUX:
+        return
+    baue("release")
+    fuehre_aus(os.path.join("scripts", "echo-instructions"),
+               os.path.join("build", "release", "bench", "echo_instruktionen"))
+    zaehler.zaehle(True)
+
+
 def zaehle_schlusszeile(zaehler, status, ausgabe):
     treffer = re.search(r"^(\d+) passed, (\d+) failed$", ausgabe, re.MULTILINE)
     if treffer:
@@ -226,7 +236,7 @@ def stufe_macos(zaehler):
 # when it is asked for: what its compiler has to say comes from "tidy" too.
 AUF_WUNSCH = ("clang",)
 STUFEN = {name: globals()[f"stufe_{name}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "clang", "tidy", "asan", "tsan", "fuzz", "macos")}
+    "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz", "macos")}
 
 
 # --- Running them ---------------------------------------------------------------------------------
