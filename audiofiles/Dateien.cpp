@@ -268,28 +268,28 @@ Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> byt
   return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
 }
 
-std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad, Dateien& dateien) {
+bool liesStueckweise(const std::string& pfad,
+                     const std::function<void(std::span<const std::uint8_t>)>& stueck,
+                     Dateien& dateien) {
   const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY, 0); });
-  if (datei < 0) return std::nullopt;
-  // Room for all of a regular file at once, and for the read that finds its end.
-  Dateien::Zustand zustand;
-  const bool regulaer = dateien.zustand(pfad, zustand) == 0 && zustand.art == Dateien::Art::datei;
-  std::vector<std::uint8_t> inhalt(regulaer ? static_cast<std::size_t>(zustand.groesse) + LESEBLOCK
-                                            : LESEBLOCK);
-  std::size_t laenge = 0;
+  if (datei < 0) return false;
+  std::vector<std::uint8_t> puffer(LESEBLOCK);
   ssize_t n = 0;
-  do {
-    if (inhalt.size() - laenge < LESEBLOCK) inhalt.resize(2 * inhalt.size());
-    n = beharrlich([&] {
-      return dateien.lesen(datei, std::span(inhalt).subspan(laenge).first(
-                                      std::min(inhalt.size() - laenge, MAX_JE_RUF)));
-    });
-    if (n > 0) laenge += static_cast<std::size_t>(n);
-  } while (n > 0);
+  while ((n = beharrlich([&] { return dateien.lesen(datei, puffer); })) > 0)
+    stueck(std::span<const std::uint8_t>(puffer).first(static_cast<std::size_t>(n)));
   schliesse(datei, dateien);
-  if (n < 0) return std::nullopt;
-  inhalt.resize(laenge);
-  return inhalt;
+  return n == 0;
+}
+
+std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad, Dateien& dateien) {
+  std::vector<std::uint8_t> inhalt;
+  const bool ganz = liesStueckweise(
+      pfad,
+      [&](std::span<const std::uint8_t> bytes) {
+        inhalt.insert(inhalt.end(), bytes.begin(), bytes.end());
+      },
+      dateien);
+  return ganz ? std::optional(std::move(inhalt)) : std::nullopt;
 }
 
 Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien) {

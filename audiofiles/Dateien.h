@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -98,6 +99,12 @@ int schliesse(int datei, Dateien& dateien);
 // that nobody opens for reading within a second, or reads on within five, is an error.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien());
+
+// Hands the content of a file (or pipe) to `stueck` in pieces that are never empty. False when it
+// cannot be read to its end.
+[[nodiscard]] bool liesStueckweise(const std::string& pfad,
+                                   const std::function<void(std::span<const std::uint8_t>)>& stueck,
+                                   Dateien& dateien = posixDateien());
 
 // The content of a file (or pipe), or nothing when it cannot be read to its end.
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad,

@@ -5,15 +5,13 @@
 #include <limits>
 #include <string_view>
 
+#include "audiofiles/WavLeser.h"
 #include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
 constexpr std::uint32_t KOPF_REST = 36;  // what the first size field counts beside the samples
-constexpr std::size_t MIN_DATEI = 45;    // a header and something behind it
-constexpr std::size_t ERSTER_BLOCK = 12;
-constexpr std::size_t BLOCK_KOPF = 8;  // identifier and size
 constexpr std::size_t SAMPLE_BYTES = 2;
 
 // All integers of the format are little-endian.
@@ -31,33 +29,11 @@ void setzeWort(std::span<std::uint8_t> ziel, std::string_view wort) {
   std::copy(wort.begin(), wort.end(), ziel.begin());
 }
 
-std::uint32_t lies16(std::span<const std::uint8_t> von) {
-  return static_cast<std::uint32_t>(von[0]) | static_cast<std::uint32_t>(von[1]) << 8U;
-}
-
-std::uint32_t lies32(std::span<const std::uint8_t> von) {
-  return lies16(von) | lies16(von.subspan(2)) << 16U;
-}
-
-bool istWort(std::span<const std::uint8_t> von, std::string_view wort) {
-  return std::equal(wort.begin(), wort.end(), von.begin());
-}
-
 std::int16_t kodiert(float wert) {
   // The comparison is this way round so that NaN, which compares with nothing, takes the upper
   // bound.
   const float begrenzt = wert < 1.0F ? std::max(wert, -1.0F) : 1.0F;
   return static_cast<std::int16_t>(begrenzt * 32767.0F);
-}
-
-std::vector<float> ersterKanal(std::span<const std::uint8_t> daten, std::size_t kanaele) {
-  const std::size_t frameBytes = kanaele * SAMPLE_BYTES;
-  std::vector<float> samples(daten.size() / frameBytes);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const auto wert = static_cast<std::int16_t>(lies16(daten.subspan(i * frameBytes)));
-    samples[i] = static_cast<float>(wert) * (1.0F / 32768.0F);
-  }
-  return samples;
 }
 
 }  // namespace
@@ -107,31 +83,18 @@ Ergebnis writeWav(std::span<const float> samples, double rate, const std::string
 }
 
 std::optional<std::vector<float>> liesWav(const std::string& path, Dateien& dateien) {
-  const auto datei = liesDatei(path, dateien);
-  if (!datei) return std::nullopt;
-  return dekodiereWav(*datei);
+  Dateien::Zustand zustand;
+  const bool bekannt = dateien.zustand(path, zustand) == 0 && zustand.groesse > 0;
+  WavLeser leser(bekannt ? static_cast<std::uint64_t>(zustand.groesse) : 0);
+  const bool ganz = liesStueckweise(
+      path, [&](std::span<const std::uint8_t> bytes) { leser.nimm(bytes); }, dateien);
+  return ganz ? leser.ende() : std::nullopt;
 }
 
 std::optional<std::vector<float>> dekodiereWav(std::span<const std::uint8_t> datei) {
-  if (datei.size() < MIN_DATEI) return std::nullopt;
-  std::size_t kanaele = 1;
-  std::uint64_t stelle = ERSTER_BLOCK;
-  while (stelle + BLOCK_KOPF <= datei.size()) {
-    const auto block = datei.subspan(static_cast<std::size_t>(stelle));
-    const std::uint64_t laenge = lies32(block.subspan(4));
-    if (istWort(block, "data")) {
-      const auto daten = block.subspan(BLOCK_KOPF);
-      const std::uint64_t vorhanden = std::min<std::uint64_t>(laenge, daten.size());
-      return ersterKanal(daten.first(static_cast<std::size_t>(vorhanden)), kanaele);
-    }
-    if (istWort(block, "fmt ")) {
-      constexpr std::size_t KANAELE = 10;
-      if (block.size() < KANAELE + 2) return std::nullopt;  // then no further block fits either
-      kanaele = std::max<std::size_t>(lies16(block.subspan(KANAELE)), 1);
-    }
-    stelle += BLOCK_KOPF + laenge + laenge % 2;  // blocks begin at even positions
-  }
-  return std::nullopt;
+  WavLeser leser(datei.size());
+  leser.nimm(datei);
+  return leser.ende();
 }
 
 }  // namespace hallkorb

@@ -1,12 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <limits>
+#include <optional>
+#include <random>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "audiofiles/Wav.h"
+#include "audiofiles/WavLeser.h"
+#include "tests/support/FehlerDateien.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/WavBytes.h"
 
@@ -30,6 +37,40 @@ WavBytes fremderKopf(std::uint32_t kanaele, std::uint64_t datenBytes) {
   b.wort("fmt ").u32(16).u16(1).u16(kanaele).u32(48000).u32(192000).u16(4).u16(16);
   b.wort("data").u32(datenBytes);
   return b;
+}
+
+// The rules as they read, with the whole file at hand.
+std::optional<std::vector<float>> dekodiereGanz(const std::vector<std::uint8_t>& b) {
+  if (b.size() < 45) return std::nullopt;
+  const auto zahl = [&](std::size_t stelle, int bytes) {
+    std::uint64_t wert = 0;
+    for (int i = bytes; i > 0; --i)
+      wert = wert << 8U | b[stelle + static_cast<std::size_t>(i) - 1];
+    return wert;
+  };
+  const auto heisst = [&](std::size_t stelle, const char* name) {
+    return std::string(b.begin() + static_cast<std::ptrdiff_t>(stelle),
+                       b.begin() + static_cast<std::ptrdiff_t>(stelle) + 4) == name;
+  };
+  std::uint64_t kanaele = 1;
+  for (std::size_t p = 12; p + 8 <= b.size();) {
+    const std::uint64_t s = zahl(p + 4, 4);
+    if (heisst(p, "data")) {
+      const std::size_t ende = std::min<std::uint64_t>(p + 8 + s, b.size());
+      std::vector<float> samples;
+      for (std::size_t i = p + 8; i + 2 * kanaele <= ende; i += 2 * kanaele) {
+        const auto wert = static_cast<std::int16_t>(zahl(i, 2));
+        samples.push_back(static_cast<float>(wert) / 32768.0F);
+      }
+      return samples;
+    }
+    if (heisst(p, "fmt ")) {
+      if (p + 12 > b.size()) return std::nullopt;
+      kanaele = std::max<std::uint64_t>(zahl(p + 10, 2), 1);
+    }
+    p += 8 + s + s % 2;
+  }
+  return std::nullopt;
 }
 
 class WriteWav : public testing::Test {
@@ -158,6 +199,55 @@ TEST(LiesWav, ATruncatedFileIsReadAsFarAsItGoes) {
   WavBytes b = fremderKopf(1, 0xFFFFFFFFU);
   b.s16(16384).s16(8192).wort("x");
   EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, 0.25F}));
+}
+
+// The same file in pieces of any length, and from a disk that reads a few bytes at a time.
+TEST(LiesWav, ComesOutTheSameInWhateverPieces) {
+  std::mt19937 zufall(20240321);
+  const auto bis = [&](std::uint32_t grenze) {
+    return static_cast<std::uint32_t>(zufall() % (grenze + 1));
+  };
+  for (int lauf = 0; lauf < 2000; ++lauf) {
+    WavBytes b;
+    b.wort("RIFF").u32(0).wort("WAVE");
+    const std::uint32_t kanaele = bis(3);
+    for (std::uint32_t block = bis(3); block > 0; --block) {
+      const std::uint32_t laenge = bis(9);
+      if (bis(1) == 0) {
+        // Declares anything, and is read for its channel count all the same.
+        b.wort("fmt ").u32(laenge).u16(1).u16(kanaele);
+      } else {
+        b.wort("LIST").u32(laenge).wort(std::string(laenge + laenge % 2, 'x'));
+      }
+    }
+    b.wort("data").u32(bis(3) == 0 ? 0xFFFFFFFFU : bis(60));
+    for (std::uint32_t i = bis(70); i > 0; --i)
+      b.wort(std::string(1, static_cast<char>(bis(255))));
+
+    const auto soll = dekodiereGanz(b.bytes);
+    WavLeser leser(bis(100));
+    std::span<const std::uint8_t> rest(b.bytes);
+    while (!rest.empty()) {
+      const std::size_t n = std::min<std::size_t>(1 + bis(20), rest.size());
+      leser.nimm(rest.first(n));
+      rest = rest.subspan(n);
+    }
+    ASSERT_EQ(leser.ende(), soll) << lauf;
+    ASSERT_EQ(dekodiereWav(b.bytes), soll) << lauf;
+  }
+}
+
+TEST(LiesWav, AReadThatFailsHalfWayIsNothing) {
+  const TempOrdner ordner;
+  FehlerDateien dateien;
+  ASSERT_FALSE(writeWav(std::vector<float>(50000, 0.25F), 16000.0, ordner / "a.wav"));
+  dateien.kurz(999);
+  const auto gelesen = liesWav(ordner / "a.wav", dateien);
+  ASSERT_TRUE(gelesen);
+  EXPECT_EQ(gelesen->size(), 50000U);
+  EXPECT_EQ(gelesen->capacity(), 50000U);  // room was made once
+  dateien.scheitere(FehlerDateien::Ruf::lesen, 50, EIO);
+  EXPECT_EQ(liesWav(ordner / "a.wav", dateien), std::nullopt);
 }
 
 TEST(LiesWav, WhatFollowsTheDataIsNotRead) {
