@@ -103,14 +103,9 @@ void EchoStrecke::rahmen(std::int64_t b, std::span<double> f) const {
   ausschneiden(refPre, (b - versatz_ - 1) * N, f);
 }
 
-void EchoStrecke::blockVerarbeiten(std::optional<std::int64_t> ende) {
+// The cleaned block: all the arithmetic, and nothing of the caller's.
+std::span<const double> EchoStrecke::gereinigt(std::int64_t b, std::span<const double> m) {
   const DenormaleSindNull schnell;
-  const std::int64_t b = micBasis / N;
-  const std::span<double> m(micBlock.p, N);
-  std::copy_n(mic.werte().begin(), N, m.begin());
-  mic.verwerfen(N);
-  micBasis += N;
-
   // The delay is sought between the streams as they are, whatever the alignment.
   const std::span<double> undelayed(refBlock.p, N);
   ausschneiden(refRoh, b * N, undelayed);
@@ -118,7 +113,17 @@ void EchoStrecke::blockVerarbeiten(std::optional<std::int64_t> ende) {
 
   const std::span<double> f(refRahmen.p, static_cast<std::size_t>(EK_K));
   rahmen(b, f);
-  std::span<const double> out = ec.block(m, f);
+  return ec.block(m, f);
+}
+
+void EchoStrecke::blockVerarbeiten(std::optional<std::int64_t> ende) {
+  const std::int64_t b = micBasis / N;
+  const std::span<double> m(micBlock.p, N);
+  std::copy_n(mic.werte().begin(), N, m.begin());
+  mic.verwerfen(N);
+  micBasis += N;
+
+  std::span<const double> out = gereinigt(b, m);
   bool sprache = ec.letzteSprache();
   if (!std::all_of(out.begin(), out.end(), [](double wert) { return std::isfinite(wert); })) {
     // Nothing may be lost of what was said: the raw microphone, one block late.

@@ -70,6 +70,7 @@ class EchoStrecke {
   void abarbeiten(bool erzwingen);
   void referenzKuerzen();
   void blockVerarbeiten(std::optional<std::int64_t> ende);
+  std::span<const double> gereinigt(std::int64_t b, std::span<const double> m);
   void ausrichten(std::int64_t D, std::int64_t b);
   void ausgeben(std::span<const double> out, bool sprache, std::optional<std::int64_t> ende);
   void ausschneiden(const Puffer& puffer, std::int64_t von, std::span<double> ziel) const;
