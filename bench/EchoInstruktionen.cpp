@@ -29,7 +29,8 @@ void transformiere(std::uint64_t log2n, int male) {
 
 void bloecke(const std::vector<double>& x, int male) {
   Echokompensation ec(20);
-  for (int i = 0; i < male; ++i) {
+  constexpr int LERNEN = 150;  // until the canceller chooses its steps by what it has learnt
+  for (int i = 0; i < LERNEN + male; ++i) {
     const std::size_t stelle = static_cast<std::size_t>(i % 200) * 256;
     ec.block({x.data() + stelle + 200, 256}, {x.data() + stelle, 512});
   }
@@ -60,7 +61,9 @@ int main(int argc, char** argv) {
   if (argc != 3) return 2;
   const std::string_view was = argv[1];
   const int male = std::atoi(argv[2]);
-  const szenen::Signal x = szenen::kunstsprache(4.0, 1);
+  szenen::Signal x = szenen::kunstsprache(4.0, 1);
+  for (double& v : x)
+    v *= 32768.0;
   if (was == "fft512") {
     transformiere(9, male);
   } else if (was == "fft131072") {
@@ -68,10 +71,7 @@ int main(int argc, char** argv) {
   } else if (was == "block") {
     bloecke(x, male);
   } else if (was == "analysis") {
-    szenen::Signal laut = x;
-    for (double& v : laut)
-      v *= 32768.0;
-    analysen(laut, male);
+    analysen(x, male);
   } else if (was == "path") {
     strecke(male);
   } else {
