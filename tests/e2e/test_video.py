@@ -38,10 +38,11 @@ class Fensterfall(lauf.Fall):
         return satz
 
     def pruefe_ton(self, aufnahme):
+        """No gap; a virtual machine that is itself halted may lose a block or two of PipeWire's."""
+        erlaubt_ms = 43 if lauf.sitzung.darf_echtzeit() else 200
         for kanal in ("them", "me"):
-            bericht = aufnahme.zeitachse()[kanal]
-            if lauf.sitzung.darf_echtzeit():
-                self.assertEqual(bericht["luecken"], 0, aufnahme.alles())
+            self.assertLessEqual(aufnahme.zeitachse()[kanal]["luecken_ms"], erlaubt_ms,
+                                 aufnahme.alles())
 
 
 class Geschichte(Fensterfall):
