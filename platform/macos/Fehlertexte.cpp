@@ -54,6 +54,14 @@ Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis) {
   }
 }
 
+Fehler keinDisplay() {
+  return {"hallkorb", 1, "kein Display gefunden"};
+}
+
+Fehler fensterVerschwunden() {
+  return {"hallkorb", 4, "Fenster verschwunden"};
+}
+
 Fehler erklaert(Fehler fehler) {
   if (fehler.domain != SCREEN_CAPTURE_DOMAIN) return fehler;
   for (const Text& text : SCREEN_CAPTURE_TEXTE) {
