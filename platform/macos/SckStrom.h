@@ -6,7 +6,7 @@
 // is not answered may still start, so it is told to stop; that is not waited for, since whoever
 // waited for the start has no time left.
 //
-// starte(), wechsle() and beende() one at a time; merkeEnde() any thread.
+// starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once
 
 #include <atomic>
@@ -43,6 +43,7 @@ class SckStrom {
   void beende();
   // The service has ended the stream.
   void merkeEnde() { beendet_ = true; }
+  [[nodiscard]] bool laeuft() const { return gestartet_ && !beendet_; }
 
  private:
   void gibFrei();

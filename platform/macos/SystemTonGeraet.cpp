@@ -46,6 +46,10 @@ Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
   return std::nullopt;
 }
 
+bool SystemTonGeraet::laeuft() {
+  return strom_ != nullptr && strom_->laeuft();
+}
+
 void SystemTonGeraet::schliesse() {
   if (strom_ != nullptr) strom_->beende();
   weiche_.reset();

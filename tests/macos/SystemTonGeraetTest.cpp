@@ -34,7 +34,9 @@ TEST_F(SystemTonGeraetTest, OpensAndClosesInOrder) {
   EXPECT_EQ(oeffne(), std::nullopt);
   EXPECT_EQ(dienst.buch.nimm(),
             (Eintraege{"inhalt", "baue display", "ton auf sck.audio", "starte"}));
+  EXPECT_TRUE(geraet.laeuft());
   geraet.schliesse();
+  EXPECT_FALSE(geraet.laeuft());
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
   geraet.schliesse();
   EXPECT_EQ(dienst.buch.nimm(), Eintraege{});
@@ -105,6 +107,7 @@ TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsToldAndOnlyDropped) {
   static_cast<void>(dienst.buch.nimm());
   dienst.empfaenger.lock()->beendet({SCREEN_CAPTURE_DOMAIN, -3821, "stopped"});
   EXPECT_EQ(*eintraege, (Eintraege{"macOS hat die Aufnahme beendet"}));
+  EXPECT_FALSE(geraet.laeuft());
   geraet.schliesse();
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"gib frei"}));
 }
