@@ -28,6 +28,17 @@ std::vector<float> samples(const std::optional<PcmBlock>& block) {
                : std::vector<float>();
 }
 
+TEST(FramesAusTest, ABufferHasAsManyFramesAsItSays) {
+  EXPECT_EQ(framesAus(1), 1U);
+  EXPECT_EQ(framesAus(2'147'483'647), 2'147'483'647U);
+  EXPECT_EQ(framesAus(0), std::nullopt);
+}
+
+TEST(FramesAusDeathTest, ANumberThatNoBufferCanHaveStopsTheProcess) {
+  EXPECT_DEATH(static_cast<void>(framesAus(-1)), "Audiopuffer: unmoegliche Laenge");
+  EXPECT_DEATH(static_cast<void>(framesAus(2'147'483'648)), "Audiopuffer: unmoegliche Laenge");
+}
+
 class PcmUebersetzerTest : public testing::Test {
  protected:
   PcmUebersetzer uebersetzer;
