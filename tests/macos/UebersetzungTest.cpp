@@ -185,8 +185,9 @@ TEST(FehlertexteTest, EveryMissingPermissionSaysWhatToDo) {
                     "Mikrofon) und die Aufnahme neu beginnen"}));
   EXPECT_EQ(erklaert({SCREEN_CAPTURE_DOMAIN, -3801, "declined"}).description,
             "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
-            "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme die App einschalten, die "
-            "die Aufnahme startet, und sie dann neu starten");
+            "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme (bis macOS 14: "
+            "Bildschirmaufnahme) die App einschalten, die die Aufnahme startet, und sie dann neu "
+            "starten");
   EXPECT_EQ(erklaert({SCREEN_CAPTURE_DOMAIN, -3803, "x"}).description,
             "die App, die die Aufnahme startet, ist nicht fuer Bildschirmaufnahmen signiert");
 }
