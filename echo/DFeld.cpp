@@ -1,5 +1,9 @@
 #include "echo/DFeld.h"
 
+#ifdef __APPLE__
+#include <Accelerate/Accelerate.h>
+#endif
+
 #include <algorithm>
 #include <new>
 
@@ -32,7 +36,11 @@ DFeld::~DFeld() {
 }
 
 void DFeld::null() {
+#ifdef __APPLE__
+  vDSP_vclrD(p, 1, static_cast<vDSP_Length>(n));
+#else
   std::fill_n(p, n, 0.0);
+#endif
 }
 
 }  // namespace hallkorb

@@ -27,8 +27,6 @@ constexpr std::uint64_t KLEIN = 6;
 constexpr std::uint64_t GROSS = 14;
 // Rows of a long transform: 512 points, which with their scratch memory fit the first-level cache.
 constexpr std::uint64_t ZEILEN_LOG2 = 9;
-// 2^28 points take 4 GB; nobody means more.
-constexpr std::uint64_t HOECHSTENS = 28;
 
 // e^(-2 pi i k / n), with the angle brought into the first eighth of the circle, where cos and sin
 // are exact to half a unit in the last place.
@@ -193,7 +191,7 @@ struct KFFT::Setup {
 };
 
 KFFT::KFFT(std::uint64_t laengeLog2)
-    : n(laengeLog2 <= HOECHSTENS ? std::int64_t{1} << laengeLog2 : 0), log2n(laengeLog2) {
+    : n(laengeLog2 <= GROESSTES_LOG2 ? std::int64_t{1} << laengeLog2 : 0), log2n(laengeLog2) {
   if (n == 0) abbruch("KFFT: unmoegliche Laenge");
   setup = std::make_unique<Setup>(log2n);
 }

@@ -21,7 +21,10 @@ namespace hallkorb {
 
 class KFFT {
  public:
-  // Length 2^log2n. A length that cannot be set up stops the program.
+  // 2^28 points take 4 GB; nobody means more.
+  static constexpr std::uint64_t GROESSTES_LOG2 = 28;
+
+  // Length 2^log2n. A greater length, and one that cannot be set up, stop the program.
   explicit KFFT(std::uint64_t log2n);
   // Out of line for the variant that owns a setup of the platform's.
   ~KFFT();  // NOLINT(performance-trivially-destructible)

@@ -1,16 +1,18 @@
 // KFFT on macOS: the platform's own transform.
 #include <Accelerate/Accelerate.h>
 
+#include <algorithm>
+
 #include "driver/Ausgabe.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {
 
 struct KFFT::Setup {
+  // A single point is its own transform. Accelerate says nothing about that length, and is not
+  // asked for it; a setup serves every length up to its own.
   explicit Setup(std::uint64_t laengeLog2)
-      : fft(laengeLog2 < 64
-                ? vDSP_create_fftsetupD(static_cast<vDSP_Length>(laengeLog2), kFFTRadix2)
-                : nullptr) {
+      : fft(vDSP_create_fftsetupD(std::max<vDSP_Length>(laengeLog2, 1), kFFTRadix2)) {
     if (fft == nullptr) abbruch("KFFT: Setup nicht moeglich");
   }
   ~Setup() { vDSP_destroy_fftsetupD(fft); }
@@ -19,6 +21,7 @@ struct KFFT::Setup {
 
   void transformiere(double* re, double* im, std::uint64_t laengeLog2,
                      FFTDirection richtung) const {
+    if (laengeLog2 == 0) return;
     const DSPDoubleSplitComplex v{re, im};
     vDSP_fft_zipD(fft, &v, 1, static_cast<vDSP_Length>(laengeLog2), richtung);
   }
@@ -27,9 +30,10 @@ struct KFFT::Setup {
 };
 
 KFFT::KFFT(std::uint64_t laengeLog2)
-    : n(laengeLog2 < 62 ? std::int64_t{1} << laengeLog2 : 0),
-      log2n(laengeLog2),
-      setup(std::make_unique<Setup>(laengeLog2)) {}
+    : n(laengeLog2 <= GROESSTES_LOG2 ? std::int64_t{1} << laengeLog2 : 0), log2n(laengeLog2) {
+  if (n == 0) abbruch("KFFT: unmoegliche Laenge");
+  setup = std::make_unique<Setup>(log2n);
+}
 
 KFFT::~KFFT() = default;
 

@@ -11,7 +11,9 @@
 //   returns, and nothing after it. It is final and may be repeated.
 // - A source that goes away while it records is the input's own business: it keeps trying to come
 //   back and tells the listener of both. The block times show what was missed. A move to another
-//   device or format, a hole of less than a second, shows in the block times only.
+//   device or format is such a case where the platform ends the capture for it (macOS); where it
+//   carries the capture along (Linux), the hole of less than a second shows in the block times
+//   only.
 #pragma once
 
 #include <cstdint>

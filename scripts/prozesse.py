@@ -69,10 +69,14 @@ def nachkommen(wurzel=None):
                 if felder[0] not in (b"Z", b"X"):
                     kinder.setdefault(int(felder[1]), []).append(int(name))
     else:
-        tabelle = subprocess.run(["ps", "-A", "-o", "pid=,ppid="], capture_output=True, text=True)
-        for zeile in tabelle.stdout.splitlines():
-            pid, eltern = map(int, zeile.split())
-            kinder.setdefault(eltern, []).append(pid)
+        # ps is itself a child for as long as it answers. BSD's takes all that follows a "=" for the
+        # column's title, so each column is an option of its own.
+        with subprocess.Popen(["ps", "-A", "-o", "pid=", "-o", "ppid=", "-o", "stat="],
+                              stdout=subprocess.PIPE, text=True) as frage:
+            for zeile in frage.stdout:
+                pid, eltern, stand = zeile.split(maxsplit=2)
+                if int(pid) != frage.pid and not stand.startswith("Z"):
+                    kinder.setdefault(int(eltern), []).append(int(pid))
     gefunden, offen = [], [wurzel]
     while offen:
         for pid in kinder.get(offen.pop(), []):

@@ -25,6 +25,7 @@ debian_test=(libgtest-dev libbenchmark-dev
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
+# The stages that run there need no private session and none of the checkers.
 brew_test=(googletest google-benchmark)
 
 fehlend_debian() {
@@ -99,7 +100,7 @@ for satz in "$@"; do
       ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
-    macos-test) pakete+=("${brew_build[@]}" "${brew_sitzung[@]}" "${brew_test[@]}") ;;
+    macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;
     *)
       melde "unknown set $satz"
       exit 64

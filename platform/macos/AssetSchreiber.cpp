@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "driver/Ausgabe.h"
 #include "platform/macos/MacBild.h"
 #include "platform/macos/Wartestelle.h"
 
@@ -27,7 +28,14 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
                                                     const std::string& pfad,
                                                     const VideoEinstellungen& einstellungen,
                                                     Fehler& fehler) {
-  Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen, FRAGMENT);
+  Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen);
+  if (!ergebnis) {
+    // Before the input is added: afterwards it would be too late.
+    if (const Ergebnis ohne = aufrufe->setzeFragmente(FRAGMENT)) {
+      log("[hallkorb] Video ohne Fragmente, nach einem Absturz nicht abspielbar: " +
+          ohne->description);
+    }
+  }
   if (!ergebnis && !aufrufe->nimmtEingang()) {
     ergebnis = Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"};
   }
@@ -41,13 +49,14 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
 
 bool AssetSchreiber::starte(double basis) {
   aufrufe_->entferneDatei(pfad_);  // the system refuses to write over a file
-  if (!aufrufe_->beginneSchreiben()) return false;
-  aufrufe_->beginneSitzung(medienzeit(basis));
+  // A session that could not be begun leaves a writer that says that it is writing.
+  begonnen_ =
+      merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->beginneSitzung(medienzeit(basis)));
   return schreibt();
 }
 
 bool AssetSchreiber::schreibt() const {
-  return aufrufe_->status() == SchreiberStatus::schreibt;
+  return begonnen_ && aufrufe_->status() == SchreiberStatus::schreibt;
 }
 
 bool AssetSchreiber::bereit() const {
@@ -55,21 +64,32 @@ bool AssetSchreiber::bereit() const {
 }
 
 bool AssetSchreiber::haengeAn(const Bild& bild) {
-  return schreibt() && aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe());
+  return schreibt() && merke(aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe()));
 }
 
 bool AssetSchreiber::schliesseAb(double ende) {
   if (!schreibt()) return false;
-  aufrufe_->markiereFertig();
-  aufrufe_->beendeSitzung(medienzeit(ende));
+  // Without these two the file ends a little early; it can be completed all the same.
+  merke(aufrufe_->markiereFertig());
+  merke(aufrufe_->beendeSitzung(medienzeit(ende)));
   Antwort<bool> antwort(std::make_shared<Wartestelle>());
-  aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); });
+  if (!merke(aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); }))) return false;
   static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + ABSCHLUSS));
   return aufrufe_->status() == SchreiberStatus::fertig;
 }
 
+// The writer knows better than a call why it has failed.
 Ergebnis AssetSchreiber::fehler() const {
-  return aufrufe_->fehler();
+  if (Ergebnis eigener = aufrufe_->fehler()) return eigener;
+  const std::lock_guard halter(lock_);
+  return fehler_;
+}
+
+bool AssetSchreiber::merke(Ergebnis fehler) {
+  if (!fehler) return true;
+  const std::lock_guard halter(lock_);
+  if (!fehler_) fehler_ = std::move(fehler);
+  return false;
 }
 
 }  // namespace hallkorb

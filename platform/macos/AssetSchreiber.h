@@ -1,12 +1,14 @@
 // A video file on macOS: in which order the asset writer is set up, fed and finished.
 //
 // The file is written in fragments of two seconds, so that a process that is killed leaves one that
-// plays up to the last of them.
+// plays up to the last of them. Where the system does not write them the video goes on without, and
+// one line says so.
 //
 // Threads as in VideoWriter.h.
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/macos/SchreiberAufrufe.h"
@@ -35,9 +37,14 @@ class AssetSchreiber final : public VideoWriter {
 
  private:
   AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad);
+  // Keeps the first error; returns whether there was none.
+  bool merke(Ergebnis fehler);
 
   std::unique_ptr<SchreiberAufrufe> aufrufe_;
   const std::string pfad_;
+  bool begonnen_ = false;  // writing, and its session
+  mutable std::mutex lock_;
+  Ergebnis fehler_;  // the first of a call; under the lock
 };
 
 }  // namespace hallkorb

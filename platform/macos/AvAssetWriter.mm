@@ -2,7 +2,6 @@
 #import <Foundation/Foundation.h>
 
 #include <cerrno>
-#include <mutex>
 #include <utility>
 
 #include "platform/macos/MacAufrufe.h"
@@ -30,8 +29,7 @@ NSDictionary<NSString*, id>* h264(const VideoEinstellungen& e) {
 
 class AvSchreiber final : public SchreiberAufrufe {
  public:
-  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen,
-                const Medienzeit& fragment) override {
+  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen) override {
     @autoreleasepool {
       NSString* name = [NSString stringWithUTF8String:pfad.c_str()];
       if (name == nil) return Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"};
@@ -41,7 +39,6 @@ class AvSchreiber final : public SchreiberAufrufe {
                                             fileType:AVFileTypeMPEG4
                                                error:&error];
         if (writer_ == nil) return;
-        writer_.movieFragmentInterval = zeitAus(fragment);
         input_ = [AVAssetWriterInput assetWriterInputWithMediaType:AVMediaTypeVideo
                                                     outputSettings:h264(einstellungen)];
         input_.expectsMediaDataInRealTime = YES;
@@ -51,10 +48,18 @@ class AvSchreiber final : public SchreiberAufrufe {
     }
   }
 
-  bool nimmtEingang() override { return static_cast<bool>([writer_ canAddInput:input_]); }
+  Ergebnis setzeFragmente(const Medienzeit& abstand) override {
+    return rufe([&] { writer_.movieFragmentInterval = zeitAus(abstand); });
+  }
+
+  bool nimmtEingang() override {
+    @autoreleasepool {
+      return static_cast<bool>([writer_ canAddInput:input_]);
+    }
+  }
 
   Ergebnis fuegeEingangHinzu() override {
-    return ohneAusnahme([&] { [writer_ addInput:input_]; });
+    return rufe([&] { [writer_ addInput:input_]; });
   }
 
   void entferneDatei(const std::string& pfad) override {
@@ -65,64 +70,74 @@ class AvSchreiber final : public SchreiberAufrufe {
     }
   }
 
-  bool beginneSchreiben() override {
-    bool begonnen = false;
-    merke(ohneAusnahme([&] { begonnen = static_cast<bool>([writer_ startWriting]); }));
-    return begonnen;
+  Ergebnis beginneSchreiben() override {
+    return rufeMitAntwort([&] { return [writer_ startWriting]; });
   }
 
-  void beginneSitzung(const Medienzeit& beginn) override {
-    merke(ohneAusnahme([&] { [writer_ startSessionAtSourceTime:zeitAus(beginn)]; }));
+  Ergebnis beginneSitzung(const Medienzeit& beginn) override {
+    return rufe([&] { [writer_ startSessionAtSourceTime:zeitAus(beginn)]; });
   }
 
-  SchreiberStatus status() override { return static_cast<SchreiberStatus>(writer_.status); }
+  SchreiberStatus status() override {
+    @autoreleasepool {
+      return static_cast<SchreiberStatus>(writer_.status);
+    }
+  }
 
   Ergebnis fehler() override {
     @autoreleasepool {
-      if (NSError* error = writer_.error) return fehlerAus(error);
+      return ergebnisAus(writer_.error);
     }
-    const std::lock_guard halter(lock_);
-    return ausnahme_;
   }
 
-  bool bereit() override { return static_cast<bool>(input_.readyForMoreMediaData); }
-
-  bool haengeAn(const void* probe) override {
+  bool bereit() override {
     @autoreleasepool {
-      bool genommen = false;
-      auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe));
-      merke(
-          ohneAusnahme([&] { genommen = static_cast<bool>([input_ appendSampleBuffer:puffer]); }));
-      return genommen;
+      return static_cast<bool>(input_.readyForMoreMediaData);
     }
   }
 
-  void markiereFertig() override {
-    merke(ohneAusnahme([&] { [input_ markAsFinished]; }));
+  Ergebnis haengeAn(const void* probe) override {
+    auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe));
+    return rufeMitAntwort([&] { return [input_ appendSampleBuffer:puffer]; });
   }
 
-  void beendeSitzung(const Medienzeit& ende) override {
-    merke(ohneAusnahme([&] { [writer_ endSessionAtSourceTime:zeitAus(ende)]; }));
+  Ergebnis markiereFertig() override {
+    return rufe([&] { [input_ markAsFinished]; });
   }
 
-  void schliesseAb(std::function<void()> fertig) override {
-    merke(ohneAusnahme([&] {
+  Ergebnis beendeSitzung(const Medienzeit& ende) override {
+    return rufe([&] { [writer_ endSessionAtSourceTime:zeitAus(ende)]; });
+  }
+
+  Ergebnis schliesseAb(std::function<void()> fertig) override {
+    return rufe([&] {
       [writer_ finishWritingWithCompletionHandler:^{
         fertig();
       }];
-    }));
+    });
   }
 
  private:
-  void merke(Ergebnis ausnahme) {
-    const std::lock_guard halter(lock_);
-    if (!ausnahme_) ausnahme_ = std::move(ausnahme);
+  template <class Aufruf>
+  static Ergebnis rufe(Aufruf aufruf) {
+    @autoreleasepool {
+      return ohneAusnahme(aufruf);
+    }
+  }
+
+  // For calls that return NO and leave the reason with the writer.
+  template <class Aufruf>
+  Ergebnis rufeMitAntwort(Aufruf aufruf) {
+    @autoreleasepool {
+      BOOL gelungen = NO;
+      Ergebnis ausnahme = ohneAusnahme([&] { gelungen = aufruf(); });
+      if (!ausnahme && !gelungen) ausnahme = fehlerAus(writer_.error);
+      return ausnahme;
+    }
   }
 
   AVAssetWriter* writer_ = nil;
   AVAssetWriterInput* input_ = nil;
-  std::mutex lock_;
-  Ergebnis ausnahme_;  // the first that a call has raised
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "driver/Ausgabe.h"
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/Objekte.h"
 
@@ -69,12 +70,16 @@ class AvUmwandlung final : public KonverterAufrufe {
 
 std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
   @autoreleasepool {
+    if (!(von > 0) || !(nach > 0)) return nullptr;
     AVAudioFormat* eingang = mono(von);
     AVAudioFormat* ausgang = mono(nach);
-    if (eingang == nil || ausgang == nil) return nullptr;
-    AVAudioConverter* converter = [[AVAudioConverter alloc] initFromFormat:eingang
-                                                                  toFormat:ausgang];
-    if (converter == nil) return nullptr;
+    // What the recording is to be made of cannot be had, now or later.
+    if (ausgang == nil) abbruch("Resampler: unmoegliches Zielformat");
+    if (eingang == nil) return nullptr;
+    AVAudioConverter* converter = nil;
+    const Ergebnis ausnahme = ohneAusnahme(
+        [&] { converter = [[AVAudioConverter alloc] initFromFormat:eingang toFormat:ausgang]; });
+    if (ausnahme || converter == nil) return nullptr;
     return std::make_unique<AvUmwandlung>(converter);
   }
 }

@@ -26,15 +26,19 @@ void gibWeiter(AVAudioPCMBuffer* puffer, AVAudioTime* wann, PcmUebersetzer& uebe
 class AvEngine final : public EngineAufrufe {
  public:
   Erlaubnis erlaubnis() override {
-    return static_cast<Erlaubnis>(
-        [AVCaptureDevice authorizationStatusForMediaType:AVMediaTypeAudio]);
+    @autoreleasepool {
+      return static_cast<Erlaubnis>(
+          [AVCaptureDevice authorizationStatusForMediaType:AVMediaTypeAudio]);
+    }
   }
 
   void frageErlaubnis(std::function<void(bool)> antwort) override {
-    [AVCaptureDevice requestAccessForMediaType:AVMediaTypeAudio
-                             completionHandler:^(BOOL erteilt) {
-                               antwort(static_cast<bool>(erteilt));
-                             }];
+    @autoreleasepool {
+      [AVCaptureDevice requestAccessForMediaType:AVMediaTypeAudio
+                               completionHandler:^(BOOL erteilt) {
+                                 antwort(static_cast<bool>(erteilt));
+                               }];
+    }
   }
 
   void baue() override {
@@ -55,18 +59,20 @@ class AvEngine final : public EngineAufrufe {
     }
   }
 
-  bool hatEingang() override {
+  Ergebnis liesEingang(Eingang& eingang) override {
     @autoreleasepool {
-      AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
-      return format.sampleRate > 0 && format.channelCount > 0;
+      return ohneAusnahme([&] {
+        AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
+        eingang = {format.sampleRate, format.channelCount};
+      });
     }
   }
 
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     @autoreleasepool {
-      AVAudioInputNode* knoten = engine_.inputNode;
       const auto uebersetzer = std::make_shared<PcmUebersetzer>();
       return ohneAusnahme([&] {
+        AVAudioInputNode* knoten = engine_.inputNode;
         [knoten installTapOnBus:0
                      bufferSize:frames
                          format:[knoten outputFormatForBus:0]
@@ -91,20 +97,36 @@ class AvEngine final : public EngineAufrufe {
     }
   }
 
-  void beobachteNichtMehr() override {
-    if (beobachter_ != nil) [[NSNotificationCenter defaultCenter] removeObserver:beobachter_];
-    beobachter_ = nil;
-  }
-
-  void entferneAbgriff() override {
+  bool laeuft() override {
     @autoreleasepool {
-      [engine_.inputNode removeTapOnBus:0];
+      return static_cast<bool>(engine_.running);
     }
   }
 
-  void stoppe() override { [engine_ stop]; }
+  void beobachteNichtMehr() override {
+    @autoreleasepool {
+      if (beobachter_ != nil) [[NSNotificationCenter defaultCenter] removeObserver:beobachter_];
+      beobachter_ = nil;
+    }
+  }
 
-  void gibFrei() override { engine_ = nil; }
+  Ergebnis entferneAbgriff() override {
+    @autoreleasepool {
+      return ohneAusnahme([&] { [engine_.inputNode removeTapOnBus:0]; });
+    }
+  }
+
+  Ergebnis stoppe() override {
+    @autoreleasepool {
+      return ohneAusnahme([&] { [engine_ stop]; });
+    }
+  }
+
+  void gibFrei() override {
+    @autoreleasepool {
+      engine_ = nil;
+    }
+  }
 
  private:
   AVAudioEngine* engine_ = nil;

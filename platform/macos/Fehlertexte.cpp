@@ -17,13 +17,13 @@ struct Text {
   const char* text;
 };
 
-// Before macOS 15 the pane was called "Bildschirmaufnahme".
+// The pane has the one name up to macOS 14 and the other from macOS 15 on.
 constexpr std::array SCREEN_CAPTURE_TEXTE{
-    Text{
-        USER_DECLINED,
-        "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
-        "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme die App einschalten, die die "
-        "Aufnahme startet, und sie dann neu starten"},
+    Text{USER_DECLINED,
+         "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
+         "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme (bis macOS 14: "
+         "Bildschirmaufnahme) die App einschalten, die die Aufnahme startet, und sie dann neu "
+         "starten"},
     Text{MISSING_ENTITLEMENTS,
          "die App, die die Aufnahme startet, ist nicht fuer Bildschirmaufnahmen signiert"},
     Text{USER_STOPPED, "die Aufnahme wurde in der Menueleiste beendet"},
@@ -52,6 +52,14 @@ Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis) {
           "Zugriff auf das Mikrofon verweigert; in den Systemeinstellungen unter Datenschutz & "
           "Sicherheit > Mikrofon die App einschalten, die die Aufnahme startet");
   }
+}
+
+Fehler keinDisplay() {
+  return {"hallkorb", 1, "kein Display gefunden"};
+}
+
+Fehler fensterVerschwunden() {
+  return {"hallkorb", 4, "Fenster verschwunden"};
 }
 
 Fehler erklaert(Fehler fehler) {

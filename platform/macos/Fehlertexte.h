@@ -30,6 +30,10 @@ enum class Erlaubnis : std::int64_t {
 // What a permission for the microphone that is not (yet) given means; the code is its number.
 [[nodiscard]] Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis);
 
+// What is to be captured is not there, or not any more.
+[[nodiscard]] Fehler keinDisplay();
+[[nodiscard]] Fehler fensterVerschwunden();
+
 // The error with a description that helps, where there is one; otherwise as it is.
 [[nodiscard]] Fehler erklaert(Fehler fehler);
 

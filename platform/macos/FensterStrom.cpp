@@ -9,10 +9,6 @@
 namespace hallkorb {
 namespace {
 
-Fehler fensterVerschwunden() {
-  return {"hallkorb", 4, "Fenster verschwunden"};
-}
-
 Wartestelle::Frist dreiSekunden() {
   return Wartestelle::Uhr::now() + std::chrono::seconds(3);
 }
@@ -34,10 +30,17 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
  public:
   explicit Weiche(std::weak_ptr<SckStrom> strom) : strom_(std::move(strom)) {}
 
-  // From now on the listener is told; false with the reason when the stream has ended before.
-  [[nodiscard]] Ergebnis oeffne(WindowStreamListener& listener) {
+  // From now on pictures reach the listener. The first one may come before the service has said
+  // that the stream runs, and where nothing moves it is the only one.
+  void oeffne(WindowStreamListener& listener) {
     const std::lock_guard halter(tor_);
     listener_ = &listener;
+  }
+  // From now on the listener is also told of the stream's end; the reason where it has ended
+  // before.
+  [[nodiscard]] Ergebnis gestartet() {
+    const std::lock_guard halter(tor_);
+    gestartet_ = true;
     return ende_;
   }
   void schliesse() {
@@ -54,13 +57,14 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
     const std::lock_guard halter(tor_);
     if (ende_) return;
     ende_ = erklaert(grund);
-    if (listener_ != nullptr) listener_->gestoppt(*ende_);
+    if (listener_ != nullptr && gestartet_) listener_->gestoppt(*ende_);
   }
 
  private:
   std::weak_ptr<SckStrom> strom_;
   std::mutex tor_;
   WindowStreamListener* listener_ = nullptr;
+  bool gestartet_ = false;
   Ergebnis ende_;
 };
 
@@ -82,10 +86,10 @@ Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
+  weiche_->oeffne(listener);
   Ergebnis fehler = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
                                    StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
-  // The listener hears of nothing before the start has succeeded.
-  if (!fehler) fehler = weiche_->oeffne(listener);
+  if (!fehler) fehler = weiche_->gestartet();
   if (!fehler) return std::nullopt;
   weiche_->schliesse();
   strom_->beende();

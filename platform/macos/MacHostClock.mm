@@ -4,6 +4,10 @@
 #import <Foundation/Foundation.h>
 #include <mach/mach_time.h>
 
+#if !__has_feature(objc_arc)
+#error "compile with -fobjc-arc: without it every object here leaks"
+#endif
+
 namespace hallkorb {
 
 double MacHostClock::sekunden() const {

@@ -1,5 +1,6 @@
 #include "platform/macos/MacInput.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -28,8 +29,12 @@ class MacInput::Sitzung final : public BlockEmpfaenger {
 // system that does not come back.
 class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
  public:
-  Kern(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
-      : name_(std::move(name)), zeiten_(zeiten), geraet_(std::move(geraet)) {}
+  Kern(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+       std::shared_ptr<Wartestelle> stelle)
+      : name_(std::move(name)),
+        zeiten_(zeiten),
+        stelle_(std::move(stelle)),
+        geraet_(std::move(geraet)) {}
 
   Ergebnis start(AudioInputListener& listener);
   void stop();
@@ -42,6 +47,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   void laufe();
   void beaufsichtige();
   [[nodiscard]] std::optional<Fehler> warteAufAusfall();
+  void merkeDauer();
   void melde(const Fehler& grund);
   [[nodiscard]] bool oeffneWieder();
   [[nodiscard]] Ergebnis oeffne();
@@ -50,11 +56,12 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
 
   const std::string name_;
   const Zeiten zeiten_;
-  const std::shared_ptr<Wartestelle> stelle_ = std::make_shared<Wartestelle>();
+  const std::shared_ptr<Wartestelle> stelle_;
 
   // The thread's own.
   std::unique_ptr<AudioGeraet> geraet_;
   Uhr::time_point letzterVersuch_{};
+  std::chrono::milliseconds pause_{0};  // from the last opening to the one after its loss
 
   // Under the lock of `stelle_`.
   bool benutzt_ = false;
@@ -129,6 +136,7 @@ void MacInput::Kern::laufe() {
 
 void MacInput::Kern::beaufsichtige() {
   while (const std::optional<Fehler> grund = warteAufAusfall()) {
+    merkeDauer();
     schliesse();
     melde(*grund);
     if (istEntscheidungDesNutzers(*grund)) return warteAufStopp();
@@ -147,12 +155,19 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
       if (!grund) grund = std::exchange(ausfall_, std::nullopt);
       return grund.has_value();
     });
-    if (grund) return grund;
-    if (zeiten_.stille && bloecke_ == vorher && !stelle_->abgebrochen()) {
+    if (grund && !geraet_->laeuft()) return grund;
+    if (!grund && zeiten_.stille && bloecke_ == vorher && !stelle_->abgebrochen()) {
       return Fehler{"posix", ETIMEDOUT, "das Geraet liefert nichts mehr"};
     }
   }
   return std::nullopt;
+}
+
+// How long the device lasted decides how soon it is opened again.
+void MacInput::Kern::merkeDauer() {
+  const bool frueh = Uhr::now() - letzterVersuch_ < zeiten_.frueh;
+  pause_ = frueh && pause_.count() > 0 ? std::min(pause_ * 2, zeiten_.laengsterAbstand)
+                                       : zeiten_.abstand;
 }
 
 void MacInput::Kern::melde(const Fehler& grund) {
@@ -163,8 +178,8 @@ void MacInput::Kern::melde(const Fehler& grund) {
 
 // Until the device is open again; false at the stop, or where only the user can bring it back.
 bool MacInput::Kern::oeffneWieder() {
-  while (true) {
-    stelle_->warte(letzterVersuch_ + zeiten_.abstand, [] { return false; });
+  for (auto pause = pause_;; pause = zeiten_.abstand) {
+    stelle_->warte(letzterVersuch_ + pause, [] { return false; });
     if (stelle_->abgebrochen()) return false;
     const Ergebnis fehler = oeffne();
     if (!fehler) return true;
@@ -218,8 +233,10 @@ void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
   });
 }
 
-MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten)
-    : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten)) {}
+MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+                   std::shared_ptr<Wartestelle> stelle)
+    : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten, std::move(stelle))) {
+}
 
 MacInput::~MacInput() {
   MacInput::stop();

@@ -1,9 +1,10 @@
 // The run loop on macOS: dispatch sources on the main queue, and the main thread's own run loop,
 // which serves that queue.
 //
-// Signals come by dispatch signal sources; their default action is set to ignore once the source
-// exists, so a signal is never handled twice and never ends the process. A reader's going is told
-// by the kernel's event queue, without anything being written.
+// Signals come by dispatch signal sources, which watch from aufSignal() on and pass them to the
+// main queue; the default action is set to ignore once the source watches. So one that comes before
+// run() is kept, none is handled twice, and none ends the process. A reader's going is told by the
+// kernel's event queue, without anything being written.
 //
 // Equal signals that come faster than they are handled arrive as one.
 //

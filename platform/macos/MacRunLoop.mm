@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -17,6 +18,12 @@
 #endif
 
 namespace hallkorb {
+namespace {
+
+// Takes microseconds; a system that needs longer is not waited for.
+constexpr std::int64_t REGISTRIERUNG = NSEC_PER_SEC;
+
+}  // namespace
 
 struct MacRunLoop::Innen {
   // Runs `handler` unless the loop is to end.
@@ -30,13 +37,16 @@ struct MacRunLoop::Innen {
     }
   }
 
-  // Handlers on the main queue; they keep this alive.
+  // Lets the source run, until the loop is gone. Its handler may know this weakly only.
   void auf(dispatch_source_t quelle, void (^handler)(void)) {
     dispatch_source_set_event_handler(quelle, handler);
     dispatch_resume(quelle);
     quellen.push_back(quelle);
   }
 
+  // Where the signals arrive. A source on the main queue would only begin to watch when that queue
+  // is served, and what comes before that would be lost.
+  dispatch_queue_t signale = dispatch_queue_create("signale", DISPATCH_QUEUE_SERIAL);
   std::vector<dispatch_source_t> quellen;  // main thread
   std::mutex lock;
   std::optional<int> status;
@@ -49,13 +59,21 @@ MacRunLoop::~MacRunLoop() {
     dispatch_source_cancel(quelle);
 }
 
+// The default action goes only when the source watches: in between, a signal would reach nobody.
 void MacRunLoop::aufSignal(int nummer, Handler handler) {
   dispatch_source_t quelle = dispatch_source_create(
-      DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0, dispatch_get_main_queue());
+      DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0, innen_->signale);
+  dispatch_semaphore_t wacht = dispatch_semaphore_create(0);
+  dispatch_source_set_registration_handler(quelle, ^{
+    dispatch_semaphore_signal(wacht);
+  });
   const std::weak_ptr<Innen> innen = innen_;
   innen_->auf(quelle, ^{
-    if (const auto i = innen.lock()) i->rufe(handler);
+    dispatch_async(dispatch_get_main_queue(), ^{
+      if (const auto i = innen.lock()) i->rufe(handler);
+    });
   });
+  dispatch_semaphore_wait(wacht, dispatch_time(DISPATCH_TIME_NOW, REGISTRIERUNG));
   std::signal(nummer, SIG_IGN);
 }
 

@@ -44,7 +44,9 @@ Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
     if (const auto e = empfaenger.lock()) e->ausgefallen(veraendert());
   });
   stand_ = Stand::beobachtet;
-  if (!engine_->hatEingang()) return keinMikrofon();
+  Eingang eingang;
+  if (Ergebnis fehler = engine_->liesEingang(eingang)) return fehler;
+  if (!(eingang.rate > 0) || eingang.kanaele == 0) return keinMikrofon();
   if (Ergebnis fehler = engine_->setzeAbgriff(FRAMES, std::move(empfaenger))) return fehler;
   stand_ = Stand::abgegriffen;
   if (Ergebnis fehler = engine_->starte()) return fehler;
@@ -52,11 +54,16 @@ Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
   return std::nullopt;
 }
 
+bool MikrofonGeraet::laeuft() {
+  return stand_ == Stand::gestartet && engine_->laeuft();
+}
+
+// Whatever of it fails: the engine is dropped in the end.
 void MikrofonGeraet::schliesse() {
   const Stand stand = std::exchange(stand_, Stand::nichts);
   if (stand >= Stand::beobachtet) engine_->beobachteNichtMehr();
-  if (stand >= Stand::abgegriffen) engine_->entferneAbgriff();
-  if (stand >= Stand::gestartet) engine_->stoppe();
+  if (stand >= Stand::abgegriffen) static_cast<void>(engine_->entferneAbgriff());
+  if (stand >= Stand::gestartet) static_cast<void>(engine_->stoppe());
   if (stand >= Stand::gebaut) engine_->gibFrei();
 }
 

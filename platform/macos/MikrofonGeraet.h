@@ -4,6 +4,9 @@
 // engine is made anew for each opening: one that has lost its device keeps the old device's format,
 // and a tap in a format that the device does not have raises an exception.
 //
+// Whether a change has stopped the engine is asked by the thread that opened it, not where the
+// change is told: an engine that is released there waits for itself.
+//
 // Threads as in AudioGeraet.h.
 #pragma once
 
@@ -25,6 +28,7 @@ class MikrofonGeraet final : public AudioGeraet {
   [[nodiscard]] Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                 const std::shared_ptr<Wartestelle>& stelle,
                                 Wartestelle::Frist frist) override;
+  [[nodiscard]] bool laeuft() override;
   void schliesse() override;
 
  private:

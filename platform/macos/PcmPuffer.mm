@@ -1,8 +1,5 @@
 #include "platform/macos/PcmPuffer.h"
 
-#include <cstdlib>
-#include <limits>
-#include <span>
 #include <vector>
 
 #if !__has_feature(objc_arc)
@@ -19,16 +16,12 @@ AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef probe) {
   if (strom == nullptr) return nil;
   AVAudioFormat* format = [[AVAudioFormat alloc] initWithStreamDescription:strom];
   if (format == nil) return nil;
-  const CMItemCount n = CMSampleBufferGetNumSamples(probe);
-  // No such buffer exists; what claims to be one is not to be read.
-  if (n < 0 || n > std::numeric_limits<std::int32_t>::max()) std::abort();
-  if (n == 0) return nil;
-  AVAudioPCMBuffer* puffer =
-      [[AVAudioPCMBuffer alloc] initWithPCMFormat:format
-                                    frameCapacity:static_cast<AVAudioFrameCount>(n)];
+  const auto n = framesAus(CMSampleBufferGetNumSamples(probe));
+  if (!n) return nil;
+  AVAudioPCMBuffer* puffer = [[AVAudioPCMBuffer alloc] initWithPCMFormat:format frameCapacity:*n];
   if (puffer == nil) return nil;
-  puffer.frameLength = static_cast<AVAudioFrameCount>(n);
-  CMSampleBufferCopyPCMDataIntoAudioBufferList(probe, 0, static_cast<std::int32_t>(n),
+  puffer.frameLength = *n;
+  CMSampleBufferCopyPCMDataIntoAudioBufferList(probe, 0, static_cast<std::int32_t>(*n),
                                                puffer.mutableAudioBufferList);
   return puffer;
 }

@@ -2,6 +2,9 @@
 
 #include <cstddef>
 #include <cstring>
+#include <limits>
+
+#include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
@@ -51,6 +54,15 @@ void haengeAn(Typ typ, const void* daten, std::size_t anzahl, std::vector<float>
 }
 
 }  // namespace
+
+// The system counts them in a signed 32-bit number where they are copied.
+std::optional<std::uint32_t> framesAus(std::int64_t anzahl) {
+  if (anzahl < 0 || anzahl > std::numeric_limits<std::int32_t>::max()) {
+    abbruch("Audiopuffer: unmoegliche Laenge");
+  }
+  if (anzahl == 0) return std::nullopt;
+  return static_cast<std::uint32_t>(anzahl);
+}
 
 std::optional<PcmBlock> PcmUebersetzer::uebersetze(const TonBeschreibung& beschreibung,
                                                    std::span<const TonPuffer> puffer,

@@ -32,6 +32,10 @@ struct TonPuffer {
   std::uint32_t bytes = 0;
 };
 
+// The frames that a system's buffer says it has; nothing for an empty one. A number that no buffer
+// can have stops the process: what claims it is not to be read.
+[[nodiscard]] std::optional<std::uint32_t> framesAus(std::int64_t anzahl);
+
 class PcmUebersetzer {
  public:
   // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the

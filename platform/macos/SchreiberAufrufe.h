@@ -1,7 +1,8 @@
 // The calls into the asset writer that a video file takes, each as small as the system has it.
 //
-// What is called when is decided in AssetSchreiber; here is only what must be on a Mac. The system
-// raises exceptions for calls that come at the wrong time; they arrive as errors.
+// What is called when, and which of several errors counts, is decided in AssetSchreiber; here is
+// only what must be on a Mac. The system raises exceptions for calls that come at the wrong time;
+// they arrive as errors of the call, and the writer's status and error know nothing of them.
 #pragma once
 
 #include <cstdint>
@@ -33,30 +34,31 @@ class SchreiberAufrufe {
  public:
   virtual ~SchreiberAufrufe() = default;
 
-  // The writer for an MPEG-4 file with a fragment every `fragment`, and its input for H.264 in real
-  // time. Touches no file.
+  // The writer for an MPEG-4 file, and its input for H.264 in real time. Touches no file.
   [[nodiscard]] virtual Ergebnis baue(const std::string& pfad,
-                                      const VideoEinstellungen& einstellungen,
-                                      const Medienzeit& fragment) = 0;
+                                      const VideoEinstellungen& einstellungen) = 0;
+  // The file is to be written with a fragment every `abstand`.
+  [[nodiscard]] virtual Ergebnis setzeFragmente(const Medienzeit& abstand) = 0;
   [[nodiscard]] virtual bool nimmtEingang() = 0;
   [[nodiscard]] virtual Ergebnis fuegeEingangHinzu() = 0;
 
   // Without a file of that name nothing happens.
   virtual void entferneDatei(const std::string& pfad) = 0;
-  [[nodiscard]] virtual bool beginneSchreiben() = 0;
-  virtual void beginneSitzung(const Medienzeit& beginn) = 0;
+  [[nodiscard]] virtual Ergebnis beginneSchreiben() = 0;
+  [[nodiscard]] virtual Ergebnis beginneSitzung(const Medienzeit& beginn) = 0;
 
   [[nodiscard]] virtual SchreiberStatus status() = 0;
   // The writer's own error.
   [[nodiscard]] virtual Ergebnis fehler() = 0;
   [[nodiscard]] virtual bool bereit() = 0;
   // `probe` is a CMSampleBufferRef.
-  [[nodiscard]] virtual bool haengeAn(const void* probe) = 0;
+  [[nodiscard]] virtual Ergebnis haengeAn(const void* probe) = 0;
 
-  virtual void markiereFertig() = 0;
-  virtual void beendeSitzung(const Medienzeit& ende) = 0;
-  // `fertig` comes on a thread of the system when the file is complete or has failed.
-  virtual void schliesseAb(std::function<void()> fertig) = 0;
+  [[nodiscard]] virtual Ergebnis markiereFertig() = 0;
+  [[nodiscard]] virtual Ergebnis beendeSitzung(const Medienzeit& ende) = 0;
+  // `fertig` comes on a thread of the system when the file is complete or has failed; not at all
+  // after an error of the call.
+  [[nodiscard]] virtual Ergebnis schliesseAb(std::function<void()> fertig) = 0;
 };
 
 }  // namespace hallkorb

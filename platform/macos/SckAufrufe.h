@@ -46,16 +46,17 @@ class StromAufrufe {
  public:
   virtual ~StromAufrufe() = default;
 
-  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; both must be
-  // in it. `empfaenger` is told for as long as it exists.
-  virtual void baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
-                    const StromEinstellungen& einstellungen,
-                    std::weak_ptr<StromEmpfaenger> empfaenger) = 0;
+  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; an error where
+  // that is not in it. `empfaenger` is told for as long as it exists.
+  [[nodiscard]] virtual Ergebnis baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+                                      const StromEinstellungen& einstellungen,
+                                      std::weak_ptr<StromEmpfaenger> empfaenger) = 0;
   // Adds the output of that type, on a new serial queue with that label.
   [[nodiscard]] virtual Ergebnis verbinde(StromAusgang ausgang, const char* queue) = 0;
   virtual void starte(SckFertig fertig) = 0;
-  // Goes over to another window of `inhalt`.
+  // Goes over to another window of `inhalt`; answers with an error where that is not in it.
   virtual void wechsle(const Inhalt& inhalt, std::uint32_t fenster, SckFertig fertig) = 0;
+  // The service keeps the stream until it has answered, even when gibFrei() comes first.
   virtual void stoppe(SckFertig fertig) = 0;
   // Drops the stream and returns when nothing runs on its queue any more. Not on that queue.
   virtual void gibFrei() = 0;

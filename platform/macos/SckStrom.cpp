@@ -9,7 +9,8 @@ constexpr const char* DIENST = "der Dienst fuer Bildschirmaufnahmen";
 
 }  // namespace
 
-SckStrom::SckStrom(std::unique_ptr<StromAufrufe> aufrufe) : aufrufe_(std::move(aufrufe)) {}
+SckStrom::SckStrom(std::unique_ptr<StromAufrufe> aufrufe, std::chrono::milliseconds abbau)
+    : aufrufe_(std::move(aufrufe)), abbau_(abbau) {}
 
 SckStrom::~SckStrom() {
   beende();
@@ -19,17 +20,24 @@ Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fen
                           const StromEinstellungen& einstellungen, StromAusgang ausgang,
                           const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,
                           const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist frist) {
-  aufrufe_->baue(inhalt, fenster, einstellungen, std::move(empfaenger));
-  gebaut_ = true;
-  Ergebnis fehler = aufrufe_->verbinde(ausgang, queue);
-  if (!fehler) {
-    Antwort<Ergebnis> antwort(stelle);
-    gestartet_ = true;
-    aufrufe_->starte(antwort.empfang());
-    fehler = warteAuf(antwort, *stelle, frist, DIENST);
+  if (Ergebnis fehler = aufrufe_->baue(inhalt, fenster, einstellungen, std::move(empfaenger))) {
+    return fehler;
   }
-  if (fehler) beende();
-  return fehler;
+  gebaut_ = true;
+  if (Ergebnis fehler = aufrufe_->verbinde(ausgang, queue)) {
+    gibFrei();
+    return fehler;
+  }
+  Antwort<Ergebnis> antwort(stelle);
+  aufrufe_->starte(antwort.empfang());
+  std::optional<Ergebnis> geantwortet = antwort.warte(frist);
+  if (!geantwortet) {
+    if (!beendet_) aufrufe_->stoppe([](const Ergebnis&) {});
+    geantwortet = ohneAntwort(*stelle, DIENST);
+  }
+  gestartet_ = !*geantwortet;
+  if (!gestartet_) gibFrei();
+  return *std::move(geantwortet);
 }
 
 Ergebnis SckStrom::wechsle(const Inhalt& inhalt, std::uint32_t fenster,
@@ -44,8 +52,12 @@ void SckStrom::beende() {
     Antwort<Ergebnis> antwort(std::make_shared<Wartestelle>());
     aufrufe_->stoppe(antwort.empfang());
     // Its error is no news: the stream is gone either way.
-    static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + std::chrono::seconds(3)));
+    static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + abbau_));
   }
+  gibFrei();
+}
+
+void SckStrom::gibFrei() {
   if (std::exchange(gebaut_, false)) aufrufe_->gibFrei();
 }
 

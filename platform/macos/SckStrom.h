@@ -1,10 +1,12 @@
 // The life of one capture stream: built, connected, started, pointed elsewhere, ended.
 //
 // The service answers when it likes; here is decided how long that is waited for, and what is
-// undone when an answer is an error or does not come. A stream that the service has ended is only
-// dropped: it answers every further call with an error.
+// undone when an answer is an error or does not come. A stream that did not start, or that the
+// service has ended, is only dropped: it answers every further call with an error. One whose start
+// is not answered may still start, so it is told to stop; that is not waited for, since whoever
+// waited for the start has no time left.
 //
-// starte(), wechsle() and beende() one at a time; merkeEnde() any thread.
+// starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once
 
 #include <atomic>
@@ -20,7 +22,9 @@ namespace hallkorb {
 
 class SckStrom {
  public:
-  explicit SckStrom(std::unique_ptr<StromAufrufe> aufrufe);
+  // `abbau` is how long beende() waits for the service.
+  explicit SckStrom(std::unique_ptr<StromAufrufe> aufrufe,
+                    std::chrono::milliseconds abbau = std::chrono::seconds(3));
   ~SckStrom();
   SckStrom(const SckStrom&) = delete;
   SckStrom& operator=(const SckStrom&) = delete;
@@ -35,16 +39,19 @@ class SckStrom {
   [[nodiscard]] Ergebnis wechsle(const Inhalt& inhalt, std::uint32_t fenster,
                                  const std::shared_ptr<Wartestelle>& stelle,
                                  Wartestelle::Frist frist);
-  // Ends the capture, waits for that, at most three seconds, and for what still runs on the queue.
-  // May be repeated.
+  // Ends the capture, waits for that, and for what still runs on the queue. May be repeated.
   void beende();
   // The service has ended the stream.
   void merkeEnde() { beendet_ = true; }
+  [[nodiscard]] bool laeuft() const { return gestartet_ && !beendet_; }
 
  private:
+  void gibFrei();
+
   std::unique_ptr<StromAufrufe> aufrufe_;
+  const std::chrono::milliseconds abbau_;
   bool gebaut_ = false;
-  bool gestartet_ = false;  // or asked to
+  bool gestartet_ = false;
   std::atomic<bool> beendet_{false};
 };
 

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "platform/macos/Fehlertexte.h"
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/Objekte.h"
 #include "platform/macos/PcmPuffer.h"
@@ -21,8 +22,9 @@ void gibTonWeiter(CMSampleBufferRef probe, PcmUebersetzer& uebersetzer,
   AVAudioPCMBuffer* puffer = toPCMBuffer(probe);
   if (puffer == nil) return;
   const CMTime zeit = CMSampleBufferGetPresentationTimeStamp(probe);
+  // A time can be valid and still no number: infinite, or indefinite.
   std::optional<double> sekunden;
-  if (CMTIME_IS_VALID(zeit)) sekunden = CMTimeGetSeconds(zeit);
+  if (CMTIME_IS_NUMERIC(zeit)) sekunden = CMTimeGetSeconds(zeit);
   if (const auto block = pcmBlock(puffer, sekunden, uebersetzer)) ziel.ton(*block);
 }
 
@@ -34,6 +36,7 @@ void gibBildWeiter(CMSampleBufferRef probe, StromEmpfaenger& ziel) noexcept {
   const auto status = bildStatus(nummer.integerValue);
   if (!status) return;
   const CMTime zeit = CMSampleBufferGetPresentationTimeStamp(probe);
+  if (!CMTIME_IS_NUMERIC(zeit)) return;
   ziel.bild(MacBild(CMTimeGetSeconds(zeit), *status, probe));
 }
 
@@ -66,18 +69,28 @@ class SckInhalt final : public Inhalt {
       return content;
     }
   }
-  bool hatDisplay() const override { return inhalt_.displays.count > 0; }
-  bool hatFenster(std::uint32_t id) const override { return fenster(id) != nil; }
-
-  // A window's filter, or the first display's with no window left out.
-  SCContentFilter* filter(std::optional<std::uint32_t> id) const {
-    if (id) {
-      SCWindow* gesucht = fenster(*id);
-      if (gesucht != nil) {
-        return [[SCContentFilter alloc] initWithDesktopIndependentWindow:gesucht];
-      }
+  bool hatDisplay() const override {
+    @autoreleasepool {
+      return inhalt_.displays.count > 0;
     }
-    return [[SCContentFilter alloc] initWithDisplay:inhalt_.displays[0] excludingWindows:@[]];
+  }
+  bool hatFenster(std::uint32_t id) const override {
+    @autoreleasepool {
+      return fenster(id) != nil;
+    }
+  }
+
+  // Both are nil where there is no such thing.
+  SCContentFilter* _Nullable fensterFilter(std::uint32_t id) const {
+    SCWindow* gesucht = fenster(id);
+    if (gesucht == nil) return nil;
+    return [[SCContentFilter alloc] initWithDesktopIndependentWindow:gesucht];
+  }
+  // The first display, with no window left out.
+  SCContentFilter* _Nullable displayFilter() const {
+    SCDisplay* erstes = inhalt_.displays.firstObject;
+    if (erstes == nil) return nil;
+    return [[SCContentFilter alloc] initWithDisplay:erstes excludingWindows:@[]];
   }
 
  private:
@@ -113,14 +126,18 @@ SCStreamConfiguration* konfiguration(const StromEinstellungen& e) {
 
 class SckStromAufrufe final : public StromAufrufe {
  public:
-  void baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
-            const StromEinstellungen& einstellungen,
-            std::weak_ptr<StromEmpfaenger> empfaenger) override {
+  Ergebnis baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+                const StromEinstellungen& einstellungen,
+                std::weak_ptr<StromEmpfaenger> empfaenger) override {
     @autoreleasepool {
+      const auto& gesehen = static_cast<const SckInhalt&>(inhalt);
+      SCContentFilter* filter = fenster ? gesehen.fensterFilter(*fenster) : gesehen.displayFilter();
+      if (filter == nil) return fenster ? fensterVerschwunden() : keinDisplay();
       empfaenger_ = [[HKStromEmpfaenger alloc] initMitZiel:std::move(empfaenger)];
-      stream_ = [[SCStream alloc] initWithFilter:filter(inhalt, fenster)
+      stream_ = [[SCStream alloc] initWithFilter:filter
                                    configuration:konfiguration(einstellungen)
                                         delegate:empfaenger_];
+      return std::nullopt;
     }
   }
 
@@ -139,14 +156,18 @@ class SckStromAufrufe final : public StromAufrufe {
   }
 
   void starte(SckFertig fertig) override {
-    [stream_ startCaptureWithCompletionHandler:^(NSError* error) {
-      fertig(ergebnisAus(error));
-    }];
+    @autoreleasepool {
+      [stream_ startCaptureWithCompletionHandler:^(NSError* error) {
+        fertig(ergebnisAus(error));
+      }];
+    }
   }
 
   void wechsle(const Inhalt& inhalt, std::uint32_t fenster, SckFertig fertig) override {
     @autoreleasepool {
-      [stream_ updateContentFilter:filter(inhalt, fenster)
+      SCContentFilter* filter = static_cast<const SckInhalt&>(inhalt).fensterFilter(fenster);
+      if (filter == nil) return fertig(fensterVerschwunden());
+      [stream_ updateContentFilter:filter
                  completionHandler:^(NSError* error) {
                    fertig(ergebnisAus(error));
                  }];
@@ -154,26 +175,28 @@ class SckStromAufrufe final : public StromAufrufe {
   }
 
   void stoppe(SckFertig fertig) override {
-    [stream_ stopCaptureWithCompletionHandler:^(NSError* error) {
-      fertig(ergebnisAus(error));
-    }];
+    @autoreleasepool {
+      SCStream* stream = stream_;
+      [stream stopCaptureWithCompletionHandler:^(NSError* error) {
+        static_cast<void>(stream);  // lives until here
+        fertig(ergebnisAus(error));
+      }];
+    }
   }
 
   void gibFrei() override {
-    stream_ = nil;
-    if (queue_ != nil) {
-      dispatch_sync(queue_, ^{
-                    });
+    @autoreleasepool {
+      stream_ = nil;
+      if (queue_ != nil) {
+        dispatch_sync(queue_, ^{
+                      });
+      }
+      queue_ = nil;
+      empfaenger_ = nil;
     }
-    queue_ = nil;
-    empfaenger_ = nil;
   }
 
  private:
-  static SCContentFilter* filter(const Inhalt& inhalt, std::optional<std::uint32_t> fenster) {
-    return static_cast<const SckInhalt&>(inhalt).filter(fenster);
-  }
-
   HKStromEmpfaenger* empfaenger_ = nil;
   SCStream* stream_ = nil;
   dispatch_queue_t queue_ = nil;
@@ -182,13 +205,15 @@ class SckStromAufrufe final : public StromAufrufe {
 class SckDienst final : public SckAufrufe {
  public:
   void frageInhalt(bool ohneDesktop, InhaltFertig fertig) override {
-    [SCShareableContent
-        getShareableContentExcludingDesktopWindows:ohneDesktop
-                               onScreenWindowsOnly:NO
-                                 completionHandler:^(SCShareableContent* inhalt, NSError* error) {
-                                   if (inhalt == nil) return fertig(nullptr, fehlerAus(error));
-                                   fertig(std::make_shared<SckInhalt>(inhalt), std::nullopt);
-                                 }];
+    @autoreleasepool {
+      [SCShareableContent
+          getShareableContentExcludingDesktopWindows:ohneDesktop
+                                 onScreenWindowsOnly:NO
+                                   completionHandler:^(SCShareableContent* inhalt, NSError* error) {
+                                     if (inhalt == nil) return fertig(nullptr, fehlerAus(error));
+                                     fertig(std::make_shared<SckInhalt>(inhalt), std::nullopt);
+                                   }];
+    }
   }
 
   std::unique_ptr<StromAufrufe> strom() override { return std::make_unique<SckStromAufrufe>(); }

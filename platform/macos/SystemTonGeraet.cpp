@@ -37,13 +37,17 @@ Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                  Wartestelle::Frist frist) {
   std::shared_ptr<const Inhalt> inhalt;
   if (Ergebnis fehler = frageInhalt(*dienst_, false, inhalt, stelle, frist)) return fehler;
-  if (!inhalt->hatDisplay()) return Fehler{"hallkorb", 1, "kein Display gefunden"};
+  if (!inhalt->hatDisplay()) return keinDisplay();
   strom_ = std::make_shared<SckStrom>(dienst_->strom());
   weiche_ = std::make_shared<Weiche>(std::move(empfaenger), strom_);
   Ergebnis fehler = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
                                    "sck.audio", weiche_, stelle, frist);
   if (fehler) return erklaert(*std::move(fehler));
   return std::nullopt;
+}
+
+bool SystemTonGeraet::laeuft() {
+  return strom_ != nullptr && strom_->laeuft();
 }
 
 void SystemTonGeraet::schliesse() {

@@ -18,6 +18,7 @@ class SystemTonGeraet final : public AudioGeraet {
   [[nodiscard]] Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                 const std::shared_ptr<Wartestelle>& stelle,
                                 Wartestelle::Frist frist) override;
+  [[nodiscard]] bool laeuft() override;
   void schliesse() override;
 
  private:

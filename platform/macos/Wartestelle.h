@@ -31,6 +31,11 @@ class Wartestelle {
   using Uhr = std::chrono::steady_clock;
   using Frist = Uhr::time_point;
 
+  Wartestelle() = default;
+  virtual ~Wartestelle() = default;
+  Wartestelle(const Wartestelle&) = delete;
+  Wartestelle& operator=(const Wartestelle&) = delete;
+
   // Ends all waits that may be aborted, those to come too.
   void brichAb() {
     aendere([this] { abgebrochen_ = true; });
@@ -55,9 +60,17 @@ class Wartestelle {
   template <class Fertig>
   bool warte(Frist frist, Fertig fertig, Abbrechbar abbrechbar = Abbrechbar::ja) {
     std::unique_lock halter(lock_);
-    neues_.wait_until(halter, frist,
-                      [&] { return fertig() || (abbrechbar == Abbrechbar::ja && abgebrochen_); });
+    const auto zuEnde = [&] { return fertig() || (abbrechbar == Abbrechbar::ja && abgebrochen_); };
+    bool zeit = true;
+    while (!zuEnde() && zeit)
+      zeit = schlafe(halter, frist);
     return fertig();
+  }
+
+ protected:
+  // Sleeps until something is new, or until `frist`; then false. Tests let the time pass otherwise.
+  virtual bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) {
+    return neues_.wait_until(halter, frist) == std::cv_status::no_timeout;
   }
 
  private:

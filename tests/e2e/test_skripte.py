@@ -7,6 +7,7 @@ import signal
 import subprocess
 import tempfile
 import unittest
+import unittest.mock
 
 import lauf  # first: it finds the scripts' modules
 import anzeige
@@ -75,6 +76,48 @@ class Anzeigen(unittest.TestCase):
         self.assertEqual(self.ausgabe.getvalue(), (
             "00:00  {kaputt\n00:00  [1]\n00:00  42\n"
             "00:00  microphone missing: kein Mikrofon\n00:00  neu: wert 3\n"))
+
+
+class Nachkommen(unittest.TestCase):
+    """The processes below one, found by /proc and, as on macOS, by asking ps."""
+
+    def setUp(self):
+        self.kinder = []
+        self.addCleanup(self.raeume_auf)
+
+    def raeume_auf(self):
+        for kind in self.kinder:
+            kind.kill()
+            kind.wait()
+            kind.stdout.close()
+
+    def starte(self):
+        """A child with a child of its own, both asleep; returns both ids."""
+        kind = subprocess.Popen(["sh", "-c", "sleep 1000 & echo $!; wait"], stdout=subprocess.PIPE,
+                                text=True)
+        self.kinder.append(kind)
+        return kind.pid, int(kind.stdout.readline())
+
+    def erwarte(self, gefunden, wurzel=None):
+        for linux in {prozesse.LINUX, False}:
+            with self.subTest(linux=linux), unittest.mock.patch.object(prozesse, "LINUX", linux):
+                self.assertEqual(prozesse.nachkommen(wurzel), gefunden)
+
+    def test_wer_fragt_zaehlt_nicht_mit(self):
+        self.erwarte([])
+
+    def test_kinder_und_kindeskinder(self):
+        kind, enkel = self.starte()
+        self.addCleanup(os.kill, enkel, signal.SIGKILL)
+        self.erwarte([kind, enkel])
+        self.erwarte([enkel], wurzel=kind)
+
+    def test_wer_beendet_ist_zaehlt_nicht_mit(self):
+        kind = subprocess.Popen(["true"])
+        self.addCleanup(kind.wait)
+        # Ended, but not yet waited for.
+        os.waitid(os.P_PID, kind.pid, os.WEXITED | os.WNOWAIT)
+        self.erwarte([])
 
 
 class Skripte(unittest.TestCase):

@@ -4,6 +4,7 @@
 #include "platform/macos/AssetSchreiber.h"
 #include "platform/macos/MacBild.h"
 #include "tests/macos/Buch.h"
+#include "tests/support/AusgabeFaenger.h"
 
 namespace hallkorb {
 namespace {
@@ -11,11 +12,15 @@ namespace {
 struct Writer {
   Buch buch;
   Ergebnis bauFehler;
+  Ergebnis fragmentFehler;
   bool nimmtEingang = true;
   Ergebnis eingangFehler;
-  bool beginnt = true;
+  Ergebnis beginnFehler;
+  Ergebnis sitzungFehler;
   bool bereit = true;
-  bool nimmtBild = true;
+  Ergebnis bildFehler;
+  Ergebnis endeFehler;
+  Ergebnis abschlussFehler;
   SchreiberStatus status = SchreiberStatus::unbekannt;
   SchreiberStatus endstand = SchreiberStatus::fertig;
   Ergebnis fehler;
@@ -29,11 +34,14 @@ std::string lesbar(const Medienzeit& zeit) {
 class Attrappe final : public SchreiberAufrufe {
  public:
   explicit Attrappe(Writer& w) : w_(w) {}
-  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen,
-                const Medienzeit& fragment) override {
-    w_.buch.schreibe("baue " + pfad + " " + lesbar(fragment));
+  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen) override {
+    w_.buch.schreibe("baue " + pfad);
     w_.einstellungen = einstellungen;
     return w_.bauFehler;
+  }
+  Ergebnis setzeFragmente(const Medienzeit& abstand) override {
+    w_.buch.schreibe("fragmente " + lesbar(abstand));
+    return w_.fragmentFehler;
   }
   bool nimmtEingang() override { return w_.nimmtEingang; }
   Ergebnis fuegeEingangHinzu() override {
@@ -41,29 +49,36 @@ class Attrappe final : public SchreiberAufrufe {
     return w_.eingangFehler;
   }
   void entferneDatei(const std::string& pfad) override { w_.buch.schreibe("entferne " + pfad); }
-  bool beginneSchreiben() override {
+  Ergebnis beginneSchreiben() override {
     w_.buch.schreibe("beginne");
-    w_.status = w_.beginnt ? SchreiberStatus::schreibt : SchreiberStatus::gescheitert;
-    return w_.beginnt;
+    w_.status = w_.beginnFehler ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
+    return w_.beginnFehler;
   }
-  void beginneSitzung(const Medienzeit& beginn) override {
+  Ergebnis beginneSitzung(const Medienzeit& beginn) override {
     w_.buch.schreibe("sitzung ab " + lesbar(beginn));
+    return w_.sitzungFehler;
   }
   SchreiberStatus status() override { return w_.status; }
   Ergebnis fehler() override { return w_.fehler; }
   bool bereit() override { return w_.bereit; }
-  bool haengeAn(const void* probe) override {
+  Ergebnis haengeAn(const void* probe) override {
     w_.buch.schreibe("bild " + std::to_string(*static_cast<const int*>(probe)));
-    return w_.nimmtBild;
+    return w_.bildFehler;
   }
-  void markiereFertig() override { w_.buch.schreibe("fertig"); }
-  void beendeSitzung(const Medienzeit& ende) override {
+  Ergebnis markiereFertig() override {
+    w_.buch.schreibe("fertig");
+    return w_.endeFehler;
+  }
+  Ergebnis beendeSitzung(const Medienzeit& ende) override {
     w_.buch.schreibe("sitzung bis " + lesbar(ende));
+    return w_.endeFehler;
   }
-  void schliesseAb(std::function<void()> fertig) override {
+  Ergebnis schliesseAb(std::function<void()> fertig) override {
     w_.buch.schreibe("schliesse ab");
+    if (w_.abschlussFehler) return w_.abschlussFehler;
     w_.status = w_.endstand;
     fertig();
+    return std::nullopt;
   }
 
  private:
@@ -88,7 +103,7 @@ class AssetSchreiberTest : public testing::Test {
 TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   const auto schreiber = neu();
   ASSERT_NE(schreiber, nullptr);
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4 2/1", "eingang"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang"}));
   EXPECT_FALSE(schreiber->schreibt());
 
   EXPECT_TRUE(schreiber->starte(12.5));
@@ -116,14 +131,14 @@ TEST_F(AssetSchreiberTest, AWriterThatCannotBeMadeSaysWhy) {
   w.bauFehler = kaputt;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, kaputt);
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4 2/1"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4"}));
 }
 
 TEST_F(AssetSchreiberTest, AWriterThatRefusesTheInputSaysSo) {
   w.nimmtEingang = false;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, (Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"}));
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4 2/1"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1"}));
 }
 
 TEST_F(AssetSchreiberTest, AnExceptionWhileAddingTheInputIsTheReason) {
@@ -133,12 +148,11 @@ TEST_F(AssetSchreiberTest, AnExceptionWhileAddingTheInputIsTheReason) {
 }
 
 TEST_F(AssetSchreiberTest, WritingThatDoesNotStartOpensNoSession) {
-  w.beginnt = false;
-  w.fehler = kaputt;
+  w.beginnFehler = kaputt;
   const auto schreiber = neu();
   EXPECT_FALSE(schreiber->starte(1));
-  EXPECT_EQ(w.buch.nimm(),
-            (Eintraege{"baue /x/video.mp4 2/1", "eingang", "entferne /x/video.mp4", "beginne"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang",
+                                      "entferne /x/video.mp4", "beginne"}));
   EXPECT_EQ(schreiber->fehler(), kaputt);
   EXPECT_FALSE(schreiber->bereit());
   EXPECT_FALSE(haengeAn(*schreiber, 1));
@@ -151,8 +165,68 @@ TEST_F(AssetSchreiberTest, AnInputThatIsNotReadyAndAPictureThatIsNotTakenShow) {
   EXPECT_TRUE(schreiber->starte(1));
   w.bereit = false;
   EXPECT_FALSE(schreiber->bereit());
-  w.nimmtBild = false;
+  w.bildFehler = kaputt;
   EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+}
+
+TEST_F(AssetSchreiberTest, ASystemWithoutFragmentsWritesTheVideoAllTheSame) {
+  AusgabeFaenger faenger;
+  w.fragmentFehler = kaputt;
+  const auto schreiber = neu();
+  ASSERT_NE(schreiber, nullptr);
+  EXPECT_TRUE(schreiber->starte(1));
+  EXPECT_TRUE(haengeAn(*schreiber, 1));
+  EXPECT_TRUE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), std::nullopt);
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (std::vector<std::string>{"[hallkorb] Video ohne Fragmente, nach einem Absturz nicht "
+                                      "abspielbar: geht nicht"}));
+}
+
+TEST_F(AssetSchreiberTest, ASessionThatDoesNotBeginTakesNoPictures) {
+  w.sitzungFehler = kaputt;
+  const auto schreiber = neu();
+  EXPECT_FALSE(schreiber->starte(1));
+  static_cast<void>(w.buch.nimm());
+  EXPECT_EQ(w.status, SchreiberStatus::schreibt);
+  EXPECT_FALSE(schreiber->schreibt());
+  EXPECT_FALSE(schreiber->bereit());
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  EXPECT_EQ(w.buch.nimm(), Eintraege{});
+}
+
+TEST_F(AssetSchreiberTest, AFileWhoseEndCannotBeSetIsCompletedWithoutIt) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.endeFehler = kaputt;
+  EXPECT_TRUE(schreiber->schliesseAb(2));
+}
+
+// Nobody would answer: a wait would take ten seconds.
+TEST_F(AssetSchreiberTest, ACompletionThatCannotBeginIsNotWaitedFor) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.abschlussFehler = kaputt;
+  w.endstand = SchreiberStatus::fertig;
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+}
+
+TEST_F(AssetSchreiberTest, TheWritersOwnErrorCountsBeforeThoseOfTheCalls) {
+  const Fehler voll{"AVFoundationErrorDomain", -11807, "kein Platz"};
+  const Fehler zweiter{"NSException", 0, "zu spaet"};
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.bildFehler = kaputt;
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  w.bildFehler = zweiter;
+  EXPECT_FALSE(haengeAn(*schreiber, 2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  w.fehler = voll;
+  EXPECT_EQ(schreiber->fehler(), voll);
 }
 
 TEST_F(AssetSchreiberTest, AFileThatCannotBeCompletedIsNotComplete) {

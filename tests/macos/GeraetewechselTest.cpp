@@ -42,7 +42,10 @@ class Engine final : public EngineAufrufe {
     const std::lock_guard halter(mac_.lock);
     mac_.veraendert = std::move(veraendert);
   }
-  bool hatEingang() override { return true; }
+  Ergebnis liesEingang(Eingang& eingang) override {
+    eingang = {48000, 2};
+    return std::nullopt;
+  }
   Ergebnis setzeAbgriff(std::uint32_t, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     const std::lock_guard halter(mac_.lock);
     mac_.empfaenger = std::move(empfaenger);
@@ -56,9 +59,10 @@ class Engine final : public EngineAufrufe {
     mac_.neues.notify_all();
     return std::nullopt;
   }
+  bool laeuft() override { return false; }
   void beobachteNichtMehr() override {}
-  void entferneAbgriff() override {}
-  void stoppe() override {}
+  Ergebnis entferneAbgriff() override { return std::nullopt; }
+  Ergebnis stoppe() override { return std::nullopt; }
   void gibFrei() override {}
 
  private:

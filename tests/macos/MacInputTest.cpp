@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <deque>
 #include <thread>
 
@@ -32,6 +33,8 @@ struct Skript {
   bool weiter = false;        // lets an opening that hangs go on
   bool letzterBlock = false;  // closing hands a last block over
   std::thread::id abgebautVon = {};
+  std::atomic<bool> laeuft{false};          // in spite of what it has told
+  std::optional<Fehler> waehrendOeffnen{};  // is told while it is opened
 
   std::shared_ptr<BlockEmpfaenger> sitzung(std::size_t nummer) {
     const std::lock_guard halter(lock);
@@ -57,6 +60,9 @@ class Geraet final : public AudioGeraet {
       if (skript_.oeffnungen.size() > 1) skript_.oeffnungen.pop_front();
     }
     skript_.buch.schreibe("oeffne");
+    if (skript_.waehrendOeffnen) {
+      skript_.sitzung(skript_.empfaenger.size() - 1)->ausgefallen(*skript_.waehrendOeffnen);
+    }
     switch (oeffnung.art) {
       case Skript::Art::gelingt:
         return std::nullopt;
@@ -75,6 +81,11 @@ class Geraet final : public AudioGeraet {
     return std::nullopt;
   }
 
+  bool laeuft() override {
+    const bool laeuft = skript_.laeuft;
+    if (laeuft) skript_.buch.schreibe("laeuft noch");
+    return laeuft;
+  }
   void schliesse() override {
     if (skript_.letzterBlock) {
       if (const auto e = skript_.sitzung(skript_.empfaenger.size() - 1)) e->block({});
@@ -107,6 +118,33 @@ PcmBlock block(std::uint32_t frames) {
   b.frames = frames;
   return b;
 }
+
+// Lets the looks for silence follow each other at once, each after one block.
+class Zeitraffer final : public Wartestelle {
+ public:
+  static constexpr milliseconds STILLE = std::chrono::hours(100);
+  static constexpr std::uint32_t BLICKE = 3;
+
+  explicit Zeitraffer(Skript& skript) : skript_(skript) {}
+
+ private:
+  bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) override {
+    if (frist < Uhr::now() + STILLE / 2) return Wartestelle::schlafe(halter, frist);
+    if (blicke_ == BLICKE) {
+      skript_.buch.schreibe("genug gesehen");
+      ++blicke_;
+    }
+    if (blicke_ > BLICKE) return Wartestelle::schlafe(halter, frist);
+    ++blicke_;
+    halter.unlock();
+    if (const auto sitzung = skript_.sitzung(0)) sitzung->block(block(blicke_));
+    halter.lock();
+    return false;
+  }
+
+  Skript& skript_;
+  std::uint32_t blicke_ = 0;  // the input's thread
+};
 
 class MacInputTest : public testing::Test {
  protected:
@@ -296,6 +334,73 @@ TEST_F(MacInputTest, ADeviceThatFallsSilentWithoutAWordIsOpenedAnew) {
   EXPECT_EQ(
       skript.buch.warteAuf(4),
       (Eintraege{"oeffne", "schliesse", "unterbrochen: das Geraet liefert nichts mehr", "oeffne"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatDeliversBetweenTwoLooksIsNotSilent) {
+  zeiten.stille = Zeitraffer::STILLE;
+  MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
+                    std::make_shared<Zeitraffer>(skript));
+  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  EXPECT_EQ(skript.buch.warteAuf(5),
+            (Eintraege{"oeffne", "block 1", "block 2", "block 3", "genug gesehen"}));
+}
+
+TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
+  skript.laeuft = true;
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(2));
+  skript.sitzung(0)->block(block(1));
+  skript.laeuft = false;
+  skript.sitzung(0)->ausgefallen(KAPUTT);
+  EXPECT_EQ(skript.buch.warteAuf(6), (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse",
+                                                "unterbrochen: geht nicht", "oeffne"}));
+}
+
+TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
+  skript.waehrendOeffnen = WEG;
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(skript.buch.warteAuf(4),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
+}
+
+TEST_F(MacInputTest, AChangeThatTheOpeningItselfMakesIsNone) {
+  skript.waehrendOeffnen = WEG;
+  skript.laeuft = true;
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(2));
+  skript.sitzung(0)->block(block(1));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) {
+  zeiten.abstand = milliseconds(2);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = milliseconds(9);
+  const auto anfang = Wartestelle::Uhr::now();
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  // Nothing is delivered, so only the first loss is told.
+  for (std::size_t verlust = 0; verlust < 5; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
+  }
+  EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(2 + 4 + 8 + 9 + 9));
+}
+
+// With a pause that grew, the test would run into its time limit.
+TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
+  zeiten.abstand = milliseconds(1);
+  zeiten.frueh = milliseconds(0);
+  zeiten.laengsterAbstand = std::chrono::hours(1);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  for (std::size_t verlust = 0; verlust < 30; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
+  }
 }
 
 TEST_F(MacInputTest, StopMayBeRepeated) {

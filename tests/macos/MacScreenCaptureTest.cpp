@@ -88,7 +88,9 @@ TEST_F(MacScreenCaptureTest, AStartThatFailsLeavesNothing) {
   dienst.start = kaputt;
   EXPECT_EQ(strom->start(7, hoerer), kaputt);
   EXPECT_EQ(dienst.buch.nimm(),
-            (Eintraege{"baue fenster 7", "bild auf sck.video", "starte", "stoppe", "gib frei"}));
+            (Eintraege{"baue fenster 7", "bild auf sck.video", "starte", "gib frei"}));
+  dienst.empfaenger.lock()->bild({1.5, BildStatus::vollstaendig, nullptr});
+  EXPECT_EQ(hoerer.eintraege, Eintraege{});
 }
 
 TEST_F(MacScreenCaptureTest, ASwitchThatFailsLeavesTheStreamAsItWas) {
@@ -116,6 +118,17 @@ TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndOnlyDropped) 
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"gib frei"}));
 }
 
+TEST_F(MacScreenCaptureTest, TheFirstPictureMayComeBeforeTheStartIsAnswered) {
+  sieh();
+  dienst.beimStart = [this] {
+    dienst.empfaenger.lock()->bild({1.5, BildStatus::vollstaendig, nullptr});
+    EXPECT_EQ(hoerer.eintraege, (Eintraege{"bild 1.500000"}));
+  };
+  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  dienst.empfaenger.lock()->beendet(kaputt);
+  EXPECT_EQ(hoerer.eintraege, (Eintraege{"bild 1.500000", "gestoppt: startet nicht"}));
+}
+
 TEST_F(MacScreenCaptureTest, AStreamThatEndsWhileItStartsHasNotStarted) {
   sieh();
   dienst.beimStart = [this] { dienst.empfaenger.lock()->beendet(kaputt); };
@@ -135,6 +148,8 @@ TEST_F(MacScreenCaptureTest, AStopEndsAStartThatWaits) {
   stopp.join();
   EXPECT_EQ(strom->start(7, hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
   EXPECT_EQ(strom->wechsle(7), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
+  EXPECT_EQ(dienst.buch.nimm(),
+            (Eintraege{"baue fenster 7", "bild auf sck.video", "starte", "stoppe", "gib frei"}));
 }
 
 TEST_F(MacScreenCaptureTest, AWindowsStreamHasTheSettingsOfTheRecorder) {

@@ -13,9 +13,12 @@ struct Mac {
   Buch buch;
   Erlaubnis erlaubnis = Erlaubnis::erteilt;
   std::optional<bool> antwort;  // of the user, when asked
-  bool eingang = true;
+  Eingang eingang{48000, 1};
+  Ergebnis eingangFehler;
   Ergebnis abgriffFehler;
   Ergebnis startFehler;
+  Ergebnis abbauFehler;
+  bool laeuft = true;
   std::function<void()> veraendert;
 };
 
@@ -33,7 +36,10 @@ class Engine final : public EngineAufrufe {
     mac_.buch.schreibe("beobachte");
     mac_.veraendert = std::move(veraendert);
   }
-  bool hatEingang() override { return mac_.eingang; }
+  Ergebnis liesEingang(Eingang& eingang) override {
+    eingang = mac_.eingang;
+    return mac_.eingangFehler;
+  }
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger>) override {
     mac_.buch.schreibe("abgriff " + std::to_string(frames));
     return mac_.abgriffFehler;
@@ -43,18 +49,27 @@ class Engine final : public EngineAufrufe {
     return mac_.startFehler;
   }
   void beobachteNichtMehr() override { mac_.buch.schreibe("beobachte nicht mehr"); }
-  void entferneAbgriff() override { mac_.buch.schreibe("entferne abgriff"); }
-  void stoppe() override { mac_.buch.schreibe("stoppe"); }
+  bool laeuft() override { return mac_.laeuft; }
+  Ergebnis entferneAbgriff() override {
+    mac_.buch.schreibe("entferne abgriff");
+    return mac_.abbauFehler;
+  }
+  Ergebnis stoppe() override {
+    mac_.buch.schreibe("stoppe");
+    return mac_.abbauFehler;
+  }
   void gibFrei() override { mac_.buch.schreibe("gib frei"); }
 
  private:
   Mac& mac_;
 };
 
+// What it is told outlives it.
 struct Empfaenger final : BlockEmpfaenger {
+  explicit Empfaenger(std::shared_ptr<Eintraege> g) : gruende(std::move(g)) {}
   void block(const PcmBlock&) override {}
-  void ausgefallen(const Fehler& grund) override { gruende.push_back(grund.description); }
-  Eintraege gruende;
+  void ausgefallen(const Fehler& grund) override { gruende->push_back(grund.description); }
+  std::shared_ptr<Eintraege> gruende;
 };
 
 class MikrofonGeraetTest : public testing::Test {
@@ -63,7 +78,8 @@ class MikrofonGeraetTest : public testing::Test {
 
   const Fehler kaputt{"AVFoundation", -10868, "geht nicht"};
   Mac mac;
-  std::shared_ptr<Empfaenger> empfaenger = std::make_shared<Empfaenger>();
+  std::shared_ptr<Eintraege> gruende = std::make_shared<Eintraege>();
+  std::shared_ptr<Empfaenger> empfaenger = std::make_shared<Empfaenger>(gruende);
   std::shared_ptr<Wartestelle> stelle = std::make_shared<Wartestelle>();
   MikrofonGeraet geraet{std::make_unique<Engine>(mac)};
 };
@@ -87,10 +103,13 @@ TEST_F(MikrofonGeraetTest, EveryOpeningHasAnEngineOfItsOwn) {
 }
 
 TEST_F(MikrofonGeraetTest, WithoutAnInputDeviceNoTapIsInstalled) {
-  mac.eingang = false;
-  EXPECT_EQ(oeffne(), (Fehler{"hallkorb", 2, "kein Mikrofon gefunden"}));
-  geraet.schliesse();
-  EXPECT_EQ(mac.buch.nimm(), (Eintraege{"baue", "beobachte", "beobachte nicht mehr", "gib frei"}));
+  for (const Eingang& eingang : {Eingang{0, 1}, Eingang{48000, 0}}) {
+    mac.eingang = eingang;
+    EXPECT_EQ(oeffne(), (Fehler{"hallkorb", 2, "kein Mikrofon gefunden"}));
+    geraet.schliesse();
+    EXPECT_EQ(mac.buch.nimm(),
+              (Eintraege{"baue", "beobachte", "beobachte nicht mehr", "gib frei"}));
+  }
 }
 
 TEST_F(MikrofonGeraetTest, ATapThatIsRefusedIsNotRemoved) {
@@ -112,13 +131,42 @@ TEST_F(MikrofonGeraetTest, AnEngineThatDoesNotStartLosesItsTap) {
 TEST_F(MikrofonGeraetTest, AChangeOfTheDeviceIsTold) {
   EXPECT_EQ(oeffne(), std::nullopt);
   mac.veraendert();
-  EXPECT_EQ(empfaenger->gruende, (Eintraege{"das Eingabegeraet hat gewechselt"}));
+  EXPECT_EQ(*gruende, (Eintraege{"das Eingabegeraet hat gewechselt"}));
 }
 
 TEST_F(MikrofonGeraetTest, AChangeThatComesLateTellsNobody) {
   EXPECT_EQ(oeffne(), std::nullopt);
+  mac.veraendert();
   empfaenger.reset();
   mac.veraendert();
+  EXPECT_EQ(*gruende, (Eintraege{"das Eingabegeraet hat gewechselt"}));
+}
+
+TEST_F(MikrofonGeraetTest, ItRunsFromTheOpeningToTheClosingWhileTheEngineDoes) {
+  EXPECT_FALSE(geraet.laeuft());
+  EXPECT_EQ(oeffne(), std::nullopt);
+  EXPECT_TRUE(geraet.laeuft());
+  mac.laeuft = false;
+  EXPECT_FALSE(geraet.laeuft());
+  mac.laeuft = true;
+  geraet.schliesse();
+  EXPECT_FALSE(geraet.laeuft());
+}
+
+TEST_F(MikrofonGeraetTest, ATakeDownThatFailsGoesOn) {
+  mac.abbauFehler = kaputt;
+  EXPECT_EQ(oeffne(), std::nullopt);
+  static_cast<void>(mac.buch.nimm());
+  geraet.schliesse();
+  EXPECT_EQ(mac.buch.nimm(),
+            (Eintraege{"beobachte nicht mehr", "entferne abgriff", "stoppe", "gib frei"}));
+}
+
+TEST_F(MikrofonGeraetTest, ADeviceThatCannotBeAskedIsNotTapped) {
+  mac.eingangFehler = kaputt;
+  EXPECT_EQ(oeffne(), kaputt);
+  geraet.schliesse();
+  EXPECT_EQ(mac.buch.nimm(), (Eintraege{"baue", "beobachte", "beobachte nicht mehr", "gib frei"}));
 }
 
 TEST_F(MikrofonGeraetTest, ARefusedPermissionTouchesNoDevice) {

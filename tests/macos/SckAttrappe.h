@@ -22,6 +22,7 @@ struct SckDienst {
   std::vector<ScreenWindow> fenster;
   Antwort inhalt = Ergebnis();
   bool ohneInhalt = false;  // the answer holds neither a snapshot nor an error
+  Ergebnis bauen;
   Ergebnis verbinden;
   Antwort start = Ergebnis();
   Antwort wechsel = Ergebnis();
@@ -71,12 +72,13 @@ class SckAttrappe final : public SckAufrufe {
   class Strom final : public StromAufrufe {
    public:
     explicit Strom(SckDienst& dienst) : dienst_(dienst) {}
-    void baue(const Inhalt&, std::optional<std::uint32_t> fenster,
-              const StromEinstellungen& einstellungen,
-              std::weak_ptr<StromEmpfaenger> empfaenger) override {
+    Ergebnis baue(const Inhalt&, std::optional<std::uint32_t> fenster,
+                  const StromEinstellungen& einstellungen,
+                  std::weak_ptr<StromEmpfaenger> empfaenger) override {
       dienst_.buch.schreibe(fenster ? "baue fenster " + std::to_string(*fenster) : "baue display");
       dienst_.einstellungen = einstellungen;
       dienst_.empfaenger = std::move(empfaenger);
+      return dienst_.bauen;
     }
     Ergebnis verbinde(StromAusgang ausgang, const char* queue) override {
       dienst_.buch.schreibe((ausgang == StromAusgang::ton ? "ton auf " : "bild auf ") +

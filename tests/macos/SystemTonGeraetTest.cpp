@@ -8,12 +8,14 @@
 namespace hallkorb {
 namespace {
 
+// What it is told outlives it.
 struct Empfaenger final : BlockEmpfaenger {
+  explicit Empfaenger(std::shared_ptr<Eintraege> e) : eintraege(std::move(e)) {}
   void block(const PcmBlock& block) override {
-    eintraege.push_back("block " + std::to_string(block.frames));
+    eintraege->push_back("block " + std::to_string(block.frames));
   }
-  void ausgefallen(const Fehler& grund) override { eintraege.push_back(grund.description); }
-  Eintraege eintraege;
+  void ausgefallen(const Fehler& grund) override { eintraege->push_back(grund.description); }
+  std::shared_ptr<Eintraege> eintraege;
 };
 
 class SystemTonGeraetTest : public testing::Test {
@@ -22,7 +24,8 @@ class SystemTonGeraetTest : public testing::Test {
 
   const Fehler kaputt{SCREEN_CAPTURE_DOMAIN, -3802, "startet nicht"};
   SckDienst dienst;
-  std::shared_ptr<Empfaenger> empfaenger = std::make_shared<Empfaenger>();
+  std::shared_ptr<Eintraege> eintraege = std::make_shared<Eintraege>();
+  std::shared_ptr<Empfaenger> empfaenger = std::make_shared<Empfaenger>(eintraege);
   std::shared_ptr<Wartestelle> stelle = std::make_shared<Wartestelle>();
   SystemTonGeraet geraet{std::make_shared<SckAttrappe>(dienst)};
 };
@@ -31,7 +34,9 @@ TEST_F(SystemTonGeraetTest, OpensAndClosesInOrder) {
   EXPECT_EQ(oeffne(), std::nullopt);
   EXPECT_EQ(dienst.buch.nimm(),
             (Eintraege{"inhalt", "baue display", "ton auf sck.audio", "starte"}));
+  EXPECT_TRUE(geraet.laeuft());
   geraet.schliesse();
+  EXPECT_FALSE(geraet.laeuft());
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
   geraet.schliesse();
   EXPECT_EQ(dienst.buch.nimm(), Eintraege{});
@@ -43,9 +48,11 @@ TEST_F(SystemTonGeraetTest, BlocksReachTheReceiverWhileItIsThere) {
   PcmBlock block;
   block.frames = 960;
   strom->ton(block);
-  EXPECT_EQ(empfaenger->eintraege, (Eintraege{"block 960"}));
+  EXPECT_EQ(*eintraege, (Eintraege{"block 960"}));
   empfaenger.reset();
   strom->ton(block);
+  strom->beendet(kaputt);
+  EXPECT_EQ(*eintraege, (Eintraege{"block 960"}));
 }
 
 TEST_F(SystemTonGeraetTest, WithoutADisplayNoStreamIsBuilt) {
@@ -83,8 +90,8 @@ TEST_F(SystemTonGeraetTest, AStartThatFailsLeavesNothing) {
   dienst.start = kaputt;
   EXPECT_EQ(oeffne(), kaputt);
   geraet.schliesse();
-  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"inhalt", "baue display", "ton auf sck.audio", "starte",
-                                           "stoppe", "gib frei"}));
+  EXPECT_EQ(dienst.buch.nimm(),
+            (Eintraege{"inhalt", "baue display", "ton auf sck.audio", "starte", "gib frei"}));
 }
 
 TEST_F(SystemTonGeraetTest, AStartThatIsNotAnsweredIsTakenBack) {
@@ -99,7 +106,8 @@ TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsToldAndOnlyDropped) {
   EXPECT_EQ(oeffne(), std::nullopt);
   static_cast<void>(dienst.buch.nimm());
   dienst.empfaenger.lock()->beendet({SCREEN_CAPTURE_DOMAIN, -3821, "stopped"});
-  EXPECT_EQ(empfaenger->eintraege, (Eintraege{"macOS hat die Aufnahme beendet"}));
+  EXPECT_EQ(*eintraege, (Eintraege{"macOS hat die Aufnahme beendet"}));
+  EXPECT_FALSE(geraet.laeuft());
   geraet.schliesse();
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"gib frei"}));
 }

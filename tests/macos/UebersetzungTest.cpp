@@ -28,6 +28,17 @@ std::vector<float> samples(const std::optional<PcmBlock>& block) {
                : std::vector<float>();
 }
 
+TEST(FramesAusTest, ABufferHasAsManyFramesAsItSays) {
+  EXPECT_EQ(framesAus(1), 1U);
+  EXPECT_EQ(framesAus(2'147'483'647), 2'147'483'647U);
+  EXPECT_EQ(framesAus(0), std::nullopt);
+}
+
+TEST(FramesAusDeathTest, ANumberThatNoBufferCanHaveStopsTheProcess) {
+  EXPECT_DEATH(static_cast<void>(framesAus(-1)), "Audiopuffer: unmoegliche Laenge");
+  EXPECT_DEATH(static_cast<void>(framesAus(2'147'483'648)), "Audiopuffer: unmoegliche Laenge");
+}
+
 class PcmUebersetzerTest : public testing::Test {
  protected:
   PcmUebersetzer uebersetzer;
@@ -174,8 +185,9 @@ TEST(FehlertexteTest, EveryMissingPermissionSaysWhatToDo) {
                     "Mikrofon) und die Aufnahme neu beginnen"}));
   EXPECT_EQ(erklaert({SCREEN_CAPTURE_DOMAIN, -3801, "declined"}).description,
             "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "
-            "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme die App einschalten, die "
-            "die Aufnahme startet, und sie dann neu starten");
+            "Datenschutz & Sicherheit > Bildschirm- & Systemaudioaufnahme (bis macOS 14: "
+            "Bildschirmaufnahme) die App einschalten, die die Aufnahme startet, und sie dann neu "
+            "starten");
   EXPECT_EQ(erklaert({SCREEN_CAPTURE_DOMAIN, -3803, "x"}).description,
             "die App, die die Aufnahme startet, ist nicht fuer Bildschirmaufnahmen signiert");
 }

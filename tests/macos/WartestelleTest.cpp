@@ -41,13 +41,23 @@ TEST_F(WartestelleTest, AWaitEndsWithoutAnAnswerWhenTheTimeIsOver) {
   EXPECT_EQ(antwort.warte(jetzt), std::nullopt);
 }
 
-TEST_F(WartestelleTest, AnAnswerThatNobodyWaitsForAnyMoreIsHarmless) {
+TEST_F(WartestelleTest, AnAnswerThatNobodyWaitsForAnyMoreReachesNobody) {
   std::function<void(int)> empfang;
   {
-    Antwort<int> antwort(std::make_shared<Wartestelle>());
-    empfang = antwort.empfang();
+    Antwort<int> spaete(stelle);
+    empfang = spaete.empfang();
+    EXPECT_EQ(spaete.warte(jetzt), std::nullopt);
+  }
+  Antwort<int> naechste(stelle);
+  empfang(7);
+  EXPECT_EQ(naechste.warte(jetzt), std::nullopt);
+  // Neither does it when the place itself is only kept by the answer.
+  {
+    Antwort<int> allein(std::make_shared<Wartestelle>());
+    empfang = allein.empfang();
   }
   empfang(7);
+  EXPECT_FALSE(stelle->abgebrochen());
 }
 
 TEST_F(WartestelleTest, AnAbortEndsTheWaitsThatAreAndThoseToCome) {

@@ -1,4 +1,5 @@
 // Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+// As in the kernel's published interface (vm_deallocate); confirmed by no Mac.
 #pragma once
 #include <mach/mach_types.h>
 

@@ -1,4 +1,6 @@
 // Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+// Functions as in the manual pages mmap(2), mprotect(2), munmap(2); numbers are general knowledge of the system,
+// confirmed by no Mac.
 #pragma once
 #include <sys/types.h>
 

@@ -1,4 +1,5 @@
 // Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+// Functions as in the manual page getrlimit(2); numbers are general knowledge of the system, confirmed by no Mac.
 #pragma once
 #include <sys/time.h>
 #include <sys/types.h>

@@ -1,4 +1,6 @@
 // Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+// Functions as in the manual pages socket(2), bind(2), listen(2), accept(2), connect(2); layouts and numbers are general
+// knowledge of the system, confirmed by no Mac.
 #pragma once
 #include <sys/types.h>
 

@@ -1,4 +1,5 @@
 // Declarations of the platform interfaces this project calls, for type-checking without the platform SDK.
+// Layout as in the manual page unix(4); confirmed by no Mac.
 #pragma once
 #include <sys/socket.h>
 
