@@ -91,8 +91,10 @@ Ergebnis WindowVideoCapture::richteAuf(std::uint32_t fenster) {
   Ergebnis fehler = strom->start(fenster, *this);
   if (fehler) {
     strom->stop();
+    // Where a stream was wanted there is none: the next check is to start one, whatever its window.
     const std::lock_guard halter(zustand_);
     stream_ = nullptr;
+    streamWeg_ = true;
   }
   return fehler;
 }

@@ -121,7 +121,7 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   std::shared_ptr<WindowStream> stream_;
   bool beaufsichtigt_ = false;    // the supervision was started
   bool abgebrochen_ = false;      // the stop has come
-  bool streamWeg_ = false;        // the capture service has ended the stream
+  bool streamWeg_ = false;        // the service has ended the stream, or refused a new one
   bool laeuft_ = false;           // a stream runs
   bool pauseGemeldet_ = false;    // a pause was reported and has not ended
   std::optional<Wahl> aktuell_;   // the window being recorded
