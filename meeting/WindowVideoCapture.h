@@ -18,7 +18,9 @@
 //
 // Threads: starteGeduldig() and stop() from any thread, each once, one after the other; the
 // supervision has its own; pictures come on the stream's thread. `zustand_` guards what these
-// share, `bildLock_` the writer. Neither is held during a call of the platform that may block.
+// share, and no call of the platform that may block is made under it. `bildLock_` guards the writer
+// and is held while it takes a picture, with the first one also while the file is made: a disk that
+// hangs there holds up the stream's thread, and the stop.
 #pragma once
 
 #include <cstdint>
@@ -85,6 +87,7 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   void bild(const Bild& bild) override;
   void gestoppt(const Fehler& fehler) override;
   void starteSchreiber(double zeit);
+  void meldeAusfall();
   [[nodiscard]] std::string meldeBildquellen();
   [[nodiscard]] std::optional<Video> schliesseAb(std::string quelle);
   [[nodiscard]] bool abgebrochen();
@@ -113,9 +116,10 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
 
   std::mutex bildLock_;
   std::unique_ptr<VideoWriter> writer_;
-  std::optional<double> basis_;  // time of the first picture, host seconds
-  std::int64_t frames_ = 0;      // pictures in the file
-  std::int64_t verworfen_ = 0;   // pictures that came while the writer was not ready
+  std::optional<double> basis_;   // time of the first picture, host seconds
+  std::int64_t frames_ = 0;       // pictures in the file
+  std::int64_t verworfen_ = 0;    // pictures that came while the writer was not ready
+  bool ausfallGemeldet_ = false;  // that the writer does not write has been told
 
   std::mutex zustand_;
   std::shared_ptr<WindowStream> stream_;

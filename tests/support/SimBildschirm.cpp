@@ -136,7 +136,11 @@ class Bildschirm::Schreiber final : public VideoWriter {
   bool schreibt() const override { return gestartet_ && schirm_.schreiberSchreibt; }
   bool bereit() const override { return schirm_.schreiberBereit; }
   bool haengeAn(const Bild& bild) override {
-    if (!schirm_.schreiberNimmt) return false;
+    if (schirm_.schreiberScheitert) {
+      schirm_.schreiberFehler = schirm_.schreiberScheitert;
+      schirm_.schreiberSchreibt = false;
+    }
+    if (!schirm_.schreiberNimmt || !schirm_.schreiberSchreibt) return false;
     film().bilder.emplace_back(bild.zeit() - NULLZEIT, dynamic_cast<const SimBild&>(bild).fenster);
     return true;
   }

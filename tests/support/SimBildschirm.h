@@ -52,6 +52,7 @@ class Bildschirm {
   bool schreiberSchreibt = true;
   bool schreiberBereit = true;
   bool schreiberNimmt = true;
+  Ergebnis schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
   Ergebnis schreiberFehler;
 
