@@ -65,9 +65,10 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   // is reported, once; the search goes on. After stop() it does nothing.
   void starteGeduldig(double sekunden);
 
-  // Ends everything and finishes the file. Returns within a second, or within five when a call of
-  // the platform hangs. Nothing where there is no video; why has been said then. To be called
-  // whenever starteGeduldig() was.
+  // Ends everything and finishes the file, which takes as long as the writer needs for that (see
+  // Mp4Umbau.h: half a second for an hour's video); up to four seconds more when a call of the
+  // screen hangs. Nothing where there is no video; why has been said then. To be called whenever
+  // starteGeduldig() was.
   [[nodiscard]] std::optional<Video> stop();
 
   // What every stream is asked for.
