@@ -2,6 +2,7 @@
 
 #include <xcb/composite.h>
 
+#include <algorithm>
 #include <string>
 
 namespace hallkorb {
@@ -37,9 +38,9 @@ X11Fenster::~X11Fenster() {
   xcb_connection_t* c = verbindung_.get();
   verwirfPixmap();
   if (zerstoert_) return;  // with the window all of it has gone
-  const std::uint32_t nichts = XCB_EVENT_MASK_NO_EVENT;
+  // The events stay selected: the window that is recorded next may lie in the same frame, and this
+  // connection has one selection there for both. Events of other windows are passed over.
   xcb_damage_destroy(c, schaden_);
-  xcb_change_window_attributes(c, id_, XCB_CW_EVENT_MASK, &nichts);
   xcb_composite_unredirect_window(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
   xcb_flush(c);
 }
@@ -76,10 +77,9 @@ Ergebnis X11Fenster::beginne() {
     return Fehler{"x11", XCB_MATCH,
                   "die Farbtiefe " + std::to_string(masse->depth) + " wird nicht aufgenommen"};
   }
-  sichtbar_ = attribute->map_state == XCB_MAP_STATE_VIEWABLE;
   breite_ = masse->width;
   hoehe_ = masse->height;
-  suchOberstes();
+  siehNach();
   return std::nullopt;
 }
 
@@ -93,32 +93,32 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   }
   // The window that an event is about has the same place in all of these.
   const auto& meldung = reinterpret_cast<const xcb_unmap_notify_event_t&>(ereignis);
-  if (meldung.window != id_) return;
+  const bool eigenes = meldung.window == id_;
+  if (!eigenes &&
+      std::find(vorfahren_.begin(), vorfahren_.end(), meldung.window) == vorfahren_.end()) {
+    return;
+  }
   switch (art) {
     case XCB_CONFIGURE_NOTIFY: {
       const auto& neu = reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis);
-      if (neu.width == breite_ && neu.height == hoehe_) return;
+      if (!eigenes || (neu.width == breite_ && neu.height == hoehe_)) return;
       breite_ = neu.width;
       hoehe_ = neu.height;
+      verwirfPixmap();
       break;
     }
     case XCB_MAP_NOTIFY:
-      sichtbar_ = true;
-      suchOberstes();
-      break;
     case XCB_UNMAP_NOTIFY:
-      sichtbar_ = false;
-      break;
     case XCB_REPARENT_NOTIFY:
-      suchOberstes();
-      return;
+      siehNach();
+      break;
     case XCB_DESTROY_NOTIFY:
-      zerstoert_ = true;
+      zerstoert_ = zerstoert_ || eigenes;
+      verwirfPixmap();
       break;
     default:
-      return;
+      break;
   }
-  verwirfPixmap();
 }
 
 void X11Fenster::nimmVeraendert() {
@@ -146,15 +146,24 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   return quelle_;
 }
 
-void X11Fenster::suchOberstes() {
+void X11Fenster::siehNach() {
   xcb_connection_t* c = verbindung_.get();
-  oberstes_ = id_;
-  while (true) {
+  // Each window's events before its parent is asked for, and all of them before the state: what
+  // changes in between is told and looked at again.
+  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  vorfahren_.clear();
+  for (xcb_window_t fenster = id_;;) {
     const X11Antwort<xcb_query_tree_reply_t> baum(
-        xcb_query_tree_reply(c, xcb_query_tree(c, oberstes_), nullptr));
-    if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) return;
-    oberstes_ = baum->parent;
+        xcb_query_tree_reply(c, xcb_query_tree(c, fenster), nullptr));
+    if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) break;
+    fenster = baum->parent;
+    vorfahren_.push_back(fenster);
+    xcb_change_window_attributes(c, fenster, XCB_CW_EVENT_MASK, &ereignisse);
   }
+  const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
+      xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, id_), nullptr));
+  sichtbar_ = attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE;
+  verwirfPixmap();
 }
 
 void X11Fenster::verwirfPixmap() {

@@ -3,10 +3,13 @@
 
 #include <cstddef>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/X11Verbindung.h"
 #include "tests/support/Bildsammler.h"
 #include "tests/support/X11Sitzung.h"
 
@@ -23,7 +26,10 @@ constexpr std::uint32_t GRUEN = 0x10B030;
 // How pictures come is all the same to the one who gets them.
 class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
  protected:
-  X11Fensterstrom() { setzeHostClock(uhr_); }
+  explicit X11Fensterstrom(X11Sitzung::Verwalter verwalter = X11Sitzung::Verwalter::OPENBOX)
+      : sitzung_(verwalter) {
+    setzeHostClock(uhr_);
+  }
   ~X11Fensterstrom() override {
     if (strom_) strom_->stop();
   }
@@ -257,6 +263,112 @@ TEST_P(X11Fensterstrom, ThePointerOverAnotherWindowIsNotInThePicture) {
   EXPECT_FALSE(sammler_.warteAufBild(WEILE));
   sitzung_.setzeZeiger(600, 400);
   EXPECT_TRUE(sammler_.warteAufBild());
+}
+
+// A frame as a window manager makes one: a child of the root window that takes the window in.
+class Rahmen {
+ public:
+  Rahmen(const std::string& display, std::uint32_t fenster) : verbindung_(display) {
+    if (verbindung_.oeffne()) throw std::runtime_error("no X server");
+    xcb_connection_t* c = verbindung_.get();
+    id_ = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, id_, verbindung_.schirm().root, 20, 20, 800, 700, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_reparent_window(c, fenster, id_, 5, 25);
+    zeige();
+  }
+
+  void zeige() {
+    xcb_map_window(verbindung_.get(), id_);
+    gleiche();
+  }
+  void verstecke() {
+    xcb_unmap_window(verbindung_.get(), id_);
+    gleiche();
+  }
+  // Goes into another frame itself.
+  void zieheUm(const Rahmen& neuer) {
+    xcb_reparent_window(verbindung_.get(), id_, neuer.id_, 0, 0);
+    gleiche();
+  }
+
+ private:
+  void gleiche() {
+    const X11Antwort<xcb_get_input_focus_reply_t> fertig(xcb_get_input_focus_reply(
+        verbindung_.get(), xcb_get_input_focus(verbindung_.get()), nullptr));
+  }
+
+  X11Verbindung verbindung_;
+  xcb_window_t id_ = XCB_NONE;
+};
+
+// Of what becomes of its frame a window is told nothing.
+class X11FensterstromImRahmen : public X11Fensterstrom {
+ protected:
+  X11FensterstromImRahmen() : X11Fensterstrom(X11Sitzung::Verwalter::KEINER) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(, X11FensterstromImRahmen,
+                         testing::Values(X11ScreenCapture::Weg::SEGMENT,
+                                         X11ScreenCapture::Weg::SOCKET));
+
+TEST_P(X11FensterstromImRahmen, AFrameThatWasAwayShowsTheWindowAnew) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(sitzung_.display(), fenster->id());
+  ASSERT_TRUE(starte(*fenster));
+  for (const auto& [befehl, farbe] : {std::pair{"farbe C01020", ROT}, {"farbe 10B030", GRUEN}}) {
+    rahmen.verstecke();
+    rahmen.zeige();
+    fenster->tu(befehl);
+    EXPECT_TRUE(warteAufFarbe(farbe)) << befehl;
+  }
+}
+
+TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(sitzung_.display(), fenster->id());
+  rahmen.verstecke();
+  strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  rahmen.zeige();
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+}
+
+TEST_P(X11FensterstromImRahmen, AFrameMayComeWhileTheWindowIsRecordedAndMoveIntoAnother) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  Rahmen innen(sitzung_.display(), fenster->id());
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+  innen.verstecke();
+  innen.zeige();
+  fenster->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+  const auto anderes = sitzung_.fenster({});
+  Rahmen aussen(sitzung_.display(), anderes->id());
+  innen.zieheUm(aussen);
+  fenster->tu("farbe 2060A0");
+  EXPECT_TRUE(warteAufFarbe(BLAU));
+  aussen.verstecke();
+  aussen.zeige();
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+}
+
+TEST_P(X11FensterstromImRahmen, WindowsThatShareAFrameFollowEachOther) {
+  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  Rahmen rahmen(sitzung_.display(), eines->id());
+  Rahmen karte(sitzung_.display(), anderes->id());
+  karte.zieheUm(rahmen);
+  ASSERT_TRUE(starte(*eines));
+  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(warteAufFarbe(ROT));
+  rahmen.verstecke();
+  rahmen.zeige();
+  anderes->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
 }
 
 }  // namespace
