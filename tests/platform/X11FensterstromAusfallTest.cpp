@@ -39,6 +39,21 @@ TEST_F(X11FensterstromAusfall, AWindowThatDoesNotExist) {
   EXPECT_TRUE(sammler_.fehler().empty());
 }
 
+TEST(X11FensterstromFarbtiefe, PixelsThatAreNotThreeBytesAreRefused) {
+  LinuxHostClock uhr;
+  setzeHostClock(uhr);
+  for (const int tiefe : {16, 30}) {
+    const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER, {.farbtiefe = tiefe});
+    const auto fenster = sitzung.fenster({});
+    Bildsammler sammler;
+    const auto strom = X11ScreenCapture(sitzung.display()).stream({1280, 800, 1.0 / 15.0, true, 5});
+    const Ergebnis fehler = strom->start(fenster->id(), sammler);
+    ASSERT_TRUE(fehler) << tiefe;
+    EXPECT_EQ(fehler->description,
+              "die Farbtiefe " + std::to_string(tiefe) + " wird nicht aufgenommen");
+  }
+}
+
 TEST_F(X11FensterstromAusfall, NoServer) {
   const auto strom = X11ScreenCapture(":4711").stream({1280, 800, 1.0 / 15.0, true, 5});
   const Ergebnis fehler = strom->start(1, sammler_);
