@@ -26,11 +26,9 @@ std::vector<std::string> serverBefehl(const X11Sitzung::Server& server) {
   std::vector<std::string> worte = server.davor;
   // The server writes the number of the display that it has found free, to standard output.
   const std::string schirm = "1600x1000x" + std::to_string(server.farbtiefe);
-  for (const std::string& wort :
-       {std::string("Xvfb"), std::string("-displayfd"), std::string("1"), std::string("-screen"),
-        std::string("0"), schirm, std::string(server.tcp ? "-listen" : "-nolisten"),
-        std::string("tcp"), std::string("-noreset")}) {
-    worte.push_back(wort);
+  for (const char* wort : {"Xvfb", "-displayfd", "1", "-screen", "0", schirm.c_str(), "-nolisten",
+                           "tcp", "-noreset"}) {
+    worte.emplace_back(wort);
   }
   worte.insert(worte.end(), server.optionen.begin(), server.optionen.end());
   return worte;

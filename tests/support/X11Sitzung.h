@@ -38,7 +38,6 @@ class X11Sitzung {
   enum class Verwalter { OPENBOX, KEINER };
   struct Server {
     int farbtiefe = 24;
-    bool tcp = false;                     // also listens at localhost
     std::vector<std::string> davor{};     // a command that starts the server
     std::vector<std::string> optionen{};  // further ones of the server
   };
