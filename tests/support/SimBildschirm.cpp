@@ -32,9 +32,7 @@ class Bildschirm::Strom final : public WindowStream {
 
   Ergebnis start(std::uint32_t id, WindowStreamListener& hoerer) override {
     schirm_.aufrufe.push_back("start " + std::to_string(id));
-    const double bis = welt_.jetzt() + schirm_.startDauer;
-    welt_.am(bis, [] {});
-    welt_.warteBis([&] { return (gestoppt_ && !schirm_.startHaengt) || welt_.jetzt() >= bis; });
+    dauere(schirm_.startDauer);
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (schirm_.startFehler) return schirm_.startFehler;
     id_ = id;
@@ -47,6 +45,7 @@ class Bildschirm::Strom final : public WindowStream {
 
   Ergebnis wechsle(std::uint32_t id) override {
     schirm_.aufrufe.push_back("wechsle " + std::to_string(id));
+    dauere(schirm_.wechselDauer);
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
     if (schirm_.wechselFehler) return schirm_.wechselFehler;
     id_ = id;
@@ -80,6 +79,13 @@ class Bildschirm::Strom final : public WindowStream {
   }
 
  private:
+  void dauere(double sekunden) {
+    if (sekunden == 0.0) return;
+    const double bis = welt_.jetzt() + sekunden;
+    welt_.am(bis, [] {});
+    welt_.warteBis([&] { return (gestoppt_ && !schirm_.startHaengt) || welt_.jetzt() >= bis; });
+  }
+
   void laufe(WindowStreamListener& hoerer) {
     for (;;) {
       welt_.warteBis([this] { return gestoppt_ || !arbeit_.empty(); });
