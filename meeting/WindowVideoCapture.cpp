@@ -10,8 +10,8 @@
 namespace hallkorb {
 namespace {
 
-constexpr double STOP_FRIST =
-    2.0;  // seconds that the stop waits for the stream, then the supervision
+// Seconds that the stop waits for the stream, and then for the supervision.
+constexpr double STOP_FRIST = 2.0;
 
 std::string text(const Ergebnis& fehler) {
   return fehler ? fehler->description : "unbekannt";

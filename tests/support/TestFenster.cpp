@@ -6,9 +6,8 @@
 // window's number.
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
-//               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B] [--typ
-//               ATOM]
-//               [--bewegt HZ] [--rauschen] [--beschriftet]
+//               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B]
+//               [--typ ATOM] [--bewegt HZ] [--rauschen] [--beschriftet]
 //
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
