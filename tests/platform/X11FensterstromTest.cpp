@@ -337,6 +337,7 @@ TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
   rahmen.verstecke();
   strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
   ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  EXPECT_FALSE(sammler_.warteAufBild(WEILE));
   rahmen.zeige();
   fenster->tu("farbe C01020");
   EXPECT_TRUE(warteAufFarbe(ROT));
