@@ -40,6 +40,10 @@ void WindowVideoCapture::beaufsichtige(double sekunden) {
     const Ergebnis fehler = pruefen();
     if (abgebrochen()) return;
     if (fehler) log("[hallkorb] Fensterpruefung: " + fehler->description);
+    // In a still window no picture comes that would show that the writer has failed. One that is
+    // just taking a picture is looked at by the one who brings it.
+    const std::unique_lock halter(bildLock_, std::try_to_lock);
+    if (halter) meldeAusfall();
   }
 }
 

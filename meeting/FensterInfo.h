@@ -48,7 +48,8 @@ struct Eingabe {
 // nobody can trust: nothing comes back when the text is no JSON as a whole (invalid UTF-8 and
 // trailing text included), when a key is missing, or when a value has another type than its field
 // or does not fit it. Integers must be written as integers: "1.0" is none. Further keys are passed
-// over, whatever they hold and however deeply nested; of a repeated key the last one counts.
+// over, whatever they hold and however deeply nested, but for numbers that fit no double (1e400): a
+// list with one is not read. Of a repeated key the last one counts.
 [[nodiscard]] std::optional<Eingabe> liesEingabe(std::string_view json);
 
 // The list as JSON, one line; what liesEingabe() reads. Bytes that are no UTF-8 become U+FFFD.

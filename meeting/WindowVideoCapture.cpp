@@ -10,8 +10,8 @@
 namespace hallkorb {
 namespace {
 
-constexpr double STOP_FRIST =
-    2.0;  // seconds that the stop waits for the stream, then the supervision
+// Seconds that the stop waits for the stream, and then for the supervision.
+constexpr double STOP_FRIST = 2.0;
 
 std::string text(const Ergebnis& fehler) {
   return fehler ? fehler->description : "unbekannt";
@@ -91,8 +91,10 @@ Ergebnis WindowVideoCapture::richteAuf(std::uint32_t fenster) {
   Ergebnis fehler = strom->start(fenster, *this);
   if (fehler) {
     strom->stop();
+    // Where a stream was wanted there is none: the next check is to start one, whatever its window.
     const std::lock_guard halter(zustand_);
     stream_ = nullptr;
+    streamWeg_ = true;
   }
   return fehler;
 }
@@ -102,20 +104,30 @@ void WindowVideoCapture::bild(const Bild& bild) {
   const std::lock_guard halter(bildLock_);
   if (!writer_) return;
   if (!basis_) starteSchreiber(bild.zeit());
-  if (!writer_->schreibt()) return;
-  if (!writer_->bereit()) {
-    ++verworfen_;
-  } else if (writer_->haengeAn(bild)) {
-    ++frames_;
+  if (writer_->schreibt()) {
+    if (!writer_->bereit()) {
+      ++verworfen_;
+    } else if (writer_->haengeAn(bild)) {
+      ++frames_;
+    }
   }
+  meldeAusfall();
 }
 
 // Tried once: what keeps a file from being begun does not go away by itself.
 void WindowVideoCapture::starteSchreiber(double zeit) {
   basis_ = zeit;
   if (!writer_->starte(zeit)) {
+    ausfallGemeldet_ = true;
     log("[hallkorb] Video-Schreiber startete nicht: " + text(writer_->fehler()));
   }
+}
+
+// A writer that has failed stays so: told once, when it is noticed. `bildLock_` is held.
+void WindowVideoCapture::meldeAusfall() {
+  if (!writer_ || !basis_ || ausfallGemeldet_ || writer_->schreibt()) return;
+  ausfallGemeldet_ = true;
+  log("[hallkorb] Video-Schreiber ausgefallen: " + text(writer_->fehler()));
 }
 
 void WindowVideoCapture::gestoppt(const Fehler& fehler) {
@@ -189,8 +201,8 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::schliesseAb(std::st
     log(formatiert("[hallkorb] Bild: %" PRId64 " Bilder verworfen, Schreiber nicht bereit",
                    verworfen));
   }
-  if (!writer || frames < 1) return std::nullopt;
-  if (!writer->schreibt() || !writer->schliesseAb(hostSekunden())) {
+  if (!writer || frames < 1 || !writer->schreibt()) return std::nullopt;
+  if (!writer->schliesseAb(hostSekunden())) {
     log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
     return std::nullopt;
   }

@@ -18,7 +18,9 @@
 //
 // Threads: starteGeduldig() and stop() from any thread, each once, one after the other; the
 // supervision has its own; pictures come on the stream's thread. `zustand_` guards what these
-// share, `bildLock_` the writer. Neither is held during a call of the platform that may block.
+// share, and no call of the platform that may block is made under it. `bildLock_` guards the writer
+// and is held while it takes a picture, with the first one also while the file is made: a disk that
+// hangs there holds up the stream's thread, and the stop.
 #pragma once
 
 #include <cstdint>
@@ -63,9 +65,10 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   // is reported, once; the search goes on. After stop() it does nothing.
   void starteGeduldig(double sekunden);
 
-  // Ends everything and finishes the file. Returns within a second, or within five when a call of
-  // the platform hangs. Nothing where there is no video; why has been said then. To be called
-  // whenever starteGeduldig() was.
+  // Ends everything and finishes the file, which takes as long as the writer needs for that (see
+  // Mp4Umbau.h: half a second for an hour's video); up to four seconds more when a call of the
+  // screen hangs. Nothing where there is no video; why has been said then. To be called whenever
+  // starteGeduldig() was.
   [[nodiscard]] std::optional<Video> stop();
 
   // What every stream is asked for.
@@ -85,6 +88,7 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   void bild(const Bild& bild) override;
   void gestoppt(const Fehler& fehler) override;
   void starteSchreiber(double zeit);
+  void meldeAusfall();
   [[nodiscard]] std::string meldeBildquellen();
   [[nodiscard]] std::optional<Video> schliesseAb(std::string quelle);
   [[nodiscard]] bool abgebrochen();
@@ -113,15 +117,16 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
 
   std::mutex bildLock_;
   std::unique_ptr<VideoWriter> writer_;
-  std::optional<double> basis_;  // time of the first picture, host seconds
-  std::int64_t frames_ = 0;      // pictures in the file
-  std::int64_t verworfen_ = 0;   // pictures that came while the writer was not ready
+  std::optional<double> basis_;   // time of the first picture, host seconds
+  std::int64_t frames_ = 0;       // pictures in the file
+  std::int64_t verworfen_ = 0;    // pictures that came while the writer was not ready
+  bool ausfallGemeldet_ = false;  // that the writer does not write has been told
 
   std::mutex zustand_;
   std::shared_ptr<WindowStream> stream_;
   bool beaufsichtigt_ = false;    // the supervision was started
   bool abgebrochen_ = false;      // the stop has come
-  bool streamWeg_ = false;        // the capture service has ended the stream
+  bool streamWeg_ = false;        // the service has ended the stream, or refused a new one
   bool laeuft_ = false;           // a stream runs
   bool pauseGemeldet_ = false;    // a pause was reported and has not ended
   std::optional<Wahl> aktuell_;   // the window being recorded

@@ -10,8 +10,7 @@
 // - A WindowStream calls its listener from one thread, the stream's own, one call at a time, never
 //   from within start() or wechsle(). bild() may take its time: what arrives meanwhile is dropped.
 // - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream
-// that
-//   told gestoppt() is finished: only stop() may follow.
+//   that told gestoppt() is finished: only stop() may follow.
 // - stop() may come at any time from any thread but the stream's own, also during start() or
 //   wechsle(), which then return with an error at once. Nothing is called on the listener after it
 //   has returned. It is final and may be repeated.

@@ -40,8 +40,8 @@ class VideoWriter {
   [[nodiscard]] virtual bool bereit() const = 0;
   // Takes a picture; times must rise. False where it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
-  // Finishes the file; the last picture lasts until `ende`. Blocks until it is complete on disk.
-  // Returns whether it is.
+  // Finishes the file; the last picture lasts until `ende`. Blocks until all of it has been handed
+  // to the system, which brings it to the disk when it likes. Returns whether the file is complete.
   [[nodiscard]] virtual bool schliesseAb(double ende) = 0;
   // What failed; absent while nothing did.
   [[nodiscard]] virtual Ergebnis fehler() const = 0;

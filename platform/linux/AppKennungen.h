@@ -10,11 +10,9 @@
 // - Chromium counts as Chrome, and the test channels of a browser as the browser: the ranking asks
 //   whether a window is a browser's, not which one.
 // - The unofficial clients that wrap the Teams web page count as Teams: their window is the
-// meeting's
-//   and nothing else's.
+//   meeting's and nothing else's.
 // - Web apps that Chrome, Chromium or Edge have installed carry the application's 32 letters in
-// their
-//   class ("crx_" or "crx__" and the letters) or desktop file; they become
+//   their class ("crx_" or "crx__" and the letters) or desktop file; they become
 //   "com.google.Chrome.app.<letters>" and "com.microsoft.edgemac.app.<letters>". Web apps of the
 //   other browsers are windows of the browser.
 //

@@ -5,19 +5,16 @@
 // do not keep away from one (override-redirect: menus, tooltips). Desktops are left out.
 //
 // - Lengths: a pixel is a point. Position and size are those of the frame, with the border and
-// title bar
-//   that the window manager draws (`_NET_FRAME_EXTENTS`), and without the shadow that some toolkits
-//   draw themselves (`_GTK_FRAME_EXTENTS`).
+//   title bar that the window manager draws (`_NET_FRAME_EXTENTS`), and without the shadow that
+//   some toolkits draw themselves (`_GTK_FRAME_EXTENTS`).
 // - sichtbar: mapped, so neither minimised nor on another desktop; and where a window manager keeps
-// such
-//   windows mapped, not HIDDEN and on the current desktop. A shaded window counts as visible: its
-//   picture is still there.
-// - ebene: the layers of EWMH's stacking order. -1 BELOW, 0 ordinary, 1 ABOVE and docks, 2
-// FULLSCREEN.
+//   such windows mapped, not HIDDEN and on the current desktop. A shaded window counts as visible:
+//   its picture is still there.
+// - ebene: the layers of EWMH's stacking order. -1 BELOW, 0 ordinary, 1 ABOVE and docks,
+//   2 FULLSCREEN.
 // - anwendung: see AppKennungen.h. Where a window has no class, the name of the process that the
-// server
-//   knows as the other end of its connection (X-Resource); `_NET_WM_PID` is not asked: in a sandbox
-//   it is a number of another name space.
+//   server knows as the other end of its connection (X-Resource); `_NET_WM_PID` is not asked: in a
+//   sandbox it is a number of another name space.
 //
 // All requests of one kind are sent for all windows before the first answer is read, so the time
 // does not grow with the windows' number times the way to the server. No request goes to another

@@ -58,8 +58,8 @@ class FragmentDatei {
   LibavZeiger<AVFormatContext> datei_;
   LibavZeiger<AVPacket> offen_;  // the last sample, while its duration is open; else empty
   std::int64_t letzte_ = 0;      // time of the last sample
-  std::int64_t dauerFeld_ =
-      -1;  // where its duration stands in the file; -1 when it is not there yet
+  // Where its duration stands in the file; -1 when it is not there yet.
+  std::int64_t dauerFeld_ = -1;
 };
 
 }  // namespace hallkorb

@@ -5,9 +5,9 @@
 // once and go round. When the encoder falls behind, the queue is full and bereit() false: pictures
 // are dropped, never kept.
 //
-// Once a second the encoder thread sees to it that what was recorded is on disk; with no picture
-// coming it lets the last one last until now. So a killed process loses no more than the last
-// second, and the frames in the queue.
+// Once a second the encoder thread sees to it that what was recorded is in the file; with no
+// picture coming it lets the last one last until now. So a killed process loses no more than the
+// last second, and the frames in the queue.
 #pragma once
 
 #include <array>

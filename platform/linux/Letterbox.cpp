@@ -11,6 +11,8 @@ namespace {
 
 constexpr int SCHWARZ_HELL = 16;
 constexpr int SCHWARZ_FARBE = 128;
+constexpr std::size_t BYTES_JE_PUNKT = 4;
+constexpr std::size_t UEBERHANG = 256;  // bytes that are read beyond a row, at most
 
 // Fills what lies around `lage` in one plane; `teiler` is the plane's resolution.
 void schwaerze(std::uint8_t* ebene, int zeile, int breite, int hoehe, const Lage& lage, int teiler,
@@ -52,16 +54,40 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
   std::uint8_t* ebenen[4] = {};
   for (int i = 0; i < 3; ++i) {
     const int teiler = i == 0 ? 1 : 2;
-    const int wert = i == 0 ? SCHWARZ_HELL : SCHWARZ_FARBE;
-    schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, lage_, teiler, wert);
     ebenen[i] = ziel.data[i] + static_cast<std::ptrdiff_t>(lage_.y / teiler) * ziel.linesize[i] +
                 lage_.x / teiler;
   }
-  const std::uint8_t* quelle[4] = {bild.daten()};
-  const int quellZeile[4] = {static_cast<int>(bild.zeilenLaenge())};
-  const int zeilen =
-      libav().sws_scale(wandler_.get(), quelle, quellZeile, 0, hoehe_, ebenen, ziel.linesize);
-  if (zeilen < 0) return libavFehler(zeilen, "Bildumwandlung");
+  // The scaler reads and writes pixels by the vector, and so a little beyond the end of rows.
+  // Behind the picture's last rows there may be no memory: they are read from a copy with room
+  // behind it.
+  const std::size_t zeile = bild.zeilenLaenge();
+  const int kopierte = std::min(hoehe_, 1 + static_cast<int>(UEBERHANG / zeile));
+  const int obere = hoehe_ - kopierte;
+  const std::uint8_t* rest = bild.daten() + zeile * static_cast<std::size_t>(obere);
+  // Of the last row no more than its pixels are the picture's.
+  const std::size_t bytes = zeile * static_cast<std::size_t>(kopierte - 1) +
+                            static_cast<std::size_t>(breite_) * BYTES_JE_PUNKT;
+  ende_.resize(zeile * static_cast<std::size_t>(kopierte) + UEBERHANG);
+  std::memcpy(ende_.data(), rest, bytes);
+  if (auto fehler = wandle(bild.daten(), zeile, 0, obere, ebenen, ziel)) return fehler;
+  if (auto fehler = wandle(ende_.data(), zeile, obere, kopierte, ebenen, ziel)) return fehler;
+  // The black last: it covers what was written beyond the rows.
+  for (int i = 0; i < 3; ++i) {
+    schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, lage_, i == 0 ? 1 : 2,
+              i == 0 ? SCHWARZ_HELL : SCHWARZ_FARBE);
+  }
+  return std::nullopt;
+}
+
+// Takes the next rows of the picture.
+Ergebnis Letterbox::wandle(const std::uint8_t* daten, std::size_t zeile, int ab, int anzahl,
+                           std::uint8_t* const ebenen[], AVFrame& ziel) {
+  if (anzahl == 0) return std::nullopt;
+  const std::uint8_t* quelle[4] = {daten};
+  const int quellZeile[4] = {static_cast<int>(zeile)};
+  const int code =
+      libav().sws_scale(wandler_.get(), quelle, quellZeile, ab, anzahl, ebenen, ziel.linesize);
+  if (code < 0) return libavFehler(code, "Bildumwandlung");
   return std::nullopt;
 }
 

@@ -9,6 +9,7 @@
 // legible. One thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -39,11 +40,14 @@ class Letterbox {
 
  private:
   [[nodiscard]] Ergebnis richteEin(const BgrBild& bild, const AVFrame& ziel);
+  [[nodiscard]] Ergebnis wandle(const std::uint8_t* daten, std::size_t zeile, int ab, int anzahl,
+                                std::uint8_t* const ebenen[], AVFrame& ziel);
 
   LibavZeiger<SwsContext> wandler_;
   int breite_ = 0;  // of the pictures that `wandler_` is made for
   int hoehe_ = 0;
   Lage lage_;
+  std::vector<std::uint8_t> ende_;  // the last rows of a picture
 };
 
 }  // namespace hallkorb

@@ -38,10 +38,10 @@ namespace hallkorb {
   RUF(avcodec_free_context) RUF(avcodec_open2) RUF(avcodec_parameters_copy)                   \
   RUF(avcodec_parameters_from_context) RUF(avcodec_receive_packet) RUF(avcodec_send_frame)
 #define HALLKORB_LIBAVFORMAT(RUF)                                                             \
-  RUF(av_read_frame) RUF(av_write_frame) RUF(av_write_trailer)                                \
+  RUF(av_read_frame) RUF(av_write_frame) RUF(av_write_trailer) RUF(avformat_alloc_context)    \
   RUF(avformat_alloc_output_context2) RUF(avformat_close_input) RUF(avformat_free_context)    \
   RUF(avformat_new_stream) RUF(avformat_open_input) RUF(avformat_write_header)                \
-  RUF(avio_alloc_context) RUF(avio_close) RUF(avio_context_free) RUF(avio_flush) RUF(avio_open)
+  RUF(avio_alloc_context) RUF(avio_context_free) RUF(avio_flush)
 #define HALLKORB_LIBSWSCALE(RUF)                                                              \
   RUF(sws_freeContext) RUF(sws_getContext) RUF(sws_getCoefficients) RUF(sws_scale)            \
   RUF(sws_setColorspaceDetails)

@@ -65,7 +65,7 @@ Ergebnis X11Aufnahme::beginne() {
 Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
   liesEreignisse();
   if (fenster_ && fenster_->id() == id && !fenster_->zerstoert()) {
-    fenster_->setzeVeraendert();
+    fenster_->siehNach();
   } else {
     Fehler fehler;
     auto neues = X11Fenster::neu(verbindung_, id, fehler);

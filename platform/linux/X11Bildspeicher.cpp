@@ -2,6 +2,7 @@
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 
 #include <bit>
 
@@ -10,12 +11,22 @@ namespace {
 
 constexpr std::uint32_t ALLE_EBENEN = 0xFFFFFFFF;
 
+// A port of localhost may be a remote login's way to the server of another computer, which would
+// look for the segment's number among its own segments.
+bool istOertlich(int fd) {
+  sockaddr_storage adresse{};
+  socklen_t laenge = sizeof adresse;
+  return ::getsockname(fd, reinterpret_cast<sockaddr*>(&adresse), &laenge) == 0 &&
+         adresse.ss_family == AF_UNIX;
+}
+
 }  // namespace
 
 X11Bildspeicher::X11Bildspeicher(const X11Verbindung& verbindung, bool mitSegment)
     : verbindung_(verbindung) {
   const auto* erweiterung = xcb_get_extension_data(verbindung.get(), &xcb_shm_id);
-  geteilt_ = mitSegment && erweiterung != nullptr && erweiterung->present != 0;
+  geteilt_ = mitSegment && erweiterung != nullptr && erweiterung->present != 0 &&
+             istOertlich(xcb_get_file_descriptor(verbindung.get()));
 }
 
 X11Bildspeicher::~X11Bildspeicher() {

@@ -2,6 +2,7 @@
 
 #include <xcb/composite.h>
 
+#include <algorithm>
 #include <string>
 
 namespace hallkorb {
@@ -10,12 +11,35 @@ namespace {
 constexpr int BITS_JE_PUNKT = 32;
 
 // Whether a drawable of this depth is delivered with four bytes for each pixel.
-bool vierBytesJePunkt(const xcb_connection_t* c, std::uint8_t tiefe) {
-  const xcb_setup_t* setup = xcb_get_setup(const_cast<xcb_connection_t*>(c));
+bool vierBytesJePunkt(const xcb_setup_t* setup, std::uint8_t tiefe) {
   for (auto i = xcb_setup_pixmap_formats_iterator(setup); i.rem > 0; xcb_format_next(&i)) {
     if (i.data->depth == tiefe) return i.data->bits_per_pixel == BITS_JE_PUNKT;
   }
   return false;
+}
+
+const xcb_visualtype_t* suchVisual(const xcb_setup_t* setup, xcb_visualid_t id) {
+  for (auto schirm = xcb_setup_roots_iterator(setup); schirm.rem > 0; xcb_screen_next(&schirm)) {
+    auto tiefe = xcb_screen_allowed_depths_iterator(schirm.data);
+    for (; tiefe.rem > 0; xcb_depth_next(&tiefe)) {
+      auto visual = xcb_depth_visuals_iterator(tiefe.data);
+      for (; visual.rem > 0; xcb_visualtype_next(&visual)) {
+        if (visual.data->visual_id == id) return visual.data;
+      }
+    }
+  }
+  return nullptr;
+}
+
+// Whether the window's pixels lie in memory as blue, green, red and a byte without meaning, which
+// is what a BgrBild holds. Four bytes may as well be three times ten bits.
+bool istBgr(const xcb_setup_t* setup, xcb_visualid_t visualId, std::uint8_t tiefe) {
+  if (setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST || !vierBytesJePunkt(setup, tiefe)) {
+    return false;
+  }
+  const xcb_visualtype_t* visual = suchVisual(setup, visualId);
+  return visual != nullptr && visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 &&
+         visual->blue_mask == 0xFF;
 }
 
 }  // namespace
@@ -37,9 +61,9 @@ X11Fenster::~X11Fenster() {
   xcb_connection_t* c = verbindung_.get();
   verwirfPixmap();
   if (zerstoert_) return;  // with the window all of it has gone
-  const std::uint32_t nichts = XCB_EVENT_MASK_NO_EVENT;
+  // The events stay selected: the window that is recorded next may lie in the same frame, and this
+  // connection has one selection there for both. Events of other windows are passed over.
   xcb_damage_destroy(c, schaden_);
-  xcb_change_window_attributes(c, id_, XCB_CW_EVENT_MASK, &nichts);
   xcb_composite_unredirect_window(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
   xcb_flush(c);
 }
@@ -71,15 +95,13 @@ Ergebnis X11Fenster::beginne() {
   if (!attribute || !masse) {
     return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
   }
-  if (!vierBytesJePunkt(c, masse->depth) ||
-      xcb_get_setup(c)->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST) {
+  if (!istBgr(xcb_get_setup(c), attribute->visual, masse->depth)) {
     return Fehler{"x11", XCB_MATCH,
                   "die Farbtiefe " + std::to_string(masse->depth) + " wird nicht aufgenommen"};
   }
-  sichtbar_ = attribute->map_state == XCB_MAP_STATE_VIEWABLE;
   breite_ = masse->width;
   hoehe_ = masse->height;
-  suchOberstes();
+  siehNach();
   return std::nullopt;
 }
 
@@ -93,32 +115,32 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   }
   // The window that an event is about has the same place in all of these.
   const auto& meldung = reinterpret_cast<const xcb_unmap_notify_event_t&>(ereignis);
-  if (meldung.window != id_) return;
+  const bool eigenes = meldung.window == id_;
+  if (!eigenes &&
+      std::find(vorfahren_.begin(), vorfahren_.end(), meldung.window) == vorfahren_.end()) {
+    return;
+  }
   switch (art) {
     case XCB_CONFIGURE_NOTIFY: {
       const auto& neu = reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis);
-      if (neu.width == breite_ && neu.height == hoehe_) return;
+      if (!eigenes || (neu.width == breite_ && neu.height == hoehe_)) return;
       breite_ = neu.width;
       hoehe_ = neu.height;
+      verwirfPixmap();
       break;
     }
     case XCB_MAP_NOTIFY:
-      sichtbar_ = true;
-      suchOberstes();
-      break;
     case XCB_UNMAP_NOTIFY:
-      sichtbar_ = false;
-      break;
     case XCB_REPARENT_NOTIFY:
-      suchOberstes();
-      return;
+      siehNach();
+      break;
     case XCB_DESTROY_NOTIFY:
-      zerstoert_ = true;
+      zerstoert_ = zerstoert_ || eigenes;
+      verwirfPixmap();
       break;
     default:
-      return;
+      break;
   }
-  verwirfPixmap();
 }
 
 void X11Fenster::nimmVeraendert() {
@@ -146,15 +168,24 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   return quelle_;
 }
 
-void X11Fenster::suchOberstes() {
+void X11Fenster::siehNach() {
   xcb_connection_t* c = verbindung_.get();
-  oberstes_ = id_;
-  while (true) {
+  // Each window's events before its parent is asked for, and all of them before the state: what
+  // changes in between is told and looked at again.
+  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  vorfahren_.clear();
+  for (xcb_window_t fenster = id_;;) {
     const X11Antwort<xcb_query_tree_reply_t> baum(
-        xcb_query_tree_reply(c, xcb_query_tree(c, oberstes_), nullptr));
-    if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) return;
-    oberstes_ = baum->parent;
+        xcb_query_tree_reply(c, xcb_query_tree(c, fenster), nullptr));
+    if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) break;
+    fenster = baum->parent;
+    vorfahren_.push_back(fenster);
+    xcb_change_window_attributes(c, fenster, XCB_CW_EVENT_MASK, &ereignisse);
   }
+  const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
+      xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, id_), nullptr));
+  sichtbar_ = attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE;
+  verwirfPixmap();
 }
 
 void X11Fenster::verwirfPixmap() {

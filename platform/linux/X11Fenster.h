@@ -4,7 +4,9 @@
 // the frame of the window manager stays out of the picture. The pixels are read from a pixmap that
 // is named for the window. A name holds for one pixmap only, and the window gets a new one with
 // each size and each time it is mapped; the old one stays readable with its old content, without an
-// error. So it is named again after such an event, when the next picture is due.
+// error. So it is named again after such an event, when the next picture is due. The window is
+// unmapped, too, when the frame that holds it is (or what holds the frame), of which it is told
+// nothing: so the events of all its ancestors are listened to.
 //
 // Damage tells that something was drawn: one event, then silence until nimmVeraendert() arms it
 // anew.
@@ -16,6 +18,7 @@
 #include <xcb/xcb.h>
 
 #include <memory>
+#include <vector>
 
 #include "platform/Fehler.h"
 #include "platform/linux/X11Verbindung.h"
@@ -44,7 +47,9 @@ class X11Fenster {
 
   [[nodiscard]] xcb_window_t id() const { return id_; }
   // The child of the root window that holds it.
-  [[nodiscard]] xcb_window_t oberstes() const { return oberstes_; }
+  [[nodiscard]] xcb_window_t oberstes() const {
+    return vorfahren_.empty() ? id_ : vorfahren_.back();
+  }
   [[nodiscard]] bool zerstoert() const { return zerstoert_; }
   // Whether it has pixels now.
   [[nodiscard]] bool sichtbar() const { return sichtbar_ && !zerstoert_; }
@@ -57,16 +62,18 @@ class X11Fenster {
   [[nodiscard]] const Quelle& quelle();
   // Nothing could be read from there: names it again for the next picture, which is due.
   void verwirfPixmap();
+  // Takes nothing that is known of it for granted any more: asks for its ancestors and whether it
+  // is visible, and names its pixels again.
+  void siehNach();
 
  private:
   X11Fenster(const X11Verbindung& verbindung, xcb_window_t id);
   [[nodiscard]] Ergebnis beginne();
-  void suchOberstes();
 
   const X11Verbindung& verbindung_;
   const xcb_window_t id_;
   xcb_damage_damage_t schaden_ = XCB_NONE;
-  xcb_window_t oberstes_ = XCB_NONE;
+  std::vector<xcb_window_t> vorfahren_;  // up to the one below the root window
   Quelle quelle_;
   int breite_ = 0;  // as the last event told, to tell a new size from a mere move
   int hoehe_ = 0;

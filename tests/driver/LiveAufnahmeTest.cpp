@@ -591,36 +591,71 @@ TEST_F(LiveVideoTest, WithoutAnyChannelThereIsNoVideo) {
   EXPECT_EQ(ereignisse(), (std::vector<std::string>{"error"}));
 }
 
+// A call into the screen that takes ten seconds, from the beginning or in mid-recording.
+struct Haenger {
+  const char* was;
+  double sim::Bildschirm::*dauer;
+  double ab;
+};
+
 TEST_F(LiveVideoTest, AScreenThatHangsDelaysNoSoundAndTheStopByLessThanFiveSeconds) {
-  using Stelle = double sim::Bildschirm::*;
-  for (const Stelle haengt :
-       {Stelle(&sim::Bildschirm::inventarDauer), Stelle(&sim::Bildschirm::startDauer)}) {
+  config.turnMode = false;
+  config.chunkSeconds = 0.5;
+  for (const Haenger& haenger :
+       {Haenger{"inventory", &sim::Bildschirm::inventarDauer, 0.0},
+        Haenger{"start", &sim::Bildschirm::startDauer, 0.0},
+        Haenger{"inventory in mid-recording", &sim::Bildschirm::inventarDauer, 3.0},
+        Haenger{"switch in mid-recording", &sim::Bildschirm::wechselDauer, 3.0}}) {
+    SCOPED_TRACE(haenger.was);
     const TempOrdner eigener;
     config.outDir = eigener.pfad();
     const AusgabeFaenger eigenerFaenger;
     double ende = 0;
+    std::size_t begonnen = 0;
     {
       SimPlattform haengende;
+      sim::Bildschirm& schirm = haengende.bildschirm;
       haengende.mikrofonGeraet = welt.mikrofonGeraet;
       haengende.systemGeraet = welt.systemGeraet;
-      haengende.bildschirm.windows = welt.bildschirm.windows;
-      haengende.bildschirm.startHaengt = true;
-      haengende.bildschirm.*haengt = 10.0;
+      schirm.windows = welt.bildschirm.windows;
+      schirm.startHaengt = true;
+      haengende.am(haenger.ab, [&schirm, &haenger] {
+        schirm.*haenger.dauer = 10.0;
+        if (haenger.ab > 0) {
+          schirm.windows = {sim::fenster(5, "us.zoom.xos", "Zoom Webinar")};
+        }
+      });
+      // While the call hangs each channel tells its chunks as they become complete.
+      for (const double t : {5.0, 5.5, 6.0}) {
+        haengende.am(t, [&, t] {
+          const auto zeilen = eigenerFaenger.ausgabeZeilen();
+          for (const char* kanal : {R"("channel":"me")", R"("channel":"them")"}) {
+            const auto chunks = std::count_if(zeilen.begin(), zeilen.end(), [&](const auto& z) {
+              return z.find(kanal) != std::string::npos;
+            });
+            EXPECT_GE(static_cast<double>(chunks) * 0.5, t - 2.0) << kanal;
+          }
+        });
+      }
+      haengende.am(6.0, [&] { begonnen = schirm.inventare + schirm.aufrufe.size(); });
       haengende.signal(6.001, SIGINT);
       EXPECT_EQ(laufe(haengende), 0);
       ende = haengende.jetzt();
+      // It did hang: nothing followed but the stop.
+      EXPECT_LE(schirm.inventare + schirm.aufrufe.size(), begonnen + 1);
     }
+    EXPECT_GT(ende, 6.001 + 1.0);
     EXPECT_LE(ende, 6.001 + 5.0);
     const auto zeilen = eigenerFaenger.ausgabeZeilen();
     EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
-    std::size_t bytes = 0;
-    for (const auto& eintrag : std::filesystem::directory_iterator(eigener.pfad())) {
-      if (eintrag.path().filename().string().rfind("chunk_me", 0) == 0) {
-        bytes += static_cast<std::size_t>(eintrag.file_size()) - 44;
-      }
+    for (const std::string kanal : {"me", "them"}) {
+      const auto strom = ausChunks(kanal, zeilen);
+      ASSERT_EQ(strom.size(), 6U * 16000U) << kanal;
+      for (std::size_t i = 4000; i < strom.size(); ++i)
+        ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+      EXPECT_NE(zeilen[zeilen.size() - 2].find("\"" + kanal + R"(":{"luecken":0,)"),
+                std::string::npos);
     }
-    EXPECT_EQ(bytes, 6U * 32000U);
-    EXPECT_NE(zeilen[zeilen.size() - 2].find(R"("me":{"luecken":0,)"), std::string::npos);
   }
 }
 

@@ -272,6 +272,67 @@ TEST_P(BildaufsichtTest, AfterTheServiceEndedTheStreamABetterWindowNeedsNoConfir
   EXPECT_EQ(faenger.ausgabeZeilen().back(), wechsel("video_wechsel", TEAMS, TEAMS_GRUND, "6.0"));
 }
 
+TEST_P(BildaufsichtTest, ARestartThatFailsIsTriedAgainAtTheNextCheck) {
+  schirm.windows = {zoom(4)};
+  welt.am(5, [this] {
+    schirm.beende({"xcb", 1, "weg"});
+    schirm.startFehler = Fehler{"xcb", 8, "BadMatch"};
+  });
+  welt.am(7, [this] { schirm.startFehler = std::nullopt; });
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(9.0);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(ergebnis->frames, 2);
+  EXPECT_EQ(faenger.ausgabeZeilen(), (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0"),
+                                             wechsel("video_wechsel", ZOOM, ZOOM_GRUND, "8.0")}));
+  EXPECT_EQ(faenger.fehlerZeilen()[2], "[hallkorb] Fensterpruefung: BadMatch");
+  EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "stop", "start 4", "stop", "start 4", "stop"}));
+}
+
+TEST_P(BildaufsichtTest, AfterARestartThatFailedABetterWindowNeedsNoConfirmation) {
+  schirm.windows = {zoom(4)};
+  welt.am(5, [this] {
+    schirm.beende({"xcb", 1, "weg"});
+    schirm.startFehler = Fehler{"xcb", 8, "BadMatch"};
+  });
+  zeige(7, {zoom(4), teams(5)});
+  welt.am(7, [this] { schirm.startFehler = std::nullopt; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  EXPECT_EQ(faenger.ausgabeZeilen(), (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0"),
+                                             wechsel("video_wechsel", TEAMS, TEAMS_GRUND, "8.0")}));
+}
+
+TEST_P(BildaufsichtTest, AStreamThatEndsAsItsWindowVanishesIsReplacedWithTheNextWindow) {
+  schirm.windows = {zoom(4)};
+  zeige(5, {teams(5)});
+  welt.am(5, [this] {
+    schirm.beende({"xcb", 1, "weg"});
+    schirm.startFehler = Fehler{"xcb", 8, "BadMatch"};
+  });
+  welt.am(7, [this] { schirm.startFehler = std::nullopt; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  EXPECT_EQ(faenger.ausgabeZeilen(), (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0"),
+                                             wechsel("video_wechsel", TEAMS, TEAMS_GRUND, "8.0")}));
+  EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "stop", "start 5", "stop", "start 5", "stop"}));
+}
+
+TEST_P(BildaufsichtTest, AStreamThatEndsAsTheLastWindowVanishesIsAPause) {
+  schirm.windows = {zoom(4)};
+  zeige(5, {});
+  welt.am(5, [this] { schirm.beende({"xcb", 1, "weg"}); });
+  zeige(9, {zoom(4)});
+  welt.am(9, [this] { schirm.startFehler = Fehler{"xcb", 8, "BadMatch"}; });
+  welt.am(11, [this] { schirm.startFehler = std::nullopt; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(13.0));
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0"), pause(NICHTS, "6.0"),
+                    wechsel("video_wechsel", ZOOM, ZOOM_GRUND, "12.0")}));
+  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 7 s");
+}
+
 TEST_P(BildaufsichtTest, AStreamThatEndsInAPauseIsReplacedWhenTheMeetingIsBack) {
   schirm.windows = {zoom(4)};
   zeige(3, {});

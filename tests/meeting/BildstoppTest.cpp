@@ -207,6 +207,28 @@ Erzaehlung lies(const Zeilen& ausgabe, const Zeilen& fehler, double ende) {
   return e;
 }
 
+// Sets windows and faults as chance has them, and may end the stream.
+void wuerfle(sim::Bildschirm& schirm, std::uint64_t saat) {
+  std::mt19937_64 z(saat);
+  schirm.windows.clear();
+  for (std::uint32_t id = 1; id <= 3; ++id) {
+    if (z() % 3 == 0) continue;
+    schirm.windows.push_back(sim::fenster(id, id == 1 ? "us.zoom.xos" : "com.google.Chrome",
+                                          z() % 4 == 0 ? "Nachrichten" : "Zoom Meeting"));
+    if (z() % 4 == 0) *schirm.windows.back().titel += " 2";
+    schirm.windows.back().breite = 400.0 + static_cast<double>(z() % 1000);
+  }
+  const Fehler fehler{"sim", 7, "Fehler"};
+  schirm.inventarFehler = z() % 8 == 0 ? Ergebnis(fehler) : std::nullopt;
+  schirm.startFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
+  schirm.wechselFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
+  schirm.endeNachStart = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
+  schirm.schreiberBereit = z() % 5 != 0;
+  schirm.inventarDauer = static_cast<double>(z() % 3) * 0.25;
+  schirm.startDauer = static_cast<double>(z() % 3) * 0.25;
+  if (z() % 6 == 0) schirm.beende(fehler);
+}
+
 // Windows that come, go and change their titles, faults of every kind at any moment, a stop at any
 // moment. Whatever happens: the lines tell one story, the times add up, and the stop is quick.
 TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
@@ -220,28 +242,8 @@ TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
     sim::SimPlattform welt(saat);
     sim::Bildschirm& schirm = welt.bildschirm;
     setzeHostClock(welt);
-    for (double t = 0; t < 60; t += einheit() * 8) {
-      welt.am(t, [&schirm, r = zufall()] {
-        std::mt19937_64 z(r);
-        schirm.windows.clear();
-        for (std::uint32_t id = 1; id <= 3; ++id) {
-          if (z() % 3 == 0) continue;
-          schirm.windows.push_back(sim::fenster(id, id == 1 ? "us.zoom.xos" : "com.google.Chrome",
-                                                z() % 4 == 0 ? "Nachrichten" : "Zoom Meeting"));
-          if (z() % 4 == 0) *schirm.windows.back().titel += " 2";
-          schirm.windows.back().breite = 400.0 + static_cast<double>(z() % 1000);
-        }
-        const Fehler fehler{"sim", 7, "Fehler"};
-        schirm.inventarFehler = z() % 8 == 0 ? Ergebnis(fehler) : std::nullopt;
-        schirm.startFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
-        schirm.wechselFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
-        schirm.endeNachStart = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
-        schirm.schreiberBereit = z() % 5 != 0;
-        schirm.inventarDauer = static_cast<double>(z() % 3) * 0.25;
-        schirm.startDauer = static_cast<double>(z() % 3) * 0.25;
-        if (z() % 6 == 0) schirm.beende(fehler);
-      });
-    }
+    for (double t = 0; t < 60; t += einheit() * 8)
+      welt.am(t, [&schirm, r = zufall()] { wuerfle(schirm, r); });
     for (double t = 0.5; t < 60; t += 0.5)
       welt.am(t, [&schirm] { schirm.bild(); });
 
@@ -279,6 +281,50 @@ TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
   }
   for (const auto& [was, wie_oft] : gesehen)
     EXPECT_GT(wie_oft, 20) << was;
+}
+
+// Whatever has happened: once a window stays and nothing fails any more, its picture is there
+// within a few checks, and stays.
+TEST(BildaufsichtZufallTest, ThePictureIsBackSoonAfterTheLastFault) {
+  constexpr double RUHE = 40.0;
+  constexpr double BALD = 6.5;  // two looks or checks, and what is slow in them
+  std::size_t gestoert = 0;
+  for (std::uint64_t saat = 1; saat <= 300; ++saat) {
+    SCOPED_TRACE(saat);
+    std::mt19937_64 zufall(saat);
+    const TempOrdner ordner;
+    const AusgabeFaenger faenger;
+    sim::SimPlattform welt(saat);
+    sim::Bildschirm& schirm = welt.bildschirm;
+    setzeHostClock(welt);
+    for (double t = 0; t < RUHE; t += std::uniform_real_distribution<double>(0, 8)(zufall))
+      welt.am(t, [&schirm, r = zufall()] { wuerfle(schirm, r); });
+    const auto bleibt = static_cast<std::uint32_t>(1 + zufall() % 4);
+    welt.am(RUHE, [&schirm, bleibt] {
+      schirm.windows = {sim::fenster(bleibt, "us.zoom.xos", "Zoom Meeting")};
+      schirm.inventarFehler = schirm.startFehler = schirm.wechselFehler = schirm.endeNachStart =
+          std::nullopt;
+      schirm.schreiberBereit = true;
+      schirm.inventarDauer = schirm.startDauer = 0.25;
+    });
+    for (double t = 0.5; t < RUHE + 20; t += 0.5)
+      welt.am(t, [&schirm] { schirm.bild(); });
+
+    const auto video = WindowVideoCapture::baue(ordner.pfad(), sim::NULLZEIT, welt);
+    video->starteGeduldig(0);
+    welt.am(RUHE + 16, [] {});
+    welt.warteBis([&] { return welt.jetzt() >= RUHE + 16; });
+    EXPECT_TRUE(video->stop());
+    gestoert += faenger.fehler().find("Fensterpruefung") != std::string::npos ? 1U : 0U;
+    std::size_t danach = 0;
+    for (const auto& [zeit, fenster] : schirm.filme.at(0).bilder) {
+      if (zeit < RUHE + BALD) continue;
+      EXPECT_EQ(fenster, bleibt) << zeit;
+      ++danach;
+    }
+    EXPECT_GE(danach, 18U);  // two a second
+  }
+  EXPECT_GT(gestoert, 100U);
 }
 
 }  // namespace

@@ -139,6 +139,12 @@ TEST(FensterInfoTest, TitlesMustBeUnicode) {
   EXPECT_EQ(eingabe->fenster[0].titel, std::string("ü😀\"\\/\0", 10));
 }
 
+TEST(FensterInfoTest, ANumberThatFitsNoDoubleIsNotReadAnywhere) {
+  EXPECT_FALSE(liesEingabe(mit(R"("id":7)", R"("id":7,"weiteres":1e400)")));
+  EXPECT_FALSE(liesEingabe(mit(R"("id":7)", R"("id":7,"weiteres":[{"a":-1e400}])")));
+  EXPECT_TRUE(liesEingabe(mit(R"("id":7)", R"("id":7,"weiteres":1e-400)")));
+}
+
 TEST(FensterInfoTest, FurtherKeysArePassedOverWhateverTheyHold) {
   const std::string fremd =
       R"("x1":null,"y1":[1,{"id":"x","fenster":[{}]},[[]]],"z":{"titel":7,"b":{"c":[]}},"w":"s",)"

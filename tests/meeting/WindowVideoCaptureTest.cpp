@@ -152,7 +152,7 @@ TEST_P(WindowVideoCaptureTest, AFileThatCannotBeFinishedIsNoVideo) {
   EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: unbekannt");
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailedOnTheWayIsToldAtTheStop) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsToldOnceAtTheNextPicture) {
   for (const double zeit : {0.5, 1.0, 1.5})
     bild(zeit);
   welt.am(0.9, [this] {
@@ -160,10 +160,37 @@ TEST_P(WindowVideoCaptureTest, AWriterThatFailedOnTheWayIsToldAtTheStop) {
     schirm.schreiberFehler = Fehler{"posix", 28, "kein Platz"};
   });
   video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(2.5));
+  bis(1.1);
+  const std::string zeile = "[hallkorb] Video-Schreiber ausgefallen: kein Platz";
+  EXPECT_EQ(faenger.fehlerZeilen(), (Zeilen{START, zeile}));
+  EXPECT_FALSE(stoppe(4.5));
   EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{0.5, 4}}));
   EXPECT_FALSE(schirm.filme[0].ende);
-  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: kein Platz");
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 4 s"}));
+}
+
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsToldAtTheNextCheck) {
+  bild(0.5);
+  welt.am(2.9, [this] { schirm.schreiberSchreibt = false; });
+  video->starteGeduldig(120);
+  bis(4.1);
+  const std::string zeile = "[hallkorb] Video-Schreiber ausgefallen: unbekannt";
+  EXPECT_EQ(faenger.fehlerZeilen(), (Zeilen{START, zeile}));
+  EXPECT_FALSE(stoppe(8.5));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 8 s"}));
+}
+
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsWhileItTakesAPictureIsToldThen) {
+  bild(0.5);
+  bild(1.0);
+  welt.am(0.9, [this] { schirm.schreiberScheitert = Fehler{"libav", 1, "kein Bild"}; });
+  video->starteGeduldig(120);
+  bis(1.1);
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Video-Schreiber ausgefallen: kein Bild"}));
+  EXPECT_FALSE(stoppe(1.5));
 }
 
 TEST_P(WindowVideoCaptureTest, AnEarlierFileGoesWhenTheFirstWindowIsFoundAndNotBefore) {

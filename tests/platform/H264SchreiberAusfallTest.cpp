@@ -101,6 +101,42 @@ TEST_F(H264SchreiberAusfall, LeftWithoutAnEndItStaysInFragments) {
   EXPECT_EQ(videoPakete(pfad_).size(), 2U);
 }
 
+TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
+  constexpr double LANGE = 25'000.0;
+  for (const bool gesichert : {false, true}) {
+    SCOPED_TRACE(gesichert);
+    schweigeLibav();
+    H264Kodierer kodierer;
+    ASSERT_FALSE(kodierer.oeffne(EINSTELLUNGEN));
+    FragmentDatei datei;
+    ASSERT_FALSE(datei.beginne(pfad_, kodierer.strom()));
+    const LibavZeiger<AVFrame> bild(av_frame_alloc());
+    bild->format = AV_PIX_FMT_YUV420P;
+    bild->width = EINSTELLUNGEN.breite;
+    bild->height = EINSTELLUNGEN.hoehe;
+    ASSERT_GE(av_frame_get_buffer(bild.get(), 0), 0);
+    Letterbox letterbox;
+    ASSERT_FALSE(letterbox.zeichne(Testbild(640, 400, 0x2060A0).alsBild(0.0), *bild));
+    for (const double zeit : {0.0, LANGE, 2 * LANGE}) {
+      bild->pts = static_cast<std::int64_t>(zeit * H264Kodierer::TAKT);
+      AVPacket* paket = nullptr;
+      ASSERT_FALSE(kodierer.kodiere(*bild, paket));
+      ASSERT_FALSE(datei.schreibe(*paket));
+      if (!gesichert) continue;
+      ASSERT_FALSE(datei.sichere());
+    }
+    ASSERT_FALSE(datei.sichere());
+    ASSERT_FALSE(datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TAKT)));
+    ASSERT_FALSE(datei.schliesse());
+    const auto pakete = videoPakete(pfad_);
+    ASSERT_EQ(pakete.size(), 3U);
+    for (std::size_t i = 0; i < pakete.size(); ++i)
+      EXPECT_NEAR(pakete[i].zeit, static_cast<double>(i) * LANGE, 0.002);
+    EXPECT_NEAR(dauer(), 3 * LANGE, 0.002);
+    EXPECT_EQ(dekodierFehler(pfad_), "");
+  }
+}
+
 TEST_F(H264SchreiberAusfall, AFolderThatIsNotThere) {
   H264Schreiber schreiber(ordner_ / "nicht/da.mp4", EINSTELLUNGEN);
   EXPECT_FALSE(schreiber.starte(0.0));
@@ -198,7 +234,8 @@ TEST_F(VolleScheibe, NoRoomForTheNewFileLeavesTheRecording) {
   const auto groesse = dateiBytes(pfad_).size();
 
   const Grenze grenze(groesse / 2);
-  EXPECT_EQ(*baueUm(pfad_, 90'000), Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
+  EXPECT_EQ(*baueUm(pfad_, H264Kodierer::TAKT),
+            Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
   EXPECT_EQ(dateiBytes(pfad_).size(), groesse);
   EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
 }

@@ -83,9 +83,9 @@ TEST_F(H264Schreiber, TimesAreThoseOfThePictures) {
   std::size_t seitSchluesselbild = 0;
   EXPECT_TRUE(pakete.front().schluesselbild);
   for (std::size_t i = 0; i < pakete.size(); ++i) {
-    EXPECT_NEAR(pakete[i].zeit, zeiten[i], 1e-5 + 1.0 / 90000);
+    EXPECT_NEAR(pakete[i].zeit, zeiten[i], 1e-5 + 1.0 / H264Kodierer::TAKT);
     const double bis = i + 1 < zeiten.size() ? zeiten[i + 1] : 5.0;
-    EXPECT_NEAR(pakete[i].dauer, bis - zeiten[i], 1e-5 + 2.0 / 90000);
+    EXPECT_NEAR(pakete[i].dauer, bis - zeiten[i], 1e-5 + 2.0 / H264Kodierer::TAKT);
     seitSchluesselbild = pakete[i].schluesselbild ? 0 : seitSchluesselbild + 1;
     EXPECT_LT(seitSchluesselbild, 30U);
   }
@@ -99,6 +99,24 @@ TEST_F(H264Schreiber, OnePictureLastsUntilTheEnd) {
   EXPECT_EQ(ist["nb_frames"], "1");
   EXPECT_NEAR(std::stod(ist["format.duration"]), 60.0, 0.002);
   EXPECT_LE(farbAbstand(videoBild(pfad_, 59.0).farbe(640, 400), 0xC01020), 3);
+}
+
+// A meeting whose window stands still for hours, in a recording that is left running overnight.
+TEST_F(H264Schreiber, APictureMayLastForHours) {
+  constexpr double LANGE = 25'000.0;
+  ASSERT_TRUE(schreiber_.starte(BASIS));
+  ASSERT_TRUE(haengeAn(schreiber_, Testbild(640, 400, 0xC01020).alsBild(BASIS)));
+  ASSERT_TRUE(haengeAn(schreiber_, Testbild(640, 400, BLAU).alsBild(BASIS + LANGE)));
+  ASSERT_TRUE(schreiber_.schliesseAb(BASIS + 2 * LANGE)) << schreiber_.fehler()->gedruckt();
+  const auto pakete = videoPakete(pfad_);
+  ASSERT_EQ(pakete.size(), 2U);
+  EXPECT_NEAR(pakete[0].dauer, LANGE, 0.002);
+  EXPECT_NEAR(pakete[1].zeit, LANGE, 0.002);
+  EXPECT_NEAR(pakete[1].dauer, LANGE, 0.002);
+  EXPECT_NEAR(std::stod(videoEigenschaften(pfad_)["format.duration"]), 2 * LANGE, 0.002);
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_LE(farbAbstand(videoBild(pfad_, LANGE - 1.0).farbe(640, 400), 0xC01020), 3);
+  EXPECT_LE(farbAbstand(videoBild(pfad_, LANGE + 1.0).farbe(640, 400), BLAU), 3);
 }
 
 TEST_F(H264Schreiber, AnEndBeforeTheLastPictureCutsNothing) {

@@ -1,6 +1,12 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
 
 #include "platform/linux/Letterbox.h"
 #include "tests/support/Testbild.h"
@@ -109,6 +115,82 @@ TEST(Letterbox, OddSizesAndRowsWithGaps) {
   const BgrBild links(0.0, ganz.daten(), 333, 301, ganz.zeilenLaenge());
   ASSERT_FALSE(letterbox.zeichne(links, *ziel));
   EXPECT_NEAR(punkt(*ziel, 640, 400).y, 63, 1);
+}
+
+struct Groesse {
+  int breite;
+  int hoehe;
+};
+
+TEST(Letterbox, WindowsOfAnySizeAreDrawnWhereTheyBelong) {
+  Letterbox letterbox;
+  for (const auto& [breite, hoehe] : {Groesse{1, 1},
+                                      {1, 2},
+                                      {2, 1},
+                                      {3, 3},
+                                      {1, 4000},
+                                      {8000, 1},
+                                      {2, 16384},
+                                      {16384, 2},
+                                      {5, 1200},
+                                      {1919, 7},
+                                      {7680, 4320},
+                                      {16384, 500},
+                                      {333, 16384}}) {
+    SCOPED_TRACE(std::to_string(breite) + " x " + std::to_string(hoehe));
+    const auto ziel = rahmen();
+    ASSERT_FALSE(letterbox.zeichne(Testbild(breite, hoehe, 0x808080).alsBild(0.0), *ziel));
+    const Lage lage = lageIn(1280, 800, breite, hoehe);
+    int innenFalsch = 0;
+    int aussenFalsch = 0;
+    for (int y = 0; y < 800; ++y) {
+      for (int x = 0; x < 1280; ++x) {
+        const bool innen =
+            x >= lage.x && x < lage.x + lage.breite && y >= lage.y && y < lage.y + lage.hoehe;
+        const Yuv yuv = punkt(*ziel, x, y);
+        // Where many pixels become one, rounding adds up.
+        const bool grau =
+            std::abs(yuv.y - 126) <= 1 && std::abs(yuv.u - 128) <= 2 && std::abs(yuv.v - 128) <= 2;
+        (innen ? innenFalsch : aussenFalsch) += innen ? !grau : !(yuv == SCHWARZ);
+      }
+    }
+    EXPECT_EQ(innenFalsch, 0);
+    EXPECT_EQ(aussenFalsch, 0);
+  }
+}
+
+TEST(Letterbox, NothingIsReadBehindThePicture) {
+  // What lies there may be no memory at all.
+  const auto seite = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  Letterbox letterbox;
+  for (const auto& [breite, hoehe] : {Groesse{1, 1},
+                                      {2, 3},
+                                      {5, 1200},
+                                      {7, 500},
+                                      {9, 9},
+                                      {333, 301},
+                                      {641, 401},
+                                      {1025, 640},
+                                      {1279, 799},
+                                      {1281, 801},
+                                      {1921, 1081},
+                                      {3001, 17}}) {
+    const std::size_t bytes =
+        static_cast<std::size_t>(breite) * static_cast<std::size_t>(hoehe) * 4;
+    const std::size_t platz = (bytes + seite - 1) / seite * seite;
+    void* speicher =
+        ::mmap(nullptr, platz + seite, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(speicher, MAP_FAILED);
+    auto* anfang = static_cast<std::uint8_t*>(speicher);
+    ASSERT_EQ(::mprotect(anfang + platz, seite, PROT_NONE), 0);
+    std::memset(anfang, 0x80, platz);
+    const auto ziel = rahmen();
+    const BgrBild bild(0.0, anfang + platz - bytes, breite, hoehe,
+                       static_cast<std::size_t>(breite) * 4);
+    EXPECT_FALSE(letterbox.zeichne(bild, *ziel)) << breite << " x " << hoehe;
+    EXPECT_NEAR(punkt(*ziel, 640, 400).y, 126, 1) << breite << " x " << hoehe;
+    ::munmap(speicher, platz + seite);
+  }
 }
 
 TEST(Letterbox, EveryPixelOfALargePictureCounts) {

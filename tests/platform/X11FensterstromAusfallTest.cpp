@@ -2,11 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
-#include <thread>
 
 #include "platform/linux/LinuxHostClock.h"
 #include "tests/support/Bildsammler.h"
@@ -17,6 +18,10 @@ namespace {
 
 using std::chrono::seconds;
 using std::chrono::steady_clock;
+
+// The limit is 2.8 s; what is beyond is for a computer that is busy with other tests.
+constexpr seconds GEDULD{8};
+constexpr seconds SOFORT{2};  // what does not wait for the limit
 
 class X11FensterstromAusfall : public testing::Test {
  protected:
@@ -37,6 +42,21 @@ TEST_F(X11FensterstromAusfall, AWindowThatDoesNotExist) {
   ASSERT_TRUE(fehler);
   EXPECT_EQ(fehler->description, "das Fenster 134217727 kann nicht aufgenommen werden");
   EXPECT_TRUE(sammler_.fehler().empty());
+}
+
+TEST(X11FensterstromFarbtiefe, PixelsThatAreNotThreeBytesAreRefused) {
+  LinuxHostClock uhr;
+  setzeHostClock(uhr);
+  for (const int tiefe : {16, 30}) {
+    const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER, {.farbtiefe = tiefe});
+    const auto fenster = sitzung.fenster({});
+    Bildsammler sammler;
+    const auto strom = X11ScreenCapture(sitzung.display()).stream({1280, 800, 1.0 / 15.0, true, 5});
+    const Ergebnis fehler = strom->start(fenster->id(), sammler);
+    ASSERT_TRUE(fehler) << tiefe;
+    EXPECT_EQ(fehler->description,
+              "die Farbtiefe " + std::to_string(tiefe) + " wird nicht aufgenommen");
+  }
 }
 
 TEST_F(X11FensterstromAusfall, NoServer) {
@@ -96,7 +116,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsTheStartInTime) {
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   EXPECT_TRUE(strom->start(fenster->id(), sammler_));
-  EXPECT_LT(steady_clock::now() - anfang, seconds(3));
+  EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   sitzung_.signalAnServer(SIGCONT);
 }
 
@@ -109,7 +129,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsAChangeInTime) {
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   EXPECT_TRUE(strom->wechsle(anderes->id()));
-  EXPECT_LT(steady_clock::now() - anfang, seconds(3));
+  EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   // The stream is finished, and says so.
   EXPECT_TRUE(sammler_.warteAufEnde());
   sitzung_.signalAnServer(SIGCONT);
@@ -123,7 +143,7 @@ TEST_F(X11FensterstromAusfall, AStopWhileTheServerIsStoppedReturnsAtOnce) {
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   strom->stop();
-  EXPECT_LT(steady_clock::now() - anfang, seconds(1));
+  EXPECT_LT(steady_clock::now() - anfang, SOFORT);
   sitzung_.signalAnServer(SIGCONT);
 }
 
@@ -139,39 +159,49 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
       std::async(std::launch::async, [&] { return strom->wechsle(anderes->id()).has_value(); });
   strom->stop();
   EXPECT_TRUE(wechsel.get());
-  EXPECT_LT(steady_clock::now() - anfang, seconds(1));
+  EXPECT_LT(steady_clock::now() - anfang, SOFORT);
   sitzung_.signalAnServer(SIGCONT);
 }
 
-// A listener that keeps the stream waiting as a slow encoder would.
+// A listener that holds the stream up as a slow encoder would, until it is told to go on.
 class Langsamer final : public WindowStreamListener {
  public:
   void bild(const Bild& bild) override {
-    const std::lock_guard halter(lock_);
-    zeiten_.push_back(bild.zeit());
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    sammler.bild(bild);
+    std::unique_lock halter(lock_);
+    weiter_.wait(halter, [this] { return los_; });
   }
-  void gestoppt(const Fehler&) override {}
-  [[nodiscard]] std::vector<double> zeiten() {
+  void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
+  void los() {
     const std::lock_guard halter(lock_);
-    return zeiten_;
+    los_ = true;
+    weiter_.notify_all();
   }
+
+  Bildsammler sammler;
 
  private:
   std::mutex lock_;
-  std::vector<double> zeiten_;
+  std::condition_variable weiter_;
+  bool los_ = false;
 };
 
 TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "60"});
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   Langsamer langsamer;
   const auto strom = this->strom();
   ASSERT_FALSE(strom->start(fenster->id(), langsamer));
-  ASSERT_TRUE(warteBisGilt([&] { return langsamer.zeiten().size() >= 4; }));
+  ASSERT_TRUE(langsamer.sammler.warteAufBild());
+  for (const char* farbe : {"farbe 101010", "farbe 202020", "farbe 303030", "farbe 10B030"})
+    fenster->tu(farbe);
+  const double frei = hostSekunden();
+  langsamer.los();
+  // The next one is read only now, and shows what the window is now.
+  const auto naechstes = langsamer.sammler.warteAufBild();
   strom->stop();
-  const auto zeiten = langsamer.zeiten();
-  for (std::size_t i = 1; i < zeiten.size(); ++i)
-    EXPECT_GE(zeiten[i] - zeiten[i - 1], 0.2);
+  ASSERT_TRUE(naechstes);
+  EXPECT_EQ(naechstes->farbe(5, 5), 0x10B030U);
+  EXPECT_GE(langsamer.sammler.zeiten().at(1), frei);
 }
 
 }  // namespace

@@ -32,9 +32,7 @@ class Bildschirm::Strom final : public WindowStream {
 
   Ergebnis start(std::uint32_t id, WindowStreamListener& hoerer) override {
     schirm_.aufrufe.push_back("start " + std::to_string(id));
-    const double bis = welt_.jetzt() + schirm_.startDauer;
-    welt_.am(bis, [] {});
-    welt_.warteBis([&] { return (gestoppt_ && !schirm_.startHaengt) || welt_.jetzt() >= bis; });
+    dauere(schirm_.startDauer);
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
     if (schirm_.startFehler) return schirm_.startFehler;
     id_ = id;
@@ -47,6 +45,7 @@ class Bildschirm::Strom final : public WindowStream {
 
   Ergebnis wechsle(std::uint32_t id) override {
     schirm_.aufrufe.push_back("wechsle " + std::to_string(id));
+    dauere(schirm_.wechselDauer);
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
     if (schirm_.wechselFehler) return schirm_.wechselFehler;
     id_ = id;
@@ -80,6 +79,13 @@ class Bildschirm::Strom final : public WindowStream {
   }
 
  private:
+  void dauere(double sekunden) {
+    if (sekunden == 0.0) return;
+    const double bis = welt_.jetzt() + sekunden;
+    welt_.am(bis, [] {});
+    welt_.warteBis([&] { return (gestoppt_ && !schirm_.startHaengt) || welt_.jetzt() >= bis; });
+  }
+
   void laufe(WindowStreamListener& hoerer) {
     for (;;) {
       welt_.warteBis([this] { return gestoppt_ || !arbeit_.empty(); });
@@ -136,7 +142,11 @@ class Bildschirm::Schreiber final : public VideoWriter {
   bool schreibt() const override { return gestartet_ && schirm_.schreiberSchreibt; }
   bool bereit() const override { return schirm_.schreiberBereit; }
   bool haengeAn(const Bild& bild) override {
-    if (!schirm_.schreiberNimmt) return false;
+    if (schirm_.schreiberScheitert) {
+      schirm_.schreiberFehler = schirm_.schreiberScheitert;
+      schirm_.schreiberSchreibt = false;
+    }
+    if (!schirm_.schreiberNimmt || !schirm_.schreiberSchreibt) return false;
     film().bilder.emplace_back(bild.zeit() - NULLZEIT, dynamic_cast<const SimBild&>(bild).fenster);
     return true;
   }

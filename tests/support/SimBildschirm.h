@@ -40,9 +40,10 @@ class Bildschirm {
   double inventarDauer = 0.0;  // seconds until the windows are told
   Ergebnis startFehler;
   double startDauer = 0.0;
-  bool startHaengt = false;  // a stop does not cancel a start
+  bool startHaengt = false;  // a stop does not cancel a start or a switch
   Ergebnis endeNachStart;    // the service ends the next stream as soon as it runs
   Ergebnis wechselFehler;
+  double wechselDauer = 0.0;
   double stopDauer = 0.0;
   bool bildNachStart = true;  // a picture follows each start and switch
 
@@ -52,6 +53,7 @@ class Bildschirm {
   bool schreiberSchreibt = true;
   bool schreiberBereit = true;
   bool schreiberNimmt = true;
+  Ergebnis schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
   Ergebnis schreiberFehler;
 

@@ -6,9 +6,8 @@
 // window's number.
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
-//               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B] [--typ
-//               ATOM]
-//               [--bewegt HZ] [--rauschen] [--beschriftet]
+//               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B]
+//               [--typ ATOM] [--bewegt HZ] [--rauschen] [--beschriftet]
 //
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
@@ -19,7 +18,8 @@
 // Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
 // verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
 // glyph of the font "cursor"), bewegt HZ (0: stands still), bild N (draws the N-th picture of the
-// movement), ende. The end of standard input ends it too.
+// movement), gleiche (nothing but what every command does), ende. The end of standard input ends it
+// too.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -381,6 +381,8 @@ bool fuehreAus(Fenster& fenster, const std::string& zeile) {
     fenster.bewege(std::strtod(rest.c_str(), nullptr));
   } else if (befehl == "bild") {
     fenster.setzeBild(std::strtoull(rest.c_str(), nullptr, 10));
+  } else if (befehl == "gleiche") {
+    // below
   } else if (befehl == "ende") {
     return false;
   } else {

@@ -22,6 +22,18 @@ std::vector<std::string> programm(const std::string& display, std::vector<std::s
   return worte;
 }
 
+std::vector<std::string> serverBefehl(const X11Sitzung::Server& server) {
+  std::vector<std::string> worte = server.davor;
+  // The server writes the number of the display that it has found free, to standard output.
+  const std::string schirm = "1600x1000x" + std::to_string(server.farbtiefe);
+  for (const char* wort : {"Xvfb", "-displayfd", "1", "-screen", "0", schirm.c_str(), "-nolisten",
+                           "tcp", "-noreset"}) {
+    worte.emplace_back(wort);
+  }
+  worte.insert(worte.end(), server.optionen.begin(), server.optionen.end());
+  return worte;
+}
+
 }  // namespace
 
 Fensterprogramm::Fensterprogramm(const std::string& display, std::vector<std::string> optionen)
@@ -33,12 +45,10 @@ void Fensterprogramm::tu(const std::string& befehl) {
   if (prozess_.liesZeile() != "ok") throw std::runtime_error("testfenster: " + befehl);
 }
 
-X11Sitzung::X11Sitzung(Verwalter verwalter)
-    // The server writes the number of the display that it has found free, to standard output.
-    : server_(std::make_unique<Prozess>(
-          std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24",
-                                   "-nolisten", "tcp", "-noreset"},
-          Prozess::Fehlerausgabe::VERWORFEN)),
+X11Sitzung::X11Sitzung(Verwalter verwalter) : X11Sitzung(verwalter, Server()) {}
+
+X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
+    : server_(std::make_unique<Prozess>(serverBefehl(server), Prozess::Fehlerausgabe::VERWORFEN)),
       display_(":" + server_->liesZeile(30.0)) {
   if (verwalter == Verwalter::KEINER) return;
   verwalter_ = std::make_unique<Prozess>(

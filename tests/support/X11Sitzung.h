@@ -36,8 +36,14 @@ class Fensterprogramm {
 class X11Sitzung {
  public:
   enum class Verwalter { OPENBOX, KEINER };
+  struct Server {
+    int farbtiefe = 24;
+    std::vector<std::string> davor{};     // a command that starts the server
+    std::vector<std::string> optionen{};  // further ones of the server
+  };
 
   explicit X11Sitzung(Verwalter verwalter = Verwalter::OPENBOX);
+  X11Sitzung(Verwalter verwalter, const Server& server);
 
   [[nodiscard]] const std::string& display() const { return display_; }
   [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;
