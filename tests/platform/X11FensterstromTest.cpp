@@ -37,13 +37,15 @@ int andereAls(const Aufnahme& bild, std::uint32_t farbe) {
 
 // How pictures come is all the same to the one who gets them.
 class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
+ public:
+  ~X11Fensterstrom() override {
+    if (strom_) strom_->stop();
+  }
+
  protected:
   explicit X11Fensterstrom(X11Sitzung::Verwalter verwalter = X11Sitzung::Verwalter::OPENBOX)
       : sitzung_(verwalter) {
     setzeHostClock(uhr_);
-  }
-  ~X11Fensterstrom() override {
-    if (strom_) strom_->stop();
   }
 
   // Starts with the window and returns its first picture.
