@@ -67,6 +67,8 @@ class EchoStrecke {
   [[nodiscard]] bool beendet() const { return beendet_; }
 
  private:
+  friend struct EchoStreckeEinblick;
+
   void abarbeiten(bool erzwingen);
   void referenzKuerzen();
   void blockVerarbeiten(std::optional<std::int64_t> ende);

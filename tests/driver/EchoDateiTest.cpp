@@ -2,16 +2,22 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <regex>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "audiofiles/ChannelChunker.h"
 #include "audiofiles/Wav.h"
+#include "driver/Config.h"
 #include "driver/EchoDatei.h"
 #include "echo/EchoStrecke.h"
 #include "tests/echo/Lauf.h"
@@ -98,6 +104,34 @@ Samples rauschen(std::size_t n, std::uint64_t saat) {
   return {s.begin(), s.begin() + static_cast<std::ptrdiff_t>(n)};
 }
 
+// A near end that takes long and short turns: noise without a word to 3 s, words from 4 to 5.2,
+// from 6.7 to 13.5 and from 15 s to the end at 17 s, silence in between. The far end speaks from 8
+// to 12 s.
+struct Gespraech {
+  Samples mikro;
+  Samples referenz;
+};
+
+Gespraech gespraech() {
+  constexpr std::size_t LAENGE = 17 * 16000;
+  Gespraech g{Samples(LAENGE, 0.0F), Samples(LAENGE, 0.0F)};
+  const auto worte = [](Samples& ziel, double von, double bis, std::uint64_t saat) {
+    const szenen::Signal s = szenen::kunstsprache(bis - von, saat);
+    std::copy(s.begin(), s.end(), ziel.begin() + static_cast<std::ptrdiff_t>(von * 16000.0));
+  };
+  worte(g.mikro, 4.0, 5.2, 21);
+  worte(g.mikro, 6.7, 13.5, 22);
+  worte(g.mikro, 15.0, 17.0, 23);
+  worte(g.referenz, 8.0, 12.0, 24);
+  std::mt19937_64 zufall(25);
+  for (std::size_t i = 0; i < LAENGE; ++i) {
+    const float rauschen = static_cast<float>(zufall() >> 40) * 0x1p-23F - 1.0F;
+    g.mikro[i] += rauschen * (i < 48000 ? 0.02F : 0.0003F);
+    if (i >= 1000) g.mikro[i] += 0.2F * g.referenz[i - 1000];
+  }
+  return g;
+}
+
 TEST_F(EchoDateiTest, WritesWhatTheEchoPathMakesOfTheFilesAndItsStatistics) {
   schreibe("mic.wav", rauschen(30001, 1));
   schreibe("ref.wav", rauschen(20000, 2));
@@ -156,27 +190,126 @@ TEST_F(EchoDateiTest, LeavesThePostFilterOffWhenAsked) {
   EXPECT_NE(zeile.find("\"bloecke\":64,"), std::string::npos);
 }
 
-TEST_F(EchoDateiTest, CutsChunksIntoAFolderThatItMakes) {
-  const szenen::Szene szene = szenen::szene(
-      {.name = "chunks", .sekunden = 10.0, .fern = {{0.0, 4.0}}, .nah = {{5.0, 8.0}}});
-  schreibe("mic.wav", szene.mikro);
-  schreibe("ref.wav", szene.referenz);
+// What a chunker with the mode's own rules makes of the output in `ordner`: its lines, and how many
+// chunks held no speech.
+struct Chunks {
+  std::vector<std::string> zeilen;
+  std::int64_t ohneSprache = 0;
+};
+
+Chunks sollChunks(const Gespraech& g, const std::string& ordner) {
+  const AusgabeFaenger ausgaben;
+  EchoStrecke strecke(20);
+  ChannelChunker chunker("me", ordner, 16000.0, 25.0, true, 1.2, 15.0, 0.6, 0.006F);
+  strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
+    chunker.append(samples, &sprache);
+  };
+  for (std::size_t ab = 0; ab < g.mikro.size(); ab += 4800) {
+    const std::size_t anzahl = std::min<std::size_t>(4800, g.mikro.size() - ab);
+    strecke.referenz({g.referenz.data() + ab, anzahl});
+    strecke.mikro({g.mikro.data() + ab, anzahl});
+  }
+  strecke.abschliessen();
+  chunker.finalizeRemainder();
+  return {ausgaben.ausgabeZeilen(), chunker.ohneSprache()};
+}
+
+// Start and end of a chunk in seconds.
+std::pair<double, double> zeiten(const std::string& zeile) {
+  std::smatch treffer;
+  const std::regex muster("\"t0\":([0-9.]+),\"t1\":([0-9.]+),\"sprache_ms\":[0-9]+\\}$");
+  EXPECT_TRUE(std::regex_search(zeile, treffer, muster)) << zeile;
+  return {std::stod(treffer[1]), std::stod(treffer[2])};
+}
+
+// Its own rules, whatever the options for live recordings say.
+TEST_F(EchoDateiTest, CutsChunksByItsOwnRulesIntoAFolderThatItMakes) {
+  const Gespraech vorher = gespraech();
+  schreibe("mic.wav", vorher.mikro);
+  schreibe("ref.wav", vorher.referenz);
+  const Gespraech g{*liesWav(pfad("mic.wav")), *liesWav(pfad("ref.wav"))};
+  fs::create_directory(pfad("soll"));
+  const Chunks soll = sollChunks(g, pfad("soll"));
+  // Longer than the live mode's 4 s, shorter than 3 s, and the rest up to the end.
+  ASSERT_EQ(soll.zeilen.size(), 3U);
+  EXPECT_LT(zeiten(soll.zeilen[0]).second - zeiten(soll.zeilen[0]).first, 2.9);
+  EXPECT_GT(zeiten(soll.zeilen[1]).second - zeiten(soll.zeilen[1]).first, 5.0);
+  EXPECT_EQ(zeiten(soll.zeilen[2]).second, 17.0);
+  EXPECT_EQ(soll.ohneSprache, 1);
+
+  std::vector<std::uint8_t> ausgabe;
+  const std::vector<std::vector<const char*>> optionen{
+      {},
+      {"--rate", "48000"},
+      {"--legacy-chunks"},
+      {"--max", "4"},
+      {"--rate", "8000", "--legacy-chunks", "--max", "1", "--chunk", "2", "--kein-echo"},
+  };
+  for (std::size_t i = 0; i < optionen.size(); ++i) {
+    SCOPED_TRACE(i);
+    const std::string ordnerName = "tief" + std::to_string(i) + "/chunks";
+    const std::string mic = pfad("mic.wav");
+    const std::string ref = pfad("ref.wav");
+    const std::string out = pfad("out.wav");
+    const std::string chunks = pfad(ordnerName);
+    std::vector<const char*> argumente{"hallkorb",  "--echo-datei",   mic.c_str(),   ref.c_str(),
+                                       out.c_str(), "--chunk-ordner", chunks.c_str()};
+    argumente.insert(argumente.end(), optionen[i].begin(), optionen[i].end());
+    const AusgabeFaenger ausgaben;
+    Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(parseArgs(static_cast<int>(argumente.size()), argumente.data())), 0);
+    const std::string zeile = faenger.text();
+    EXPECT_EQ(ausgaben.fehler(), "");
+
+    auto erwartet = soll.zeilen;
+    for (std::size_t nummer = 0; nummer < erwartet.size(); ++nummer) {
+      std::string& text = erwartet[nummer];
+      text.replace(text.find(pfad("soll")), pfad("soll").size(), chunks);
+      const std::string name = "/chunk_me_00" + std::to_string(nummer) + ".wav";
+      EXPECT_EQ(dateiBytes(chunks + name), dateiBytes(pfad("soll") + name));
+    }
+    EXPECT_EQ(ausgaben.ausgabeZeilen(), erwartet);
+    EXPECT_NE(zeile.find(",\"samples\":272000,\"chunks_ohne_sprache\":1}\n"), std::string::npos)
+        << zeile;
+    EXPECT_NE(zeile.find(",\"sekunden_audio\":17.0,"), std::string::npos) << zeile;
+    if (i == 0) ausgabe = dateiBytes(out);
+    EXPECT_EQ(dateiBytes(out), ausgabe);
+    ASSERT_GT(ausgabe.size(), 44U);
+    // 16000 Hz, little-endian.
+    EXPECT_EQ(ausgabe[24] + 256 * ausgabe[25], 16000);
+  }
+}
+
+TEST_F(EchoDateiTest, GoesOnWhereTheChunkFolderCannotBeMade) {
+  const Gespraech g = gespraech();
+  schreibe("mic.wav", g.mikro);
+  schreibe("ref.wav", g.referenz);
+  schreibe("datei", rauschen(10, 1));
   Config c = config();
-  c.chunkOrdner = pfad("tief/chunks");
-  AusgabeFaenger ausgaben;
+  Ergebnisfaenger ohne;
+  EXPECT_EQ(echoDatei(c), 0);
+  const std::string sollZeile = ohne.text();
+  const auto soll = dateiBytes(pfad("out.wav"));
+  ASSERT_FALSE(soll.empty());
+
+  c.chunkOrdner = pfad("datei/chunks");
+  c.echoDatei[2] = pfad("out2.wav");
+  const AusgabeFaenger ausgaben;
   Ergebnisfaenger faenger;
   EXPECT_EQ(echoDatei(c), 0);
   const std::string zeile = faenger.text();
-  const auto chunks = ausgaben.ausgabeZeilen();
-  ASSERT_FALSE(chunks.empty());
-  EXPECT_EQ(chunks[0].rfind("{\"chunk\":0,\"channel\":\"me\",\"path\":\"" + *c.chunkOrdner +
-                                "/chunk_me_000.wav\",\"t0\":",
-                            0),
-            0U)
-      << chunks[0];
-  EXPECT_NE(chunks[0].find(",\"sprache_ms\":"), std::string::npos);
-  EXPECT_TRUE(fs::exists(*c.chunkOrdner + "/chunk_me_000.wav"));
-  EXPECT_NE(zeile.find("\"chunks_ohne_sprache\":"), std::string::npos);
+  EXPECT_EQ(zeile.substr(0, zeile.find(",\"rechenzeit_s\"")),
+            sollZeile.substr(0, sollZeile.find(",\"rechenzeit_s\"")));
+  EXPECT_NE(zeile.find("\"chunks_ohne_sprache\":1}"), std::string::npos) << zeile;
+  EXPECT_EQ(ausgaben.ausgabe(), "");
+  const auto fehler = ausgaben.fehlerZeilen();
+  ASSERT_EQ(fehler.size(), 3U);
+  for (std::size_t i = 0; i < fehler.size(); ++i) {
+    EXPECT_EQ(fehler[i].rfind("[hallkorb] WAV-Schreibfehler (me #" + std::to_string(i) + "): ", 0),
+              0U)
+        << fehler[i];
+  }
+  EXPECT_EQ(dateiBytes(pfad("out2.wav")), soll);
 }
 
 TEST_F(EchoDateiTest, ReplacesAnInputWhereTheOutputIsToBeThere) {
@@ -187,6 +320,38 @@ TEST_F(EchoDateiTest, ReplacesAnInputWhereTheOutputIsToBeThere) {
   const auto soll = liesWav(pfad("getrennt.wav"));
   EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "ref.wav")), 0);
   EXPECT_EQ(liesWav(pfad("ref.wav")), soll);
+}
+
+TEST_F(EchoDateiTest, MayWriteOverTheMicrophoneUnderEveryNameItHas) {
+  const Samples mikro = rauschen(16000, 7);
+  schreibe("ref.wav", rauschen(16000, 8));
+  const Ergebnisfaenger faenger;
+  schreibe("mic.wav", mikro);
+  const auto roh = dateiBytes(pfad("mic.wav"));
+  EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "getrennt.wav")), 0);
+  EXPECT_EQ(dateiBytes(pfad("mic.wav")), roh);
+  const auto soll = dateiBytes(pfad("getrennt.wav"));
+  ASSERT_NE(soll, roh);
+  ASSERT_EQ(soll.size(), roh.size());
+
+  EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "mic.wav")), 0);
+  EXPECT_EQ(dateiBytes(pfad("mic.wav")), soll);
+
+  // A symbolic link leads to the file that is replaced, and stays.
+  schreibe("mic.wav", mikro);
+  fs::create_symlink("mic.wav", pfad("verweis.wav"));
+  EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "verweis.wav")), 0);
+  EXPECT_TRUE(fs::is_symlink(pfad("verweis.wav")));
+  EXPECT_EQ(dateiBytes(pfad("mic.wav")), soll);
+
+  // Of two names for one file only the output's gets the new one.
+  schreibe("mic.wav", mikro);
+  fs::create_hard_link(pfad("mic.wav"), pfad("zweitname.wav"));
+  EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "zweitname.wav")), 0);
+  EXPECT_EQ(dateiBytes(pfad("zweitname.wav")), soll);
+  EXPECT_EQ(dateiBytes(pfad("mic.wav")), roh);
+  EXPECT_EQ(inhalt(), (std::vector<std::string>{"getrennt.wav", "mic.wav", "ref.wav", "verweis.wav",
+                                                "zweitname.wav"}));
 }
 
 TEST_F(EchoDateiTest, RefusesWhatItCannotRead) {
@@ -235,6 +400,27 @@ TEST_F(EchoDateiTest, LeavesNothingHalfWrittenWhereTheOutputCannotBeWritten) {
   EXPECT_EQ(faenger.text(), "");
   EXPECT_EQ(inhalt(), vorher);
   EXPECT_EQ(liesWav(pfad("out.wav")), alt);
+}
+
+// The chunks are complete before; their lines stand.
+TEST_F(EchoDateiTest, PrintsNoStatisticsWhereOnlyTheChunksCouldBeWritten) {
+  const Gespraech g = gespraech();
+  schreibe("mic.wav", g.mikro);
+  schreibe("ref.wav", g.referenz);
+  Config c = config("mic.wav", "ref.wav", "fehlt/out.wav");
+  c.chunkOrdner = pfad("chunks");
+  const AusgabeFaenger ausgaben;
+  Ergebnisfaenger faenger;
+  EXPECT_EQ(echoDatei(c), 2);
+  EXPECT_EQ(faenger.text(), "");
+  const auto fehler = ausgaben.fehlerZeilen();
+  ASSERT_EQ(fehler.size(), 1U);
+  EXPECT_EQ(fehler[0].rfind("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: ", 0), 0U);
+  const auto zeilen = ausgaben.ausgabeZeilen();
+  EXPECT_EQ(zeilen.size(), 3U);
+  for (const std::string& zeile : zeilen)
+    EXPECT_EQ(zeile.rfind("{\"chunk\":", 0), 0U) << zeile;
+  EXPECT_EQ(inhalt(), (std::vector<std::string>{"chunks", "mic.wav", "ref.wav"}));
 }
 
 TEST_F(EchoDateiTest, FailsWhereItsResultCannotBePrinted) {

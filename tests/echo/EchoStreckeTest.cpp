@@ -6,10 +6,13 @@
 #include <random>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "echo/EchoStrecke.h"
+#include "tests/echo/Einblick.h"
 #include "tests/echo/Lauf.h"
+#include "tests/echo/referenz/EchoStrecke.h"
 #include "tests/echo/szenen/Szene.h"
 
 namespace hallkorb {
@@ -216,22 +219,96 @@ TEST(EchoStrecke, NeedsNoAlignmentUpToEightBlocks) {
   }
 }
 
+// The delay in samples that is reported, the alignment in blocks before and after it.
+struct Ausrichtung {
+  std::int64_t D;
+  std::int64_t vorher;
+  std::int64_t nachher;
+};
+
+// A path without audio that is aligned by `versatz` blocks, so that the echo lies three blocks into
+// the filter.
+void richteAus(EchoStrecke& strecke, std::int64_t versatz) {
+  if (versatz > 0) EchoStreckeEinblick{strecke}.ausrichten((versatz + 3) * 256, 0);
+  ASSERT_EQ(strecke.versatz(), versatz);
+}
+
+TEST(EchoStrecke, KeepsAnAlignmentFromHalfABlockToEightBlocksAndMovesItOtherwise) {
+  for (const auto& [D, vorher, nachher] : {
+           Ausrichtung{0, 0, 0},
+           Ausrichtung{127, 0, 0},
+           Ausrichtung{2048, 0, 0},
+           Ausrichtung{2049, 0, 5},
+           Ausrichtung{3000, 0, 9},
+           // Nine blocks are 2304 samples; half a block is 128, eight blocks are 2048.
+           Ausrichtung{3100, 9, 9},
+           Ausrichtung{2304 + 128, 9, 9},
+           Ausrichtung{2304 + 127, 9, 6},
+           Ausrichtung{2304 + 2048, 9, 9},
+           Ausrichtung{2304 + 2049, 9, 14},
+           Ausrichtung{2304, 9, 6},
+           Ausrichtung{2303, 9, 6},
+           Ausrichtung{1000, 9, 1},
+           Ausrichtung{700, 9, 0},
+           Ausrichtung{0, 9, 0},
+           Ausrichtung{12800, 9, 47},
+       }) {
+    SCOPED_TRACE(std::to_string(D) + " with " + std::to_string(vorher));
+    EchoStrecke strecke(8);
+    richteAus(strecke, vorher);
+    const std::int64_t wechsel = strecke.versatzWechsel();
+    EchoStreckeEinblick{strecke}.ausrichten(D, 1);
+    EXPECT_EQ(strecke.delay(), D);
+    EXPECT_EQ(strecke.versatz(), nachher);
+    EXPECT_EQ(strecke.versatzWechsel() - wechsel, nachher == vorher ? 0 : 1);
+  }
+}
+
+// 2688 samples make 7.5 blocks, 2944 make 8.5, 3200 make 9.5.
+TEST(EchoStrecke, RoundsHalvesOfABlockToTheEvenOne) {
+  for (const auto& [D, vorher, nachher] : {
+           Ausrichtung{2687, 0, 7},
+           Ausrichtung{2688, 0, 8},
+           Ausrichtung{2944, 0, 8},
+           Ausrichtung{2945, 0, 9},
+           Ausrichtung{3199, 0, 9},
+           Ausrichtung{3200, 0, 10},
+           Ausrichtung{896, 9, 0},
+           Ausrichtung{897, 9, 1},
+       }) {
+    SCOPED_TRACE(D);
+    EchoStrecke strecke(8);
+    richteAus(strecke, vorher);
+    EchoStreckeEinblick{strecke}.ausrichten(D, 1);
+    EXPECT_EQ(strecke.versatz(), nachher);
+  }
+}
+
 TEST(EchoStrecke, ReplacesADamagedBlockByTheRawOneBeforeIt) {
-  Samples mic = rauschen(40 * 256, 0.1, 12);
-  mic[10 * 256 + 7] = std::numeric_limits<float>::quiet_NaN();
-  EchoStrecke strecke(4);
-  strecke.nachfilter(false);
-  const Ergebnisse e = lauf(strecke, mic, Samples(mic.size(), 0.0F), 256);
-  // The notch filter never forgets a NaN, so from here on the raw microphone passes, a block late.
-  EXPECT_EQ(strecke.ausfaelle(), 31);
-  EXPECT_EQ(strecke.kompensation().resets(), 31);
-  for (std::size_t i = 10 * 256; i < 40 * 256; ++i) {
-    if (i == 11 * 256 + 7) {
-      EXPECT_TRUE(std::isnan(e.samples[i]));
-    } else {
-      ASSERT_EQ(e.samples[i], mic[i - 256]) << i;
+  constexpr float NICHTS = std::numeric_limits<float>::quiet_NaN();
+  constexpr float UNENDLICH = std::numeric_limits<float>::infinity();
+  // In the last sample of a block something infinite has no time to become a NaN.
+  for (const auto& [wert, stelle] :
+       {std::pair{NICHTS, 7U}, std::pair{UNENDLICH, 255U}, std::pair{-UNENDLICH, 255U}}) {
+    SCOPED_TRACE(wert);
+    Samples mic = rauschen(40 * 256, 0.1, 12);
+    mic[10 * 256 + stelle] = wert;
+    EchoStrecke strecke(4);
+    strecke.nachfilter(false);
+    const Ergebnisse e = lauf(strecke, mic, Samples(mic.size(), 0.0F), 256);
+    // The notch filter never forgets it, so from here on the raw microphone passes, a block late.
+    EXPECT_EQ(strecke.ausfaelle(), 31);
+    EXPECT_EQ(strecke.kompensation().resets(), 31);
+    for (std::size_t i = 10 * 256; i < 40 * 256; ++i) {
+      if (i != 11 * 256 + stelle) {
+        ASSERT_EQ(e.samples[i], mic[i - 256]) << i;
+      } else if (std::isnan(wert)) {
+        EXPECT_TRUE(std::isnan(e.samples[i]));
+      } else {
+        EXPECT_EQ(e.samples[i], std::copysign(1.0F, wert));
+      }
+      ASSERT_TRUE(e.sprache[i]);
     }
-    ASSERT_TRUE(e.sprache[i]);
   }
 }
 
@@ -271,6 +348,70 @@ TEST(EchoStrecke, SurvivesAReferenceThatIsMinutesAheadOrBehind) {
     strecke.abschliessen();
     EXPECT_EQ(e.samples.size(), mic.size());
     EXPECT_EQ(strecke.ohneReferenz(), 6250);
+  }
+}
+
+void vergleicheGehaltenes(EchoStrecke& schnell, const referenz::EchoStrecke& wort) {
+  const EchoStreckeEinblick innen{schnell};
+  ASSERT_EQ(innen.refBasis(), wort.refBasis);
+  ASSERT_TRUE(std::ranges::equal(innen.refRoh(), wort.refRoh));
+  ASSERT_TRUE(std::ranges::equal(innen.refPre(), wort.refPre));
+}
+
+// A microphone that stands still must not fill the memory: of more than 60 seconds of reference the
+// newest 30 are left.
+TEST(EchoStrecke, HoldsAMinuteOfReferenceAtMostAndThenTheNewestHalf) {
+  const Samples ref = rauschen(970000, 0.1, 16);
+  const auto gehalten = [](EchoStrecke& strecke) {
+    return EchoStreckeEinblick{strecke}.refRoh().size();
+  };
+  {
+    EchoStrecke schnell(1);
+    referenz::EchoStrecke wort(1);
+    std::size_t stelle = 0;
+    const auto dazu = [&](std::size_t anzahl) {
+      const std::span<const float> stueck(ref.data() + stelle, anzahl);
+      stelle += anzahl;
+      schnell.referenz(stueck);
+      wort.referenz(stueck);
+      vergleicheGehaltenes(schnell, wort);
+    };
+    dazu(959999);
+    EXPECT_EQ(gehalten(schnell), 959999U);
+    dazu(1);
+    EXPECT_EQ(gehalten(schnell), 960000U);
+    EXPECT_EQ(EchoStreckeEinblick{schnell}.refBasis(), 0);
+    dazu(1);
+    EXPECT_EQ(gehalten(schnell), 480000U);
+    EXPECT_EQ(EchoStreckeEinblick{schnell}.refBasis(), 480001);
+    dazu(2000);
+    EXPECT_EQ(gehalten(schnell), 482000U);
+
+    // The microphone comes, up to where the reference is held again and a little further.
+    const Samples mic = rauschen(500000, 0.1, 17);
+    Ergebnisse a;
+    Ergebnisse b;
+    sammle(schnell, a);
+    sammle(wort, b);
+    for (std::size_t ab = 0; ab < mic.size(); ab += 4000) {
+      schnell.mikro({mic.data() + ab, 4000});
+      wort.mikro({mic.data() + ab, 4000});
+      vergleicheGehaltenes(schnell, wort);
+    }
+    // What lies more than a second before what the filter may ask for is gone.
+    EXPECT_GT(EchoStreckeEinblick{schnell}.refBasis(), 480001);
+    EXPECT_EQ(schnell.statistik(), wort.statistik());
+    EXPECT_EQ(a.sprache, b.sprache);
+    EXPECT_LE(abweichung(a.samples, b.samples), 1);
+    EXPECT_GT(a.samples.size(), 490000U);
+  }
+  {
+    EchoStrecke strecke(1);
+    strecke.referenz({ref.data(), 970000});
+    EXPECT_EQ(gehalten(strecke), 480000U);
+    EXPECT_EQ(EchoStreckeEinblick{strecke}.refBasis(), 490000);
+    EXPECT_EQ(EchoStreckeEinblick{strecke}.refRoh().back(),
+              static_cast<double>(ref.back()) * 32768.0);
   }
 }
 

@@ -190,6 +190,27 @@ TEST_P(Kompensation, LeavesTheForegroundAloneWhereBothFiltersAgree) {
   EXPECT_EQ(ec.hgReset(), 0);
 }
 
+// The variance of two filters that agree is that of a difference of 10, and no less.
+TEST_P(Kompensation, TakesFiltersThatAgreeForALittleDifferent) {
+  const Werte signal = rauschen(3 * N, 100.0, 4);
+  for (const double w : {0.0, 0.1}) {
+    Echokompensation ec(2);
+    const EchokompensationEinblick innen{ec};
+    for (const std::size_t j : {0U, 1U}) {
+      setze(innen.W(j), w);
+      setze(innen.F(j), w);
+    }
+    innen.Dvar1() = 5e6;
+    innen.Dvar2() = 7e6;
+    ec.block({signal.data(), N}, rahmen(signal, 0));
+    ASSERT_EQ(ec.vgKopien() + ec.hgReset(), 0);
+    const double Sff = std::inner_product(innen.ef().p, innen.ef().p + N, innen.ef().p, 0.0);
+    EXPECT_GT(Sff, 1e5);
+    EXPECT_NEAR(innen.Dvar1(), 0.36 * 5e6 + 0.16 * Sff * 10.0, 1e-6 * Sff);
+    EXPECT_NEAR(innen.Dvar2(), 0.7225 * 7e6 + 0.0225 * Sff * 10.0, 1e-6 * Sff);
+  }
+}
+
 // The foreground is empty, the background perfect: the block ends with the background's echo taken
 // out, and begins with all of it left.
 TEST_P(Kompensation, FadesOverToABetterBackground) {

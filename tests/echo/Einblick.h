@@ -1,9 +1,13 @@
-// Access to what the canceller keeps to itself, for tests that set up or look at its inside.
+// Access to what canceller and echo path keep to themselves, for tests that set up or look at its
+// inside.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 
 #include "echo/Echokompensation.h"
+#include "echo/EchoStrecke.h"
 
 namespace hallkorb {
 
@@ -27,6 +31,21 @@ struct EchokompensationEinblick {
   [[nodiscard]] bool adapted() const { return ec.adapted; }
   [[nodiscard]] double sumAdapt() const { return ec.sumAdapt; }
   [[nodiscard]] double n0() const { return ec.vorfilter.n0; }
+  // The variances of the comparison of both filters, and the foreground's error.
+  [[nodiscard]] double& Dvar1() const { return ec.Dvar1; }
+  [[nodiscard]] double& Dvar2() const { return ec.Dvar2; }
+  [[nodiscard]] const DFeld& ef() const { return ec.ef; }
+};
+
+struct EchoStreckeEinblick {
+  EchoStrecke& strecke;
+
+  // What is held of the reference, and its first sample's absolute position.
+  [[nodiscard]] std::span<const double> refRoh() const { return strecke.refRoh.werte(); }
+  [[nodiscard]] std::span<const double> refPre() const { return strecke.refPre.werte(); }
+  [[nodiscard]] std::int64_t refBasis() const { return strecke.refBasis; }
+  // A delay of D samples is reported in block b.
+  void ausrichten(std::int64_t D, std::int64_t b) const { strecke.ausrichten(D, b); }
 };
 
 }  // namespace hallkorb

@@ -83,5 +83,28 @@ TEST(Speicher, IsNotAskedForOnceTheBuffersHaveTheirSize) {
   EXPECT_GT(heraus, 200000U);
 }
 
+// Minutes of one stream without the other: what is held has a largest size, which is reached soon.
+TEST(Speicher, DoesNotGrowWhereOneOfTheStreamsStaysAway) {
+  const std::vector<float> stueck(1600, 0.25F);
+  {
+    EchoStrecke strecke(20);
+    long vorher = 0;
+    for (int zehntel = 0; zehntel < 3000; ++zehntel) {
+      if (zehntel == 1000) vorher = belegungen;
+      strecke.referenz(stueck);
+    }
+    EXPECT_EQ(belegungen, vorher);
+  }
+  EchoStrecke strecke(4);
+  strecke.referenz(stueck);
+  long vorher = 0;
+  for (int zehntel = 0; zehntel < 600; ++zehntel) {
+    if (zehntel == 50) vorher = belegungen;
+    strecke.mikro(stueck);
+  }
+  EXPECT_EQ(belegungen, vorher);
+  EXPECT_GT(strecke.ohneReferenz(), 3700);
+}
+
 }  // namespace
 }  // namespace hallkorb

@@ -3,7 +3,7 @@ include_guard(GLOBAL)
 
 hallkorb_library(hallkorb_echo_referenz FOLDER tests/echo/referenz
   HEADERS EchoStrecke.h Echokompensation.h Fft.h Verzoegerungsschaetzer.h
-  SOURCES EchoStrecke.cpp Echokompensation.cpp Verzoegerungsschaetzer.cpp)
+  SOURCES EchoStrecke.cpp Echokompensation.cpp Fft.cpp Verzoegerungsschaetzer.cpp)
 hallkorb_library(hallkorb_echo_szenen FOLDER tests/echo/szenen
   HEADERS Szene.h
   SOURCES Szene.cpp
@@ -12,7 +12,7 @@ hallkorb_library(hallkorb_echo_hilfe FOLDER tests/echo
   HEADERS Befehlssaetze.h Einblick.h Lauf.h
   DEPENDS hallkorb_echo hallkorb_echo_referenz hallkorb_echo_szenen)
 # The measure of all tests is not to be waited for; it stays what it is under optimisation.
-target_compile_options(hallkorb_echo_referenz PRIVATE -O2)
+target_compile_options(hallkorb_echo_referenz PRIVATE -O3)
 target_compile_options(hallkorb_echo_szenen PRIVATE -O2)
 
 # The scenes that are listened to: voices, judgement, and the program behind docs/echo.md.
