@@ -165,7 +165,10 @@ def lauf(argumente):
             print("Recording the microphone and the sound of the PipeWire that runs here.")
         if umfeld.bild:
             print("No screen is here: recording windows that come and go on a private one.")
-        umfeld.starte()
+        try:
+            umfeld.starte()
+        except privat.FEHLER as fehler:
+            return ohne_umfeld(fehler)
         print("Ctrl-C stops.\n" if sekunden is None else f"Stops after {sekunden:g} seconds.\n",
               flush=True)
         schau = anzeige.Anzeige()
@@ -173,15 +176,17 @@ def lauf(argumente):
         status = aufnahme.lauf(sekunden, umfeld)
         zeige_ergebnis(ordner, umfeld.ton)
         if aufnahme.fehler:
-            raise aufnahme.fehler
+            return ohne_umfeld(aufnahme.fehler)
         if status:
             print(f"\nhallkorb ended with status {status}", file=sys.stderr)
         return status
-    except privat.FEHLER as fehler:
-        print(f"record: the private session failed: {fehler}", file=sys.stderr)
-        return 70
     finally:
         umfeld.beende()
+
+
+def ohne_umfeld(fehler):
+    print(f"record: the private session failed: {fehler}", file=sys.stderr)
+    return 70
 
 
 if __name__ == "__main__":

@@ -5,8 +5,10 @@ For machines without a desktop, and for tests. A window is a program of its own 
 """
 
 import os
+import select
 import socket
 import subprocess
+import time
 
 import prozesse
 
@@ -40,6 +42,22 @@ def laeuft_schon(umgebung=None):
     return False
 
 
+def _zeile(schirm, strom, was):
+    """The next line of a program on that screen. Gives up when it is too late, when the program or a
+    part of the screen has ended, or when the screen's `abbruch` says so."""
+    ende = time.monotonic() + FRIST
+    while not select.select([strom], [], [], 0.2)[0]:
+        schirm.pruefe()
+        if schirm.abbruch():
+            raise BildschirmFehler(f"interrupted while waiting for {was}")
+        if time.monotonic() > ende:
+            raise BildschirmFehler(f"not there after {FRIST:g} s: {was}")
+    zeile = strom.readline()
+    if not zeile:
+        raise BildschirmFehler(f"ended: {was}")
+    return zeile.decode().strip()
+
+
 class Fenster:
     """A window. `titel`, and `klasse` as X11 has it: (instance, class). Further options as in
     TestFenster.cpp."""
@@ -48,12 +66,18 @@ class Fenster:
         self._prozess = prozesse.starte(
             [FENSTERPROGRAMM, "--titel", titel, "--klasse", *klasse, *optionen],
             env=schirm.umgebung, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0)
-        self.nummer = int(self._lies())
+        try:
+            self.nummer = int(_zeile(schirm, self._prozess.stdout, f"the window {titel!r}"))
+        except BaseException:
+            self.schliesse()
+            raise
+        self._schirm = schirm
 
     def tu(self, befehl):
         """Returns when the server has done it."""
         self._prozess.stdin.write(befehl.encode() + b"\n")
-        if self._lies() != "ok":
+        antwort = _zeile(self._schirm, self._prozess.stdout, f"the window's {befehl!r}")
+        if antwort != "ok":
             raise BildschirmFehler(f"the window did not do {befehl!r}")
 
     def schliesse(self):
@@ -62,12 +86,6 @@ class Fenster:
         for strom in (self._prozess.stdin, self._prozess.stdout):
             strom.close()
 
-    def _lies(self):
-        zeile = self._prozess.stdout.readline()
-        if not zeile:
-            raise BildschirmFehler("the window's program has ended")
-        return zeile.decode().strip()
-
 
 class Bildschirm:
     """Use it as a context manager, or call starte() and beende(). `umgebung` is what is to be added
@@ -75,6 +93,7 @@ class Bildschirm:
 
     def __init__(self, umgebung=None, *, verwalter=True):
         self.umgebung = dict(os.environ if umgebung is None else umgebung)
+        self.abbruch = lambda: False  # whether to give up waiting for something
         self._mit_verwalter = verwalter
         self._server = None
         self._verwalter = None
@@ -105,14 +124,21 @@ class Bildschirm:
              "-noreset"],
             env=self.umgebung, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL, bufsize=0)
-        nummer = self._server.stdout.readline().strip()
-        if not nummer:
-            raise BildschirmFehler(f"Xvfb ended with status {self._server.wait()}")
-        self.umgebung["DISPLAY"] = ":" + nummer.decode()
+        self.umgebung["DISPLAY"] = ":" + _zeile(self, self._server.stdout, "Xvfb")
         if self._mit_verwalter:
+            # It says so itself when it has begun to look after windows.
             self._verwalter = prozesse.starte(
-                ["openbox", "--sm-disable"], env=self.umgebung, stdin=subprocess.DEVNULL,
-                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                ["openbox", "--sm-disable", "--startup", "echo bereit"], env=self.umgebung,
+                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                bufsize=0)
+            while _zeile(self, self._verwalter.stdout, "openbox") != "bereit":
+                pass
+
+    def pruefe(self):
+        """Raises BildschirmFehler when the server or the window manager has ended."""
+        for name, prozess in (("Xvfb", self._server), ("openbox", self._verwalter)):
+            if prozess is not None and prozess.poll() is not None:
+                raise BildschirmFehler(f"{name} ended with status {prozess.returncode}")
 
     def oeffne(self, titel, klasse, *optionen):
         """Opens a window and returns it once it is shown."""
@@ -141,6 +167,7 @@ class Bildschirm:
         if self._verwalter is not None:
             self._verwalter.kill()
             self._verwalter.wait()
+            self._verwalter.stdout.close()
         if self._server is not None:
             self.ende_server()
             self._server.stdout.close()

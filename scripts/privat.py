@@ -1,13 +1,15 @@
 """What a machine lacks for a recording, brought up for the time of one: sound, a screen, or both."""
 
 import os
+import subprocess
 
 import bildschirm
 import fensterspiel
 import prozesse
 import sitzung
 
-FEHLER = (sitzung.SitzungsFehler, bildschirm.BildschirmFehler, OSError)
+FEHLER = (sitzung.SitzungsFehler, bildschirm.BildschirmFehler, OSError,
+          subprocess.SubprocessError)
 
 
 def was_fehlt(argumente):
@@ -77,6 +79,7 @@ class Privat:
             self._raum.abbruch = abbruch
             self._stimmen.sprich()
         if self._spiel:
+            self._schirm.abbruch = abbruch
             self._spiel.takt(jetzt, melde)
 
     def beende(self):

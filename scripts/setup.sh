@@ -26,7 +26,7 @@ debian_test=(libgtest-dev libbenchmark-dev
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
 # The stages that run there need no private session and none of the checkers.
-brew_test=(googletest google-benchmark)
+brew_test=(googletest)
 
 fehlend_debian() {
   local paket

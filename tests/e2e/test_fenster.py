@@ -28,6 +28,9 @@ class Fenstermodi(lauf.Fall):
                              "100", "120", "--ohne-rahmen")
         post = schirm.oeffne("Posteingang", ("Mail", "thunderbird"))
         chrome = schirm.oeffne("Wetter", ("google-chrome", "Google-chrome"))
+        # The window manager lists a window a moment after it has shown it.
+        self.warte_bis(lambda: self.rufe("--fenster-probe", "--alle", umgebung=schirm.umgebung)[0]
+                       .stdout.count('"fenster":') == 3, "three windows")
         for alle in ([], ["--alle"]):
             ergebnis, _ = self.rufe("--fenster-probe", *alle, umgebung=schirm.umgebung)
             self.assertEqual((ergebnis.returncode, ergebnis.stderr), (0, ""))
