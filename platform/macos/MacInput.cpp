@@ -47,7 +47,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   void laufe();
   void beaufsichtige();
   [[nodiscard]] std::optional<Fehler> warteAufAusfall();
-  void merkeDauer();
+  void merkeDauer(bool still);
   void melde(const Fehler& grund);
   [[nodiscard]] bool oeffneWieder();
   [[nodiscard]] Ergebnis oeffne();
@@ -61,6 +61,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   // The thread's own.
   std::unique_ptr<AudioGeraet> geraet_;
   Uhr::time_point letzterVersuch_{};
+  bool still_ = false;                  // the last loss was silence
   std::chrono::milliseconds pause_{0};  // from the last opening to the one after its loss
 
   // Under the lock of `stelle_`.
@@ -136,7 +137,7 @@ void MacInput::Kern::laufe() {
 
 void MacInput::Kern::beaufsichtige() {
   while (const std::optional<Fehler> grund = warteAufAusfall()) {
-    merkeDauer();
+    merkeDauer(still_);
     schliesse();
     melde(*grund);
     if (istEntscheidungDesNutzers(*grund)) return warteAufStopp();
@@ -156,6 +157,7 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
       return grund.has_value();
     });
     if (grund && !geraet_->laeuft()) return grund;
+    still_ = !grund;
     if (!grund && zeiten_.stille && bloecke_ == vorher && !stelle_->abgebrochen()) {
       return Fehler{"posix", ETIMEDOUT, "das Geraet liefert nichts mehr"};
     }
@@ -163,9 +165,10 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
   return std::nullopt;
 }
 
-// How long the device lasted decides how soon it is opened again.
-void MacInput::Kern::merkeDauer() {
-  const bool frueh = Uhr::now() - letzterVersuch_ < zeiten_.frueh;
+// How long the device lasted decides how soon it is opened again. One that was silent from the
+// beginning is not one that opening it drives away.
+void MacInput::Kern::merkeDauer(bool still) {
+  const bool frueh = !still && Uhr::now() - letzterVersuch_ < zeiten_.frueh;
   pause_ = frueh && pause_.count() > 0 ? std::min(pause_ * 2, zeiten_.laengsterAbstand)
                                        : zeiten_.abstand;
 }

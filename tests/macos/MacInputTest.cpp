@@ -403,6 +403,16 @@ TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   }
 }
 
+// The same of a device that opens and says nothing: it may speak at any time.
+TEST_F(MacInputTest, ADeviceThatIsSilentIsOpenedAnewAfterTheShortestPause) {
+  zeiten.abstand = milliseconds(1);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = std::chrono::hours(1);
+  zeiten.stille = milliseconds(1);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(60));
+}
+
 TEST_F(MacInputTest, StopMayBeRepeated) {
   EXPECT_EQ(eingang().start(hoerer), std::nullopt);
   eingang().stop();
