@@ -26,6 +26,12 @@ class Deskriptor {
 
   // The descriptor, -1 when there is none.
   [[nodiscard]] int fd() const { return fd_; }
+  // Closes it now; the error number, 0 when it went well. It is gone in either case. Some file
+  // systems tell only here that what was written has not arrived.
+  int schliesse() {
+    const int fd = std::exchange(fd_, -1);
+    return fd < 0 || ::close(fd) == 0 ? 0 : errno;
+  }
 
  private:
   int fd_ = -1;

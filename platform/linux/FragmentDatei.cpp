@@ -100,11 +100,12 @@ Ergebnis FragmentDatei::schliesse() {
   }
   datei_.reset();
   strom_.reset();
-  fd_ = Deskriptor();
+  const int code = fd_.schliesse();
+  if (!ergebnis && code != 0) ergebnis = Fehler::ausErrno(code, WAS);
   return ergebnis;
 }
 
-int FragmentDatei::schreibeBytes(void* selbst, std::uint8_t* daten, int anzahl) {
+int FragmentDatei::schreibeBytes(void* selbst, AvioSchreibBytes* daten, int anzahl) {
   auto& datei = *static_cast<FragmentDatei*>(selbst);
   int rest = anzahl;
   while (rest > 0 && datei.schreibFehler_ == 0) {

@@ -43,7 +43,7 @@ class FragmentDatei {
   [[nodiscard]] Ergebnis schliesse();
 
  private:
-  static int schreibeBytes(void* selbst, std::uint8_t* daten, int anzahl);
+  static int schreibeBytes(void* selbst, AvioSchreibBytes* daten, int anzahl);
   [[nodiscard]] Ergebnis gibWeiter(std::int64_t dauer);
   [[nodiscard]] Ergebnis beendeFragment();
   [[nodiscard]] Ergebnis geprueft(int code);

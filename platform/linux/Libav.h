@@ -18,12 +18,20 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "platform/Fehler.h"
 
 namespace hallkorb {
+
+// What avio_alloc_context hands to the function that writes: constant since FFmpeg 7.
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+using AvioSchreibBytes = const std::uint8_t;
+#else
+using AvioSchreibBytes = std::uint8_t;
+#endif
 
 // Loads the libraries, once. Fails where one of them, of the version that the program was built
 // with, is not there.

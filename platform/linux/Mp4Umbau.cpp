@@ -47,10 +47,11 @@ class Datei {
   // 0, or why it could not be opened.
   [[nodiscard]] int code() const { return code_; }
   [[nodiscard]] AVIOContext* strom() const { return strom_.get(); }
-  // Whether all that was written has arrived.
+  // Whether all that was written has arrived; nothing may be written any more.
   [[nodiscard]] int beende() {
     libav().avio_flush(strom_.get());
-    return strom_->error;
+    const int code = fd_.schliesse();
+    return strom_->error < 0 ? strom_->error : AVERROR(code);
   }
 
  private:
@@ -67,7 +68,7 @@ class Datei {
     return n == 0 ? AVERROR_EOF : static_cast<int>(n);
   }
 
-  static int schreibe(void* selbst, std::uint8_t* daten, int anzahl) {
+  static int schreibe(void* selbst, AvioSchreibBytes* daten, int anzahl) {
     auto& datei = *static_cast<Datei*>(selbst);
     for (int rest = anzahl; rest > 0;) {
       const ssize_t n = ::pwrite(datei.fd_.fd(), daten, static_cast<std::size_t>(rest), datei.ort_);
@@ -131,7 +132,7 @@ int kopiere(AVFormatContext& ein, AVFormatContext& aus, std::int64_t ende) {
 }
 
 int schreibeNeu(const std::string& von, const std::string& nach, std::int64_t ende) {
-  const Datei alt(von, O_RDONLY);
+  Datei alt(von, O_RDONLY);
   if (alt.code() < 0) return alt.code();
   AVFormatContext* roh = libav().avformat_alloc_context();
   if (roh == nullptr) return AVERROR(ENOMEM);
