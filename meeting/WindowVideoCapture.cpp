@@ -193,6 +193,7 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::schliesseAb(std::st
   {
     // From now on a late picture reaches nobody.
     const std::lock_guard halter(bildLock_);
+    meldeAusfall();
     writer = std::move(writer_);
     frames = frames_;
     verworfen = verworfen_;
