@@ -78,6 +78,9 @@ std::string pruefsumme(const szenen::Signal& s) {
 }
 
 TEST(Szenen, SoundAsTheyShould) {
+#if defined(__APPLE__)
+  GTEST_SKIP() << "the figures are those of Debian's release of espeak-ng";
+#endif
   const auto stimmen = szenen::stimmen();
   ASSERT_TRUE(stimmen) << "espeak-ng is not installed";
   // Another release of espeak-ng has other voices, and other figures.
