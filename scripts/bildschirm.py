@@ -4,6 +4,7 @@ For machines without a desktop, and for tests. A window is a program of its own 
 (tests/support/TestFenster.cpp), so that windows open, move, hide and end as those of any application.
 """
 
+import itertools
 import os
 import select
 import socket
@@ -15,6 +16,7 @@ import prozesse
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FENSTERPROGRAMM = os.path.join(WURZEL, "build", "release", "testfenster")
 FRIST = 30.0
+_ZAEHLER = itertools.count()
 
 
 class BildschirmFehler(Exception):
@@ -119,8 +121,11 @@ class Bildschirm:
 
     def _starte(self):
         self.umgebung.pop("WAYLAND_DISPLAY", None)
+        # A number that is nobody else's, now and for as long as this process lives: were the server to
+        # end and its number be taken by another one, the recorder would find itself on that.
+        nummer = 1000 + (os.getpid() + 997 * next(_ZAEHLER)) % 50000
         self._server = prozesse.starte(
-            ["Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
+            ["Xvfb", f":{nummer}", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
              "-noreset"],
             env=self.umgebung, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL, bufsize=0)
