@@ -25,9 +25,9 @@ FRIST = 240.0
 
 
 def finde(teile):
-    """(names of the tests in which any of `teile` occurs, those that want a file system of their
-    own)."""
-    namen, mit_mount = [], set()
+    """(names of the tests in which any of `teile` occurs, those of them that want a file system of
+    their own, those that want the machine for themselves)."""
+    namen, mit_mount, allein = [], set(), set()
     offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
     while offen:
         for eintrag in offen.pop():
@@ -39,9 +39,11 @@ def finde(teile):
                 namen.append(name)
                 if getattr(eintrag, "MIT_MOUNT", False):
                     mit_mount.add(name)
+                if getattr(eintrag, "ALLEIN", False):
+                    allein.add(name)
     # The long ones first; the rest fits in beside them.
-    namen.sort(key=lambda name: ("minute" not in name, name))
-    return namen, mit_mount
+    namen.sort(key=lambda name: (name not in allein, "minute" not in name, name))
+    return namen, mit_mount, allein
 
 
 def darf_mount():
@@ -74,15 +76,17 @@ class Versuch:
         return self._ausgabe.read()
 
 
-def naechster(namen, laufend):
-    """The next test that may begin. Of those that play sound for a minute and look at all of it only one
-    at a time: players that miss their turn would spoil what is compared."""
+def naechster(namen, laufend, allein):
+    """The next test that may begin. Of those that play sound for a minute only one at a time, and those
+    that look at each sample of it alone: a player that misses its turn would spoil what is compared."""
+    if any(versuch.name in allein for versuch in laufend):
+        return None
     lange_laeuft = any("minute" in versuch.name for versuch in laufend)
     return next((name for name in namen if not (lange_laeuft and "minute" in name)), None)
 
 
 def alle(teile, zugleich):
-    namen, mit_mount = finde(teile)
+    namen, mit_mount, allein = finde(teile)
     vorsatz = {}
     bestanden = gescheitert = ausgelassen = 0
     if mit_mount and not darf_mount():
@@ -96,7 +100,7 @@ def alle(teile, zugleich):
 
     laufend = []
     while namen or laufend:
-        while len(laufend) < zugleich and (name := naechster(namen, laufend)):
+        while len(laufend) < zugleich and (name := naechster(namen, laufend, allein)):
             namen.remove(name)
             laufend.append(Versuch(name, vorsatz.get(name, [])))
         for versuch in [versuch for versuch in laufend if versuch.fertig()]:

@@ -13,6 +13,8 @@ STILLE = 0.006  # RMS below which a chunk is dropped
 
 class Gespraech(lauf.Fall):
 
+    ALLEIN = True
+
     def test_eine_minute_beider_kanaele(self):
         fern, nah = signale.gespraech(SEKUNDEN, 1), signale.gespraech(SEKUNDEN, 2)
         dateien = {"them": os.path.join(self.ordner, "fern.wav"),
