@@ -156,9 +156,12 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
       if (!grund) grund = std::exchange(ausfall_, std::nullopt);
       return grund.has_value();
     });
-    if (grund && !geraet_->laeuft()) return grund;
-    still_ = !grund;
+    if (grund && !geraet_->laeuft()) {
+      still_ = false;
+      return grund;
+    }
     if (!grund && zeiten_.stille && bloecke_ == vorher && !stelle_->abgebrochen()) {
+      still_ = true;
       return Fehler{"posix", ETIMEDOUT, "das Geraet liefert nichts mehr"};
     }
   }

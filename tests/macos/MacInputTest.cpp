@@ -391,6 +391,24 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(2 + 4 + 8 + 9 + 9));
 }
 
+// That nothing was amiss at a look for silence does not make a later loss one by silence.
+TEST_F(MacInputTest, ADeviceThatDeliveredBeforeItWasLostEarlyIsOpenedEverMoreSeldom) {
+  zeiten.abstand = milliseconds(2);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = milliseconds(9);
+  zeiten.stille = Zeitraffer::STILLE;
+  MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
+                    std::make_shared<Zeitraffer>(skript));
+  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(5));  // opened, three blocks, enough seen
+  const auto anfang = Wartestelle::Uhr::now();
+  for (std::size_t verlust = 0; verlust < 3; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(8 + 2 * verlust));
+  }
+  EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(4 + 8));
+}
+
 // With a pause that grew, the test would run into its time limit.
 TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   zeiten.abstand = milliseconds(1);
