@@ -89,7 +89,7 @@ class Fenster:
             strom.close()
 
 
-class Bildschirm:
+class Bildschirm(prozesse.Betrieb):
     """Use it as a context manager, or call starte() and beende(). `umgebung` is what is to be added
     to; afterwards it holds DISPLAY as well."""
 
@@ -100,13 +100,6 @@ class Bildschirm:
         self._server = None
         self._verwalter = None
         self._fenster = []
-
-    def __enter__(self):
-        self.starte()
-        return self
-
-    def __exit__(self, *_):
-        self.beende()
 
     def starte(self):
         """Returns when windows can be opened. Raises BildschirmFehler."""

@@ -137,6 +137,17 @@ def status_von(ergebnis):
     return 128 - ergebnis if ergebnis < 0 else ergebnis
 
 
+class Betrieb:
+    """What is brought up and taken down again, as a context manager: starte() and beende()."""
+
+    def __enter__(self):
+        self.starte()
+        return self
+
+    def __exit__(self, *_):
+        self.beende()
+
+
 class Beendet(SystemExit):
     """A signal asked for the end; the exit status says which."""
 

@@ -151,7 +151,7 @@ def _spa(werte):
     return "{ " + " ".join(f"{name} = {text(wert)}" for name, wert in werte.items()) + " }"
 
 
-class Sitzung:
+class Sitzung(prozesse.Betrieb):
     """One private session. Use it as a context manager, or call starte() and beende()."""
 
     def __init__(self, *, mikrofon=True, lautsprecher=True, wireplumber=True):
@@ -166,13 +166,6 @@ class Sitzung:
         self.ordner = None
         self.umgebung = None
         self.abbruch = lambda: False  # whether to give up waiting for something
-
-    def __enter__(self):
-        self.starte()
-        return self
-
-    def __exit__(self, *_):
-        self.beende()
 
     # --- The session as a whole ---------------------------------------------------------------
 
