@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "driver/Config.h"
 #include "driver/modes/EchoDatei.h"
 #include "driver/modes/FensterModi.h"

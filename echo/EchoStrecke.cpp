@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "echo/Fliesskomma.h"
 
 namespace hallkorb {
@@ -85,9 +85,9 @@ void EchoStrecke::referenzKuerzen() {
 }
 
 // Samples from absolute reference position `von` on; silence where nothing is held.
-void EchoStrecke::ausschneiden(const Puffer& puffer, std::int64_t von,
+void EchoStrecke::ausschneiden(const Vorrat<double>& vorrat, std::int64_t von,
                                std::span<double> ziel) const {
-  const std::span<const double> werte = puffer.werte();
+  const std::span<const double> werte = vorrat.werte();
   const auto anzahl = static_cast<std::int64_t>(ziel.size());
   const auto gehalten = static_cast<std::int64_t>(werte.size());
   const std::int64_t anfang = von - refBasis;

@@ -20,9 +20,9 @@
 #include <string>
 #include <vector>
 
+#include "base/Vorrat.h"
 #include "echo/DFeld.h"
 #include "echo/Echokompensation.h"
-#include "echo/Puffer.h"
 #include "echo/Verzoegerungsschaetzer.h"
 
 namespace hallkorb {
@@ -75,7 +75,7 @@ class EchoStrecke {
   std::span<const double> gereinigt(std::int64_t b, std::span<const double> m);
   void ausrichten(std::int64_t D, std::int64_t b);
   void ausgeben(std::span<const double> out, bool sprache, std::optional<std::int64_t> ende);
-  void ausschneiden(const Puffer& puffer, std::int64_t von, std::span<double> ziel) const;
+  void ausschneiden(const Vorrat<double>& vorrat, std::int64_t von, std::span<double> ziel) const;
   void rahmen(std::int64_t b, std::span<double> f) const;
 
   static constexpr std::int64_t N = EK_N;
@@ -86,13 +86,13 @@ class EchoStrecke {
   Echokompensation ec;
   Verzoegerungsschaetzer verz;
   // The reference as it came and pre-emphasised, from absolute position refBasis on.
-  Puffer refRoh;
-  Puffer refPre;
+  Vorrat<double> refRoh;
+  Vorrat<double> refPre;
   std::int64_t refBasis = 0;
   double refLetzter = 0.0;
   std::int64_t refEnde = 0;
   // The microphone from micBasis on, a multiple of N.
-  Puffer mic;
+  Vorrat<double> mic;
   std::int64_t micBasis = 0;
   std::int64_t micEnde = 0;
   // Output samples still to be discarded: the canceller's latency.

@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/Nachfilter.h"
 #include "echo/PaarFFT.h"
 
@@ -110,7 +110,7 @@ class Echokompensation {
 
   const std::size_t P;
   bool nachfilterAn_ = true;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
   PaarFFT fft;
 
   // Rows of 2 x ZEILE values, real parts and imaginary parts. X is a ring of P + 1 rows; x points

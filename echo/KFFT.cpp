@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 namespace hallkorb {
 
@@ -178,7 +178,7 @@ struct KFFT::Setup {
     }
   }
 
-  const kern::Kern& kern = kern::bester();
+  const kern::Kernsatz& kern = kern::bester();
   std::size_t n;
   bool gross;
   Passplan zeilen;

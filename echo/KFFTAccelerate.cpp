@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {

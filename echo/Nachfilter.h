@@ -19,7 +19,7 @@
 #include <optional>
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/PaarFFT.h"
 
 namespace hallkorb {
@@ -78,7 +78,7 @@ class Nachfilter {
   static constexpr std::int64_t halt = 20;
 
   PaarFFT& fft;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
   DFeld fenster;
   DFeld eHist, yHist, ola;
   DFeld gain, restAvg, rausch, rho;

@@ -12,7 +12,7 @@
 #pragma once
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {
@@ -37,7 +37,7 @@ class PaarFFT {
   DFeld zr;
   DFeld zi;
   DFeld leer;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
 
  public:
   double* const re;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 
 namespace hallkorb {
 
@@ -40,7 +40,7 @@ constexpr auto laenge(std::size_t n) {
   return static_cast<std::int64_t>(n);
 }
 
-void anhaengen(Puffer& verlauf, std::span<const double> neu) {
+void anhaengen(Vorrat<double>& verlauf, std::span<const double> neu) {
   verlauf.anhaengen(neu);
   if (verlauf.size() > VERLAUF) verlauf.verwerfen(verlauf.size() - VERLAUF);
 }

@@ -18,10 +18,10 @@
 #include <optional>
 #include <span>
 
+#include "base/Vorrat.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/KFFT.h"
-#include "echo/Puffer.h"
 
 namespace hallkorb {
 
@@ -53,13 +53,13 @@ class Verzoegerungsschaetzer {
   [[nodiscard]] bool genugEnergie() const;
   void korrelieren();
 
-  Puffer x;
-  Puffer d;
+  Vorrat<double> x;
+  Vorrat<double> d;
   std::int64_t seit = 0;
   std::array<std::int64_t, 5> schaetzungen{};
   std::size_t anzahl = 0;
   std::optional<std::int64_t> wert_;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
   KFFT fft;
   // Twiddle factors of the full length, n = 0..M - 1.
   DFeld wr, wi;

@@ -8,6 +8,7 @@
 
 #include "base/Ausgabe.h"
 #include "base/Dateien.h"
+#include "base/Text.h"
 #include "meeting/FensterInfo.h"
 #include "meeting/Rangfolge.h"
 #include "platform/Befristet.h"

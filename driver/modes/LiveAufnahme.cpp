@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 namespace {
@@ -52,10 +53,17 @@ void LiveAufnahme::baueAuf() {
   nullUnixMs_ = plattform_.uhr().unixMs();
 
   const auto chunker = [this](const char* kanal) {
-    return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
-                                            config_.chunkSeconds, config_.turnMode,
-                                            config_.minSeconds, config_.maxSeconds,
-                                            config_.silenceSeconds, config_.silenceRms, dateien_);
+    return std::make_unique<ChannelChunker>(
+        ChunkerEinstellung{.channel = kanal,
+                           .outDir = config_.outDir,
+                           .rate = config_.sampleRate,
+                           .chunkSeconds = config_.chunkSeconds,
+                           .turnMode = config_.turnMode,
+                           .minSeconds = config_.minSeconds,
+                           .maxSeconds = config_.maxSeconds,
+                           .silenceSeconds = config_.silenceSeconds,
+                           .silenceRms = config_.silenceRms},
+        dateien_);
   };
   themChunker_ = chunker("them");
   meChunker_ = chunker("me");

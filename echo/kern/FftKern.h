@@ -6,7 +6,7 @@
 // writes the same places and may therefore work in place.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {

@@ -4,7 +4,7 @@
 // becomes of a NaN.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {

@@ -1,7 +1,7 @@
 // The delay estimator's loops around its transforms.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {

@@ -84,7 +84,7 @@ struct VorfilterZustand {
   double preD;
 };
 
-struct Kern {
+struct Kernsatz {
   const char* name;
 
   // --- FFT: forward; the inverse is the same with re and im exchanged. ---
@@ -170,19 +170,19 @@ struct Kern {
 };
 
 // The variants; null where the compiler or the processor family does not have them.
-const Kern* kernAvx512();
-const Kern* kernAvx2();
-const Kern* kernBasis();
+const Kernsatz* kernAvx512();
+const Kernsatz* kernAvx2();
+const Kernsatz* kernBasis();
 
 enum class Befehlssatz { basis, avx2, avx512 };
 
 // The variant for an instruction set; null if it was not built or this processor lacks it.
-[[nodiscard]] const Kern* fuer(Befehlssatz befehlssatz);
+[[nodiscard]] const Kernsatz* fuer(Befehlssatz befehlssatz);
 
 // The variant that every object made from now on uses: the widest that the processor has.
-[[nodiscard]] const Kern& bester();
+[[nodiscard]] const Kernsatz& bester();
 
 // Narrows bester() for tests and benchmarks. Not while objects are being made on other threads.
-void beschraenken(const Kern* kern);
+void beschraenken(const Kernsatz* kern);
 
 }  // namespace hallkorb::kern
