@@ -21,7 +21,6 @@ namespace {
 
 constexpr std::size_t SCHRITT = 4800;  // 0.3 s: the pieces in which both files are walked
 
-
 std::unique_ptr<ChannelChunker> chunker(const Config& config, Dateien& dateien) {
   if (!config.chunkOrdner) return nullptr;
   // A folder that cannot be made shows in every chunk's own error.
