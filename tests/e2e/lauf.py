@@ -19,6 +19,7 @@ sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import bildschirm  # noqa: E402
+import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
 import sitzung  # noqa: E402
 
