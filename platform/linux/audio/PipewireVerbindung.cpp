@@ -2,8 +2,11 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
+
+#include "platform/linux/audio/PipewireFassung.h"
 
 namespace hallkorb {
 namespace {
@@ -16,7 +19,12 @@ std::mutex contextLock;
 // Once per process and never undone: other captures may be running at any time.
 void bereitePipewire() {
   static const bool bereit = [] {
+    // The library writes its log to standard error, where each line is to be ours. Whoever looks
+    // for a fault of it asks for the log.
+    const bool erwuenscht = std::getenv("PIPEWIRE_DEBUG") != nullptr;
+    if (!erwuenscht) pw_log_set_level(SPA_LOG_LEVEL_NONE);
     pw_init(nullptr, nullptr);
+    if (!erwuenscht) pw_log_set_level(SPA_LOG_LEVEL_NONE);
     return true;
   }();
   static_cast<void>(bereit);
@@ -51,11 +59,10 @@ Ergebnis PipewireVerbindung::verbinde() {
   const std::lock_guard halter(contextLock);
   loop_.reset(pw_thread_loop_new("hallkorb.pw", nullptr));
   if (!loop_) return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
-  // This configuration gives the data thread real-time priority where the user may have it. At
-  // normal priority a busy computer loses blocks.
-  context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()),
-                                pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr),
-                                0));
+  const PipewireFassung fassung = pipewireFassung(pw_get_library_version());
+  context_.reset(
+      pw_context_new(pw_thread_loop_get_loop(loop_.get()),
+                     pw_properties_new(PW_KEY_CONFIG_NAME, fassung.konfiguration, nullptr), 0));
   if (!context_) return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
   core_.reset(pw_context_connect(context_.get(), nullptr, 0));
   if (!core_) {
