@@ -96,6 +96,7 @@ class Lauf:
         for strom in (self.prozess.stdout, self.prozess.stderr):
             if not strom.closed:
                 strom.close()
+        self.pruefe_diagnose()
 
     # --- Waiting ------------------------------------------------------------------------------
 
@@ -155,6 +156,11 @@ class Lauf:
         self.test.assertEqual([satz.get("event") for satz in saetze[-2:]], ["zeitachse", "done"],
                               self.alles())
         self.test.assertEqual(self.diagnosen("Stop — schreibe Rest-Chunks"), 1, self.alles())
+
+    def pruefe_diagnose(self):
+        """Standard error belongs to the program alone: what libraries have to say stays out of it."""
+        fremd = [zeile for zeile in self.diagnose.texte() if not zeile.startswith("[hallkorb] ")]
+        self.test.assertEqual(fremd, [])
 
     # --- What was said ------------------------------------------------------------------------
 
