@@ -123,12 +123,16 @@ def kopiere_projekt(ordner):
     os.makedirs(ziel, exist_ok=True)
     git = ["git", "-c", f"safe.directory={WURZEL}", "-C", WURZEL]
     liste = subprocess.run([*git, "ls-files", "-z"], check=True, stdout=subprocess.PIPE).stdout
-    for name in filter(None, os.fsdecode(liste).split("\0")):
-        if os.path.lexists(quelle := os.path.join(WURZEL, name)):
-            os.makedirs(os.path.dirname(os.path.join(ziel, name)), exist_ok=True)
-            shutil.copy2(quelle, os.path.join(ziel, name), follow_symlinks=False)
+    namen = [name for name in os.fsdecode(liste).split("\0")
+             if name and os.path.lexists(os.path.join(WURZEL, name))]
+    for name in namen:
+        hin = os.path.join(ziel, name)
+        os.makedirs(os.path.dirname(hin), exist_ok=True)
+        if os.path.islink(hin):  # of an earlier run
+            os.unlink(hin)
+        shutil.copy2(os.path.join(WURZEL, name), hin, follow_symlinks=False)
     _fuehre_aus("git", "-C", ziel, "init", "--quiet")
-    _fuehre_aus("git", "-C", ziel, "add", "--force", ".")
+    _fuehre_aus("git", "-C", ziel, "add", "--force", "--", *namen)
 
 
 @contextlib.contextmanager

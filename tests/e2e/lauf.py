@@ -73,11 +73,12 @@ class Zeilen:
 
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
-    leaves reading standard output to the test."""
+    leaves reading standard output to the test; `protokoll` lets libraries write to standard error."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False):
+                 echo=False, protokoll=False):
         self.test = test
+        self._protokoll = protokoll
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
@@ -96,7 +97,8 @@ class Lauf:
         for strom in (self.prozess.stdout, self.prozess.stderr):
             if not strom.closed:
                 strom.close()
-        self.pruefe_diagnose()
+        if not self._protokoll:
+            self.pruefe_diagnose()
 
     # --- Waiting ------------------------------------------------------------------------------
 

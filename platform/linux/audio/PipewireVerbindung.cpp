@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -19,12 +18,7 @@ std::mutex contextLock;
 // Once per process and never undone: other captures may be running at any time.
 void bereitePipewire() {
   static const bool bereit = [] {
-    // The library writes its log to standard error, where each line is to be ours. Whoever looks
-    // for a fault of it asks for the log.
-    const bool erwuenscht = std::getenv("PIPEWIRE_DEBUG") != nullptr;
-    if (!erwuenscht) pw_log_set_level(SPA_LOG_LEVEL_NONE);
     pw_init(nullptr, nullptr);
-    if (!erwuenscht) pw_log_set_level(SPA_LOG_LEVEL_NONE);
     return true;
   }();
   static_cast<void>(bereit);
