@@ -16,7 +16,7 @@ target_link_libraries(hallkorb_naive_rangfolge PRIVATE utf8proc)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
-if(APPLE)
+if(HALLKORB_MACOS)
   return()
 endif()
 
