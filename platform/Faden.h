@@ -1,8 +1,8 @@
 // What every thread of ours begins with.
 //
 // Signals are meant for the main thread's run loop. The kernel gives a signal to any thread that
-// does not block it, and where that thread exists before the run loop takes the signal over, its
-// default action ends the process. So no other thread takes any.
+// does not block it, and if that happens before the run loop has taken the signal over, its default
+// action ends the process. So no other thread takes any.
 #pragma once
 
 #include <string>
