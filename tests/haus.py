@@ -5,8 +5,9 @@ For each pair below a file with just that include is compiled exactly as the lib
 are. Allowed includes must compile, the others must fail because the header cannot be found.
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
-also on the other platform; that docs/architecture.md draws the includes as they are; and that
-docs/glossary.md explains every type; that the documents' links lead somewhere. Closing line: "N passed, N failed".
+also on the other platform; that docs/architecture.md draws the includes as they are; that
+docs/glossary.md explains every type; and that the documents' links lead somewhere.
+Closing line: "N passed, N failed".
 """
 
 import concurrent.futures
