@@ -1,5 +1,5 @@
 #!/bin/bash
-# Installs what is missing for one or more of these sets, and nothing when all is there:
+# Installs what is missing for one or more of these sets:
 #
 #   build       compiler, build tools and libraries of the program itself
 #   sitzung     a private PipeWire with two synthetic voices, for machines without a sound system
@@ -8,7 +8,7 @@
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
 #
 # On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
-# Homebrew. The package sources are the ones that the machine is set up with.
+# Homebrew, from the package sources that the machine is set up with.
 set -euo pipefail
 
 melde() { printf '%s\n' "setup: $*" >&2; }
@@ -27,7 +27,7 @@ debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
-# The stages that run there need no private session and none of the checkers.
+# The stages that run on macOS need no private session and none of the checkers.
 brew_test=(googletest)
 
 fehlend_debian() {
@@ -55,7 +55,7 @@ debian() {
     apt-get -qq -o DPkg::Lock::Timeout=300)
 
   melde "installing ${fehlend[*]}"
-  # The lists are fetched only when a package is unknown, or when what they name is no longer there.
+  # The lists are fetched only if a package is unknown, or if what they name is no longer there.
   local paket
   for paket in "${fehlend[@]}"; do
     if [[ -z "$(apt-cache policy "$paket" 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]]; then

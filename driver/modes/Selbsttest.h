@@ -1,8 +1,8 @@
 // The timeline's self-test: four synthetic recordings through resampler and timeline.
 //
 // It proves on the user's own machine, with the platform's own resampler, that gaps are filled,
-// overlaps dropped, clock drift absorbed and the signal delivered in step: the figures that tell
-// whether two channels will belong together after an hour.
+// overlaps dropped, clock drift absorbed and the signal delivered in step. These figures decide
+// whether two channels still belong together after an hour.
 #pragma once
 
 #include <cstdint>
@@ -22,11 +22,11 @@ struct Testfall {
   double drift = 0.0;                // relative error of the input's clock
 };
 
-// Runs one case and returns its JSON line. Stops the process where the chain delivers less than
-// 5600 samples.
+// Runs one case and returns its JSON line. Stops the process if the chain delivers fewer than 5600
+// samples.
 [[nodiscard]] std::string fall(const Testfall& testfall, AudioConverterFactory& konverter);
 
-// Prints the lines of the four cases to standard output; returns the process's exit status, 2 where
+// Prints the lines of the four cases to standard output; returns the process's exit status: 2 if
 // they could not be written.
 [[nodiscard]] int zeitachseTest(AudioConverterFactory& konverter);
 

@@ -55,7 +55,7 @@ class Aufnahme:
 
     def __init__(self, argumente, umgebung, schau):
         self._schau = schau
-        # SIGINT and SIGTERM reach the recorder from here only, whoever sent them.
+        # SIGINT and SIGTERM reach the recorder only from here.
         self._weck_lese, weck_schreib = os.pipe()
         os.set_blocking(weck_schreib, False)
         signal.set_wakeup_fd(weck_schreib)
@@ -72,8 +72,8 @@ class Aufnahme:
         self._gebeten = True
 
     def lauf(self, sekunden, umfeld):
-        """Shows the lines until both streams end. When the private surroundings fail, the recording
-        ends in order, and `fehler` says why."""
+        """Shows the lines until both streams end. If the private surroundings fail, the recording
+        ends in order, and `fehler` holds the reason."""
         waehler = selectors.DefaultSelector()
         puffer = {strom: b"" for strom in (self.prozess.stdout, self.prozess.stderr)}
         for strom in puffer:

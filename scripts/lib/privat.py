@@ -44,7 +44,7 @@ class Stimmen:
 
 
 class Privat:
-    """The private part of a recording's surroundings; nothing where `fehlt` is empty."""
+    """The private part of a recording's surroundings; does nothing if `fehlt` is empty."""
 
     def __init__(self, fehlt):
         self.ton = "sitzung" in fehlt
@@ -73,8 +73,8 @@ class Privat:
             self._stimmen.sprich()
 
     def takt(self, jetzt, melde, abbruch):
-        """To be called about once a second while the recording runs; `jetzt` in seconds, `melde` is
-        told what happens, `abbruch` says whether it is to return early. Raises one of FEHLER."""
+        """To be called about once a second while the recording runs; `jetzt` in seconds, `melde` gets
+        what happens, `abbruch` returns whether to return early. Raises one of FEHLER."""
         if self._stimmen:
             self._raum.abbruch = abbruch
             self._stimmen.sprich()
