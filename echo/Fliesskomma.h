@@ -21,7 +21,7 @@ class DenormaleSindNull {
   DenormaleSindNull() : vorher_(_mm_getcsr()) { _mm_setcsr(vorher_ | FTZ | DAZ); }
   ~DenormaleSindNull() { _mm_setcsr(vorher_); }
 #elif defined(__aarch64__)
-  // "memory" keeps loads and stores, and so the arithmetic between them, on their side of the change.
+  // "memory": loads and stores, and the arithmetic between them, stay on their side of the change.
   DenormaleSindNull() {
     asm volatile("mrs %0, fpcr" : "=r"(vorher_));
     asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ) : "memory");

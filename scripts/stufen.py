@@ -239,10 +239,22 @@ def stufe_macos(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_arm64(zaehler):
+    """the program for Linux on 64-bit ARM and its tests, under an emulator"""
+    if not prozesse.LINUX:
+        return
+    baue("arm64")
+    ctest("arm64", zaehler)
+    emulator = ["qemu-aarch64", "-L", os.path.join(BAU, "arm64-root")]
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), *emulator,
+                                 os.path.join(BAU, "arm64", "hallkorb"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos")}
+    "macos", "arm64")}
 # Without any named: on Linux all but "clang", since what its compiler has to say comes from "tidy" too;
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
 UEBLICH = ([name for name in STUFEN if name != "clang"] if prozesse.LINUX

@@ -236,9 +236,10 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
 
 INSTANTIATE_TEST_SUITE_P(Rohr, ZeilenAusVielenFaeden, testing::Bool());
 
+// An emulator of the processor adds a line of its own about the signal.
 TEST(AbbruchDeathTest, TellsTheReasonInOneLineFirst) {
   EXPECT_EXIT(abbruch("Probe"), testing::KilledBySignal(SIGABRT),
-              "^\\[hallkorb\\] Abbruch: Probe\n$");
+              "^\\[hallkorb\\] Abbruch: Probe\n(qemu: [^\n]*\n)?$");
 }
 
 TEST(AbbruchDeathTest, WhatNobodyCaughtTellsItselfToo) {
