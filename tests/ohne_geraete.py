@@ -1,10 +1,9 @@
 #!/usr/bin/python3
 """The modes that need neither devices nor permissions: python3 tests/ohne_geraete.py PROGRAM...
 
-Before the program may stand what runs it, an emulator and its options.
-
 What they print is compared with what must come out whatever resampler and FFT the platform has, so
 this is the part of the program that can be run on a machine that nobody sits at.
+An emulator with its options may precede the program.
 Closing line: "N passed, N failed".
 """
 
