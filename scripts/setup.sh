@@ -6,10 +6,13 @@
 #   bildschirm  a private X server with a window manager, for machines without a screen
 #   test        what the tests need beyond those: test libraries, clang, the checkers
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
+#   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
+#               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
 #
 # On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
 # Homebrew, from the package sources that the machine is set up with.
 set -euo pipefail
+wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 melde() { printf '%s\n' "setup: $*" >&2; }
 
@@ -24,6 +27,7 @@ debian_test=(libgtest-dev libbenchmark-dev
   clang-19 lld-19 llvm-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
+debian_arm64=(qemu-user)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
@@ -68,6 +72,15 @@ debian() {
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2
 }
 
+# What "build" has for this machine, for the other one, with the C++ library of the same compiler.
+arm64_wurzel() {
+  local paket pakete=("libstdc++-$(g++ -dumpversion)-dev")
+  for paket in "${debian_build[@]}"; do
+    [[ $paket != *-dev ]] || pakete+=("$paket")
+  done
+  "$wurzel/scripts/arm64-root" "$wurzel/build/arm64-root" "${pakete[@]}"
+}
+
 macos() {
   command -v brew >/dev/null || {
     melde "Homebrew is needed to install: $*"
@@ -92,6 +105,7 @@ else
 fi
 
 pakete=()
+mit_arm64=false
 for satz in "$@"; do
   case "$art-$satz" in
     debian-build) pakete+=("${debian_build[@]}") ;;
@@ -101,6 +115,10 @@ for satz in "$@"; do
       pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
       ;;
     debian-in-root) pakete+=("${debian_in_root[@]}") ;;
+    debian-arm64)
+      pakete+=("${debian_build[@]}" "${debian_arm64[@]}")
+      mit_arm64=true
+      ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;
@@ -111,3 +129,4 @@ for satz in "$@"; do
   esac
 done
 "$art" "${pakete[@]}"
+! $mit_arm64 || arm64_wurzel

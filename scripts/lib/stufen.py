@@ -258,10 +258,22 @@ def _macos_lauf(zaehler, preset):
     ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
 
 
+def stufe_arm64(zaehler):
+    """the program for Linux on 64-bit ARM and its tests, under an emulator"""
+    if not prozesse.LINUX:
+        return
+    baue("arm64")
+    ctest("arm64", zaehler)
+    emulator = ["qemu-aarch64", "-L", os.path.join(BAU, "arm64-root")]
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), *emulator,
+                                 os.path.join(BAU, "arm64", "hallkorb"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan")}
+    "macos", "macos-lauf", "macos-asan", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.

@@ -252,8 +252,9 @@ TEST_P(Gleichheit, InSilence) {
   EXPECT_EQ(a.samples, stille);
 }
 
-// The sanitizers' builds and the unoptimised ones take every fifth scene.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+// The sanitizers' builds, the unoptimised ones and those for an emulator take every fifth scene.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__) || \
+    defined(HALLKORB_EMULIERT)
 constexpr std::size_t SCHRITT = 5;
 #else
 constexpr std::size_t SCHRITT = 1;
