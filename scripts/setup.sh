@@ -20,7 +20,7 @@ debian_build=(cmake g++ ninja-build pkg-config python3
   libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev libutf8proc-dev nlohmann-json3-dev
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
-debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
+debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
 debian_bildschirm=(xvfb openbox)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
@@ -30,7 +30,6 @@ debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
-brew_sitzung=(espeak-ng)
 # The stages that run on macOS need no private session and none of the checkers.
 brew_test=(googletest)
 
@@ -120,7 +119,6 @@ for satz in "$@"; do
       mit_arm64=true
       ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
-    macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;
     *)
       melde "unknown set $satz"

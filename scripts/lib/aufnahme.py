@@ -153,7 +153,8 @@ def dauer(pfad):
 def lauf(argumente):
     sekunden, ordner, weiter = lies_argumente(argumente)
     umfeld = privat.Privat(privat.was_fehlt(weiter))
-    baue("hallkorb", *(["testfenster"] if umfeld.bild else []))
+    baue("hallkorb", *(["testfenster"] if umfeld.bild else []),
+         *(["testsprecher"] if umfeld.ton else []))
     if ordner is None:
         jetzt = datetime.datetime.now().strftime("%Y-%m-%d_%H-%M-%S")
         ordner = os.path.join(WURZEL, "recordings", jetzt)
