@@ -61,6 +61,8 @@ class Bild {
   [[nodiscard]] virtual double zeit() const = 0;
   // Only vollstaendig comes with a picture.
   [[nodiscard]] virtual BildStatus status() const = 0;
+  // The window that it shows.
+  [[nodiscard]] virtual std::uint32_t fenster() const = 0;
 };
 
 struct StreamKonfiguration {
@@ -74,6 +76,9 @@ struct StreamKonfiguration {
 class WindowStreamListener {
  public:
   virtual void bild(const Bild& bild) = 0;
+  // The recorded window has another title, so it may show something else now. A platform that is
+  // not notified of titles never calls it.
+  virtual void titelGeaendert() {}
   // The stream ended by itself: the capture service is gone, or its screen is.
   virtual void gestoppt(const Fehler& fehler) = 0;
 

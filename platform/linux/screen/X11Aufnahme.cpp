@@ -129,7 +129,7 @@ std::optional<BgrBild> X11Aufnahme::lies() {
                   quelle.hoehe);
   }
   return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
-                 static_cast<std::size_t>(quelle.breite) * 4);
+                 static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
 }
 
 }  // namespace hallkorb
