@@ -50,7 +50,7 @@ Signal umgetaktet(const std::vector<float>& x) {
   return y;
 }
 
-// All that the command prints; nothing where it fails.
+// Everything the command prints; empty if it fails.
 std::vector<std::uint8_t> ausgabeVon(const std::string& befehl) {
   std::FILE* rohr = ::popen(befehl.c_str(), "r");
   if (rohr == nullptr) return {};
@@ -66,8 +66,8 @@ std::vector<std::uint8_t> ausgabeVon(const std::string& befehl) {
 std::optional<Signal> gesprochen(const std::string& einstellungen, const std::string& text) {
   const std::string befehl =
       "espeak-ng " + einstellungen + " --stdout \"" + text + "\" 2>/dev/null";
-  // A voice that was cut off is a voice of its own, and figures of it tell nothing: only what was
-  // said twice in the same way counts.
+  // A voice that was cut off would give figures of its own: it counts only if it came out the same
+  // twice.
   std::vector<std::uint8_t> bytes = ausgabeVon(befehl);
   for (int weitere = 0; weitere < 3; ++weitere) {
     std::vector<std::uint8_t> nochmals = ausgabeVon(befehl);

@@ -1,7 +1,7 @@
 // Spoken voices for the scenes, from the speech synthesiser espeak-ng.
 //
-// Always the same sentences with the same settings, so every run hears the same conversation. Made
-// when they are needed; no recording of anybody is kept in the source tree.
+// Always the same sentences with the same settings, so every run has the same conversation. They
+// are made when needed; the source tree holds no recordings of people.
 #pragma once
 
 #include <optional>
