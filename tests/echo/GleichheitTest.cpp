@@ -73,8 +73,8 @@ TEST_P(Gleichheit, WithFewAndWithManyPartitions) {
   }
 }
 
-// Everything that a live recording may do to the order of arrival, and both paths must agree on
-// what it leads to: late, missing, short references included.
+// Whatever the order in which a live recording's samples arrive (a late, missing or short reference
+// included), both paths must agree on the result.
 TEST_P(Gleichheit, WithAnyOrderOfArrival) {
   const szenen::Szene szene = szenen::szene({.name = "ankunft",
                                              .sekunden = 9.0,
@@ -123,8 +123,8 @@ TEST_P(Gleichheit, WithAnyOrderOfArrival) {
   }
 }
 
-// A recording whose reference comes late, stays away or falls behind: how many seconds of it have
-// come when the microphone's second t has.
+// A recording whose reference comes late, stays away or falls behind: the seconds of it that have
+// come by the microphone's second t.
 struct Ankunft {
   std::string name;
   std::function<double(double)> referenz;
@@ -143,7 +143,7 @@ const std::vector<Ankunft>& ankuenfte() {
   return alle;
 }
 
-// What came out, and what was held of the reference (its first sample, its length) on the way.
+// The output, and what was held of the reference on the way (its first sample, its length).
 struct Gehaltenes {
   Ergebnisse e;
   std::vector<std::pair<std::int64_t, std::size_t>> referenz;
@@ -204,7 +204,7 @@ TEST_P(Gleichheit, WithAReferenceThatIsLateOrMissing) {
   }
 }
 
-// Damaged samples: what becomes of filters, counters and flags is decided by comparisons that fail.
+// Damaged samples: comparisons that fail decide what becomes of filters, counters and flags.
 TEST_P(Gleichheit, WithSamplesThatAreNoNumbers) {
   const szenen::Szene heil = szenen::szene(
       {.name = "kaputt", .sekunden = 7.0, .fern = {{0.0, 7.0}}, .nah = {{1.0, 3.0}}, .saat = 31});
@@ -260,9 +260,9 @@ constexpr std::size_t SCHRITT = 5;
 constexpr std::size_t SCHRITT = 1;
 #endif
 
-// The scenes that are listened to. None of them hangs on the last bits of its numbers: were one
-// chaotic, the fast path could agree with the literal one by luck only. So noise that is thousands
-// of times as large as what the two differ by must change nothing either.
+// The scenes that are listened to. If one depended on the last bits of its numbers, the two paths
+// could agree only by luck. So noise thousands of times larger than their difference must change
+// nothing either.
 TEST(GleichheitGesprochen, OnEverySpokenSceneAndDespiteNoiseInTheTransforms) {
   const szenen::Stimmen stimmen = szenen::stimmen();
   const std::vector<szenen::Vorgabe> plaene = szenen::lange();

@@ -49,7 +49,7 @@ TEST_P(NachfilterJe, PutsOutExactZerosAndNoSpeechForThe16BlocksOfLookAhead) {
   EXPECT_EQ(nachfilter.verzoegerungBloecke, 17);
 }
 
-// Near-end speech that is loud against everything passes unchanged, 17 blocks late.
+// Near-end speech that is much louder than everything else passes unchanged, 17 blocks late.
 TEST_P(NachfilterJe, GivesLoudSpeechBackUnchanged17BlocksLate) {
   const Werte stille(N, 0.0);
   std::vector<Werte> hinein;

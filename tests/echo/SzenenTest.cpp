@@ -1,5 +1,5 @@
-// What a listener would say: each long scene, with spoken voices, against the least that it must
-// reach. The bounds are a little looser than the figures in docs/echo.md.
+// What a listener would say: each long scene, with spoken voices, must reach certain figures. They
+// are a little looser than those in docs/echo.md.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -14,7 +14,7 @@ namespace {
 
 using szenen::Bewertung;
 
-// What must be reached; absent where the scene has nothing of the kind.
+// What must be reached; absent if it does not apply to the scene.
 struct Schranke {
   std::optional<double> erleAnfang;
   std::optional<double> erleSpaeter;
@@ -27,7 +27,7 @@ struct Schranke {
   std::optional<double> richtigNach;
 };
 
-// Scene, then as declared above: at least for ERLE, level and SDR, at most for marks and seconds.
+// Scene, then the fields above: minima for ERLE, level and SDR, maxima for marks and seconds.
 // clang-format off
 const std::map<std::string, Schranke> SCHRANKEN{
     {"delay 0 ms", {22.0, 28.0, -0.2, 37.5, -2.0, 8.0, 0.03, 0.32, {}}},
@@ -81,7 +81,7 @@ TEST(Szenen, SoundAsTheyShould) {
     hoechstens("false marks", b.falschMarkiert, s.falschMarkiert);
     hoechstens("speech not marked", b.nichtMarkiert, s.nichtMarkiert);
     hoechstens("delay reported", b.richtigNach, s.richtigNach);
-    // A near end that speaks alone is left alone.
+    // A near end that speaks alone passes unchanged.
     mindestens("level of the near end", b.nahPegel, s.nahPegel);
     mindestens("SDR of the near end", b.nahSdr, s.nahSdr);
     if (b.nahPegel) {
