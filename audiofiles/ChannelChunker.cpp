@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "audiofiles/Wav.h"
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {

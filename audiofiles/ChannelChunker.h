@@ -27,7 +27,7 @@
 #include <string>
 #include <vector>
 
-#include "audiofiles/Dateien.h"
+#include "base/Dateien.h"
 
 namespace hallkorb {
 

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {

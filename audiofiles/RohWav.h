@@ -24,9 +24,9 @@
 #include <string>
 #include <vector>
 
-#include "audiofiles/Dateien.h"
 #include "audiofiles/Wav.h"
-#include "platform/Fehler.h"
+#include "base/Dateien.h"
+#include "base/Fehler.h"
 
 namespace hallkorb {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "audiofiles/WavLeser.h"
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {

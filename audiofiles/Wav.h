@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "audiofiles/Dateien.h"
-#include "platform/Fehler.h"
+#include "base/Dateien.h"
+#include "base/Fehler.h"
 
 namespace hallkorb {
 

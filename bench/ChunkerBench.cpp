@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "tests/support/TempOrdner.h"
 
 namespace hallkorb {

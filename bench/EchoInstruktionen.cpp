@@ -1,5 +1,5 @@
 // Does one kind of the echo path's work a given number of times and nothing else, to be counted in
-// instructions: scripts/echo-instructions runs it under callgrind.
+// instructions: bench/echo-instructions runs it under callgrind.
 //
 //   echo_instruktionen fft512|fft131072|block|analysis|path TIMES
 #include <cstdio>

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "capture/MonoResampler.h"
-#include "platform/linux/SwrKonverter.h"
+#include "platform/linux/audio/SwrKonverter.h"
 
 namespace hallkorb {
 namespace {

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/FragmentDatei.h"
-#include "platform/linux/H264Kodierer.h"
-#include "platform/linux/Letterbox.h"
-#include "platform/linux/Libav.h"
-#include "platform/linux/Mp4Umbau.h"
+#include "platform/linux/video/FragmentDatei.h"
+#include "platform/linux/video/H264Kodierer.h"
+#include "platform/linux/video/Letterbox.h"
+#include "platform/linux/video/Libav.h"
+#include "platform/linux/video/Mp4Umbau.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/Testbild.h"
 

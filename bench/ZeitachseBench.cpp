@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "base/Ausgabe.h"
 #include "capture/Zeitachse.h"
-#include "driver/Ausgabe.h"
 
 namespace hallkorb {
 namespace {

@@ -3,7 +3,7 @@
 
     bench/echo_datei.py
 
-The conversation of scripts/voices.py is repeated to 10 and to 20 minutes, and followed by silence.
+The conversation of scripts/lib/voices.py is repeated to 10 and to 20 minutes, and followed by silence.
 Memory is given beside what the three files' samples take as 32-bit floats.
 """
 
@@ -16,7 +16,7 @@ import tempfile
 import numpy
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(WURZEL, "scripts"))
+sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 
 import voices  # noqa: E402
 

@@ -20,7 +20,7 @@ import threading
 import time
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(WURZEL, "scripts"))
+sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 
 import bildschirm  # noqa: E402
 import privat  # noqa: E402

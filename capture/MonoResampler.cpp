@@ -1,6 +1,6 @@
 #include "capture/MonoResampler.h"
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

@@ -3,7 +3,7 @@
 #include <cinttypes>
 #include <utility>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {

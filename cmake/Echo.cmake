@@ -16,7 +16,7 @@ hallkorb_library(hallkorb_echo FOLDER echo
           kern/Tabelle.h kern/Vektor.h kern/VerzoegerungKern.h
   SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
           Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kern.cpp ${echo_kernel}
-  DEPENDS hallkorb_ausgabe)
+  DEPENDS hallkorb_base)
 if(HALLKORB_MACOS_ERSATZ)
   target_link_libraries(hallkorb_echo PUBLIC hallkorb_ersatz)
 elseif(APPLE)

@@ -5,12 +5,12 @@
 
 #include <csignal>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "driver/Config.h"
-#include "driver/EchoDatei.h"
-#include "driver/FensterModi.h"
-#include "driver/LiveAufnahme.h"
-#include "driver/ZeitachseTest.h"
+#include "driver/modes/EchoDatei.h"
+#include "driver/modes/FensterModi.h"
+#include "driver/modes/LiveAufnahme.h"
+#include "driver/modes/Selbsttest.h"
 
 #if HALLKORB_MACOS
 #include "platform/macos/MacPlattform.h"

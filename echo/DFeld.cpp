@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <new>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "echo/Fliesskomma.h"
 
 namespace hallkorb {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "echo/DFeld.h"
 #include "echo/kern/Kern.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {

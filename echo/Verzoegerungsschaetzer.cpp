@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
-#include "driver/Ausgabe.h"
-#include "tests/support/ChunkerRegel.h"
+#include "base/Ausgabe.h"
+#include "tests/oracles/ChunkerRegel.h"
 
 namespace hallkorb {
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "meeting/WindowVideoCapture.h"
 #include "platform/HostClock.h"
 

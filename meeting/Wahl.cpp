@@ -1,6 +1,6 @@
 #include "meeting/Wahl.h"
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

@@ -29,7 +29,7 @@
 #include <optional>
 #include <string>
 
-#include "audiofiles/Dateien.h"
+#include "base/Dateien.h"
 #include "meeting/Bildzeiten.h"
 #include "meeting/Rangfolge.h"
 #include "meeting/Wahl.h"

@@ -12,7 +12,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 #include "platform/PcmBlock.h"
 
 namespace hallkorb {

@@ -18,7 +18,7 @@
 
 #include <cstdint>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 #include "platform/PcmBlock.h"
 
 namespace hallkorb {

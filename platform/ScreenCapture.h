@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 
 namespace hallkorb {
 

@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 #include "platform/ScreenCapture.h"
 
 namespace hallkorb {

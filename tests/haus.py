@@ -19,26 +19,30 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # Source whose library is asked -> headers it may include, headers it may not.
 REGELN = {
+    "base/Dateien.cpp": (
+        ["base/Fehler.h", "base/Ausgabe.h"],
+        ["platform/HostClock.h", "audiofiles/Wav.h", "driver/Config.h"]),
     "audiofiles/Wav.cpp": (
-        ["audiofiles/Dateien.h", "platform/Fehler.h", "driver/Ausgabe.h"],
+        ["base/Dateien.h", "base/Fehler.h", "base/Ausgabe.h"],
         ["platform/HostClock.h", "platform/AudioInput.h", "capture/Zeitachse.h", "driver/Config.h"]),
     "platform/HostClock.cpp": (
-        ["platform/Fehler.h", "platform/AudioInput.h"],
-        ["driver/Ausgabe.h", "capture/Zeitachse.h", "audiofiles/Wav.h",
+        ["base/Fehler.h", "platform/AudioInput.h"],
+        ["capture/Zeitachse.h", "audiofiles/Wav.h", "driver/Config.h",
          "platform/linux/LinuxHostClock.h"]),
     "capture/Zeitachse.cpp": (
-        ["platform/HostClock.h", "driver/Ausgabe.h"],
-        ["audiofiles/Wav.h", "driver/LiveAufnahme.h"]),
-    "driver/LiveAufnahme.cpp": (
+        ["platform/HostClock.h", "base/Ausgabe.h"],
+        ["audiofiles/Wav.h", "driver/modes/LiveAufnahme.h"]),
+    "driver/modes/LiveAufnahme.cpp": (
         ["audiofiles/ChannelChunker.h", "capture/MicCapture.h", "platform/Plattform.h"],
-        ["platform/linux/PipewireInput.h"]),
+        ["platform/linux/audio/PipewireInput.h"]),
     "echo/EchoStrecke.cpp": (
-        ["echo/KFFT.h", "driver/Ausgabe.h"],
+        ["echo/KFFT.h", "base/Ausgabe.h"],
         ["platform/HostClock.h", "platform/PcmBlock.h", "audiofiles/Wav.h", "capture/Zeitachse.h",
          "driver/Config.h"]),
     "meeting/Bildaufsicht.cpp": (
-        ["audiofiles/Dateien.h", "driver/Ausgabe.h", "platform/Plattform.h"],
-        ["capture/Zeitachse.h", "driver/LiveAufnahme.h", "echo/EchoStrecke.h"]),
+        ["base/Dateien.h", "base/Ausgabe.h", "platform/Plattform.h"],
+        ["audiofiles/Wav.h", "capture/Zeitachse.h", "driver/modes/LiveAufnahme.h",
+         "echo/EchoStrecke.h"]),
     "driver/main.cpp": (["driver/Config.h"], []),
 }
 # Source of the build's platform -> what main() alone may include.

@@ -1,9 +1,9 @@
 #include "platform/linux/LinuxPlattform.h"
 
-#include "platform/linux/H264Schreiber.h"
-#include "platform/linux/PipewireInput.h"
-#include "platform/linux/SwrKonverter.h"
-#include "platform/linux/X11ScreenCapture.h"
+#include "platform/linux/audio/PipewireInput.h"
+#include "platform/linux/audio/SwrKonverter.h"
+#include "platform/linux/screen/X11ScreenCapture.h"
+#include "platform/linux/video/H264Schreiber.h"
 
 namespace hallkorb {
 

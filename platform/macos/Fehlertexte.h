@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 
 namespace hallkorb {
 

@@ -7,10 +7,10 @@
 
 #include <memory>
 
-#include "platform/macos/AvKonverter.h"
-#include "platform/macos/EngineAufrufe.h"
-#include "platform/macos/SchreiberAufrufe.h"
-#include "platform/macos/SckAufrufe.h"
+#include "platform/macos/audio/AvKonverter.h"
+#include "platform/macos/audio/EngineAufrufe.h"
+#include "platform/macos/screen/SckAufrufe.h"
+#include "platform/macos/video/SchreiberAufrufe.h"
 
 namespace hallkorb {
 

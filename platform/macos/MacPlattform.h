@@ -10,7 +10,7 @@
 
 #include "platform/macos/MacHostClock.h"
 #include "platform/macos/MacRunLoop.h"
-#include "platform/macos/SckAufrufe.h"
+#include "platform/macos/screen/SckAufrufe.h"
 #include "platform/Plattform.h"
 #include "platform/ThreadExecutor.h"
 #include "platform/VideoWriter.h"

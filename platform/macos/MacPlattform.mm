@@ -5,12 +5,12 @@
 
 #include <chrono>
 
-#include "platform/macos/AssetSchreiber.h"
+#include "platform/macos/audio/MacInput.h"
+#include "platform/macos/audio/MikrofonGeraet.h"
+#include "platform/macos/audio/SystemTonGeraet.h"
 #include "platform/macos/MacAufrufe.h"
-#include "platform/macos/MacInput.h"
-#include "platform/macos/MacScreenCapture.h"
-#include "platform/macos/MikrofonGeraet.h"
-#include "platform/macos/SystemTonGeraet.h"
+#include "platform/macos/screen/MacScreenCapture.h"
+#include "platform/macos/video/AssetSchreiber.h"
 
 #if !__has_feature(objc_arc)
 #error "compile with -fobjc-arc: without it every object here leaks"

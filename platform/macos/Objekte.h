@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 
 #if !__has_feature(objc_arc)
 #error "compile with -fobjc-arc: without it every object here leaks"

@@ -18,7 +18,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/Fehler.h"
+#include "base/Fehler.h"
 
 namespace hallkorb {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
+#include "tests/oracles/ChunkerRegel.h"
 #include "tests/support/AusgabeFaenger.h"
-#include "tests/support/ChunkerRegel.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/WavBytes.h"
 

@@ -15,7 +15,7 @@ import time
 import unittest
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-sys.path.insert(0, os.path.join(WURZEL, "scripts"))
+sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import bildschirm  # noqa: E402

@@ -12,8 +12,8 @@
 #include "echo/EchoStrecke.h"
 #include "tests/echo/Einblick.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/referenz/EchoStrecke.h"
 #include "tests/echo/szenen/Szene.h"
+#include "tests/oracles/echo/EchoStrecke.h"
 
 namespace hallkorb {
 namespace {

@@ -10,7 +10,7 @@
 #include "echo/Echokompensation.h"
 #include "tests/echo/Befehlssaetze.h"
 #include "tests/echo/Einblick.h"
-#include "tests/echo/referenz/Fft.h"
+#include "tests/oracles/echo/Fft.h"
 
 namespace hallkorb {
 namespace {

@@ -17,10 +17,10 @@
 #include "tests/echo/Befehlssaetze.h"
 #include "tests/echo/Einblick.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/referenz/EchoStrecke.h"
 #include "tests/echo/szenen/Bewertung.h"
 #include "tests/echo/szenen/Stimmen.h"
 #include "tests/echo/szenen/Szene.h"
+#include "tests/oracles/echo/EchoStrecke.h"
 
 namespace hallkorb {
 namespace {

@@ -9,7 +9,7 @@
 #include "echo/KFFT.h"
 #include "echo/PaarFFT.h"
 #include "tests/echo/Befehlssaetze.h"
-#include "tests/echo/referenz/Fft.h"
+#include "tests/oracles/echo/Fft.h"
 
 namespace hallkorb {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "echo/Verzoegerungsschaetzer.h"
 #include "tests/echo/Befehlssaetze.h"
-#include "tests/echo/referenz/Verzoegerungsschaetzer.h"
+#include "tests/oracles/echo/Verzoegerungsschaetzer.h"
 
 namespace hallkorb {
 namespace {

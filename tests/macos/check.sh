@@ -34,25 +34,26 @@ zaehle() { # what was tested, whether it went well
 mit_fehler() { # what, FILE, SCRIPT, TEXT, options
   local was=$1 datei=$2 skript=$3 text=$4
   shift 4
-  sed "$skript" "$wurzel/platform/macos/$datei" >"$ordner/$datei"
+  local kopie=$ordner/${datei##*/}
+  sed "$skript" "$wurzel/platform/macos/$datei" >"$kopie"
   local gut=ja
-  cmp -s "$ordner/$datei" "$wurzel/platform/macos/$datei" && gut=nein
-  pruefe --arch arm64 "$@" "$ordner/$datei" && gut=nein
+  cmp -s "$kopie" "$wurzel/platform/macos/$datei" && gut=nein
+  pruefe --arch arm64 "$@" "$kopie" && gut=nein
   grep -q -e "$text" "$ordner/ausgabe" || gut=nein
   zaehle "the check finds $was" $gut
 }
 
-if pruefe --object --analyze "$wurzel"/platform/macos/*.mm; then
+if pruefe --object --analyze "$wurzel"/platform/macos/{,*/}*.mm; then
   zaehle "platform/macos" ja
 else
   zaehle "platform/macos" nein
 fi
 
-mit_fehler "a wrong selector" AvEngine.mm \
+mit_fehler "a wrong selector" audio/AvEngine.mm \
   's/removeTapOnBus:0/removeTapFromBus:0/' "no visible @interface"
-mit_fehler "a wrong type" AvEngine.mm \
+mit_fehler "a wrong type" audio/AvEngine.mm \
   's/bufferSize:frames/bufferSize:@"4096"/' "incompatible\|cannot initialize"
-mit_fehler "a missing availability guard" ScreenCaptureKit.mm \
+mit_fehler "a missing availability guard" screen/ScreenCaptureKit.mm \
   's/if (@available(macOS 14.0, \*))/if (true)/' "only available on macOS 14.0"
 mit_fehler "a missing symbol" MacHostClock.mm \
   's/^namespace hallkorb {/extern "C" uint64_t mach_no_such_time(void);\n&/; s/mach_absolute_time()/mach_no_such_time()/' \

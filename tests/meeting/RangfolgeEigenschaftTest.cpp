@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "meeting/Rangfolge.h"
-#include "tests/support/NaiveRangfolge.h"
+#include "tests/oracles/NaiveRangfolge.h"
 
 namespace hallkorb {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 
 namespace hallkorb {
 

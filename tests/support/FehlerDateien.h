@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "audiofiles/Dateien.h"
+#include "base/Dateien.h"
 
 namespace hallkorb {
 

@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "platform/HostClock.h"
-#include "platform/linux/H264Schreiber.h"
-#include "platform/linux/Libav.h"
 #include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/video/H264Schreiber.h"
+#include "platform/linux/video/Libav.h"
 #include "tests/support/Testbild.h"
 
 int main(int argc, char** argv) {

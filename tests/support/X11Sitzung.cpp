@@ -9,9 +9,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/linux/X11Atome.h"
-#include "platform/linux/X11Eigenschaft.h"
-#include "platform/linux/X11Verbindung.h"
+#include "platform/linux/screen/X11Atome.h"
+#include "platform/linux/screen/X11Eigenschaft.h"
+#include "platform/linux/screen/X11Verbindung.h"
 
 namespace hallkorb {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/X11ScreenCapture.h"
+#include "platform/linux/screen/X11ScreenCapture.h"
 #include "tests/support/Prozess.h"
 
 namespace hallkorb {

@@ -2,17 +2,12 @@
 include_guard(GLOBAL)
 
 hallkorb_library(hallkorb_support FOLDER tests/support
-  HEADERS AusgabeFaenger.h ChunkerRegel.h FehlerDateien.h TempOrdner.h WavBytes.h
+  HEADERS AusgabeFaenger.h FehlerDateien.h TempOrdner.h WavBytes.h
   DEPENDS hallkorb_audiofiles)
 hallkorb_library(hallkorb_sim FOLDER tests/support
   HEADERS SimBildschirm.h SimPlattform.h
   SOURCES SimBildschirm.cpp SimPlattform.cpp
   DEPENDS hallkorb_platform)
-hallkorb_library(hallkorb_naive_rangfolge FOLDER tests/support
-  HEADERS NaiveRangfolge.h
-  SOURCES NaiveRangfolge.cpp
-  DEPENDS hallkorb_meeting)
-target_link_libraries(hallkorb_naive_rangfolge PRIVATE utf8proc)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
@@ -23,17 +18,17 @@ endif()
 hallkorb_library(hallkorb_prozess FOLDER tests/support
   HEADERS Prozess.h
   SOURCES Prozess.cpp
-  DEPENDS hallkorb_deskriptor)
+  DEPENDS hallkorb_linux_common)
 hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
   HEADERS Bildsammler.h X11Sitzung.h
   SOURCES X11Sitzung.cpp
-  DEPENDS hallkorb_prozess hallkorb_x11)
+  DEPENDS hallkorb_prozess hallkorb_linux_screen)
 target_compile_definitions(hallkorb_x11_sitzung
   PRIVATE HALLKORB_TESTFENSTER="$<TARGET_FILE:testfenster>")
 add_dependencies(hallkorb_x11_sitzung testfenster)
 hallkorb_library(hallkorb_video_hilfe FOLDER tests/support
   HEADERS Ffmpeg.h Testbild.h
   SOURCES Ffmpeg.cpp
-  DEPENDS hallkorb_prozess hallkorb_bgrbild)
+  DEPENDS hallkorb_prozess hallkorb_linux_common)
 add_executable(testvideo ${CMAKE_CURRENT_LIST_DIR}/TestVideo.cpp)
 target_link_libraries(testvideo PRIVATE hallkorb_linux hallkorb_video_hilfe hallkorb_options)

@@ -6,7 +6,7 @@
 #include <numbers>
 #include <random>
 
-#include "tests/echo/referenz/Fft.h"
+#include "tests/oracles/echo/Fft.h"
 
 namespace hallkorb::szenen {
 

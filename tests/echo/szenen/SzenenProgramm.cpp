@@ -3,7 +3,7 @@
 //   echo_szenen FOLDER
 //
 // NN.csv holds the levels, marks and gate of scene NN block by block; NN_mic.wav, NN_ref.wav and
-// NN_out.wav are for listening. scripts/echo-figures makes docs/echo.md of it.
+// NN_out.wav are for listening. bench/echo-figures makes docs/echo.md of it.
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "audiofiles/Wav.h"
-#include "driver/Ausgabe.h"
+#include "base/Ausgabe.h"
 #include "tests/echo/szenen/Bewertung.h"
 #include "tests/echo/szenen/Stimmen.h"
 

@@ -1,0 +1,228 @@
+#include "driver/modes/LiveAufnahme.h"
+
+#include <cinttypes>
+#include <csignal>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "base/Ausgabe.h"
+
+namespace hallkorb {
+namespace {
+
+// How long the stop waits for a host that keeps its pipes open and does not read, in seconds. One
+// that is merely slow reads within that; the files are complete either way.
+constexpr double STOP_WARTET_AUF_LESER = 5.0;
+
+const char* wort(bool wert) {
+  return wert ? "true" : "false";
+}
+
+std::string degraded(const char* kanal, const Fehler& fehler) {
+  return formatiert(R"({"event":"degraded","channel":"%s","message":"%s"})", kanal,
+                    jsonEscape(fehler.description).c_str());
+}
+
+}  // namespace
+
+LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& dateien)
+    : config_(config), plattform_(plattform), dateien_(dateien) {
+  setzeHostClock(plattform.uhr());
+}
+
+LiveAufnahme::~LiveAufnahme() {
+  FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+  FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
+  FileHandleTextOutput::standardError().begrenze(std::nullopt);
+}
+
+int LiveAufnahme::laufe() {
+  richteSignaleEin();
+  baueAuf();
+  halteZeilenZurueck();
+  startTask_ = plattform_.executor().starte([this] { starte(); });
+  return plattform_.runLoop().run();
+}
+
+void LiveAufnahme::baueAuf() {
+  // A folder that cannot be made shows when the first chunk cannot be written.
+  static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
+  zeitNull_ = hostSekunden();
+  nullUnixMs_ = plattform_.uhr().unixMs();
+
+  const auto chunker = [this](const char* kanal) {
+    return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
+                                            config_.chunkSeconds, config_.turnMode,
+                                            config_.minSeconds, config_.maxSeconds,
+                                            config_.silenceSeconds, config_.silenceRms, dateien_);
+  };
+  themChunker_ = chunker("them");
+  meChunker_ = chunker("me");
+  zeitThem_ = std::make_unique<Zeitachse>("them", config_.sampleRate, zeitNull_);
+  zeitMe_ = std::make_unique<Zeitachse>("me", config_.sampleRate, zeitNull_);
+  themQueue_ = plattform_.executor().queue("chunks.them");
+  echoQueue_ = plattform_.executor().queue("echo");
+
+  // The canceller works at this one rate.
+  if (config_.echo && config_.sampleRate == EK_R) {
+    strecke_ = std::make_unique<EchoStrecke>(EK_PARTITIONEN);
+    strecke_->ausgabe = [this](std::span<const float> samples, const std::vector<bool>& sprache) {
+      meChunker_->append(samples, &sprache);
+    };
+  }
+
+  if (config_.rohMikro) {
+    const std::string pfad = pfadIn(config_.outDir, "mikro_roh.wav");
+    rohWav_ = RohWav::oeffne(pfad, static_cast<std::int64_t>(config_.sampleRate), dateien_);
+    if (!rohWav_) log("[hallkorb] mikro_roh.wav kann nicht angelegt werden: " + pfad);
+  }
+
+  sysCap_ = std::make_unique<SystemAudioCapture>(config_.sampleRate, *zeitThem_,
+                                                 plattform_.systemAudio(), plattform_);
+  sysCap_->weiter = [this](std::vector<float> samples) { nimmSystemAudio(std::move(samples)); };
+  micCap_ = std::make_unique<MicCapture>(
+      config_.sampleRate, *zeitMe_,
+      [this](std::vector<float> samples) { nimmMikrofon(std::move(samples)); },
+      plattform_.mikrofon(), plattform_);
+  if (config_.video) {
+    vidCap_ = WindowVideoCapture::baue(config_.outDir, zeitNull_, plattform_, dateien_);
+  }
+}
+
+// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
+void LiveAufnahme::richteSignaleEin() {
+  RunLoop& schleife = plattform_.runLoop();
+  schleife.aufSignal(SIGINT, [this] { shutdown(); });
+  schleife.aufSignal(SIGTERM, [this] { shutdown(); });
+  // The terminal was closed. Under nohup the user has decided otherwise.
+  struct sigaction bisher {};
+  if (sigaction(SIGHUP, nullptr, &bisher) == 0 && bisher.sa_handler != SIG_IGN) {
+    schleife.aufSignal(SIGHUP, [this] { shutdown(); });
+  }
+
+  // Without a reader the host is gone: whoever records on then does it for nobody. It is noticed by
+  // watching the pipe, and where that cannot be watched by the next line that fails.
+  const auto leserWeg = [this] {
+    if (!stopLaeuft_) log("[hallkorb] Standardausgabe geschlossen — Aufnahme endet");
+    shutdown();
+  };
+  schleife.aufLeserWeg(FileHandleTextOutput::standardOutput().handle, leserWeg);
+  FileHandleTextOutput::standardOutput().leserWeg(
+      [&schleife, leserWeg] { schleife.post(leserWeg); });
+}
+
+bool LiveAufnahme::beginneEnde() {
+  return !stopLaeuft_.exchange(true);
+}
+
+// The start task: the microphone first, then the system audio, then the report.
+void LiveAufnahme::starte() {
+  const Ergebnis mikrofon = micCap_->start();
+  // A stop cancels starts that still wait for a device: that is no failure to tell of.
+  if (mikrofon && !stopLaeuft_) {
+    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon->gedruckt());
+  }
+  const Ergebnis systemAudio = sysCap_->start();
+  if (systemAudio && !stopLaeuft_) {
+    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
+  }
+  meldeStart(mikrofon, systemAudio);
+  if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
+}
+
+// What the captures have delivered meanwhile is told after the report.
+void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
+  if (mikrofon && systemAudio) {
+    const bool gescheitert = beginneEnde();
+    const std::string& text =
+        systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
+    // Where a stop was first, it is what made the starts fail, and it ends the run.
+    std::vector<std::string> zeilen;
+    if (gescheitert) zeilen.push_back(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    gibZeilenFrei(zeilen);
+    if (gescheitert) plattform_.runLoop().quit(2);
+    return;
+  }
+  std::vector<std::string> zeilen;
+  if (mikrofon && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
+    zeilen.push_back(degraded("me", *mikrofon));
+  }
+  if (systemAudio && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + systemAudio->description);
+    zeilen.push_back(degraded("them", *systemAudio));
+  }
+  zeilen.push_back(formatiert(
+      R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
+      wort(!mikrofon), wort(!systemAudio), wort(config_.video),
+      wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+  gibZeilenFrei(zeilen);
+}
+
+// On the capture's thread, which must not wait for a disk.
+void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = samples] { strecke_->referenz(block); });
+  }
+  themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
+}
+
+// On the capture's thread. The raw file belongs to the queue of the echo path where there is one:
+// so it is written by one thread at a time either way, in the order of arrival.
+void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
+  if (strecke_) {
+    echoQueue_->async([this, block = std::move(samples)] {
+      if (rohWav_) rohWav_->schreiben(block);
+      strecke_->mikro(block);
+    });
+    return;
+  }
+  if (rohWav_) rohWav_->schreiben(samples);
+  meChunker_->append(samples);
+}
+
+// On the main thread. Signals that come while the stop runs change nothing.
+void LiveAufnahme::shutdown() {
+  if (!beginneEnde()) return;
+  for (auto* strom :
+       {&FileHandleTextOutput::standardOutput(), &FileHandleTextOutput::standardError()}) {
+    strom->begrenze(STOP_WARTET_AUF_LESER);
+  }
+  log("[hallkorb] Stop — schreibe Rest-Chunks");
+  micCap_->stop();
+  stopTask_ = plattform_.executor().starte([this] { stoppe(); });
+}
+
+// The stop task. The order matters: first the sources, then the queues behind them, then what is
+// left in the buffers, and only then the figures about all of it.
+void LiveAufnahme::stoppe() {
+  sysCap_->stop();
+  startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
+  echoQueue_->sync([this] {
+    if (strecke_) strecke_->abschliessen();
+    if (!rohWav_) return;
+    if (const Ergebnis fehler = rohWav_->schliessen()) {
+      log("[hallkorb] mikro_roh.wav: " + fehler->description);
+    }
+  });
+  themQueue_->sync([] {});
+  if (video) {
+    emit(R"({"event":"video","path":")" + jsonEscape(video->pfad) +
+         formatiert(R"(","frames":%)" PRId64 R"(,"quelle":")", video->frames) +
+         jsonEscape(video->quelle) + "\"}");
+  }
+  themChunker_->finalizeRemainder();
+  meChunker_->finalizeRemainder();
+  if (strecke_) {
+    std::string zeile = strecke_->statistik();
+    zeile.pop_back();
+    emit(zeile + formatiert(",\"chunks_ohne_sprache\":%" PRId64 "}", meChunker_->ohneSprache()));
+  }
+  emit(R"({"event":"zeitachse",)" + zeitThem_->bericht() + "," + zeitMe_->bericht() + "}");
+  emit(R"({"event":"done"})");
+  plattform_.runLoop().quit(0);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,93 @@
+// The live recording, from start to orderly stop.
+//
+// It fixes the run's time zero, builds a timeline and a chunker for each channel, the echo path and
+// the continuous file of the raw microphone, starts the captures, tells the host what runs, and at
+// the end shuts everything down in one fixed order, so that what was said up to the signal is in
+// the files when the last line says "done".
+//
+// What decides its shape: a capture that fails must not end the recording, and nothing that is slow
+// may hold up a capture.
+// - The system's blocks go to the serial queue "chunks.them", where the chunker "them" lives, and
+//   as the reference to the serial queue "echo".
+// - The microphone's blocks go to the queue "echo": raw file, echo path, chunker "me". Without an
+//   echo path they end on the capture's own thread.
+// - The video of the meeting window supervises itself; nothing here waits for it but the stop.
+// - Start and stop are tasks of their own; the main thread only waits for signals, so it can begin
+//   a stop while the start still waits for a device.
+//
+// One object is one recording. laufe() belongs to the main thread; everything else is called back.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "audiofiles/ChannelChunker.h"
+#include "audiofiles/RohWav.h"
+#include "base/Dateien.h"
+#include "capture/MicCapture.h"
+#include "capture/SystemAudioCapture.h"
+#include "capture/Zeitachse.h"
+#include "driver/Config.h"
+#include "echo/EchoStrecke.h"
+#include "meeting/WindowVideoCapture.h"
+#include "platform/Plattform.h"
+
+namespace hallkorb {
+
+class LiveAufnahme {
+ public:
+  // `plattform` and `dateien` must outlive this object. The platform's clock becomes the clock of
+  // hostSekunden(). Numbers of the configuration that no buffer can have stop the process.
+  LiveAufnahme(const Config& config, Plattform& plattform, Dateien& dateien = posixDateien());
+  ~LiveAufnahme();
+  LiveAufnahme(const LiveAufnahme&) = delete;
+  LiveAufnahme& operator=(const LiveAufnahme&) = delete;
+
+  // Records until SIGINT, SIGTERM or SIGHUP, or until nobody reads standard output any more.
+  // Returns the process's exit status: 0 after "done", 2 when neither channel could be started.
+  [[nodiscard]] int laufe();
+
+ private:
+  void baueAuf();
+  void richteSignaleEin();
+  void starte();
+  void meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
+  void shutdown();
+  void stoppe();
+
+  // Marks the end of the run; false where it had been marked before.
+  [[nodiscard]] bool beginneEnde();
+
+  void nimmSystemAudio(std::vector<float> samples);
+  void nimmMikrofon(std::vector<float> samples);
+
+  const Config config_;
+  Plattform& plattform_;
+  Dateien& dateien_;
+
+  double zeitNull_ = 0.0;        // host seconds of sample 0 of both timelines
+  std::int64_t nullUnixMs_ = 0;  // the same moment on the wall clock
+
+  std::unique_ptr<ChannelChunker> themChunker_;
+  std::unique_ptr<ChannelChunker> meChunker_;
+  std::unique_ptr<Zeitachse> zeitThem_;
+  std::unique_ptr<Zeitachse> zeitMe_;
+  std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and where it is wanted
+  std::unique_ptr<RohWav> rohWav_;
+  // After all that their work touches, so that they end before it.
+  std::unique_ptr<SerialQueue> themQueue_;
+  std::unique_ptr<SerialQueue> echoQueue_;
+  std::unique_ptr<SystemAudioCapture> sysCap_;
+  std::unique_ptr<MicCapture> micCap_;
+  std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
+
+  std::atomic<bool> stopLaeuft_{false};
+  // Last, so that they have ended before anything that they use is taken down.
+  std::unique_ptr<Task> startTask_;
+  std::unique_ptr<Task> stopTask_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,217 @@
+#include "platform/linux/audio/PipewireAufsicht.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <utility>
+#include <variant>
+
+namespace hallkorb {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Between two attempts at the same thing.
+constexpr auto ABSTAND = 1s;
+// Without a block for this long the source counts as gone. No graph cycle in use is longer than a
+// fifth of it.
+constexpr auto STILLE = 1s;
+// Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
+// Wireless headsets take seconds to wake up, and must be left to.
+constexpr auto FESTGEFAHREN = 5s;
+// The start fails after this long without a device, and after this long without a block. A session
+// that is just starting has its devices within half a second.
+constexpr auto START_OHNE_GERAET = 1s;
+constexpr auto START_OHNE_BLOCK = 2500ms;
+// Without a device to record the connection is made anew after this long. The daemon does not tell
+// every client of every change of the default devices (0.3.65: when another one binds the same
+// metadata); a new connection is told of all that is there.
+constexpr auto AUFFRISCHEN = 3s;
+// Between two looks at everything else, when the listener is slow and many blocks wait.
+constexpr std::size_t BLOECKE_JE_SCHRITT = 32;
+
+Fehler pipewireFehler(int nummer, std::string beschreibung) {
+  return {"pipewire", nummer, std::move(beschreibung)};
+}
+
+}  // namespace
+
+PipewireAufsicht::PipewireAufsicht(PipewireQuelle quelle, AudioInputListener& listener,
+                                   const Wecker& wecker)
+    : quelle_(quelle), listener_(listener), wecker_(wecker) {}
+
+PipewireAufsicht::~PipewireAufsicht() {
+  if (!verbindung_) return;
+  const PipewireVerbindung::Sperre sperre(*verbindung_);
+  strom_.reset();
+}
+
+void PipewireAufsicht::schritt() {
+  const Zeitpunkt jetzt = Uhr::now();
+  if (!verbindung_) verbinde(jetzt);
+  if (verbindung_) pruefe(jetzt);
+  uebergib(BLOECKE_JE_SCHRITT);
+  melde();
+}
+
+void PipewireAufsicht::verbinde(Zeitpunkt jetzt) {
+  if (verbindungsVersuch_ && jetzt - *verbindungsVersuch_ < ABSTAND) return;
+  verbindungsVersuch_ = jetzt;
+  auto versuch = PipewireVerbindung::neu([this] { wecker_.wecke(); });
+  if (auto* fehler = std::get_if<Fehler>(&versuch)) {
+    grund_ = std::move(*fehler);
+  } else {
+    verbindung_ = std::get<std::unique_ptr<PipewireVerbindung>>(std::move(versuch));
+    verbundenSeit_ = jetzt;
+  }
+}
+
+void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
+  bool verloren = false;
+  {
+    const PipewireVerbindung::Sperre sperre(*verbindung_);
+    verloren = verbindung_->verloren();
+    if (!verloren) {
+      if (const auto gewuenscht = ziel()) {
+        pruefeStrom(*gewuenscht, jetzt);
+        return;
+      }
+      strom_.reset();
+      if (!unterbrochen_ || jetzt - verbundenSeit_ < AUFFRISCHEN) return;
+    }
+    strom_.reset();
+  }
+  verbindung_.reset();
+  stromZiel_.reset();
+  if (verloren) grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
+}
+
+// The device to record, or none and the reason for it.
+std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
+  if (!verbindung_->bereit()) {
+    grund_ = pipewireFehler(ETIMEDOUT, "PipeWire antwortet nicht");
+    return std::nullopt;
+  }
+  const PipewireVerzeichnis& verzeichnis = verbindung_->verzeichnis();
+  if (!verzeichnis.verwaltet()) {
+    grund_ = pipewireFehler(
+        ENOTCONN,
+        "PipeWire laeuft ohne Sitzungsverwaltung (etwa WirePlumber), die Geraete verbindet");
+    return std::nullopt;
+  }
+  auto knoten = verzeichnis.standard(quelle_);
+  if (knoten) return knoten;
+  if (quelle_ == PipewireQuelle::SYSTEM_AUDIO) {
+    grund_ =
+        pipewireFehler(ENODEV, "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
+  } else if (verzeichnis.nurMonitor()) {
+    grund_ = pipewireFehler(
+        ENODEV,
+        "kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des Ausgabegeraets");
+  } else {
+    grund_ = pipewireFehler(ENODEV, "kein Mikrofon gefunden");
+  }
+  return std::nullopt;
+}
+
+void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt) {
+  const bool andereQuelle =
+      !stromZiel_ || stromZiel_->id != ziel.id || stromZiel_->serial != ziel.serial;
+  // The session manager moves the system audio by itself, and without a hole.
+  if (strom_ && andereQuelle && quelle_ == PipewireQuelle::MIKROFON) strom_.reset();
+  if (strom_ && strom_->ende()) {
+    grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet (" + *strom_->ende() + ")");
+    strom_.reset();
+  }
+  if (strom_) {
+    pruefeHerkunft();
+    pruefeStille(jetzt);
+  }
+  if (!strom_ && (andereQuelle || jetzt - stromSeit_ >= ABSTAND)) {
+    stromZiel_ = ziel;
+    stromSeit_ = jetzt;
+    gefragt_.reset();
+    grund_.reset();  // what stood in the way of the last one
+    strom_ = std::make_unique<PipewireStrom>(verbindung_->core(), quelle_, ziel, ++stromNummer_,
+                                             ring_, wecker_);
+  }
+}
+
+void PipewireAufsicht::pruefeHerkunft() {
+  using Herkunft = PipewireVerzeichnis::Herkunft;
+  switch (verbindung_->verzeichnis().herkunft(quelle_, strom_->knoten())) {
+    case Herkunft::RICHTIG:
+      gepruefte_.insert(stromNummer_);
+      break;
+    case Herkunft::FALSCH:
+      // What waits in the ring may already be something else than the device.
+      gepruefte_.erase(stromNummer_);
+      grund_ = pipewireFehler(EXDEV, "die Aufnahme wurde mit einer unpassenden Quelle verbunden");
+      strom_.reset();
+      break;
+    case Herkunft::UNVERBUNDEN:
+      break;
+  }
+}
+
+void PipewireAufsicht::pruefeStille(Zeitpunkt jetzt) {
+  if (!strom_ || jetzt - std::max(letzterBlock_, stromSeit_) < FESTGEFAHREN) {
+    gefragt_.reset();
+    return;
+  }
+  if (!gefragt_) verbindung_->frage();
+  if (!gefragt_ || !verbindung_->antwortet()) {
+    gefragt_ = jetzt;
+  } else if (jetzt - *gefragt_ >= STILLE) {
+    strom_.reset();
+  }
+}
+
+void PipewireAufsicht::uebergib(std::size_t hoechstens) {
+  for (; hoechstens > 0; --hoechstens) {
+    const auto eintrag = ring_.vorn();
+    if (!eintrag) break;
+    gepruefte_.erase(gepruefte_.begin(), gepruefte_.lower_bound(eintrag->strom));
+    if (!gepruefte_.contains(eintrag->strom)) {
+      // Not known yet where they come from: keep them until it is.
+      if (strom_ && eintrag->strom == stromNummer_) break;
+      ring_.weiter();
+      continue;
+    }
+    begonnen_ = true;
+    if (std::exchange(unterbrochen_, false)) listener_.fortgesetzt();
+    listener_.block(eintrag->block);
+    ring_.weiter();
+    letzterBlock_ = Uhr::now();
+    grund_.reset();
+  }
+  if (hoechstens == 0) wecker_.wecke();
+  if (const std::uint64_t n = ring_.verlorene(); n > 0 && begonnen_) listener_.verloren(n);
+}
+
+void PipewireAufsicht::melde() {
+  if (!begonnen_ || unterbrochen_) return;
+  if (verbindung_ && Uhr::now() - letzterBlock_ < STILLE) return;
+  unterbrochen_ = true;
+  listener_.unterbrochen(
+      grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten")));
+}
+
+Ergebnis PipewireAufsicht::startFehler() const {
+  const auto dauer = Uhr::now() - anfang_;
+  const bool gescheitert =
+      !verbindung_ || dauer >= START_OHNE_BLOCK || (dauer >= START_OHNE_GERAET && !stromZiel_);
+  if (begonnen_ || !gescheitert) return std::nullopt;
+  return grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten"));
+}
+
+void PipewireAufsicht::ende() {
+  if (verbindung_) {
+    const PipewireVerbindung::Sperre sperre(*verbindung_);
+    if (strom_ && !verbindung_->verloren()) pruefeHerkunft();
+    strom_.reset();
+  }
+  uebergib(std::numeric_limits<std::size_t>::max());
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,85 @@
+// The supervision of one capture: what its thread does, step by step, from the connection to the
+// daemon to the block that reaches the listener.
+//
+// Every step looks at the whole and does what is due: connect, choose the device, make the stream
+// or take it down, hand blocks over, tell of an interruption. There are no states to get stuck
+// between: whatever the daemon, the session manager, the user and the devices do, in whatever
+// order, the next step starts from what is there now.
+//
+// One thread; only `wecker` connects it with the others.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "platform/AudioInput.h"
+#include "platform/linux/audio/BlockRing.h"
+#include "platform/linux/audio/PipewireQuelle.h"
+#include "platform/linux/audio/PipewireStrom.h"
+#include "platform/linux/audio/PipewireVerbindung.h"
+#include "platform/linux/Deskriptor.h"
+
+namespace hallkorb {
+
+class PipewireAufsicht {
+ public:
+  // A step is due whenever `wecker` wakes, and after this time at the latest.
+  static constexpr std::chrono::milliseconds TAKT{50};
+
+  // Both must outlive this object. `wecker` is set when there is something to do.
+  PipewireAufsicht(PipewireQuelle quelle, AudioInputListener& listener, const Wecker& wecker);
+  ~PipewireAufsicht();
+  PipewireAufsicht(const PipewireAufsicht&) = delete;
+  PipewireAufsicht& operator=(const PipewireAufsicht&) = delete;
+
+  void schritt();
+  // Whether a block has been handed over.
+  [[nodiscard]] bool begonnen() const { return begonnen_; }
+  // Why the start has failed, once it has.
+  [[nodiscard]] Ergebnis startFehler() const;
+  // Ends the capture and hands over what has been captured so far.
+  void ende();
+
+ private:
+  using Uhr = std::chrono::steady_clock;
+  using Zeitpunkt = Uhr::time_point;
+
+  void verbinde(Zeitpunkt jetzt);
+  void pruefe(Zeitpunkt jetzt);
+  [[nodiscard]] std::optional<PipewireVerzeichnis::Knoten> ziel();
+  void pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
+  void pruefeHerkunft();
+  void pruefeStille(Zeitpunkt jetzt);
+  void uebergib(std::size_t hoechstens);
+  void melde();
+
+  const PipewireQuelle quelle_;
+  AudioInputListener& listener_;
+  const Wecker& wecker_;
+  const Zeitpunkt anfang_ = Uhr::now();
+
+  BlockRing ring_;
+  std::unique_ptr<PipewireVerbindung> verbindung_;
+  Zeitpunkt verbundenSeit_{};
+  std::optional<Zeitpunkt> verbindungsVersuch_;
+  std::unique_ptr<PipewireStrom> strom_;
+  std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
+  Zeitpunkt stromSeit_{};
+  std::uint64_t stromNummer_ = 0;
+  // Numbers of the streams whose blocks may be handed over: the present one once it is verified,
+  // and earlier ones of which blocks may still wait in the ring.
+  std::set<std::uint64_t> gepruefte_;
+  std::optional<Zeitpunkt> gefragt_;  // while silent: when the daemon last owed an answer
+
+  std::optional<Fehler> grund_;  // what stands between us and the blocks
+  Zeitpunkt letzterBlock_{};
+  bool begonnen_ = false;
+  bool unterbrochen_ = false;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,72 @@
+#include "platform/linux/audio/PipewireInput.h"
+
+#include <poll.h>
+
+#include <cerrno>
+#include <optional>
+#include <utility>
+
+#include "platform/Faden.h"
+#include "platform/linux/audio/PipewireAufsicht.h"
+
+namespace hallkorb {
+namespace {
+
+Fehler abgebrochen() {
+  return {"pipewire", ECANCELED, "der Start wurde abgebrochen"};
+}
+
+}  // namespace
+
+PipewireInput::PipewireInput(PipewireQuelle quelle) : quelle_(quelle) {}
+
+PipewireInput::~PipewireInput() {
+  PipewireInput::stop();
+}
+
+Ergebnis PipewireInput::start(AudioInputListener& listener) {
+  std::promise<Ergebnis> versprechen;
+  std::future<Ergebnis> ergebnis = versprechen.get_future();
+  {
+    const std::lock_guard halter(threadLock_);
+    if (stopp_ || thread_.joinable()) return abgebrochen();
+    thread_ = std::thread(
+        [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
+  }
+  Ergebnis fehler = ergebnis.get();
+  if (fehler) stop();
+  return fehler;
+}
+
+void PipewireInput::stop() {
+  stopp_ = true;
+  wecker_.wecke();
+  const std::lock_guard halter(threadLock_);
+  if (thread_.joinable()) thread_.join();
+}
+
+void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
+  beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
+  bool gestartet = false;
+  PipewireAufsicht aufsicht(quelle_, listener, wecker_);
+  while (!stopp_) {
+    aufsicht.schritt();
+    if (!gestartet && aufsicht.begonnen()) {
+      gestartet = true;
+      ergebnis.set_value(std::nullopt);
+    }
+    if (!gestartet) {
+      if (auto fehler = aufsicht.startFehler()) {
+        ergebnis.set_value(std::move(fehler));
+        return;
+      }
+    }
+    pollfd warten{wecker_.fd(), POLLIN, 0};
+    ::poll(&warten, 1, static_cast<int>(PipewireAufsicht::TAKT.count()));
+    wecker_.leere();
+  }
+  aufsicht.ende();
+  if (!gestartet) ergebnis.set_value(abgebrochen());
+}
+
+}  // namespace hallkorb

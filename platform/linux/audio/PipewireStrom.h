@@ -1,0 +1,73 @@
+// One capture stream, from the audio graph into the ring.
+//
+// The real-time thread copies a block, its time and its format and returns: a client that is late
+// by one graph cycle (21 ms as a rule) has lost it. Everything else is the capture thread's
+// business.
+//
+// Format: 32-bit floats, interleaved. The microphone's rate and channels are left open, so that the
+// device's own come through unconverted; asking for one channel would mix them. System audio asks
+// for 48 kHz stereo.
+//
+// Time of a block's first sample: the graph's time of this cycle, less the way of the samples from
+// the device to here. A device reports that way as its delay, where it knows it; what comes from it
+// in a cycle is in any case what it took in during the cycle before, so the way is at least one
+// block. What the graph's own resampler holds comes on top. The time of the callback is of no use:
+// it jitters by milliseconds.
+#pragma once
+
+#include <pipewire/pipewire.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/linux/audio/BlockRing.h"
+#include "platform/linux/audio/PipewireQuelle.h"
+#include "platform/linux/audio/PipewireVerzeichnis.h"
+#include "platform/linux/Deskriptor.h"
+
+namespace hallkorb {
+
+class PipewireStrom {
+ public:
+  // Makes the stream and asks for its connection; how that goes is told by ende() and by blocks in
+  // `ring`, marked with `nummer`, each with a wake-up. The microphone is bound to `ziel` and
+  // stays without data when that goes; the session manager would otherwise move it to whatever is
+  // the default then, a sink's monitor included. System audio follows the default sink.
+  // Under the connection's lock, as everything here.
+  PipewireStrom(pw_core* core, PipewireQuelle quelle, const PipewireVerzeichnis::Knoten& ziel,
+                std::uint64_t nummer, BlockRing& ring, const Wecker& wecker);
+  // No callback runs any more when this returns.
+  ~PipewireStrom();
+  PipewireStrom(const PipewireStrom&) = delete;
+  PipewireStrom& operator=(const PipewireStrom&) = delete;
+
+  // The id of our own node in the graph; PW_ID_ANY until it has one.
+  [[nodiscard]] std::uint32_t knoten() const;
+  // Why the stream has ended, if it has.
+  [[nodiscard]] const std::optional<std::string>& ende() const { return ende_; }
+
+ private:
+  void zustand(pw_stream_state neu, const char* fehler);
+  void format(const spa_pod* param);
+  void verarbeite();                         // real-time thread
+  void uebernimm(const spa_buffer& puffer);  // real-time thread
+  [[nodiscard]] std::optional<double> zeit(std::uint32_t frames, double rate) const;  // the same
+
+  static const pw_stream_events EREIGNISSE;
+
+  const std::uint64_t nummer_;
+  BlockRing& ring_;
+  const Wecker& wecker_;
+  std::optional<std::string> ende_;
+  // Rate in the upper half, channels in the lower, in one piece because the real-time thread reads
+  // it; 0 while there is none.
+  std::atomic<std::uint64_t> format_{0};
+  spa_hook haken_{};
+  pw_stream* stream_ = nullptr;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,168 @@
+#include "platform/linux/audio/PipewireVerzeichnis.h"
+
+#include <spa/utils/json.h>
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace hallkorb {
+namespace {
+
+std::string wert(const spa_dict& eigenschaften, const char* schluessel) {
+  const char* text = spa_dict_lookup(&eigenschaften, schluessel);
+  return text != nullptr ? text : "";
+}
+
+std::uint32_t zahl(const spa_dict& eigenschaften, const char* schluessel) {
+  const std::string text = wert(eigenschaften, schluessel);
+  std::uint32_t zahl = PW_ID_ANY;
+  std::from_chars(text.data(), text.data() + text.size(), zahl);
+  return zahl;
+}
+
+// The value of "name" in a JSON object, empty when there is none.
+std::string nameAusJson(const char* text) {
+  std::array<spa_json, 2> json{};
+  spa_json_init(&json[0], text, std::strlen(text));
+  if (spa_json_enter_object(&json[0], &json[1]) <= 0) return "";
+  std::array<char, 128> schluessel{};
+  while (spa_json_get_string(&json[1], schluessel.data(), schluessel.size()) > 0) {
+    const char* roh = nullptr;
+    const int laenge = spa_json_next(&json[1], &roh);
+    if (laenge <= 0) break;
+    if (std::string_view(schluessel.data()) != "name") continue;
+    std::string name(static_cast<std::size_t>(laenge) + 1, '\0');
+    if (spa_json_parse_stringn(roh, laenge, name.data(), static_cast<int>(name.size())) <= 0) break;
+    name.resize(std::strlen(name.c_str()));
+    return name;
+  }
+  return "";
+}
+
+}  // namespace
+
+const pw_registry_events PipewireVerzeichnis::REGISTRY_EREIGNISSE = {
+    PW_VERSION_REGISTRY_EVENTS,
+    [](void* selbst, std::uint32_t id, std::uint32_t, const char* art, std::uint32_t,
+       const spa_dict* eigenschaften) {
+      const spa_dict leer{};
+      static_cast<PipewireVerzeichnis*>(selbst)->neues(
+          id, art, eigenschaften != nullptr ? *eigenschaften : leer);
+    },
+    [](void* selbst, std::uint32_t id) { static_cast<PipewireVerzeichnis*>(selbst)->weg(id); },
+};
+
+const pw_metadata_events PipewireVerzeichnis::METADATEN_EREIGNISSE = {
+    PW_VERSION_METADATA_EVENTS,
+    [](void* selbst, std::uint32_t subjekt, const char* schluessel, const char*, const char* wert) {
+      return static_cast<PipewireVerzeichnis*>(selbst)->metadatum(subjekt, schluessel, wert);
+    },
+};
+
+PipewireVerzeichnis::PipewireVerzeichnis(pw_core* core, std::function<void()> geaendert)
+    : geaendert_(std::move(geaendert)),
+      registry_(pw_core_get_registry(core, PW_VERSION_REGISTRY, 0)) {
+  if (registry_ != nullptr) {
+    pw_registry_add_listener(registry_, &registryHaken_, &REGISTRY_EREIGNISSE, this);
+  }
+}
+
+PipewireVerzeichnis::~PipewireVerzeichnis() {
+  loeseMetadaten();
+  if (registry_ == nullptr) return;
+  spa_hook_remove(&registryHaken_);
+  pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+}
+
+void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dict& eigenschaften) {
+  const std::string_view typ = art;
+  if (typ == PW_TYPE_INTERFACE_Node) {
+    knoten_[id] = {id, wert(eigenschaften, PW_KEY_OBJECT_SERIAL),
+                   wert(eigenschaften, PW_KEY_NODE_NAME), wert(eigenschaften, PW_KEY_MEDIA_CLASS)};
+  } else if (typ == PW_TYPE_INTERFACE_Link) {
+    links_[id] = {zahl(eigenschaften, PW_KEY_LINK_OUTPUT_NODE),
+                  zahl(eigenschaften, PW_KEY_LINK_INPUT_NODE)};
+  } else if (typ == PW_TYPE_INTERFACE_Metadata && metadaten_ == nullptr &&
+             wert(eigenschaften, PW_KEY_METADATA_NAME) == "default") {
+    bindeMetadaten(id);
+  } else {
+    return;
+  }
+  geaendert_();
+}
+
+void PipewireVerzeichnis::weg(std::uint32_t id) {
+  knoten_.erase(id);
+  links_.erase(id);
+  if (metadaten_ != nullptr && id == metadatenId_) loeseMetadaten();
+  geaendert_();
+}
+
+void PipewireVerzeichnis::bindeMetadaten(std::uint32_t id) {
+  metadaten_ = static_cast<pw_metadata*>(
+      pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
+  if (metadaten_ == nullptr) return;
+  metadatenId_ = id;
+  pw_metadata_add_listener(metadaten_, &metadatenHaken_, &METADATEN_EREIGNISSE, this);
+}
+
+void PipewireVerzeichnis::loeseMetadaten() {
+  standards_.clear();
+  if (metadaten_ == nullptr) return;
+  spa_hook_remove(&metadatenHaken_);
+  pw_proxy_destroy(reinterpret_cast<pw_proxy*>(std::exchange(metadaten_, nullptr)));
+}
+
+int PipewireVerzeichnis::metadatum(std::uint32_t subjekt, const char* schluessel,
+                                   const char* json) {
+  if (subjekt != PW_ID_CORE) return 0;
+  if (schluessel == nullptr) {
+    standards_.clear();
+  } else if (json == nullptr) {
+    standards_.erase(schluessel);
+  } else {
+    standards_[schluessel] = nameAusJson(json);
+  }
+  geaendert_();
+  return 0;
+}
+
+const PipewireVerzeichnis::Knoten* PipewireVerzeichnis::knotenNamens(const std::string& name,
+                                                                     PipewireQuelle quelle) const {
+  for (const auto& [id, knoten] : knoten_) {
+    if (knoten.name == name && geeignet(quelle, knoten.klasse)) return &knoten;
+  }
+  return nullptr;
+}
+
+std::optional<PipewireVerzeichnis::Knoten> PipewireVerzeichnis::standard(
+    PipewireQuelle quelle) const {
+  const auto eintrag = standards_.find(standardSchluessel(quelle));
+  if (eintrag == standards_.end()) return std::nullopt;
+  const Knoten* knoten = knotenNamens(eintrag->second, quelle);
+  return knoten != nullptr ? std::optional(*knoten) : std::nullopt;
+}
+
+bool PipewireVerzeichnis::nurMonitor() const {
+  const auto eintrag = standards_.find(standardSchluessel(PipewireQuelle::MIKROFON));
+  return eintrag != standards_.end() && !standard(PipewireQuelle::MIKROFON) &&
+         knotenNamens(eintrag->second, PipewireQuelle::SYSTEM_AUDIO) != nullptr;
+}
+
+PipewireVerzeichnis::Herkunft PipewireVerzeichnis::herkunft(PipewireQuelle quelle,
+                                                            std::uint32_t knoten) const {
+  Herkunft ergebnis = Herkunft::UNVERBUNDEN;
+  for (const auto& [id, link] : links_) {
+    if (link.nach != knoten) continue;
+    const auto von = knoten_.find(link.von);
+    if (von == knoten_.end()) continue;  // a link that is about to go, as its node has
+    if (!geeignet(quelle, von->second.klasse)) return Herkunft::FALSCH;
+    ergebnis = Herkunft::RICHTIG;
+  }
+  return ergebnis;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,81 @@
+// What is known of the computer's audio devices: the nodes of the graph, the links between them,
+// and which node the session manager has made the default.
+//
+// The default "source" needs a second look. Where there is no microphone, the session manager names
+// a sink, meaning its monitor; a stream that simply asks for the default source would then record
+// what the computer plays and call it the microphone, without any error. So it counts only with a
+// media class of its own.
+//
+// Fed by callbacks of the connection's loop, read under its lock; no lock of its own.
+#pragma once
+
+#include <pipewire/extensions/metadata.h>
+#include <pipewire/pipewire.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "platform/linux/audio/PipewireQuelle.h"
+
+namespace hallkorb {
+
+class PipewireVerzeichnis {
+ public:
+  struct Knoten {
+    std::uint32_t id = 0;
+    std::string serial;  // unlike the id never used twice
+    std::string name;
+    std::string klasse;  // "media.class"
+  };
+
+  // What the links into a node say about where its samples come from.
+  enum class Herkunft { UNVERBUNDEN, RICHTIG, FALSCH };
+
+  // `geaendert` is called on the loop's thread after each change. `core` must outlive this object.
+  PipewireVerzeichnis(pw_core* core, std::function<void()> geaendert);
+  PipewireVerzeichnis(const PipewireVerzeichnis&) = delete;
+  PipewireVerzeichnis& operator=(const PipewireVerzeichnis&) = delete;
+  // While the loop stands still.
+  ~PipewireVerzeichnis();
+
+  // Whether somebody (the session manager) keeps the defaults.
+  [[nodiscard]] bool verwaltet() const { return metadaten_ != nullptr; }
+  // The default device of this kind, if there is a real one.
+  [[nodiscard]] std::optional<Knoten> standard(PipewireQuelle quelle) const;
+  // Whether the default source is only a sink's monitor.
+  [[nodiscard]] bool nurMonitor() const;
+  // Whether all that flows into `knoten` comes from devices that may be recorded as `quelle`.
+  [[nodiscard]] Herkunft herkunft(PipewireQuelle quelle, std::uint32_t knoten) const;
+
+ private:
+  struct Verbund {
+    std::uint32_t von = 0;
+    std::uint32_t nach = 0;
+  };
+
+  void neues(std::uint32_t id, const char* art, const spa_dict& eigenschaften);
+  void weg(std::uint32_t id);
+  void bindeMetadaten(std::uint32_t id);
+  void loeseMetadaten();
+  int metadatum(std::uint32_t subjekt, const char* schluessel, const char* wert);
+  [[nodiscard]] const Knoten* knotenNamens(const std::string& name, PipewireQuelle quelle) const;
+
+  static const pw_registry_events REGISTRY_EREIGNISSE;
+  static const pw_metadata_events METADATEN_EREIGNISSE;
+
+  std::function<void()> geaendert_;
+  pw_registry* registry_ = nullptr;
+  spa_hook registryHaken_{};
+  pw_metadata* metadaten_ = nullptr;
+  spa_hook metadatenHaken_{};
+  std::uint32_t metadatenId_ = 0;
+
+  std::map<std::uint32_t, Knoten> knoten_;
+  std::map<std::uint32_t, Verbund> links_;
+  std::map<std::string, std::string> standards_;  // metadata key to node name
+};
+
+}  // namespace hallkorb

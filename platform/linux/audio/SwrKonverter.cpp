@@ -1,0 +1,153 @@
+#include "platform/linux/audio/SwrKonverter.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+namespace hallkorb {
+namespace {
+
+constexpr double MAX_RATE = 1e6;  // Hz
+constexpr double FILTER_LAENGE = 72;
+constexpr double GRENZE = 0.97;  // of the lower Nyquist frequency
+constexpr double FENSTER_BETA = 9;
+constexpr int MAX_PHASEN_LOG2 = 10;
+// 8 MB; enough for 192 to 8 kHz with all phases.
+constexpr double MAX_FILTERBANK = 1 << 21;
+// The engine multiplies the input rate by its number of phases and must stay below 2^30.
+constexpr std::int64_t MAX_GLIED = (1 << 20) - 1;
+
+struct Verhaeltnis {
+  int eingang = 0;
+  int ausgang = 0;
+};
+
+// The engine takes whole rates only, but looks at nothing but their ratio. So it gets the ratio in
+// whole numbers, by continued fraction: exact for all rates that occur (16000.5 Hz from 44.1 kHz is
+// 88200 : 32001), otherwise within a millionth, a small part of what the device's own clock is off.
+// Absent when the rates are too far apart.
+std::optional<Verhaeltnis> ganzzahlig(double eingang, double ausgang) {
+  const double ziel = eingang / ausgang;
+  std::int64_t p = 1;
+  std::int64_t q = 0;
+  std::int64_t vorP = 0;
+  std::int64_t vorQ = 1;
+  double rest = ziel;
+  while (true) {
+    const double ganz = std::floor(rest);
+    if (ganz > static_cast<double>(MAX_GLIED)) break;
+    const auto glied = static_cast<std::int64_t>(ganz);
+    const std::int64_t neuP = glied * p + vorP;
+    const std::int64_t neuQ = glied * q + vorQ;
+    if (neuP > MAX_GLIED || neuQ > MAX_GLIED) break;
+    vorP = std::exchange(p, neuP);
+    vorQ = std::exchange(q, neuQ);
+    const double erreicht = static_cast<double>(p) / static_cast<double>(q);
+    if (std::abs(erreicht - ziel) <= ziel * std::numeric_limits<double>::epsilon()) break;
+    rest = 1.0 / (rest - ganz);
+  }
+  if (p < 1 || q < 1) return std::nullopt;
+  return Verhaeltnis{static_cast<int>(p), static_cast<int>(q)};
+}
+
+// As many filter phases (as a power of two) as the memory allows; absent when even one is too long.
+std::optional<int> phasen(const Verhaeltnis& v) {
+  const double dehnung = std::max(1.0, v.eingang / (v.ausgang * GRENZE));
+  for (int log2 = MAX_PHASEN_LOG2; log2 >= 0; --log2) {
+    if (std::ldexp(FILTER_LAENGE * dehnung, log2) <= MAX_FILTERBANK) return log2;
+  }
+  return std::nullopt;
+}
+
+// The engine gives nothing out before it has a whole filter's length of input, twice of what it
+// owes later on; with short blocks that would be a gap. So it gets silence first, as much as makes
+// a whole number of output samples, and these are dropped.
+bool fuelle(SwrContext& swr, const Verhaeltnis& v) {
+  if (v.eingang == v.ausgang) return true;
+  const double filter = FILTER_LAENGE * std::max(1.0, v.eingang / (v.ausgang * GRENZE));
+  const int vielfaches = static_cast<int>(filter / v.eingang) + 1;
+  return swr_inject_silence(&swr, vielfaches * v.eingang) >= 0 &&
+         swr_drop_output(&swr, vielfaches * v.ausgang) >= 0;
+}
+
+bool gueltig(double rate) {
+  return rate > 0.0 && rate <= MAX_RATE;
+}
+
+Fehler swrFehler(int code) {
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+  av_strerror(code, text.data(), text.size());
+  return {"swresample", code, std::string("Umwandlung fehlgeschlagen: ") + text.data()};
+}
+
+}  // namespace
+
+void SwrKonverter::Freigabe::operator()(SwrContext* swr) const {
+  swr_free(&swr);
+}
+
+SwrKonverter::SwrKonverter(const PcmFormat& eingang, Swr swr)
+    : eingang_(eingang), swr_(std::move(swr)) {}
+
+std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double rate) {
+  if (!gueltig(eingang.rate) || !gueltig(rate) || eingang.channels == 0) return nullptr;
+  const auto verhaeltnis = ganzzahlig(eingang.rate, rate);
+  if (!verhaeltnis) return nullptr;
+  const auto phasenLog2 = phasen(*verhaeltnis);
+  if (!phasenLog2) return nullptr;
+
+  av_log_set_level(AV_LOG_QUIET);  // standard error belongs to our own lines
+  Swr swr(swr_alloc());
+  if (!swr) return nullptr;
+  const AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
+  av_opt_set_chlayout(swr.get(), "in_chlayout", &mono, 0);
+  av_opt_set_chlayout(swr.get(), "out_chlayout", &mono, 0);
+  av_opt_set_sample_fmt(swr.get(), "in_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
+  av_opt_set_sample_fmt(swr.get(), "out_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
+  av_opt_set_int(swr.get(), "in_sample_rate", verhaeltnis->eingang, 0);
+  av_opt_set_int(swr.get(), "out_sample_rate", verhaeltnis->ausgang, 0);
+  av_opt_set_int(swr.get(), "filter_size", static_cast<int>(FILTER_LAENGE), 0);
+  av_opt_set_int(swr.get(), "phase_shift", *phasenLog2, 0);
+  av_opt_set_double(swr.get(), "cutoff", GRENZE, 0);
+  av_opt_set_double(swr.get(), "kaiser_beta", FENSTER_BETA, 0);
+  av_opt_set_int(swr.get(), "exact_rational", 1, 0);
+  if (swr_init(swr.get()) < 0) return nullptr;
+  if (!fuelle(*swr, *verhaeltnis)) return nullptr;
+  return std::unique_ptr<SwrKonverter>(new SwrKonverter(eingang, std::move(swr)));
+}
+
+Ergebnis SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
+                              std::vector<float>& ausgabe) {
+  ausgabe.clear();
+  constexpr std::size_t max = std::numeric_limits<int>::max();
+  if (block.format != eingang_ || block.frames > max ||
+      block.samples.size() < std::size_t{block.frames} * block.format.channels) {
+    return Fehler{"hallkorb", 0, "Block passt nicht zum Umwandler"};
+  }
+  if (block.frames == 0) return std::nullopt;
+  const std::span<const float> mono = block.ersterKanal(ersterKanal_);
+  ausgabe.resize(std::min(kapazitaet, max));
+
+  const auto* ein = reinterpret_cast<const std::uint8_t*>(mono.data());
+  auto* aus = reinterpret_cast<std::uint8_t*>(ausgabe.data());
+  const int n = swr_convert(swr_.get(), &aus, static_cast<int>(ausgabe.size()), &ein,
+                            static_cast<int>(mono.size()));
+  ausgabe.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+  if (n < 0) return swrFehler(n);
+  return std::nullopt;
+}
+
+}  // namespace hallkorb

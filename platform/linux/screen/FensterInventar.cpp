@@ -1,0 +1,270 @@
+#include "platform/linux/screen/FensterInventar.h"
+
+#include <xcb/res.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/screen/AppKennungen.h"
+#include "platform/linux/screen/X11Atome.h"
+#include "platform/linux/screen/X11Eigenschaft.h"
+#include "platform/linux/screen/X11Text.h"
+
+namespace hallkorb {
+namespace {
+
+using Fenster = std::vector<xcb_window_t>;
+
+// The windows in question, before any of them is looked at.
+class Liste {
+ public:
+  Liste(xcb_connection_t* c, xcb_window_t wurzel, const X11Atome& atome)
+      : c_(c), wurzel_(wurzel), atome_(atome) {}
+
+  [[nodiscard]] Fenster lies() const {
+    X11Eigenschaft gestapelt(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST_STACKING]);
+    X11Eigenschaft liste(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST]);
+    X11Eigenschaft verwalter(c_, wurzel_, atome_[X11Name::NET_SUPPORTING_WM_CHECK]);
+    gestapelt.lies();
+    liste.lies();
+    verwalter.lies();
+    for (const X11Eigenschaft* eigenschaft : {&gestapelt, &liste}) {
+      const auto zahlen = eigenschaft->zahlen();
+      if (!zahlen.empty()) return {zahlen.begin(), zahlen.end()};
+    }
+    // A list stays behind, empty, when its window manager has ended.
+    return lebt(verwalter) ? Fenster() : kinder();
+  }
+
+ private:
+  // A window manager shows that it lives by a window that bears the same property.
+  [[nodiscard]] bool lebt(const X11Eigenschaft& verwalter) const {
+    if (verwalter.zahlen().empty()) return false;
+    const xcb_window_t fenster = verwalter.zahlen().front();
+    X11Eigenschaft gegenprobe(c_, fenster, atome_[X11Name::NET_SUPPORTING_WM_CHECK]);
+    gegenprobe.lies();
+    return !gegenprobe.zahlen().empty() && gegenprobe.zahlen().front() == fenster;
+  }
+
+  [[nodiscard]] Fenster kinder() const {
+    const X11Antwort<xcb_query_tree_reply_t> baum(
+        xcb_query_tree_reply(c_, xcb_query_tree(c_, wurzel_), nullptr));
+    if (!baum) return {};
+    const xcb_window_t* alle = xcb_query_tree_children(baum.get());
+    return {alle, alle + xcb_query_tree_children_length(baum.get())};
+  }
+
+  xcb_connection_t* c_;
+  xcb_window_t wurzel_;
+  const X11Atome& atome_;
+};
+
+// Everything that is asked of one window. Made for all windows before lies() is called for the
+// first.
+class Anfrage {
+ public:
+  Anfrage(xcb_connection_t* c, xcb_window_t wurzel, xcb_window_t fenster, const X11Atome& atome)
+      : c_(c),
+        atome_(&atome),
+        id_(fenster),
+        attribute_(xcb_get_window_attributes(c, fenster)),
+        masse_(xcb_get_geometry(c, fenster)),
+        ort_(xcb_translate_coordinates(c, fenster, wurzel, 0, 0)),
+        titel_(c, fenster, atome[X11Name::NET_WM_NAME]),
+        alterTitel_(c, fenster, XCB_ATOM_WM_NAME),
+        klasse_(c, fenster, XCB_ATOM_WM_CLASS),
+        zustand_(c, fenster, atome[X11Name::NET_WM_STATE]),
+        typ_(c, fenster, atome[X11Name::NET_WM_WINDOW_TYPE]),
+        schreibtisch_(c, fenster, atome[X11Name::NET_WM_DESKTOP]),
+        rahmen_(c, fenster, atome[X11Name::NET_FRAME_EXTENTS]),
+        schatten_(c, fenster, atome[X11Name::GTK_FRAME_EXTENTS]),
+        desktopDateien_{{c, fenster, atome[X11Name::KDE_NET_WM_DESKTOP_FILE]},
+                        {c, fenster, atome[X11Name::GTK_APPLICATION_ID]},
+                        {c, fenster, atome[X11Name::BAMF_DESKTOP_FILE]}} {}
+
+  // The window; nothing where it has vanished, or is none that counts. All answers are read in any
+  // case, or libxcb would keep them.
+  [[nodiscard]] std::optional<ScreenWindow> lies(std::optional<std::uint32_t> schreibtisch) {
+    const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
+        xcb_get_window_attributes_reply(c_, attribute_, nullptr));
+    const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c_, masse_, nullptr));
+    const X11Antwort<xcb_translate_coordinates_reply_t> ort(
+        xcb_translate_coordinates_reply(c_, ort_, nullptr));
+    for (X11Eigenschaft* eigenschaft :
+         {&titel_, &alterTitel_, &klasse_, &zustand_, &typ_, &schreibtisch_, &rahmen_, &schatten_,
+          &desktopDateien_[0], &desktopDateien_[1], &desktopDateien_[2]}) {
+      eigenschaft->lies();
+    }
+    if (!attribute || !masse || !ort) return std::nullopt;
+    if (attribute->override_redirect != 0 || attribute->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT) {
+      return std::nullopt;
+    }
+    if (istVom(X11Name::NET_WM_WINDOW_TYPE_DESKTOP)) return std::nullopt;
+
+    ScreenWindow fenster;
+    fenster.id = id_;
+    fenster.titel = titel();
+    fenster.anwendung = anwendung();
+    setzeRahmen(fenster, *masse, *ort);
+    fenster.sichtbar =
+        attribute->map_state == XCB_MAP_STATE_VIEWABLE && gezeigt() && liegtAuf(schreibtisch);
+    fenster.ebene = ebene();
+    return fenster;
+  }
+
+ private:
+  static bool enthaelt(const X11Eigenschaft& eigenschaft, xcb_atom_t atom) {
+    const auto zahlen = eigenschaft.zahlen();
+    return atom != XCB_ATOM_NONE && std::find(zahlen.begin(), zahlen.end(), atom) != zahlen.end();
+  }
+  [[nodiscard]] bool hat(X11Name zustand) const { return enthaelt(zustand_, (*atome_)[zustand]); }
+  [[nodiscard]] bool istVom(X11Name typ) const { return enthaelt(typ_, (*atome_)[typ]); }
+
+  [[nodiscard]] std::string text(const X11Eigenschaft& eigenschaft) const {
+    if (eigenschaft.art() == (*atome_)[X11Name::UTF8_STRING]) {
+      return x11Text(X11TextArt::UTF8, eigenschaft.bytes());
+    }
+    const bool verbund = eigenschaft.art() == (*atome_)[X11Name::COMPOUND_TEXT];
+    return x11Text(verbund ? X11TextArt::COMPOUND : X11TextArt::STRING, eigenschaft.bytes());
+  }
+
+  [[nodiscard]] std::optional<std::string> titel() const {
+    if (!titel_.bytes().empty()) return text(titel_);
+    if (alterTitel_.art() == XCB_ATOM_NONE) return std::nullopt;
+    return text(alterTitel_);
+  }
+
+  [[nodiscard]] std::optional<ScreenWindow::Anwendung> anwendung() const {
+    AppMerkmale merkmale;
+    const std::string_view beide = klasse_.bytes();
+    merkmale.instanz = x11Text(X11TextArt::STRING, beide);
+    const std::size_t ende = beide.find('\0');
+    if (ende != std::string_view::npos) {
+      merkmale.klasse = x11Text(X11TextArt::STRING, beide.substr(ende + 1));
+    }
+    for (const X11Eigenschaft& datei : desktopDateien_) {
+      if (merkmale.desktopDatei.empty()) merkmale.desktopDatei = text(datei);
+    }
+    return anwendungAus(merkmale);
+  }
+
+  void setzeRahmen(ScreenWindow& fenster, const xcb_get_geometry_reply_t& masse,
+                   const xcb_translate_coordinates_reply_t& ort) const {
+    double links = 0.0;
+    double rechts = 0.0;
+    double oben = 0.0;
+    double unten = 0.0;
+    const auto nimmDazu = [&](const X11Eigenschaft& raender, double vorzeichen) {
+      const auto werte = raender.zahlen();
+      if (werte.size() < 4) return;
+      links += vorzeichen * werte[0];
+      rechts += vorzeichen * werte[1];
+      oben += vorzeichen * werte[2];
+      unten += vorzeichen * werte[3];
+    };
+    nimmDazu(rahmen_, 1.0);
+    nimmDazu(schatten_, -1.0);
+    fenster.x = ort.dst_x - links;
+    fenster.y = ort.dst_y - oben;
+    fenster.breite = std::max(0.0, masse.width + links + rechts);
+    fenster.hoehe = std::max(0.0, masse.height + oben + unten);
+  }
+
+  [[nodiscard]] bool gezeigt() const {
+    return !hat(X11Name::NET_WM_STATE_HIDDEN) || hat(X11Name::NET_WM_STATE_SHADED);
+  }
+
+  [[nodiscard]] bool liegtAuf(std::optional<std::uint32_t> schreibtisch) const {
+    constexpr std::uint32_t ALLE = 0xFFFFFFFF;
+    if (!schreibtisch || schreibtisch_.zahlen().empty()) return true;
+    const std::uint32_t eigener = schreibtisch_.zahlen().front();
+    return eigener == ALLE || eigener == *schreibtisch;
+  }
+
+  [[nodiscard]] std::int64_t ebene() const {
+    if (hat(X11Name::NET_WM_STATE_FULLSCREEN)) return 2;
+    if (hat(X11Name::NET_WM_STATE_BELOW)) return -1;
+    return hat(X11Name::NET_WM_STATE_ABOVE) || istVom(X11Name::NET_WM_WINDOW_TYPE_DOCK) ? 1 : 0;
+  }
+
+  xcb_connection_t* c_;
+  const X11Atome* atome_;
+  xcb_window_t id_;
+  xcb_get_window_attributes_cookie_t attribute_;
+  xcb_get_geometry_cookie_t masse_;
+  xcb_translate_coordinates_cookie_t ort_;
+  X11Eigenschaft titel_;
+  X11Eigenschaft alterTitel_;
+  X11Eigenschaft klasse_;
+  X11Eigenschaft zustand_;
+  X11Eigenschaft typ_;
+  X11Eigenschaft schreibtisch_;
+  X11Eigenschaft rahmen_;
+  X11Eigenschaft schatten_;
+  X11Eigenschaft desktopDateien_[3];
+};
+
+// The name of the process at the other end of the window's connection, if it is one of this
+// computer.
+std::string prozessName(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t frage) {
+  const X11Antwort<xcb_res_query_client_ids_reply_t> antwort(
+      xcb_res_query_client_ids_reply(c, frage, nullptr));
+  if (!antwort) return {};
+  for (auto i = xcb_res_query_client_ids_ids_iterator(antwort.get()); i.rem > 0;
+       xcb_res_client_id_value_next(&i)) {
+    if (xcb_res_client_id_value_value_length(i.data) < 1) continue;
+    const std::uint32_t nummer = *xcb_res_client_id_value_value(i.data);
+    std::ifstream datei("/proc/" + std::to_string(nummer) + "/comm");
+    std::string name;
+    if (std::getline(datei, name)) return x11Text(X11TextArt::UTF8, name);
+  }
+  return {};
+}
+
+void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
+  const auto* ressourcen = xcb_get_extension_data(c, &xcb_res_id);
+  if (ressourcen == nullptr || ressourcen->present == 0) return;
+  std::vector<std::pair<ScreenWindow*, xcb_res_query_client_ids_cookie_t>> fragen;
+  for (ScreenWindow& fenster : content.windows) {
+    if (fenster.anwendung) continue;
+    const xcb_res_client_id_spec_t wer{fenster.id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    fragen.emplace_back(&fenster, xcb_res_query_client_ids(c, 1, &wer));
+  }
+  for (auto& [fenster, frage] : fragen) {
+    fenster->anwendung =
+        anwendungAus({.instanz = prozessName(c, frage), .klasse = {}, .desktopDatei = {}});
+  }
+}
+
+}  // namespace
+
+Ergebnis liesFenster(const X11Verbindung& verbindung, ScreenContent& content) {
+  xcb_connection_t* c = verbindung.get();
+  const xcb_window_t wurzel = verbindung.schirm().root;
+  xcb_prefetch_extension_data(c, &xcb_res_id);
+  const X11Atome atome(c);
+  X11Eigenschaft schreibtisch(c, wurzel, atome[X11Name::NET_CURRENT_DESKTOP]);
+
+  std::vector<Anfrage> anfragen;
+  for (const xcb_window_t fenster : Liste(c, wurzel, atome).lies()) {
+    anfragen.emplace_back(c, wurzel, fenster, atome);
+  }
+  schreibtisch.lies();
+  std::optional<std::uint32_t> aktueller;
+  if (!schreibtisch.zahlen().empty()) aktueller = schreibtisch.zahlen().front();
+
+  content.windows.clear();
+  for (Anfrage& anfrage : anfragen) {
+    if (auto fenster = anfrage.lies(aktueller)) content.windows.push_back(std::move(*fenster));
+  }
+  ergaenzeAnwendungen(c, content);
+  return verbindung.verloren();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,138 @@
+#include "platform/linux/screen/X11Aufnahme.h"
+
+#include <xcb/composite.h>
+#include <xcb/damage.h>
+#include <xcb/xfixes.h>
+
+#include <string>
+#include <utility>
+
+#include "platform/HostClock.h"
+
+namespace hallkorb {
+namespace {
+
+Fehler fehlt(const std::string& erweiterung) {
+  return {"x11", XCB_REQUEST, "dem X-Server fehlt die Erweiterung " + erweiterung};
+}
+
+bool vorhanden(xcb_connection_t* c, xcb_extension_t& erweiterung) {
+  const auto* daten = xcb_get_extension_data(c, &erweiterung);
+  return daten != nullptr && daten->present != 0;
+}
+
+}  // namespace
+
+X11Aufnahme::X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfiguration& konfiguration,
+                         bool mitSegment)
+    : verbindung_(verbindung),
+      abstand_(std::chrono::ceil<std::chrono::nanoseconds>(
+          std::chrono::duration<double>(konfiguration.kleinsterAbstand))),
+      mitZeiger_(konfiguration.mitZeiger),
+      mitSegment_(mitSegment) {}
+
+Ergebnis X11Aufnahme::beginne() {
+  xcb_connection_t* c = verbindung_.get();
+  for (xcb_extension_t* erweiterung :
+       {&xcb_composite_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_shm_id}) {
+    xcb_prefetch_extension_data(c, erweiterung);
+  }
+  if (!vorhanden(c, xcb_composite_id)) return fehlt("Composite");
+  if (!vorhanden(c, xcb_damage_id)) return fehlt("DAMAGE");
+  if (!vorhanden(c, xcb_xfixes_id)) return fehlt("XFIXES");
+  // The server serves a client only after it has told the version that it speaks. Pixmaps can be
+  // named since version 0.2 of Composite.
+  const auto compositeFrage = xcb_composite_query_version(c, 0, 4);
+  const auto damageFrage = xcb_damage_query_version(c, 1, 1);
+  const auto xfixesFrage = xcb_xfixes_query_version(c, 4, 0);
+  const X11Antwort<xcb_composite_query_version_reply_t> composite(
+      xcb_composite_query_version_reply(c, compositeFrage, nullptr));
+  const X11Antwort<xcb_damage_query_version_reply_t> damage(
+      xcb_damage_query_version_reply(c, damageFrage, nullptr));
+  const X11Antwort<xcb_xfixes_query_version_reply_t> xfixes(
+      xcb_xfixes_query_version_reply(c, xfixesFrage, nullptr));
+  if (auto fehler = verbindung_.verloren()) return fehler;
+  if (!composite || (composite->major_version == 0 && composite->minor_version < 2)) {
+    return fehlt("Composite 0.2");
+  }
+  if (!damage) return fehlt("DAMAGE");
+  if (!xfixes) return fehlt("XFIXES");
+  speicher_.emplace(verbindung_, mitSegment_);
+  if (mitZeiger_) zeiger_.emplace(verbindung_);
+  return std::nullopt;
+}
+
+Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
+  liesEreignisse();
+  if (fenster_ && fenster_->id() == id && !fenster_->zerstoert()) {
+    fenster_->siehNach();
+  } else {
+    Fehler fehler;
+    auto neues = X11Fenster::neu(verbindung_, id, fehler);
+    if (!neues) return fehler;
+    fenster_ = std::move(neues);
+  }
+  gezeichnet_.reset();
+  return std::nullopt;
+}
+
+std::optional<BgrBild> X11Aufnahme::schritt() {
+  liesEreignisse();
+  if (!fenster_ || !fenster_->sichtbar() || Uhr::now() < fruehestens_) return std::nullopt;
+  if (!fenster_->veraendert()) frageZeiger();
+  if (fenster_->veraendert()) return lies();
+  fruehestens_ = Uhr::now() + abstand_;
+  liesEreignisse();  // the answer may have brought some along, of which the socket tells no more
+  return std::nullopt;
+}
+
+std::optional<X11Aufnahme::Uhr::time_point> X11Aufnahme::naechster() const {
+  if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;
+  if (!fenster_->veraendert() && !zeiger_) return std::nullopt;
+  return fruehestens_;
+}
+
+void X11Aufnahme::liesEreignisse() {
+  xcb_connection_t* c = verbindung_.get();
+  while (const X11Antwort<xcb_generic_event_t> ereignis{xcb_poll_for_event(c)}) {
+    if (fenster_) fenster_->ereignis(*ereignis);
+    if (zeiger_) zeiger_->ereignis(*ereignis);
+  }
+  xcb_flush(c);
+}
+
+void X11Aufnahme::frageZeiger() {
+  if (!zeiger_) return;
+  const auto frage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
+  if (zeiger_->lies(frage) != gezeichnet_) fenster_->setzeVeraendert();
+}
+
+std::optional<BgrBild> X11Aufnahme::lies() {
+  fruehestens_ = Uhr::now() + abstand_;
+  const X11Fenster::Quelle quelle = fenster_->quelle();
+  if (quelle.pixmap == XCB_NONE || quelle.breite < 1 || quelle.hoehe < 1) return std::nullopt;
+
+  fenster_->nimmVeraendert();
+  // Sent together: the pointer is where it was when the picture was taken.
+  std::optional<X11Zeiger::Frage> zeigerFrage;
+  if (zeiger_) zeigerFrage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
+  const auto bildFrage =
+      speicher_->frage(quelle.pixmap, quelle.rand, quelle.rand, quelle.breite, quelle.hoehe);
+  gezeichnet_.reset();
+  if (zeigerFrage) gezeichnet_ = zeiger_->lies(*zeigerFrage);
+  std::uint8_t* daten = speicher_->lies(bildFrage);
+  const double zeit = hostSekunden();
+  fruehestens_ = Uhr::now() + abstand_;
+  if (daten == nullptr) {
+    fenster_->verwirfPixmap();
+    return std::nullopt;
+  }
+  if (gezeichnet_) {
+    zeichneZeiger(zeiger_->form(), gezeichnet_->x, gezeichnet_->y, daten, quelle.breite,
+                  quelle.hoehe);
+  }
+  return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
+                 static_cast<std::size_t>(quelle.breite) * 4);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,64 @@
+// The recording of one window, step by step: what the thread of an X11Fensterstrom does.
+//
+// A picture is due when something was drawn, the pointer moved over the window, or the window is a
+// new one; never sooner than the least distance after the last. A window that is minimised, on
+// another desktop or gone is none of that: it gives no pictures, and the one who chose it sees it
+// in the inventory.
+//
+// Nothing tells of the pointer's motion but asking, so while the window is visible it is asked for
+// as often as there may be pictures. That is one short question, and all that a still window costs.
+//
+// One thread.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "base/Fehler.h"
+#include "platform/linux/BgrBild.h"
+#include "platform/linux/screen/X11Bildspeicher.h"
+#include "platform/linux/screen/X11Fenster.h"
+#include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/X11Zeiger.h"
+#include "platform/ScreenCapture.h"
+
+namespace hallkorb {
+
+class X11Aufnahme {
+ public:
+  using Uhr = std::chrono::steady_clock;
+
+  // `verbindung` is open and outlives this object. `mitSegment` as for X11Bildspeicher.
+  X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfiguration& konfiguration,
+              bool mitSegment);
+
+  // Greets the extensions; before all that follows. An error where the server lacks one.
+  [[nodiscard]] Ergebnis beginne();
+  // Goes over to a window. Where that fails, all stays as it was.
+  [[nodiscard]] Ergebnis waehle(xcb_window_t id);
+  // Handles what has come from the server, and reads a picture if one is due. It is valid until the
+  // next call.
+  [[nodiscard]] std::optional<BgrBild> schritt();
+  // When the next step is due though nothing comes from the server; nothing if only then.
+  [[nodiscard]] std::optional<Uhr::time_point> naechster() const;
+
+ private:
+  void liesEreignisse();
+  void frageZeiger();
+  [[nodiscard]] std::optional<BgrBild> lies();
+
+  const X11Verbindung& verbindung_;
+  const std::chrono::nanoseconds abstand_;
+  const bool mitZeiger_;
+  const bool mitSegment_;
+
+  std::optional<X11Bildspeicher> speicher_;
+  std::optional<X11Zeiger> zeiger_;
+  std::unique_ptr<X11Fenster> fenster_;
+  std::optional<X11Zeiger::Ort> gezeichnet_;  // the pointer in the last picture
+  Uhr::time_point fruehestens_{};             // the next picture or look at the pointer
+};
+
+}  // namespace hallkorb

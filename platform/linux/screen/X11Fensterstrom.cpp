@@ -1,0 +1,156 @@
+#include "platform/linux/screen/X11Fensterstrom.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <utility>
+
+#include "platform/Faden.h"
+#include "platform/linux/screen/X11Aufnahme.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::chrono::milliseconds FRIST{2800};
+
+Fehler abgebrochen() {
+  return {"x11", ECANCELED, "die Aufnahme wurde beendet"};
+}
+
+// Until the server or `wecker` has something to tell, or until `bis`.
+void warte(xcb_connection_t* verbindung, const Wecker& wecker,
+           std::optional<X11Aufnahme::Uhr::time_point> bis) {
+  pollfd quellen[] = {{xcb_get_file_descriptor(verbindung), POLLIN, 0}, {wecker.fd(), POLLIN, 0}};
+  timespec rest{};
+  if (bis) {
+    const auto ns = std::max(std::chrono::nanoseconds(0),
+                             std::chrono::nanoseconds(*bis - X11Aufnahme::Uhr::now()));
+    const auto s = std::chrono::floor<std::chrono::seconds>(ns);
+    rest.tv_sec = static_cast<std::time_t>(s.count());
+    rest.tv_nsec = static_cast<long>((ns - s).count());
+  }
+  ::ppoll(quellen, 2, bis ? &rest : nullptr, nullptr);
+  wecker.leere();
+}
+
+}  // namespace
+
+X11Fensterstrom::X11Fensterstrom(const std::string& display,
+                                 const StreamKonfiguration& konfiguration, bool mitSegment)
+    : konfiguration_(konfiguration), mitSegment_(mitSegment), verbindung_(display) {}
+
+X11Fensterstrom::~X11Fensterstrom() {
+  X11Fensterstrom::stop();
+}
+
+Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener) {
+  Ergebnis ergebnis;
+  {
+    std::unique_lock halter(lock_);
+    if (stopp_) return abgebrochen();
+    auftrag_ = id;
+    {
+      const std::lock_guard threadHalter(threadLock_);
+      thread_ = std::thread([this, &listener] { laufe(listener); });
+    }
+    ergebnis = warteAufAntwort(halter);
+  }
+  if (ergebnis) stop();
+  return ergebnis;
+}
+
+Ergebnis X11Fensterstrom::wechsle(std::uint32_t id) {
+  std::unique_lock halter(lock_);
+  if (stopp_ || zuEnde_) return abgebrochen();
+  auftrag_ = id;
+  antwort_.reset();
+  wecker_.wecke();
+  return warteAufAntwort(halter);
+}
+
+void X11Fensterstrom::stop() {
+  {
+    const std::lock_guard halter(lock_);
+    stopp_ = true;
+  }
+  geantwortet_.notify_all();
+  verbindung_.brichAb();
+  wecker_.wecke();
+  const std::lock_guard halter(threadLock_);
+  if (thread_.joinable()) thread_.join();
+}
+
+Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) {
+  const bool da = geantwortet_.wait_for(
+      halter, FRIST, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
+  auftrag_.reset();
+  if (antwort_) return *std::exchange(antwort_, std::nullopt);
+  if (da) return abgebrochen();
+  verbindung_.brichAb();
+  return Fehler{"x11", ETIMEDOUT, "der X-Server antwortet nicht"};
+}
+
+void X11Fensterstrom::laufe(WindowStreamListener& listener) {
+  beginneFaden("fenster");
+  const Ergebnis ende = nimmAuf(listener);
+  bool melden = false;
+  {
+    const std::lock_guard halter(lock_);
+    zuEnde_ = true;
+    melden = ende && !stopp_;
+  }
+  geantwortet_.notify_all();
+  if (melden) listener.gestoppt(*ende);
+}
+
+Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
+  X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_);
+  Ergebnis fehler = verbindung_.oeffne();
+  if (!fehler) fehler = aufnahme.beginne();
+  if (fehler) {
+    antworte(fehler);
+    return std::nullopt;
+  }
+  bool gestartet = false;
+  while (!gestoppt()) {
+    if (const auto id = auftrag()) {
+      const Ergebnis ergebnis = aufnahme.waehle(*id);
+      const bool angenommen = antworte(ergebnis);
+      gestartet = gestartet || (angenommen && !ergebnis);
+      if (!gestartet) return std::nullopt;
+    }
+    if (const auto bild = aufnahme.schritt()) {
+      listener.bild(*bild);
+      continue;  // libxcb may hold events that came with the picture
+    }
+    if (auto verloren = verbindung_.verloren()) return verloren;
+    warte(verbindung_.get(), wecker_, aufnahme.naechster());
+  }
+  return std::nullopt;
+}
+
+std::optional<std::uint32_t> X11Fensterstrom::auftrag() {
+  const std::lock_guard halter(lock_);
+  return auftrag_;
+}
+
+bool X11Fensterstrom::antworte(const Ergebnis& ergebnis) {
+  {
+    const std::lock_guard halter(lock_);
+    if (!auftrag_) return false;
+    auftrag_.reset();
+    antwort_ = ergebnis;
+  }
+  geantwortet_.notify_all();
+  return true;
+}
+
+bool X11Fensterstrom::gestoppt() {
+  const std::lock_guard halter(lock_);
+  return stopp_;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,68 @@
+// The moving picture of one window of an X11 screen.
+//
+// A thread of its own reads the pictures and hands them to the listener, one at a time; while the
+// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their wish
+// with that thread and wait for what becomes of it. A server that falls silent is noticed by those
+// who wait: they break the connection when their time is over, and so does stop().
+//
+// The pictures have the window's own size; they are fitted into the video where they are converted
+// (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
+// the same reason.
+//
+// Where a change of window fails, the stream stays with the old one.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "base/Fehler.h"
+#include "platform/linux/Deskriptor.h"
+#include "platform/linux/screen/X11Verbindung.h"
+#include "platform/ScreenCapture.h"
+
+namespace hallkorb {
+
+class X11Fensterstrom final : public WindowStream {
+ public:
+  // `display` as for verbindeX11(), `mitSegment` as for X11Bildspeicher.
+  X11Fensterstrom(const std::string& display, const StreamKonfiguration& konfiguration,
+                  bool mitSegment);
+  ~X11Fensterstrom() override;
+  X11Fensterstrom(const X11Fensterstrom&) = delete;
+  X11Fensterstrom& operator=(const X11Fensterstrom&) = delete;
+
+  [[nodiscard]] Ergebnis start(std::uint32_t id, WindowStreamListener& listener) override;
+  [[nodiscard]] Ergebnis wechsle(std::uint32_t id) override;
+  void stop() override;
+
+ private:
+  void laufe(WindowStreamListener& listener);
+  // Returns what has ended the stream by itself, once it had begun.
+  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener);
+  [[nodiscard]] Ergebnis warteAufAntwort(std::unique_lock<std::mutex>& halter);
+  [[nodiscard]] std::optional<std::uint32_t> auftrag();
+  // False where nobody waits for it any more.
+  bool antworte(const Ergebnis& ergebnis);
+  [[nodiscard]] bool gestoppt();
+
+  const StreamKonfiguration konfiguration_;
+  const bool mitSegment_;
+  X11Verbindung verbindung_;
+  Wecker wecker_;  // set when the thread has something to look at
+
+  std::mutex lock_;  // for what follows, up to the thread
+  std::condition_variable geantwortet_;
+  std::optional<std::uint32_t> auftrag_;  // the window to go to, while its answer is waited for
+  std::optional<Ergebnis> antwort_;
+  bool stopp_ = false;
+  bool zuEnde_ = false;  // the thread takes no more wishes
+
+  std::mutex threadLock_;  // for `thread_`; held by whoever waits for its end
+  std::thread thread_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,31 @@
+#include "platform/linux/screen/X11ScreenCapture.h"
+
+#include <chrono>
+#include <utility>
+
+#include "platform/linux/screen/FensterInventar.h"
+#include "platform/linux/screen/X11Fensterstrom.h"
+#include "platform/linux/screen/X11Verbindung.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::chrono::milliseconds FRIST{2800};
+
+}  // namespace
+
+X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg)
+    : display_(std::move(display)), weg_(weg) {}
+
+Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
+  X11Verbindung verbindung(display_);
+  const X11Frist frist(verbindung, FRIST);
+  if (auto fehler = verbindung.oeffne()) return fehler;
+  return liesFenster(verbindung, content);
+}
+
+std::unique_ptr<WindowStream> X11ScreenCapture::stream(const StreamKonfiguration& konfiguration) {
+  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,167 @@
+#include "platform/linux/screen/X11Text.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace hallkorb {
+namespace {
+
+constexpr std::string_view ERSATZ = "\xEF\xBF\xBD";  // U+FFFD
+constexpr char ESC = '\x1B';
+
+// The length of the UTF-8 character that `text` begins with; 0 where it is none (Unicode, table
+// 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
+std::size_t zeichenLaenge(std::string_view text) {
+  const auto byte = [&](std::size_t i) {
+    return i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{0};
+  };
+  const auto folgt = [&](std::size_t i, std::uint8_t von = 0x80, std::uint8_t bis = 0xBF) {
+    return byte(i) >= von && byte(i) <= bis;
+  };
+  const std::uint8_t erstes = byte(0);
+  if (text.empty()) return 0;
+  if (erstes < 0x80) return 1;
+  if (erstes >= 0xC2 && erstes <= 0xDF) return folgt(1) ? 2 : 0;
+  if (erstes >= 0xE0 && erstes <= 0xEF) {
+    const std::uint8_t von = erstes == 0xE0 ? 0xA0 : 0x80;
+    const std::uint8_t bis = erstes == 0xED ? 0x9F : 0xBF;
+    return folgt(1, von, bis) && folgt(2) ? 3 : 0;
+  }
+  if (erstes >= 0xF0 && erstes <= 0xF4) {
+    const std::uint8_t von = erstes == 0xF0 ? 0x90 : 0x80;
+    const std::uint8_t bis = erstes == 0xF4 ? 0x8F : 0xBF;
+    return folgt(1, von, bis) && folgt(2) && folgt(3) ? 4 : 0;
+  }
+  return 0;
+}
+
+void haengeLatin1An(std::string& text, char zeichen) {
+  const auto wert = static_cast<std::uint8_t>(zeichen);
+  if (wert < 0x80) {
+    text += zeichen;
+  } else {
+    text += static_cast<char>(0xC0 | wert >> 6);
+    text += static_cast<char>(0x80 | (wert & 0x3F));
+  }
+}
+
+// Appends the character that `rest` begins with, or the replacement; returns the bytes taken.
+std::size_t haengeUtf8An(std::string& text, std::string_view rest) {
+  const std::size_t laenge = zeichenLaenge(rest);
+  text += laenge > 0 ? rest.substr(0, laenge) : ERSATZ;
+  return laenge > 0 ? laenge : 1;
+}
+
+std::string ausUtf8(std::string_view bytes) {
+  std::string text;
+  while (!bytes.empty())
+    bytes.remove_prefix(haengeUtf8An(text, bytes));
+  return text;
+}
+
+std::string ausLatin1(std::string_view bytes) {
+  std::string text;
+  for (const char zeichen : bytes)
+    haengeLatin1An(text, zeichen);
+  return text;
+}
+
+// The two halves of the code table that a compound text's bytes are looked up in.
+enum class Satz { ASCII, LATIN1, UTF8, FREMD };
+
+// An escape sequence: which half it sets to what. Its own length counts the ESC.
+struct Umschaltung {
+  std::size_t laenge = 0;
+  std::optional<Satz> links;
+  std::optional<Satz> rechts;
+  bool fremdes = false;  // it holds characters of its own, of a set that is not read
+};
+
+Umschaltung liesUmschaltung(std::string_view rest) {
+  // Intermediate bytes 0x20-0x2F, then one final byte 0x30-0x7E.
+  std::size_t i = 1;
+  while (i < rest.size() && rest[i] >= 0x20 && rest[i] <= 0x2F)
+    ++i;
+  Umschaltung neu;
+  neu.laenge = i < rest.size() ? i + 1 : rest.size();
+  const std::string_view folge = rest.substr(1, neu.laenge - 1);
+  if (folge == "%G") {
+    neu.links = neu.rechts = Satz::UTF8;
+  } else if (folge == "%@") {
+    neu.links = Satz::ASCII;
+    neu.rechts = Satz::LATIN1;
+  } else if (folge.starts_with("%/")) {
+    // A segment in a set known by name: two bytes of length, each with its top bit set, then as
+    // much.
+    const auto byte = [&](std::size_t k) {
+      return k < rest.size() ? static_cast<std::uint8_t>(rest[k]) & 0x7FU : 0U;
+    };
+    const std::size_t inhalt = 2 + byte(neu.laenge) * 128U + byte(neu.laenge + 1);
+    neu.laenge = std::min(neu.laenge + inhalt, rest.size());
+    neu.fremdes = true;
+  } else if (folge == "(B") {
+    neu.links = Satz::ASCII;
+  } else if (folge == "-A") {
+    neu.rechts = Satz::LATIN1;
+  } else if (folge.starts_with('(') || folge.starts_with("$(")) {
+    neu.links = Satz::FREMD;
+  } else if (folge.starts_with(')') || folge.starts_with('-') || folge.starts_with("$)")) {
+    neu.rechts = Satz::FREMD;
+  }
+  return neu;
+}
+
+std::string ausCompoundText(std::string_view bytes) {
+  std::string text;
+  Satz links = Satz::ASCII;
+  Satz rechts = Satz::LATIN1;
+  while (!bytes.empty()) {
+    if (bytes.front() == ESC) {
+      const Umschaltung neu = liesUmschaltung(bytes);
+      links = neu.links.value_or(links);
+      rechts = neu.rechts.value_or(rechts);
+      if (neu.fremdes) text += ERSATZ;
+      bytes.remove_prefix(neu.laenge);
+      continue;
+    }
+    const Satz satz = static_cast<std::uint8_t>(bytes.front()) < 0x80 ? links : rechts;
+    std::size_t laenge = 1;
+    if (satz == Satz::UTF8) {
+      laenge = haengeUtf8An(text, bytes);
+    } else if (satz == Satz::FREMD) {
+      text += ERSATZ;
+    } else {
+      haengeLatin1An(text, bytes.front());
+    }
+    bytes.remove_prefix(laenge);
+  }
+  return text;
+}
+
+}  // namespace
+
+bool istUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t laenge = zeichenLaenge(bytes);
+    if (laenge == 0) return false;
+    bytes.remove_prefix(laenge);
+  }
+  return true;
+}
+
+std::string x11Text(X11TextArt art, std::string_view bytes) {
+  bytes = bytes.substr(0, bytes.find('\0'));
+  switch (art) {
+    case X11TextArt::UTF8:
+      return ausUtf8(bytes);
+    case X11TextArt::STRING:
+      return istUtf8(bytes) ? std::string(bytes) : ausLatin1(bytes);
+    case X11TextArt::COMPOUND:
+      break;
+  }
+  return ausCompoundText(bytes);
+}
+
+}  // namespace hallkorb

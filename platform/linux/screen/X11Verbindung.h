@@ -1,0 +1,80 @@
+// A connection to the X server that never holds its user for ever.
+//
+// Every request that is answered waits for the answer inside libxcb, without limit. What ends such
+// a wait from outside is the end of the connection: brichAb() closes the socket under libxcb, and
+// all that waits, now or later, returns without an answer. The one who knows the time limit calls
+// it, or leaves it to an X11Frist.
+//
+// The server undoes by itself, when a connection ends, all that came through it (redirections,
+// damage, segments), so nothing need be given back in order.
+//
+// One thread uses the connection; brichAb() any thread.
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "base/Fehler.h"
+#include "platform/linux/Deskriptor.h"
+
+namespace hallkorb {
+
+struct MallocFreigabe {
+  void operator()(void* speicher) const { std::free(speicher); }
+};
+
+// An answer of the server; null where it was an error, or where the connection is gone.
+template <class T>
+using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
+
+class X11Verbindung {
+ public:
+  // `display` as for verbindeX11(). Does nothing yet.
+  explicit X11Verbindung(std::string display);
+  ~X11Verbindung();
+  X11Verbindung(const X11Verbindung&) = delete;
+  X11Verbindung& operator=(const X11Verbindung&) = delete;
+
+  [[nodiscard]] Ergebnis oeffne();
+  // From now on nothing on this connection succeeds or waits any more.
+  void brichAb();
+  // What has ended the connection; absent while it lives. After oeffne().
+  [[nodiscard]] Ergebnis verloren() const;
+
+  // After oeffne() has succeeded.
+  [[nodiscard]] xcb_connection_t* get() const { return verbindung_; }
+  [[nodiscard]] const xcb_screen_t& schirm() const { return *schirm_; }
+
+ private:
+  const std::string display_;
+  xcb_connection_t* verbindung_ = nullptr;
+  const xcb_screen_t* schirm_ = nullptr;
+
+  std::mutex lock_;    // for what follows
+  Deskriptor socket_;  // libxcb has a descriptor of its own for it, which it closes when it likes
+  bool abgebrochen_ = false;
+};
+
+// Breaks a connection when this object has lived for too long.
+class X11Frist {
+ public:
+  X11Frist(X11Verbindung& verbindung, std::chrono::milliseconds frist);
+  ~X11Frist();
+  X11Frist(const X11Frist&) = delete;
+  X11Frist& operator=(const X11Frist&) = delete;
+
+ private:
+  std::mutex lock_;
+  std::condition_variable ende_;
+  bool vorbei_ = false;
+  std::thread waechter_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,54 @@
+// The pointer over a window: its shape, and where it is.
+//
+// It belongs into the picture only where a person would see it over the window; where another
+// window lies between, it does not. Its motion draws nothing into the window, so it must be asked
+// for.
+//
+// The thread of the connection.
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Zeigerbild.h"
+
+namespace hallkorb {
+
+class X11Zeiger {
+ public:
+  struct Ort {
+    int x = 0;  // in the window
+    int y = 0;
+    std::uint64_t form = 0;  // changes with the pointer's shape
+
+    friend bool operator==(const Ort&, const Ort&) = default;
+  };
+  struct Frage {
+    xcb_query_pointer_cookie_t zeiger{};
+    xcb_translate_coordinates_cookie_t fenster{};
+    xcb_window_t oberstes = XCB_NONE;
+  };
+
+  // XFixes must have been greeted.
+  explicit X11Zeiger(const X11Verbindung& verbindung);
+
+  void ereignis(const xcb_generic_event_t& ereignis);
+  // `oberstes`: the child of the root window that holds `fenster`, or `fenster` itself.
+  [[nodiscard]] Frage frage(xcb_window_t fenster, xcb_window_t oberstes) const;
+  // Nothing where the pointer is not over the window.
+  [[nodiscard]] std::optional<Ort> lies(const Frage& frage) const;
+  // The present shape; asks the server where it has changed.
+  [[nodiscard]] const Zeigerbild& form();
+
+ private:
+  const X11Verbindung& verbindung_;
+  std::uint8_t ereignisNummer_ = 0;
+  std::uint64_t form_ = 0;
+  std::uint64_t gelesen_ = ~std::uint64_t{0};
+  Zeigerbild bild_;
+};
+
+}  // namespace hallkorb

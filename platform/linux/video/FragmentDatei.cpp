@@ -1,0 +1,189 @@
+#include "platform/linux/video/FragmentDatei.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "platform/linux/video/H264Kodierer.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace hallkorb {
+namespace {
+
+constexpr char WAS[] = "Videodatei";
+constexpr int PUFFER = 64 * 1024;
+
+std::uint32_t zahlAus(const std::uint8_t* bytes) {
+  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+         std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+}  // namespace
+
+Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& strom) {
+  if (::unlink(pfad.c_str()) != 0 && errno != ENOENT) return Fehler::ausErrno(errno, WAS);
+  fd_ = Deskriptor(::open(pfad.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (fd_.fd() < 0) return Fehler::ausErrno(errno, WAS);
+
+  auto* puffer = static_cast<unsigned char*>(av_malloc(PUFFER));
+  strom_.reset(
+      libav().avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &schreibeBytes, nullptr));
+  AVFormatContext* datei = nullptr;
+  libav().avformat_alloc_output_context2(&datei, nullptr, "mp4", nullptr);
+  datei_.reset(datei);
+  offen_.reset(libav().av_packet_alloc());
+  AVStream* spur = datei_ ? libav().avformat_new_stream(datei_.get(), nullptr) : nullptr;
+  if (!strom_ || spur == nullptr || !offen_) return Fehler::ausErrno(ENOMEM, WAS);
+  strom_->seekable = 0;
+  datei_->pb = strom_.get();
+  spur->time_base = strom.time_base;
+  spur->avg_frame_rate = strom.framerate;
+  if (const int code = libav().avcodec_parameters_from_context(spur->codecpar, &strom); code < 0) {
+    return libavFehler(code, WAS);
+  }
+  AVDictionary* wahl = nullptr;
+  av_dict_set(&wahl, "movflags", "frag_custom+empty_moov+default_base_moof+skip_trailer", 0);
+  av_dict_set_int(&wahl, "video_track_timescale", H264Kodierer::TAKT, 0);
+  const int code = libav().avformat_write_header(datei_.get(), &wahl);
+  av_dict_free(&wahl);
+  libav().avio_flush(strom_.get());
+  if (auto fehler = geprueft(code)) return fehler;
+  gesichert_ = laenge_;
+  return std::nullopt;
+}
+
+Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
+  const std::int64_t zeit = paket.pts;
+  if (ungesichert()) {
+    if (auto fehler = gibWeiter(zeit - letzte_)) return fehler;
+  } else if (dauerFeld_ >= 0) {
+    if (auto fehler = setzeDauer(zeit)) return fehler;
+    dauerFeld_ = -1;
+    // Else the muxer would begin where the duration that it was told has ended.
+    av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
+  }
+  libav().av_packet_move_ref(offen_.get(), &paket);
+  letzte_ = zeit;
+  return std::nullopt;
+}
+
+Ergebnis FragmentDatei::sichere() {
+  if (!ungesichert()) return std::nullopt;
+  if (auto fehler = beendeFragment()) return fehler;
+  const std::int64_t fragment = laenge_;
+  if (auto fehler = gibWeiter(1)) return fehler;
+  if (auto fehler = beendeFragment()) return fehler;
+  suchDauerFeld(fragment);
+  return std::nullopt;
+}
+
+Ergebnis FragmentDatei::verlaengere(std::int64_t bis) {
+  return dauerFeld_ >= 0 ? setzeDauer(bis) : std::nullopt;
+}
+
+Ergebnis FragmentDatei::schliesse() {
+  if (!datei_) return std::nullopt;
+  Ergebnis ergebnis;
+  if (schreibFehler_ == 0) {
+    ergebnis = sichere();
+    if (!ergebnis) ergebnis = geprueft(libav().av_write_trailer(datei_.get()));
+  }
+  datei_.reset();
+  strom_.reset();
+  const int code = fd_.schliesse();
+  if (!ergebnis && code != 0) ergebnis = Fehler::ausErrno(code, WAS);
+  return ergebnis;
+}
+
+int FragmentDatei::schreibeBytes(void* selbst, AvioSchreibBytes* daten, int anzahl) {
+  auto& datei = *static_cast<FragmentDatei*>(selbst);
+  int rest = anzahl;
+  while (rest > 0 && datei.schreibFehler_ == 0) {
+    const ssize_t n =
+        ::pwrite(datei.fd_.fd(), daten, static_cast<std::size_t>(rest), datei.laenge_);
+    if (n > 0) {
+      daten += n;
+      rest -= static_cast<int>(n);
+      datei.laenge_ += n;
+    } else if (n == 0 || errno != EINTR) {
+      datei.schreibFehler_ = n == 0 ? EIO : errno;
+    }
+  }
+  return datei.schreibFehler_ == 0 ? anzahl : AVERROR(datei.schreibFehler_);
+}
+
+// Hands the open sample over to the muxer.
+Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
+  offen_->stream_index = 0;
+  offen_->duration = dauer;
+  const int code = libav().av_write_frame(datei_.get(), offen_.get());
+  libav().av_packet_unref(offen_.get());
+  return geprueft(code);
+}
+
+Ergebnis FragmentDatei::beendeFragment() {
+  const int code = libav().av_write_frame(datei_.get(), nullptr);
+  libav().avio_flush(strom_.get());
+  if (auto fehler = geprueft(code)) return fehler;
+  gesichert_ = laenge_;
+  return std::nullopt;
+}
+
+Ergebnis FragmentDatei::geprueft(int code) {
+  if (schreibFehler_ != 0) {
+    // Half a fragment would only confuse its readers.
+    [[maybe_unused]] const int gekuerzt = ::ftruncate(fd_.fd(), gesichert_);
+    return Fehler::ausErrno(schreibFehler_, WAS);
+  }
+  if (code < 0) return libavFehler(code, WAS);
+  return std::nullopt;
+}
+
+Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
+  constexpr std::int64_t GROESSTE = std::numeric_limits<std::int32_t>::max();
+  const auto dauer =
+      static_cast<std::uint32_t>(std::clamp<std::int64_t>(bis - letzte_, 1, GROESSTE));
+  const std::array<std::uint8_t, 4> bytes{
+      static_cast<std::uint8_t>(dauer >> 24), static_cast<std::uint8_t>(dauer >> 16),
+      static_cast<std::uint8_t>(dauer >> 8), static_cast<std::uint8_t>(dauer)};
+  if (::pwrite(fd_.fd(), bytes.data(), bytes.size(), dauerFeld_) !=
+      static_cast<ssize_t>(bytes.size())) {
+    return Fehler::ausErrno(errno, WAS);
+  }
+  return std::nullopt;
+}
+
+// A fragment begins with the boxes moof, mfhd (16 bytes), traf and tfhd; a box begins with its
+// length and its name. In tfhd follow version and flags, the track, and, as the flags say, the
+// place of the data, the description and the duration of samples.
+void FragmentDatei::suchDauerFeld(std::int64_t fragment) {
+  constexpr std::int64_t TFHD = 8 + 16 + 8;
+  constexpr std::int64_t FLAGGEN = TFHD + 8;
+  constexpr std::int64_t DAUER = TFHD + 16;
+  constexpr std::uint32_t MIT_ORT = 0x1;
+  constexpr std::uint32_t MIT_BESCHREIBUNG = 0x2;
+  constexpr std::uint32_t MIT_DAUER = 0x8;
+  std::array<std::uint8_t, DAUER + 4> anfang{};
+  dauerFeld_ = -1;
+  if (::pread(fd_.fd(), anfang.data(), anfang.size(), fragment) !=
+      static_cast<ssize_t>(anfang.size())) {
+    return;
+  }
+  const bool tfhd = std::memcmp(anfang.data() + TFHD + 4, "tfhd", 4) == 0;
+  const std::uint32_t flaggen = zahlAus(anfang.data() + FLAGGEN) & 0xFFFFFF;
+  if (tfhd && (flaggen & (MIT_ORT | MIT_BESCHREIBUNG | MIT_DAUER)) == MIT_DAUER) {
+    dauerFeld_ = fragment + DAUER;
+  }
+}
+
+}  // namespace hallkorb

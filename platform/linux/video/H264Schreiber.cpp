@@ -1,0 +1,180 @@
+#include "platform/linux/video/H264Schreiber.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <utility>
+
+#include "platform/Faden.h"
+#include "platform/HostClock.h"
+#include "platform/linux/BgrBild.h"
+#include "platform/linux/video/Mp4Umbau.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::chrono::seconds SICHERUNG{1};
+
+}  // namespace
+
+Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
+  if (auto fehler = ladeLibav()) return fehler;
+  if (!H264Kodierer::vorhanden()) {
+    return Fehler{"libav", ENOSYS, "libavcodec hat keinen Kodierer libx264"};
+  }
+  const bool gerade = einstellungen.breite % 2 == 0 && einstellungen.hoehe % 2 == 0;
+  if (!gerade || einstellungen.breite < 2 || einstellungen.hoehe < 2) {
+    return Fehler{"hallkorb", 3, "Breite und Hoehe des Videos muessen gerade sein"};
+  }
+  return std::nullopt;
+}
+
+H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen)
+    : pfad_(std::move(pfad)), einstellungen_(einstellungen) {}
+
+H264Schreiber::~H264Schreiber() {
+  beendeThread();
+  [[maybe_unused]] const Ergebnis fehler = datei_.schliesse();
+}
+
+bool H264Schreiber::starte(double basis) {
+  schweigeLibav();
+  basis_ = basis;
+  const Ergebnis ergebnis = beginne();
+  melde(ergebnis);
+  if (ergebnis) return false;
+  {
+    const std::lock_guard halter(lock_);
+    laeuft_ = true;
+  }
+  thread_ = std::thread([this] { laufe(); });
+  return true;
+}
+
+Ergebnis H264Schreiber::beginne() {
+  for (auto& bild : bilder_) {
+    bild.reset(av_frame_alloc());
+    if (!bild) return Fehler::ausErrno(ENOMEM, "Videobild");
+    bild->format = AV_PIX_FMT_YUV420P;
+    bild->width = einstellungen_.breite;
+    bild->height = einstellungen_.hoehe;
+    if (const int code = av_frame_get_buffer(bild.get(), 0); code < 0) {
+      return libavFehler(code, "Videobild");
+    }
+  }
+  if (auto fehler = kodierer_.oeffne(einstellungen_)) return fehler;
+  ::unlink(umbauPfad(pfad_).c_str());  // what an earlier recording may have left unfinished
+  return datei_.beginne(pfad_, kodierer_.strom());
+}
+
+bool H264Schreiber::schreibt() const {
+  const std::lock_guard halter(lock_);
+  return laeuft_ && !fehler_;
+}
+
+bool H264Schreiber::bereit() const {
+  const std::lock_guard halter(lock_);
+  return laeuft_ && !fehler_ && wartende_ < WARTEPLAETZE;
+}
+
+bool H264Schreiber::haengeAn(const Bild& bild) {
+  const auto* pixel = dynamic_cast<const BgrBild*>(&bild);
+  const std::int64_t zeit = takt(bild.zeit());
+  if (pixel == nullptr || zeit <= letzter_) return false;
+  AVFrame* ziel = nullptr;
+  {
+    const std::lock_guard halter(lock_);
+    if (!laeuft_ || fehler_ || wartende_ == WARTEPLAETZE) return false;
+    ziel = bilder_[(vorderstes_ + wartende_) % WARTEPLAETZE].get();
+  }
+  if (auto fehler = letterbox_.zeichne(*pixel, *ziel)) {
+    melde(fehler);
+    return false;
+  }
+  ziel->pts = zeit;
+  letzter_ = zeit;
+  {
+    const std::lock_guard halter(lock_);
+    ++wartende_;
+  }
+  neues_.notify_one();
+  return true;
+}
+
+bool H264Schreiber::schliesseAb(double ende) {
+  {
+    const std::lock_guard halter(lock_);
+    if (!laeuft_) return false;
+  }
+  beendeThread();
+  if (!fehler()) melde(sichere(takt(ende)));
+  melde(datei_.schliesse());
+  if (!fehler()) melde(baueUm(pfad_, takt(ende)));
+  return !fehler();
+}
+
+Ergebnis H264Schreiber::fehler() const {
+  const std::lock_guard halter(lock_);
+  return fehler_;
+}
+
+void H264Schreiber::laufe() {
+  beginneFaden("video-kodierer");
+  auto naechsteSicherung = Uhr::now() + SICHERUNG;
+  std::unique_lock halter(lock_);
+  while (!fehler_) {
+    neues_.wait_until(halter, naechsteSicherung, [this] { return wartende_ > 0 || zuEnde_; });
+    if (wartende_ > 0) {
+      const AVFrame& bild = *bilder_[vorderstes_];
+      halter.unlock();
+      melde(kodiere(bild));
+      halter.lock();
+      vorderstes_ = (vorderstes_ + 1) % WARTEPLAETZE;
+      --wartende_;
+    } else if (zuEnde_) {
+      return;
+    }
+    if (Uhr::now() >= naechsteSicherung) {
+      const double jetzt = hostSekunden();
+      halter.unlock();
+      melde(sichere(takt(jetzt)));
+      halter.lock();
+      naechsteSicherung = Uhr::now() + SICHERUNG;
+    }
+  }
+}
+
+Ergebnis H264Schreiber::kodiere(const AVFrame& bild) {
+  AVPacket* paket = nullptr;
+  if (auto fehler = kodierer_.kodiere(bild, paket)) return fehler;
+  return datei_.schreibe(*paket);
+}
+
+Ergebnis H264Schreiber::sichere(std::int64_t bis) {
+  if (auto fehler = datei_.sichere()) return fehler;
+  return datei_.verlaengere(bis);
+}
+
+void H264Schreiber::melde(const Ergebnis& ergebnis) {
+  if (!ergebnis) return;
+  const std::lock_guard halter(lock_);
+  if (!fehler_) fehler_ = ergebnis;
+}
+
+void H264Schreiber::beendeThread() {
+  {
+    const std::lock_guard halter(lock_);
+    zuEnde_ = true;
+  }
+  neues_.notify_one();
+  if (thread_.joinable()) thread_.join();
+  const std::lock_guard halter(lock_);
+  laeuft_ = false;
+}
+
+std::int64_t H264Schreiber::takt(double zeit) const {
+  return std::llround((zeit - basis_) * H264Kodierer::TAKT);
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,87 @@
+// The video file on Linux: libswscale, libx264, and an MP4 that survives the process.
+//
+// The caller's thread fits each picture into a frame of the video (see Letterbox.h), straight from
+// where it was read; an encoder thread takes the frames from a short queue. The frames are made
+// once and go round. When the encoder falls behind, the queue is full and bereit() false: pictures
+// are dropped, never kept.
+//
+// Once a second the encoder thread sees to it that what was recorded is in the file; with no
+// picture coming it lets the last one last until now. So a killed process loses no more than the
+// last second, and the frames in the queue.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "platform/linux/video/FragmentDatei.h"
+#include "platform/linux/video/H264Kodierer.h"
+#include "platform/linux/video/Letterbox.h"
+#include "platform/linux/video/Libav.h"
+#include "platform/VideoWriter.h"
+
+namespace hallkorb {
+
+class H264Schreiber final : public VideoWriter {
+ public:
+  // Pictures that may wait for the encoder.
+  static constexpr std::size_t WARTEPLAETZE = 5;
+
+  // Whether a writer for these settings can be had; the error where not.
+  [[nodiscard]] static Ergebnis moeglich(const VideoEinstellungen& einstellungen);
+
+  H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen);
+  // Without schliesseAb() the file stays as it is, in fragments.
+  ~H264Schreiber() override;
+  H264Schreiber(const H264Schreiber&) = delete;
+  H264Schreiber& operator=(const H264Schreiber&) = delete;
+
+  [[nodiscard]] bool starte(double basis) override;
+  [[nodiscard]] bool schreibt() const override;
+  [[nodiscard]] bool bereit() const override;
+  [[nodiscard]] bool haengeAn(const Bild& bild) override;
+  [[nodiscard]] bool schliesseAb(double ende) override;
+  [[nodiscard]] Ergebnis fehler() const override;
+
+ private:
+  using Uhr = std::chrono::steady_clock;
+
+  [[nodiscard]] Ergebnis beginne();
+  void laufe();
+  [[nodiscard]] Ergebnis kodiere(const AVFrame& bild);
+  [[nodiscard]] Ergebnis sichere(std::int64_t bis);
+  void melde(const Ergebnis& ergebnis);
+  void beendeThread();
+  [[nodiscard]] std::int64_t takt(double zeit) const;
+
+  const std::string pfad_;
+  const VideoEinstellungen einstellungen_;
+
+  // The caller's.
+  double basis_ = 0.0;
+  std::int64_t letzter_ = -1;  // time of the last picture taken
+  Letterbox letterbox_;
+
+  // The encoder thread's while it runs.
+  H264Kodierer kodierer_;
+  FragmentDatei datei_;
+
+  // Frames `vorderstes_` and the following ones are the encoder's, the others the caller's.
+  std::array<LibavZeiger<AVFrame>, WARTEPLAETZE> bilder_;
+  mutable std::mutex lock_;  // for what follows
+  std::condition_variable neues_;
+  std::size_t vorderstes_ = 0;
+  std::size_t wartende_ = 0;
+  bool laeuft_ = false;
+  bool zuEnde_ = false;
+  Ergebnis fehler_;
+
+  std::thread thread_;
+};
+
+}  // namespace hallkorb

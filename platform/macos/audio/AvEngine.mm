@@ -1,0 +1,145 @@
+#import <AVFAudio/AVFAudio.h>
+#import <AVFoundation/AVFoundation.h>
+
+#include <optional>
+#include <utility>
+
+#include "platform/macos/audio/PcmPuffer.h"
+#include "platform/macos/MacAufrufe.h"
+#include "platform/macos/Objekte.h"
+
+namespace hallkorb {
+namespace {
+
+// On the engine's tap thread. An exception of ours must not reach the engine's frames.
+void gibWeiter(AVAudioPCMBuffer* puffer, AVAudioTime* wann, PcmUebersetzer& uebersetzer,
+               const std::weak_ptr<BlockEmpfaenger>& empfaenger) noexcept {
+  @autoreleasepool {
+    const auto ziel = empfaenger.lock();
+    if (ziel == nullptr) return;
+    std::optional<double> zeit;
+    if (wann.hostTimeValid) zeit = [AVAudioTime secondsForHostTime:wann.hostTime];
+    if (const auto block = pcmBlock(puffer, zeit, uebersetzer)) ziel->block(*block);
+  }
+}
+
+class AvEngine final : public EngineAufrufe {
+ public:
+  Erlaubnis erlaubnis() override {
+    @autoreleasepool {
+      return static_cast<Erlaubnis>(
+          [AVCaptureDevice authorizationStatusForMediaType:AVMediaTypeAudio]);
+    }
+  }
+
+  void frageErlaubnis(std::function<void(bool)> antwort) override {
+    @autoreleasepool {
+      [AVCaptureDevice requestAccessForMediaType:AVMediaTypeAudio
+                               completionHandler:^(BOOL erteilt) {
+                                 antwort(static_cast<bool>(erteilt));
+                               }];
+    }
+  }
+
+  void baue() override {
+    @autoreleasepool {
+      engine_ = [[AVAudioEngine alloc] init];
+    }
+  }
+
+  void beobachte(std::function<void()> veraendert) override {
+    @autoreleasepool {
+      beobachter_ = [[NSNotificationCenter defaultCenter]
+          addObserverForName:AVAudioEngineConfigurationChangeNotification
+                      object:engine_
+                       queue:nil
+                  usingBlock:^(NSNotification*) {
+                    veraendert();
+                  }];
+    }
+  }
+
+  Ergebnis liesEingang(Eingang& eingang) override {
+    @autoreleasepool {
+      return ohneAusnahme([&] {
+        AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
+        eingang = {format.sampleRate, format.channelCount};
+      });
+    }
+  }
+
+  Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
+    @autoreleasepool {
+      const auto uebersetzer = std::make_shared<PcmUebersetzer>();
+      // Out here: a block inside the lambda would capture references to the lambda's captures, and
+      // those are gone when it is called.
+      const AVAudioNodeTapBlock abgriff = ^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
+        gibWeiter(puffer, wann, *uebersetzer, empfaenger);
+      };
+      return ohneAusnahme([&] {
+        AVAudioInputNode* knoten = engine_.inputNode;
+        [knoten installTapOnBus:0
+                     bufferSize:frames
+                         format:[knoten outputFormatForBus:0]
+                          block:abgriff];
+      });
+    }
+  }
+
+  Ergebnis starte() override {
+    @autoreleasepool {
+      NSError* error = nil;
+      BOOL gestartet = NO;
+      const Ergebnis ausnahme = ohneAusnahme([&] {
+        [engine_ prepare];
+        gestartet = [engine_ startAndReturnError:&error];
+      });
+      if (ausnahme) return ausnahme;
+      if (!gestartet) return fehlerAus(error);
+      return std::nullopt;
+    }
+  }
+
+  bool laeuft() override {
+    @autoreleasepool {
+      return static_cast<bool>(engine_.running);
+    }
+  }
+
+  void beobachteNichtMehr() override {
+    @autoreleasepool {
+      if (beobachter_ != nil) [[NSNotificationCenter defaultCenter] removeObserver:beobachter_];
+      beobachter_ = nil;
+    }
+  }
+
+  Ergebnis entferneAbgriff() override {
+    @autoreleasepool {
+      return ohneAusnahme([&] { [engine_.inputNode removeTapOnBus:0]; });
+    }
+  }
+
+  Ergebnis stoppe() override {
+    @autoreleasepool {
+      return ohneAusnahme([&] { [engine_ stop]; });
+    }
+  }
+
+  void gibFrei() override {
+    @autoreleasepool {
+      engine_ = nil;
+    }
+  }
+
+ private:
+  AVAudioEngine* engine_ = nil;
+  id<NSObject> beobachter_ = nil;
+};
+
+}  // namespace
+
+std::unique_ptr<EngineAufrufe> avEngine() {
+  return std::make_unique<AvEngine>();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,27 @@
+#include "platform/macos/audio/AvKonverter.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace hallkorb {
+
+AvKonverter::AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe)
+    : eingang_(eingang), aufrufe_(std::move(aufrufe)) {}
+
+Ergebnis AvKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
+                             std::vector<float>& ausgabe) {
+  ausgabe.clear();
+  if (block.format != eingang_ ||
+      block.samples.size() < std::size_t{block.frames} * block.format.channels) {
+    return Fehler{"hallkorb", 0, "Block passt nicht zum Umwandler"};
+  }
+  if (block.frames == 0) return std::nullopt;
+  Ergebnis fehler = aufrufe_->wandle(
+      block.ersterKanal(ersterKanal_),
+      std::min<std::size_t>(kapazitaet, std::numeric_limits<std::uint32_t>::max()), ausgabe);
+  if (fehler) ausgabe.clear();
+  return fehler;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,259 @@
+#include "platform/macos/audio/MacInput.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "platform/Faden.h"
+#include "platform/macos/Fehlertexte.h"
+
+namespace hallkorb {
+
+// What one opening of the device delivers to. Dropped when the device is closed, so that nothing
+// late of an earlier opening is taken for the new one's.
+class MacInput::Sitzung final : public BlockEmpfaenger {
+ public:
+  explicit Sitzung(std::weak_ptr<Kern> kern) : kern_(std::move(kern)) {}
+
+  void block(const PcmBlock& block) override;
+  void ausgefallen(const Fehler& grund) override;
+
+ private:
+  std::weak_ptr<Kern> kern_;
+};
+
+// All that the input's thread needs, owned by it too: it may outlive the input by a call into the
+// system that does not come back.
+class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
+ public:
+  Kern(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+       std::shared_ptr<Wartestelle> stelle)
+      : name_(std::move(name)),
+        zeiten_(zeiten),
+        stelle_(std::move(stelle)),
+        geraet_(std::move(geraet)) {}
+
+  Ergebnis start(AudioInputListener& listener);
+  void stop();
+  void nimm(const Sitzung& von, const PcmBlock& block);
+  void merkeAusfall(const Sitzung& von, const Fehler& grund);
+
+ private:
+  using Uhr = Wartestelle::Uhr;
+
+  void laufe();
+  void beaufsichtige();
+  [[nodiscard]] std::optional<Fehler> warteAufAusfall();
+  void merkeDauer(bool still);
+  void melde(const Fehler& grund);
+  [[nodiscard]] bool oeffneWieder();
+  [[nodiscard]] Ergebnis oeffne();
+  void schliesse();
+  void warteAufStopp();
+
+  const std::string name_;
+  const Zeiten zeiten_;
+  const std::shared_ptr<Wartestelle> stelle_;
+
+  // The thread's own.
+  std::unique_ptr<AudioGeraet> geraet_;
+  Uhr::time_point letzterVersuch_{};
+  bool still_ = false;                  // the last loss was silence
+  std::chrono::milliseconds pause_{0};  // from the last opening to the one after its loss
+
+  // Under the lock of `stelle_`.
+  bool benutzt_ = false;
+  bool threadLaeuft_ = false;
+  std::optional<Ergebnis> startErgebnis_;
+  std::optional<Fehler> ausfall_;
+
+  std::atomic<std::uint64_t> bloecke_{0};
+
+  std::mutex tor_;  // one call on the listener at a time, none once it is shut
+  AudioInputListener* listener_ = nullptr;
+  std::shared_ptr<Sitzung> sitzung_;
+  bool unterbrochen_ = false;
+};
+
+void MacInput::Sitzung::block(const PcmBlock& block) {
+  if (const auto kern = kern_.lock()) kern->nimm(*this, block);
+}
+
+void MacInput::Sitzung::ausgefallen(const Fehler& grund) {
+  if (const auto kern = kern_.lock()) kern->merkeAusfall(*this, grund);
+}
+
+Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
+  const auto frist = Uhr::now() + zeiten_.start;
+  bool darf = false;
+  {
+    const std::lock_guard halter(tor_);
+    listener_ = &listener;
+  }
+  stelle_->aendere([&] {
+    darf = !std::exchange(benutzt_, true);
+    threadLaeuft_ = threadLaeuft_ || darf;
+  });
+  if (darf) {
+    std::thread([selbst = shared_from_this()] { selbst->laufe(); }).detach();
+    stelle_->warte(frist, [this] { return startErgebnis_.has_value(); });
+  }
+
+  std::optional<Ergebnis> ergebnis;
+  stelle_->aendere([&] { ergebnis = startErgebnis_; });
+  if (stelle_->abgebrochen() || !ergebnis) ergebnis = ohneAntwort(*stelle_, "das Audiogeraet");
+  if (*ergebnis) {
+    stelle_->brichAb();
+    const std::lock_guard halter(tor_);
+    listener_ = nullptr;
+  }
+  return *ergebnis;
+}
+
+void MacInput::Kern::stop() {
+  stelle_->aendere([this] { benutzt_ = true; });
+  stelle_->brichAb();
+  // Closing hands over what was captured so far, so the listener is shut off only then.
+  stelle_->warte(
+      Uhr::now() + zeiten_.abbau, [this] { return !threadLaeuft_; }, Abbrechbar::nein);
+  const std::lock_guard halter(tor_);
+  listener_ = nullptr;
+}
+
+void MacInput::Kern::laufe() {
+  beginneFaden(name_);
+  const Ergebnis fehler = oeffne();
+  stelle_->aendere([&] { startErgebnis_ = fehler; });
+  if (!fehler) beaufsichtige();
+  schliesse();
+  // Here and on no thread of the system: an engine that is released by one of its own callbacks
+  // waits for itself.
+  geraet_.reset();
+  stelle_->aendere([this] { threadLaeuft_ = false; });
+}
+
+void MacInput::Kern::beaufsichtige() {
+  while (const std::optional<Fehler> grund = warteAufAusfall()) {
+    merkeDauer(still_);
+    schliesse();
+    melde(*grund);
+    if (istEntscheidungDesNutzers(*grund)) return warteAufStopp();
+    if (!oeffneWieder()) return;
+  }
+}
+
+// Why the device is gone; nothing at the stop.
+std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
+  constexpr std::chrono::hours ruhe{1};  // a wait without a limit, in portions
+  while (!stelle_->abgebrochen()) {
+    const std::uint64_t vorher = bloecke_;
+    const auto frist = Uhr::now() + (zeiten_.stille ? *zeiten_.stille : ruhe);
+    std::optional<Fehler> grund;
+    stelle_->warte(frist, [&] {
+      if (!grund) grund = std::exchange(ausfall_, std::nullopt);
+      return grund.has_value();
+    });
+    if (grund && !geraet_->laeuft()) {
+      still_ = false;
+      return grund;
+    }
+    if (!grund && zeiten_.stille && bloecke_ == vorher && !stelle_->abgebrochen()) {
+      still_ = true;
+      return Fehler{"posix", ETIMEDOUT, "das Geraet liefert nichts mehr"};
+    }
+  }
+  return std::nullopt;
+}
+
+// How long the device lasted decides how soon it is opened again. One that was silent from the
+// beginning is not one that opening it drives away.
+void MacInput::Kern::merkeDauer(bool still) {
+  const bool frueh = !still && Uhr::now() - letzterVersuch_ < zeiten_.frueh;
+  pause_ = frueh && pause_.count() > 0 ? std::min(pause_ * 2, zeiten_.laengsterAbstand)
+                                       : zeiten_.abstand;
+}
+
+void MacInput::Kern::melde(const Fehler& grund) {
+  const std::lock_guard halter(tor_);
+  if (listener_ == nullptr || std::exchange(unterbrochen_, true)) return;
+  listener_->unterbrochen(grund);
+}
+
+// Until the device is open again; false at the stop, or where only the user can bring it back.
+bool MacInput::Kern::oeffneWieder() {
+  for (auto pause = pause_;; pause = zeiten_.abstand) {
+    stelle_->warte(letzterVersuch_ + pause, [] { return false; });
+    if (stelle_->abgebrochen()) return false;
+    const Ergebnis fehler = oeffne();
+    if (!fehler) return true;
+    schliesse();
+    if (istEntscheidungDesNutzers(*fehler)) {
+      warteAufStopp();
+      return false;
+    }
+  }
+}
+
+Ergebnis MacInput::Kern::oeffne() {
+  letzterVersuch_ = Uhr::now();
+  auto sitzung = std::make_shared<Sitzung>(weak_from_this());
+  {
+    const std::lock_guard halter(tor_);
+    sitzung_ = sitzung;
+  }
+  return geraet_->oeffne(sitzung, stelle_, letzterVersuch_ + zeiten_.oeffnen);
+}
+
+void MacInput::Kern::schliesse() {
+  geraet_->schliesse();
+  {
+    const std::lock_guard halter(tor_);
+    sitzung_.reset();
+  }
+  stelle_->aendere([this] { ausfall_.reset(); });
+}
+
+void MacInput::Kern::warteAufStopp() {
+  while (!stelle_->abgebrochen()) {
+    stelle_->warte(Uhr::now() + std::chrono::hours(1), [] { return false; });
+  }
+}
+
+void MacInput::Kern::nimm(const Sitzung& von, const PcmBlock& block) {
+  const std::lock_guard halter(tor_);
+  if (listener_ == nullptr || sitzung_.get() != &von) return;
+  ++bloecke_;
+  // The source is back when it delivers, not when the system says that it will.
+  if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
+  listener_->block(block);
+}
+
+void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
+  const std::lock_guard halter(tor_);  // so that it is not kept for the next opening
+  if (sitzung_.get() != &von) return;
+  stelle_->aendere([&] {
+    if (!ausfall_) ausfall_ = grund;
+  });
+}
+
+MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+                   std::shared_ptr<Wartestelle> stelle)
+    : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten, std::move(stelle))) {
+}
+
+MacInput::~MacInput() {
+  MacInput::stop();
+}
+
+Ergebnis MacInput::start(AudioInputListener& listener) {
+  return kern_->start(listener);
+}
+
+void MacInput::stop() {
+  kern_->stop();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,61 @@
+// An audio input on macOS: the supervision of one capture device.
+//
+// The devices of macOS end by themselves: the engine stops when the microphone's format changes,
+// the capture service ends its streams when a display goes to sleep. What must happen then is the
+// same for both and decided here: the listener is told, the device closed, and opened anew at once,
+// then every second, until blocks flow again. A device that is lost again and again soon after it
+// was opened is opened ever more seldom, so that one which cannot be kept neither fills the log nor
+// keeps the computer busy. A microphone that falls silent without a word is treated alike, since
+// not every change of the device is announced; and a change after which the device still runs is
+// none.
+//
+// One thread per input opens and closes; blocks come on the system's own thread (the engine's tap
+// thread, the queue "sck.audio"), which is not a real-time thread. A lock makes the listener's
+// calls one at a time and shuts it off at the stop; so neither start() nor stop() depends on a call
+// into the system coming back. One that never does is left behind with all that it needs.
+//
+// Blocks that the system drops because the listener is slow are not counted by it: they show as a
+// gap of the block times, and verloren() is never called.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/AudioInput.h"
+#include "platform/macos/audio/AudioGeraet.h"
+
+namespace hallkorb {
+
+class MacInput final : public AudioInput {
+ public:
+  struct Zeiten {
+    std::chrono::milliseconds oeffnen{2800};  // for one opening of the device
+    std::chrono::milliseconds start{
+        3000};  // for start(); more, so that the device gives the reason
+    std::chrono::milliseconds abstand{1000};  // between two openings, at least
+    std::chrono::milliseconds frueh{10000};   // a device that is lost sooner was lost early
+    std::chrono::milliseconds laengsterAbstand{30000};  // after many early losses
+    std::chrono::milliseconds abbau{3000};              // that stop() waits for the device to close
+    std::optional<std::chrono::milliseconds>
+        stille;  // without blocks, after which it counts as gone
+  };
+
+  // `name` names the thread; all its waiting is done at `stelle`.
+  MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+           std::shared_ptr<Wartestelle> stelle = std::make_shared<Wartestelle>());
+  ~MacInput() override;
+  MacInput(const MacInput&) = delete;
+  MacInput& operator=(const MacInput&) = delete;
+
+  [[nodiscard]] Ergebnis start(AudioInputListener& listener) override;
+  void stop() override;
+
+ private:
+  class Kern;
+  class Sitzung;
+  std::shared_ptr<Kern> kern_;
+};
+
+}  // namespace hallkorb

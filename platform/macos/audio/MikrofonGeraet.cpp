@@ -1,0 +1,70 @@
+#include "platform/macos/audio/MikrofonGeraet.h"
+
+#include <optional>
+#include <utility>
+
+namespace hallkorb {
+namespace {
+
+Fehler keinMikrofon() {
+  return {"hallkorb", 2, "kein Mikrofon gefunden"};
+}
+
+Fehler veraendert() {
+  return {"hallkorb", 2, "das Eingabegeraet hat gewechselt"};
+}
+
+}  // namespace
+
+MikrofonGeraet::MikrofonGeraet(std::unique_ptr<EngineAufrufe> engine)
+    : engine_(std::move(engine)) {}
+
+Ergebnis MikrofonGeraet::holeErlaubnis(const std::shared_ptr<Wartestelle>& stelle,
+                                       Wartestelle::Frist frist) {
+  Erlaubnis erlaubnis = engine_->erlaubnis();
+  if (erlaubnis == Erlaubnis::nichtGefragt) {
+    Antwort<bool> antwort(stelle);
+    engine_->frageErlaubnis(antwort.empfang());
+    const std::optional<bool> erteilt = antwort.warte(frist);
+    if (!erteilt && stelle->abgebrochen()) return ohneAntwort(*stelle, {});
+    if (erteilt) erlaubnis = *erteilt ? Erlaubnis::erteilt : Erlaubnis::verweigert;
+  }
+  if (erlaubnis == Erlaubnis::erteilt) return std::nullopt;
+  return mikrofonNichtErlaubt(erlaubnis);
+}
+
+Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
+                                const std::shared_ptr<Wartestelle>& stelle,
+                                Wartestelle::Frist frist) {
+  if (Ergebnis fehler = holeErlaubnis(stelle, frist)) return fehler;
+  engine_->baue();
+  stand_ = Stand::gebaut;
+  // Before the format is read: a change in between would go unnoticed.
+  engine_->beobachte([empfaenger] {
+    if (const auto e = empfaenger.lock()) e->ausgefallen(veraendert());
+  });
+  stand_ = Stand::beobachtet;
+  Eingang eingang;
+  if (Ergebnis fehler = engine_->liesEingang(eingang)) return fehler;
+  if (!(eingang.rate > 0) || eingang.kanaele == 0) return keinMikrofon();
+  if (Ergebnis fehler = engine_->setzeAbgriff(FRAMES, std::move(empfaenger))) return fehler;
+  stand_ = Stand::abgegriffen;
+  if (Ergebnis fehler = engine_->starte()) return fehler;
+  stand_ = Stand::gestartet;
+  return std::nullopt;
+}
+
+bool MikrofonGeraet::laeuft() {
+  return stand_ == Stand::gestartet && engine_->laeuft();
+}
+
+// Whatever of it fails: the engine is dropped in the end.
+void MikrofonGeraet::schliesse() {
+  const Stand stand = std::exchange(stand_, Stand::nichts);
+  if (stand >= Stand::beobachtet) engine_->beobachteNichtMehr();
+  if (stand >= Stand::abgegriffen) static_cast<void>(engine_->entferneAbgriff());
+  if (stand >= Stand::gestartet) static_cast<void>(engine_->stoppe());
+  if (stand >= Stand::gebaut) engine_->gibFrei();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,43 @@
+#include "platform/macos/audio/PcmPuffer.h"
+
+#include <vector>
+
+#if !__has_feature(objc_arc)
+#error "compile with -fobjc-arc: without it every object here leaks"
+#endif
+
+namespace hallkorb {
+
+AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef probe) {
+  CMFormatDescriptionRef beschreibung = CMSampleBufferGetFormatDescription(probe);
+  if (beschreibung == nullptr) return nil;
+  const AudioStreamBasicDescription* strom =
+      CMAudioFormatDescriptionGetStreamBasicDescription(beschreibung);
+  if (strom == nullptr) return nil;
+  AVAudioFormat* format = [[AVAudioFormat alloc] initWithStreamDescription:strom];
+  if (format == nil) return nil;
+  const auto n = framesAus(CMSampleBufferGetNumSamples(probe));
+  if (!n) return nil;
+  AVAudioPCMBuffer* puffer = [[AVAudioPCMBuffer alloc] initWithPCMFormat:format frameCapacity:*n];
+  if (puffer == nil) return nil;
+  puffer.frameLength = *n;
+  CMSampleBufferCopyPCMDataIntoAudioBufferList(probe, 0, static_cast<std::int32_t>(*n),
+                                               puffer.mutableAudioBufferList);
+  return puffer;
+}
+
+std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer* puffer, std::optional<double> hostTime,
+                                 PcmUebersetzer& uebersetzer) {
+  const AudioStreamBasicDescription& strom = *puffer.format.streamDescription;
+  const AudioBufferList& liste = *puffer.audioBufferList;
+  std::vector<TonPuffer> teile;
+  const AudioBuffer* teil = liste.mBuffers;
+  for (UInt32 i = 0; i < liste.mNumberBuffers; ++i, ++teil) {
+    teile.push_back({teil->mData, teil->mDataByteSize});
+  }
+  return uebersetzer.uebersetze({strom.mSampleRate, strom.mFormatID, strom.mFormatFlags,
+                                 strom.mChannelsPerFrame, strom.mBitsPerChannel},
+                                teile, puffer.frameLength, hostTime);
+}
+
+}  // namespace hallkorb

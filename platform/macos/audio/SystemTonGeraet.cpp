@@ -1,0 +1,59 @@
+#include "platform/macos/audio/SystemTonGeraet.h"
+
+#include <utility>
+
+#include "platform/macos/Fehlertexte.h"
+#include "platform/macos/screen/InhaltAbfrage.h"
+
+namespace hallkorb {
+
+// Hands on what the stream delivers.
+class SystemTonGeraet::Weiche final : public StromEmpfaenger {
+ public:
+  Weiche(std::weak_ptr<BlockEmpfaenger> ziel, std::weak_ptr<SckStrom> strom)
+      : ziel_(std::move(ziel)), strom_(std::move(strom)) {}
+
+  void ton(const PcmBlock& block) override {
+    if (const auto ziel = ziel_.lock()) ziel->block(block);
+  }
+  void beendet(const Fehler& grund) override {
+    if (const auto strom = strom_.lock()) strom->merkeEnde();
+    if (const auto ziel = ziel_.lock()) ziel->ausgefallen(erklaert(grund));
+  }
+
+ private:
+  std::weak_ptr<BlockEmpfaenger> ziel_;
+  std::weak_ptr<SckStrom> strom_;
+};
+
+SystemTonGeraet::SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst) : dienst_(std::move(dienst)) {}
+
+SystemTonGeraet::~SystemTonGeraet() {
+  SystemTonGeraet::schliesse();
+}
+
+Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
+                                 const std::shared_ptr<Wartestelle>& stelle,
+                                 Wartestelle::Frist frist) {
+  std::shared_ptr<const Inhalt> inhalt;
+  if (Ergebnis fehler = frageInhalt(*dienst_, false, inhalt, stelle, frist)) return fehler;
+  if (!inhalt->hatDisplay()) return keinDisplay();
+  strom_ = std::make_shared<SckStrom>(dienst_->strom());
+  weiche_ = std::make_shared<Weiche>(std::move(empfaenger), strom_);
+  Ergebnis fehler = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
+                                   "sck.audio", weiche_, stelle, frist);
+  if (fehler) return erklaert(*std::move(fehler));
+  return std::nullopt;
+}
+
+bool SystemTonGeraet::laeuft() {
+  return strom_ != nullptr && strom_->laeuft();
+}
+
+void SystemTonGeraet::schliesse() {
+  if (strom_ != nullptr) strom_->beende();
+  weiche_.reset();
+  strom_.reset();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,32 @@
+// What the computer plays: a capture stream on the first display, for its sound alone.
+//
+// Threads as in AudioGeraet.h; blocks come on the queue "sck.audio".
+#pragma once
+
+#include <memory>
+
+#include "platform/macos/audio/AudioGeraet.h"
+#include "platform/macos/screen/SckStrom.h"
+
+namespace hallkorb {
+
+class SystemTonGeraet final : public AudioGeraet {
+ public:
+  explicit SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst);
+  ~SystemTonGeraet() override;
+
+  [[nodiscard]] Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
+                                const std::shared_ptr<Wartestelle>& stelle,
+                                Wartestelle::Frist frist) override;
+  [[nodiscard]] bool laeuft() override;
+  void schliesse() override;
+
+ private:
+  class Weiche;
+
+  std::shared_ptr<SckAufrufe> dienst_;
+  std::shared_ptr<SckStrom> strom_;
+  std::shared_ptr<Weiche> weiche_;
+};
+
+}  // namespace hallkorb

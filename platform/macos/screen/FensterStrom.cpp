@@ -1,0 +1,118 @@
+#include "platform/macos/screen/FensterStrom.h"
+
+#include <chrono>
+#include <optional>
+#include <utility>
+
+#include "platform/macos/Fehlertexte.h"
+
+namespace hallkorb {
+namespace {
+
+Wartestelle::Frist dreiSekunden() {
+  return Wartestelle::Uhr::now() + std::chrono::seconds(3);
+}
+
+}  // namespace
+
+void LetzterInhalt::merke(std::shared_ptr<const Inhalt> inhalt) {
+  const std::lock_guard halter(lock_);
+  inhalt_ = std::move(inhalt);
+}
+
+std::shared_ptr<const Inhalt> LetzterInhalt::hole() const {
+  const std::lock_guard halter(lock_);
+  return inhalt_;
+}
+
+// Hands on what the stream delivers, while the listener is to hear of it.
+class FensterStrom::Weiche final : public StromEmpfaenger {
+ public:
+  explicit Weiche(std::weak_ptr<SckStrom> strom) : strom_(std::move(strom)) {}
+
+  // From now on pictures reach the listener. The first one may come before the service has said
+  // that the stream runs, and where nothing moves it is the only one.
+  void oeffne(WindowStreamListener& listener) {
+    const std::lock_guard halter(tor_);
+    listener_ = &listener;
+  }
+  // From now on the listener is also told of the stream's end; the reason where it has ended
+  // before.
+  [[nodiscard]] Ergebnis gestartet() {
+    const std::lock_guard halter(tor_);
+    gestartet_ = true;
+    return ende_;
+  }
+  void schliesse() {
+    const std::lock_guard halter(tor_);
+    listener_ = nullptr;
+  }
+
+  void bild(const MacBild& bild) override {
+    const std::lock_guard halter(tor_);
+    if (listener_ != nullptr && !ende_) listener_->bild(bild);
+  }
+  void beendet(const Fehler& grund) override {
+    if (const auto strom = strom_.lock()) strom->merkeEnde();
+    const std::lock_guard halter(tor_);
+    if (ende_) return;
+    ende_ = erklaert(grund);
+    if (listener_ != nullptr && gestartet_) listener_->gestoppt(*ende_);
+  }
+
+ private:
+  std::weak_ptr<SckStrom> strom_;
+  std::mutex tor_;
+  WindowStreamListener* listener_ = nullptr;
+  bool gestartet_ = false;
+  Ergebnis ende_;
+};
+
+FensterStrom::FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInhalt> inhalt,
+                           const StreamKonfiguration& konfiguration)
+    : inhalt_(std::move(inhalt)),
+      konfiguration_(konfiguration),
+      strom_(std::make_shared<SckStrom>(dienst.strom())) {
+  weiche_ = std::make_shared<Weiche>(strom_);
+}
+
+FensterStrom::~FensterStrom() {
+  FensterStrom::stop();
+}
+
+Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
+  const auto frist = dreiSekunden();
+  const std::lock_guard halter(ablauf_);
+  if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
+  const auto inhalt = inhalt_->hole();
+  if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
+  weiche_->oeffne(listener);
+  Ergebnis fehler = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
+                                   StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
+  if (!fehler) fehler = weiche_->gestartet();
+  if (!fehler) return std::nullopt;
+  weiche_->schliesse();
+  strom_->beende();
+  return erklaert(*std::move(fehler));
+}
+
+Ergebnis FensterStrom::wechsle(std::uint32_t id) {
+  const auto frist = dreiSekunden();
+  const std::lock_guard halter(ablauf_);
+  if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
+  const auto inhalt = inhalt_->hole();
+  if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
+  if (Ergebnis fehler = strom_->wechsle(*inhalt, id, stelle_, frist)) {
+    return erklaert(*std::move(fehler));
+  }
+  return std::nullopt;
+}
+
+void FensterStrom::stop() {
+  stelle_->brichAb();
+  const std::lock_guard halter(ablauf_);
+  strom_->beende();
+  weiche_->schliesse();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,53 @@
+// The moving picture of one window: a capture stream that can be pointed at another window.
+//
+// The windows are known by the snapshot in which the caller has found them, so the stream uses the
+// last one that was taken, and a window that is not in it has gone.
+//
+// Threads as in ScreenCapture.h; pictures come on the queue "sck.video". A lock makes the
+// listener's calls one at a time and shuts it off at the stop.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "platform/macos/screen/SckStrom.h"
+#include "platform/ScreenCapture.h"
+
+namespace hallkorb {
+
+// The last snapshot that was taken; any thread.
+class LetzterInhalt {
+ public:
+  void merke(std::shared_ptr<const Inhalt> inhalt);
+  [[nodiscard]] std::shared_ptr<const Inhalt> hole() const;
+
+ private:
+  mutable std::mutex lock_;
+  std::shared_ptr<const Inhalt> inhalt_;
+};
+
+class FensterStrom final : public WindowStream {
+ public:
+  FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInhalt> inhalt,
+               const StreamKonfiguration& konfiguration);
+  ~FensterStrom() override;
+  FensterStrom(const FensterStrom&) = delete;
+  FensterStrom& operator=(const FensterStrom&) = delete;
+
+  [[nodiscard]] Ergebnis start(std::uint32_t id, WindowStreamListener& listener) override;
+  [[nodiscard]] Ergebnis wechsle(std::uint32_t id) override;
+  void stop() override;
+
+ private:
+  class Weiche;
+
+  const std::shared_ptr<const LetzterInhalt> inhalt_;
+  const StreamKonfiguration konfiguration_;
+  const std::shared_ptr<Wartestelle> stelle_ = std::make_shared<Wartestelle>();
+  std::shared_ptr<Weiche> weiche_;
+  std::mutex ablauf_;  // start, switch and stop one at a time
+  const std::shared_ptr<SckStrom> strom_;
+};
+
+}  // namespace hallkorb

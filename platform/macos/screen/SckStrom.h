@@ -1,0 +1,58 @@
+// The life of one capture stream: built, connected, started, pointed elsewhere, ended.
+//
+// The service answers when it likes; here is decided how long that is waited for, and what is
+// undone when an answer is an error or does not come. A stream that did not start, or that the
+// service has ended, is only dropped: it answers every further call with an error. One whose start
+// is not answered may still start, so it is told to stop; that is not waited for, since whoever
+// waited for the start has no time left.
+//
+// starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "platform/macos/screen/SckAufrufe.h"
+#include "platform/macos/Wartestelle.h"
+
+namespace hallkorb {
+
+class SckStrom {
+ public:
+  // `abbau` is how long beende() waits for the service.
+  explicit SckStrom(std::unique_ptr<StromAufrufe> aufrufe,
+                    std::chrono::milliseconds abbau = std::chrono::seconds(3));
+  ~SckStrom();
+  SckStrom(const SckStrom&) = delete;
+  SckStrom& operator=(const SckStrom&) = delete;
+
+  // A window of `inhalt`, or its first display; `queue` is the label of the queue that delivers.
+  // After an error nothing is left of the stream.
+  [[nodiscard]] Ergebnis starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
+                                const StromEinstellungen& einstellungen, StromAusgang ausgang,
+                                const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,
+                                const std::shared_ptr<Wartestelle>& stelle,
+                                Wartestelle::Frist frist);
+  [[nodiscard]] Ergebnis wechsle(const Inhalt& inhalt, std::uint32_t fenster,
+                                 const std::shared_ptr<Wartestelle>& stelle,
+                                 Wartestelle::Frist frist);
+  // Ends the capture, waits for that, and for what still runs on the queue. May be repeated.
+  void beende();
+  // The service has ended the stream.
+  void merkeEnde() { beendet_ = true; }
+  [[nodiscard]] bool laeuft() const { return gestartet_ && !beendet_; }
+
+ private:
+  void gibFrei();
+
+  std::unique_ptr<StromAufrufe> aufrufe_;
+  const std::chrono::milliseconds abbau_;
+  bool gebaut_ = false;
+  bool gestartet_ = false;
+  std::atomic<bool> beendet_{false};
+};
+
+}  // namespace hallkorb

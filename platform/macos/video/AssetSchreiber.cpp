@@ -1,0 +1,95 @@
+#include "platform/macos/video/AssetSchreiber.h"
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "base/Ausgabe.h"
+#include "platform/macos/screen/MacBild.h"
+#include "platform/macos/Wartestelle.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr Medienzeit FRAGMENT{2, 1};
+// The last fragment and the index are small; a disk that needs longer is not coming back.
+constexpr std::chrono::seconds ABSCHLUSS{10};
+
+}  // namespace
+
+Medienzeit medienzeit(double sekunden) {
+  return {std::llround(sekunden * 1e9), 1'000'000'000};
+}
+
+AssetSchreiber::AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad)
+    : aufrufe_(std::move(aufrufe)), pfad_(std::move(pfad)) {}
+
+std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAufrufe> aufrufe,
+                                                    const std::string& pfad,
+                                                    const VideoEinstellungen& einstellungen,
+                                                    Fehler& fehler) {
+  Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen);
+  if (!ergebnis) {
+    // Before the input is added: afterwards it would be too late.
+    if (const Ergebnis ohne = aufrufe->setzeFragmente(FRAGMENT)) {
+      log("[hallkorb] Video ohne Fragmente, nach einem Absturz nicht abspielbar: " +
+          ohne->description);
+    }
+  }
+  if (!ergebnis && !aufrufe->nimmtEingang()) {
+    ergebnis = Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"};
+  }
+  if (!ergebnis) ergebnis = aufrufe->fuegeEingangHinzu();
+  if (ergebnis) {
+    fehler = *std::move(ergebnis);
+    return nullptr;
+  }
+  return std::unique_ptr<AssetSchreiber>(new AssetSchreiber(std::move(aufrufe), pfad));
+}
+
+bool AssetSchreiber::starte(double basis) {
+  aufrufe_->entferneDatei(pfad_);  // the system refuses to write over a file
+  // A session that could not be begun leaves a writer that says that it is writing.
+  begonnen_ =
+      merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->beginneSitzung(medienzeit(basis)));
+  return schreibt();
+}
+
+bool AssetSchreiber::schreibt() const {
+  return begonnen_ && aufrufe_->status() == SchreiberStatus::schreibt;
+}
+
+bool AssetSchreiber::bereit() const {
+  return schreibt() && aufrufe_->bereit();
+}
+
+bool AssetSchreiber::haengeAn(const Bild& bild) {
+  return schreibt() && merke(aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe()));
+}
+
+bool AssetSchreiber::schliesseAb(double ende) {
+  if (!schreibt()) return false;
+  // Without these two the file ends a little early; it can be completed all the same.
+  merke(aufrufe_->markiereFertig());
+  merke(aufrufe_->beendeSitzung(medienzeit(ende)));
+  Antwort<bool> antwort(std::make_shared<Wartestelle>());
+  if (!merke(aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); }))) return false;
+  static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + ABSCHLUSS));
+  return aufrufe_->status() == SchreiberStatus::fertig;
+}
+
+// The writer knows better than a call why it has failed.
+Ergebnis AssetSchreiber::fehler() const {
+  if (Ergebnis eigener = aufrufe_->fehler()) return eigener;
+  const std::lock_guard halter(lock_);
+  return fehler_;
+}
+
+bool AssetSchreiber::merke(Ergebnis fehler) {
+  if (!fehler) return true;
+  const std::lock_guard halter(lock_);
+  if (!fehler_) fehler_ = std::move(fehler);
+  return false;
+}
+
+}  // namespace hallkorb

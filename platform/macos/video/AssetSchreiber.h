@@ -1,0 +1,50 @@
+// A video file on macOS: in which order the asset writer is set up, fed and finished.
+//
+// The file is written in fragments of two seconds, so that a process that is killed leaves one that
+// plays up to the last of them. Where the system does not write them the video goes on without, and
+// one line says so.
+//
+// Threads as in VideoWriter.h.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/macos/video/SchreiberAufrufe.h"
+#include "platform/VideoWriter.h"
+
+namespace hallkorb {
+
+// Seconds of the host clock as the system counts them, in nanoseconds; exact to the nanosecond for
+// the first 48 days after the computer was started.
+[[nodiscard]] Medienzeit medienzeit(double sekunden);
+
+class AssetSchreiber final : public VideoWriter {
+ public:
+  // Null with `fehler` filled where the system has no encoder for the settings.
+  [[nodiscard]] static std::unique_ptr<AssetSchreiber> neu(
+      std::unique_ptr<SchreiberAufrufe> aufrufe, const std::string& pfad,
+      const VideoEinstellungen& einstellungen, Fehler& fehler);
+
+  [[nodiscard]] bool starte(double basis) override;
+  [[nodiscard]] bool schreibt() const override;
+  [[nodiscard]] bool bereit() const override;
+  // Pictures of this platform only.
+  [[nodiscard]] bool haengeAn(const Bild& bild) override;
+  [[nodiscard]] bool schliesseAb(double ende) override;
+  [[nodiscard]] Ergebnis fehler() const override;
+
+ private:
+  AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad);
+  // Keeps the first error; returns whether there was none.
+  bool merke(Ergebnis fehler);
+
+  std::unique_ptr<SchreiberAufrufe> aufrufe_;
+  const std::string pfad_;
+  bool begonnen_ = false;  // writing, and its session
+  mutable std::mutex lock_;
+  Ergebnis fehler_;  // the first of a call; under the lock
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,198 @@
+"""Builds the recorder and runs it for a person: the second half of scripts/record."""
+
+import datetime
+import os
+import selectors
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import wave
+
+import anzeige
+import privat
+import prozesse
+
+WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+PROGRAMM = os.path.join(WURZEL, "build", "release", "hallkorb")
+
+
+def baue(*ziele):
+    """Builds the release preset. What is printed is shown only when something goes wrong."""
+    print("Building hallkorb ...", flush=True)
+    for befehl in (["cmake", "--preset", "release"],
+                   ["cmake", "--build", "--preset", "release", "--target", *ziele]):
+        lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        ausgabe = lauf.communicate()[0]
+        if lauf.returncode:
+            sys.stderr.write(ausgabe)
+            sys.exit(1)
+
+
+def lies_argumente(argumente):
+    """Splits into (seconds or None, output folder or None, arguments for the program)."""
+    sekunden, weiter = None, []
+    worte = iter(argumente)
+    for wort in worte:
+        if wort == "--seconds":
+            try:
+                sekunden = float(next(worte, ""))
+            except ValueError:
+                sys.exit("record: --seconds needs a number")
+        else:
+            weiter.append(wort)
+    ordner = None
+    for wort, wert in zip(weiter, weiter[1:]):
+        if wort == "--out":
+            ordner = wert  # the last one counts, as in the program
+    return sekunden, ordner, weiter
+
+
+class Aufnahme:
+    """One run of the program, from its start to the last line of both its streams."""
+
+    def __init__(self, argumente, umgebung, schau):
+        self._schau = schau
+        # SIGINT and SIGTERM reach the recorder from here only, whoever sent them.
+        self._weck_lese, weck_schreib = os.pipe()
+        os.set_blocking(weck_schreib, False)
+        signal.set_wakeup_fd(weck_schreib)
+        self._gebeten = False
+        for nummer in prozesse.ENDE_SIGNALE:
+            signal.signal(nummer, self._bitte)
+        self.prozess = prozesse.starte([PROGRAMM, *argumente], env=umgebung,
+                                       stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE)
+        self.gestoppt = False
+        self.fehler = None
+
+    def _bitte(self, *_):
+        self._gebeten = True
+
+    def lauf(self, sekunden, umfeld):
+        """Shows the lines until both streams end. When the private surroundings fail, the recording
+        ends in order, and `fehler` says why."""
+        waehler = selectors.DefaultSelector()
+        puffer = {strom: b"" for strom in (self.prozess.stdout, self.prozess.stderr)}
+        for strom in puffer:
+            waehler.register(strom, selectors.EVENT_READ)
+        waehler.register(self._weck_lese, selectors.EVENT_READ)
+        ende = None
+        while puffer:
+            for schluessel, _ in waehler.select(0.5):
+                if schluessel.fileobj == self._weck_lese:
+                    os.read(self._weck_lese, 64)
+                    self.stoppe()
+                    continue
+                strom = schluessel.fileobj
+                neu = os.read(strom.fileno(), 65536)
+                *zeilen, puffer[strom] = (puffer[strom] + neu).split(b"\n")
+                if not neu:
+                    waehler.unregister(strom)
+                    zeilen.append(puffer.pop(strom))
+                for zeile in zeilen:
+                    self._schau.zeile(zeile.decode("utf-8", "replace"))
+            if self._schau.laeuft and sekunden is not None and ende is None:
+                ende = time.monotonic() + sekunden
+            if ende is not None and time.monotonic() >= ende and not self.gestoppt:
+                self.stoppe()
+            if not self.gestoppt:
+                self._takt(umfeld)
+            self._schau.takt()
+        return prozesse.status_von(self.prozess.wait())
+
+    def _takt(self, umfeld):
+        try:
+            umfeld.takt(time.monotonic(), self._schau.melde, lambda: self._gebeten)
+        except privat.FEHLER as fehler:
+            if not self._gebeten:  # otherwise it was only cut short
+                self.fehler = fehler
+                self.stoppe()
+
+    def stoppe(self):
+        self.gestoppt = True
+        self.prozess.send_signal(signal.SIGINT)
+
+
+def zeige_ergebnis(ordner, ton_privat):
+    """What lies in the output folder, and how to listen to it."""
+    dateien = sorted(os.listdir(ordner)) if os.path.isdir(ordner) else []
+    if not dateien:
+        print("Nothing was written.")
+        return
+    print(f"\nWritten to {ordner}:")
+    gesamt = 0
+    for name in dateien:
+        pfad = os.path.join(ordner, name)
+        groesse = os.path.getsize(pfad)
+        gesamt += groesse
+        print(f"  {name:22} {groesse / 1000:9.1f} kB  {dauer(pfad)}")
+    print(f"  {len(dateien)} files, {gesamt / 1e6:.1f} MB")
+    spieler = "afplay" if sys.platform == "darwin" else "pw-play"
+    roh = os.path.join(ordner, "mikro_roh.wav")
+    print("\nTo listen" + (" (on a machine with loudspeakers; this one may have none):"
+                           if ton_privat else ":"))
+    if os.path.exists(roh):
+        print(f"  {spieler} '{roh}'")
+    print(f"  for f in '{ordner}'/chunk_them_*.wav; do {spieler} \"$f\"; done")
+    if "video.mp4" in dateien:
+        oeffner = "open" if sys.platform == "darwin" else "xdg-open"
+        print(f"To watch:\n  {oeffner} '{ordner}/video.mp4'")
+
+
+def dauer(pfad):
+    try:
+        with wave.open(pfad, "rb") as datei:
+            return f"{datei.getnframes() / datei.getframerate():8.2f} s"
+    except (wave.Error, EOFError, OSError):
+        return ""
+
+
+def lauf(argumente):
+    sekunden, ordner, weiter = lies_argumente(argumente)
+    umfeld = privat.Privat(privat.was_fehlt(weiter))
+    baue("hallkorb", *(["testfenster"] if umfeld.bild else []))
+    if ordner is None:
+        jetzt = datetime.datetime.now().strftime("%Y-%m-%d_%H-%M-%S")
+        ordner = os.path.join(WURZEL, "recordings", jetzt)
+        weiter = ["--out", ordner, *weiter]
+    try:
+        if umfeld.ton:
+            print("No PipeWire runs here: recording two synthetic voices in a private session.")
+        elif prozesse.LINUX:
+            print("Recording the microphone and the sound of the PipeWire that runs here.")
+        if umfeld.bild:
+            print("No screen is here: recording windows that come and go on a private one.")
+        try:
+            umfeld.starte()
+        except privat.FEHLER as fehler:
+            return ohne_umfeld(fehler)
+        print("Ctrl-C stops.\n" if sekunden is None else f"Stops after {sekunden:g} seconds.\n",
+              flush=True)
+        schau = anzeige.Anzeige()
+        aufnahme = Aufnahme(weiter, umfeld.umgebung, schau)
+        status = aufnahme.lauf(sekunden, umfeld)
+        zeige_ergebnis(ordner, umfeld.ton)
+        if aufnahme.fehler:
+            return ohne_umfeld(aufnahme.fehler)
+        if status:
+            print(f"\nhallkorb ended with status {status}", file=sys.stderr)
+        return status
+    finally:
+        umfeld.beende()
+
+
+def ohne_umfeld(fehler):
+    print(f"record: the private session failed: {fehler}", file=sys.stderr)
+    return 70
+
+
+if __name__ == "__main__":
+    if sys.argv[1:2] == ["--was-fehlt"]:
+        print(*privat.was_fehlt(sys.argv[2:]))
+        sys.exit(0)
+    if shutil.which("cmake") is None:
+        sys.exit("record: cmake is missing")
+    prozesse.beaufsichtigt(lambda: lauf(sys.argv[1:]))

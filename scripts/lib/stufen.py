@@ -1,0 +1,325 @@
+"""The stages of scripts/test: each a few commands, with what they print kept for a failure.
+
+A stage that counts its own tests (a test program, the end-to-end tests) adds those to the sum; any
+other one counts as one test.
+"""
+
+import argparse
+import concurrent.futures
+import glob
+import json
+import os
+import re
+import resource
+import subprocess
+import sys
+import tempfile
+import time
+
+import prozesse
+
+WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BAU = os.path.join(WURZEL, "build")
+KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
+FUZZ_SEKUNDEN = 15
+
+
+class Gescheitert(Exception):
+    """A command of a stage failed; the text is what it printed."""
+
+
+class Zaehler:
+    """Passed and failed tests of one stage, and what the failed ones printed."""
+
+    def __init__(self):
+        self.bestanden = 0
+        self.gescheitert = 0
+        self.texte = []
+
+    def zaehle(self, gut, text=""):
+        self.bestanden += gut
+        self.gescheitert += not gut
+        if not gut and text:
+            self.texte.append(text)
+
+
+def fuehre_aus(*befehl, pruefe=True, umgebung=None):
+    """Runs a command in the project's folder; returns (status, output)."""
+    lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                           stderr=subprocess.STDOUT, env={**os.environ, **(umgebung or {})})
+    ausgabe = lauf.communicate()[0].decode("utf-8", "replace")
+    if pruefe and lauf.returncode:
+        raise Gescheitert(f"$ {' '.join(befehl)}\n{ausgabe}")
+    return lauf.returncode, ausgabe
+
+
+def dateien(*endungen):
+    """The project's own files with these endings, those not yet committed included."""
+    _, liste = fuehre_aus("git", "ls-files", "--cached", "--others", "--exclude-standard")
+    return [name for name in liste.splitlines()
+            if name.endswith(endungen) and not name.startswith("tests/macos/sdk/")
+            and os.path.exists(os.path.join(WURZEL, name))]
+
+
+def baue(preset, *ziele, tests=True, optionen=()):
+    """Builds the targets (all without any); `tests` False leaves tests and benchmarks out."""
+    fuehre_aus("cmake", "--preset", preset, f"-DHALLKORB_TESTS={'ON' if tests else 'OFF'}", *optionen)
+    fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE),
+               *(["--target", *ziele] if ziele else []))
+
+
+def ctest(preset, zaehler, umgebung=None, auswahl="."):
+    """Runs the test programs of a build whose names match; counts their single tests."""
+    with tempfile.TemporaryDirectory() as berichte:
+        status, ausgabe = fuehre_aus(
+            "ctest", "--preset", preset, "--parallel", str(KERNE), "--no-tests=error", "-R", auswahl,
+            pruefe=False,
+            umgebung={"GTEST_OUTPUT": f"json:{berichte}/", **(umgebung or {})})
+        gescheitert = 0
+        for pfad in glob.glob(f"{berichte}/*.json"):
+            with open(pfad, encoding="utf-8") as datei:
+                bericht = json.load(datei)
+            for gruppe in bericht["testsuites"]:
+                for fall in gruppe["testsuite"]:
+                    if fall["result"] == "COMPLETED":
+                        gescheitert += "failures" in fall
+                        zaehler.zaehle("failures" not in fall)
+        if status:
+            zaehler.texte.append(ausgabe)
+            if not gescheitert:  # a program that crashed or hung left no report
+                zaehler.gescheitert += 1
+
+
+# --- The stages -----------------------------------------------------------------------------------
+
+def stufe_format(zaehler):
+    """clang-format: every C++ file is formatted"""
+    fuehre_aus("clang-format-16", "--dry-run", "-Werror", *dateien(".cpp", ".h", ".mm"))
+    zaehler.zaehle(True)
+
+
+def stufe_skripte(zaehler):
+    """shellcheck and a syntax check of the scripts"""
+    shell = [name for name in dateien("") if not name.endswith((".cpp", ".h", ".py"))
+             and os.path.isfile(os.path.join(WURZEL, name)) and _ist_shell(name)]
+    fuehre_aus("shellcheck", *shell)
+    zaehler.zaehle(True)
+    for name in dateien(".py"):
+        with open(os.path.join(WURZEL, name), encoding="utf-8") as datei:
+            compile(datei.read(), name, "exec")
+    zaehler.zaehle(True)
+
+
+def _ist_shell(name):
+    with open(os.path.join(WURZEL, name), "rb") as datei:
+        return re.match(rb"#!.*\b(ba|da)?sh\b", datei.readline()) is not None
+
+
+def stufe_release(zaehler):
+    """optimised build, all test programs, the modes without devices"""
+    baue("release")
+    ctest("release", zaehler)
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"),
+                                 os.path.join(BAU, "release", "hallkorb"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_haus(zaehler):
+    """an include against the rules of the house does not compile"""
+    fuehre_aus("cmake", "--preset", "release", "-DHALLKORB_TESTS=ON")
+    _haus(zaehler, os.path.join(BAU, "release"))
+
+
+def _haus(zaehler, bau):
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "haus.py"), bau, pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_e2e(zaehler):
+    """the program end to end with a real PipeWire in private sessions"""
+    baue("release")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_kosten(zaehler):
+    """instructions of the echo path against the kept figures, under callgrind"""
+    if not prozesse.LINUX:
+        return
+    baue("release")
+    fuehre_aus(os.path.join("bench", "echo-instructions"),
+               os.path.join("build", "release", "bench", "echo_instruktionen"))
+    zaehler.zaehle(True)
+
+
+def zaehle_schlusszeile(zaehler, status, ausgabe):
+    treffer = re.search(r"^(\d+) passed, (\d+) failed$", ausgabe, re.MULTILINE)
+    if treffer:
+        zaehler.bestanden += int(treffer[1])
+        zaehler.gescheitert += int(treffer[2])
+    if status:
+        zaehler.texte.append(ausgabe)
+        if not treffer or treffer[2] == "0":
+            zaehler.gescheitert += 1
+
+
+def stufe_clang(zaehler):
+    """build with clang 16, warnings are errors"""
+    baue("clang")
+    zaehler.zaehle(True)
+
+
+def stufe_tidy(zaehler):
+    """every source file with clang 16's warnings and clang-tidy's, all errors"""
+    fuehre_aus("cmake", "--preset", "clang", "-DHALLKORB_TESTS=ON")
+    with open(os.path.join(BAU, "clang", "compile_commands.json"), encoding="utf-8") as datei:
+        quellen = sorted({eintrag["file"] for eintrag in json.load(datei)})
+    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+        for status, ausgabe in helfer.map(_tidy, quellen):
+            zaehler.zaehle(status == 0, ausgabe)
+
+
+def _tidy(quelle):
+    # The analyzer needs minutes to follow the test framework's macros, and takes a benchmark's loop
+    # variable for a mistake. What a test costs matters less than that it can be read.
+    proben = "/tests/" in quelle or "/bench/" in quelle
+    weniger = ["--checks=-clang-analyzer-*,-performance-*"] if proben else []
+    return fuehre_aus("clang-tidy-16", "--quiet", *weniger, "-p", os.path.join(BAU, "clang"),
+                      quelle, pruefe=False)
+
+
+# Half the time to compile, and all that the sanitizers need for their reports.
+SCHNELL = ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
+SCHNELL_MACOS = [*SCHNELL, "-DCMAKE_OBJCXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
+
+
+def stufe_asan(zaehler):
+    """address and undefined-behaviour sanitizers, all test programs"""
+    baue("asan", "tests/all", optionen=SCHNELL)
+    ctest("asan", zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1:strict_string_checks=1"})
+
+
+def stufe_tsan(zaehler):
+    """thread sanitizer, all test programs"""
+    baue("tsan", "tests/all", optionen=SCHNELL)
+    ctest("tsan", zaehler)
+
+
+def stufe_fuzz(zaehler):
+    """every fuzz target for a short time"""
+    baue("fuzz", "fuzz/all", tests=False, optionen=SCHNELL)
+    ziele = sorted(glob.glob(os.path.join(BAU, "fuzz", "fuzz", "*_fuzz")))
+    if not ziele:
+        raise Gescheitert("no fuzz targets were built")
+    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+        for status, ausgabe in helfer.map(_fuzz, ziele):
+            zaehler.zaehle(status == 0, ausgabe)
+
+
+def _fuzz(ziel):
+    with tempfile.TemporaryDirectory() as ordner:
+        return fuehre_aus(ziel, f"-max_total_time={FUZZ_SEKUNDEN}", f"-artifact_prefix={ordner}/",
+                          "-print_final_stats=1", ordner, pruefe=False)
+
+
+def stufe_macos(zaehler):
+    """compiles everything for macOS and checks the calls into it, warnings are errors"""
+    ordner = os.path.join(WURZEL, "tests", "macos")
+    for art in ("arm64", "x86_64"):
+        bau = os.path.join(BAU, f"macos-{art}")
+        # Nothing of it ever runs: debug information would only cost time.
+        fuehre_aus("cmake", "-G", "Ninja", "-S", WURZEL, "-B", bau,
+                   f"-DCMAKE_TOOLCHAIN_FILE={ordner}/sdk/toolchain.cmake",
+                   f"-DMACOS_CHECK_ARCH={art}", "-DCMAKE_BUILD_TYPE=Debug",
+                   "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_OBJCXX_FLAGS_DEBUG=-O0",
+                   "-DHALLKORB_WERROR=ON", "-DHALLKORB_TESTS=ON",
+                   "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
+        fuehre_aus("cmake", "--build", bau, "--parallel", str(KERNE))
+        zaehler.zaehle(True)
+    _haus(zaehler, bau)
+    status, ausgabe = fuehre_aus(os.path.join(ordner, "check.sh"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_macos_lauf(zaehler):
+    """the macOS backend on stand-ins of the platform, under each sanitizer"""
+    stufe_macos_asan(zaehler)
+    _macos_lauf(zaehler, "macos-tsan")
+
+
+def stufe_macos_asan(zaehler):
+    """the first half of "macos-lauf": under the address and undefined-behaviour sanitizers"""
+    _macos_lauf(zaehler, "macos-asan")
+
+
+def _macos_lauf(zaehler, preset):
+    baue(preset, "macos_ersatz_test", "macos_test", "hallkorb", optionen=SCHNELL_MACOS)
+    ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
+
+
+# The quick ones first; those that need a build that another one makes, right after it.
+STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
+    "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
+    "macos", "macos-lauf", "macos-asan")}
+# Without any named: on Linux all but "clang", since what its compiler has to say comes from "tidy" too,
+# and but "macos-asan", which is a part of "macos-lauf";
+# on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
+UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if prozesse.LINUX
+           else ["release", "haus", "asan", "tsan"])
+
+
+# --- Running them ---------------------------------------------------------------------------------
+
+def fuehre_stufe(name):
+    zaehler = Zaehler()
+    anfang, rechenzeit = time.monotonic(), _rechenzeit()
+    print(f"{name:9}{STUFEN[name].__doc__} ...", flush=True)
+    try:
+        STUFEN[name](zaehler)
+    except (Gescheitert, OSError, SyntaxError) as fehler:
+        zaehler.zaehle(False, str(fehler))
+    for text in zaehler.texte:
+        print(text.rstrip(), flush=True)
+    zeile = (f"{name:9}{zaehler.bestanden:5} passed {zaehler.gescheitert:4} failed "
+             f"{time.monotonic() - anfang:6.0f} s  ({_rechenzeit() - rechenzeit:.0f} s of CPU)")
+    print(zeile, flush=True)
+    return zaehler, zeile
+
+
+def _rechenzeit():
+    """CPU seconds of everything that was started and has ended."""
+    kinder = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return kinder.ru_utime + kinder.ru_stime
+
+
+def lauf(namen):
+    anfang = time.monotonic()
+    ergebnisse = [fuehre_stufe(name) for name in namen]
+    print("\nSummary")
+    for zaehler, zeile in ergebnisse:
+        print(f"  {'ok' if not zaehler.gescheitert else 'FAILED':8}{zeile}")
+    print(f"  {time.monotonic() - anfang:.0f} s in all\n")
+    bestanden = sum(zaehler.bestanden for zaehler, _ in ergebnisse)
+    gescheitert = sum(zaehler.gescheitert for zaehler, _ in ergebnisse)
+    print(f"{bestanden} passed, {gescheitert} failed")
+    return 1 if gescheitert else 0
+
+
+def _hauptteil():
+    leser = argparse.ArgumentParser(prog="scripts/test", description="Builds and runs the tests.")
+    leser.add_argument("--list", action="store_true", help="show the stages")
+    leser.add_argument("stufen", nargs="*", metavar="stage",
+                       help=f"without any: {' '.join(UEBLICH)}")
+    wahl = leser.parse_args()
+    if wahl.list:
+        for name, stufe in STUFEN.items():
+            print(f"{name:10}{stufe.__doc__}")
+        return
+    for name in wahl.stufen:
+        if name not in STUFEN:
+            leser.error(f"no stage {name}; there are: {' '.join(STUFEN)}")
+    prozesse.beaufsichtigt(lambda: lauf(wahl.stufen or UEBLICH))
+
+
+if __name__ == "__main__":
+    _hauptteil()

@@ -1,0 +1,354 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/Dateien.h"
+#include "tests/support/FehlerDateien.h"
+#include "tests/support/TempOrdner.h"
+
+namespace hallkorb {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Ruf = FehlerDateien::Ruf;
+
+Bytes zaehlung(std::size_t anzahl) {
+  Bytes bytes(anzahl);
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
+  return bytes;
+}
+
+mode_t rechte(const std::string& pfad) {
+  struct stat wert {};
+  EXPECT_EQ(::stat(pfad.c_str(), &wert), 0);
+  return wert.st_mode & 0777U;
+}
+
+class ErsetzeDatei : public testing::Test {
+ protected:
+  TempOrdner ordner;
+  std::string pfad = ordner / "a.wav";
+  const Bytes alt = zaehlung(100);
+  const Bytes neu = zaehlung(70000);
+  FehlerDateien dateien;
+};
+
+TEST_F(ErsetzeDatei, CreatesAndReplaces) {
+  EXPECT_FALSE(ersetzeDatei(pfad, alt));
+  EXPECT_EQ(dateiBytes(pfad), alt);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_EQ(dateiBytes(pfad), neu);
+  EXPECT_FALSE(ersetzeDatei(pfad, {}));
+  EXPECT_EQ(dateiBytes(pfad), Bytes{});
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST_F(ErsetzeDatei, WorksInTheWorkingDirectory) {
+  const auto vorher = std::filesystem::current_path();
+  std::filesystem::current_path(ordner.pfad());
+  const auto ergebnis = ersetzeDatei("b.wav", neu);
+  std::filesystem::current_path(vorher);
+  EXPECT_FALSE(ergebnis);
+  EXPECT_EQ(dateiBytes(ordner / "b.wav"), neu);
+}
+
+TEST_F(ErsetzeDatei, ANameAsLongAsTheFolderAllowsCanBeWritten) {
+  const std::string lang = ordner / std::string(255, 'x');
+  EXPECT_FALSE(ersetzeDatei(lang, neu));
+  EXPECT_EQ(dateiBytes(lang), neu);
+}
+
+// Looked at before every single call: the name holds the whole old file or the whole new one.
+TEST_F(ErsetzeDatei, AWatcherNeverSeesAPartOfAFile) {
+  dateien.kurz(1000);
+  std::size_t blicke = 0;
+  dateien.vorher = [&](Ruf) {
+    ++blicke;
+    const Bytes da = dateiBytes(pfad);
+    EXPECT_TRUE(da == alt || da == neu) << da.size();
+    for (const std::string& name : ordner.namen()) {
+      EXPECT_TRUE(name == "a.wav" || name.starts_with(".hallkorb-")) << name;
+    }
+  };
+  legeAn(pfad, alt);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_EQ(dateiBytes(pfad), neu);
+  EXPECT_GT(blicke, 70U);
+
+  std::filesystem::remove(pfad);
+  dateien.vorher = [&](Ruf) { EXPECT_FALSE(std::filesystem::exists(pfad)); };
+  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_EQ(dateiBytes(pfad), neu);
+}
+
+TEST_F(ErsetzeDatei, WritesWithOneCall) {
+  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_EQ(dateien.rufe(Ruf::schreiben), 1U);
+}
+
+TEST_F(ErsetzeDatei, CompletesShortWritesAndInterruptedCalls) {
+  dateien.kurz(7001);
+  for (const Ruf ruf : {Ruf::oeffnen, Ruf::schreiben, Ruf::schliessen, Ruf::umbenennen}) {
+    dateien.scheitere(ruf, 0, EINTR);
+  }
+  dateien.scheitere(Ruf::schreiben, 3, EINTR);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_EQ(dateiBytes(pfad), neu);
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST_F(ErsetzeDatei, AWriteThatMovesNothingEndsInAnError) {
+  dateien.kurz(0);
+  const auto fehler = ersetzeDatei(pfad, neu, dateien);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, EIO);
+  EXPECT_TRUE(ordner.namen().empty());
+}
+
+TEST_F(ErsetzeDatei, WhicheverCallFailsTheOldFileOrTheNewOneIsThere) {
+  std::size_t fehlschlaege = 0;
+  for (std::size_t n = 0;; ++n) {
+    legeAn(pfad, alt);
+    FehlerDateien versuch;
+    versuch.scheitere(n, ENOSPC);
+    const auto fehler = ersetzeDatei(pfad, neu, versuch);
+    if (fehler) {
+      ++fehlschlaege;
+      EXPECT_EQ(fehler->domain, "posix");
+      EXPECT_EQ(fehler->code, ENOSPC);
+      EXPECT_EQ(fehler->description, "Schreiben nach " + pfad + ": No space left on device");
+    }
+    EXPECT_EQ(dateiBytes(pfad), fehler ? alt : neu) << n;
+    EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"}) << n;
+    if (versuch.rufe() <= n) break;
+  }
+  EXPECT_EQ(fehlschlaege, 6U);  // link, state, open, write, close, rename; not the permissions
+}
+
+TEST_F(ErsetzeDatei, WhicheverCallFailsNothingIsLeftOfANewFile) {
+  std::size_t n = 0;
+  for (;; ++n) {
+    FehlerDateien versuch;
+    versuch.scheitere(n, EIO);
+    if (!ersetzeDatei(pfad, neu, versuch)) break;
+    EXPECT_TRUE(ordner.namen().empty()) << n;
+  }
+  EXPECT_EQ(n, 6U);
+  EXPECT_EQ(dateiBytes(pfad), neu);
+}
+
+TEST_F(ErsetzeDatei, ALeftoverOfTheSameNameIsPassedOver) {
+  dateien.scheitere(Ruf::oeffnen, 0, EEXIST, 3);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_EQ(dateiBytes(pfad), neu);
+  dateien.scheitere(Ruf::oeffnen, 0, EEXIST, FehlerDateien::IMMER);
+  const auto fehler = ersetzeDatei(pfad, alt, dateien);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, EEXIST);
+}
+
+TEST_F(ErsetzeDatei, PermissionsOfTheOldFileAreKept) {
+  const mode_t maske = ::umask(027);
+  EXPECT_FALSE(ersetzeDatei(ordner / "neu.wav", neu));
+  for (const mode_t modus : {mode_t{0600}, mode_t{0666}, mode_t{0444}, mode_t{0755}}) {
+    legeAn(pfad, alt);
+    EXPECT_EQ(::chmod(pfad.c_str(), modus), 0);
+    EXPECT_FALSE(ersetzeDatei(pfad, neu));
+    EXPECT_EQ(rechte(pfad), modus);
+    EXPECT_EQ(dateiBytes(pfad), neu);
+    std::filesystem::remove(pfad);
+  }
+  ::umask(maske);
+  EXPECT_EQ(rechte(ordner / "neu.wav"), 0640U);
+}
+
+TEST_F(ErsetzeDatei, ASymbolicLinkStaysAndItsTargetIsReplaced) {
+  std::filesystem::create_directory(ordner / "sub");
+  legeAn(ordner / "sub/ziel.wav", alt);
+  std::filesystem::create_symlink("sub/zwischen.wav", pfad);  // relative, over a second link
+  std::filesystem::create_symlink(ordner / "sub/../sub/ziel.wav", ordner / "sub/zwischen.wav");
+  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_EQ(std::filesystem::read_symlink(pfad), "sub/zwischen.wav");
+  EXPECT_TRUE(std::filesystem::is_symlink(ordner / "sub/zwischen.wav"));
+  EXPECT_EQ(dateiBytes(ordner / "sub/ziel.wav"), neu);
+  EXPECT_EQ(ordner.namen(), (std::vector<std::string>{"a.wav", "sub"}));
+}
+
+TEST_F(ErsetzeDatei, TheTargetOfADanglingLinkIsCreated) {
+  std::filesystem::create_directory(ordner / "sub");
+  std::filesystem::create_symlink("sub/ziel.wav", pfad);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(std::filesystem::is_symlink(pfad));
+  EXPECT_EQ(dateiBytes(ordner / "sub/ziel.wav"), neu);
+}
+
+TEST_F(ErsetzeDatei, ALoopOfLinksIsAnError) {
+  std::filesystem::create_symlink("b", ordner / "a");
+  std::filesystem::create_symlink("a", ordner / "b");
+  const auto fehler = ersetzeDatei(ordner / "a", neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ELOOP);
+}
+
+TEST_F(ErsetzeDatei, ADeviceIsWrittenToAndStays) {
+  EXPECT_FALSE(ersetzeDatei("/dev/null", neu));
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  std::filesystem::create_symlink("/dev/null", pfad);
+  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(std::filesystem::is_symlink(pfad));
+#ifdef __linux__
+  const auto fehler = ersetzeDatei("/dev/full", neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ENOSPC);
+#endif
+}
+
+TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  std::optional<Bytes> gelesen;
+  std::thread leser([&] { gelesen = liesDatei(pfad); });
+  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  leser.join();
+  EXPECT_EQ(gelesen, neu);
+  EXPECT_TRUE(std::filesystem::is_fifo(pfad));
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST_F(ErsetzeDatei, APipeThatNobodyReadsIsAnErrorAndNoEndlessWait) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const auto fehler = ersetzeDatei(pfad, neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ENXIO);
+}
+
+TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
+  std::FILE* datei = std::tmpfile();
+  const int handle = ::fileno(datei);
+  ASSERT_EQ(::write(handle, "vorher", 6), 6);
+  EXPECT_FALSE(ersetzeDatei("/dev/fd/" + std::to_string(handle), alt));
+  ASSERT_EQ(::write(handle, "nachher", 7), 7);
+  Bytes da(200);
+  EXPECT_EQ(::pread(handle, da.data(), da.size(), 0), 6 + 100 + 7);
+  EXPECT_EQ(Bytes(da.begin() + 6, da.begin() + 106), alt);
+  std::fclose(datei);
+  const auto fehler = ersetzeDatei("/dev/fd/" + std::to_string(handle), alt);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, EBADF);
+}
+
+// A host may give its child a socket as standard output, and such a one cannot be opened by name.
+TEST_F(ErsetzeDatei, ASocketNamedByALinkToItsNumberIsWrittenTo) {
+  std::array<int, 2> enden{};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, enden.data()), 0);
+  std::filesystem::create_symlink("/dev/fd/" + std::to_string(enden[0]), pfad);
+  EXPECT_FALSE(ersetzeDatei(pfad, alt));
+  Bytes da(200);
+  EXPECT_EQ(::read(enden[1], da.data(), da.size()), 100);
+  da.resize(100);
+  EXPECT_EQ(da, alt);
+  ::close(enden[0]);
+  ::close(enden[1]);
+}
+
+TEST_F(ErsetzeDatei, AFullNonBlockingPipeIsWaitedFor) {
+  std::array<int, 2> enden{};
+  ASSERT_EQ(::pipe(enden.data()), 0);
+  ASSERT_EQ(::fcntl(enden[1], F_SETFL, O_NONBLOCK), 0);
+  const Bytes viel = zaehlung(1000000);
+  Bytes gelesen;
+  std::thread leser([&] {
+    Bytes platz(5000);
+    while (gelesen.size() < viel.size()) {
+      const ssize_t n = ::read(enden[0], platz.data(), platz.size());
+      if (n <= 0) break;
+      gelesen.insert(gelesen.end(), platz.begin(), platz.begin() + n);
+    }
+  });
+  EXPECT_FALSE(ersetzeDatei("/dev/fd/" + std::to_string(enden[1]), viel));
+  leser.join();
+  EXPECT_EQ(gelesen, viel);
+  ::close(enden[0]);
+  ::close(enden[1]);
+}
+
+TEST_F(ErsetzeDatei, WhatCannotBeAFileIsAnError) {
+  const std::pair<std::string, int> faelle[] = {{ordner.pfad(), EISDIR},
+                                                {ordner / "fehlt/a.wav", ENOENT},
+                                                {"", ENOENT},
+                                                {ordner / std::string(256, 'x'), ENAMETOOLONG}};
+  for (const auto& [ziel, nummer] : faelle) {
+    const auto fehler = ersetzeDatei(ziel, neu);
+    ASSERT_TRUE(fehler) << ziel;
+    EXPECT_EQ(fehler->code, nummer) << ziel;
+  }
+  legeAn(pfad, alt);
+  const auto fehler = ersetzeDatei(pfad + "/b.wav", neu);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, ENOTDIR);
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
+  const TempOrdner ordner;
+  FehlerDateien dateien;
+  for (const std::size_t anzahl : {0U, 1U, 65535U, 65536U, 65537U, 300000U}) {
+    const Bytes bytes = zaehlung(anzahl);
+    legeAn(ordner / "a", bytes);
+    EXPECT_EQ(liesDatei(ordner / "a"), bytes);
+  }
+  dateien.kurz(999);
+  dateien.scheitere(Ruf::oeffnen, 0, EINTR);
+  dateien.scheitere(Ruf::lesen, 5, EINTR);
+  EXPECT_EQ(liesDatei(ordner / "a", dateien), zaehlung(300000));
+  dateien.scheitere(Ruf::lesen, 50, EIO);
+  EXPECT_EQ(liesDatei(ordner / "a", dateien), std::nullopt);
+  EXPECT_EQ(dateien.rufe(Ruf::schliessen), 2U);
+}
+
+TEST(ErzeugeOrdner, CreatesTheWholeWay) {
+  const TempOrdner ordner;
+  for (const char* pfad : {"/a/b/c", "/d//e/", "/a/b"}) {
+    EXPECT_FALSE(erzeugeOrdner(ordner.pfad() + pfad)) << pfad;
+    EXPECT_TRUE(std::filesystem::is_directory(ordner.pfad() + pfad)) << pfad;
+  }
+  EXPECT_FALSE(erzeugeOrdner("/"));
+  EXPECT_FALSE(erzeugeOrdner("."));
+}
+
+TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
+  const TempOrdner ordner;
+  legeAn(ordner / "datei", {1});
+  auto fehler = erzeugeOrdner(ordner / "datei");
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, EEXIST);
+  fehler = erzeugeOrdner(ordner / "datei/sub");
+  ASSERT_TRUE(fehler);
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::ordnerAnlegen, 1, EROFS);
+  fehler = erzeugeOrdner(ordner / "x/y", dateien);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, EROFS);
+  EXPECT_EQ(fehler->description,
+            "Anlegen des Ordners " + (ordner / "x/y") + ": Read-only file system");
+  EXPECT_TRUE(erzeugeOrdner(""));
+}
+
+TEST(PfadIn, PutsASeparatorOnlyWhereThereIsNone) {
+  EXPECT_EQ(pfadIn("/a", "b"), "/a/b");
+  EXPECT_EQ(pfadIn("/a/", "b"), "/a/b");
+  EXPECT_EQ(pfadIn("/", "b"), "/b");
+  EXPECT_EQ(pfadIn("", "b"), "b");
+}
+
+}  // namespace
+}  // namespace hallkorb

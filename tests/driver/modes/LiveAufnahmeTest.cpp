@@ -1,0 +1,778 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "audiofiles/Wav.h"
+#include "base/Ausgabe.h"
+#include "driver/modes/LiveAufnahme.h"
+#include "tests/support/AusgabeFaenger.h"
+#include "tests/support/SimPlattform.h"
+#include "tests/support/TempOrdner.h"
+
+namespace hallkorb {
+namespace {
+
+using sim::SimPlattform;
+
+constexpr PcmFormat MONO16{16000.0, 1, true};
+
+// What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
+// value that tells one moment from the next.
+float klang(double t) {
+  return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t));
+}
+
+std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0) {
+  std::vector<float> samples(frames);
+  for (std::size_t i = 0; i < frames; ++i)
+    samples[i] = klang(von + static_cast<double>(i) / rate);
+  return samples;
+}
+
+// The device captures without a break from `von` to `bis`, in blocks of 20 ms.
+void stetig(sim::Geraet& geraet, double von, double bis) {
+  for (int b = 0; von + (b + 1) * 0.02 <= bis + 1e-9; ++b) {
+    const double t = von + b * 0.02;
+    geraet.block(t, MONO16, aufnahme(t, 320));
+  }
+}
+
+class LiveAufnahmeTest : public testing::Test {
+ protected:
+  LiveAufnahmeTest() {
+    config.outDir = ordner.pfad();
+    config.video = false;
+    config.echo = false;
+  }
+
+  int laufe(SimPlattform& welt) { return LiveAufnahme(config, welt).laufe(); }
+
+  // The samples of all chunks of a channel, each at its t0; silence where there is no chunk. The
+  // lines give hundredths of a second: a chunk that begins there where the last one ended joins it.
+  std::vector<float> ausChunks(const std::string& kanal) const {
+    return ausChunks(kanal, faenger.ausgabeZeilen());
+  }
+  std::vector<float> ausChunks(const std::string& kanal,
+                               const std::vector<std::string>& zeilen) const {
+    std::vector<float> strom;
+    for (const std::string& zeile : zeilen) {
+      int nummer = 0;
+      char name[8] = {};
+      char pfad[400] = {};
+      double t0 = 0;
+      double t1 = 0;
+      if (std::sscanf(zeile.c_str(),
+                      R"({"chunk":%d,"channel":"%7[a-z]","path":"%399[^"]","t0":%lf,"t1":%lf)",
+                      &nummer, name, pfad, &t0, &t1) != 5 ||
+          name != kanal) {
+        continue;
+      }
+      const auto samples = liesWav(pfad);
+      EXPECT_TRUE(samples) << pfad;
+      if (!samples) continue;
+      auto stelle = static_cast<std::size_t>(std::lround(t0 * config.sampleRate));
+      if (std::abs(t0 * config.sampleRate - static_cast<double>(strom.size())) <= 160) {
+        stelle = strom.size();
+      }
+      strom.resize(std::max(strom.size(), stelle + samples->size()));
+      std::copy(samples->begin(), samples->end(),
+                strom.begin() + static_cast<std::ptrdiff_t>(stelle));
+    }
+    return strom;
+  }
+
+  // The events of standard output, chunk lines as "chunk me" and "chunk them".
+  std::vector<std::string> ereignisse() const {
+    std::vector<std::string> alle;
+    for (const std::string& zeile : faenger.ausgabeZeilen()) {
+      char wort[20] = {};
+      if (std::sscanf(zeile.c_str(), R"({"event":"%19[a-z_])", wort) == 1) {
+        alle.emplace_back(wort);
+      } else {
+        alle.emplace_back(zeile.find(R"("channel":"me")") != std::string::npos ? "chunk me"
+                                                                               : "chunk them");
+      }
+    }
+    return alle;
+  }
+
+  TempOrdner ordner;
+  AusgabeFaenger faenger;
+  Config config;
+};
+
+TEST_F(LiveAufnahmeTest, ARunTellsItsStartItsChunksItsTimelinesAndItsEnd) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 10.0);
+  stetig(welt.systemGeraet, 0.2, 10.0);
+  welt.signal(6.5, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  ASSERT_GE(zeilen.size(), 6U);
+  EXPECT_EQ(zeilen[0], R"({"event":"started","mic":true,"system":true,"video":false,"echo":false,)"
+                       R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(zeilen[zeilen.size() - 2],
+            R"({"event":"zeitachse",)"
+            R"("them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},)"
+            R"("me":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0}})");
+  EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] Mikrofon-Capture gestartet\n"
+            "[hallkorb] System-Audio-Capture gestartet\n"
+            "[hallkorb] Stop — schreibe Rest-Chunks\n");
+}
+
+TEST_F(LiveAufnahmeTest, EverySampleOfBothChannelsIsInTheChunksAtItsTime) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 20.0);
+  stetig(welt.systemGeraet, 0.2, 20.0);
+  welt.signal(13.001, SIGTERM);
+  EXPECT_EQ(laufe(welt), 0);
+  for (const std::string kanal : {"me", "them"}) {
+    const auto strom = ausChunks(kanal);
+    ASSERT_EQ(strom.size(), 13U * 16000U) << kanal;
+    for (std::size_t i = 4000; i < strom.size(); ++i) {
+      ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+    }
+  }
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 13U * 32000U);
+}
+
+TEST_F(LiveAufnahmeTest, TheRestIsWrittenThemFirst) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  stetig(welt.systemGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(),
+            (std::vector<std::string>{"started", "chunk them", "chunk me", "zeitachse", "done"}));
+}
+
+TEST_F(LiveAufnahmeTest, FurtherSignalsDuringTheStopChangeNothing) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGINT);
+  welt.signal(1.001, SIGTERM);
+  EXPECT_EQ(laufe(welt), 0);
+  const std::string fehler = faenger.fehler();
+  EXPECT_EQ(fehler.find("Stop"), fehler.rfind("Stop"));
+  EXPECT_EQ(ereignisse().back(), "done");
+}
+
+TEST_F(LiveAufnahmeTest, SigintSigtermAndSighupAreTaken) {
+  SimPlattform welt;
+  welt.signal(1.001, SIGHUP);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(welt.gefangeneSignale(), (std::set<int>{SIGHUP, SIGINT, SIGTERM}));
+}
+
+TEST_F(LiveAufnahmeTest, AMissingMicrophoneDegradesTheRun) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein \"Mikrofon\"\nda"};
+  stetig(welt.systemGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_EQ(zeilen[0], R"({"event":"degraded","channel":"me","message":"kein \"Mikrofon\" da"})");
+  EXPECT_EQ(zeilen[1], R"({"event":"started","mic":false,"system":true,"video":false,"echo":false,)"
+                       R"("null_unix_ms":1700000000123})");
+  EXPECT_EQ(ereignisse(),
+            (std::vector<std::string>{"degraded", "started", "chunk them", "zeitachse", "done"}));
+  EXPECT_EQ(faenger.fehlerZeilen()[0],
+            "[hallkorb] Mikrofon nicht verfuegbar: sim 5: kein \"Mikrofon\"");
+  EXPECT_NE(faenger.fehler().find("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: "
+                                  "kein \"Mikrofon\"\nda\n"),
+            std::string::npos);
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U);
+}
+
+TEST_F(LiveAufnahmeTest, MissingSystemAudioDegradesTheRun) {
+  SimPlattform welt;
+  welt.systemGeraet.startFehler = Fehler{"hallkorb", 1, "kein Display gefunden"};
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(faenger.ausgabeZeilen()[0],
+            R"({"event":"degraded","channel":"them","message":"kein Display gefunden"})");
+  EXPECT_EQ(faenger.ausgabeZeilen()[1],
+            R"({"event":"started","mic":true,"system":false,"video":false,"echo":false,)"
+            R"("null_unix_ms":1700000000123})");
+  EXPECT_NE(faenger.fehler().find(
+                "[hallkorb] System-Audio nicht verfuegbar: hallkorb 1: kein Display gefunden\n"
+                "[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: kein Display "
+                "gefunden\n"),
+            std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, WithBothMissingTheRunEndsWithAnError) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(faenger.ausgabe(), R"({"event":"error","message":"kein Ton"})"
+                               "\n");
+}
+
+TEST_F(LiveAufnahmeTest, AnErrorWithoutADescriptionIsReplacedByTheMicrophones) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, ""};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(faenger.ausgabe(), R"({"event":"error","message":"kein Mikrofon"})"
+                               "\n");
+}
+
+TEST_F(LiveAufnahmeTest, ASignalWhileADeviceStartsStopsAtOnceAndInOrder) {
+  SimPlattform welt;
+  welt.mikrofonGeraet.startHaengt = true;
+  welt.systemGeraet.startHaengt = true;
+  welt.signal(0.05, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"zeitachse", "done"}));
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] Stop — schreibe Rest-Chunks\n");
+  EXPECT_LT(welt.jetzt(), 0.2);
+}
+
+TEST_F(LiveAufnahmeTest, ASignalWhileTheSecondDeviceStartsKeepsWhatTheFirstRecorded) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 2.0);
+  welt.systemGeraet.startHaengt = true;
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "chunk me", "zeitachse", "done"}));
+  EXPECT_NE(faenger.ausgabe().find(R"("mic":true,"system":false)"), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, AHostThatIsGoneEndsTheRunInOrder) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 9.0);
+  stetig(welt.systemGeraet, 0.1, 9.0);
+  welt.leserGeht(5.001);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] Standardausgabe geschlossen — Aufnahme endet\n"
+                                  "[hallkorb] Stop — schreibe Rest-Chunks\n"),
+            std::string::npos);
+  EXPECT_EQ(ausChunks("me").size(), 5U * 16000U);
+}
+
+TEST_F(LiveAufnahmeTest, AHostThatIsFoundGoneByALineEndsTheRunToo) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 60.0);
+  FileHandleTextOutput& ausgabe = FileHandleTextOutput::standardOutput();
+  const int vorher = ausgabe.handle;
+  int rohr[2];
+  ASSERT_EQ(::pipe(rohr), 0);
+  std::signal(SIGPIPE, SIG_IGN);
+  ausgabe.handle = rohr[1];
+  welt.am(3.0, [&] { ::close(rohr[0]); });
+  EXPECT_EQ(laufe(welt), 0);
+  ausgabe.handle = vorher;
+  ::close(rohr[1]);
+  EXPECT_LT(welt.jetzt(), 10.0);
+  EXPECT_NE(faenger.fehler().find("Standardausgabe geschlossen"), std::string::npos);
+  EXPECT_TRUE(std::filesystem::exists(ordner.pfad() + "/chunk_me_001.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, WithoutTheRawMicrophoneThereIsNoFile) {
+  config.rohMikro = false;
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_FALSE(std::filesystem::exists(ordner.pfad() + "/mikro_roh.wav"));
+  EXPECT_TRUE(std::filesystem::exists(ordner.pfad() + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, AtAnotherRateThereIsNoEchoPath) {
+  config.echo = true;
+  config.sampleRate = 48000.0;
+  SimPlattform welt;
+  welt.mikrofonGeraet.block(0.1, {48000.0, 2, true}, std::vector<float>(9600, 0.25F));
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("echo":false)"), std::string::npos);
+  EXPECT_EQ(faenger.ausgabe().find(R"("event":"echo")"), std::string::npos);
+}
+
+// White noise, which is what an echo canceller can be measured with.
+std::vector<float> rauschen(std::uint64_t saat, std::size_t n) {
+  std::mt19937_64 zufall(saat);
+  std::uniform_real_distribution<float> verteilung(-0.3F, 0.3F);
+  std::vector<float> samples(n);
+  for (float& x : samples)
+    x = verteilung(zufall);
+  return samples;
+}
+
+TEST_F(LiveAufnahmeTest, TheFarEndIsTakenOutOfTheMicrophoneAndTheRawFileKeepsIt) {
+  config.echo = true;
+  SimPlattform welt;
+  const auto fern = rauschen(7, 30 * 16000);
+  for (int b = 0; b < 1400; ++b) {
+    const double t = 0.1 + b * 0.02;
+    const auto von = static_cast<std::size_t>(b) * 320;
+    const std::vector<float> laut(fern.begin() + static_cast<std::ptrdiff_t>(von),
+                                  fern.begin() + static_cast<std::ptrdiff_t>(von + 320));
+    std::vector<float> leck(320);  // 40 ms later and weaker
+    for (std::size_t i = 0; i < 320; ++i)
+      leck[i] = von + i < 640 ? 0 : 0.4F * fern[von + i - 640];
+    welt.systemGeraet.block(t, MONO16, laut);
+    welt.mikrofonGeraet.block(t, MONO16, leck);
+  }
+  welt.signal(28.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_NE(zeilen[0].find(R"("mic":true,"system":true,"video":false,"echo":true)"),
+            std::string::npos);
+  const std::string& echo = zeilen[zeilen.size() - 3];
+  EXPECT_EQ(echo.rfind(R"({"event":"echo","verzoegerung_ms":)", 0), 0U) << echo;
+  EXPECT_NE(echo.find(R"(,"chunks_ohne_sprache":)"), std::string::npos);
+  EXPECT_EQ(echo.back(), '}');
+  double verzoegerung = 0;
+  EXPECT_EQ(std::sscanf(echo.c_str(), R"({"event":"echo","verzoegerung_ms":%lf)", &verzoegerung),
+            1);
+  EXPECT_NEAR(verzoegerung, 40, 17);
+  EXPECT_NE(zeilen[zeilen.size() - 2].find("zeitachse"), std::string::npos);
+
+  const auto roh = liesWav(ordner.pfad() + "/mikro_roh.wav");
+  ASSERT_TRUE(roh);
+  ASSERT_EQ(roh->size(), 28U * 16000U);
+  const auto energie = [](const std::vector<float>& x, std::size_t von) {
+    double summe = 0;
+    for (std::size_t i = von; i < x.size(); ++i)
+      summe += x[i] * x[i];
+    return summe;
+  };
+  EXPECT_GT(energie(*roh, 20 * 16000), 100 * energie(ausChunks("me"), 20 * 16000));
+  EXPECT_GT(energie(ausChunks("them"), 20 * 16000), 100.0);
+}
+
+TEST_F(LiveAufnahmeTest, WithoutSystemAudioTheEchoPathRunsWithoutReference) {
+  config.echo = true;
+  SimPlattform welt;
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("system":false,"video":false,"echo":false)"),
+            std::string::npos);
+  const std::string text = faenger.ausgabe();
+  EXPECT_NE(text.find(R"("event":"echo")"), std::string::npos);
+  EXPECT_EQ(text.find(R"("ohne_referenz":0,)"), std::string::npos);
+  EXPECT_NE(text.find(R"("sprache_ms":)"), std::string::npos);
+  EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 4U * 32000U);
+}
+
+TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
+  config.outDir = ordner.pfad() + "/a/b/c";
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_TRUE(std::filesystem::exists(config.outDir + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {
+  config.outDir = ordner.pfad() + "/datei";
+  std::ofstream(config.outDir) << "x";
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"started", "zeitachse", "done"}));
+  EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav kann nicht angelegt werden: "),
+            std::string::npos);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] WAV-Schreibfehler (me #0): "), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, ASourceThatGoesAndComesBackLeavesItsHoleAndItsTwoLines) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  stetig(welt.systemGeraet, 0.1, 1.1);
+  welt.systemGeraet.unterbrochen(1.2, Fehler{"pipewire", 32, "Verbindung verloren"});
+  welt.systemGeraet.fortgesetzt(2.1);
+  welt.systemGeraet.verloren(2.2, 3);
+  stetig(welt.systemGeraet, 2.1, 4.0);
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] SCStream gestoppt: Verbindung verloren\n"
+                                  "[hallkorb] System-Audio wieder da\n"),
+            std::string::npos);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] System-Audio: 3 Bloecke verloren"),
+            std::string::npos);
+  EXPECT_NE(faenger.ausgabe().find(R"("them":{"luecken":1,"luecken_ms":1000)"), std::string::npos);
+  EXPECT_NE(faenger.ausgabe().find(R"("me":{"luecken":0)"), std::string::npos);
+  EXPECT_EQ(ausChunks("me").size(), 4U * 16000U);
+  EXPECT_EQ(ausChunks("them").size(), 4U * 16000U);
+}
+
+TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
+  SimPlattform welt;
+  double t = 0.1;
+  const std::vector<PcmFormat> formate{
+      {16000, 1, true}, {48000, 2, true}, {48000, 2, false}, {32000, 6, true}, {16000, 1, true}};
+  for (int b = 0; b < 100; ++b) {
+    const PcmFormat& f = formate[static_cast<std::size_t>(b / 10) % formate.size()];
+    const auto frames = static_cast<std::size_t>(f.rate / 50);
+    const auto mono = aufnahme(t, frames, f.rate);
+    std::vector<float> samples(frames * f.channels, -0.9F);
+    for (std::size_t i = 0; i < frames; ++i)
+      samples[f.interleaved ? i * f.channels : i] = mono[i];
+    welt.mikrofonGeraet.block(t, f, samples);
+    t += 0.02;
+  }
+  welt.signal(3.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto strom = ausChunks("me");
+  ASSERT_EQ(strom.size(), 33600U);
+  for (std::size_t i = 1600; i < strom.size(); ++i) {
+    ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << i;
+  }
+}
+
+TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
+  struct Fall {
+    const char* option;
+    double Config::*feld;
+    double wert;
+    const char* text;
+  };
+  for (const Fall& f :
+       {Fall{"--rate", &Config::sampleRate, NAN, "--rate nan"},
+        Fall{"--rate", &Config::sampleRate, INFINITY, "--rate inf"},
+        Fall{"--rate", &Config::sampleRate, 1e300, "--rate 1e\\+300"},
+        Fall{"--chunk", &Config::chunkSeconds, 1e300, "\\(--chunk\\) von 1e\\+300 s"},
+        Fall{"--chunk", &Config::chunkSeconds, NAN, "\\(--chunk\\) von nan s"},
+        Fall{"--max", &Config::maxSeconds, -INFINITY, "\\(--max\\) von -inf s"}}) {
+    Config kaputt = config;
+    kaputt.*f.feld = f.wert;
+    EXPECT_EXIT(
+        {
+          FileHandleTextOutput::standardError().handle = 2;
+          SimPlattform welt;
+          (void)LiveAufnahme(kaputt, welt).laufe();
+        },
+        testing::KilledBySignal(SIGABRT),
+        std::string("^\\[hallkorb\\] Abbruch: [^\n]*") + f.text + "[^\n]*\n$");
+  }
+}
+
+TEST_F(LiveAufnahmeTest, ARateWithoutSamplesRecordsNothingAndEnds) {
+  for (const double rate : {0.0, -0.5, -5.0, -16000.0, 1e10}) {
+    SCOPED_TRACE(rate);
+    const AusgabeFaenger eigener;
+    config.sampleRate = rate;
+    SimPlattform welt;
+    if (rate < 1e6) stetig(welt.mikrofonGeraet, 0.1, 1.0);
+    welt.signal(1.001, SIGINT);
+    EXPECT_EQ(laufe(welt), 0);
+    const auto zeilen = eigener.ausgabeZeilen();
+    ASSERT_EQ(zeilen.size(), 3U);
+    EXPECT_EQ(zeilen[1],
+              R"({"event":"zeitachse",)"
+              R"("them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},)"
+              R"("me":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0}})");
+    EXPECT_EQ(zeilen[2], R"({"event":"done"})");
+  }
+}
+
+TEST_F(LiveAufnahmeTest, OddLengthsThatFitDoWhatTheySayAndLoseNothing) {
+  for (const double sekunden : {0.0, -1.0, -0.5, 1e-9, 5e14}) {
+    for (double Config::*feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
+      for (const bool turn : {true, false}) {
+        SCOPED_TRACE(testing::Message() << sekunden << (turn ? " turn" : " fixed"));
+        const AusgabeFaenger eigener;
+        Config seltsam = config;
+        seltsam.*feld = sekunden;
+        seltsam.turnMode = turn;
+        SimPlattform welt;
+        stetig(welt.mikrofonGeraet, 0.1, 3.0);
+        welt.signal(3.001, SIGINT);
+        EXPECT_EQ(LiveAufnahme(seltsam, welt).laufe(), 0);
+        const auto zeilen = eigener.ausgabeZeilen();
+        ASSERT_GE(zeilen.size(), 4U);
+        EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+        double ende = 0;
+        ASSERT_EQ(
+            std::sscanf(zeilen[zeilen.size() - 3].c_str(),
+                        R"({"chunk":%*d,"channel":"me","path":"%*[^"]","t0":%*f,"t1":%lf})", &ende),
+            1);
+        EXPECT_EQ(ende, 3.0);
+      }
+    }
+  }
+}
+
+// The video of the meeting window beside the two channels.
+
+class LiveVideoTest : public LiveAufnahmeTest {
+ protected:
+  LiveVideoTest() {
+    config.video = true;
+    stetig(welt.mikrofonGeraet, 0.1, 30.0);
+    stetig(welt.systemGeraet, 0.1, 30.0);
+    welt.bildschirm.windows = {sim::fenster(4, "us.zoom.xos", "Zoom \"Meeting\"")};
+  }
+
+  // Both channels hold every sample up to `sekunden`, each at its time.
+  void pruefeTon(std::size_t sekunden) const {
+    for (const std::string kanal : {"me", "them"}) {
+      const auto strom = ausChunks(kanal);
+      ASSERT_EQ(strom.size(), sekunden * 16000) << kanal;
+      for (std::size_t i = 4000; i < strom.size(); ++i) {
+        ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+      }
+    }
+    EXPECT_NE(faenger.ausgabe().find(R"("them":{"luecken":0,)"), std::string::npos);
+    EXPECT_NE(faenger.ausgabe().find(R"("me":{"luecken":0,)"), std::string::npos);
+  }
+
+  SimPlattform welt;
+};
+
+TEST_F(LiveVideoTest, AFinishedVideoIsToldBeforeTheLastChunks) {
+  welt.am(2.0, [this] { welt.bildschirm.bild(); });
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto folge = ereignisse();
+  EXPECT_EQ(std::vector<std::string>(folge.begin(), folge.begin() + 2),
+            (std::vector<std::string>{"started", "video_start"}));
+  EXPECT_EQ(std::vector<std::string>(folge.end() - 5, folge.end()),
+            (std::vector<std::string>{"video", "chunk them", "chunk me", "zeitachse", "done"}));
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_NE(zeilen[0].find(R"("video":true)"), std::string::npos);
+  EXPECT_EQ(zeilen[zeilen.size() - 5],
+            R"({"event":"video","path":")" + ordner.pfad() +
+                R"(/video.mp4","frames":2,"quelle":"Zoom · Zoom \"Meeting\""})");
+  pruefeTon(6);
+}
+
+TEST_F(LiveVideoTest, WithoutAMeetingThereIsNoVideoAndTheRestIsTheSame) {
+  welt.bildschirm.windows = {};
+  config.videoWarten = 4.0;
+  welt.signal(8.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto folge = ereignisse();
+  EXPECT_EQ(std::count(folge.begin(), folge.end(), "video_none"), 1);
+  EXPECT_EQ(std::count(folge.begin(), folge.end(), "video"), 0);
+  EXPECT_FALSE(std::filesystem::exists(ordner.pfad() + "/video.mp4"));
+  pruefeTon(8);
+}
+
+TEST_F(LiveVideoTest, WhoWantsNoVideoLeavesTheScreenAlone) {
+  config.video = false;
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(welt.bildschirm.inventare, 0U);
+  EXPECT_NE(faenger.ausgabe().find(R"("video":false)"), std::string::npos);
+}
+
+TEST_F(LiveVideoTest, OneChannelAloneHasItsVideoToo) {
+  welt.systemGeraet.startFehler = Fehler{"pipewire", 2, "kein Ton"};
+  welt.signal(6.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("event":"video",)"), std::string::npos);
+}
+
+TEST_F(LiveVideoTest, WithoutAnyChannelThereIsNoVideo) {
+  welt.systemGeraet.startFehler = Fehler{"pipewire", 2, "kein Ton"};
+  welt.mikrofonGeraet.startFehler = Fehler{"pipewire", 2, "kein Mikrofon"};
+  EXPECT_EQ(laufe(welt), 2);
+  EXPECT_EQ(welt.bildschirm.inventare, 0U);
+  EXPECT_EQ(ereignisse(), (std::vector<std::string>{"error"}));
+}
+
+// A call into the screen that takes ten seconds, from the beginning or in mid-recording.
+struct Haenger {
+  const char* was;
+  double sim::Bildschirm::*dauer;
+  double ab;
+};
+
+TEST_F(LiveVideoTest, AScreenThatHangsDelaysNoSoundAndTheStopByLessThanFiveSeconds) {
+  config.turnMode = false;
+  config.chunkSeconds = 0.5;
+  for (const Haenger& haenger :
+       {Haenger{"inventory", &sim::Bildschirm::inventarDauer, 0.0},
+        Haenger{"start", &sim::Bildschirm::startDauer, 0.0},
+        Haenger{"inventory in mid-recording", &sim::Bildschirm::inventarDauer, 3.0},
+        Haenger{"switch in mid-recording", &sim::Bildschirm::wechselDauer, 3.0}}) {
+    SCOPED_TRACE(haenger.was);
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    double ende = 0;
+    std::size_t begonnen = 0;
+    {
+      SimPlattform haengende;
+      sim::Bildschirm& schirm = haengende.bildschirm;
+      haengende.mikrofonGeraet = welt.mikrofonGeraet;
+      haengende.systemGeraet = welt.systemGeraet;
+      schirm.windows = welt.bildschirm.windows;
+      schirm.startHaengt = true;
+      haengende.am(haenger.ab, [&schirm, &haenger] {
+        schirm.*haenger.dauer = 10.0;
+        if (haenger.ab > 0) {
+          schirm.windows = {sim::fenster(5, "us.zoom.xos", "Zoom Webinar")};
+        }
+      });
+      // While the call hangs each channel tells its chunks as they become complete.
+      for (const double t : {5.0, 5.5, 6.0}) {
+        haengende.am(t, [&, t] {
+          const auto zeilen = eigenerFaenger.ausgabeZeilen();
+          for (const char* kanal : {R"("channel":"me")", R"("channel":"them")"}) {
+            const auto chunks = std::count_if(zeilen.begin(), zeilen.end(), [&](const auto& z) {
+              return z.find(kanal) != std::string::npos;
+            });
+            EXPECT_GE(static_cast<double>(chunks) * 0.5, t - 2.0) << kanal;
+          }
+        });
+      }
+      haengende.am(6.0, [&] { begonnen = schirm.inventare + schirm.aufrufe.size(); });
+      haengende.signal(6.001, SIGINT);
+      EXPECT_EQ(laufe(haengende), 0);
+      ende = haengende.jetzt();
+      // It did hang: nothing followed but the stop.
+      EXPECT_LE(schirm.inventare + schirm.aufrufe.size(), begonnen + 1);
+    }
+    EXPECT_GT(ende, 6.001 + 1.0);
+    EXPECT_LE(ende, 6.001 + 5.0);
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+    for (const std::string kanal : {"me", "them"}) {
+      const auto strom = ausChunks(kanal, zeilen);
+      ASSERT_EQ(strom.size(), 6U * 16000U) << kanal;
+      for (std::size_t i = 4000; i < strom.size(); ++i)
+        ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << kanal << i;
+      EXPECT_NE(zeilen[zeilen.size() - 2].find("\"" + kanal + R"(":{"luecken":0,)"),
+                std::string::npos);
+    }
+  }
+}
+
+TEST_F(LiveAufnahmeTest, WhatIsCutBeforeTheReportIsToldAfterIt) {
+  config.turnMode = false;
+  config.chunkSeconds = 0.1;
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 4.0);
+  welt.systemGeraet.startDauer = 2.5;
+  welt.systemGeraet.startFehler = Fehler{"sim", 1, "kein Ton"};
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto alle = ereignisse();
+  ASSERT_GE(alle.size(), 10U);
+  EXPECT_EQ(alle[0], "degraded");
+  EXPECT_EQ(alle[1], "started");
+  EXPECT_EQ(alle[2], "chunk me");
+  EXPECT_EQ(ausChunks("me").size(), 4U * 16000U);
+}
+
+// Devices that start late or not at all, lose blocks, jitter, go and come; a signal at any moment;
+// threads that are scheduled in any order. Whatever happens: the run ends, its lines keep their
+// order, and what the chunks hold is what was heard at their times.
+TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
+  for (std::uint64_t saat = 1; saat <= 150; ++saat) {
+    SCOPED_TRACE(saat);
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    std::mt19937_64 zufall(saat);
+    std::uniform_real_distribution<double> einheit(0, 1);
+    config.echo = saat % 3 == 0;
+    config.video = saat % 2 == 0;
+    SimPlattform welt(saat);
+    welt.bildschirm.inventarDauer = einheit(zufall);
+    welt.bildschirm.startDauer = einheit(zufall);
+    for (const double t : {einheit(zufall) * 3, 4 + einheit(zufall) * 3}) {
+      welt.am(t, [&welt, t] {
+        welt.bildschirm.windows = {sim::fenster(t < 4 ? 4 : 5, "us.zoom.xos", "Zoom Meeting")};
+        welt.bildschirm.bild();
+      });
+    }
+    int gestartet = 0;
+    for (sim::Geraet* g : {&welt.mikrofonGeraet, &welt.systemGeraet}) {
+      g->startDauer = einheit(zufall) * 0.5;
+      if (einheit(zufall) < 0.15) g->startFehler = Fehler{"sim", 1, "geht nicht"};
+      if (einheit(zufall) < 0.1) g->startHaengt = true;
+      gestartet += !g->startFehler && !g->startHaengt;
+      for (double t = 0.5; t < 8;) {
+        const auto frames = static_cast<std::size_t>(einheit(zufall) * 3000);
+        if (einheit(zufall) < 0.95) {
+          g->block(t, MONO16, aufnahme(t, frames), t + (einheit(zufall) - 0.5) * 0.004);
+        }
+        t += static_cast<double>(frames) / 16000.0;
+      }
+    }
+    const double ende = einheit(zufall) * 8;
+    welt.signal(ende, einheit(zufall) < 0.5 ? SIGINT : SIGTERM);
+    if (einheit(zufall) < 0.3) welt.signal(ende + einheit(zufall) * 0.1, SIGINT);
+    const int status = LiveAufnahme(config, welt).laufe();
+
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    ASSERT_FALSE(zeilen.empty());
+    if (status == 2) {
+      EXPECT_EQ(gestartet, 0);
+      EXPECT_EQ(zeilen.size(), 1U);
+      EXPECT_NE(zeilen[0].find(R"("event":"error")"), std::string::npos);
+      continue;
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+    ASSERT_GE(zeilen.size(), 2U);
+    EXPECT_EQ(zeilen[zeilen.size() - 2].rfind(R"({"event":"zeitachse")", 0), 0U);
+    // "degraded", "started", chunks among the video's events, and with an echo path its
+    // statistics: in this order.
+    const auto stelle = [](const std::string& z) {
+      if (z.find(R"("event":"degraded")") != std::string::npos) return 0;
+      if (z.find(R"("event":"started")") != std::string::npos) return 1;
+      if (z.rfind(R"({"chunk":)", 0) == 0 || z.rfind(R"({"event":"video)", 0) == 0) return 2;
+      if (z.find(R"("event":"echo")") != std::string::npos) return 3;
+      return z.find(R"("event":"zeitachse")") != std::string::npos ? 4 : 5;
+    };
+    EXPECT_TRUE(std::is_sorted(zeilen.begin(), zeilen.end(), [&](const auto& a, const auto& b) {
+      return stelle(a) < stelle(b);
+    }));
+    for (const int hoechstens_einmal : {0, 1, 3, 4, 5}) {
+      EXPECT_LE(std::count_if(zeilen.begin(), zeilen.end(),
+                              [&](const auto& z) { return stelle(z) == hoechstens_einmal; }),
+                1);
+    }
+    // What a chunk holds was heard at its time. The echo path may change the microphone, not shift
+    // it.
+    for (const std::string kanal : {"me", "them"}) {
+      if (config.echo && kanal == "me") continue;
+      const auto strom = ausChunks(kanal, zeilen);
+      std::size_t falsch = 0;
+      for (std::size_t i = 0; i < strom.size(); ++i) {
+        // 2 ms of jitter at the alignment, 3.3 ms of it at most between two blocks.
+        float naechster = 1;
+        for (int k = -40; k <= 40; ++k) {
+          naechster = std::min(naechster,
+                               std::abs(strom[i] - klang((static_cast<double>(i) + k) / 16000.0)));
+        }
+        falsch += strom[i] != 0 && naechster > 0.02F;
+      }
+      EXPECT_EQ(falsch, 0U) << kanal;
+    }
+    const auto roh = liesWav(eigener.pfad() + "/mikro_roh.wav");
+    if (roh && !config.echo) {
+      // The raw file holds the whole timeline, so no chunk ends after it.
+      EXPECT_LE(ausChunks("me", zeilen).size(), roh->size() + 160);
+    }
+    for (const auto& eintrag : std::filesystem::directory_iterator(eigener.pfad())) {
+      EXPECT_EQ(eintrag.path().extension(), ".wav");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,44 @@
+// The delay estimator in its literal form: every step in its place, nothing saved.
+//
+// The fast estimator is proven against this one; its header tells what the thing is for. Samples
+// are on the scale of 16-bit integers, lags are samples at 16 kHz. Everything is public: tests look
+// in.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "tests/oracles/echo/Fft.h"
+
+namespace hallkorb::referenz {
+
+class Verzoegerungsschaetzer {
+ public:
+  explicit Verzoegerungsschaetzer(double stoerung = 0.0);
+
+  std::optional<std::int64_t> fuettern(std::span<const double> neuesX,
+                                       std::span<const double> neuesD);
+
+  // The decision about the peak in a correlation of at least maxLag + 1 values: the lag if the peak
+  // is high and clear enough.
+  [[nodiscard]] std::optional<std::int64_t> spitze(const std::vector<double>& korrelation) const;
+  // What follows an accepted single estimate: median and hysteresis.
+  std::optional<std::int64_t> annehmen(std::int64_t lag);
+
+  static constexpr std::int64_t maxLag = 12800;
+  static constexpr std::int64_t fen = 32000;
+  static constexpr std::int64_t schritt = 8000;
+  std::vector<double> x;
+  std::vector<double> d;
+  std::int64_t seit = 0;
+  std::vector<std::int64_t> schaetzungen;
+  std::optional<std::int64_t> wert;
+
+ private:
+  Fft fft;
+  std::vector<double> xr, xi, dr, di;
+};
+
+}  // namespace hallkorb::referenz

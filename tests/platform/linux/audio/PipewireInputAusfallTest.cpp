@@ -1,0 +1,209 @@
+// Daemons that end, hang and come back, listeners that are slow, and a stop in each of these
+// states. Against the real daemon.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "platform/linux/audio/PipewireInput.h"
+#include "platform/linux/LinuxHostClock.h"
+#include "tests/support/Hoerer.h"
+#include "tests/support/PipewireSitzung.h"
+
+namespace hallkorb {
+namespace {
+
+using Stand = Hoerer::Stand;
+using Texte = std::vector<std::string>;
+
+class PipewireInputAusfall : public testing::Test {
+ protected:
+  void SetUp() override {
+    sitzung_.starte();
+    ASSERT_FALSE(mikrofon_.start(me_));
+    ASSERT_FALSE(system_.start(them_));
+  }
+  void TearDown() override {
+    // In whatever state they are.
+    for (PipewireInput* eingang : {&mikrofon_, &system_}) {
+      const auto anfang = std::chrono::steady_clock::now();
+      eingang->stop();
+      EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(2));
+    }
+    const std::size_t bloecke = me_.stand().bloecke.size() + them_.stand().bloecke.size();
+    sitzung_.signalAnDaemon(SIGCONT);
+    EXPECT_EQ(me_.stand().bloecke.size() + them_.stand().bloecke.size(), bloecke);
+    EXPECT_FALSE(me_.stand().mehrereFaeden);
+  }
+
+  // Waits for the n-th event of both, and for blocks after it if it is the return.
+  void erwarte(std::size_t n) {
+    for (Hoerer* hoerer : {&me_, &them_}) {
+      ASSERT_TRUE(hoerer->warteAufEreignis(n));
+      if (n % 2 == 0) {
+        ASSERT_TRUE(hoerer->warteAufBloecke(10));
+      }
+    }
+  }
+  void ereignisse(const Texte& texte) {
+    EXPECT_EQ(me_.stand().ereignisse, texte);
+    EXPECT_EQ(them_.stand().ereignisse, texte);
+  }
+
+  PipewireSitzung sitzung_;
+  Hoerer me_;
+  Hoerer them_;
+  PipewireInput mikrofon_{PipewireQuelle::MIKROFON};
+  PipewireInput system_{PipewireQuelle::SYSTEM_AUDIO};
+};
+
+constexpr const char* ABGERISSEN = "unterbrochen: die Verbindung zu PipeWire ist abgerissen";
+constexpr const char* KEINE_VERWALTUNG =
+    "unterbrochen: PipeWire laeuft ohne Sitzungsverwaltung (etwa WirePlumber), die Geraete "
+    "verbindet";
+constexpr const char* KEINE_DATEN = "unterbrochen: das Geraet liefert keine Daten";
+constexpr const char* WIEDER_DA = "fortgesetzt";
+
+TEST_F(PipewireInputAusfall, ComesBackWhenTheSessionIsKilledAndStartedAgain) {
+  for (std::size_t mal = 1; mal <= 2; ++mal) {
+    sitzung_.beendeDaemon(SIGKILL);
+    sitzung_.beendeVerwaltung(SIGKILL);
+    erwarte(2 * mal - 1);
+    sitzung_.starte();
+    erwarte(2 * mal);
+  }
+  ereignisse({ABGERISSEN, WIEDER_DA, ABGERISSEN, WIEDER_DA});
+}
+
+TEST_F(PipewireInputAusfall, ComesBackWhenTheDaemonEndsInOrder) {
+  sitzung_.beendeVerwaltung(SIGTERM);
+  sitzung_.beendeDaemon(SIGTERM);
+  erwarte(1);
+  sitzung_.starte();
+  erwarte(2);
+  EXPECT_EQ(me_.stand().ereignisse.size(), 2U);
+  EXPECT_EQ(them_.stand().ereignisse.size(), 2U);
+}
+
+// The devices of a real computer belong to the session manager and come and go with it.
+TEST_F(PipewireInputAusfall, ComesBackWhenTheSessionManagerIsKilledAndStartedAgain) {
+  sitzung_.beendeVerwaltung(SIGKILL);
+  erwarte(1);
+  sitzung_.entferne("mic");
+  sitzung_.entferne("speakers");
+  sitzung_.starteVerwaltung();
+  sitzung_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
+  sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+  erwarte(2);
+  ereignisse({KEINE_VERWALTUNG, WIEDER_DA});
+}
+
+TEST_F(PipewireInputAusfall, GoesOnWhenAHangingDaemonGoesOn) {
+  sitzung_.signalAnDaemon(SIGSTOP);
+  erwarte(1);
+  sitzung_.signalAnDaemon(SIGCONT);
+  erwarte(2);
+  ereignisse({KEINE_DATEN, WIEDER_DA});
+}
+
+TEST_F(PipewireInputAusfall, ComesBackWhenAHangingDaemonIsKilled) {
+  sitzung_.signalAnDaemon(SIGSTOP);
+  erwarte(1);
+  sitzung_.beendeVerwaltung(SIGKILL);
+  sitzung_.beendeDaemon(SIGKILL);
+  sitzung_.starte();
+  erwarte(2);
+  ereignisse({KEINE_DATEN, WIEDER_DA});
+}
+
+// The time limit of each is checked when the test is torn down.
+TEST_F(PipewireInputAusfall, StopsWithoutADaemon) {
+  sitzung_.beendeDaemon(SIGKILL);
+  erwarte(1);
+}
+
+TEST_F(PipewireInputAusfall, StopsWhileTheDaemonHangs) {
+  sitzung_.signalAnDaemon(SIGSTOP);
+  erwarte(1);
+}
+
+TEST_F(PipewireInputAusfall, StopsRightWhenTheDaemonBeginsToHang) {
+  sitzung_.signalAnDaemon(SIGSTOP);
+}
+
+TEST_F(PipewireInputAusfall, StopsWithoutASessionManager) {
+  sitzung_.beendeVerwaltung(SIGKILL);
+  erwarte(1);
+}
+
+TEST_F(PipewireInputAusfall, StopsWhileTheDevicesAreGone) {
+  sitzung_.entferne("mic");
+  sitzung_.entferne("speakers");
+  erwarte(1);
+}
+
+// A listener that is held up: everything waits in the ring, and the stop hands it over.
+TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
+  mikrofon_.stop();
+  Hoerer langsam;
+  PipewireInput eingang(PipewireQuelle::MIKROFON);
+  std::promise<void> freigabe;
+  const std::shared_future<void> frei = freigabe.get_future().share();
+  std::promise<void> erster;
+  bool gemeldet = false;
+  langsam.imBlock = [&] {
+    if (!gemeldet) erster.set_value();
+    gemeldet = true;
+    frei.wait();
+  };
+  std::thread start([&] { EXPECT_FALSE(eingang.start(langsam)); });
+  erster.get_future().wait();
+  ASSERT_TRUE(them_.warteAufBloecke(60));  // the other channel goes on, and tells the time
+  const double vorStop = LinuxHostClock().sekunden();
+  std::thread stop([&] { eingang.stop(); });
+  freigabe.set_value();
+  stop.join();
+  start.join();
+  const Stand stand = langsam.stand();
+  const Hoerer::Block& letzter = stand.bloecke.back();
+  EXPECT_GE(stand.bloecke.size(), 58U);
+  EXPECT_GE(letzter.zeit + letzter.dauer, vorStop - 0.1);
+  EXPECT_LT(stand.groessteAbweichung(), 0.005);
+  EXPECT_TRUE(stand.ereignisse.empty());
+}
+
+// The ring holds 4096 blocks; with the shortest graph cycle that is not quite three seconds.
+TEST_F(PipewireInputAusfall, TellsOfWhatIsLostBeyondTheRing) {
+  mikrofon_.stop();
+  sitzung_.setze("clock.force-quantum", 32);
+  ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.size() == 32; }));
+  Hoerer langsam;
+  PipewireInput eingang(PipewireQuelle::MIKROFON);
+  std::promise<void> freigabe;
+  const std::shared_future<void> frei = freigabe.get_future().share();
+  langsam.imBlock = [&] { frei.wait(); };
+  std::thread start([&] { EXPECT_FALSE(eingang.start(langsam)); });
+  ASSERT_TRUE(them_.warteAufBloecke(6000));
+  freigabe.set_value();
+  ASSERT_TRUE(langsam.warteAuf([](const Stand& s) { return s.verloren > 0; }));
+  ASSERT_TRUE(langsam.warteAufBloecke(2000));
+  eingang.stop();
+  start.join();
+  const Stand stand = langsam.stand();
+  EXPECT_EQ(stand.ereignisse, Texte{"verloren"});
+  EXPECT_GT(stand.verloren, 500U);
+  // One hole, as long as what was lost; before and after it all is there.
+  double loch = 0.0;
+  for (std::size_t i = 1; i < stand.bloecke.size(); ++i) {
+    const Hoerer::Block& vorher = stand.bloecke[i - 1];
+    loch = std::max(loch, stand.bloecke[i].zeit - vorher.zeit - vorher.dauer);
+  }
+  EXPECT_NEAR(loch, static_cast<double>(stand.verloren) * 32 / 48000, 0.02);
+}
+
+}  // namespace
+}  // namespace hallkorb

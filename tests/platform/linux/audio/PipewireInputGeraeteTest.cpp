@@ -1,0 +1,349 @@
+// What is recorded, at which times, and what happens when the devices change. Against the real
+// daemon with virtual devices.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <future>
+
+#include "platform/linux/audio/PipewireInput.h"
+#include "tests/support/Hoerer.h"
+#include "tests/support/PipewireSitzung.h"
+#include "tests/support/PipewireSpieler.h"
+
+namespace hallkorb {
+namespace {
+
+using Geraete = PipewireSitzung::Geraete;
+using Stand = Hoerer::Stand;
+
+constexpr double PI = 3.14159265358979323846;
+
+// A block of silence and a block with something in it.
+bool still(const Hoerer::Block& block) {
+  for (const float sample : block.samples) {
+    if (sample != 0.0F) return false;
+  }
+  return true;
+}
+
+class PipewireInputGeraete : public testing::Test {
+ protected:
+  void starteBeide() {
+    ASSERT_FALSE(mikrofon_.start(me_));
+    ASSERT_FALSE(system_.start(them_));
+  }
+  void TearDown() override {
+    mikrofon_.stop();
+    system_.stop();
+    EXPECT_FALSE(me_.stand().mehrereFaeden);
+    EXPECT_FALSE(them_.stand().mehrereFaeden);
+  }
+
+  PipewireSitzung sitzung_;
+  Hoerer me_;
+  Hoerer them_;
+  PipewireInput mikrofon_{PipewireQuelle::MIKROFON};
+  PipewireInput system_{PipewireQuelle::SYSTEM_AUDIO};
+};
+
+TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
+  sitzung_.starte();
+  starteBeide();
+  for (Hoerer* hoerer : {&me_, &them_}) {
+    ASSERT_TRUE(hoerer->warteAufBloecke(150));
+    const Stand stand = hoerer->stand();
+    EXPECT_LT(stand.groessteAbweichung(), 0.005);
+    EXPECT_TRUE(stand.ereignisse.empty());
+    EXPECT_EQ(stand.bloecke.back().format.rate, 48000.0);
+    EXPECT_TRUE(still(stand.bloecke.back()));
+  }
+  EXPECT_EQ(me_.stand().bloecke.back().format.channels, 1U);
+  EXPECT_EQ(them_.stand().bloecke.back().format.channels, 2U);
+}
+
+// The player's tone is a function of the host time; what it is in the recording, by the times of
+// the blocks, tells how far off they are.
+class PipewireInputZeit : public PipewireInputGeraete, public testing::WithParamInterface<int> {
+ protected:
+  static constexpr double FREQUENZ = 441.0;
+
+  // Largest error of the last blocks' times, in seconds.
+  static double zeitfehler(const Stand& stand, std::size_t bloecke) {
+    double groesster = 0.0;
+    for (std::size_t i = stand.bloecke.size() - bloecke; i < stand.bloecke.size(); ++i) {
+      const Hoerer::Block& block = stand.bloecke[i];
+      // Least squares of a sine and a cosine.
+      double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
+      for (std::size_t k = 0; k < block.samples.size(); ++k) {
+        const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
+        const double c = std::cos(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
+        const double s = std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
+        const double x = block.samples[k];
+        cc += c * c, ss += s * s, cs += c * s, xc += x * c, xs += x * s;
+      }
+      const double sinus = xs * cc - xc * cs;
+      const double cosinus = xc * ss - xs * cs;
+      EXPECT_GT(std::hypot(sinus, cosinus) / (cc * ss - cs * cs), 0.4) << "not the tone";
+      groesster = std::max(groesster, std::abs(std::atan2(cosinus, sinus)) / (2 * PI * FREQUENZ));
+    }
+    return groesster;
+  }
+  static float ton(double zeit) {
+    return static_cast<float>(0.5 * std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0)));
+  }
+};
+
+TEST_P(PipewireInputZeit, IsTheCaptureTimeOfTheFirstSample) {
+  sitzung_.starte();
+  sitzung_.setze("clock.force-rate", GetParam());
+  const PipewireSpieler a(sitzung_, "spieler-a", "speakers:playback_FL", ton);
+  const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", ton);
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(60));
+  ASSERT_TRUE(them_.warteAufBloecke(60));
+  EXPECT_EQ(me_.stand().bloecke.back().format.rate, GetParam());
+  EXPECT_EQ(them_.stand().bloecke.back().format.rate, 48000.0);
+  EXPECT_LT(zeitfehler(me_.stand(), 20), 0.0005);
+  EXPECT_LT(zeitfehler(them_.stand(), 20), 0.0005);
+}
+
+INSTANTIATE_TEST_SUITE_P(GraphRates, PipewireInputZeit, testing::Values(48000, 44100, 96000));
+
+// Two clicks at host times that are known, one for each channel, of which the recording must know.
+TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
+  sitzung_.starte();
+  const auto klick = [](double zeit) { return std::fmod(zeit, 0.5) < 0.001 ? 1.0F : 0.0F; };
+  const PipewireSpieler a(sitzung_, "spieler-a", "speakers:playback_FL", klick);
+  const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", klick);
+  starteBeide();
+  for (Hoerer* hoerer : {&me_, &them_}) {
+    ASSERT_TRUE(hoerer->warteAufBloecke(100));
+    int klicks = 0;
+    float vorher = 0.0F;
+    for (const Hoerer::Block& block : hoerer->stand().bloecke) {
+      for (std::size_t k = 0; k < block.samples.size(); ++k) {
+        const float sample = block.samples[k];
+        if (sample > 0.5F && vorher < 0.5F) {
+          const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
+          EXPECT_NEAR(zeit, std::round(zeit * 2.0) / 2.0, 0.001);
+          ++klicks;
+        }
+        vorher = sample;
+      }
+    }
+    EXPECT_GE(klicks, 3);
+  }
+}
+
+TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
+  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
+  sitzung_.neuesGeraet("vier", "Audio/Source/Virtual", "FL,FR,RL,RR", 3000);
+  ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "vier"; }));
+  const PipewireSpieler spieler(sitzung_, "spieler", "vier:input_FL", [](double) { return 0.5F; });
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(20));
+  const Hoerer::Block letzter = me_.stand().bloecke.back();
+  EXPECT_EQ(letzter.format, (PcmFormat{48000.0, 4, true}));
+  EXPECT_EQ(letzter.samples, std::vector<float>(letzter.samples.size(), 0.5F));
+}
+
+TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
+  sitzung_.starte();
+  sitzung_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 1);
+  const PipewireSpieler spieler(sitzung_, "spieler", "zweites:input_FL",
+                                [](double) { return 0.5F; });
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  EXPECT_TRUE(still(me_.stand().bloecke.back()));
+  sitzung_.waehle("source", "zweites");
+  ASSERT_TRUE(me_.warteAuf([](const Stand& s) {
+    return s.bloecke.back().format.channels == 2 && s.bloecke.back().samples.back() == 0.5F;
+  }));
+  sitzung_.waehle("source", "mic");
+  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 1; }));
+  ASSERT_TRUE(me_.warteAufBloecke(60));
+  EXPECT_TRUE(me_.stand().ereignisse.empty());  // a move is no interruption
+  EXPECT_LT(me_.stand().groessteAbweichung(), 0.5);
+  EXPECT_LT(them_.stand().groessteAbweichung(), 0.005);  // the other channel knows nothing of it
+}
+
+TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
+  sitzung_.starte();
+  sitzung_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 2400);
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  sitzung_.entferne("mic");
+  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 2; }));
+  ASSERT_TRUE(me_.warteAufBloecke(60));
+  EXPECT_TRUE(me_.stand().ereignisse.empty());
+}
+
+// The far end must never get into the near end's channel: without a microphone the session manager
+// calls the loudspeakers' monitor the default source, and moves streams there.
+TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
+  sitzung_.starte();
+  const auto laut = [](double) { return 0.5F; };
+  const PipewireSpieler links(sitzung_, "spieler-l", "speakers:playback_FL", laut);
+  const PipewireSpieler rechts(sitzung_, "spieler-r", "speakers:playback_FR", laut);
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+
+  for (int mal = 0; mal < 3; ++mal) {
+    const std::size_t ereignisse = me_.stand().ereignisse.size();
+    sitzung_.entferne("mic");
+    ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 1));
+    EXPECT_EQ(
+        me_.stand().ereignisse.back(),
+        "unterbrochen: kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des "
+        "Ausgabegeraets");
+    EXPECT_EQ(sitzung_.standard("source"), "speakers");
+    ASSERT_TRUE(them_.warteAufBloecke(30));
+    sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+    ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 2));
+    EXPECT_EQ(me_.stand().ereignisse.back(), "fortgesetzt");
+    ASSERT_TRUE(me_.warteAufBloecke(30));
+  }
+  const Stand stand = me_.stand();
+  EXPECT_EQ(stand.ereignisse.size(), 6U);
+  for (const Hoerer::Block& block : stand.bloecke)
+    EXPECT_TRUE(still(block));
+  EXPECT_EQ(them_.stand().bloecke.back().samples.back(), 0.5F);
+  EXPECT_TRUE(them_.stand().ereignisse.empty());
+  EXPECT_LT(them_.stand().groessteAbweichung(), 0.005);
+}
+
+// The same when the capture's thread could not look for a second, and the session manager had all
+// the time to move the stream.
+TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitorWhenTheListenerIsSlow) {
+  sitzung_.starte();
+  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+                                [](double) { return 0.5F; });
+  std::atomic<bool> halte{false};
+  std::promise<void> gehalten;
+  std::promise<void> freigabe;
+  me_.imBlock = [&] {
+    if (!halte.exchange(false)) return;
+    gehalten.set_value();
+    freigabe.get_future().wait();
+  };
+  starteBeide();
+  halte = true;
+  gehalten.get_future().wait();
+  sitzung_.entferne("mic");
+  ASSERT_TRUE(them_.warteAufBloecke(50));
+  freigabe.set_value();
+  ASSERT_TRUE(me_.warteAufEreignis(1));
+  for (const Hoerer::Block& block : me_.stand().bloecke)
+    EXPECT_TRUE(still(block));
+}
+
+TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
+  sitzung_.starte();
+  const PipewireSpieler links(sitzung_, "spieler", "speakers:playback_FL",
+                              [](double) { return 0.5F; });
+  starteBeide();
+  sitzung_.waehle("source", "speakers");
+  ASSERT_TRUE(me_.warteAufEreignis(1));
+  sitzung_.waehle("source", "mic");
+  ASSERT_TRUE(me_.warteAufEreignis(2));
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  for (const Hoerer::Block& block : me_.stand().bloecke)
+    EXPECT_TRUE(still(block));
+}
+
+// In a patch bay everybody may draw any cord.
+TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
+  sitzung_.starte();
+  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+                                [](double) { return 0.5F; });
+  starteBeide();
+  for (int mal = 0; mal < 5; ++mal) {
+    ASSERT_TRUE(me_.warteAufBloecke(10));
+    sitzung_.befehl({"pw-link", "speakers:monitor_FL", "hallkorb.mikrofon:input_MONO"});
+  }
+  ASSERT_TRUE(me_.warteAufBloecke(60));
+  const std::vector<Hoerer::Block> bloecke = me_.stand().bloecke;
+  EXPECT_TRUE(std::all_of(bloecke.end() - 50, bloecke.end(), still));
+}
+
+TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
+  sitzung_.starte();
+  starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  sitzung_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
+  ASSERT_TRUE(me_.warteAufEreignis(2));
+  ASSERT_TRUE(me_.warteAufBloecke(5));
+  EXPECT_EQ(
+      me_.stand().ereignisse,
+      (std::vector<std::string>{"unterbrochen: das Geraet liefert keine Daten", "fortgesetzt"}));
+}
+
+TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
+  sitzung_.starte();
+  sitzung_.neuesGeraet("kopfhoerer", "Audio/Sink", "FL,FR", 1);
+  const PipewireSpieler spieler(sitzung_, "spieler", "kopfhoerer:playback_FL",
+                                [](double) { return 0.5F; });
+  starteBeide();
+  ASSERT_TRUE(them_.warteAufBloecke(5));
+  sitzung_.waehle("sink", "kopfhoerer");
+  ASSERT_TRUE(
+      them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.back() == 0.5F; }));
+  sitzung_.entferne("kopfhoerer");
+  ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return still(s.bloecke.back()); }));
+  ASSERT_TRUE(them_.warteAufBloecke(60));
+  EXPECT_TRUE(them_.stand().ereignisse.empty());
+  EXPECT_LT(me_.stand().groessteAbweichung(), 0.005);
+}
+
+TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
+  sitzung_.starte();
+  const PipewireSpieler spieler(sitzung_, "spieler", "mic:input_MONO", [](double) { return 0.5F; });
+  starteBeide();
+  for (int mal = 0; mal < 2; ++mal) {
+    const std::size_t ereignisse = them_.stand().ereignisse.size();
+    sitzung_.entferne("speakers");
+    ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 1));
+    EXPECT_EQ(them_.stand().ereignisse.back(),
+              "unterbrochen: kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
+    sitzung_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
+    ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 2));
+    EXPECT_EQ(them_.stand().ereignisse.back(), "fortgesetzt");
+    ASSERT_TRUE(them_.warteAufBloecke(20));
+  }
+  for (const Hoerer::Block& block : them_.stand().bloecke)
+    EXPECT_TRUE(still(block));
+  EXPECT_TRUE(me_.stand().ereignisse.empty());
+  EXPECT_LT(me_.stand().groessteAbweichung(), 0.005);
+}
+
+TEST_F(PipewireInputGeraete, FormatAndBlockLengthMayChangeAtAnyTime) {
+  sitzung_.starte();
+  starteBeide();
+  const auto stelle = [&](const char* was, int wert, double rate, std::size_t laenge) {
+    sitzung_.setze(was, wert);
+    for (Hoerer* hoerer : {&me_, &them_}) {
+      EXPECT_TRUE(hoerer->warteAuf([&](const Stand& s) {
+        const Hoerer::Block& b = s.bloecke.back();
+        const double graph = hoerer == &me_ ? rate : 48000.0;
+        return b.format.rate == graph &&
+               (laenge == 0 || std::abs(b.dauer * rate - static_cast<double>(laenge)) < 2);
+      })) << was
+          << " " << wert;
+    }
+  };
+  stelle("clock.force-rate", 44100, 44100, 0);
+  stelle("clock.force-quantum", 256, 44100, 256);
+  stelle("clock.force-rate", 96000, 96000, 256);
+  stelle("clock.force-quantum", 4096, 96000, 4096);
+  stelle("clock.force-rate", 48000, 48000, 4096);
+  stelle("clock.force-quantum", 0, 48000, 1024);
+  ASSERT_TRUE(me_.warteAufBloecke(50));
+  EXPECT_TRUE(me_.stand().ereignisse.empty());
+  EXPECT_TRUE(them_.stand().ereignisse.empty());
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,145 @@
+// How a start ends when something is missing, and what stop() does to it. Against the real daemon.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+#include "platform/linux/audio/PipewireInput.h"
+#include "tests/support/Hoerer.h"
+#include "tests/support/PipewireSitzung.h"
+
+namespace hallkorb {
+namespace {
+
+using Geraete = PipewireSitzung::Geraete;
+
+double sekundenFuer(const std::function<void()>& arbeit) {
+  const auto anfang = std::chrono::steady_clock::now();
+  arbeit();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - anfang).count();
+}
+
+class PipewireInputStart : public testing::Test {
+ protected:
+  // Starts an input of this kind, within the time that a start may take; its error's description,
+  // or "ok".
+  std::string starte(PipewireQuelle quelle) {
+    Hoerer hoerer;
+    PipewireInput eingang(quelle);
+    Ergebnis ergebnis;
+    EXPECT_LT(sekundenFuer([&] { ergebnis = eingang.start(hoerer); }), 3.0);
+    EXPECT_LT(sekundenFuer([&] { eingang.stop(); }), 2.0);
+    const Hoerer::Stand stand = hoerer.stand();
+    EXPECT_EQ(ergebnis.has_value(), stand.bloecke.empty());
+    EXPECT_TRUE(stand.ereignisse.empty());
+    return ergebnis ? ergebnis->description : "ok";
+  }
+  std::string mikrofon() { return starte(PipewireQuelle::MIKROFON); }
+  std::string systemAudio() { return starte(PipewireQuelle::SYSTEM_AUDIO); }
+
+  PipewireSitzung sitzung_;
+};
+
+constexpr const char* KEIN_DAEMON =
+    "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung?";
+constexpr const char* KEINE_VERWALTUNG =
+    "PipeWire laeuft ohne Sitzungsverwaltung (etwa WirePlumber), die Geraete verbindet";
+constexpr const char* KEIN_MIKROFON = "kein Mikrofon gefunden";
+constexpr const char* NUR_MONITOR =
+    "kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des Ausgabegeraets";
+constexpr const char* KEINE_AUSGABE =
+    "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse";
+
+TEST_F(PipewireInputStart, SucceedsWithBothDevices) {
+  sitzung_.starte();
+  EXPECT_EQ(mikrofon(), "ok");
+  EXPECT_EQ(systemAudio(), "ok");
+}
+
+TEST_F(PipewireInputStart, FailsWithoutADaemon) {
+  EXPECT_EQ(mikrofon(), KEIN_DAEMON);
+  EXPECT_EQ(systemAudio(), KEIN_DAEMON);
+}
+
+TEST_F(PipewireInputStart, FailsWithoutARuntimeFolder) {
+  ::unsetenv("XDG_RUNTIME_DIR");
+  EXPECT_EQ(mikrofon(), KEIN_DAEMON);
+  EXPECT_EQ(systemAudio(), KEIN_DAEMON);
+}
+
+TEST_F(PipewireInputStart, FailsWithoutASessionManager) {
+  sitzung_.starteDaemon();
+  EXPECT_EQ(mikrofon(), KEINE_VERWALTUNG);
+  EXPECT_EQ(systemAudio(), KEINE_VERWALTUNG);
+}
+
+TEST_F(PipewireInputStart, FailsWithoutAnyDevice) {
+  sitzung_.starte(Geraete::KEINE);
+  EXPECT_EQ(mikrofon(), KEIN_MIKROFON);
+  EXPECT_EQ(systemAudio(), KEINE_AUSGABE);
+}
+
+TEST_F(PipewireInputStart, TakesASinksMonitorForNoMicrophone) {
+  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
+  ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "speakers"; }));
+  EXPECT_EQ(mikrofon(), NUR_MONITOR);
+  EXPECT_EQ(systemAudio(), "ok");
+}
+
+TEST_F(PipewireInputStart, TakesAMicrophoneForNoSystemAudio) {
+  sitzung_.starte(Geraete::NUR_MIKROFON);
+  EXPECT_EQ(mikrofon(), "ok");
+  EXPECT_EQ(systemAudio(), KEINE_AUSGABE);
+}
+
+TEST_F(PipewireInputStart, FailsWhenTheDaemonDoesNotAnswer) {
+  sitzung_.starte();
+  sitzung_.signalAnDaemon(SIGSTOP);
+  EXPECT_EQ(mikrofon(), "PipeWire antwortet nicht");
+  EXPECT_EQ(systemAudio(), "PipeWire antwortet nicht");
+  sitzung_.signalAnDaemon(SIGCONT);
+  EXPECT_EQ(mikrofon(), "ok");
+}
+
+TEST_F(PipewireInputStart, WaitsForADeviceThatIsJustComing) {
+  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
+  std::string ergebnis;
+  std::thread start([&] { ergebnis = mikrofon(); });
+  sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+  start.join();
+  EXPECT_EQ(ergebnis, "ok");
+}
+
+TEST_F(PipewireInputStart, IsCancelledByAStop) {
+  sitzung_.starteDaemon();  // nobody connects anything: the start would wait
+  for (const PipewireQuelle quelle : {PipewireQuelle::MIKROFON, PipewireQuelle::SYSTEM_AUDIO}) {
+    Hoerer hoerer;
+    PipewireInput eingang(quelle);
+    Ergebnis ergebnis;
+    std::thread start([&] { ergebnis = eingang.start(hoerer); });
+    EXPECT_LT(sekundenFuer([&] { eingang.stop(); }), 0.9);  // the start alone would take one
+    start.join();
+    ASSERT_TRUE(ergebnis);
+    EXPECT_EQ(ergebnis->description, "der Start wurde abgebrochen");
+  }
+}
+
+TEST_F(PipewireInputStart, IsImpossibleAfterAStopAndAfterAStart) {
+  sitzung_.starte();
+  Hoerer hoerer;
+  PipewireInput gestoppt(PipewireQuelle::MIKROFON);
+  gestoppt.stop();
+  EXPECT_TRUE(gestoppt.start(hoerer));
+  PipewireInput gestartet(PipewireQuelle::MIKROFON);
+  EXPECT_FALSE(gestartet.start(hoerer));
+  EXPECT_TRUE(gestartet.start(hoerer));
+  gestartet.stop();
+  gestartet.stop();
+  EXPECT_TRUE(gestartet.start(hoerer));
+}
+
+}  // namespace
+}  // namespace hallkorb

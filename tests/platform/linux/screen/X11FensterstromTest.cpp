@@ -1,0 +1,385 @@
+// The moving picture of real windows.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/screen/X11Verbindung.h"
+#include "tests/support/Bildsammler.h"
+#include "tests/support/X11Sitzung.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr double ABSTAND = 1.0 / 15.0;
+constexpr double WEILE = 0.5;  // in which a moving window gives several pictures
+
+constexpr std::uint32_t BLAU = 0x2060A0;
+constexpr std::uint32_t ROT = 0xC01020;
+constexpr std::uint32_t GRUEN = 0x10B030;
+
+// How many pixels have another colour.
+int andereAls(const Aufnahme& bild, std::uint32_t farbe) {
+  int anzahl = 0;
+  for (int y = 0; y < bild.hoehe; ++y) {
+    for (int x = 0; x < bild.breite; ++x)
+      anzahl += bild.farbe(x, y) != farbe ? 1 : 0;
+  }
+  return anzahl;
+}
+
+// How pictures come is all the same to the one who gets them.
+class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
+ public:
+  ~X11Fensterstrom() override {
+    if (strom_) strom_->stop();
+  }
+
+ protected:
+  explicit X11Fensterstrom(X11Sitzung::Verwalter verwalter = X11Sitzung::Verwalter::OPENBOX)
+      : sitzung_(verwalter) {
+    setzeHostClock(uhr_);
+  }
+
+  // Starts with the window and returns its first picture.
+  std::optional<Aufnahme> starte(const Fensterprogramm& fenster, bool mitZeiger = false) {
+    strom_ =
+        X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, mitZeiger, 5});
+    const Ergebnis fehler = strom_->start(fenster.id(), sammler_);
+    EXPECT_FALSE(fehler) << fehler->gedruckt();
+    return sammler_.warteAufBild();
+  }
+  // How many pictures come in a while. The last change may give two: its event can be read after
+  // the picture that shows it already.
+  std::size_t neueInEinerWeile() {
+    const std::size_t vorher = sammler_.zeiten().size();
+    sammler_.warteAufAnzahl(std::numeric_limits<std::size_t>::max(), WEILE);
+    return sammler_.zeiten().size() - vorher;
+  }
+  std::optional<Aufnahme> warteAufFarbe(std::uint32_t farbe) {
+    return sammler_.warteAuf([=](const Aufnahme& bild) { return bild.farbe(5, 5) == farbe; });
+  }
+
+  LinuxHostClock uhr_;
+  X11Sitzung sitzung_;
+  Bildsammler sammler_;
+  std::unique_ptr<WindowStream> strom_;
+};
+
+INSTANTIATE_TEST_SUITE_P(, X11Fensterstrom,
+                         testing::Values(X11ScreenCapture::Weg::SEGMENT,
+                                         X11ScreenCapture::Weg::SOCKET),
+                         [](const auto& wert) {
+                           return wert.param == X11ScreenCapture::Weg::SEGMENT ? "Segment"
+                                                                               : "Socket";
+                         });
+
+TEST_P(X11Fensterstrom, TheFirstPictureComesThoughNothingMoves) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "640", "400"});
+  const double vorher = hostSekunden();
+  const auto bild = starte(*fenster);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->breite, 640);
+  EXPECT_EQ(bild->hoehe, 400);
+  EXPECT_EQ(bild->farbe(0, 0), BLAU);
+  EXPECT_EQ(bild->farbe(639, 399), BLAU);
+  EXPECT_GT(bild->zeit, vorher);
+  EXPECT_LT(bild->zeit, hostSekunden());
+}
+
+TEST_P(X11Fensterstrom, AStillWindowGivesOnePictureAndEachChangeAnother) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  // A window that is redirected may be asked to draw what had been covered; now it has.
+  fenster->tu("gleiche");
+  EXPECT_LE(neueInEinerWeile(), 2U);
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+  EXPECT_LE(neueInEinerWeile(), 1U);
+}
+
+TEST_P(X11Fensterstrom, NeverFasterThanAllowed) {
+  const auto fenster = sitzung_.fenster({"--bewegt", "60"});
+  ASSERT_TRUE(starte(*fenster));
+  ASSERT_TRUE(sammler_.warteAufAnzahl(20));
+  strom_->stop();
+  const std::vector<double> zeiten = sammler_.zeiten();
+  for (std::size_t i = 1; i < zeiten.size(); ++i)
+    EXPECT_GE(zeiten[i] - zeiten[i - 1], ABSTAND);
+}
+
+TEST_P(X11Fensterstrom, AWindowThatIsCoveredIsRecordedWhole) {
+  const auto fenster =
+      sitzung_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse", "400", "300"});
+  const auto deckel =
+      sitzung_.fenster({"--farbe", "C01020", "--ort", "50", "50", "--groesse", "800", "600"});
+  deckel->tu("vorn");
+  ASSERT_TRUE(starte(*fenster));
+  fenster->tu("farbe 10B030");
+  const auto bild = warteAufFarbe(GRUEN);
+  ASSERT_TRUE(bild);
+  for (const int x : {0, 200, 399}) {
+    for (const int y : {0, 150, 299})
+      EXPECT_EQ(bild->farbe(x, y), GRUEN) << x << " " << y;
+  }
+}
+
+TEST_P(X11Fensterstrom, AWindowOffTheScreenIsRecordedWhole) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  fenster->tu("ort -300 -200");
+  ASSERT_TRUE(
+      sitzung_.warteAuf(fenster->id(), [](const ScreenWindow& f) { return f.x == -300.0; }));
+  ASSERT_TRUE(starte(*fenster));
+  fenster->tu("farbe 10B030");
+  const auto bild = warteAufFarbe(GRUEN);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->farbe(0, 0), GRUEN);
+  EXPECT_EQ(bild->farbe(399, 299), GRUEN);
+}
+
+TEST_P(X11Fensterstrom, FollowsTheWindowsSize) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  ASSERT_TRUE(starte(*fenster));
+  const auto mitGroesse = [&](int breite, int hoehe) {
+    return sammler_.warteAuf([=](const Aufnahme& bild) {
+      return bild.breite == breite && bild.hoehe == hoehe &&
+             bild.farbe(breite - 1, hoehe - 1) == BLAU;
+    });
+  };
+  fenster->tu("groesse 1000 700");
+  EXPECT_TRUE(mitGroesse(1000, 700));
+  fenster->tu("groesse 250 201");
+  EXPECT_TRUE(mitGroesse(250, 201));
+}
+
+TEST_P(X11Fensterstrom, AMinimisedWindowGivesNothingUntilItIsBack) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  fenster->tu("minimiere");
+  fenster->tu("bewegt 30");
+  EXPECT_FALSE(
+      sammler_.warteAuf([](const Aufnahme& bild) { return bild.farbe(5, 5) != BLAU; }, WEILE));
+  fenster->tu("bewegt 0");
+  fenster->tu("farbe 10B030");
+  fenster->tu("zeige");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+  EXPECT_TRUE(sammler_.fehler().empty());
+}
+
+TEST_P(X11Fensterstrom, AWindowMayBeMinimisedFromTheStart) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  fenster->tu("minimiere");
+  strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  fenster->tu("zeige");
+  EXPECT_TRUE(warteAufFarbe(BLAU));
+}
+
+TEST_P(X11Fensterstrom, AClosedWindowIsNoErrorAndAnotherOneCanFollow) {
+  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  ASSERT_TRUE(starte(*eines));
+  eines->schliesse();
+  EXPECT_FALSE(strom_->wechsle(anderes->id()));
+  EXPECT_TRUE(warteAufFarbe(ROT));
+  EXPECT_TRUE(sammler_.fehler().empty());
+}
+
+TEST_P(X11Fensterstrom, EachChangeOfTheWindowGivesAPicture) {
+  const auto eines = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020", "--groesse", "500", "200"});
+  ASSERT_TRUE(starte(*eines));
+  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  const auto bild = warteAufFarbe(ROT);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->breite, 500);
+  ASSERT_FALSE(strom_->wechsle(eines->id()));
+  EXPECT_TRUE(warteAufFarbe(BLAU));
+  // To the one that it is at already.
+  eines->tu("gleiche");
+  neueInEinerWeile();
+  ASSERT_FALSE(strom_->wechsle(eines->id()));
+  EXPECT_TRUE(warteAufFarbe(BLAU));
+}
+
+TEST_P(X11Fensterstrom, WhereAChangeFailsTheOldWindowStays) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  const Ergebnis fehler = strom_->wechsle(0x7FFFFFF);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->domain, "x11");
+  EXPECT_EQ(fehler->description, "das Fenster 134217727 kann nicht aufgenommen werden");
+  fenster->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+}
+
+TEST_P(X11Fensterstrom, SeveralRecordOneWindow) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  Bildsammler zweiter;
+  const auto strom =
+      X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  ASSERT_FALSE(strom->start(fenster->id(), zweiter));
+  ASSERT_TRUE(zweiter.warteAufBild());
+  fenster->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+  EXPECT_TRUE(zweiter.warteAuf([](const Aufnahme& bild) { return bild.farbe(5, 5) == GRUEN; }));
+  strom->stop();
+}
+
+TEST_P(X11Fensterstrom, ThePointerIsInThePictureWhileItIsOverTheWindow) {
+  sitzung_.setzeZeiger(1500, 900);
+  const auto fenster = sitzung_.fenster(
+      {"--farbe", "2060A0", "--ort", "0", "0", "--ohne-rahmen", "--groesse", "400", "300"});
+  fenster->tu("zeigerform 68");  // an arrow, its tip at the top left, here red in white
+  const auto ohne = starte(*fenster, true);
+  ASSERT_TRUE(ohne);
+  const auto punkte = [](const Aufnahme& bild) { return andereAls(bild, BLAU); };
+  EXPECT_EQ(punkte(*ohne), 0);
+
+  const auto frame = sitzung_.finde(fenster->id());
+  ASSERT_TRUE(frame);
+  const int links = static_cast<int>(frame->x);
+  const int oben = static_cast<int>(frame->y);
+  sitzung_.setzeZeiger(links + 200, oben + 150);
+  const auto mit = sammler_.warteAuf([&](const Aufnahme& bild) { return punkte(bild) > 20; });
+  ASSERT_TRUE(mit);
+  EXPECT_NE(mit->farbe(201, 152), BLAU);
+  EXPECT_LT(punkte(*mit), 500);
+
+  // Out again: the motion alone is a change.
+  sitzung_.setzeZeiger(1500, 900);
+  EXPECT_TRUE(sammler_.warteAuf([&](const Aufnahme& bild) { return punkte(bild) == 0; }));
+}
+
+TEST_P(X11Fensterstrom, ThePointerOverAnotherWindowIsNotInThePicture) {
+  sitzung_.setzeZeiger(1500, 900);
+  const auto fenster =
+      sitzung_.fenster({"--farbe", "2060A0", "--ort", "0", "0", "--groesse", "800", "600"});
+  const auto deckel =
+      sitzung_.fenster({"--farbe", "C01020", "--ort", "100", "100", "--groesse", "300", "300"});
+  deckel->tu("vorn");
+  ASSERT_TRUE(starte(*fenster, true));
+  const auto mitZeiger = [](const Aufnahme& bild) { return andereAls(bild, BLAU) > 0; };
+  sitzung_.setzeZeiger(250, 250);
+  EXPECT_FALSE(sammler_.warteAuf(mitZeiger, WEILE));
+  sitzung_.setzeZeiger(600, 400);
+  EXPECT_TRUE(sammler_.warteAuf(mitZeiger));
+}
+
+// A frame as a window manager makes one: a child of the root window that takes the window in.
+class Rahmen {
+ public:
+  Rahmen(const std::string& display, std::uint32_t fenster) : verbindung_(display) {
+    if (verbindung_.oeffne()) throw std::runtime_error("no X server");
+    xcb_connection_t* c = verbindung_.get();
+    id_ = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, id_, verbindung_.schirm().root, 20, 20, 800, 700, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_reparent_window(c, fenster, id_, 5, 25);
+    zeige();
+  }
+
+  void zeige() {
+    xcb_map_window(verbindung_.get(), id_);
+    gleiche();
+  }
+  void verstecke() {
+    xcb_unmap_window(verbindung_.get(), id_);
+    gleiche();
+  }
+  // Goes into another frame itself.
+  void zieheUm(const Rahmen& neuer) {
+    xcb_reparent_window(verbindung_.get(), id_, neuer.id_, 0, 0);
+    gleiche();
+  }
+
+ private:
+  void gleiche() {
+    const X11Antwort<xcb_get_input_focus_reply_t> fertig(xcb_get_input_focus_reply(
+        verbindung_.get(), xcb_get_input_focus(verbindung_.get()), nullptr));
+  }
+
+  X11Verbindung verbindung_;
+  xcb_window_t id_ = XCB_NONE;
+};
+
+// Of what becomes of its frame a window is told nothing.
+class X11FensterstromImRahmen : public X11Fensterstrom {
+ protected:
+  X11FensterstromImRahmen() : X11Fensterstrom(X11Sitzung::Verwalter::KEINER) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(, X11FensterstromImRahmen,
+                         testing::Values(X11ScreenCapture::Weg::SEGMENT,
+                                         X11ScreenCapture::Weg::SOCKET));
+
+TEST_P(X11FensterstromImRahmen, AFrameThatWasAwayShowsTheWindowAnew) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(sitzung_.display(), fenster->id());
+  ASSERT_TRUE(starte(*fenster));
+  for (const auto& [befehl, farbe] : {std::pair{"farbe C01020", ROT}, {"farbe 10B030", GRUEN}}) {
+    rahmen.verstecke();
+    rahmen.zeige();
+    fenster->tu(befehl);
+    EXPECT_TRUE(warteAufFarbe(farbe)) << befehl;
+  }
+}
+
+TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(sitzung_.display(), fenster->id());
+  rahmen.verstecke();
+  strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  EXPECT_FALSE(sammler_.warteAufBild(WEILE));
+  rahmen.zeige();
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+}
+
+TEST_P(X11FensterstromImRahmen, AFrameMayComeWhileTheWindowIsRecordedAndMoveIntoAnother) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  Rahmen innen(sitzung_.display(), fenster->id());
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+  innen.verstecke();
+  innen.zeige();
+  fenster->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+  const auto anderes = sitzung_.fenster({});
+  Rahmen aussen(sitzung_.display(), anderes->id());
+  innen.zieheUm(aussen);
+  fenster->tu("farbe 2060A0");
+  EXPECT_TRUE(warteAufFarbe(BLAU));
+  aussen.verstecke();
+  aussen.zeige();
+  fenster->tu("farbe C01020");
+  EXPECT_TRUE(warteAufFarbe(ROT));
+}
+
+TEST_P(X11FensterstromImRahmen, WindowsThatShareAFrameFollowEachOther) {
+  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  Rahmen rahmen(sitzung_.display(), eines->id());
+  Rahmen karte(sitzung_.display(), anderes->id());
+  karte.zieheUm(rahmen);
+  ASSERT_TRUE(starte(*eines));
+  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(warteAufFarbe(ROT));
+  rahmen.verstecke();
+  rahmen.zeige();
+  anderes->tu("farbe 10B030");
+  EXPECT_TRUE(warteAufFarbe(GRUEN));
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,250 @@
+// What is left of a video when its recording does not end in order.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/video/H264Schreiber.h"
+#include "platform/linux/video/Mp4Umbau.h"
+#include "tests/support/Ffmpeg.h"
+#include "tests/support/Prozess.h"
+#include "tests/support/TempOrdner.h"
+#include "tests/support/Testbild.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr VideoEinstellungen EINSTELLUNGEN{1280, 800, 1'400'000, 30, 15.0};
+constexpr double VERLUST = 2.0;  // seconds that a killed process may cost
+
+class H264SchreiberAusfall : public testing::Test {
+ protected:
+  H264SchreiberAusfall() { setzeHostClock(uhr_); }
+
+  // The time of picture `nummer`, once the recording program has written it.
+  static double warteAufBild(Prozess& programm, int nummer) {
+    while (true) {
+      const std::string zeile = programm.liesZeile(30.0);
+      if (std::stoi(zeile) == nummer) return std::stod(zeile.substr(zeile.find(' ')));
+    }
+  }
+  // 0 while nothing is in it.
+  double dauer() {
+    return std::strtod(videoEigenschaften(pfad_)["format.duration"].c_str(), nullptr);
+  }
+
+  LinuxHostClock uhr_;
+  TempOrdner ordner_;
+  const std::string pfad_ = ordner_ / "video.mp4";
+};
+
+TEST_F(H264SchreiberAusfall, KilledWhileThePictureMoves) {
+  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1000"});
+  const double zuletzt = warteAufBild(programm, 60);
+  programm.beende(SIGKILL);
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  const auto pakete = videoPakete(pfad_);
+  ASSERT_FALSE(pakete.empty());
+  EXPECT_GE(dauer(), zuletzt - VERLUST);
+  EXPECT_GE(pakete.back().zeit, zuletzt - VERLUST);
+  EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
+}
+
+TEST_F(H264SchreiberAusfall, KilledEarly) {
+  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1000"});
+  warteAufBild(programm, 0);
+  programm.beende(SIGKILL);
+  // Nothing may be in it yet, but it is a video file.
+  EXPECT_EQ(videoEigenschaften(pfad_)["codec_name"], "h264");
+}
+
+TEST_F(H264SchreiberAusfall, KilledWhilePicturesComeSlowly) {
+  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "0.8", "1000"});
+  const double zuletzt = warteAufBild(programm, 3);
+  programm.beende(SIGKILL);
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_GE(dauer(), zuletzt - VERLUST);
+}
+
+TEST_F(H264SchreiberAusfall, KilledWhileThePictureStandsStill) {
+  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1"});
+  warteAufBild(programm, 0);
+  const double anfang = hostSekunden();
+  // The file itself tells that time goes on in it.
+  double gelesen = 0.0;
+  while (gelesen < 3.0 && hostSekunden() - anfang < 20.0)
+    gelesen = dauer();
+  const double vergangen = hostSekunden() - anfang;
+  programm.beende(SIGKILL);
+  EXPECT_GE(gelesen, 3.0);
+  EXPECT_GE(dauer(), vergangen - VERLUST);
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_EQ(videoPakete(pfad_).size(), 1U);
+}
+
+TEST_F(H264SchreiberAusfall, LeftWithoutAnEndItStaysInFragments) {
+  {
+    H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
+    ASSERT_TRUE(schreiber.starte(5.0));
+    ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(5.0)));
+    ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0xC01020).alsBild(6.0)));
+  }
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_EQ(videoPakete(pfad_).size(), 2U);
+}
+
+TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
+  constexpr double LANGE = 25'000.0;
+  for (const bool gesichert : {false, true}) {
+    SCOPED_TRACE(gesichert);
+    schweigeLibav();
+    H264Kodierer kodierer;
+    ASSERT_FALSE(kodierer.oeffne(EINSTELLUNGEN));
+    FragmentDatei datei;
+    ASSERT_FALSE(datei.beginne(pfad_, kodierer.strom()));
+    const LibavZeiger<AVFrame> bild(av_frame_alloc());
+    bild->format = AV_PIX_FMT_YUV420P;
+    bild->width = EINSTELLUNGEN.breite;
+    bild->height = EINSTELLUNGEN.hoehe;
+    ASSERT_GE(av_frame_get_buffer(bild.get(), 0), 0);
+    Letterbox letterbox;
+    ASSERT_FALSE(letterbox.zeichne(Testbild(640, 400, 0x2060A0).alsBild(0.0), *bild));
+    for (const double zeit : {0.0, LANGE, 2 * LANGE}) {
+      bild->pts = static_cast<std::int64_t>(zeit * H264Kodierer::TAKT);
+      AVPacket* paket = nullptr;
+      ASSERT_FALSE(kodierer.kodiere(*bild, paket));
+      ASSERT_FALSE(datei.schreibe(*paket));
+      if (!gesichert) continue;
+      ASSERT_FALSE(datei.sichere());
+    }
+    ASSERT_FALSE(datei.sichere());
+    ASSERT_FALSE(datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TAKT)));
+    ASSERT_FALSE(datei.schliesse());
+    const auto pakete = videoPakete(pfad_);
+    ASSERT_EQ(pakete.size(), 3U);
+    for (std::size_t i = 0; i < pakete.size(); ++i)
+      EXPECT_NEAR(pakete[i].zeit, static_cast<double>(i) * LANGE, 0.002);
+    EXPECT_NEAR(dauer(), 3 * LANGE, 0.002);
+    EXPECT_EQ(dekodierFehler(pfad_), "");
+  }
+}
+
+TEST_F(H264SchreiberAusfall, AFolderThatIsNotThere) {
+  H264Schreiber schreiber(ordner_ / "nicht/da.mp4", EINSTELLUNGEN);
+  EXPECT_FALSE(schreiber.starte(0.0));
+  EXPECT_FALSE(schreiber.schreibt());
+  EXPECT_FALSE(schreiber.bereit());
+  ASSERT_TRUE(schreiber.fehler());
+  EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(ENOENT, "Videodatei"));
+  EXPECT_FALSE(schreiber.schliesseAb(1.0));
+}
+
+TEST_F(H264SchreiberAusfall, APathThatIsAFolder) {
+  ::mkdir(pfad_.c_str(), 0755);
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
+  EXPECT_FALSE(schreiber.starte(0.0));
+  EXPECT_EQ(schreiber.fehler()->domain, "posix");
+}
+
+TEST_F(H264SchreiberAusfall, AFailureAtTheEndLeavesTheRecording) {
+  // Where the new file would grow lies a folder.
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
+  ASSERT_TRUE(schreiber.starte(0.0));
+  ::mkdir(umbauPfad(pfad_).c_str(), 0755);
+  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(0.0)));
+  EXPECT_FALSE(schreiber.schliesseAb(7.0));
+  ASSERT_TRUE(schreiber.fehler());
+  EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(EISDIR, "Abschluss der Videodatei"));
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_NEAR(dauer(), 7.0, 0.002);
+}
+
+// A file system too small for the video.
+class VolleScheibe : public H264SchreiberAusfall {
+ protected:
+  // Lowers the largest size that a file of this process may have, which fails writes as a full disk
+  // does.
+  class Grenze {
+   public:
+    explicit Grenze(rlim_t bytes) {
+      ::getrlimit(RLIMIT_FSIZE, &vorher_);
+      const rlimit klein{bytes, vorher_.rlim_max};
+      ::setrlimit(RLIMIT_FSIZE, &klein);
+      alt_ = std::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~Grenze() {
+      ::setrlimit(RLIMIT_FSIZE, &vorher_);
+      std::signal(SIGXFSZ, alt_);
+    }
+    Grenze(const Grenze&) = delete;
+    Grenze& operator=(const Grenze&) = delete;
+
+   private:
+    rlimit vorher_{};
+    void (*alt_)(int) = nullptr;
+  };
+
+  // Appends noise until the writer has failed.
+  static void fuelle(H264Schreiber& schreiber) {
+    Testbild bild(1280, 800, 0);
+    for (int i = 1; schreiber.schreibt(); ++i) {
+      bild.rausche(static_cast<std::uint32_t>(i));
+      if (!schreiber.bereit() || !schreiber.haengeAn(bild.alsBild(i / 15.0)))
+        std::this_thread::yield();
+    }
+  }
+};
+
+TEST_F(VolleScheibe, EndsTheVideoWithTheLastWholeFragment) {
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
+  ASSERT_TRUE(schreiber.starte(0.0));
+  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(0.0)));
+  // A first fragment is on the disk, and then there is room for no other.
+  while (schreiber.schreibt() && videoPakete(pfad_).empty()) {
+  }
+  {
+    const Grenze grenze(dateiBytes(pfad_).size() + 1000);
+    fuelle(schreiber);
+    EXPECT_FALSE(schreiber.bereit());
+    ASSERT_TRUE(schreiber.fehler());
+    EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(EFBIG, "Videodatei"));
+    EXPECT_FALSE(schreiber.haengeAn(Testbild(640, 400, 0).alsBild(1000.0)));
+    EXPECT_FALSE(schreiber.schliesseAb(1001.0));
+  }
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  EXPECT_EQ(videoPakete(pfad_).size(), 1U);
+  EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
+}
+
+TEST_F(VolleScheibe, NoRoomForTheNewFileLeavesTheRecording) {
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
+  ASSERT_TRUE(schreiber.starte(0.0));
+  Testbild bild(1280, 800, 0);
+  bild.rausche(1);
+  ASSERT_TRUE(schreiber.haengeAn(bild.alsBild(0.0)));
+  ASSERT_TRUE(schreiber.schliesseAb(1.0));
+  const auto groesse = dateiBytes(pfad_).size();
+
+  const Grenze grenze(groesse / 2);
+  EXPECT_EQ(*baueUm(pfad_, H264Kodierer::TAKT),
+            Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
+  EXPECT_EQ(dateiBytes(pfad_).size(), groesse);
+  EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
+}
+
+TEST_F(H264SchreiberAusfall, WhatIsNoVideoCannotBeFinished) {
+  legeAn(pfad_, {1, 2, 3});
+  EXPECT_EQ(baueUm(pfad_, 1)->domain, "libav");
+  EXPECT_EQ(dateiBytes(pfad_), (std::vector<std::uint8_t>{1, 2, 3}));
+}
+
+}  // namespace
+}  // namespace hallkorb

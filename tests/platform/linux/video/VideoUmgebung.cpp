@@ -1,0 +1,18 @@
+// The tests of single parts of the video begin where the writer has already loaded its libraries.
+#include <gtest/gtest.h>
+
+#include "platform/linux/video/Libav.h"
+
+namespace hallkorb {
+namespace {
+
+class Bibliotheken : public testing::Environment {
+ public:
+  void SetUp() override { ASSERT_FALSE(ladeLibav()); }
+};
+
+[[maybe_unused]] const auto* const bibliotheken =
+    testing::AddGlobalTestEnvironment(new Bibliotheken);
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,442 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <deque>
+#include <thread>
+
+#include "platform/macos/audio/MacInput.h"
+#include "platform/macos/Fehlertexte.h"
+#include "tests/platform/macos/Buch.h"
+
+namespace hallkorb {
+namespace {
+
+using std::chrono::milliseconds;
+
+const Fehler WEG{"SCStreamErrorDomain", -3805, "Verbindung unterbrochen"};
+const Fehler KAPUTT{"AVFoundation", -1, "geht nicht"};
+const Fehler NEIN{SCREEN_CAPTURE_DOMAIN, -3801, "nein"};
+
+// What the test does with the device while the input has it.
+struct Skript {
+  enum class Art { gelingt, scheitert, wartet, haengt };
+  struct Oeffnung {
+    Art art = Art::gelingt;
+    Fehler fehler = {};
+  };
+
+  Buch buch;
+  std::mutex lock;
+  std::condition_variable neues;
+  std::deque<Oeffnung> oeffnungen;  // the last one counts for all later
+  std::vector<std::weak_ptr<BlockEmpfaenger>> empfaenger;
+  bool weiter = false;        // lets an opening that hangs go on
+  bool letzterBlock = false;  // closing hands a last block over
+  std::thread::id abgebautVon = {};
+  std::atomic<bool> laeuft{false};          // in spite of what it has told
+  std::optional<Fehler> waehrendOeffnen{};  // is told while it is opened
+
+  std::shared_ptr<BlockEmpfaenger> sitzung(std::size_t nummer) {
+    const std::lock_guard halter(lock);
+    return empfaenger.at(nummer).lock();
+  }
+};
+
+class Geraet final : public AudioGeraet {
+ public:
+  explicit Geraet(Skript& skript) : skript_(skript) {}
+  ~Geraet() override {
+    skript_.abgebautVon = std::this_thread::get_id();
+    skript_.buch.schreibe("weg");
+  }
+
+  Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
+                  const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist) override {
+    Skript::Oeffnung oeffnung;
+    {
+      const std::lock_guard halter(skript_.lock);
+      skript_.empfaenger.push_back(std::move(empfaenger));
+      if (!skript_.oeffnungen.empty()) oeffnung = skript_.oeffnungen.front();
+      if (skript_.oeffnungen.size() > 1) skript_.oeffnungen.pop_front();
+    }
+    skript_.buch.schreibe("oeffne");
+    if (skript_.waehrendOeffnen) {
+      skript_.sitzung(skript_.empfaenger.size() - 1)->ausgefallen(*skript_.waehrendOeffnen);
+    }
+    switch (oeffnung.art) {
+      case Skript::Art::gelingt:
+        return std::nullopt;
+      case Skript::Art::scheitert:
+        return oeffnung.fehler;
+      case Skript::Art::wartet: {
+        Antwort<Ergebnis> nie(stelle);
+        return warteAuf(nie, *stelle, Wartestelle::Uhr::now() + std::chrono::hours(1), "niemand");
+      }
+      case Skript::Art::haengt: {
+        std::unique_lock halter(skript_.lock);
+        skript_.neues.wait(halter, [this] { return skript_.weiter; });
+        return std::nullopt;
+      }
+    }
+    return std::nullopt;
+  }
+
+  bool laeuft() override {
+    const bool laeuft = skript_.laeuft;
+    if (laeuft) skript_.buch.schreibe("laeuft noch");
+    return laeuft;
+  }
+  void schliesse() override {
+    if (skript_.letzterBlock) {
+      if (const auto e = skript_.sitzung(skript_.empfaenger.size() - 1)) e->block({});
+    }
+    skript_.buch.schreibe("schliesse");
+  }
+
+ private:
+  Skript& skript_;
+};
+
+class Hoerer final : public AudioInputListener {
+ public:
+  explicit Hoerer(Buch& buch) : buch_(buch) {}
+  void block(const PcmBlock& block) override {
+    buch_.schreibe("block " + std::to_string(block.frames));
+  }
+  void unterbrochen(const Fehler& fehler) override {
+    buch_.schreibe("unterbrochen: " + fehler.description);
+  }
+  void fortgesetzt() override { buch_.schreibe("fortgesetzt"); }
+  void verloren(std::uint64_t) override { buch_.schreibe("verloren"); }
+
+ private:
+  Buch& buch_;
+};
+
+PcmBlock block(std::uint32_t frames) {
+  PcmBlock b;
+  b.frames = frames;
+  return b;
+}
+
+// Lets the looks for silence follow each other at once, each after one block.
+class Zeitraffer final : public Wartestelle {
+ public:
+  static constexpr milliseconds STILLE = std::chrono::hours(100);
+  static constexpr std::uint32_t BLICKE = 3;
+
+  explicit Zeitraffer(Skript& skript) : skript_(skript) {}
+
+ private:
+  bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) override {
+    if (frist < Uhr::now() + STILLE / 2) return Wartestelle::schlafe(halter, frist);
+    if (blicke_ == BLICKE) {
+      skript_.buch.schreibe("genug gesehen");
+      ++blicke_;
+    }
+    if (blicke_ > BLICKE) return Wartestelle::schlafe(halter, frist);
+    ++blicke_;
+    halter.unlock();
+    if (const auto sitzung = skript_.sitzung(0)) sitzung->block(block(blicke_));
+    halter.lock();
+    return false;
+  }
+
+  Skript& skript_;
+  std::uint32_t blicke_ = 0;  // the input's thread
+};
+
+class MacInputTest : public testing::Test {
+ protected:
+  MacInputTest() { zeiten.abstand = milliseconds(0); }
+
+  MacInput& eingang() {
+    if (!eingang_) {
+      eingang_ = std::make_unique<MacInput>("probe", std::make_unique<Geraet>(skript), zeiten);
+    }
+    return *eingang_;
+  }
+  void oeffnungen(std::deque<Skript::Oeffnung> o) { skript.oeffnungen = std::move(o); }
+
+  Skript skript;
+  Hoerer hoerer{skript.buch};
+  MacInput::Zeiten zeiten;
+
+ private:
+  std::unique_ptr<MacInput> eingang_;
+};
+
+TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  const auto sitzung = skript.sitzung(0);
+  sitzung->block(block(1));
+  sitzung->block(block(2));
+  eingang().stop();
+  sitzung->block(block(3));
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "block 1", "block 2", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, WhatClosingTheDeviceStillDeliversReachesTheListener) {
+  skript.letzterBlock = true;
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "block 0", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, AFailedStartSaysWhyAndClosesTheDevice) {
+  oeffnungen({{Skript::Art::scheitert, KAPUTT}});
+  EXPECT_EQ(eingang().start(hoerer), KAPUTT);
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, AfterAFailedStartNothingReachesTheListener) {
+  oeffnungen({{Skript::Art::haengt, {}}});
+  zeiten.start = milliseconds(0);
+  EXPECT_EQ(eingang().start(hoerer),
+            (Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"}));
+  static_cast<void>(skript.buch.warteAuf(1));
+  skript.sitzung(0)->block(block(1));
+  {
+    const std::lock_guard halter(skript.lock);
+    skript.weiter = true;
+  }
+  skript.neues.notify_all();
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, ACallThatNeverReturnsHoldsUpNeitherStartNorStop) {
+  oeffnungen({{Skript::Art::haengt, {}}});
+  zeiten.start = milliseconds(0);
+  zeiten.abbau = milliseconds(0);
+  EXPECT_NE(eingang().start(hoerer), std::nullopt);
+  eingang().stop();
+  EXPECT_EQ(skript.buch.warteAuf(1), (Eintraege{"oeffne"}));
+  {
+    const std::lock_guard halter(skript.lock);
+    skript.weiter = true;
+  }
+  skript.neues.notify_all();
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, AStopEndsAStartThatWaits) {
+  oeffnungen({{Skript::Art::wartet, {}}});
+  zeiten.start = std::chrono::hours(1);
+  std::thread stopp([this] {
+    static_cast<void>(skript.buch.warteAuf(1));
+    eingang().stop();
+  });
+  EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
+  stopp.join();
+  EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, AStopBeforeTheStartMakesItFail) {
+  eingang().stop();
+  EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
+  EXPECT_EQ(skript.buch.eintraege(), Eintraege{});
+}
+
+TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  const auto sitzung = skript.sitzung(0);  // as a callback of the system would hold it
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege().back(), "weg");
+  EXPECT_NE(skript.abgebautVon, std::this_thread::get_id());
+}
+
+TEST_F(MacInputTest, ALostDeviceIsToldClosedAndOpenedAnew) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  EXPECT_EQ(skript.buch.warteAuf(4),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
+}
+
+TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(4));
+  static_cast<void>(skript.buch.nimm());
+  skript.sitzung(1)->block(block(5));
+  skript.sitzung(1)->block(block(6));
+  EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"fortgesetzt", "block 5", "block 6"}));
+}
+
+TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
+  oeffnungen({{}, {Skript::Art::scheitert, KAPUTT}, {Skript::Art::scheitert, WEG}, {}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  EXPECT_EQ(skript.buch.warteAuf(8),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
+                       "schliesse", "oeffne", "schliesse", "oeffne"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(4));
+  skript.sitzung(1)->ausgefallen(KAPUTT);
+  EXPECT_EQ(skript.buch.warteAuf(6),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
+                       "schliesse", "oeffne"}));
+}
+
+TEST_F(MacInputTest, WhatComesLateOfAnEarlierOpeningIsIgnored) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  const auto alte = skript.sitzung(0);
+  alte->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(4));
+  alte->block(block(1));
+  alte->ausgefallen(KAPUTT);
+  skript.sitzung(1)->block(block(2));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
+                       "fortgesetzt", "block 2", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, WhatTheUserHasEndedStaysEnded) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(NEIN);
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "unterbrochen: nein"}));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: nein", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
+  oeffnungen({{}, {Skript::Art::scheitert, NEIN}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(5));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
+                       "schliesse", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
+  zeiten.abstand = std::chrono::hours(1);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(3));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "schliesse",
+                       "weg"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatFallsSilentWithoutAWordIsOpenedAnew) {
+  zeiten.stille = milliseconds(1);
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(
+      skript.buch.warteAuf(4),
+      (Eintraege{"oeffne", "schliesse", "unterbrochen: das Geraet liefert nichts mehr", "oeffne"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatDeliversBetweenTwoLooksIsNotSilent) {
+  zeiten.stille = Zeitraffer::STILLE;
+  MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
+                    std::make_shared<Zeitraffer>(skript));
+  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  EXPECT_EQ(skript.buch.warteAuf(5),
+            (Eintraege{"oeffne", "block 1", "block 2", "block 3", "genug gesehen"}));
+}
+
+TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
+  skript.laeuft = true;
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->ausgefallen(WEG);
+  static_cast<void>(skript.buch.warteAuf(2));
+  skript.sitzung(0)->block(block(1));
+  skript.laeuft = false;
+  skript.sitzung(0)->ausgefallen(KAPUTT);
+  EXPECT_EQ(skript.buch.warteAuf(6), (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse",
+                                                "unterbrochen: geht nicht", "oeffne"}));
+}
+
+TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
+  skript.waehrendOeffnen = WEG;
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(skript.buch.warteAuf(4),
+            (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
+}
+
+TEST_F(MacInputTest, AChangeThatTheOpeningItselfMakesIsNone) {
+  skript.waehrendOeffnen = WEG;
+  skript.laeuft = true;
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(2));
+  skript.sitzung(0)->block(block(1));
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(),
+            (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) {
+  zeiten.abstand = milliseconds(2);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = milliseconds(9);
+  const auto anfang = Wartestelle::Uhr::now();
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  // Nothing is delivered, so only the first loss is told.
+  for (std::size_t verlust = 0; verlust < 5; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
+  }
+  EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(2 + 4 + 8 + 9 + 9));
+}
+
+// That nothing was amiss at a look for silence does not make a later loss one by silence.
+TEST_F(MacInputTest, ADeviceThatDeliveredBeforeItWasLostEarlyIsOpenedEverMoreSeldom) {
+  zeiten.abstand = milliseconds(2);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = milliseconds(9);
+  zeiten.stille = Zeitraffer::STILLE;
+  MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
+                    std::make_shared<Zeitraffer>(skript));
+  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(5));  // opened, three blocks, enough seen
+  const auto anfang = Wartestelle::Uhr::now();
+  for (std::size_t verlust = 0; verlust < 3; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(8 + 2 * verlust));
+  }
+  EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(4 + 8));
+}
+
+// With a pause that grew, the test would run into its time limit.
+TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
+  zeiten.abstand = milliseconds(1);
+  zeiten.frueh = milliseconds(0);
+  zeiten.laengsterAbstand = std::chrono::hours(1);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  for (std::size_t verlust = 0; verlust < 30; ++verlust) {
+    skript.sitzung(verlust)->ausgefallen(WEG);
+    static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
+  }
+}
+
+// The same of a device that opens and says nothing: it may speak at any time.
+TEST_F(MacInputTest, ADeviceThatIsSilentIsOpenedAnewAfterTheShortestPause) {
+  zeiten.abstand = milliseconds(1);
+  zeiten.frueh = std::chrono::hours(1);
+  zeiten.laengsterAbstand = std::chrono::hours(1);
+  zeiten.stille = milliseconds(1);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  static_cast<void>(skript.buch.warteAuf(60));
+}
+
+TEST_F(MacInputTest, StopMayBeRepeated) {
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  eingang().stop();
+  eingang().stop();
+  EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,87 @@
+// The life of one stream when the service refuses, or does not answer.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "platform/macos/screen/SckStrom.h"
+#include "tests/platform/macos/screen/SckAttrappe.h"
+
+namespace hallkorb {
+namespace {
+
+struct Empfaenger final : StromEmpfaenger {
+  void beendet(const Fehler&) override {}
+};
+
+class SckStromTest : public testing::Test {
+ protected:
+  SckStromTest() {
+    attrappe.frageInhalt(false, [this](std::shared_ptr<const Inhalt> gefunden, const Ergebnis&) {
+      inhalt = std::move(gefunden);
+    });
+    static_cast<void>(dienst.buch.nimm());
+  }
+
+  Ergebnis starte(SckStrom& strom) {
+    return strom.starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton, "probe",
+                        empfaenger, stelle, Wartestelle::Uhr::now());
+  }
+
+  // A wait for the service that should not be would end the test by its time limit.
+  static constexpr std::chrono::hours EWIG{1};
+
+  const Fehler kaputt{"SCStreamErrorDomain", -3802, "startet nicht"};
+  const Fehler stumm{"posix", ETIMEDOUT, "der Dienst fuer Bildschirmaufnahmen antwortet nicht"};
+  SckDienst dienst;
+  SckAttrappe attrappe{dienst};
+  std::shared_ptr<const Inhalt> inhalt;
+  std::shared_ptr<Empfaenger> empfaenger = std::make_shared<Empfaenger>();
+  std::shared_ptr<Wartestelle> stelle = std::make_shared<Wartestelle>();
+};
+
+TEST_F(SckStromTest, AStreamThatCannotBeBuiltIsNotTouchedAgain) {
+  dienst.bauen = kaputt;
+  SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_EQ(starte(strom), kaputt);
+  strom.beende();
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display"}));
+}
+
+TEST_F(SckStromTest, AStartThatIsRefusedIsNotStopped) {
+  dienst.start = kaputt;
+  SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_EQ(starte(strom), kaputt);
+  strom.beende();
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display", "ton auf probe", "starte", "gib frei"}));
+}
+
+TEST_F(SckStromTest, AStartThatIsNotAnsweredIsStoppedWithoutWaiting) {
+  dienst.start.reset();
+  dienst.stopp.reset();
+  SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_EQ(starte(strom), stumm);
+  strom.beende();
+  EXPECT_EQ(dienst.buch.nimm(),
+            (Eintraege{"baue display", "ton auf probe", "starte", "stoppe", "gib frei"}));
+}
+
+TEST_F(SckStromTest, AStreamThatEndsInsteadOfAnsweringIsOnlyDropped) {
+  dienst.start.reset();
+  SckStrom strom(attrappe.strom(), EWIG);
+  dienst.beimStart = [&] { strom.merkeEnde(); };
+  EXPECT_EQ(starte(strom), stumm);
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display", "ton auf probe", "starte", "gib frei"}));
+}
+
+TEST_F(SckStromTest, AStopThatIsNotAnsweredIsNotWaitedForForEver) {
+  dienst.stopp.reset();
+  SckStrom strom(attrappe.strom(), std::chrono::milliseconds(0));
+  EXPECT_EQ(starte(strom), std::nullopt);
+  static_cast<void>(dienst.buch.nimm());
+  strom.beende();
+  strom.beende();
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
+}
+
+}  // namespace
+}  // namespace hallkorb

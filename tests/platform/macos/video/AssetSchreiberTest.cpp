@@ -1,0 +1,251 @@
+// The order of the calls into the asset writer, in every course that a video can take.
+#include <gtest/gtest.h>
+
+#include "platform/macos/screen/MacBild.h"
+#include "platform/macos/video/AssetSchreiber.h"
+#include "tests/platform/macos/Buch.h"
+#include "tests/support/AusgabeFaenger.h"
+
+namespace hallkorb {
+namespace {
+
+struct Writer {
+  Buch buch;
+  Ergebnis bauFehler;
+  Ergebnis fragmentFehler;
+  bool nimmtEingang = true;
+  Ergebnis eingangFehler;
+  Ergebnis beginnFehler;
+  Ergebnis sitzungFehler;
+  bool bereit = true;
+  Ergebnis bildFehler;
+  Ergebnis endeFehler;
+  Ergebnis abschlussFehler;
+  SchreiberStatus status = SchreiberStatus::unbekannt;
+  SchreiberStatus endstand = SchreiberStatus::fertig;
+  Ergebnis fehler;
+  VideoEinstellungen einstellungen;
+};
+
+std::string lesbar(const Medienzeit& zeit) {
+  return std::to_string(zeit.value) + "/" + std::to_string(zeit.timescale);
+}
+
+class Attrappe final : public SchreiberAufrufe {
+ public:
+  explicit Attrappe(Writer& w) : w_(w) {}
+  Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen) override {
+    w_.buch.schreibe("baue " + pfad);
+    w_.einstellungen = einstellungen;
+    return w_.bauFehler;
+  }
+  Ergebnis setzeFragmente(const Medienzeit& abstand) override {
+    w_.buch.schreibe("fragmente " + lesbar(abstand));
+    return w_.fragmentFehler;
+  }
+  bool nimmtEingang() override { return w_.nimmtEingang; }
+  Ergebnis fuegeEingangHinzu() override {
+    w_.buch.schreibe("eingang");
+    return w_.eingangFehler;
+  }
+  void entferneDatei(const std::string& pfad) override { w_.buch.schreibe("entferne " + pfad); }
+  Ergebnis beginneSchreiben() override {
+    w_.buch.schreibe("beginne");
+    w_.status = w_.beginnFehler ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
+    return w_.beginnFehler;
+  }
+  Ergebnis beginneSitzung(const Medienzeit& beginn) override {
+    w_.buch.schreibe("sitzung ab " + lesbar(beginn));
+    return w_.sitzungFehler;
+  }
+  SchreiberStatus status() override { return w_.status; }
+  Ergebnis fehler() override { return w_.fehler; }
+  bool bereit() override { return w_.bereit; }
+  Ergebnis haengeAn(const void* probe) override {
+    w_.buch.schreibe("bild " + std::to_string(*static_cast<const int*>(probe)));
+    return w_.bildFehler;
+  }
+  Ergebnis markiereFertig() override {
+    w_.buch.schreibe("fertig");
+    return w_.endeFehler;
+  }
+  Ergebnis beendeSitzung(const Medienzeit& ende) override {
+    w_.buch.schreibe("sitzung bis " + lesbar(ende));
+    return w_.endeFehler;
+  }
+  Ergebnis schliesseAb(std::function<void()> fertig) override {
+    w_.buch.schreibe("schliesse ab");
+    if (w_.abschlussFehler) return w_.abschlussFehler;
+    w_.status = w_.endstand;
+    fertig();
+    return std::nullopt;
+  }
+
+ private:
+  Writer& w_;
+};
+
+class AssetSchreiberTest : public testing::Test {
+ protected:
+  std::unique_ptr<AssetSchreiber> neu() {
+    return AssetSchreiber::neu(std::make_unique<Attrappe>(w), "/x/video.mp4",
+                               {1280, 800, 1'400'000, 30, 15}, fehler);
+  }
+  static bool haengeAn(AssetSchreiber& schreiber, int nummer) {
+    return schreiber.haengeAn(MacBild(0, BildStatus::vollstaendig, &nummer));
+  }
+
+  const Fehler kaputt{"AVFoundationErrorDomain", -11800, "geht nicht"};
+  Writer w;
+  Fehler fehler;
+};
+
+TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
+  const auto schreiber = neu();
+  ASSERT_NE(schreiber, nullptr);
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang"}));
+  EXPECT_FALSE(schreiber->schreibt());
+
+  EXPECT_TRUE(schreiber->starte(12.5));
+  EXPECT_TRUE(schreiber->schreibt());
+  EXPECT_TRUE(schreiber->bereit());
+  EXPECT_TRUE(haengeAn(*schreiber, 1));
+  EXPECT_TRUE(haengeAn(*schreiber, 2));
+  EXPECT_TRUE(schreiber->schliesseAb(14.25));
+  EXPECT_EQ(
+      w.buch.nimm(),
+      (Eintraege{"entferne /x/video.mp4", "beginne", "sitzung ab 12500000000/1000000000", "bild 1",
+                 "bild 2", "fertig", "sitzung bis 14250000000/1000000000", "schliesse ab"}));
+  EXPECT_EQ(schreiber->fehler(), std::nullopt);
+}
+
+TEST_F(AssetSchreiberTest, TheSettingsReachTheEncoder) {
+  static_cast<void>(neu());
+  EXPECT_EQ(w.einstellungen.breite, 1280);
+  EXPECT_EQ(w.einstellungen.hoehe, 800);
+  EXPECT_EQ(w.einstellungen.bitrate, 1'400'000);
+  EXPECT_EQ(w.einstellungen.schluesselbildAbstand, 30);
+}
+
+TEST_F(AssetSchreiberTest, AWriterThatCannotBeMadeSaysWhy) {
+  w.bauFehler = kaputt;
+  EXPECT_EQ(neu(), nullptr);
+  EXPECT_EQ(fehler, kaputt);
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4"}));
+}
+
+TEST_F(AssetSchreiberTest, AWriterThatRefusesTheInputSaysSo) {
+  w.nimmtEingang = false;
+  EXPECT_EQ(neu(), nullptr);
+  EXPECT_EQ(fehler, (Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1"}));
+}
+
+TEST_F(AssetSchreiberTest, AnExceptionWhileAddingTheInputIsTheReason) {
+  w.eingangFehler = kaputt;
+  EXPECT_EQ(neu(), nullptr);
+  EXPECT_EQ(fehler, kaputt);
+}
+
+TEST_F(AssetSchreiberTest, WritingThatDoesNotStartOpensNoSession) {
+  w.beginnFehler = kaputt;
+  const auto schreiber = neu();
+  EXPECT_FALSE(schreiber->starte(1));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang",
+                                      "entferne /x/video.mp4", "beginne"}));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  EXPECT_FALSE(schreiber->bereit());
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(w.buch.nimm(), Eintraege{});
+}
+
+TEST_F(AssetSchreiberTest, AnInputThatIsNotReadyAndAPictureThatIsNotTakenShow) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.bereit = false;
+  EXPECT_FALSE(schreiber->bereit());
+  w.bildFehler = kaputt;
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+}
+
+TEST_F(AssetSchreiberTest, ASystemWithoutFragmentsWritesTheVideoAllTheSame) {
+  AusgabeFaenger faenger;
+  w.fragmentFehler = kaputt;
+  const auto schreiber = neu();
+  ASSERT_NE(schreiber, nullptr);
+  EXPECT_TRUE(schreiber->starte(1));
+  EXPECT_TRUE(haengeAn(*schreiber, 1));
+  EXPECT_TRUE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), std::nullopt);
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (std::vector<std::string>{"[hallkorb] Video ohne Fragmente, nach einem Absturz nicht "
+                                      "abspielbar: geht nicht"}));
+}
+
+TEST_F(AssetSchreiberTest, ASessionThatDoesNotBeginTakesNoPictures) {
+  w.sitzungFehler = kaputt;
+  const auto schreiber = neu();
+  EXPECT_FALSE(schreiber->starte(1));
+  static_cast<void>(w.buch.nimm());
+  EXPECT_EQ(w.status, SchreiberStatus::schreibt);
+  EXPECT_FALSE(schreiber->schreibt());
+  EXPECT_FALSE(schreiber->bereit());
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  EXPECT_EQ(w.buch.nimm(), Eintraege{});
+}
+
+TEST_F(AssetSchreiberTest, AFileWhoseEndCannotBeSetIsCompletedWithoutIt) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.endeFehler = kaputt;
+  EXPECT_TRUE(schreiber->schliesseAb(2));
+}
+
+// Nobody would answer: a wait would take ten seconds.
+TEST_F(AssetSchreiberTest, ACompletionThatCannotBeginIsNotWaitedFor) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.abschlussFehler = kaputt;
+  w.endstand = SchreiberStatus::fertig;
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+}
+
+TEST_F(AssetSchreiberTest, TheWritersOwnErrorCountsBeforeThoseOfTheCalls) {
+  const Fehler voll{"AVFoundationErrorDomain", -11807, "kein Platz"};
+  const Fehler zweiter{"NSException", 0, "zu spaet"};
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.bildFehler = kaputt;
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  w.bildFehler = zweiter;
+  EXPECT_FALSE(haengeAn(*schreiber, 2));
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  w.fehler = voll;
+  EXPECT_EQ(schreiber->fehler(), voll);
+}
+
+TEST_F(AssetSchreiberTest, AFileThatCannotBeCompletedIsNotComplete) {
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.endstand = SchreiberStatus::gescheitert;
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+}
+
+TEST(MedienzeitTest, SecondsAreCountedInNanoseconds) {
+  EXPECT_EQ(medienzeit(0), (Medienzeit{0, 1'000'000'000}));
+  EXPECT_EQ(medienzeit(1234567.000000001), (Medienzeit{1'234'567'000'000'001, 1'000'000'000}));
+}
+
+TEST(MedienzeitTest, ATimeOfTheHostClockComesBackExactly) {
+  for (const std::int64_t ns : {1LL, 86'400'123'456'789LL, 4'147'200'999'999'999LL}) {
+    EXPECT_EQ(medienzeit(static_cast<double>(ns) / 1e9).value, ns);
+  }
+}
+
+}  // namespace
+}  // namespace hallkorb
