@@ -134,6 +134,7 @@ inline constexpr bool ZOMBIES = true;  // kept, so that a message to a dead obje
 // Ends the process if `objekt` is dead, or no object.
 void pruefe(void* objekt, const char* nachricht);
 [[nodiscard]] bool istBlock(void* objekt);
+[[nodiscard]] bool aufDemStapel(void* block);
 // For the last release, under the lock of the weak references: whether it was the last, and then
 // all weak references to `objekt` are nil.
 [[nodiscard]] bool letzteFreigabe(void* objekt);

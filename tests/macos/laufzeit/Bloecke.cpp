@@ -67,6 +67,10 @@ bool istBlock(void* objekt) {
          isa == _NSConcreteStackBlock;
 }
 
+bool aufDemStapel(void* block) {
+  return *static_cast<void**>(block) == _NSConcreteStackBlock;
+}
+
 long bloecke() {
   return lebendeBloecke;
 }

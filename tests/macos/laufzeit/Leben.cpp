@@ -105,7 +105,8 @@ void* objc_opt_class(void* objekt) {
 
 void* objc_retain(void* objekt) {
   if (objekt == nullptr) return nullptr;
-  if (istBlock(objekt)) return _Block_copy(objekt);
+  // A block on the stack only moves when it is copied.
+  if (istBlock(objekt)) return aufDemStapel(objekt) ? objekt : _Block_copy(objekt);
   if (unsterblich(objekt)) return objekt;
   pruefe(objekt, "retain");
   kopf(objekt)->zaehler.fetch_add(1, std::memory_order_relaxed);
