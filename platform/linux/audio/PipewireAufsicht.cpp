@@ -167,7 +167,7 @@ void PipewireAufsicht::pruefeVorrang(Zeitpunkt jetzt) {
     return;
   }
   gepruefterFaden_ = faden;
-  if (bitteUmVorrang(faden) != Vorrang::KEINER) return;
+  if (hebeVorrang(faden) != Vorrang::KEINER) return;
   static std::atomic<bool> gemeldet{false};
   if (gemeldet.exchange(true)) return;
   listener_.hinweis(pipewireFehler(

@@ -50,8 +50,8 @@ void PipewireInput::stop() {
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
   beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
-  // Before there are threads below this one, which inherit the second best.
-  bitteUmVorrang(0);
+  // Before there are threads below this one, which inherit it.
+  hebeVorrang(0);
   bool gestartet = false;
   PipewireAufsicht aufsicht(quelle_, listener, wecker_);
   while (!stopp_) {
