@@ -73,15 +73,15 @@ class Zeilen:
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
     leaves reading standard output to the test. `sofort` gets the process at once; `gehalten` are signals
-    that it starts with blocked."""
+    that it starts with blocked, `vorsatz` the program that starts it."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False, gehalten=(), sofort=None):
+                 echo=False, gehalten=(), sofort=None, vorsatz=()):
         self.test = test
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
-            [PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
+            [*vorsatz, PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
             gehalten=gehalten,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
