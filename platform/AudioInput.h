@@ -33,6 +33,8 @@ class AudioInputListener {
   virtual void fortgesetzt() = 0;
   // Blocks were lost because the listener was too slow; how many since the last call.
   virtual void verloren(std::uint64_t bloecke) = 0;
+  // The capture runs, but something of the computer may cost it blocks; told once for all inputs.
+  virtual void hinweis(const Fehler& fehler) = 0;
 
  protected:
   ~AudioInputListener() = default;
