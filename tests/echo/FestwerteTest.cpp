@@ -19,7 +19,7 @@
 #include "echo/EchoStrecke.h"
 #include "tests/echo/Befehlssaetze.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/referenz/EchoStrecke.h"
+#include "tests/oracles/echo/EchoStrecke.h"
 
 namespace hallkorb {
 namespace {
