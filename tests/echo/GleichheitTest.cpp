@@ -252,6 +252,105 @@ TEST_P(Gleichheit, InSilence) {
   EXPECT_EQ(a.samples, stille);
 }
 
+// A mute key makes digital zeros, and so does a far end that is not connected. The literal form
+// computes exact zeros from them, and ratios of whatever is left decide what the filters do next.
+struct Stumm {
+  std::string name;
+  double sekunden;  // of the whole scene
+  std::vector<szenen::Abschnitt> mikro;
+  std::vector<szenen::Abschnitt> referenz;
+  double echoDb = -6.0;
+};
+
+const std::vector<Stumm>& stummschaltungen() {
+  static const std::vector<Stumm> alle{
+      {"microphone muted for 1 s", 14.0, {{6.0, 7.0}}, {}},
+      {"microphone muted for 20 s", 34.0, {{6.0, 26.0}}, {}},
+      {"microphone muted from the start", 16.0, {{0.0, 8.0}}, {}},
+      {"far end silent for 10 s", 24.0, {}, {{6.0, 16.0}}},
+      {"far end silent until the middle", 16.0, {}, {{0.0, 8.0}}},
+      {"both in turn", 30.0, {{6.0, 9.0}, {14.0, 17.0}, {22.0, 23.0}}, {{9.0, 12.0}, {16.0, 22.0}}},
+      {"a loud echo that stops: filters reset", 20.0, {{6.0, 10.0}}, {}, 6.0},
+  };
+  return alle;
+}
+
+void verstumme(std::vector<float>& signal, const std::vector<szenen::Abschnitt>& wann) {
+  for (const auto& [von, bis] : wann) {
+    std::fill(signal.begin() + static_cast<std::ptrdiff_t>(von * 16000.0),
+              signal.begin() + static_cast<std::ptrdiff_t>(bis * 16000.0), 0.0F);
+  }
+}
+
+szenen::Szene verstummt(const Stumm& stumm) {
+  szenen::Szene szene = szenen::szene({.name = stumm.name,
+                                       .sekunden = stumm.sekunden,
+                                       .fern = {{0.0, stumm.sekunden}},
+                                       .nah = {{3.0, 5.0}, {stumm.sekunden - 4.0, stumm.sekunden}},
+                                       .verzoegerungMs = 60.0,
+                                       .echoDb = stumm.echoDb,
+                                       .saat = 41});
+  verstumme(szene.mikro, stumm.mikro);
+  verstumme(szene.referenz, stumm.referenz);
+  return szene;
+}
+
+void vergleicheStumm(const Stumm& stumm) {
+  SCOPED_TRACE(stumm.name);
+  const szenen::Szene szene = verstummt(stumm);
+  EchoStrecke schnell(20);
+  const Ergebnisse ist = lauf(schnell, szene.mikro, szene.referenz);
+  vergleiche(ist, einmal(stumm.name, [&] {
+               referenz::EchoStrecke wort(20);
+               return lauf(wort, szene.mikro, szene.referenz);
+             }));
+  if (stumm.echoDb > 0.0) {
+    EXPECT_GT(schnell.kompensation().resets(), 0);
+  }
+}
+
+TEST_P(Gleichheit, WhenAStreamIsMuted) {
+  for (const Stumm& stumm : stummschaltungen())
+    vergleicheStumm(stumm);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && defined(__OPTIMIZE__) && !defined(HALLKORB_EMULIERT)
+TEST_P(Gleichheit, WhenTheMicrophoneIsMutedForTwoMinutes) {
+  vergleicheStumm({"microphone muted for 120 s", 140.0, {{10.0, 130.0}}, {}});
+}
+#endif
+
+// What is heard differs from what is played by 120 dB, either way.
+TEST_P(Gleichheit, WithLevels120DecibelsApart) {
+  const szenen::Szene szene = szenen::szene(
+      {.name = "pegel", .sekunden = 10.0, .fern = {{0.0, 10.0}}, .nah = {{5.0, 7.0}}, .saat = 42});
+  for (const bool leisesMikro : {true, false}) {
+    const std::string name = leisesMikro ? "faint microphone" : "faint far end";
+    SCOPED_TRACE(name);
+    szenen::Szene s = szene;
+    for (float& wert : leisesMikro ? s.mikro : s.referenz)
+      wert *= 1e-6F;
+    EchoStrecke schnell(20);
+    vergleiche(lauf(schnell, s.mikro, s.referenz), einmal(name, [&] {
+                 referenz::EchoStrecke wort(20);
+                 return lauf(wort, s.mikro, s.referenz);
+               }));
+  }
+}
+
+TEST_P(Gleichheit, WithOneSampleOfEitherStreamOrBoth) {
+  const std::vector<float> einer{0.5F};
+  const std::vector<float> keiner;
+  for (const auto& [mikro, referenz] :
+       {std::pair{einer, einer}, std::pair{einer, keiner}, std::pair{keiner, einer}}) {
+    EchoStrecke schnell(20);
+    referenz::EchoStrecke wort(20);
+    const Ergebnisse ist = lauf(schnell, mikro, referenz);
+    vergleiche(ist, lauf(wort, mikro, referenz));
+    EXPECT_EQ(ist.samples.size(), mikro.size());
+  }
+}
+
 // The sanitizers' builds, the unoptimised ones and those for an emulator take every fifth scene.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__) || \
     defined(HALLKORB_EMULIERT)

@@ -22,7 +22,7 @@ constexpr double MINUS_35_DB = 0.01778279410038923;
 class NachfilterJe : public JeBefehlssatz {
  protected:
   void block(const Werte& residuum, const Werte& echo, double leak = 0.03) {
-    nachfilter.block(residuum.data(), echo.data(), leak, true, ausgabe.data());
+    nachfilter.block(residuum.data(), echo.data(), leak, ausgabe.data());
   }
   Werte rauschen(double pegel) {
     std::normal_distribution<double> normal(0.0, pegel);
