@@ -5,19 +5,19 @@
 
 #include <csignal>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "driver/Config.h"
 #include "driver/modes/EchoDatei.h"
 #include "driver/modes/FensterModi.h"
 #include "driver/modes/LiveAufnahme.h"
 #include "driver/modes/Selbsttest.h"
 
-#if defined(__linux__)
-#include "platform/linux/LinuxPlattform.h"
-using DiesePlattform = hallkorb::LinuxPlattform;
-#elif defined(__APPLE__)
+#if HALLKORB_MACOS
 #include "platform/macos/MacPlattform.h"
 using DiesePlattform = hallkorb::MacPlattform;
+#elif defined(__linux__)
+#include "platform/linux/LinuxPlattform.h"
+using DiesePlattform = hallkorb::LinuxPlattform;
 #else
 #error "no platform for this system"
 #endif

@@ -11,7 +11,7 @@ hallkorb_library(hallkorb_sim FOLDER tests/support
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
-if(APPLE)
+if(HALLKORB_MACOS)
   return()
 endif()
 

@@ -65,6 +65,7 @@ class PipewireStrom {
   const std::uint64_t nummer_;
   BlockRing& ring_;
   const Wecker& wecker_;
+  const bool zaehltFrames_;
   std::optional<std::string> ende_;
   // Rate in the upper half, channels in the lower, in one piece because the real-time thread reads
   // it; 0 while there is none.
