@@ -99,7 +99,11 @@ if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
 elif [[ "$(uname -s)" == Darwin ]]; then
   art=macos
 else
-  melde "neither Debian nor macOS: the packages have to be installed by hand (see scripts/setup.sh)"
+  melde "neither apt-get nor macOS: nothing is installed. What the program needs, under the names of" \
+    "programs and of pkg-config: CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3 with numpy;" \
+    "libpipewire-0.3 libspa-0.2 libavcodec libavformat libavutil libswresample libswscale libutf8proc" \
+    "nlohmann_json xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
+    "in scripts/setup.sh."
   exit 0
 fi
 
