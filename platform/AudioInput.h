@@ -8,7 +8,8 @@
 //   listener does not take in time is buffered for some seconds, then lost and reported.
 // - stop() may come at any time from any thread but the capture's own, also during start(), which
 //   then returns with an error at once. What was captured before the call is handed over before it
-//   returns, and nothing after it. It is final and may be repeated.
+//   returns, and nothing after it. It is final and may be repeated. What the platform says to the
+//   end of its capture is returned, for whoever wants to know; the input is off all the same.
 // - A source that goes away while it records is the input's own business: it keeps trying to come
 //   back and tells the listener of both. The block times show what was missed. A move to another
 //   device or format is such a case where the platform ends the capture for it (macOS); where it
@@ -44,7 +45,7 @@ class AudioInput {
 
   // `listener` must live until stop() has returned or start() has failed.
   [[nodiscard]] virtual Ergebnis start(AudioInputListener& listener) = 0;
-  virtual void stop() = 0;
+  virtual Ergebnis stop() = 0;
 };
 
 }  // namespace hallkorb
