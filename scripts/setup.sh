@@ -5,6 +5,7 @@
 #   sitzung     a private PipeWire with two synthetic voices, for machines without a sound system
 #   bildschirm  a private X server with a window manager, for machines without a screen
 #   test        what the tests need beyond those: test libraries, clang, the checkers
+#   in-root     what scripts/in-root needs to make a bare root of a Debian release
 #
 # On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
 # Homebrew. The package sources are the ones that the machine is set up with.
@@ -22,6 +23,7 @@ debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
   clang-19 lld-19 llvm-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
+debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 brew_sitzung=(espeak-ng)
@@ -98,6 +100,7 @@ for satz in "$@"; do
     debian-test)
       pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
       ;;
+    debian-in-root) pakete+=("${debian_in_root[@]}") ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;

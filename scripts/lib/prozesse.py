@@ -159,7 +159,7 @@ def _werfe(nummer, _rahmen):
     raise Beendet(128 + nummer)
 
 
-class _Kind:
+class Kind:
     """A forked process with what `warte` needs of a Popen."""
 
     def __init__(self, pid):
@@ -198,7 +198,7 @@ def beaufsichtigt(arbeit, *, mit_eltern=False):
     aufseher = os.getpid()
     pid = os.fork()
     if pid:
-        status = warte(_Kind(pid), frist=30.0)
+        status = warte(Kind(pid), frist=30.0)
         raeume_auf()
         os._exit(status)
 

@@ -19,6 +19,7 @@ sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import bildschirm  # noqa: E402
+import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
 import sitzung  # noqa: E402
 
@@ -72,11 +73,12 @@ class Zeilen:
 
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
-    leaves reading standard output to the test."""
+    leaves reading standard output to the test; `protokoll` lets libraries write to standard error."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False):
+                 echo=False, protokoll=False):
         self.test = test
+        self._protokoll = protokoll
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
@@ -95,6 +97,8 @@ class Lauf:
         for strom in (self.prozess.stdout, self.prozess.stderr):
             if not strom.closed:
                 strom.close()
+        if not self._protokoll:
+            self.pruefe_diagnose()
 
     # --- Waiting ------------------------------------------------------------------------------
 
@@ -154,6 +158,11 @@ class Lauf:
         self.test.assertEqual([satz.get("event") for satz in saetze[-2:]], ["zeitachse", "done"],
                               self.alles())
         self.test.assertEqual(self.diagnosen("Stop — schreibe Rest-Chunks"), 1, self.alles())
+
+    def pruefe_diagnose(self):
+        """Standard error belongs to the program alone: what libraries have to say stays out of it."""
+        fremd = [zeile for zeile in self.diagnose.texte() if not zeile.startswith("[hallkorb] ")]
+        self.test.assertEqual(fremd, [])
 
     # --- What was said ------------------------------------------------------------------------
 

@@ -205,3 +205,28 @@ class Wechsel(Geraete):
         self.assertLess(aufnahme.stoppe(), 2.0)
         roh = signale.lies_ganz(self.roh())
         self.assertLess(signale.pegel(roh[vorher + round(UMSCHALTEN * signale.ZIEL):]), NICHTS)
+
+
+class Protokoll(Geraete):
+    """What PipeWire's library logs, here as much as a user's configuration can ask for."""
+
+    def setUp(self):
+        super().setUp()
+        # The name of a client's configuration depends on the version of the library.
+        for name in ("client.conf.d", "client-rt.conf.d"):
+            ordner = os.path.join(self.raum.umgebung["XDG_CONFIG_HOME"], "pipewire", name)
+            os.makedirs(ordner)
+            with open(os.path.join(ordner, "protokoll.conf"), "w", encoding="ascii") as datei:
+                datei.write("context.properties = { log.level = 4 }\n")
+
+    def test_bleibt_aus_den_diagnosen(self):
+        aufnahme = self.lauf()
+        aufnahme.gestartet()
+        aufnahme.stoppe()
+        aufnahme.pruefe_diagnose()
+
+    def test_kommt_auf_wunsch(self):
+        aufnahme = self.lauf(umgebung=self.raum.umgebung | {"PIPEWIRE_DEBUG": "4"}, protokoll=True)
+        aufnahme.gestartet()
+        aufnahme.stoppe()
+        self.assertGreater(aufnahme.diagnosen("pw.context"), 0)

@@ -15,8 +15,6 @@
 // it jitters by milliseconds.
 #pragma once
 
-#include <pipewire/pipewire.h>
-
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -25,6 +23,7 @@
 #include <string>
 
 #include "platform/linux/audio/BlockRing.h"
+#include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 #include "platform/linux/Deskriptor.h"
@@ -62,6 +61,7 @@ class PipewireStrom {
   const std::uint64_t nummer_;
   BlockRing& ring_;
   const Wecker& wecker_;
+  const bool zaehltFrames_;
   std::optional<std::string> ende_;
   // Rate in the upper half, channels in the lower, in one piece because the real-time thread reads
   // it; 0 while there is none.
