@@ -9,17 +9,18 @@ MonoResampler::MonoResampler(double rate, AudioConverterFactory& konverter)
     : rate_(rate), fabrik_(&konverter) {}
 
 std::optional<std::vector<float>> MonoResampler::process(const PcmBlock& block) {
-  if (!(block.format.rate > 0) || block.format.channels == 0) return std::nullopt;
+  if (block.format.channels == 0) return std::nullopt;
   if (converter_ == nullptr || format_ != block.format) {
     converter_ = fabrik_->konverter(block.format, rate_);
     format_ = block.format;
     if (converter_ == nullptr) return std::nullopt;
   }
   std::vector<float> samples;
-  if (const Ergebnis fehler = converter_->wandle(block, kapazitaet(block), samples)) {
-    log("[hallkorb] Resample-Fehler: " + fehler->description);
-    return std::nullopt;
+  const Umwandlung umwandlung = converter_->wandle(block, kapazitaet(block), samples);
+  if (umwandlung.fehler) {
+    log("[hallkorb] Resample-Fehler: " + umwandlung.fehler->description);
   }
+  if (!umwandlung.gelungen) return std::nullopt;
   return samples;
 }
 

@@ -26,8 +26,8 @@ Ergebnis SystemAudioCapture::start() {
   return fehler;
 }
 
-void SystemAudioCapture::stop() {
-  eingang_->stop();
+Ergebnis SystemAudioCapture::stop() {
+  return eingang_->stop();
 }
 
 void SystemAudioCapture::block(const PcmBlock& block) {

@@ -22,8 +22,8 @@ class SystemAudioCapture final : private AudioInputListener {
 
   [[nodiscard]] Ergebnis start();
 
-  // Afterwards no block arrives any more.
-  void stop();
+  // Afterwards no block arrives any more. Returns what the platform says to the end of its capture.
+  Ergebnis stop();
 
   // Receiver of the aligned samples; does nothing until the driver sets it, before start().
   Weiter weiter = [](const std::vector<float>&) {};

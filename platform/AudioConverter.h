@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/Fehler.h"
@@ -17,15 +19,28 @@
 
 namespace hallkorb {
 
+// What became of a block. One that is lost without an error is no news: there was no memory for it,
+// or it did not fit; the timeline shows its hole. An error is what the converter itself reports,
+// and worth a line.
+struct Umwandlung {
+  bool gelungen = true;
+  Ergebnis fehler;
+
+  [[nodiscard]] static Umwandlung verloren() { return {false, std::nullopt}; }
+  [[nodiscard]] static Umwandlung gescheitert(Fehler grund) { return {false, std::move(grund)}; }
+  friend bool operator==(const Umwandlung&, const Umwandlung&) = default;
+};
+
 class AudioConverter {
  public:
   virtual ~AudioConverter() = default;
 
-  // Converts one whole block, of the format that the converter was made for. `ausgabe` is resized
-  // to the samples that came out, at most `kapazitaet`; what the filter holds back comes out with
-  // the following blocks. On an error `ausgabe` is empty.
-  [[nodiscard]] virtual Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
-                                        std::vector<float>& ausgabe) = 0;
+  // Converts one whole block, of the format that the converter was made for; one of another format,
+  // or with fewer samples than it declares, is lost. `ausgabe` is resized to the samples that came
+  // out, at most `kapazitaet`; what the filter holds back comes out with the following blocks.
+  // Unless the block was converted, `ausgabe` is empty.
+  [[nodiscard]] virtual Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                          std::vector<float>& ausgabe) = 0;
 };
 
 class AudioConverterFactory {

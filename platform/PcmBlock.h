@@ -19,11 +19,15 @@ struct PcmFormat {
   double rate = 0.0;           // Hz
   std::uint32_t channels = 0;  //
   bool interleaved = true;     // frames one after another, or channels one after another
+  // The platform's own numbers for the device's sample type and for its channel layout; 0 if it has
+  // only one. The samples of a block do not depend on them: a change shows another device.
+  std::uint32_t samples = 0;
+  std::uint32_t layout = 0;
 
   // Equal formats can be fed to one converter. With one channel the layout makes no difference.
   friend bool operator==(const PcmFormat& a, const PcmFormat& b) {
-    return a.rate == b.rate && a.channels == b.channels &&
-           (a.channels == 1 || a.interleaved == b.interleaved);
+    return a.rate == b.rate && a.channels == b.channels && a.samples == b.samples &&
+           (a.channels == 1 || (a.interleaved == b.interleaved && a.layout == b.layout));
   }
 };
 

@@ -22,16 +22,24 @@ namespace hallkorb {
 // it; both would tear holes into the recording.
 class MacPlattform::Wachhaltung {
  public:
-  Wachhaltung()
-      : aktivitaet_([[NSProcessInfo processInfo]
-            beginActivityWithOptions:NSActivityUserInitiated
-                              reason:@"Aufnahme einer Besprechung"]) {}
-  ~Wachhaltung() { [[NSProcessInfo processInfo] endActivity:aktivitaet_]; }
+  // On the main thread, which has no pool before its run loop begins.
+  Wachhaltung() {
+    @autoreleasepool {
+      aktivitaet_ =
+          [[NSProcessInfo processInfo] beginActivityWithOptions:NSActivityUserInitiated
+                                                         reason:@"Aufnahme einer Besprechung"];
+    }
+  }
+  ~Wachhaltung() {
+    @autoreleasepool {
+      [[NSProcessInfo processInfo] endActivity:aktivitaet_];
+    }
+  }
   Wachhaltung(const Wachhaltung&) = delete;
   Wachhaltung& operator=(const Wachhaltung&) = delete;
 
  private:
-  id<NSObject> aktivitaet_;
+  id<NSObject> aktivitaet_ = nil;
 };
 
 MacPlattform::MacPlattform() : sck_(screenCaptureKit()) {

@@ -24,13 +24,13 @@ class Durchreiche final : public AudioConverterFactory {
     class Gleich final : public AudioConverter {
      public:
       explicit Gleich(const bool& kaputt) : kaputt_(kaputt) {}
-      Ergebnis wandle(const PcmBlock& block, std::size_t /*kapazitaet*/,
-                      std::vector<float>& ausgabe) override {
-        if (kaputt_) return Fehler{"probe", 1, "Filter kaputt"};
+      Umwandlung wandle(const PcmBlock& block, std::size_t /*kapazitaet*/,
+                        std::vector<float>& ausgabe) override {
+        if (kaputt_) return Umwandlung::gescheitert({"probe", 1, "Filter kaputt"});
         std::vector<float> platz;
         const auto kanal = block.ersterKanal(platz);
         ausgabe.assign(kanal.begin(), kanal.end());
-        return std::nullopt;
+        return {};
       }
 
      private:
@@ -43,6 +43,7 @@ class Durchreiche final : public AudioConverterFactory {
 
 struct Quelle {
   Ergebnis startFehler;
+  Ergebnis stoppFehler;
   AudioInputListener* hoerer = nullptr;
   int gestoppt = 0;
 };
@@ -54,7 +55,10 @@ class Eingang final : public AudioInput {
     if (!quelle_.startFehler) quelle_.hoerer = &hoerer;
     return quelle_.startFehler;
   }
-  void stop() override { ++quelle_.gestoppt; }
+  Ergebnis stop() override {
+    ++quelle_.gestoppt;
+    return quelle_.stoppFehler;
+  }
 
  private:
   Quelle& quelle_;
@@ -158,6 +162,13 @@ TEST_F(SystemAudioCaptureTest, AMissingDisplayIsPassedUp) {
   EXPECT_EQ(sys.start(), quelle.startFehler);
   EXPECT_EQ(quelle.hoerer, nullptr);
   EXPECT_EQ(faenger.fehler(), "");
+}
+
+TEST_F(SystemAudioCaptureTest, WhatThePlatformSaysToTheStopIsPassedUp) {
+  ASSERT_FALSE(sys.start());
+  EXPECT_EQ(sys.stop(), std::nullopt);
+  quelle.stoppFehler = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
+  EXPECT_EQ(sys.stop(), quelle.stoppFehler);
 }
 
 TEST_F(SystemAudioCaptureTest, AStreamThatTheServiceEndsIsTold) {

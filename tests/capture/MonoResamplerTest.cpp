@@ -25,15 +25,16 @@ class Fabrik final : public AudioConverterFactory {
   class Drittel final : public AudioConverter {
    public:
     explicit Drittel(Fabrik& fabrik) : fabrik_(fabrik) {}
-    Ergebnis wandle(const PcmBlock& block, std::size_t hoechstens,
-                    std::vector<float>& ausgabe) override {
+    Umwandlung wandle(const PcmBlock& block, std::size_t hoechstens,
+                      std::vector<float>& ausgabe) override {
       fabrik_.kapazitaet = hoechstens;
-      if (fabrik_.fehler) return fabrik_.fehler;
+      if (fabrik_.verliert) return Umwandlung::verloren();
+      if (fabrik_.fehler) return Umwandlung::gescheitert(*fabrik_.fehler);
       std::vector<float> platz;
       const auto kanal = block.ersterKanal(platz);
       for (std::size_t i = 0; i < kanal.size(); i += 3)
         ausgabe.push_back(kanal[i]);
-      return std::nullopt;
+      return {};
     }
 
    private:
@@ -43,6 +44,7 @@ class Fabrik final : public AudioConverterFactory {
   int versuche = 0;
   bool ohneKonverter = false;
   Ergebnis fehler;
+  bool verliert = false;
   std::vector<PcmFormat> gemacht;
   double zielrate = 0;
   std::size_t kapazitaet = 0;
@@ -116,16 +118,50 @@ TEST_F(MonoResamplerTest, AFailedConversionLosesTheBlockAndSaysSo) {
   EXPECT_EQ(fabrik.gemacht.size(), 1U);
 }
 
+TEST_F(MonoResamplerTest, ABlockThatIsLostWithoutAnErrorIsLostWithoutALine) {
+  fabrik.verliert = true;
+  EXPECT_FALSE(resampler.process(block(48000, 1, 100)));
+  EXPECT_EQ(faenger.fehler(), "");
+  fabrik.verliert = false;
+  EXPECT_TRUE(resampler.process(block(48000, 1, 100)));
+  EXPECT_EQ(fabrik.gemacht.size(), 1U);
+}
+
+TEST_F(MonoResamplerTest, AnotherSampleTypeOrLayoutIsAnotherFormat) {
+  PcmBlock b = block(48000, 4, 100);
+  (void)resampler.process(b);
+  b.format.samples = 2;
+  (void)resampler.process(b);
+  EXPECT_EQ(fabrik.gemacht.size(), 2U);
+  b.format.layout = 7;
+  (void)resampler.process(b);
+  (void)resampler.process(b);
+  EXPECT_EQ(fabrik.gemacht.size(), 3U);
+}
+
 TEST_F(MonoResamplerTest, ABlockWithoutAFormatYieldsNothing) {
-  EXPECT_FALSE(resampler.process(block(0, 1, 100)));
   EXPECT_FALSE(resampler.process({{48000, 0, true}, 100, {}, std::nullopt}));
   EXPECT_EQ(fabrik.versuche, 0);
+}
+
+TEST_F(MonoResamplerTest, ARateThatNoConverterTakesYieldsNothing) {
+  fabrik.ohneKonverter = true;
+  EXPECT_FALSE(resampler.process(block(0, 1, 100)));
+  EXPECT_EQ(faenger.fehler(), "");
 }
 
 TEST_F(MonoResamplerTest, ABlockOfNoFramesYieldsNoSamples) {
   const auto out = resampler.process(block(48000, 2, 0));
   ASSERT_TRUE(out);
   EXPECT_TRUE(out->empty());
+}
+
+TEST(MonoResamplerDeathTest, ARateOfZeroThatAConverterTakesStopsTheProcess) {
+  Fabrik fabrik;
+  const std::vector<float> samples(1000);
+  const PcmBlock block{{0, 1, true}, 1000, samples, std::nullopt};
+  EXPECT_EXIT((void)MonoResampler(16000.0, fabrik).process(block), testing::KilledBySignal(SIGABRT),
+              "Resampler: Blocklaenge nicht darstellbar");
 }
 
 TEST(MonoResamplerDeathTest, ARoomThatCannotBeCountedStopsTheProcess) {

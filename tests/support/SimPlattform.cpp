@@ -16,17 +16,18 @@ class SimKonverter final : public AudioConverter {
  public:
   SimKonverter(double von, double nach) : schritt_(von / nach) {}
 
-  Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
-                  std::vector<float>& ausgabe) override {
+  Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
+                    std::vector<float>& ausgabe) override {
     ausgabe.clear();
     std::vector<float> platz;
     const auto kanal = block.ersterKanal(platz);
     for (; naechste_ < static_cast<double>(kanal.size()); naechste_ += schritt_) {
-      if (ausgabe.size() == kapazitaet) return Fehler{"sim", 1, "Ausgabe zu klein"};
+      if (ausgabe.size() == kapazitaet)
+        return Umwandlung::gescheitert({"sim", 1, "Ausgabe zu klein"});
       ausgabe.push_back(kanal[static_cast<std::size_t>(naechste_)]);
     }
     naechste_ -= static_cast<double>(kanal.size());
-    return std::nullopt;
+    return {};
   }
 
  private:
@@ -156,9 +157,10 @@ class SimPlattform::SimInput final : public AudioInput {
     return std::nullopt;
   }
 
-  void stop() override {
+  Ergebnis stop() override {
     gestoppt_ = true;
     if (faden_) welt_.sammleEin(*faden_);
+    return geraet_.stoppFehler;
   }
 
  private:

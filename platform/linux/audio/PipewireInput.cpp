@@ -41,11 +41,13 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
   return fehler;
 }
 
-void PipewireInput::stop() {
+// The server is not asked, so it has nothing to say.
+Ergebnis PipewireInput::stop() {
   stopp_ = true;
   wecker_.wecke();
   const std::lock_guard halter(threadLock_);
   if (thread_.joinable()) thread_.join();
+  return std::nullopt;
 }
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {

@@ -32,7 +32,7 @@ class PipewireInput final : public AudioInput {
   PipewireInput& operator=(const PipewireInput&) = delete;
 
   [[nodiscard]] Ergebnis start(AudioInputListener& listener) override;
-  void stop() override;
+  Ergebnis stop() override;
 
  private:
   void laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis);

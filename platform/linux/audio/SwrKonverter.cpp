@@ -124,15 +124,15 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   return std::unique_ptr<SwrKonverter>(new SwrKonverter(eingang, std::move(swr)));
 }
 
-Ergebnis SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
-                              std::vector<float>& ausgabe) {
+Umwandlung SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                std::vector<float>& ausgabe) {
   ausgabe.clear();
   constexpr std::size_t max = std::numeric_limits<int>::max();
   if (block.format != eingang_ || block.frames > max ||
       block.samples.size() < std::size_t{block.frames} * block.format.channels) {
-    return Fehler{"hallkorb", 0, "Block passt nicht zum Umwandler"};
+    return Umwandlung::verloren();
   }
-  if (block.frames == 0) return std::nullopt;
+  if (block.frames == 0) return {};
   const std::span<const float> mono = block.ersterKanal(ersterKanal_);
   ausgabe.resize(std::min(kapazitaet, max));
 
@@ -141,8 +141,8 @@ Ergebnis SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
   const int n = swr_convert(swr_.get(), &aus, static_cast<int>(ausgabe.size()), &ein,
                             static_cast<int>(mono.size()));
   ausgabe.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
-  if (n < 0) return swrFehler(n);
-  return std::nullopt;
+  if (n < 0) return Umwandlung::gescheitert(swrFehler(n));
+  return {};
 }
 
 }  // namespace hallkorb

@@ -27,9 +27,8 @@ class SwrKonverter final : public AudioConverter {
   // than 8 MB.
   [[nodiscard]] static std::unique_ptr<SwrKonverter> neu(const PcmFormat& eingang, double rate);
 
-  // Fails for a block of another format or with fewer samples than it declares.
-  [[nodiscard]] Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
-                                std::vector<float>& ausgabe) override;
+  [[nodiscard]] Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                  std::vector<float>& ausgabe) override;
 
  private:
   struct Freigabe {

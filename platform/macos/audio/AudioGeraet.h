@@ -34,8 +34,9 @@ class AudioGeraet {
                                         Wartestelle::Frist frist) = 0;
   // Whether the device, open so far, still delivers.
   [[nodiscard]] virtual bool laeuft() = 0;
-  // Takes down whatever is up, in any state. Waits for the system, but not for ever.
-  virtual void schliesse() = 0;
+  // Takes down whatever is up, in any state. Waits for the system, but not for ever. Returns what
+  // the system said to the end of a capture; it is down all the same.
+  virtual Ergebnis schliesse() = 0;
 };
 
 }  // namespace hallkorb

@@ -16,44 +16,41 @@ AVAudioFormat* mono(double rate) {
                                          interleaved:NO];
 }
 
-Fehler keinSpeicher() {
-  return {"hallkorb", 0, "kein Audiopuffer"};
-}
-
 class AvUmwandlung final : public KonverterAufrufe {
  public:
   explicit AvUmwandlung(AVAudioConverter* converter) : converter_(converter) {}
 
-  Ergebnis wandle(std::span<const float> eingang, std::size_t kapazitaet,
-                  std::vector<float>& ausgabe) override {
+  Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+                    std::vector<float>& ausgabe) override {
     @autoreleasepool {
       AVAudioPCMBuffer* ein = puffer(converter_.inputFormat, eingang.size());
       AVAudioPCMBuffer* aus = puffer(converter_.outputFormat, kapazitaet);
       float* const* platz = ein.floatChannelData;
-      if (platz == nullptr || aus == nil) return keinSpeicher();
+      if (platz == nullptr || aus == nil) return Umwandlung::verloren();
       std::copy(eingang.begin(), eingang.end(), platz[0]);
       ein.frameLength = static_cast<AVAudioFrameCount>(eingang.size());
 
+      // The block once, then nothing for now; never the end, so that the filter goes on.
       __block bool gegeben = false;
+      const AVAudioConverterInputBlock quelle =
+          ^AVAudioBuffer*(AVAudioPacketCount, AVAudioConverterInputStatus* stand) {
+        *stand =
+            gegeben ? AVAudioConverterInputStatus_NoDataNow : AVAudioConverterInputStatus_HaveData;
+        if (gegeben) return nil;
+        gegeben = true;
+        return ein;
+      };
       NSError* error = nil;
-      const AVAudioConverterOutputStatus status =
-          [converter_ convertToBuffer:aus
-                                error:&error
-                   withInputFromBlock:^AVAudioBuffer*(AVAudioPacketCount,
-                                                      AVAudioConverterInputStatus* eingangsstatus) {
-                     // The block once, then nothing for now; never the end, so that the filter goes
-                     // on.
-                     *eingangsstatus = gegeben ? AVAudioConverterInputStatus_NoDataNow
-                                               : AVAudioConverterInputStatus_HaveData;
-                     if (gegeben) return nil;
-                     gegeben = true;
-                     return ein;
-                   }];
-      if (status == AVAudioConverterOutputStatus_Error) return fehlerAus(error);
+      // The error decides, not the status: a dry input, which is the usual one, has several.
+      const Ergebnis ausnahme = ohneAusnahme([&] {
+        static_cast<void>([converter_ convertToBuffer:aus error:&error withInputFromBlock:quelle]);
+      });
+      if (ausnahme) return Umwandlung::gescheitert(*ausnahme);
+      if (error != nil) return Umwandlung::gescheitert(fehlerAus(error));
       float* const* ergebnis = aus.floatChannelData;
-      if (ergebnis == nullptr) return keinSpeicher();
+      if (ergebnis == nullptr) return Umwandlung::verloren();
       ausgabe.assign(ergebnis[0], ergebnis[0] + aus.frameLength);
-      return std::nullopt;
+      return {};
     }
   }
 
@@ -70,11 +67,10 @@ class AvUmwandlung final : public KonverterAufrufe {
 
 std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
   @autoreleasepool {
-    if (!(von > 0) || !(nach > 0)) return nullptr;
-    AVAudioFormat* eingang = mono(von);
     AVAudioFormat* ausgang = mono(nach);
     // What the recording is to be made of cannot be had, now or later.
-    if (ausgang == nil) abbruch("Resampler: unmoegliches Zielformat");
+    if (!(nach > 0) || ausgang == nil) abbruch("Resampler: unmoegliches Zielformat");
+    AVAudioFormat* eingang = mono(von);
     if (eingang == nil) return nullptr;
     AVAudioConverter* converter = nil;
     const Ergebnis ausnahme = ohneAusnahme(

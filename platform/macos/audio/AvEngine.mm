@@ -1,6 +1,8 @@
 #import <AVFAudio/AVFAudio.h>
 #import <AVFoundation/AVFoundation.h>
+#include <dispatch/dispatch.h>
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -10,6 +12,9 @@
 
 namespace hallkorb {
 namespace {
+
+// Many times what posting a notification takes.
+constexpr std::int64_t NACHLAUF = 10 * static_cast<std::int64_t>(NSEC_PER_SEC);
 
 // On the engine's tap thread. An exception of ours must not reach the engine's frames.
 void gibWeiter(AVAudioPCMBuffer* puffer, AVAudioTime* wann, PcmUebersetzer& uebersetzer,
@@ -125,9 +130,17 @@ class AvEngine final : public EngineAufrufe {
     }
   }
 
+  // The system forbids that an engine is deallocated by a handler of its notification. A
+  // notification that is just being posted holds the engine, and its would be the last reference if
+  // ours went before it. So ours stays a little longer, and then goes on a queue of nobody's.
   void gibFrei() override {
     @autoreleasepool {
-      engine_ = nil;
+      if (engine_ == nil) return;
+      AVAudioEngine* engine = std::exchange(engine_, nil);
+      dispatch_after(dispatch_time(DISPATCH_TIME_NOW, NACHLAUF),
+                     dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), ^{
+                       static_cast<void>(engine);
+                     });
     }
   }
 

@@ -9,19 +9,19 @@ namespace hallkorb {
 AvKonverter::AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe)
     : eingang_(eingang), aufrufe_(std::move(aufrufe)) {}
 
-Ergebnis AvKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
-                             std::vector<float>& ausgabe) {
+Umwandlung AvKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
+                               std::vector<float>& ausgabe) {
   ausgabe.clear();
   if (block.format != eingang_ ||
       block.samples.size() < std::size_t{block.frames} * block.format.channels) {
-    return Fehler{"hallkorb", 0, "Block passt nicht zum Umwandler"};
+    return Umwandlung::verloren();
   }
-  if (block.frames == 0) return std::nullopt;
-  Ergebnis fehler = aufrufe_->wandle(
+  if (block.frames == 0) return {};
+  Umwandlung umwandlung = aufrufe_->wandle(
       block.ersterKanal(ersterKanal_),
       std::min<std::size_t>(kapazitaet, std::numeric_limits<std::uint32_t>::max()), ausgabe);
-  if (fehler) ausgabe.clear();
-  return fehler;
+  if (!umwandlung.gelungen) ausgabe.clear();
+  return umwandlung;
 }
 
 }  // namespace hallkorb

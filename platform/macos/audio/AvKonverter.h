@@ -22,17 +22,16 @@ class KonverterAufrufe {
   virtual ~KonverterAufrufe() = default;
   // Feeds all of `eingang`, not empty, and fills `ausgabe` with what comes out, at most
   // `kapazitaet` samples.
-  [[nodiscard]] virtual Ergebnis wandle(std::span<const float> eingang, std::size_t kapazitaet,
-                                        std::vector<float>& ausgabe) = 0;
+  [[nodiscard]] virtual Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+                                          std::vector<float>& ausgabe) = 0;
 };
 
 class AvKonverter final : public AudioConverter {
  public:
   AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe);
 
-  // Fails for a block of another format or with fewer samples than it declares.
-  [[nodiscard]] Ergebnis wandle(const PcmBlock& block, std::size_t kapazitaet,
-                                std::vector<float>& ausgabe) override;
+  [[nodiscard]] Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
+                                  std::vector<float>& ausgabe) override;
 
  private:
   PcmFormat eingang_;

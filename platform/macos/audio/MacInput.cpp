@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <mutex>
 #include <thread>
@@ -37,7 +38,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
         geraet_(std::move(geraet)) {}
 
   Ergebnis start(AudioInputListener& listener);
-  void stop();
+  Ergebnis stop();
   void nimm(const Sitzung& von, const PcmBlock& block);
   void merkeAusfall(const Sitzung& von, const Fehler& grund);
 
@@ -51,7 +52,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   void melde(const Fehler& grund);
   [[nodiscard]] bool oeffneWieder();
   [[nodiscard]] Ergebnis oeffne();
-  void schliesse();
+  Ergebnis schliesse();
   void warteAufStopp();
 
   const std::string name_;
@@ -68,6 +69,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   bool benutzt_ = false;
   bool threadLaeuft_ = false;
   std::optional<Ergebnis> startErgebnis_;
+  Ergebnis stoppErgebnis_;
   std::optional<Fehler> ausfall_;
 
   std::atomic<std::uint64_t> bloecke_{0};
@@ -113,14 +115,22 @@ Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
   return *ergebnis;
 }
 
-void MacInput::Kern::stop() {
+Ergebnis MacInput::Kern::stop() {
   stelle_->aendere([this] { benutzt_ = true; });
   stelle_->brichAb();
   // Closing hands over what was captured so far, so the listener is shut off only then.
-  stelle_->warte(
-      Uhr::now() + zeiten_.abbau, [this] { return !threadLaeuft_; }, Abbrechbar::nein);
+  Ergebnis fehler;
+  const bool zu = stelle_->warte(
+      Uhr::now() + zeiten_.abbau,
+      [&] {
+        if (!threadLaeuft_) fehler = stoppErgebnis_;
+        return !threadLaeuft_;
+      },
+      Abbrechbar::nein);
   const std::lock_guard halter(tor_);
   listener_ = nullptr;
+  if (!zu) return Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"};
+  return fehler;
 }
 
 void MacInput::Kern::laufe() {
@@ -128,11 +138,14 @@ void MacInput::Kern::laufe() {
   const Ergebnis fehler = oeffne();
   stelle_->aendere([&] { startErgebnis_ = fehler; });
   if (!fehler) beaufsichtige();
-  schliesse();
+  Ergebnis ende = schliesse();
   // Here and on no thread of the system: an engine that is released by one of its own callbacks
   // waits for itself.
   geraet_.reset();
-  stelle_->aendere([this] { threadLaeuft_ = false; });
+  stelle_->aendere([&] {
+    threadLaeuft_ = false;
+    stoppErgebnis_ = std::move(ende);
+  });
 }
 
 void MacInput::Kern::beaufsichtige() {
@@ -207,13 +220,14 @@ Ergebnis MacInput::Kern::oeffne() {
   return geraet_->oeffne(sitzung, stelle_, letzterVersuch_ + zeiten_.oeffnen);
 }
 
-void MacInput::Kern::schliesse() {
-  geraet_->schliesse();
+Ergebnis MacInput::Kern::schliesse() {
+  Ergebnis fehler = geraet_->schliesse();
   {
     const std::lock_guard halter(tor_);
     sitzung_.reset();
   }
   stelle_->aendere([this] { ausfall_.reset(); });
+  return fehler;
 }
 
 void MacInput::Kern::warteAufStopp() {
@@ -252,8 +266,8 @@ Ergebnis MacInput::start(AudioInputListener& listener) {
   return kern_->start(listener);
 }
 
-void MacInput::stop() {
-  kern_->stop();
+Ergebnis MacInput::stop() {
+  return kern_->stop();
 }
 
 }  // namespace hallkorb

@@ -50,7 +50,7 @@ class MacInput final : public AudioInput {
   MacInput& operator=(const MacInput&) = delete;
 
   [[nodiscard]] Ergebnis start(AudioInputListener& listener) override;
-  void stop() override;
+  Ergebnis stop() override;
 
  private:
   class Kern;

@@ -58,13 +58,14 @@ bool MikrofonGeraet::laeuft() {
   return stand_ == Stand::gestartet && engine_->laeuft();
 }
 
-// Whatever of it fails: the engine is dropped in the end.
-void MikrofonGeraet::schliesse() {
+// Removing the tap and stopping say nothing about the recording: the engine is dropped in the end.
+Ergebnis MikrofonGeraet::schliesse() {
   const Stand stand = std::exchange(stand_, Stand::nichts);
   if (stand >= Stand::beobachtet) engine_->beobachteNichtMehr();
   if (stand >= Stand::abgegriffen) static_cast<void>(engine_->entferneAbgriff());
   if (stand >= Stand::gestartet) static_cast<void>(engine_->stoppe());
   if (stand >= Stand::gebaut) engine_->gibFrei();
+  return std::nullopt;
 }
 
 }  // namespace hallkorb

@@ -29,7 +29,7 @@ class MikrofonGeraet final : public AudioGeraet {
                                 const std::shared_ptr<Wartestelle>& stelle,
                                 Wartestelle::Frist frist) override;
   [[nodiscard]] bool laeuft() override;
-  void schliesse() override;
+  Ergebnis schliesse() override;
 
  private:
   [[nodiscard]] Ergebnis holeErlaubnis(const std::shared_ptr<Wartestelle>& stelle,

@@ -21,8 +21,11 @@ AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef probe) {
   AVAudioPCMBuffer* puffer = [[AVAudioPCMBuffer alloc] initWithPCMFormat:format frameCapacity:*n];
   if (puffer == nil) return nil;
   puffer.frameLength = *n;
-  CMSampleBufferCopyPCMDataIntoAudioBufferList(probe, 0, static_cast<std::int32_t>(*n),
-                                               puffer.mutableAudioBufferList);
+  // Without its data the buffer would hold whatever was in its memory, and that would be recorded.
+  if (CMSampleBufferCopyPCMDataIntoAudioBufferList(probe, 0, static_cast<std::int32_t>(*n),
+                                                   puffer.mutableAudioBufferList) != noErr) {
+    return nil;
+  }
   return puffer;
 }
 
@@ -35,9 +38,10 @@ std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer* puffer, std::optional<double>
   for (UInt32 i = 0; i < liste.mNumberBuffers; ++i, ++teil) {
     teile.push_back({teil->mData, teil->mDataByteSize});
   }
-  return uebersetzer.uebersetze({strom.mSampleRate, strom.mFormatID, strom.mFormatFlags,
-                                 strom.mChannelsPerFrame, strom.mBitsPerChannel},
-                                teile, puffer.frameLength, hostTime);
+  return uebersetzer.uebersetze(
+      {strom.mSampleRate, strom.mFormatID, strom.mFormatFlags, strom.mChannelsPerFrame,
+       strom.mBitsPerChannel, puffer.format.channelLayout.layoutTag},
+      teile, puffer.frameLength, hostTime);
 }
 
 }  // namespace hallkorb

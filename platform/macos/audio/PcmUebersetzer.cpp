@@ -15,7 +15,7 @@ constexpr std::uint32_t IS_BIG_ENDIAN = 1U << 1U;
 constexpr std::uint32_t IS_SIGNED_INTEGER = 1U << 2U;
 constexpr std::uint32_t IS_NON_INTERLEAVED = 1U << 5U;
 
-enum class Typ { float32, float64, int16, int32 };
+enum class Typ : std::uint32_t { float32, float64, int16, int32 };
 
 std::optional<Typ> typ(const TonBeschreibung& b) {
   if (b.formatId != LINEAR_PCM || (b.flags & IS_BIG_ENDIAN) != 0) return std::nullopt;
@@ -69,7 +69,7 @@ std::optional<PcmBlock> PcmUebersetzer::uebersetze(const TonBeschreibung& beschr
                                                    std::uint32_t frames,
                                                    std::optional<double> hostTime) {
   const auto art = typ(beschreibung);
-  if (!art || !(beschreibung.rate > 0) || beschreibung.kanaele == 0) return std::nullopt;
+  if (!art || beschreibung.kanaele == 0) return std::nullopt;
   const bool verschraenkt = (beschreibung.flags & IS_NON_INTERLEAVED) == 0;
   const std::size_t anzahl = verschraenkt ? 1 : beschreibung.kanaele;
   const std::size_t jePuffer =
@@ -81,7 +81,8 @@ std::optional<PcmBlock> PcmUebersetzer::uebersetze(const TonBeschreibung& beschr
   }
 
   PcmBlock block;
-  block.format = {beschreibung.rate, beschreibung.kanaele, verschraenkt};
+  block.format = {beschreibung.rate, beschreibung.kanaele, verschraenkt,
+                  static_cast<std::uint32_t>(*art), beschreibung.layout};
   block.frames = frames;
   block.hostTime = hostTime;
   const auto adresse = reinterpret_cast<std::uintptr_t>(puffer[0].daten);

@@ -24,6 +24,7 @@ struct TonBeschreibung {
   std::uint32_t flags = 0;     // mFormatFlags
   std::uint32_t kanaele = 0;   // mChannelsPerFrame
   std::uint32_t bits = 0;      // mBitsPerChannel
+  std::uint32_t layout = 0;    // the channel layout's tag; 0 without a layout
 };
 
 // AudioBuffer: interleaved samples of all channels, or those of one channel.
@@ -40,7 +41,7 @@ class PcmUebersetzer {
  public:
   // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the
   // buffers are. Nothing where the description is not of native linear PCM in 16 or 32-bit integers
-  // or 32 or 64-bit floats, where it has no rate or channels, or where the buffers are too few or
+  // or 32 or 64-bit floats, where it has no channels, or where the buffers are too few or
   // short.
   [[nodiscard]] std::optional<PcmBlock> uebersetze(const TonBeschreibung& beschreibung,
                                                    std::span<const TonPuffer> puffer,

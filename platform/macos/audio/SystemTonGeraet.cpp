@@ -50,10 +50,13 @@ bool SystemTonGeraet::laeuft() {
   return strom_ != nullptr && strom_->laeuft();
 }
 
-void SystemTonGeraet::schliesse() {
-  if (strom_ != nullptr) strom_->beende();
+Ergebnis SystemTonGeraet::schliesse() {
+  Ergebnis fehler;
+  if (strom_ != nullptr) fehler = strom_->beende();
   weiche_.reset();
   strom_.reset();
+  if (fehler) return erklaert(*std::move(fehler));
+  return std::nullopt;
 }
 
 }  // namespace hallkorb

@@ -19,7 +19,7 @@ class SystemTonGeraet final : public AudioGeraet {
                                 const std::shared_ptr<Wartestelle>& stelle,
                                 Wartestelle::Frist frist) override;
   [[nodiscard]] bool laeuft() override;
-  void schliesse() override;
+  Ergebnis schliesse() override;
 
  private:
   class Weiche;

@@ -47,14 +47,16 @@ Ergebnis SckStrom::wechsle(const Inhalt& inhalt, std::uint32_t fenster,
   return warteAuf(antwort, *stelle, frist, DIENST);
 }
 
-void SckStrom::beende() {
+Ergebnis SckStrom::beende() {
+  Ergebnis fehler;
   if (std::exchange(gestartet_, false) && !beendet_) {
-    Antwort<Ergebnis> antwort(std::make_shared<Wartestelle>());
+    const auto stelle = std::make_shared<Wartestelle>();
+    Antwort<Ergebnis> antwort(stelle);
     aufrufe_->stoppe(antwort.empfang());
-    // Its error is no news: the stream is gone either way.
-    static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + abbau_));
+    fehler = warteAuf(antwort, *stelle, Wartestelle::Uhr::now() + abbau_, DIENST);
   }
   gibFrei();
+  return fehler;
 }
 
 void SckStrom::gibFrei() {

@@ -39,8 +39,9 @@ class SckStrom {
   [[nodiscard]] Ergebnis wechsle(const Inhalt& inhalt, std::uint32_t fenster,
                                  const std::shared_ptr<Wartestelle>& stelle,
                                  Wartestelle::Frist frist);
-  // Ends the capture, waits for that, and for what still runs on the queue. May be repeated.
-  void beende();
+  // Ends the capture, waits for that, and for what still runs on the queue. Returns what the
+  // service said to that; the stream is gone either way. May be repeated.
+  Ergebnis beende();
   // The service has ended the stream.
   void merkeEnde() { beendet_ = true; }
   [[nodiscard]] bool laeuft() const { return gestartet_ && !beendet_; }

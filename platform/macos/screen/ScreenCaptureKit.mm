@@ -1,6 +1,9 @@
 #include <dispatch/dispatch.h>
 #import <ScreenCaptureKit/ScreenCaptureKit.h>
 
+#include <cstdint>
+#include <map>
+#include <mutex>
 #include <utility>
 
 #include "platform/macos/audio/PcmPuffer.h"
@@ -124,6 +127,38 @@ SCStreamConfiguration* konfiguration(const StromEinstellungen& e) {
   return c;
 }
 
+// Streams that were asked to stop, with what they call. No document says that the service keeps a
+// stream, its output or its delegate until it has answered, or that it answers; so both are kept
+// here until it has, and for good if it never does: an object too many is better than a call into
+// one that is gone.
+class Gestoppte {
+ public:
+  [[nodiscard]] std::uint64_t behalte(SCStream* stream, HKStromEmpfaenger* empfaenger) {
+    const std::lock_guard halter(lock_);
+    alle_[++letzte_] = {stream, empfaenger};
+    return letzte_;
+  }
+  void lassGehen(std::uint64_t nummer) {
+    decltype(alle_)::node_type weg;  // goes when the lock is free
+    const std::lock_guard halter(lock_);
+    weg = alle_.extract(nummer);
+  }
+
+ private:
+  struct Paar {
+    SCStream* stream;
+    HKStromEmpfaenger* empfaenger;
+  };
+  std::mutex lock_;
+  std::uint64_t letzte_ = 0;
+  std::map<std::uint64_t, Paar> alle_;
+};
+
+Gestoppte& gestoppte() {
+  static auto& alle = *new Gestoppte;  // never destroyed: answers may come during exit()
+  return alle;
+}
+
 class SckStromAufrufe final : public StromAufrufe {
  public:
   Ergebnis baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
@@ -176,10 +211,10 @@ class SckStromAufrufe final : public StromAufrufe {
 
   void stoppe(SckFertig fertig) override {
     @autoreleasepool {
-      SCStream* stream = stream_;
-      [stream stopCaptureWithCompletionHandler:^(NSError* error) {
-        static_cast<void>(stream);  // lives until here
+      const std::uint64_t nummer = gestoppte().behalte(stream_, empfaenger_);
+      [stream_ stopCaptureWithCompletionHandler:^(NSError* error) {
         fertig(ergebnisAus(error));
+        gestoppte().lassGehen(nummer);
       }];
     }
   }

@@ -1,6 +1,6 @@
 #include "platform/macos/video/AssetSchreiber.h"
 
-#include <chrono>
+#include <cerrno>
 #include <cmath>
 #include <utility>
 
@@ -12,22 +12,21 @@ namespace hallkorb {
 namespace {
 
 constexpr Medienzeit FRAGMENT{2, 1};
-// The last fragment and the index are small; a disk that needs longer is not coming back.
-constexpr std::chrono::seconds ABSCHLUSS{10};
-
 }  // namespace
 
 Medienzeit medienzeit(double sekunden) {
   return {std::llround(sekunden * 1e9), 1'000'000'000};
 }
 
-AssetSchreiber::AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad)
-    : aufrufe_(std::move(aufrufe)), pfad_(std::move(pfad)) {}
+AssetSchreiber::AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad,
+                               std::chrono::milliseconds abschluss)
+    : aufrufe_(std::move(aufrufe)), pfad_(std::move(pfad)), abschluss_(abschluss) {}
 
 std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAufrufe> aufrufe,
                                                     const std::string& pfad,
                                                     const VideoEinstellungen& einstellungen,
-                                                    Fehler& fehler) {
+                                                    Fehler& fehler,
+                                                    std::chrono::milliseconds abschluss) {
   Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen);
   if (!ergebnis) {
     // Before the input is added: afterwards it would be too late.
@@ -44,7 +43,7 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
     fehler = *std::move(ergebnis);
     return nullptr;
   }
-  return std::unique_ptr<AssetSchreiber>(new AssetSchreiber(std::move(aufrufe), pfad));
+  return std::unique_ptr<AssetSchreiber>(new AssetSchreiber(std::move(aufrufe), pfad, abschluss));
 }
 
 bool AssetSchreiber::starte(double basis) {
@@ -74,8 +73,10 @@ bool AssetSchreiber::schliesseAb(double ende) {
   merke(aufrufe_->beendeSitzung(medienzeit(ende)));
   Antwort<bool> antwort(std::make_shared<Wartestelle>());
   if (!merke(aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); }))) return false;
-  static_cast<void>(antwort.warte(Wartestelle::Uhr::now() + ABSCHLUSS));
-  return aufrufe_->status() == SchreiberStatus::fertig;
+  const bool geantwortet = antwort.warte(Wartestelle::Uhr::now() + abschluss_).has_value();
+  if (aufrufe_->status() == SchreiberStatus::fertig) return true;
+  if (!geantwortet) merke(Fehler{"posix", ETIMEDOUT, "die Datei wird nicht fertig"});
+  return false;
 }
 
 // The writer knows better than a call why it has failed.

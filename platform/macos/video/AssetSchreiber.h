@@ -7,6 +7,7 @@
 // Threads as in VideoWriter.h.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,10 +23,16 @@ namespace hallkorb {
 
 class AssetSchreiber final : public VideoWriter {
  public:
+  // How long the end of the file is waited for. What is left to write then is little, the last
+  // fragment and the index, but a slow disk may have minutes of fragments before it; a disk that is
+  // gone never answers, and the audio's last lines wait for the video.
+  static constexpr std::chrono::minutes ABSCHLUSS{2};
+
   // Null with `fehler` filled where the system has no encoder for the settings.
   [[nodiscard]] static std::unique_ptr<AssetSchreiber> neu(
       std::unique_ptr<SchreiberAufrufe> aufrufe, const std::string& pfad,
-      const VideoEinstellungen& einstellungen, Fehler& fehler);
+      const VideoEinstellungen& einstellungen, Fehler& fehler,
+      std::chrono::milliseconds abschluss = ABSCHLUSS);
 
   [[nodiscard]] bool starte(double basis) override;
   [[nodiscard]] bool schreibt() const override;
@@ -36,12 +43,14 @@ class AssetSchreiber final : public VideoWriter {
   [[nodiscard]] Ergebnis fehler() const override;
 
  private:
-  AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad);
+  AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad,
+                 std::chrono::milliseconds abschluss);
   // Keeps the first error; returns whether there was none.
   bool merke(Ergebnis fehler);
 
   std::unique_ptr<SchreiberAufrufe> aufrufe_;
   const std::string pfad_;
+  const std::chrono::milliseconds abschluss_;
   bool begonnen_ = false;  // writing, and its session
   mutable std::mutex lock_;
   Ergebnis fehler_;  // the first of a call; under the lock

@@ -111,10 +111,14 @@ class AvSchreiber final : public SchreiberAufrufe {
 
   Ergebnis schliesseAb(std::function<void()> fertig) override {
     // Out here: a block inside the lambda would capture a reference to `fertig`.
+    // It keeps the writer, which no document says to keep itself, until the file is complete: also
+    // after the program has stopped waiting.
+    AVAssetWriter* writer = writer_;
     void (^const abschluss)(void) = ^{
+      static_cast<void>(writer);
       fertig();
     };
-    return rufe([&] { [writer_ finishWritingWithCompletionHandler:abschluss]; });
+    return rufe([&] { [writer finishWritingWithCompletionHandler:abschluss]; });
   }
 
  private:

@@ -44,8 +44,11 @@ Messung nachgerechnet(const Testfall& f) {
           static_cast<float>(0.5 * std::sin(1884.9555921538758 * n / 48000));
     }
     std::vector<float> aus;
-    EXPECT_FALSE(konverter->wandle(
-        {{48000.0, 1, true}, static_cast<std::uint32_t>(f.frames), ein, std::nullopt}, 10000, aus));
+    EXPECT_TRUE(
+        konverter
+            ->wandle({{48000.0, 1, true}, static_cast<std::uint32_t>(f.frames), ein, std::nullopt},
+                     10000, aus)
+            .gelungen);
     const double pos =
         16000.0 * (1000.3 + (1 + f.drift) * (static_cast<double>(b * f.frames) / 48000) - 1000.0);
     if (soll < 0) {

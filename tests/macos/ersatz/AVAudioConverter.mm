@@ -26,6 +26,10 @@ std::atomic<bool> bauWirft{false};
 std::atomic<bool> gibtKeinen{false};
 std::atomic<long> anzahl{0};
 
+bool gibtEs(double rate) {
+  return rate > 0 && rate <= GROESSTE_RATE;
+}
+
 }  // namespace
 
 namespace wandler {
@@ -54,7 +58,7 @@ void setzeWandlerZurueck() {
   wandler::wirfBeimWandeln(false);
   wandler::wirfBeimBau(false);
   wandler::keiner(false);
-  wandler::keinFormat(0.0);
+  wandler::keinFormat(-1.0);
   wandler::nochPuffer(-1);
   anzahl = 0;
 }
@@ -71,7 +75,7 @@ using namespace hallkorb::ersatz;
 }
 - (instancetype)initFromFormat:(AVAudioFormat*)von toFormat:(AVAudioFormat*)nach {
   verlange(!bauWirft, "fromFormat != nil");
-  if (gibtKeinen || von.sampleRate > GROESSTE_RATE || nach.sampleRate > GROESSTE_RATE) return nil;
+  if (gibtKeinen || !gibtEs(von.sampleRate) || !gibtEs(nach.sampleRate)) return nil;
   if ((self = [super init]) == nil) return nil;
   ++anzahl;
   _von = von;

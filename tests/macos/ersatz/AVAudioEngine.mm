@@ -38,6 +38,7 @@ struct Stand {
   std::mutex lock;
   double rate = 48000;
   unsigned kanaele = 1;
+  AudioChannelLayoutTag anordnung = 0;
   bool startGeht = true;
   bool startSagtWarum = true;
   bool meldetBeimStart = false;
@@ -101,9 +102,14 @@ AVAudioEngine* laufende() {
   strom.mBytesPerPacket = 4;
   strom.mFramesPerPacket = 1;
   strom.mBytesPerFrame = 4;
-  strom.mChannelsPerFrame = std::min(stand().kanaele, 2U);
+  strom.mChannelsPerFrame = stand().kanaele;
   strom.mBitsPerChannel = 32;
-  return [[AVAudioFormat alloc] initWithStreamDescription:&strom];
+  // A device of more than two channels has a layout.
+  AVAudioChannelLayout* anordnung = nil;
+  if (stand().kanaele > 2) {
+    anordnung = [[AVAudioChannelLayout alloc] initWithLayoutTag:stand().anordnung];
+  }
+  return [[AVAudioFormat alloc] initWithStreamDescription:&strom channelLayout:anordnung];
 }
 - (void)installTapOnBus:(AVAudioNodeBus)bus
              bufferSize:(AVAudioFrameCount)frames
@@ -217,10 +223,11 @@ bool rufeAbgriff(AVAudioInputNode* knoten, AVAudioNodeTapBlock block,
 
 namespace hallkorb::ersatz::mikrofon {
 
-void geraet(double rate, unsigned kanaele) {
+void geraet(double rate, unsigned kanaele, std::uint32_t anordnung) {
   const std::lock_guard halter(stand().lock);
   stand().rate = rate;
   stand().kanaele = kanaele;
+  stand().anordnung = anordnung;
 }
 
 void wechsle(double rate, unsigned kanaele) {

@@ -18,7 +18,7 @@
 namespace hallkorb::ersatz {
 namespace {
 
-std::atomic<double> fehlendeRate{0.0};
+std::atomic<double> fehlendeRate{-1.0};
 std::atomic<long> pufferBis{-1};  // how many buffers can still be had; -1: any number
 
 bool gibtEsPuffer() {
@@ -47,8 +47,32 @@ void nochPuffer(long anzahl) {
 
 using namespace hallkorb::ersatz;
 
+@implementation AVAudioChannelLayout {
+  AudioChannelLayoutTag _kennung;
+}
+- (instancetype)initWithLayoutTag:(AudioChannelLayoutTag)kennung {
+  if ((self = [super init]) != nil) _kennung = kennung;
+  return self;
+}
+- (AudioChannelLayoutTag)layoutTag {
+  return _kennung;
+}
+@end
+
 @implementation AVAudioFormat {
   AudioStreamBasicDescription _strom;
+  AVAudioChannelLayout* _anordnung;
+}
+- (instancetype)initWithStreamDescription:(const AudioStreamBasicDescription*)strom
+                            channelLayout:(AVAudioChannelLayout*)anordnung {
+  if (strom->mChannelsPerFrame > 2 && anordnung == nil) return nil;
+  if ((self = [super init]) == nil) return nil;
+  _strom = *strom;
+  _anordnung = anordnung;
+  return self;
+}
+- (AVAudioChannelLayout*)channelLayout {
+  return _anordnung;
 }
 // More than two channels need a layout, which this call does not take.
 - (instancetype)initWithStreamDescription:(const AudioStreamBasicDescription*)strom {

@@ -13,8 +13,9 @@ namespace hallkorb::ersatz::mikrofon {
 // Calls into the engine that can raise an exception.
 enum class Ruf { format, abgriff, entferne, bereite, starte, stoppe };
 
-// What is plugged in; 0, 0: nothing.
-void geraet(double rate, unsigned kanaele);
+// What is plugged in; 0, 0: nothing. `anordnung` is the tag of the layout of more than two
+// channels.
+void geraet(double rate, unsigned kanaele, std::uint32_t anordnung = 0);
 // Another device: running engines stop and post the notification.
 void wechsle(double rate, unsigned kanaele);
 // The notification alone. `vorher` runs after the engine has decided to post and holds itself for

@@ -16,12 +16,12 @@ struct Ton {
   std::vector<std::vector<float>> kanaele;
   double rate = 48000;
   bool verschraenkt = false;
-  bool mitFormat = true;                   // there is a format description
-  bool mitStrom = true;                    // and it describes a stream
-  std::optional<std::uint32_t> kanalzahl;  // as described, if not that of `kanaele`
-  std::optional<std::uint32_t> kennung;    // of the format; linear PCM without
-  std::optional<long> frames;              // as stated, if not those of `kanaele`
-  std::int32_t kopierstatus = 0;           // of copying the data out
+  bool mitFormat = true;                        // there is a format description
+  bool mitStrom = true;                         // and it describes a stream
+  std::optional<std::uint32_t> kanalzahl = {};  // as described, if not that of `kanaele`
+  std::optional<std::uint32_t> kennung = {};    // of the format; linear PCM without
+  std::optional<long> frames = {};              // as stated, if not those of `kanaele`
+  std::int32_t kopierstatus = 0;                // of copying the data out
 };
 
 struct Schnappschuss {

@@ -223,8 +223,63 @@ intptr_t dispatch_semaphore_wait(dispatch_semaphore_t welcher, dispatch_time_t b
   return 0;
 }
 
+namespace {
+
+// What was put off, with the time since then in nanoseconds of the test.
+struct Aufgeschoben {
+  std::uint64_t nach;
+  dispatch_queue_t queue;
+  dispatch_block_t block;
+};
+struct Uhr {
+  std::mutex lock;
+  std::deque<Aufgeschoben> alle;
+};
+Uhr& uhr() {
+  static auto& eine = *new Uhr;
+  return eine;
+}
+
+std::uint64_t jetzt() {
+  return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+}
+
+}  // namespace
+
+dispatch_queue_global_t dispatch_get_global_queue(intptr_t, uintptr_t) {
+  static dispatch_queue_t queue = dispatch_queue_create("global", DISPATCH_QUEUE_SERIAL);
+  return static_cast<dispatch_queue_global_t>(static_cast<id>(queue));
+}
+
+void dispatch_after(dispatch_time_t wann, dispatch_queue_t queue, dispatch_block_t block) {
+  const std::uint64_t bisher = jetzt();
+  const std::lock_guard halter(uhr().lock);
+  uhr().alle.push_back({wann > bisher ? wann - bisher : 0, queue, block});
+}
+
+void hallkorb::ersatz::lassZeitVergehen(double sekunden) {
+  @autoreleasepool {
+    const auto dauer = static_cast<std::uint64_t>(sekunden * 1e9);
+    std::deque<Aufgeschoben> faellige;
+    {
+      const std::lock_guard halter(uhr().lock);
+      std::deque<Aufgeschoben> spaetere;
+      for (Aufgeschoben& a : uhr().alle) {
+        if (a.nach > dauer) {
+          spaetere.push_back({a.nach - dauer, a.queue, a.block});
+        } else {
+          faellige.push_back(a);
+        }
+      }
+      uhr().alle.swap(spaetere);
+    }
+    for (const Aufgeschoben& a : faellige)
+      dispatch_async(a.queue, a.block);
+    faellige.clear();
+    static_cast<void>(ruhe());
+  }
+}
+
 dispatch_time_t dispatch_time(dispatch_time_t wann, int64_t dauer) {
-  const auto jetzt = std::chrono::steady_clock::now().time_since_epoch().count();
-  return (wann == DISPATCH_TIME_NOW ? static_cast<std::uint64_t>(jetzt) : wann) +
-         static_cast<std::uint64_t>(dauer);
+  return (wann == DISPATCH_TIME_NOW ? jetzt() : wann) + static_cast<std::uint64_t>(dauer);
 }

@@ -12,6 +12,10 @@ void setzeSystem(int haupt, int neben);
 // whatever those held is released. False if that takes more than ten seconds.
 [[nodiscard]] bool ruhe();
 
+// What was put off with dispatch_after runs only here: all that is due within so many seconds, on
+// a queue of its own. Returns when it has run.
+void lassZeitVergehen(double sekunden);
+
 // Observers registered with the notification centre, and activities that keep the system awake.
 [[nodiscard]] long beobachter();
 [[nodiscard]] long aktivitaeten();

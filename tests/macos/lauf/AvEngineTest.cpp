@@ -22,11 +22,13 @@ using mikrofon::Ruf;
 struct Empfang final : BlockEmpfaenger {
   std::vector<float> werte;
   std::optional<double> zeit;
+  PcmFormat format;
   std::thread::id faden;
   int bloecke = 0;
   void block(const PcmBlock& b) override {
     werte.assign(b.samples.begin(), b.samples.end());
     zeit = b.hostTime;
+    format = b.format;
     faden = std::this_thread::get_id();
     ++bloecke;
   }
@@ -63,6 +65,163 @@ TEST_F(AvEngineTest, BlocksArriveWithTheirTimeOnTheTapThread) {
   ASSERT_TRUE(empfang->zeit);
   EXPECT_NEAR(*empfang->zeit, jetzt, 1e-6);
   EXPECT_NE(empfang->faden, std::this_thread::get_id());
+  EXPECT_EQ(mikrofon::bestellteFrames(), 4800U);
+}
+
+TEST_F(AvEngineTest, ABlockWithoutATimeHasNone) {
+  laufe();
+  ASSERT_TRUE(mikrofon::liefere({{1.0F}}, 0));
+  EXPECT_FALSE(empfang->zeit);
+}
+
+// An aggregate device: its layout is part of the format, and the tap takes that as it is.
+TEST_F(AvEngineTest, MoreThanTwoChannelsCarryTheirLayout) {
+  mikrofon::geraet(44100, 4, 7);
+  Eingang eingang;
+  ASSERT_FALSE(engine->liesEingang(eingang));
+  EXPECT_EQ(eingang.rate, 44100);
+  EXPECT_EQ(eingang.kanaele, 4U);
+  laufe();
+  ASSERT_TRUE(mikrofon::liefere({{1}, {2}, {3}, {4}}, 1));
+  EXPECT_EQ(empfang->format.layout, 7U);
+  EXPECT_EQ(empfang->format.channels, 4U);
+  EXPECT_EQ(empfang->werte, (std::vector<float>{1, 2, 3, 4}));
+}
+
+TEST_F(AvEngineTest, BlocksForAReceiverThatIsGoneGoNowhere) {
+  laufe();
+  empfang.reset();
+  EXPECT_TRUE(mikrofon::liefere({{1.0F}}, 1));
+}
+
+TEST_F(AvEngineTest, ATapsLastBlockMayComeAfterItsRemoval) {
+  laufe();
+  mikrofon::haltAbgriff();
+  ASSERT_FALSE(engine->entferneAbgriff());
+  EXPECT_FALSE(mikrofon::liefere({{1.0F}}, 1));
+  ASSERT_FALSE(engine->stoppe());
+  engine->gibFrei();
+  EXPECT_TRUE(mikrofon::liefereSpaet({{0.5F}}));
+  EXPECT_EQ(empfang->werte, (std::vector<float>{0.5F}));
+}
+
+TEST_F(AvEngineTest, WhatACallRaisesIsItsError) {
+  Eingang eingang;
+  mikrofon::wirfBei(Ruf::format, true);
+  ASSERT_TRUE(engine->liesEingang(eingang));
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));
+  mikrofon::wirfBei(Ruf::format, false);
+  mikrofon::wirfBei(Ruf::abgriff, true);
+  const Ergebnis abgriff = engine->setzeAbgriff(4800, empfang);
+  ASSERT_TRUE(abgriff);
+  EXPECT_EQ(abgriff->domain, "NSException");
+  EXPECT_EQ(abgriff->description,
+            "com.apple.coreaudio.avfaudio: required condition is false: "
+            "format.sampleRate == hwFormat.sampleRate");
+  mikrofon::wirfBei(Ruf::abgriff, false);
+  laufe();
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));  // one tap for each bus
+  for (const Ruf ruf : {Ruf::bereite, Ruf::starte, Ruf::entferne, Ruf::stoppe})
+    mikrofon::wirfBei(ruf, true);
+  EXPECT_TRUE(engine->starte());
+  EXPECT_TRUE(engine->entferneAbgriff());
+  EXPECT_TRUE(engine->stoppe());
+}
+
+TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
+  mikrofon::geraet(0, 0);
+  Eingang eingang{1, 1};
+  ASSERT_FALSE(engine->liesEingang(eingang));
+  EXPECT_EQ(eingang.rate, 0);
+  EXPECT_EQ(eingang.kanaele, 0U);
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));
+}
+
+TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
+  Eingang eingang;
+  ASSERT_FALSE(engine->liesEingang(eingang));
+  mikrofon::startFehler(true);
+  EXPECT_EQ(engine->starte(),
+            (Fehler{"com.apple.coreaudio.avfaudio", -10868, "kAudioUnitErr_FormatNotSupported"}));
+  EXPECT_FALSE(engine->laeuft());
+  mikrofon::startFehler(true, false);
+  EXPECT_EQ(engine->starte(), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
+}
+
+TEST_F(AvEngineTest, AChangeOfTheDeviceIsToldUntilNobodyWatches) {
+  laufe();
+  auto wechsel = std::make_shared<int>(0);
+  engine->beobachte([wechsel] { ++*wechsel; });
+  EXPECT_TRUE(engine->laeuft());
+  mikrofon::wechsle(44100, 2);
+  EXPECT_EQ(*wechsel, 1);
+  EXPECT_FALSE(engine->laeuft());
+  engine->beobachteNichtMehr();
+  engine->beobachteNichtMehr();
+  mikrofon::melde();
+  EXPECT_EQ(*wechsel, 1);
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(wechsel.use_count(), 1);
+}
+
+TEST_F(AvEngineTest, AChangeInTheMiddleOfAStartIsTold) {
+  int wechsel = 0;
+  engine->beobachte([&] { ++wechsel; });
+  mikrofon::meldeBeimStart(true);
+  laufe();
+  EXPECT_EQ(wechsel, 1);
+  EXPECT_TRUE(engine->laeuft());
+  engine->beobachteNichtMehr();
+}
+
+// The notification holds the engine while it is posted. The base class looks where it goes.
+TEST_F(AvEngineTest, AnEngineThatIsClosedWhileItsNotificationIsPostedOutlivesIt) {
+  laufe();
+  int wechsel = 0;
+  engine->beobachte([&] { ++wechsel; });
+  mikrofon::melde([&] {
+    engine->beobachteNichtMehr();
+    static_cast<void>(engine->stoppe());
+    engine->gibFrei();
+  });
+  EXPECT_EQ(wechsel, 0);
+  EXPECT_EQ(mikrofon::falscheFreigaben(), 0);
+  EXPECT_EQ(laufzeit::lebende("AVAudioEngine"), 1);
+  ersatz::lassZeitVergehen(9);
+  EXPECT_EQ(laufzeit::lebende("AVAudioEngine"), 1);
+  ersatz::lassZeitVergehen(2);
+  EXPECT_EQ(laufzeit::lebende("AVAudioEngine"), 0);
+}
+
+TEST_F(AvEngineTest, WithoutAnEngineNothingHappens) {
+  engine->gibFrei();
+  engine->gibFrei();
+  Eingang eingang{1, 1};
+  EXPECT_FALSE(engine->liesEingang(eingang));
+  EXPECT_EQ(eingang.kanaele, 0U);
+  EXPECT_FALSE(engine->laeuft());
+  EXPECT_FALSE(engine->entferneAbgriff());
+  EXPECT_FALSE(engine->stoppe());
+  EXPECT_TRUE(engine->starte());
+}
+
+TEST_F(AvEngineTest, EachStateOfThePermissionIsRead) {
+  for (const long status : {0L, 1L, 2L, 3L}) {
+    mikrofon::erlaubnis(status);
+    EXPECT_EQ(static_cast<long>(engine->erlaubnis()), status);
+  }
+}
+
+TEST_F(AvEngineTest, TheUsersAnswerArrivesOnceAndTheQuestionIsGone) {
+  auto antworten = std::make_shared<std::vector<bool>>();
+  engine->frageErlaubnis([antworten](bool ja) { antworten->push_back(ja); });
+  EXPECT_TRUE(mikrofon::gefragt());
+  mikrofon::antworte(true);
+  mikrofon::antworte(true);
+  engine->frageErlaubnis([antworten](bool ja) { antworten->push_back(ja); });
+  std::thread([] { mikrofon::antworte(false); }).join();
+  EXPECT_EQ(*antworten, (std::vector<bool>{true, false}));
+  EXPECT_EQ(antworten.use_count(), 1);
 }
 
 }  // namespace

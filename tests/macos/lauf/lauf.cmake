@@ -5,8 +5,13 @@ hallkorb_library(hallkorb_lauf_hilfe FOLDER tests/macos/lauf
   DEPENDS hallkorb_macos hallkorb_laufzeit hallkorb_ersatz)
 target_link_libraries(hallkorb_lauf_hilfe PUBLIC GTest::gtest)
 hallkorb_test(macos_ersatz_test
+  macos/lauf/AvAssetWriterTest.cpp
+  macos/lauf/AvAudioConverterTest.cpp
   macos/lauf/AvEngineTest.cpp
   macos/lauf/ErsatzPruefungTest.mm
+  macos/lauf/MacPlattformTest.cpp
+  macos/lauf/PcmPufferTest.mm
+  macos/lauf/ScreenCaptureKitTest.cpp
   LIBS hallkorb_lauf_hilfe hallkorb_echo)
 target_compile_options(macos_ersatz_test PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc> -Wno-unsupported-availability-guard)

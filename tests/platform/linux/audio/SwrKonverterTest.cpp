@@ -46,9 +46,11 @@ Lauf wandleTon(double von, double nach, double frequenz, double sekunden, std::u
       sample = static_cast<float>(ton(frequenz, static_cast<double>(n++) / von));
     const auto kapazitaet =
         static_cast<std::size_t>(nach / von * static_cast<double>(block.size()) + 1024);
-    EXPECT_FALSE(
-        konverter->wandle({format, static_cast<std::uint32_t>(block.size()), block, std::nullopt},
-                          kapazitaet, stueck));
+    EXPECT_TRUE(
+        konverter
+            ->wandle({format, static_cast<std::uint32_t>(block.size()), block, std::nullopt},
+                     kapazitaet, stueck)
+            .gelungen);
     lauf.ausgabe.insert(lauf.ausgabe.end(), stueck.begin(), stueck.end());
     const double soll = static_cast<double>(n) * nach / von;
     lauf.rueckstand = std::max(lauf.rueckstand, soll - static_cast<double>(lauf.ausgabe.size()));
@@ -147,8 +149,10 @@ TEST(SwrKonverter, CopiesEqualRatesBitByBit) {
     for (float& sample : block)
       sample = wert(zufall);
     std::vector<float> ausgabe;
-    EXPECT_FALSE(konverter->wandle({format, static_cast<std::uint32_t>(n), block, std::nullopt},
-                                   n + 1024, ausgabe));
+    EXPECT_TRUE(konverter
+                    ->wandle({format, static_cast<std::uint32_t>(n), block, std::nullopt}, n + 1024,
+                             ausgabe)
+                    .gelungen);
     EXPECT_EQ(ausgabe, block);
   }
 }
@@ -182,10 +186,10 @@ TEST(SwrKonverter, YieldsNoMoreThanTheCapacityAndTheRestLater) {
   const auto konverter = SwrKonverter::neu(format, 16000);
   const std::vector<float> block = {1, 2, 3, 4, 5};
   std::vector<float> ausgabe;
-  EXPECT_FALSE(konverter->wandle({format, 5, block, std::nullopt}, 2, ausgabe));
+  EXPECT_TRUE(konverter->wandle({format, 5, block, std::nullopt}, 2, ausgabe).gelungen);
   EXPECT_EQ(ausgabe, (std::vector<float>{1, 2}));
   const std::vector<float> weiterer = {6};
-  EXPECT_FALSE(konverter->wandle({format, 1, weiterer, std::nullopt}, 100, ausgabe));
+  EXPECT_TRUE(konverter->wandle({format, 1, weiterer, std::nullopt}, 100, ausgabe).gelungen);
   EXPECT_EQ(ausgabe, (std::vector<float>{3, 4, 5, 6}));
 }
 
@@ -193,7 +197,7 @@ TEST(SwrKonverter, TakesEmptyBlocks) {
   const PcmFormat format{48000, 2, true};
   const auto konverter = SwrKonverter::neu(format, 16000);
   std::vector<float> ausgabe = {1};
-  EXPECT_FALSE(konverter->wandle({format, 0, {}, std::nullopt}, 1024, ausgabe));
+  EXPECT_TRUE(konverter->wandle({format, 0, {}, std::nullopt}, 1024, ausgabe).gelungen);
   EXPECT_TRUE(ausgabe.empty());
 }
 
@@ -202,11 +206,14 @@ TEST(SwrKonverter, RefusesBlocksThatAreNotWhatTheySay) {
   const auto konverter = SwrKonverter::neu(format, 16000);
   const std::vector<float> samples(8);
   std::vector<float> ausgabe = {1};
-  EXPECT_TRUE(konverter->wandle({{44100, 2, true}, 4, samples, std::nullopt}, 1024, ausgabe));
+  EXPECT_EQ(konverter->wandle({{44100, 2, true}, 4, samples, std::nullopt}, 1024, ausgabe),
+            Umwandlung::verloren());
   EXPECT_TRUE(ausgabe.empty());
-  EXPECT_TRUE(konverter->wandle({{48000, 1, true}, 4, samples, std::nullopt}, 1024, ausgabe));
-  EXPECT_TRUE(konverter->wandle({format, 5, samples, std::nullopt}, 1024, ausgabe));
-  EXPECT_FALSE(konverter->wandle({format, 4, samples, std::nullopt}, 1024, ausgabe));
+  EXPECT_EQ(konverter->wandle({{48000, 1, true}, 4, samples, std::nullopt}, 1024, ausgabe),
+            Umwandlung::verloren());
+  EXPECT_EQ(konverter->wandle({format, 5, samples, std::nullopt}, 1024, ausgabe),
+            Umwandlung::verloren());
+  EXPECT_EQ(konverter->wandle({format, 4, samples, std::nullopt}, 1024, ausgabe), Umwandlung{});
 }
 
 TEST(SwrKonverter, RefusesRatesThatAreNone) {

@@ -73,10 +73,10 @@ class Engine final : public EngineAufrufe {
 class Auslassen final : public KonverterAufrufe {
  public:
   explicit Auslassen(std::size_t jeder) : jeder_(jeder) {}
-  Ergebnis wandle(std::span<const float> eingang, std::size_t, std::vector<float>& aus) override {
+  Umwandlung wandle(std::span<const float> eingang, std::size_t, std::vector<float>& aus) override {
     for (std::size_t i = 0; i < eingang.size(); i += jeder_)
       aus.push_back(eingang[i]);
-    return std::nullopt;
+    return {};
   }
 
  private:

@@ -30,7 +30,8 @@ struct Skript {
   std::condition_variable neues;
   std::deque<Oeffnung> oeffnungen;  // the last one counts for all later
   std::vector<std::weak_ptr<BlockEmpfaenger>> empfaenger;
-  bool weiter = false;        // lets an opening that hangs go on
+  bool weiter = false;  // lets an opening that hangs go on
+  Ergebnis schliessFehler = {};
   bool letzterBlock = false;  // closing hands a last block over
   std::thread::id abgebautVon = {};
   std::atomic<bool> laeuft{false};          // in spite of what it has told
@@ -86,11 +87,12 @@ class Geraet final : public AudioGeraet {
     if (laeuft) skript_.buch.schreibe("laeuft noch");
     return laeuft;
   }
-  void schliesse() override {
+  Ergebnis schliesse() override {
     if (skript_.letzterBlock) {
       if (const auto e = skript_.sitzung(skript_.empfaenger.size() - 1)) e->block({});
     }
     skript_.buch.schreibe("schliesse");
+    return skript_.schliessFehler;
   }
 
  private:
@@ -166,6 +168,13 @@ class MacInputTest : public testing::Test {
  private:
   std::unique_ptr<MacInput> eingang_;
 };
+
+TEST_F(MacInputTest, TheStopReturnsWhatTheSystemSaidToIt) {
+  skript.schliessFehler = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().stop(), skript.schliessFehler);
+  EXPECT_EQ(eingang().stop(), skript.schliessFehler);
+}
 
 TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
   EXPECT_EQ(eingang().start(hoerer), std::nullopt);

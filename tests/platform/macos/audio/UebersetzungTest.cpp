@@ -117,13 +117,13 @@ TEST_F(PcmUebersetzerTest, BuffersThatHoldLessThanTheyShouldAreNoBlock) {
   EXPECT_FALSE(uebersetzer.uebersetze({48000, LPCM, FLOAT_PACKED, 1, 32}, {&leer, 1}, 1, {}));
 }
 
-struct Umwandlung final : KonverterAufrufe {
-  explicit Umwandlung(Ergebnis e) : fehler(std::move(e)) {}
-  Ergebnis wandle(std::span<const float> eingang, std::size_t kapazitaet,
-                  std::vector<float>& ausgabe) override {
+struct Wandler final : KonverterAufrufe {
+  explicit Wandler(Ergebnis e) : fehler(std::move(e)) {}
+  Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+                    std::vector<float>& ausgabe) override {
     ausgabe.assign(eingang.begin(), eingang.end());
     ausgabe.push_back(static_cast<float>(kapazitaet));
-    return fehler;
+    return {!fehler, fehler};
   }
   Ergebnis fehler;
 };
@@ -135,27 +135,26 @@ PcmBlock block(const PcmFormat& format, std::uint32_t frames, std::span<const fl
 TEST(AvKonverterTest, TheFirstChannelIsConverted) {
   const std::array<float, 4> werte{1, 2, 3, 4};
   std::vector<float> aus;
-  AvKonverter verschraenkt({48000, 2, true}, std::make_unique<Umwandlung>(std::nullopt));
-  EXPECT_EQ(verschraenkt.wandle(block({48000, 2, true}, 2, werte), 10, aus), std::nullopt);
+  AvKonverter verschraenkt({48000, 2, true}, std::make_unique<Wandler>(std::nullopt));
+  EXPECT_EQ(verschraenkt.wandle(block({48000, 2, true}, 2, werte), 10, aus), Umwandlung{});
   EXPECT_EQ(aus, (std::vector<float>{1, 3, 10}));
-  AvKonverter getrennt({48000, 2, false}, std::make_unique<Umwandlung>(std::nullopt));
-  EXPECT_EQ(getrennt.wandle(block({48000, 2, false}, 2, werte), 10, aus), std::nullopt);
+  AvKonverter getrennt({48000, 2, false}, std::make_unique<Wandler>(std::nullopt));
+  EXPECT_EQ(getrennt.wandle(block({48000, 2, false}, 2, werte), 10, aus), Umwandlung{});
   EXPECT_EQ(aus, (std::vector<float>{1, 2, 10}));
 }
 
-TEST(AvKonverterTest, ABlockThatDoesNotFitIsRefused) {
+TEST(AvKonverterTest, ABlockThatDoesNotFitIsLostWithoutAnError) {
   const std::array<float, 4> werte{1, 2, 3, 4};
-  const Fehler passtNicht{"hallkorb", 0, "Block passt nicht zum Umwandler"};
   std::vector<float> aus;
-  AvKonverter konverter({48000, 1, true}, std::make_unique<Umwandlung>(std::nullopt));
-  EXPECT_EQ(konverter.wandle(block({44100, 1, true}, 4, werte), 10, aus), passtNicht);
-  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 5, werte), 10, aus), passtNicht);
+  AvKonverter konverter({48000, 1, true}, std::make_unique<Wandler>(std::nullopt));
+  EXPECT_EQ(konverter.wandle(block({44100, 1, true}, 4, werte), 10, aus), Umwandlung::verloren());
+  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 5, werte), 10, aus), Umwandlung::verloren());
 }
 
 TEST(AvKonverterTest, AnEmptyBlockConvertsToNothing) {
   std::vector<float> aus{1};
-  AvKonverter konverter({48000, 1, true}, std::make_unique<Umwandlung>(std::nullopt));
-  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 0, {}), 10, aus), std::nullopt);
+  AvKonverter konverter({48000, 1, true}, std::make_unique<Wandler>(std::nullopt));
+  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 0, {}), 10, aus), Umwandlung{});
   EXPECT_TRUE(aus.empty());
 }
 
@@ -163,8 +162,9 @@ TEST(AvKonverterTest, AnErrorLeavesNoSamples) {
   const std::array<float, 1> werte{1};
   const Fehler kaputt{"NSOSStatusErrorDomain", -50, "nein"};
   std::vector<float> aus;
-  AvKonverter konverter({48000, 1, true}, std::make_unique<Umwandlung>(kaputt));
-  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 1, werte), 10, aus), kaputt);
+  AvKonverter konverter({48000, 1, true}, std::make_unique<Wandler>(kaputt));
+  EXPECT_EQ(konverter.wandle(block({48000, 1, true}, 1, werte), 10, aus),
+            Umwandlung::gescheitert(kaputt));
   EXPECT_TRUE(aus.empty());
 }
 

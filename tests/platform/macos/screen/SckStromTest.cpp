@@ -78,9 +78,16 @@ TEST_F(SckStromTest, AStopThatIsNotAnsweredIsNotWaitedForForEver) {
   SckStrom strom(attrappe.strom(), std::chrono::milliseconds(0));
   EXPECT_EQ(starte(strom), std::nullopt);
   static_cast<void>(dienst.buch.nimm());
-  strom.beende();
-  strom.beende();
+  EXPECT_EQ(strom.beende(), stumm);
+  EXPECT_EQ(strom.beende(), std::nullopt);
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
+}
+
+TEST_F(SckStromTest, WhatTheServiceSaysToTheStopIsReturned) {
+  dienst.stopp = kaputt;
+  SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_EQ(starte(strom), std::nullopt);
+  EXPECT_EQ(strom.beende(), kaputt);
 }
 
 }  // namespace

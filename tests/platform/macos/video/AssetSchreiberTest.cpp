@@ -1,6 +1,9 @@
 // The order of the calls into the asset writer, in every course that a video can take.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <chrono>
+
 #include "platform/macos/screen/MacBild.h"
 #include "platform/macos/video/AssetSchreiber.h"
 #include "tests/platform/macos/Buch.h"
@@ -21,6 +24,7 @@ struct Writer {
   Ergebnis bildFehler;
   Ergebnis endeFehler;
   Ergebnis abschlussFehler;
+  bool abschlussStumm = false;
   SchreiberStatus status = SchreiberStatus::unbekannt;
   SchreiberStatus endstand = SchreiberStatus::fertig;
   Ergebnis fehler;
@@ -77,7 +81,7 @@ class Attrappe final : public SchreiberAufrufe {
     w_.buch.schreibe("schliesse ab");
     if (w_.abschlussFehler) return w_.abschlussFehler;
     w_.status = w_.endstand;
-    fertig();
+    if (!w_.abschlussStumm) fertig();
     return std::nullopt;
   }
 
@@ -89,7 +93,7 @@ class AssetSchreiberTest : public testing::Test {
  protected:
   std::unique_ptr<AssetSchreiber> neu() {
     return AssetSchreiber::neu(std::make_unique<Attrappe>(w), "/x/video.mp4",
-                               {1280, 800, 1'400'000, 30, 15}, fehler);
+                               {1280, 800, 1'400'000, 30, 15}, fehler, abschluss);
   }
   static bool haengeAn(AssetSchreiber& schreiber, int nummer) {
     return schreiber.haengeAn(MacBild(0, BildStatus::vollstaendig, &nummer));
@@ -98,6 +102,7 @@ class AssetSchreiberTest : public testing::Test {
   const Fehler kaputt{"AVFoundationErrorDomain", -11800, "geht nicht"};
   Writer w;
   Fehler fehler;
+  std::chrono::milliseconds abschluss = AssetSchreiber::ABSCHLUSS;
 };
 
 TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
@@ -205,7 +210,26 @@ TEST_F(AssetSchreiberTest, AFileWhoseEndCannotBeSetIsCompletedWithoutIt) {
   EXPECT_TRUE(schreiber->schliesseAb(2));
 }
 
-// Nobody would answer: a wait would take ten seconds.
+TEST_F(AssetSchreiberTest, AFileThatIsNotReadyInTimeIsLostAndSaysSo) {
+  abschluss = std::chrono::milliseconds(0);
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.abschlussStumm = true;
+  w.endstand = SchreiberStatus::schreibt;
+  EXPECT_FALSE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), (Fehler{"posix", ETIMEDOUT, "die Datei wird nicht fertig"}));
+}
+
+TEST_F(AssetSchreiberTest, AFileThatIsReadyWithoutAnAnswerIsComplete) {
+  abschluss = std::chrono::milliseconds(0);
+  const auto schreiber = neu();
+  EXPECT_TRUE(schreiber->starte(1));
+  w.abschlussStumm = true;
+  EXPECT_TRUE(schreiber->schliesseAb(2));
+  EXPECT_EQ(schreiber->fehler(), std::nullopt);
+}
+
+// Nobody would answer: a wait would take minutes.
 TEST_F(AssetSchreiberTest, ACompletionThatCannotBeginIsNotWaitedFor) {
   const auto schreiber = neu();
   EXPECT_TRUE(schreiber->starte(1));

@@ -1,0 +1,193 @@
+// The calls into the asset writer, run.
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/macos/MacAufrufe.h"
+#include "tests/macos/ersatz/Proben.h"
+#include "tests/macos/ersatz/Schreiber.h"
+#include "tests/macos/ersatz/System.h"
+#include "tests/macos/lauf/ErsatzTest.h"
+#include "tests/support/TempOrdner.h"
+
+namespace hallkorb {
+namespace {
+
+namespace schreiber = ersatz::schreiber;
+using schreiber::Ruf;
+
+class AvAssetWriterTest : public ErsatzTest {
+ protected:
+  void TearDown() override {
+    writer.reset();
+    ErsatzTest::TearDown();
+  }
+  Ergebnis baue(int breite = 1280) { return writer->baue(pfad, {breite, 800, 1'400'000, 30, 15}); }
+  void beginne() {
+    ASSERT_FALSE(baue());
+    ASSERT_TRUE(writer->nimmtEingang());
+    ASSERT_FALSE(writer->fuegeEingangHinzu());
+    ASSERT_FALSE(writer->beginneSchreiben());
+    ASSERT_FALSE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}));
+  }
+  Ergebnis haengeAn(double sekunden) {
+    const auto probe = ersatz::bildprobe({}, {sekunden});
+    return writer->haengeAn(probe.get());
+  }
+
+  TempOrdner ordner;
+  const std::string pfad = ordner / "video.mp4";
+  std::unique_ptr<SchreiberAufrufe> writer = avAssetWriter();
+};
+
+TEST_F(AvAssetWriterTest, AVideoIsWrittenAndFinished) {
+  ASSERT_FALSE(baue());
+  EXPECT_FALSE(writer->setzeFragmente({2, 1}));
+  EXPECT_TRUE(writer->nimmtEingang());
+  EXPECT_FALSE(writer->fuegeEingangHinzu());
+  EXPECT_FALSE(writer->nimmtEingang());
+  EXPECT_EQ(writer->status(), SchreiberStatus::unbekannt);
+  EXPECT_FALSE(writer->beginneSchreiben());
+  EXPECT_FALSE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}));
+  EXPECT_EQ(writer->status(), SchreiberStatus::schreibt);
+  EXPECT_TRUE(writer->bereit());
+  EXPECT_FALSE(haengeAn(1));
+  EXPECT_FALSE(haengeAn(1.5));
+  EXPECT_FALSE(writer->markiereFertig());
+  EXPECT_FALSE(writer->beendeSitzung({2, 1}));
+  auto fertig = std::make_shared<int>(0);
+  EXPECT_FALSE(writer->schliesseAb([fertig] { ++*fertig; }));
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(*fertig, 1);
+  EXPECT_EQ(fertig.use_count(), 1);
+  EXPECT_EQ(writer->status(), SchreiberStatus::fertig);
+  EXPECT_FALSE(writer->fehler());
+  EXPECT_EQ(schreiber::zeiten(), (std::vector<double>{1, 1.5}));
+  EXPECT_EQ(schreiber::einstellungen().at("AVVideoWidthKey"), "1280");
+  EXPECT_EQ(schreiber::einstellungen().at("AVVideoAverageBitRateKey"), "1400000");
+}
+
+// The function that is called at the end lives nowhere else by then.
+TEST_F(AvAssetWriterTest, TheEndIsToldAfterTheCallHasReturned) {
+  beginne();
+  schreiber::halteAbschluss(true);
+  std::string gesagt;
+  {
+    std::string text(100, 'x');
+    ASSERT_FALSE(writer->schliesseAb([text = std::move(text), &gesagt] { gesagt = text; }));
+  }
+  EXPECT_EQ(gesagt, "");
+  schreiber::lassAbschliessen(true);
+  EXPECT_EQ(gesagt, std::string(100, 'x'));
+}
+
+// Nobody waits any more: the base class looks whether the writer was there until the end.
+TEST_F(AvAssetWriterTest, AWriterIsKeptUntilItsFileIsComplete) {
+  beginne();
+  schreiber::halteAbschluss(true);
+  ASSERT_FALSE(writer->schliesseAb([] {}));
+  writer.reset();
+  EXPECT_EQ(laufzeit::lebende("AVAssetWriter"), 1);
+  EXPECT_EQ(schreiber::zuFruehFreigegeben(), 0);
+  schreiber::lassAbschliessen(true);
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(laufzeit::lebende("AVAssetWriter"), 0);
+}
+
+TEST_F(AvAssetWriterTest, AnEndThatFailsIsAFailedWriter) {
+  beginne();
+  schreiber::halteAbschluss(true);
+  int fertig = 0;
+  ASSERT_FALSE(writer->schliesseAb([&] { ++fertig; }));
+  schreiber::lassAbschliessen(false);
+  EXPECT_EQ(fertig, 1);
+  EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
+  ASSERT_TRUE(writer->fehler());
+  EXPECT_EQ(writer->fehler()->code, -11800);
+}
+
+TEST_F(AvAssetWriterTest, WhatBuildingRaisesOrReturnsIsItsError) {
+  schreiber::keiner(true);
+  EXPECT_EQ(baue(),
+            (Fehler{"AVFoundationErrorDomain", -11841, "The operation could not be completed"}));
+  schreiber::keiner(true, false);
+  EXPECT_EQ(baue(), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
+  schreiber::keiner(false);
+  schreiber::wirfBei(Ruf::bau, true);
+  EXPECT_TRUE(baue());
+  schreiber::wirfBei(Ruf::bau, false);
+  const Ergebnis ohneBreite = baue(0);
+  ASSERT_TRUE(ohneBreite);
+  EXPECT_EQ(ohneBreite->description,
+            "NSInvalidArgumentException: Video dimension must be positive");
+}
+
+TEST_F(AvAssetWriterTest, ANameThatIsNotUtf8IsRefused) {
+  const Ergebnis fehler = writer->baue("/tmp/\xff.mp4", {1280, 800, 1'400'000, 30, 15});
+  EXPECT_EQ(fehler, (Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"}));
+  writer->entferneDatei("/tmp/\xff.mp4");
+}
+
+TEST_F(AvAssetWriterTest, CallsAtTheWrongTimeAreErrors) {
+  ASSERT_FALSE(baue());
+  ASSERT_FALSE(writer->fuegeEingangHinzu());
+  const std::vector<std::function<Ergebnis()>> rufe = {
+      [&] { return writer->beginneSitzung({1, 1}); }, [&] { return haengeAn(1); },
+      [&] { return writer->markiereFertig(); },       [&] { return writer->beendeSitzung({1, 1}); },
+      [&] { return writer->schliesseAb([] {}); },
+  };
+  for (const auto& ruf : rufe) {
+    const Ergebnis fehler = ruf();
+    ASSERT_TRUE(fehler);
+    EXPECT_EQ(fehler->domain, "NSException");
+    EXPECT_NE(fehler->description.find("Cannot call method when status is 0"), std::string::npos);
+  }
+  schreiber::wirfBei(Ruf::fragmente, true);
+  EXPECT_TRUE(writer->setzeFragmente({2, 1}));
+  schreiber::wirfBei(Ruf::beginne, true);
+  EXPECT_TRUE(writer->beginneSchreiben());
+}
+
+TEST_F(AvAssetWriterTest, AnInputThatIsNotTaken) {
+  ASSERT_FALSE(baue());
+  schreiber::nimmtEingang(false);
+  EXPECT_FALSE(writer->nimmtEingang());
+  schreiber::wirfBei(Ruf::fuegeHinzu, true);
+  EXPECT_TRUE(writer->fuegeEingangHinzu());
+}
+
+TEST_F(AvAssetWriterTest, AFileInTheWayMakesWritingFailUntilItIsRemoved) {
+  std::ofstream(pfad) << "alt";
+  ASSERT_FALSE(baue());
+  ASSERT_FALSE(writer->fuegeEingangHinzu());
+  const Ergebnis fehler = writer->beginneSchreiben();
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, -11823);
+  EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
+  writer->entferneDatei(pfad);
+  EXPECT_FALSE(std::filesystem::exists(pfad));
+  ASSERT_FALSE(baue());
+  ASSERT_FALSE(writer->fuegeEingangHinzu());
+  EXPECT_FALSE(writer->beginneSchreiben());
+}
+
+TEST_F(AvAssetWriterTest, ASampleThatIsNotTakenFailsTheWriter) {
+  beginne();
+  EXPECT_FALSE(haengeAn(2));
+  const Ergebnis fehler = haengeAn(2);  // times must rise
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->code, -11800);
+  EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
+}
+
+TEST_F(AvAssetWriterTest, AnInputThatIsNotReadyShows) {
+  beginne();
+  schreiber::bereit(false);
+  EXPECT_FALSE(writer->bereit());
+}
+
+}  // namespace
+}  // namespace hallkorb
