@@ -35,7 +35,7 @@ class Fensterprogramm {
 
 class X11Sitzung {
  public:
-  enum class Verwalter { OPENBOX, KEINER };
+  enum class Verwalter { OPENBOX, TWM, KEINER };  // TWM knows no EWMH
   struct Server {
     int farbtiefe = 24;
     std::vector<std::string> davor{};     // a command that starts the server
@@ -65,6 +65,8 @@ class X11Sitzung {
 
  private:
   [[nodiscard]] bool verwalterDa() const;
+  // Whether a window manager of any kind has taken over the windows.
+  [[nodiscard]] bool fensterWerdenVerwaltet() const;
 
   std::unique_ptr<Prozess> server_;
   std::string display_;
