@@ -4,7 +4,6 @@
     bench/echo_datei.py
 
 The conversation of scripts/lib/voices.py is repeated to 10 and to 20 minutes, and followed by silence.
-Memory is given beside what the three files' samples take as 32-bit floats.
 """
 
 import multiprocessing
@@ -44,9 +43,8 @@ def miss(ordner, name, sekunden, stille=0):
         sys.exit(f"status {status}")
     zeit = verbrauch.ru_utime + verbrauch.ru_stime
     sekunden += stille
-    daneben = verbrauch.ru_maxrss / 1024 - 3 * 4 * RATE * sekunden / 2 ** 20
     print(f"{name:36} {zeit:6.2f} s  {zeit / sekunden:.4f} s a second  "
-          f"{verbrauch.ru_maxrss / 1024:5.0f} MiB, samples apart {daneben:5.1f} MiB")
+          f"{verbrauch.ru_maxrss / 1024:5.0f} MiB")
 
 
 def hauptteil():
