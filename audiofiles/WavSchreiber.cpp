@@ -1,7 +1,5 @@
 #include "audiofiles/WavSchreiber.h"
 
-#include <utility>
-
 #include "audiofiles/Wav.h"
 
 namespace hallkorb {
@@ -12,8 +10,8 @@ constexpr std::size_t PUFFER = std::size_t{1} << 16U;  // bytes that are written
 
 }  // namespace
 
-WavSchreiber::WavSchreiber(std::string pfad, double rate, Dateien& dateien)
-    : datei_(std::move(pfad), dateien), rate_(wavRate(rate)) {
+WavSchreiber::WavSchreiber(const std::string& pfad, double rate, Dateien& dateien)
+    : datei_(pfad, dateien), rate_(wavRate(rate)) {
   puffer_.reserve(2 * PUFFER);
   // Room for the header, which is written when the length is known.
   puffer_.resize(WAV_KOPF_BYTES);

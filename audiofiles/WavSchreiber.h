@@ -19,7 +19,7 @@ namespace hallkorb {
 class WavSchreiber {
  public:
   // Rates as in writeWav. Errors are kept for vollende().
-  WavSchreiber(std::string pfad, double rate, Dateien& dateien = posixDateien());
+  WavSchreiber(const std::string& pfad, double rate, Dateien& dateien = posixDateien());
 
   void schreibe(std::span<const float> samples);
 

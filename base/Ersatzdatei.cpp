@@ -123,7 +123,7 @@ Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
   return ort;
 }
 
-Ersatzdatei::Ersatzdatei(std::string pfad, Dateien& dateien)
+Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
     : Ersatzdatei(pfad, finde(pfad, dateien), dateien) {}
 
 Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)

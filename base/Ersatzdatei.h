@@ -34,7 +34,7 @@ namespace hallkorb {
 class Ersatzdatei {
  public:
   // Errors are kept for vollende().
-  explicit Ersatzdatei(std::string pfad, Dateien& dateien = posixDateien());
+  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien());
   Ersatzdatei(const Ersatzdatei&) = delete;
   Ersatzdatei& operator=(const Ersatzdatei&) = delete;
   ~Ersatzdatei();
