@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/Dateien.h"
+#include "base/Ersatzdatei.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/TempOrdner.h"
 
