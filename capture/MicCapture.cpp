@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 
@@ -40,6 +41,10 @@ void MicCapture::fortgesetzt() {
 void MicCapture::verloren(std::uint64_t bloecke) {
   log(formatiert("[hallkorb] Mikrofon: %" PRIu64 " Bloecke verloren, Verarbeitung zu langsam",
                  bloecke));
+}
+
+void MicCapture::hinweis(const Fehler& fehler) {
+  log("[hallkorb] " + fehler.description);
 }
 
 }  // namespace hallkorb

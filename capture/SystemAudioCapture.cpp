@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 
@@ -44,6 +45,10 @@ void SystemAudioCapture::fortgesetzt() {
 void SystemAudioCapture::verloren(std::uint64_t bloecke) {
   log(formatiert("[hallkorb] System-Audio: %" PRIu64 " Bloecke verloren, Verarbeitung zu langsam",
                  bloecke));
+}
+
+void SystemAudioCapture::hinweis(const Fehler& fehler) {
+  log("[hallkorb] " + fehler.description);
 }
 
 }  // namespace hallkorb

@@ -1,10 +1,10 @@
-// Takes denormal numbers for zero while it lives.
+// Makes the processor treat denormal numbers as zero during its lifetime.
 //
-// In digital silence the smoothed spectra and the memories of the recursive filters decay towards
+// In digital silence the smoothed spectra and the states of the recursive filters decay towards
 // zero for ever, and below 1e-308 a processor computes ten to a hundred times slower: silence would
 // cost more than speech. Values that small decide nothing (the faintest sample of a 16-bit
-// recording is 1). The mode belongs to the thread; it is put back at the end, since other code on
-// the thread may count on exact arithmetic.
+// recording is 1). The mode belongs to the thread and is restored at the end, since other code on
+// the thread may need exact arithmetic.
 #pragma once
 
 #include <cstdint>
@@ -21,11 +21,12 @@ class DenormaleSindNull {
   DenormaleSindNull() : vorher_(_mm_getcsr()) { _mm_setcsr(vorher_ | FTZ | DAZ); }
   ~DenormaleSindNull() { _mm_setcsr(vorher_); }
 #elif defined(__aarch64__)
+  // "memory": loads and stores, and the arithmetic between them, stay on their side of the change.
   DenormaleSindNull() {
     asm volatile("mrs %0, fpcr" : "=r"(vorher_));
-    asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ));
+    asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ) : "memory");
   }
-  ~DenormaleSindNull() { asm volatile("msr fpcr, %0" : : "r"(vorher_)); }
+  ~DenormaleSindNull() { asm volatile("msr fpcr, %0" : : "r"(vorher_) : "memory"); }
 #else
   DenormaleSindNull() = default;
   ~DenormaleSindNull() = default;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "platform/HostClock.h"
 
 namespace hallkorb {

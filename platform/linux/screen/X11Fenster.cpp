@@ -1,13 +1,12 @@
 #include "platform/linux/screen/X11Fenster.h"
 
-#include <xcb/composite.h>
-
 #include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "platform/linux/screen/X11Eigenschaft.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -122,7 +121,7 @@ Ergebnis X11Fenster::beginne() {
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   const std::uint8_t art = ereignis.response_type & 0x7F;
-  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), &xcb_damage_id);
+  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
   if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
     merkeSchaden(ereignis);
     return;

@@ -18,9 +18,6 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/damage.h>
-#include <xcb/xcb.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -28,6 +25,7 @@
 
 #include "base/Fehler.h"
 #include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 
