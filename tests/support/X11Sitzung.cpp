@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -52,8 +53,14 @@ X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
       display_(":" + server_->liesZeile(30.0)) {
   if (verwalter == Verwalter::KEINER) return;
   if (verwalter == Verwalter::TWM) {
+    // The one font that every X server has.
+    const std::string datei = ordner_ / "twmrc";
+    std::ofstream twmrc(datei);
+    for (const char* wofuer : {"Title", "Resize", "Menu", "Icon", "IconManager"})
+      twmrc << wofuer << "Font \"fixed\"\n";
+    twmrc.close();
     verwalter_ = std::make_unique<Prozess>(
-        std::vector<std::string>{"twm", "-display", display_, "-f", "/dev/null"},
+        std::vector<std::string>{"twm", "-display", display_, "-f", datei},
         Prozess::Fehlerausgabe::VERWORFEN);
     if (!warteBisGilt([this] { return fensterWerdenVerwaltet(); })) {
       throw std::runtime_error("no twm");

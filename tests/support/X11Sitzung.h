@@ -13,6 +13,7 @@
 
 #include "platform/linux/screen/X11ScreenCapture.h"
 #include "tests/support/Prozess.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 
@@ -68,6 +69,7 @@ class X11Sitzung {
   // Whether a window manager of any kind has taken over the windows.
   [[nodiscard]] bool fensterWerdenVerwaltet() const;
 
+  TempOrdner ordner_;
   std::unique_ptr<Prozess> server_;
   std::string display_;
   std::unique_ptr<Prozess> verwalter_;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/linux/screen/X11Eigenschaft.h"
-
 #include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {

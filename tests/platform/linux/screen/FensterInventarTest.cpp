@@ -170,7 +170,7 @@ TEST_F(FensterInventar, TheListOfAWindowManagerThatHasEndedIsNotTrusted) {
   sitzung_.beendeVerwalter();
   const auto neues = sitzung_.fenster({"--titel", "neu"});
   altes->schliesse();
-  EXPECT_TRUE(warteBisGilt(
+  ASSERT_TRUE(warteBisGilt(
       [&] { return nummern(sitzung_.inventar()) == std::vector<std::uint32_t>{neues->id()}; }));
   EXPECT_EQ(sitzung_.finde(neues->id())->titel, "neu");
 }
