@@ -21,8 +21,11 @@ void absturz(int nummer) {
 
 }  // namespace
 
+// A host that does not read must not keep a process alive that cannot go on.
 void abbruch(std::string_view grund) {
+  begrenzeAusgabe(1.0);
   log("[hallkorb] Abbruch: " + std::string(grund));
+  leereAusgabe();
   std::abort();
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
 #include "base/Text.h"
 
 namespace hallkorb {
@@ -18,6 +19,10 @@ constexpr double STOP_WARTET_AUF_LESER = 5.0;
 
 const char* wort(bool wert) {
   return wert ? "true" : "false";
+}
+
+std::string fehlerZeile(const std::string& text) {
+  return R"({"event":"error","message":")" + jsonEscape(text) + "\"}";
 }
 
 std::string degraded(const char* kanal, const Fehler& fehler) {
@@ -40,14 +45,30 @@ LiveAufnahme::~LiveAufnahme() {
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
+  if (!baueFaeden()) {
+    log("[hallkorb] Aufnahme nicht moeglich: " + keinFaden().description);
+    emit(fehlerZeile(keinFaden().description));
+    return 2;
+  }
   baueAuf();
   halteZeilenZurueck();
-  startTask_ = plattform_.executor().starte([this] { starte(); });
-  return plattform_.runLoop().run();
+  startTask_->async([this] { starte(); });
+  const int status = plattform_.runLoop().run();
+  leereAusgabe();
+  return status;
+}
+
+bool LiveAufnahme::baueFaeden() {
+  Executor& executor = plattform_.executor();
+  themQueue_ = executor.queue("chunks.them");
+  echoQueue_ = executor.queue("echo");
+  startTask_ = executor.queue("start");
+  stopTask_ = executor.queue("stop");
+  return starteAusgabeFaeden() && themQueue_ && echoQueue_ && startTask_ && stopTask_;
 }
 
 void LiveAufnahme::baueAuf() {
-  // A folder that cannot be made shows when the first chunk cannot be written.
+  // If the folder cannot be created, writing the first chunk will report it.
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
   zeitNull_ = hostSekunden();
   nullUnixMs_ = plattform_.uhr().unixMs();
@@ -69,8 +90,6 @@ void LiveAufnahme::baueAuf() {
   meChunker_ = chunker("me");
   zeitThem_ = std::make_unique<Zeitachse>("them", config_.sampleRate, zeitNull_);
   zeitMe_ = std::make_unique<Zeitachse>("me", config_.sampleRate, zeitNull_);
-  themQueue_ = plattform_.executor().queue("chunks.them");
-  echoQueue_ = plattform_.executor().queue("echo");
 
   // The canceller works at this one rate.
   if (config_.echo && config_.sampleRate == EK_R) {
@@ -98,7 +117,7 @@ void LiveAufnahme::baueAuf() {
   }
 }
 
-// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
+// Called first: a signal that comes while the rest is being built is kept until the run loop runs.
 void LiveAufnahme::richteSignaleEin() {
   RunLoop& schleife = plattform_.runLoop();
   schleife.aufSignal(SIGINT, [this] { shutdown(); });
@@ -109,8 +128,8 @@ void LiveAufnahme::richteSignaleEin() {
     schleife.aufSignal(SIGHUP, [this] { shutdown(); });
   }
 
-  // Without a reader the host is gone: whoever records on then does it for nobody. It is noticed by
-  // watching the pipe, and where that cannot be watched by the next line that fails.
+  // Without a reader the host is gone, and nobody needs the recording any more. It is noticed by
+  // watching the pipe, or by the next write that fails if the pipe cannot be watched.
   const auto leserWeg = [this] {
     if (!stopLaeuft_) log("[hallkorb] Standardausgabe geschlossen — Aufnahme endet");
     shutdown();
@@ -127,7 +146,7 @@ bool LiveAufnahme::beginneEnde() {
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
   const Ergebnis mikrofon = micCap_->start();
-  // A stop cancels starts that still wait for a device: that is no failure to tell of.
+  // A stop cancels starts that still wait for a device: that is no failure to report.
   if (mikrofon && !stopLaeuft_) {
     log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon->gedruckt());
   }
@@ -139,15 +158,18 @@ void LiveAufnahme::starte() {
   if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
-// What the captures have delivered meanwhile is told after the report.
+// The lines of what the captures have delivered meanwhile follow the report.
 void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
   if (mikrofon && systemAudio) {
     const bool gescheitert = beginneEnde();
     const std::string& text =
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
-    // Where a stop was first, it is what made the starts fail, and it ends the run.
+    // If a stop came first, it made the starts fail, and it ends the run.
     std::vector<std::string> zeilen;
-    if (gescheitert) zeilen.push_back(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    if (gescheitert) {
+      begrenzeAusgabe(STOP_WARTET_AUF_LESER);
+      zeilen.push_back(fehlerZeile(text));
+    }
     gibZeilenFrei(zeilen);
     if (gescheitert) plattform_.runLoop().quit(2);
     return;
@@ -176,8 +198,8 @@ void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
   themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
 }
 
-// On the capture's thread. The raw file belongs to the queue of the echo path where there is one:
-// so it is written by one thread at a time either way, in the order of arrival.
+// On the capture's thread. If there is an echo path, the raw file belongs to its queue: so it is
+// written by one thread at a time either way, in the order of arrival.
 void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   if (strecke_) {
     echoQueue_->async([this, block = std::move(samples)] {
@@ -193,20 +215,17 @@ void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
 // On the main thread. Signals that come while the stop runs change nothing.
 void LiveAufnahme::shutdown() {
   if (!beginneEnde()) return;
-  for (auto* strom :
-       {&FileHandleTextOutput::standardOutput(), &FileHandleTextOutput::standardError()}) {
-    strom->begrenze(STOP_WARTET_AUF_LESER);
-  }
+  begrenzeAusgabe(STOP_WARTET_AUF_LESER);
   log("[hallkorb] Stop — schreibe Rest-Chunks");
   micCap_->stop();
-  stopTask_ = plattform_.executor().starte([this] { stoppe(); });
+  stopTask_->async([this] { stoppe(); });
 }
 
 // The stop task. The order matters: first the sources, then the queues behind them, then what is
 // left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
-  startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  startTask_->sync([] {});  // its attempts are cancelled; "started" comes before what follows
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();

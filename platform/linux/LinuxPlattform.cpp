@@ -1,11 +1,20 @@
 #include "platform/linux/LinuxPlattform.h"
 
+#include <cstdlib>
+
 #include "platform/linux/audio/PipewireInput.h"
 #include "platform/linux/audio/SwrKonverter.h"
 #include "platform/linux/screen/X11ScreenCapture.h"
 #include "platform/linux/video/H264Schreiber.h"
 
 namespace hallkorb {
+
+LinuxPlattform::LinuxPlattform() {
+  // PipeWire's library logs to standard error as its version and the user's configuration have it,
+  // but each line there is to be ours. This wins over both; who looks for a fault of the library
+  // has set it already. Here, because no other thread may read the environment meanwhile.
+  ::setenv("PIPEWIRE_DEBUG", "0", 0);
+}
 
 std::unique_ptr<AudioInput> LinuxPlattform::mikrofon() {
   return std::make_unique<PipewireInput>(PipewireQuelle::MIKROFON);

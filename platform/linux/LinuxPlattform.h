@@ -16,6 +16,7 @@ namespace hallkorb {
 
 class LinuxPlattform final : public Plattform {
  public:
+  LinuxPlattform();
   [[nodiscard]] const HostClock& uhr() const override { return uhr_; }
   [[nodiscard]] RunLoop& runLoop() override { return runLoop_; }
   [[nodiscard]] Executor& executor() override { return executor_; }

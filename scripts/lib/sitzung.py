@@ -14,6 +14,8 @@ command it prints the environment and stays until it gets a signal or its standa
 
     scripts/sitzung [--ohne-mikrofon] [--ohne-lautsprecher] [--ohne-wireplumber] [-- command args...]
 
+With --gesteuert it starts nothing by itself and does what another program asks (see steuerung.py).
+
 Nothing is left behind: no process, no folder, however the caller ends (see prozesse.py).
 """
 
@@ -23,95 +25,26 @@ import glob
 import json
 import os
 import re
-import resource
 import shlex
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
 import time
 
+import konfiguration
 import prozesse
+import steuerung
 
 _VORSILBE = "hallkorb-sitzung-"
-
-_PIPEWIRE_CONF = """
-context.properties = {
-    core.daemon = true
-    core.name = pipewire-0
-    support.dbus = false
-    link.max-buffers = 16
-    settings.check-quantum = true
-    settings.check-rate = true
-    default.clock.rate = 48000
-    default.clock.allowed-rates = [ 44100 48000 ]
-    default.clock.quantum = 1024
-    default.clock.min-quantum = 32
-    default.clock.max-quantum = 8192
-}
-context.spa-libs = {
-    audio.convert.* = audioconvert/libspa-audioconvert
-    support.* = support/libspa-support
-}
-context.modules = [
-%(rt)s
-    { name = libpipewire-module-protocol-native }
-    { name = libpipewire-module-metadata }
-    { name = libpipewire-module-spa-node-factory }
-    { name = libpipewire-module-client-node }
-    { name = libpipewire-module-client-device }
-    { name = libpipewire-module-access }
-    { name = libpipewire-module-adapter }
-    { name = libpipewire-module-link-factory }
-    { name = libpipewire-module-session-manager }
-]
-context.objects = [
-    { factory = spa-node-factory
-      args = { factory.name = support.node.driver node.name = Dummy-Driver
-               node.group = pipewire.dummy priority.driver = 20000 } }
-%(geraete)s
-]
-"""
-
-_RT = "    { name = libpipewire-module-rt args = { nice.level = -11 } flags = [ ifexists nofail ] }"
-
-# Loads the policy, and nothing that asks D-Bus or looks for hardware.
-_WIREPLUMBER_MAIN = """
-load_module("metadata")
-default_access.properties["enable-flatpak-portal"] = false
-default_access.enable()
-device_defaults.enable()
-stream_defaults.enable()
-load_script("suspend-node.lua")
-"""
-
-# Name -> media class, channels, priority. The null sink's adapter serves for both directions.
-GERAETE = {
-    "speakers": ("Audio/Sink", ("FL", "FR"), 2000),
-    "mic": ("Audio/Source/Virtual", ("MONO",), 2000),
-    "mic-feed": ("Audio/Sink", ("MONO",), 1),
-}
-
 
 class SitzungsFehler(Exception):
     """The session did not come up, or lost one of its parts."""
 
 
-def darf_echtzeit():
-    """Whether a thread of ours may get real-time priority without asking a service for it."""
-    if resource.getrlimit(resource.RLIMIT_RTPRIO)[0] != 0:
-        return True
-    with open("/proc/self/status", encoding="ascii", errors="replace") as datei:
-        for zeile in datei:
-            if zeile.startswith("CapEff:"):
-                return bool(int(zeile.split()[1], 16) >> 23 & 1)  # CAP_SYS_NICE
-    return False
-
-
 def laeuft_schon(umgebung=None):
     """Whether a PipeWire answers at the place where programs look for it."""
-    import socket
-
     umgebung = os.environ if umgebung is None else umgebung
     name = umgebung.get("PIPEWIRE_REMOTE") or "pipewire-0"
     ordner = umgebung.get("PIPEWIRE_RUNTIME_DIR") or umgebung.get("XDG_RUNTIME_DIR")
@@ -119,6 +52,22 @@ def laeuft_schon(umgebung=None):
         if not ordner:
             return False
         name = os.path.join(ordner, name)
+    return _antwortet(name)
+
+
+def pulseaudio_laeuft(umgebung=None):
+    """Whether a PulseAudio answers there, or a server that the user names is to be asked."""
+    umgebung = os.environ if umgebung is None else umgebung
+    if umgebung.get("PULSE_SERVER"):
+        return True
+    ordner = umgebung.get("PULSE_RUNTIME_PATH") or os.path.join(
+        umgebung.get("XDG_RUNTIME_DIR", ""), "pulse")
+    return _antwortet(os.path.join(ordner, "native"))
+
+
+def _antwortet(name):
+    import socket
+
     try:
         with socket.socket(socket.AF_UNIX) as verbindung:
             verbindung.connect(name)
@@ -140,23 +89,12 @@ def warte_bis(bedingung, was, frist=10.0, schritt=0.02):
         time.sleep(schritt)
 
 
-def _spa(werte):
-    """A dictionary in the configuration's own notation."""
-
-    def text(wert):
-        if isinstance(wert, (tuple, list)):
-            return "[ " + " ".join(wert) + " ]"
-        return "true" if wert is True else str(wert)
-
-    return "{ " + " ".join(f"{name} = {text(wert)}" for name, wert in werte.items()) + " }"
-
-
 class Sitzung(prozesse.Betrieb):
     """One private session. Use it as a context manager, or call starte() and beende()."""
 
     def __init__(self, *, mikrofon=True, lautsprecher=True, wireplumber=True):
-        self._geraete = [name for name, da in
-                         (("speakers", lautsprecher), ("mic", mikrofon), ("mic-feed", mikrofon)) if da]
+        self.geraete = [name for name, da in
+                        (("speakers", lautsprecher), ("mic", mikrofon), ("mic-feed", mikrofon)) if da]
         self._mit_wireplumber = wireplumber
         self._laufend = {}
         self._sperre = None
@@ -171,6 +109,17 @@ class Sitzung(prozesse.Betrieb):
 
     def starte(self):
         """Returns when the default devices are there. Raises SitzungsFehler."""
+        self.bereite()
+        try:
+            self.starte_pipewire()
+            if self._mit_wireplumber:
+                self.starte_wireplumber()
+        except BaseException:
+            self.beende()
+            raise
+
+    def bereite(self):
+        """Makes the folder and `umgebung`, and starts nothing."""
         _entferne_verwaiste()
         self.ordner = tempfile.mkdtemp(prefix=_VORSILBE, dir="/tmp")
         try:
@@ -178,10 +127,6 @@ class Sitzung(prozesse.Betrieb):
             self._sperre = open(os.path.join(self.ordner, "sperre"), "w")
             fcntl.flock(self._sperre, fcntl.LOCK_EX)
             self.umgebung = self._baue_umgebung()
-            self._schreibe_konfiguration()
-            self.starte_pipewire()
-            if self._mit_wireplumber:
-                self.starte_wireplumber()
         except BaseException:
             self.beende()
             raise
@@ -191,9 +136,9 @@ class Sitzung(prozesse.Betrieb):
             spieler.kill()
             spieler.wait()
         self._spieler = []
-        self._ende_beobachter()
         for name in reversed(list(self._laufend)):
-            self._ende(name)
+            self.beende_dienst(name)
+        self._ende_beobachter()
         if self.ordner:
             shutil.rmtree(self.ordner, ignore_errors=True)
             self.ordner = None
@@ -220,39 +165,11 @@ class Sitzung(prozesse.Betrieb):
         umgebung["DBUS_SESSION_BUS_ADDRESS"] = "disabled:"
         return umgebung
 
-    def _schreibe_konfiguration(self):
-        geraete = "\n".join(
-            "    { factory = adapter args = " + _spa(self._eigenschaften(name)) + " }"
-            for name in self._geraete)
-        texte = {
-            "pipewire/pipewire.conf":
-                _PIPEWIRE_CONF % {"rt": _RT if darf_echtzeit() else "", "geraete": geraete},
-            # Files of the same name replace the system's.
-            "wireplumber/main.lua.d/90-enable-all.lua": _WIREPLUMBER_MAIN,
-            "wireplumber/bluetooth.lua.d/90-enable-all.lua": "",
-        }
-        for name, text in texte.items():
-            pfad = os.path.join(self.umgebung["XDG_CONFIG_HOME"], name)
-            os.makedirs(os.path.dirname(pfad), exist_ok=True)
-            with open(pfad, "w", encoding="utf-8") as datei:
-                datei.write(text)
-
-    @staticmethod
-    def _eigenschaften(name, klasse=None, kanaele=None, rang=None):
-        vorgabe = GERAETE.get(name, ("Audio/Sink", ("FL", "FR"), 1000))
-        return {
-            "factory.name": "support.null-audio-sink",
-            "node.name": name,
-            "media.class": klasse or vorgabe[0],
-            "audio.position": kanaele or vorgabe[1],
-            "priority.session": vorgabe[2] if rang is None else rang,
-            "object.linger": True,
-        }
-
     # --- The daemons --------------------------------------------------------------------------
 
     def starte_pipewire(self):
-        """Starts the audio daemon; returns when it answers."""
+        """Starts the audio daemon with `geraete`; returns when it answers."""
+        konfiguration.schreibe(self.umgebung["XDG_CONFIG_HOME"], self.geraete)
         self._daemon("pipewire", ["pipewire"])
         self._warte(lambda: laeuft_schon(self.umgebung), "PipeWire's socket")
 
@@ -261,21 +178,38 @@ class Sitzung(prozesse.Betrieb):
         chosen the default devices and the microphone is linked to what feeds it."""
         self._daemon("wireplumber", ["wireplumber"])
         self._warte(self._wireplumber_da, "WirePlumber")
+        da = {werte.get("node.name") for werte in self._objekte("Node").values()}
         for art, name in (("sink", "speakers"), ("source", "mic")):
-            if name in self._geraete:
+            if name in da:
                 self.warte_standard(art, name)
-        if "mic" in self._geraete:
+        if {"mic", "mic-feed"} <= da:
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
 
-    def beende_pipewire(self, nummer=None):
-        """Ends the audio daemon (by default with SIGKILL), as a crash would. WirePlumber does not
-        survive its daemon; both have to be started again."""
-        self._ende("pipewire", nummer)
-        self.beende_wireplumber()
+    def beende_pipewire(self):
+        """Ends the audio daemon as a crash would. WirePlumber does not survive its daemon; both have to
+        be started again."""
+        self.beende_dienst("pipewire")
+        self.beende_dienst("wireplumber")
 
-    def beende_wireplumber(self):
-        self._ende("wireplumber")
+    def beende_dienst(self, name, nummer=signal.SIGKILL):
+        """Ends "pipewire" or "wireplumber" by a signal if it runs, and returns when it is gone. They
+        keep nothing that would have to be saved."""
         self._ende_beobachter()
+        prozess = self._laufend.pop(name, None)
+        if prozess is None:
+            return
+        prozess.send_signal(nummer)
+        prozess.wait()
+        if name == "pipewire":
+            # A killed daemon leaves its socket; the next one replaces it, but until then clients
+            # must see that nobody is there.
+            for rest in glob.glob(os.path.join(self.ordner, "pipewire-0*")):
+                os.unlink(rest)
+
+    def sende(self, name, nummer):
+        """Sends "pipewire" or "wireplumber" a signal that does not end it, if it runs."""
+        if name in self._laufend:
+            self._laufend[name].send_signal(nummer)
 
     def _wireplumber_da(self):
         return any(werte.get("application.name") == "WirePlumber [export]"
@@ -293,21 +227,6 @@ class Sitzung(prozesse.Betrieb):
             self._laufend[name] = prozesse.starte(
                 befehl, env=self.umgebung, stdin=subprocess.DEVNULL, stdout=protokoll,
                 stderr=protokoll, cwd="/")
-
-    def _ende(self, name, nummer=None):
-        prozess = self._laufend.pop(name, None)
-        if prozess is None:
-            return
-        if nummer is None:
-            prozess.kill()  # they keep nothing that would have to be saved
-        else:
-            prozess.send_signal(nummer)
-        prozess.wait()
-        if name == "pipewire":
-            # A killed daemon leaves its socket; the next one replaces it, but until then clients
-            # must see that nobody is there.
-            for rest in glob.glob(os.path.join(self.ordner, "pipewire-0*")):
-                os.unlink(rest)
 
     def _warte(self, bedingung, was, frist=15.0):
         def geprueft():
@@ -394,11 +313,15 @@ class Sitzung(prozesse.Betrieb):
                     json.dumps({"name": name}), "Spa:String:JSON")
         self.warte_standard(art, name)
 
+    def setze(self, name, wert):
+        """Changes one of the graph's settings, as "clock.force-rate"."""
+        self.befehl("pw-metadata", "-n", "settings", "0", name, str(wert))
+
     def lege_an(self, name, klasse=None, kanaele=None, rang=None):
-        """Plugs a device in and returns when it can be linked; `klasse` and so on as in GERAETE, whose
-        values serve as defaults. The microphone is linked to its feed if that is there."""
+        """Plugs a device in and returns when it can be linked; `klasse` and so on as in
+        konfiguration.GERAETE, whose values serve as defaults. The microphone is linked to its feed if that is there."""
         self.befehl("pw-cli", "create-node", "adapter",
-                    _spa(self._eigenschaften(name, klasse, kanaele, rang)))
+                    konfiguration.spa(konfiguration.eigenschaften(name, klasse, kanaele, rang)))
         self._warte(lambda: self.knoten(name) is not None, f"device {name}")
         if name == "mic" and self.knoten("mic-feed") is not None:
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
@@ -425,7 +348,7 @@ class Sitzung(prozesse.Betrieb):
         name = f"spieler-{len(self._spieler)}"
         # pw-play asks for 100 ms by default, which would change the block length of the graph; and
         # what plays into the default sink would otherwise follow when another one is picked.
-        eigenschaften = _spa({"node.name": name, "node.dont-reconnect": True})
+        eigenschaften = konfiguration.spa({"node.name": name, "node.dont-reconnect": True})
         spieler = self.starte_programm(["pw-play", "--latency", "1024", "--target", ziel,
                                         "--properties", eigenschaften, datei],
                                        stderr=subprocess.DEVNULL)
@@ -463,6 +386,7 @@ def _lies_argumente(argumente):
     leser.add_argument("--ohne-mikrofon", action="store_true", help="no mic and no mic-feed")
     leser.add_argument("--ohne-lautsprecher", action="store_true", help="no speakers")
     leser.add_argument("--ohne-wireplumber", action="store_true", help="no policy daemon")
+    leser.add_argument("--gesteuert", action="store_true", help=argparse.SUPPRESS)
     leser.add_argument("befehl", nargs="*", metavar="command", help="runs inside the session")
     return leser.parse_args(argumente)
 
@@ -471,6 +395,8 @@ def _lauf(wahl):
     sitzung = Sitzung(mikrofon=not wahl.ohne_mikrofon, lautsprecher=not wahl.ohne_lautsprecher,
                       wireplumber=not wahl.ohne_wireplumber)
     try:
+        if wahl.gesteuert:
+            return steuerung.diene(sitzung, SitzungsFehler)
         with sitzung:
             if wahl.befehl:
                 # In the terminal's foreground group, so that a shell or a pager works inside.

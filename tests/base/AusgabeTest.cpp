@@ -67,7 +67,7 @@ TEST(AusgabeTest, PartialAndInterruptedWritesAreCompleted) {
 
 TEST(AusgabeTest, ALineIsOneWrite) {
   aufrufe = 0;
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t laenge) -> ssize_t {
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
     ++aufrufe;
     return static_cast<ssize_t>(laenge);
   });
@@ -80,7 +80,7 @@ TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
     errno = EPIPE;
     return -1;
   };
-  FileHandleTextOutput ausgabe(1, geht);
+  FileHandleTextOutput ausgabe(-1, geht);
   int gemeldet = 0;
   ausgabe.leserWeg([&] {
     ++gemeldet;
@@ -92,7 +92,7 @@ TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
 }
 
 TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t {
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t {
     errno = ENOSPC;
     return -1;
   });
@@ -103,7 +103,7 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
 }
 
 TEST(AusgabeTest, AWriteThatTakesNothingEndsTheAttempt) {
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
   EXPECT_FALSE(ausgabe.write("a"));
 }
 

@@ -131,7 +131,7 @@ def einer(name):
 if __name__ == "__main__":
     _leser = argparse.ArgumentParser(prog="tests/e2e")
     # Without real-time priority the sound itself would suffer from more.
-    _leser.add_argument("--jobs", type=int, default=3 if lauf.sitzung.darf_echtzeit() else 2)
+    _leser.add_argument("--jobs", type=int, default=3 if lauf.konfiguration.darf_echtzeit() else 2)
     _leser.add_argument("--einzeln", help=argparse.SUPPRESS)
     _leser.add_argument("teile", nargs="*", metavar="name part")
     _wahl = _leser.parse_args()

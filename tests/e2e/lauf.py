@@ -19,6 +19,7 @@ sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import bildschirm  # noqa: E402
+import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
 import sitzung  # noqa: E402
 
@@ -72,17 +73,23 @@ class Zeilen:
 
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
-    leaves reading standard output to the test."""
+    leaves reading standard output to the test; `protokoll` lets libraries write to standard error.
+    `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
+    program that starts it."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False):
+                 echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=()):
         self.test = test
+        self._protokoll = protokoll
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
-            [PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
+            [*vorsatz, PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
+            gehalten=gehalten,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        if sofort:
+            sofort(self.prozess)
         test.addCleanup(self._raeume_auf)
         self.aus = Zeilen(self.prozess.stdout) if lies_stdout else None
         self.diagnose = Zeilen(self.prozess.stderr)
@@ -95,6 +102,8 @@ class Lauf:
         for strom in (self.prozess.stdout, self.prozess.stderr):
             if not strom.closed:
                 strom.close()
+        if not self._protokoll:
+            self.pruefe_diagnose()
 
     # --- Waiting ------------------------------------------------------------------------------
 
@@ -154,6 +163,11 @@ class Lauf:
         self.test.assertEqual([satz.get("event") for satz in saetze[-2:]], ["zeitachse", "done"],
                               self.alles())
         self.test.assertEqual(self.diagnosen("Stop — schreibe Rest-Chunks"), 1, self.alles())
+
+    def pruefe_diagnose(self):
+        """Standard error belongs to the program alone: what libraries have to say stays out of it."""
+        fremd = [zeile for zeile in self.diagnose.texte() if not zeile.startswith("[hallkorb] ")]
+        self.test.assertEqual(fremd, [])
 
     # --- What was said ------------------------------------------------------------------------
 

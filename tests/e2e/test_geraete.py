@@ -1,6 +1,7 @@
 """Devices and daemons that are missing, go, come back and change."""
 
 import os
+import subprocess
 import time
 
 import lauf
@@ -205,3 +206,52 @@ class Wechsel(Geraete):
         self.assertLess(aufnahme.stoppe(), 2.0)
         roh = signale.lies_ganz(self.roh())
         self.assertLess(signale.pegel(roh[vorher + round(UMSCHALTEN * signale.ZIEL):]), NICHTS)
+
+
+class Protokoll(Geraete):
+    """What PipeWire's library logs, here as much as a user's configuration can ask for."""
+
+    def setUp(self):
+        super().setUp()
+        # The name of a client's configuration depends on the version of the library.
+        for name in ("client.conf.d", "client-rt.conf.d"):
+            ordner = os.path.join(self.raum.umgebung["XDG_CONFIG_HOME"], "pipewire", name)
+            os.makedirs(ordner)
+            with open(os.path.join(ordner, "protokoll.conf"), "w", encoding="ascii") as datei:
+                datei.write("context.properties = { log.level = 4 }\n")
+
+    def test_bleibt_aus_den_diagnosen(self):
+        aufnahme = self.lauf()
+        aufnahme.gestartet()
+        aufnahme.stoppe()
+        aufnahme.pruefe_diagnose()
+
+    def test_kommt_auf_wunsch(self):
+        aufnahme = self.lauf(umgebung=self.raum.umgebung | {"PIPEWIRE_DEBUG": "4"}, protokoll=True)
+        aufnahme.gestartet()
+        aufnahme.stoppe()
+        self.assertGreater(aufnahme.diagnosen("pw.context"), 0)
+
+
+class Vorrang(lauf.Fall):
+    """Whether the threads that sound passes through come before other programs'."""
+
+    VERWEIGERT = "Vorrang vor anderen Programmen verweigert"
+
+    def aufnahme_mit(self, vorsatz):
+        aufnahme = self.lauf(vorsatz=vorsatz)
+        aufnahme.gestartet()
+        aufnahme.warte_aufnahme(2.0)
+        aufnahme.stoppe()
+        return aufnahme
+
+    def test_verweigert_gibt_eine_zeile(self):
+        ohne = ["prlimit", "--rtprio=0", "--nice=0"]
+        if os.geteuid() == 0:
+            ohne += ["setpriv", "--bounding-set", "-sys_nice", "--inh-caps", "-sys_nice"]
+        self.assertEqual(self.aufnahme_mit(ohne).diagnosen(self.VERWEIGERT), 1)
+
+    def test_gewaehrt_gibt_keine(self):
+        if subprocess.run(["nice", "-n", "-11", "true"], check=True, stderr=subprocess.PIPE).stderr:
+            self.skipTest("a nice level is not permitted here")
+        self.assertEqual(self.aufnahme_mit([]).diagnosen(self.VERWEIGERT), 0)

@@ -33,7 +33,7 @@ class Gespraech(lauf.Fall):
 
         zeitachse = aufnahme.zeitachse()
         # Where threads get no real-time priority, a busy machine may lose a block now and then.
-        erlaubt_ms = 0 if lauf.sitzung.darf_echtzeit() else 200
+        erlaubt_ms = 0 if lauf.konfiguration.darf_echtzeit() else 200
         for kanal in ("them", "me"):
             self.assertLessEqual(zeitachse[kanal]["luecken_ms"], erlaubt_ms, aufnahme.alles())
             if not erlaubt_ms:

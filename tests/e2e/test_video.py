@@ -39,7 +39,7 @@ class Fensterfall(lauf.Fall):
 
     def pruefe_ton(self, aufnahme):
         """No gap; a virtual machine that is itself halted may lose a block or two of PipeWire's."""
-        erlaubt_ms = 43 if lauf.sitzung.darf_echtzeit() else 200
+        erlaubt_ms = 43 if lauf.konfiguration.darf_echtzeit() else 200
         for kanal in ("them", "me"):
             self.assertLessEqual(aufnahme.zeitachse()[kanal]["luecken_ms"], erlaubt_ms,
                                  aufnahme.alles())

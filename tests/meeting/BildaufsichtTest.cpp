@@ -1,4 +1,4 @@
-// The supervision: which window is recorded when, what is told of it, and what is booked.
+// The supervision: which window is recorded when, what is reported, and what is booked.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -80,7 +80,7 @@ TEST_P(BildaufsichtTest, AWindowThatIsThereIsRecordedAtOnceWithoutAReport) {
   EXPECT_EQ(faenger.ausgabeZeilen(), (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0")}));
 }
 
-TEST_P(BildaufsichtTest, EventsTellRankAndReasonWithTheirTextsEscaped) {
+TEST_P(BildaufsichtTest, EventsCarryRankAndReasonWithTheirTextsEscaped) {
   schirm.windows = {zoom(4, "Anna \"A\\B\"\t's Screen")};
   zeige(9, {zoom(5, "")});
   video->starteGeduldig(120);
@@ -191,7 +191,8 @@ TEST_P(BildaufsichtTest, TheSameWindowResumesAfterAPause) {
   EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "wechsle 4", "stop"}));
 }
 
-TEST_P(BildaufsichtTest, APauseBelongsToNoSourceAlsoWhenTheTitleChangedInIt) {
+// The booking of a new title knows no pause; that of a new window does.
+TEST_P(BildaufsichtTest, APauseInWhichTheTitleChangedBelongsToTheOldTitle) {
   schirm.windows = {zoom(4)};
   zeige(9, {});
   zeige(31, {zoom(4, "Zoom Webinar")});
@@ -199,16 +200,36 @@ TEST_P(BildaufsichtTest, APauseBelongsToNoSourceAlsoWhenTheTitleChangedInIt) {
   EXPECT_TRUE(stoppe(45.0));
   const Zeilen zeilen = faenger.fehlerZeilen();
   EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
-            (Zeilen{"[hallkorb] Bildquelle: Zoom · Zoom Webinar — 13 s",
-                    "[hallkorb] Bildquelle: " + ZOOM + " — 10 s"}));
+            (Zeilen{"[hallkorb] Bildquelle: " + ZOOM + " — 32 s",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Webinar — 13 s"}));
 }
 
-TEST_P(BildaufsichtTest, AStopInAPauseDoesNotBookThePause) {
+TEST_P(BildaufsichtTest, AStopInAPauseBooksThePauseToTheLastSource) {
   schirm.windows = {zoom(4)};
   zeige(9, {});
   video->starteGeduldig(120);
   EXPECT_TRUE(stoppe(45.0));
-  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 10 s");
+  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 45 s");
+}
+
+TEST_P(BildaufsichtTest, ASleepOfTheComputerIsBooked) {
+  schirm.windows = {zoom(4)};
+  welt.am(5, [this] { welt.wanduhrVor = 3600; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 3609 s");
+}
+
+TEST_P(BildaufsichtTest, AWallClockThatIsSetBackTakesNothingAway) {
+  schirm.windows = {zoom(4, "Meeting A")};
+  zeige(9, {zoom(4, "Meeting B")});
+  welt.am(11, [this] { welt.wanduhrVor = -3600; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(15.0));
+  const Zeilen zeilen = faenger.fehlerZeilen();
+  EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
+            (Zeilen{"[hallkorb] Bildquelle: Zoom · Meeting A — 10 s",
+                    "[hallkorb] Bildquelle: Zoom · Meeting B — 0 s"}));
 }
 
 TEST_P(BildaufsichtTest, EverySecondIsBookedToItsSource) {
@@ -356,7 +377,7 @@ TEST_P(BildaufsichtTest, AStreamThatEndsRightAfterItsStartIsNotOverlooked) {
                                              wechsel("video_wechsel", ZOOM, ZOOM_GRUND, "2.0")}));
 }
 
-TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndTellsWhyInTheReport) {
+TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndItsReasonIsInTheReport) {
   schirm.windows = {zoom(4)};
   schirm.startFehler = Fehler{"xcb", 8, "BadMatch"};
   welt.am(14, [this] { schirm.startFehler = std::nullopt; });
@@ -374,7 +395,7 @@ TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndTellsWhyInTheReport) {
   EXPECT_EQ(schirm.filme.size(), 1U);  // the writer is made once
 }
 
-TEST_P(BildaufsichtTest, TheReportTellsAnEarlierStartErrorBesideTheReason) {
+TEST_P(BildaufsichtTest, TheReportHasAnEarlierStartErrorBesideTheReason) {
   schirm.windows = {zoom(4)};
   schirm.startFehler = Fehler{"xcb", 8, "Fenster \"weg\""};
   zeige(5, {zoom(4, "Zoom")});
@@ -399,7 +420,7 @@ TEST_P(BildaufsichtTest, AWriterThatCannotBeMadeIsAFailedStart) {
   EXPECT_TRUE(schirm.aufrufe.empty());
 }
 
-TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
+TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsReportedOnce) {
   schirm.inventarFehler = Fehler{"xcb", 1, "kein X-Server"};
   video->starteGeduldig(10);
   bis(60.0);
@@ -409,7 +430,7 @@ TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
   EXPECT_EQ(faenger.fehlerZeilen(), einmal);
   EXPECT_EQ(faenger.ausgabeZeilen(),
             (Zeilen{keins("kein Meetingfenster – kein Bild (kein X-Server)")}));
-  schirm.inventarFehler = Fehler{"xcb", 2, "Zugriff verweigert"};  // news is told
+  schirm.inventarFehler = Fehler{"xcb", 2, "Zugriff verweigert"};  // another error is reported
   bis(64.0);
   EXPECT_EQ(faenger.fehlerZeilen().back(),
             "[hallkorb] Video-Start fehlgeschlagen: Zugriff verweigert");
@@ -419,7 +440,7 @@ TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
   EXPECT_EQ(faenger.ausgabeZeilen().back(), wechsel("video_start", ZOOM, ZOOM_GRUND, "66.0"));
 }
 
-TEST_P(BildaufsichtTest, AFailedCheckIsToldAndTheNextOneGoesOn) {
+TEST_P(BildaufsichtTest, AFailedCheckIsLoggedAndTheNextOneGoesOn) {
   schirm.windows = {zoom(4)};
   zeige(7, {zoom(4), teams(5)});
   welt.am(3, [this] { schirm.inventarFehler = Fehler{"xcb", 1, "keine Antwort"}; });
@@ -444,7 +465,7 @@ TEST_P(BildaufsichtTest, ASwitchThatFailsIsTriedAgainAtTheNextCheck) {
   const Zeilen zeilen = faenger.fehlerZeilen();
   EXPECT_EQ(zeilen[1], "[hallkorb] Fensterpruefung: BadWindow");
   EXPECT_EQ(zeilen[2], "[hallkorb] Fensterpruefung: BadWindow");
-  // What was on the picture in the meantime was the old source.
+  // Meanwhile the old source was on the picture.
   EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
             (Zeilen{"[hallkorb] Bildquelle: " + ZOOM + " — 8 s",
                     "[hallkorb] Bildquelle: " + TEAMS + " — 1 s"}));

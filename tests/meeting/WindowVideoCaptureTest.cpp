@@ -85,7 +85,7 @@ TEST_P(WindowVideoCaptureTest, OnlyCompletePicturesCountAndTheFirstOneBeginsTheF
   EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{1.5, 4}, {1.75, 4}}));
 }
 
-TEST_P(WindowVideoCaptureTest, PicturesAreDroppedAndCountedWhileTheWriterIsNotReady) {
+TEST_P(WindowVideoCaptureTest, PicturesAreDroppedWithoutAWordWhileTheWriterIsNotReady) {
   for (const double zeit : {0.5, 1.0, 1.25, 1.5})
     bild(zeit);
   welt.am(0.9, [this] { schirm.schreiberBereit = false; });
@@ -95,8 +95,8 @@ TEST_P(WindowVideoCaptureTest, PicturesAreDroppedAndCountedWhileTheWriterIsNotRe
   ASSERT_TRUE(ergebnis);
   EXPECT_EQ(ergebnis->frames, 2);
   EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{0.5, 4}, {1.5, 4}}));
-  EXPECT_EQ(faenger.fehlerZeilen().back(),
-            "[hallkorb] Bild: 2 Bilder verworfen, Schreiber nicht bereit");
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 2 s"}));
 }
 
 TEST_P(WindowVideoCaptureTest, APictureThatIsNotTakenDoesNotCount) {
@@ -134,7 +134,7 @@ TEST_P(WindowVideoCaptureTest, AWriterWithoutAReasonIsUnknown) {
   EXPECT_EQ(faenger.fehlerZeilen()[1], "[hallkorb] Video-Schreiber startete nicht: unbekannt");
 }
 
-TEST_P(WindowVideoCaptureTest, WithoutAPictureThereIsNoVideoButTheTimesAreTold) {
+TEST_P(WindowVideoCaptureTest, WithoutAPictureThereIsNoVideoButTheTimesAreLogged) {
   video->starteGeduldig(120);
   EXPECT_FALSE(stoppe(7.9));
   EXPECT_FALSE(schirm.filme[0].basis);
@@ -152,7 +152,29 @@ TEST_P(WindowVideoCaptureTest, AFileThatCannotBeFinishedIsNoVideo) {
   EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: unbekannt");
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsToldOnceAtTheNextPicture) {
+TEST_P(WindowVideoCaptureTest, AFileThatIsNotThereIsNoVideo) {
+  bild(0.5);
+  video->starteGeduldig(120);
+  bis(1.0);
+  std::filesystem::remove(ordner / "video.mp4");
+  EXPECT_FALSE(stoppe(1.5));
+  EXPECT_EQ(faenger.fehlerZeilen().back(),
+            "[hallkorb] Video-Abschluss fehlgeschlagen: " + (ordner / "video.mp4") +
+                ": No such file or directory");
+}
+
+// A picture that comes while the sources are being listed must find the file closed.
+TEST_P(WindowVideoCaptureTest, TheWritersFailureIsReportedBeforeTheSources) {
+  bild(0.5);
+  welt.am(0.9, [this] { schirm.schreiberSchreibt = false; });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(1.5));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Video-Schreiber ausgefallen: unbekannt",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 1 s"}));
+}
+
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsReportedOnceAtTheNextPicture) {
   for (const double zeit : {0.5, 1.0, 1.5})
     bild(zeit);
   welt.am(0.9, [this] {
@@ -170,7 +192,7 @@ TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsToldOnceAtTheNextPictur
             (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 4 s"}));
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsToldAtTheNextCheck) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsReportedAtTheNextCheck) {
   bild(0.5);
   welt.am(2.9, [this] { schirm.schreiberSchreibt = false; });
   video->starteGeduldig(120);
@@ -182,7 +204,7 @@ TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsToldAtTheNextChe
             (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 8 s"}));
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsWhileItTakesAPictureIsToldThen) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsWhileItTakesAPictureIsReportedThen) {
   bild(0.5);
   bild(1.0);
   welt.am(0.9, [this] { schirm.schreiberScheitert = Fehler{"libav", 1, "kein Bild"}; });

@@ -51,7 +51,7 @@ std::vector<VideoPaket> videoPakete(const std::string& pfad) {
 std::string dekodierFehler(const std::string& pfad) {
   return ausgabe({"sh", "-c",
                   "exec ffmpeg -nostdin -v warning -i \"$0\" -fps_mode passthrough -enc_time_base "
-                  "-1 -f null - 2>&1",
+                  "1:90000 -f null - 2>&1",
                   pfad});
 }
 

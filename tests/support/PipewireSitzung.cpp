@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,8 +11,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -21,61 +20,39 @@
 namespace hallkorb {
 namespace {
 
-namespace fs = std::filesystem;
+using Json = nlohmann::json;
 
-constexpr const char* DAEMON_ANFANG = R"(
-context.properties = { core.daemon = true  core.name = pipewire-0  support.dbus = false
-  default.clock.rate = 48000  default.clock.allowed-rates = [ 44100 48000 96000 ]
-  default.clock.quantum = 1024  default.clock.min-quantum = 32  default.clock.max-quantum = 8192 }
-context.spa-libs = { audio.convert.* = audioconvert/libspa-audioconvert
-  support.* = support/libspa-support }
-context.modules = [
-  { name = libpipewire-module-rt args = { nice.level = -11 } flags = [ ifexists nofail ] }
-  { name = libpipewire-module-protocol-native }
-  { name = libpipewire-module-metadata }
-  { name = libpipewire-module-spa-node-factory }
-  { name = libpipewire-module-client-node }
-  { name = libpipewire-module-client-device }
-  { name = libpipewire-module-access }
-  { name = libpipewire-module-adapter }
-  { name = libpipewire-module-link-factory }
-  { name = libpipewire-module-session-manager } ]
-context.objects = [
-)";
-constexpr const char* LAUTSPRECHER = R"(
-  { factory = adapter args = { factory.name = support.null-audio-sink node.name = speakers
-    node.description = speakers media.class = Audio/Sink audio.position = [ FL FR ]
-    priority.session = 2000 priority.driver = 2000 } }
-)";
-constexpr const char* MIKRO = R"(
-  { factory = adapter args = { factory.name = support.null-audio-sink node.name = mic
-    node.description = mic media.class = Audio/Source/Virtual audio.position = [ MONO ]
-    priority.session = 2500 priority.driver = 1500 } }
-)";
-
-// The session manager without a message bus and without hardware.
-constexpr const char* VERWALTUNG = R"(
-load_module("metadata")
-default_access.properties["enable-flatpak-portal"] = false
-default_access.enable()
-device_defaults.enable()
-stream_defaults.enable()
-load_script("suspend-node.lua")
-)";
-
-void schreibe(const fs::path& datei, const std::string& text) {
-  fs::create_directories(datei.parent_path());
-  std::ofstream(datei) << text;
+// The session's program with `leitung` as its standard input and output.
+pid_t starteProgramm(int leitung) {
+  std::array<char*, 3> argv = {const_cast<char*>(HALLKORB_SITZUNG),
+                               const_cast<char*>("--gesteuert"), nullptr};
+  posix_spawn_file_actions_t dateien;
+  posix_spawn_file_actions_init(&dateien);
+  posix_spawn_file_actions_adddup2(&dateien, leitung, STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&dateien, leitung, STDOUT_FILENO);
+  // Signals that a test blocks or ignores are not meant for the session.
+  posix_spawnattr_t eigenschaften;
+  posix_spawnattr_init(&eigenschaften);
+  posix_spawnattr_setflags(&eigenschaften, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  sigset_t signale;
+  sigemptyset(&signale);
+  posix_spawnattr_setsigmask(&eigenschaften, &signale);
+  sigfillset(&signale);
+  posix_spawnattr_setsigdefault(&eigenschaften, &signale);
+  pid_t prozess = -1;
+  const int fehler = posix_spawn(&prozess, argv[0], &dateien, &eigenschaften, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&dateien);
+  posix_spawnattr_destroy(&eigenschaften);
+  if (fehler != 0) throw std::system_error(fehler, std::generic_category(), argv[0]);
+  return prozess;
 }
 
-bool nimmtVerbindungenAn(const std::string& pfad) {
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un adresse{};
-  adresse.sun_family = AF_UNIX;
-  pfad.copy(adresse.sun_path, sizeof adresse.sun_path - 1);
-  const bool ja = ::connect(fd, reinterpret_cast<sockaddr*>(&adresse), sizeof adresse) == 0;
-  ::close(fd);
-  return ja;
+Json kanalliste(const std::string& kanaele) {
+  Json liste = Json::array();
+  std::istringstream strom(kanaele);
+  for (std::string kanal; std::getline(strom, kanal, ',');)
+    liste.push_back(kanal);
+  return liste;
 }
 
 }  // namespace
@@ -90,152 +67,107 @@ bool warteBis(const std::function<bool()>& bedingung, double sekunden) {
 }
 
 PipewireSitzung::PipewireSitzung() {
-  std::string muster = (fs::temp_directory_path() / "hk-pw-XXXXXX").string();
-  if (::mkdtemp(muster.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), muster);
+  std::array<int, 2> enden{};
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, enden.data()) != 0) {
+    throw std::system_error(errno, std::generic_category(), "socketpair");
   }
-  ordner_ = muster;
-  const fs::path ordner = ordner_;
-  schreibe(ordner / "config/wireplumber/main.lua.d/90-enable-all.lua", VERWALTUNG);
-  schreibe(ordner / "config/wireplumber/bluetooth.lua.d/90-enable-all.lua", "");
-  const auto setze = [](const char* name, const std::string& wert) {
-    ::setenv(name, wert.c_str(), 1);
-  };
-  setze("XDG_RUNTIME_DIR", ordner_);
-  setze("XDG_CONFIG_HOME", ordner_ + "/config");
-  setze("XDG_STATE_HOME", ordner_ + "/state");
-  setze("XDG_CACHE_HOME", ordner_ + "/cache");
-  setze("DBUS_SESSION_BUS_ADDRESS", "disabled:");
-  for (const char* fremd : {"PULSE_SERVER", "PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR"}) {
-    ::unsetenv(fremd);
+  leitung_ = enden[0];
+  prozess_ = starteProgramm(enden[1]);
+  ::close(enden[1]);
+  const Json umgebung = liesZeile();
+  for (const auto& [name, wert] : umgebung.items()) {
+    if (wert.is_null()) {
+      ::unsetenv(name.c_str());
+    } else {
+      ::setenv(name.c_str(), wert.get<std::string>().c_str(), 1);
+    }
   }
 }
 
 PipewireSitzung::~PipewireSitzung() {
-  beende(verwaltung_, SIGKILL);
-  beende(daemon_, SIGKILL);
-  std::error_code egal;
-  fs::remove_all(ordner_, egal);
+  ::close(leitung_);
+  ::waitpid(prozess_, nullptr, 0);
+}
+
+Json PipewireSitzung::liesZeile() const {
+  std::string zeile;
+  for (char zeichen = 0; zeichen != '\n'; zeile += zeichen) {
+    if (::recv(leitung_, &zeichen, 1, 0) != 1) {
+      throw std::runtime_error("the session has ended");
+    }
+  }
+  return Json::parse(zeile);
+}
+
+Json PipewireSitzung::bitte(const Json& anfrage) const {
+  const std::string zeile = anfrage.dump() + "\n";
+  if (::send(leitung_, zeile.data(), zeile.size(), MSG_NOSIGNAL) !=
+      static_cast<ssize_t>(zeile.size())) {
+    throw std::system_error(errno, std::generic_category(), "the session does not listen");
+  }
+  const Json antwort = liesZeile();
+  if (const auto fehler = antwort.find("fehler"); fehler != antwort.end()) {
+    throw std::runtime_error(fehler->get<std::string>());
+  }
+  return antwort.at("wert");
 }
 
 void PipewireSitzung::starte(Geraete geraete) {
   starteDaemon(geraete);
   starteVerwaltung();
-  const bool lautsprecher = geraete == Geraete::BEIDE || geraete == Geraete::NUR_LAUTSPRECHER;
-  const bool mikro = geraete == Geraete::BEIDE || geraete == Geraete::NUR_MIKROFON;
-  const bool da = warteBis([&] {
-    return (!lautsprecher || standard("sink") == "speakers") &&
-           (!mikro || standard("source") == "mic") &&
-           (lautsprecher || mikro || !befehl({"pw-metadata", "0"}).empty());
-  });
-  if (!da) throw std::runtime_error("the session's default devices did not appear");
 }
 
 void PipewireSitzung::starteDaemon(Geraete geraete) {
-  std::string text = DAEMON_ANFANG;
-  if (geraete == Geraete::BEIDE || geraete == Geraete::NUR_LAUTSPRECHER) text += LAUTSPRECHER;
-  if (geraete == Geraete::BEIDE || geraete == Geraete::NUR_MIKROFON) text += MIKRO;
-  schreibe(fs::path(ordner_) / "config/pipewire/pipewire.conf", text + "]\n");
-  daemon_ =
-      starteProzess({"setpriv", "--pdeathsig", "KILL", "pipewire"}, ordner_ + "/pipewire.log");
-  const std::string socket = ordner_ + "/pipewire-0";
-  if (!warteBis([&] { return nimmtVerbindungenAn(socket); })) {
-    throw std::runtime_error("the audio daemon did not start");
-  }
+  Json anfrage = Json::array({"starte_pipewire"});
+  if (geraete == Geraete::BEIDE || geraete == Geraete::NUR_LAUTSPRECHER)
+    anfrage.emplace_back("speakers");
+  if (geraete == Geraete::BEIDE || geraete == Geraete::NUR_MIKROFON) anfrage.emplace_back("mic");
+  bitte(anfrage);
 }
 
 void PipewireSitzung::starteVerwaltung() {
-  verwaltung_ = starteProzess({"setpriv", "--pdeathsig", "KILL", "wireplumber"},
-                              ordner_ + "/wireplumber.log");
+  bitte(Json::array({"starte_wireplumber"}));
 }
 
 void PipewireSitzung::beendeDaemon(int signal) {
-  beende(daemon_, signal);
+  bitte(Json::array({"beende_dienst", "pipewire", signal}));
 }
 
 void PipewireSitzung::beendeVerwaltung(int signal) {
-  beende(verwaltung_, signal);
+  bitte(Json::array({"beende_dienst", "wireplumber", signal}));
 }
 
 void PipewireSitzung::signalAnDaemon(int signal) const {
-  ::kill(daemon_, signal);
-}
-
-void PipewireSitzung::beende(pid_t& prozess, int signal) {
-  if (prozess < 0) return;
-  ::kill(prozess, signal);
-  ::waitpid(prozess, nullptr, 0);
-  prozess = -1;
-}
-
-pid_t PipewireSitzung::starteProzess(const std::vector<std::string>& argumente,
-                                     const std::string& ausgabe) const {
-  std::vector<char*> argv;
-  argv.reserve(argumente.size() + 1);
-  for (const std::string& argument : argumente)
-    argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t dateien;
-  posix_spawn_file_actions_init(&dateien);
-  posix_spawn_file_actions_addopen(&dateien, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&dateien, STDOUT_FILENO, ausgabe.c_str(),
-                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_adddup2(&dateien, STDOUT_FILENO, STDERR_FILENO);
-  // Signals that a test blocks or ignores are not meant for the daemons.
-  posix_spawnattr_t eigenschaften;
-  posix_spawnattr_init(&eigenschaften);
-  posix_spawnattr_setflags(&eigenschaften, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  sigset_t signale;
-  sigemptyset(&signale);
-  posix_spawnattr_setsigmask(&eigenschaften, &signale);
-  sigfillset(&signale);
-  posix_spawnattr_setsigdefault(&eigenschaften, &signale);
-  pid_t prozess = -1;
-  const int fehler =
-      posix_spawnp(&prozess, argv[0], &dateien, &eigenschaften, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&dateien);
-  posix_spawnattr_destroy(&eigenschaften);
-  if (fehler != 0) throw std::system_error(fehler, std::generic_category(), argumente.front());
-  return prozess;
+  bitte(Json::array({"sende", "pipewire", signal}));
 }
 
 std::string PipewireSitzung::befehl(const std::vector<std::string>& argumente) const {
-  const std::string ausgabe = ordner_ + "/befehl.log";
-  const pid_t prozess = starteProzess(argumente, ausgabe);
-  ::waitpid(prozess, nullptr, 0);
-  std::ifstream datei(ausgabe);
-  return {std::istreambuf_iterator<char>(datei), {}};
+  Json anfrage = Json::array({"befehl"});
+  for (const std::string& argument : argumente)
+    anfrage.push_back(argument);
+  return bitte(anfrage).get<std::string>();
 }
 
 void PipewireSitzung::neuesGeraet(const std::string& name, const std::string& klasse,
                                   const std::string& kanaele, int prioritaet) const {
-  befehl({"pw-cli", "create-node", "adapter",
-          "{ factory.name=support.null-audio-sink node.name=" + name + " node.description=" + name +
-              " media.class=" + klasse + " object.linger=1 audio.position=[" + kanaele +
-              "] priority.session=" + std::to_string(prioritaet) +
-              " priority.driver=" + std::to_string(prioritaet) + " }"});
+  bitte(Json::array({"lege_an", name, klasse, kanalliste(kanaele), prioritaet}));
 }
 
 void PipewireSitzung::entferne(const std::string& name) const {
-  befehl({"pw-cli", "destroy", name});
+  bitte(Json::array({"entferne", name}));
 }
 
 void PipewireSitzung::waehle(const std::string& art, const std::string& name) const {
-  befehl({"pw-metadata", "0", "default.configured.audio." + art, "{ \"name\": \"" + name + "\" }",
-          "Spa:String:JSON"});
+  bitte(Json::array({"setze_standard", art, name}));
 }
 
 void PipewireSitzung::setze(const std::string& einstellung, int wert) const {
-  befehl({"pw-metadata", "-n", "settings", "0", einstellung, std::to_string(wert)});
+  bitte(Json::array({"setze", einstellung, wert}));
 }
 
 std::string PipewireSitzung::standard(const std::string& art) const {
-  const std::string alles = befehl({"pw-metadata", "0"});
-  const std::string marke = "key:'default.audio." + art + "' value:'{\"name\":\"";
-  std::size_t anfang = alles.find(marke);
-  if (anfang == std::string::npos) return "";
-  anfang += marke.size();
-  return alles.substr(anfang, alles.find('"', anfang) - anfang);
+  const Json name = bitte(Json::array({"standard", art}));
+  return name.is_null() ? "" : name.get<std::string>();
 }
 
 }  // namespace hallkorb

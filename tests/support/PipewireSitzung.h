@@ -1,16 +1,20 @@
-// A private PipeWire session for a test: daemon and session manager in a folder of their own, with
-// virtual devices.
+// A private PipeWire session for a test, with virtual devices:
 //
 //   speakers  the default sink; what is played into it is the system's sound
 //   mic       the default source; silent unless something is linked to its input
 //
-// The daemons are the test's own processes, which it may kill, stop and start again. The
-// environment of this process points to the session while it exists, so there is one at a time.
+// It is the session of scripts/sitzung, which runs beside the test and does what this class asks:
+// what is configured and waited for is written down there alone. A test may kill, stop and start
+// the daemons as it likes. The environment of this process points to the session, so there is one
+// at a time.
+//
+// Every call returns when what it asks for is in force, and throws if that fails.
 #pragma once
 
 #include <sys/types.h>
 
 #include <functional>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -22,18 +26,17 @@ class PipewireSitzung {
 
   // Starts nothing.
   PipewireSitzung();
-  // Ends what was started and removes the folder.
+  // Ends the session, its daemons and its folder.
   ~PipewireSitzung();
   PipewireSitzung(const PipewireSitzung&) = delete;
   PipewireSitzung& operator=(const PipewireSitzung&) = delete;
 
-  // Daemon and session manager, and returns when the default devices are there.
+  // Daemon and session manager; the default devices are there afterwards.
   void starte(Geraete geraete = Geraete::BEIDE);
-  // Returns when the daemon takes connections.
   void starteDaemon(Geraete geraete = Geraete::BEIDE);
   void starteVerwaltung();
 
-  // Ends a process by a signal and waits for its end.
+  // Ends a process by a signal.
   void beendeDaemon(int signal);
   void beendeVerwaltung(int signal);
   // SIGSTOP or SIGCONT.
@@ -52,12 +55,12 @@ class PipewireSitzung {
   [[nodiscard]] std::string standard(const std::string& art) const;
 
  private:
-  pid_t starteProzess(const std::vector<std::string>& argumente, const std::string& ausgabe) const;
-  static void beende(pid_t& prozess, int signal);
+  // Sends a request and returns its answer's value.
+  nlohmann::json bitte(const nlohmann::json& anfrage) const;
+  [[nodiscard]] nlohmann::json liesZeile() const;
 
-  std::string ordner_;
-  pid_t daemon_ = -1;
-  pid_t verwaltung_ = -1;
+  int leitung_ = -1;
+  pid_t prozess_ = -1;
 };
 
 // Waits until `bedingung` holds, up to `sekunden`; whether it did. For what can only be asked for,

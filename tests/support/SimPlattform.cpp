@@ -281,7 +281,7 @@ std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& eingang
 }
 
 std::int64_t SimPlattform::unixMs() const {
-  return UNIX_MS_AM_ANFANG + std::llround(jetzt_ * 1000);
+  return UNIX_MS_AM_ANFANG + std::llround((jetzt_ + wanduhrVor) * 1000);
 }
 
 void SimPlattform::aufSignal(int nummer, Handler handler) {
@@ -316,8 +316,9 @@ std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));
 }
 
-void SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
+bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
   unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
+  return true;
 }
 
 std::unique_ptr<Schlaf> SimPlattform::schlaf() {

@@ -68,6 +68,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet mikrofonGeraet;
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
+  double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
 
   // Scripted events, in seconds after the beginning.
   void am(double zeit, std::function<void()> ereignis);
@@ -108,7 +109,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   void quit(int status) override;
   // Executor
   std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
-  void starteUnabhaengig(std::function<void()> arbeit) override;
+  bool starteUnabhaengig(std::function<void()> arbeit) override;
   std::unique_ptr<Schlaf> schlaf() override;
   std::unique_ptr<SerialQueue> queue(const std::string& name) override;
 

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/linux/audio/PipewireFassung.h"
+
 namespace hallkorb {
 namespace {
 
@@ -41,6 +43,7 @@ PipewireVerbindung::PipewireVerbindung(std::function<void()> geaendert)
 
 std::variant<std::unique_ptr<PipewireVerbindung>, Fehler> PipewireVerbindung::neu(
     std::function<void()> geaendert) {
+  if (auto fehler = ladePipewire()) return *std::move(fehler);
   bereitePipewire();
   std::unique_ptr<PipewireVerbindung> verbindung(new PipewireVerbindung(std::move(geaendert)));
   if (auto fehler = verbindung->verbinde()) return *std::move(fehler);
@@ -51,16 +54,16 @@ Ergebnis PipewireVerbindung::verbinde() {
   const std::lock_guard halter(contextLock);
   loop_.reset(pw_thread_loop_new("hallkorb.pw", nullptr));
   if (!loop_) return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
-  // This configuration gives the data thread real-time priority where the user may have it. At
-  // normal priority a busy computer loses blocks.
-  context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()),
-                                pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr),
-                                0));
+  const PipewireFassung fassung = pipewireFassung(pw_get_library_version());
+  context_.reset(
+      pw_context_new(pw_thread_loop_get_loop(loop_.get()),
+                     pw_properties_new(PW_KEY_CONFIG_NAME, fassung.konfiguration, nullptr), 0));
   if (!context_) return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
   core_.reset(pw_context_connect(context_.get(), nullptr, 0));
   if (!core_) {
     return Fehler{"pipewire", errno,
-                  "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung?"};
+                  "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung? "
+                  "(PulseAudio allein genuegt nicht)"};
   }
   pw_core_add_listener(core_.get(), &coreHaken_, &CORE_EREIGNISSE, this);
   verzeichnis_ = std::make_unique<PipewireVerzeichnis>(core_.get(), geaendert_);

@@ -1,7 +1,5 @@
 #include "platform/linux/screen/FensterInventar.h"
 
-#include <xcb/res.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
@@ -15,19 +13,27 @@
 #include "platform/linux/screen/X11Atome.h"
 #include "platform/linux/screen/X11Eigenschaft.h"
 #include "platform/linux/screen/X11Text.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
 
 using Fenster = std::vector<xcb_window_t>;
 
-// The windows in question, before any of them is looked at.
+// The windows in question, the front one first, before any of them is looked at.
 class Liste {
  public:
   Liste(xcb_connection_t* c, xcb_window_t wurzel, const X11Atome& atome)
       : c_(c), wurzel_(wurzel), atome_(atome) {}
 
   [[nodiscard]] Fenster lies() const {
+    Fenster fenster = vonUnten();
+    std::reverse(fenster.begin(), fenster.end());
+    return fenster;
+  }
+
+ private:
+  [[nodiscard]] Fenster vonUnten() const {
     X11Eigenschaft gestapelt(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST_STACKING]);
     X11Eigenschaft liste(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST]);
     X11Eigenschaft verwalter(c_, wurzel_, atome_[X11Name::NET_SUPPORTING_WM_CHECK]);
@@ -42,7 +48,6 @@ class Liste {
     return lebt(verwalter) ? Fenster() : kinder();
   }
 
- private:
   // A window manager shows that it lives by a window that bears the same property.
   [[nodiscard]] bool lebt(const X11Eigenschaft& verwalter) const {
     if (verwalter.zahlen().empty()) return false;
@@ -228,7 +233,7 @@ std::string prozessName(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t f
 }
 
 void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
-  const auto* ressourcen = xcb_get_extension_data(c, &xcb_res_id);
+  const auto* ressourcen = xcb_get_extension_data(c, xcb_res_id);
   if (ressourcen == nullptr || ressourcen->present == 0) return;
   std::vector<std::pair<ScreenWindow*, xcb_res_query_client_ids_cookie_t>> fragen;
   for (ScreenWindow& fenster : content.windows) {
@@ -247,7 +252,7 @@ void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
 Ergebnis liesFenster(const X11Verbindung& verbindung, ScreenContent& content) {
   xcb_connection_t* c = verbindung.get();
   const xcb_window_t wurzel = verbindung.schirm().root;
-  xcb_prefetch_extension_data(c, &xcb_res_id);
+  xcb_prefetch_extension_data(c, xcb_res_id);
   const X11Atome atome(c);
   X11Eigenschaft schreibtisch(c, wurzel, atome[X11Name::NET_CURRENT_DESKTOP]);
 

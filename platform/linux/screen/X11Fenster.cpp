@@ -1,9 +1,9 @@
 #include "platform/linux/screen/X11Fenster.h"
 
-#include <xcb/composite.h>
-
 #include <algorithm>
 #include <string>
+
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -71,7 +71,7 @@ X11Fenster::~X11Fenster() {
 Ergebnis X11Fenster::beginne() {
   xcb_connection_t* c = verbindung_.get();
   // The events first: what happens after the state has been read is told by them.
-  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
   const xcb_void_cookie_t fragen[] = {
       xcb_change_window_attributes_checked(c, id_, XCB_CW_EVENT_MASK, &ereignisse),
       xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
@@ -107,7 +107,7 @@ Ergebnis X11Fenster::beginne() {
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   const std::uint8_t art = ereignis.response_type & 0x7F;
-  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), &xcb_damage_id);
+  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
   if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
     const auto& meldung = reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis);
     if (meldung.damage == schaden_) veraendert_ = true;

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cmath>
 #include <future>
+#include <optional>
+#include <vector>
 
 #include "platform/linux/audio/PipewireInput.h"
 #include "tests/support/Hoerer.h"
@@ -70,29 +72,44 @@ class PipewireInputZeit : public PipewireInputGeraete, public testing::WithParam
  protected:
   static constexpr double FREQUENZ = 441.0;
 
-  // Largest error of the last blocks' times, in seconds.
-  static double zeitfehler(const Stand& stand, std::size_t bloecke) {
-    double groesster = 0.0;
-    for (std::size_t i = stand.bloecke.size() - bloecke; i < stand.bloecke.size(); ++i) {
-      const Hoerer::Block& block = stand.bloecke[i];
-      // Least squares of a sine and a cosine.
-      double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
-      for (std::size_t k = 0; k < block.samples.size(); ++k) {
-        const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
-        const double c = std::cos(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
-        const double s = std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
-        const double x = block.samples[k];
-        cc += c * c, ss += s * s, cs += c * s, xc += x * c, xs += x * s;
-      }
-      const double sinus = xs * cc - xc * cs;
-      const double cosinus = xc * ss - xs * cs;
-      EXPECT_GT(std::hypot(sinus, cosinus) / (cc * ss - cs * cs), 0.4) << "not the tone";
-      groesster = std::max(groesster, std::abs(std::atan2(cosinus, sinus)) / (2 * PI * FREQUENZ));
+  static constexpr double PEGEL = 0.5;
+  static constexpr std::size_t BLOECKE = 20;
+
+  // How far off a block's time is, in seconds; nullopt if it doesn't hold the tone from end to end:
+  // a player that misses its turn on a busy machine leaves silence.
+  static std::optional<double> zeitfehler(const Hoerer::Block& block) {
+    // Least squares of a sine and a cosine.
+    double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
+    for (std::size_t k = 0; k < block.samples.size(); ++k) {
+      const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
+      const double c = std::cos(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
+      const double s = std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0));
+      const double x = block.samples[k];
+      cc += c * c, ss += s * s, cs += c * s, xc += x * c, xs += x * s;
     }
-    return groesster;
+    const double sinus = xs * cc - xc * cs;
+    const double cosinus = xc * ss - xs * cs;
+    if (std::hypot(sinus, cosinus) / (cc * ss - cs * cs) < 0.98 * PEGEL) return std::nullopt;
+    return std::abs(std::atan2(cosinus, sinus)) / (2 * PI * FREQUENZ);
+  }
+  // The errors of all blocks at this rate that hold the tone.
+  static std::vector<double> zeitfehler(const Stand& stand, double rate) {
+    std::vector<double> fehler;
+    for (const Hoerer::Block& block : stand.bloecke) {
+      if (block.format.rate != rate) continue;
+      if (const auto einer = zeitfehler(block)) fehler.push_back(*einer);
+    }
+    return fehler;
+  }
+  // The first ones come before the graph has settled.
+  static void pruefe(Hoerer& hoerer, double rate) {
+    ASSERT_TRUE(hoerer.warteAuf(
+        [&](const Stand& stand) { return zeitfehler(stand, rate).size() >= 2 * BLOECKE; }));
+    const std::vector<double> fehler = zeitfehler(hoerer.stand(), rate);
+    EXPECT_LT(*std::max_element(fehler.end() - BLOECKE, fehler.end()), 0.00005);
   }
   static float ton(double zeit) {
-    return static_cast<float>(0.5 * std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0)));
+    return static_cast<float>(PEGEL * std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0)));
   }
 };
 
@@ -102,12 +119,8 @@ TEST_P(PipewireInputZeit, IsTheCaptureTimeOfTheFirstSample) {
   const PipewireSpieler a(sitzung_, "spieler-a", "speakers:playback_FL", ton);
   const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", ton);
   starteBeide();
-  ASSERT_TRUE(me_.warteAufBloecke(60));
-  ASSERT_TRUE(them_.warteAufBloecke(60));
-  EXPECT_EQ(me_.stand().bloecke.back().format.rate, GetParam());
-  EXPECT_EQ(them_.stand().bloecke.back().format.rate, 48000.0);
-  EXPECT_LT(zeitfehler(me_.stand(), 20), 0.0005);
-  EXPECT_LT(zeitfehler(them_.stand(), 20), 0.0005);
+  pruefe(me_, GetParam());
+  pruefe(them_, 48000.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(GraphRates, PipewireInputZeit, testing::Values(48000, 44100, 96000));
