@@ -8,7 +8,9 @@
 #include <utility>
 
 #include "audiofiles/Wav.h"
+#include "base/Abbruch.h"
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 namespace {
@@ -17,7 +19,7 @@ constexpr std::int64_t FRAME = 160;
 constexpr double SUCH_SEKUNDEN = 0.8;
 constexpr std::size_t SUMMEN = 4;  // one SIMD register of single-precision numbers
 
-// `wert` cut toward zero; what is no 64-bit number stops the process, after the line `was`.
+// `wert` truncated; a value that does not fit 64 bits stops the process with the message `was`.
 std::int64_t ganzzahl(double wert, const std::string& was) {
   constexpr double GRENZE = 9223372036854775808.0;  // 2^63
   if (!(wert >= -GRENZE && wert < GRENZE)) abbruch(was);
@@ -25,7 +27,7 @@ std::int64_t ganzzahl(double wert, const std::string& was) {
 }
 
 std::int64_t sampleZahl(const char* was, double seconds, double rate) {
-  // A rate that no file can have spoils every product; then it is not the seconds that are wrong.
+  // A rate that no file can have spoils every product: then the rate is to blame, not the seconds.
   const bool rateTaugt = std::abs(rate) < 0x1p31;
   return ganzzahl(
       rate * seconds,
@@ -34,7 +36,7 @@ std::int64_t sampleZahl(const char* was, double seconds, double rate) {
                 : formatiert("--rate %g ist keine gueltige Zahl von Samples je Sekunde", rate));
 }
 
-// Sums that stay at the bounds of the type: a length out of reach is as good as an endless one.
+// Saturating: a length out of reach is as good as an endless one.
 std::int64_t plus(std::int64_t a, std::int64_t b) {
   std::int64_t summe = 0;
   if (!__builtin_add_overflow(a, b, &summe)) return summe;
@@ -71,20 +73,17 @@ std::span<const float> frame(std::span<const float> werte, std::int64_t stelle) 
 
 }  // namespace
 
-ChannelChunker::ChannelChunker(std::string channel, std::string outDir, double rate,
-                               double chunkSeconds, bool turnMode, double minSeconds,
-                               double maxSeconds, double silenceSeconds, float silenceRms,
-                               Dateien& dateien)
-    : channel_(std::move(channel)),
-      outDir_(std::move(outDir)),
-      rate_(rate),
-      chunkSamples_(sampleZahl("Chunk-Laenge (--chunk)", chunkSeconds, rate)),
-      searchSamples_(sampleZahl("Suchbereich", SUCH_SEKUNDEN, rate)),
-      turnMode_(turnMode),
-      minSamples_(sampleZahl("Mindestlaenge", minSeconds, rate)),
-      maxSamples_(sampleZahl("Hoechstlaenge (--max)", maxSeconds, rate)),
-      silenceRun_(sampleZahl("Pause", silenceSeconds, rate)),
-      silenceRms_(silenceRms),
+ChannelChunker::ChannelChunker(ChunkerEinstellung e, Dateien& dateien)
+    : channel_(std::move(e.channel)),
+      outDir_(std::move(e.outDir)),
+      rate_(e.rate),
+      chunkSamples_(sampleZahl("Chunk-Laenge (--chunk)", e.chunkSeconds, e.rate)),
+      searchSamples_(sampleZahl("Suchbereich", SUCH_SEKUNDEN, e.rate)),
+      turnMode_(e.turnMode),
+      minSamples_(sampleZahl("Mindestlaenge", e.minSeconds, e.rate)),
+      maxSamples_(sampleZahl("Hoechstlaenge (--max)", e.maxSeconds, e.rate)),
+      silenceRun_(sampleZahl("Pause", e.silenceSeconds, e.rate)),
+      silenceRms_(e.silenceRms),
       dateien_(dateien) {}
 
 void ChannelChunker::append(std::span<const float> samples, const std::vector<bool>* sprache) {
@@ -98,7 +97,7 @@ void ChannelChunker::append(std::span<const float> samples, const std::vector<bo
 }
 
 void ChannelChunker::nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache) {
-  buf_.anhaengen(samples.begin(), samples.end());
+  buf_.anhaengen(samples);
   if (sprache != nullptr && sprache->size() == samples.size()) {
     mitMaske_ = true;
     maske_.anhaengen(sprache->begin(), sprache->end());
@@ -131,8 +130,8 @@ std::int64_t ChannelChunker::erzwungenerSchnitt() const {
 
 std::optional<std::int64_t> ChannelChunker::pausenSchnitt() {
   if (plus(minSamples_, silenceRun_) >= laenge()) return std::nullopt;
-  const auto alle = buf_.alle();
-  // A shortest length below zero is none.
+  const auto alle = buf_.werte();
+  // A negative minimum length is none.
   for (sucheAb_ = std::max({sucheAb_, minSamples_, std::int64_t{0}}); sucheAb_ <= laenge() - FRAME;
        sucheAb_ += FRAME) {
     if (!(pegel(frame(alle, sucheAb_)) < silenceRms_)) {
@@ -147,11 +146,11 @@ std::optional<std::int64_t> ChannelChunker::pausenSchnitt() {
   return std::nullopt;
 }
 
-// The middle of the quietest frame that ends before `hi`; the first one of several. `sonst` where
-// there is no frame.
+// The middle of the quietest frame from `lo` on that ends before `hi`, the first of several;
+// `sonst` if there is no such frame.
 std::int64_t ChannelChunker::leisesteStelle(std::int64_t lo, std::int64_t hi,
                                             std::int64_t sonst) const {
-  const auto alle = buf_.alle();
+  const auto alle = buf_.werte();
   std::int64_t stelle = sonst;
   float leiseste = std::numeric_limits<float>::max();
   for (std::int64_t k = lo; k < minus(hi, FRAME); k += FRAME) {
@@ -164,8 +163,8 @@ std::int64_t ChannelChunker::leisesteStelle(std::int64_t lo, std::int64_t hi,
   return stelle;
 }
 
-// Cuts, and tells whether that took anything. Lengths of zero and less make cuts that take nothing,
-// and would make them for ever.
+// Cuts; returns whether that took anything. Lengths of zero and less cut nothing, and without this
+// would do so for ever.
 bool ChannelChunker::schneide(std::int64_t count) {
   const std::int64_t vorher = globalOffset_;
   flush(count);
@@ -175,18 +174,18 @@ bool ChannelChunker::schneide(std::int64_t count) {
 void ChannelChunker::flush(std::int64_t count) {
   const std::int64_t n = std::min(laenge(), count);
   if (n < 1) return;
-  const auto chunk = buf_.alle().first(static_cast<std::size_t>(n));
+  const auto chunk = buf_.werte().first(static_cast<std::size_t>(n));
   const std::int64_t sprache = mitMaske_ ? nimmSprache(n) : n;
   const std::int64_t von = globalOffset_;
   globalOffset_ += n;
   if (turnMode_ && pegel(chunk) < silenceRms_) {
-    // Silence leaves nothing but the time it took.
+    // Silence leaves no file, only the time it took.
   } else if (mitMaske_ && sprache < minSprache_) {
     ohneSprache_ += 1;
   } else {
     schreibe(chunk, von, sprache);
   }
-  buf_.abnehmen(chunk.size());
+  buf_.verwerfen(chunk.size());
   sucheAb_ = 0;
   pauseAb_.reset();
 }
@@ -196,12 +195,12 @@ void ChannelChunker::finalizeRemainder() {
   flush(laenge());
 }
 
-// Takes the mask of the next `anzahl` samples; returns how many of them are speech.
+// Consumes the mask of the next `anzahl` samples; returns how many of them are speech.
 std::int64_t ChannelChunker::nimmSprache(std::int64_t anzahl) {
   const std::size_t m = std::min(maske_.size(), static_cast<std::size_t>(anzahl));
-  const auto vorn = maske_.alle().first(m);
+  const auto vorn = maske_.werte().first(m);
   const auto sprache = m - static_cast<std::size_t>(std::count(vorn.begin(), vorn.end(), 0));
-  maske_.abnehmen(m);
+  maske_.verwerfen(m);
   return static_cast<std::int64_t>(sprache);
 }
 

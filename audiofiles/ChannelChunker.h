@@ -1,22 +1,21 @@
 // The channel chunker: cuts one channel's stream into numbered WAV files while it is recorded.
 //
 // The host transcribes a meeting while it goes on, so it needs finished files early, and cut where
-// nobody speaks: a word that is cut in two is lost to both halves. Two policies serve that. In turn
-// mode a chunk ends in the middle of the first pause that is long enough, once a shortest length is
-// reached, or near a greatest length at the quietest 10 ms when no pause comes; silent chunks are
-// dropped. In fixed mode each chunk has a nominal length and is cut at the quietest 10 ms within
-// 0.8 s of it. With a speech mask, chunks that hold too little speech are dropped in both modes.
+// nobody speaks: a word cut in two is lost to both halves. There are two policies. In turn mode a
+// chunk ends in the middle of the first long enough pause after a minimum length; if no pause
+// comes, it is cut at the quietest 10 ms near a maximum length. Silent chunks are dropped. In fixed
+// mode each chunk has a nominal length and is cut at the quietest 10 ms within 0.8 s of it. With a
+// speech mask, both modes also drop chunks that hold too little speech.
 //
-// Every sample ever appended is counted once, in a chunk that was written or dropped, so that the
-// times of a chunk always are those of the channel's timeline.
+// Every appended sample is counted once, in a chunk that was written or dropped, so a chunk's times
+// are always those of the channel's timeline.
 //
-// Lengths are samples at `rate` unless a name says otherwise; a frame always is 160 samples, which
+// Lengths are samples at `rate` unless a name says otherwise; a frame is always 160 samples, which
 // is 10 ms at 16 kHz. Energies and levels are single-precision: four partial sums over every fourth
-// sample, added pairwise. They depend on the samples alone, never on the blocks these came in.
+// sample, added pairwise. They depend on the samples alone, never on how they were cut into blocks.
 //
 // append and finalizeRemainder may be called from different threads: `lock` is held while a block
-// is taken in, while a chunk is written and while its line goes out. Different chunkers share
-// nothing.
+// is taken in, a chunk is written and its line goes out. Different chunkers share nothing.
 #pragma once
 
 #include <cstddef>
@@ -28,30 +27,41 @@
 #include <vector>
 
 #include "base/Dateien.h"
+#include "base/Vorrat.h"
 
 namespace hallkorb {
 
+// How a chunker cuts. No defaults: the compiler reports a field that a caller has left out.
+struct ChunkerEinstellung {
+  std::string channel;    // part of file names and lines
+  std::string outDir;     // folder of the chunk files
+  double rate;            // samples per second
+  double chunkSeconds;    // fixed mode: nominal length
+  bool turnMode;          // cut in pauses; otherwise near the nominal length
+  double minSeconds;      // turn mode: length from which a pause may cut
+  double maxSeconds;      // turn mode: length at which a cut is forced
+  double silenceSeconds;  // turn mode: length of a pause that cuts
+  float silenceRms;       // level below which a frame is silent
+};
+
 class ChannelChunker {
  public:
-  // `channel` becomes part of file names and lines. The sample counts are rate times seconds, cut
-  // toward zero; a product that is no 64-bit number stops the process. Every value is taken:
-  // policies that cut nothing (a chunk length of -0.8 s or less) leave everything to the last
-  // chunk. `dateien` must outlive the chunker.
-  ChannelChunker(std::string channel, std::string outDir, double rate, double chunkSeconds,
-                 bool turnMode, double minSeconds, double maxSeconds, double silenceSeconds,
-                 float silenceRms, Dateien& dateien = posixDateien());
+  // Seconds become samples by truncation; a product that does not fit 64 bits stops the process.
+  // Otherwise every value is accepted: a policy that never cuts (a chunk length of -0.8 s or less)
+  // leaves everything to the last chunk. `dateien` must outlive the chunker.
+  explicit ChannelChunker(ChunkerEinstellung einstellung, Dateien& dateien = posixDateien());
   ChannelChunker(const ChannelChunker&) = delete;
   ChannelChunker& operator=(const ChannelChunker&) = delete;
 
-  // Takes a block in and writes the chunks that are complete by it.
+  // Takes a block in and writes the chunks that it completes.
   //
-  // `sprache` marks speech, one entry a sample; a mask of another length is taken as none. A block
-  // without a mask counts as speech once a mask has come. The mask is consumed from its front in
-  // step with the samples: when it starts later than these, it stays ahead of them.
+  // `sprache` marks speech, one entry per sample; a mask of another length is ignored. Once a mask
+  // has come, a block without one counts as speech. The mask is consumed from its front in step
+  // with the samples: if it starts later than they do, it stays ahead of them.
   void append(std::span<const float> samples, const std::vector<bool>* sprache = nullptr);
 
-  // Cuts the first `count` samples, or all there are, as one chunk; nothing when that is none. The
-  // caller holds `lock`.
+  // Cuts the first `count` samples, or all if there are fewer, as one chunk. The caller holds
+  // `lock`.
   void flush(std::int64_t count);
 
   // Cuts what is left as the last chunk.
@@ -69,11 +79,11 @@ class ChannelChunker {
   [[nodiscard]] float silenceRms() const { return silenceRms_; }
   [[nodiscard]] std::int64_t minSprache() const { return minSprache_; }
 
-  // What changes while blocks come in: to be read with `lock` held, or when nothing is appended any
-  // more. The views hold until the next append or flush.
-  [[nodiscard]] std::span<const float> buf() const { return buf_.alle(); }
-  // One entry for each sample, other than 0 for speech.
-  [[nodiscard]] std::span<const std::uint8_t> maske() const { return maske_.alle(); }
+  // State that appending changes: read it with `lock` held, or after the last append. The views
+  // hold until the next append or flush.
+  [[nodiscard]] std::span<const float> buf() const { return buf_.werte(); }
+  // One entry per sample, not 0 for speech.
+  [[nodiscard]] std::span<const std::uint8_t> maske() const { return maske_.werte(); }
   [[nodiscard]] bool mitMaske() const { return mitMaske_; }
   // Chunks dropped for too little speech.
   [[nodiscard]] std::int64_t ohneSprache() const { return ohneSprache_; }
@@ -85,35 +95,6 @@ class ChannelChunker {
   mutable std::mutex lock;
 
  private:
-  // A queue whose content lies together. What is taken off its front is only passed over, and made
-  // room of when it is half of the store: every element is moved at most once on average, also when
-  // a thousand chunks are cut off one long block.
-  template <class T>
-  class Vorrat {
-   public:
-    [[nodiscard]] std::span<const T> alle() const { return std::span(inhalt_).subspan(anfang_); }
-    [[nodiscard]] std::size_t size() const { return inhalt_.size() - anfang_; }
-    template <class Von, class Bis>
-    void anhaengen(Von von, Bis bis) {
-      raeumeAuf();
-      inhalt_.insert(inhalt_.end(), von, bis);
-    }
-    void auffuellen(std::size_t anzahl, T wert) {
-      raeumeAuf();
-      inhalt_.insert(inhalt_.end(), anzahl, wert);
-    }
-    void abnehmen(std::size_t anzahl) { anfang_ += anzahl; }
-
-   private:
-    void raeumeAuf() {
-      if (anfang_ < size()) return;
-      inhalt_.erase(inhalt_.begin(), inhalt_.begin() + static_cast<std::ptrdiff_t>(anfang_));
-      anfang_ = 0;
-    }
-    std::vector<T> inhalt_;
-    std::size_t anfang_ = 0;
-  };
-
   void nimmAuf(std::span<const float> samples, const std::vector<bool>* sprache);
   void schneideNachLaenge();
   void schneideNachPausen();
@@ -144,7 +125,7 @@ class ChannelChunker {
   std::int64_t chunkIndex_ = 0;
   std::int64_t globalOffset_ = 0;
 
-  // How far the pause search has looked into `buf`; what it saw does not change until the next cut.
+  // Where the pause search goes on in `buf`: what it has seen does not change until the next cut.
   std::int64_t sucheAb_ = 0;
   std::optional<std::int64_t> pauseAb_;
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/Abbruch.h"
 #include "base/Ausgabe.h"
 
 namespace hallkorb {

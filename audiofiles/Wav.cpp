@@ -6,7 +6,8 @@
 #include <string_view>
 
 #include "audiofiles/WavLeser.h"
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 namespace {

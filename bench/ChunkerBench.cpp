@@ -49,8 +49,15 @@ void chunker(benchmark::State& state) {
   while (state.KeepRunning()) {
     const TempOrdner ordner;
     const auto sekunden = static_cast<double>(state.range(1));
-    ChannelChunker c("me", ordner.pfad(), RATE, sekunden, state.range(0) != 0, 1.2, sekunden, 0.6,
-                     0.006F);
+    ChannelChunker c({.channel = "me",
+                      .outDir = ordner.pfad(),
+                      .rate = RATE,
+                      .chunkSeconds = sekunden,
+                      .turnMode = state.range(0) != 0,
+                      .minSeconds = 1.2,
+                      .maxSeconds = sekunden,
+                      .silenceSeconds = 0.6,
+                      .silenceRms = 0.006F});
     for (std::size_t k = 0; k < samples.size(); k += block) {
       c.append(std::span(samples).subspan(k, std::min(block, samples.size() - k)));
     }

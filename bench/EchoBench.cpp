@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "echo/EchoStrecke.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/KFFT.h"
 #include "echo/Verzoegerungsschaetzer.h"
 #include "tests/echo/szenen/Szene.h"
@@ -40,7 +40,7 @@ class Wahl {
   explicit operator bool() const { return kern_ != nullptr; }
 
  private:
-  const kern::Kern* kern_;
+  const kern::Kernsatz* kern_;
 };
 
 const szenen::Szene& gespraech() {

@@ -1,5 +1,6 @@
 #include "capture/MonoResampler.h"
 
+#include "base/Abbruch.h"
 #include "base/Ausgabe.h"
 
 namespace hallkorb {

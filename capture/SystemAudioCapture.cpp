@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 

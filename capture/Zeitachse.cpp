@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "base/Abbruch.h"
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 namespace {

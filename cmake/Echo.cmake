@@ -4,7 +4,7 @@
 
 set(echo_kernel KernAvx2.cpp KernAvx512.cpp KernBasis.cpp)
 list(TRANSFORM echo_kernel PREPEND kern/)
-if(APPLE)
+if(HALLKORB_MACOS)
   set(echo_fft KFFTAccelerate.cpp)
 else()
   set(echo_fft KFFT.cpp)
@@ -12,12 +12,14 @@ endif()
 
 hallkorb_library(hallkorb_echo FOLDER echo
   HEADERS DFeld.h EchoStrecke.h Echokompensation.h Fliesskomma.h KFFT.h Nachfilter.h PaarFFT.h
-          Puffer.h Verzoegerungsschaetzer.h kern/FftKern.h kern/FilterKern.h kern/Kern.h
-          kern/Tabelle.h kern/Vektor.h kern/VerzoegerungKern.h
+          Verzoegerungsschaetzer.h kern/FftKern.h kern/FilterKern.h
+          kern/Kernsatz.h kern/Kerntabelle.h kern/Vektor.h kern/VerzoegerungKern.h
   SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
-          Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kern.cpp ${echo_kernel}
+          Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kernsatz.cpp ${echo_kernel}
   DEPENDS hallkorb_base)
-if(APPLE)
+if(HALLKORB_MACOS_ERSATZ)
+  target_link_libraries(hallkorb_echo PUBLIC hallkorb_ersatz)
+elseif(APPLE)
   target_link_libraries(hallkorb_echo PUBLIC "-framework Accelerate")
 endif()
 

@@ -5,24 +5,48 @@
 
 #include <csignal>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "driver/Config.h"
 #include "driver/modes/EchoDatei.h"
 #include "driver/modes/FensterModi.h"
 #include "driver/modes/LiveAufnahme.h"
 #include "driver/modes/Selbsttest.h"
 
-#if defined(__linux__)
-#include "platform/linux/LinuxPlattform.h"
-using DiesePlattform = hallkorb::LinuxPlattform;
-#elif defined(__APPLE__)
+#if HALLKORB_MACOS
 #include "platform/macos/MacPlattform.h"
 using DiesePlattform = hallkorb::MacPlattform;
+#elif defined(__linux__)
+#include "platform/linux/LinuxPlattform.h"
+using DiesePlattform = hallkorb::LinuxPlattform;
 #else
 #error "no platform for this system"
 #endif
 
 namespace {
+
+#if defined(__linux__)
+// A host that stops a recording right after starting it must get the orderly end too. So the
+// signals that end one are held back from the first instruction of ours on, before all other
+// constructors; the run loop takes what has come by then. (On macOS what came early would be lost
+// that way: there its run loop sees only what comes after it watches.)
+sigset_t geerbteMaske;
+
+[[gnu::constructor(101)]] void halteSignale() {
+  sigset_t signale;
+  sigemptyset(&signale);
+  for (const int endet : {SIGINT, SIGTERM, SIGHUP}) {
+    sigaddset(&signale, endet);
+  }
+  pthread_sigmask(SIG_BLOCK, &signale, &geerbteMaske);
+}
+
+// The other modes end as any program does.
+void gibSignaleFrei() {
+  pthread_sigmask(SIG_SETMASK, &geerbteMaske, nullptr);
+}
+#else
+void gibSignaleFrei() {}
+#endif
 
 // A host may start the program with standard streams closed. The next file opened would get such a
 // number, and the lines meant for the host would go into a recording. Opened for reading only, a
@@ -46,8 +70,11 @@ int main(int argc, char** argv) {
   hallkorb::meldeAbstuerze();
   hallkorb::cfg = hallkorb::parseArgs(argc, argv);
 
+  const hallkorb::Modus modus = hallkorb::modus(hallkorb::cfg);
+  if (modus != hallkorb::Modus::live) gibSignaleFrei();
+
   DiesePlattform plattform;
-  switch (hallkorb::modus(hallkorb::cfg)) {
+  switch (modus) {
     case hallkorb::Modus::echoDatei:
       return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:

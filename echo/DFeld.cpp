@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <new>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 
 namespace hallkorb {
 

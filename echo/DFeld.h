@@ -1,9 +1,9 @@
 // A buffer of doubles whose length is fixed when it is made.
 //
-// The echo code holds all its signals and spectra in such buffers: allocated once when their owner
-// is built, reused for every block of 16 ms, so that nothing on the audio path waits for the
-// allocator. The memory starts on a cache line (64 bytes), which is also the longest vector that
-// the kernels load, so a load of a whole vector never touches two lines.
+// The echo code keeps its signals and spectra in such buffers: allocated once when their owner is
+// built and reused for every block of 16 ms, so that the audio path never waits for the allocator.
+// The memory starts on a cache line (64 bytes), the length of the kernels' longest vector, so
+// loading a vector never touches two lines.
 //
 // One owner and one thread at a time; no lock.
 #pragma once
@@ -15,8 +15,8 @@ namespace hallkorb {
 
 class DFeld {
  public:
-  // max(n, 1) elements, all 0.0. A length whose size in bytes has no 64-bit number, or memory that
-  // is not to be had, stops the program.
+  // max(n, 1) elements, all 0.0. A length whose byte size does not fit 64 bits, or a lack of
+  // memory, stops the program.
   explicit DFeld(std::int64_t n);
   ~DFeld();
   DFeld(const DFeld&) = delete;

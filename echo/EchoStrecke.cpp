@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "echo/Fliesskomma.h"
 
 namespace hallkorb {
 
 namespace {
 
-// The reference is shortened in steps of a second, not block by block, and never grows beyond a
-// minute (a microphone that has stopped must not fill the memory).
+// The reference is trimmed in steps of a second, and never grows beyond a minute: a microphone that
+// has stopped must not fill the memory.
 constexpr std::int64_t KUERZEN_AB = 16000;
 constexpr std::size_t HOECHSTENS = 960000;
 constexpr std::size_t NACH_KAPPEN = 480000;
@@ -41,7 +41,7 @@ void EchoStrecke::referenz(std::span<const float> samples) {
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const double v = static_cast<double>(samples[i]) * s;
     roh[i] = v;
-    pre[i] = v - 0.9 * refLetzter;
+    pre[i] = v - kern::VORBETONUNG * refLetzter;
     refLetzter = v;
   }
   refEnde += static_cast<std::int64_t>(samples.size());
@@ -79,15 +79,15 @@ void EchoStrecke::referenzKuerzen() {
   const std::int64_t behalten =
       std::max<std::int64_t>((b - versatz_ - ec.partitionen() - 3) * N, 0);
   const std::int64_t zuviel = behalten - refBasis;
-  // Where the reference lags far behind, less is held than may go.
+  // If the reference lags far behind, fewer samples are held than may be dropped.
   if (zuviel > KUERZEN_AB) verwerfen(std::min(static_cast<std::size_t>(zuviel), refRoh.size()));
   if (refRoh.size() > HOECHSTENS) verwerfen(refRoh.size() - NACH_KAPPEN);
 }
 
 // Samples from absolute reference position `von` on; silence where nothing is held.
-void EchoStrecke::ausschneiden(const Puffer& puffer, std::int64_t von,
+void EchoStrecke::ausschneiden(const Vorrat<double>& vorrat, std::int64_t von,
                                std::span<double> ziel) const {
-  const std::span<const double> werte = puffer.werte();
+  const std::span<const double> werte = vorrat.werte();
   const auto anzahl = static_cast<std::int64_t>(ziel.size());
   const auto gehalten = static_cast<std::int64_t>(werte.size());
   const std::int64_t anfang = von - refBasis;
@@ -103,10 +103,10 @@ void EchoStrecke::rahmen(std::int64_t b, std::span<double> f) const {
   ausschneiden(refPre, (b - versatz_ - 1) * N, f);
 }
 
-// The cleaned block: all the arithmetic, and nothing of the caller's.
+// The cleaned block. All arithmetic is in here, so that the caller's code runs in its own mode.
 std::span<const double> EchoStrecke::gereinigt(std::int64_t b, std::span<const double> m) {
   const DenormaleSindNull schnell;
-  // The delay is sought between the streams as they are, whatever the alignment.
+  // The delay is sought between the unshifted streams.
   const std::span<double> undelayed(refBlock.p, N);
   ausschneiden(refRoh, b * N, undelayed);
   if (const auto D = verz.fuettern(undelayed, m)) ausrichten(*D, b);
@@ -126,7 +126,7 @@ void EchoStrecke::blockVerarbeiten(std::optional<std::int64_t> ende) {
   std::span<const double> out = gereinigt(b, m);
   bool sprache = ec.letzteSprache();
   if (!std::all_of(out.begin(), out.end(), [](double wert) { return std::isfinite(wert); })) {
-    // Nothing may be lost of what was said: the raw microphone, one block late.
+    // No word may be lost: the raw microphone steps in, one block late.
     ++ausfaelle_;
     ec.resetFilter();
     out = {letzterRohBlock.p, static_cast<std::size_t>(N)};
@@ -136,13 +136,13 @@ void EchoStrecke::blockVerarbeiten(std::optional<std::int64_t> ende) {
   std::copy(m.begin(), m.end(), letzterRohBlock.p);
 }
 
-// Takes over a new delay estimate, unless the filter as it stands covers it well.
+// Applies a new delay estimate, unless the filter covers it well as it is.
 void EchoStrecke::ausrichten(std::int64_t D, std::int64_t b) {
   delay_ = D;
   const std::int64_t rest = D - versatz_ * N;
   if ((versatz_ == 0 && rest <= 8 * N) || (N / 2 <= rest && rest <= 8 * N)) return;
 
-  // Halves go to the even block, as the processor rounds.
+  // nearbyint rounds halves to the even block.
   const double bloecke =
       static_cast<double>(D - Echokompensation::vorlauf) / static_cast<double>(N);
   const auto neu = std::max<std::int64_t>(static_cast<std::int64_t>(std::nearbyint(bloecke)), 0);

@@ -1,16 +1,17 @@
 // The echo stage as the rest of the program sees it: two streams in, the cleaned microphone out.
 //
-// Reference (what the computer plays) and microphone come in pieces of any length, on one time
-// axis, and not in step: capture and playback have buffers of their own. The microphone is cut into
-// blocks of 256 samples; a block waits until the reference of the same moment has arrived, or until
-// the microphone is half a second ahead, since a recording must go on without one. The reference is
-// shifted by whole blocks, as the delay estimator tells, and the canceller does the rest. What
-// comes out is, sample for sample, in step with the microphone that went in, and exactly as long.
+// Reference (what the computer plays) and microphone share a time axis, but come in pieces of any
+// length and at different moments: capture and playback have buffers of their own. The microphone
+// is cut into blocks of 256 samples. A block waits until the reference of the same moment has
+// arrived, or until the microphone is half a second ahead, since a recording must go on without a
+// reference. The reference is shifted by whole blocks, by the delay estimator's report, and the
+// canceller does the rest. The output is in step with the microphone, sample for sample, and
+// exactly as long.
 //
 // Samples are mono floats at 16000 Hz in [-1, 1]; inside they are doubles on the scale of 16-bit
-// integers. Positions are absolute sample counts of either stream. Not synchronised: all calls come
-// from one thread or queue at a time, and the output callback runs on it, inside referenz, mikro or
-// abschliessen. When all buffers have reached their size nothing is allocated any more.
+// integers. Positions are absolute sample counts of either stream. Not synchronised: one thread or
+// queue at a time; the output callback runs on it, inside referenz, mikro or abschliessen. Once the
+// buffers have reached their size nothing is allocated.
 #pragma once
 
 #include <cstdint>
@@ -20,9 +21,9 @@
 #include <string>
 #include <vector>
 
+#include "base/Vorrat.h"
 #include "echo/DFeld.h"
 #include "echo/Echokompensation.h"
-#include "echo/Puffer.h"
 #include "echo/Verzoegerungsschaetzer.h"
 
 namespace hallkorb {
@@ -32,22 +33,22 @@ inline constexpr std::int64_t EK_PARTITIONEN = 20;
 
 class EchoStrecke {
  public:
-  // A cleaned piece and, for each of its samples, whether it belongs to near-end speech. Both are
-  // valid during the call only and never empty.
+  // A cleaned piece, never empty, and for each sample whether it belongs to near-end speech. Both
+  // are valid only during the call.
   using Ausgabe = std::function<void(std::span<const float>, const std::vector<bool>&)>;
 
-  // An echo of up to `partitionen` x 16 ms is cancelled.
+  // Cancels echoes of up to `partitionen` x 16 ms.
   explicit EchoStrecke(std::int64_t partitionen);
 
-  // Switches the post-filter (on at first). Before any audio is fed.
+  // Switches the post-filter, which is on by default. Before any audio is fed.
   void nachfilter(bool an);
 
   // The next samples of either stream. Ignored after abschliessen.
   void referenz(std::span<const float> samples);
   void mikro(std::span<const float> samples);
 
-  // Ends the stream: what is held is processed, with or without reference, and the rest of the
-  // output is handed out. Ignored if repeated.
+  // Ends the stream: processes what is held, with or without reference, and hands out the rest of
+  // the output. Ignored if repeated.
   void abschliessen();
 
   // {"event":"echo",...}: delay, alignment, leakage, shares of gated and held blocks, counters.
@@ -75,7 +76,7 @@ class EchoStrecke {
   std::span<const double> gereinigt(std::int64_t b, std::span<const double> m);
   void ausrichten(std::int64_t D, std::int64_t b);
   void ausgeben(std::span<const double> out, bool sprache, std::optional<std::int64_t> ende);
-  void ausschneiden(const Puffer& puffer, std::int64_t von, std::span<double> ziel) const;
+  void ausschneiden(const Vorrat<double>& vorrat, std::int64_t von, std::span<double> ziel) const;
   void rahmen(std::int64_t b, std::span<double> f) const;
 
   static constexpr std::int64_t N = EK_N;
@@ -86,13 +87,13 @@ class EchoStrecke {
   Echokompensation ec;
   Verzoegerungsschaetzer verz;
   // The reference as it came and pre-emphasised, from absolute position refBasis on.
-  Puffer refRoh;
-  Puffer refPre;
+  Vorrat<double> refRoh;
+  Vorrat<double> refPre;
   std::int64_t refBasis = 0;
   double refLetzter = 0.0;
   std::int64_t refEnde = 0;
   // The microphone from micBasis on, a multiple of N.
-  Puffer mic;
+  Vorrat<double> mic;
   std::int64_t micBasis = 0;
   std::int64_t micEnde = 0;
   // Output samples still to be discarded: the canceller's latency.

@@ -16,8 +16,65 @@ static_assert(EK_N == static_cast<std::int64_t>(N) && EK_K == static_cast<std::i
 namespace {
 
 constexpr double BLOCK = static_cast<double>(N);
-// Both filters' rows: real and imaginary parts of a half spectrum.
+constexpr double BLOCK_SEKUNDEN = BLOCK / EK_R;
+// A partition's row: real and imaginary parts of a half spectrum.
 constexpr std::size_t REIHE = 2 * ZEILE;
+
+// --- Shares of the partitions in a step (proportionate adaptation). ---
+// What is known before anything is learnt: a room's response falls by e in about three partitions
+// (48 ms). Weighted like a filter with a little echo, so that it matters only at the beginning.
+constexpr double ABKLINGEN_PARTITIONEN = 3.0;
+constexpr double VORWISSEN = 20.0;
+// Even a partition without any echo gets a tenth of the strongest one's share: the echo may move.
+constexpr double MINDESTANTEIL = 0.1;
+// All shares together: just below 1, from where on a normalised step no longer converges.
+constexpr double ANTEILE_SUMME = 0.99;
+
+// --- Which filter is better. ---
+// A running mean of the difference between both errors, with its variance: the weights of the old
+// value and of the new one, their squares, and how clear the difference must be.
+struct Mittelung {
+  double alt;
+  double neu;
+  double altQuadrat;
+  double neuQuadrat;
+  double deutlich;
+};
+constexpr Mittelung KURZ{0.6, 0.4, 0.36, 0.16, 0.5};         // about two blocks
+constexpr Mittelung LANG{0.85, 0.15, 0.7225, 0.0225, 0.25};  // about six blocks
+// To throw the background filter away takes more evidence: it forgets what it has learnt.
+constexpr double RUECKFALL = 4.0;
+// Keeps the variance above 0 while both filters are the same.
+constexpr double MIN_UNTERSCHIED = 10.0;
+
+// --- Failure. ---
+// The error may be louder than the microphone by 100 steps rms (-50 dB of full scale).
+constexpr double ZU_LAUT = BLOCK * 10000.0;
+constexpr std::int64_t GEDULD_BLOECKE = 50;  // 0.8 s
+
+// --- Learning. ---
+// An error below 1.25 steps rms is rounding; a smaller one would raise the rates without end.
+constexpr double MIN_FEHLER = BLOCK * 100.0 / 64.0;
+// The reference's power is smoothed over about three lengths of the filter.
+constexpr double GLAETTUNG_FILTER = 0.35;
+// Leakage follows quickly while there is much echo, and never by more than half in a second.
+constexpr double LECK_RATE = 2.0 * BLOCK / EK_R;
+constexpr double LECK_RATE_MAX = 0.5 * BLOCK / EK_R;
+// No filter is believed to leave less than -23 dB of the echo.
+constexpr double MIN_LECK = 0.005;
+// Residual echo in the error: what the leakage says, three times over, since an estimate that is
+// too low stops the adaptation; at least -40 dB of the reference; never more than half of the
+// error.
+constexpr double LECK_GEWICHT = 3.0;
+constexpr double REFERENZ_IM_FEHLER = 0.0001;
+constexpr double MAX_RESTECHO = 0.5;
+
+// --- The start, while the leakage says nothing yet. ---
+constexpr double STARTRATE = 0.25;
+// A reference below 32 steps rms (-60 dB of full scale) teaches nothing.
+constexpr double REFERENZ_LEISE = BLOCK * 1000.0;
+// Over when there is an echo at all: 3 % of its power leaks.
+constexpr double ECHO_ERKANNT = 0.03;
 
 constexpr auto laenge(std::size_t n) {
   return static_cast<std::int64_t>(n);
@@ -26,6 +83,12 @@ constexpr auto laenge(std::size_t n) {
 // x |x|: the sign survives the square.
 double quadratMitVorzeichen(double x) {
   return x * std::fabs(x);
+}
+
+// How much the echo of a partition weighs, from the energy of its first N taps. The transform left
+// out its factor 1/K, so the energy is K^2 times too large.
+double gewicht(double energie) {
+  return std::sqrt(energie / static_cast<double>(K) + 1.0);
 }
 
 }  // namespace
@@ -60,12 +123,11 @@ Echokompensation::Echokompensation(std::int64_t partitionen)
       eb(laenge(N)),
       out(laenge(N)),
       leer(laenge(ZEILE)),
-      muell(laenge(ZEILE)),
       nachfilter_(fft) {
   for (std::size_t j = 0; j <= P; ++j)
     x[j] = X.p + j * REIHE;
   for (std::size_t j = 0; j < P; ++j)
-    prior[j] = std::exp(-static_cast<double>(j) / 3.0);
+    prior[j] = std::exp(-static_cast<double>(j) / ABKLINGEN_PARTITIONEN);
   // The falling half of a Hann curve of 512 values.
   for (std::size_t i = 0; i < N; ++i) {
     fade[i] = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(N + i) / 511.0);
@@ -114,31 +176,30 @@ void Echokompensation::referenzAufnehmen(std::span<const double> ref) {
   fft.vorEinzeln({x[0], x[0] + ZEILE});
 }
 
-// Each partition's share of the step, by the energy of its first N taps. The shares add up to 0.99.
+// Each partition's share of the step, by the echo that it holds.
 void Echokompensation::gewichten() {
   double groesste = 0.0;
-  const auto energie = [&](const double* w) { return k.skalarprodukt(w, w, N); };
+  const auto setze = [&](std::size_t j, const double* w) {
+    prop[j] = gewicht(k.skalarprodukt(w, w, N));
+    if (prop[j] > groesste) groesste = prop[j];
+  };
   for (std::size_t j = 0; j < P; j += 2) {
     const bool zwei = j + 1 < P;
     fft.rueckUnskaliert(zeile(W, j), zwei ? zeile(W, j + 1) : Spektrum{leer.p, leer.p});
-    // Without the factor 1/K the energy is K^2 times too large.
-    prop[j] = std::sqrt(energie(fft.re) / static_cast<double>(K) + 1.0);
-    if (prop[j] > groesste) groesste = prop[j];
-    if (!zwei) continue;
-    prop[j + 1] = std::sqrt(energie(fft.im) / static_cast<double>(K) + 1.0);
-    if (prop[j + 1] > groesste) groesste = prop[j + 1];
+    setze(j, fft.re);
+    if (zwei) setze(j + 1, fft.im);
   }
   double gesamt = 0.0;
   for (std::size_t j = 0; j < P; ++j) {
-    prop[j] = prop[j] + 0.1 * groesste + vorwissen * prior[j];
+    prop[j] = prop[j] + MINDESTANTEIL * groesste + VORWISSEN * prior[j];
     gesamt += prop[j];
   }
   for (std::size_t j = 0; j < P; ++j)
-    prop[j] = 0.99 * prop[j] / gesamt;
+    prop[j] = ANTEILE_SUMME * prop[j] / gesamt;
 }
 
-// Gradient step of W with the error of the block before, constraint, and the echo spectra of both
-// filters. All partitions but the two to be constrained are stepped in the pass that filters.
+// Gradient step of W with the previous block's error, constraint, and the echo spectra of both
+// filters. The two partitions to be constrained are stepped first, all others while filtering.
 void Echokompensation::hintergrundAnpassen() {
   const bool lernen = screwed_ == 0;
   const Spektrum E{Er.p, Ei.p};
@@ -150,7 +211,7 @@ void Echokompensation::hintergrundAnpassen() {
     std::copy_n(prop.p, P, propReihe.p);
     for (const std::size_t j : {std::size_t{0}, reihum}) {
       if (j >= P) continue;
-      // The error belongs to the block before, so it meets the spectrum one older than the filter.
+      // The error is the previous block's, so it meets a spectrum one older than the filter does.
       k.gradient(W.p + j * REIHE, x[j + 1], prop[j], power1.p, E);
       propReihe[j] = 0.0;
     }
@@ -160,7 +221,8 @@ void Echokompensation::hintergrundAnpassen() {
             {Br.p, Bi.p});
 }
 
-// A partition's filter is real and N taps long. Takes two at once; j1 may be beyond the last.
+// A partition's filter is real and N taps long. Constrains two partitions at once; j1 may be beyond
+// the last.
 void Echokompensation::beschraenken(std::size_t j0, std::size_t j1) {
   const Spektrum erste = zeile(W, j0);
   const bool zwei = j1 < P;
@@ -181,14 +243,14 @@ void Echokompensation::echosSchaetzen(Energien& s) {
   fft.rueck(vordergrund, hintergrund);
   std::copy_n(fft.re + N, N, yf.p);
   std::copy_n(fft.im + N, N, yb.p);
-  s.Dbf = 10.0 + k.abstand(yf.p, yb.p, N);
+  s.Dbf = MIN_UNTERSCHIED + k.abstand(yf.p, yb.p, N);
   if (!std::isfinite(s.Dbf)) {
     // One of the filters has failed; the other's echo must not suffer.
     fft.rueckEinzeln(vordergrund);
     std::copy_n(fft.re + N, N, yf.p);
     fft.rueckEinzeln(hintergrund);
     std::copy_n(fft.re + N, N, yb.p);
-    s.Dbf = 10.0 + k.abstand(yf.p, yb.p, N);
+    s.Dbf = MIN_UNTERSCHIED + k.abstand(yf.p, yb.p, N);
   }
   k.differenz(d.p, yf.p, ef.p, N);
   k.differenz(d.p, yb.p, eb.p, N);
@@ -200,54 +262,52 @@ void Echokompensation::echosSchaetzen(Energien& s) {
 Echokompensation::Paar Echokompensation::vergleichen(Energien& s) {
   const double D = s.Sff - s.See;
   const double varianz = s.Sff * s.Dbf;
-  Davg1 = 0.6 * Davg1 + 0.4 * D;
-  Davg2 = 0.85 * Davg2 + 0.15 * D;
-  Dvar1 = 0.36 * Dvar1 + 0.16 * s.Sff * s.Dbf;
-  Dvar2 = 0.7225 * Dvar2 + 0.0225 * s.Sff * s.Dbf;
+  Davg1 = KURZ.alt * Davg1 + KURZ.neu * D;
+  Davg2 = LANG.alt * Davg2 + LANG.neu * D;
+  Dvar1 = KURZ.altQuadrat * Dvar1 + KURZ.neuQuadrat * s.Sff * s.Dbf;
+  Dvar2 = LANG.altQuadrat * Dvar2 + LANG.neuQuadrat * s.Sff * s.Dbf;
 
   const double q = quadratMitVorzeichen(D);
   const double q1 = quadratMitVorzeichen(Davg1);
   const double q2 = quadratMitVorzeichen(Davg2);
-  if (q > varianz || q1 > 0.5 * Dvar1 || q2 > 0.25 * Dvar2) {
+  if (q > varianz || q1 > KURZ.deutlich * Dvar1 || q2 > LANG.deutlich * Dvar2) {
     Davg1 = Davg2 = Dvar1 = Dvar2 = 0.0;
     std::copy_n(W.p, W.n, F.p);
     ++vgKopien_;
-    // From the old filter's echo to the new one's without a click.
+    // A change of filters within the block would click.
     k.ueberblenden(fade.p, yf.p, yb.p);
     k.differenz(d.p, yf.p, ef.p, N);
     s.Sff = k.skalarprodukt(ef.p, ef.p, N);
     return {yb.p, eb.p, s.See};
   }
-  if (-q > 4.0 * varianz || -q1 > 4.0 * Dvar1 || -q2 > 4.0 * Dvar2) {
+  if (-q > RUECKFALL * varianz || -q1 > RUECKFALL * Dvar1 || -q2 > RUECKFALL * Dvar2) {
     std::copy_n(F.p, F.n, W.p);
     Davg1 = Davg2 = Dvar1 = Dvar2 = 0.0;
     ++hgReset_;
-    // See stays that of the background filter that has failed: the step size is to be careful.
+    // See stays that of the failed background filter, which keeps the next step small.
     return {yf.p, ef.p, s.Sff};
   }
   return {yb.p, eb.p, s.See};
 }
 
-// A filter that makes the signal much louder than it was, or numbers that are none.
+// A filter has failed if it makes the signal much louder, or if sums are not finite.
 void Echokompensation::pruefen(const Energien& s) {
   if (std::isfinite(s.Syy) && std::isfinite(s.See) && std::isfinite(s.Sff) &&
-      s.Sff <= s.Sdd + BLOCK * 10000.0) {
+      s.Sff <= s.Sdd + ZU_LAUT) {
     screwed_ = 0;
     return;
   }
   ++screwed_;
-  if (!std::isfinite(s.Syy) || screwed_ >= 50) resetFilter();
+  if (!std::isfinite(s.Syy) || screwed_ >= GEDULD_BLOECKE) resetFilter();
 }
 
-// How fast each bin may learn from this block's error in the next.
-void Echokompensation::schrittweiteBestimmen(Paar paar, Energien& s) {
-  const Spektrum E{Er.p, Ei.p};
-  const Spektrum Y{Yr.p, Yi.p};
+// The spectra of N zeros followed by the error, and of N zeros followed by the echo.
+void Echokompensation::spektrenBilden(Paar paar, bool endlich, Spektrum E, Spektrum Y) {
   const auto einsetzen = [](double* ziel, const double* signal) {
     std::fill_n(ziel, N, 0.0);
     std::copy_n(signal, N, ziel + N);
   };
-  if (std::isfinite(paar.energie) && std::isfinite(s.Syy)) {
+  if (endlich) {
     einsetzen(fft.re, paar.e);
     einsetzen(fft.im, paar.y);
     fft.vor(E, Y);
@@ -257,37 +317,47 @@ void Echokompensation::schrittweiteBestimmen(Paar paar, Energien& s) {
     einsetzen(fft.re, paar.y);
     fft.vorEinzeln(Y);
   }
+}
 
-  const double See = std::max(s.See, BLOCK * 100.0 / 64.0);
+// How fast each bin may learn from this block's error in the next block.
+void Echokompensation::schrittweiteBestimmen(Paar paar, const Energien& s) {
+  const Spektrum E{Er.p, Ei.p};
+  const Spektrum Y{Yr.p, Yi.p};
+  spektrenBilden(paar, std::isfinite(paar.energie) && std::isfinite(s.Syy), E, Y);
+
+  const double See = std::max(s.See, MIN_FEHLER);
   double pe = 0.0;
   double py = 0.0;
-  k.glaetten(E, Y, x[0], 0.35 / static_cast<double>(P), BLOCK / EK_R, power.p, Eh.p, Yh.p, Rf.p,
-             Yf.p, pe, py);
+  k.glaetten(E, Y, x[0], GLAETTUNG_FILTER / static_cast<double>(P), BLOCK_SEKUNDEN, power.p, Eh.p,
+             Yh.p, Rf.p, Yf.p, pe, py);
+  leckSchaetzen(pe, py, s.Syy, See);
 
-  // Leakage: how the error's spectrum follows the echo's.
-  py = std::sqrt(py);
-  pe = pe / (py + 1e-9);
-  const double alpha = std::min((2.0 * BLOCK / EK_R) * s.Syy, (0.5 * BLOCK / EK_R) * See) / See;
-  Pyy = std::max(1.0, (1.0 - alpha) * Pyy + alpha * py);
-  Pey = std::min(Pyy, std::max(0.005 * Pyy, (1.0 - alpha) * Pey + alpha * pe));
-  leak_ = Pey / Pyy;
-
-  // Residual-to-error ratio.
-  double RER = (0.0001 * s.Sxx + 3.0 * leak_ * s.Syy) / See;
-  RER = std::max(RER, s.Sey * s.Sey / (See * s.Syy + 1.0));
-  RER = std::min(RER, 0.5);
-
-  if (!adapted && sumAdapt > static_cast<double>(P) && leak_ * s.Syy > 0.03 * s.Syy) {
+  if (!adapted && sumAdapt > static_cast<double>(P) && leak_ * s.Syy > ECHO_ERKANNT * s.Syy) {
     adapted = true;
   }
   if (adapted) {
+    // Residual-to-error ratio.
+    double RER = (REFERENZ_IM_FEHLER * s.Sxx + LECK_GEWICHT * leak_ * s.Syy) / See;
+    RER = std::max(RER, s.Sey * s.Sey / (See * s.Syy + 1.0));
+    RER = std::min(RER, MAX_RESTECHO);
     k.schrittweite(Rf.p, Yf.p, power.p, leak_, RER, power1.p);
   } else {
     const double rate =
-        s.Sxx > BLOCK * 1000.0 ? std::min(startRate * See, startRate * s.Sxx) / See : 0.0;
+        s.Sxx > REFERENZ_LEISE ? std::min(STARTRATE * See, STARTRATE * s.Sxx) / See : 0.0;
     k.anlaufschritt(power.p, rate, power1.p);
     sumAdapt += rate;
   }
+}
+
+// Leakage: how far the error's spectrum follows that of the echo. pe and py are the sums over all
+// bins of their common and of the echo's own fluctuation.
+void Echokompensation::leckSchaetzen(double pe, double py, double Syy, double See) {
+  const double streuung = std::sqrt(py);
+  const double gemeinsam = pe / (streuung + 1e-9);
+  const double alpha = std::min(LECK_RATE * Syy, LECK_RATE_MAX * See) / See;
+  Pyy = std::max(1.0, (1.0 - alpha) * Pyy + alpha * streuung);
+  Pey = std::min(Pyy, std::max(MIN_LECK * Pyy, (1.0 - alpha) * Pey + alpha * gemeinsam));
+  leak_ = Pey / Pyy;
 }
 
 void Echokompensation::resetFilter() {

@@ -1,10 +1,10 @@
-// Takes denormal numbers for zero while it lives.
+// Makes the processor treat denormal numbers as zero during its lifetime.
 //
-// In digital silence the smoothed spectra and the memories of the recursive filters decay towards
+// In digital silence the smoothed spectra and the states of the recursive filters decay towards
 // zero for ever, and below 1e-308 a processor computes ten to a hundred times slower: silence would
 // cost more than speech. Values that small decide nothing (the faintest sample of a 16-bit
-// recording is 1). The mode belongs to the thread; it is put back at the end, since other code on
-// the thread may count on exact arithmetic.
+// recording is 1). The mode belongs to the thread and is restored at the end, since other code on
+// the thread may need exact arithmetic.
 #pragma once
 
 #include <cstdint>

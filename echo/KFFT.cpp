@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 namespace hallkorb {
 
@@ -21,34 +21,23 @@ using kern::Hilfsfeld;
 using kern::Plan;
 using kern::SPALTEN;
 
-// Below this the first pass would not fill a vector; from GROSS on a transform and its scratch
-// memory leave the caches too early and the four steps are faster.
+// Lengths as powers of two. Below KLEIN the first pass would not fill a vector. From GROSS on a
+// transform and its scratch memory exceed the caches, and the four steps are faster.
 constexpr std::uint64_t KLEIN = 6;
 constexpr std::uint64_t GROSS = 14;
-// Rows of a long transform: 512 points, which with their scratch memory fit the first-level cache.
+// Rows of a long transform: 512 points and their scratch memory fit the first-level cache.
 constexpr std::uint64_t ZEILEN_LOG2 = 9;
 
-// e^(-2 pi i k / n), with the angle brought into the first eighth of the circle, where cos and sin
-// are exact to half a unit in the last place.
+// e^(-2 pi i k / n). The angle is split into quarter turns, which are exact, and a rest of at most
+// an eighth of a turn either way, where cos and sin are exact to half a unit in the last place.
 std::pair<double, double> einheitswurzel(std::size_t k, std::size_t n) {
   k %= n;
-  const std::size_t achtel = 8 * k / n;
-  const auto winkel = [&](std::size_t m) {
-    return 2.0 * std::numbers::pi * static_cast<double>(m) / static_cast<double>(n);
-  };
-  // Quadrant and mirror image of the angle.
-  const std::size_t viertel = (achtel + 1) / 2;
-  double c = 1.0;
-  double s = 0.0;
-  if (4 * k >= viertel * n) {
-    const double w = winkel(4 * k - viertel * n) / 4.0;
-    c = std::cos(w);
-    s = std::sin(w);
-  } else {
-    const double w = winkel(viertel * n - 4 * k) / 4.0;
-    c = std::cos(w);
-    s = -std::sin(w);
-  }
+  const std::size_t viertel = (8 * k / n + 1) / 2;
+  const auto rest = static_cast<std::int64_t>(4 * k) - static_cast<std::int64_t>(viertel * n);
+  const double winkel =
+      2.0 * std::numbers::pi * static_cast<double>(rest) / static_cast<double>(n) / 4.0;
+  const double c = std::cos(winkel);
+  const double s = std::sin(winkel);
   switch (viertel % 4) {
     case 0:
       return {c, -s};
@@ -64,7 +53,7 @@ std::pair<double, double> einheitswurzel(std::size_t k, std::size_t n) {
 // The passes of a transform with their twiddle factors.
 class Passplan {
  public:
-  // `nebeneinander` is 1, or SPALTEN for that many transforms side by side.
+  // `nebeneinander`: transforms side by side, 1 or SPALTEN.
   Passplan(std::uint64_t log2n, std::size_t nebeneinander) : n_(std::size_t{1} << log2n) {
     std::size_t s = nebeneinander;
     std::size_t rest = n_;
@@ -73,7 +62,7 @@ class Passplan {
       const std::size_t m = rest / radix;
       durchgaenge_.push_back({radix, s, m, nullptr, nullptr});
       for (std::size_t i = 0; i < (radix - 1) * m; ++i) {
-        // Vectors run along p in the first pass of a single transform, along q elsewhere.
+        // In a single transform's first pass vectors run along p, in all others along q.
         const std::size_t p = s == 1 ? i % m : i / (radix - 1);
         const std::size_t k = (s == 1 ? i / m : i % (radix - 1)) + 1;
         const auto [re, im] = einheitswurzel(p * k, rest);
@@ -125,7 +114,7 @@ struct Zwischenfaktoren {
   DFeld feinI;
 };
 
-// A handful of points, straight from the definition.
+// For a handful of points: the definition.
 void kleineFft(std::size_t n, double* re, double* im, Hilfsfeld hilf) {
   for (std::size_t k = 0; k < n; ++k) {
     hilf.re[k] = 0.0;
@@ -178,7 +167,7 @@ struct KFFT::Setup {
     }
   }
 
-  const kern::Kern& kern = kern::bester();
+  const kern::Kernsatz& kern = kern::bester();
   std::size_t n;
   bool gross;
   Passplan zeilen;

@@ -3,14 +3,14 @@
 
 #include <algorithm>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {
 
 struct KFFT::Setup {
-  // A single point is its own transform. Accelerate says nothing about that length, and is not
-  // asked for it; a setup serves every length up to its own.
+  // A setup serves every length up to its own. Accelerate does not define the length 1, whose
+  // transform is the point itself.
   explicit Setup(std::uint64_t laengeLog2)
       : fft(vDSP_create_fftsetupD(std::max<vDSP_Length>(laengeLog2, 1), kFFTRadix2)) {
     if (fft == nullptr) abbruch("KFFT: Setup nicht moeglich");
@@ -48,7 +48,7 @@ void KFFT::rueck(double* re, double* im) {
   vDSP_vsmulD(im, 1, &faktor, im, 1, static_cast<vDSP_Length>(n));
 }
 
-// Accelerate always puts its spectra in order.
+// Accelerate's spectra are always in order.
 void KFFT::vorUngeordnet(double* re, double* im) {
   vor(re, im);
 }

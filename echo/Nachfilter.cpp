@@ -13,12 +13,14 @@ using kern::ZEILE;
 
 namespace {
 
-// Leakage is never believed to be below -15 dB.
+// The canceller's estimate of the leakage is not trusted below -15 dB.
 constexpr double LECK_BODEN = 0.03162277660168379;
-// Gain floor of a gated block, -35 dB.
+// Lowest gain of a gated block, -35 dB.
 constexpr double GMIN_TOR = 0.01778279410038923;
-// Bins whose echo is 30 dB below the strongest teach nothing.
+// Bins whose echo is 30 dB below the strongest teach nothing about the residual.
 constexpr double RHO_SCHWELLE = 0.001;
+// The echo counts as heard from half of the noise's power on.
+constexpr double ECHO_HOERBAR = 0.5;
 
 constexpr auto laenge(std::size_t n) {
   return static_cast<std::int64_t>(n);
@@ -57,7 +59,7 @@ void Nachfilter::block(const double* residuum, const double* echo, double leak, 
   ++tNach;
 
   if (anzahl <= vorschau) {
-    // The look-ahead fills: silence.
+    // The look-ahead is not full yet: silence.
     std::copy_n(ola.p, N, ausgabe);
     ola.null();
     letzteSprache_ = false;
@@ -72,7 +74,7 @@ void Nachfilter::block(const double* residuum, const double* echo, double leak, 
   synthese(alt, ausgabe);
 }
 
-// Spectra of both frames; that of the echo in br, bi.
+// Spectra of both frames; the echo's goes to br and bi.
 void Nachfilter::analysieren(const double* residuum, const double* echo, bool endlich,
                              Eintrag& neu) {
   const kern::Spektrum A{neu.er.p, neu.ei.p};
@@ -82,7 +84,7 @@ void Nachfilter::analysieren(const double* residuum, const double* echo, bool en
     k.rahmen(yHist.p, echo, fenster.p, fft.im);
     fft.vor(A, Y);
   } else {
-    // A residual that is not finite must not spoil the spectrum of the echo.
+    // A residual that is not finite must not spoil the echo's spectrum.
     k.rahmen(eHist.p, residuum, fenster.p, fft.re);
     fft.vorEinzeln(A);
     k.rahmen(yHist.p, echo, fenster.p, fft.re);
@@ -91,7 +93,7 @@ void Nachfilter::analysieren(const double* residuum, const double* echo, bool en
   histEndlich = endlich;
 }
 
-// Noise floor, residual echo, and what the block seems to hold.
+// Noise floor, residual echo, and what the block seems to hold: speech, echo.
 void Nachfilter::bewerten(double leak, Eintrag& neu) {
   if (!rauschBereit) {
     for (std::size_t i = 0; i < HALB; ++i) {
@@ -105,7 +107,7 @@ void Nachfilter::bewerten(double leak, Eintrag& neu) {
       k.rauschenUndRest({neu.er.p, neu.ei.p}, {br.p, bi.p}, l, c, nachhall, band.p,
                         {rausch.p, restAvg.p, rho.p}, neu.r.p, neu.p.p);
   neu.nah = SPe > ABSTAND * (SN + c * l * SPy);
-  neu.echo = SPy > 0.5 * SN;
+  neu.echo = SPy > ECHO_HOERBAR * SN;
 }
 
 bool Nachfilter::nahVoraus() const {
@@ -136,14 +138,14 @@ void Nachfilter::entscheiden(const Eintrag& alt, std::int64_t t) {
   if (hold) ++nahBloecke_;
 }
 
-// A gated block holds nothing but echo: its residual shows how much the filter leaves.
+// A gated block holds only echo: its residual shows how much of it the filter leaves.
 void Nachfilter::restLernen(const Eintrag& alt) {
   const double staerkste = *std::max_element(alt.p.p, alt.p.p + HALB);
   k.rhoLernen({alt.er.p, alt.ei.p}, alt.p.p, rausch.p, RHO_SCHWELLE * (staerkste + 1e-9), rhoRate,
               rho.p);
 }
 
-// Gain, overlap and addition. The spectrum of `alt` is overwritten.
+// Gain and overlap-add. Overwrites the spectrum of `alt`.
 void Nachfilter::synthese(Eintrag& alt, double* ausgabe) {
   static const double GMIN_OFFEN = std::pow(10.0, gminOffen / 20.0);
   static const double GT = std::pow(10.0, torDb / 20.0);

@@ -1,12 +1,12 @@
-// What the adaptive filter leaves of the echo is taken out of the spectrum, and speech is marked.
+// Removes from the spectrum what the adaptive filter leaves of the echo, and marks speech.
 //
 // No linear filter follows a loudspeaker that distorts or a room in which people move; 20 to 30 dB
-// are usual, and what is left is still intelligible. So every block's residual is weighted bin by
-// bin: down to -12 dB where the echo may explain what is there, and to between -25 and -35 dB (the
-// gate) while only echo is to be heard. A near end that is cut off at its first consonant sounds
-// worse than any echo, so a block's fate is decided 16 blocks (256 ms) later, when it is known
-// whether speech began in between, and speech is held for 20 blocks (320 ms) after its last block.
-// With the overlap of the frames this delays the output by 17 blocks.
+// are usual, and the rest is still intelligible. So every block's residual is weighted bin by bin:
+// down to -12 dB for bins that the echo may explain, and to between -25 and -35 dB (the gate) while
+// only echo is heard. A near end cut off at its first consonant sounds worse than any echo, so a
+// block is decided on 16 blocks (256 ms) later, when it is known whether speech began in between,
+// and the gate stays open for 20 blocks (320 ms) after the last speech. With the overlap of the
+// frames this delays the output by 17 blocks.
 //
 // Works on frames of 512 samples at 16 kHz, half overlapping, under a square-root Hann window;
 // samples on the scale of 16-bit integers. One thread at a time; nothing is allocated after
@@ -19,14 +19,14 @@
 #include <optional>
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/PaarFFT.h"
 
 namespace hallkorb {
 
 class Nachfilter {
  public:
-  // Blocks by which the output is late.
+  // Delay of the output in blocks.
   static constexpr std::int64_t verzoegerungBloecke = 17;
 
   // Shares the canceller's transform, which must outlive it.
@@ -38,7 +38,7 @@ class Nachfilter {
   void block(const double* residuum, const double* echo, double leak, bool endlich,
              double* ausgabe);
 
-  // Of the block that was put out last: whether it holds near-end speech, is gated, is held open.
+  // Of the last block returned: whether it holds near-end speech, is gated, is held open.
   [[nodiscard]] bool letzteSprache() const { return letzteSprache_; }
   [[nodiscard]] bool tor() const { return tor_; }
   [[nodiscard]] std::int64_t nahHalt() const { return nahHalt_; }
@@ -66,23 +66,31 @@ class Nachfilter {
   void restLernen(const Eintrag& alt);
   void synthese(Eintrag& alt, double* ausgabe);
 
+  // Residual echo is taken for twice its estimate: too much costs a little speech, too little is
+  // heard as echo.
   static constexpr double c = 2.0;
+  // Near-end speech is what stands out by this from noise and residual echo together, dB.
   static constexpr double theta = 6.0;
+  // The room's decay: residual echo falls by at most 1.2 dB in a block of 16 ms.
   static constexpr double nachhall = 0.75;
+  // Lowest gain while the gate is open, and highest while it is closed, dB.
   static constexpr double gminOffen = -12.0;
   static constexpr double torDb = -25.0;
+  // How fast a closed gate learns the residual echo: 20 blocks.
   static constexpr double rhoRate = 0.05;
+  // Speech and echo are told apart between 312 Hz and 4 kHz, where speech has its energy.
   static constexpr std::size_t bandLo = 10;
   static constexpr std::size_t bandHi = 128;
+  // Look-ahead and hold, in blocks.
   static constexpr std::size_t vorschau = 16;
   static constexpr std::int64_t halt = 20;
 
   PaarFFT& fft;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
   DFeld fenster;
   DFeld eHist, yHist, ola;
   DFeld gain, restAvg, rausch, rho;
-  // 1 for the bins that decide, 0 elsewhere.
+  // 1 for the bins from bandLo to bandHi, 0 for all others.
   DFeld band;
   DFeld br, bi;
   bool histEndlich = true;

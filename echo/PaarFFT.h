@@ -1,18 +1,18 @@
 // Two real signals of 512 points through one complex transform.
 //
-// The canceller only has real signals, and they come in pairs: error and echo, residual and echo
-// frame, the echoes of both filters, two partitions' impulse responses. As the real and the
-// imaginary part of one complex signal they cost one transform instead of two, and their spectra
-// fall out of its symmetric halves: A[k] = (Z[k] + conj Z[K - k]) / 2, B[k] = (Z[k] - conj Z[K -
-// k]) / 2i. A signal that is not finite spoils its partner's spectrum too, so a caller whose
-// signals may differ in that must transform them one by one.
+// The canceller's signals are real and come in pairs: error and echo, residual and echo frame, the
+// echoes of both filters, two partitions' impulse responses. As real and imaginary part of one
+// complex signal a pair costs one transform instead of two, and the symmetry of its spectrum
+// separates the two: A[k] = (Z[k] + conj Z[K - k]) / 2, B[k] = (Z[k] - conj Z[K - k]) / 2i. A
+// signal that is not finite spoils its partner's spectrum too, so signals that may differ in that
+// must be transformed one by one.
 //
 // The signals stand in re and im, K values each, before vor and after rueck; both transforms
 // overwrite them. One thread at a time.
 #pragma once
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {
@@ -37,7 +37,7 @@ class PaarFFT {
   DFeld zr;
   DFeld zi;
   DFeld leer;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
 
  public:
   double* const re;

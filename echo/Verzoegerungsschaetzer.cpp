@@ -5,18 +5,17 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 
 namespace hallkorb {
 
 namespace {
 
-// The correlation is circular over LAENGE points: window and lags zero-padded. Both signals end
-// before 3/8 of it and only lags below 1/8 are wanted, so the transform is split once into the
-// eight residue classes of the bins modulo 8, each a transform of M points: going there, most of
-// the split's inputs are zero; coming back, only its first output is needed. Of real signals
-// classes 5 to 7 mirror 3 to 1. Bins are only multiplied one by one, so their order within a class
-// does not matter.
+// The correlation is circular over LAENGE zero-padded points. Both signals end before 3/8 of them
+// and only lags below 1/8 are wanted, so the transform is split into the eight residue classes of
+// the bins modulo 8, each a transform of M points: forward, most of the split's inputs are zero;
+// back, only its first output is needed. For real signals classes 5 to 7 mirror 3 to 1. Bins are
+// only multiplied one by one, so their order within a class does not matter.
 constexpr std::size_t LAENGE = 131072;
 constexpr std::size_t M = LAENGE / 8;
 constexpr std::size_t KLASSEN = 5;
@@ -28,19 +27,23 @@ constexpr std::size_t LAGS = Verzoegerungsschaetzer::maxLag + 1;
 // A whole number of vectors.
 constexpr std::size_t LAGS_AUF = (LAGS + 7) / 8 * 8;
 
-// The mean square of 1e-5 of full scale: below it the reference is taken for silent.
+// The reference counts as silent below a mean square of 1e-5 of full scale (-50 dB).
 constexpr double RUHE = 10737.41824;
+// A peak must have 5 % of perfect agreement, and one and a half times that of the next peak.
 constexpr double SPITZE = 0.05;
 constexpr double VORSPRUNG = 1.5;
-// Half the width of the first peak, left out when the second is sought.
+// Half the width of the first peak, 3 ms, left out in the search for the second.
 constexpr std::int64_t BREITE = 48;
+// Changes of the delay up to 8 ms are not reported.
 constexpr std::int64_t STILL = 128;
+// Estimates it takes for a report.
+constexpr std::size_t MINDESTENS = 3;
 
 constexpr auto laenge(std::size_t n) {
   return static_cast<std::int64_t>(n);
 }
 
-void anhaengen(Puffer& verlauf, std::span<const double> neu) {
+void anhaengen(Vorrat<double>& verlauf, std::span<const double> neu) {
   verlauf.anhaengen(neu);
   if (verlauf.size() > VERLAUF) verlauf.verwerfen(verlauf.size() - VERLAUF);
 }
@@ -75,7 +78,7 @@ std::optional<std::int64_t> Verzoegerungsschaetzer::fuettern(std::span<const dou
   seit += static_cast<std::int64_t>(neuesX.size());
   if (seit < schritt) return std::nullopt;
   if (x.size() < VERLAUF) return std::nullopt;
-  // From here on an analysis is spent, whatever comes of it.
+  // The next analysis comes half a second after this one, whatever its result.
   seit = 0;
   if (!genugEnergie()) return std::nullopt;
   if (d.size() < VERLAUF) abbruch("Verzoegerungsschaetzer: Mikrofon kuerzer als Referenz");
@@ -89,7 +92,7 @@ std::optional<std::int64_t> Verzoegerungsschaetzer::fuettern(std::span<const dou
 bool Verzoegerungsschaetzer::genugEnergie() const {
   const double* fenster = x.werte().data();
   const double mittel = k.skalarprodukt(fenster, fenster, FENSTER) / static_cast<double>(FENSTER);
-  // Not put the other way round: a NaN is no silence.
+  // Negated so that NaN does not count as silence.
   return !(mittel < RUHE);
 }
 
@@ -136,7 +139,7 @@ std::optional<std::int64_t> Verzoegerungsschaetzer::spitze(std::span<const doubl
       bester = static_cast<std::int64_t>(lag);
     }
   }
-  // The window around the first peak is half open, as everywhere: 48 lags below it, 47 above.
+  // The window around the first peak is half open: 48 lags below it, 47 above.
   double zweite = 0.0;
   for (std::int64_t lag = 0; lag <= maxLag; ++lag) {
     if (lag >= bester - BREITE && lag < bester + BREITE) continue;
@@ -152,13 +155,13 @@ std::optional<std::int64_t> Verzoegerungsschaetzer::annehmen(std::int64_t lag) {
     --anzahl;
   }
   schaetzungen[anzahl++] = lag;
-  if (anzahl < 3) return std::nullopt;
+  if (anzahl < MINDESTENS) return std::nullopt;
 
   auto sortiert = schaetzungen;
   const auto ende = sortiert.begin() + static_cast<std::ptrdiff_t>(anzahl);
   std::partial_sort(sortiert.begin(), ende, ende);
   const std::size_t mitte = anzahl / 2;
-  // Of four estimates the mean of the middle two, truncated.
+  // Of four estimates, the truncated mean of the middle two.
   const std::int64_t median =
       anzahl % 2 == 1 ? sortiert[mitte] : (sortiert[mitte - 1] + sortiert[mitte]) / 2;
   if (wert_ && std::llabs(median - *wert_) <= STILL) return std::nullopt;

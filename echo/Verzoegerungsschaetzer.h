@@ -1,13 +1,13 @@
 // How far the microphone lags behind what the computer plays.
 //
-// The echo arrives late: by the buffers of playback and capture, some tens to some hundreds of
-// milliseconds, plus a few for the air. The canceller's filter covers 320 ms from the reference on,
-// so the reference must be shifted before. Every half second the last 2.8 seconds of both signals
-// are compared by a generalised cross-correlation with phase transform (C. H. Knapp and G. C.
-// Carter, "The generalized correlation method for estimation of time delay", 1976): only phases
-// count, which makes the peak narrow even for speech in a reverberant room. Single estimates err;
-// the median of the last five is reported, and only when it moves by more than 128 samples (8 ms),
-// since every report may shift the canceller's filter.
+// The buffers of playback and capture delay the echo by some tens to some hundreds of milliseconds,
+// the air by a few more. The canceller's filter covers 320 ms, so the reference must be shifted
+// first. Every half second the last 2.8 seconds of both signals are compared by a generalised
+// cross-correlation with phase transform (C. H. Knapp and G. C. Carter, "The generalized
+// correlation method for estimation of time delay", 1976): only phases count, which makes the peak
+// narrow even for speech in a reverberant room. Single estimates can be wrong, so the median of the
+// last five is reported, and only when it moves by more than 128 samples (8 ms), since every report
+// may shift the canceller's filter.
 //
 // Units: samples at 16 kHz, on the scale of 16-bit integers. One thread at a time; nothing is
 // allocated after construction if pieces are no longer than a block.
@@ -18,10 +18,10 @@
 #include <optional>
 #include <span>
 
+#include "base/Vorrat.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/KFFT.h"
-#include "echo/Puffer.h"
 
 namespace hallkorb {
 
@@ -35,15 +35,15 @@ class Verzoegerungsschaetzer {
   Verzoegerungsschaetzer();
 
   // The next piece of the reference and of the microphone, of the same moment and length. Returns
-  // the reported delay in samples when it is set for the first time or changes.
+  // the delay in samples when it is first known and when it changes.
   std::optional<std::int64_t> fuettern(std::span<const double> neuesX,
                                        std::span<const double> neuesD);
 
-  // The reported delay; empty before the first report, never again afterwards.
+  // The reported delay; nullopt until the first report.
   [[nodiscard]] std::optional<std::int64_t> wert() const { return wert_; }
 
   // The peak of a correlation of maxLag + 1 values, if it is high and clear enough. Ties go to the
-  // smaller lag; a correlation of nothing (not a number) has no peak.
+  // smaller lag; NaN is no peak.
   [[nodiscard]] static std::optional<std::int64_t> spitze(std::span<const double> korrelation);
 
   // Takes an accepted single estimate; returns what fuettern then reports.
@@ -53,13 +53,13 @@ class Verzoegerungsschaetzer {
   [[nodiscard]] bool genugEnergie() const;
   void korrelieren();
 
-  Puffer x;
-  Puffer d;
+  Vorrat<double> x;
+  Vorrat<double> d;
   std::int64_t seit = 0;
   std::array<std::int64_t, 5> schaetzungen{};
   std::size_t anzahl = 0;
   std::optional<std::int64_t> wert_;
-  const kern::Kern& k;
+  const kern::Kernsatz& k;
   KFFT fft;
   // Twiddle factors of the full length, n = 0..M - 1.
   DFeld wr, wi;

@@ -71,7 +71,16 @@ void laufe(Eingabe eingabe) {
   const double stille = eingabe.sekunden();
   const float silenceRms = static_cast<float>(eingabe.byte()) / 256.0F;
   Groessen dateien;
-  ChannelChunker c("me", "", rate, chunk, rede, min, max, stille, silenceRms, dateien);
+  ChannelChunker c({.channel = "me",
+                    .outDir = "",
+                    .rate = rate,
+                    .chunkSeconds = chunk,
+                    .turnMode = rede,
+                    .minSeconds = min,
+                    .maxSeconds = max,
+                    .silenceSeconds = stille,
+                    .silenceRms = silenceRms},
+                   dateien);
   ChunkerRegel soll({rate, c.chunkSamples(), c.searchSamples(), rede, c.minSamples(),
                      c.maxSamples(), c.silenceRun(), silenceRms});
   std::size_t alle = 0;

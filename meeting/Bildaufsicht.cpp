@@ -1,9 +1,9 @@
-// The supervision of the window video: which window is recorded, and what the host is told of it.
+#include "meeting/Bildaufsicht.h"
+
 #include <algorithm>
-#include <utility>
 
 #include "base/Ausgabe.h"
-#include "meeting/WindowVideoCapture.h"
+#include "base/Text.h"
 #include "platform/HostClock.h"
 
 namespace hallkorb {
@@ -12,147 +12,115 @@ namespace {
 constexpr double SUCH_ABSTAND = 3.0;   // seconds between two attempts to start
 constexpr double PRUEF_ABSTAND = 2.0;  // seconds between two checks of the screen
 
-std::string mitText(const Fehler& fehler) {
+std::string inKlammern(const Fehler& fehler) {
   return " (" + fehler.description + ")";
 }
 
 }  // namespace
 
-void WindowVideoCapture::starteGeduldig(double sekunden) {
-  {
-    const std::lock_guard halter(zustand_);
-    if (abgebrochen_) return;
-    beaufsichtigt_ = true;
-  }
-  executor_.starteUnabhaengig([selbst = shared_from_this(), sekunden]() mutable {
-    const std::shared_ptr<Schlaf> ende = selbst->aufsichtEnde_;
-    selbst->beaufsichtige(sekunden);
-    selbst = nullptr;
-    ende->wecke();
-  });
+Bildaufsicht::Bildaufsicht(ScreenCapture& bildschirm, Film& film, Bildzustand& stand,
+                           WindowStreamListener& empfaenger, Schlaf& schlaf, double zeitNull)
+    : bildschirm_(bildschirm),
+      film_(film),
+      stand_(stand),
+      empfaenger_(empfaenger),
+      schlaf_(schlaf),
+      null_(zeitNull) {}
+
+StreamKonfiguration Bildaufsicht::konfiguration() {
+  return {.breite = Film::BREITE,
+          .hoehe = Film::HOEHE,
+          .kleinsterAbstand = 1.0 / 15,
+          .mitZeiger = true,
+          .warteschlange = 5};
 }
 
-// After each call of the platform the stop may have given this up: then nothing but this object
-// itself is there any more, and nothing else is touched.
-void WindowVideoCapture::beaufsichtige(double sekunden) {
+void Bildaufsicht::laufe(double sekunden) {
   suche(sekunden);
-  while (!schlaf_->warte(PRUEF_ABSTAND)) {
+  while (!schlaf_.warte(PRUEF_ABSTAND)) {
     const Ergebnis fehler = pruefen();
-    if (abgebrochen()) return;
+    if (stand_.abgebrochen()) return;
     if (fehler) log("[hallkorb] Fensterpruefung: " + fehler->description);
-    // In a still window no picture comes that would show that the writer has failed. One that is
-    // just taking a picture is looked at by the one who brings it.
-    const std::unique_lock halter(bildLock_, std::try_to_lock);
-    if (halter) meldeAusfall();
+    film_.pruefe();
   }
 }
 
-// Until a capture runs, or the stop comes.
-void WindowVideoCapture::suche(double sekunden) {
+// Until a stream runs, or the stop comes.
+void Bildaufsicht::suche(double sekunden) {
   const double frist = hostSekunden() + sekunden;
   bool gemeldet = false;
-  Ergebnis startFehler;
-  std::string letzterInventarFehler;
-  while (true) {
-    ScreenContent content;
-    Wahl wahl{"nichts", 0, "", 0, std::string(KEIN_BILD)};
-    const Ergebnis inventarFehler = bildschirm_->inventar(content);
-    if (abgebrochen()) return;
-    if (inventarFehler) {
-      // No screen to ask: it will not be told anew every three seconds.
-      if (inventarFehler->description != letzterInventarFehler) {
-        letzterInventarFehler = inventarFehler->description;
-        log("[hallkorb] Video-Start fehlgeschlagen: " + letzterInventarFehler);
-      }
-    } else {
-      letzterInventarFehler.clear();
-      wahl = waehleMeetingZiel(metadaten(content));
-    }
-    if (wahl.istFenster()) {
-      const Ergebnis fehler = starteAuf(wahl, content);
-      if (abgebrochen() || !fehler) return;
-      log("[hallkorb] Video-Start fehlgeschlagen: " + fehler->description);
-      startFehler = fehler;
-    }
+  do {
+    const auto keinBild = versucheStart();
+    if (!keinBild || stand_.abgebrochen()) return;
     if (!gemeldet && hostSekunden() >= frist) {
       gemeldet = true;
-      const Ergebnis& fehler = inventarFehler ? inventarFehler : startFehler;
-      const std::string text = wahl.grund + (fehler ? mitText(*fehler) : "");
-      emit(R"({"event":"video_none","message":")" + jsonEscape(text) + "\"}");
-      log("[hallkorb] Bild: " + text + " — suche weiter, Ton laeuft");
+      emit(R"({"event":"video_none","message":")" + jsonEscape(*keinBild) + "\"}");
+      log("[hallkorb] Bild: " + *keinBild + " — suche weiter, Ton laeuft");
     }
-    if (schlaf_->warte(SUCH_ABSTAND)) return;
-  }
+  } while (!schlaf_.warte(SUCH_ABSTAND));
 }
 
-Ergebnis WindowVideoCapture::starteAuf(const Wahl& wahl, const ScreenContent& content) {
-  const Ergebnis fehler = writerAnlegen();
+// Returns why there is no picture; nullopt once there is one, or after the stop.
+std::optional<std::string> Bildaufsicht::versucheStart() {
+  ScreenContent content;
+  const Ergebnis inventarFehler = bildschirm_.inventar(content);
+  if (stand_.abgebrochen()) return std::nullopt;
+  if (inventarFehler) {
+    // Without a screen the same would be reported every three seconds.
+    if (inventarFehler_ != inventarFehler->description) {
+      meldeStartfehler(inventarFehler->description);
+    }
+    inventarFehler_ = inventarFehler->description;
+    return std::string(KEIN_BILD) + inKlammern(*inventarFehler);
+  }
+  inventarFehler_.clear();
+  const Wahl wahl = waehleMeetingZiel(metadaten(content));
+  if (wahl.istFenster()) {
+    const Ergebnis fehler = starteAuf(wahl, content);
+    if (!fehler || stand_.abgebrochen()) return std::nullopt;
+    meldeStartfehler(fehler->description);
+    startFehler_ = fehler;
+  }
+  return wahl.grund + (startFehler_ ? inKlammern(*startFehler_) : "");
+}
+
+void Bildaufsicht::meldeStartfehler(const std::string& text) {
+  log("[hallkorb] Video-Start fehlgeschlagen: " + text);
+}
+
+Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content) {
+  const Ergebnis fehler = film_.writerAnlegen();
   return fehler ? fehler : umschalten(wahl, content);
 }
 
-Ergebnis WindowVideoCapture::pruefen() {
+Ergebnis Bildaufsicht::pruefen() {
   ScreenContent content;
-  Ergebnis fehler = bildschirm_->inventar(content);
-  if (fehler || abgebrochen()) return fehler;
+  Ergebnis fehler = bildschirm_.inventar(content);
+  if (fehler || stand_.abgebrochen()) return fehler;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
-  switch (entscheide(kandidaten, beste)) {
-    case Schritt::nichts:
+  switch (stand_.entscheide(kandidaten, beste)) {
+    case Bildzustand::Schritt::nichts:
       break;
-    case Schritt::umschalten:
+    case Bildzustand::Schritt::umschalten:
       return umschalten(beste, content);
-    case Schritt::pausieren:
+    case Bildzustand::Schritt::pausieren:
       pausieren(beste.grund);
       break;
   }
   return std::nullopt;
 }
 
-// What a check has to do about what it sees. A window that vanished or a stream that ended is
-// replaced at once; a better window only when it is still the best at the next check, since windows
-// that are opening or being dragged would otherwise make the picture jump.
-WindowVideoCapture::Schritt WindowVideoCapture::entscheide(const MeetingKandidaten& kandidaten,
-                                                           const Wahl& beste) {
-  const std::lock_guard halter(zustand_);
-  if (laeuft_ && aktuell_ && !pauseGemeldet_ &&
-      std::none_of(kandidaten.liste.begin(), kandidaten.liste.end(),
-                   [this](const Wahl& w) { return w.id == aktuell_->id; })) {
-    return beste.istFenster() ? Schritt::umschalten : Schritt::pausieren;
-  }
-  if (!beste.istFenster()) return Schritt::nichts;
-  const bool ohneBild = streamWeg_ || pauseGemeldet_;
-  if (aktuell_ && beste.gleichesFenster(*aktuell_)) {
-    kandidat_.reset();
-    if (beste.quelle != aktuell_->quelle) {
-      schliesseQuelle();
-      aktuell_ = beste;
-    }
-    return ohneBild ? Schritt::umschalten : Schritt::nichts;
-  }
-  if (ohneBild || (kandidat_ && beste.gleichesFenster(*kandidat_))) return Schritt::umschalten;
-  kandidat_ = beste;
-  return Schritt::nichts;
-}
-
-Ergebnis WindowVideoCapture::umschalten(const Wahl& auf, const ScreenContent& content) {
+Ergebnis Bildaufsicht::umschalten(const Wahl& auf, const ScreenContent& content) {
   if (std::none_of(content.windows.begin(), content.windows.end(),
                    [&](const ScreenWindow& w) { return w.id == auf.id; })) {
     return Fehler{"hallkorb", 2, "Fenster verschwunden"};
   }
   if (Ergebnis fehler = richteAuf(auf.id)) return fehler;
-  std::string ereignis;
-  std::string zeit;
-  {
-    const std::lock_guard halter(zustand_);
-    if (abgebrochen_) return std::nullopt;  // the stop has taken over
-    schliesseQuelle();
-    aktuell_ = auf;
-    kandidat_.reset();
-    pauseGemeldet_ = false;
-    laeuft_ = true;
-    ereignis = wechsel_++ == 0 ? "video_start" : "video_wechsel";
-    zeit = formatiert("%.1f", hostSekunden() - null_);
-  }
+  const auto uebergang = stand_.uebernimm(auf);
+  if (!uebergang) return std::nullopt;
+  const std::string ereignis = uebergang->erster ? "video_start" : "video_wechsel";
+  const std::string zeit = t_s(uebergang->zeit);
   emit(R"({"event":")" + ereignis + R"(","quelle":")" + jsonEscape(auf.quelle) + R"(","art":")" +
        auf.art + R"(","rang":)" + std::to_string(auf.rang) + R"(,"grund":")" +
        jsonEscape(auf.grund) + R"(","t_s":)" + zeit + "}");
@@ -160,33 +128,33 @@ Ergebnis WindowVideoCapture::umschalten(const Wahl& auf, const ScreenContent& co
   return std::nullopt;
 }
 
-// The stream stays: without new pictures the video shows the last one until the meeting is back.
-void WindowVideoCapture::pausieren(const std::string& grund) {
-  std::string zeit;
-  {
-    const std::lock_guard halter(zustand_);
-    if (abgebrochen_) return;
-    pauseGemeldet_ = true;
-    buchen();
-    zeit = formatiert("%.1f", hostSekunden() - null_);
+// Lets the stream show the window: the running one if there is one, otherwise a new one.
+Ergebnis Bildaufsicht::richteAuf(std::uint32_t fenster) {
+  const auto [laufend, ausgedient] = stand_.nimmStroeme();
+  if (ausgedient) ausgedient->stop();
+  if (laufend) return laufend->wechsle(fenster);
+
+  const Bildzustand::Strom neuer = bildschirm_.stream(konfiguration());
+  if (!stand_.merkeStrom(neuer)) return std::nullopt;
+  Ergebnis fehler = neuer->start(fenster, empfaenger_);
+  if (fehler) {
+    neuer->stop();
+    stand_.stromGescheitert();
   }
+  return fehler;
+}
+
+// The stream stays: without new pictures the video shows the last one until the meeting is back.
+void Bildaufsicht::pausieren(const std::string& grund) {
+  const auto beginn = stand_.pausiere();
+  if (!beginn) return;
+  const std::string zeit = t_s(*beginn);
   emit(R"({"event":"video_pause","message":")" + jsonEscape(grund) + R"(","t_s":)" + zeit + "}");
   log("[hallkorb] Bild: " + grund + " ab " + zeit + " s — Ton laeuft weiter");
 }
 
-// The time of the current source ends here; the time of a pause belongs to none.
-void WindowVideoCapture::schliesseQuelle() {
-  if (pauseGemeldet_) {
-    aktuellSeit_ = hostSekunden();
-  } else {
-    buchen();
-  }
-}
-
-void WindowVideoCapture::buchen() {
-  const double jetzt = hostSekunden();
-  if (aktuell_) zeiten_.buche(aktuell_->quelle, jetzt - aktuellSeit_);
-  aktuellSeit_ = jetzt;
+std::string Bildaufsicht::t_s(double zeit) const {
+  return formatiert("%.1f", zeit - null_);
 }
 
 }  // namespace hallkorb

@@ -1,6 +1,6 @@
 // How long each source was on the picture.
 //
-// A recording's video may show several windows one after another, and who looks for the meeting
+// A recording's video may show several windows one after another; whoever looks for the meeting
 // later wants to know which, the main one first. Times are seconds; one thread at a time.
 #pragma once
 
@@ -14,10 +14,10 @@ class Bildzeiten {
  public:
   using Eintrag = std::pair<std::string, double>;
 
-  // Adds to the time of a source, which begins at 0.
+  // Adds to the time of a source.
   void buche(const std::string& quelle, double sekunden);
 
-  // The sources by their times, longest first; equal times in the order of their first booking.
+  // Longest first; equal times in the order of their first booking.
   [[nodiscard]] std::vector<Eintrag> laengsteZuerst() const;
 
  private:

@@ -67,7 +67,7 @@ std::string_view trimme(std::string_view text, Praedikat faelltWeg) {
   return text;
 }
 
-// The characters that titles use in several forms, in the tables' form.
+// Characters that titles use in several forms become the one that the tables use.
 utf8proc_int32_t vereinheitlicht(utf8proc_int32_t c) {
   switch (c) {
     case 0x2013:
@@ -93,7 +93,7 @@ std::string_view normTitel(std::string_view titel, std::string& puffer) {
       continue;
     }
     // Marks are dropped, so their canonical order never matters, and each code point can be
-    // decomposed by itself. Four is the most that one becomes; 16 leaves room for tables to come.
+    // decomposed by itself. One becomes four at most; 16 leaves room for later tables.
     std::array<utf8proc_int32_t, 16> teile{};
     const auto anzahl = utf8proc_decompose_char(vereinheitlicht(c.wert), teile.data(), teile.size(),
                                                 FALTUNG, nullptr);

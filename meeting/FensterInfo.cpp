@@ -35,7 +35,7 @@ const std::array<std::pair<std::string_view, EinFeld>, 10> FELDER{{
 
 constexpr unsigned ALLE_FELDER = (1U << 10U) - 1;
 
-// Puts `wert` into a field where it belongs to the field's type and fits it.
+// Puts `wert` into a field; false if it has another type or does not fit.
 template <class Ziel, class Wert>
 bool uebernimm(Ziel& ziel, Wert& wert) {
   if constexpr (std::is_same_v<Ziel, Wert>) {
@@ -54,11 +54,11 @@ bool uebernimm(Ziel& ziel, Wert& wert) {
   return false;
 }
 
-// Takes the list from the parser's events, without a tree in between: it needs no more memory than
-// the records, and no recursion that the nesting of a foreign file could make deep.
+// Builds the list from the parser's events, without a tree in between: that needs no more memory
+// than the records, and no recursion that a deeply nested file could exhaust.
 class Leser final : public nlohmann::json_sax<nlohmann::json> {
  public:
-  // The list, when the text was read to its end and held one.
+  // The list, if the text held one. Once all of it has been read.
   [[nodiscard]] std::optional<Eingabe> eingabe() && {
     if (!hatListe_) return std::nullopt;
     return std::move(eingabe_);
@@ -138,7 +138,7 @@ class Leser final : public nlohmann::json_sax<nlohmann::json> {
  private:
   enum class Ort { vorne, oben, liste, fenster };
 
-  // Whether what comes now is the value of a foreign key, or lies within one.
+  // Whether the next value belongs to a foreign key.
   [[nodiscard]] bool ueberspringt() const { return tiefe_ > 0 || fremd_; }
   bool steigAb() {
     ++tiefe_;
@@ -162,10 +162,10 @@ class Leser final : public nlohmann::json_sax<nlohmann::json> {
   Eingabe eingabe_;
   bool hatListe_ = false;
   Ort ort_ = Ort::vorne;
-  bool fremd_ = false;     // the last key is none of ours
-  std::size_t tiefe_ = 0;  // containers that are open within a foreign key's value
+  bool fremd_ = false;     // the last key is foreign
+  std::size_t tiefe_ = 0;  // open containers within a foreign key's value
   std::size_t feld_ = 0;   // the field that the last key names
-  unsigned gelesen_ = 0;   // a bit for each field of the window that has been read
+  unsigned gelesen_ = 0;   // one bit for each field of the window
 };
 
 }  // namespace

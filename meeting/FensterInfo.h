@@ -18,7 +18,7 @@
 
 namespace hallkorb {
 
-// In JSON an object with exactly these names as keys.
+// In JSON: an object with exactly these names as keys.
 struct FensterInfo {
   std::uint32_t id = 0;  // the platform's window identifier
   std::string titel;     // empty when the window has none
@@ -34,25 +34,25 @@ struct FensterInfo {
   friend bool operator==(const FensterInfo&, const FensterInfo&) = default;
 };
 
-// A window list as the window choice reads it from a file.
+// A window list, as read from a file.
 struct Eingabe {
   std::vector<FensterInfo> fenster;
 
   friend bool operator==(const Eingabe&, const Eingabe&) = default;
 };
 
-// The windows of a snapshot in its order, without those that no application owns.
+// The windows of a snapshot, in its order, without those that no application owns.
 [[nodiscard]] std::vector<FensterInfo> metadaten(const ScreenContent& content);
 
-// Reads a window list. Strict, since a guess at what a list may have meant would be a choice that
-// nobody can trust: nothing comes back when the text is no JSON as a whole (invalid UTF-8 and
-// trailing text included), when a key is missing, or when a value has another type than its field
-// or does not fit it. Integers must be written as integers: "1.0" is none. Further keys are passed
-// over, whatever they hold and however deeply nested, but for numbers that fit no double (1e400): a
-// list with one is not read. Of a repeated key the last one counts.
+// Reads a window list. Strict, since nobody could trust a choice from a list whose meaning was
+// guessed. Returns nullopt if the text as a whole is not JSON (invalid UTF-8 and trailing text
+// included), if a key is missing, or if a value has the wrong type or does not fit its field.
+// Integers must be written as integers: "1.0" is not one. Other keys are skipped, whatever they
+// hold, except for a number that fits no double (1e400), which makes the list unreadable. Of a
+// repeated key the last one counts.
 [[nodiscard]] std::optional<Eingabe> liesEingabe(std::string_view json);
 
-// The list as JSON, one line; what liesEingabe() reads. Bytes that are no UTF-8 become U+FFFD.
+// The list as one line of JSON that liesEingabe() reads. Invalid UTF-8 becomes U+FFFD.
 [[nodiscard]] std::string eingabeJSON(const Eingabe& eingabe);
 
 }  // namespace hallkorb

@@ -1,6 +1,6 @@
 #include "meeting/Wahl.h"
 
-#include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 

@@ -1,4 +1,4 @@
-// One ranked choice: the window that shows the meeting, or nothing and why.
+// One ranked choice: the window that shows the meeting, or the reason why there is none.
 //
 // Plain value; any thread.
 #pragma once
@@ -9,14 +9,14 @@
 namespace hallkorb {
 
 struct Wahl {
-  std::string art;        // "fenster", or "nichts" where there is no window
+  std::string art;        // "fenster", or "nichts" if there is no window
   std::uint32_t id = 0;   // window identifier; 0 for "nichts"
   std::string quelle;     // application and title, for people; empty for "nichts"
   std::int64_t rang = 0;  // 1 is best; 0 for "nichts"
   std::string grund;      // the reason of the rank, or why nothing was found
 
   [[nodiscard]] bool istFenster() const { return art == "fenster"; }
-  // Whether both mean the same window, whatever its title has become.
+  // Whether both mean the same window; its title may have changed.
   [[nodiscard]] bool gleichesFenster(const Wahl& andere) const {
     return art == andere.art && id == andere.id;
   }

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "platform/Befristet.h"
-#include "platform/HostClock.h"
 
 namespace hallkorb {
 namespace {
@@ -13,8 +13,18 @@ namespace {
 // Seconds that the stop waits for the stream, and then for the supervision.
 constexpr double STOP_FRIST = 2.0;
 
-std::string text(const Ergebnis& fehler) {
-  return fehler ? fehler->description : "unbekannt";
+void meldeBildquellen(const std::vector<Bildzeiten::Eintrag>& quellen) {
+  for (const auto& [quelle, sekunden] : quellen) {
+    log("[hallkorb] Bildquelle: " + quelle +
+        formatiert(" — %" PRId64 " s", static_cast<std::int64_t>(sekunden)));
+  }
+}
+
+// The video's name for people. There is at least one source, since the last one was booked.
+std::string benannt(const std::vector<Bildzeiten::Eintrag>& quellen) {
+  std::string quelle = quellen.front().first;
+  if (quellen.size() > 1) quelle += " (+" + std::to_string(quellen.size() - 1) + " weitere)";
+  return quelle;
 }
 
 }  // namespace
@@ -28,186 +38,56 @@ std::shared_ptr<WindowVideoCapture> WindowVideoCapture::baue(const std::string& 
 
 WindowVideoCapture::WindowVideoCapture(const std::string& outDir, double zeitNull,
                                        Plattform& plattform, Dateien& dateien)
-    : ziel_(pfadIn(outDir, "video.mp4")),
-      null_(zeitNull),
-      dateien_(dateien),
-      executor_(plattform.executor()),
-      schreiber_(plattform),
+    : executor_(plattform.executor()),
       bildschirm_(plattform.screenCapture()),
       schlaf_(executor_.schlaf()),
       aufsichtEnde_(executor_.schlaf()),
-      aktuellSeit_(hostSekunden()) {}
+      film_(pfadIn(outDir, "video.mp4"), plattform, dateien),
+      aufsicht_(*bildschirm_, film_, stand_, *this, *schlaf_, zeitNull) {}
 
-StreamKonfiguration WindowVideoCapture::konfiguration() {
-  return {.breite = BREITE,
-          .hoehe = HOEHE,
-          .kleinsterAbstand = 1.0 / 15,
-          .mitZeiger = true,
-          .warteschlange = 5};
-}
-
-VideoEinstellungen WindowVideoCapture::einstellungen() {
-  return {.breite = BREITE,
-          .hoehe = HOEHE,
-          .bitrate = 1'400'000,
-          .schluesselbildAbstand = 30,
-          .bilderJeSekunde = 15.0};
-}
-
-// Once, before the first stream; the file itself begins with the first picture.
-Ergebnis WindowVideoCapture::writerAnlegen() {
-  if (schreiberAngelegt_) return std::nullopt;
-  dateien_.loeschen(ziel_);  // an earlier recording's, if there is one
-  Fehler fehler;
-  auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
-  if (!writer) return fehler;
-  const std::lock_guard halter(bildLock_);
-  writer_ = std::move(writer);
-  schreiberAngelegt_ = true;
-  return std::nullopt;
-}
-
-// Lets the stream show the window: the running one where there is one, otherwise a new one.
-Ergebnis WindowVideoCapture::richteAuf(std::uint32_t fenster) {
-  std::shared_ptr<WindowStream> ausgedient;
-  std::shared_ptr<WindowStream> strom;
-  {
-    const std::lock_guard halter(zustand_);
-    // What the service has ended cannot be had back. The mark is taken away before the new stream
-    // starts: that one may end at once too, and this must not be overlooked.
-    if (std::exchange(streamWeg_, false)) ausgedient = std::exchange(stream_, nullptr);
-    strom = stream_;
-  }
-  if (ausgedient) ausgedient->stop();
-  if (strom) return strom->wechsle(fenster);
-
-  strom = bildschirm_->stream(konfiguration());
-  {
-    // Known before it starts, so that a stop can cancel the start.
-    const std::lock_guard halter(zustand_);
-    if (abgebrochen_) return std::nullopt;
-    stream_ = strom;
-  }
-  Ergebnis fehler = strom->start(fenster, *this);
-  if (fehler) {
-    strom->stop();
-    // Where a stream was wanted there is none: the next check is to start one, whatever its window.
-    const std::lock_guard halter(zustand_);
-    stream_ = nullptr;
-    streamWeg_ = true;
-  }
-  return fehler;
+void WindowVideoCapture::starteGeduldig(double sekunden) {
+  if (!stand_.beginneAufsicht()) return;
+  executor_.starteUnabhaengig([selbst = shared_from_this(), sekunden]() mutable {
+    const std::shared_ptr<Schlaf> ende = selbst->aufsichtEnde_;
+    selbst->aufsicht_.laufe(sekunden);
+    selbst = nullptr;
+    ende->wecke();
+  });
 }
 
 void WindowVideoCapture::bild(const Bild& bild) {
-  if (bild.status() != BildStatus::vollstaendig) return;
-  const std::lock_guard halter(bildLock_);
-  if (!writer_) return;
-  if (!basis_) starteSchreiber(bild.zeit());
-  if (writer_->schreibt()) {
-    if (!writer_->bereit()) {
-      ++verworfen_;
-    } else if (writer_->haengeAn(bild)) {
-      ++frames_;
-    }
-  }
-  meldeAusfall();
-}
-
-// Tried once: what keeps a file from being begun does not go away by itself.
-void WindowVideoCapture::starteSchreiber(double zeit) {
-  basis_ = zeit;
-  if (!writer_->starte(zeit)) {
-    ausfallGemeldet_ = true;
-    log("[hallkorb] Video-Schreiber startete nicht: " + text(writer_->fehler()));
-  }
-}
-
-// A writer that has failed stays so: told once, when it is noticed. `bildLock_` is held.
-void WindowVideoCapture::meldeAusfall() {
-  if (!writer_ || !basis_ || ausfallGemeldet_ || writer_->schreibt()) return;
-  ausfallGemeldet_ = true;
-  log("[hallkorb] Video-Schreiber ausgefallen: " + text(writer_->fehler()));
+  film_.nimm(bild);
 }
 
 void WindowVideoCapture::gestoppt(const Fehler& fehler) {
-  {
-    const std::lock_guard halter(zustand_);
-    streamWeg_ = true;
-  }
+  stand_.stromWeg();
   log("[hallkorb] Video-SCStream gestoppt: " + fehler.description);
 }
 
-bool WindowVideoCapture::abgebrochen() {
-  const std::lock_guard halter(zustand_);
-  return abgebrochen_;
-}
-
 std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
-  std::shared_ptr<WindowStream> strom;
-  bool lief = false;
-  bool beaufsichtigt = false;
-  {
-    const std::lock_guard halter(zustand_);
-    abgebrochen_ = true;
-    lief = std::exchange(laeuft_, false);
-    beaufsichtigt = beaufsichtigt_;
-    strom = stream_;
-  }
+  const Bildzustand::Ende ende = stand_.brichAb();
   schlaf_->wecke();
-  // The stream first: its stop cancels a start or a switch that the supervision may be waiting for.
+  if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
+  if (!ende.lief) return std::nullopt;
+
+  const auto quellen = stand_.schliesseZeiten();
+  meldeBildquellen(quellen);
+  const Film::Aufnahme aufnahme = film_.entnimm();
+  if (!Film::schliesseAb(aufnahme)) return std::nullopt;
+  return Video{film_.ziel(), aufnahme.frames, benannt(quellen)};
+}
+
+// Ends the stream and waits for the supervision; false if one of them hangs. The stream first: its
+// stop cancels a start or a switch that the supervision may be waiting for.
+bool WindowVideoCapture::haltAn(const Bildzustand::Ende& ende) {
   bool geantwortet = true;
-  if (strom) {
-    geantwortet = laufeBefristet(executor_, STOP_FRIST,
-                                 [selbst = shared_from_this(), strom] { strom->stop(); });
+  if (ende.strom) {
+    geantwortet =
+        laufeBefristet(executor_, STOP_FRIST,
+                       [selbst = shared_from_this(), strom = ende.strom] { strom->stop(); });
   }
-  if (beaufsichtigt) geantwortet = aufsichtEnde_->warte(STOP_FRIST) && geantwortet;
-  if (!geantwortet) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
-  if (!lief) return std::nullopt;
-
-  {
-    const std::lock_guard halter(zustand_);
-    schliesseQuelle();
-  }
-  return schliesseAb(meldeBildquellen());
-}
-
-// Writes the sources with their times, and returns what the video is called after. One source is
-// there at least, the one that has been booked last.
-std::string WindowVideoCapture::meldeBildquellen() {
-  const std::lock_guard halter(zustand_);
-  const auto zeiten = zeiten_.laengsteZuerst();
-  for (const auto& [quelle, sekunden] : zeiten) {
-    log("[hallkorb] Bildquelle: " + quelle +
-        formatiert(" — %" PRId64 " s", static_cast<std::int64_t>(sekunden)));
-  }
-  std::string quelle = zeiten.front().first;
-  if (zeiten.size() > 1) quelle += " (+" + std::to_string(zeiten.size() - 1) + " weitere)";
-  return quelle;
-}
-
-std::optional<WindowVideoCapture::Video> WindowVideoCapture::schliesseAb(std::string quelle) {
-  std::unique_ptr<VideoWriter> writer;
-  std::int64_t frames = 0;
-  std::int64_t verworfen = 0;
-  {
-    // From now on a late picture reaches nobody.
-    const std::lock_guard halter(bildLock_);
-    meldeAusfall();
-    writer = std::move(writer_);
-    frames = frames_;
-    verworfen = verworfen_;
-  }
-  if (verworfen > 0) {
-    log(formatiert("[hallkorb] Bild: %" PRId64 " Bilder verworfen, Schreiber nicht bereit",
-                   verworfen));
-  }
-  if (!writer || frames < 1 || !writer->schreibt()) return std::nullopt;
-  if (!writer->schliesseAb(hostSekunden())) {
-    log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
-    return std::nullopt;
-  }
-  return Video{ziel_, frames, std::move(quelle)};
+  if (ende.beaufsichtigt) geantwortet = aufsichtEnde_->warte(STOP_FRIST) && geantwortet;
+  return geantwortet;
 }
 
 }  // namespace hallkorb

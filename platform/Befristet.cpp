@@ -7,12 +7,12 @@ namespace hallkorb {
 
 bool laufeBefristet(Executor& executor, double sekunden, std::function<void()> arbeit) {
   const std::shared_ptr<Schlaf> ende = executor.schlaf();
-  executor.starteUnabhaengig([ende, a = std::move(arbeit)]() mutable {
+  const bool begonnen = executor.starteUnabhaengig([ende, a = std::move(arbeit)]() mutable {
     a();
     a = nullptr;
     ende->wecke();
   });
-  return ende->warte(sekunden);
+  return begonnen && ende->warte(sekunden);
 }
 
 }  // namespace hallkorb

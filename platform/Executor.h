@@ -46,13 +46,16 @@ class Schlaf {
   virtual void wecke() = 0;
 };
 
+// A system's limit on threads may be reached at any moment. So what a recording needs for its stop
+// is made before it begins, and what is started later may be refused: null or false, and the work
+// has not run.
 class Executor {
  public:
   virtual ~Executor() = default;
   [[nodiscard]] virtual std::unique_ptr<Task> starte(std::function<void()> arbeit) = 0;
   // Runs the work beside the caller, and nobody waits for its end: it must own all that it uses,
   // and may outlive the executor.
-  virtual void starteUnabhaengig(std::function<void()> arbeit) = 0;
+  virtual bool starteUnabhaengig(std::function<void()> arbeit) = 0;
   [[nodiscard]] virtual std::unique_ptr<Schlaf> schlaf() = 0;
   [[nodiscard]] virtual std::unique_ptr<SerialQueue> queue(const std::string& name) = 0;
 };

@@ -9,18 +9,14 @@
 #include <thread>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 
 namespace hallkorb {
 namespace {
 
 class ThreadTask final : public Task {
  public:
-  explicit ThreadTask(std::function<void()> arbeit)
-      : thread_([arbeit = std::move(arbeit)] {
-          beginneFaden("task");
-          arbeit();
-        }) {}
+  explicit ThreadTask(std::thread thread) : thread_(std::move(thread)) {}
   ThreadTask(const ThreadTask&) = delete;
   ThreadTask& operator=(const ThreadTask&) = delete;
   ~ThreadTask() override { ThreadTask::warte(); }
@@ -37,11 +33,7 @@ class ThreadTask final : public Task {
 
 class ThreadQueue final : public SerialQueue {
  public:
-  explicit ThreadQueue(std::string name)
-      : thread_([this, name = std::move(name)] {
-          beginneFaden(name);
-          laufe();
-        }) {}
+  ThreadQueue() = default;
   ThreadQueue(const ThreadQueue&) = delete;
   ThreadQueue& operator=(const ThreadQueue&) = delete;
 
@@ -51,7 +43,15 @@ class ThreadQueue final : public SerialQueue {
       ende_ = true;
     }
     neues_.notify_one();
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
+  }
+
+  // Before anything is queued.
+  [[nodiscard]] bool beginne(const std::string& name) {
+    auto thread = neuerFaden(name, [this] { laufe(); });
+    if (!thread) return false;
+    thread_ = std::move(*thread);
+    return true;
   }
 
   void async(Arbeit arbeit) override {
@@ -95,7 +95,7 @@ class ThreadQueue final : public SerialQueue {
   std::uint64_t gestellt_ = 0;
   std::uint64_t erledigt_ = 0;
   bool ende_ = false;
-  std::thread thread_;  // last: it uses all of the above
+  std::thread thread_;
 };
 
 class ThreadSchlaf final : public Schlaf {
@@ -123,14 +123,15 @@ class ThreadSchlaf final : public Schlaf {
 }  // namespace
 
 std::unique_ptr<Task> ThreadExecutor::starte(std::function<void()> arbeit) {
-  return std::make_unique<ThreadTask>(std::move(arbeit));
+  auto thread = neuerFaden("task", std::move(arbeit));
+  if (!thread) return nullptr;
+  return std::make_unique<ThreadTask>(std::move(*thread));
 }
 
-void ThreadExecutor::starteUnabhaengig(std::function<void()> arbeit) {
-  std::thread([arbeit = std::move(arbeit)] {
-    beginneFaden("task");
-    arbeit();
-  }).detach();
+bool ThreadExecutor::starteUnabhaengig(std::function<void()> arbeit) {
+  auto thread = neuerFaden("task", std::move(arbeit));
+  if (thread) thread->detach();
+  return thread.has_value();
 }
 
 std::unique_ptr<Schlaf> ThreadExecutor::schlaf() {
@@ -138,7 +139,9 @@ std::unique_ptr<Schlaf> ThreadExecutor::schlaf() {
 }
 
 std::unique_ptr<SerialQueue> ThreadExecutor::queue(const std::string& name) {
-  return std::make_unique<ThreadQueue>(name);
+  auto queue = std::make_unique<ThreadQueue>();
+  if (!queue->beginne(name)) return nullptr;
+  return queue;
 }
 
 }  // namespace hallkorb

@@ -18,7 +18,7 @@ namespace hallkorb {
 class ThreadExecutor final : public Executor {
  public:
   [[nodiscard]] std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
-  void starteUnabhaengig(std::function<void()> arbeit) override;
+  bool starteUnabhaengig(std::function<void()> arbeit) override;
   [[nodiscard]] std::unique_ptr<Schlaf> schlaf() override;
   // `name` names the thread for debuggers; systems keep its first 15 characters.
   [[nodiscard]] std::unique_ptr<SerialQueue> queue(const std::string& name) override;

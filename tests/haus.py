@@ -3,7 +3,10 @@
 
 For each pair below a file with just that include is compiled exactly as the library's own sources
 are. Allowed includes must compile, the others must fail because the header cannot be found.
-Closing line: "N passed, N failed".
+
+What a build cannot show is read from the sources: that no include of a production room runs upwards,
+also on the other platform; that docs/architecture.md draws the includes as they are; and that
+docs/glossary.md explains every type. Closing line: "N passed, N failed".
 """
 
 import concurrent.futures
@@ -16,6 +19,10 @@ import sys
 import tempfile
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import abschnitte  # noqa: E402
+import glossar  # noqa: E402
+import raeume  # noqa: E402
 
 # Source whose library is asked -> headers it may include, headers it may not.
 REGELN = {
@@ -83,7 +90,7 @@ def zweigt_aus():
 
 
 def pruefe(bekannt, quelle, header, erlaubt):
-    """What is wrong with one pair, or nothing."""
+    """What is wrong with one pair; None if it is as it should be."""
     for datei in (quelle, header):
         if not os.path.exists(os.path.join(WURZEL, datei)):
             return f"{datei} is gone; the rules need another file"
@@ -94,6 +101,57 @@ def pruefe(bekannt, quelle, header, erlaubt):
     if not erlaubt and (gut or not any(text in worte for text in unbekannt)):
         return f"{quelle} may include {header}, but should not\n{worte}"
     return None
+
+
+def pruefe_pfeile():
+    """Includes against the order of the rooms, and a drawing that differs from them."""
+    _, klagen = raeume.lies(raeume.quellen())
+    if abschnitte.architektur() != abschnitte.lies("docs/architecture.md"):
+        klagen.append("docs/architecture.md does not draw the includes as they are: run scripts/docs")
+    return klagen
+
+
+def pruefe_glossar():
+    return glossar.pruefe(raeume.quellen(), abschnitte.lies("docs/glossary.md"))
+
+
+# Source with an include that must be refused, and words of the complaint.
+GEPFLANZT = (
+    ("base/Neu.h", '#include "driver/Config.h"', "an arrow upwards"),
+    ("capture/Neu.cpp", '#include "platform/HostClock.h"', None),
+    ("audiofiles/Neu.cpp", "# include <capture/Zeitachse.h>", "an arrow upwards"),
+    ("meeting/Neu.h", '#include "capture/Zeitachse.h"', "an arrow upwards"),
+    ("driver/modes/Neu.cpp", '#include "platform/linux/LinuxPlattform.h"', "only driver/main.cpp"),
+    ("driver/main.cpp", '#include "platform/macos/MacPlattform.h"', None),
+    ("platform/linux/audio/Neu.cpp", '#include "platform/linux/screen/X11Text.h"', "an arrow upwards"),
+    ("platform/linux/Neu.cpp", '#import "platform/macos/Objekte.h"', "only driver/main.cpp"),
+    ("echo/Neu.cpp", '#include "Puffer.h"', "in no room"),
+)
+
+
+def pruefe_pflanzen():
+    """What the check of the includes overlooks, or refuses wrongly."""
+    fehler = []
+    for datei, zeile, klage in GEPFLANZT:
+        _, klagen = raeume.lies({datei: f"#pragma once\n{zeile}\n"})
+        if bool(klagen) != bool(klage) or klage and not any(klage in worte for worte in klagen):
+            fehler.append(f"{zeile} in {datei} gives {klagen}, not {klage!r}")
+    pfeile, _ = raeume.lies({"base/Neu.h": '#include "driver/Config.h"'})
+    if pfeile != {("base", "driver")}:
+        fehler.append(f"an include from base into driver is drawn as {pfeile}")
+    return fehler
+
+
+def pruefe_glossar_pflanzen():
+    """What the check of the glossary overlooks: a type without a line, a line without a type."""
+    quelle = {"base/Neu.h": "// class Kein {\nclass Neu final : public Alt {\n  struct Innen {};\n};\n"
+                            "using Kurz = int;\nusing namespace x;\nclass Nur;\n"}
+    if glossar.typen(quelle["base/Neu.h"]) != {"Neu", "Innen", "Kurz"}:
+        return [f"a header's types are read as {glossar.typen(quelle['base/Neu.h'])}"]
+    klagen = glossar.pruefe(quelle, "## base\n\n| `Neu`, `Kurz` | new |\n| `Weg` | gone |\n")
+    if len(klagen) != 2 or "Innen" not in klagen[0] or "Weg" not in klagen[1]:
+        return [f"the glossary's check says {klagen}"]
+    return []
 
 
 def hauptteil(bau):
@@ -111,6 +169,10 @@ def hauptteil(bau):
     aus = list(zweigt_aus())
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
+    for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen):
+        klagen = probe()
+        fehler += klagen
+        bestanden += not klagen
     print("\n".join(fehler))
     print(f"{bestanden} passed, {len(fehler)} failed")
     return 1 if fehler else 0

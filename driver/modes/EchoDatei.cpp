@@ -13,6 +13,7 @@
 #include "audiofiles/ChannelChunker.h"
 #include "audiofiles/Wav.h"
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "echo/EchoStrecke.h"
 
 namespace hallkorb {
@@ -20,20 +21,22 @@ namespace {
 
 constexpr std::size_t SCHRITT = 4800;  // 0.3 s: the pieces in which both files are walked
 
-// The mode's own turn-mode values, not those of the configuration: the long maximum leaves the cut
-// to the pauses, so that runs can be compared.
-constexpr double MIN_SEKUNDEN = 1.2;
-constexpr double MAX_SEKUNDEN = 15.0;
-constexpr double STILLE_SEKUNDEN = 0.6;
-constexpr float STILLE_RMS = 0.006F;
-
 std::unique_ptr<ChannelChunker> chunker(const Config& config, Dateien& dateien) {
   if (!config.chunkOrdner) return nullptr;
   // A folder that cannot be made shows in every chunk's own error.
   static_cast<void>(erzeugeOrdner(*config.chunkOrdner, dateien));
-  return std::make_unique<ChannelChunker>("me", *config.chunkOrdner, EK_R, config.chunkSeconds,
-                                          true, MIN_SEKUNDEN, MAX_SEKUNDEN, STILLE_SEKUNDEN,
-                                          STILLE_RMS, dateien);
+  // The mode's own turn-mode values, not those of the configuration: the long maximum leaves the
+  // cut to the pauses, so that runs can be compared.
+  return std::make_unique<ChannelChunker>(ChunkerEinstellung{.channel = "me",
+                                                             .outDir = *config.chunkOrdner,
+                                                             .rate = EK_R,
+                                                             .chunkSeconds = config.chunkSeconds,
+                                                             .turnMode = true,
+                                                             .minSeconds = 1.2,
+                                                             .maxSeconds = 15.0,
+                                                             .silenceSeconds = 0.6,
+                                                             .silenceRms = 0.006F},
+                                          dateien);
 }
 
 // Both files as a live recording would deliver them, the reference a little ahead.

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
 #include "base/Dateien.h"
+#include "base/Text.h"
 #include "meeting/FensterInfo.h"
 #include "meeting/Rangfolge.h"
 #include "platform/Befristet.h"
@@ -84,6 +86,10 @@ int fensterWahl(const std::string& pfad) {
 int fensterProbe(Plattform& plattform, bool alle) {
   const auto task = plattform.executor().starte(
       [&plattform, alle] { plattform.runLoop().quit(probe(plattform, alle)); });
+  if (task == nullptr) {
+    log("[hallkorb] --fenster-probe: " + keinFaden().description);
+    return 2;
+  }
   return plattform.runLoop().run();
 }
 

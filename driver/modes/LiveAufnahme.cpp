@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 namespace {
@@ -17,6 +19,10 @@ constexpr double STOP_WARTET_AUF_LESER = 5.0;
 
 const char* wort(bool wert) {
   return wert ? "true" : "false";
+}
+
+std::string fehlerZeile(const std::string& text) {
+  return R"({"event":"error","message":")" + jsonEscape(text) + "\"}";
 }
 
 std::string degraded(const char* kanal, const Fehler& fehler) {
@@ -39,10 +45,26 @@ LiveAufnahme::~LiveAufnahme() {
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
+  if (!baueFaeden()) {
+    log("[hallkorb] Aufnahme nicht moeglich: " + keinFaden().description);
+    emit(fehlerZeile(keinFaden().description));
+    return 2;
+  }
   baueAuf();
   halteZeilenZurueck();
-  startTask_ = plattform_.executor().starte([this] { starte(); });
-  return plattform_.runLoop().run();
+  startTask_->async([this] { starte(); });
+  const int status = plattform_.runLoop().run();
+  leereAusgabe();
+  return status;
+}
+
+bool LiveAufnahme::baueFaeden() {
+  Executor& executor = plattform_.executor();
+  themQueue_ = executor.queue("chunks.them");
+  echoQueue_ = executor.queue("echo");
+  startTask_ = executor.queue("start");
+  stopTask_ = executor.queue("stop");
+  return starteAusgabeFaeden() && themQueue_ && echoQueue_ && startTask_ && stopTask_;
 }
 
 void LiveAufnahme::baueAuf() {
@@ -52,17 +74,22 @@ void LiveAufnahme::baueAuf() {
   nullUnixMs_ = plattform_.uhr().unixMs();
 
   const auto chunker = [this](const char* kanal) {
-    return std::make_unique<ChannelChunker>(kanal, config_.outDir, config_.sampleRate,
-                                            config_.chunkSeconds, config_.turnMode,
-                                            config_.minSeconds, config_.maxSeconds,
-                                            config_.silenceSeconds, config_.silenceRms, dateien_);
+    return std::make_unique<ChannelChunker>(
+        ChunkerEinstellung{.channel = kanal,
+                           .outDir = config_.outDir,
+                           .rate = config_.sampleRate,
+                           .chunkSeconds = config_.chunkSeconds,
+                           .turnMode = config_.turnMode,
+                           .minSeconds = config_.minSeconds,
+                           .maxSeconds = config_.maxSeconds,
+                           .silenceSeconds = config_.silenceSeconds,
+                           .silenceRms = config_.silenceRms},
+        dateien_);
   };
   themChunker_ = chunker("them");
   meChunker_ = chunker("me");
   zeitThem_ = std::make_unique<Zeitachse>("them", config_.sampleRate, zeitNull_);
   zeitMe_ = std::make_unique<Zeitachse>("me", config_.sampleRate, zeitNull_);
-  themQueue_ = plattform_.executor().queue("chunks.them");
-  echoQueue_ = plattform_.executor().queue("echo");
 
   // The canceller works at this one rate.
   if (config_.echo && config_.sampleRate == EK_R) {
@@ -139,7 +166,10 @@ void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAu
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
     // Where a stop was first, it is what made the starts fail, and it ends the run.
     std::vector<std::string> zeilen;
-    if (gescheitert) zeilen.push_back(R"({"event":"error","message":")" + jsonEscape(text) + "\"}");
+    if (gescheitert) {
+      begrenzeAusgabe(STOP_WARTET_AUF_LESER);
+      zeilen.push_back(fehlerZeile(text));
+    }
     gibZeilenFrei(zeilen);
     if (gescheitert) plattform_.runLoop().quit(2);
     return;
@@ -185,20 +215,17 @@ void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
 // On the main thread. Signals that come while the stop runs change nothing.
 void LiveAufnahme::shutdown() {
   if (!beginneEnde()) return;
-  for (auto* strom :
-       {&FileHandleTextOutput::standardOutput(), &FileHandleTextOutput::standardError()}) {
-    strom->begrenze(STOP_WARTET_AUF_LESER);
-  }
+  begrenzeAusgabe(STOP_WARTET_AUF_LESER);
   log("[hallkorb] Stop — schreibe Rest-Chunks");
   micCap_->stop();
-  stopTask_ = plattform_.executor().starte([this] { stoppe(); });
+  stopTask_->async([this] { stoppe(); });
 }
 
 // The stop task. The order matters: first the sources, then the queues behind them, then what is
 // left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   sysCap_->stop();
-  startTask_->warte();  // its attempts are cancelled; "started" comes before what follows
+  startTask_->sync([] {});  // its attempts are cancelled; "started" comes before what follows
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();

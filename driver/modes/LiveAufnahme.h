@@ -51,6 +51,7 @@ class LiveAufnahme {
   [[nodiscard]] int laufe();
 
  private:
+  [[nodiscard]] bool baueFaeden();
   void baueAuf();
   void richteSignaleEin();
   void starte();
@@ -85,9 +86,10 @@ class LiveAufnahme {
   std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
-  // Last, so that they have ended before anything that they use is taken down.
-  std::unique_ptr<Task> startTask_;
-  std::unique_ptr<Task> stopTask_;
+  // The threads of start and stop. Both exist before the recording begins: a stop must not fail for
+  // want of a thread. Declared last, so that they end before anything that they use is destroyed.
+  std::unique_ptr<SerialQueue> startTask_;
+  std::unique_ptr<SerialQueue> stopTask_;
 };
 
 }  // namespace hallkorb

@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/Abbruch.h"
 #include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "capture/MonoResampler.h"
 #include "capture/Zeitachse.h"
 

@@ -6,7 +6,7 @@
 // writes the same places and may therefore work in place.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
@@ -83,8 +83,8 @@ HK_INLINE void dft(V (&r)[R], V (&i)[R]) {
   }
 }
 
-// Values q.. of row t at address p + t * abstand: where a pass reads and writes. A row is the s
-// values that stand side by side.
+// Where a pass reads and writes: row t begins at address p + t * abstand and holds the s values
+// that stand side by side.
 struct Lesezeilen {
   const double* re;
   const double* im;
@@ -172,7 +172,7 @@ HK_INLINE void ersterDurchgang(const Durchgang& d, const double* xr, const doubl
   }
 }
 
-// From x to y, which may be the same arrays; x is left alone otherwise.
+// From x to y, which may be the same arrays; otherwise x is not changed.
 HK_INLINE void fftKern(const Plan& plan, const double* xr, const double* xi, double* yr, double* yi,
                        Hilfsfeld hilf) {
   const double* ar = xr;
@@ -214,9 +214,9 @@ struct Drehung {
   }
 };
 
-// A group of columns as the rows of its transforms: read from and written to a matrix whose rows
-// are `abstand` apart, turned on the way if DREHEN. In the last pass a row holds the values of
-// several rows of the matrix side by side.
+// Reads and writes a group of columns as the rows of its transforms; the rows of the matrix are
+// `abstand` apart. Applies the twiddle factors on the way if DREHEN. In the last pass a row holds
+// the values of several rows of the matrix side by side.
 template <bool DREHEN>
 struct Spaltenleser {
   Lesezeilen von;
@@ -239,7 +239,7 @@ struct Spaltenschreiber {
   }
 };
 
-// All groups of columns; every group's first pass reads the one matrix, its last writes the other.
+// All groups of columns: each group's first pass reads `von`, its last writes `nach`.
 template <bool VOR, bool NACH>
 HK_INLINE void alleSpalten(const GrossPlan& plan, Lesezeilen von, Zeilen nach, Hilfsfeld hilf) {
   const Plan& spalten = plan.spalten;
@@ -261,8 +261,8 @@ HK_INLINE void alleSpalten(const GrossPlan& plan, Lesezeilen von, Zeilen nach, H
   }
 }
 
-// The matrix between columns and rows: eight values more than a row holds, or all of a column would
-// fall into one set of the cache.
+// Rows of the matrix between columns and rows are eight values longer than they need to be;
+// otherwise a whole column would share one set of the cache.
 HK_INLINE std::size_t zeilenabstand(const GrossPlan& plan) {
   return plan.zeilen.n + 8;
 }

@@ -1,15 +1,14 @@
 // The canceller's and the post-filter's loops over bins, partitions and samples.
 //
-// Where the method takes a minimum or a maximum, the order of comparison is kept: it decides what
-// becomes of a NaN.
+// Minima and maxima keep the order of comparison: it decides what becomes of a NaN.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
 
-// As std::max and std::min: the first argument where the comparison fails.
+// As std::max and std::min: the first argument if the comparison fails.
 HK_INLINE V groesseres(V a, V b) {
   return a < b ? b : a;
 }
@@ -25,7 +24,7 @@ inline void paarMischen(Spektrum A, Spektrum Bs, double* zr, double* zi) {
     const V bi = lade(Bs.im + k);
     speichere(zr + k, ar - bi);
     speichere(zi + k, ai + br);
-    // The mirrored bins K - k; bin 0 has none, what it writes to K is never read.
+    // The mirrored bins K - k. Bin 0 has none: what it writes to K is never read.
     const std::size_t spiegel = K - k - (B - 1);
     speichere(zr + spiegel, umgekehrt(ar + bi));
     speichere(zi + spiegel, umgekehrt(br - ai));
@@ -88,14 +87,18 @@ inline void vorfilter(const double* mic, double* d, VorfilterZustand& zustand) {
   double n0 = zustand.n0;
   double n1 = zustand.n1;
   double preD = zustand.preD;
+  // The notch's radius, and radius^2 + 0.7 (1 - radius)^2: it takes out what a microphone adds
+  // below 50 Hz.
+  constexpr double RADIUS = 0.982;
+  constexpr double RADIUS_QUADRAT = 0.9645508;
   for (std::size_t i = 0; i < N; ++i) {
     const double x = mic[i];
     const double v = x + n0;
-    const double r = 0.982 * v;
-    // n1 + 2 (r - x), so put that only one multiplication waits for v.
-    n0 = (n1 - 2.0 * x) + 2.0 * 0.982 * v;
-    n1 = x - 0.9645508 * v;
-    d[i] = r - 0.9 * preD;
+    const double r = RADIUS * v;
+    // n1 + 2 (r - x), written so that only one multiplication waits for v.
+    n0 = (n1 - 2.0 * x) + 2.0 * RADIUS * v;
+    n1 = x - RADIUS_QUADRAT * v;
+    d[i] = r - VORBETONUNG * preD;
     preD = r;
   }
   zustand = {n0, n1, preD};
@@ -104,7 +107,7 @@ inline void vorfilter(const double* mic, double* d, VorfilterZustand& zustand) {
 inline void deemphase(double* out, double& deM) {
   double w = deM;
   for (std::size_t i = 0; i < N; ++i) {
-    w = out[i] + 0.9 * w;
+    w = out[i] + VORBETONUNG * w;
     out[i] = w;
   }
   deM = w;
@@ -122,8 +125,8 @@ inline void gradient(double* w, const double* x, double prop, const double* powe
   }
 }
 
-// Bins [k, k + BREITE * B) of all partitions, so that the sums stay in registers and every line of
-// W, F and X is touched once.
+// Bins [k, k + BREITE * B) of all partitions: the sums stay in registers, and each cache line of W,
+// F and X is touched once.
 template <bool MIT_GRADIENT, std::size_t BREITE>
 HK_INLINE void filtereBins(std::size_t k, double* W, const double* F, const double* const* x,
                            std::size_t P, const double* prop, const double* power1, Spektrum E,
@@ -185,7 +188,7 @@ template <bool MIT_GRADIENT>
 HK_INLINE void filternMit(double* W, const double* F, const double* const* x, std::size_t P,
                           const double* prop, const double* power1, Spektrum E, Spektrum Yf,
                           Spektrum Yb) {
-  // As many lines at once as the registers hold.
+  // As many cache lines at once as the registers hold.
   constexpr std::size_t BREITE = B == 8 ? 3 : 1;
   static_assert(ZEILE % (BREITE * B) == 0);
   for (std::size_t k = 0; k < ZEILE; k += BREITE * B) {
@@ -231,18 +234,27 @@ inline void glaetten(Spektrum E, Spektrum Y, const double* x0, double ss, double
   py = summe(spy);
 }
 
+// Keeps a step finite in bins without any reference.
+inline constexpr double MIN_LEISTUNG = 10.0;
+
 inline void schrittweite(const double* Rf, const double* Yf, const double* power, double leak,
                          double RER, double* power1) {
+  // Residual echo is at most half of a bin's error. The bin's own ratio counts for 0.7, that of the
+  // whole block for 0.3: single bins scatter.
+  constexpr double MAX_RESTECHO = 0.5;
+  constexpr double EIGENES = 0.7;
+  constexpr double GEMEINSAMES = 0.3;
   for (std::size_t k = 0; k < ZEILE; k += B) {
     const V e = lade(Rf + k) + 1.0;
-    const V r = kleineres(leak * lade(Yf + k), 0.5 * e);
-    speichere(power1 + k, (0.7 * r + 0.3 * RER * e) / (e * (lade(power + k) + 10.0)));
+    const V r = kleineres(leak * lade(Yf + k), MAX_RESTECHO * e);
+    speichere(power1 + k,
+              (EIGENES * r + GEMEINSAMES * RER * e) / (e * (lade(power + k) + MIN_LEISTUNG)));
   }
 }
 
 inline void anlaufschritt(const double* power, double rate, double* power1) {
   for (std::size_t k = 0; k < ZEILE; k += B) {
-    speichere(power1 + k, rate / (lade(power + k) + 10.0));
+    speichere(power1 + k, rate / (lade(power + k) + MIN_LEISTUNG));
   }
 }
 
@@ -265,6 +277,12 @@ inline void rahmen(double* hist, const double* neu, const double* fenster, doubl
 inline BandSummen rauschenUndRest(Spektrum A, Spektrum Bs, double l, double c, double nachhall,
                                   const double* band, NachfilterFelder felder, double* r,
                                   double* p) {
+  // The noise floor follows within 20 blocks, unless the signal is so far above it that it cannot
+  // be noise: then it rises by 1 % a block, so that louder noise is learnt in the end.
+  constexpr double KEIN_RAUSCHEN = 3.0;
+  constexpr double ANSTIEG = 1.01;
+  constexpr double ALT = 0.95;
+  constexpr double NEU = 0.05;
   V spe = V{};
   V spy = V{};
   V sn = V{};
@@ -276,7 +294,7 @@ inline BandSummen rauschenUndRest(Spektrum A, Spektrum Bs, double l, double c, d
     const V Pe = ar * ar + ai * ai + 1.0;
     const V Py = br * br + bi * bi + 1.0;
     const V alt = lade(felder.rausch + k);
-    const V rausch = Pe < 3.0 * alt ? 0.95 * alt + 0.05 * Pe : 1.01 * alt;
+    const V rausch = Pe < KEIN_RAUSCHEN * alt ? ALT * alt + NEU * Pe : ANSTIEG * alt;
     speichere(felder.rausch + k, rausch);
     const V rest = groesseres(nachhall * lade(felder.restAvg + k),
                               c * groesseres(lade(felder.rho + k), alle(l)) * Py);
@@ -293,6 +311,8 @@ inline BandSummen rauschenUndRest(Spektrum A, Spektrum Bs, double l, double c, d
 
 inline void rhoLernen(Spektrum er, const double* p, const double* rausch, double schwelle,
                       double rate, double* rho) {
+  // A bin that holds more than four times its echo holds something else.
+  constexpr double HOECHSTENS = 4.0;
   for (std::size_t k = 0; k < ZEILE; k += B) {
     const V re = lade(er.re + k);
     const V im = lade(er.im + k);
@@ -300,13 +320,16 @@ inline void rhoLernen(Spektrum er, const double* p, const double* rausch, double
     const V alt = lade(rho + k);
     V q = (re * re + im * im + 1.0 - lade(rausch + k)) / (echo + 1e-9);
     q = q > V{} ? q : V{};
-    q = kleineres(q, alle(4.0));
+    q = kleineres(q, alle(HOECHSTENS));
     speichere(rho + k, echo > alle(schwelle) ? alt + rate * (q - alt) : alt);
   }
 }
 
 inline void verstaerken(Spektrum er, const double* r, double gmin, double deckel, double* gain,
                         Spektrum aus) {
+  // A gain falls at once and rises smoothly, or residual echo would warble.
+  constexpr double ALT = 0.6;
+  constexpr double NEU = 0.4;
   for (std::size_t k = 0; k < ZEILE; k += B) {
     const V re = lade(er.re + k);
     const V im = lade(er.im + k);
@@ -315,7 +338,7 @@ inline void verstaerken(Spektrum er, const double* r, double gmin, double deckel
     g = kleineres(g, alle(1.0));
     g = kleineres(g, alle(deckel));
     const V alt = lade(gain + k);
-    g = g < alt ? g : 0.6 * alt + 0.4 * g;
+    g = g < alt ? g : ALT * alt + NEU * g;
     speichere(gain + k, g);
     speichere(aus.re + k, g * re);
     speichere(aus.im + k, g * im);

@@ -1,14 +1,14 @@
 // The kernels with vectors of four doubles.
 #define HALLKORB_KERN avx2
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 #if defined(__AVX2__) && defined(__FMA__) && !defined(__AVX512F__)
-#include "echo/kern/Tabelle.h"
+#include "echo/kern/Kerntabelle.h"
 
 namespace hallkorb::kern {
 
-const Kern* kernAvx2() {
-  static constexpr Kern KERN = avx2::tabelle("AVX2");
+const Kernsatz* kernAvx2() {
+  static constexpr Kernsatz KERN = avx2::tabelle("AVX2");
   return &KERN;
 }
 
@@ -16,7 +16,7 @@ const Kern* kernAvx2() {
 #else
 namespace hallkorb::kern {
 
-const Kern* kernAvx2() {
+const Kernsatz* kernAvx2() {
   return nullptr;
 }
 

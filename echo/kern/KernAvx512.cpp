@@ -1,14 +1,14 @@
 // The kernels with vectors of eight doubles.
 #define HALLKORB_KERN avx512
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 #if defined(__AVX512F__) && defined(__AVX512DQ__)
-#include "echo/kern/Tabelle.h"
+#include "echo/kern/Kerntabelle.h"
 
 namespace hallkorb::kern {
 
-const Kern* kernAvx512() {
-  static constexpr Kern KERN = avx512::tabelle("AVX-512");
+const Kernsatz* kernAvx512() {
+  static constexpr Kernsatz KERN = avx512::tabelle("AVX-512");
   return &KERN;
 }
 
@@ -16,7 +16,7 @@ const Kern* kernAvx512() {
 #else
 namespace hallkorb::kern {
 
-const Kern* kernAvx512() {
+const Kernsatz* kernAvx512() {
   return nullptr;
 }
 

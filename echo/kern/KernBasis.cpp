@@ -1,11 +1,11 @@
 // The kernels with vectors of two doubles: what every processor of the family has (SSE2, NEON).
 #define HALLKORB_KERN basis
-#include "echo/kern/Tabelle.h"
+#include "echo/kern/Kerntabelle.h"
 
 namespace hallkorb::kern {
 
-const Kern* kernBasis() {
-  static constexpr Kern KERN = basis::tabelle("Basis");
+const Kernsatz* kernBasis() {
+  static constexpr Kernsatz KERN = basis::tabelle("Basis");
   return &KERN;
 }
 

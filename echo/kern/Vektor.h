@@ -1,9 +1,9 @@
 // Vectors of doubles of the width that the including file is compiled for.
 //
-// Included only by the kernels' headers, inside files that are compiled with their own instruction
-// set. All names live in the namespace HALLKORB_KERN, which differs from file to file, and no
-// function of the standard library is used: an inline function compiled for AVX-512 must not become
-// the one copy that the linker keeps for the whole program.
+// Included only by the kernels' headers, in files that are compiled for one instruction set each.
+// All names live in the namespace HALLKORB_KERN, which differs from file to file, and no function
+// of the standard library is used: the linker must not keep an inline function compiled for AVX-512
+// as the one copy for the whole program.
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // The delay estimator's loops around its transforms.
 #pragma once
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 #include "echo/kern/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
@@ -22,7 +22,7 @@ HK_INLINE void potenz(V& wr, V& wi) {
   }
 }
 
-// Calls f with the residue class as a constant, so that its turns are known when it is compiled.
+// Calls f with the residue class as a compile-time constant.
 template <class F>
 HK_INLINE void mitKlasse(std::size_t r, F f) {
   switch (r) {
@@ -39,7 +39,7 @@ HK_INLINE void mitKlasse(std::size_t r, F f) {
   }
 }
 
-// Values [von, bis) of class R, of a signal that has TEILE values there, M apart.
+// Values [von, bis) of class R; each sums TEILE values of the signal that lie M apart.
 template <std::size_t R, std::size_t TEILE>
 HK_INLINE void restklasseVon(const double* x, std::size_t von, std::size_t bis, const double* wr,
                              const double* wi, std::size_t M, double* zr, double* zi) {

@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 
+import abschnitte
 import prozesse
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -68,11 +69,12 @@ def baue(preset, *ziele, tests=True, optionen=()):
                *(["--target", *ziele] if ziele else []))
 
 
-def ctest(preset, zaehler, umgebung=None):
-    """Runs the test programs of a build; counts their single tests."""
+def ctest(preset, zaehler, umgebung=None, auswahl="."):
+    """Runs the test programs of a build whose names match; counts their single tests."""
     with tempfile.TemporaryDirectory() as berichte:
         status, ausgabe = fuehre_aus(
-            "ctest", "--preset", preset, "--parallel", str(KERNE), "--no-tests=error", pruefe=False,
+            "ctest", "--preset", preset, "--parallel", str(KERNE), "--no-tests=error", "-R", auswahl,
+            pruefe=False,
             umgebung={"GTEST_OUTPUT": f"json:{berichte}/", **(umgebung or {})})
         gescheitert = 0
         for pfad in glob.glob(f"{berichte}/*.json"):
@@ -124,7 +126,7 @@ def stufe_release(zaehler):
 
 
 def stufe_haus(zaehler):
-    """an include against the rules of the house does not compile"""
+    """no include breaks the rules of the house; the drawing and the glossary are up to date"""
     fuehre_aus("cmake", "--preset", "release", "-DHALLKORB_TESTS=ON")
     _haus(zaehler, os.path.join(BAU, "release"))
 
@@ -189,6 +191,7 @@ def _tidy(quelle):
 
 # Half the time to compile, and all that the sanitizers need for their reports.
 SCHNELL = ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
+SCHNELL_MACOS = [*SCHNELL, "-DCMAKE_OBJCXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
 
 
 def stufe_asan(zaehler):
@@ -239,13 +242,30 @@ def stufe_macos(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_macos_lauf(zaehler):
+    """the macOS backend on stand-ins of the platform, under each sanitizer"""
+    stufe_macos_asan(zaehler)
+    _macos_lauf(zaehler, "macos-tsan")
+
+
+def stufe_macos_asan(zaehler):
+    """the first half of "macos-lauf": under the address and undefined-behaviour sanitizers"""
+    _macos_lauf(zaehler, "macos-asan")
+
+
+def _macos_lauf(zaehler, preset):
+    baue(preset, "macos_ersatz_test", "macos_test", "hallkorb", optionen=SCHNELL_MACOS)
+    ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
+
+
 # The quick ones first; those that need a build that another one makes, right after it.
-STUFEN = {name: globals()[f"stufe_{name}"] for name in (
+STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos")}
-# Without any named: on Linux all but "clang", since what its compiler has to say comes from "tidy" too;
+    "macos", "macos-lauf", "macos-asan")}
+# Without any named: on Linux all but "clang", since what its compiler has to say comes from "tidy" too,
+# and but "macos-asan", which is a part of "macos-lauf";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
-UEBLICH = ([name for name in STUFEN if name != "clang"] if prozesse.LINUX
+UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if prozesse.LINUX
            else ["release", "haus", "asan", "tsan"])
 
 
@@ -261,8 +281,11 @@ def fuehre_stufe(name):
         zaehler.zaehle(False, str(fehler))
     for text in zaehler.texte:
         print(text.rstrip(), flush=True)
+    sekunden, rechenzeit = time.monotonic() - anfang, _rechenzeit() - rechenzeit
+    if not zaehler.gescheitert:
+        abschnitte.merke_dauer(name, sekunden, rechenzeit, zaehler.bestanden)
     zeile = (f"{name:9}{zaehler.bestanden:5} passed {zaehler.gescheitert:4} failed "
-             f"{time.monotonic() - anfang:6.0f} s  ({_rechenzeit() - rechenzeit:.0f} s of CPU)")
+             f"{sekunden:6.0f} s  ({rechenzeit:.0f} s of CPU)")
     print(zeile, flush=True)
     return zaehler, zeile
 
@@ -293,8 +316,10 @@ def _hauptteil():
                        help=f"without any: {' '.join(UEBLICH)}")
     wahl = leser.parse_args()
     if wahl.list:
+        dauern = abschnitte.dauern()
         for name, stufe in STUFEN.items():
-            print(f"{name:10}{stufe.__doc__}")
+            zuletzt = f" (last time {dauern[name]['seconds']} s)" if name in dauern else ""
+            print(f"{name:10}{stufe.__doc__}{zuletzt}")
         return
     for name in wahl.stufen:
         if name not in STUFEN:

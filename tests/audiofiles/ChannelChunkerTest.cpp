@@ -28,15 +28,32 @@ constexpr double RATE = 16000.0;
 constexpr float LAUT = 0.5F;
 constexpr float LEISE = 0.001F;
 
+// The settings of a live recording; each test changes what it is about.
+ChunkerEinstellung einstellung(const std::string& ordner, bool rede) {
+  return {.channel = "me",
+          .outDir = ordner,
+          .rate = RATE,
+          .chunkSeconds = 25.0,
+          .turnMode = rede,
+          .minSeconds = 1.2,
+          .maxSeconds = 4.0,
+          .silenceSeconds = 0.6,
+          .silenceRms = 0.006F};
+}
+
 class ChannelChunkerTest : public testing::Test {
  protected:
   std::unique_ptr<ChannelChunker> fest(double chunkSeconds) {
-    return std::make_unique<ChannelChunker>("them", ordner.pfad(), RATE, chunkSeconds, false, 1.2,
-                                            4.0, 0.6, 0.006F, dateien);
+    auto e = einstellung(ordner.pfad(), false);
+    e.channel = "them";
+    e.chunkSeconds = chunkSeconds;
+    return std::make_unique<ChannelChunker>(e, dateien);
   }
   std::unique_ptr<ChannelChunker> rede(float silenceRms = 0.006F, double maxSeconds = 4.0) {
-    return std::make_unique<ChannelChunker>("me", ordner.pfad(), RATE, 25.0, true, 1.2, maxSeconds,
-                                            0.6, silenceRms, dateien);
+    auto e = einstellung(ordner.pfad(), true);
+    e.maxSeconds = maxSeconds;
+    e.silenceRms = silenceRms;
+    return std::make_unique<ChannelChunker>(e, dateien);
   }
   [[nodiscard]] std::string zeile(int i, const std::string& kanal, const std::string& rest) const {
     const std::string nummer = std::to_string(i);
@@ -74,7 +91,15 @@ TEST_F(ChannelChunkerTest, CountsSamplesByTruncation) {
   EXPECT_EQ(c->rate(), RATE);
   EXPECT_TRUE(c->turnMode());
   EXPECT_EQ(c->silenceRms(), 0.006F);
-  const ChannelChunker krumm("me", "", -3.5, 1.0, true, 0.5, 0.2, 1e18, 0.0F);
+  const ChannelChunker krumm({.channel = "me",
+                              .outDir = "",
+                              .rate = -3.5,
+                              .chunkSeconds = 1.0,
+                              .turnMode = true,
+                              .minSeconds = 0.5,
+                              .maxSeconds = 0.2,
+                              .silenceSeconds = 1e18,
+                              .silenceRms = 0.0F});
   EXPECT_EQ(krumm.chunkSamples(), -3);
   EXPECT_EQ(krumm.searchSamples(), -2);
   EXPECT_EQ(krumm.minSamples(), -1);
@@ -82,10 +107,18 @@ TEST_F(ChannelChunkerTest, CountsSamplesByTruncation) {
   EXPECT_EQ(krumm.silenceRun(), -3500000000000000000);
 }
 
-// Nobody catches the line here: the dying process is to be seen writing it.
+// The line is not captured here: the dying process must be seen writing it.
 TEST(ChannelChunkerAbbruch, CountsThatAreNoNumbersStopTheProcess) {
   const auto baue = [](double rate, double chunk, double min, double max, double stille) {
-    const ChannelChunker c("me", "", rate, chunk, true, min, max, stille, 0.006F);
+    const ChannelChunker c({.channel = "me",
+                            .outDir = "",
+                            .rate = rate,
+                            .chunkSeconds = chunk,
+                            .turnMode = true,
+                            .minSeconds = min,
+                            .maxSeconds = max,
+                            .silenceSeconds = stille,
+                            .silenceRms = 0.006F});
   };
   const auto abgebrochen = testing::KilledBySignal(SIGABRT);
   const double nan = std::nan("");
@@ -101,7 +134,7 @@ TEST(ChannelChunkerAbbruch, CountsThatAreNoNumbersStopTheProcess) {
   EXPECT_EXIT(baue(RATE, 1, -1e300, 1, 1), abgebrochen, "Mindestlaenge");
   EXPECT_EXIT(baue(RATE, 1, 1, -inf, 1), abgebrochen, R"(Hoechstlaenge \(--max\))");
   EXPECT_EXIT(baue(RATE, 1, 1, 1, 1e300), abgebrochen, "Pause");
-  // 2^63 is the first that does not fit, -2^63 the last that does.
+  // 2^63 does not fit, -2^63 just does.
   EXPECT_EXIT(baue(1.0, 9223372036854775808.0, 1, 1, 1), abgebrochen, "--chunk");
   baue(1.0, -9223372036854775808.0, 1, 1, 1);
   baue(1.0, 9223372036854774784.0, 1, 1, 1);
@@ -140,7 +173,7 @@ TEST_F(ChannelChunkerTest, FixedModeCutsDigitalSilenceAtTheFirstFrame) {
 TEST_F(ChannelChunkerTest, FixedModeCutsAsManyChunksAsABlockHolds) {
   const auto c = fest(2.0);
   c->append(ton(160000));
-  // Each chunk is 2.0 - 0.8 s and half a frame long, while 2.8 s are there.
+  // Each chunk is 2.0 - 0.8 s and half a frame long, as long as 2.8 s are buffered.
   const Zeilen soll = {
       zeile(0, "them", R"("t0":0.00,"t1":1.21)"), zeile(1, "them", R"("t0":1.21,"t1":2.41)"),
       zeile(2, "them", R"("t0":2.41,"t1":3.62)"), zeile(3, "them", R"("t0":3.62,"t1":4.82)"),
@@ -161,7 +194,7 @@ TEST_F(ChannelChunkerTest, TurnModeCutsInTheMiddleOfTheFirstLongPause) {
   const auto c = rede();
   auto samples = ton(48000);
   setze(samples, 19200 + 1600, 48000, LEISE);
-  // The pause is long enough with the frame that ends 9600 samples after its beginning.
+  // The pause is long enough at the frame that ends 9600 samples after its start.
   c->append(std::span(samples).first(20800 + 9600 - 1));
   EXPECT_EQ(c->globalOffset(), 0);
   c->append(std::span(samples).subspan(20800 + 9600 - 1, 1));
@@ -215,11 +248,11 @@ TEST_F(ChannelChunkerTest, WithoutAPauseTurnModeCutsAtTheQuietestFrameNearTheGre
 }
 
 TEST_F(ChannelChunkerTest, AForcedCutKeepsTheShortestLength) {
-  const auto c = rede(0.006F, 1.5);  // 24000: less than shortest length and search range together
+  const auto c = rede(0.006F, 1.5);  // 24000: less than minimum length plus search range
   auto samples = ton(30000);
   setze(samples, 0, 6400, 0.1F);
   c->append(samples);
-  // Looked for around 19200, from 6400 to the end of what is there.
+  // Searched around 19200, from 6400 to the end of the buffer.
   EXPECT_EQ(c->globalOffset(), 6400 + 80);
 }
 
@@ -400,7 +433,10 @@ TEST_F(ChannelChunkerTest, AFolderThatIsGoneCostsOnlyItsChunks) {
 }
 
 TEST_F(ChannelChunkerTest, IndexesGrowBeyondThreeDigits) {
-  ChannelChunker c("me", ordner.pfad() + "/", 1000.0, 1.0, false, 1.2, 4.0, 0.6, 0.006F);
+  auto e = einstellung(ordner.pfad() + "/", false);
+  e.rate = 1000.0;
+  e.chunkSeconds = 1.0;
+  ChannelChunker c(e);
   const std::lock_guard halter(c.lock);
   for (int k = 0; k <= 1000; ++k) {
     c.lock.unlock();
@@ -410,7 +446,7 @@ TEST_F(ChannelChunkerTest, IndexesGrowBeyondThreeDigits) {
   }
   EXPECT_TRUE(std::filesystem::exists(ordner / "chunk_me_999.wav"));
   EXPECT_TRUE(std::filesystem::exists(ordner / "chunk_me_1000.wav"));
-  // The folder brought its separator along.
+  // The folder already ends with a separator.
   EXPECT_EQ(ausgabe.ausgabeZeilen().back(), R"({"chunk":1000,"channel":"me","path":")" +
                                                 (ordner / "chunk_me_1000.wav") +
                                                 R"(","t0":1.00,"t1":1.00})");
@@ -418,14 +454,16 @@ TEST_F(ChannelChunkerTest, IndexesGrowBeyondThreeDigits) {
 
 TEST_F(ChannelChunkerTest, NamesGoIntoTheLineAsTheyAre) {
   const std::string kanal = R"(a"b\ä)";
-  ChannelChunker c(kanal, ordner.pfad(), RATE, 25.0, false, 1.2, 4.0, 0.6, 0.006F);
+  auto e = einstellung(ordner.pfad(), false);
+  e.channel = kanal;
+  ChannelChunker c(e);
   c.append(ton(160));
   c.finalizeRemainder();
   EXPECT_EQ(ausgabe.ausgabeZeilen(), Zeilen{zeile(0, kanal, R"("t0":0.00,"t1":0.01)")});
 }
 
-// Lengths of zero and less are taken as they are: where they cut nothing, nothing is cut until the
-// end. The blocks are appended over and over, so that a loop without end would be one.
+// Lengths of zero and less are taken as they are: if they cut nothing, everything waits for the
+// end. A chunker that kept on cutting nothing would hang here.
 TEST_F(ChannelChunkerTest, LengthsThatCutNothingLeaveAllToTheEnd) {
   constexpr double AM_RAND = 576460752303423.0;  // less than 0.8 s from 2^63 samples
   struct Fall {
@@ -438,8 +476,11 @@ TEST_F(ChannelChunkerTest, LengthsThatCutNothingLeaveAllToTheEnd) {
                          {-0.5, 25.0, 4.0, false},    {-0.5, 25.0, 4.0, true},
                          {RATE, 25.0, AM_RAND, true}, {2e9, 4e9, 4.0, false}};
   for (const Fall& fall : faelle) {
-    ChannelChunker c("me", ordner.pfad(), fall.rate, fall.chunk, fall.rede, 1.2, fall.max, 0.6,
-                     0.006F, dateien);
+    auto e = einstellung(ordner.pfad(), fall.rede);
+    e.rate = fall.rate;
+    e.chunkSeconds = fall.chunk;
+    e.maxSeconds = fall.max;
+    ChannelChunker c(e, dateien);
     for (int k = 0; k < 20; ++k)
       c.append(ton(1000));
     c.append({});
@@ -463,14 +504,18 @@ TEST_F(ChannelChunkerTest, WithAGreatestLengthOfZeroEveryBlockIsAChunk) {
 }
 
 TEST_F(ChannelChunkerTest, APauseLengthOfZeroCutsAtTheFirstSilentFrame) {
-  ChannelChunker c("me", ordner.pfad(), RATE, 25.0, true, 0.1, 4.0, 0.0, 0.006F);
+  auto e = einstellung(ordner.pfad(), true);
+  e.silenceSeconds = 0.0;
+  e.minSeconds = 0.1;
+  ChannelChunker c(e);
   auto samples = ton(4000);
   setze(samples, 1600 + 320, 4000, LEISE);
   c.append(samples);
   EXPECT_EQ(samplesIn("chunk_me_000.wav"), 1600U + 320U);
-  EXPECT_EQ(c.globalOffset(), 1600 + 320 + 1600);  // and the silence behind it, which is dropped
-  // And none at all cuts nothing while the silence is at the beginning.
-  ChannelChunker nichts("me", ordner.pfad(), RATE, 25.0, true, -1.0, 4.0, 0.0, 0.006F);
+  EXPECT_EQ(c.globalOffset(), 1600 + 320 + 1600);  // the silence that follows is dropped
+  // Silence from the very beginning cuts nothing.
+  e.minSeconds = -1.0;
+  ChannelChunker nichts(e);
   for (int k = 0; k < 10; ++k)
     nichts.append(ton(1000, LEISE));
   EXPECT_EQ(nichts.globalOffset(), 0);
@@ -478,7 +523,9 @@ TEST_F(ChannelChunkerTest, APauseLengthOfZeroCutsAtTheFirstSilentFrame) {
 
 TEST(ChannelChunkerAbbruch, AtRateZeroAMaskedChunkHasNoMillisecondsAndStopsTheProcess) {
   const TempOrdner ordner;
-  ChannelChunker c("me", ordner.pfad(), 0.0, 25.0, true, 1.2, 4.0, 0.6, 0.006F);
+  auto e = einstellung(ordner.pfad(), true);
+  e.rate = 0.0;
+  ChannelChunker c(e);
   const Maske maske(1000, true);
   c.append(ton(1000), &maske);
   EXPECT_EXIT(c.finalizeRemainder(), testing::KilledBySignal(SIGABRT),
@@ -488,14 +535,16 @@ TEST(ChannelChunkerAbbruch, AtRateZeroAMaskedChunkHasNoMillisecondsAndStopsThePr
 
 TEST(ChannelChunkerAbbruch, ANegativeRateStopsTheProcessAtTheFirstChunk) {
   const TempOrdner ordner;
-  ChannelChunker c("me", ordner.pfad(), -16000.0, 25.0, true, 1.2, 4.0, 0.6, 0.006F);
+  auto e = einstellung(ordner.pfad(), true);
+  e.rate = -16000.0;
+  ChannelChunker c(e);
   c.append(ton(1000));
   EXPECT_EQ(c.globalOffset(), 0);
   EXPECT_EXIT(c.finalizeRemainder(), testing::KilledBySignal(SIGABRT),
               R"(\[hallkorb\] Abbruch: WAV-Datei: keine gueltige Rate: -16000 Hz)");
 }
 
-// The last cut comes from another thread than the blocks: whatever their order, nothing is lost.
+// The last cut and the blocks come from different threads: in any order, nothing is lost.
 TEST_F(ChannelChunkerTest, TheLastCutAndABlockFromAnotherThreadKeepEachOtherOut) {
   const auto c = rede();
   const auto block = ton(800);

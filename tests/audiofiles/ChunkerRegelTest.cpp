@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
+#include "base/Text.h"
 #include "tests/oracles/ChunkerRegel.h"
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/TempOrdner.h"
@@ -30,8 +31,15 @@ struct Einstellung {
 };
 
 std::unique_ptr<ChannelChunker> baue(const Einstellung& e, const TempOrdner& ordner) {
-  return std::make_unique<ChannelChunker>("me", ordner.pfad(), e.rate, e.chunk, e.rede, e.min,
-                                          e.max, e.stille, e.silenceRms);
+  return std::make_unique<ChannelChunker>(ChunkerEinstellung{.channel = "me",
+                                                             .outDir = ordner.pfad(),
+                                                             .rate = e.rate,
+                                                             .chunkSeconds = e.chunk,
+                                                             .turnMode = e.rede,
+                                                             .minSeconds = e.min,
+                                                             .maxSeconds = e.max,
+                                                             .silenceSeconds = e.stille,
+                                                             .silenceRms = e.silenceRms});
 }
 
 ChunkerRegel regel(const Einstellung& e) {

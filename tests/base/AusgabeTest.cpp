@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <map>
 #include <string>
 #include <thread>
@@ -16,14 +15,6 @@
 
 namespace hallkorb {
 namespace {
-
-TEST(JsonEscapeTest, OnlyWhatWouldBreakALineIsChanged) {
-  EXPECT_EQ(jsonEscape(""), "");
-  EXPECT_EQ(jsonEscape("a\tb\nc\rd"), "a b c d");
-  EXPECT_EQ(jsonEscape("a\"b\\c"), R"(a\"b\\c)");
-  EXPECT_EQ(jsonEscape("\x01\x0b\x0c\x0e\x1f\x7f"), "\x01\x0b\x0c\x0e\x1f\x7f");
-  EXPECT_EQ(jsonEscape("Bürotür — 会議 / </script>"), "Bürotür — 会議 / </script>");
-}
 
 TEST(AusgabeTest, LinesGoToTheirStreamsUnchangedWithOneLineFeedMore) {
   const AusgabeFaenger faenger;
@@ -76,7 +67,7 @@ TEST(AusgabeTest, PartialAndInterruptedWritesAreCompleted) {
 
 TEST(AusgabeTest, ALineIsOneWrite) {
   aufrufe = 0;
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t laenge) -> ssize_t {
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
     ++aufrufe;
     return static_cast<ssize_t>(laenge);
   });
@@ -84,12 +75,12 @@ TEST(AusgabeTest, ALineIsOneWrite) {
   EXPECT_EQ(aufrufe, 1);
 }
 
-TEST(AusgabeTest, AReaderThatIsGoneIsToldOnce) {
+TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
   const auto geht = [](int, const void*, std::size_t) -> ssize_t {
     errno = EPIPE;
     return -1;
   };
-  FileHandleTextOutput ausgabe(1, geht);
+  FileHandleTextOutput ausgabe(-1, geht);
   int gemeldet = 0;
   ausgabe.leserWeg([&] {
     ++gemeldet;
@@ -101,7 +92,7 @@ TEST(AusgabeTest, AReaderThatIsGoneIsToldOnce) {
 }
 
 TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t {
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t {
     errno = ENOSPC;
     return -1;
   });
@@ -112,7 +103,7 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
 }
 
 TEST(AusgabeTest, AWriteThatTakesNothingEndsTheAttempt) {
-  FileHandleTextOutput ausgabe(1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
   EXPECT_FALSE(ausgabe.write("a"));
 }
 
@@ -235,20 +226,6 @@ TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rohr, ZeilenAusVielenFaeden, testing::Bool());
-
-TEST(AbbruchDeathTest, TellsTheReasonInOneLineFirst) {
-  EXPECT_EXIT(abbruch("Probe"), testing::KilledBySignal(SIGABRT),
-              "^\\[hallkorb\\] Abbruch: Probe\n$");
-}
-
-TEST(AbbruchDeathTest, WhatNobodyCaughtTellsItselfToo) {
-  EXPECT_EXIT(
-      {
-        meldeAbstuerze();
-        std::thread([] { throw std::length_error("zu lang"); }).join();
-      },
-      testing::KilledBySignal(SIGABRT), "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
-}
 
 }  // namespace
 }  // namespace hallkorb

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 namespace hallkorb {
 

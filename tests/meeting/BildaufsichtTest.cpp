@@ -1,4 +1,4 @@
-// The supervision: which window is recorded when, what is told of it, and what is booked.
+// The supervision: which window is recorded when, what is reported, and what is booked.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -80,7 +80,7 @@ TEST_P(BildaufsichtTest, AWindowThatIsThereIsRecordedAtOnceWithoutAReport) {
   EXPECT_EQ(faenger.ausgabeZeilen(), (Zeilen{wechsel("video_start", ZOOM, ZOOM_GRUND, "0.0")}));
 }
 
-TEST_P(BildaufsichtTest, EventsTellRankAndReasonWithTheirTextsEscaped) {
+TEST_P(BildaufsichtTest, EventsCarryRankAndReasonWithTheirTextsEscaped) {
   schirm.windows = {zoom(4, "Anna \"A\\B\"\t's Screen")};
   zeige(9, {zoom(5, "")});
   video->starteGeduldig(120);
@@ -356,7 +356,7 @@ TEST_P(BildaufsichtTest, AStreamThatEndsRightAfterItsStartIsNotOverlooked) {
                                              wechsel("video_wechsel", ZOOM, ZOOM_GRUND, "2.0")}));
 }
 
-TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndTellsWhyInTheReport) {
+TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndItsReasonIsInTheReport) {
   schirm.windows = {zoom(4)};
   schirm.startFehler = Fehler{"xcb", 8, "BadMatch"};
   welt.am(14, [this] { schirm.startFehler = std::nullopt; });
@@ -374,7 +374,7 @@ TEST_P(BildaufsichtTest, AStartThatFailsIsRetriedAndTellsWhyInTheReport) {
   EXPECT_EQ(schirm.filme.size(), 1U);  // the writer is made once
 }
 
-TEST_P(BildaufsichtTest, TheReportTellsAnEarlierStartErrorBesideTheReason) {
+TEST_P(BildaufsichtTest, TheReportHasAnEarlierStartErrorBesideTheReason) {
   schirm.windows = {zoom(4)};
   schirm.startFehler = Fehler{"xcb", 8, "Fenster \"weg\""};
   zeige(5, {zoom(4, "Zoom")});
@@ -399,7 +399,7 @@ TEST_P(BildaufsichtTest, AWriterThatCannotBeMadeIsAFailedStart) {
   EXPECT_TRUE(schirm.aufrufe.empty());
 }
 
-TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
+TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsReportedOnce) {
   schirm.inventarFehler = Fehler{"xcb", 1, "kein X-Server"};
   video->starteGeduldig(10);
   bis(60.0);
@@ -409,7 +409,7 @@ TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
   EXPECT_EQ(faenger.fehlerZeilen(), einmal);
   EXPECT_EQ(faenger.ausgabeZeilen(),
             (Zeilen{keins("kein Meetingfenster – kein Bild (kein X-Server)")}));
-  schirm.inventarFehler = Fehler{"xcb", 2, "Zugriff verweigert"};  // news is told
+  schirm.inventarFehler = Fehler{"xcb", 2, "Zugriff verweigert"};  // another error is reported
   bis(64.0);
   EXPECT_EQ(faenger.fehlerZeilen().back(),
             "[hallkorb] Video-Start fehlgeschlagen: Zugriff verweigert");
@@ -419,7 +419,7 @@ TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsToldOnce) {
   EXPECT_EQ(faenger.ausgabeZeilen().back(), wechsel("video_start", ZOOM, ZOOM_GRUND, "66.0"));
 }
 
-TEST_P(BildaufsichtTest, AFailedCheckIsToldAndTheNextOneGoesOn) {
+TEST_P(BildaufsichtTest, AFailedCheckIsLoggedAndTheNextOneGoesOn) {
   schirm.windows = {zoom(4)};
   zeige(7, {zoom(4), teams(5)});
   welt.am(3, [this] { schirm.inventarFehler = Fehler{"xcb", 1, "keine Antwort"}; });
@@ -444,7 +444,7 @@ TEST_P(BildaufsichtTest, ASwitchThatFailsIsTriedAgainAtTheNextCheck) {
   const Zeilen zeilen = faenger.fehlerZeilen();
   EXPECT_EQ(zeilen[1], "[hallkorb] Fensterpruefung: BadWindow");
   EXPECT_EQ(zeilen[2], "[hallkorb] Fensterpruefung: BadWindow");
-  // What was on the picture in the meantime was the old source.
+  // Meanwhile the old source was on the picture.
   EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
             (Zeilen{"[hallkorb] Bildquelle: " + ZOOM + " — 8 s",
                     "[hallkorb] Bildquelle: " + TEAMS + " — 1 s"}));

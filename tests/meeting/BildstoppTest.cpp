@@ -16,7 +16,7 @@ namespace {
 
 class BildstoppTest : public Bildszene {
  protected:
-  // Nothing may be told of what returns after the stop.
+  // A call that returns after the stop must not be reported.
   void lassAusklingen() {
     const std::string ausgabe = faenger.ausgabe();
     const std::string fehler = faenger.fehler();
@@ -175,11 +175,11 @@ TEST_P(BildstoppTest, AStreamThatDoesNotStopReachesTheFileNoMore) {
 
 INSTANTIATE_TEST_SUITE_P(Saaten, BildstoppTest, testing::Range<std::uint64_t>(1, 6));
 
-// What a host reads in the recording's lines, and what they must add up to.
+// What the recording's lines say in sum.
 struct Erzaehlung {
   int starts = 0;
   int wechsel = 0;
-  double gezeigt = 0.0;  // seconds that some source was on the picture, from the events
+  double gezeigt = 0.0;  // seconds with a source on the picture, from the events
   double gebucht = 0.0;  // whole seconds, from the sources' lines
   std::size_t quellen = 0;
 };
@@ -207,7 +207,7 @@ Erzaehlung lies(const Zeilen& ausgabe, const Zeilen& fehler, double ende) {
   return e;
 }
 
-// Sets windows and faults as chance has them, and may end the stream.
+// Sets random windows and faults, and may end the stream.
 void wuerfle(sim::Bildschirm& schirm, std::uint64_t saat) {
   std::mt19937_64 z(saat);
   schirm.windows.clear();
@@ -229,9 +229,9 @@ void wuerfle(sim::Bildschirm& schirm, std::uint64_t saat) {
   if (z() % 6 == 0) schirm.beende(fehler);
 }
 
-// Windows that come, go and change their titles, faults of every kind at any moment, a stop at any
-// moment. Whatever happens: the lines tell one story, the times add up, and the stop is quick.
-TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
+// Windows come, go and change their titles, faults of every kind happen, and the stop comes at any
+// moment. The lines always fit together, the times add up, and the stop is quick.
+TEST(BildaufsichtZufallTest, TheLinesFitTogetherWhateverHappens) {
   std::map<std::string, int> gesehen;
   for (std::uint64_t saat = 1; saat <= 300; ++saat) {
     SCOPED_TRACE(saat);
@@ -263,8 +263,8 @@ TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
     });
     EXPECT_LE(keins, 1);
     EXPECT_EQ(e.starts == 0, e.quellen == 0);
-    // Events show tenths, the sources' lines whole seconds, cut off; and the last one ends when the
-    // stream has stopped.
+    // Events are in tenths, the sources' lines in whole seconds, truncated; and the last source
+    // ends when the stream has stopped.
     EXPECT_LE(e.gebucht, e.gezeigt + 0.05 * (e.wechsel + 1) + 1.0);
     EXPECT_GE(e.gebucht, e.gezeigt - 0.05 * (e.wechsel + 1) - static_cast<double>(e.quellen));
     if (ergebnis) {
@@ -283,11 +283,11 @@ TEST(BildaufsichtZufallTest, TellsOneStoryWhateverHappens) {
     EXPECT_GT(wie_oft, 20) << was;
 }
 
-// Whatever has happened: once a window stays and nothing fails any more, its picture is there
-// within a few checks, and stays.
+// Once a window stays and nothing fails any more, its picture is there within a few checks, and
+// stays, whatever happened before.
 TEST(BildaufsichtZufallTest, ThePictureIsBackSoonAfterTheLastFault) {
   constexpr double RUHE = 40.0;
-  constexpr double BALD = 6.5;  // two looks or checks, and what is slow in them
+  constexpr double BALD = 6.5;  // two slow looks or checks
   std::size_t gestoert = 0;
   for (std::uint64_t saat = 1; saat <= 300; ++saat) {
     SCOPED_TRACE(saat);

@@ -28,7 +28,7 @@ TEST(ListenTest, EachListGivesItsChoice) {
     const auto eingabe = liesEingabe(json);
     ASSERT_TRUE(eingabe);
     EXPECT_EQ(wahlJSON(waehleMeetingZiel(eingabe->fenster)), zeile.substr(tab + 1));
-    // A list that was written by the program itself says the same.
+    // Written out and read again it is the same list.
     const auto wieder = liesEingabe(eingabeJSON(*eingabe));
     ASSERT_TRUE(wieder);
     EXPECT_EQ(*wieder, *eingabe);

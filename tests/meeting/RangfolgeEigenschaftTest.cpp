@@ -1,5 +1,5 @@
-// The ranking against a second, naive formulation of its rules, over screens put together at random
-// from what the rules look at and from what nearly is it.
+// The ranking against a naive formulation of the same rules, on random screens made of what the
+// rules look at and of near misses.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -55,7 +55,7 @@ class Zufallsbildschirm {
       case 4:
         return aus(BROWSER_BUNDLES);
       default:
-        return std::string(MEETING_BUNDLES[wuerfle(MEETING_BUNDLES.size())].first);
+        return std::string(MEETING_BUNDLES[wuerfle(MEETING_BUNDLES.size())].bundle);
     }
   }
 
@@ -116,7 +116,7 @@ class Zufallsbildschirm {
     }
   }
 
-  // As titles come: other letters in upper case, umlauts instead of vowels, a letter missing.
+  // Varies a title: other letters in upper case, umlauts instead of vowels, a letter missing.
   std::string verfremde(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
       if (text[i] < 'a' || text[i] > 'z') continue;
@@ -159,7 +159,7 @@ TEST(RangfolgeEigenschaftTest, AgreesWithANaiveFormulation) {
     for (const Wahl& w : ist.liste)
       ++gruende[w.grund];
   }
-  // Each reason was there often, or the screens would say too little.
+  // Each reason must come up often, or the screens would prove too little.
   EXPECT_EQ(gruende.size(), 9U);
   for (const auto& [grund, anzahl] : gruende)
     EXPECT_GT(anzahl, 20) << grund;

@@ -29,7 +29,7 @@ std::vector<std::uint32_t> ids(const std::vector<FensterInfo>& liste) {
   return alle;
 }
 
-// The rank and reason of a window alone, "" where it is no candidate.
+// The rank and reason of a single window; "" if it is no candidate.
 std::string urteil(const FensterInfo& w) {
   const auto kandidaten = meetingKandidaten({w});
   if (kandidaten.liste.empty()) return "";
@@ -310,7 +310,7 @@ TEST(RangfolgeTest, MeetingCodes) {
         "abc-defg-hij-klm", "-abc-defg-hij", "xabc-defg-hij", "1abc-defg-hij", "²abc-defg-hij",
         "жabc-defg-hij", "abc--defg-hij", "abc-defg--hij", "abc defg hij", "abc-de3g-hij",
         "ab1-defg-hij", "ABC-DEFG-HIJ", "abc-dефg-hij",
-        // A joiner belongs to the character before it, which then is no letter of the alphabet.
+        // A joiner belongs to the character before it, which is then no plain letter.
         "abc-defg-hij\u200D", "abc\u200D-defg-hij"}) {
     EXPECT_FALSE(hatMeetCode(nein)) << nein;
   }
@@ -393,6 +393,21 @@ TEST(RangfolgeTest, OnlyKnownApplicationsAreLookedAt) {
   EXPECT_EQ(urteil("org.gnome.Terminal", "Zoom Meeting"), "");
 }
 
+// The title is a meeting for every rule, so an application with another one's rule is noticed by
+// the reason.
+TEST(RangfolgeTest, EachApplicationHasItsOwnRule) {
+  for (const MeetingApp& app : MEETING_BUNDLES) {
+    SCOPED_TRACE(app.bundle);
+    ASSERT_NE(app.regel.urteile, nullptr);
+    const std::string sein = urteil(std::string(app.bundle), "Huddle Meeting");
+    EXPECT_TRUE(sein.starts_with("1 " + std::string(app.name) + "-")) << sein;
+    for (const MeetingApp& andere : MEETING_BUNDLES) {
+      EXPECT_EQ(app.name == andere.name, app.regel.urteile == andere.regel.urteile)
+          << andere.bundle;
+    }
+  }
+}
+
 TEST(RangfolgeTest, OwnWindowsAreNeverCandidates) {
   for (const char* bundle : {"de.hallkorb.app", "de.hallkorb.recorder"}) {
     for (const char* titel : {"Zoom Meeting", "Google Meet", "Huddle", ""}) {
@@ -460,12 +475,12 @@ TEST(RangfolgeTest, TheExplanationTellsWhatIsOpen) {
   EXPECT_EQ(grund({fenster(1, ZOOM, "share toolbar", 800, 600, false)}),
             vor + "Zoom offen, aber kein Meeting sichtbar)");
   EXPECT_EQ(grund({fenster(1, ZOOM, "toolbar")}), vor + "Zoom offen, aber kein Meeting sichtbar)");
-  // It is filled beside candidates too.
+  // It is filled even if there are candidates.
   EXPECT_EQ(grund({fenster(1, ZOOM, "Zoom Meeting")}),
             vor + "Zoom offen, aber kein Meeting sichtbar)");
 }
 
-// Quadratic work over so many would not end while anybody waits; the time is measured in bench/.
+// Quadratic work would not finish within the test's time limit; bench/ measures the time.
 TEST(RangfolgeTest, AHundredThousandWindowsAreRanked) {
   std::vector<FensterInfo> liste;
   for (std::uint32_t i = 0; i < 100'000; ++i) {

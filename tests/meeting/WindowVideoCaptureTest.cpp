@@ -134,7 +134,7 @@ TEST_P(WindowVideoCaptureTest, AWriterWithoutAReasonIsUnknown) {
   EXPECT_EQ(faenger.fehlerZeilen()[1], "[hallkorb] Video-Schreiber startete nicht: unbekannt");
 }
 
-TEST_P(WindowVideoCaptureTest, WithoutAPictureThereIsNoVideoButTheTimesAreTold) {
+TEST_P(WindowVideoCaptureTest, WithoutAPictureThereIsNoVideoButTheTimesAreLogged) {
   video->starteGeduldig(120);
   EXPECT_FALSE(stoppe(7.9));
   EXPECT_FALSE(schirm.filme[0].basis);
@@ -152,7 +152,7 @@ TEST_P(WindowVideoCaptureTest, AFileThatCannotBeFinishedIsNoVideo) {
   EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: unbekannt");
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsToldOnceAtTheNextPicture) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsReportedOnceAtTheNextPicture) {
   for (const double zeit : {0.5, 1.0, 1.5})
     bild(zeit);
   welt.am(0.9, [this] {
@@ -170,7 +170,7 @@ TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsToldOnceAtTheNextPictur
             (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 4 s"}));
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsToldAtTheNextCheck) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsReportedAtTheNextCheck) {
   bild(0.5);
   welt.am(2.9, [this] { schirm.schreiberSchreibt = false; });
   video->starteGeduldig(120);
@@ -182,7 +182,7 @@ TEST_P(WindowVideoCaptureTest, AWriterThatFailsInAStillPictureIsToldAtTheNextChe
             (Zeilen{START, zeile, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 8 s"}));
 }
 
-TEST_P(WindowVideoCaptureTest, AWriterThatFailsWhileItTakesAPictureIsToldThen) {
+TEST_P(WindowVideoCaptureTest, AWriterThatFailsWhileItTakesAPictureIsReportedThen) {
   bild(0.5);
   bild(1.0);
   welt.am(0.9, [this] { schirm.schreiberScheitert = Fehler{"libav", 1, "kein Bild"}; });

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "base/Ausgabe.h"
+#include "base/Text.h"
 
 namespace hallkorb {
 

@@ -58,8 +58,8 @@ std::string normiert(const std::string& titel) {
   return ohneRaender(ersetzt(text, "’", "'"), allerLeerraum());
 }
 
-// The title as one byte a character: small letters and the hyphen themselves, "X" for other letters
-// and for numbers, "." for the rest.
+// The title with one byte for each character: small letters and the hyphen as they are, "X" for
+// other letters and numbers, "." for the rest.
 std::string umriss(const std::string& titel) {
   const std::string zerlegt = durchUtf8proc(titel, UTF8PROC_CHARBOUND);
   std::string alle;

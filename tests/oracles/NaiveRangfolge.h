@@ -1,5 +1,5 @@
-// The ranking of meeting windows once more, as naively as it can be told: every rule as a line of a
-// list, texts as whole copies, sorting by picking the best again and again.
+// The ranking of meeting windows once more, as naively as possible: every rule is a line of a list,
+// texts are copied whole, and sorting picks the best again and again.
 #pragma once
 
 #include <string>

@@ -1,7 +1,7 @@
 // A recording of the simulated screen: the fixture of the window video's tests.
 //
-// Runs with several seeds, and so with several orders of threads that are ready at the same time;
-// what the tests expect holds in each.
+// Each test runs with several seeds, that is with different orders of the threads that are ready at
+// the same time; what it expects holds for all of them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ class Bildszene : public testing::TestWithParam<std::uint64_t> {
   static ScreenWindow zoom(std::uint32_t id, const std::string& titel = "Zoom Meeting") {
     return sim::fenster(id, "us.zoom.xos", titel);
   }
-  // Of a better rank than Zoom's other windows, and before them by its size.
+  // Goes before zoom() because it is larger.
   static ScreenWindow teams(std::uint32_t id, const std::string& titel = "Besprechung") {
     ScreenWindow w = sim::fenster(id, "com.microsoft.teams2", titel);
     w.breite = 1600;
@@ -42,13 +42,12 @@ class Bildszene : public testing::TestWithParam<std::uint64_t> {
     welt.am(zeit, [this, w = std::move(windows)] { schirm.windows = w; });
   }
 
-  // Lets the time pass.
   void bis(double zeit) {
     welt.am(zeit, [] {});
     welt.warteBis([&] { return welt.jetzt() >= zeit; });
   }
 
-  // Stops at `zeit`; `stopDauer` tells how long that took.
+  // Stops at `zeit`; `stopDauer` is how long that took.
   std::optional<WindowVideoCapture::Video> stoppe(double zeit) {
     bis(zeit);
     const auto ergebnis = video->stop();

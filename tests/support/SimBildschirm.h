@@ -1,8 +1,7 @@
-// The simulated computer's screen: windows, streams of them and a video file, all as a script says.
+// The simulated computer's screen: its windows, streams and video files, all driven by a script.
 //
-// Everything here may be changed at any scripted moment (SimPlattform::am) and takes effect from
-// the next call on. What the recorder did is kept: the calls, and the film that it would have
-// written.
+// Everything may be changed at any scripted moment (SimPlattform::am) and takes effect with the
+// next call. The recorder's calls are kept, and the film that it would have written.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +36,7 @@ class Bildschirm {
 
   // How the screen behaves.
   Ergebnis inventarFehler;
-  double inventarDauer = 0.0;  // seconds until the windows are told
+  double inventarDauer = 0.0;  // seconds that a snapshot takes
   Ergebnis startFehler;
   double startDauer = 0.0;
   bool startHaengt = false;  // a stop does not cancel a start or a switch
@@ -57,13 +56,14 @@ class Bildschirm {
   bool schreiberSchliesst = true;
   Ergebnis schreiberFehler;
 
-  // What was done: "inventar" is counted, the others are told ("start 4", "wechsle 5", "stop").
+  // What was called: snapshots are counted, stream calls are listed ("start 4", "wechsle 5",
+  // "stop").
   std::size_t inventare = 0;
   std::vector<std::string> aufrufe;
   std::vector<StreamKonfiguration> konfigurationen;
   std::vector<Film> filme;
 
-  // The running stream has a picture of its window.
+  // The running stream delivers a picture of its window.
   void bild(BildStatus status = BildStatus::vollstaendig);
   // The capture service ends the running stream.
   void beende(Fehler fehler);

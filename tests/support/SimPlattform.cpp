@@ -316,8 +316,9 @@ std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
   return std::make_unique<SimTask>(*this, std::move(arbeit));
 }
 
-void SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
+bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
   unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
+  return true;
 }
 
 std::unique_ptr<Schlaf> SimPlattform::schlaf() {

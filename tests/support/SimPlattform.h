@@ -108,7 +108,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   void quit(int status) override;
   // Executor
   std::unique_ptr<Task> starte(std::function<void()> arbeit) override;
-  void starteUnabhaengig(std::function<void()> arbeit) override;
+  bool starteUnabhaengig(std::function<void()> arbeit) override;
   std::unique_ptr<Schlaf> schlaf() override;
   std::unique_ptr<SerialQueue> queue(const std::string& name) override;
 

@@ -11,7 +11,7 @@ hallkorb_library(hallkorb_sim FOLDER tests/support
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
-if(APPLE)
+if(HALLKORB_MACOS)
   return()
 endif()
 
@@ -22,7 +22,7 @@ hallkorb_library(hallkorb_prozess FOLDER tests/support
 hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
   HEADERS Bildsammler.h X11Sitzung.h
   SOURCES X11Sitzung.cpp
-  DEPENDS hallkorb_prozess hallkorb_linux_screen)
+  DEPENDS hallkorb_prozess hallkorb_linux_screen PkgConfig::X11)
 target_compile_definitions(hallkorb_x11_sitzung
   PRIVATE HALLKORB_TESTFENSTER="$<TARGET_FILE:testfenster>")
 add_dependencies(hallkorb_x11_sitzung testfenster)

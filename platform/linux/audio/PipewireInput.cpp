@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 #include "platform/linux/audio/PipewireAufsicht.h"
 
 namespace hallkorb {

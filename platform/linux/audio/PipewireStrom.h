@@ -15,8 +15,6 @@
 // it jitters by milliseconds.
 #pragma once
 
-#include <pipewire/pipewire.h>
-
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -25,6 +23,7 @@
 #include <string>
 
 #include "platform/linux/audio/BlockRing.h"
+#include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 #include "platform/linux/Deskriptor.h"

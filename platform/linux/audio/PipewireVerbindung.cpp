@@ -43,6 +43,7 @@ PipewireVerbindung::PipewireVerbindung(std::function<void()> geaendert)
 
 std::variant<std::unique_ptr<PipewireVerbindung>, Fehler> PipewireVerbindung::neu(
     std::function<void()> geaendert) {
+  if (auto fehler = ladePipewire()) return *std::move(fehler);
   bereitePipewire();
   std::unique_ptr<PipewireVerbindung> verbindung(new PipewireVerbindung(std::move(geaendert)));
   if (auto fehler = verbindung->verbinde()) return *std::move(fehler);

@@ -7,13 +7,12 @@
 // loop's lock (`Sperre`); callbacks only note and wake, they never take anything down.
 #pragma once
 
-#include <pipewire/pipewire.h>
-
 #include <functional>
 #include <memory>
 #include <variant>
 
 #include "base/Fehler.h"
+#include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 
 namespace hallkorb {

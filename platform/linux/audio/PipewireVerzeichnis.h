@@ -10,7 +10,6 @@
 #pragma once
 
 #include <pipewire/extensions/metadata.h>
-#include <pipewire/pipewire.h>
 
 #include <cstdint>
 #include <functional>
@@ -18,6 +17,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 
 namespace hallkorb {

@@ -9,13 +9,7 @@
 #include <string>
 #include <utility>
 
-extern "C" {
-#include <libavutil/channel_layout.h>
-#include <libavutil/error.h>
-#include <libavutil/log.h>
-#include <libavutil/opt.h>
-#include <libswresample/swresample.h>
-}
+#include "platform/linux/audio/Swresample.h"
 
 namespace hallkorb {
 namespace {
@@ -109,6 +103,7 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   const auto phasenLog2 = phasen(*verhaeltnis);
   if (!phasenLog2) return nullptr;
 
+  if (ladeSwresample()) return nullptr;
   av_log_set_level(AV_LOG_QUIET);  // standard error belongs to our own lines
   Swr swr(swr_alloc());
   if (!swr) return nullptr;

@@ -1,7 +1,5 @@
 #include "platform/linux/screen/FensterInventar.h"
 
-#include <xcb/res.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
@@ -15,6 +13,7 @@
 #include "platform/linux/screen/X11Atome.h"
 #include "platform/linux/screen/X11Eigenschaft.h"
 #include "platform/linux/screen/X11Text.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -228,7 +227,7 @@ std::string prozessName(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t f
 }
 
 void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
-  const auto* ressourcen = xcb_get_extension_data(c, &xcb_res_id);
+  const auto* ressourcen = xcb_get_extension_data(c, xcb_res_id);
   if (ressourcen == nullptr || ressourcen->present == 0) return;
   std::vector<std::pair<ScreenWindow*, xcb_res_query_client_ids_cookie_t>> fragen;
   for (ScreenWindow& fenster : content.windows) {
@@ -247,7 +246,7 @@ void ergaenzeAnwendungen(xcb_connection_t* c, ScreenContent& content) {
 Ergebnis liesFenster(const X11Verbindung& verbindung, ScreenContent& content) {
   xcb_connection_t* c = verbindung.get();
   const xcb_window_t wurzel = verbindung.schirm().root;
-  xcb_prefetch_extension_data(c, &xcb_res_id);
+  xcb_prefetch_extension_data(c, xcb_res_id);
   const X11Atome atome(c);
   X11Eigenschaft schreibtisch(c, wurzel, atome[X11Name::NET_CURRENT_DESKTOP]);
 

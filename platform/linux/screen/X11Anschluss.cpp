@@ -5,8 +5,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <X11/Xauth.h>
-#include <xcb/xcb.h>
 
 #include <array>
 #include <bit>
@@ -18,6 +16,8 @@
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -131,11 +131,11 @@ std::string leseCookie(int nummer) {
   std::string verfahren(VERFAHREN);
   char* namen[] = {verfahren.data()};
   const int laengen[] = {static_cast<int>(verfahren.size())};
-  const std::unique_ptr<Xauth, decltype(&XauDisposeAuth)> eintrag(
+  const std::unique_ptr<Xauth, decltype(XauDisposeAuth)> eintrag(
       XauGetBestAuthByAddr(FamilyLocal, static_cast<unsigned short>(std::strlen(rechner.data())),
                            rechner.data(), static_cast<unsigned short>(anzeige.size()),
                            anzeige.c_str(), 1, namen, laengen),
-      &XauDisposeAuth);
+      XauDisposeAuth);
   if (!eintrag) return {};
   return {eintrag->data, eintrag->data_length};
 }
@@ -184,6 +184,7 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
 }  // namespace
 
 Ergebnis verbindeX11(const std::string& display, X11Anschluss& anschluss) {
+  if (auto grund = ladeXcb()) return grund;
   const auto ende = Uhr::now() + FRIST;
   Ziel ziel;
   if (auto grund = zerlege(display, ziel)) return grund;

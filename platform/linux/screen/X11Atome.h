@@ -7,11 +7,11 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/xcb.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 

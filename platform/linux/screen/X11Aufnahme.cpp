@@ -1,13 +1,10 @@
 #include "platform/linux/screen/X11Aufnahme.h"
 
-#include <xcb/composite.h>
-#include <xcb/damage.h>
-#include <xcb/xfixes.h>
-
 #include <string>
 #include <utility>
 
 #include "platform/HostClock.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -16,8 +13,8 @@ Fehler fehlt(const std::string& erweiterung) {
   return {"x11", XCB_REQUEST, "dem X-Server fehlt die Erweiterung " + erweiterung};
 }
 
-bool vorhanden(xcb_connection_t* c, xcb_extension_t& erweiterung) {
-  const auto* daten = xcb_get_extension_data(c, &erweiterung);
+bool vorhanden(xcb_connection_t* c, xcb_extension_t* erweiterung) {
+  const auto* daten = xcb_get_extension_data(c, erweiterung);
   return daten != nullptr && daten->present != 0;
 }
 
@@ -34,7 +31,7 @@ X11Aufnahme::X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfigurat
 Ergebnis X11Aufnahme::beginne() {
   xcb_connection_t* c = verbindung_.get();
   for (xcb_extension_t* erweiterung :
-       {&xcb_composite_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_shm_id}) {
+       {xcb_composite_id, xcb_damage_id, xcb_xfixes_id, xcb_shm_id}) {
     xcb_prefetch_extension_data(c, erweiterung);
   }
   if (!vorhanden(c, xcb_composite_id)) return fehlt("Composite");

@@ -24,7 +24,7 @@ bool istOertlich(int fd) {
 
 X11Bildspeicher::X11Bildspeicher(const X11Verbindung& verbindung, bool mitSegment)
     : verbindung_(verbindung) {
-  const auto* erweiterung = xcb_get_extension_data(verbindung.get(), &xcb_shm_id);
+  const auto* erweiterung = xcb_get_extension_data(verbindung.get(), xcb_shm_id);
   geteilt_ = mitSegment && erweiterung != nullptr && erweiterung->present != 0 &&
              istOertlich(xcb_get_file_descriptor(verbindung.get()));
 }

@@ -8,13 +8,11 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/shm.h>
-#include <xcb/xcb.h>
-
 #include <cstddef>
 #include <cstdint>
 
 #include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 

@@ -3,13 +3,12 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/xcb.h>
-
 #include <cstdint>
 #include <span>
 #include <string_view>
 
 #include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 

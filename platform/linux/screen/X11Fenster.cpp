@@ -1,9 +1,9 @@
 #include "platform/linux/screen/X11Fenster.h"
 
-#include <xcb/composite.h>
-
 #include <algorithm>
 #include <string>
+
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
@@ -107,7 +107,7 @@ Ergebnis X11Fenster::beginne() {
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   const std::uint8_t art = ereignis.response_type & 0x7F;
-  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), &xcb_damage_id);
+  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
   if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
     const auto& meldung = reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis);
     if (meldung.damage == schaden_) veraendert_ = true;

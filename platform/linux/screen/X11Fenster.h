@@ -14,14 +14,12 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/damage.h>
-#include <xcb/xcb.h>
-
 #include <memory>
 #include <vector>
 
 #include "base/Fehler.h"
 #include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 

@@ -8,7 +8,7 @@
 #include <ctime>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 #include "platform/linux/screen/X11Aufnahme.h"
 
 namespace hallkorb {

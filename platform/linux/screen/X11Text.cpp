@@ -5,37 +5,12 @@
 #include <cstdint>
 #include <optional>
 
+#include "base/Text.h"
+
 namespace hallkorb {
 namespace {
 
-constexpr std::string_view ERSATZ = "\xEF\xBF\xBD";  // U+FFFD
 constexpr char ESC = '\x1B';
-
-// The length of the UTF-8 character that `text` begins with; 0 where it is none (Unicode, table
-// 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
-std::size_t zeichenLaenge(std::string_view text) {
-  const auto byte = [&](std::size_t i) {
-    return i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{0};
-  };
-  const auto folgt = [&](std::size_t i, std::uint8_t von = 0x80, std::uint8_t bis = 0xBF) {
-    return byte(i) >= von && byte(i) <= bis;
-  };
-  const std::uint8_t erstes = byte(0);
-  if (text.empty()) return 0;
-  if (erstes < 0x80) return 1;
-  if (erstes >= 0xC2 && erstes <= 0xDF) return folgt(1) ? 2 : 0;
-  if (erstes >= 0xE0 && erstes <= 0xEF) {
-    const std::uint8_t von = erstes == 0xE0 ? 0xA0 : 0x80;
-    const std::uint8_t bis = erstes == 0xED ? 0x9F : 0xBF;
-    return folgt(1, von, bis) && folgt(2) ? 3 : 0;
-  }
-  if (erstes >= 0xF0 && erstes <= 0xF4) {
-    const std::uint8_t von = erstes == 0xF0 ? 0x90 : 0x80;
-    const std::uint8_t bis = erstes == 0xF4 ? 0x8F : 0xBF;
-    return folgt(1, von, bis) && folgt(2) && folgt(3) ? 4 : 0;
-  }
-  return 0;
-}
 
 void haengeLatin1An(std::string& text, char zeichen) {
   const auto wert = static_cast<std::uint8_t>(zeichen);
@@ -49,16 +24,9 @@ void haengeLatin1An(std::string& text, char zeichen) {
 
 // Appends the character that `rest` begins with, or the replacement; returns the bytes taken.
 std::size_t haengeUtf8An(std::string& text, std::string_view rest) {
-  const std::size_t laenge = zeichenLaenge(rest);
-  text += laenge > 0 ? rest.substr(0, laenge) : ERSATZ;
+  const std::size_t laenge = utf8Laenge(rest);
+  text += laenge > 0 ? rest.substr(0, laenge) : UTF8_ERSATZ;
   return laenge > 0 ? laenge : 1;
-}
-
-std::string ausUtf8(std::string_view bytes) {
-  std::string text;
-  while (!bytes.empty())
-    bytes.remove_prefix(haengeUtf8An(text, bytes));
-  return text;
 }
 
 std::string ausLatin1(std::string_view bytes) {
@@ -122,7 +90,7 @@ std::string ausCompoundText(std::string_view bytes) {
       const Umschaltung neu = liesUmschaltung(bytes);
       links = neu.links.value_or(links);
       rechts = neu.rechts.value_or(rechts);
-      if (neu.fremdes) text += ERSATZ;
+      if (neu.fremdes) text += UTF8_ERSATZ;
       bytes.remove_prefix(neu.laenge);
       continue;
     }
@@ -131,7 +99,7 @@ std::string ausCompoundText(std::string_view bytes) {
     if (satz == Satz::UTF8) {
       laenge = haengeUtf8An(text, bytes);
     } else if (satz == Satz::FREMD) {
-      text += ERSATZ;
+      text += UTF8_ERSATZ;
     } else {
       haengeLatin1An(text, bytes.front());
     }
@@ -142,20 +110,11 @@ std::string ausCompoundText(std::string_view bytes) {
 
 }  // namespace
 
-bool istUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::size_t laenge = zeichenLaenge(bytes);
-    if (laenge == 0) return false;
-    bytes.remove_prefix(laenge);
-  }
-  return true;
-}
-
 std::string x11Text(X11TextArt art, std::string_view bytes) {
   bytes = bytes.substr(0, bytes.find('\0'));
   switch (art) {
     case X11TextArt::UTF8:
-      return ausUtf8(bytes);
+      return alsUtf8(bytes);
     case X11TextArt::STRING:
       return istUtf8(bytes) ? std::string(bytes) : ausLatin1(bytes);
     case X11TextArt::COMPOUND:

@@ -19,7 +19,6 @@ namespace hallkorb {
 
 enum class X11TextArt { UTF8, STRING, COMPOUND };
 
-[[nodiscard]] bool istUtf8(std::string_view bytes);
 // `bytes` up to the first null byte, as valid UTF-8; what cannot be read becomes U+FFFD.
 [[nodiscard]] std::string x11Text(X11TextArt art, std::string_view bytes);
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 #include "platform/linux/screen/X11Anschluss.h"
 
 namespace hallkorb {

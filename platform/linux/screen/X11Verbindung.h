@@ -11,8 +11,6 @@
 // One thread uses the connection; brichAb() any thread.
 #pragma once
 
-#include <xcb/xcb.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -23,6 +21,7 @@
 
 #include "base/Fehler.h"
 #include "platform/linux/Deskriptor.h"
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 

@@ -1,11 +1,11 @@
 #include "platform/linux/screen/X11Zeiger.h"
 
-#include <xcb/xfixes.h>
+#include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 
 X11Zeiger::X11Zeiger(const X11Verbindung& verbindung) : verbindung_(verbindung) {
-  const auto* erweiterung = xcb_get_extension_data(verbindung.get(), &xcb_xfixes_id);
+  const auto* erweiterung = xcb_get_extension_data(verbindung.get(), xcb_xfixes_id);
   ereignisNummer_ = static_cast<std::uint8_t>(erweiterung->first_event + XCB_XFIXES_CURSOR_NOTIFY);
   xcb_xfixes_select_cursor_input(verbindung.get(), verbindung.schirm().root,
                                  XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);

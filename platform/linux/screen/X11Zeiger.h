@@ -7,12 +7,11 @@
 // The thread of the connection.
 #pragma once
 
-#include <xcb/xcb.h>
-
 #include <cstdint>
 #include <optional>
 
 #include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 #include "platform/linux/screen/Zeigerbild.h"
 
 namespace hallkorb {

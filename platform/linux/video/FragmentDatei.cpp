@@ -13,10 +13,6 @@
 
 #include "platform/linux/video/H264Kodierer.h"
 
-extern "C" {
-#include <libavutil/opt.h>
-}
-
 namespace hallkorb {
 namespace {
 

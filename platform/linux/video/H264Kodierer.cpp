@@ -4,10 +4,6 @@
 #include <string>
 #include <utility>
 
-extern "C" {
-#include <libavutil/opt.h>
-}
-
 namespace hallkorb {
 namespace {
 

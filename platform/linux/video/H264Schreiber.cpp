@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 #include "platform/HostClock.h"
 #include "platform/linux/BgrBild.h"
 #include "platform/linux/video/Mp4Umbau.h"

@@ -1,56 +1,32 @@
 #include "platform/linux/video/Libav.h"
 
-#include <dlfcn.h>
-
 #include <array>
-#include <cerrno>
+#include <string>
+
+#include "platform/linux/Bibliothek.h"
 
 namespace hallkorb {
 namespace {
 
 LibavRufe rufe;
 
-// A library by the name that the dynamic linker knows it by; it stays for the life of the process.
-class Bibliothek {
- public:
-  Bibliothek(const char* name, int version)
-      : name_(std::string(name) + ".so." + std::to_string(version)),
-        griff_(::dlopen(name_.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
-
-  // Fills `zeiger` with the function `ruf`; notes what is missing.
-  template <class Zeiger>
-  void finde(const char* ruf, Zeiger& zeiger) {
-    if (griff_ != nullptr) zeiger = reinterpret_cast<Zeiger>(::dlsym(griff_, ruf));
-    if (zeiger == nullptr) vollstaendig_ = false;
-  }
-
-  [[nodiscard]] Ergebnis ergebnis() const {
-    if (vollstaendig_) return std::nullopt;
-    return Fehler{"libav", ENOSYS, "fuer das Video fehlt die Bibliothek " + name_};
-  }
-
- private:
-  std::string name_;
-  void* griff_;
-  bool vollstaendig_ = true;
-};
-
 Ergebnis lade() {
-#define HALLKORB_FINDE(name) bibliothek.finde(#name, rufe.name);
+#define HALLKORB_FINDE_RUF(name) bibliothek.finde(#name, rufe.name);
+  if (auto fehler = ladeAvutil()) return fehler;
   {
-    Bibliothek bibliothek("libavcodec", LIBAVCODEC_VERSION_MAJOR);
-    HALLKORB_LIBAVCODEC(HALLKORB_FINDE)
-    if (auto fehler = bibliothek.ergebnis()) return fehler;
+    Bibliothek bibliothek("libavcodec.so." + std::to_string(LIBAVCODEC_VERSION_MAJOR));
+    HALLKORB_LIBAVCODEC(HALLKORB_FINDE_RUF)
+    if (auto fehler = bibliothek.ergebnis("libav")) return fehler;
   }
   {
-    Bibliothek bibliothek("libavformat", LIBAVFORMAT_VERSION_MAJOR);
-    HALLKORB_LIBAVFORMAT(HALLKORB_FINDE)
-    if (auto fehler = bibliothek.ergebnis()) return fehler;
+    Bibliothek bibliothek("libavformat.so." + std::to_string(LIBAVFORMAT_VERSION_MAJOR));
+    HALLKORB_LIBAVFORMAT(HALLKORB_FINDE_RUF)
+    if (auto fehler = bibliothek.ergebnis("libav")) return fehler;
   }
-  Bibliothek bibliothek("libswscale", LIBSWSCALE_VERSION_MAJOR);
-  HALLKORB_LIBSWSCALE(HALLKORB_FINDE)
-#undef HALLKORB_FINDE
-  return bibliothek.ergebnis();
+  Bibliothek bibliothek("libswscale.so." + std::to_string(LIBSWSCALE_VERSION_MAJOR));
+  HALLKORB_LIBSWSCALE(HALLKORB_FINDE_RUF)
+#undef HALLKORB_FINDE_RUF
+  return bibliothek.ergebnis("libav");
 }
 
 }  // namespace

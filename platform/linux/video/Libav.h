@@ -14,7 +14,6 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/frame.h>
 #include <libswscale/swscale.h>
 }
 
@@ -23,6 +22,7 @@ extern "C" {
 #include <string>
 
 #include "base/Fehler.h"
+#include "platform/linux/Avutil.h"
 
 namespace hallkorb {
 
@@ -38,7 +38,7 @@ using AvioSchreibBytes = std::uint8_t;
 [[nodiscard]] Ergebnis ladeLibav();
 
 // The functions in use, by the names and with the signatures that their headers give them. Those of
-// libavutil are linked in: the resampler needs that library anyway.
+// libavutil are the resampler's too (Avutil.h).
 // clang-format off
 #define HALLKORB_LIBAVCODEC(RUF)                                                              \
   RUF(av_packet_alloc) RUF(av_packet_free) RUF(av_packet_move_ref) RUF(av_packet_rescale_ts)  \

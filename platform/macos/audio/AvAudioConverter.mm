@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/Objekte.h"
 

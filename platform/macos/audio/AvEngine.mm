@@ -71,14 +71,17 @@ class AvEngine final : public EngineAufrufe {
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     @autoreleasepool {
       const auto uebersetzer = std::make_shared<PcmUebersetzer>();
+      // Out here: a block inside the lambda would capture references to the lambda's captures, and
+      // those are gone when it is called.
+      const AVAudioNodeTapBlock abgriff = ^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
+        gibWeiter(puffer, wann, *uebersetzer, empfaenger);
+      };
       return ohneAusnahme([&] {
         AVAudioInputNode* knoten = engine_.inputNode;
         [knoten installTapOnBus:0
                      bufferSize:frames
                          format:[knoten outputFormatForBus:0]
-                          block:^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
-                            gibWeiter(puffer, wann, *uebersetzer, empfaenger);
-                          }];
+                          block:abgriff];
       });
     }
   }

@@ -7,7 +7,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/Faden.h"
+#include "base/Faden.h"
 #include "platform/macos/Fehlertexte.h"
 
 namespace hallkorb {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "base/Ausgabe.h"
+#include "base/Abbruch.h"
 
 namespace hallkorb {
 namespace {

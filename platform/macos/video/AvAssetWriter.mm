@@ -110,11 +110,11 @@ class AvSchreiber final : public SchreiberAufrufe {
   }
 
   Ergebnis schliesseAb(std::function<void()> fertig) override {
-    return rufe([&] {
-      [writer_ finishWritingWithCompletionHandler:^{
-        fertig();
-      }];
-    });
+    // Out here: a block inside the lambda would capture a reference to `fertig`.
+    void (^const abschluss)(void) = ^{
+      fertig();
+    };
+    return rufe([&] { [writer_ finishWritingWithCompletionHandler:abschluss]; });
   }
 
  private:

@@ -200,7 +200,15 @@ struct Chunks {
 Chunks sollChunks(const Gespraech& g, const std::string& ordner) {
   const AusgabeFaenger ausgaben;
   EchoStrecke strecke(20);
-  ChannelChunker chunker("me", ordner, 16000.0, 25.0, true, 1.2, 15.0, 0.6, 0.006F);
+  ChannelChunker chunker({.channel = "me",
+                          .outDir = ordner,
+                          .rate = 16000.0,
+                          .chunkSeconds = 25.0,
+                          .turnMode = true,
+                          .minSeconds = 1.2,
+                          .maxSeconds = 15.0,
+                          .silenceSeconds = 0.6,
+                          .silenceRms = 0.006F});
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
     chunker.append(samples, &sprache);
   };

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "audiofiles/Wav.h"
-#include "base/Ausgabe.h"
+#include "base/Text.h"
 #include "tests/echo/szenen/Bewertung.h"
 #include "tests/echo/szenen/Stimmen.h"
 

@@ -31,21 +31,6 @@ TEST(X11Text, BytesThatAreNoUtf8AreReplacedOneByOne) {
             "a" + std::string(ERSATZ) + std::string(ERSATZ));
 }
 
-TEST(X11Text, KnowsWhatIsNoUtf8) {
-  EXPECT_TRUE(istUtf8("\xC2\x80"));
-  EXPECT_FALSE(istUtf8("\xC1\xBF"));  // overlong
-  EXPECT_TRUE(istUtf8("\xE0\xA0\x80"));
-  EXPECT_FALSE(istUtf8("\xE0\x9F\xBF"));  // overlong
-  EXPECT_TRUE(istUtf8("\xED\x9F\xBF"));
-  EXPECT_FALSE(istUtf8("\xED\xA0\x80"));  // surrogate
-  EXPECT_TRUE(istUtf8("\xF0\x90\x80\x80"));
-  EXPECT_FALSE(istUtf8("\xF0\x8F\xBF\xBF"));  // overlong
-  EXPECT_TRUE(istUtf8("\xF4\x8F\xBF\xBF"));
-  EXPECT_FALSE(istUtf8("\xF4\x90\x80\x80"));  // above U+10FFFF
-  EXPECT_FALSE(istUtf8("\xF5\x80\x80\x80"));
-  EXPECT_FALSE(istUtf8("\x80"));
-}
-
 TEST(X11Text, StringIsLatin1UnlessItIsUtf8) {
   EXPECT_EQ(x11Text(X11TextArt::STRING,
                     "Gr\xF6\xDF"

@@ -7,7 +7,7 @@
 
 namespace hallkorb::kern::HALLKORB_KERN {
 
-inline constexpr Kern tabelle(const char* name) {
+inline constexpr Kernsatz tabelle(const char* name) {
   return {name,         fft,           fftGross,        fftGrossHin, fftGrossHer,  paarMischen,
           paarTrennen,  skalarprodukt, differenz,       abstand,     skalieren,    vorfilter,
           deemphase,    gradient,      filtern,         glaetten,    schrittweite, anlaufschritt,

@@ -1,14 +1,15 @@
-// The inner loops of the echo code, once for each instruction set, chosen when the program runs.
+// The inner loops of the echo code (the kernels), compiled for each instruction set and chosen at
+// run time.
 //
-// Everything here is arithmetic on plain arrays: no decision of the method is taken in a kernel,
-// and nothing is kept between calls. One source (the headers beside this one) is compiled several
-// times, with vectors of 8, 4 or 2 doubles; the results differ in the last bits only, by the order
-// of sums and by fused multiplication and addition.
+// A kernel is arithmetic on plain arrays: it takes no decision and keeps nothing between calls. One
+// source (the headers beside this one) is compiled several times, with vectors of 8, 4 or 2
+// doubles; the results differ only in the last bits, by the order of sums and by fused
+// multiplication and addition.
 //
 // Shapes: N = 256 samples a block, K = 512 points a transform. The spectrum of a real signal is
 // kept as bins 0..256 in rows of ZEILE = 264 doubles, a whole number of the longest vectors; the
 // seven values after the last bin are 0 wherever they could reach a sum. Arrays are 64-byte
-// aligned unless told otherwise and do not overlap.
+// aligned unless stated otherwise and do not overlap.
 #pragma once
 
 #include <cstddef>
@@ -19,9 +20,13 @@ inline constexpr std::size_t N = 256;
 inline constexpr std::size_t K = 512;
 inline constexpr std::size_t HALB = K / 2 + 1;
 inline constexpr std::size_t ZEILE = 264;
-// Arrays of a full complex spectrum have this many values, so that the mirrored bin of bin 0 may be
-// looked for at K.
+// Arrays of a full complex spectrum have this many values, so that the mirror image of bin 0 may be
+// read and written at K.
 inline constexpr std::size_t VOLL = K + 8;
+
+// Pre-emphasis of both signals, undone in the output: it evens out the spectrum of speech, on which
+// the filter then learns at the same speed in all bins.
+inline constexpr double VORBETONUNG = 0.9;
 
 // A spectrum of a real signal; real and imaginary parts, ZEILE each.
 struct Spektrum {
@@ -84,7 +89,7 @@ struct VorfilterZustand {
   double preD;
 };
 
-struct Kern {
+struct Kernsatz {
   const char* name;
 
   // --- FFT: forward; the inverse is the same with re and im exchanged. ---
@@ -169,20 +174,20 @@ struct Kern {
                    const double* wi, double faktor, std::size_t anzahl, double* summe);
 };
 
-// The variants; null where the compiler or the processor family does not have them.
-const Kern* kernAvx512();
-const Kern* kernAvx2();
-const Kern* kernBasis();
+// The variants; null if the compiler or the processor family does not have them.
+const Kernsatz* kernAvx512();
+const Kernsatz* kernAvx2();
+const Kernsatz* kernBasis();
 
 enum class Befehlssatz { basis, avx2, avx512 };
 
 // The variant for an instruction set; null if it was not built or this processor lacks it.
-[[nodiscard]] const Kern* fuer(Befehlssatz befehlssatz);
+[[nodiscard]] const Kernsatz* fuer(Befehlssatz befehlssatz);
 
-// The variant that every object made from now on uses: the widest that the processor has.
-[[nodiscard]] const Kern& bester();
+// The variant that objects made from now on use: the widest that the processor has.
+[[nodiscard]] const Kernsatz& bester();
 
-// Narrows bester() for tests and benchmarks. Not while objects are being made on other threads.
-void beschraenken(const Kern* kern);
+// Fixes what bester() returns, for tests and benchmarks. Not while other threads make objects.
+void beschraenken(const Kernsatz* kern);
 
 }  // namespace hallkorb::kern

@@ -1,7 +1,8 @@
-#include "platform/Faden.h"
+#include "base/Faden.h"
 
 #include <pthread.h>
 
+#include <cerrno>
 #include <csignal>
 
 namespace hallkorb {
@@ -20,6 +21,10 @@ void beginneFaden(const std::string& name) {
     sigdelset(&signale, eigenes);
   }
   pthread_sigmask(SIG_BLOCK, &signale, nullptr);
+}
+
+Fehler keinFaden() {
+  return {"posix", EAGAIN, "das System gibt keinen Thread mehr her"};
 }
 
 }  // namespace hallkorb

@@ -1,4 +1,4 @@
-#include "echo/kern/Kern.h"
+#include "echo/kern/Kernsatz.h"
 
 #include <initializer_list>
 
@@ -6,13 +6,13 @@ namespace hallkorb::kern {
 
 namespace {
 
-const Kern*& beschraenkung() {
-  static const Kern* kern = nullptr;
+const Kernsatz*& beschraenkung() {
+  static const Kernsatz* kern = nullptr;
   return kern;
 }
 
 bool prozessorHat(Befehlssatz befehlssatz) {
-#if defined(__x86_64__) && !defined(__APPLE__)  // there the build makes none but the basis
+#if defined(__x86_64__) && !defined(__APPLE__)  // on macOS only the basis is built
   switch (befehlssatz) {
     case Befehlssatz::avx512:
       return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq");
@@ -27,7 +27,7 @@ bool prozessorHat(Befehlssatz befehlssatz) {
 
 }  // namespace
 
-const Kern* fuer(Befehlssatz befehlssatz) {
+const Kernsatz* fuer(Befehlssatz befehlssatz) {
   if (!prozessorHat(befehlssatz)) return nullptr;
   switch (befehlssatz) {
     case Befehlssatz::avx512:
@@ -40,15 +40,15 @@ const Kern* fuer(Befehlssatz befehlssatz) {
   return kernBasis();
 }
 
-const Kern& bester() {
+const Kernsatz& bester() {
   if (beschraenkung() != nullptr) return *beschraenkung();
   for (const Befehlssatz befehlssatz : {Befehlssatz::avx512, Befehlssatz::avx2}) {
-    if (const Kern* kern = fuer(befehlssatz)) return *kern;
+    if (const Kernsatz* kern = fuer(befehlssatz)) return *kern;
   }
   return *kernBasis();
 }
 
-void beschraenken(const Kern* kern) {
+void beschraenken(const Kernsatz* kern) {
   beschraenkung() = kern;
 }
 

@@ -1,0 +1,59 @@
+// The supervision of the window video: which window is recorded, and what the host reads about it.
+//
+// It starts patiently, looks at the screen every two seconds, follows the meeting when its window
+// changes, and pauses when there is none. docs/meeting.md has its states.
+//
+// Calls into the screen may hang, and the stop then goes on without the supervision. So each of
+// them is followed by a look at the stop: once it has come, the platform may be gone, and nothing
+// but the objects given to the constructor may be touched.
+//
+// One thread.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "meeting/Bildzustand.h"
+#include "meeting/Film.h"
+#include "meeting/Wahl.h"
+#include "platform/Executor.h"
+#include "platform/ScreenCapture.h"
+
+namespace hallkorb {
+
+class Bildaufsicht {
+ public:
+  // Streams deliver to `empfaenger`; `schlaf` is woken by the stop; `zeitNull` is the recording's
+  // beginning in host seconds.
+  Bildaufsicht(ScreenCapture& bildschirm, Film& film, Bildzustand& stand,
+               WindowStreamListener& empfaenger, Schlaf& schlaf, double zeitNull);
+
+  // What every stream is asked for.
+  [[nodiscard]] static StreamKonfiguration konfiguration();
+
+  // Returns after the stop. A meeting window that is missing after `sekunden` is reported once.
+  void laufe(double sekunden);
+
+ private:
+  void suche(double sekunden);
+  [[nodiscard]] std::optional<std::string> versucheStart();
+  void meldeStartfehler(const std::string& text);
+  [[nodiscard]] Ergebnis starteAuf(const Wahl& wahl, const ScreenContent& content);
+  [[nodiscard]] Ergebnis pruefen();
+  [[nodiscard]] Ergebnis umschalten(const Wahl& auf, const ScreenContent& content);
+  [[nodiscard]] Ergebnis richteAuf(std::uint32_t fenster);
+  void pausieren(const std::string& grund);
+  [[nodiscard]] std::string t_s(double zeit) const;
+
+  ScreenCapture& bildschirm_;
+  Film& film_;
+  Bildzustand& stand_;
+  WindowStreamListener& empfaenger_;
+  Schlaf& schlaf_;
+  const double null_;
+
+  Ergebnis startFehler_;        // why the last start failed
+  std::string inventarFehler_;  // why the screen could not be asked; empty if it could
+};
+
+}  // namespace hallkorb

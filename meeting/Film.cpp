@@ -1,0 +1,94 @@
+#include "meeting/Film.h"
+
+#include <cinttypes>
+#include <utility>
+
+#include "base/Ausgabe.h"
+#include "base/Text.h"
+#include "platform/HostClock.h"
+
+namespace hallkorb {
+namespace {
+
+std::string text(const Ergebnis& fehler) {
+  return fehler ? fehler->description : "unbekannt";
+}
+
+}  // namespace
+
+Film::Film(std::string ziel, VideoWriterFactory& schreiber, Dateien& dateien)
+    : ziel_(std::move(ziel)), schreiber_(schreiber), dateien_(dateien) {}
+
+VideoEinstellungen Film::einstellungen() {
+  return {.breite = BREITE,
+          .hoehe = HOEHE,
+          .bitrate = 1'400'000,
+          .schluesselbildAbstand = 30,
+          .bilderJeSekunde = 15.0};
+}
+
+Ergebnis Film::writerAnlegen() {
+  if (schreiberAngelegt_) return std::nullopt;
+  dateien_.loeschen(ziel_);
+  Fehler fehler;
+  auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
+  if (!writer) return fehler;
+  schreiberAngelegt_ = true;
+  const std::lock_guard halter(lock_);
+  writer_ = std::move(writer);
+  return std::nullopt;
+}
+
+void Film::nimm(const Bild& bild) {
+  if (bild.status() != BildStatus::vollstaendig) return;
+  const std::lock_guard halter(lock_);
+  if (!writer_) return;
+  if (!basis_) beginne(bild.zeit());
+  if (writer_->schreibt()) {
+    if (!writer_->bereit()) {
+      ++verworfen_;
+    } else if (writer_->haengeAn(bild)) {
+      ++frames_;
+    }
+  }
+  meldeAusfall();
+}
+
+// Tried once: what keeps a file from being begun does not go away by itself.
+void Film::beginne(double zeit) {
+  basis_ = zeit;
+  if (writer_->starte(zeit)) return;
+  ausfallGemeldet_ = true;
+  log("[hallkorb] Video-Schreiber startete nicht: " + text(writer_->fehler()));
+}
+
+void Film::pruefe() {
+  const std::unique_lock halter(lock_, std::try_to_lock);
+  if (halter) meldeAusfall();
+}
+
+void Film::meldeAusfall() {
+  if (!writer_ || !basis_ || ausfallGemeldet_ || writer_->schreibt()) return;
+  ausfallGemeldet_ = true;
+  log("[hallkorb] Video-Schreiber ausgefallen: " + text(writer_->fehler()));
+}
+
+Film::Aufnahme Film::entnimm() {
+  const std::lock_guard halter(lock_);
+  meldeAusfall();
+  return {std::move(writer_), frames_, verworfen_};
+}
+
+bool Film::schliesseAb(const Aufnahme& aufnahme) {
+  if (aufnahme.verworfen > 0) {
+    log(formatiert("[hallkorb] Bild: %" PRId64 " Bilder verworfen, Schreiber nicht bereit",
+                   aufnahme.verworfen));
+  }
+  VideoWriter* writer = aufnahme.writer.get();
+  if (writer == nullptr || aufnahme.frames < 1 || !writer->schreibt()) return false;
+  if (writer->schliesseAb(hostSekunden())) return true;
+  log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
+  return false;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,73 @@
+// The video file of a recording: complete pictures in, in the order of their times.
+//
+// There is one file whatever windows are recorded. It begins with the first complete picture, and
+// its times come from one clock, so while no picture comes the last one stays. A writer that has
+// failed stays so, and is reported once.
+//
+// `lock_` guards everything that changes. It is held while a picture is taken and, with the
+// first picture, while the file is created: a disk that hangs then also holds up the stream's
+// thread and the stop. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "base/Dateien.h"
+#include "platform/VideoWriter.h"
+
+namespace hallkorb {
+
+class Film {
+ public:
+  static constexpr int BREITE = 1280;  // pixels of stream and file
+  static constexpr int HOEHE = 800;
+
+  // What remains to be finished once the pictures have ended.
+  struct Aufnahme {
+    std::unique_ptr<VideoWriter> writer;
+    std::int64_t frames = 0;
+    std::int64_t verworfen = 0;
+  };
+
+  Film(std::string ziel, VideoWriterFactory& schreiber, Dateien& dateien);
+
+  [[nodiscard]] static VideoEinstellungen einstellungen();
+  [[nodiscard]] const std::string& ziel() const { return ziel_; }
+
+  // Removes an earlier recording's file and makes the writer; does nothing once that has succeeded.
+  // The supervision's alone.
+  [[nodiscard]] Ergebnis writerAnlegen();
+  // Puts a picture into the file. One that is not complete, or comes while the writer is not ready,
+  // is dropped.
+  void nimm(const Bild& bild);
+  // Reports a writer that has failed. In a still window no picture comes that would show it. Does
+  // nothing while a picture is being taken.
+  void pruefe();
+
+  // Ends the pictures: one that comes later is dropped.
+  [[nodiscard]] Aufnahme entnimm();
+  // Finishes the file; false, with the reason logged, if there is no whole video.
+  [[nodiscard]] static bool schliesseAb(const Aufnahme& aufnahme);
+
+ private:
+  // With `lock_` held.
+  void beginne(double zeit);
+  void meldeAusfall();
+
+  const std::string ziel_;  // the file's path
+  VideoWriterFactory& schreiber_;
+  Dateien& dateien_;
+  bool schreiberAngelegt_ = false;  // the supervision's own
+
+  std::mutex lock_;
+  std::unique_ptr<VideoWriter> writer_;
+  std::optional<double> basis_;  // time of the first picture, host seconds
+  std::int64_t frames_ = 0;      // pictures in the file
+  std::int64_t verworfen_ = 0;   // pictures that came while the writer was not ready
+  bool ausfallGemeldet_ = false;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,35 @@
+// libavutil, loaded late (Bibliothek.h): what the resampler and the video share.
+//
+// Any thread, after ladeAvutil() has succeeded.
+#pragma once
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
+#include <libavutil/error.h>
+#include <libavutil/frame.h>
+#include <libavutil/log.h>
+#include <libavutil/mem.h>
+#include <libavutil/opt.h>
+#include <libavutil/rational.h>
+}
+
+#include "base/Fehler.h"
+#include "platform/linux/Bibliothek.h"
+
+// clang-format off
+#define HALLKORB_AVUTIL(RUF)                                                                  \
+  RUF(av_d2q) RUF(av_dict_free) RUF(av_dict_set) RUF(av_dict_set_int) RUF(av_frame_alloc)     \
+  RUF(av_frame_free) RUF(av_frame_get_buffer) RUF(av_freep) RUF(av_log_set_level)             \
+  RUF(av_malloc) RUF(av_opt_set) RUF(av_opt_set_chlayout) RUF(av_opt_set_double)              \
+  RUF(av_opt_set_int) RUF(av_opt_set_sample_fmt) RUF(av_strerror)
+// clang-format on
+
+namespace hallkorb {
+
+HALLKORB_AVUTIL(HALLKORB_DEKLARIERE)
+
+// Loads the library, once, in the version that the program was built with.
+[[nodiscard]] Ergebnis ladeAvutil();
+
+}  // namespace hallkorb

@@ -1,0 +1,56 @@
+// Libraries that are loaded when they are first needed, not with the program.
+//
+// The dynamic linker maps and relocates every library that a program is linked with before the
+// program's first instruction, and until then a signal ends the process as if it had no wish of its
+// own. Linked with all that a recording uses, that took 3 ms on an idle computer and up to 25 ms on
+// a busy one; with the C library alone it is a fifth of that. A computer that lacks one of the
+// libraries also gets a reason in words, and runs what needs no such library.
+//
+// A header that stands before such a library (Avutil.h, audio/Pipewire.h, screen/Xcb.h, ...) lists
+// the functions in use and declares for each a pointer of the same name in `namespace hallkorb`,
+// which hides the function itself there. So calls read as the library's manual has them. A function
+// that is missing from the list does not link.
+//
+// Any thread. A library stays for the life of the process.
+#pragma once
+
+#include <dlfcn.h>
+
+#include <cerrno>
+#include <string>
+
+#include "base/Fehler.h"
+
+namespace hallkorb {
+
+class Bibliothek {
+ public:
+  // `name` as the dynamic linker knows the library.
+  explicit Bibliothek(std::string name)
+      : name_(std::move(name)), griff_(::dlopen(name_.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+
+  // Points `zeiger` to what the library calls `ruf`; notes what is missing.
+  template <class T>
+  void finde(const char* ruf, T*& zeiger) {
+    if (griff_ != nullptr) zeiger = reinterpret_cast<T*>(::dlsym(griff_, ruf));
+    if (zeiger == nullptr) vollstaendig_ = false;
+  }
+
+  // Fails, in the given domain, if the library or something that was sought in it is not there.
+  [[nodiscard]] Ergebnis ergebnis(const char* domain) const {
+    if (vollstaendig_ && griff_ != nullptr) return std::nullopt;
+    return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + " fehlt"};
+  }
+
+ private:
+  std::string name_;
+  void* griff_;
+  bool vollstaendig_ = true;
+};
+
+}  // namespace hallkorb
+
+// For lists of functions: declares, defines and finds one of them. The last wants a `bibliothek`.
+#define HALLKORB_DEKLARIERE(name) extern decltype(&::name) name;
+#define HALLKORB_DEFINIERE(name) decltype(&::name) name = nullptr;
+#define HALLKORB_FINDE(name) bibliothek.finde(#name, name);

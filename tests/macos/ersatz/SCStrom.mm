@@ -1,0 +1,211 @@
+// Stand-in for a capture stream of ScreenCaptureKit.
+#include <dispatch/dispatch.h>
+#import <ScreenCaptureKit/ScreenCaptureKit.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "tests/macos/ersatz/Antworten.h"
+#include "tests/macos/ersatz/Ersatz.h"
+#include "tests/macos/ersatz/HKProbe.h"
+
+#pragma clang diagnostic ignored "-Wprotocol"
+#pragma clang diagnostic ignored "-Wincomplete-implementation"
+#pragma clang diagnostic ignored "-Wobjc-property-implementation"
+#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
+
+using namespace hallkorb::ersatz;
+using bildschirm::Frage;
+
+namespace {
+
+struct Stand {
+  std::mutex lock;
+  __weak SCStream* gestarteter = nil;
+  std::map<std::string, double> konfiguration;
+  std::string queue;
+};
+Stand& stand() {
+  static auto& einer = *new Stand;
+  return einer;
+}
+std::atomic<bool> ausgangScheitert{false};
+std::atomic<bool> gibtKeinen{false};
+std::atomic<long> zuFrueh{0};
+
+std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
+  return {
+      {"width", static_cast<double>(c.width)},
+      {"height", static_cast<double>(c.height)},
+      {"capturesAudio", static_cast<double>(c.capturesAudio)},
+      {"excludesCurrentProcessAudio", static_cast<double>(c.excludesCurrentProcessAudio)},
+      {"sampleRate", static_cast<double>(c.sampleRate)},
+      {"channelCount", static_cast<double>(c.channelCount)},
+      {"queueDepth", static_cast<double>(c.queueDepth)},
+      {"pixelFormat", static_cast<double>(c.pixelFormat)},
+      {"showsCursor", static_cast<double>(c.showsCursor)},
+      {"scalesToFit", static_cast<double>(c.scalesToFit)},
+      {"preservesAspectRatio", static_cast<double>(c.preservesAspectRatio)},
+      {"minimumFrameInterval",
+       static_cast<double>(c.minimumFrameInterval.value) / c.minimumFrameInterval.timescale},
+  };
+}
+
+}  // namespace
+
+@implementation SCStreamConfiguration
+- (instancetype)init {
+  if ((self = [super init]) != nil) _preservesAspectRatio = YES;  // the platform's default
+  return self;
+}
+@end
+
+@implementation SCStream {
+  __weak id<SCStreamDelegate> _delegat;
+  SCContentFilter* _filter;
+ @public
+  std::atomic<bool> _laeuft;
+  std::atomic<int> _offen;  // stops that are not answered
+  __weak id<SCStreamOutput> _ausgang;
+  SCStreamOutputType _typ;
+  dispatch_queue_t _queue;
+}
+- (instancetype)initWithFilter:(SCContentFilter*)filter
+                 configuration:(SCStreamConfiguration*)konfiguration
+                      delegate:(id<SCStreamDelegate>)delegat {
+  if (gibtKeinen) return nil;
+  _filter = filter;
+  _delegat = delegat;
+  const std::lock_guard halter(stand().lock);
+  stand().konfiguration = werteVon(konfiguration);
+  return self;
+}
+- (void)dealloc {
+  if (_laeuft || _offen > 0) ++zuFrueh;
+}
+- (BOOL)addStreamOutput:(id<SCStreamOutput>)ausgang
+                   type:(SCStreamOutputType)typ
+     sampleHandlerQueue:(dispatch_queue_t)queue
+                  error:(NSError**)error {
+  if (_ausgang != nil || ausgangScheitert) {
+    if (error != nullptr) *error = dienstFehler(SCStreamErrorInvalidParameter);
+    return NO;
+  }
+  _ausgang = ausgang;
+  _typ = typ;
+  _queue = queue;
+  const std::lock_guard halter(stand().lock);
+  stand().queue = dispatch_queue_get_label(queue);
+  return YES;
+}
+// The service holds a stream while it works on a call to it, and only then.
+- (void)startCaptureWithCompletionHandler:(void (^)(NSError*))fertig {
+  antworteAuf(Frage::start, ^{
+    if (NSError* error = antwortFehler(Frage::start)) return fertig(error);
+    if (self->_laeuft) return fertig(dienstFehler(SCStreamErrorAttemptToStartStreamState));
+    self->_laeuft = true;
+    {
+      const std::lock_guard halter(stand().lock);
+      stand().gestarteter = self;
+    }
+    fertig(nil);
+  });
+}
+- (void)stopCaptureWithCompletionHandler:(void (^)(NSError*))fertig {
+  ++_offen;
+  // Weakly: who stops a stream keeps it until the answer.
+  __weak SCStream* schwach = self;
+  antworteAuf(Frage::stopp, ^{
+    NSError* error = antwortFehler(Frage::stopp);
+    SCStream* strom = schwach;
+    if (strom != nil) {
+      --strom->_offen;
+      const bool lief = strom->_laeuft.exchange(false);
+      if (error == nil && !lief) error = dienstFehler(SCStreamErrorAttemptToStopStreamState);
+    }
+    fertig(error);
+  });
+}
+- (void)updateContentFilter:(SCContentFilter*)filter completionHandler:(void (^)(NSError*))fertig {
+  antworteAuf(Frage::wechsel, ^{
+    if (NSError* error = antwortFehler(Frage::wechsel)) return fertig(error);
+    if (!self->_laeuft) return fertig(dienstFehler(SCStreamErrorAttemptToUpdateFilterState));
+    self->_filter = filter;
+    fertig(nil);
+  });
+}
+- (void)hkEnde:(NSError*)error {
+  _laeuft = false;
+  [_delegat stream:self didStopWithError:error];
+}
+@end
+
+namespace {
+
+SCStream* gestarteter() {
+  const std::lock_guard halter(stand().lock);
+  return stand().gestarteter;
+}
+
+bool gib(const Probe& probe, SCStreamOutputType typ) {
+  SCStream* strom = gestarteter();
+  if (strom == nil || !strom->_laeuft || strom->_typ != typ) return false;
+  auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe.get()));
+  dispatch_sync(strom->_queue, ^{
+    [strom->_ausgang stream:strom didOutputSampleBuffer:puffer ofType:typ];
+  });
+  return true;
+}
+
+}  // namespace
+
+namespace hallkorb::ersatz::bildschirm {
+
+void ausgangFehler(bool ja) {
+  ausgangScheitert = ja;
+}
+void keinStrom(bool ja) {
+  gibtKeinen = ja;
+}
+
+bool ton(const Ton& ton, const Zeitpunkt& wann) {
+  @autoreleasepool {
+    return gib(tonprobe(ton, wann), SCStreamOutputTypeAudio);
+  }
+}
+
+bool bild(const Schnappschuss& bild, const Zeitpunkt& wann, bool gueltig) {
+  @autoreleasepool {
+    return gib(bildprobe(bild, wann, gueltig), SCStreamOutputTypeScreen);
+  }
+}
+
+void beende(long code, bool mitFehler) {
+  @autoreleasepool {
+    SCStream* strom = gestarteter();
+    dispatch_sync(dienstQueue(), ^{
+      [strom hkEnde:mitFehler ? dienstFehler(code) : nil];
+    });
+  }
+}
+
+std::map<std::string, double> konfiguration() {
+  const std::lock_guard halter(stand().lock);
+  return stand().konfiguration;
+}
+std::string queue() {
+  const std::lock_guard halter(stand().lock);
+  return stand().queue;
+}
+long zuFruehFreigegeben() {
+  return zuFrueh;
+}
+
+}  // namespace hallkorb::ersatz::bildschirm
+
+void hallkorb::ersatz::setzeBildschirmZurueck() {
+  setzeInhaltZurueck();
+  ausgangScheitert = false;
+  gibtKeinen = false;
+  zuFrueh = 0;
+}

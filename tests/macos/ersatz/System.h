@@ -1,0 +1,24 @@
+// How a test plays the system as such: its version, and its own threads coming to rest.
+//
+// Plain C++, any thread.
+#pragma once
+
+namespace hallkorb::ersatz {
+
+// The system's version from now on; 13.0 is the oldest that the program runs on.
+void setzeSystem(int haupt, int neben);
+
+// Waits until no block is left on any queue but the main queue and none is running, so that
+// whatever those held is released. False if that takes more than ten seconds.
+[[nodiscard]] bool ruhe();
+
+// Observers registered with the notification centre, and activities that keep the system awake.
+[[nodiscard]] long beobachter();
+[[nodiscard]] long aktivitaeten();
+// How often the connection to the window server was asked for.
+[[nodiscard]] long fensterserver();
+
+// Everything that a test can set, as at the start of the process.
+void setzeZurueck();
+
+}  // namespace hallkorb::ersatz

@@ -1,0 +1,65 @@
+#include "tests/macos/lauf/ErsatzTest.h"
+
+#include <memory>
+
+#include "platform/macos/MacAufrufe.h"
+#include "tests/macos/ersatz/Mikrofon.h"
+#include "tests/macos/ersatz/Schreiber.h"
+#include "tests/macos/ersatz/System.h"
+
+namespace hallkorb {
+namespace {
+
+// What the stand-ins make once for the process, before anything is counted.
+void waermeAuf() {
+  const auto engine = avEngine();
+  engine->baue();
+  Eingang eingang;
+  static_cast<void>(engine->liesEingang(eingang));
+  static_cast<void>(engine->starte());
+  ersatz::mikrofon::melde();
+  static_cast<void>(engine->stoppe());
+  engine->gibFrei();
+  avAssetWriter()->entferneDatei("/nirgendwo/keine.mp4");
+  screenCaptureKit()->frageInhalt(true, [](const auto&, const auto&) {});
+  static_cast<void>(ersatz::beobachter());
+}
+
+}  // namespace
+
+void ErsatzTest::SetUp() {
+  static const bool warm = [] {
+    waermeAuf();
+    return true;
+  }();
+  static_cast<void>(warm);
+  ersatz::setzeZurueck();
+  ASSERT_TRUE(ersatz::ruhe());
+  vorher_ = laufzeit::lebende();
+  bloecke_ = laufzeit::bloecke();
+  ohnePool_ = laufzeit::ohnePool();
+  beobachter_ = ersatz::beobachter();
+  aktivitaeten_ = ersatz::aktivitaeten();
+}
+
+void ErsatzTest::TearDown() {
+  EXPECT_EQ(ersatz::mikrofon::falscheFreigaben(), 0) << "an engine went on a thread of its own";
+  EXPECT_EQ(ersatz::schreiber::zuFruehFreigegeben(), 0) << "a writer went before it was complete";
+  ersatz::setzeZurueck();
+  ASSERT_TRUE(ersatz::ruhe()) << "blocks still run";
+  EXPECT_EQ(laufzeit::unterschied(vorher_, laufzeit::lebende()), "") << "objects left alive";
+  EXPECT_EQ(laufzeit::bloecke(), bloecke_) << "blocks left alive";
+  EXPECT_EQ(laufzeit::ohnePool(), ohnePool_) << "autoreleased on a thread without a pool";
+  EXPECT_EQ(ersatz::beobachter(), beobachter_) << "observers left";
+  EXPECT_EQ(ersatz::aktivitaeten(), aktivitaeten_) << "activities left";
+}
+
+void ErsatzTest::duldet(const std::string& klasse, long anzahl) {
+  vorher_[klasse] += anzahl;
+}
+
+void ErsatzTest::duldetBloecke(long anzahl) {
+  bloecke_ += anzahl;
+}
+
+}  // namespace hallkorb
