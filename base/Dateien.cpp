@@ -80,7 +80,7 @@ class PosixDateien final : public Dateien {
   }
 
   int zustand(const std::string& pfad, Zustand& ergebnis) override {
-    struct stat wert {};
+    struct stat wert{};
     if (::stat(pfad.c_str(), &wert) != 0) return -errno;
     ergebnis.art = S_ISREG(wert.st_mode)   ? Art::datei
                    : S_ISDIR(wert.st_mode) ? Art::ordner

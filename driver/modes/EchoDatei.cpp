@@ -49,7 +49,7 @@ class Unterbrechung {
   Unterbrechung() {
     nummer_ = 0;
     for (std::size_t i = 0; i < SIGNALE.size(); ++i) {
-      struct sigaction neu {};
+      struct sigaction neu{};
       neu.sa_handler = [](int nummer) { nummer_ = nummer; };
       neu.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
       sigaction(SIGNALE[i], nullptr, &vorher_[i]);

@@ -120,7 +120,9 @@ TEST(WavSchreiberTest, WritesTheFileOfWriteWav) {
 
 TEST(WavSchreiberTest, LeavesNothingBehindUnlessItIsCompleted) {
   const TempOrdner ordner;
-  { WavSchreiber(ordner / "a.wav", 16000.0).schreibe(rampe(100000)); }
+  {
+    WavSchreiber(ordner / "a.wav", 16000.0).schreibe(rampe(100000));
+  }
   EXPECT_TRUE(ordner.namen().empty());
 }
 

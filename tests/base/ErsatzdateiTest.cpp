@@ -49,7 +49,9 @@ TEST(ErsatzdateiTest, AppearsOnlyWhenItIsComplete) {
 
 TEST(ErsatzdateiTest, LeavesNothingBehindUnlessItIsCompleted) {
   const TempOrdner ordner;
-  { Ersatzdatei(ordner / "a").schreibe(NEU); }
+  {
+    Ersatzdatei(ordner / "a").schreibe(NEU);
+  }
   EXPECT_TRUE(ordner.namen().empty());
 }
 
