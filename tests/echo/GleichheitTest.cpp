@@ -300,7 +300,7 @@ void vergleicheStumm(const Stumm& stumm) {
   const szenen::Szene szene = verstummt(stumm);
   EchoStrecke schnell(20);
   const Ergebnisse ist = lauf(schnell, szene.mikro, szene.referenz);
-  vergleiche(ist, einmal(stumm.name, [&] {
+  vergleiche(ist, *einmal(stumm.name, [&] {
                referenz::EchoStrecke wort(20);
                return lauf(wort, szene.mikro, szene.referenz);
              }));
@@ -331,7 +331,7 @@ TEST_P(Gleichheit, WithLevels120DecibelsApart) {
     for (float& wert : leisesMikro ? s.mikro : s.referenz)
       wert *= 1e-6F;
     EchoStrecke schnell(20);
-    vergleiche(lauf(schnell, s.mikro, s.referenz), einmal(name, [&] {
+    vergleiche(lauf(schnell, s.mikro, s.referenz), *einmal(name, [&] {
                  referenz::EchoStrecke wort(20);
                  return lauf(wort, s.mikro, s.referenz);
                }));
