@@ -28,8 +28,8 @@ double sekundenSeitStart() {
 
 std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Dateien& dateien,
                                        Uhr uhr) {
-  // Non-blocking, so that a pipe of that name makes the construction fail instead of hanging it;
-  // for a regular file it has no meaning.
+  // Non-blocking, so that opening a pipe of that name fails instead of hanging. It has no effect on
+  // a regular file.
   const int datei = beharrlich(
       [&] { return dateien.oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, RECHTE_NEU); });
   if (datei < 0) return nullptr;
@@ -41,11 +41,11 @@ RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien,
     : handle_(datei), pfad_(std::move(pfad)), rate_(rate), dateien_(dateien), uhr_(std::move(uhr)) {
   int nummer = kopfNachtragen();
   if (nummer == ESPIPE) {
-    // A pipe or a terminal takes what comes, in order: the header of an empty recording stays.
+    // A pipe or a terminal only takes bytes in order: the header of an empty recording stays.
     nurVoran_ = true;
     nummer = schreibeGanz(*handle_, kopf(rate_, 0), dateien_).nummer;
   }
-  // A disk that is full now may have room in a minute: the header is then written later.
+  // A full disk may have room in a minute: the header is then written later.
   melde(nummer);
 }
 
@@ -68,7 +68,7 @@ void RohWav::schreiben(std::span<const float> samples) {
   const Geschrieben stand = nurVoran_
                                 ? schreibeGanz(*handle_, puffer_, dateien_)
                                 : schreibeGanzAn(*handle_, puffer_, KOPF_BYTES + stelle, dateien_);
-  const std::int64_t ganz = stand.bytes / 2 * 2;  // half a sample is none
+  const std::int64_t ganz = stand.bytes / 2 * 2;  // whole samples only
   if (ganz > 0) bytes_ = static_cast<std::uint32_t>(stelle + ganz);
   verloren_ += anzahl - ganz;
 
@@ -80,8 +80,8 @@ void RohWav::schreiben(std::span<const float> samples) {
   melde(nummer);
 }
 
-// Both size fields are written with the rest of the header, in one call: that never leaves them
-// telling different lengths, and it makes good a header that could not be written before.
+// Both size fields are written with the rest of the header in one call: they never disagree, and a
+// header that could not be written before is made up for.
 int RohWav::kopfNachtragen() {
   letzterKopf_ = uhr_();
   if (nurVoran_) return 0;
@@ -95,8 +95,8 @@ Ergebnis RohWav::schliessen() {
   if (!handle_) return std::nullopt;
   int nummer = 0;
   if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
-    // The last samples were lost; the file is to be as long as the recording all the same. Silence
-    // takes no room on the disk.
+    // The last samples were lost, but the file must be as long as the recording. The silence takes
+    // no room on the disk.
     nummer = -beharrlich([&] { return dateien_.laengeSetzen(*handle_, KOPF_BYTES + laenge_); });
     if (nummer == 0) bytes_ = static_cast<std::uint32_t>(laenge_);
   }

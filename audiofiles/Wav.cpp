@@ -31,8 +31,7 @@ void setzeWort(std::span<std::uint8_t> ziel, std::string_view wort) {
 }
 
 std::int16_t kodiert(float wert) {
-  // The comparison is this way round so that NaN, which compares with nothing, takes the upper
-  // bound.
+  // NaN fails every comparison, and so takes the upper bound.
   const float begrenzt = wert < 1.0F ? std::max(wert, -1.0F) : 1.0F;
   return static_cast<std::int16_t>(begrenzt * 32767.0F);
 }

@@ -22,12 +22,12 @@ namespace {
 // Some systems refuse a single call of 2 GiB or more instead of doing a part of it.
 constexpr std::size_t MAX_JE_RUF = std::size_t{1} << 30U;
 constexpr std::size_t LESEBLOCK = std::size_t{1} << 16U;
-constexpr mode_t RECHTE_NEU = 0666;  // what the user's mask leaves of it
+constexpr mode_t RECHTE_NEU = 0666;  // less the user's mask
 constexpr mode_t RECHTE_ALLE = 0777;
 constexpr int MAX_VERWEISE = 40;
 constexpr int MAX_NAMEN = 1000;
 
-// The result of a system call, with its error number where it failed.
+// The result of a system call, or its negated error number.
 template <class T>
 T oderNummer(T ergebnis) {
   return ergebnis < 0 ? static_cast<T>(-errno) : ergebnis;
@@ -37,7 +37,7 @@ T oderNummer(T ergebnis) {
 constexpr std::chrono::milliseconds PIPE_OHNE_LESER{1000};
 constexpr std::chrono::milliseconds PIPE_OHNE_FORTSCHRITT{5000};
 
-// Where the other end has no room, it is waited for.
+// Waits if the other end has no room.
 ssize_t nachSchreibversuch(ssize_t ergebnis, int datei) {
   if (ergebnis < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
     pollfd wer{datei, POLLOUT, 0};
@@ -112,8 +112,8 @@ std::string ordnerVon(const std::string& pfad) {
   return pfad.substr(0, pfad.rfind('/') + 1);
 }
 
-// The handle that a path like "/dev/fd/3" names. Such an entry cannot be replaced, and to open it
-// anew would be a second position in the same file, or fail for a socket.
+// The handle that a path like "/dev/fd/3" names. Such an entry cannot be replaced, and opening it
+// again would create a second position in the same file, or fail for a socket.
 std::optional<int> offeneDatei(std::string_view pfad) {
   for (const std::string_view anfang : {"/dev/fd/", "/proc/self/fd/"}) {
     if (!pfad.starts_with(anfang)) continue;
@@ -145,8 +145,8 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
   return {{}, {}, ELOOP};
 }
 
-// Opens what is there for writing. A pipe is not waited for longer than a moment: one that nobody
-// reads must cost a chunk and not the recording.
+// Opens an existing target for writing. Waits only a moment for the reader of a pipe: a pipe that
+// nobody reads must cost a chunk and not the recording.
 int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
   const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
   for (;;) {
@@ -156,7 +156,7 @@ int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
   }
 }
 
-// Writes into what `pfad` names, without creating or emptying anything.
+// Writes into an existing target without creating or truncating anything.
 int schreibeHinein(const std::string& pfad, std::span<const std::uint8_t> bytes, Dateien& dateien) {
   const int datei = oeffneVorhandenes(pfad, dateien);
   if (datei < 0) return -datei;
@@ -170,7 +170,7 @@ struct Teil {
   std::string pfad;
 };
 
-// A new file of an unused hidden name. A process that was killed may have left one of our number.
+// A new file with an unused hidden name: a killed process of the same number may have left one.
 Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
   static std::atomic<std::uint64_t> zaehler{0};
   const std::string anfang = ordner + ".hallkorb-" + std::to_string(::getpid()) + "-";
@@ -187,9 +187,9 @@ Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
 // `bisher`: the permissions of the file that is replaced.
 int schreibeDaneben(const std::string& pfad, std::optional<mode_t> bisher,
                     std::span<const std::uint8_t> bytes, Dateien& dateien) {
-  // Opened with the earlier file's permissions, so that nobody reads the new one who could not read
-  // the old one; the user's mask may have taken some away, which the second step puts back. A file
-  // system without permissions refuses that, and loses nothing by it.
+  // Opened with the earlier file's permissions, so that nobody reads the new file who could not
+  // read the old one; rechteSetzen restores what the user's mask took away. A file system without
+  // permissions refuses that, which does no harm.
   const Teil teil = neuesTeil(ordnerVon(pfad), bisher.value_or(RECHTE_NEU), dateien);
   if (teil.datei < 0) return -teil.datei;
   if (bisher) dateien.rechteSetzen(teil.datei, *bisher);
@@ -256,7 +256,7 @@ Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes, std::
 }
 
 int schliesse(int datei, Dateien& dateien) {
-  // Not repeated: the handle is free after an interrupted close, and may be another file's by then.
+  // Not repeated: after an interrupted close the handle is free and may belong to another file.
   const int ergebnis = dateien.schliessen(datei);
   return ergebnis == -EINTR ? 0 : -ergebnis;
 }
@@ -298,7 +298,7 @@ Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien) {
     const std::string teil = pfad.substr(0, ende);
     if (istOrdner(teil, dateien)) continue;
     const int ergebnis = dateien.ordnerAnlegen(teil);
-    // Somebody else may have created it in between.
+    // Another process may have created it in between.
     if (ergebnis < 0 && !istOrdner(teil, dateien)) {
       return Fehler::ausErrno(-ergebnis, "Anlegen des Ordners " + teil);
     }

@@ -1,13 +1,13 @@
-// The files, as this program needs them: a layer of single system calls that tests can make fail,
-// and the few whole operations built on it.
+// Files as this program needs them: a layer of single system calls that tests can make fail, and
+// the few whole operations built on it.
 //
 // Disks fill up, folders vanish and writes come back short while a recording runs, and none of it
-// may cost more than the samples concerned. Such moments cannot be waited for, so every file
+// may cost more than the samples concerned. No test can wait for such moments, so every file
 // operation goes through `Dateien`, whose double in the tests fails the n-th call with a chosen
-// error number. What a caller wants done (a whole write, a file that appears complete) stands above
-// the layer, where short writes and interrupted calls are completed; so that part is tested too.
+// error number. Whole operations (a complete write, a file that appears complete) are built above
+// the layer, where short writes and interrupted calls are continued; so that part is tested too.
 //
-// `posixDateien()` may be used from any thread; the operations on one open file by one at a time.
+// `posixDateien()` may be used from any thread, but one open file by one thread at a time.
 #pragma once
 
 #include <sys/types.h>
@@ -38,13 +38,13 @@ class Dateien {
 
   virtual ~Dateien() = default;
 
-  // Opens a file with the flags of open(2); never inherited by child processes, never made the
-  // controlling terminal. Returns its handle.
+  // Opens a file with the flags of open(2); child processes do not inherit it, and it never becomes
+  // the controlling terminal. Returns its handle.
   virtual int oeffnen(const std::string& pfad, int flags, mode_t rechte) = 0;
-  // Both return the number of bytes moved, which may be less than asked for. lesen: 0 at the end.
+  // Both return the number of bytes moved, possibly fewer than requested. lesen: 0 at the end.
   virtual ssize_t lesen(int datei, std::span<std::uint8_t> ziel) = 0;
   virtual ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) = 0;
-  // Writes at byte `stelle`, wherever that is: what lies between it and the former end reads as 0.
+  // Writes at byte `stelle`; a gap behind the former end reads as 0.
   virtual ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                               std::int64_t stelle) = 0;
   virtual int laengeSetzen(int datei, std::int64_t bytes) = 0;
@@ -53,7 +53,7 @@ class Dateien {
   virtual int umbenennen(const std::string& alt, const std::string& neu) = 0;
   virtual int loeschen(const std::string& pfad) = 0;
   virtual int ordnerAnlegen(const std::string& pfad) = 0;
-  // What the path leads to, links followed.
+  // The state of what the path leads to, links followed.
   virtual int zustand(const std::string& pfad, Zustand& ergebnis) = 0;
   // The text of a symbolic link; -EINVAL for anything else.
   virtual int verweis(const std::string& pfad, std::string& ziel) = 0;
@@ -62,7 +62,7 @@ class Dateien {
 // The real files.
 [[nodiscard]] Dateien& posixDateien();
 
-// Makes a call until no signal interrupts it.
+// Repeats a call that a signal interrupts.
 template <class Ruf>
 auto beharrlich(Ruf ruf) {
   for (;;) {
@@ -74,43 +74,44 @@ auto beharrlich(Ruf ruf) {
 // How far a write came.
 struct Geschrieben {
   std::int64_t bytes = 0;
-  int nummer = 0;  // the error number that ended it; 0 when everything is written
+  int nummer = 0;  // the error number that ended it; 0 if everything is written
 };
 
-// Writes all `bytes`, in one call where the system takes them at once: at the file's own position,
-// or from byte `stelle` on.
+// Writes all `bytes`, in one call if the system takes them at once: at the file's own position, or
+// from byte `stelle` on.
 [[nodiscard]] Geschrieben schreibeGanz(int datei, std::span<const std::uint8_t> bytes,
                                        Dateien& dateien);
 [[nodiscard]] Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes,
                                          std::int64_t stelle, Dateien& dateien);
 
-// Closes; returns the error number, 0 when it went well. The handle is gone in either case.
+// Closes; returns the error number or 0. The handle is gone in either case.
 int schliesse(int datei, Dateien& dateien);
 
 // Makes `bytes` the content of the file at `pfad`.
 //
-// Who watches the folder never sees half a file: the bytes go to a hidden file beside it (its name
-// is short, so that every name that fits a folder can be written), which then takes the name. When
-// anything fails, that file is removed and an earlier one of the name is untouched. An earlier
-// file's permissions are kept. A symbolic link stays, and what it points to is replaced or created.
+// A program that watches the folder never sees half a file: the bytes go to a hidden file beside it
+// (with a short name, so that every name that fits the folder can be written), which is then
+// renamed. On failure that file is removed and an earlier one of the name stays untouched. An
+// earlier file's permissions are kept. A symbolic link stays, and its target is replaced or
+// created.
 //
-// What is there and is no regular file (a device, a pipe) is written to as it is, and so is an open
-// file named by its number ("/dev/stdout", "/dev/fd/3"): never replaced. A pipe
-// that nobody opens for reading within a second, or reads on within five, is an error.
+// A path that leads to something other than a regular file (a device, a pipe), or to an open file
+// by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
+// opens for reading within a second, or that takes nothing for five, is an error.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien());
 
-// Hands the content of a file (or pipe) to `stueck` in pieces that are never empty. False when it
+// Hands the content of a file (or pipe) to `stueck` in pieces that are never empty. False if it
 // cannot be read to its end.
 [[nodiscard]] bool liesStueckweise(const std::string& pfad,
                                    const std::function<void(std::span<const std::uint8_t>)>& stueck,
                                    Dateien& dateien = posixDateien());
 
-// The content of a file (or pipe), or nothing when it cannot be read to its end.
+// The content of a file (or pipe); nullopt if it cannot be read to its end.
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad,
                                                                  Dateien& dateien = posixDateien());
 
-// Creates a folder with all the folders on the way to it. One that is there is success.
+// Creates a folder and all missing folders on the way to it. An existing one is a success.
 Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien = posixDateien());
 
 // `name` inside `ordner`: a separator between them unless the folder ends with one.

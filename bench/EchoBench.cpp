@@ -22,7 +22,7 @@
 namespace hallkorb {
 namespace {
 
-// Chooses the instruction set of all objects made meanwhile; false if this processor lacks it.
+// Fixes the instruction set of objects made during its lifetime; false if this processor lacks it.
 class Wahl {
  public:
   Wahl(benchmark::State& state, std::int64_t befehlssatz)
@@ -67,8 +67,8 @@ double rechenzeit() {
   return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
-// Processor seconds of so many transforms, one on the result of the other, of fresh noise: not so
-// many that its values would leave the range.
+// Processor seconds of a number of transforms of fresh noise, each on the result of the one before;
+// few enough for the values to stay in range.
 constexpr int FOLGE = 16;
 template <class Transformation>
 double dauer(const std::vector<double>& anfang, double* re, double* im, Transformation&& vor) {
@@ -125,8 +125,8 @@ class Fftw {
 };
 #endif
 
-// Microseconds of a transform; where FFTW is there, its own in the same run, in turn, and the
-// ratio.
+// Microseconds of a transform; if FFTW is available, also its own, measured in turn in the same
+// run, and the ratio.
 void kfft(benchmark::State& state) {
   const Wahl wahl(state, state.range(1));
   if (!wahl) return;
@@ -216,8 +216,8 @@ void echoStrecke(benchmark::State& state) {
 }
 BENCHMARK(echoStrecke)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 
-// The slowest of all blocks of that minute, in milliseconds. Each one's time is the least of
-// several runs, since the machine's own pauses are not the block's.
+// The slowest block of that minute, in milliseconds. Each block's time is the least of several
+// runs, which leaves out the machine's own pauses.
 void langsamsterBlock(benchmark::State& state) {
   const Wahl wahl(state, state.range(0));
   if (!wahl) return;
@@ -237,7 +237,7 @@ void langsamsterBlock(benchmark::State& state) {
 }
 BENCHMARK(langsamsterBlock)->Arg(0)->Arg(1)->Arg(2)->Iterations(8)->Unit(benchmark::kMillisecond);
 
-// What digital silence after speech costs: nothing may become slow as it decays.
+// Digital silence after speech: nothing may become slow as it decays.
 void stilleNachSprache(benchmark::State& state) {
   const szenen::Szene& szene = gespraech();
   EchoStrecke strecke(20);

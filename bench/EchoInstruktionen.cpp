@@ -1,5 +1,5 @@
-// Does one kind of the echo path's work a given number of times and nothing else, to be counted in
-// instructions: bench/echo-instructions runs it under callgrind.
+// Does one part of the echo path's work a given number of times; bench/echo-instructions runs it
+// under callgrind to count instructions.
 //
 //   echo_instruktionen fft512|fft131072|block|analysis|path TIMES
 #include <cstdio>
@@ -29,7 +29,7 @@ void transformiere(std::uint64_t log2n, int male) {
 
 void bloecke(const std::vector<double>& x, int male) {
   Echokompensation ec(20);
-  constexpr int LERNEN = 150;  // until the canceller chooses its steps by what it has learnt
+  constexpr int LERNEN = 150;  // blocks until the canceller leaves its start-up phase
   for (int i = 0; i < LERNEN + male; ++i) {
     const std::size_t stelle = static_cast<std::size_t>(i % 200) * 256;
     ec.block({x.data() + stelle + 200, 256}, {x.data() + stelle, 512});

@@ -43,4 +43,8 @@ void MicCapture::verloren(std::uint64_t bloecke) {
                  bloecke));
 }
 
+void MicCapture::hinweis(const Fehler& fehler) {
+  log("[hallkorb] " + fehler.description);
+}
+
 }  // namespace hallkorb

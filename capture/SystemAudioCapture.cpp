@@ -47,4 +47,8 @@ void SystemAudioCapture::verloren(std::uint64_t bloecke) {
                  bloecke));
 }
 
+void SystemAudioCapture::hinweis(const Fehler& fehler) {
+  log("[hallkorb] " + fehler.description);
+}
+
 }  // namespace hallkorb

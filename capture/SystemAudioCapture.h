@@ -33,6 +33,7 @@ class SystemAudioCapture final : private AudioInputListener {
   void unterbrochen(const Fehler& fehler) override;
   void fortgesetzt() override;
   void verloren(std::uint64_t bloecke) override;
+  void hinweis(const Fehler& fehler) override;
 
   BlockWeg weg_;
   std::unique_ptr<AudioInput> eingang_;

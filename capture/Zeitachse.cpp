@@ -13,7 +13,7 @@
 namespace hallkorb {
 namespace {
 
-// A device that keeps failing would fill the log; counted are all.
+// A device that keeps failing would fill the log. All events are counted.
 constexpr std::int64_t GEMELDETE_EREIGNISSE = 20;
 
 // To the nearest integer, halves away from zero.
@@ -27,7 +27,7 @@ void stelleNullenVoran(std::vector<float>& out, std::int64_t anzahl) {
   out.insert(out.begin(), static_cast<std::size_t>(anzahl), 0.0F);
 }
 
-// At a rate of 0 nothing is ever written and 0 / 0 is no number, which JSON could not hold.
+// At a rate of 0 there are no samples, and 0 / 0 would not be valid JSON.
 double millisekunden(std::int64_t samples, double rate) {
   return samples == 0 ? 0.0 : static_cast<double>(samples) / rate * 1000;
 }
@@ -61,8 +61,7 @@ std::vector<float> Zeitachse::einordnen(std::vector<float> samples, std::optiona
       merkeUeberlappung(diff);
       erwartet_ = pos + n;
     } else {
-      // Jitter: the expectation goes on from itself, not from the measured time, so that it does
-      // not follow the jitter about.
+      // Jitter: the expectation continues from itself, so that it does not follow the jitter.
       *erwartet_ += n;
     }
   }
@@ -77,8 +76,8 @@ std::vector<float> Zeitachse::einordnen(std::vector<float> samples, std::optiona
   return out;
 }
 
-// The first block whose time is known: silence from time zero up to it, or the part of it dropped
-// that lies before. That the devices need a moment to start is neither a gap nor an overlap.
+// The first block with a time: fills the stream with silence up to it, or drops what lies before
+// time zero. A device's moment to start is neither a gap nor an overlap.
 void Zeitachse::verankere(double pos, std::vector<float>& out) {
   const std::int64_t k = gerundet(pos);
   if (k >= 1) stelleNullenVoran(out, k);
@@ -87,7 +86,7 @@ void Zeitachse::verankere(double pos, std::vector<float>& out) {
 
 void Zeitachse::fuelleLuecke(double diff, std::vector<float>& out) {
   const std::int64_t g = gerundet(diff);
-  // What is owed from an overlap before and what is missing now cancel each other first.
+  // Samples still owed from an earlier overlap cancel against the gap.
   const std::int64_t verrechnet = std::min(nochWeg_, g);
   nochWeg_ -= verrechnet;
   const std::int64_t fuellung = g - verrechnet;

@@ -4,7 +4,7 @@
 // are common) and drivers lose blocks; packed edge to edge, an hour's recording would be off by up
 // to a third of a second, and the two channels would no longer belong together. So sample i of the
 // output always belongs to host time null + i / rate, within 5 ms: gaps are filled with zeros,
-// overlaps dropped, smaller jitter passes untouched, since moving samples for it would be audible.
+// overlaps are dropped, smaller jitter passes untouched, since correcting it would be audible.
 //
 // Times are seconds on the clock of hostSekunden(); positions are samples at `rate`, kept as
 // doubles so that fractions carry over from block to block. One thread at a time; no lock.
@@ -24,13 +24,13 @@ class Zeitachse {
   Zeitachse(const Zeitachse&) = delete;
   Zeitachse& operator=(const Zeitachse&) = delete;
 
-  // Places one block and returns the samples to append to the channel's stream: longer than the
-  // input where a gap was filled, shorter or empty where an overlap was dropped.
+  // Places one block and returns the samples to append to the channel's stream: more than came in
+  // if a gap was filled, fewer or none if an overlap was dropped.
   //
   // `t` is the host time of the block's first captured sample; absent, not positive and not finite
-  // all mean that it is not known. `eingang` is the block's duration in seconds as captured, before
-  // resampling: it, and not samples.size(), moves the expectation on, so that a resampler's
-  // rounding and latency are not taken for a drift of the clock.
+  // all mean unknown. `eingang` is the block's duration in seconds as captured, before resampling.
+  // It, and not samples.size(), advances the expectation, so that a resampler's rounding and
+  // latency are not mistaken for clock drift.
   [[nodiscard]] std::vector<float> einordnen(std::vector<float> samples, std::optional<double> t,
                                              double eingang);
 
@@ -53,10 +53,9 @@ class Zeitachse {
   void fuelleLuecke(double diff, std::vector<float>& out);
   void merkeUeberlappung(double diff);
 
-  // Position, in samples, at which the next block ought to begin; absent before the first block
-  // whose time is known.
+  // Expected position of the next block in samples; absent before the first block with a time.
   std::optional<double> erwartet_;
-  // Samples that are still to be dropped from the front of what comes. Never negative.
+  // Samples still to be dropped from the front of what comes next. Never negative.
   std::int64_t nochWeg_ = 0;
 };
 

@@ -1,6 +1,6 @@
 # The echo code. Its kernels are one source, compiled once for each instruction set with flags of
 # its own; which one runs is decided at run time. On macOS the FFT is the platform's own (Accelerate)
-# and the rest of the kernels take what every processor of the family has.
+# and the other kernels use what every processor of the family has.
 
 set(echo_kernel KernAvx2.cpp KernAvx512.cpp KernBasis.cpp)
 list(TRANSFORM echo_kernel PREPEND kern/)
@@ -23,8 +23,8 @@ elseif(APPLE)
   target_link_libraries(hallkorb_echo PUBLIC "-framework Accelerate")
 endif()
 
-# Unoptimised, vector code is slower than none, and the tests of a debug build would take minutes.
-# Fused multiplication and addition, where the processor has it, is wanted.
+# Unoptimised vector code is slower than scalar code, and the tests of a debug build would take minutes.
+# Fused multiplication and addition is wanted if the processor has it.
 list(TRANSFORM echo_kernel PREPEND ${PROJECT_SOURCE_DIR}/echo/)
 set_property(SOURCE ${echo_kernel} APPEND PROPERTY COMPILE_OPTIONS -O3 -ffp-contract=fast)
 if(NOT APPLE AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")

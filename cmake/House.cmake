@@ -1,7 +1,7 @@
 # The rules of the house, kept by the build: each library sees only the headers of the libraries it
 # is linked with. Headers are included by their path from the root ("echo/KFFT.h"), so one include
 # folder for all would let everything include everything. Instead every library gets a folder of its
-# own that holds links to its headers under that same path, and hands just this folder on.
+# own that holds links to its headers under that same path, and passes only this folder on.
 
 # hallkorb_library(NAME FOLDER <folder> HEADERS <h>... SOURCES <cpp>... DEPENDS <lib>...)
 # Headers and sources are named relative to FOLDER.

@@ -10,8 +10,8 @@
 namespace hallkorb {
 namespace {
 
-// A number as the whole value says it, in the notation of strtod and the C locale; nothing where
-// there is a leading blank, anything left over, or nothing at all.
+// A number in the notation of strtod and the C locale; nullopt if the value has a leading blank, is
+// empty, or has anything after the number.
 std::optional<double> zahl(const std::string& text) {
   if (text.empty() || text[0] == ' ' || (text[0] >= '\t' && text[0] <= '\r')) return std::nullopt;
   char* ende = nullptr;

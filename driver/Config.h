@@ -12,7 +12,7 @@
 
 namespace hallkorb {
 
-// The process's current working directory; "." where it cannot be told (removed, unreadable).
+// The process's current working directory; "." if it cannot be found out (removed, unreadable).
 [[nodiscard]] std::string arbeitsverzeichnis();
 
 struct Config {

@@ -63,9 +63,9 @@ void besetzeStandardstroeme() {
 
 int main(int argc, char** argv) {
   besetzeStandardstroeme();
-  // A reader that is gone is told by the failed write; the signal would end the process.
+  // A failed write shows that the reader is gone; the signal would end the process.
   std::signal(SIGPIPE, SIG_IGN);
-  // And so is a limit of file sizes: the recording loses that file, not everything.
+  // The same for a limit of file sizes: the recording loses that file, not everything.
   std::signal(SIGXFSZ, SIG_IGN);
   hallkorb::meldeAbstuerze();
   hallkorb::cfg = hallkorb::parseArgs(argc, argv);

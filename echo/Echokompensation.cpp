@@ -148,7 +148,6 @@ std::span<const double> Echokompensation::block(std::span<const double> mic,
 
   // The residual: what is left of the microphone.
   k.differenz(d.p, yf.p, out.p, N);
-  const bool endlich = std::isfinite(s.Sff);
   s.Sey = k.skalarprodukt(paar.e, paar.y, N);
   s.Syy = k.skalarprodukt(paar.y, paar.y, N);
   s.Sdd = k.skalarprodukt(d.p, d.p, N);
@@ -156,7 +155,7 @@ std::span<const double> Echokompensation::block(std::span<const double> mic,
   schrittweiteBestimmen(paar, s);
 
   if (nachfilterAn_) {
-    nachfilter_.block(out.p, yf.p, leak_, endlich, out.p);
+    nachfilter_.block(out.p, yf.p, leak_, out.p);
     letzteSprache_ = nachfilter_.letzteSprache();
   } else {
     letzteSprache_ = true;
@@ -176,7 +175,8 @@ void Echokompensation::referenzAufnehmen(std::span<const double> ref) {
   fft.vorEinzeln({x[0], x[0] + ZEILE});
 }
 
-// Each partition's share of the step, by the echo that it holds.
+// Each partition's share of the step, by the echo that it holds. Two partitions share a transform
+// whatever their levels: what a faint one inherits is lost beside the strongest one's share.
 void Echokompensation::gewichten() {
   double groesste = 0.0;
   const auto setze = [&](std::size_t j, const double* w) {
@@ -226,7 +226,11 @@ void Echokompensation::hintergrundAnpassen() {
 void Echokompensation::beschraenken(std::size_t j0, std::size_t j1) {
   const Spektrum erste = zeile(W, j0);
   const bool zwei = j1 < P;
-  fft.rueck(erste, zwei ? zeile(W, j1) : Spektrum{leer.p, leer.p});
+  if (zwei) {
+    fft.rueck(erste, zeile(W, j1));
+  } else {
+    fft.rueckEinzeln(erste);
+  }
   std::fill(fft.re + N, fft.re + K, 0.0);
   std::fill(fft.im + N, fft.im + K, 0.0);
   if (zwei) {
@@ -244,14 +248,6 @@ void Echokompensation::echosSchaetzen(Energien& s) {
   std::copy_n(fft.re + N, N, yf.p);
   std::copy_n(fft.im + N, N, yb.p);
   s.Dbf = MIN_UNTERSCHIED + k.abstand(yf.p, yb.p, N);
-  if (!std::isfinite(s.Dbf)) {
-    // One of the filters has failed; the other's echo must not suffer.
-    fft.rueckEinzeln(vordergrund);
-    std::copy_n(fft.re + N, N, yf.p);
-    fft.rueckEinzeln(hintergrund);
-    std::copy_n(fft.re + N, N, yb.p);
-    s.Dbf = MIN_UNTERSCHIED + k.abstand(yf.p, yb.p, N);
-  }
   k.differenz(d.p, yf.p, ef.p, N);
   k.differenz(d.p, yb.p, eb.p, N);
   s.Sff = k.skalarprodukt(ef.p, ef.p, N);
@@ -278,16 +274,16 @@ Echokompensation::Paar Echokompensation::vergleichen(Energien& s) {
     k.ueberblenden(fade.p, yf.p, yb.p);
     k.differenz(d.p, yf.p, ef.p, N);
     s.Sff = k.skalarprodukt(ef.p, ef.p, N);
-    return {yb.p, eb.p, s.See};
+    return {yb.p, eb.p};
   }
   if (-q > RUECKFALL * varianz || -q1 > RUECKFALL * Dvar1 || -q2 > RUECKFALL * Dvar2) {
     std::copy_n(F.p, F.n, W.p);
     Davg1 = Davg2 = Dvar1 = Dvar2 = 0.0;
     ++hgReset_;
     // See stays that of the failed background filter, which keeps the next step small.
-    return {yf.p, ef.p, s.Sff};
+    return {yf.p, ef.p};
   }
-  return {yb.p, eb.p, s.See};
+  return {yb.p, eb.p};
 }
 
 // A filter has failed if it makes the signal much louder, or if sums are not finite.
@@ -302,28 +298,21 @@ void Echokompensation::pruefen(const Energien& s) {
 }
 
 // The spectra of N zeros followed by the error, and of N zeros followed by the echo.
-void Echokompensation::spektrenBilden(Paar paar, bool endlich, Spektrum E, Spektrum Y) {
+void Echokompensation::spektrenBilden(Paar paar, Spektrum E, Spektrum Y) {
   const auto einsetzen = [](double* ziel, const double* signal) {
     std::fill_n(ziel, N, 0.0);
     std::copy_n(signal, N, ziel + N);
   };
-  if (endlich) {
-    einsetzen(fft.re, paar.e);
-    einsetzen(fft.im, paar.y);
-    fft.vor(E, Y);
-  } else {
-    einsetzen(fft.re, paar.e);
-    fft.vorEinzeln(E);
-    einsetzen(fft.re, paar.y);
-    fft.vorEinzeln(Y);
-  }
+  einsetzen(fft.re, paar.e);
+  einsetzen(fft.im, paar.y);
+  fft.vor(E, Y);
 }
 
 // How fast each bin may learn from this block's error in the next block.
 void Echokompensation::schrittweiteBestimmen(Paar paar, const Energien& s) {
   const Spektrum E{Er.p, Ei.p};
   const Spektrum Y{Yr.p, Yi.p};
-  spektrenBilden(paar, std::isfinite(paar.energie) && std::isfinite(s.Syy), E, Y);
+  spektrenBilden(paar, E, Y);
 
   const double See = std::max(s.See, MIN_FEHLER);
   double pe = 0.0;

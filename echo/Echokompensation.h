@@ -89,11 +89,10 @@ class Echokompensation {
   struct Energien {
     double Sxx = 0.0, Sff = 0.0, See = 0.0, Dbf = 0.0, Sey = 0.0, Syy = 0.0, Sdd = 0.0;
   };
-  // The echo and error that the adaptation learns from, and the energy of that error.
+  // The echo and error that the adaptation learns from.
   struct Paar {
     const double* y;
     const double* e;
-    double energie;
   };
 
   void referenzAufnehmen(std::span<const double> ref);
@@ -103,7 +102,7 @@ class Echokompensation {
   void echosSchaetzen(Energien& s);
   Paar vergleichen(Energien& s);
   void pruefen(const Energien& s);
-  void spektrenBilden(Paar paar, bool endlich, kern::Spektrum E, kern::Spektrum Y);
+  void spektrenBilden(Paar paar, kern::Spektrum E, kern::Spektrum Y);
   void schrittweiteBestimmen(Paar paar, const Energien& s);
   void leckSchaetzen(double pe, double py, double Syy, double See);
 

@@ -21,11 +21,12 @@ class DenormaleSindNull {
   DenormaleSindNull() : vorher_(_mm_getcsr()) { _mm_setcsr(vorher_ | FTZ | DAZ); }
   ~DenormaleSindNull() { _mm_setcsr(vorher_); }
 #elif defined(__aarch64__)
+  // "memory": loads and stores, and the arithmetic between them, stay on their side of the change.
   DenormaleSindNull() {
     asm volatile("mrs %0, fpcr" : "=r"(vorher_));
-    asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ));
+    asm volatile("msr fpcr, %0" : : "r"(vorher_ | FZ) : "memory");
   }
-  ~DenormaleSindNull() { asm volatile("msr fpcr, %0" : : "r"(vorher_)); }
+  ~DenormaleSindNull() { asm volatile("msr fpcr, %0" : : "r"(vorher_) : "memory"); }
 #else
   DenormaleSindNull() = default;
   ~DenormaleSindNull() = default;

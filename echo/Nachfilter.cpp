@@ -50,10 +50,9 @@ Nachfilter::Nachfilter(PaarFFT& transformation)
   std::fill(band.p + bandLo, band.p + bandHi + 1, 1.0);
 }
 
-void Nachfilter::block(const double* residuum, const double* echo, double leak, bool endlich,
-                       double* ausgabe) {
+void Nachfilter::block(const double* residuum, const double* echo, double leak, double* ausgabe) {
   Eintrag& neu = schlange[(aeltester + anzahl) % schlange.size()];
-  analysieren(residuum, echo, endlich, neu);
+  analysieren(residuum, echo, neu);
   bewerten(leak, neu);
   ++anzahl;
   ++tNach;
@@ -75,22 +74,10 @@ void Nachfilter::block(const double* residuum, const double* echo, double leak, 
 }
 
 // Spectra of both frames; the echo's goes to br and bi.
-void Nachfilter::analysieren(const double* residuum, const double* echo, bool endlich,
-                             Eintrag& neu) {
-  const kern::Spektrum A{neu.er.p, neu.ei.p};
-  const kern::Spektrum Y{br.p, bi.p};
-  if (endlich && histEndlich) {
-    k.rahmen(eHist.p, residuum, fenster.p, fft.re);
-    k.rahmen(yHist.p, echo, fenster.p, fft.im);
-    fft.vor(A, Y);
-  } else {
-    // A residual that is not finite must not spoil the echo's spectrum.
-    k.rahmen(eHist.p, residuum, fenster.p, fft.re);
-    fft.vorEinzeln(A);
-    k.rahmen(yHist.p, echo, fenster.p, fft.re);
-    fft.vorEinzeln(Y);
-  }
-  histEndlich = endlich;
+void Nachfilter::analysieren(const double* residuum, const double* echo, Eintrag& neu) {
+  k.rahmen(eHist.p, residuum, fenster.p, fft.re);
+  k.rahmen(yHist.p, echo, fenster.p, fft.im);
+  fft.vor({neu.er.p, neu.ei.p}, {br.p, bi.p});
 }
 
 // Noise floor, residual echo, and what the block seems to hold: speech, echo.

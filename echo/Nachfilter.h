@@ -34,9 +34,7 @@ class Nachfilter {
 
   // The next block of the residual and of the echo estimate that was taken out (N samples each);
   // `leak` is the canceller's leakage estimate. Writes the N samples of the block 17 calls before.
-  // `endlich`: whether the residual is finite throughout.
-  void block(const double* residuum, const double* echo, double leak, bool endlich,
-             double* ausgabe);
+  void block(const double* residuum, const double* echo, double leak, double* ausgabe);
 
   // Of the last block returned: whether it holds near-end speech, is gated, is held open.
   [[nodiscard]] bool letzteSprache() const { return letzteSprache_; }
@@ -59,7 +57,7 @@ class Nachfilter {
     bool echo = false;
   };
 
-  void analysieren(const double* residuum, const double* echo, bool endlich, Eintrag& neu);
+  void analysieren(const double* residuum, const double* echo, Eintrag& neu);
   void bewerten(double leak, Eintrag& neu);
   void entscheiden(const Eintrag& alt, std::int64_t t);
   [[nodiscard]] bool nahVoraus() const;
@@ -93,7 +91,7 @@ class Nachfilter {
   // 1 for the bins from bandLo to bandHi, 0 for all others.
   DFeld band;
   DFeld br, bi;
-  bool histEndlich = true;
+
   bool rauschBereit = false;
 
   // The look-ahead as a ring: `aeltester` is the next to leave.

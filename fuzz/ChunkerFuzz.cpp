@@ -1,4 +1,4 @@
-// Arbitrary settings, signals, masks and blocks: the chunker ends, and does what its rules say.
+// Arbitrary settings, signals, masks and blocks: the chunker terminates and follows its rules.
 #include <fcntl.h>
 
 #include <cmath>
@@ -16,7 +16,7 @@
 namespace hallkorb {
 namespace {
 
-// Keeps the sizes of the files that are written, and nothing else.
+// Keeps only the sizes of the files that are written.
 class Groessen final : public Dateien {
  public:
   std::vector<std::size_t> geschrieben;
@@ -90,7 +90,7 @@ void laufe(Eingabe eingabe) {
     const std::vector<float> block(n, wert * wert);
     const std::uint8_t art = eingabe.byte();
     std::vector<bool> maske(art % 8 == 7 ? n + 1 : n, art % 2 == 0);
-    // Without a rate a mask's milliseconds are no number.
+    // At rate 0 a mask's milliseconds are not a number.
     const auto* sprache = art % 8 < 4 || rate == 0.0 ? nullptr : &maske;
     c.append(block, sprache);
     soll.append(block, sprache);

@@ -1,4 +1,4 @@
-// Arbitrary bytes as a WAV file: no access beyond them, and never more samples than they can hold.
+// Arbitrary bytes as a WAV file: no access beyond their end, never more samples than they can hold.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

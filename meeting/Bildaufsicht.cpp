@@ -11,6 +11,7 @@ namespace {
 
 constexpr double SUCH_ABSTAND = 3.0;   // seconds between two attempts to start
 constexpr double PRUEF_ABSTAND = 2.0;  // seconds between two checks of the screen
+constexpr double TITEL_ABSTAND = 0.2;  // the same for titles, which some pages change all the time
 
 std::string inKlammern(const Fehler& fehler) {
   return " (" + fehler.description + ")";
@@ -19,12 +20,12 @@ std::string inKlammern(const Fehler& fehler) {
 }  // namespace
 
 Bildaufsicht::Bildaufsicht(ScreenCapture& bildschirm, Film& film, Bildzustand& stand,
-                           WindowStreamListener& empfaenger, Schlaf& schlaf, double zeitNull)
+                           WindowStreamListener& empfaenger, Weckuhr& uhr, double zeitNull)
     : bildschirm_(bildschirm),
       film_(film),
       stand_(stand),
       empfaenger_(empfaenger),
-      schlaf_(schlaf),
+      uhr_(uhr),
       null_(zeitNull) {}
 
 StreamKonfiguration Bildaufsicht::konfiguration() {
@@ -37,12 +38,27 @@ StreamKonfiguration Bildaufsicht::konfiguration() {
 
 void Bildaufsicht::laufe(double sekunden) {
   suche(sekunden);
-  while (!schlaf_.warte(PRUEF_ABSTAND)) {
-    const Ergebnis fehler = pruefen();
+  naechstePruefung_ = hostSekunden() + PRUEF_ABSTAND;
+  while (const auto anlass = naechsterAnlass()) {
+    const Ergebnis fehler = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
     if (fehler) log("[hallkorb] Fensterpruefung: " + fehler->description);
     film_.pruefe();
+    letztePruefung_ = hostSekunden();
+    if (*anlass == Bildzustand::Anlass::takt) naechstePruefung_ = letztePruefung_ + PRUEF_ABSTAND;
   }
+}
+
+// Sleeps until there is something to check; nullopt after the stop.
+std::optional<Bildzustand::Anlass> Bildaufsicht::naechsterAnlass() {
+  const Weckuhr::Grund grund = uhr_.warte(naechstePruefung_ - hostSekunden());
+  if (grund == Weckuhr::Grund::ende) return std::nullopt;
+  if (grund == Weckuhr::Grund::zeit) return Bildzustand::Anlass::takt;
+  const double ab = std::min(letztePruefung_ + TITEL_ABSTAND, naechstePruefung_);
+  const double rest = ab - hostSekunden();
+  if (rest > 0.0 && uhr_.ruhe(rest)) return std::nullopt;
+  return hostSekunden() < naechstePruefung_ ? Bildzustand::Anlass::titel
+                                            : Bildzustand::Anlass::takt;
 }
 
 // Until a stream runs, or the stop comes.
@@ -57,7 +73,7 @@ void Bildaufsicht::suche(double sekunden) {
       emit(R"({"event":"video_none","message":")" + jsonEscape(*keinBild) + "\"}");
       log("[hallkorb] Bild: " + *keinBild + " — suche weiter, Ton laeuft");
     }
-  } while (!schlaf_.warte(SUCH_ABSTAND));
+  } while (!uhr_.ruhe(SUCH_ABSTAND));
 }
 
 // Returns why there is no picture; nullopt once there is one, or after the stop.
@@ -93,13 +109,13 @@ Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content)
   return fehler ? fehler : umschalten(wahl, content);
 }
 
-Ergebnis Bildaufsicht::pruefen() {
+Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   ScreenContent content;
   Ergebnis fehler = bildschirm_.inventar(content);
   if (fehler || stand_.abgebrochen()) return fehler;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
-  switch (stand_.entscheide(kandidaten, beste)) {
+  switch (stand_.entscheide(kandidaten, beste, anlass)) {
     case Bildzustand::Schritt::nichts:
       break;
     case Bildzustand::Schritt::umschalten:
@@ -116,7 +132,11 @@ Ergebnis Bildaufsicht::umschalten(const Wahl& auf, const ScreenContent& content)
                    [&](const ScreenWindow& w) { return w.id == auf.id; })) {
     return Fehler{"hallkorb", 2, "Fenster verschwunden"};
   }
-  if (Ergebnis fehler = richteAuf(auf.id)) return fehler;
+  const auto bisher = stand_.lasseEin(auf.id);
+  if (Ergebnis fehler = richteAuf(auf.id)) {
+    stand_.setzeEinlass(bisher);
+    return fehler;
+  }
   const auto uebergang = stand_.uebernimm(auf);
   if (!uebergang) return std::nullopt;
   const std::string ereignis = uebergang->erster ? "video_start" : "video_wechsel";
@@ -144,7 +164,8 @@ Ergebnis Bildaufsicht::richteAuf(std::uint32_t fenster) {
   return fehler;
 }
 
-// The stream stays: without new pictures the video shows the last one until the meeting is back.
+// The stream stays, but its pictures do not count: the video shows the last one until the meeting
+// is back.
 void Bildaufsicht::pausieren(const std::string& grund) {
   const auto beginn = stand_.pausiere();
   if (!beginn) return;

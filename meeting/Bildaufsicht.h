@@ -1,7 +1,8 @@
 // The supervision of the window video: which window is recorded, and what the host reads about it.
 //
-// It starts patiently, looks at the screen every two seconds, follows the meeting when its window
-// changes, and pauses when there is none. docs/meeting.md has its states.
+// It starts patiently, looks at the screen every two seconds, and at once if the recorded window
+// has another title; it follows the meeting when its window changes, and pauses when there is none.
+// docs/meeting.md has its states.
 //
 // Calls into the screen may hang, and the stop then goes on without the supervision. So each of
 // them is followed by a look at the stop: once it has come, the platform may be gone, and nothing
@@ -16,17 +17,17 @@
 #include "meeting/Bildzustand.h"
 #include "meeting/Film.h"
 #include "meeting/Wahl.h"
-#include "platform/Executor.h"
+#include "meeting/Weckuhr.h"
 #include "platform/ScreenCapture.h"
 
 namespace hallkorb {
 
 class Bildaufsicht {
  public:
-  // Streams deliver to `empfaenger`; `schlaf` is woken by the stop; `zeitNull` is the recording's
-  // beginning in host seconds.
+  // Streams deliver to `empfaenger`; `uhr` is woken by a new title and ended by the stop;
+  // `zeitNull` is the recording's beginning in host seconds.
   Bildaufsicht(ScreenCapture& bildschirm, Film& film, Bildzustand& stand,
-               WindowStreamListener& empfaenger, Schlaf& schlaf, double zeitNull);
+               WindowStreamListener& empfaenger, Weckuhr& uhr, double zeitNull);
 
   // What every stream is asked for.
   [[nodiscard]] static StreamKonfiguration konfiguration();
@@ -39,7 +40,8 @@ class Bildaufsicht {
   [[nodiscard]] std::optional<std::string> versucheStart();
   void meldeStartfehler(const std::string& text);
   [[nodiscard]] Ergebnis starteAuf(const Wahl& wahl, const ScreenContent& content);
-  [[nodiscard]] Ergebnis pruefen();
+  [[nodiscard]] std::optional<Bildzustand::Anlass> naechsterAnlass();
+  [[nodiscard]] Ergebnis pruefen(Bildzustand::Anlass anlass);
   [[nodiscard]] Ergebnis umschalten(const Wahl& auf, const ScreenContent& content);
   [[nodiscard]] Ergebnis richteAuf(std::uint32_t fenster);
   void pausieren(const std::string& grund);
@@ -49,9 +51,11 @@ class Bildaufsicht {
   Film& film_;
   Bildzustand& stand_;
   WindowStreamListener& empfaenger_;
-  Schlaf& schlaf_;
+  Weckuhr& uhr_;
   const double null_;
 
+  double naechstePruefung_ = 0.0;  // host seconds
+  double letztePruefung_ = 0.0;
   Ergebnis startFehler_;        // why the last start failed
   std::string inventarFehler_;  // why the screen could not be asked; empty if it could
 };

@@ -1,13 +1,14 @@
 #include "meeting/Bildzustand.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "platform/HostClock.h"
 
 namespace hallkorb {
 
-Bildzustand::Bildzustand() : aktuellSeit_(hostSekunden()) {}
+Bildzustand::Bildzustand() : aktuellSeit_(unixSekunden()) {}
 
 bool Bildzustand::beginneAufsicht() {
   const std::lock_guard halter(zustand_);
@@ -47,33 +48,60 @@ void Bildzustand::stromWeg() {
   streamWeg_ = true;
 }
 
-Bildzustand::Schritt Bildzustand::entscheide(const MeetingKandidaten& kandidaten,
-                                             const Wahl& beste) {
+Bildzustand::Schritt Bildzustand::entscheide(const MeetingKandidaten& kandidaten, const Wahl& beste,
+                                             Anlass anlass) {
   const std::lock_guard halter(zustand_);
-  if (laeuft_ && aktuell_ && !pauseGemeldet_ &&
-      std::none_of(kandidaten.liste.begin(), kandidaten.liste.end(),
-                   [this](const Wahl& w) { return w.id == aktuell_->id; })) {
-    return beste.istFenster() ? Schritt::umschalten : Schritt::pausieren;
+  if (laeuft_ && aktuell_ && !pauseGemeldet_) {
+    const bool verschwunden = std::none_of(kandidaten.liste.begin(), kandidaten.liste.end(),
+                                           [this](const Wahl& w) { return w.id == aktuell_->id; });
+    if (verschwunden) {
+      einlass_.reset();
+      return beste.istFenster() ? Schritt::umschalten : Schritt::pausieren;
+    }
+    // It is a meeting again, and what was to replace it could not be recorded.
+    if (!einlass_ && anlass == Anlass::takt) einlass_ = Einlass{aktuell_->id, hostSekunden()};
   }
   if (!beste.istFenster()) return Schritt::nichts;
+  if (anlass == Anlass::titel && (pauseGemeldet_ || !aktuell_)) return Schritt::nichts;
   const bool ohneBild = streamWeg_ || pauseGemeldet_;
   if (aktuell_ && beste.gleichesFenster(*aktuell_)) {
     kandidat_.reset();
     if (beste.quelle != aktuell_->quelle) {
-      schliesseQuelle();
+      buchen();
       aktuell_ = beste;
     }
     return ohneBild ? Schritt::umschalten : Schritt::nichts;
   }
+  if (anlass == Anlass::titel) return Schritt::nichts;
   if (ohneBild || (kandidat_ && beste.gleichesFenster(*kandidat_))) return Schritt::umschalten;
   kandidat_ = beste;
   return Schritt::nichts;
 }
 
+std::optional<Bildzustand::Einlass> Bildzustand::lasseEin(std::uint32_t fenster) {
+  const std::lock_guard halter(zustand_);
+  const double ab = pauseGemeldet_ ? hostSekunden() : std::numeric_limits<double>::lowest();
+  return std::exchange(einlass_, Einlass{fenster, ab});
+}
+
+void Bildzustand::setzeEinlass(const std::optional<Einlass>& einlass) {
+  const std::lock_guard halter(zustand_);
+  einlass_ = einlass;
+}
+
+bool Bildzustand::laesstEin(const Bild& bild) const {
+  const std::lock_guard halter(zustand_);
+  return einlass_ && bild.fenster() == einlass_->fenster && bild.zeit() >= einlass_->ab;
+}
+
 std::optional<Bildzustand::Uebergang> Bildzustand::uebernimm(const Wahl& wahl) {
   const std::lock_guard halter(zustand_);
   if (abgebrochen_) return std::nullopt;
-  schliesseQuelle();
+  if (pauseGemeldet_) {
+    aktuellSeit_ = unixSekunden();  // the pause belongs to no source
+  } else {
+    buchen();
+  }
   aktuell_ = wahl;
   kandidat_.reset();
   pauseGemeldet_ = false;
@@ -85,6 +113,7 @@ std::optional<double> Bildzustand::pausiere() {
   const std::lock_guard halter(zustand_);
   if (abgebrochen_) return std::nullopt;
   pauseGemeldet_ = true;
+  einlass_.reset();
   buchen();
   return hostSekunden();
 }
@@ -97,22 +126,14 @@ Bildzustand::Ende Bildzustand::brichAb() {
 
 std::vector<Bildzeiten::Eintrag> Bildzustand::schliesseZeiten() {
   const std::lock_guard halter(zustand_);
-  schliesseQuelle();
+  buchen();
   return zeiten_.laengsteZuerst();
 }
 
-// The time of the current source ends here; the time of a pause belongs to none.
-void Bildzustand::schliesseQuelle() {
-  if (pauseGemeldet_) {
-    aktuellSeit_ = hostSekunden();
-  } else {
-    buchen();
-  }
-}
-
 void Bildzustand::buchen() {
-  const double jetzt = hostSekunden();
-  if (aktuell_) zeiten_.buche(aktuell_->quelle, jetzt - aktuellSeit_);
+  const double jetzt = unixSekunden();
+  // A clock that was set back has no seconds to book.
+  if (aktuell_) zeiten_.buche(aktuell_->quelle, std::max(0.0, jetzt - aktuellSeit_));
   aktuellSeit_ = jetzt;
 }
 

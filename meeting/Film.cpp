@@ -1,6 +1,5 @@
 #include "meeting/Film.h"
 
-#include <cinttypes>
 #include <utility>
 
 #include "base/Ausgabe.h"
@@ -44,13 +43,7 @@ void Film::nimm(const Bild& bild) {
   const std::lock_guard halter(lock_);
   if (!writer_) return;
   if (!basis_) beginne(bild.zeit());
-  if (writer_->schreibt()) {
-    if (!writer_->bereit()) {
-      ++verworfen_;
-    } else if (writer_->haengeAn(bild)) {
-      ++frames_;
-    }
-  }
+  if (writer_->schreibt() && writer_->bereit() && writer_->haengeAn(bild)) ++frames_;
   meldeAusfall();
 }
 
@@ -76,18 +69,21 @@ void Film::meldeAusfall() {
 Film::Aufnahme Film::entnimm() {
   const std::lock_guard halter(lock_);
   meldeAusfall();
-  return {std::move(writer_), frames_, verworfen_};
+  return {std::move(writer_), frames_};
 }
 
 bool Film::schliesseAb(const Aufnahme& aufnahme) {
-  if (aufnahme.verworfen > 0) {
-    log(formatiert("[hallkorb] Bild: %" PRId64 " Bilder verworfen, Schreiber nicht bereit",
-                   aufnahme.verworfen));
-  }
   VideoWriter* writer = aufnahme.writer.get();
   if (writer == nullptr || aufnahme.frames < 1 || !writer->schreibt()) return false;
-  if (writer->schliesseAb(hostSekunden())) return true;
-  log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
+  if (!writer->schliesseAb(hostSekunden())) {
+    log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
+    return false;
+  }
+  // The folder may have been removed while the writer went on in a file without a name.
+  Dateien::Zustand zustand;
+  const int da = beharrlich([&] { return dateien_.zustand(ziel_, zustand); });
+  if (da == 0) return true;
+  log("[hallkorb] Video-Abschluss fehlgeschlagen: " + Fehler::ausErrno(-da, ziel_).description);
   return false;
 }
 

@@ -29,7 +29,6 @@ class Film {
   struct Aufnahme {
     std::unique_ptr<VideoWriter> writer;
     std::int64_t frames = 0;
-    std::int64_t verworfen = 0;
   };
 
   Film(std::string ziel, VideoWriterFactory& schreiber, Dateien& dateien);
@@ -49,8 +48,8 @@ class Film {
 
   // Ends the pictures: one that comes later is dropped.
   [[nodiscard]] Aufnahme entnimm();
-  // Finishes the file; false, with the reason logged, if there is no whole video.
-  [[nodiscard]] static bool schliesseAb(const Aufnahme& aufnahme);
+  // Finishes the file; false, with the reason logged, if there is no whole video in its place.
+  [[nodiscard]] bool schliesseAb(const Aufnahme& aufnahme);
 
  private:
   // With `lock_` held.
@@ -66,7 +65,6 @@ class Film {
   std::unique_ptr<VideoWriter> writer_;
   std::optional<double> basis_;  // time of the first picture, host seconds
   std::int64_t frames_ = 0;      // pictures in the file
-  std::int64_t verworfen_ = 0;   // pictures that came while the writer was not ready
   bool ausfallGemeldet_ = false;
 };
 

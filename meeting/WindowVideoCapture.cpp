@@ -40,10 +40,10 @@ WindowVideoCapture::WindowVideoCapture(const std::string& outDir, double zeitNul
                                        Plattform& plattform, Dateien& dateien)
     : executor_(plattform.executor()),
       bildschirm_(plattform.screenCapture()),
-      schlaf_(executor_.schlaf()),
       aufsichtEnde_(executor_.schlaf()),
       film_(pfadIn(outDir, "video.mp4"), plattform, dateien),
-      aufsicht_(*bildschirm_, film_, stand_, *this, *schlaf_, zeitNull) {}
+      uhr_(executor_),
+      aufsicht_(*bildschirm_, film_, stand_, *this, uhr_, zeitNull) {}
 
 void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (!stand_.beginneAufsicht()) return;
@@ -56,7 +56,11 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
 }
 
 void WindowVideoCapture::bild(const Bild& bild) {
-  film_.nimm(bild);
+  if (stand_.laesstEin(bild)) film_.nimm(bild);
+}
+
+void WindowVideoCapture::titelGeaendert() {
+  uhr_.wecke();
 }
 
 void WindowVideoCapture::gestoppt(const Fehler& fehler) {
@@ -66,14 +70,14 @@ void WindowVideoCapture::gestoppt(const Fehler& fehler) {
 
 std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
   const Bildzustand::Ende ende = stand_.brichAb();
-  schlaf_->wecke();
+  uhr_.beende();
   if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
   if (!ende.lief) return std::nullopt;
 
   const auto quellen = stand_.schliesseZeiten();
+  Film::Aufnahme aufnahme = film_.entnimm();
   meldeBildquellen(quellen);
-  const Film::Aufnahme aufnahme = film_.entnimm();
-  if (!Film::schliesseAb(aufnahme)) return std::nullopt;
+  if (!film_.schliesseAb(aufnahme)) return std::nullopt;
   return Video{film_.ziel(), aufnahme.frames, benannt(quellen)};
 }
 

@@ -27,6 +27,7 @@
 #include "meeting/Bildzeiten.h"
 #include "meeting/Bildzustand.h"
 #include "meeting/Film.h"
+#include "meeting/Weckuhr.h"
 #include "platform/Plattform.h"
 
 namespace hallkorb {
@@ -67,15 +68,16 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
                      Dateien& dateien);
 
   void bild(const Bild& bild) override;
+  void titelGeaendert() override;
   void gestoppt(const Fehler& fehler) override;
   [[nodiscard]] bool haltAn(const Bildzustand::Ende& ende);
 
   Executor& executor_;
   const std::unique_ptr<ScreenCapture> bildschirm_;
-  const std::shared_ptr<Schlaf> schlaf_;        // woken by the stop
   const std::shared_ptr<Schlaf> aufsichtEnde_;  // woken when the supervision has ended
   Film film_;
   Bildzustand stand_;
+  Weckuhr uhr_;  // by which the supervision sleeps
   Bildaufsicht aufsicht_;
 };
 

@@ -1,8 +1,8 @@
 // Conversion of captured blocks to mono at another rate, by the platform's own resampler.
 //
 // A converter is made for one input format and keeps its filter's state from block to block, so
-// that the blocks of a stream join without a seam. It carries the first input channel over, it does
-// not mix: a voice on the left channel alone must not lose half its level.
+// that the blocks of a stream join without a seam. It takes the first input channel and does not
+// mix: a voice on the left channel alone must not lose half its level.
 //
 // One thread at a time.
 #pragma once
@@ -45,8 +45,8 @@ class AudioConverter {
 
 class AudioConverterFactory {
  public:
-  // A converter from `eingang` to mono at `rate` Hz, or null where the platform has none for that
-  // pair (a rate that is not positive, for example).
+  // A converter from `eingang` to mono at `rate` Hz, or null if the platform has none for that pair
+  // (a rate that is not positive, for example).
   [[nodiscard]] virtual std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
                                                                   double rate) = 0;
 

@@ -2,19 +2,20 @@
 //
 // Contract
 // - start() blocks until blocks flow or the attempt has failed, at most 3 seconds. It is called
-//   once. After a failure the input stays off; nothing is called on the listener any more.
+//   once. After a failure the input stays off and never calls the listener again.
 // - All calls on the listener come from one thread, the capture's thread, one at a time. It is not
 //   the device's real-time thread: the listener may convert, lock and write files there. What the
 //   listener does not take in time is buffered for some seconds, then lost and reported.
 // - stop() may come at any time from any thread but the capture's own, also during start(), which
 //   then returns with an error at once. What was captured before the call is handed over before it
-//   returns, and nothing after it. It is final and may be repeated. What the platform says to the
-//   end of its capture is returned, for whoever wants to know; the input is off all the same.
-// - A source that goes away while it records is the input's own business: it keeps trying to come
-//   back and tells the listener of both. The block times show what was missed. A move to another
-//   device or format is such a case where the platform ends the capture for it (macOS); where it
-//   carries the capture along (Linux), the hole of less than a second shows in the block times
-//   only.
+//   returns; after that the listener is not called any more. It is final and may be repeated.
+//   What the platform reports about the end of its capture is returned; the input is off all the
+//   same.
+// - If a source goes away during the recording, the input itself keeps trying to get it back, and
+//   reports both the loss and the return to the listener. The block times show what was missed. A
+//   move to another device or format is such a case if the platform ends the capture for it
+//   (macOS); if it keeps the capture running (Linux), the gap of less than a second shows in the
+//   block times only.
 #pragma once
 
 #include <cstdint>
@@ -28,12 +29,14 @@ class AudioInputListener {
  public:
   // The next block, in the order of capture. Its samples are valid during the call only.
   virtual void block(const PcmBlock& block) = 0;
-  // The source went away; told once, until fortgesetzt() is called.
+  // The source went away; reported once, until fortgesetzt() is called.
   virtual void unterbrochen(const Fehler& fehler) = 0;
   // The source is back; its blocks follow.
   virtual void fortgesetzt() = 0;
   // Blocks were lost because the listener was too slow; how many since the last call.
   virtual void verloren(std::uint64_t bloecke) = 0;
+  // The capture runs, but something of the computer may cost it blocks; told once for all inputs.
+  virtual void hinweis(const Fehler& fehler) = 0;
 
  protected:
   ~AudioInputListener() = default;

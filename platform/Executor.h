@@ -53,7 +53,7 @@ class Executor {
  public:
   virtual ~Executor() = default;
   [[nodiscard]] virtual std::unique_ptr<Task> starte(std::function<void()> arbeit) = 0;
-  // Runs the work beside the caller, and nobody waits for its end: it must own all that it uses,
+  // Runs the work beside the caller, and nobody waits for its end: it must own everything it uses,
   // and may outlive the executor.
   virtual bool starteUnabhaengig(std::function<void()> arbeit) = 0;
   [[nodiscard]] virtual std::unique_ptr<Schlaf> schlaf() = 0;

@@ -8,6 +8,12 @@ namespace {
 
 std::atomic<const HostClock*> hostClock{nullptr};
 
+const HostClock& gesetzte() {
+  const HostClock* uhr = hostClock.load(std::memory_order_acquire);
+  if (uhr == nullptr) std::abort();  // a reader before the driver has set the clock
+  return *uhr;
+}
+
 }  // namespace
 
 void setzeHostClock(const HostClock& uhr) {
@@ -15,9 +21,11 @@ void setzeHostClock(const HostClock& uhr) {
 }
 
 double hostSekunden() {
-  const HostClock* uhr = hostClock.load(std::memory_order_acquire);
-  if (uhr == nullptr) std::abort();  // a reader before the driver has set the clock
-  return uhr->sekunden();
+  return gesetzte().sekunden();
+}
+
+double unixSekunden() {
+  return static_cast<double>(gesetzte().unixMs()) / 1000.0;
 }
 
 }  // namespace hallkorb

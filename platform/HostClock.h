@@ -1,7 +1,8 @@
 // The host clock: the one clock of all block times, of the recording's zero time and of the video.
 //
 // Both channels and the video belong together only if their times come from one clock that no one
-// sets: the wall clock jumps, so it serves for a single reading at the start, for the host.
+// sets: the wall clock jumps, so it serves only for what people read: when the recording began, and
+// how long each source was on the picture.
 //
 // Any thread.
 #pragma once
@@ -25,5 +26,9 @@ void setzeHostClock(const HostClock& uhr);
 
 // The current host time in seconds.
 [[nodiscard]] double hostSekunden();
+
+// The wall clock's time in seconds since 1970. It goes on while the computer sleeps, and may be
+// set.
+[[nodiscard]] double unixSekunden();
 
 }  // namespace hallkorb

@@ -43,8 +43,8 @@ struct PcmBlock {
   // The captured duration in seconds.
   [[nodiscard]] double dauer() const { return static_cast<double>(frames) / format.rate; }
 
-  // The samples of the first channel: a view where they lie together, otherwise copied into
-  // `platz` (which is resized to `frames`). Empty when the block holds no channel.
+  // The samples of the first channel: a view if they lie together, otherwise copied into `platz`
+  // (which is resized to `frames`). Empty when the block holds no channel.
   [[nodiscard]] std::span<const float> ersterKanal(std::vector<float>& platz) const;
 };
 

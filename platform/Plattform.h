@@ -1,4 +1,4 @@
-// All that the program needs of the computer it runs on, in one place.
+// Everything the program needs of the computer it runs on, in one place.
 //
 // There are three: Linux, macOS, and a simulated one in the tests with a virtual clock and scripted
 // devices. main() picks one; nothing else in the program knows which.
@@ -29,8 +29,8 @@ class Plattform : public AudioConverterFactory, public VideoWriterFactory {
   // What the computer plays on its default output; 48000 Hz stereo is asked for.
   [[nodiscard]] virtual std::unique_ptr<AudioInput> systemAudio() = 0;
   // The screen's windows, whether or not a screen is there: that is found by asking it for them,
-  // each time anew. Never null, and returned at once. It may outlive this object, as a question to
-  // it may.
+  // each time anew. Never null, and returned at once. It may outlive this object, because a pending
+  // query may.
   [[nodiscard]] virtual std::unique_ptr<ScreenCapture> screenCapture() = 0;
 };
 

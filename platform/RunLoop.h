@@ -1,8 +1,8 @@
-// The main thread's run loop: where signals and the host's going arrive.
+// The main thread's run loop: handles signals and notices when the host disconnects.
 //
 // A recording is ended from outside, by a signal or because nobody reads its output any more. Both
-// must be noticed at once, and handled on an ordinary thread, where locks and files are allowed; a
-// signal handler proper could do nothing of that.
+// must be noticed at once, and handled on an ordinary thread, which may use locks and files; a real
+// signal handler may use neither.
 #pragma once
 
 #include <functional>

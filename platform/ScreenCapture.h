@@ -10,7 +10,7 @@
 // - A WindowStream calls its listener from one thread, the stream's own, one call at a time, never
 //   from within start() or wechsle(). bild() may take its time: what arrives meanwhile is dropped.
 // - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream
-//   that told gestoppt() is finished: only stop() may follow.
+//   that called gestoppt() is finished: only stop() may follow.
 // - stop() may come at any time from any thread but the stream's own, also during start() or
 //   wechsle(), which then return with an error at once. Nothing is called on the listener after it
 //   has returned. It is final and may be repeated.
@@ -26,7 +26,7 @@
 
 namespace hallkorb {
 
-// One window as the platform tells of it. Lengths in points of the screen's space, whose origin is
+// One window as the platform describes it. Lengths in points of the screen's space, whose origin is
 // at the top left.
 struct ScreenWindow {
   struct Anwendung {
@@ -36,7 +36,7 @@ struct ScreenWindow {
 
   std::uint32_t id = 0;
   std::optional<std::string> titel;
-  std::optional<Anwendung> anwendung;  // absent where no application owns it
+  std::optional<Anwendung> anwendung;  // absent if no application owns it
   double x = 0.0;
   double y = 0.0;
   double breite = 0.0;
@@ -52,15 +52,17 @@ struct ScreenContent {
 
 enum class BildStatus { vollstaendig, unveraendert, leer, angehalten, begonnen, beendet };
 
-// A picture of the recorded window, of whatever form the platform gives it. Valid only during the
+// A picture of the recorded window, in whatever form the platform gives it. Valid only during the
 // call that hands it over.
 class Bild {
  public:
   virtual ~Bild() = default;
   // When the picture was read from the screen, in seconds on the clock of hostSekunden().
   [[nodiscard]] virtual double zeit() const = 0;
-  // Only what is vollstaendig holds a picture.
+  // Only vollstaendig comes with a picture.
   [[nodiscard]] virtual BildStatus status() const = 0;
+  // The window that it shows.
+  [[nodiscard]] virtual std::uint32_t fenster() const = 0;
 };
 
 struct StreamKonfiguration {
@@ -74,6 +76,9 @@ struct StreamKonfiguration {
 class WindowStreamListener {
  public:
   virtual void bild(const Bild& bild) = 0;
+  // The recorded window has another title, so it may show something else now. A platform that is
+  // not notified of titles never calls it.
+  virtual void titelGeaendert() {}
   // The stream ended by itself: the capture service is gone, or its screen is.
   virtual void gestoppt(const Fehler& fehler) = 0;
 
@@ -84,7 +89,7 @@ class WindowStreamListener {
 class WindowStream {
  public:
   virtual ~WindowStream() = default;
-  // Begins with the window `id`; a picture of it follows soon, also when nothing moves in it.
+  // Begins with the window `id`; a picture of it follows soon, even if nothing moves in it.
   [[nodiscard]] virtual Ergebnis start(std::uint32_t id, WindowStreamListener& listener) = 0;
   // Goes over to another window, or to the same one again.
   [[nodiscard]] virtual Ergebnis wechsle(std::uint32_t id) = 0;

@@ -1,15 +1,15 @@
 // One video file being written: pictures in, an MP4 with H.264 out.
 //
 // Encoding is slow and pictures come at their own pace, so the writer never makes its caller wait:
-// it says whether it is ready, and a picture that comes too early is the caller's to drop. The file
-// can be played up to the last seconds whenever the process dies, and is an ordinary, seekable file
+// it reports whether it is ready, and the caller drops a picture that comes too early. The file can
+// be played up to the last seconds whenever the process dies, and is an ordinary, seekable file
 // after schliesseAb().
 //
 // Times are seconds on the clock of hostSekunden(); the file begins with the picture at `basis`,
 // and gaps between pictures show the earlier one.
 //
 // starte(), bereit() and haengeAn() belong to one thread at a time; schliesseAb() may come from
-// another one when these have returned for good. fehler() any thread.
+// another one once these have returned for the last time. fehler() any thread.
 #pragma once
 
 #include <memory>
@@ -31,26 +31,26 @@ struct VideoEinstellungen {
 class VideoWriter {
  public:
   virtual ~VideoWriter() = default;
-  // Begins the file with the picture at `basis`; an earlier file of the name is replaced. False
-  // where that fails; fehler() says why.
+  // Begins the file with the picture at `basis`; an earlier file of the name is replaced. False if
+  // that fails; fehler() gives the reason.
   [[nodiscard]] virtual bool starte(double basis) = 0;
   // Whether the file has been begun and nothing has failed since.
   [[nodiscard]] virtual bool schreibt() const = 0;
   // Whether another picture would be taken now.
   [[nodiscard]] virtual bool bereit() const = 0;
-  // Takes a picture; times must rise. False where it could not be taken.
+  // Takes a picture; times must increase. False if it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
   // Finishes the file; the last picture lasts until `ende`. Blocks until all of it has been handed
   // to the system, which brings it to the disk when it likes. Returns whether the file is complete.
   [[nodiscard]] virtual bool schliesseAb(double ende) = 0;
-  // What failed; absent while nothing did.
+  // What failed; absent if nothing has.
   [[nodiscard]] virtual Ergebnis fehler() const = 0;
 };
 
 class VideoWriterFactory {
  public:
   // A writer for the file `pfad`, which is not touched before starte(); or null with `fehler`
-  // filled where the platform has no encoder for these settings.
+  // filled if the platform has no encoder for these settings.
   [[nodiscard]] virtual std::unique_ptr<VideoWriter> videoWriter(
       const std::string& pfad, const VideoEinstellungen& einstellungen, Fehler& fehler) = 0;
 

@@ -1,15 +1,18 @@
 #!/bin/bash
-# Installs what is missing for one or more of these sets, and nothing when all is there:
+# Installs what is missing for one or more of these sets:
 #
 #   build       compiler, build tools and libraries of the program itself
 #   sitzung     a private PipeWire with two synthetic voices, for machines without a sound system
 #   bildschirm  a private X server with a window manager, for machines without a screen
 #   test        what the tests need beyond those: test libraries, clang, the checkers
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
+#   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
+#               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
 #
 # On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
-# Homebrew. The package sources are the ones that the machine is set up with.
+# Homebrew, from the package sources that the machine is set up with.
 set -euo pipefail
+wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 melde() { printf '%s\n' "setup: $*" >&2; }
 
@@ -17,17 +20,17 @@ debian_build=(cmake g++ ninja-build pkg-config python3
   libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev libutf8proc-dev nlohmann-json3-dev
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
-debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber espeak-ng python3 python3-numpy)
+debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
 debian_bildschirm=(xvfb openbox)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
   clang-19 lld-19 llvm-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
+debian_arm64=(qemu-user)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
-brew_sitzung=(espeak-ng)
-# The stages that run there need no private session and none of the checkers.
+# The stages that run on macOS need no private session and none of the checkers.
 brew_test=(googletest)
 
 fehlend_debian() {
@@ -55,7 +58,7 @@ debian() {
     apt-get -qq -o DPkg::Lock::Timeout=300)
 
   melde "installing ${fehlend[*]}"
-  # The lists are fetched only when a package is unknown, or when what they name is no longer there.
+  # The lists are fetched only if a package is unknown, or if what they name is no longer there.
   local paket
   for paket in "${fehlend[@]}"; do
     if [[ -z "$(apt-cache policy "$paket" 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]]; then
@@ -66,6 +69,15 @@ debian() {
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2 && return 0
   "${apt[@]}" update >&2
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2
+}
+
+# What "build" has for this machine, for the other one, with the C++ library of the same compiler.
+arm64_wurzel() {
+  local paket pakete=("libstdc++-$(g++ -dumpversion)-dev")
+  for paket in "${debian_build[@]}"; do
+    [[ $paket != *-dev ]] || pakete+=("$paket")
+  done
+  "$wurzel/scripts/arm64-root" "$wurzel/build/arm64-root" "${pakete[@]}"
 }
 
 macos() {
@@ -87,11 +99,16 @@ if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
 elif [[ "$(uname -s)" == Darwin ]]; then
   art=macos
 else
-  melde "neither Debian nor macOS: the packages have to be installed by hand (see scripts/setup.sh)"
+  melde "neither apt-get nor macOS: nothing is installed. What the program needs, under the names of" \
+    "programs and of pkg-config: CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3 with numpy;" \
+    "libpipewire-0.3 libspa-0.2 libavcodec libavformat libavutil libswresample libswscale libutf8proc" \
+    "nlohmann_json xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
+    "in scripts/setup.sh."
   exit 0
 fi
 
 pakete=()
+mit_arm64=false
 for satz in "$@"; do
   case "$art-$satz" in
     debian-build) pakete+=("${debian_build[@]}") ;;
@@ -101,8 +118,11 @@ for satz in "$@"; do
       pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
       ;;
     debian-in-root) pakete+=("${debian_in_root[@]}") ;;
+    debian-arm64)
+      pakete+=("${debian_build[@]}" "${debian_arm64[@]}")
+      mit_arm64=true
+      ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
-    macos-sitzung) pakete+=("${brew_sitzung[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;
     *)
       melde "unknown set $satz"
@@ -111,3 +131,4 @@ for satz in "$@"; do
   esac
 done
 "$art" "${pakete[@]}"
+! $mit_arm64 || arm64_wurzel

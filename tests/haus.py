@@ -5,8 +5,9 @@ For each pair below a file with just that include is compiled exactly as the lib
 are. Allowed includes must compile, the others must fail because the header cannot be found.
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
-also on the other platform; that docs/architecture.md draws the includes as they are; and that
-docs/glossary.md explains every type. Closing line: "N passed, N failed".
+also on the other platform; that docs/architecture.md draws the includes as they are; that
+docs/glossary.md explains every type; and that the documents' links lead somewhere.
+Closing line: "N passed, N failed".
 """
 
 import concurrent.futures
@@ -115,6 +116,18 @@ def pruefe_glossar():
     return glossar.pruefe(raeume.quellen(), abschnitte.lies("docs/glossary.md"))
 
 
+def pruefe_verweise():
+    """Links of the documents to files that are not there."""
+    klagen = []
+    liste = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", "*.md"],
+                           cwd=WURZEL, check=True, capture_output=True, text=True).stdout.splitlines()
+    for name in liste:
+        for ziel in re.findall(r"\]\((?!https?:|#)([^)#]+)", abschnitte.lies(name)):
+            if not os.path.exists(os.path.join(WURZEL, os.path.dirname(name), ziel)):
+                klagen.append(f"{name}: there is no {ziel}")
+    return klagen
+
+
 # Source with an include that must be refused, and words of the complaint.
 GEPFLANZT = (
     ("base/Neu.h", '#include "driver/Config.h"', "an arrow upwards"),
@@ -169,7 +182,8 @@ def hauptteil(bau):
     aus = list(zweigt_aus())
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
-    for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen):
+    for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
+                  pruefe_verweise):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

@@ -1,8 +1,9 @@
 #!/usr/bin/python3
-"""The modes that need neither devices nor permissions: python3 tests/ohne_geraete.py PROGRAM
+"""The modes that need neither devices nor permissions: python3 tests/ohne_geraete.py PROGRAM...
 
 What they print is compared with what must come out whatever resampler and FFT the platform has, so
 this is the part of the program that can be run on a machine that nobody sits at.
+An emulator with its options may precede the program.
 Closing line: "N passed, N failed".
 """
 
@@ -17,12 +18,12 @@ import unittest
 import wave
 
 RATE = 16000
-PROGRAMM = ""
+PROGRAMM = []
 
 
 def fuehre_aus(*optionen, status=0):
     """The lines that the program prints, as objects."""
-    lauf = subprocess.run([PROGRAMM, *optionen], capture_output=True, text=True, timeout=120)
+    lauf = subprocess.run([*PROGRAMM, *optionen], capture_output=True, text=True, timeout=120)
     if lauf.returncode != status:
         raise AssertionError(f"status {lauf.returncode}, not {status}\n{lauf.stdout}{lauf.stderr}")
     return [json.loads(zeile) for zeile in lauf.stdout.splitlines()]
@@ -100,9 +101,10 @@ class Echo(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 2:
-        sys.exit("usage: ohne_geraete.py PROGRAM")
-    PROGRAMM = os.path.abspath(sys.argv.pop())
+    if len(sys.argv) < 2:
+        sys.exit("usage: ohne_geraete.py PROGRAM...")
+    PROGRAMM = [*sys.argv[1:-1], os.path.abspath(sys.argv[-1])]
+    del sys.argv[1:]
     _lauf = unittest.main(exit=False).result
     _gescheitert = len({getattr(fall, "test_case", fall).id()
                         for fall, _ in _lauf.failures + _lauf.errors})

@@ -14,7 +14,7 @@
 namespace hallkorb {
 
 // Runs the mode for config.echoDatei (microphone, reference, output). Returns the process's exit
-// status: 0 after the statistics line, 2 when an input cannot be read, when the output or the
+// status: 0 after the statistics line, 2 if an input cannot be read, or the output or the
 // statistics line cannot be written. The output file appears only when it is complete, and may be
 // one of the inputs.
 [[nodiscard]] int echoDatei(const Config& config, Dateien& dateien = posixDateien());

@@ -1,11 +1,11 @@
 // The two modes that show the ranking of windows at work without a recording: on a saved list of
 // windows, and on the screen as it is.
 //
-// They exist for the one question that the rules cannot answer by themselves: why a meeting was not
-// found. Results go to standard output, one JSON object a line; diagnostics to standard error.
+// They exist to answer one question: why a meeting was not found. Results go to standard output,
+// one JSON object a line; diagnostics to standard error.
 //
-// Both return the process's exit status: 0, or 2 where the input could not be read, the screen not
-// be asked, or the result not be written.
+// Both return the process's exit status: 0, or 2 if the input could not be read, the screen could
+// not be asked, or the result could not be written.
 #pragma once
 
 #include <string>
@@ -19,8 +19,8 @@ namespace hallkorb {
 
 // Prints the windows of the running screen that the rules look at, or with `alle` every one, the
 // number of the others, and the choice. Runs the platform's run loop on the calling thread, the
-// main thread, while a task does the work. Ends within 3 seconds, also where the screen does not
-// answer; the question then goes on by itself until the process ends.
+// main thread, while a task does the work. Ends within 3 seconds, even if the screen does not
+// answer; the pending query then runs on until the process ends.
 [[nodiscard]] int fensterProbe(Plattform& plattform, bool alle);
 
 }  // namespace hallkorb

@@ -68,7 +68,7 @@ bool LiveAufnahme::baueFaeden() {
 }
 
 void LiveAufnahme::baueAuf() {
-  // A folder that cannot be made shows when the first chunk cannot be written.
+  // If the folder cannot be created, writing the first chunk will report it.
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
   zeitNull_ = hostSekunden();
   nullUnixMs_ = plattform_.uhr().unixMs();
@@ -117,7 +117,7 @@ void LiveAufnahme::baueAuf() {
   }
 }
 
-// First of all: a signal that comes while the rest is being built is kept until the run loop runs.
+// Called first: a signal that comes while the rest is being built is kept until the run loop runs.
 void LiveAufnahme::richteSignaleEin() {
   RunLoop& schleife = plattform_.runLoop();
   schleife.aufSignal(SIGINT, [this] { shutdown(); });
@@ -128,8 +128,8 @@ void LiveAufnahme::richteSignaleEin() {
     schleife.aufSignal(SIGHUP, [this] { shutdown(); });
   }
 
-  // Without a reader the host is gone: whoever records on then does it for nobody. It is noticed by
-  // watching the pipe, and where that cannot be watched by the next line that fails.
+  // Without a reader the host is gone, and nobody needs the recording any more. It is noticed by
+  // watching the pipe, or by the next write that fails if the pipe cannot be watched.
   const auto leserWeg = [this] {
     if (!stopLaeuft_) log("[hallkorb] Standardausgabe geschlossen — Aufnahme endet");
     shutdown();
@@ -146,7 +146,7 @@ bool LiveAufnahme::beginneEnde() {
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
   const Ergebnis mikrofon = micCap_->start();
-  // A stop cancels starts that still wait for a device: that is no failure to tell of.
+  // A stop cancels starts that still wait for a device: that is no failure to report.
   if (mikrofon && !stopLaeuft_) {
     log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon->gedruckt());
   }
@@ -158,13 +158,13 @@ void LiveAufnahme::starte() {
   if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
 }
 
-// What the captures have delivered meanwhile is told after the report.
+// The lines of what the captures have delivered meanwhile follow the report.
 void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
   if (mikrofon && systemAudio) {
     const bool gescheitert = beginneEnde();
     const std::string& text =
         systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
-    // Where a stop was first, it is what made the starts fail, and it ends the run.
+    // If a stop came first, it made the starts fail, and it ends the run.
     std::vector<std::string> zeilen;
     if (gescheitert) {
       begrenzeAusgabe(STOP_WARTET_AUF_LESER);
@@ -198,8 +198,8 @@ void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
   themQueue_->async([this, block = std::move(samples)] { themChunker_->append(block); });
 }
 
-// On the capture's thread. The raw file belongs to the queue of the echo path where there is one:
-// so it is written by one thread at a time either way, in the order of arrival.
+// On the capture's thread. If there is an echo path, the raw file belongs to its queue: so it is
+// written by one thread at a time either way, in the order of arrival.
 void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   if (strecke_) {
     echoQueue_->async([this, block = std::move(samples)] {

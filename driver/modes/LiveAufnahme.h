@@ -1,17 +1,17 @@
 // The live recording, from start to orderly stop.
 //
 // It fixes the run's time zero, builds a timeline and a chunker for each channel, the echo path and
-// the continuous file of the raw microphone, starts the captures, tells the host what runs, and at
-// the end shuts everything down in one fixed order, so that what was said up to the signal is in
-// the files when the last line says "done".
+// the continuous file of the raw microphone, starts the captures, reports to the host what runs,
+// and at the end shuts everything down in one fixed order, so that what was said up to the signal
+// is in the files when "done" is printed.
 //
-// What decides its shape: a capture that fails must not end the recording, and nothing that is slow
-// may hold up a capture.
+// Two rules shaped it: a capture that fails must not end the recording, and slow work must not hold
+// up a capture.
 // - The system's blocks go to the serial queue "chunks.them", where the chunker "them" lives, and
 //   as the reference to the serial queue "echo".
 // - The microphone's blocks go to the queue "echo": raw file, echo path, chunker "me". Without an
 //   echo path they end on the capture's own thread.
-// - The video of the meeting window supervises itself; nothing here waits for it but the stop.
+// - The video of the meeting window supervises itself; only the stop waits for it.
 // - Start and stop are tasks of their own; the main thread only waits for signals, so it can begin
 //   a stop while the start still waits for a device.
 //
@@ -59,7 +59,7 @@ class LiveAufnahme {
   void shutdown();
   void stoppe();
 
-  // Marks the end of the run; false where it had been marked before.
+  // Marks the end of the run; false if it was marked before.
   [[nodiscard]] bool beginneEnde();
 
   void nimmSystemAudio(std::vector<float> samples);
@@ -76,14 +76,14 @@ class LiveAufnahme {
   std::unique_ptr<ChannelChunker> meChunker_;
   std::unique_ptr<Zeitachse> zeitThem_;
   std::unique_ptr<Zeitachse> zeitMe_;
-  std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and where it is wanted
+  std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and only if wanted
   std::unique_ptr<RohWav> rohWav_;
-  // After all that their work touches, so that they end before it.
+  // Declared after everything their work uses, so that they end before it.
   std::unique_ptr<SerialQueue> themQueue_;
   std::unique_ptr<SerialQueue> echoQueue_;
   std::unique_ptr<SystemAudioCapture> sysCap_;
   std::unique_ptr<MicCapture> micCap_;
-  std::shared_ptr<WindowVideoCapture> vidCap_;  // where a video is wanted
+  std::shared_ptr<WindowVideoCapture> vidCap_;  // if a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
   // The threads of start and stop. Both exist before the recording begins: a stop must not fail for

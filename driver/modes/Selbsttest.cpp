@@ -26,7 +26,7 @@ constexpr double VERSATZ = 0.3;                 // seconds from time zero to the
 constexpr std::int64_t GROESSTE_LAUFZEIT = 40;  // samples
 constexpr std::int64_t ANFANG_VON = 5600;       // the stretch in which the delay is looked for
 constexpr std::int64_t ANFANG_BIS = 20800;
-constexpr std::int64_t ENDE_LAENGE = 10000;  // the last stretch, less what the end spoils
+constexpr std::int64_t ENDE_LAENGE = 10000;  // the last stretch, less the margin at the very end
 constexpr std::int64_t ENDE_RAND = 2000;
 constexpr std::int64_t TON_SICHER_AB = 4900;  // the tone begins at sample 4800
 
@@ -59,8 +59,8 @@ std::vector<float> aufgenommen(const Testfall& f, Zeitachse& zeit,
   return ausgang;
 }
 
-// How much of the output in [von, bis) is not the ideal tone at this lag, whatever its gain: 1 -
-// rho^2 in decibels.
+// The share of the output in [von, bis) that is not the ideal tone at this lag, at any gain:
+// 1 - rho^2 in decibels.
 double rest(std::span<const float> y, std::int64_t von, std::int64_t bis, std::int64_t lag,
             double drift) {
   double c = 0;

@@ -14,11 +14,18 @@ namespace hallkorb {
 
 class BgrBild final : public Bild {
  public:
-  BgrBild(double zeit, const std::uint8_t* daten, int breite, int hoehe, std::size_t zeilenLaenge)
-      : zeit_(zeit), daten_(daten), breite_(breite), hoehe_(hoehe), zeilenLaenge_(zeilenLaenge) {}
+  BgrBild(double zeit, const std::uint8_t* daten, int breite, int hoehe, std::size_t zeilenLaenge,
+          std::uint32_t fenster = 0)
+      : zeit_(zeit),
+        daten_(daten),
+        breite_(breite),
+        hoehe_(hoehe),
+        zeilenLaenge_(zeilenLaenge),
+        fenster_(fenster) {}
 
   [[nodiscard]] double zeit() const override { return zeit_; }
   [[nodiscard]] BildStatus status() const override { return BildStatus::vollstaendig; }
+  [[nodiscard]] std::uint32_t fenster() const override { return fenster_; }
 
   [[nodiscard]] const std::uint8_t* daten() const { return daten_; }  // the top row's first pixel
   [[nodiscard]] int breite() const { return breite_; }
@@ -31,6 +38,7 @@ class BgrBild final : public Bild {
   int breite_;
   int hoehe_;
   std::size_t zeilenLaenge_;
+  std::uint32_t fenster_;
 };
 
 }  // namespace hallkorb

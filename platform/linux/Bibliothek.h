@@ -51,6 +51,8 @@ class Bibliothek {
 }  // namespace hallkorb
 
 // For lists of functions: declares, defines and finds one of them. The last wants a `bibliothek`.
+// NOLINTBEGIN(bugprone-macro-parentheses): a declared name takes none
 #define HALLKORB_DEKLARIERE(name) extern decltype(&::name) name;
 #define HALLKORB_DEFINIERE(name) decltype(&::name) name = nullptr;
 #define HALLKORB_FINDE(name) bibliothek.finde(#name, name);
+// NOLINTEND(bugprone-macro-parentheses)

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Shows the recorder's lines to a person.
 
-Class Anzeige takes the lines of both streams as they come. On a terminal the last line always tells
-how the recording stands: elapsed time, and for each channel the chunk files and the seconds of
+Class Anzeige takes the lines of both streams as they come. On a terminal the last line always shows
+the state of the recording: elapsed time, and for each channel the chunk files and the seconds of
 speech in them. Elsewhere (a log file, a pipe) every chunk gets a line of its own instead. As a
 program it reads the lines from its standard input:
 
@@ -121,7 +121,7 @@ class Anzeige:
         try:
             self._ausgabe.write(text)
             self._ausgabe.flush()
-        except OSError:  # nobody looks any more; the recording is not to suffer from that
+        except OSError:  # nobody looks any more; the recording must not suffer from that
             self._terminal = False
 
 

@@ -55,7 +55,7 @@ class Aufnahme:
 
     def __init__(self, argumente, umgebung, schau):
         self._schau = schau
-        # SIGINT and SIGTERM reach the recorder from here only, whoever sent them.
+        # SIGINT and SIGTERM reach the recorder only from here.
         self._weck_lese, weck_schreib = os.pipe()
         os.set_blocking(weck_schreib, False)
         signal.set_wakeup_fd(weck_schreib)
@@ -72,8 +72,8 @@ class Aufnahme:
         self._gebeten = True
 
     def lauf(self, sekunden, umfeld):
-        """Shows the lines until both streams end. When the private surroundings fail, the recording
-        ends in order, and `fehler` says why."""
+        """Shows the lines until both streams end. If the private surroundings fail, the recording
+        ends in order, and `fehler` holds the reason."""
         waehler = selectors.DefaultSelector()
         puffer = {strom: b"" for strom in (self.prozess.stdout, self.prozess.stderr)}
         for strom in puffer:
@@ -153,7 +153,8 @@ def dauer(pfad):
 def lauf(argumente):
     sekunden, ordner, weiter = lies_argumente(argumente)
     umfeld = privat.Privat(privat.was_fehlt(weiter))
-    baue("hallkorb", *(["testfenster"] if umfeld.bild else []))
+    baue("hallkorb", *(["testfenster"] if umfeld.bild else []),
+         *(["testsprecher"] if umfeld.ton else []))
     if ordner is None:
         jetzt = datetime.datetime.now().strftime("%Y-%m-%d_%H-%M-%S")
         ordner = os.path.join(WURZEL, "recordings", jetzt)

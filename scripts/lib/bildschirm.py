@@ -1,6 +1,6 @@
 """A private screen: an X server without a monitor, a window manager, and real windows in it.
 
-For machines without a desktop, and for tests. A window is a program of its own that is led by lines
+For machines without a desktop, and for tests. A window is a program of its own that is controlled by lines
 (tests/support/TestFenster.cpp), so that windows open, move, hide and end as those of any application.
 """
 
@@ -46,7 +46,7 @@ def laeuft_schon(umgebung=None):
 
 def _zeile(schirm, strom, was):
     """The next line of a program on that screen. Gives up when it is too late, when the program or a
-    part of the screen has ended, or when the screen's `abbruch` says so."""
+    part of the screen has ended, or when the screen's `abbruch` returns true."""
     ende = time.monotonic() + FRIST
     while not select.select([strom], [], [], 0.2)[0]:
         schirm.pruefe()
@@ -114,7 +114,7 @@ class Bildschirm(prozesse.Betrieb):
 
     def _starte(self):
         self.umgebung.pop("WAYLAND_DISPLAY", None)
-        # A number that is nobody else's, now and for as long as this process lives: were the server to
+        # A number that no other server gets as long as this process lives: were the server to
         # end and its number be taken by another one, the recorder would find itself on that.
         nummer = 1000 + (os.getpid() + 997 * next(_ZAEHLER)) % 50000
         self._server = prozesse.starte(
@@ -124,7 +124,7 @@ class Bildschirm(prozesse.Betrieb):
             stderr=subprocess.DEVNULL, bufsize=0)
         self.umgebung["DISPLAY"] = ":" + _zeile(self, self._server.stdout, "Xvfb")
         if self._mit_verwalter:
-            # It says so itself when it has begun to look after windows.
+            # It reports when it has begun to manage windows.
             self._verwalter = prozesse.starte(
                 ["openbox", "--sm-disable", "--startup", "echo bereit"], env=self.umgebung,
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,

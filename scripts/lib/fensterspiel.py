@@ -1,8 +1,8 @@
 """What happens on the private screen while scripts/record records it.
 
 A meeting window opens, gets another title, is covered, minimised, closed and comes back; other windows
-that are no meeting, or become one, stand beside it. A turn takes 75 seconds and is played again and
-again, so that every event of the video is to be seen.
+that are not a meeting, or become one, stand beside it. A turn takes 75 seconds and is played again and
+again, so that every event of the video can be seen.
 """
 
 # What the recorder has for applications, and how they look here: (class as X11 has it, options).
@@ -14,7 +14,7 @@ _CHROME = (("google-chrome", "Google-chrome"), ["--farbe", "A05A1E", "--groesse"
 _TEAMS = (("teams-for-linux", "teams-for-linux"), ["--farbe", "5A2E90", "--groesse", "1200", "720",
                                                    "--ort", "200", "100", "--bewegt", "15"])
 
-# Second of the turn, what a person is told, which window, and what it does: "auf" opens it, "zu"
+# Second of the turn, the line for a person, which window, and what it does: "auf" opens it, "zu"
 # closes it, anything else is a command of the window itself.
 _AKTE = [
     (0.0, "a browser shows the weather", "chrome", ("auf", "Wetter - Google Chrome", _CHROME)),
@@ -44,8 +44,8 @@ class Fensterspiel:
         self._akt = 0
 
     def takt(self, jetzt, melde):
-        """Plays what is due at that time in seconds and tells `melde` each act as a line of text; to
-        be called now and then."""
+        """Plays what is due at that time in seconds and passes each act to `melde` as a line of text;
+        to be called now and then."""
         if self._anfang is None:
             self._anfang = jetzt
         while True:

@@ -16,7 +16,9 @@ def was_fehlt(argumente):
     """The sets of scripts/setup.sh that a recording with these arguments needs here."""
     fehlt = []
     if prozesse.LINUX:
-        if not sitzung.laeuft_schon():
+        # A user whose sound is PulseAudio's is to be told that it can't be recorded, by the recorder;
+        # voices of ours in its place would be a lie.
+        if not sitzung.laeuft_schon() and not sitzung.pulseaudio_laeuft():
             fehlt.append("sitzung")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():
             fehlt.append("bildschirm")
@@ -44,7 +46,7 @@ class Stimmen:
 
 
 class Privat:
-    """The private part of a recording's surroundings; nothing where `fehlt` is empty."""
+    """The private part of a recording's surroundings; does nothing if `fehlt` is empty."""
 
     def __init__(self, fehlt):
         self.ton = "sitzung" in fehlt
@@ -73,8 +75,8 @@ class Privat:
             self._stimmen.sprich()
 
     def takt(self, jetzt, melde, abbruch):
-        """To be called about once a second while the recording runs; `jetzt` in seconds, `melde` is
-        told what happens, `abbruch` says whether it is to return early. Raises one of FEHLER."""
+        """To be called about once a second while the recording runs; `jetzt` in seconds, `melde` gets
+        what happens, `abbruch` returns whether to return early. Raises one of FEHLER."""
         if self._stimmen:
             self._raum.abbruch = abbruch
             self._stimmen.sprich()

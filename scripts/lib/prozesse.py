@@ -36,16 +36,16 @@ def nimmt_waisen_auf():
         _libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
-def starte(befehl, *, eigene_gruppe=True, **popen):
+def starte(befehl, *, eigene_gruppe=True, gehalten=(), **popen):
     """subprocess.Popen, with default signal actions (background jobs of a shell inherit an ignored
-    SIGINT), killed when the caller ends, and, unless `eigene_gruppe` is False, out of reach of the
-    terminal's Ctrl-C."""
+    SIGINT), only the signals `gehalten` blocked, killed when the caller ends, and, unless `eigene_gruppe`
+    is False, out of reach of the terminal's Ctrl-C."""
     eltern = os.getpid()
 
     def vor_exec():
         for nummer in (*ENDE_SIGNALE, signal.SIGPIPE):
             signal.signal(nummer, signal.SIG_DFL)
-        signal.pthread_sigmask(signal.SIG_SETMASK, [])
+        signal.pthread_sigmask(signal.SIG_SETMASK, gehalten)
         endet_mit_eltern(signal.SIGKILL)
         if os.getppid() != eltern:  # it ended before the line above
             os._exit(127)

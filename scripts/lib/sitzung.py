@@ -45,8 +45,6 @@ class SitzungsFehler(Exception):
 
 def laeuft_schon(umgebung=None):
     """Whether a PipeWire answers at the place where programs look for it."""
-    import socket
-
     umgebung = os.environ if umgebung is None else umgebung
     name = umgebung.get("PIPEWIRE_REMOTE") or "pipewire-0"
     ordner = umgebung.get("PIPEWIRE_RUNTIME_DIR") or umgebung.get("XDG_RUNTIME_DIR")
@@ -54,6 +52,22 @@ def laeuft_schon(umgebung=None):
         if not ordner:
             return False
         name = os.path.join(ordner, name)
+    return _antwortet(name)
+
+
+def pulseaudio_laeuft(umgebung=None):
+    """Whether a PulseAudio answers there, or a server that the user names is to be asked."""
+    umgebung = os.environ if umgebung is None else umgebung
+    if umgebung.get("PULSE_SERVER"):
+        return True
+    ordner = umgebung.get("PULSE_RUNTIME_PATH") or os.path.join(
+        umgebung.get("XDG_RUNTIME_DIR", ""), "pulse")
+    return _antwortet(os.path.join(ordner, "native"))
+
+
+def _antwortet(name):
+    import socket
+
     try:
         with socket.socket(socket.AF_UNIX) as verbindung:
             verbindung.connect(name)

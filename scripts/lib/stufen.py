@@ -1,4 +1,4 @@
-"""The stages of scripts/test: each a few commands, with what they print kept for a failure.
+"""The stages of scripts/test: each a few commands, whose output is shown if they fail.
 
 A stage that counts its own tests (a test program, the end-to-end tests) adds those to the sum; any
 other one counts as one test.
@@ -182,14 +182,14 @@ def stufe_tidy(zaehler):
 
 def _tidy(quelle):
     # The analyzer needs minutes to follow the test framework's macros, and takes a benchmark's loop
-    # variable for a mistake. What a test costs matters less than that it can be read.
+    # variable for a mistake. In a test, being readable matters more than cost.
     proben = "/tests/" in quelle or "/bench/" in quelle
     weniger = ["--checks=-clang-analyzer-*,-performance-*"] if proben else []
     return fuehre_aus("clang-tidy-16", "--quiet", *weniger, "-p", os.path.join(BAU, "clang"),
                       quelle, pruefe=False)
 
 
-# Half the time to compile, and all that the sanitizers need for their reports.
+# Half the time to compile, and enough for the sanitizers' reports.
 SCHNELL = ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
 SCHNELL_MACOS = [*SCHNELL, "-DCMAKE_OBJCXX_FLAGS_RELWITHDEBINFO=-O1 -g1"]
 
@@ -228,7 +228,7 @@ def stufe_macos(zaehler):
     ordner = os.path.join(WURZEL, "tests", "macos")
     for art in ("arm64", "x86_64"):
         bau = os.path.join(BAU, f"macos-{art}")
-        # Nothing of it ever runs: debug information would only cost time.
+        # It never runs, so debug information would only cost time.
         fuehre_aus("cmake", "-G", "Ninja", "-S", WURZEL, "-B", bau,
                    f"-DCMAKE_TOOLCHAIN_FILE={ordner}/sdk/toolchain.cmake",
                    f"-DMACOS_CHECK_ARCH={art}", "-DCMAKE_BUILD_TYPE=Debug",
@@ -258,12 +258,24 @@ def _macos_lauf(zaehler, preset):
     ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
 
 
+def stufe_arm64(zaehler):
+    """the program for Linux on 64-bit ARM and its tests, under an emulator"""
+    if not prozesse.LINUX:
+        return
+    baue("arm64")
+    ctest("arm64", zaehler)
+    emulator = ["qemu-aarch64", "-L", os.path.join(BAU, "arm64-root")]
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), *emulator,
+                                 os.path.join(BAU, "arm64", "hallkorb"), pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan")}
-# Without any named: on Linux all but "clang", since what its compiler has to say comes from "tidy" too,
-# and but "macos-asan", which is a part of "macos-lauf";
+    "macos", "macos-lauf", "macos-asan", "arm64")}
+# Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
+# "macos-asan", which is a part of "macos-lauf";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
 UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if prozesse.LINUX
            else ["release", "haus", "asan", "tsan"])

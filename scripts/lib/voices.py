@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A synthetic conversation: two espeak-ng voices, and a small room between them.
+"""A synthetic conversation: two voices of testsprecher, and a small room between them.
 
     scripts/lib/voices.py FOLDER
 
@@ -10,7 +10,7 @@ writes two WAV files of equal length, 48 kHz, 16 bits, meant to be started toget
                 it (40 ms later and 18 dB weaker, with reverberation) and a little noise
 
 Both speak in turn, with pauses long enough for a cut between sentences and now and then at the same
-time. Everything random is seeded: the same voices give the same files.
+time. Everything random is seeded: every run gives the same files.
 """
 
 import concurrent.futures
@@ -21,6 +21,8 @@ import wave
 
 import numpy
 
+WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SPRECHER = os.path.join(WURZEL, "build", "release", "testsprecher")
 RATE = 48000
 SEED = 20240229
 
@@ -50,8 +52,7 @@ GESPRAECH = [
     ("nah", 0.8, "Vielen Dank. Auf Wiederhören."),
     ("fern", -0.4, "Auf Wiederhören und einen schönen Tag."),
 ]
-STIMMEN = {"nah": ["-v", "de", "-p", "38", "-s", "160"],
-           "fern": ["-v", "de+f3", "-p", "55", "-s", "170"]}
+STIMMEN = ("nah", "fern")
 PEGEL = {"nah": 0.35, "fern": 0.35}  # peak of each sentence, full scale is 1
 AUSKLANG = 1.5  # seconds of quiet at the end
 
@@ -63,12 +64,8 @@ RAUSCHEN_DB = -72.0
 
 def spreche(wer, text):
     """One sentence as samples at RATE."""
-    roh = subprocess.run(["espeak-ng", *STIMMEN[wer], "--stdout", text], check=True,
-                         stdout=subprocess.PIPE).stdout
-    # espeak-ng can't know the length beforehand and leaves it open in the header.
-    rate = int.from_bytes(roh[24:28], "little")
-    ton = numpy.frombuffer(roh[44:44 + (len(roh) - 44) // 2 * 2], "<i2") / 32768.0
-    ton = auf_rate(ton, rate, RATE)
+    roh = subprocess.run([SPRECHER, wer, text], check=True, stdout=subprocess.PIPE).stdout
+    ton = numpy.frombuffer(roh, "<f4").astype(float)
     return ton * (PEGEL[wer] / max(numpy.abs(ton).max(), 1e-9))
 
 

@@ -1,4 +1,4 @@
-// The chunker against its rules written down plainly, over random signals, settings and blocks.
+// The chunker against its plainly written rules, on random signals, settings and blocks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -72,7 +72,7 @@ std::size_t blockGroesse(std::mt19937& zufall) {
   return zufall() % GRENZEN[zufall() % std::size(GRENZEN)] + 1;
 }
 
-// The files and lines that the rules ask for are there, and no others.
+// Exactly the files and lines that the rules demand are there.
 void vergleiche(const ChannelChunker& c, const ChunkerRegel& soll, const TempOrdner& ordner,
                 const AusgabeFaenger& ausgabe) {
   Zeilen zeilen;
@@ -96,7 +96,7 @@ void vergleiche(const ChannelChunker& c, const ChunkerRegel& soll, const TempOrd
   EXPECT_EQ(c.chunkIndex(), static_cast<std::int64_t>(namen.size()));
 }
 
-// Every sample appended is in one chunk, in its order, or still waits.
+// Every appended sample is in one chunk, in order, or still waits.
 void zaehleNach(const ChunkerRegel& soll, const std::vector<float>& samples) {
   std::vector<float> wieder;
   for (const auto& chunk : soll.chunks) {
@@ -173,7 +173,7 @@ Zeilen zeilenBei(const Einstellung& e, const std::vector<float>& samples, std::s
   }
   c->finalizeRemainder();
   Zeilen ergebnis;
-  // The folder has another name each time; the rest of a line begins behind the path.
+  // The folder's name changes from run to run: compare what follows the path.
   for (const std::string& zeile : ausgabe.ausgabeZeilen())
     ergebnis.push_back(zeile.substr(zeile.find("_me_")));
   for (const std::string& name : ordner.namen()) {
@@ -194,8 +194,8 @@ TEST(ChunkerRegel, InFixedModeTheSizeOfBlocksNeverChangesACut) {
   }
 }
 
-// In turn mode the rules look at the buffer's length where a cut is forced. Where no block brings
-// the buffer there, because pauses come early enough, the size of blocks changes nothing either.
+// In turn mode a forced cut depends on the buffer's length, and so on the size of blocks. If pauses
+// come early enough to avoid it, the size of blocks changes nothing.
 TEST(ChunkerRegel, InTurnModeTheSizeOfBlocksChangesNothingBelowTheGreatestLength) {
   std::mt19937 zufall(4);
   std::vector<float> samples;

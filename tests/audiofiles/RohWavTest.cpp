@@ -27,7 +27,7 @@ using Zeilen = std::vector<std::string>;
 
 constexpr std::int64_t RATE = 16000;
 
-// A second of samples, different in each second and nowhere zero.
+// A second of samples, never zero, different in each second.
 std::vector<float> sekunde(int nummer) {
   std::vector<float> samples(RATE);
   for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -194,7 +194,7 @@ TEST(RohWavKopf, TakesTheRateModulo32Bit) {
   }
 }
 
-// What a kill leaves behind is what the file holds between two calls.
+// A kill leaves what the file holds between two calls.
 TEST_F(RohWavTest, AtAnyTimeTheHeaderDeclaresAtMostFiveSecondsLess) {
   std::mt19937 zufall(7);
   const auto roh = oeffne();
@@ -351,7 +351,7 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
   }
 }
 
-// Files that swallow everything: two gigabytes are to be counted, not stored.
+// Files that swallow everything: two gigabytes are counted, not stored.
 class Schlucker final : public Dateien {
  public:
   int oeffnen(const std::string&, int, mode_t) override { return 3; }

@@ -39,7 +39,7 @@ WavBytes fremderKopf(std::uint32_t kanaele, std::uint64_t datenBytes) {
   return b;
 }
 
-// The rules as they read, with the whole file at hand.
+// The rules in their plainest form, with the whole file in memory.
 std::optional<std::vector<float>> dekodiereGanz(const std::vector<std::uint8_t>& b) {
   if (b.size() < 45) return std::nullopt;
   const auto zahl = [&](std::size_t stelle, int bytes) {
@@ -201,7 +201,7 @@ TEST(LiesWav, ATruncatedFileIsReadAsFarAsItGoes) {
   EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, 0.25F}));
 }
 
-// The same file in pieces of any length, and from a disk that reads a few bytes at a time.
+// The same file in pieces of any length, from a disk that reads a few bytes at a time.
 TEST(LiesWav, ComesOutTheSameInWhateverPieces) {
   std::mt19937 zufall(20240321);
   const auto bis = [&](std::uint32_t grenze) {
@@ -214,7 +214,7 @@ TEST(LiesWav, ComesOutTheSameInWhateverPieces) {
     for (std::uint32_t block = bis(3); block > 0; --block) {
       const std::uint32_t laenge = bis(9);
       if (bis(1) == 0) {
-        // Declares anything, and is read for its channel count all the same.
+        // Declares any length; its channel count is read all the same.
         b.wort("fmt ").u32(laenge).u16(1).u16(kanaele);
       } else {
         b.wort("LIST").u32(laenge).wort(std::string(laenge + laenge % 2, 'x'));

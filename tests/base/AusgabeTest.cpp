@@ -120,7 +120,7 @@ TEST(AusgabeTest, WhatIsHeldBackFollowsTheReport) {
                                       "{\"chunk\":0}", "{\"chunk\":1}", "{\"chunk\":2}"}));
 }
 
-// A pipe whose reader is there and does not read.
+// A pipe with a reader that does not read.
 class StummerLeser : public testing::Test {
  public:
   StummerLeser() {
@@ -172,9 +172,8 @@ TEST_F(StummerLeser, GetsTheWholeLineWhenItReadsInTime) {
   EXPECT_EQ(gelesen.substr(gelesen.find('y')), zeile);
 }
 
-// Lines longer than a pipe's atomic size (4096) and longer than what a pipe holds, from eight
-// threads into one real pipe whose reader is slow to empty it, its writing end once blocking and
-// once not.
+// Lines longer than a pipe's atomic size (4096) and than its capacity, from eight threads into one
+// real pipe with a slow reader; its writing end is blocking once and non-blocking once.
 class ZeilenAusVielenFaeden : public testing::TestWithParam<bool> {};
 
 TEST_P(ZeilenAusVielenFaeden, ArriveWhole) {

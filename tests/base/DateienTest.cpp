@@ -68,7 +68,7 @@ TEST_F(ErsetzeDatei, ANameAsLongAsTheFolderAllowsCanBeWritten) {
   EXPECT_EQ(dateiBytes(lang), neu);
 }
 
-// Looked at before every single call: the name holds the whole old file or the whole new one.
+// Checked before every single call: the name leads to the whole old file or the whole new one.
 TEST_F(ErsetzeDatei, AWatcherNeverSeesAPartOfAFile) {
   dateien.kurz(1000);
   std::size_t blicke = 0;
@@ -246,7 +246,7 @@ TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
   EXPECT_EQ(fehler->code, EBADF);
 }
 
-// A host may give its child a socket as standard output, and such a one cannot be opened by name.
+// A host may give its child a socket as standard output, which cannot be opened by name.
 TEST_F(ErsetzeDatei, ASocketNamedByALinkToItsNumberIsWrittenTo) {
   std::array<int, 2> enden{};
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, enden.data()), 0);

@@ -1,4 +1,4 @@
-// Both captures against a source that does what each test says.
+// Both captures, on a source that each test controls.
 #include <gtest/gtest.h>
 
 #include <memory>

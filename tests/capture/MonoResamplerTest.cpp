@@ -10,7 +10,7 @@
 namespace hallkorb {
 namespace {
 
-// A platform that tells what was asked of it. Its converters hand on every third sample of the
+// A platform that records what it was asked for. Its converters return every third sample of the
 // first channel, or fail.
 class Fabrik final : public AudioConverterFactory {
  public:

@@ -133,7 +133,7 @@ TEST_F(ZeitachseTest, OnlyTheFirstTwentyOfEachKindAreLogged) {
   }
   EXPECT_EQ(zeit.luecken, 24);
   EXPECT_EQ(zeit.lueckenSamples, 24 * 320);
-  t -= 0.02;  // where the stream has got to
+  t -= 0.02;  // the stream's position
   for (int i = 0; i < 22; ++i) {
     t -= 0.02;
     (void)block(160, t);
@@ -207,9 +207,9 @@ TEST(ZeitachseDeathTest, APositionThatNoCounterHoldsStopsTheProcess) {
       testing::KilledBySignal(SIGABRT), "Zeitachse: Zeitpunkt nicht darstellbar");
 }
 
-// Whatever the sizes, jitters and losses of the blocks: sample i is what was heard at null + i /
-// rate, within the tolerance and the error of the time stamp from which the stream was last
-// aligned, and the counters tell of every sample that came, went or was added.
+// Whatever the blocks' sizes, jitter and losses: sample i was heard at null + i / rate, within the
+// tolerance plus the error of the time stamp that last aligned the stream, and the counters account
+// for every sample that was delivered, dropped or inserted.
 TEST(ZeitachsePropertyTest, EverySampleKeepsItsPlaceOnTheClock) {
   for (std::uint64_t saat = 1; saat <= 200; ++saat) {
     const AusgabeFaenger faenger;

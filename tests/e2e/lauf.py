@@ -73,18 +73,23 @@ class Zeilen:
 
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
-    leaves reading standard output to the test; `protokoll` lets libraries write to standard error."""
+    leaves reading standard output to the test; `protokoll` lets libraries write to standard error.
+    `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
+    program that starts it."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False, protokoll=False):
+                 echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=()):
         self.test = test
         self._protokoll = protokoll
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
-            [PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
+            [*vorsatz, PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
+            gehalten=gehalten,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        if sofort:
+            sofort(self.prozess)
         test.addCleanup(self._raeume_auf)
         self.aus = Zeilen(self.prozess.stdout) if lies_stdout else None
         self.diagnose = Zeilen(self.prozess.stderr)

@@ -4,6 +4,7 @@ import io
 import os
 import re
 import signal
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -12,6 +13,7 @@ import unittest.mock
 import lauf  # first: it finds the scripts' modules
 import anzeige
 import film
+import privat
 import prozesse
 import signale
 import sitzung
@@ -118,6 +120,43 @@ class Nachkommen(unittest.TestCase):
         # Ended, but not yet waited for.
         os.waitid(os.P_PID, kind.pid, os.WEXITED | os.WNOWAIT)
         self.erwarte([])
+
+
+class NurPulseAudio(unittest.TestCase):
+    """A machine whose sound server can't be recorded must not get voices of ours instead."""
+
+    def setUp(self):
+        halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
+        self.addCleanup(halter.cleanup)
+        leer = {name: wert for name, wert in os.environ.items()
+                if not name.startswith(("PIPEWIRE_", "PULSE_"))}
+        self.umgebung = leer | {"XDG_RUNTIME_DIR": halter.name}
+        self.ordner = halter.name
+
+    def fehlt(self, **mehr):
+        with unittest.mock.patch.dict(os.environ, self.umgebung | mehr, clear=True):
+            return privat.was_fehlt(["--no-video"])
+
+    def server(self, name):
+        os.makedirs(os.path.join(self.ordner, os.path.dirname(name)), exist_ok=True)
+        server = socket.socket(socket.AF_UNIX)
+        self.addCleanup(server.close)
+        server.bind(os.path.join(self.ordner, name))
+        server.listen()
+
+    def test_ohne_server_kommt_die_private_sitzung(self):
+        self.assertEqual(self.fehlt(), ["sitzung"])
+
+    def test_mit_pulseaudio_kommt_sie_nicht(self):
+        self.server("pulse/native")
+        self.assertEqual(self.fehlt(), [])
+
+    def test_auch_nicht_mit_einem_anderswo(self):
+        self.assertEqual(self.fehlt(PULSE_SERVER="tcp:anderswo"), [])
+
+    def test_mit_pipewire_kommt_sie_nicht(self):
+        self.server("pipewire-0")
+        self.assertEqual(self.fehlt(), [])
 
 
 class Skripte(unittest.TestCase):

@@ -1,7 +1,9 @@
 """All the ways in which a recording ends."""
 
 import os
+import random
 import signal
+import subprocess
 import time
 
 import lauf
@@ -66,25 +68,6 @@ class Stopp(lauf.Fall):
         aufnahme.pruefe_schluss()
         self.pruefe_rest(aufnahme, self.pruefe_dateien(aufnahme))
 
-    def test_sigint_gleich_nach_dem_start(self):
-        # At 50 ms the start of the captures is under way; the other times hit what lies around it.
-        for verzug in (0.0, 0.005, 0.02, 0.05, 0.1):
-            with self.subTest(verzug=verzug):
-                ordner = os.path.join(self.ordner, f"nach{verzug}")
-                aufnahme = self.lauf(ordner=ordner)
-                if verzug:
-                    time.sleep(verzug)
-                else:
-                    # Before this the program has not even begun, and a signal ends it as any other.
-                    self.warte_bis(lambda: os.path.isdir(ordner), "output folder")
-                aufnahme.sende(signal.SIGINT)
-                status = aufnahme.ende(PROMPT)
-                if status == -signal.SIGINT and verzug < 0.05:
-                    continue
-                self.assertEqual(status, 0, aufnahme.alles())
-                aufnahme.pruefe_schluss()
-                signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
-
     def test_stopp_vor_dem_ersten_chunk_schreibt_den_rest(self):
         aufnahme = self.laufend("--max", "60")
         aufnahme.gestartet()
@@ -129,3 +112,86 @@ class Stopp(lauf.Fall):
         for satz in aufnahme.chunks():
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+
+
+def haelt(prozess, nummer):
+    """True when the process has the signal blocked: from then on it takes it itself."""
+    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
+        maske = next(zeile for zeile in datei if zeile.startswith("SigBlk:"))
+    return bool(int(maske.split()[1], 16) >> (nummer - 1) & 1)
+
+
+class Anfang(lauf.Fall):
+    """A stop in the first moments of a recording."""
+
+    def stoppe_nach(self, verzug, nummer, **mehr):
+        """A signal `verzug` seconds after the kernel has started the program. Returns (the run, its
+        status, True when the program had taken over its signals by then)."""
+        bereit = []
+
+        def sofort(prozess):
+            ende = time.perf_counter() + verzug
+            while time.perf_counter() < ende:
+                pass
+            bereit.append(haelt(prozess, nummer))
+            prozess.send_signal(nummer)
+
+        ordner = os.path.join(self.ordner, f"{verzug:.7f}")
+        aufnahme = self.lauf(ordner=ordner, sofort=sofort, **mehr)
+        return aufnahme, aufnahme.ende(), bereit[0]
+
+    def pruefe_ordentlich(self, aufnahme, status):
+        self.assertEqual(status, 0, aufnahme.alles())
+        aufnahme.pruefe_schluss()
+        signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+
+    def test_signal_in_jedem_moment(self):
+        zufall = random.Random(11)
+        ordentlich = 0
+        for i in range(48):
+            verzug = 0.0005 * 200 ** (i / 47 * zufall.uniform(0.97, 1.0))  # 0.5 to 100 ms
+            with self.subTest(verzug=verzug):
+                nummer = zufall.choice([signal.SIGINT, signal.SIGTERM])
+                aufnahme, status, bereit = self.stoppe_nach(verzug, nummer)
+                if status == -nummer and not bereit:
+                    # The dynamic linker's time: nothing has happened yet, and nothing is left behind.
+                    self.assertEqual(aufnahme.alles(), "stdout:\nstderr:")
+                    self.assertFalse(os.path.exists(aufnahme.ordner))
+                    continue
+                ordentlich += 1
+                self.pruefe_ordentlich(aufnahme, status)
+        self.assertGreater(ordentlich, 0)
+
+    def test_signal_das_der_wirt_haelt(self):
+        # A host that starts the program with the signals blocked loses none, not even the first.
+        zufall = random.Random(12)
+        for i in range(16):
+            verzug = i / 16 * 0.004 * zufall.uniform(0.9, 1.0)
+            with self.subTest(verzug=verzug):
+                nummer = zufall.choice([signal.SIGINT, signal.SIGTERM])
+                aufnahme, status, _ = self.stoppe_nach(verzug, nummer,
+                                                       gehalten=(signal.SIGINT, signal.SIGTERM))
+                self.pruefe_ordentlich(aufnahme, status)
+
+    def test_vor_der_ersten_anweisung_wird_nur_die_c_bibliothek_geladen(self):
+        # Each further library is time in which a signal kills.
+        kopf = subprocess.run(["readelf", "--dynamic", "--wide", lauf.PROGRAMM], check=True,
+                              stdout=subprocess.PIPE, text=True).stdout
+        namen = {zeile.split("[")[1].rstrip("]").split(".")[0]
+                 for zeile in kopf.splitlines() if "(NEEDED)" in zeile}
+        self.assertLessEqual({"libc"}, namen)
+        self.assertLessEqual(namen, {"libc", "libm", "ld-linux-x86-64", "ld-linux-aarch64"})
+
+    def test_andere_modi_enden_mit_dem_signal(self):
+        # Waits for ever: nobody writes into the pipe that it is to read.
+        rohr = os.path.join(self.ordner, "rohr")
+        os.mkfifo(rohr)
+        for gehalten, erwartet in (((), -signal.SIGINT), ((signal.SIGINT,), -signal.SIGKILL)):
+            with self.subTest(gehalten=gehalten):
+                aufnahme = self.lauf("--fenster-wahl", rohr, gehalten=gehalten)
+                with open(rohr, "wb"):  # it reads: so its signals are as they are to be
+                    aufnahme.sende(signal.SIGINT)
+                    if gehalten:  # what the host holds stays held
+                        self.assertTrue(haelt(aufnahme.prozess, signal.SIGINT))
+                        aufnahme.sende(signal.SIGKILL)
+                    self.assertEqual(aufnahme.ende(), erwartet)

@@ -43,8 +43,8 @@ TEST(EchoStrecke, StatesNothingButZerosAtFirst) {
             "\"bloecke\":0}");
 }
 
-// What is done with the output, such as looking for its quietest moment, is not the canceller's
-// arithmetic: a muted microphone leaves samples whose squares are denormal.
+// The receiver of the output needs exact arithmetic: a muted microphone leaves samples whose
+// squares are denormal.
 TEST(EchoStrecke, HandsOutSamplesInTheCallersArithmetic) {
   EchoStrecke strecke(4);
   const Samples s = rauschen(20000, 0.1, 1);
@@ -126,7 +126,7 @@ TEST(EchoStrecke, WaitsForTheReferenceUntilTheMicrophoneIs8000SamplesAhead) {
   strecke.mikro({s.data() + 7999, 1});
   EXPECT_EQ(strecke.kompensation().bloecke(), 31);
   EXPECT_EQ(strecke.ohneReferenz(), 31);
-  // From here on every block at once, as long as the reference stays away.
+  // From here on every block is processed at once, as long as the reference stays away.
   strecke.mikro({s.data() + 8000, 1000});
   EXPECT_EQ(strecke.kompensation().bloecke(), 35);
   EXPECT_EQ(strecke.ohneReferenz(), 35);
@@ -152,7 +152,8 @@ TEST(EchoStrecke, CountsBlocksForcedThroughAtTheEndButNoPaddingAsWithoutReferenc
   strecke.referenz({s.data(), 300});
   EXPECT_EQ(strecke.kompensation().bloecke(), 1);
   strecke.abschliessen();
-  // Three whole blocks, one without more than a beginning, one padded, 17 to empty the canceller.
+  // Three whole blocks, one with only the beginning of a reference, one padded, 17 to empty the
+  // canceller.
   EXPECT_EQ(strecke.ohneReferenz(), 2);
   EXPECT_EQ(strecke.kompensation().bloecke(), 3 + 1 + 17);
 }
@@ -175,8 +176,8 @@ TEST(EchoStrecke, IgnoresWhatComesAfterTheEnd) {
   EXPECT_EQ(e.samples.size(), 5000U);
 }
 
-// 3000 samples are more than eight blocks: (3000 - 768) / 256 = 8.72 makes 9. What is left then,
-// 696, is within half a block and eight blocks; so is 896 of 3200, which is kept as it is.
+// 3000 samples are more than eight blocks: (3000 - 768) / 256 = 8.72 is rounded to 9. The rest,
+// 696, is between half a block and eight blocks; so is 896 of 3200, which changes nothing.
 TEST(EchoStrecke, AlignsTheReferenceByWholeBlocksAndKeepsAnAlignmentThatFits) {
   const Samples ref = rauschen(20 * 16000, 0.1, 9);
   Samples mic(ref.size());
@@ -219,15 +220,14 @@ TEST(EchoStrecke, NeedsNoAlignmentUpToEightBlocks) {
   }
 }
 
-// The delay in samples that is reported, the alignment in blocks before and after it.
+// The reported delay in samples; the alignment in blocks before and after it.
 struct Ausrichtung {
   std::int64_t D;
   std::int64_t vorher;
   std::int64_t nachher;
 };
 
-// A path without audio that is aligned by `versatz` blocks, so that the echo lies three blocks into
-// the filter.
+// A path without audio, aligned by `versatz` blocks, with the echo three blocks into the filter.
 void richteAus(EchoStrecke& strecke, std::int64_t versatz) {
   if (versatz > 0) EchoStreckeEinblick{strecke}.ausrichten((versatz + 3) * 256, 0);
   ASSERT_EQ(strecke.versatz(), versatz);
@@ -287,7 +287,7 @@ TEST(EchoStrecke, RoundsHalvesOfABlockToTheEvenOne) {
 TEST(EchoStrecke, ReplacesADamagedBlockByTheRawOneBeforeIt) {
   constexpr float NICHTS = std::numeric_limits<float>::quiet_NaN();
   constexpr float UNENDLICH = std::numeric_limits<float>::infinity();
-  // In the last sample of a block something infinite has no time to become a NaN.
+  // An infinity in a block's last sample has no time to become a NaN.
   for (const auto& [wert, stelle] :
        {std::pair{NICHTS, 7U}, std::pair{UNENDLICH, 255U}, std::pair{-UNENDLICH, 255U}}) {
     SCOPED_TRACE(wert);
@@ -329,7 +329,7 @@ TEST(EchoStrecke, SurvivesAReferenceThatIsMinutesAheadOrBehind) {
   const Samples ref = rauschen(100 * 16000, 0.1, 14);
   const Samples mic = rauschen(100 * 16000, 0.1, 15);
   {
-    // All of the reference first: all but its last half minute is given up.
+    // All of the reference first: only its last half minute is kept.
     EchoStrecke strecke(2);
     Ergebnisse e;
     sammle(strecke, e);
@@ -358,8 +358,8 @@ void vergleicheGehaltenes(EchoStrecke& schnell, const referenz::EchoStrecke& wor
   ASSERT_TRUE(std::ranges::equal(innen.refPre(), wort.refPre));
 }
 
-// A microphone that stands still must not fill the memory: of more than 60 seconds of reference the
-// newest 30 are left.
+// A microphone that delivers nothing must not fill the memory: of more than 60 seconds of reference
+// the newest 30 stay.
 TEST(EchoStrecke, HoldsAMinuteOfReferenceAtMostAndThenTheNewestHalf) {
   const Samples ref = rauschen(970000, 0.1, 16);
   const auto gehalten = [](EchoStrecke& strecke) {
@@ -398,7 +398,7 @@ TEST(EchoStrecke, HoldsAMinuteOfReferenceAtMostAndThenTheNewestHalf) {
       wort.mikro({mic.data() + ab, 4000});
       vergleicheGehaltenes(schnell, wort);
     }
-    // What lies more than a second before what the filter may ask for is gone.
+    // Everything more than a second before what the filter may need is gone.
     EXPECT_GT(EchoStreckeEinblick{schnell}.refBasis(), 480001);
     EXPECT_EQ(schnell.statistik(), wort.statistik());
     EXPECT_EQ(a.sprache, b.sprache);
@@ -415,8 +415,8 @@ TEST(EchoStrecke, HoldsAMinuteOfReferenceAtMostAndThenTheNewestHalf) {
   }
 }
 
-// However both streams are cut, as long as the reference is never so late that a block goes
-// without.
+// Both streams may be cut in any way, as long as the reference is never so late that a block has to
+// do without it.
 TEST(EchoStrecke, DoesNotDependOnHowTheStreamsAreCut) {
   const szenen::Szene szene = szenen::szene({.name = "schnitte",
                                              .sekunden = 8.0,

@@ -33,7 +33,7 @@ std::span<const double> rahmen(const Werte& referenz, std::size_t b) {
   return {referenz.data() + b * N, K};
 }
 
-// The impulse response that a half spectrum stands for.
+// The impulse response of a half spectrum.
 Werte impulsantwort(kern::Spektrum s) {
   Werte re(K);
   Werte im(K);
@@ -102,7 +102,7 @@ TEST_P(Kompensation, TakesAnEchoOutAndBecomesAdapted) {
   const Werte referenz = rauschen((bloecke + 1) * N, 3000.0, 2);
   Werte mic(bloecke * N);
   for (std::size_t i = 0; i < mic.size(); ++i) {
-    // Two reflections; the echo of pre-emphasised noise is as good as any.
+    // Two reflections. Pre-emphasised noise is as good as any reference.
     const std::size_t t = i + N;
     mic[i] = 0.5 * referenz[t - 100] + (t >= 1500 ? 0.2 * referenz[t - 1500] : 0.0);
   }
@@ -139,7 +139,7 @@ TEST_P(Kompensation, SharesTheStepOutTo99Hundredths) {
   }
 }
 
-// Which partitions' filters are cut to their first N taps by one block.
+// The partitions whose filters one block cuts to their first N taps.
 std::vector<bool> beschraenkte(std::int64_t P, int bloecke) {
   Echokompensation ec(P);
   const EchokompensationEinblick innen{ec};
@@ -190,7 +190,7 @@ TEST_P(Kompensation, LeavesTheForegroundAloneWhereBothFiltersAgree) {
   EXPECT_EQ(ec.hgReset(), 0);
 }
 
-// The variance of two filters that agree is that of a difference of 10, and no less.
+// Two filters that agree still have the variance of a difference of 10.
 TEST_P(Kompensation, TakesFiltersThatAgreeForALittleDifferent) {
   const Werte signal = rauschen(3 * N, 100.0, 4);
   for (const double w : {0.0, 0.1}) {
@@ -211,8 +211,8 @@ TEST_P(Kompensation, TakesFiltersThatAgreeForALittleDifferent) {
   }
 }
 
-// The foreground is empty, the background perfect: the block ends with the background's echo taken
-// out, and begins with all of it left.
+// The foreground is empty, the background perfect: the echo is all there at the block's beginning
+// and gone at its end.
 TEST_P(Kompensation, FadesOverToABetterBackground) {
   Echokompensation ec(1);
   ec.nachfilterAn(false);
@@ -279,7 +279,7 @@ TEST_P(Kompensation, ResetsAfter50BlocksThatFail) {
   EXPECT_EQ(ec.resets(), 1);
 }
 
-// Failing is a foreground error of more than the microphone's energy and 10000 per sample.
+// A block fails if the foreground's error exceeds the microphone's energy plus 10000 per sample.
 TEST_P(Kompensation, CountsBlocksThatItMakesLouder) {
   const Werte stille(N, 0.0);
   Werte ref(K, 0.0);

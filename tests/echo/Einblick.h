@@ -1,5 +1,4 @@
-// Access to what canceller and echo path keep to themselves, for tests that set up or look at its
-// inside.
+// Access to private state of canceller and echo path, for tests that set it up or check it.
 #pragma once
 
 #include <cstddef>
@@ -31,7 +30,7 @@ struct EchokompensationEinblick {
   [[nodiscard]] bool adapted() const { return ec.adapted; }
   [[nodiscard]] double sumAdapt() const { return ec.sumAdapt; }
   [[nodiscard]] double n0() const { return ec.vorfilter.n0; }
-  // The variances of the comparison of both filters, and the foreground's error.
+  // The variances in the comparison of both filters, and the foreground's error.
   [[nodiscard]] double& Dvar1() const { return ec.Dvar1; }
   [[nodiscard]] double& Dvar2() const { return ec.Dvar2; }
   [[nodiscard]] const DFeld& ef() const { return ec.ef; }
@@ -44,7 +43,7 @@ struct EchoStreckeEinblick {
   [[nodiscard]] std::span<const double> refRoh() const { return strecke.refRoh.werte(); }
   [[nodiscard]] std::span<const double> refPre() const { return strecke.refPre.werte(); }
   [[nodiscard]] std::int64_t refBasis() const { return strecke.refBasis; }
-  // A delay of D samples is reported in block b.
+  // Acts as if a delay of D samples had been reported in block b.
   void ausrichten(std::int64_t D, std::int64_t b) const { strecke.ausrichten(D, b); }
 };
 

@@ -22,7 +22,7 @@ constexpr double MINUS_35_DB = 0.01778279410038923;
 class NachfilterJe : public JeBefehlssatz {
  protected:
   void block(const Werte& residuum, const Werte& echo, double leak = 0.03) {
-    nachfilter.block(residuum.data(), echo.data(), leak, true, ausgabe.data());
+    nachfilter.block(residuum.data(), echo.data(), leak, ausgabe.data());
   }
   Werte rauschen(double pegel) {
     std::normal_distribution<double> normal(0.0, pegel);
@@ -49,7 +49,7 @@ TEST_P(NachfilterJe, PutsOutExactZerosAndNoSpeechForThe16BlocksOfLookAhead) {
   EXPECT_EQ(nachfilter.verzoegerungBloecke, 17);
 }
 
-// Near-end speech that is loud against everything passes unchanged, 17 blocks late.
+// Near-end speech that is much louder than everything else passes unchanged, 17 blocks late.
 TEST_P(NachfilterJe, GivesLoudSpeechBackUnchanged17BlocksLate) {
   const Werte stille(N, 0.0);
   std::vector<Werte> hinein;

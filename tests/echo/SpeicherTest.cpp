@@ -1,4 +1,4 @@
-// The echo path asks for no memory once its buffers have their size: the allocator may take a lock
+// The echo path allocates nothing once its buffers have their size: the allocator may take a lock
 // that another thread holds, and a recording must not wait for it.
 #include <gtest/gtest.h>
 
@@ -71,8 +71,7 @@ TEST(Speicher, IsNotAskedForOnceTheBuffersHaveTheirSize) {
   };
   long vorher = 0;
   for (std::size_t ab = 0; ab + 1000 <= szene.mikro.size(); ab += 1000) {
-    // Six seconds: analyses of the delay, a shift of the filter and a shortening of the reference
-    // have taken place by then.
+    // Six seconds: by then the delay was analysed, the filter moved and the reference trimmed.
     if (ab == 96000) vorher = belegungen;
     strecke.referenz({szene.referenz.data() + ab, 1000});
     strecke.mikro({szene.mikro.data() + ab, 1000});
@@ -83,7 +82,7 @@ TEST(Speicher, IsNotAskedForOnceTheBuffersHaveTheirSize) {
   EXPECT_GT(heraus, 200000U);
 }
 
-// Minutes of one stream without the other: what is held has a largest size, which is reached soon.
+// Minutes of one stream without the other: the buffers soon reach a greatest size.
 TEST(Speicher, DoesNotGrowWhereOneOfTheStreamsStaysAway) {
   const std::vector<float> stueck(1600, 0.25F);
   {

@@ -15,5 +15,5 @@ target_compile_options(hallkorb_echo_szenen PRIVATE -O2)
 hallkorb_library(hallkorb_echo_bewertung FOLDER tests/echo/szenen
   HEADERS Bewertung.h Stimmen.h
   SOURCES Bewertung.cpp Stimmen.cpp
-  DEPENDS hallkorb_echo hallkorb_audiofiles hallkorb_echo_szenen)
+  DEPENDS hallkorb_echo hallkorb_audiofiles hallkorb_echo_szenen hallkorb_sprecher)
 target_compile_options(hallkorb_echo_bewertung PRIVATE -O2)

@@ -191,7 +191,8 @@ TEST_P(BildaufsichtTest, TheSameWindowResumesAfterAPause) {
   EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "wechsle 4", "stop"}));
 }
 
-TEST_P(BildaufsichtTest, APauseBelongsToNoSourceAlsoWhenTheTitleChangedInIt) {
+// The booking of a new title knows no pause; that of a new window does.
+TEST_P(BildaufsichtTest, APauseInWhichTheTitleChangedBelongsToTheOldTitle) {
   schirm.windows = {zoom(4)};
   zeige(9, {});
   zeige(31, {zoom(4, "Zoom Webinar")});
@@ -199,16 +200,36 @@ TEST_P(BildaufsichtTest, APauseBelongsToNoSourceAlsoWhenTheTitleChangedInIt) {
   EXPECT_TRUE(stoppe(45.0));
   const Zeilen zeilen = faenger.fehlerZeilen();
   EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
-            (Zeilen{"[hallkorb] Bildquelle: Zoom · Zoom Webinar — 13 s",
-                    "[hallkorb] Bildquelle: " + ZOOM + " — 10 s"}));
+            (Zeilen{"[hallkorb] Bildquelle: " + ZOOM + " — 32 s",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Webinar — 13 s"}));
 }
 
-TEST_P(BildaufsichtTest, AStopInAPauseDoesNotBookThePause) {
+TEST_P(BildaufsichtTest, AStopInAPauseBooksThePauseToTheLastSource) {
   schirm.windows = {zoom(4)};
   zeige(9, {});
   video->starteGeduldig(120);
   EXPECT_TRUE(stoppe(45.0));
-  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 10 s");
+  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 45 s");
+}
+
+TEST_P(BildaufsichtTest, ASleepOfTheComputerIsBooked) {
+  schirm.windows = {zoom(4)};
+  welt.am(5, [this] { welt.wanduhrVor = 3600; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Bildquelle: " + ZOOM + " — 3609 s");
+}
+
+TEST_P(BildaufsichtTest, AWallClockThatIsSetBackTakesNothingAway) {
+  schirm.windows = {zoom(4, "Meeting A")};
+  zeige(9, {zoom(4, "Meeting B")});
+  welt.am(11, [this] { welt.wanduhrVor = -3600; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(15.0));
+  const Zeilen zeilen = faenger.fehlerZeilen();
+  EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
+            (Zeilen{"[hallkorb] Bildquelle: Zoom · Meeting A — 10 s",
+                    "[hallkorb] Bildquelle: Zoom · Meeting B — 0 s"}));
 }
 
 TEST_P(BildaufsichtTest, EverySecondIsBookedToItsSource) {

@@ -85,7 +85,7 @@ TEST_P(WindowVideoCaptureTest, OnlyCompletePicturesCountAndTheFirstOneBeginsTheF
   EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{1.5, 4}, {1.75, 4}}));
 }
 
-TEST_P(WindowVideoCaptureTest, PicturesAreDroppedAndCountedWhileTheWriterIsNotReady) {
+TEST_P(WindowVideoCaptureTest, PicturesAreDroppedWithoutAWordWhileTheWriterIsNotReady) {
   for (const double zeit : {0.5, 1.0, 1.25, 1.5})
     bild(zeit);
   welt.am(0.9, [this] { schirm.schreiberBereit = false; });
@@ -95,8 +95,8 @@ TEST_P(WindowVideoCaptureTest, PicturesAreDroppedAndCountedWhileTheWriterIsNotRe
   ASSERT_TRUE(ergebnis);
   EXPECT_EQ(ergebnis->frames, 2);
   EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{0.5, 4}, {1.5, 4}}));
-  EXPECT_EQ(faenger.fehlerZeilen().back(),
-            "[hallkorb] Bild: 2 Bilder verworfen, Schreiber nicht bereit");
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 2 s"}));
 }
 
 TEST_P(WindowVideoCaptureTest, APictureThatIsNotTakenDoesNotCount) {
@@ -150,6 +150,28 @@ TEST_P(WindowVideoCaptureTest, AFileThatCannotBeFinishedIsNoVideo) {
   EXPECT_FALSE(stoppe(1.0));
   EXPECT_EQ(schirm.filme[0].ende, 1.0);
   EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: unbekannt");
+}
+
+TEST_P(WindowVideoCaptureTest, AFileThatIsNotThereIsNoVideo) {
+  bild(0.5);
+  video->starteGeduldig(120);
+  bis(1.0);
+  std::filesystem::remove(ordner / "video.mp4");
+  EXPECT_FALSE(stoppe(1.5));
+  EXPECT_EQ(faenger.fehlerZeilen().back(),
+            "[hallkorb] Video-Abschluss fehlgeschlagen: " + (ordner / "video.mp4") +
+                ": No such file or directory");
+}
+
+// A picture that comes while the sources are being listed must find the file closed.
+TEST_P(WindowVideoCaptureTest, TheWritersFailureIsReportedBeforeTheSources) {
+  bild(0.5);
+  welt.am(0.9, [this] { schirm.schreiberSchreibt = false; });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(1.5));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Video-Schreiber ausgefallen: unbekannt",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 1 s"}));
 }
 
 TEST_P(WindowVideoCaptureTest, AWriterThatFailsOnTheWayIsReportedOnceAtTheNextPicture) {

@@ -1,6 +1,5 @@
-// The chunker's rules, written down a second time as plainly as they can be said: no memory between
-// blocks, everything looked at anew each time, samples erased from the front. It is slow, and the
-// measure for the fast one.
+// The chunker's rules a second time, as plainly as possible: nothing remembered between blocks,
+// everything searched anew, samples erased from the front. Slow, and the measure for the fast one.
 #pragma once
 
 #include <algorithm>

@@ -22,6 +22,7 @@ struct Aufnahme {
   double zeit = 0.0;
   int breite = 0;
   int hoehe = 0;
+  std::uint32_t fenster = 0;
   std::vector<std::uint8_t> daten;
 
   // The colour of a pixel as 0xRRGGBB.
@@ -37,12 +38,17 @@ class Bildsammler final : public WindowStreamListener {
  public:
   void bild(const Bild& bild) override {
     const auto& bgr = dynamic_cast<const BgrBild&>(bild);
-    Aufnahme neu{bild.zeit(), bgr.breite(), bgr.hoehe(), {}};
+    Aufnahme neu{bild.zeit(), bgr.breite(), bgr.hoehe(), bild.fenster(), {}};
     neu.daten.assign(bgr.daten(),
                      bgr.daten() + bgr.zeilenLaenge() * static_cast<std::size_t>(bgr.hoehe()));
     const std::lock_guard halter(lock_);
     zeiten_.push_back(bild.zeit());
     letztes_ = std::move(neu);
+    neues_.notify_all();
+  }
+  void titelGeaendert() override {
+    const std::lock_guard halter(lock_);
+    ++titel_;
     neues_.notify_all();
   }
   void gestoppt(const Fehler& fehler) override {
@@ -71,12 +77,22 @@ class Bildsammler final : public WindowStreamListener {
     return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
                            [&] { return zeiten_.size() >= anzahl; });
   }
+  bool warteAufTitel(std::size_t anzahl, double sekunden = 10.0) {
+    std::unique_lock halter(lock_);
+    return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
+                           [&] { return titel_ >= anzahl; });
+  }
   bool warteAufEnde(double sekunden = 10.0) {
     std::unique_lock halter(lock_);
     return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
                            [&] { return !fehler_.empty(); });
   }
 
+  // How often a new title was reported.
+  [[nodiscard]] std::size_t titel() const {
+    const std::lock_guard halter(lock_);
+    return titel_;
+  }
   [[nodiscard]] std::vector<double> zeiten() const {
     const std::lock_guard halter(lock_);
     return zeiten_;
@@ -91,6 +107,7 @@ class Bildsammler final : public WindowStreamListener {
   std::condition_variable neues_;
   std::vector<double> zeiten_;
   std::vector<Fehler> fehler_;
+  std::size_t titel_ = 0;
   std::optional<Aufnahme> letztes_;
   double gesehen_ = 0.0;
 };

@@ -86,6 +86,7 @@ class Hoerer final : public AudioInputListener {
       s.verloren += bloecke;
     });
   }
+  void hinweis(const Fehler&) override {}
 
  private:
   void aendere(const std::function<void(Stand&)>& aenderung) {

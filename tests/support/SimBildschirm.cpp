@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <fstream>
 #include <functional>
 
 #include "tests/support/SimPlattform.h"
@@ -11,16 +12,16 @@ namespace {
 
 class SimBild final : public Bild {
  public:
-  SimBild(double zeit, BildStatus status, std::uint32_t id)
-      : fenster(id), zeit_(zeit), status_(status) {}
+  SimBild(double zeit, BildStatus status, std::uint32_t fenster)
+      : zeit_(zeit), status_(status), fenster_(fenster) {}
   [[nodiscard]] double zeit() const override { return zeit_; }
   [[nodiscard]] BildStatus status() const override { return status_; }
-
-  const std::uint32_t fenster;
+  [[nodiscard]] std::uint32_t fenster() const override { return fenster_; }
 
  private:
   const double zeit_;
   const BildStatus status_;
+  const std::uint32_t fenster_;
 };
 
 }  // namespace
@@ -68,7 +69,16 @@ class Bildschirm::Strom final : public WindowStream {
 
   void bild(BildStatus status) {
     const SimBild neues(welt_.sekunden(), status, id_);
-    arbeit_.emplace_back([neues](WindowStreamListener& hoerer) { hoerer.bild(neues); });
+    const double wann = welt_.jetzt() + schirm_.bildVerzug;
+    welt_.am(wann, [] {});
+    arbeit_.emplace_back([this, neues, wann](WindowStreamListener& hoerer) {
+      welt_.warteBis([&] { return gestoppt_ || welt_.jetzt() >= wann; });
+      if (!gestoppt_) hoerer.bild(neues);
+    });
+  }
+
+  void titelNeu() {
+    arbeit_.emplace_back([](WindowStreamListener& hoerer) { hoerer.titelGeaendert(); });
   }
 
   void beende(Fehler fehler) {
@@ -137,6 +147,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
   bool starte(double basis) override {
     film().basis = basis - NULLZEIT;
     gestartet_ = schirm_.schreiberStartet;
+    if (gestartet_) std::ofstream(film().pfad) << "film";
     return gestartet_;
   }
   bool schreibt() const override { return gestartet_ && schirm_.schreiberSchreibt; }
@@ -147,7 +158,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
       schirm_.schreiberSchreibt = false;
     }
     if (!schirm_.schreiberNimmt || !schirm_.schreiberSchreibt) return false;
-    film().bilder.emplace_back(bild.zeit() - NULLZEIT, dynamic_cast<const SimBild&>(bild).fenster);
+    film().bilder.emplace_back(bild.zeit() - NULLZEIT, bild.fenster());
     return true;
   }
   bool schliesseAb(double ende) override {
@@ -167,6 +178,11 @@ class Bildschirm::Schreiber final : public VideoWriter {
 void Bildschirm::bild(BildStatus status) {
   for (Strom* strom : stroeme_)
     strom->bild(status);
+}
+
+void Bildschirm::titelNeu() {
+  for (Strom* strom : stroeme_)
+    strom->titelNeu();
 }
 
 void Bildschirm::beende(Fehler fehler) {

@@ -45,6 +45,7 @@ class Bildschirm {
   double wechselDauer = 0.0;
   double stopDauer = 0.0;
   bool bildNachStart = true;  // a picture follows each start and switch
+  double bildVerzug = 0.0;    // seconds from reading a picture to its delivery
 
   // How the writer behaves.
   Ergebnis schreiberFehlt;
@@ -65,6 +66,8 @@ class Bildschirm {
 
   // The running stream delivers a picture of its window.
   void bild(BildStatus status = BildStatus::vollstaendig);
+  // The platform reports that the recorded window's title changed.
+  void titelNeu();
   // The capture service ends the running stream.
   void beende(Fehler fehler);
 

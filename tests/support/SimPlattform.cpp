@@ -283,7 +283,7 @@ std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& eingang
 }
 
 std::int64_t SimPlattform::unixMs() const {
-  return UNIX_MS_AM_ANFANG + std::llround(jetzt_ * 1000);
+  return UNIX_MS_AM_ANFANG + std::llround((jetzt_ + wanduhrVor) * 1000);
 }
 
 void SimPlattform::aufSignal(int nummer, Handler handler) {

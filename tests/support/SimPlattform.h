@@ -69,6 +69,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet mikrofonGeraet;
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
+  double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
 
   // Scripted events, in seconds after the beginning.
   void am(double zeit, std::function<void()> ereignis);

@@ -1,4 +1,4 @@
-# A real window that is led by lines; needs nothing but the X libraries. Built when it is asked for.
+# A real window controlled by lines; needs only the X libraries. Built on request.
 hallkorb_library(hallkorb_beschriftung FOLDER tests/support
   HEADERS Beschriftung.h
   SOURCES Beschriftung.cpp)

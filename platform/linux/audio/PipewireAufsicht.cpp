@@ -1,10 +1,13 @@
 #include "platform/linux/audio/PipewireAufsicht.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <limits>
 #include <utility>
 #include <variant>
+
+#include "platform/linux/audio/Vorrang.h"
 
 namespace hallkorb {
 namespace {
@@ -27,6 +30,8 @@ constexpr auto START_OHNE_BLOCK = 2500ms;
 // every client of every change of the default devices (0.3.65: when another one binds the same
 // metadata); a new connection is told of all that is there.
 constexpr auto AUFFRISCHEN = 3s;
+// A stream's thread should have its priority by then.
+constexpr auto VORRANG_NACH = 1s;
 // Between two looks at everything else, when the listener is slow and many blocks wait.
 constexpr std::size_t BLOECKE_JE_SCHRITT = 32;
 
@@ -125,6 +130,7 @@ void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeit
   }
   if (strom_) {
     pruefeHerkunft();
+    pruefeVorrang(jetzt);
     pruefeStille(jetzt);
   }
   if (!strom_ && (andereQuelle || jetzt - stromSeit_ >= ABSTAND)) {
@@ -152,6 +158,22 @@ void PipewireAufsicht::pruefeHerkunft() {
     case Herkunft::UNVERBUNDEN:
       break;
   }
+}
+
+// PipeWire's library may get its answer from another process, so it is given time.
+void PipewireAufsicht::pruefeVorrang(Zeitpunkt jetzt) {
+  const pid_t faden = strom_->datenfaden();
+  if (!begonnen_ || faden == 0 || faden == gepruefterFaden_ || jetzt - stromSeit_ < VORRANG_NACH) {
+    return;
+  }
+  gepruefterFaden_ = faden;
+  if (hebeVorrang(faden) != Vorrang::KEINER) return;
+  static std::atomic<bool> gemeldet{false};
+  if (gemeldet.exchange(true)) return;
+  listener_.hinweis(pipewireFehler(
+      EPERM,
+      "Vorrang vor anderen Programmen verweigert (RLIMIT_RTPRIO, RLIMIT_NICE, Portal, rtkit): "
+      "bei hoher Last kann Ton fehlen"));
 }
 
 void PipewireAufsicht::pruefeStille(Zeitpunkt jetzt) {

@@ -54,6 +54,7 @@ class PipewireAufsicht {
   [[nodiscard]] std::optional<PipewireVerzeichnis::Knoten> ziel();
   void pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
   void pruefeHerkunft();
+  void pruefeVorrang(Zeitpunkt jetzt);
   void pruefeStille(Zeitpunkt jetzt);
   void uebergib(std::size_t hoechstens);
   void melde();
@@ -75,6 +76,8 @@ class PipewireAufsicht {
   // and earlier ones of which blocks may still wait in the ring.
   std::set<std::uint64_t> gepruefte_;
   std::optional<Zeitpunkt> gefragt_;  // while silent: when the daemon last owed an answer
+
+  pid_t gepruefterFaden_ = 0;  // whose priority has been seen to
 
   std::optional<Fehler> grund_;  // what stands between us and the blocks
   Zeitpunkt letzterBlock_{};

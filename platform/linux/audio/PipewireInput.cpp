@@ -8,6 +8,8 @@
 
 #include "base/Faden.h"
 #include "platform/linux/audio/PipewireAufsicht.h"
+#include "platform/linux/audio/Swresample.h"
+#include "platform/linux/audio/Vorrang.h"
 
 namespace hallkorb {
 namespace {
@@ -30,6 +32,7 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
   {
     const std::lock_guard halter(threadLock_);
     if (stopp_ || thread_.joinable()) return abgebrochen();
+    if (auto fehler = ladeSwresample()) return fehler;  // nothing could be converted
     thread_ = std::thread(
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
   }
@@ -49,6 +52,8 @@ Ergebnis PipewireInput::stop() {
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
   beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
+  // Before there are threads below this one, which inherit it.
+  hebeVorrang(0);
   bool gestartet = false;
   PipewireAufsicht aufsicht(quelle_, listener, wecker_);
   while (!stopp_) {

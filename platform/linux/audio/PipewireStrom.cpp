@@ -1,6 +1,7 @@
 #include "platform/linux/audio/PipewireStrom.h"
 
 #include <spa/param/audio/format-utils.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -128,6 +129,7 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) con
 }
 
 void PipewireStrom::verarbeite() {
+  if (datenfaden_ == 0) datenfaden_ = ::gettid();
   pw_buffer* puffer = pw_stream_dequeue_buffer(stream_);
   if (puffer == nullptr) return;
   uebernimm(*puffer->buffer);

@@ -15,6 +15,8 @@
 // it jitters by milliseconds.
 #pragma once
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -46,6 +48,8 @@ class PipewireStrom {
 
   // The id of our own node in the graph; PW_ID_ANY until it has one.
   [[nodiscard]] std::uint32_t knoten() const;
+  // The kernel's id of the thread that the blocks come from; 0 until one has come. Any thread.
+  [[nodiscard]] pid_t datenfaden() const { return datenfaden_; }
   // Why the stream has ended, if it has.
   [[nodiscard]] const std::optional<std::string>& ende() const { return ende_; }
 
@@ -66,6 +70,7 @@ class PipewireStrom {
   // Rate in the upper half, channels in the lower, in one piece because the real-time thread reads
   // it; 0 while there is none.
   std::atomic<std::uint64_t> format_{0};
+  std::atomic<pid_t> datenfaden_{0};
   spa_hook haken_{};
   pw_stream* stream_ = nullptr;
 };

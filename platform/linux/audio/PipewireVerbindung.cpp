@@ -62,7 +62,8 @@ Ergebnis PipewireVerbindung::verbinde() {
   core_.reset(pw_context_connect(context_.get(), nullptr, 0));
   if (!core_) {
     return Fehler{"pipewire", errno,
-                  "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung?"};
+                  "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung? "
+                  "(PulseAudio allein genuegt nicht)"};
   }
   pw_core_add_listener(core_.get(), &coreHaken_, &CORE_EREIGNISSE, this);
   verzeichnis_ = std::make_unique<PipewireVerzeichnis>(core_.get(), geaendert_);

@@ -20,13 +20,20 @@ namespace {
 
 using Fenster = std::vector<xcb_window_t>;
 
-// The windows in question, before any of them is looked at.
+// The windows in question, the front one first, before any of them is looked at.
 class Liste {
  public:
   Liste(xcb_connection_t* c, xcb_window_t wurzel, const X11Atome& atome)
       : c_(c), wurzel_(wurzel), atome_(atome) {}
 
   [[nodiscard]] Fenster lies() const {
+    Fenster fenster = vonUnten();
+    std::reverse(fenster.begin(), fenster.end());
+    return fenster;
+  }
+
+ private:
+  [[nodiscard]] Fenster vonUnten() const {
     X11Eigenschaft gestapelt(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST_STACKING]);
     X11Eigenschaft liste(c_, wurzel_, atome_[X11Name::NET_CLIENT_LIST]);
     X11Eigenschaft verwalter(c_, wurzel_, atome_[X11Name::NET_SUPPORTING_WM_CHECK]);
@@ -41,7 +48,6 @@ class Liste {
     return lebt(verwalter) ? Fenster() : kinder();
   }
 
- private:
   // A window manager shows that it lives by a window that bears the same property.
   [[nodiscard]] bool lebt(const X11Eigenschaft& verwalter) const {
     if (verwalter.zahlen().empty()) return false;

@@ -1,6 +1,7 @@
 #include "platform/linux/screen/X11Aufnahme.h"
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/HostClock.h"
@@ -8,6 +9,8 @@
 
 namespace hallkorb {
 namespace {
+
+constexpr std::string_view TITEL = "_NET_WM_NAME";
 
 Fehler fehlt(const std::string& erweiterung) {
   return {"x11", XCB_REQUEST, "dem X-Server fehlt die Erweiterung " + erweiterung};
@@ -42,13 +45,17 @@ Ergebnis X11Aufnahme::beginne() {
   const auto compositeFrage = xcb_composite_query_version(c, 0, 4);
   const auto damageFrage = xcb_damage_query_version(c, 1, 1);
   const auto xfixesFrage = xcb_xfixes_query_version(c, 4, 0);
+  const auto titelFrage =
+      xcb_intern_atom(c, 0, static_cast<std::uint16_t>(TITEL.size()), TITEL.data());
   const X11Antwort<xcb_composite_query_version_reply_t> composite(
       xcb_composite_query_version_reply(c, compositeFrage, nullptr));
   const X11Antwort<xcb_damage_query_version_reply_t> damage(
       xcb_damage_query_version_reply(c, damageFrage, nullptr));
   const X11Antwort<xcb_xfixes_query_version_reply_t> xfixes(
       xcb_xfixes_query_version_reply(c, xfixesFrage, nullptr));
+  const X11Antwort<xcb_intern_atom_reply_t> titel(xcb_intern_atom_reply(c, titelFrage, nullptr));
   if (auto fehler = verbindung_.verloren()) return fehler;
+  if (titel) titelName_ = titel->atom;
   if (!composite || (composite->major_version == 0 && composite->minor_version < 2)) {
     return fehlt("Composite 0.2");
   }
@@ -68,9 +75,15 @@ Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
     auto neues = X11Fenster::neu(verbindung_, id, fehler);
     if (!neues) return fehler;
     fenster_ = std::move(neues);
+    titelNeu_ = false;
   }
   gezeichnet_.reset();
   return std::nullopt;
+}
+
+bool X11Aufnahme::titelGeaendert() {
+  liesEreignisse();
+  return std::exchange(titelNeu_, false);
 }
 
 std::optional<BgrBild> X11Aufnahme::schritt() {
@@ -92,10 +105,18 @@ std::optional<X11Aufnahme::Uhr::time_point> X11Aufnahme::naechster() const {
 void X11Aufnahme::liesEreignisse() {
   xcb_connection_t* c = verbindung_.get();
   while (const X11Antwort<xcb_generic_event_t> ereignis{xcb_poll_for_event(c)}) {
+    titelNeu_ = titelNeu_ || istNeuerTitel(*ereignis);
     if (fenster_) fenster_->ereignis(*ereignis);
     if (zeiger_) zeiger_->ereignis(*ereignis);
   }
   xcb_flush(c);
+}
+
+bool X11Aufnahme::istNeuerTitel(const xcb_generic_event_t& ereignis) const {
+  if ((ereignis.response_type & 0x7F) != XCB_PROPERTY_NOTIFY || !fenster_) return false;
+  const auto& meldung = reinterpret_cast<const xcb_property_notify_event_t&>(ereignis);
+  return meldung.window == fenster_->id() &&
+         (meldung.atom == titelName_ || meldung.atom == XCB_ATOM_WM_NAME);
 }
 
 void X11Aufnahme::frageZeiger() {
@@ -129,7 +150,7 @@ std::optional<BgrBild> X11Aufnahme::lies() {
                   quelle.hoehe);
   }
   return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
-                 static_cast<std::size_t>(quelle.breite) * 4);
+                 static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
 }
 
 }  // namespace hallkorb

@@ -38,6 +38,9 @@ class X11Aufnahme {
   [[nodiscard]] Ergebnis beginne();
   // Goes over to a window. Where that fails, all stays as it was.
   [[nodiscard]] Ergebnis waehle(xcb_window_t id);
+  // Handles what has come from the server. Returns whether the window has got another title since
+  // the last call.
+  [[nodiscard]] bool titelGeaendert();
   // Handles what has come from the server, and reads a picture if one is due. It is valid until the
   // next call.
   [[nodiscard]] std::optional<BgrBild> schritt();
@@ -46,6 +49,7 @@ class X11Aufnahme {
 
  private:
   void liesEreignisse();
+  [[nodiscard]] bool istNeuerTitel(const xcb_generic_event_t& ereignis) const;
   void frageZeiger();
   [[nodiscard]] std::optional<BgrBild> lies();
 
@@ -57,6 +61,8 @@ class X11Aufnahme {
   std::optional<X11Bildspeicher> speicher_;
   std::optional<X11Zeiger> zeiger_;
   std::unique_ptr<X11Fenster> fenster_;
+  xcb_atom_t titelName_ = XCB_ATOM_NONE;  // _NET_WM_NAME
+  bool titelNeu_ = false;
   std::optional<X11Zeiger::Ort> gezeichnet_;  // the pointer in the last picture
   Uhr::time_point fruehestens_{};             // the next picture or look at the pointer
 };

@@ -71,7 +71,7 @@ X11Fenster::~X11Fenster() {
 Ergebnis X11Fenster::beginne() {
   xcb_connection_t* c = verbindung_.get();
   // The events first: what happens after the state has been read is told by them.
-  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
   const xcb_void_cookie_t fragen[] = {
       xcb_change_window_attributes_checked(c, id_, XCB_CW_EVENT_MASK, &ereignisse),
       xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),

@@ -122,6 +122,7 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
       gestartet = gestartet || (angenommen && !ergebnis);
       if (!gestartet) return std::nullopt;
     }
+    if (aufnahme.titelGeaendert()) listener.titelGeaendert();
     if (const auto bild = aufnahme.schritt()) {
       listener.bild(*bild);
       continue;  // libxcb may hold events that came with the picture

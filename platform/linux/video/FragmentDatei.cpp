@@ -62,10 +62,10 @@ Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
   const std::int64_t zeit = paket.pts;
   if (ungesichert()) {
     if (auto fehler = gibWeiter(zeit - letzte_)) return fehler;
-  } else if (dauerFeld_ >= 0) {
+  } else if (dauerFeld_) {
     if (auto fehler = setzeDauer(zeit)) return fehler;
-    dauerFeld_ = -1;
-    // Else the muxer would begin where the duration that it was told has ended.
+    dauerFeld_.reset();
+    // Otherwise the muxer would place the sample at the end of the duration that it was given.
     av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
   }
   libav().av_packet_move_ref(offen_.get(), &paket);
@@ -79,12 +79,12 @@ Ergebnis FragmentDatei::sichere() {
   const std::int64_t fragment = laenge_;
   if (auto fehler = gibWeiter(1)) return fehler;
   if (auto fehler = beendeFragment()) return fehler;
-  suchDauerFeld(fragment);
+  dauerFeld_ = sucheDauerFeld(fragment);
   return std::nullopt;
 }
 
 Ergebnis FragmentDatei::verlaengere(std::int64_t bis) {
-  return dauerFeld_ >= 0 ? setzeDauer(bis) : std::nullopt;
+  return dauerFeld_ ? setzeDauer(bis) : std::nullopt;
 }
 
 Ergebnis FragmentDatei::schliesse() {
@@ -118,7 +118,7 @@ int FragmentDatei::schreibeBytes(void* selbst, AvioSchreibBytes* daten, int anza
   return datei.schreibFehler_ == 0 ? anzahl : AVERROR(datei.schreibFehler_);
 }
 
-// Hands the open sample over to the muxer.
+// Hands the open sample to the muxer.
 Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
   offen_->stream_index = 0;
   offen_->duration = dauer;
@@ -137,7 +137,7 @@ Ergebnis FragmentDatei::beendeFragment() {
 
 Ergebnis FragmentDatei::geprueft(int code) {
   if (schreibFehler_ != 0) {
-    // Half a fragment would only confuse its readers.
+    // Readers would stumble over half a fragment.
     [[maybe_unused]] const int gekuerzt = ::ftruncate(fd_.fd(), gesichert_);
     return Fehler::ausErrno(schreibFehler_, WAS);
   }
@@ -152,34 +152,39 @@ Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
   const std::array<std::uint8_t, 4> bytes{
       static_cast<std::uint8_t>(dauer >> 24), static_cast<std::uint8_t>(dauer >> 16),
       static_cast<std::uint8_t>(dauer >> 8), static_cast<std::uint8_t>(dauer)};
-  if (::pwrite(fd_.fd(), bytes.data(), bytes.size(), dauerFeld_) !=
+  if (::pwrite(fd_.fd(), bytes.data(), bytes.size(), *dauerFeld_) !=
       static_cast<ssize_t>(bytes.size())) {
     return Fehler::ausErrno(errno, WAS);
   }
   return std::nullopt;
 }
 
-// A fragment begins with the boxes moof, mfhd (16 bytes), traf and tfhd; a box begins with its
-// length and its name. In tfhd follow version and flags, the track, and, as the flags say, the
-// place of the data, the description and the duration of samples.
-void FragmentDatei::suchDauerFeld(std::int64_t fragment) {
-  constexpr std::int64_t TFHD = 8 + 16 + 8;
-  constexpr std::int64_t FLAGGEN = TFHD + 8;
-  constexpr std::int64_t DAUER = TFHD + 16;
+// Where the fragment that begins at byte `fragment` holds the duration of its sample; nullopt if it
+// is laid out in another way.
+//
+// A box begins with its length and its name, four bytes each. A fragment begins with the boxes
+// moof, which contains mfhd and traf, which begins with tfhd:
+//
+//   0  moof   8  mfhd   24 traf   32 tfhd   40 version and flags   44 track   48 optional fields
+//
+// The flags say which optional fields follow: position of the data (8 bytes), description of the
+// samples (4), their duration (4). If only the last is there, it is at byte 48.
+std::optional<std::int64_t> FragmentDatei::sucheDauerFeld(std::int64_t fragment) const {
+  constexpr std::int64_t TFHD = 32;
+  constexpr std::int64_t FLAGGEN = 40;
+  constexpr std::int64_t DAUER = 48;
   constexpr std::uint32_t MIT_ORT = 0x1;
   constexpr std::uint32_t MIT_BESCHREIBUNG = 0x2;
   constexpr std::uint32_t MIT_DAUER = 0x8;
   std::array<std::uint8_t, DAUER + 4> anfang{};
-  dauerFeld_ = -1;
   if (::pread(fd_.fd(), anfang.data(), anfang.size(), fragment) !=
       static_cast<ssize_t>(anfang.size())) {
-    return;
+    return std::nullopt;
   }
   const bool tfhd = std::memcmp(anfang.data() + TFHD + 4, "tfhd", 4) == 0;
   const std::uint32_t flaggen = zahlAus(anfang.data() + FLAGGEN) & 0xFFFFFF;
-  if (tfhd && (flaggen & (MIT_ORT | MIT_BESCHREIBUNG | MIT_DAUER)) == MIT_DAUER) {
-    dauerFeld_ = fragment + DAUER;
-  }
+  const bool nurDauer = (flaggen & (MIT_ORT | MIT_BESCHREIBUNG | MIT_DAUER)) == MIT_DAUER;
+  return tfhd && nurDauer ? std::optional(fragment + DAUER) : std::nullopt;
 }
 
 }  // namespace hallkorb

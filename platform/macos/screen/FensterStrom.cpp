@@ -32,9 +32,22 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
 
   // From now on pictures reach the listener. The first one may come before the service has said
   // that the stream runs, and where nothing moves it is the only one.
-  void oeffne(WindowStreamListener& listener) {
+  void oeffne(WindowStreamListener& listener, std::uint32_t fenster) {
     const std::lock_guard halter(tor_);
     listener_ = &listener;
+    fenster_ = fenster;
+  }
+  // A change of window was asked for: until it is answered, nobody knows of which window a picture
+  // is, and it counts as one of the old window.
+  void beginneWechsel() {
+    const std::lock_guard halter(tor_);
+    ungewiss_ = false;
+  }
+  // The change was answered with success. Returns whether pictures came before, of which one may
+  // have been the new window's first and, if nothing moves in it, only one.
+  [[nodiscard]] bool beendeWechsel(std::uint32_t fenster) {
+    const std::lock_guard halter(tor_);
+    return std::exchange(fenster_, fenster) != fenster && ungewiss_;
   }
   // From now on the listener is also told of the stream's end; the reason where it has ended
   // before.
@@ -50,7 +63,9 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
 
   void bild(const MacBild& bild) override {
     const std::lock_guard halter(tor_);
-    if (listener_ != nullptr && !ende_) listener_->bild(bild);
+    if (listener_ == nullptr || ende_) return;
+    ungewiss_ = true;
+    listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_));
   }
   void beendet(const Fehler& grund) override {
     if (const auto strom = strom_.lock()) strom->merkeEnde();
@@ -64,6 +79,8 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
   std::weak_ptr<SckStrom> strom_;
   std::mutex tor_;
   WindowStreamListener* listener_ = nullptr;
+  std::uint32_t fenster_ = 0;  // the window whose pictures come
+  bool ungewiss_ = false;      // a picture came since the last change was asked for
   bool gestartet_ = false;
   Ergebnis ende_;
 };
@@ -86,7 +103,7 @@ Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
-  weiche_->oeffne(listener);
+  weiche_->oeffne(listener, id);
   Ergebnis fehler = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
                                    StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
   if (!fehler) fehler = weiche_->gestartet();
@@ -102,9 +119,11 @@ Ergebnis FensterStrom::wechsle(std::uint32_t id) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
-  if (Ergebnis fehler = strom_->wechsle(*inhalt, id, stelle_, frist)) {
-    return erklaert(*std::move(fehler));
-  }
+  weiche_->beginneWechsel();
+  Ergebnis fehler = strom_->wechsle(*inhalt, id, stelle_, frist);
+  // Asked for once more, the service delivers a picture that is surely the new window's.
+  if (!fehler && weiche_->beendeWechsel(id)) fehler = strom_->wechsle(*inhalt, id, stelle_, frist);
+  if (fehler) return erklaert(*std::move(fehler));
   return std::nullopt;
 }
 

@@ -34,18 +34,20 @@ namespace hallkorb {
 
 class MacBild final : public Bild {
  public:
-  // `probe` is a CMSampleBufferRef.
-  MacBild(double zeit, BildStatus status, const void* probe)
-      : zeit_(zeit), status_(status), probe_(probe) {}
+  // `probe` is a CMSampleBufferRef, which does not know its window.
+  MacBild(double zeit, BildStatus status, const void* probe, std::uint32_t fenster = 0)
+      : zeit_(zeit), status_(status), probe_(probe), fenster_(fenster) {}
 
   [[nodiscard]] double zeit() const override { return zeit_; }
   [[nodiscard]] BildStatus status() const override { return status_; }
+  [[nodiscard]] std::uint32_t fenster() const override { return fenster_; }
   [[nodiscard]] const void* probe() const { return probe_; }
 
  private:
   double zeit_;
   BildStatus status_;
   const void* probe_;
+  std::uint32_t fenster_;
 };
 
 }  // namespace hallkorb

@@ -167,7 +167,7 @@ TEST_F(EchoDateiTest, TakesAReferenceThatIsLongerThanTheMicrophone) {
 }
 
 TEST_F(EchoDateiTest, TakesEmptyRecordings) {
-  // A data chunk of nothing, in a file that is long enough.
+  // An empty data chunk in a file that is long enough.
   std::ofstream(pfad("leer.wav"), std::ios::binary)
       << std::string("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x80\x3e\0\0\0\x7d\0\0\2\0\x10\0", 36)
       << std::string("data\0\0\0\0\0\0\0\0", 12);
@@ -190,8 +190,8 @@ TEST_F(EchoDateiTest, LeavesThePostFilterOffWhenAsked) {
   EXPECT_NE(zeile.find("\"bloecke\":64,"), std::string::npos);
 }
 
-// What a chunker with the mode's own rules makes of the output in `ordner`: its lines, and how many
-// chunks held no speech.
+// What a chunker with the mode's settings makes of the output: its lines, and the number of chunks
+// without speech.
 struct Chunks {
   std::vector<std::string> zeilen;
   std::int64_t ohneSprache = 0;
@@ -230,7 +230,7 @@ std::pair<double, double> zeiten(const std::string& zeile) {
   return {std::stod(treffer[1]), std::stod(treffer[2])};
 }
 
-// Its own rules, whatever the options for live recordings say.
+// The mode's own settings, whatever the options for live recordings say.
 TEST_F(EchoDateiTest, CutsChunksByItsOwnRulesIntoAFolderThatItMakes) {
   const Gespraech vorher = gespraech();
   schreibe("mic.wav", vorher.mikro);
@@ -352,7 +352,7 @@ TEST_F(EchoDateiTest, MayWriteOverTheMicrophoneUnderEveryNameItHas) {
   EXPECT_TRUE(fs::is_symlink(pfad("verweis.wav")));
   EXPECT_EQ(dateiBytes(pfad("mic.wav")), soll);
 
-  // Of two names for one file only the output's gets the new one.
+  // Of two names for one file, only the output's gets the new file.
   schreibe("mic.wav", mikro);
   fs::create_hard_link(pfad("mic.wav"), pfad("zweitname.wav"));
   EXPECT_EQ(echoDatei(config("mic.wav", "ref.wav", "zweitname.wav")), 0);
@@ -410,7 +410,7 @@ TEST_F(EchoDateiTest, LeavesNothingHalfWrittenWhereTheOutputCannotBeWritten) {
   EXPECT_EQ(liesWav(pfad("out.wav")), alt);
 }
 
-// The chunks are complete before; their lines stand.
+// The chunks are already complete; their lines stay valid.
 TEST_F(EchoDateiTest, PrintsNoStatisticsWhereOnlyTheChunksCouldBeWritten) {
   const Gespraech g = gespraech();
   schreibe("mic.wav", g.mikro);

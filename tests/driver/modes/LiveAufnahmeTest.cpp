@@ -439,6 +439,7 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
   }
 }
 
+// The emulator of a processor adds a line of its own about the signal.
 TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
   struct Fall {
     const char* option;
@@ -462,7 +463,7 @@ TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName)
           (void)LiveAufnahme(kaputt, welt).laufe();
         },
         testing::KilledBySignal(SIGABRT),
-        std::string("^\\[hallkorb\\] Abbruch: [^\n]*") + f.text + "[^\n]*\n$");
+        std::string("^\\[hallkorb\\] Abbruch: [^\n]*") + f.text + "[^\n]*\n(qemu: [^\n]*\n)?$");
   }
 }
 
@@ -769,6 +770,7 @@ TEST_F(LiveAufnahmeTest, HoldsItsPromisesInAnyOrderOfEvents) {
       EXPECT_LE(ausChunks("me", zeilen).size(), roh->size() + 160);
     }
     for (const auto& eintrag : std::filesystem::directory_iterator(eigener.pfad())) {
+      if (config.video && eintrag.path().filename() == "video.mp4") continue;
       EXPECT_EQ(eintrag.path().extension(), ".wav");
     }
   }

@@ -1,5 +1,5 @@
-// The self-test's lines against a computation of their own: the same synthetic recordings, the
-// platform's resampler, but placed and measured by other means.
+// The self-test's lines against a second computation: the same synthetic recordings and the
+// platform's resampler, but placed and measured in other ways.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,10 +1,6 @@
-// Spoken voices for the scenes, from the speech synthesiser espeak-ng.
-//
-// Always the same sentences with the same settings, so every run hears the same conversation. Made
-// when they are needed; no recording of anybody is kept in the source tree.
+// Spoken voices for the scenes: always the same sentences, so every run hears the same
+// conversation.
 #pragma once
-
-#include <optional>
 
 #include "tests/echo/szenen/Szene.h"
 
@@ -15,8 +11,7 @@ struct Stimmen {
   Signal nah;   // a man
 };
 
-// Both at 16 kHz and -26 dB of full scale, without pauses at their ends. Nothing where espeak-ng is
-// not installed.
-[[nodiscard]] std::optional<Stimmen> stimmen();
+// Both at -26 dB of full scale, without pauses at their ends.
+[[nodiscard]] Stimmen stimmen();
 
 }  // namespace hallkorb::szenen

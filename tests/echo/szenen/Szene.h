@@ -1,8 +1,8 @@
 // Synthetic conversations in synthetic rooms, from seeds: what the echo canceller is tested on.
 //
-// A scene knows its parts (the near end alone, the echo alone, the noise), which no recording does,
-// so a test can ask what became of each. Rooms are exponentially decaying noise, the usual model of
-// late reverberation; voices are handed in, or made up from noise with the rhythm of speech.
+// Unlike a recording, a scene knows its parts (the near end, the echo, the noise), so a test can
+// check what became of each. Rooms are exponentially decaying noise, the usual model of late
+// reverberation; voices are given, or made from noise with the rhythm of speech.
 //
 // Samples are mono at 16 kHz in [-1, 1], rounded to 16 bits like a WAV file's.
 #pragma once

@@ -37,13 +37,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   const auto stimmen = hallkorb::szenen::stimmen();
-  if (!stimmen) {
-    std::fputs("echo_szenen: espeak-ng is needed\n", stderr);
-    return 2;
-  }
   int nummer = 0;
   for (const auto& vorgabe : hallkorb::szenen::lange()) {
-    const auto szene = hallkorb::szenen::szene(vorgabe, stimmen->fern, stimmen->nah);
+    const auto szene = hallkorb::szenen::szene(vorgabe, stimmen.fern, stimmen.nah);
     std::vector<float> aus;
     const auto b = hallkorb::szenen::bewerte(szene, &aus);
     const std::string basis = std::string(argv[1]) + formatiert("/%02d", nummer++);

@@ -52,7 +52,7 @@ void EchoStrecke::abarbeiten(bool erzwingen) {
   const std::int64_t keep = std::max<std::int64_t>((b - versatz - p - 3) * N, 0);
   const std::int64_t drop = keep - refBasis;
   if (drop > 16000) {
-    // Where the reference lags far behind, less is held than may go.
+    // If the reference lags far behind, fewer samples are held than may be dropped.
     const std::int64_t weg = std::min(drop, static_cast<std::int64_t>(refRoh.size()));
     refRoh.erase(refRoh.begin(), refRoh.begin() + weg);
     refPre.erase(refPre.begin(), refPre.begin() + weg);

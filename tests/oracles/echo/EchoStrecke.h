@@ -1,7 +1,7 @@
 // The echo path in its literal form: buffers that are shifted, frames that are copied.
 //
-// The fast echo path is proven against this one. Samples are floats at 16 kHz, indices absolute
-// sample counts of either stream. Everything is public: tests look in.
+// The fast echo path is checked against this one. Samples are floats at 16 kHz, indices absolute
+// sample counts of either stream. Everything is public for the tests.
 #pragma once
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The echo canceller and its post-filter in their literal form, in the order of the method.
 //
-// The fast canceller is proven against this one, outputs and counters; its header tells what the
-// thing is for. Whole spectra, no ring, one transform after the other. Samples are on the scale of
-// 16-bit integers. Everything is public: tests look in.
+// The fast canceller is checked against this one, outputs and counters; its header says what it is
+// for. Whole spectra, no ring, one transform after the other. Samples are on the scale of 16-bit
+// integers. Everything is public for the tests.
 #pragma once
 
 #include <array>

@@ -1,8 +1,8 @@
 // A plain radix-2 transform: the measure of every faster one.
 //
-// Decimation in time with bit reversal, as in every textbook, with each twiddle factor computed by
-// cos and sin of its own angle. On request it adds relative noise to every result, so that a scene
-// can be asked whether its outcome hangs on the last bits at all.
+// Decimation in time with bit reversal, as in every textbook, with each twiddle factor computed
+// from its own angle. On request it adds relative noise to every result, which shows whether a
+// scene's outcome depends on the last bits.
 #pragma once
 
 #include <cstddef>

@@ -1,8 +1,7 @@
 // The delay estimator in its literal form: every step in its place, nothing saved.
 //
-// The fast estimator is proven against this one; its header tells what the thing is for. Samples
-// are on the scale of 16-bit integers, lags are samples at 16 kHz. Everything is public: tests look
-// in.
+// The fast estimator is checked against this one; its header says what it is for. Samples are on
+// the scale of 16-bit integers, lags are samples at 16 kHz. Everything is public for the tests.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +20,10 @@ class Verzoegerungsschaetzer {
   std::optional<std::int64_t> fuettern(std::span<const double> neuesX,
                                        std::span<const double> neuesD);
 
-  // The decision about the peak in a correlation of at least maxLag + 1 values: the lag if the peak
-  // is high and clear enough.
+  // The lag of the peak in a correlation of at least maxLag + 1 values, if it is high and clear
+  // enough.
   [[nodiscard]] std::optional<std::int64_t> spitze(const std::vector<double>& korrelation) const;
-  // What follows an accepted single estimate: median and hysteresis.
+  // Takes an accepted single estimate: median and hysteresis.
   std::optional<std::int64_t> annehmen(std::int64_t lag);
 
   static constexpr std::int64_t maxLag = 12800;

@@ -44,7 +44,8 @@ class PipewireInputStart : public testing::Test {
 };
 
 constexpr const char* KEIN_DAEMON =
-    "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung?";
+    "PipeWire ist nicht erreichbar; laeuft der Audiodienst in dieser Sitzung? "
+    "(PulseAudio allein genuegt nicht)";
 constexpr const char* KEINE_VERWALTUNG =
     "PipeWire laeuft ohne Sitzungsverwaltung (etwa WirePlumber), die Geraete verbindet";
 constexpr const char* KEIN_MIKROFON = "kein Mikrofon gefunden";

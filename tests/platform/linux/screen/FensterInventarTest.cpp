@@ -87,15 +87,15 @@ TEST_F(FensterInventar, AWithdrawnOrClosedWindowIsGone) {
   EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(anderes->id()); }));
 }
 
-TEST_F(FensterInventar, ListsInStackingOrderFromTheBottom) {
+TEST_F(FensterInventar, TheFrontWindowComesFirst) {
   const auto a = sitzung_.fenster({});
   const auto b = sitzung_.fenster({});
-  const std::vector<std::uint32_t> aUnten{a->id(), b->id()};
-  const std::vector<std::uint32_t> bUnten{b->id(), a->id()};
+  const std::vector<std::uint32_t> aVorn{a->id(), b->id()};
+  const std::vector<std::uint32_t> bVorn{b->id(), a->id()};
   a->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == bUnten; }));
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == aVorn; }));
   b->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == aUnten; }));
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == bVorn; }));
 }
 
 TEST_F(FensterInventar, LayersAndDesktops) {
@@ -170,6 +170,8 @@ TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
   const auto a = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
   const auto b = sitzung.fenster({"--klasse", "slack", "Slack"});
   const auto menu = sitzung.fenster({"--ohne-verwalter"});
+  EXPECT_EQ(nummern(sitzung.inventar()), (std::vector<std::uint32_t>{b->id(), a->id()}));
+  a->tu("vorn");
   EXPECT_EQ(nummern(sitzung.inventar()), (std::vector<std::uint32_t>{a->id(), b->id()}));
   const auto fenster = sitzung.finde(a->id());
   EXPECT_EQ(fenster->x, 10.0);

@@ -159,6 +159,42 @@ TEST_P(X11Fensterstrom, FollowsTheWindowsSize) {
   EXPECT_TRUE(mitGroesse(250, 201));
 }
 
+TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  ASSERT_TRUE(starte(*fenster));
+  EXPECT_EQ(sammler_.titel(), 0U);
+  fenster->tu("titel Bank");
+  fenster->tu("farbe 10B030");
+  ASSERT_TRUE(warteAufFarbe(GRUEN));
+  EXPECT_GE(sammler_.titel(), 1U);
+  // Also an old-fashioned one, and that of a window that came later; no other window's.
+  const std::size_t bisher = sammler_.titel();
+  fenster->tu("titel-latin1 Bank");
+  EXPECT_TRUE(sammler_.warteAufTitel(bisher + 1));
+  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(warteAufFarbe(ROT));
+  const std::size_t vorher = sammler_.titel();
+  fenster->tu("titel Meet");
+  anderes->tu("farbe 10B030");
+  ASSERT_TRUE(warteAufFarbe(GRUEN));
+  EXPECT_EQ(sammler_.titel(), vorher);
+  anderes->tu("titel Mail");
+  EXPECT_TRUE(sammler_.warteAufTitel(vorher + 1));
+}
+
+TEST_P(X11Fensterstrom, APictureKnowsItsWindow) {
+  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  const auto bild = starte(*eines);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->fenster, eines->id());
+  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  const auto danach = warteAufFarbe(ROT);
+  ASSERT_TRUE(danach);
+  EXPECT_EQ(danach->fenster, anderes->id());
+}
+
 TEST_P(X11Fensterstrom, AMinimisedWindowGivesNothingUntilItIsBack) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));

@@ -162,6 +162,7 @@ TEST_F(H264Schreiber, TakesOnlyWhatRisesAndIsAPictureOfTheScreen) {
   class Fremdes final : public Bild {
     [[nodiscard]] double zeit() const override { return BASIS + 9.0; }
     [[nodiscard]] BildStatus status() const override { return BildStatus::vollstaendig; }
+    [[nodiscard]] std::uint32_t fenster() const override { return 0; }
   };
   const Testbild bild(640, 400, BLAU);
   EXPECT_FALSE(schreiber_.haengeAn(bild.alsBild(BASIS)));

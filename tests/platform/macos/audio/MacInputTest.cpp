@@ -110,6 +110,7 @@ class Hoerer final : public AudioInputListener {
   }
   void fortgesetzt() override { buch_.schreibe("fortgesetzt"); }
   void verloren(std::uint64_t) override { buch_.schreibe("verloren"); }
+  void hinweis(const Fehler&) override {}
 
  private:
   Buch& buch_;

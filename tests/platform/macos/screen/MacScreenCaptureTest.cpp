@@ -15,11 +15,13 @@ constexpr StreamKonfiguration KONFIGURATION{1280, 800, 1.0 / 15, true, 5};
 struct Hoerer final : WindowStreamListener {
   void bild(const Bild& bild) override {
     eintraege.push_back("bild " + std::to_string(bild.zeit()));
+    fenster.push_back(bild.fenster());
   }
   void gestoppt(const Fehler& fehler) override {
     eintraege.push_back("gestoppt: " + fehler.description);
   }
   Eintraege eintraege;
+  std::vector<std::uint32_t> fenster;  // of the pictures
 };
 
 class MacScreenCaptureTest : public testing::Test {
@@ -72,6 +74,32 @@ TEST_F(MacScreenCaptureTest, PicturesReachTheListenerUntilTheStop) {
   empfaenger->bild({2.5, BildStatus::vollstaendig, nullptr});
   empfaenger->beendet(kaputt);
   EXPECT_EQ(hoerer.eintraege, (Eintraege{"bild 1.500000"}));
+}
+
+TEST_F(MacScreenCaptureTest, APictureOfUncertainOriginIsTheOldWindowsAndAnotherOneIsAskedFor) {
+  sieh();
+  const auto bild = [this](double zeit) {
+    dienst.empfaenger.lock()->bild({zeit, BildStatus::vollstaendig, nullptr});
+  };
+  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  bild(1.0);
+  static_cast<void>(dienst.buch.nimm());
+  // Between the request and its answer.
+  dienst.beimWechsel = [&] {
+    dienst.beimWechsel = nullptr;
+    bild(2.0);
+  };
+  EXPECT_EQ(strom->wechsle(8), std::nullopt);
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8", "wechsle 8"}));
+  bild(3.0);
+  // To the window that is recorded already: it is certain.
+  dienst.beimWechsel = [&] { bild(4.0); };
+  EXPECT_EQ(strom->wechsle(8), std::nullopt);
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8"}));
+  dienst.wechsel = kaputt;
+  EXPECT_EQ(strom->wechsle(7), kaputt);
+  bild(5.0);
+  EXPECT_EQ(hoerer.fenster, (std::vector<std::uint32_t>{7, 7, 8, 8, 8, 8}));
 }
 
 TEST_F(MacScreenCaptureTest, AWindowThatTheLastInventoryDidNotHaveHasGone) {

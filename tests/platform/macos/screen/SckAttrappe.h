@@ -30,6 +30,7 @@ struct SckDienst {
   std::weak_ptr<StromEmpfaenger> empfaenger;  // of the last stream
   StromEinstellungen einstellungen;           // of the last stream
   std::function<void()> beimStart;            // before the start is answered
+  std::function<void()> beimWechsel;          // before a change is answered
 
   void fensterMit(std::uint32_t id) {
     ScreenWindow w;
@@ -92,6 +93,7 @@ class SckAttrappe final : public SckAufrufe {
     }
     void wechsle(const Inhalt&, std::uint32_t fenster, SckFertig fertig) override {
       dienst_.buch.schreibe("wechsle " + std::to_string(fenster));
+      if (dienst_.beimWechsel) dienst_.beimWechsel();
       antworte(dienst_.wechsel, fertig);
     }
     void stoppe(SckFertig fertig) override {
