@@ -8,6 +8,10 @@ hallkorb_library(hallkorb_sim FOLDER tests/support
   HEADERS SimBildschirm.h SimPlattform.h
   SOURCES SimBildschirm.cpp SimPlattform.cpp
   DEPENDS hallkorb_platform)
+hallkorb_library(hallkorb_kristall FOLDER tests/support
+  HEADERS Kristall.h
+  SOURCES Kristall.cpp
+  DEPENDS hallkorb_platform)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
