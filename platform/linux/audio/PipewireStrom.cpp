@@ -109,14 +109,15 @@ void PipewireStrom::format(const spa_pod* param) {
   format_.store(neu, std::memory_order_release);
 }
 
-std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) const {
+std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) {
   pw_time stand{};
   if (pw_stream_get_time_n(stream_, &stand, sizeof stand) < 0) return std::nullopt;
   if (stand.now <= 0 || stand.rate.denom == 0) return std::nullopt;
   // The block counts in our frames, the delay in the graph's ticks, and so does what the graph's
   // resampler holds (measured; at 44.1 kHz in the graph the frames would be 59 us off).
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
-  const double weg = std::max(static_cast<double>(stand.delay) * takt, frames / rate);
+  if (!ersteDauer_) ersteDauer_ = frames / rate;
+  const double weg = std::max(static_cast<double>(stand.delay) * takt, *ersteDauer_);
   return static_cast<double>(stand.now) * NANO - weg - static_cast<double>(stand.buffered) * takt;
 }
 
