@@ -67,7 +67,7 @@ class PipewireAufsicht {
   const Zeitpunkt anfang_ = Uhr::now();
 
   BlockRing ring_;
-  Hosttakt takt_;                 // between the ring and the listener
+  Hosttakt takt_;                // between the ring and the listener
   std::uint64_t taktStrom_ = 0;  // the stream whose blocks it holds
   std::unique_ptr<PipewireVerbindung> verbindung_;
   Zeitpunkt verbundenSeit_{};

@@ -54,8 +54,8 @@ class PipewireStrom {
  private:
   void zustand(pw_stream_state neu, const char* fehler);
   void format(const spa_pod* param);
-  void verarbeite();                         // real-time thread
-  void uebernimm(const spa_buffer& puffer);  // real-time thread
+  void verarbeite();                                                            // real-time thread
+  void uebernimm(const spa_buffer& puffer);                                     // real-time thread
   [[nodiscard]] std::optional<double> zeit(std::uint32_t frames, double rate);  // the same
 
   static const pw_stream_events EREIGNISSE;
