@@ -31,9 +31,9 @@ class Kristalle(lauf.Fall):
     ALLEIN = True
     GERAETE = {"lautsprecher": False, "mikrofon": False}
 
-    def geraete(self, *argumente, lautsprecher="speakers", mikrofon="mic"):
+    def geraete(self, *argumente, lautsprecher="speakers", mikrofon="mic", abstand="1"):
         prozess = self.raum.starte_programm(
-            [GERAETE, "--sink", lautsprecher, "--source", mikrofon, "--pace", "1", *argumente],
+            [GERAETE, "--sink", lautsprecher, "--source", mikrofon, "--pace", abstand, *argumente],
             stdout=subprocess.PIPE)
         self.addCleanup(self._beende, prozess)
         self.warte_bis(lambda: self.raum.knoten(lautsprecher) and self.raum.knoten(mikrofon),
@@ -136,19 +136,18 @@ class Klicks(Kristalle):
         return 1000 * (seit - numpy.round(seit / sekunde) * sekunde)
 
     def test_minuten_ohne_korrektur_und_am_platz(self):
-        for ppm in (100, -100) if LANG else (100,):
-            with self.subTest(ppm=ppm):
-                self.aufnahme = os.path.join(self.ordner, f"ppm{ppm}")
-                geraete = self.geraete("--wander", "50", "--sink-ppm", str(ppm), "--source-ppm",
-                                       str(-ppm), "--gain", "1")
-                aufnahme = self.beginne(self.klicks(SEKUNDEN + 20), *FEST)
-                aufnahme.warte_aufnahme(SEKUNDEN)
-                aufnahme.stoppe()
-                self.bericht(geraete)
-                self.ohne_korrektur(aufnahme)
-                # The microphone hears the loudspeaker in true time, and both channels keep it.
-                for kanal, ton in (("me", self.roh()), ("them", self.kanal(aufnahme, "them"))):
-                    self.assertLess(numpy.abs(self.abweichungen(ton, ppm)).max(), 1.0, kanal)
+        geraete = self.geraete("--wander", "50", "--sink-ppm", "100", "--source-ppm", "-100",
+                               "--gain", "1")
+        aufnahme = self.beginne(self.klicks(SEKUNDEN + 20), *FEST)
+        aufnahme.warte_aufnahme(SEKUNDEN)
+        aufnahme.stoppe()
+        self.bericht(geraete)
+        self.ohne_korrektur(aufnahme)
+        # The microphone hears the loudspeaker in true time, and both channels keep it.
+        for kanal, ton in (("me", self.roh()), ("them", self.kanal(aufnahme, "them"))):
+            weit = numpy.abs(self.abweichungen(ton, 100))
+            print(f"{self.id()}: {kanal} at most {weit.max():.2f} ms, {weit[-1]:.2f} ms at the end")
+            self.assertLess(weit.max(), 1.0, kanal)
 
     def test_verluste_genau_und_am_platz(self):
         geraete = self.geraete("--sink-ppm", "100", "--source-ppm", "-100", "--gain", "1",
@@ -186,17 +185,21 @@ class Klicks(Kristalle):
 
     def test_andere_blocklaenge(self):
         """Another application asks for a shorter latency and leaves again, as a browser does."""
-        self.geraete("--gain", "1")
+        self.geraete("--gain", "1", abstand="0")
         aufnahme = self.beginne(self.klicks(60))
         aufnahme.warte_aufnahme(4.0)
-        for laenge in (512, 512, 512):
+        for _ in range(3):
             fremd = self.raum.starte_programm(
-                ["pw-record", "--latency", str(laenge), "--target", "mic",
+                ["pw-record", "--latency", "512", "--target", "mic",
                  os.path.join(self.ordner, "fremd.wav")], stderr=subprocess.DEVNULL)
             aufnahme.warte_aufnahme(3.0)
             fremd.send_signal(signal.SIGINT)
             fremd.wait(5)
             aufnahme.warte_aufnahme(3.0)
         aufnahme.stoppe()
+        # Nothing is dropped, and nothing inserted but what the graph itself loses: of a cycle that
+        # the device filled with 1024 samples clients get the first 512.
         me, them = aufnahme.zeitachse()["me"], aufnahme.zeitachse()["them"]
-        print(me, them, numpy.round(self.abweichungen(self.roh(), 0), 2))
+        self.assertEqual(me["ueberlappungen"], 0, aufnahme.alles())
+        self.assertLessEqual(me["luecken_ms"], 3 * 512 / 48 + 1, aufnahme.alles())
+        self.assertEqual((them["luecken"], them["ueberlappungen"]), (0, 0), aufnahme.alles())
