@@ -315,7 +315,8 @@ void Geraet::stempele(double zeit, std::uint32_t dauer) {
     }
   }
   uhr_->nsec = static_cast<std::uint64_t>(stempel * 1e9);
-  uhr_->rate = SPA_FRACTION(1, 48000);
+  uhr_->rate.num = 1;
+  uhr_->rate.denom = 48000;
   uhr_->position = gezaehlt_ += dauer;
   uhr_->duration = dauer;
   uhr_->delay = 0;
