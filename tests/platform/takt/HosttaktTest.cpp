@@ -249,7 +249,7 @@ TEST(Hosttakt, TakesAChangedBlockLengthForNothing) {
   Kristall geraet({.ppm = 60}, klick);
   Kanal kanal;
   const std::uint32_t laengen[] = {1024, 256, 64, 512, 8192, 128, 2048, 1024};
-  for (int i = 0; geraet.zeit() < ERSTE + 40; ++i) {
+  while (geraet.zeit() < ERSTE + 40) {
     geraet.laenge(laengen[static_cast<std::size_t>(geraet.zeit() - 999.5) / 5 % 8]);
     kanal.takt.nimm(geraet.naechster());
   }
