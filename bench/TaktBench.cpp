@@ -24,7 +24,8 @@ std::uint64_t aufnahme(double ppm) {
   std::uint64_t heraus = 0;
   Hosttakt me([&](const PcmBlock& block) { heraus += block.frames; });
   Hosttakt them([&](const PcmBlock& block) { heraus += block.frames; });
-  for (double n = 0; n < SEKUNDEN * RATE; n += FRAMES) {
+  for (int block = 0; block < static_cast<int>(SEKUNDEN * RATE / FRAMES); ++block) {
+    const double n = block * static_cast<double>(FRAMES);
     me.nimm(
         {{RATE, 1, true}, FRAMES, {samples.data(), FRAMES}, 1000 + n / RATE * (1 - ppm * 1e-6)});
     them.nimm({{RATE, 2, true}, FRAMES, samples, 1000 + n / RATE * (1 + ppm * 1e-6)});

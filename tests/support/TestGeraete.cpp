@@ -121,7 +121,7 @@ class Luft {
 
   static double gewicht(std::size_t phase, std::size_t tap) {
     const double x =
-        static_cast<double>(tap) - (TAPS / 2 - 1) - static_cast<double>(phase) / PHASEN;
+        static_cast<double>(tap) - (TAPS / 2.0 - 1) - static_cast<double>(phase) / PHASEN;
     const double rand = x / (TAPS / 2.0);
     if (std::abs(rand) >= 1) return 0.0;
     const double winkel = std::numbers::pi * rand;
@@ -315,8 +315,7 @@ void Geraet::stempele(double zeit, std::uint32_t dauer) {
     }
   }
   uhr_->nsec = static_cast<std::uint64_t>(stempel * 1e9);
-  uhr_->rate.num = 1;
-  uhr_->rate.denom = 48000;
+  uhr_->rate = {1, 48000};
   uhr_->position = gezaehlt_ += dauer;
   uhr_->duration = dauer;
   uhr_->delay = 0;

@@ -45,10 +45,10 @@ Fehler pipewireFehler(int nummer, std::string beschreibung) {
 
 PipewireAufsicht::PipewireAufsicht(PipewireQuelle quelle, AudioInputListener& listener,
                                    const Wecker& wecker)
-    : quelle_(quelle),
-      listener_(listener),
-      wecker_(wecker),
-      takt_([this](const PcmBlock& block) { listener_.block(block); }) {}
+    : quelle_(quelle), listener_(listener), wecker_(wecker), takt_([this](const PcmBlock& block) {
+        begonnen_ = true;
+        listener_.block(block);
+      }) {}
 
 PipewireAufsicht::~PipewireAufsicht() {
   if (!verbindung_) return;
@@ -214,7 +214,6 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
 }
 
 void PipewireAufsicht::gib(const BlockRing::Eintrag& eintrag) {
-  begonnen_ = true;
   if (std::exchange(unterbrochen_, false)) listener_.fortgesetzt();
   // Another stream is another device, with a clock of its own.
   if (std::exchange(taktStrom_, eintrag.strom) != eintrag.strom) takt_.leere();

@@ -179,7 +179,7 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
   while (!stelle_->abgebrochen()) {
     const std::uint64_t vorher = bloecke_;
     const auto frist = Uhr::now() + (zeiten_.stille ? *zeiten_.stille : ruhe);
-    const std::optional<Fehler> grund = warteBis(frist);
+    std::optional<Fehler> grund = warteBis(frist);
     if (grund && !geraet_->laeuft()) {
       still_ = false;
       return grund;

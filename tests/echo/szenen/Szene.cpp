@@ -99,14 +99,15 @@ Signal verstimmt(const Signal& x, double ppm) {
 
 // From three times the rate: the band up to 7 kHz.
 Signal gedrittelt(const std::vector<float>& x) {
-  constexpr int WEITE = 96;
+  constexpr std::ptrdiff_t WEITE = 96;
   std::array<double, 2 * WEITE + 1> tiefpass{};
-  for (int k = -WEITE; k <= WEITE; ++k) {
+  for (std::ptrdiff_t n = -WEITE; n <= WEITE; ++n) {
+    const auto k = static_cast<double>(n);
     const double t = PI * k * 7500.0 * 2 / (3 * RATE);
-    const double fenster =
-        0.42 + 0.5 * std::cos(PI * k / WEITE) + 0.08 * std::cos(2 * PI * k / WEITE);
-    tiefpass[static_cast<std::size_t>(k + WEITE)] =
-        (k == 0 ? 1.0 : std::sin(t) / t) * fenster * 7500.0 * 2 / (3 * RATE);
+    const double fenster = 0.42 + 0.5 * std::cos(PI * k / static_cast<double>(WEITE)) +
+                           0.08 * std::cos(2 * PI * k / static_cast<double>(WEITE));
+    tiefpass[static_cast<std::size_t>(n + WEITE)] =
+        (n == 0 ? 1.0 : std::sin(t) / t) * fenster * 7500.0 * 2 / (3 * RATE);
   }
   Signal y;
   for (std::size_t i = WEITE; i + WEITE < x.size(); i += 3) {
