@@ -1,4 +1,4 @@
-"""Runs the end-to-end tests: python3 tests/e2e [--jobs N] [name parts...]
+"""Runs the end-to-end tests: python3 tests/e2e [--jobs N] [--macos] [name parts...]
 
 Each test is a process of its own with a private session of its own, some at a time; they only wait
 for sound, most of the time. The output of a failed test is shown whole. Closing line:
@@ -24,9 +24,10 @@ import prozesse  # noqa: E402
 FRIST = 240.0
 
 
-def finde(teile):
+def finde(teile, macos):
     """(names of the tests in which any of `teile` occurs, those of them that want a file system of
-    their own, those that want the machine for themselves)."""
+    their own, those that want the machine for themselves). `macos`: of the program as it is built for
+    macOS, instead of the one for Linux."""
     namen, mit_mount, allein = [], set(), set()
     offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
     while offen:
@@ -85,8 +86,8 @@ def naechster(namen, laufend, allein):
     return next((name for name in namen if not (lange_laeuft and "minute" in name)), None)
 
 
-def alle(teile, zugleich):
-    namen, mit_mount, allein = finde(teile)
+def alle(teile, zugleich, macos):
+    namen, mit_mount, allein = finde(teile, macos)
     vorsatz = {}
     bestanden = gescheitert = ausgelassen = 0
     if mit_mount and not darf_mount():
@@ -132,6 +133,8 @@ if __name__ == "__main__":
     _leser = argparse.ArgumentParser(prog="tests/e2e")
     # Without real-time priority the sound itself would suffer from more.
     _leser.add_argument("--jobs", type=int, default=3 if lauf.konfiguration.darf_echtzeit() else 2)
+    _leser.add_argument("--macos", action="store_true",
+                        help="the program as it is built for macOS, on stand-ins of the platform")
     _leser.add_argument("--einzeln", help=argparse.SUPPRESS)
     _leser.add_argument("teile", nargs="*", metavar="name part")
     _wahl = _leser.parse_args()
@@ -140,4 +143,4 @@ if __name__ == "__main__":
     else:
         if not os.access(lauf.PROGRAMM, os.X_OK):
             sys.exit(f"{lauf.PROGRAMM} is missing; build the release preset first")
-        prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs))
+        prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs, _wahl.macos))
