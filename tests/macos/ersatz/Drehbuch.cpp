@@ -32,6 +32,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t MIKRO_FRAMES = 4800;
+constexpr double MIKRO_RATE = 48000;
 constexpr std::size_t SYSTEM_FRAMES = 960;
 constexpr double TICKS = 24e6;  // of the host clock in a second
 
@@ -65,7 +66,7 @@ class Drehbuch {
 
   std::ifstream skript_;
   std::map<std::string, Tat> taten_;
-  Tonquelle mikro_{MIKRO_FRAMES, 48000, 1, nimmMikro};
+  Tonquelle mikro_{MIKRO_FRAMES, MIKRO_RATE, 1, nimmMikro};
   Tonquelle system_{SYSTEM_FRAMES, 48000, 2, nimmSystem};
   Bildquelle bild_;
   bool los_ = false;
@@ -80,13 +81,14 @@ class Drehbuch {
   std::abort();
 }
 
-const std::map<std::string, bildschirm::Frage> FRAGEN{{"inhalt", bildschirm::Frage::inhalt},
-                                                      {"start", bildschirm::Frage::start},
-                                                      {"stopp", bildschirm::Frage::stopp},
-                                                      {"wechsel", bildschirm::Frage::wechsel}};
-
+// Statics of this file are made after the first lines of the script have been done.
 bildschirm::Frage frage(const json& zeile) {
-  return FRAGEN.at(zeile.at("frage").get<std::string>());
+  using bildschirm::Frage;
+  static const std::map<std::string, Frage> fragen{{"inhalt", Frage::inhalt},
+                                                   {"start", Frage::start},
+                                                   {"stopp", Frage::stopp},
+                                                   {"wechsel", Frage::wechsel}};
+  return fragen.at(zeile.at("frage").get<std::string>());
 }
 
 bool ja(const json& zeile) {
@@ -121,16 +123,20 @@ void Drehbuch::trageEin() {
   };
   taten_["verstumme"] = [this](const json& z) { quelle(z).verstumme(ja(z)); };
   taten_["warte"] = [this](const json& z) { quelle(z).warteAufAbnahme(); };
+  // Another device, or none at the rate 0. "geraet" is one that is there from the beginning.
   taten_["wechsle"] = [this](const json& z) {
     const double rate = z.at("rate");
     const unsigned kanaele = z.at("kanaele");
-    if (z.at("auf") != "mikro") return system_.wechsle(rate, kanaele, [] {});
-    mikro_.wechsle(rate, kanaele, [&] { mikrofon::wechsle(rate, kanaele); });
+    mikro_.wechsle(rate > 0 ? rate : MIKRO_RATE, kanaele,
+                   [&] { mikrofon::wechsle(rate, kanaele); });
   };
   taten_["geraet"] = [this](const json& z) {
     const double rate = z.at("rate");
     const unsigned kanaele = z.at("kanaele");
-    mikro_.wechsle(rate > 0 ? rate : 48000, kanaele, [&] { mikrofon::geraet(rate, kanaele); });
+    mikro_.wechsle(rate > 0 ? rate : MIKRO_RATE, kanaele, [&] { mikrofon::geraet(rate, kanaele); });
+  };
+  taten_["systemformat"] = [this](const json& z) {
+    system_.wechsle(z.at("rate"), z.at("kanaele"), [] {});
   };
   taten_["erlaubnis"] = [](const json& z) { mikrofon::erlaubnis(z.at("stand")); };
   taten_["mikrofonstart"] = [](const json& z) { mikrofon::startFehler(!ja(z)); };
@@ -139,7 +145,7 @@ void Drehbuch::trageEin() {
   taten_["stumm"] = [](const json& z) { bildschirm::stumm(frage(z), ja(z)); };
   taten_["antworte"] = [](const json&) { bildschirm::antworte(); };
   taten_["beende"] = [](const json& z) {
-    const bool ton = z.at("was") == "ton";
+    const bool ton = z.at("strom") == "ton";
     bildschirm::beende(ton ? bildschirm::Art::ton : bildschirm::Art::bild, z.at("code"));
   };
   taten_["displays"] = [this](const json& z) { bild_.displays(z.at("anzahl")); };
@@ -235,7 +241,9 @@ Drehbuch* drehbuch = nullptr;
   drehbuch->beginne(pfad);
   std::atexit([] {
     const char* ziel = std::getenv("HALLKORB_PROTOKOLL");
-    if (ziel != nullptr) drehbuch->protokolliere(ziel);
+    if (ziel == nullptr) return;
+    // What is local to this thread is gone already, its autorelease pools too.
+    std::thread([ziel] { drehbuch->protokolliere(ziel); }).join();
   });
 }
 
