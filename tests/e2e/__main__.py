@@ -18,6 +18,7 @@ HIER = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HIER)
 
 import lauf  # noqa: E402  (finds the scripts' modules)
+import drehbuch  # noqa: E402
 import prozesse  # noqa: E402
 
 # Longer than any test takes, so that a hanging one is told from a slow one.
@@ -34,6 +35,8 @@ def finde(teile, macos):
         for eintrag in offen.pop():
             if isinstance(eintrag, unittest.TestSuite):
                 offen.append(eintrag)
+                continue
+            if getattr(eintrag, "MACOS", False) != macos:
                 continue
             name = eintrag.id()
             if not teile or any(teil in name for teil in teile):
@@ -141,6 +144,7 @@ if __name__ == "__main__":
     if _wahl.einzeln:
         einer(_wahl.einzeln)
     else:
-        if not os.access(lauf.PROGRAMM, os.X_OK):
-            sys.exit(f"{lauf.PROGRAMM} is missing; build the release preset first")
+        for _programm in (lauf.PROGRAMM, *([drehbuch.PROGRAMM] if _wahl.macos else [])):
+            if not os.access(_programm, os.X_OK):
+                sys.exit(f"{_programm} is missing; build its preset first")
         prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs, _wahl.macos))

@@ -38,9 +38,11 @@ void Klang::mische(double wann, double rate, std::span<float> ziel) const {
   std::fill(ziel.begin(), ziel.end(), 0.0F);
   const std::lock_guard halter(lock_);
   for (const Spur& spur : spuren_) {
+    double stelle = (wann - spur.beginn) * RATE;
+    // At the recording's own rate its samples come as they are.
+    if (rate == RATE) stelle = std::round(stelle);
     for (std::size_t i = 0; i < ziel.size(); ++i)
-      ziel[i] +=
-          wert(spur.werte, (wann - spur.beginn) * RATE + static_cast<double>(i) * RATE / rate);
+      ziel[i] += wert(spur.werte, stelle + static_cast<double>(i) * RATE / rate);
   }
 }
 
