@@ -103,8 +103,27 @@ TEST_F(PcmUebersetzerTest, WhatIsNoNativePcmIsNoBlock) {
   EXPECT_FALSE(geht({48000, LPCM, FLOAT_PACKED | 2U, 1, 32}));   // big endian
   EXPECT_FALSE(geht({48000, LPCM, INT_PACKED, 1, 24}));
   EXPECT_FALSE(geht({48000, LPCM, 8U, 1, 16}));  // unsigned
-  EXPECT_FALSE(geht({0, LPCM, FLOAT_PACKED, 1, 32}));
   EXPECT_FALSE(geht({48000, LPCM, FLOAT_PACKED, 0, 32}));
+}
+
+// Which rates can be converted is the converter's to say.
+TEST_F(PcmUebersetzerTest, ARateOfZeroIsPassedOn) {
+  const TonPuffer p = puffer(links);
+  const auto block = uebersetzer.uebersetze({0, LPCM, FLOAT_PACKED, 1, 32}, {&p, 1}, 1, {});
+  ASSERT_TRUE(block);
+  EXPECT_EQ(block->format.rate, 0);
+}
+
+TEST_F(PcmUebersetzerTest, SampleTypeAndLayoutArePartOfTheFormat) {
+  const TonPuffer p = puffer(links);
+  const auto format = [&](const TonBeschreibung& b) {
+    return uebersetzer.uebersetze(b, {&p, 1}, 1, {})->format;
+  };
+  const TonBeschreibung gleitkomma{48000, LPCM, FLOAT_PACKED, 1, 32};
+  EXPECT_EQ(format(gleitkomma), format(gleitkomma));
+  EXPECT_NE(format(gleitkomma), format({48000, LPCM, INT_PACKED, 1, 16}));
+  EXPECT_NE(format({48000, LPCM, FLOAT_PACKED, 3, 32, 5}),
+            format({48000, LPCM, FLOAT_PACKED, 3, 32, 6}));
 }
 
 TEST_F(PcmUebersetzerTest, BuffersThatHoldLessThanTheyShouldAreNoBlock) {
