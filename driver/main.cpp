@@ -24,7 +24,7 @@ using DiesePlattform = hallkorb::LinuxPlattform;
 
 namespace {
 
-#if defined(__linux__)
+#if !HALLKORB_MACOS
 // A host that stops a recording right after starting it must get the orderly end too. So the
 // signals that end one are held back from the first instruction of ours on, before all other
 // constructors; the run loop takes what has come by then. (On macOS what came early would be lost

@@ -1,4 +1,4 @@
-"""Runs the end-to-end tests: python3 tests/e2e [--jobs N] [name parts...]
+"""Runs the end-to-end tests: python3 tests/e2e [--jobs N] [--macos] [name parts...]
 
 Each test is a process of its own with a private session of its own, some at a time; they only wait
 for sound, most of the time. The output of a failed test is shown whole. Closing line:
@@ -18,21 +18,25 @@ HIER = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HIER)
 
 import lauf  # noqa: E402  (finds the scripts' modules)
+import drehbuch  # noqa: E402
 import prozesse  # noqa: E402
 
 # Longer than any test takes, so that a hanging one is told from a slow one.
 FRIST = 240.0
 
 
-def finde(teile):
+def finde(teile, macos):
     """(names of the tests in which any of `teile` occurs, those of them that want a file system of
-    their own, those that want the machine for themselves)."""
+    their own, those that want the machine for themselves). `macos`: of the program as it is built for
+    macOS, instead of the one for Linux."""
     namen, mit_mount, allein = [], set(), set()
     offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
     while offen:
         for eintrag in offen.pop():
             if isinstance(eintrag, unittest.TestSuite):
                 offen.append(eintrag)
+                continue
+            if getattr(eintrag, "MACOS", False) != macos:
                 continue
             name = eintrag.id()
             if not teile or any(teil in name for teil in teile):
@@ -85,8 +89,8 @@ def naechster(namen, laufend, allein):
     return next((name for name in namen if not (lange_laeuft and "minute" in name)), None)
 
 
-def alle(teile, zugleich):
-    namen, mit_mount, allein = finde(teile)
+def alle(teile, zugleich, macos):
+    namen, mit_mount, allein = finde(teile, macos)
     vorsatz = {}
     bestanden = gescheitert = ausgelassen = 0
     if mit_mount and not darf_mount():
@@ -132,12 +136,15 @@ if __name__ == "__main__":
     _leser = argparse.ArgumentParser(prog="tests/e2e")
     # Without real-time priority the sound itself would suffer from more.
     _leser.add_argument("--jobs", type=int, default=3 if lauf.konfiguration.darf_echtzeit() else 2)
+    _leser.add_argument("--macos", action="store_true",
+                        help="the program as it is built for macOS, on stand-ins of the platform")
     _leser.add_argument("--einzeln", help=argparse.SUPPRESS)
     _leser.add_argument("teile", nargs="*", metavar="name part")
     _wahl = _leser.parse_args()
     if _wahl.einzeln:
         einer(_wahl.einzeln)
     else:
-        if not os.access(lauf.PROGRAMM, os.X_OK):
-            sys.exit(f"{lauf.PROGRAMM} is missing; build the release preset first")
-        prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs))
+        for _programm in (lauf.PROGRAMM, *([drehbuch.PROGRAMM] if _wahl.macos else [])):
+            if not os.access(_programm, os.X_OK):
+                sys.exit(f"{_programm} is missing; build its preset first")
+        prozesse.beaufsichtigt(lambda: alle(_wahl.teile, _wahl.jobs, _wahl.macos))

@@ -78,13 +78,14 @@ class Lauf:
     program that starts it."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
-                 echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=()):
+                 echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=(),
+                 programm=PROGRAMM):
         self.test = test
         self._protokoll = protokoll
         self.ordner = ordner
         self.anfang = time.monotonic()
         self.prozess = prozesse.starte(
-            [*vorsatz, PROGRAMM, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
+            [*vorsatz, programm, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
             gehalten=gehalten,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)

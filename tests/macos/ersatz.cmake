@@ -44,3 +44,9 @@ target_compile_options(hallkorb_ersatz PRIVATE
 # Besides the backend's own calls of signal(), see Quellen.mm. The sections in which the linker
 # collects classes must not be thrown away.
 target_link_options(hallkorb_ersatz INTERFACE -fuse-ld=lld LINKER:--wrap=signal)
+
+# Plays the platform to the whole program, see Drehbuch.cpp; hallkorb alone is linked with it.
+hallkorb_library(hallkorb_spieler FOLDER tests/macos/ersatz
+  HEADERS Bildquelle.h Klang.h Tonquelle.h
+  SOURCES Bildquelle.cpp Klang.cpp Tonquelle.cpp
+  DEPENDS hallkorb_ersatz)

@@ -7,6 +7,8 @@
 
 #include "tests/macos/ersatz/Bildschirm.h"
 
+@class SCContentFilter;
+
 namespace hallkorb::ersatz {
 
 // The service's own queue.
@@ -17,6 +19,9 @@ void antworteAuf(bildschirm::Frage frage, dispatch_block_t antwort);
 [[nodiscard]] NSError* antwortFehler(bildschirm::Frage frage);
 [[nodiscard]] bool ohneFehlerobjekt(bildschirm::Frage frage);
 [[nodiscard]] NSError* dienstFehler(long code);
+
+// The window that passes the filter; 0 if that is for a display.
+[[nodiscard]] std::uint32_t fensterVon(SCContentFilter* filter);
 
 void setzeInhaltZurueck();
 

@@ -43,12 +43,17 @@ void stumm(Frage frage, bool ja);
 void antworte(int wieOft = 1);
 [[nodiscard]] int offeneFragen();
 
-// One sample buffer to the output of the stream that was started last, on its queue; false if none
-// of that type runs.
+enum class Art { bild, ton };
+
+// One sample buffer to the output of the stream of its kind that was started last, on its queue;
+// false if none runs.
 bool ton(const Ton& ton, const Zeitpunkt& wann);
 bool bild(const Schnappschuss& bild, const Zeitpunkt& wann, bool gueltig = true);
-// The service ends the stream.
+// The service ends the stream that was started last, or the last one of that kind.
 void beende(long code, bool mitFehler = true);
+void beende(Art art, long code);
+// The window that the running stream of pictures shows.
+[[nodiscard]] std::optional<std::uint32_t> gezeigtesFenster();
 
 // Of the stream made last.
 [[nodiscard]] std::map<std::string, double> konfiguration();

@@ -222,6 +222,7 @@ SCShareableContent* schnappschuss() {
 @end
 
 @implementation SCContentFilter {
+ @public
   id _was;
 }
 - (instancetype)initWithDesktopIndependentWindow:(SCWindow*)fenster {
@@ -234,3 +235,8 @@ SCShareableContent* schnappschuss() {
   return self;
 }
 @end
+
+std::uint32_t hallkorb::ersatz::fensterVon(SCContentFilter* filter) {
+  if (![filter->_was isKindOfClass:[SCWindow class]]) return 0;
+  return static_cast<SCWindow*>(filter->_was).windowID;
+}

@@ -22,6 +22,8 @@ namespace {
 struct Stand {
   std::mutex lock;
   __weak SCStream* gestarteter = nil;
+  __weak SCStream* bildstrom = nil;
+  __weak SCStream* tonstrom = nil;
   std::map<std::string, double> konfiguration;
   std::string queue;
 };
@@ -64,6 +66,7 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
   __weak id<SCStreamDelegate> _delegat;
   SCContentFilter* _filter;
  @public
+  std::atomic<std::uint32_t> _fenster;  // that the filter shows
   std::atomic<bool> _laeuft;
   std::atomic<int> _offen;  // stops that are not answered
   __weak id<SCStreamOutput> _ausgang;
@@ -75,6 +78,7 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
                       delegate:(id<SCStreamDelegate>)delegat {
   if (gibtKeinen) return nil;
   _filter = filter;
+  _fenster = fensterVon(filter);
   _delegat = delegat;
   const std::lock_guard halter(stand().lock);
   stand().konfiguration = werteVon(konfiguration);
@@ -107,6 +111,8 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
     {
       const std::lock_guard halter(stand().lock);
       stand().gestarteter = self;
+      if (self->_typ == SCStreamOutputTypeScreen) stand().bildstrom = self;
+      if (self->_typ == SCStreamOutputTypeAudio) stand().tonstrom = self;
     }
     fertig(nil);
   });
@@ -131,6 +137,7 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
     if (NSError* error = antwortFehler(Frage::wechsel)) return fertig(error);
     if (!self->_laeuft) return fertig(dienstFehler(SCStreamErrorAttemptToUpdateFilterState));
     self->_filter = filter;
+    self->_fenster = fensterVon(filter);
     fertig(nil);
   });
 }
@@ -147,8 +154,15 @@ SCStream* gestarteter() {
   return stand().gestarteter;
 }
 
+SCStream* gestarteter(SCStreamOutputType typ) {
+  const std::lock_guard halter(stand().lock);
+  if (typ == SCStreamOutputTypeScreen) return stand().bildstrom;
+  if (typ == SCStreamOutputTypeAudio) return stand().tonstrom;
+  return stand().gestarteter;
+}
+
 bool gib(const Probe& probe, SCStreamOutputType typ) {
-  SCStream* strom = gestarteter();
+  SCStream* strom = gestarteter(typ);
   if (strom == nil || !strom->_laeuft || strom->_typ != typ) return false;
   auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe.get()));
   dispatch_sync(strom->_queue, ^{
@@ -186,6 +200,24 @@ void beende(long code, bool mitFehler) {
     dispatch_sync(dienstQueue(), ^{
       [strom hkEnde:mitFehler ? dienstFehler(code) : nil];
     });
+  }
+}
+
+void beende(Art art, long code) {
+  @autoreleasepool {
+    SCStream* ende =
+        gestarteter(art == Art::ton ? SCStreamOutputTypeAudio : SCStreamOutputTypeScreen);
+    dispatch_sync(dienstQueue(), ^{
+      [ende hkEnde:dienstFehler(code)];
+    });
+  }
+}
+
+std::optional<std::uint32_t> gezeigtesFenster() {
+  @autoreleasepool {
+    SCStream* bildstrom = gestarteter(SCStreamOutputTypeScreen);
+    if (bildstrom == nil || !bildstrom->_laeuft) return std::nullopt;
+    return bildstrom->_fenster.load();
   }
 }
 

@@ -1,0 +1,545 @@
+"""The program as it is built for macOS, whole, on stand-ins of the platform."""
+
+import json
+import os
+import random
+import signal
+import subprocess
+
+import numpy
+
+import drehbuch
+import lauf
+import signale
+import voices
+
+ZOOM = {"id": 7, "app": "us.zoom.xos", "titel": "Zoom Meeting"}
+CHROME = {"id": 9, "app": "com.google.Chrome", "titel": "Meet – abc-defg-hij"}
+VERWEIGERT = 2  # AVAuthorizationStatusDenied
+NICHT_GEFRAGT = 0
+USER_DECLINED = -3801
+USER_STOPPED = -3817
+SYSTEM_STOPPED = -3821
+SEKUNDEN = 60.0
+
+
+def ganzzahlen(ton):
+    """The samples of a recording or a sound as numbers of 16 bits."""
+    return numpy.round(ton * 32767.0).astype(int)
+
+
+class Gespraech(drehbuch.MacFall):
+
+    def test_eine_minute(self):
+        """Two voices with an echo between them, and the meeting's window."""
+        # Both still speak at the stop.
+        fern, nah = (numpy.concatenate([signale.gespraech(SEKUNDEN, saat),
+                                        signale.rauschen(30.0, saat)]) for saat in (1, 2))
+        mikro = nah + voices.falte(fern, voices.raumantwort(numpy.random.default_rng(3)))
+        mikro *= 0.7 / numpy.abs(mikro).max()
+        aufnahme = self.aufnehmen("--max", "15", echo=True, video=True, vorher=[("fenster", ZOOM)])
+        self.buch.tu("spiele", mikro=self.schreibe_klang("mikro", mikro),
+                     system=self.schreibe_klang("fern", fern))
+        aufnahme.warte_aufnahme(SEKUNDEN + 1.5)
+        gehalten = self.stoppe_ganz(aufnahme)
+
+        started = aufnahme.ereignisse("started")
+        self.assertEqual([(s["mic"], s["system"], s["video"], s["echo"]) for s in started],
+                         [(True, True, True, True)])
+        for kanal in ("them", "me"):
+            achse = aufnahme.zeitachse()[kanal]
+            self.assertEqual((achse["luecken"], achse["ueberlappungen"]), (0, 0), aufnahme.alles())
+        self.pruefe_reihenfolge(aufnahme)
+        roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+        self.assertGreater(len(roh), SEKUNDEN * signale.ZIEL)
+        self.pruefe_gleich(roh, mikro)
+        lage, phase = self.pruefe_them(aufnahme, fern)
+        self.pruefe_echo(aufnahme, roh, mikro, nah)
+        self.pruefe_bild(aufnahme, gehalten)
+        referenz = numpy.zeros(len(roh) + signale.RATE)
+        signale.lege(referenz, fern[phase::3], lage)
+        self.pruefe_wie_linux(aufnahme, roh, referenz[:len(roh)])
+
+    def pruefe_reihenfolge(self, aufnahme):
+        """What is announced when, and that each file is as long as its line says."""
+        saetze = aufnahme.saetze()
+        arten = [satz.get("event", satz.get("channel")) for satz in saetze]
+        self.assertEqual(arten[0], "started")
+        self.assertEqual([art for art in arten if art not in ("me", "them")],
+                         ["started", "video_start", "video", "echo", "zeitachse", "done"])
+        self.assertEqual(arten[-3:], ["echo", "zeitachse", "done"])
+        rest = arten[arten.index("video") + 1:-3]
+        self.assertEqual(rest, sorted(rest, reverse=True))  # "them" before "me"
+        self.assertEqual(rest[-1], "me")
+        self.assertEqual(self.dateien(ordner=aufnahme.ordner), sorted(
+            ["mikro_roh.wav", "video.mp4"] + [os.path.basename(s["path"]) for s in aufnahme.chunks()]))
+        for kanal in ("them", "me"):
+            saetze = aufnahme.chunks(kanal)
+            self.assertGreater(len(saetze), 8)
+            self.assertEqual([satz["chunk"] for satz in saetze], list(range(len(saetze))))
+            bisher = 0.0
+            for satz in saetze:
+                self.assertGreaterEqual(satz["t0"], bisher)
+                laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+                self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+                bisher = satz["t1"]
+
+    def pruefe_gleich(self, aufgenommen, gespielt):
+        """Every sample that was played until the stop is recorded, in one piece, to the bit."""
+        # The converter of the stand-ins takes every third sample as it is.
+        ist = ganzzahlen(aufgenommen)
+        lage = signale.lage_in(aufgenommen, gespielt[:30 * signale.RATE:3])
+        for phase in range(3):
+            soll = ganzzahlen(gespielt[phase::3])
+            for versuch in (lage - 1, lage, lage + 1):
+                if numpy.array_equal(ist[versuch:], soll[:len(ist) - versuch]):
+                    return self.assertFalse(ist[:versuch].any())
+        self.fail(f"not what was played, best at {lage}")
+
+    def pruefe_them(self, aufnahme, fern):
+        """The chunks are pieces of what was played; between them it was silent."""
+        saetze = aufnahme.chunks("them")
+        self.assertEqual(saetze[0]["t0"], 0.0)
+        erster = ganzzahlen(signale.lies_ganz(saetze[0]["path"]))
+        lage, phase = None, None
+        for phase in range(3):
+            soll = ganzzahlen(fern[phase::3])
+            beginn = int(numpy.flatnonzero(soll)[0])
+            ort = int(numpy.flatnonzero(erster)[0])
+            if numpy.array_equal(erster[ort:], soll[beginn:beginn + len(erster) - ort]):
+                lage = ort - beginn
+                break
+        self.assertIsNotNone(lage, "the first chunk is not what was played")
+        bedeckt = numpy.zeros(len(soll), bool)
+        for satz in saetze:
+            ton = ganzzahlen(signale.lies_ganz(satz["path"]))
+            nah = round(satz["t0"] * signale.ZIEL) - lage
+            treffer = [ab for ab in range(max(nah - 80, -lage), nah + 81)
+                       if numpy.array_equal(ton[max(-ab, 0):len(soll) - ab], soll[max(ab, 0):ab + len(ton)])
+                       and not ton[:max(-ab, 0)].any() and not ton[len(soll) - ab:].any()]
+            self.assertGreaterEqual(len(treffer), 1, satz)
+            bedeckt[max(treffer[0], 0):treffer[0] + len(ton)] = True
+        self.assertLess(signale.pegel(soll[~bedeckt] / 32767.0), 0.006)
+        return lage, phase
+
+    def pruefe_echo(self, aufnahme, roh, mikro, nah):
+        (echo,) = aufnahme.ereignisse("echo")
+        self.assertGreater(echo["verzoegerung_ms"], 20.0, echo)
+        self.assertLess(echo["verzoegerung_ms"], 60.0, echo)
+        self.assertEqual((echo["ausfaelle"], echo["ohne_referenz"]), (0, 0), echo)
+        sauber = numpy.zeros(len(roh) + signale.ZIEL)
+        for satz in aufnahme.chunks("me"):
+            self.assertIn("sprache_ms", satz)
+            signale.lege(sauber, signale.lies_ganz(satz["path"]), round(satz["t0"] * signale.ZIEL))
+        lage = signale.lage_in(roh, mikro[:30 * signale.RATE:3])
+        stumm = numpy.cumsum(numpy.pad(nah[::3] != 0, (4801, 4800)))  # 0.3 s around it
+        still = numpy.flatnonzero(stumm[9601:] == stumm[:-9601])
+        nur_fern = still[(still > 20 * signale.ZIEL) & (still < SEKUNDEN * signale.ZIEL)] + lage
+        self.assertGreater(len(nur_fern), 2 * signale.ZIEL)
+        self.assertLess(20 * numpy.log10((signale.pegel(sauber[nur_fern]) + 1e-9)
+                                         / signale.pegel(roh[nur_fern])), -15.0)
+
+    def pruefe_bild(self, aufnahme, gehalten):
+        """Every picture that the screen gave, until the stop, and nothing else is in the file."""
+        (video,) = aufnahme.ereignisse("video")
+        zeiten = gehalten["schreiber"]["zeiten"]
+        self.assertEqual(video["frames"], len(zeiten))
+        bilder = [zeit for zeit, fenster in gehalten["bilder"] if fenster == ZOOM["id"]]
+        self.assertLessEqual(len(bilder) - len(zeiten), 2)  # taken after the stop
+        numpy.testing.assert_allclose(zeiten, bilder[:len(zeiten)], atol=1e-6)
+        numpy.testing.assert_allclose(numpy.diff(zeiten), 0.1, atol=1e-6)
+        self.assertEqual(gehalten["schreiber"]["rufe"], [
+            "setMovieFragmentInterval:", "addInput:", "startWriting", "startSessionAtSourceTime:",
+            "markAsFinished", "endSessionAtSourceTime:", "finishWritingWithCompletionHandler:"])
+        (start,) = aufnahme.ereignisse("video_start")
+        (started,) = aufnahme.ereignisse("started")
+        erstes = zeiten[0] + gehalten["unixBeiHost0"] - started["null_unix_ms"] / 1000.0
+        self.assertAlmostEqual(start["t_s"], erstes, delta=2.0)
+
+    def pruefe_wie_linux(self, aufnahme, roh, referenz):
+        """The program for Linux makes the same chunks of the same sound: their limits, their marks of
+        speech, and their samples but for what another FFT rounds."""
+        pfade = [os.path.join(self.ordner, name) for name in ("r.wav", "f.wav", "aus.wav", "linux")]
+        for pfad, ton in zip(pfade, (roh, referenz)):
+            voices.schreibe(pfad, ton, rate=signale.ZIEL)
+        zeilen = subprocess.run([lauf.PROGRAMM, "--echo-datei", *pfade[:3], "--chunk-ordner", pfade[3]],
+                                check=True, stdout=subprocess.PIPE, text=True).stdout.splitlines()
+        linux = [json.loads(zeile) for zeile in zeilen]
+        hier = aufnahme.chunks("me")
+        ohne_pfad = [[{k: v for k, v in satz.items() if k != "path"} for satz in saetze]
+                     for saetze in (hier, [satz for satz in linux if "chunk" in satz])]
+        self.assertEqual(*ohne_pfad)
+        for satz, anderer in zip(hier, linux):
+            ton, vorbild = signale.lies_ganz(satz["path"]), signale.lies_ganz(anderer["path"])
+            self.assertEqual(len(ton), len(vorbild))
+            self.assertLessEqual(numpy.abs(ganzzahlen(ton) - ganzzahlen(vorbild)).max(), 1, satz)
+        (echo,) = aufnahme.ereignisse("echo")
+        (anders,) = [satz for satz in linux if satz.get("event") == "echo"]
+        for name, wert in echo.items():
+            self.assertEqual(anders[name], wert, name)
+
+
+class Geraete(drehbuch.MacFall):
+
+    def rauschen(self, sekunden=30.0):
+        ton = signale.rauschen(sekunden, 5)
+        datei = self.schreibe_klang("rauschen", ton)
+        self.buch.tu("spiele", mikro=datei, system=datei)
+        return ton
+
+    def test_anderes_mikrofon(self):
+        """Another device, another rate, more channels; then none for a while."""
+        aufnahme = self.aufnehmen()
+        ton = self.rauschen()
+        aufnahme.warte_aufnahme(4.0)
+        for rate, kanaele in ((44100, 2), (16000, 1)):
+            self.buch.tu("wechsle", rate=rate, kanaele=kanaele)
+            self.buch.tu("warte", auf="mikro")
+            aufnahme.warte_aufnahme(3.0)
+        self.buch.tu("wechsle", rate=0, kanaele=0)
+        self.warte_bis(lambda: aufnahme.diagnosen("unterbrochen") >= 3
+                       or aufnahme.diagnosen("gewechselt") >= 3, "the loss", drehbuch.FRIST)
+        self.buch.tu("wechsle", rate=48000, kanaele=1)
+        self.buch.tu("warte", auf="mikro")
+        aufnahme.warte_aufnahme(4.0)
+        self.stoppe_ganz(aufnahme)
+        achse = aufnahme.zeitachse()
+        self.assertEqual(achse["them"]["luecken"], 0, aufnahme.alles())
+        self.assertGreaterEqual(achse["me"]["luecken"], 3, aufnahme.alles())
+        # Filled with silence, so that what follows is at its place: one lag fits all.
+        roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+        vorlage = ton[::3]
+        anfang = signale.lage_in(vorlage, roh[2 * signale.ZIEL:3 * signale.ZIEL]) - 2 * signale.ZIEL
+        ende = len(roh) - 2 * signale.ZIEL
+        stueck = roh[ende:ende + signale.ZIEL]
+        self.assertAlmostEqual(signale.lage_in(vorlage, stueck) - ende, anfang, delta=80)
+        spaet = signale.lage_in(vorlage, stueck)
+        self.assertGreater(signale.korrelation(stueck, vorlage[spaet:spaet + len(stueck)]), 0.9)
+
+    def test_der_dienst_beendet_den_ton(self):
+        aufnahme = self.aufnehmen()
+        self.rauschen()
+        aufnahme.warte_aufnahme(3.0)
+        self.buch.tu("beende", strom="ton", code=SYSTEM_STOPPED)
+        aufnahme.meldung("SCStream gestoppt: ", drehbuch.FRIST)
+        self.buch.tu("warte", auf="system")
+        aufnahme.warte_aufnahme(3.0)
+        self.stoppe_ganz(aufnahme)
+        achse = aufnahme.zeitachse()
+        self.assertEqual(achse["me"]["luecken"], 0, aufnahme.alles())
+        self.assertEqual(achse["them"]["luecken"], 1, aufnahme.alles())
+        self.assertAlmostEqual(aufnahme.chunks("them")[-1]["t1"], aufnahme.chunks("me")[-1]["t1"],
+                               delta=0.5)
+
+    def test_der_nutzer_beendet_den_ton(self):
+        """What the user has ended stays ended; the microphone goes on."""
+        aufnahme = self.aufnehmen()
+        self.rauschen()
+        aufnahme.warte_aufnahme(2.0)
+        self.buch.tu("beende", strom="ton", code=USER_STOPPED)
+        aufnahme.meldung("in der Menueleiste beendet", drehbuch.FRIST)
+        aufnahme.warte_aufnahme(4.0)
+        self.stoppe_ganz(aufnahme)
+        self.assertGreater(aufnahme.chunks("me")[-1]["t1"], aufnahme.chunks("them")[-1]["t1"] + 3.0)
+
+    def test_stilles_mikrofon(self):
+        """A device that delivers nothing, unannounced, is opened again."""
+        aufnahme = self.aufnehmen()
+        self.rauschen()
+        aufnahme.warte_aufnahme(2.0)
+        self.buch.tu("verstumme", auf="mikro")
+        aufnahme.meldung("liefert nichts mehr", drehbuch.FRIST)
+        self.buch.tu("verstumme", auf="mikro", ja=False)
+        self.buch.tu("warte", auf="mikro")
+        aufnahme.warte_aufnahme(2.0)
+        self.stoppe_ganz(aufnahme)
+        self.assertEqual(aufnahme.zeitachse()["me"]["luecken"], 1, aufnahme.alles())
+        self.assertGreater(aufnahme.zeitachse()["me"]["luecken_ms"], 4000)
+
+    def test_anderes_format_des_systemtons(self):
+        """The service is asked for 48 kHz stereo, and may deliver something else."""
+        aufnahme = self.aufnehmen()
+        self.rauschen()
+        aufnahme.warte_aufnahme(2.0)
+        self.buch.tu("systemformat", rate=44100, kanaele=1)
+        self.buch.tu("warte", auf="system")
+        aufnahme.warte_aufnahme(3.0)
+        self.buch.tu("verstumme", auf="system")
+        aufnahme.warte_aufnahme(2.0)
+        self.buch.tu("verstumme", auf="system", ja=False)
+        self.buch.tu("warte", auf="system")
+        aufnahme.warte_aufnahme(1.0)
+        self.stoppe_ganz(aufnahme)
+        achse = aufnahme.zeitachse()["them"]
+        self.assertGreater(achse["luecken_ms"], 1500, aufnahme.alles())
+        self.assertLess(achse["luecken_ms"], 5000, aufnahme.alles())
+
+
+class Verweigert(drehbuch.MacFall):
+
+    def beginne(self, *, mikro, schirm):
+        vorher = []
+        if mikro:
+            vorher.append(("erlaubnis", {"stand": VERWEIGERT}))
+        if schirm:
+            vorher.append(("fehler", {"frage": "inhalt", "code": USER_DECLINED}))
+        return self.aufnehmen(vorher=vorher, warte=False)
+
+    def test_beide(self):
+        aufnahme = self.beginne(mikro=True, schirm=True)
+        self.pruefe_ende(aufnahme, status=2)
+        (satz,) = aufnahme.saetze()
+        self.assertEqual(satz["event"], "error")
+        self.assertIn("Bildschirm- & Systemaudioaufnahme", satz["message"])
+        self.assertEqual(aufnahme.diagnosen("Mikrofon nicht verfuegbar: "), 1)
+        self.assertEqual(aufnahme.diagnosen("System-Audio nicht verfuegbar: "), 1)
+
+    def test_mikrofon(self):
+        self.pruefe_einer(self.beginne(mikro=True, schirm=False), "me", "system", "Mikrofon")
+
+    def test_schirm(self):
+        self.pruefe_einer(self.beginne(mikro=False, schirm=True), "them", "mikro", "Bildschirm")
+
+    def pruefe_einer(self, aufnahme, kanal, quelle, wort):
+        started = aufnahme.ereignis("started", drehbuch.FRIST)
+        self.assertEqual((started["mic"], started["system"]), (kanal != "me", kanal != "them"))
+        self.buch.tu("spiele", **{quelle: self.schreibe_klang("klang", signale.rauschen(4.0, 6))})
+        anderer = "them" if kanal == "me" else "me"
+        aufnahme.chunk(anderer, frist=drehbuch.FRIST)
+        self.stoppe_ganz(aufnahme)
+        (degraded,) = aufnahme.ereignisse("degraded")
+        self.assertEqual(degraded["channel"], kanal)
+        self.assertIn(wort, degraded["message"])
+        self.assertLess([s.get("event") for s in aufnahme.saetze()].index("degraded"), 1)
+        self.assertEqual(aufnahme.chunks(kanal), [])
+
+    def test_unbeantwortete_frage(self):
+        """The question for the microphone stands open: a refusal, for now."""
+        aufnahme = self.aufnehmen(vorher=[("erlaubnis", {"stand": NICHT_GEFRAGT})], warte=False)
+        started = aufnahme.ereignis("started", drehbuch.FRIST)
+        self.assertEqual((started["mic"], started["system"]), (False, True))
+        self.assertIn("noch nicht beantwortet", aufnahme.ereignisse("degraded")[0]["message"])
+        self.stoppe_ganz(aufnahme)
+
+
+class Stopp(drehbuch.MacFall):
+
+    def laut(self, aufnahme):
+        datei = self.schreibe_klang("klang", signale.rauschen(30.0, 3))
+        self.buch.tu("spiele", mikro=datei, system=datei)
+        aufnahme.chunk("me", frist=drehbuch.FRIST)
+
+    def pruefe_rest(self, aufnahme):
+        roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+        self.assertAlmostEqual(aufnahme.chunks("me")[-1]["t1"], len(roh) / signale.ZIEL, delta=0.0051)
+
+    def test_mitten_in_der_aufnahme(self):
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(nummer=nummer):
+                aufnahme = self.aufnehmen()
+                self.laut(aufnahme)
+                self.stoppe_ganz(aufnahme, nummer)
+                self.pruefe_rest(aufnahme)
+
+    def test_signal_in_jedem_moment(self):
+        """Before the program has taken a signal over it kills, and nothing has happened; from then on
+        the end is orderly."""
+        zufall = random.Random(11)
+        ordentlich = 0
+        for _ in range(16):
+            verzug = 0.002 * 400 ** zufall.random()  # up to 0.8 s
+            with self.subTest(verzug=verzug):
+                aufnahme = self.aufnehmen(warte=False)
+                self.assertIsNone(aufnahme.aus.warte(lambda _: False, verzug))
+                aufnahme.sende()
+                status = aufnahme.ende(drehbuch.FRIST)
+                if status == -signal.SIGINT:
+                    self.assertEqual(aufnahme.alles(), "stdout:\nstderr:")
+                    self.assertFalse(os.path.exists(aufnahme.ordner))
+                    continue
+                ordentlich += 1
+                self.assertEqual(status, 0, aufnahme.alles())
+                aufnahme.pruefe_schluss()
+        self.assertGreater(ordentlich, 0)
+
+    def test_waehrend_der_dienst_nicht_antwortet(self):
+        for frage in ("inhalt", "start"):
+            with self.subTest(frage=frage):
+                aufnahme = self.aufnehmen(vorher=[("stumm", {"frage": frage})], warte=False)
+                aufnahme.meldung("Mikrofon-Capture gestartet", drehbuch.FRIST)
+                aufnahme.sende()
+                self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
+                aufnahme.pruefe_schluss()
+                self.assertEqual(aufnahme.ereignisse("degraded"), [])
+
+    def test_waehrend_der_frage_nach_dem_mikrofon(self):
+        aufnahme = self.aufnehmen(vorher=[("erlaubnis", {"stand": NICHT_GEFRAGT}),
+                                          ("stumm", {"frage": "inhalt"})], warte=False)
+        self.warte_bis(lambda: os.path.exists(aufnahme.ordner), "the folder", drehbuch.FRIST)
+        aufnahme.sende()
+        self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
+        aufnahme.pruefe_schluss()
+
+    def test_signale_waehrend_des_stopps(self):
+        aufnahme = self.aufnehmen()
+        self.laut(aufnahme)
+        self.buch.tu("stumm", frage="stopp")
+        self.buch.tu("warte", auf="mikro")  # by then the line above is done
+        aufnahme.warte_aufnahme(0.3)
+        aufnahme.sende()
+        aufnahme.meldung("Stop — schreibe Rest-Chunks", drehbuch.FRIST)
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGINT):
+            aufnahme.sende(nummer)
+        self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
+        aufnahme.pruefe_schluss()
+        self.pruefe_rest(aufnahme)
+
+    def test_leser_weg(self):
+        """Without a line to write the pipe's end is seen all the same."""
+        aufnahme = self.aufnehmen(lies_stdout=False, warte=False)
+        self.assertIn(b'"started"', aufnahme.prozess.stdout.readline())
+        aufnahme.prozess.stdout.close()
+        self.pruefe_ende(aufnahme)
+        self.assertEqual(aufnahme.diagnosen("Standardausgabe geschlossen — Aufnahme endet"), 1)
+        self.assertEqual(aufnahme.diagnosen("Stop — schreibe Rest-Chunks"), 1)
+        signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+
+    def test_kill_9(self):
+        aufnahme = self.aufnehmen()
+        self.laut(aufnahme)
+        roh = os.path.join(aufnahme.ordner, "mikro_roh.wav")
+        # Past the second update of the header, and some seconds on.
+        self.warte_bis(lambda: os.path.getsize(roh) > 44 + 2 * 16000 * 13, "13 s of sound", 60.0)
+        aufnahme.sende(signal.SIGKILL)
+        self.assertEqual(aufnahme.ende(), -signal.SIGKILL)
+        _, _, erklaert, vorhanden = signale.lies(roh)
+        self.assertGreaterEqual(erklaert, 2 * 16000 * 5)
+        self.assertLessEqual(erklaert, vorhanden)
+        self.assertLessEqual(vorhanden - erklaert, 2 * 16000 * 5.5)
+        self.assertGreaterEqual(len(aufnahme.chunks("me")), 2)
+        for satz in aufnahme.chunks():
+            laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+
+
+class Bild(drehbuch.MacFall):
+
+    BILDER = ("video_start", "video_wechsel", "video_pause", "video_none")
+
+    def wechsel(self, aufnahme, bisher, name):
+        """The event of that name after the `bisher` first ones of the picture's."""
+        def erreicht():
+            gefunden = [satz for satz in aufnahme.saetze() if satz.get("event") in self.BILDER]
+            return gefunden[bisher] if len(gefunden) > bisher else None
+
+        satz = self.warte_bis(erreicht, f"event {bisher} of the picture", drehbuch.FRIST)
+        self.assertEqual(satz["event"], name, aufnahme.alles())
+        return satz
+
+    def test_fenster_kommen_und_gehen(self):
+        aufnahme = self.aufnehmen("--video-warten", "1", video=True)
+        nichts = self.wechsel(aufnahme, 0, "video_none")
+        self.assertIn("kein Meetingfenster", nichts["message"])
+        self.buch.tu("fenster", **CHROME)
+        start = self.wechsel(aufnahme, 1, "video_start")
+        self.assertEqual(start["grund"], "Meeting im Browser")
+        self.buch.tu("warteBild", id=CHROME["id"])
+        self.buch.tu("fenster", **ZOOM)  # ranks before it
+        erster = self.wechsel(aufnahme, 2, "video_wechsel")
+        self.assertEqual((erster["quelle"], erster["rang"]), ("Zoom · Zoom Meeting", 1))
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        self.buch.tu("fenster", **(ZOOM | {"titel": "Zoom Meeting: Bericht"}))
+        aufnahme.warte_aufnahme(4.5)  # two checks of the screen
+        self.buch.tu("schliesse", id=ZOOM["id"])
+        zweiter = self.wechsel(aufnahme, 3, "video_wechsel")
+        self.buch.tu("warteBild", id=CHROME["id"])
+        self.buch.tu("schliesse", id=CHROME["id"])
+        pause = self.wechsel(aufnahme, 4, "video_pause")
+        self.buch.tu("fenster", **ZOOM)
+        dritter = self.wechsel(aufnahme, 5, "video_wechsel")
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        # The service ends the picture's stream: a new one is started.
+        self.buch.tu("beende", strom="bild", code=SYSTEM_STOPPED)
+        aufnahme.meldung("Video-SCStream gestoppt: ", drehbuch.FRIST)
+        vierter = self.wechsel(aufnahme, 6, "video_wechsel")
+        self.buch.tu("bewege", ja=False)
+        aufnahme.warte_aufnahme(1.5)
+        gehalten = self.stoppe_ganz(aufnahme)
+
+        (video,) = aufnahme.ereignisse("video")
+        zeiten = gehalten["schreiber"]["zeiten"]
+        self.assertEqual(video["frames"], len(zeiten))
+        self.assertTrue(video["quelle"].endswith(" (+2 weitere)"), video)
+        self.pruefe_geschichte(aufnahme, gehalten, [
+            (start, CHROME["id"]), (erster, ZOOM["id"]), (zweiter, CHROME["id"]),
+            (dritter, ZOOM["id"])], pause, vierter)
+
+    def pruefe_geschichte(self, aufnahme, gehalten, soll, pause, neu):
+        """The pictures in the file are those of the windows that the events name, at their times."""
+        null = (aufnahme.ereignisse("started")[0]["null_unix_ms"] / 1000.0
+                - gehalten["unixBeiHost0"])
+        fenster_von = {round(zeit, 6): fenster for zeit, fenster in gehalten["bilder"]}
+        abschnitte = []
+        for zeit in gehalten["schreiber"]["zeiten"]:
+            fenster = fenster_von[round(zeit, 6)]
+            if not abschnitte or abschnitte[-1][1] != fenster:
+                abschnitte.append((zeit - null, fenster))
+        self.assertEqual([fenster for _, fenster in abschnitte], [fenster for _, fenster in soll])
+        for (zeit, _), (satz, _) in zip(abschnitte, soll):
+            self.assertAlmostEqual(zeit, satz["t_s"], delta=2.0)
+        zeiten = numpy.array(gehalten["schreiber"]["zeiten"]) - null
+        # No picture in the pause, nor while the stream was gone.
+        self.assertFalse(((zeiten > pause["t_s"] + 0.1) & (zeiten < soll[-1][0]["t_s"] - 0.3)).any())
+        self.assertTrue((zeiten > neu["t_s"] - 0.2).any())
+        for kanal in ("them", "me"):
+            self.assertEqual(aufnahme.zeitachse()[kanal]["luecken"], 0, aufnahme.alles())
+
+    def test_stillstand(self):
+        """A window in which nothing moves gives one picture, and it is in the file."""
+        aufnahme = self.aufnehmen(video=True, vorher=[("bewege", {"ja": False}), ("fenster", ZOOM)])
+        self.wechsel(aufnahme, 0, "video_start")
+        aufnahme.warte_aufnahme(2.0)
+        self.stoppe_ganz(aufnahme)
+        self.assertEqual([satz["frames"] for satz in aufnahme.ereignisse("video")], [1])
+
+    def ohne_video(self, aufnahme, meldung):
+        gehalten = self.stoppe_ganz(aufnahme)
+        self.assertGreaterEqual(aufnahme.diagnosen(meldung), 1, aufnahme.alles())
+        self.assertEqual(aufnahme.ereignisse("video"), [])
+        self.assertEqual(aufnahme.zeitachse()["me"]["luecken"], 0)
+        return gehalten
+
+    def test_kein_schreiber(self):
+        aufnahme = self.aufnehmen(video=True, vorher=[("keinSchreiber", {}), ("fenster", ZOOM)])
+        aufnahme.meldung("Video-Start fehlgeschlagen", drehbuch.FRIST)
+        self.ohne_video(aufnahme, "Video-Start fehlgeschlagen: ")
+
+    def test_schreiber_beginnt_nicht(self):
+        aufnahme = self.aufnehmen(video=True,
+                                  vorher=[("schreiberStart", {"ja": False}), ("fenster", ZOOM)])
+        aufnahme.meldung("Video-Schreiber startete nicht: ", drehbuch.FRIST)
+        self.ohne_video(aufnahme, "Video-Schreiber startete nicht: ")
+
+    def test_schreiber_scheitert_mittendrin(self):
+        aufnahme = self.aufnehmen(video=True, vorher=[("fenster", ZOOM)])
+        self.wechsel(aufnahme, 0, "video_start")
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        self.buch.tu("schreiberScheitert")
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        aufnahme.warte_aufnahme(1.0)
+        self.ohne_video(aufnahme, "")
+
+    def test_abschluss_scheitert(self):
+        aufnahme = self.aufnehmen(video=True, vorher=[("halteAbschluss", {}), ("fenster", ZOOM)])
+        self.wechsel(aufnahme, 0, "video_start")
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        aufnahme.warte_aufnahme(1.0)
+        aufnahme.sende()
+        aufnahme.meldung("Bildquelle: ", drehbuch.FRIST)
+        self.assertIsNone(aufnahme.aus.warte(lambda text: "zeitachse" in text, 0.5))
+        self.buch.tu("halteAbschluss", ja=False)
+        self.buch.tu("schliesseAb", ja=False)
+        self.pruefe_ende(aufnahme)
+        aufnahme.pruefe_schluss()
+        self.assertEqual(aufnahme.diagnosen("Video-Abschluss fehlgeschlagen: "), 1, aufnahme.alles())
+        self.assertEqual(aufnahme.ereignisse("video"), [])
