@@ -7,6 +7,7 @@
 
 #include "audiofiles/WavLeser.h"
 #include "base/Abbruch.h"
+#include "base/Ersatzdatei.h"
 #include "base/Text.h"
 
 namespace hallkorb {
@@ -66,17 +67,24 @@ void kodiereWav(std::span<const float> samples, std::span<std::uint8_t> ziel) {
   }
 }
 
-Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
-                  Dateien& dateien) {
+std::int64_t wavRate(double rate) {
   if (!std::isfinite(rate) || rate <= -1.0 || rate >= 2147483648.0) {
     abbruch(formatiert("WAV-Datei: keine gueltige Rate: %g Hz (--rate)", rate));
   }
-  if (samples.size() > (std::numeric_limits<std::uint32_t>::max() - KOPF_REST) / SAMPLE_BYTES) {
-    abbruch("WAV-Datei: zu viele Samples: " + std::to_string(samples.size()));
+  return static_cast<std::int64_t>(rate);
+}
+
+std::uint32_t wavBytes(std::size_t samples) {
+  if (samples > (std::numeric_limits<std::uint32_t>::max() - KOPF_REST) / SAMPLE_BYTES) {
+    abbruch("WAV-Datei: zu viele Samples: " + std::to_string(samples));
   }
-  const std::size_t bytes = samples.size() * SAMPLE_BYTES;
-  std::vector<std::uint8_t> datei(WAV_KOPF_BYTES + bytes);
-  const WavKopf kopf = wavKopf(static_cast<std::int64_t>(rate), static_cast<std::uint32_t>(bytes));
+  return static_cast<std::uint32_t>(samples * SAMPLE_BYTES);
+}
+
+Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
+                  Dateien& dateien) {
+  const WavKopf kopf = wavKopf(wavRate(rate), wavBytes(samples.size()));
+  std::vector<std::uint8_t> datei(WAV_KOPF_BYTES + samples.size() * SAMPLE_BYTES);
   std::copy(kopf.begin(), kopf.end(), datei.begin());
   kodiereWav(samples, std::span(datei).subspan(WAV_KOPF_BYTES));
   return ersetzeDatei(to, datei, dateien);

@@ -30,13 +30,18 @@ using WavKopf = std::array<std::uint8_t, WAV_KOPF_BYTES>;
 // The header of a file with `bytes` bytes of samples at `rate` Hz, both modulo 2^32.
 [[nodiscard]] WavKopf wavKopf(std::int64_t rate, std::uint32_t bytes);
 
+// A rate in Hz as the header holds it (truncated), and the bytes that so many samples take. A rate
+// that is not finite, not above -1 or not below 2^31, or a length that the header cannot declare,
+// stops the process.
+[[nodiscard]] std::int64_t wavRate(double rate);
+[[nodiscard]] std::uint32_t wavBytes(std::size_t samples);
+
 // Encodes each sample into two bytes of `ziel`, which has room for all of them. Values below -1
 // count as -1, values above 1 and NaN as 1.
 void kodiereWav(std::span<const float> samples, std::span<std::uint8_t> ziel);
 
-// Writes `samples` at `rate` Hz (truncated) to the file `to`, by the rules of `ersetzeDatei`: it
-// appears only when complete. A rate that is not finite, not above -1 or not below 2^31, or a
-// length that the header cannot declare, stops the process.
+// Writes `samples` at `rate` Hz to the file `to`, by the rules of `ersetzeDatei`: it appears only
+// when complete. Rates and lengths as above.
 [[nodiscard]] Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
                                 Dateien& dateien = posixDateien());
 

@@ -124,8 +124,20 @@ void WavLeser::liesDaten(std::span<const std::uint8_t>& bytes) {
 }
 
 std::optional<std::vector<float>> WavLeser::ende() {
-  if (gesamt_ < MIN_DATEI) return std::nullopt;
+  if (!lesbar()) return std::nullopt;
   return std::exchange(samples_, std::nullopt);
+}
+
+bool WavLeser::lesbar() const {
+  return gesamt_ >= MIN_DATEI && samples_.has_value();
+}
+
+std::span<const float> WavLeser::samples() const {
+  return samples_ ? std::span<const float>(*samples_) : std::span<const float>{};
+}
+
+void WavLeser::verwirf() {
+  if (samples_) samples_->clear();
 }
 
 }  // namespace hallkorb

@@ -1,7 +1,7 @@
 // Reads a 16-bit WAV file from its bytes as they come, in pieces of any length.
 //
-// A reader that wants the whole file first holds it twice, as bytes and as samples, and an hour of
-// both channels is long enough to feel that. Here the samples are all that is kept.
+// Only the samples are kept, and they may be taken as they come: a recording of hours needs no more
+// memory than a short one.
 //
 // Not synchronised: one thread at a time.
 #pragma once
@@ -24,8 +24,16 @@ class WavLeser {
   // The next bytes of the file.
   void nimm(std::span<const std::uint8_t> bytes);
 
-  // What `liesWav` returns, when all bytes were given. Once.
+  // What `liesWav` returns, after the last byte. Once.
   [[nodiscard]] std::optional<std::vector<float>> ende();
+
+  // Whether the bytes so far are a file that `liesWav` reads.
+  [[nodiscard]] bool lesbar() const;
+  // Whether later bytes do not matter.
+  [[nodiscard]] bool fertig() const { return stelle_ == Stelle::ENDE && lesbar(); }
+  // The samples since the last call of verwirf().
+  [[nodiscard]] std::span<const float> samples() const;
+  void verwirf();
 
  private:
   enum class Stelle { VORSPANN, KOPF, DATEN, ENDE };

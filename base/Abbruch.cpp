@@ -44,10 +44,10 @@ void meldeAbstuerze() {
     abbruch(grund);
   });
   for (const int nummer : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
-    struct sigaction bisher {};
+    struct sigaction bisher{};
     // A handler that is already there (a sanitizer's, a debugger's) stays.
     if (sigaction(nummer, nullptr, &bisher) != 0 || bisher.sa_handler != SIG_DFL) continue;
-    struct sigaction neu {};
+    struct sigaction neu{};
     neu.sa_handler = absturz;
     neu.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
     sigaction(nummer, &neu, nullptr);

@@ -87,20 +87,6 @@ struct Geschrieben {
 // Closes; returns the error number or 0. The handle is gone in either case.
 int schliesse(int datei, Dateien& dateien);
 
-// Makes `bytes` the content of the file at `pfad`.
-//
-// A program that watches the folder never sees half a file: the bytes go to a hidden file beside it
-// (with a short name, so that every name that fits the folder can be written), which is then
-// renamed. On failure that file is removed and an earlier one of the name stays untouched. An
-// earlier file's permissions are kept. A symbolic link stays, and its target is replaced or
-// created.
-//
-// A path that leads to something other than a regular file (a device, a pipe), or to an open file
-// by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
-// opens for reading within a second, or that takes nothing for five, is an error.
-[[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                                    Dateien& dateien = posixDateien());
-
 // Hands the content of a file (or pipe) to `stueck` in pieces that are never empty. False if it
 // cannot be read to its end.
 [[nodiscard]] bool liesStueckweise(const std::string& pfad,

@@ -27,10 +27,10 @@ namespace {
 std::size_t freieBytes(int fd, mode_t) {
   const int ereignisse = ::kqueue();
   if (ereignisse < 0) return PIPE_BUF;
-  struct kevent wunsch {};
+  struct kevent wunsch{};
   EV_SET(&wunsch, static_cast<uintptr_t>(fd), EVFILT_WRITE, EV_ADD | EV_ONESHOT, 0, 0, nullptr);
-  struct kevent antwort {};
-  const struct timespec sofort {};
+  struct kevent antwort{};
+  const struct timespec sofort{};
   const int anzahl = ::kevent(ereignisse, &wunsch, 1, &antwort, 1, &sofort);
   ::close(ereignisse);
   return anzahl == 1 && antwort.data > 0 ? static_cast<std::size_t>(antwort.data) : PIPE_BUF;
@@ -73,7 +73,7 @@ std::size_t schreibplatz(int fd, std::size_t bytes) {
   pollfd wer{fd, POLLOUT, 0};
   if (::poll(&wer, 1, 0) == 0) return 0;
   if ((wer.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) return bytes;
-  struct stat auskunft {};
+  struct stat auskunft{};
   if (::fstat(fd, &auskunft) != 0) return bytes;
   const mode_t art = auskunft.st_mode;
   if (bytes <= PIPE_BUF || (!S_ISFIFO(art) && !S_ISSOCK(art))) return bytes;

@@ -4,7 +4,6 @@
     bench/echo_datei.py
 
 The conversation of scripts/lib/voices.py is repeated to 10 and to 20 minutes, and followed by silence.
-Memory is given beside what the three files' samples take as 32-bit floats.
 """
 
 import multiprocessing
@@ -13,12 +12,8 @@ import subprocess
 import sys
 import tempfile
 
-import numpy
-
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
-
-import voices  # noqa: E402
 
 HALLKORB = os.path.join(WURZEL, "build", "release", "hallkorb")
 RATE = 16000
@@ -26,6 +21,9 @@ RATE = 16000
 
 def schreibe(mic, ref, sekunden, stille):
     """The conversation, repeated to that length, then silence."""
+    import numpy
+    import voices
+
     fern, mikro = (voices.auf_rate(spur, voices.RATE, RATE) for spur in voices.baue_spuren()[:2])
     for pfad, spur in ((ref, fern), (mic, mikro)):
         voices.schreibe(pfad, numpy.concatenate([numpy.resize(spur, sekunden * RATE),
@@ -34,8 +32,9 @@ def schreibe(mic, ref, sekunden, stille):
 
 def miss(ordner, name, sekunden, stille=0):
     mic, ref, out = (os.path.join(ordner, datei) for datei in ("mic.wav", "ref.wav", "out.wav"))
-    # In a process of its own: a child's memory counts from what its parent had when it was started.
-    schreiber = multiprocessing.Process(target=schreibe, args=(mic, ref, sekunden, stille))
+    # In a process of its own, with all that it imports: a child's memory counts from what its parent
+    # had when it was started.
+    schreiber = multiprocessing.get_context("spawn").Process(target=schreibe, args=(mic, ref, sekunden, stille))
     schreiber.start()
     schreiber.join()
     prozess = subprocess.Popen([HALLKORB, "--echo-datei", mic, ref, out], stdout=subprocess.DEVNULL)
@@ -44,9 +43,8 @@ def miss(ordner, name, sekunden, stille=0):
         sys.exit(f"status {status}")
     zeit = verbrauch.ru_utime + verbrauch.ru_stime
     sekunden += stille
-    daneben = verbrauch.ru_maxrss / 1024 - 3 * 4 * RATE * sekunden / 2 ** 20
     print(f"{name:36} {zeit:6.2f} s  {zeit / sekunden:.4f} s a second  "
-          f"{verbrauch.ru_maxrss / 1024:5.0f} MiB, samples apart {daneben:5.1f} MiB")
+          f"{verbrauch.ru_maxrss / 1024:5.0f} MiB")
 
 
 def hauptteil():
@@ -56,4 +54,5 @@ def hauptteil():
         miss(ordner, "30 s of it, then 10 minutes silent", 30, 600)
 
 
-hauptteil()
+if __name__ == "__main__":
+    hauptteil()

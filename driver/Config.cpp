@@ -27,11 +27,11 @@ struct Option {
   std::function<void(Config&, std::vector<std::string>)> wirkung;
 };
 
-Option schalter(std::string_view name, bool Config::*feld, bool wert) {
+Option schalter(std::string_view name, bool Config::* feld, bool wert) {
   return {name, 0, [=](Config& c, const std::vector<std::string>&) { c.*feld = wert; }};
 }
 
-Option zahlOption(std::string_view name, double Config::*feld) {
+Option zahlOption(std::string_view name, double Config::* feld) {
   return {name, 1, [=](Config& c, const std::vector<std::string>& werte) {
             if (werte.empty()) return;
             if (const auto gelesen = zahl(werte[0])) c.*feld = *gelesen;
@@ -39,7 +39,7 @@ Option zahlOption(std::string_view name, double Config::*feld) {
 }
 
 // A missing value takes an earlier one back.
-Option pfadOption(std::string_view name, std::optional<std::string> Config::*feld) {
+Option pfadOption(std::string_view name, std::optional<std::string> Config::* feld) {
   return {name, 1, [=](Config& c, const std::vector<std::string>& werte) {
             c.*feld = werte.empty() ? std::nullopt : std::optional(werte[0]);
           }};

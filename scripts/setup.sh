@@ -21,10 +21,9 @@ debian_build=(cmake g++ ninja-build pkg-config python3
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
-debian_bildschirm=(xvfb openbox)
+debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
-  clang-16 clang-format-16 clang-tidy-16 libclang-rt-16-dev
-  clang-19 lld-19 llvm-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev
+  clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)

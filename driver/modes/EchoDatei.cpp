@@ -1,17 +1,20 @@
 #include "driver/modes/EchoDatei.h"
 
-#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cinttypes>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
-#include "audiofiles/Wav.h"
+#include "audiofiles/WavSchreiber.h"
+#include "audiofiles/WavStrom.h"
 #include "base/Ausgabe.h"
 #include "base/Text.h"
 #include "echo/EchoStrecke.h"
@@ -39,48 +42,112 @@ std::unique_ptr<ChannelChunker> chunker(const Config& config, Dateien& dateien) 
                                           dateien);
 }
 
-// Both files as a live recording would deliver them, the reference a little ahead.
-void speise(EchoStrecke& strecke, std::span<const float> mikro, std::span<const float> referenz) {
-  const auto stueck = [](std::span<const float> samples, std::size_t ab) {
-    return samples.subspan(ab, std::min(SCHRITT, samples.size() - ab));
-  };
-  const std::size_t laengste = std::max(mikro.size(), referenz.size());
-  for (std::size_t ab = 0; ab < laengste; ab += SCHRITT) {
-    if (ab < referenz.size()) strecke.referenz(stueck(referenz, ab));
-    if (ab < mikro.size()) strecke.mikro(stueck(mikro, ab));
+// Notes the signals that end a program while it lives, so that the unfinished output can be removed
+// first. The second signal of a kind ends it at once.
+class Unterbrechung {
+ public:
+  Unterbrechung() {
+    nummer_ = 0;
+    for (std::size_t i = 0; i < SIGNALE.size(); ++i) {
+      struct sigaction neu{};
+      neu.sa_handler = [](int nummer) { nummer_ = nummer; };
+      neu.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+      sigaction(SIGNALE[i], nullptr, &vorher_[i]);
+      // A signal that the parent wants ignored stays so.
+      if (vorher_[i].sa_handler != SIG_IGN) sigaction(SIGNALE[i], &neu, nullptr);
+    }
   }
-  strecke.abschliessen();
+  ~Unterbrechung() {
+    for (std::size_t i = 0; i < SIGNALE.size(); ++i)
+      sigaction(SIGNALE[i], &vorher_[i], nullptr);
+  }
+  Unterbrechung(const Unterbrechung&) = delete;
+  Unterbrechung& operator=(const Unterbrechung&) = delete;
+
+  // The signal that has come, or 0.
+  [[nodiscard]] static int nummer() { return nummer_; }
+
+ private:
+  static constexpr std::array<int, 3> SIGNALE{SIGINT, SIGTERM, SIGHUP};
+  static inline volatile std::sig_atomic_t nummer_ = 0;
+  std::array<struct sigaction, 3> vorher_{};
+};
+
+// Both files as a live recording would deliver them, the reference a little ahead.
+class Zuspieler {
+ public:
+  Zuspieler(std::unique_ptr<WavStrom> mikro, std::unique_ptr<WavStrom> referenz)
+      : mikro_(std::move(mikro)), referenz_(std::move(referenz)) {}
+
+  [[nodiscard]] bool lesbar() const { return mikro_ && referenz_; }
+  [[nodiscard]] std::size_t laenge() const { return laenge_; }  // samples of the microphone
+
+  // Whether both could be read to the end. Returns early if the process is to end.
+  [[nodiscard]] bool speise(EchoStrecke& strecke) {
+    std::vector<float> puffer(SCHRITT);
+    for (bool weiter = true; weiter;) {
+      const auto r = referenz_->lies(puffer);
+      if (!r) return false;
+      if (*r > 0) strecke.referenz(std::span(puffer).first(*r));
+      const auto m = mikro_->lies(puffer);
+      if (!m) return false;
+      if (*m > 0) strecke.mikro(std::span(puffer).first(*m));
+      laenge_ += *m;
+      weiter = *r > 0 || *m > 0;
+      if (Unterbrechung::nummer() != 0) return true;
+    }
+    strecke.abschliessen();
+    return true;
+  }
+
+ private:
+  std::unique_ptr<WavStrom> mikro_;
+  std::unique_ptr<WavStrom> referenz_;
+  std::size_t laenge_ = 0;
+};
+
+// Whether a file can be read to its end. Chunk lines go out on the way, so a damaged disk must be
+// noticed before.
+bool bisZumEndeLesbar(const std::string& pfad, Dateien& dateien) {
+  const auto strom = WavStrom::oeffne(pfad, dateien);
+  if (!strom) return false;
+  std::vector<float> puffer(SCHRITT);
+  for (;;) {
+    const auto n = strom->lies(puffer);
+    if (!n) return false;
+    if (*n == 0) return true;
+  }
 }
 
-}  // namespace
+int nichtLesbar() {
+  log("[hallkorb] --echo-datei: WAV nicht lesbar");
+  return 2;
+}
 
-int echoDatei(const Config& config, Dateien& dateien) {
-  auto mikro = liesWav(config.echoDatei[0], dateien);
-  auto referenz = mikro ? liesWav(config.echoDatei[1], dateien) : std::nullopt;
-  if (!referenz) {
-    log("[hallkorb] --echo-datei: WAV nicht lesbar");
-    return 2;
+int bereinige(const Config& config, Dateien& dateien) {
+  const std::string& mikro = config.echoDatei[0];
+  const std::string& referenz = config.echoDatei[1];
+  if (config.chunkOrdner &&
+      !(bisZumEndeLesbar(mikro, dateien) && bisZumEndeLesbar(referenz, dateien))) {
+    return nichtLesbar();
   }
+  Zuspieler zuspieler(WavStrom::oeffne(mikro, dateien), WavStrom::oeffne(referenz, dateien));
+  if (!zuspieler.lesbar()) return nichtLesbar();
 
   EchoStrecke strecke(EK_PARTITIONEN);
   strecke.nachfilter(!config.ohneNachfilter);
-  std::vector<float> gereinigt;
-  const std::size_t laenge = mikro->size();
-  gereinigt.reserve(laenge);
   const auto me = chunker(config, dateien);
+  WavSchreiber gereinigt(config.echoDatei[2], EK_R, dateien);
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
-    gereinigt.insert(gereinigt.end(), samples.begin(), samples.end());
+    gereinigt.schreibe(samples);
     if (me) me->append(samples, &sprache);
   };
 
   const auto beginn = std::chrono::steady_clock::now();
-  speise(strecke, *mikro, *referenz);
+  if (!zuspieler.speise(strecke)) return nichtLesbar();
+  if (Unterbrechung::nummer() != 0) return 2;
   if (me) me->finalizeRemainder();
-  // An hour of each is 230 MB, and the output file is built in memory.
-  mikro.reset();
-  referenz.reset();
-
-  if (const Ergebnis fehler = writeWav(gereinigt, EK_R, config.echoDatei[2], dateien)) {
+  if (const Ergebnis fehler = gereinigt.vollende()) {
     log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + fehler->gedruckt());
     return 2;
   }
@@ -91,9 +158,23 @@ int echoDatei(const Config& config, Dateien& dateien) {
   zeile += formatiert(
       ",\"sekunden_audio\":%.1f,\"rechenzeit_s\":%.2f,\"samples\":%zu,\"chunks_ohne_sprache\":"
       "%" PRId64 "}",
-      static_cast<double>(laenge) / EK_R, dauer.count(), gereinigt.size(),
+      static_cast<double>(zuspieler.laenge()) / EK_R, dauer.count(), gereinigt.samples(),
       me ? me->ohneSprache() : 0);
   return druckeErgebnis(zeile) ? 0 : 2;
+}
+
+}  // namespace
+
+int echoDatei(const Config& config, Dateien& dateien) {
+  int status = 0;
+  int unterbrochen = 0;
+  {
+    const Unterbrechung unterbrechung;
+    status = bereinige(config, dateien);
+    unterbrochen = Unterbrechung::nummer();
+  }
+  if (unterbrochen != 0) std::raise(unterbrochen);
+  return status;
 }
 
 }  // namespace hallkorb

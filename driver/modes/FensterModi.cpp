@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "base/Ausgabe.h"
-#include "base/Faden.h"
 #include "base/Dateien.h"
+#include "base/Faden.h"
 #include "base/Text.h"
 #include "meeting/FensterInfo.h"
 #include "meeting/Rangfolge.h"

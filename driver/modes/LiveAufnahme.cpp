@@ -123,7 +123,7 @@ void LiveAufnahme::richteSignaleEin() {
   schleife.aufSignal(SIGINT, [this] { shutdown(); });
   schleife.aufSignal(SIGTERM, [this] { shutdown(); });
   // The terminal was closed. Under nohup the user has decided otherwise.
-  struct sigaction bisher {};
+  struct sigaction bisher{};
   if (sigaction(SIGHUP, nullptr, &bisher) == 0 && bisher.sa_handler != SIG_IGN) {
     schleife.aufSignal(SIGHUP, [this] { shutdown(); });
   }

@@ -10,10 +10,13 @@
 namespace hallkorb {
 
 LinuxPlattform::LinuxPlattform() {
-  // PipeWire's library logs to standard error as its version and the user's configuration have it,
-  // but each line there is to be ours. This wins over both; who looks for a fault of the library
-  // has set it already. Here, because no other thread may read the environment meanwhile.
+  // PipeWire's library logs to standard error, where each line is to be ours, as much as its
+  // version and the user's configuration want. Whoever looks for a fault of it asks for the log;
+  // otherwise level and file are set, since from 1.4 on the configuration's level comes after the
+  // environment's. Here, because no other thread may read the environment meanwhile.
+  if (std::getenv("PIPEWIRE_DEBUG") != nullptr) return;
   ::setenv("PIPEWIRE_DEBUG", "0", 0);
+  ::setenv("PIPEWIRE_LOG", "/dev/null", 0);
 }
 
 std::unique_ptr<AudioInput> LinuxPlattform::mikrofon() {

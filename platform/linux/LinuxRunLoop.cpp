@@ -45,7 +45,7 @@ void LinuxRunLoop::aufSignal(int nummer, Handler handler) {
 }
 
 void LinuxRunLoop::aufLeserWeg(int deskriptor, Handler handler) {
-  struct stat art {};
+  struct stat art{};
   if (fstat(deskriptor, &art) != 0 || S_ISREG(art.st_mode)) return;
   const bool beidseitig = S_ISSOCK(art.st_mode) && !istUnixSocket(deskriptor);
   leser_.push_back(

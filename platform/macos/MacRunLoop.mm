@@ -81,11 +81,11 @@ void MacRunLoop::aufSignal(int nummer, Handler handler) {
 // filter would also tell of room in the pipe, again and again; cleared after each look it does so
 // only when the reader has taken something.
 void MacRunLoop::aufLeserWeg(int deskriptor, Handler handler) {
-  struct stat art {};
+  struct stat art{};
   if (fstat(deskriptor, &art) != 0 || S_ISREG(art.st_mode)) return;
   const int ereignisse = kqueue();
   if (ereignisse < 0) return;
-  struct kevent wunsch {};
+  struct kevent wunsch{};
   EV_SET(&wunsch, static_cast<uintptr_t>(deskriptor), EVFILT_WRITE, EV_ADD | EV_CLEAR, 0, 0,
          nullptr);
   if (kevent(ereignisse, &wunsch, 1, nullptr, 0, nullptr) != 0) {
@@ -99,13 +99,13 @@ void MacRunLoop::aufLeserWeg(int deskriptor, Handler handler) {
   });
   const std::weak_ptr<Innen> innen = innen_;
   innen_->auf(quelle, ^{
-    struct kevent ereignis {};
-    const struct timespec sofort {};
+    struct kevent ereignis{};
+    const struct timespec sofort{};
     if (kevent(ereignisse, nullptr, 0, &ereignis, 1, &sofort) != 1) return;
     if ((ereignis.flags & EV_EOF) == 0) return;
     const auto i = innen.lock();
     if (i == nullptr) return;
-    struct kevent ende {};
+    struct kevent ende{};
     EV_SET(&ende, static_cast<uintptr_t>(deskriptor), EVFILT_WRITE, EV_DELETE, 0, 0, nullptr);
     kevent(ereignisse, &ende, 1, nullptr, 0, nullptr);
     i->rufe(handler);

@@ -95,7 +95,7 @@ def ctest(preset, zaehler, umgebung=None, auswahl="."):
 
 def stufe_format(zaehler):
     """clang-format: every C++ file is formatted"""
-    fuehre_aus("clang-format-16", "--dry-run", "-Werror", *dateien(".cpp", ".h", ".mm"))
+    fuehre_aus("clang-format-19", "--dry-run", "-Werror", *dateien(".cpp", ".h", ".mm"))
     zaehler.zaehle(True)
 
 
@@ -165,13 +165,13 @@ def zaehle_schlusszeile(zaehler, status, ausgabe):
 
 
 def stufe_clang(zaehler):
-    """build with clang 16, warnings are errors"""
+    """build with clang 19, warnings are errors"""
     baue("clang")
     zaehler.zaehle(True)
 
 
 def stufe_tidy(zaehler):
-    """every source file with clang 16's warnings and clang-tidy's, all errors"""
+    """every source file with clang 19's warnings and clang-tidy's, all errors"""
     fuehre_aus("cmake", "--preset", "clang", "-DHALLKORB_TESTS=ON")
     with open(os.path.join(BAU, "clang", "compile_commands.json"), encoding="utf-8") as datei:
         quellen = sorted({eintrag["file"] for eintrag in json.load(datei)})
@@ -185,7 +185,7 @@ def _tidy(quelle):
     # variable for a mistake. In a test, being readable matters more than cost.
     proben = "/tests/" in quelle or "/bench/" in quelle
     weniger = ["--checks=-clang-analyzer-*,-performance-*"] if proben else []
-    return fuehre_aus("clang-tidy-16", "--quiet", *weniger, "-p", os.path.join(BAU, "clang"),
+    return fuehre_aus("clang-tidy-19", "--quiet", *weniger, "-p", os.path.join(BAU, "clang"),
                       quelle, pruefe=False)
 
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/Dateien.h"
+#include "base/Ersatzdatei.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/TempOrdner.h"
 
@@ -29,7 +30,7 @@ Bytes zaehlung(std::size_t anzahl) {
 }
 
 mode_t rechte(const std::string& pfad) {
-  struct stat wert {};
+  struct stat wert{};
   EXPECT_EQ(::stat(pfad.c_str(), &wert), 0);
   return wert.st_mode & 0777U;
 }

@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 
 import numpy
@@ -144,6 +145,69 @@ class EchoDatei(Offline):
                         self.programm("--echo-datei", *eingaben, "aus.wav", "--chunk-ordner", "c"),
                         (2, "", NICHT_LESBAR))
                     self.assertEqual(sorted(os.listdir(self.ordner)), vorher)
+
+    def test_eingabe_ohne_ende(self):
+        """A pipe that nobody writes to could not even be opened, a device would never end."""
+        os.mkfifo(self.pfad("rohr"))
+        vorher = sorted(os.listdir(self.ordner))
+        for name in ("rohr", "/dev/zero", "/dev/null"):
+            for eingaben in ((name, "fern.wav"), ("mikro.wav", name)):
+                with self.subTest(eingaben=eingaben):
+                    self.assertEqual(self.programm("--echo-datei", *eingaben, "aus.wav"),
+                                     (2, "", NICHT_LESBAR))
+                    self.assertEqual(sorted(os.listdir(self.ordner)), vorher)
+
+    def schreibe_lang(self, minuten):
+        zufall = numpy.random.default_rng(7)
+        minute = zufall.standard_normal((2, 60 * signale.ZIEL)) * 0.1
+        for name, ton in zip(("mikro.wav", "fern.wav"), minute):
+            self.schreibe(name, numpy.tile(ton, minuten))
+
+    def hoechststand(self, *mehr):
+        """MiB that a run had resident at most. The output is a pipe, which is written last: while
+        nobody empties it the process stands still at the end of its work."""
+        os.mkfifo(self.pfad("rohr"))
+        prozess = prozesse.starte(
+            [lauf.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "rohr", *mehr],
+            cwd=self.ordner, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        with open(self.pfad("rohr"), "rb") as rohr:
+            rohr.read(1)
+            with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
+                (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
+            laenge = 1 + sum(len(stueck) for stueck in iter(lambda: rohr.read(1 << 16), b""))
+        self.assertEqual(prozess.wait(lauf.FRIST), 0)
+        self.assertEqual(laenge, os.path.getsize(self.pfad("mikro.wav")))
+        os.remove(self.pfad("rohr"))
+        return int(zeile.split()[1]) / 1024
+
+    def test_speicher_unabhaengig_von_der_laenge(self):
+        werte = []
+        for minuten in (1, 20):
+            self.schreibe_lang(minuten)
+            werte += [self.hoechststand(), self.hoechststand("--chunk-ordner", "chunks")]
+        self.assertLess(max(werte), 30.0, werte)
+        self.assertLess(max(werte) - min(werte), 4.0, werte)
+
+    def test_loch_von_100_gigabyte(self):
+        """A header that declares 4 GiB, in a file that is all hole: begun, and no memory taken."""
+        with open(self.pfad("mikro.wav"), "r+b") as datei:
+            datei.seek(40)
+            datei.write(b"\xff\xff\xff\xff")
+            datei.truncate(100 << 30)
+        prozess = prozesse.starte([lauf.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav"],
+                                  cwd=self.ordner, stdin=subprocess.DEVNULL)
+        self.warte_bis(lambda: self.teile() and os.path.getsize(self.pfad(self.teile()[0])) > 1 << 20,
+                       "a megabyte of output")
+        with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
+            (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
+        self.assertLess(int(zeile.split()[1]) / 1024, 30.0)
+        # Interrupted, it leaves nothing behind.
+        prozess.send_signal(signal.SIGINT)
+        self.assertEqual(prozess.wait(lauf.FRIST), -signal.SIGINT)
+        self.assertEqual(sorted(os.listdir(self.ordner)), self.vorher)
+
+    def teile(self):
+        return [name for name in os.listdir(self.ordner) if name.endswith(".teil")]
 
     def test_ausgabe_nicht_schreibbar(self):
         os.mkdir(self.pfad("ordner"))

@@ -27,11 +27,11 @@ namespace {
 
 // The literal result, computed once for all instruction sets. `name` is unique among all tests.
 template <class Rechnung>
-const auto& einmal(const std::string& name, Rechnung rechnung) {
+const auto* einmal(const std::string& name, Rechnung rechnung) {
   static std::map<std::string, decltype(rechnung())> bekannt;
   auto stelle = bekannt.find(name);
   if (stelle == bekannt.end()) stelle = bekannt.emplace(name, rechnung()).first;
-  return stelle->second;
+  return &stelle->second;
 }
 
 void vergleiche(const Ergebnisse& schnell, const Ergebnisse& wort) {
@@ -52,7 +52,7 @@ TEST_P(Gleichheit, OnEveryKindOfScene) {
       SCOPED_TRACE(vorgabe.name + (nachfilter ? "" : " without post-filter"));
       EchoStrecke strecke(20);
       strecke.nachfilter(nachfilter);
-      const Ergebnisse& soll = einmal(vorgabe.name + (nachfilter ? "" : "!"), [&] {
+      const Ergebnisse& soll = *einmal(vorgabe.name + (nachfilter ? "" : "!"), [&] {
         referenz::EchoStrecke wort(20);
         wort.nachfilter(nachfilter);
         return lauf(wort, szene.mikro, szene.referenz);
@@ -192,7 +192,7 @@ TEST_P(Gleichheit, WithAReferenceThatIsLateOrMissing) {
     SCOPED_TRACE(ankunft.name);
     EchoStrecke schnell(20);
     const Gehaltenes ist = laufMit(schnell, szene, ankunft);
-    const Gehaltenes& soll = einmal(ankunft.name, [&] {
+    const Gehaltenes& soll = *einmal(ankunft.name, [&] {
       referenz::EchoStrecke wort(20);
       return laufMit(wort, szene, ankunft);
     });
@@ -225,7 +225,7 @@ TEST_P(Gleichheit, WithSamplesThatAreNoNumbers) {
       (imMikro ? szene.mikro : szene.referenz)[stelle] = wert;
       EchoStrecke schnell(20);
       const Ergebnisse a = lauf(schnell, szene.mikro, szene.referenz);
-      const Ergebnisse& b = einmal(name, [&] {
+      const Ergebnisse& b = *einmal(name, [&] {
         referenz::EchoStrecke wort(20);
         return lauf(wort, szene.mikro, szene.referenz);
       });
@@ -300,7 +300,7 @@ void vergleicheStumm(const Stumm& stumm) {
   const szenen::Szene szene = verstummt(stumm);
   EchoStrecke schnell(20);
   const Ergebnisse ist = lauf(schnell, szene.mikro, szene.referenz);
-  vergleiche(ist, einmal(stumm.name, [&] {
+  vergleiche(ist, *einmal(stumm.name, [&] {
                referenz::EchoStrecke wort(20);
                return lauf(wort, szene.mikro, szene.referenz);
              }));
@@ -331,7 +331,7 @@ TEST_P(Gleichheit, WithLevels120DecibelsApart) {
     for (float& wert : leisesMikro ? s.mikro : s.referenz)
       wert *= 1e-6F;
     EchoStrecke schnell(20);
-    vergleiche(lauf(schnell, s.mikro, s.referenz), einmal(name, [&] {
+    vergleiche(lauf(schnell, s.mikro, s.referenz), *einmal(name, [&] {
                  referenz::EchoStrecke wort(20);
                  return lauf(wort, s.mikro, s.referenz);
                }));

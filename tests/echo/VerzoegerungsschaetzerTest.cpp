@@ -93,17 +93,13 @@ TEST_P(Verzoegerung, ThatMovesBy200SamplesIsReportedOnceTheMedianHasMoved) {
 
 TEST_P(Verzoegerung, OfSilenceIsNone) {
   Verzoegerungsschaetzer schaetzer;
-  EXPECT_TRUE(berichte(
-                  schaetzer, 500, [](std::int64_t) { return 4000; }, 0.0)
-                  .empty());
+  EXPECT_TRUE(berichte(schaetzer, 500, [](std::int64_t) { return 4000; }, 0.0).empty());
 }
 
 // The gate is at a mean square of 10737.41824, just below 103.62 squared.
 TEST_P(Verzoegerung, NeedsAReferenceThatIsNotAlmostSilent) {
   Verzoegerungsschaetzer leise;
-  EXPECT_TRUE(berichte(
-                  leise, 300, [](std::int64_t) { return 4000; }, 102.0)
-                  .empty());
+  EXPECT_TRUE(berichte(leise, 300, [](std::int64_t) { return 4000; }, 102.0).empty());
   Verzoegerungsschaetzer laut;
   EXPECT_EQ(berichte(
                 laut, 300, [](std::int64_t) { return 4000; }, 105.0),

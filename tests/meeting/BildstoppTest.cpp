@@ -307,8 +307,9 @@ TEST(BildaufsichtZufallTest, ThePictureIsBackSoonAfterTheLastFault) {
     const auto bleibt = static_cast<std::uint32_t>(1 + zufall() % 4);
     welt.am(RUHE, [&schirm, bleibt] {
       schirm.windows = {sim::fenster(bleibt, "us.zoom.xos", "Zoom Meeting")};
-      schirm.inventarFehler = schirm.startFehler = schirm.wechselFehler = schirm.endeNachStart =
-          std::nullopt;
+      for (auto* fehler : {&schirm.inventarFehler, &schirm.startFehler, &schirm.wechselFehler,
+                           &schirm.endeNachStart})
+        fehler->reset();
       schirm.schreiberBereit = true;
       schirm.inventarDauer = schirm.startDauer = 0.25;
     });

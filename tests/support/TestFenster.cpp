@@ -7,19 +7,20 @@
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
 //               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B]
-//               [--typ ATOM] [--bewegt HZ] [--rauschen] [--beschriftet]
+//               [--typ ATOM] [--bewegt HZ] [--rauschen] [--beschriftet] [--traege MS RRGGBB]
 //
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
 // is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, --rauschen
-// with noise in them; --beschriftet writes the title into it in large letters. An empty instance
-// and class: none are set.
+// with noise in them; --beschriftet writes the title into it in large letters; --traege draws what
+// the server asks for only after so many milliseconds, until when it has this colour. An empty
+// instance and class: none are set.
 //
 // Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
 // verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
 // glyph of the font "cursor"), bewegt HZ (0: stands still), bild N (draws the N-th picture of the
-// movement), gleiche (nothing but what every command does), ende. The end of standard input ends it
-// too.
+// movement), schatten L R T B, gleiche (nothing but what every command does), ende. The end of
+// standard input ends it too.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -65,6 +66,8 @@ struct Wunsch {
   double bewegt = 0.0;
   bool rauschen = false;
   bool beschriftet = false;
+  int traegeMs = 0;
+  std::optional<std::uint32_t> grund;
 };
 
 class Fenster {
@@ -74,12 +77,14 @@ class Fenster {
         breite_(wunsch.breite),
         hoehe_(wunsch.hoehe),
         farbe_(wunsch.farbe),
-        rauschen_(wunsch.rauschen) {
+        rauschen_(wunsch.rauschen),
+        traege_(wunsch.traegeMs) {
     if (xcb_connection_has_error(c_) != 0) gibAuf("no X server");
     schirm_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
     id_ = xcb_generate_id(c_);
     stift_ = xcb_generate_id(c_);
-    const std::uint32_t werte[] = {wunsch.farbe, wunsch.ohneVerwalter ? 1U : 0U,
+    const std::uint32_t werte[] = {wunsch.grund.value_or(wunsch.farbe),
+                                   wunsch.ohneVerwalter ? 1U : 0U,
                                    XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
     xcb_create_window(c_, XCB_COPY_FROM_PARENT, id_, schirm_->root,
                       static_cast<std::int16_t>(wunsch.x), static_cast<std::int16_t>(wunsch.y),
@@ -101,7 +106,7 @@ class Fenster {
       setze(atom("_MOTIF_WM_HINTS"), atom("_MOTIF_WM_HINTS"), 32, ohne, 5);
     }
     if (std::any_of(wunsch.schatten, wunsch.schatten + 4, [](auto rand) { return rand != 0; })) {
-      setze(atom("_GTK_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 32, wunsch.schatten, 4);
+      setzeSchatten(wunsch.schatten);
     }
     if (!wunsch.typ.empty()) {
       const std::uint32_t typ = atom(wunsch.typ);
@@ -134,6 +139,9 @@ class Fenster {
   void setzeZustand(const std::string& name, bool an) {
     bitte("_NET_WM_STATE", {an ? 1U : 0U, atom(name), 0, 1});
   }
+  void setzeSchatten(const std::uint32_t* raender) {
+    setze(atom("_GTK_FRAME_EXTENTS"), XCB_ATOM_CARDINAL, 32, raender, 4);
+  }
   void setzeSchreibtisch(std::uint32_t nummer) { bitte("_NET_WM_DESKTOP", {nummer, 1}); }
   void setzeFarbe(std::uint32_t farbe) {
     farbe_ = farbe;
@@ -145,7 +153,7 @@ class Fenster {
     xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, werte);
     while (breite_ != breite || hoehe_ != hoehe)
       behandleNaechstes();
-    zeichne();
+    zeichneBald();
   }
   void setzeOrt(int x, int y) {
     const std::uint32_t werte[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
@@ -175,7 +183,7 @@ class Fenster {
       ::poll(&server, 1, GEDULD_MS);
       behandle();
     }
-    zeichne();
+    zeichneBald();
   }
   void setzeZeigerform(std::uint16_t nummer) {
     const xcb_font_t schrift = xcb_generate_id(c_);
@@ -199,6 +207,13 @@ class Fenster {
     fuelle(~farbe_ & 0xFFFFFF, x, 0, BALKEN, hoehe_);
     if (rauschen_) zeichneRauschen();
   }
+  void zeichneBald() {
+    if (traege_.count() == 0) {
+      zeichne();
+    } else if (!zeichnet_) {
+      zeichnet_ = Uhr::now() + traege_;
+    }
+  }
   void bewege(double hz) {
     abstand_ = hz > 0.0 ? std::chrono::nanoseconds(static_cast<std::int64_t>(1e9 / hz))
                         : std::chrono::nanoseconds(0);
@@ -209,11 +224,18 @@ class Fenster {
     zeichne();
   }
   [[nodiscard]] int wartezeitMs() const {
-    if (abstand_.count() == 0) return -1;
-    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(naechstes_ - Uhr::now());
+    if (abstand_.count() == 0 && !zeichnet_) return -1;
+    Uhr::time_point wann = zeichnet_.value_or(naechstes_);
+    if (abstand_.count() != 0) wann = std::min(wann, naechstes_);
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(wann - Uhr::now());
     return std::max(0, static_cast<int>(rest.count()));
   }
   void tick() {
+    if (zeichnet_ && Uhr::now() >= *zeichnet_) {
+      zeichnet_.reset();
+      zeichne();
+      xcb_flush(c_);
+    }
     if (abstand_.count() == 0 || Uhr::now() < naechstes_) return;
     naechstes_ = std::max(naechstes_ + abstand_, Uhr::now() - abstand_);
     ++bild_;
@@ -244,7 +266,7 @@ class Fenster {
     const std::unique_ptr<xcb_generic_event_t, void (*)(void*)> ereignis(roh, &std::free);
     switch (ereignis->response_type & 0x7F) {
       case XCB_EXPOSE:
-        if (reinterpret_cast<xcb_expose_event_t*>(roh)->count == 0) zeichne();
+        if (reinterpret_cast<xcb_expose_event_t*>(roh)->count == 0) zeichneBald();
         break;
       case XCB_CONFIGURE_NOTIFY:
         breite_ = reinterpret_cast<xcb_configure_notify_event_t*>(roh)->width;
@@ -336,6 +358,8 @@ class Fenster {
   std::optional<hallkorb::Beschriftung> beschriftung_;
   std::chrono::nanoseconds abstand_{0};
   Uhr::time_point naechstes_{};
+  std::chrono::milliseconds traege_;
+  std::optional<Uhr::time_point> zeichnet_;  // when what the server has asked for is drawn
 };
 
 std::uint32_t farbeAus(const std::string& text) {
@@ -369,6 +393,11 @@ bool fuehreAus(Fenster& fenster, const std::string& zeile) {
     fenster.setzeSchreibtisch(static_cast<std::uint32_t>(a));
   } else if (befehl == "zeigerform" && zahlen >> a) {
     fenster.setzeZeigerform(static_cast<std::uint16_t>(a));
+  } else if (befehl == "schatten") {
+    std::uint32_t raender[4] = {};
+    for (std::uint32_t& rand : raender)
+      zahlen >> rand;
+    fenster.setzeSchatten(raender);
   } else if (befehl == "minimiere") {
     fenster.minimiere();
   } else if (befehl == "zeige") {
@@ -431,6 +460,9 @@ Wunsch liesWunsch(int argc, char** argv) {
       wunsch.bewegt = std::strtod(naechstes().c_str(), nullptr);
     } else if (worte[i] == "--rauschen") {
       wunsch.rauschen = true;
+    } else if (worte[i] == "--traege") {
+      wunsch.traegeMs = std::stoi(naechstes());
+      wunsch.grund = farbeAus(naechstes());
     } else if (worte[i] == "--beschriftet") {
       wunsch.beschriftet = true;
     } else {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -51,6 +52,21 @@ X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
     : server_(std::make_unique<Prozess>(serverBefehl(server), Prozess::Fehlerausgabe::VERWORFEN)),
       display_(":" + server_->liesZeile(30.0)) {
   if (verwalter == Verwalter::KEINER) return;
+  if (verwalter == Verwalter::TWM) {
+    // The one font that every X server has.
+    const std::string datei = ordner_ / "twmrc";
+    std::ofstream twmrc(datei);
+    for (const char* wofuer : {"Title", "Resize", "Menu", "Icon", "IconManager"})
+      twmrc << wofuer << "Font \"fixed\"\n";
+    twmrc.close();
+    verwalter_ = std::make_unique<Prozess>(
+        std::vector<std::string>{"twm", "-display", display_, "-f", datei},
+        Prozess::Fehlerausgabe::VERWORFEN);
+    if (!warteBisGilt([this] { return fensterWerdenVerwaltet(); })) {
+      throw std::runtime_error("no twm");
+    }
+    return;
+  }
   verwalter_ = std::make_unique<Prozess>(
       std::vector<std::string>{"env", "DISPLAY=" + display_, "openbox", "--sm-disable"},
       Prozess::Fehlerausgabe::VERWORFEN);
@@ -107,6 +123,15 @@ bool X11Sitzung::verwalterDa() const {
                        atome[X11Name::NET_SUPPORTING_WM_CHECK]);
   liste.lies();
   return !liste.zahlen().empty();
+}
+
+bool X11Sitzung::fensterWerdenVerwaltet() const {
+  X11Verbindung verbindung(display_);
+  if (verbindung.oeffne()) return false;
+  xcb_connection_t* c = verbindung.get();
+  const X11Antwort<xcb_get_window_attributes_reply_t> wurzel(xcb_get_window_attributes_reply(
+      c, xcb_get_window_attributes(c, verbindung.schirm().root), nullptr));
+  return wurzel && (wurzel->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT) != 0;
 }
 
 bool warteBisGilt(const std::function<bool()>& bedingung) {

@@ -13,6 +13,7 @@
 
 #include "platform/linux/screen/X11ScreenCapture.h"
 #include "tests/support/Prozess.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 
@@ -35,7 +36,7 @@ class Fensterprogramm {
 
 class X11Sitzung {
  public:
-  enum class Verwalter { OPENBOX, KEINER };
+  enum class Verwalter { OPENBOX, TWM, KEINER };  // TWM knows no EWMH
   struct Server {
     int farbtiefe = 24;
     std::vector<std::string> davor{};     // a command that starts the server
@@ -65,7 +66,10 @@ class X11Sitzung {
 
  private:
   [[nodiscard]] bool verwalterDa() const;
+  // Whether a window manager of any kind has taken over the windows.
+  [[nodiscard]] bool fensterWerdenVerwaltet() const;
 
+  TempOrdner ordner_;
   std::unique_ptr<Prozess> server_;
   std::string display_;
   std::unique_ptr<Prozess> verwalter_;

@@ -22,7 +22,7 @@ hallkorb_library(hallkorb_prozess FOLDER tests/support
 hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
   HEADERS Bildsammler.h X11Sitzung.h
   SOURCES X11Sitzung.cpp
-  DEPENDS hallkorb_prozess hallkorb_linux_screen PkgConfig::X11)
+  DEPENDS hallkorb_support hallkorb_prozess hallkorb_linux_screen PkgConfig::X11)
 target_compile_definitions(hallkorb_x11_sitzung
   PRIVATE HALLKORB_TESTFENSTER="$<TARGET_FILE:testfenster>")
 add_dependencies(hallkorb_x11_sitzung testfenster)

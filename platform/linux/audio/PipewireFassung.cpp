@@ -19,7 +19,10 @@ std::optional<Nummer> lies(std::string_view version) {
   const char* stelle = version.data();
   const char* const ende = stelle + version.size();
   for (std::size_t i = 0; i < nummer.size(); ++i) {
-    if (i > 0 && (stelle == ende || *stelle++ != '.')) return std::nullopt;
+    if (i > 0) {
+      if (stelle == ende || *stelle != '.') return std::nullopt;
+      ++stelle;
+    }
     const auto [weiter, fehler] = std::from_chars(stelle, ende, nummer[i]);
     if (fehler != std::errc{}) return std::nullopt;
     stelle = weiter;

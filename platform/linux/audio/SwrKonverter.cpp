@@ -107,7 +107,11 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   av_log_set_level(AV_LOG_QUIET);  // standard error belongs to our own lines
   Swr swr(swr_alloc());
   if (!swr) return nullptr;
-  const AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
+  // The library's own macro leaves a member out, which Clang 19 minds.
+  AVChannelLayout mono{};
+  mono.order = AV_CHANNEL_ORDER_NATIVE;
+  mono.nb_channels = 1;
+  mono.u.mask = AV_CH_LAYOUT_MONO;
   av_opt_set_chlayout(swr.get(), "in_chlayout", &mono, 0);
   av_opt_set_chlayout(swr.get(), "out_chlayout", &mono, 0);
   av_opt_set_sample_fmt(swr.get(), "in_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);

@@ -40,12 +40,13 @@ class Liste {
     gestapelt.lies();
     liste.lies();
     verwalter.lies();
+    // A list stays behind when its window manager has ended.
+    const bool verwaist = !verwalter.zahlen().empty() && !lebt(verwalter);
     for (const X11Eigenschaft* eigenschaft : {&gestapelt, &liste}) {
       const auto zahlen = eigenschaft->zahlen();
-      if (!zahlen.empty()) return {zahlen.begin(), zahlen.end()};
+      if (!verwaist && !zahlen.empty()) return {zahlen.begin(), zahlen.end()};
     }
-    // A list stays behind, empty, when its window manager has ended.
-    return lebt(verwalter) ? Fenster() : kinder();
+    return lebt(verwalter) ? Fenster() : klienten();
   }
 
   // A window manager shows that it lives by a window that bears the same property.
@@ -57,12 +58,60 @@ class Liste {
     return !gegenprobe.zahlen().empty() && gegenprobe.zahlen().front() == fenster;
   }
 
-  [[nodiscard]] Fenster kinder() const {
-    const X11Antwort<xcb_query_tree_reply_t> baum(
-        xcb_query_tree_reply(c_, xcb_query_tree(c_, wurzel_), nullptr));
-    if (!baum) return {};
-    const xcb_window_t* alle = xcb_query_tree_children(baum.get());
-    return {alle, alle + xcb_query_tree_children_length(baum.get())};
+  // A child of the root window, and what is searched in it.
+  struct Ast {
+    xcb_window_t fenster;  // the child, or the client that was found in it
+    Fenster ebene;         // the windows to look at next; none once a client was found
+  };
+
+  [[nodiscard]] Fenster klienten() const {
+    constexpr int TIEFE = 3;  // frames hold the client directly, or in one more window
+    std::vector<Ast> aeste;
+    for (const xcb_window_t kind : kinderVon({wurzel_}))
+      aeste.push_back({kind, {kind}});
+    for (int tiefe = 0; tiefe < TIEFE && atome_[X11Name::WM_STATE] != XCB_ATOM_NONE; ++tiefe) {
+      sucheMarkierte(aeste);
+      for (Ast& ast : aeste)
+        ast.ebene = tiefe + 1 < TIEFE ? kinderVon(ast.ebene) : Fenster();
+    }
+    Fenster ergebnis;
+    for (const Ast& ast : aeste)
+      ergebnis.push_back(ast.fenster);
+    return ergebnis;
+  }
+
+  void sucheMarkierte(std::vector<Ast>& aeste) const {
+    std::vector<X11Eigenschaft> marken;
+    for (const Ast& ast : aeste) {
+      for (const xcb_window_t fenster : ast.ebene)
+        marken.emplace_back(c_, fenster, atome_[X11Name::WM_STATE]);
+    }
+    auto marke = marken.begin();
+    for (Ast& ast : aeste) {
+      xcb_window_t gefunden = XCB_NONE;
+      for (const xcb_window_t fenster : ast.ebene) {
+        marke->lies();
+        if (gefunden == XCB_NONE && marke->art() != XCB_ATOM_NONE) gefunden = fenster;
+        ++marke;
+      }
+      if (gefunden == XCB_NONE) continue;
+      ast.fenster = gefunden;
+      ast.ebene.clear();
+    }
+  }
+
+  [[nodiscard]] Fenster kinderVon(const Fenster& eltern) const {
+    std::vector<xcb_query_tree_cookie_t> fragen;
+    for (const xcb_window_t fenster : eltern)
+      fragen.push_back(xcb_query_tree(c_, fenster));
+    Fenster kinder;
+    for (const xcb_query_tree_cookie_t frage : fragen) {
+      const X11Antwort<xcb_query_tree_reply_t> baum(xcb_query_tree_reply(c_, frage, nullptr));
+      if (!baum) continue;
+      const xcb_window_t* alle = xcb_query_tree_children(baum.get());
+      kinder.insert(kinder.end(), alle, alle + xcb_query_tree_children_length(baum.get()));
+    }
+    return kinder;
   }
 
   xcb_connection_t* c_;

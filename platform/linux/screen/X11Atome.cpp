@@ -31,6 +31,7 @@ constexpr std::array<std::string_view, ANZAHL> NAMEN{
     "_GTK_APPLICATION_ID",
     "_BAMF_DESKTOP_FILE",
     "_KDE_NET_WM_DESKTOP_FILE",
+    "WM_STATE",
     "UTF8_STRING",
     "COMPOUND_TEXT",
 };

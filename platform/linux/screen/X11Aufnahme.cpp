@@ -1,5 +1,6 @@
 #include "platform/linux/screen/X11Aufnahme.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -88,7 +89,8 @@ bool X11Aufnahme::titelGeaendert() {
 
 std::optional<BgrBild> X11Aufnahme::schritt() {
   liesEreignisse();
-  if (!fenster_ || !fenster_->sichtbar() || Uhr::now() < fruehestens_) return std::nullopt;
+  if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;
+  if (Uhr::now() < std::max(fruehestens_, fenster_->bereitAb())) return std::nullopt;
   if (!fenster_->veraendert()) frageZeiger();
   if (fenster_->veraendert()) return lies();
   fruehestens_ = Uhr::now() + abstand_;
@@ -99,7 +101,7 @@ std::optional<BgrBild> X11Aufnahme::schritt() {
 std::optional<X11Aufnahme::Uhr::time_point> X11Aufnahme::naechster() const {
   if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;
   if (!fenster_->veraendert() && !zeiger_) return std::nullopt;
-  return fruehestens_;
+  return std::max(fruehestens_, fenster_->bereitAb());
 }
 
 void X11Aufnahme::liesEreignisse() {
@@ -135,7 +137,7 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   std::optional<X11Zeiger::Frage> zeigerFrage;
   if (zeiger_) zeigerFrage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
   const auto bildFrage =
-      speicher_->frage(quelle.pixmap, quelle.rand, quelle.rand, quelle.breite, quelle.hoehe);
+      speicher_->frage(quelle.pixmap, quelle.x, quelle.y, quelle.breite, quelle.hoehe);
   gezeichnet_.reset();
   if (zeigerFrage) gezeichnet_ = zeiger_->lies(*zeigerFrage);
   std::uint8_t* daten = speicher_->lies(bildFrage);
@@ -146,8 +148,8 @@ std::optional<BgrBild> X11Aufnahme::lies() {
     return std::nullopt;
   }
   if (gezeichnet_) {
-    zeichneZeiger(zeiger_->form(), gezeichnet_->x, gezeichnet_->y, daten, quelle.breite,
-                  quelle.hoehe);
+    zeichneZeiger(zeiger_->form(), gezeichnet_->x - quelle.fensterX,
+                  gezeichnet_->y - quelle.fensterY, daten, quelle.breite, quelle.hoehe);
   }
   return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
                  static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());

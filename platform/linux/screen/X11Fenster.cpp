@@ -2,13 +2,23 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
+#include <utility>
 
+#include "platform/linux/screen/X11Eigenschaft.h"
 #include "platform/linux/screen/Xcb.h"
 
 namespace hallkorb {
 namespace {
 
 constexpr int BITS_JE_PUNKT = 32;
+constexpr std::string_view SCHATTEN = "_GTK_FRAME_EXTENTS";
+
+// How long a new surface waits for the first drawing, how long for the rest of it, and how long in
+// all, if it is replaced again and again.
+constexpr std::chrono::milliseconds UNGEMALT{250};
+constexpr std::chrono::milliseconds HALB_GEMALT{30};
+constexpr std::chrono::milliseconds LAENGSTENS{1000};
 
 // Whether a drawable of this depth is delivered with four bytes for each pixel.
 bool vierBytesJePunkt(const xcb_setup_t* setup, std::uint8_t tiefe) {
@@ -77,6 +87,8 @@ Ergebnis X11Fenster::beginne() {
       xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
       xcb_damage_create_checked(c, schaden_, id_, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY),
   };
+  const auto namensFrage =
+      xcb_intern_atom(c, 0, static_cast<std::uint16_t>(SCHATTEN.size()), SCHATTEN.data());
   const auto attributFrage = xcb_get_window_attributes(c, id_);
   const auto masseFrage = xcb_get_geometry(c, id_);
   Ergebnis ergebnis;
@@ -90,8 +102,10 @@ Ergebnis X11Fenster::beginne() {
   const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
       xcb_get_window_attributes_reply(c, attributFrage, nullptr));
   const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, masseFrage, nullptr));
+  const X11Antwort<xcb_intern_atom_reply_t> name(xcb_intern_atom_reply(c, namensFrage, nullptr));
   if (auto fehler = verbindung_.verloren()) return fehler;
   if (ergebnis) return ergebnis;
+  if (name) schattenName_ = name->atom;
   if (!attribute || !masse) {
     return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
   }
@@ -109,8 +123,15 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   const std::uint8_t art = ereignis.response_type & 0x7F;
   const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
   if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
-    const auto& meldung = reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis);
-    if (meldung.damage == schaden_) veraendert_ = true;
+    merkeSchaden(ereignis);
+    return;
+  }
+  if (art == XCB_PROPERTY_NOTIFY) {
+    const auto& meldung = reinterpret_cast<const xcb_property_notify_event_t&>(ereignis);
+    if (meldung.window == id_ && meldung.atom == schattenName_) {
+      liesSchatten();
+      beginneFlaeche();
+    }
     return;
   }
   // The window that an event is about has the same place in all of these.
@@ -123,10 +144,14 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   switch (art) {
     case XCB_CONFIGURE_NOTIFY: {
       const auto& neu = reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis);
-      if (!eigenes || (neu.width == breite_ && neu.height == hoehe_)) return;
+      if (!eigenes || (neu.width == breite_ && neu.height == hoehe_)) {
+        // A window manager that is still placing the window makes the server fill it once more.
+        if (neu_) warteAufGemaltes();
+        return;
+      }
       breite_ = neu.width;
       hoehe_ = neu.height;
-      verwirfPixmap();
+      beginneFlaeche();
       break;
     }
     case XCB_MAP_NOTIFY:
@@ -143,8 +168,43 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   }
 }
 
+// What the server fills a new surface with is Damage, too, but was there before it was asked for.
+void X11Fenster::merkeSchaden(const xcb_generic_event_t& ereignis) {
+  if (reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis).damage != schaden_) return;
+  veraendert_ = true;
+  const bool gemalt = static_cast<std::int32_t>(ereignis.full_sequence - gemaltAb_) >= 0;
+  if (neu_ && gemalt) bereitAb_ = std::min(bereitAb_, Uhr::now() + HALB_GEMALT);
+}
+
+void X11Fenster::beginneFlaeche() {
+  verwirfPixmap();
+  warteAufGemaltes();
+}
+
+void X11Fenster::warteAufGemaltes() {
+  const auto jetzt = Uhr::now();
+  if (!std::exchange(neu_, true)) neuSeit_ = jetzt;
+  bereitAb_ = std::min(jetzt + UNGEMALT, neuSeit_ + LAENGSTENS);
+  gemaltAb_ = xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE).sequence;
+}
+
+void X11Fenster::liesSchatten() {
+  X11Eigenschaft eigenschaft(verbindung_.get(), id_, schattenName_);
+  eigenschaft.lies();
+  const auto werte = eigenschaft.zahlen();
+  schatten_ = {};
+  // Sizes have 16 bits; what is wider is no shadow.
+  if (werte.size() < 4 || std::any_of(werte.begin(), werte.begin() + 4,
+                                      [](std::uint32_t wert) { return wert > 0x7FFF; })) {
+    return;
+  }
+  schatten_ = {static_cast<int>(werte[0]), static_cast<int>(werte[1]), static_cast<int>(werte[2]),
+               static_cast<int>(werte[3])};
+}
+
 void X11Fenster::nimmVeraendert() {
   veraendert_ = false;
+  neu_ = false;
   xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE);
 }
 
@@ -162,9 +222,17 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   // It was unmapped, and the event that says so is on its way.
   if (fehler || !fenster || !masse) return quelle_;
   quelle_.pixmap = pixmap;
-  quelle_.rand = fenster->border_width;
-  quelle_.breite = masse->width - 2 * quelle_.rand;
-  quelle_.hoehe = masse->height - 2 * quelle_.rand;
+  const int rand = fenster->border_width;
+  const int breite = masse->width - 2 * rand;
+  const int hoehe = masse->height - 2 * rand;
+  Schatten s = schatten_;
+  if (s.links + s.rechts >= breite || s.oben + s.unten >= hoehe) s = {};
+  quelle_.fensterX = s.links;
+  quelle_.fensterY = s.oben;
+  quelle_.x = rand + s.links;
+  quelle_.y = rand + s.oben;
+  quelle_.breite = breite - s.links - s.rechts;
+  quelle_.hoehe = hoehe - s.oben - s.unten;
   return quelle_;
 }
 
@@ -184,8 +252,11 @@ void X11Fenster::siehNach() {
   }
   const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
       xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, id_), nullptr));
-  sichtbar_ = attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE;
-  verwirfPixmap();
+  const bool warSichtbar =
+      std::exchange(sichtbar_, attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE);
+  if (!warSichtbar) neu_ = false;  // what waited was never to be seen
+  liesSchatten();
+  beginneFlaeche();
 }
 
 void X11Fenster::verwirfPixmap() {

@@ -8,12 +8,18 @@
 // unmapped, too, when the frame that holds it is (or what holds the frame), of which it is told
 // nothing: so the events of all its ancestors are listened to.
 //
+// A new pixmap is empty at first: the program behind the window has yet to draw it, and draws again
+// what was covered before the redirection. So after such a change the next picture waits for what
+// is drawn then, or for a while in which nothing is.
+//
 // Damage tells that something was drawn: one event, then silence until nimmVeraendert() arms it
 // anew.
 //
 // The thread of the connection.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -25,10 +31,16 @@ namespace hallkorb {
 
 class X11Fenster {
  public:
-  // The part of a drawable that is the window without its border.
+  using Uhr = std::chrono::steady_clock;
+
+  // The part of a drawable that is the window without its border and without a shadow that it draws
+  // itself.
   struct Quelle {
     xcb_pixmap_t pixmap = XCB_NONE;
-    int rand = 0;
+    int x = 0;  // in the pixmap
+    int y = 0;
+    int fensterX = 0;  // the same corner in the window
+    int fensterY = 0;
     int breite = 0;
     int hoehe = 0;
   };
@@ -54,6 +66,8 @@ class X11Fenster {
   // Whether it may look different from the last picture.
   [[nodiscard]] bool veraendert() const { return veraendert_; }
   void setzeVeraendert() { veraendert_ = true; }
+  // When the next picture may be read.
+  [[nodiscard]] Uhr::time_point bereitAb() const { return bereitAb_; }
   // To be called before a picture is asked for: what is drawn from then on counts as a new change.
   void nimmVeraendert();
   // Where its pixels are; without a pixmap where there are none just now.
@@ -66,14 +80,32 @@ class X11Fenster {
 
  private:
   X11Fenster(const X11Verbindung& verbindung, xcb_window_t id);
+  // How wide the shadow is at each side.
+  struct Schatten {
+    int links = 0;
+    int rechts = 0;
+    int oben = 0;
+    int unten = 0;
+  };
+
   [[nodiscard]] Ergebnis beginne();
+  void merkeSchaden(const xcb_generic_event_t& ereignis);
+  void liesSchatten();
+  void beginneFlaeche();
+  void warteAufGemaltes();
 
   const X11Verbindung& verbindung_;
   const xcb_window_t id_;
   xcb_damage_damage_t schaden_ = XCB_NONE;
   std::vector<xcb_window_t> vorfahren_;  // up to the one below the root window
+  xcb_atom_t schattenName_ = XCB_ATOM_NONE;
+  Schatten schatten_;
   Quelle quelle_;
-  int breite_ = 0;  // as the last event told, to tell a new size from a mere move
+  Uhr::time_point bereitAb_{};
+  Uhr::time_point neuSeit_{};   // since when the pixels are new, while they are
+  bool neu_ = false;            // no picture has shown them
+  std::uint32_t gemaltAb_ = 0;  // the request after which Damage is the program's drawing
+  int breite_ = 0;              // as the last event told, to tell a new size from a mere move
   int hoehe_ = 0;
   bool sichtbar_ = false;
   bool zerstoert_ = false;

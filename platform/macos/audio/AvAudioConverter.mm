@@ -34,12 +34,12 @@ class AvUmwandlung final : public KonverterAufrufe {
       __block bool gegeben = false;
       const AVAudioConverterInputBlock quelle =
           ^AVAudioBuffer*(AVAudioPacketCount, AVAudioConverterInputStatus* stand) {
-        *stand =
-            gegeben ? AVAudioConverterInputStatus_NoDataNow : AVAudioConverterInputStatus_HaveData;
-        if (gegeben) return nil;
-        gegeben = true;
-        return ein;
-      };
+            *stand = gegeben ? AVAudioConverterInputStatus_NoDataNow
+                             : AVAudioConverterInputStatus_HaveData;
+            if (gegeben) return nil;
+            gegeben = true;
+            return ein;
+          };
       NSError* error = nil;
       // The error decides, not the status: a dry input, which is the usual one, has several.
       const Ergebnis ausnahme = ohneAusnahme([&] {

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -381,6 +382,52 @@ TEST_F(EchoDateiTest, RefusesWhatItCannotRead) {
       EXPECT_EQ(faenger.text(), "");
       EXPECT_EQ(inhalt(), vorher);
     }
+  }
+}
+
+// Neither would ever end: a pipe that nobody writes to cannot even be opened.
+TEST_F(EchoDateiTest, RefusesInputsThatAreNoFiles) {
+  schreibe("gut.wav", rauschen(1000, 9));
+  ASSERT_EQ(::mkfifo(pfad("rohr").c_str(), 0600), 0);
+  for (const std::string& schlecht : {pfad("rohr"), std::string("/dev/zero")}) {
+    for (const std::size_t i : {0U, 1U}) {
+      SCOPED_TRACE(schlecht);
+      const AusgabeFaenger ausgaben;
+      Ergebnisfaenger faenger;
+      Config c = config("gut.wav", "gut.wav");
+      c.echoDatei[i] = schlecht;
+      EXPECT_EQ(echoDatei(c), 2);
+      EXPECT_EQ(ausgaben.fehler(), "[hallkorb] --echo-datei: WAV nicht lesbar\n");
+      EXPECT_EQ(faenger.text(), "");
+      EXPECT_EQ(inhalt(), (std::vector<std::string>{"gut.wav", "rohr"}));
+    }
+  }
+}
+
+// The very last read fails: nothing may have gone out by then.
+TEST_F(EchoDateiTest, NoticesAReadErrorBeforeTheFirstLine) {
+  const Gespraech g = gespraech();
+  schreibe("mic.wav", g.mikro);
+  schreibe("ref.wav", g.referenz);
+  const std::size_t lesungen = [&] {
+    FehlerDateien dateien;
+    const Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(config(), dateien), 0);
+    return dateien.rufe(FehlerDateien::Ruf::lesen);
+  }();
+  fs::remove(pfad("out.wav"));
+  for (const bool mitChunks : {false, true}) {
+    FehlerDateien dateien;
+    dateien.scheitere(FehlerDateien::Ruf::lesen, lesungen - 1, EIO);
+    Config c = config();
+    if (mitChunks) c.chunkOrdner = pfad("chunks");
+    const AusgabeFaenger ausgaben;
+    Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(c, dateien), 2);
+    EXPECT_EQ(ausgaben.fehler(), "[hallkorb] --echo-datei: WAV nicht lesbar\n");
+    EXPECT_EQ(ausgaben.ausgabe(), "");
+    EXPECT_EQ(faenger.text(), "");
+    EXPECT_EQ(inhalt(), (std::vector<std::string>{"mic.wav", "ref.wav"}));
   }
 }
 

@@ -443,7 +443,7 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
 TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
   struct Fall {
     const char* option;
-    double Config::*feld;
+    double Config::* feld;
     double wert;
     const char* text;
   };
@@ -488,7 +488,7 @@ TEST_F(LiveAufnahmeTest, ARateWithoutSamplesRecordsNothingAndEnds) {
 
 TEST_F(LiveAufnahmeTest, OddLengthsThatFitDoWhatTheySayAndLoseNothing) {
   for (const double sekunden : {0.0, -1.0, -0.5, 1e-9, 5e14}) {
-    for (double Config::*feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
+    for (double Config::* feld : {&Config::chunkSeconds, &Config::maxSeconds}) {
       for (const bool turn : {true, false}) {
         SCOPED_TRACE(testing::Message() << sekunden << (turn ? " turn" : " fixed"));
         const AusgabeFaenger eigener;
@@ -595,7 +595,7 @@ TEST_F(LiveVideoTest, WithoutAnyChannelThereIsNoVideo) {
 // A call into the screen that takes ten seconds, from the beginning or in mid-recording.
 struct Haenger {
   const char* was;
-  double sim::Bildschirm::*dauer;
+  double sim::Bildschirm::* dauer;
   double ab;
 };
 

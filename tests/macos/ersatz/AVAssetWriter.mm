@@ -199,7 +199,7 @@ NSError* fehlschlag(long code) {
 - (BOOL)startWriting {
   verlangeStand(_status == AVAssetWriterStatusUnknown, Ruf::beginne, "startWriting", _status);
   merke("startWriting");
-  struct stat da {};
+  struct stat da{};
   if (startScheitert || ::stat(_url.path.UTF8String, &da) == 0) {
     [self hkScheitere:-11823];
     return NO;

@@ -1,7 +1,7 @@
 // Stand-in for the notification centre. A notification holds the object that it is about, and comes
 // on the thread that posts it.
 #pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                                 apply_to = objc_interface)
+                             apply_to = objc_interface)
 #import <Foundation/Foundation.h>
 #pragma clang attribute pop
 

@@ -1,6 +1,6 @@
 // Stand-ins for errors and exceptions.
 #pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                                 apply_to = objc_interface)
+                             apply_to = objc_interface)
 #import <Foundation/Foundation.h>
 #pragma clang attribute pop
 

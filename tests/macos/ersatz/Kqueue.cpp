@@ -16,7 +16,7 @@ bool aendere(int warteschlange, const struct kevent& aenderung) {
     errno = EINVAL;
     return false;
   }
-  struct epoll_event ereignis {};
+  struct epoll_event ereignis{};
   ereignis.events = EPOLLOUT;
   if ((aenderung.flags & EV_CLEAR) != 0) ereignis.events |= static_cast<std::uint32_t>(EPOLLET);
   ereignis.data.fd = static_cast<int>(aenderung.ident);
@@ -33,7 +33,7 @@ int kevent(int warteschlange, const struct kevent* aenderungen, int anzahl,
   }
   if (platz == 0) return 0;
   const long ms = zeit == nullptr ? -1 : zeit->tv_sec * 1000 + zeit->tv_nsec / 1000000;
-  struct epoll_event ereignis {};
+  struct epoll_event ereignis{};
   const int da = ::epoll_wait(warteschlange, &ereignis, 1, static_cast<int>(ms));
   if (da <= 0) return da;
   const bool zuEnde = (ereignis.events & (EPOLLERR | EPOLLHUP)) != 0;

@@ -1,7 +1,7 @@
 // Stand-ins for what belongs to the process and its files: file names, dates, activities, the
 // version of the system, references of Core Foundation.
 #pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                                 apply_to = objc_interface)
+                             apply_to = objc_interface)
 #import <CoreGraphics/CoreGraphics.h>
 #import <Foundation/Foundation.h>
 #pragma clang attribute pop

@@ -126,10 +126,10 @@ void meldeSignalAn(HKQuelle* q) {
   if (::pipe(rohr) != 0) dispatchEnde("pipe");
   q->lesen = rohr[0];
   rohre[q->griff] = rohr[1];
-  struct sigaction aktion {};
+  struct sigaction aktion{};
   aktion.sa_handler = beiSignal;
   aktion.sa_flags = SA_RESTART;
-  struct sigaction vorher {};
+  struct sigaction vorher{};
   ::sigaction(q->griff, &aktion, &vorher);
   if (!beachtet[q->griff].exchange(true)) gesetzt[q->griff] = vorher.sa_handler;
 }

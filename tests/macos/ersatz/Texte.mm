@@ -2,7 +2,7 @@
 //
 // As on the platform, the pointer of UTF8String lives as long as the pool that was current.
 #pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                                 apply_to = objc_interface)
+                             apply_to = objc_interface)
 #import <Foundation/Foundation.h>
 #pragma clang attribute pop
 

@@ -165,6 +165,29 @@ TEST_F(FensterInventar, FindsTheWindowsAlsoAfterTheWindowManagerHasEnded) {
   EXPECT_EQ(sitzung_.finde(programm->id())->titel, "bleibt");
 }
 
+TEST_F(FensterInventar, TheListOfAWindowManagerThatHasEndedIsNotTrusted) {
+  const auto altes = sitzung_.fenster({});
+  sitzung_.beendeVerwalter();
+  const auto neues = sitzung_.fenster({"--titel", "neu"});
+  altes->schliesse();
+  ASSERT_TRUE(warteBisGilt(
+      [&] { return nummern(sitzung_.inventar()) == std::vector<std::uint32_t>{neues->id()}; }));
+  EXPECT_EQ(sitzung_.finde(neues->id())->titel, "neu");
+}
+
+TEST(FensterInventarTwm, FindsTheWindowInItsFrame) {
+  const X11Sitzung sitzung(X11Sitzung::Verwalter::TWM);
+  const auto zoom =
+      sitzung.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting", "--ort", "10", "20"});
+  ASSERT_TRUE(sitzung.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  const auto fenster = sitzung.finde(zoom->id());
+  EXPECT_EQ(fenster->titel, "Zoom Meeting");
+  ASSERT_TRUE(fenster->anwendung);
+  EXPECT_EQ(fenster->anwendung->bundle, "us.zoom.xos");
+  for (const ScreenWindow& anderes : sitzung.inventar().windows)
+    EXPECT_TRUE(anderes.id == zoom->id() || !anderes.sichtbar) << anderes.id;
+}
+
 TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
   const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
   const auto a = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});

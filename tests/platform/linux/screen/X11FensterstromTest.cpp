@@ -1,6 +1,7 @@
 // The moving picture of real windows.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -157,6 +158,81 @@ TEST_P(X11Fensterstrom, FollowsTheWindowsSize) {
   EXPECT_TRUE(mitGroesse(1000, 700));
   fenster->tu("groesse 250 201");
   EXPECT_TRUE(mitGroesse(250, 201));
+}
+
+// Keeps whether any picture had a colour that must not be seen.
+class Spaeher final : public WindowStreamListener {
+ public:
+  explicit Spaeher(std::uint32_t verboten) : verboten_(verboten) {}
+  void bild(const Bild& bild) override {
+    sammler.bild(bild);
+    const auto& bgr = dynamic_cast<const BgrBild&>(bild);
+    for (int y = 0; y < bgr.hoehe(); ++y) {
+      const std::uint8_t* zeile = bgr.daten() + static_cast<std::size_t>(y) * bgr.zeilenLaenge();
+      for (int x = 0; x < bgr.breite(); ++x) {
+        const std::uint8_t* p = zeile + static_cast<std::size_t>(x) * 4;
+        const std::uint32_t farbe =
+            std::uint32_t{p[2]} << 16 | std::uint32_t{p[1]} << 8 | std::uint32_t{p[0]};
+        if (farbe == verboten_ || farbe == 0) gesehen = true;
+      }
+    }
+  }
+  void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
+
+  Bildsammler sammler;
+  std::atomic<bool> gesehen{false};
+
+ private:
+  const std::uint32_t verboten_;
+};
+
+// The program needs a tenth of a second to draw; until then the server shows the background.
+TEST_P(X11Fensterstrom, NothingUnpaintedIsSeen) {
+  Spaeher spaeher(GRUEN);
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse",
+                                         "400", "300", "--traege", "100", "10B030"});
+  const auto deckel =
+      sitzung_.fenster({"--farbe", "C01020", "--ort", "200", "50", "--groesse", "800", "600"});
+  deckel->tu("vorn");
+  strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  ASSERT_FALSE(strom_->start(fenster->id(), spaeher));
+  const auto mitBreite = [&](int breite) {
+    return spaeher.sammler.warteAuf(
+        [=](const Aufnahme& bild) { return bild.breite == breite && andereAls(bild, BLAU) == 0; });
+  };
+  EXPECT_TRUE(mitBreite(400));
+  EXPECT_FALSE(spaeher.gesehen) << "covered at the start";
+  fenster->tu("groesse 1000 700");
+  EXPECT_TRUE(mitBreite(1000));
+  EXPECT_FALSE(spaeher.gesehen) << "made larger";
+  fenster->tu("minimiere");
+  fenster->tu("zeige");
+  EXPECT_TRUE(mitBreite(1000));
+  EXPECT_FALSE(spaeher.gesehen) << "restored";
+  strom_->stop();
+}
+
+TEST_P(X11Fensterstrom, AShadowThatAWindowDrawsItselfIsNotInThePicture) {
+  sitzung_.setzeZeiger(1500, 900);
+  const auto fenster =
+      sitzung_.fenster({"--ort", "300", "200", "--groesse", "500", "400", "--farbe", "2060A0",
+                        "--ohne-rahmen", "--schatten", "20", "30", "10", "40"});
+  fenster->tu("zeigerform 68");
+  const auto bild = starte(*fenster, true);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->breite, 450);
+  EXPECT_EQ(bild->hoehe, 350);
+  // The pointer keeps its place in what is left.
+  const auto frame = sitzung_.finde(fenster->id());
+  ASSERT_TRUE(frame);
+  sitzung_.setzeZeiger(static_cast<int>(frame->x) + 5, static_cast<int>(frame->y) + 5);
+  EXPECT_TRUE(sammler_.warteAuf([](const Aufnahme& b) { return b.farbe(6, 7) != BLAU; }));
+  // Maximised, a window has no shadow.
+  fenster->tu("schatten 0 0 0 0");
+  EXPECT_TRUE(sammler_.warteAuf([](const Aufnahme& b) { return b.breite == 500; }));
+  // Wider than the window: nobody's shadow.
+  fenster->tu("schatten 300 300 0 0");
+  EXPECT_TRUE(sammler_.warteAuf([](const Aufnahme& b) { return b.breite == 500; }));
 }
 
 TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {

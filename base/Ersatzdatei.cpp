@@ -1,0 +1,212 @@
+#include "base/Ersatzdatei.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace hallkorb {
+namespace {
+
+constexpr mode_t RECHTE_NEU = 0666;  // less the user's mask
+constexpr mode_t RECHTE_NUR_ICH = 0600;
+constexpr char ZWISCHENLAGER[] = P_tmpdir "/";  // for what goes on to a device or a pipe
+constexpr int MAX_VERWEISE = 40;
+constexpr int MAX_NAMEN = 1000;
+
+// How long the reader of a pipe may take to open it.
+constexpr std::chrono::milliseconds PIPE_OHNE_LESER{1000};
+
+// The folder of a path with its separator; empty for the working directory.
+std::string ordnerVon(const std::string& pfad) {
+  return pfad.substr(0, pfad.rfind('/') + 1);
+}
+
+// The handle that a path like "/dev/fd/3" names. Such an entry cannot be replaced, and opening it
+// again would create a second position in the same file, or fail for a socket.
+std::optional<int> offeneDatei(std::string_view pfad) {
+  for (const std::string_view anfang : {"/dev/fd/", "/proc/self/fd/"}) {
+    if (!pfad.starts_with(anfang)) continue;
+    const std::string_view ziffern = pfad.substr(anfang.size());
+    const char* ende = ziffern.data() + ziffern.size();
+    int nummer = -1;
+    const auto [bis, fehler] = std::from_chars(ziffern.data(), ende, nummer);
+    if (fehler == std::errc{} && bis == ende && nummer >= 0) return nummer;
+  }
+  return std::nullopt;
+}
+
+// Where a path leads when its last component is a chain of symbolic links.
+struct Ziel {
+  std::string pfad;          // no link any more; need not exist
+  std::optional<int> offen;  // instead: an open file of this process
+  int nummer = 0;            // error number
+};
+
+Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
+  for (int k = 0; k < MAX_VERWEISE; ++k) {
+    if (const auto offen = offeneDatei(pfad)) return {{}, offen, 0};
+    std::string weiter;
+    const int ergebnis = dateien.verweis(pfad, weiter);
+    if (ergebnis == -EINVAL || ergebnis == -ENOENT) return {std::move(pfad), {}, 0};
+    if (ergebnis < 0) return {{}, {}, -ergebnis};
+    pfad = weiter.starts_with('/') ? std::move(weiter) : ordnerVon(pfad).append(weiter);
+  }
+  return {{}, {}, ELOOP};
+}
+
+// Opens an existing target for writing. Waits only a moment for the reader of a pipe: a pipe that
+// nobody reads must cost a chunk and not the recording.
+int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
+  const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
+  for (;;) {
+    const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK, 0); });
+    if (datei != -ENXIO || std::chrono::steady_clock::now() > bis) return datei;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+// Writes into an existing target without creating or truncating anything.
+int schreibeHinein(const std::string& pfad, std::span<const std::uint8_t> bytes, Dateien& dateien) {
+  const int datei = oeffneVorhandenes(pfad, dateien);
+  if (datei < 0) return -datei;
+  const int nummer = schreibeGanz(datei, bytes, dateien).nummer;
+  const int beimSchliessen = schliesse(datei, dateien);
+  return nummer != 0 ? nummer : beimSchliessen;
+}
+
+struct Teil {
+  int datei = -1;  // or a negated error number
+  std::string pfad;
+};
+
+// A new file with an unused hidden name: a killed process of the same number may have left one.
+Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
+  static std::atomic<std::uint64_t> zaehler{0};
+  const std::string anfang = ordner + ".hallkorb-" + std::to_string(::getpid()) + "-";
+  Teil teil;
+  for (int k = 0; k < MAX_NAMEN; ++k) {
+    teil.pfad = anfang + std::to_string(zaehler.fetch_add(1)) + ".teil";
+    teil.datei =
+        beharrlich([&] { return dateien.oeffnen(teil.pfad, O_WRONLY | O_CREAT | O_EXCL, rechte); });
+    if (teil.datei != -EEXIST) break;
+  }
+  return teil;
+}
+
+}  // namespace
+
+Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
+  Ziel ziel = folgeVerweisen(pfad, dateien);
+  Ort ort;
+  ort.pfad = std::move(ziel.pfad);
+  ort.offen = ziel.offen;
+  ort.nummer = ziel.nummer;
+  if (ort.nummer != 0 || ort.offen) return ort;
+  Dateien::Zustand zustand;
+  const int ergebnis = dateien.zustand(ort.pfad, zustand);
+  if (ergebnis == -ENOENT) return ort;
+  if (ergebnis < 0) {
+    ort.nummer = -ergebnis;
+  } else if (zustand.art == Dateien::Art::datei) {
+    ort.bisher = zustand.rechte;
+  } else {
+    ort.bleibt = true;
+  }
+  return ort;
+}
+
+Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
+    : Ersatzdatei(pfad, finde(pfad, dateien), dateien) {}
+
+Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
+    : pfad_(std::move(pfad)), ort_(std::move(ort)), nummer_(ort_.nummer), dateien_(dateien) {
+  if (nummer_ != 0) return;
+  // Opened with the earlier file's permissions, so that nobody reads the new file who could not
+  // read the old one; rechteSetzen restores what the user's mask took away. A file system without
+  // permissions refuses that, which does no harm.
+  Teil teil = ort_.wirdErsetzt()
+                  ? neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_)
+                  : neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
+  if (teil.datei < 0) {
+    nummer_ = -teil.datei;
+    return;
+  }
+  teil_ = std::move(teil.pfad);
+  datei_ = teil.datei;
+  if (ort_.wirdErsetzt() && ort_.bisher) dateien_.rechteSetzen(*datei_, *ort_.bisher);
+}
+
+Ersatzdatei::~Ersatzdatei() {
+  if (datei_) hallkorb::schliesse(*datei_, dateien_);
+  raeumeAuf();
+}
+
+void Ersatzdatei::schreibe(std::span<const std::uint8_t> bytes) {
+  if (nummer_ == 0) nummer_ = schreibeGanz(*datei_, bytes, dateien_).nummer;
+}
+
+void Ersatzdatei::schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle) {
+  if (nummer_ == 0) nummer_ = schreibeGanzAn(*datei_, bytes, stelle, dateien_).nummer;
+}
+
+Ergebnis Ersatzdatei::vollende() {
+  if (datei_) {
+    const int beimSchliessen = hallkorb::schliesse(*std::exchange(datei_, std::nullopt), dateien_);
+    if (nummer_ == 0) nummer_ = beimSchliessen;
+  }
+  if (nummer_ == 0) nummer_ = ort_.wirdErsetzt() ? benenneUm() : gibWeiter();
+  raeumeAuf();
+  if (nummer_ == 0) return std::nullopt;
+  return Fehler::ausErrno(nummer_, "Schreiben nach " + pfad_);
+}
+
+int Ersatzdatei::benenneUm() {
+  const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ort_.pfad); });
+  if (nummer == 0) teil_.clear();
+  return nummer;
+}
+
+void Ersatzdatei::raeumeAuf() {
+  if (!teil_.empty()) dateien_.loeschen(std::exchange(teil_, {}));
+}
+
+// Copies what was stored to a target that stays.
+int Ersatzdatei::gibWeiter() {
+  const int ziel = ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_);
+  if (ziel < 0) return -ziel;
+  int nummer = 0;
+  const bool ganz = liesStueckweise(
+      teil_,
+      [&](std::span<const std::uint8_t> bytes) {
+        if (nummer == 0) nummer = schreibeGanz(ziel, bytes, dateien_).nummer;
+      },
+      dateien_);
+  if (nummer == 0 && !ganz) nummer = EIO;
+  const int beimSchliessen = ort_.offen ? 0 : hallkorb::schliesse(ziel, dateien_);
+  return nummer != 0 ? nummer : beimSchliessen;
+}
+
+Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
+                      Dateien& dateien) {
+  Ersatzdatei::Ort ort = Ersatzdatei::finde(pfad, dateien);
+  if (ort.nummer == 0 && !ort.wirdErsetzt()) {
+    // All bytes are at hand: no need to store them first.
+    const int nummer = ort.offen ? schreibeGanz(*ort.offen, bytes, dateien).nummer
+                                 : schreibeHinein(ort.pfad, bytes, dateien);
+    if (nummer == 0) return std::nullopt;
+    return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
+  }
+  Ersatzdatei datei(pfad, std::move(ort), dateien);
+  datei.schreibe(bytes);
+  return datei.vollende();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,78 @@
+// A file that appears under its name only when it is complete.
+//
+// A program that watches the folder never sees half a file: the bytes go to a hidden file beside it
+// (with a short name, so that every name that fits the folder can be written), which is then
+// renamed. On failure that file is removed and an earlier one of the name stays untouched; so a
+// program may also read a file while it writes the one that replaces it. An earlier file's
+// permissions are kept. A symbolic link stays, and its target is replaced or created.
+//
+// A path that leads to something other than a regular file (a device, a pipe), or to an open file
+// by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
+// opens for reading within a second, or that takes nothing for five, is an error.
+//
+// One thread at a time.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "base/Dateien.h"
+#include "base/Fehler.h"
+
+namespace hallkorb {
+
+// Makes `bytes` the content of the file at `pfad`.
+[[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
+                                    Dateien& dateien = posixDateien());
+
+// The same for content that comes piece by piece. What goes to a device or a pipe is stored in a
+// temporary file until it is complete. Without vollende() nothing is left behind.
+class Ersatzdatei {
+ public:
+  // Errors are kept for vollende().
+  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien());
+  Ersatzdatei(const Ersatzdatei&) = delete;
+  Ersatzdatei& operator=(const Ersatzdatei&) = delete;
+  ~Ersatzdatei();
+
+  // Appends; overwrites from byte `stelle` on. Ignored after an error.
+  void schreibe(std::span<const std::uint8_t> bytes);
+  void schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle);
+
+  // Lets the file appear. Returns the first error of all. Once.
+  [[nodiscard]] Ergebnis vollende();
+
+ private:
+  friend Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
+                               Dateien& dateien);
+
+  // What a path leads to.
+  struct Ort {
+    std::string pfad;              // links followed; need not exist
+    std::optional<int> offen;      // instead: an open file of this process
+    std::optional<mode_t> bisher;  // permissions of the file that is replaced
+    bool bleibt = false;           // a device, a pipe
+    int nummer = 0;                // error number
+
+    [[nodiscard]] bool wirdErsetzt() const { return !offen && !bleibt; }
+  };
+
+  static Ort finde(const std::string& pfad, Dateien& dateien);
+  Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien);
+  int benenneUm();
+  int gibWeiter();
+  void raeumeAuf();
+
+  std::string pfad_;
+  Ort ort_;
+  std::string teil_;          // the file that is written; empty once it is renamed or removed
+  std::optional<int> datei_;  // its handle, while open
+  int nummer_ = 0;            // the first error
+  Dateien& dateien_;
+};
+
+}  // namespace hallkorb
