@@ -7,9 +7,20 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
+#include "base/Fehler.h"
 #include "tests/macos/laufzeit/Laufzeit.h"
 
 namespace hallkorb {
+
+// What a call returned: whether it went well, and the error of one that did not.
+[[nodiscard]] inline bool gelang(const Ergebnis& ergebnis) {
+  return !ergebnis.has_value();
+}
+[[nodiscard]] inline Fehler fehlerIn(const Ergebnis& ergebnis) {
+  return ergebnis.value_or(Fehler{"", 0, "gelungen"});
+}
 
 class ErsatzTest : public ::testing::Test {
  protected:
