@@ -27,6 +27,8 @@ class ErsatzTest : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
+  // How many objects of the class live that did not before the test.
+  [[nodiscard]] long neue(const std::string& klasse) const;
   // For tests in which the program must keep something for good: lets the objects of this class,
   // and as many blocks, live on.
   void duldet(const std::string& klasse, long anzahl);

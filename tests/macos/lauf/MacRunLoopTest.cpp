@@ -235,7 +235,7 @@ TEST_F(MacRunLoopTest, FilesAndWhatCannotBeWatchedHaveNoReader) {
   for (const int deskriptor : {datei.nummer(), verzeichnis.nummer(), -1})
     schleife().aufLeserWeg(deskriptor, [&] { weg = true; });
   leere();
-  EXPECT_EQ(laufzeit::lebende("HKQuelle"), 0);
+  EXPECT_EQ(neue("HKQuelle"), 0);
   EXPECT_FALSE(weg);
 }
 
@@ -247,7 +247,7 @@ TEST_F(MacRunLoopTest, WithoutADescriptorToWatchWithNothingIsWatched) {
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &keine), 0);
   schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &grenze), 0);
-  EXPECT_EQ(laufzeit::lebende("HKQuelle"), 0);
+  EXPECT_EQ(neue("HKQuelle"), 0);
 }
 
 TEST_P(MacRunLoopLeser, ItsGoingAfterTheLoopIsHandledByNobody) {

@@ -137,7 +137,7 @@ TEST_F(ScreenCaptureKitTest, WhatIsNotThereCannotBeCaptured) {
   bildschirm::inhalt({{.id = EINS}}, 0);
   EXPECT_EQ(fehlerIn(strom->baue(*inhalt(), std::nullopt, tonEinstellungen(), empfang)),
             (Fehler{"hallkorb", 1, "kein Display gefunden"}));
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
   strom->gibFrei();  // nothing was made
 }
 
@@ -237,7 +237,7 @@ TEST_F(ScreenCaptureKitTest, AStartThatIsNeverAnsweredLeavesNothing) {
   ASSERT_TRUE(ersatz::ruhe());
   EXPECT_EQ(*fertig, 0);
   EXPECT_EQ(fertig.use_count(), 1);
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
 }
 
 TEST_F(ScreenCaptureKitTest, AnotherWindowIsGoneOverTo) {
@@ -275,7 +275,7 @@ TEST_F(ScreenCaptureKitTest, AChangeIsAnsweredLateTwiceOrNever) {
   ersatz::setzeZurueck();  // the question is dropped
   ASSERT_TRUE(ersatz::ruhe());
   EXPECT_EQ(fertig.use_count(), 1);
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
 }
 
 TEST_F(ScreenCaptureKitTest, AStreamThatTheServiceEndedRefusesEverything) {
@@ -294,7 +294,7 @@ TEST_F(ScreenCaptureKitTest, SoundArrivesUntilTheStreamIsStopped) {
   strom->gibFrei();
   strom->gibFrei();  // may be repeated
   ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
   EXPECT_EQ(bildschirm::zuFruehFreigegeben(), 0);
 }
 
@@ -304,7 +304,7 @@ TEST_F(ScreenCaptureKitTest, AStopThatFailsAnswersWithItsErrorAndFreesTheStream)
   EXPECT_EQ(stoppe(), (Fehler{"SCStreamErrorDomain", -3811, TEXT}));
   strom->gibFrei();
   ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
 }
 
 TEST_F(ScreenCaptureKitTest, AStreamAndItsReceiverAreKeptUntilTheStopIsAnswered) {
@@ -313,13 +313,13 @@ TEST_F(ScreenCaptureKitTest, AStreamAndItsReceiverAreKeptUntilTheStopIsAnswered)
   SckAntworten antworten;
   strom->stoppe(antworten.empfang());
   strom->gibFrei();
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 1);
-  EXPECT_EQ(laufzeit::lebende("HKStromEmpfaenger"), 1);
+  EXPECT_EQ(neue("SCStream"), 1);
+  EXPECT_EQ(neue("HKStromEmpfaenger"), 1);
   bildschirm::antworte();
   EXPECT_TRUE(antworten.gelangEinmal());
   ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
-  EXPECT_EQ(laufzeit::lebende("HKStromEmpfaenger"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
+  EXPECT_EQ(neue("HKStromEmpfaenger"), 0);
   EXPECT_EQ(bildschirm::zuFruehFreigegeben(), 0);
 }
 
@@ -332,7 +332,7 @@ TEST_F(ScreenCaptureKitTest, AStopThatIsAnsweredTwiceIsReportedTwiceAndFreesOnce
   bildschirm::antworte(2);
   EXPECT_EQ(antworten.alle.size(), 2U);
   ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 0);
+  EXPECT_EQ(neue("SCStream"), 0);
 }
 
 // The service drops the question: nothing tells any more when the stream is out of use.
@@ -343,10 +343,10 @@ TEST_F(ScreenCaptureKitTest, AStreamWhoseStopIsNeverAnsweredIsKeptForGood) {
   strom->gibFrei();
   ersatz::setzeZurueck();
   ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(laufzeit::lebende("SCStream"), 1);
+  EXPECT_EQ(neue("SCStream"), 1);
   for (const char* klasse : {"SCStream", "HKStromEmpfaenger", "SCContentFilter", "SCDisplay"})
     duldet(klasse, 1);
-  if (laufzeit::lebende("HKSchlange") > 0) duldet("HKSchlange", 1);  // where its samples came
+  if (neue("HKSchlange") > 0) duldet("HKSchlange", 1);  // where its samples came
 }
 
 }  // namespace
