@@ -9,7 +9,8 @@
 // - stop() may come at any time from any thread but the capture's own, also during start(), which
 //   then returns with an error at once. What was captured before the call is handed over before it
 //   returns; after that the listener is not called any more. It is final and may be repeated.
-//   An error of the platform's end of the capture is returned; the input is off all the same.
+//   What the platform reports about the end of its capture is returned; the input is off all the
+//   same.
 // - If a source goes away during the recording, the input itself keeps trying to get it back, and
 //   reports both the loss and the return to the listener. The block times show what was missed. A
 //   move to another device or format is such a case if the platform ends the capture for it

@@ -48,6 +48,9 @@ const std::map<std::string, Schranke> SCHRANKEN{
     {"clock drift 20 ppm", {14.0, 23.0, -0.2, 36.5, -2.5, 8.5, 0.02, 0.26, 4.40}},
     {"clock drift 50 ppm", {3.5, 5.0, -0.2, 36.5, -2.0, 6.0, 0.10, 0.17, 4.40}},
     {"clock drift 100 ppm", {1.5, 3.0, -0.2, 37.5, -2.0, 4.5, 0.27, 0.15, 5.40}},
+    {"clock drift 20 ppm, on the host's clock", {21.5, 39.0, -0.2, 38.5, -1.5, 16.5, 0.02, 0.04, 4.40}},
+    {"clock drift 50 ppm, on the host's clock", {10.0, 40.0, -0.2, 38.5, -1.5, 17.0, 0.07, 0.03, 4.40}},
+    {"clock drift 100 ppm, on the host's clock", {10.0, 40.5, -0.2, 38.5, -1.5, 16.5, 0.08, 0.04, 4.40}},
 };
 // clang-format on
 

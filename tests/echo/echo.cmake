@@ -5,7 +5,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/../oracles/oracles.cmake)
 hallkorb_library(hallkorb_echo_szenen FOLDER tests/echo/szenen
   HEADERS Szene.h
   SOURCES Szene.cpp
-  DEPENDS hallkorb_echo_orakel)
+  DEPENDS hallkorb_echo_orakel hallkorb_takt)
 hallkorb_library(hallkorb_echo_hilfe FOLDER tests/echo
   HEADERS Befehlssaetze.h Einblick.h Lauf.h
   DEPENDS hallkorb_echo hallkorb_echo_orakel hallkorb_echo_szenen)

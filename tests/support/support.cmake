@@ -8,6 +8,10 @@ hallkorb_library(hallkorb_sim FOLDER tests/support
   HEADERS SimBildschirm.h SimPlattform.h
   SOURCES SimBildschirm.cpp SimPlattform.cpp
   DEPENDS hallkorb_platform)
+hallkorb_library(hallkorb_kristall FOLDER tests/support
+  HEADERS Kristall.h
+  SOURCES Kristall.cpp
+  DEPENDS hallkorb_platform)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support
   HEADERS Bildszene.h
   DEPENDS hallkorb_meeting hallkorb_sim hallkorb_support)
@@ -32,3 +36,8 @@ hallkorb_library(hallkorb_video_hilfe FOLDER tests/support
   DEPENDS hallkorb_prozess hallkorb_linux_common)
 add_executable(testvideo ${CMAKE_CURRENT_LIST_DIR}/TestVideo.cpp)
 target_link_libraries(testvideo PRIVATE hallkorb_linux hallkorb_video_hilfe hallkorb_options)
+# A pair of sound devices with crystals of their own, for the end-to-end tests.
+add_executable(testgeraete ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp)
+target_link_libraries(testgeraete PRIVATE hallkorb_options PkgConfig::PIPEWIRE)
+set_property(SOURCE ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp PROPERTY COMPILE_OPTIONS
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression-from-macro-expansion>)

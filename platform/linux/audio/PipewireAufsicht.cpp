@@ -19,6 +19,8 @@ constexpr auto ABSTAND = 1s;
 // Without a block for this long the source counts as gone. No graph cycle in use is longer than a
 // fifth of it.
 constexpr auto STILLE = 1s;
+// Without a block for this long nothing is held back any more. Two of the longest graph cycles.
+constexpr auto PAUSE = 400ms;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up, and must be left to.
 constexpr auto FESTGEFAHREN = 5s;
@@ -43,7 +45,10 @@ Fehler pipewireFehler(int nummer, std::string beschreibung) {
 
 PipewireAufsicht::PipewireAufsicht(PipewireQuelle quelle, AudioInputListener& listener,
                                    const Wecker& wecker)
-    : quelle_(quelle), listener_(listener), wecker_(wecker) {}
+    : quelle_(quelle),
+      listener_(listener),
+      wecker_(wecker),
+      takt_([this](const PcmBlock& block) { listener_.block(block); }) {}
 
 PipewireAufsicht::~PipewireAufsicht() {
   if (!verbindung_) return;
@@ -200,21 +205,29 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
       ring_.weiter();
       continue;
     }
-    begonnen_ = true;
-    if (std::exchange(unterbrochen_, false)) listener_.fortgesetzt();
-    listener_.block(eintrag->block);
+    gib(*eintrag);
     ring_.weiter();
-    letzterBlock_ = Uhr::now();
-    grund_.reset();
   }
+  if (!takt_.leer() && Uhr::now() - letzterBlock_ >= PAUSE) takt_.leere();
   if (hoechstens == 0) wecker_.wecke();
   if (const std::uint64_t n = ring_.verlorene(); n > 0 && begonnen_) listener_.verloren(n);
+}
+
+void PipewireAufsicht::gib(const BlockRing::Eintrag& eintrag) {
+  begonnen_ = true;
+  if (std::exchange(unterbrochen_, false)) listener_.fortgesetzt();
+  // Another stream is another device, with a clock of its own.
+  if (std::exchange(taktStrom_, eintrag.strom) != eintrag.strom) takt_.leere();
+  takt_.nimm(eintrag.block);
+  letzterBlock_ = Uhr::now();
+  grund_.reset();
 }
 
 void PipewireAufsicht::melde() {
   if (!begonnen_ || unterbrochen_) return;
   if (verbindung_ && Uhr::now() - letzterBlock_ < STILLE) return;
   unterbrochen_ = true;
+  takt_.leere();
   listener_.unterbrochen(
       grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten")));
 }
@@ -234,6 +247,7 @@ void PipewireAufsicht::ende() {
     strom_.reset();
   }
   uebergib(std::numeric_limits<std::size_t>::max());
+  takt_.leere();
 }
 
 }  // namespace hallkorb

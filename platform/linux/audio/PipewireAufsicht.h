@@ -2,7 +2,8 @@
 // daemon to the block that reaches the listener.
 //
 // Every step looks at the whole and does what is due: connect, choose the device, make the stream
-// or take it down, hand blocks over, tell of an interruption. There are no states to get stuck
+// or take it down, hand blocks over (brought onto the host's clock, Hosttakt.h), report an
+// interruption. There are no states to get stuck
 // between: whatever the daemon, the session manager, the user and the devices do, in whatever
 // order, the next step starts from what is there now.
 //
@@ -23,6 +24,7 @@
 #include "platform/linux/audio/PipewireStrom.h"
 #include "platform/linux/audio/PipewireVerbindung.h"
 #include "platform/linux/Deskriptor.h"
+#include "platform/takt/Hosttakt.h"
 
 namespace hallkorb {
 
@@ -57,6 +59,7 @@ class PipewireAufsicht {
   void pruefeVorrang(Zeitpunkt jetzt);
   void pruefeStille(Zeitpunkt jetzt);
   void uebergib(std::size_t hoechstens);
+  void gib(const BlockRing::Eintrag& eintrag);
   void melde();
 
   const PipewireQuelle quelle_;
@@ -65,6 +68,8 @@ class PipewireAufsicht {
   const Zeitpunkt anfang_ = Uhr::now();
 
   BlockRing ring_;
+  Hosttakt takt_;                // between the ring and the listener
+  std::uint64_t taktStrom_ = 0;  // the stream whose blocks it holds
   std::unique_ptr<PipewireVerbindung> verbindung_;
   Zeitpunkt verbundenSeit_{};
   std::optional<Zeitpunkt> verbindungsVersuch_;

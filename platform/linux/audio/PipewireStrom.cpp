@@ -115,7 +115,7 @@ void PipewireStrom::format(const spa_pod* param) {
   format_.store(neu, std::memory_order_release);
 }
 
-std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) const {
+std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) {
   pw_time stand{};
   if (pw_stream_get_time_n(stream_, &stand, sizeof stand) < 0) return std::nullopt;
   if (stand.now <= 0 || stand.rate.denom == 0) return std::nullopt;
@@ -123,7 +123,8 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) con
   // holds comes in either, by the library's version; the wrong one is 74 us off with a graph at
   // 44.1 kHz and 302 us at 96 kHz.
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
-  const double weg = std::max(static_cast<double>(stand.delay) * takt, frames / rate);
+  if (!ersteDauer_) ersteDauer_ = frames / rate;
+  const double weg = std::max(static_cast<double>(stand.delay) * takt, *ersteDauer_);
   const double gehalten = static_cast<double>(stand.buffered) * (zaehltFrames_ ? 1.0 / rate : takt);
   return static_cast<double>(stand.now) * NANO - weg - gehalten;
 }

@@ -11,8 +11,9 @@
 // Time of a block's first sample: the graph's time of this cycle, less the way of the samples from
 // the device to here. A device reports that way as its delay, where it knows it; what comes from it
 // in a cycle is in any case what it took in during the cycle before, so the way is at least one
-// block. What the graph's own resampler holds comes on top. The time of the callback is of no use:
-// it jitters by milliseconds.
+// block. That block is the stream's first: any client can change the graph's block length by asking
+// for another latency, and the samples follow each other all the same. What the graph's own
+// resampler holds comes on top. The time of the callback is of no use: it jitters by milliseconds.
 #pragma once
 
 #include <sys/types.h>
@@ -56,9 +57,9 @@ class PipewireStrom {
  private:
   void zustand(pw_stream_state neu, const char* fehler);
   void format(const spa_pod* param);
-  void verarbeite();                         // real-time thread
-  void uebernimm(const spa_buffer& puffer);  // real-time thread
-  [[nodiscard]] std::optional<double> zeit(std::uint32_t frames, double rate) const;  // the same
+  void verarbeite();                                                            // real-time thread
+  void uebernimm(const spa_buffer& puffer);                                     // real-time thread
+  [[nodiscard]] std::optional<double> zeit(std::uint32_t frames, double rate);  // the same
 
   static const pw_stream_events EREIGNISSE;
 
@@ -71,6 +72,7 @@ class PipewireStrom {
   // it; 0 while there is none.
   std::atomic<std::uint64_t> format_{0};
   std::atomic<pid_t> datenfaden_{0};
+  std::optional<double> ersteDauer_;  // s, of the first block; the real-time thread's own
   spa_hook haken_{};
   pw_stream* stream_ = nullptr;
 };

@@ -10,8 +10,15 @@
 
 #include "base/Faden.h"
 #include "platform/macos/Fehlertexte.h"
+#include "platform/takt/Hosttakt.h"
 
 namespace hallkorb {
+namespace {
+
+// Without a block for this long nothing is held back any more.
+constexpr std::chrono::milliseconds PAUSE{400};
+
+}  // namespace
 
 // What one opening of the device delivers to. Dropped when the device is closed, so that nothing
 // late of an earlier opening is taken for the new one's.
@@ -48,12 +55,15 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   void laufe();
   void beaufsichtige();
   [[nodiscard]] std::optional<Fehler> warteAufAusfall();
+  [[nodiscard]] std::optional<Fehler> warteBis(Uhr::time_point frist);
   void merkeDauer(bool still);
   void melde(const Fehler& grund);
   [[nodiscard]] bool oeffneWieder();
   [[nodiscard]] Ergebnis oeffne();
   Ergebnis schliesse();
   void warteAufStopp();
+  [[nodiscard]] bool taktHaelt();
+  void leereTakt();
 
   const std::string name_;
   const Zeiten zeiten_;
@@ -71,6 +81,7 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   std::optional<Ergebnis> startErgebnis_;
   Ergebnis stoppErgebnis_;
   std::optional<Fehler> ausfall_;
+  bool stromBeginnt_ = false;
 
   std::atomic<std::uint64_t> bloecke_{0};
 
@@ -78,6 +89,9 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
   AudioInputListener* listener_ = nullptr;
   std::shared_ptr<Sitzung> sitzung_;
   bool unterbrochen_ = false;
+  Hosttakt takt_{[this](const PcmBlock& block) {
+    if (listener_ != nullptr) listener_->block(block);
+  }};
 };
 
 void MacInput::Sitzung::block(const PcmBlock& block) {
@@ -128,6 +142,7 @@ Ergebnis MacInput::Kern::stop() {
       },
       Abbrechbar::nein);
   const std::lock_guard halter(tor_);
+  takt_.leere();
   listener_ = nullptr;
   if (!zu) return Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"};
   return fehler;
@@ -164,11 +179,7 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
   while (!stelle_->abgebrochen()) {
     const std::uint64_t vorher = bloecke_;
     const auto frist = Uhr::now() + (zeiten_.stille ? *zeiten_.stille : ruhe);
-    std::optional<Fehler> grund;
-    stelle_->warte(frist, [&] {
-      if (!grund) grund = std::exchange(ausfall_, std::nullopt);
-      return grund.has_value();
-    });
+    const std::optional<Fehler> grund = warteBis(frist);
     if (grund && !geraet_->laeuft()) {
       still_ = false;
       return grund;
@@ -179,6 +190,23 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
     }
   }
   return std::nullopt;
+}
+
+// Until the device reports its end, or something else has to be looked at. A stream that pauses
+// leaves nothing behind in the meantime.
+std::optional<Fehler> MacInput::Kern::warteBis(Uhr::time_point frist) {
+  std::optional<Fehler> grund;
+  for (bool weiter = true; weiter;) {
+    const bool haelt = taktHaelt();
+    const std::uint64_t bisher = bloecke_;
+    stelle_->warte(haelt ? std::min(frist, Uhr::now() + PAUSE) : frist, [&] {
+      if (!grund) grund = std::exchange(ausfall_, std::nullopt);
+      return grund.has_value() || std::exchange(stromBeginnt_, false);
+    });
+    weiter = haelt && !grund && !stelle_->abgebrochen() && Uhr::now() < frist;
+    if (weiter && bloecke_ == bisher) leereTakt();
+  }
+  return grund;
 }
 
 // How long the device lasted decides how soon it is opened again. One that was silent from the
@@ -225,6 +253,7 @@ Ergebnis MacInput::Kern::schliesse() {
   {
     const std::lock_guard halter(tor_);
     sitzung_.reset();
+    takt_.leere();  // another opening is another device, with a clock of its own
   }
   stelle_->aendere([this] { ausfall_.reset(); });
   return fehler;
@@ -242,7 +271,19 @@ void MacInput::Kern::nimm(const Sitzung& von, const PcmBlock& block) {
   ++bloecke_;
   // The source is back when it delivers, not when the system says that it will.
   if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
-  listener_->block(block);
+  const bool neu = takt_.leer();
+  takt_.nimm(block);
+  if (neu && !takt_.leer()) stelle_->aendere([this] { stromBeginnt_ = true; });
+}
+
+bool MacInput::Kern::taktHaelt() {
+  const std::lock_guard halter(tor_);
+  return !takt_.leer();
+}
+
+void MacInput::Kern::leereTakt() {
+  const std::lock_guard halter(tor_);
+  takt_.leere();
 }
 
 void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {

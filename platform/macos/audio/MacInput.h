@@ -14,6 +14,8 @@
 // calls one at a time and shuts it off at the stop; so neither start() nor stop() depends on a call
 // into the system coming back. One that never does is left behind with all that it needs.
 //
+// Blocks are brought onto the host's clock on their way to the listener (Hosttakt.h).
+//
 // Blocks that the system drops because the listener is slow are not counted by it: they show as a
 // gap of the block times, and verloren() is never called.
 #pragma once

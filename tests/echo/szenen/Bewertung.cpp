@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <string>
 
 #include "echo/EchoStrecke.h"
 
@@ -86,7 +87,7 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
     tore.insert(tore.end(), samples.size(), strecke.kompensation().nachfilter().tor());
   };
   const std::size_t laenge = szene.mikro.size();
-  const bool driftet = v.driftPpm != 0.0;
+  const bool driftet = v.driftPpm != 0.0 && !v.imTakt;
   const double wechsel = v.sprung  ? v.sprung->first
                          : driftet ? DRIFT_KORREKTUR
                                    : v.raumwechsel.value_or(0.0);
@@ -172,7 +173,7 @@ std::vector<Vorgabe> lange() {
                       .rauschDb = -65.0,
                       .saat = 1};
   std::vector<Vorgabe> p;
-  const auto dazu = [&](const char* name, auto aendern) {
+  const auto dazu = [&](const std::string& name, auto aendern) {
     Vorgabe v = grund;
     v.name = name;
     v.saat = p.size() + 1;
@@ -224,6 +225,14 @@ std::vector<Vorgabe> lange() {
   dazu("clock drift 20 ppm", [](Vorgabe& v) { v.driftPpm = 20.0; });
   dazu("clock drift 50 ppm", [](Vorgabe& v) { v.driftPpm = 50.0; });
   dazu("clock drift 100 ppm", [](Vorgabe& v) { v.driftPpm = 100.0; });
+  for (const double ppm : {20.0, 50.0, 100.0}) {
+    dazu("clock drift " + std::to_string(std::lround(ppm)) + " ppm, on the host's clock",
+         [ppm](Vorgabe& v) {
+           v.driftPpm = ppm;
+           v.imTakt = true;
+           v.saat -= 3;  // the same voices and the same room as without
+         });
+  }
   return p;
 }
 

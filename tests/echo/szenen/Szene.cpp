@@ -1,11 +1,16 @@
 #include "tests/echo/szenen/Szene.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <numbers>
+#include <numeric>
 #include <random>
+#include <vector>
 
+#include "platform/takt/Hosttakt.h"
 #include "tests/oracles/echo/Fft.h"
 
 namespace hallkorb::szenen {
@@ -90,6 +95,51 @@ Signal verstimmt(const Signal& x, double ppm) {
   }
   y.resize(x.size());
   return y;
+}
+
+// From three times the rate: the band up to 7 kHz.
+Signal gedrittelt(const std::vector<float>& x) {
+  constexpr int WEITE = 96;
+  std::array<double, 2 * WEITE + 1> tiefpass{};
+  for (int k = -WEITE; k <= WEITE; ++k) {
+    const double t = PI * k * 7500.0 * 2 / (3 * RATE);
+    const double fenster =
+        0.42 + 0.5 * std::cos(PI * k / WEITE) + 0.08 * std::cos(2 * PI * k / WEITE);
+    tiefpass[static_cast<std::size_t>(k + WEITE)] =
+        (k == 0 ? 1.0 : std::sin(t) / t) * fenster * 7500.0 * 2 / (3 * RATE);
+  }
+  Signal y;
+  for (std::size_t i = WEITE; i + WEITE < x.size(); i += 3) {
+    y.push_back(std::inner_product(tiefpass.begin(), tiefpass.end(), &x[i - WEITE], 0.0));
+  }
+  return y;
+}
+
+// The same stream from a device at 48 kHz, brought onto the host's clock as the recorder does; in
+// the middle of a recording, too.
+Signal imTakt(const Signal& x, double ppm) {
+  constexpr std::uint32_t FRAMES = 1024;
+  constexpr double NULLZEIT = 1000.0;
+  constexpr double VORHER = 100.002;  // seconds; 96 samples of the device are the low-pass's
+  std::vector<float> y;
+  Hosttakt takt([&y](const PcmBlock& block) {
+    y.insert(y.end(), block.samples.begin(), block.samples.end());
+  });
+  const double schritt = (1.0 + ppm * 1e-6) / 3;
+  std::vector<float> samples(FRAMES);
+  for (double stelle = -VORHER * RATE; stelle < static_cast<double>(x.size() + FRAMES);) {
+    const double zeit = NULLZEIT + stelle / RATE;
+    for (float& sample : samples) {
+      sample = static_cast<float>(dazwischen(x, stelle));
+      stelle += schritt;
+    }
+    takt.nimm({{3 * RATE, 1, true}, FRAMES, samples, zeit});
+  }
+  takt.leere();
+  y.erase(y.begin(), y.begin() + static_cast<std::ptrdiff_t>(proben(3 * 100.0)));
+  Signal z = gedrittelt(y);
+  z.resize(x.size());
+  return z;
 }
 
 // y = x delayed by ms from sample `ab` on.
@@ -211,7 +261,7 @@ Szene szene(const Vorgabe& vorgabe, const Signal& fern, const Signal& nah) {
   if (vorgabe.sprung) {
     verzoegertAb(imMikro, vorgabe.sprung->second, proben(vorgabe.sprung->first), s.echo);
   }
-  s.echo = verstimmt(s.echo, vorgabe.driftPpm);
+  s.echo = vorgabe.imTakt ? imTakt(s.echo, vorgabe.driftPpm) : verstimmt(s.echo, vorgabe.driftPpm);
   s.nah = gesprochen(nah, vorgabe.nah, laenge, 0.0);
 
   Zufall zufall(vorgabe.saat * 1000 + 3);

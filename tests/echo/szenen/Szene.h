@@ -40,6 +40,7 @@ struct Vorgabe {
   double rauschDb = -70.0;                 // noise in the microphone, dB of full scale
   bool geklippt = false;                   // the loudspeaker clips at a tenth of full scale
   double driftPpm = 0.0;  // the microphone's clock is late by this; corrected in steps of 5 ms
+  bool imTakt = false;    // or brought onto the host's clock before that
   std::uint64_t saat = 1;
 };
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <deque>
 #include <thread>
+#include <vector>
 
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/Fehlertexte.h"
@@ -103,6 +104,7 @@ class Hoerer final : public AudioInputListener {
  public:
   explicit Hoerer(Buch& buch) : buch_(buch) {}
   void block(const PcmBlock& block) override {
+    if (block.hostTime) zeiten.push_back(*block.hostTime);
     buch_.schreibe("block " + std::to_string(block.frames));
   }
   void unterbrochen(const Fehler& fehler) override {
@@ -111,6 +113,8 @@ class Hoerer final : public AudioInputListener {
   void fortgesetzt() override { buch_.schreibe("fortgesetzt"); }
   void verloren(std::uint64_t) override { buch_.schreibe("verloren"); }
   void hinweis(const Fehler&) override {}
+
+  std::vector<double> zeiten;
 
  private:
   Buch& buch_;
@@ -353,6 +357,44 @@ TEST_F(MacInputTest, ADeviceThatDeliversBetweenTwoLooksIsNotSilent) {
   EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
   EXPECT_EQ(skript.buch.warteAuf(5),
             (Eintraege{"oeffne", "block 1", "block 2", "block 3", "genug gesehen"}));
+}
+
+// A proper block: half a second of sound would be needed to know its place for certain.
+PcmBlock mitZeit(const std::vector<float>& samples, double zeit) {
+  return {{48000.0, 1, true}, static_cast<std::uint32_t>(samples.size()), samples, zeit};
+}
+
+TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
+  const std::vector<float> samples(4096, 0.25F);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  const auto sitzung = skript.sitzung(0);
+  for (int i = 0; i < 8; ++i) {
+    // The fifth bears the stamp of the one after it.
+    sitzung->block(mitZeit(samples, 100.0 + (i == 4 ? 5 : i) * 4096 / 48000.0));
+  }
+  eingang().stop();
+  ASSERT_EQ(hoerer.zeiten.size(), 8U);
+  for (std::size_t i = 0; i < 8; ++i) {
+    EXPECT_NEAR(hoerer.zeiten[i], 100.0 + static_cast<double>(i) * 4096 / 48000.0, 1e-6);
+  }
+}
+
+TEST_F(MacInputTest, WhatIsHeldBackGoesOutWhenTheStreamPauses) {
+  const std::vector<float> samples(256, 0.25F);
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->block(mitZeit(samples, 100.0));
+  EXPECT_EQ(skript.buch.warteAuf(2), (Eintraege{"oeffne", "block 256"}));
+}
+
+TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
+  const std::vector<float> samples(256, 0.25F);
+  oeffnungen({{}, {Skript::Art::wartet, {}}});
+  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  skript.sitzung(0)->block(mitZeit(samples, 100.0));
+  skript.sitzung(0)->ausgefallen(WEG);
+  EXPECT_EQ(skript.buch.warteAuf(5),
+            (Eintraege{"oeffne", "schliesse", "block 256", "unterbrochen: Verbindung unterbrochen",
+                       "oeffne"}));
 }
 
 TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {

@@ -1,0 +1,209 @@
+"""Devices with crystals of their own, as every sound card has one: nothing to correct, the echo taken
+out, real losses at their place.
+
+HALLKORB_LANG=1 makes the recordings ten minutes long, as a meeting is; otherwise they take two.
+"""
+
+import json
+import os
+import signal
+import subprocess
+
+import numpy
+
+import lauf
+import signale
+import voices
+
+GERAETE = os.path.join(os.path.dirname(lauf.PROGRAMM), "tests", "testgeraete")
+LANG = bool(os.environ.get("HALLKORB_LANG"))
+SEKUNDEN = 600.0 if LANG else 110.0
+# When the echo path has settled, and what it has to take off from then on.
+EINGESCHWUNGEN = 40.0
+DAEMPFUNG = 35.0
+FEST = ("--legacy-chunks", "--chunk", "10")
+KLICK = 0.0005  # s, half the width
+VERLUST = 2048 / 48.0  # ms
+ZYKLUS = 1024 / 48.0  # ms
+
+
+class Kristalle(lauf.Fall):
+    # Every sample counts here: a player that misses its turn moves what it plays.
+    ALLEIN = True
+    GERAETE = {"lautsprecher": False, "mikrofon": False}
+
+    def geraete(self, *argumente, lautsprecher="speakers", mikrofon="mic", abstand="1"):
+        prozess = self.raum.starte_programm(
+            [GERAETE, "--sink", lautsprecher, "--source", mikrofon, "--pace", abstand, *argumente],
+            stdout=subprocess.PIPE)
+        self.addCleanup(self._beende, prozess)
+        self.warte_bis(lambda: self.raum.knoten(lautsprecher) and self.raum.knoten(mikrofon),
+                       "the devices")
+        return prozess
+
+    @staticmethod
+    def _beende(prozess):
+        if prozess.poll() is None:
+            prozess.kill()
+        prozess.wait()
+        prozess.stdout.close()
+
+    def bericht(self, prozess):
+        prozess.send_signal(signal.SIGINT)
+        aus = prozess.communicate(timeout=5)[0]
+        return json.loads(aus)
+
+    def beginne(self, ton, *argumente, **mehr):
+        """The recorder, and what the loudspeaker plays."""
+        self.raum.warte_standard("sink", "speakers")
+        self.raum.warte_standard("source", "mic")
+        datei = os.path.join(self.ordner, "ton.wav")
+        signale.schreibe(datei, ton, ton)
+        aufnahme = self.lauf(*argumente, **mehr)
+        aufnahme.gestartet()
+        self.raum.spiele(datei, "speakers")
+        return aufnahme
+
+    def kanal(self, aufnahme, name):
+        """A channel as it was recorded, from chunks of a fixed length, which leave nothing out."""
+        return numpy.concatenate([signale.lies_ganz(satz["path"]) for satz in aufnahme.chunks(name)])
+
+    def roh(self):
+        return signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
+
+    def ohne_korrektur(self, aufnahme):
+        for kanal in ("me", "them"):
+            self.assertEqual(aufnahme.zeitachse()[kanal], {
+                "luecken": 0, "luecken_ms": 0, "ueberlappungen": 0, "verworfen_ms": 0},
+                aufnahme.alles())
+
+
+class Echo(Kristalle):
+
+    def daempfung(self, *argumente):
+        """By how much the far end is quieter in the cleaned microphone, in dB."""
+        fern = voices.baue_spuren()[0]
+        geraete = self.geraete("--wander", "50", *argumente)
+        aufnahme = self.beginne(numpy.resize(fern, round((SEKUNDEN + 20) * signale.RATE)),
+                                *FEST, echo=True)
+        aufnahme.warte_aufnahme(SEKUNDEN)
+        aufnahme.stoppe()
+        self.bericht(geraete)
+        self.ohne_korrektur(aufnahme)
+        roh, sauber = self.roh(), self.kanal(aufnahme, "me")
+        stueck = slice(round(EINGESCHWUNGEN * signale.ZIEL), len(roh) - signale.ZIEL)
+        self.assertGreater(signale.pegel(roh[stueck]), 0.01)
+        db = 20 * numpy.log10(signale.pegel(roh[stueck]) / signale.pegel(sauber[stueck]))
+        print(f"{self.id()}: {db:.1f} dB")
+        return db
+
+    def test_minuten_zwei_kristalle(self):
+        self.assertGreater(self.daempfung("--sink-ppm", "100", "--source-ppm", "-100"), DAEMPFUNG)
+
+    def test_minuten_ein_kristall(self):
+        self.assertGreater(self.daempfung("--sink-ppm", "60", "--source-ppm", "60"), DAEMPFUNG)
+
+
+class Klicks(Kristalle):
+
+    @staticmethod
+    def klicks(sekunden, stelle=1.0):
+        """Smooth clicks, one each second by the player's count."""
+        ton = numpy.zeros(round(sekunden * signale.RATE))
+        t = numpy.arange(-200, 201) / signale.RATE
+        for s in numpy.arange(stelle, sekunden - 1.0):
+            mitte = round(s * signale.RATE)
+            ton[mitte - 200:mitte + 201] = 0.8 * numpy.exp(-0.5 * (t / KLICK) ** 2)
+        return ton
+
+    @staticmethod
+    def lagen(ton):
+        """Where the clicks are, in seconds."""
+        lagen, laut = [], numpy.flatnonzero(ton > 0.12)
+        while len(laut):
+            fenster = numpy.arange(max(laut[0] - 40, 0), min(laut[0] + 60, len(ton)))
+            gewicht = numpy.maximum(ton[fenster], 0.0)
+            lagen.append((fenster * gewicht).sum() / gewicht.sum() / signale.ZIEL)
+            laut = laut[laut > laut[0] + signale.ZIEL // 4]
+        return numpy.array(lagen)
+
+    def abweichungen(self, ton, ppm):
+        """By how many ms each click lies behind its place, counted from the first: a second of a
+        device that is fast is shorter than a second. A player that missed a turn on a busy machine
+        is late by whole cycles from then on; that is its own doing."""
+        lagen = self.lagen(ton)
+        self.assertGreater(len(lagen), 10)
+        sekunde = 1 / (1 + ppm * 1e-6)
+        seit = lagen - lagen[0]
+        weit = 1000 * (seit - numpy.round(seit / sekunde) * sekunde)
+        spruenge = numpy.diff(weit, prepend=0.0)
+        return weit - numpy.cumsum(numpy.round(spruenge / ZYKLUS) * ZYKLUS)
+
+    def test_minuten_ohne_korrektur_und_am_platz(self):
+        geraete = self.geraete("--wander", "50", "--sink-ppm", "100", "--source-ppm", "-100",
+                               "--gain", "1")
+        aufnahme = self.beginne(self.klicks(SEKUNDEN + 20), *FEST)
+        aufnahme.warte_aufnahme(SEKUNDEN)
+        aufnahme.stoppe()
+        self.bericht(geraete)
+        self.ohne_korrektur(aufnahme)
+        # The microphone hears the loudspeaker in true time, and both channels keep it.
+        for kanal, ton in (("me", self.roh()), ("them", self.kanal(aufnahme, "them"))):
+            weit = numpy.abs(self.abweichungen(ton, 100))
+            print(f"{self.id()}: {kanal} at most {weit.max():.2f} ms, {weit[-1]:.2f} ms at the end")
+            self.assertLess(weit.max(), 1.0, kanal)
+
+    def test_verluste_genau_und_am_platz(self):
+        geraete = self.geraete("--sink-ppm", "100", "--source-ppm", "-100", "--gain", "1",
+                               "--misstamp-every", "2:3", "--lose-every", "3")
+        aufnahme = self.beginne(self.klicks(60))
+        aufnahme.warte_aufnahme(40.0)
+        aufnahme.stoppe()
+        bericht = self.bericht(geraete)
+        self.assertGreater(bericht["falsche"], 50)
+        me, them = aufnahme.zeitachse()["me"], aufnahme.zeitachse()["them"]
+        self.assertEqual(me["luecken"], bericht["verluste"], aufnahme.alles())
+        self.assertAlmostEqual(me["luecken_ms"], bericht["verluste"] * VERLUST,
+                               delta=0.1 * bericht["verluste"] + 1)
+        self.assertEqual((me["ueberlappungen"], them["luecken"], them["ueberlappungen"]), (0, 0, 0),
+                         aufnahme.alles())
+        # Each loss is filled with whole samples, and what is left over adds up.
+        self.assertLess(numpy.abs(self.abweichungen(self.roh(), 100)).max(),
+                        1.0 + 0.03 * bericht["verluste"])
+
+    def test_anderes_standardgeraet(self):
+        self.geraete("--sink-ppm", "80", "--source-ppm", "80", "--gain", "1", "--prio", "2000")
+        aufnahme = self.beginne(self.klicks(60))
+        aufnahme.warte_aufnahme(15.0)
+        self.geraete("--sink-ppm", "-80", "--source-ppm", "-80", "--prio", "500",
+                     lautsprecher="kopfhoerer", mikrofon="headset")
+        self.raum.setze_standard("sink", "kopfhoerer")
+        self.raum.setze_standard("source", "headset")
+        aufnahme.warte_aufnahme(20.0)
+        aufnahme.stoppe()
+        # Between two devices nothing was captured; that hole, once, and nothing else.
+        for kanal in ("me", "them"):
+            bericht = aufnahme.zeitachse()[kanal]
+            self.assertLessEqual(bericht["luecken"], 1, aufnahme.alles())
+            self.assertEqual(bericht["ueberlappungen"], 0, aufnahme.alles())
+
+    def test_andere_blocklaenge(self):
+        """Another application asks for a shorter latency and leaves again, as a browser does."""
+        self.geraete("--gain", "1", abstand="0")
+        aufnahme = self.beginne(self.klicks(60))
+        aufnahme.warte_aufnahme(4.0)
+        for _ in range(3):
+            fremd = self.raum.starte_programm(
+                ["pw-record", "--latency", "512", "--target", "mic",
+                 os.path.join(self.ordner, "fremd.wav")], stderr=subprocess.DEVNULL)
+            aufnahme.warte_aufnahme(3.0)
+            fremd.send_signal(signal.SIGINT)
+            fremd.wait(5)
+            aufnahme.warte_aufnahme(3.0)
+        aufnahme.stoppe()
+        # Nothing is dropped, and nothing inserted but what the graph itself loses: of a cycle that
+        # the device filled with 1024 samples clients get the first 512.
+        me, them = aufnahme.zeitachse()["me"], aufnahme.zeitachse()["them"]
+        self.assertEqual(me["ueberlappungen"], 0, aufnahme.alles())
+        self.assertLessEqual(me["luecken_ms"], 3 * 512 / 48 + 1, aufnahme.alles())
+        self.assertEqual((them["luecken"], them["ueberlappungen"]), (0, 0), aufnahme.alles())
