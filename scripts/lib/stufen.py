@@ -255,7 +255,8 @@ def stufe_macos_asan(zaehler):
 
 
 def _macos_lauf(zaehler, preset):
-    baue(preset, "macos_ersatz_test", "macos_test", "hallkorb", optionen=SCHNELL_MACOS)
+    baue(preset, "macos_echo_test", "macos_ersatz_test", "macos_test", "hallkorb",
+         optionen=SCHNELL_MACOS)
     ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
 
 

@@ -22,3 +22,8 @@ target_compile_options(macos_ersatz_test PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc> -Wno-unsupported-availability-guard)
 target_compile_definitions(macos_ersatz_test PRIVATE
   HALLKORB_MACOS_BOOL=$<BOOL:${HALLKORB_MACOS_BOOL}>)
+# The tests of everything that rests on the platform's transform.
+hallkorb_test(macos_echo_test
+  echo/DFeldTest.cpp
+  echo/KFFTTest.cpp
+  LIBS hallkorb_echo_hilfe)
