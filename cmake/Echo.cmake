@@ -17,6 +17,8 @@ hallkorb_library(hallkorb_echo FOLDER echo
   SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
           Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kernsatz.cpp ${echo_kernel}
   DEPENDS hallkorb_base)
+set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/DFeld.cpp
+             APPEND PROPERTY COMPILE_DEFINITIONS HALLKORB_MACOS=$<BOOL:${HALLKORB_MACOS}>)
 if(HALLKORB_MACOS_ERSATZ)
   target_link_libraries(hallkorb_echo PUBLIC hallkorb_ersatz)
 elseif(APPLE)

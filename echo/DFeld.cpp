@@ -1,6 +1,6 @@
 #include "echo/DFeld.h"
 
-#ifdef __APPLE__
+#if HALLKORB_MACOS
 #include <Accelerate/Accelerate.h>
 #endif
 
@@ -36,7 +36,7 @@ DFeld::~DFeld() {
 }
 
 void DFeld::null() {
-#ifdef __APPLE__
+#if HALLKORB_MACOS
   vDSP_vclrD(p, 1, static_cast<vDSP_Length>(n));
 #else
   std::fill_n(p, n, 0.0);

@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 
+import abdeckung
 import abschnitte
 import prozesse
 
@@ -254,8 +255,26 @@ def stufe_macos_asan(zaehler):
 
 
 def _macos_lauf(zaehler, preset):
-    baue(preset, "macos_ersatz_test", "macos_test", "hallkorb", optionen=SCHNELL_MACOS)
+    baue(preset, "macos_echo_test", "macos_ersatz_test", "macos_test", "hallkorb",
+         optionen=SCHNELL_MACOS)
     ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
+
+
+def stufe_macos_abdeckung(zaehler):
+    """line coverage of the macOS backend on stand-ins, at least 97 %"""
+    programme = ("macos_ersatz_test", "macos_test")
+    baue("macos-coverage", *programme)
+    with tempfile.TemporaryDirectory() as ordner:
+        ctest("macos-coverage", zaehler, abdeckung.profile(ordner), "^macos_")
+        if zaehler.gescheitert:
+            return
+        dateien_ = abdeckung.miss(fuehre_aus, ordner,
+                                  [os.path.join(BAU, "macos-coverage", "tests", name)
+                                   for name in programme], WURZEL)
+    text, anteil = abdeckung.tabelle(dateien_)
+    print(text, flush=True)
+    zaehler.zaehle(anteil >= abdeckung.MINDESTENS,
+                   f"less than {abdeckung.MINDESTENS} % of {abdeckung.ORDNER} ran")
 
 
 def stufe_arm64(zaehler):
@@ -273,7 +292,7 @@ def stufe_arm64(zaehler):
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan", "arm64")}
+    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
@@ -286,7 +305,7 @@ UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if p
 def fuehre_stufe(name):
     zaehler = Zaehler()
     anfang, rechenzeit = time.monotonic(), _rechenzeit()
-    print(f"{name:9}{STUFEN[name].__doc__} ...", flush=True)
+    print(f"{name:16}{STUFEN[name].__doc__} ...", flush=True)
     try:
         STUFEN[name](zaehler)
     except (Gescheitert, OSError, SyntaxError) as fehler:
@@ -296,7 +315,7 @@ def fuehre_stufe(name):
     sekunden, rechenzeit = time.monotonic() - anfang, _rechenzeit() - rechenzeit
     if not zaehler.gescheitert:
         abschnitte.merke_dauer(name, sekunden, rechenzeit, zaehler.bestanden)
-    zeile = (f"{name:9}{zaehler.bestanden:5} passed {zaehler.gescheitert:4} failed "
+    zeile = (f"{name:16}{zaehler.bestanden:5} passed {zaehler.gescheitert:4} failed "
              f"{sekunden:6.0f} s  ({rechenzeit:.0f} s of CPU)")
     print(zeile, flush=True)
     return zaehler, zeile
@@ -331,7 +350,7 @@ def _hauptteil():
         dauern = abschnitte.dauern()
         for name, stufe in STUFEN.items():
             zuletzt = f" (last time {dauern[name]['seconds']} s)" if name in dauern else ""
-            print(f"{name:10}{stufe.__doc__}{zuletzt}")
+            print(f"{name:16}{stufe.__doc__}{zuletzt}")
         return
     for name in wahl.stufen:
         if name not in STUFEN:

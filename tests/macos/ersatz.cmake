@@ -33,7 +33,7 @@ target_link_libraries(hallkorb_laufzeit PRIVATE hallkorb_macos_sdk)
 
 hallkorb_library(hallkorb_ersatz FOLDER tests/macos/ersatz
   HEADERS AVAudio.h Antworten.h Bildschirm.h Ersatz.h HKProbe.h Mikrofon.h Proben.h Schlangen.h
-          Schreiber.h System.h Verfuegbar.h Wandler.h
+          Schreiber.h System.h Transformation.h Verfuegbar.h Wandler.h
   SOURCES AVAssetWriter.mm AVAudioConverter.mm AVAudioEngine.mm AVAudioPuffer.mm
           Benachrichtigungen.mm CoreMedia.mm Fehlerobjekte.mm Hauptschleife.mm Kqueue.cpp Prozess.mm
           Quellen.mm SCInhalt.mm SCStrom.mm Sammlungen.mm Schlangen.mm Texte.mm vDSP.cpp

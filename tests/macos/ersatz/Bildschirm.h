@@ -16,8 +16,8 @@ namespace hallkorb::ersatz::bildschirm {
 
 struct Fenster {
   std::uint32_t id = 0;
-  std::optional<std::string> titel;
-  std::optional<std::string> app;  // name and bundle identifier
+  std::optional<std::string> titel = {};
+  std::optional<std::string> app = {};  // name and bundle identifier
   double x = 0;
   double y = 0;
   double breite = 0;
@@ -49,6 +49,8 @@ enum class Art { bild, ton };
 // false if none runs.
 bool ton(const Ton& ton, const Zeitpunkt& wann);
 bool bild(const Schnappschuss& bild, const Zeitpunkt& wann, bool gueltig = true);
+// A sample of an output that was not asked for.
+bool fremdeProbe();
 // The service ends the stream that was started last, or the last one of that kind.
 void beende(long code, bool mitFehler = true);
 void beende(Art art, long code);

@@ -107,7 +107,8 @@ void warteUndRufe(HKQuelle* q) {
   }
 }
 
-// The thread of a source. It holds the source until that is cancelled.
+// The thread of a source. It holds the source until that is cancelled, which counts as work until
+// the thread has let go of it.
 void wache(HKQuelle* q) {
   while (!q->weg)
     warteUndRufe(q);
@@ -165,13 +166,18 @@ void dispatch_resume(dispatch_object_t quelle) {
   dispatch_async(q->queue, ^{
     q->lesen = q->griff;
     if (q->typ == &_dispatch_source_type_signal) meldeSignalAn(q);
-    std::thread([q] { wache(q); }).detach();
+    std::thread([eine = q]() mutable {
+      wache(eine);
+      eine = nil;
+      beendeArbeit();
+    }).detach();
     if (q->angemeldet != nil) q->angemeldet();
   });
 }
 
 void dispatch_source_cancel(dispatch_source_t quelle) {
   HKQuelle* q = quelleVon(quelle);
-  q->weg = true;
+  if (q->weg.exchange(true)) return;
+  beginneArbeit();
   wecke(q->wecker);
 }

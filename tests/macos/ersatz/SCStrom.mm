@@ -161,9 +161,9 @@ SCStream* gestarteter(SCStreamOutputType typ) {
   return stand().gestarteter;
 }
 
-bool gib(const Probe& probe, SCStreamOutputType typ) {
-  SCStream* strom = gestarteter(typ);
-  if (strom == nil || !strom->_laeuft || strom->_typ != typ) return false;
+bool gib(const Probe& probe, SCStreamOutputType typ, bool erbeten = true) {
+  SCStream* strom = erbeten ? gestarteter(typ) : gestarteter();
+  if (strom == nil || !strom->_laeuft || (erbeten && strom->_typ != typ)) return false;
   auto* puffer = static_cast<CMSampleBufferRef>(const_cast<void*>(probe.get()));
   dispatch_sync(strom->_queue, ^{
     [strom->_ausgang stream:strom didOutputSampleBuffer:puffer ofType:typ];
@@ -191,6 +191,12 @@ bool ton(const Ton& ton, const Zeitpunkt& wann) {
 bool bild(const Schnappschuss& bild, const Zeitpunkt& wann, bool gueltig) {
   @autoreleasepool {
     return gib(bildprobe(bild, wann, gueltig), SCStreamOutputTypeScreen);
+  }
+}
+
+bool fremdeProbe() {
+  @autoreleasepool {
+    return gib(bildprobe({}, {}), SCStreamOutputTypeMicrophone, false);
   }
 }
 

@@ -2,11 +2,32 @@
 // unscaled in both directions, forward with a negative exponent.
 #include <Accelerate/Accelerate.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
 #include <numbers>
 #include <utility>
+
+#include "tests/macos/ersatz/Transformation.h"
+
+namespace {
+
+std::atomic<bool> gibtKeine{false};
+std::atomic<long> setups{0};
+std::atomic<long> geloescht{0};
+
+}  // namespace
+
+void hallkorb::ersatz::vdsp::keine(bool ja) {
+  gibtKeine = ja;
+}
+long hallkorb::ersatz::vdsp::lebende() {
+  return setups;
+}
+long hallkorb::ersatz::vdsp::geloeschteWerte() {
+  return geloescht;
+}
 
 struct OpaqueFFTSetupD {
   vDSP_Length log2n;
@@ -14,11 +35,13 @@ struct OpaqueFFTSetupD {
 
 FFTSetupD vDSP_create_fftsetupD(vDSP_Length log2n, FFTRadix radix) {
   constexpr vDSP_Length GROESSTES = 28;
-  if (radix != kFFTRadix2 || log2n > GROESSTES) return nullptr;
+  if (radix != kFFTRadix2 || log2n > GROESSTES || gibtKeine) return nullptr;
+  ++setups;
   return new OpaqueFFTSetupD{log2n};
 }
 
 void vDSP_destroy_fftsetupD(FFTSetupD setup) {
+  if (setup != nullptr) --setups;
   delete setup;
 }
 
@@ -71,4 +94,10 @@ void vDSP_vsmulD(const double* a, vDSP_Stride schrittA, const double* faktor, do
                  vDSP_Stride schrittC, vDSP_Length n) {
   for (vDSP_Length i = 0; i < n; ++i)
     c[static_cast<vDSP_Stride>(i) * schrittC] = a[static_cast<vDSP_Stride>(i) * schrittA] * *faktor;
+}
+
+void vDSP_vclrD(double* c, vDSP_Stride schritt, vDSP_Length n) {
+  for (vDSP_Length i = 0; i < n; ++i)
+    c[static_cast<vDSP_Stride>(i) * schritt] = 0.0;
+  geloescht += static_cast<long>(n);
 }

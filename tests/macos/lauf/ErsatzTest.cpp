@@ -60,6 +60,11 @@ void ErsatzTest::TearDown() {
   EXPECT_EQ(ersatz::aktivitaeten(), aktivitaeten_) << "activities left";
 }
 
+long ErsatzTest::neue(const std::string& klasse) const {
+  const auto vorher = vorher_.find(klasse);
+  return laufzeit::lebende(klasse) - (vorher != vorher_.end() ? vorher->second : 0);
+}
+
 void ErsatzTest::duldet(const std::string& klasse, long anzahl) {
   vorher_[klasse] += anzahl;
 }

@@ -7,15 +7,28 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
+#include "base/Fehler.h"
 #include "tests/macos/laufzeit/Laufzeit.h"
 
 namespace hallkorb {
+
+// What a call returned: whether it went well, and the error of one that did not.
+[[nodiscard]] inline bool gelang(const Ergebnis& ergebnis) {
+  return !ergebnis.has_value();
+}
+[[nodiscard]] inline Fehler fehlerIn(const Ergebnis& ergebnis) {
+  return ergebnis.value_or(Fehler{"", 0, "gelungen"});
+}
 
 class ErsatzTest : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
 
+  // How many objects of the class live that did not before the test.
+  [[nodiscard]] long neue(const std::string& klasse) const;
   // For tests in which the program must keep something for good: lets the objects of this class,
   // and as many blocks, live on.
   void duldet(const std::string& klasse, long anzahl);

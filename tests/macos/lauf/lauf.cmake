@@ -1,6 +1,6 @@
 # The calls into macOS, run against the stand-ins.
 hallkorb_library(hallkorb_lauf_hilfe FOLDER tests/macos/lauf
-  HEADERS ErsatzTest.h
+  HEADERS ErsatzTest.h SckLauf.h
   SOURCES ErsatzTest.cpp
   DEPENDS hallkorb_macos hallkorb_laufzeit hallkorb_ersatz)
 target_link_libraries(hallkorb_lauf_hilfe PUBLIC GTest::gtest)
@@ -9,11 +9,21 @@ hallkorb_test(macos_ersatz_test
   macos/lauf/AvAudioConverterTest.cpp
   macos/lauf/AvEngineTest.cpp
   macos/lauf/ErsatzPruefungTest.mm
+  macos/lauf/KFFTAccelerateTest.cpp
+  macos/lauf/MacHostClockTest.cpp
   macos/lauf/MacPlattformTest.cpp
+  macos/lauf/MacRunLoopTest.cpp
+  macos/lauf/ObjekteTest.mm
   macos/lauf/PcmPufferTest.mm
+  macos/lauf/SckProbenTest.cpp
   macos/lauf/ScreenCaptureKitTest.cpp
   LIBS hallkorb_lauf_hilfe hallkorb_echo)
 target_compile_options(macos_ersatz_test PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc> -Wno-unsupported-availability-guard)
 target_compile_definitions(macos_ersatz_test PRIVATE
   HALLKORB_MACOS_BOOL=$<BOOL:${HALLKORB_MACOS_BOOL}>)
+# The tests of everything that rests on the platform's transform.
+hallkorb_test(macos_echo_test
+  echo/DFeldTest.cpp
+  echo/KFFTTest.cpp
+  LIBS hallkorb_echo_hilfe)
