@@ -39,6 +39,7 @@ std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Date
 
 RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr)
     : handle_(datei), pfad_(std::move(pfad)), rate_(rate), dateien_(dateien), uhr_(std::move(uhr)) {
+  merkeDatei(datei);
   int nummer = kopfNachtragen();
   if (nummer == ESPIPE) {
     // A pipe or a terminal only takes bytes in order: the header of an empty recording stays.
@@ -61,6 +62,8 @@ void RohWav::schreiben(std::span<const float> samples) {
   if (!handle_ || samples.empty()) return;
   puffer_.resize(2 * samples.size());
   kodiereWav(samples, puffer_);
+  const bool faellig = kopfFehlt_ || uhr_() - letzterKopf_ > KOPF_ALLE_SEKUNDEN;
+  if (faellig) pruefePfad();
   const std::int64_t stelle = laenge_;
   const auto anzahl = static_cast<std::int64_t>(puffer_.size());
   laenge_ += anzahl;
@@ -73,11 +76,58 @@ void RohWav::schreiben(std::span<const float> samples) {
   verloren_ += anzahl - ganz;
 
   int nummer = stand.nummer;
-  if (kopfFehlt_ || uhr_() - letzterKopf_ > KOPF_ALLE_SEKUNDEN) {
+  if (faellig) {
     const int beimKopf = kopfNachtragen();
     if (nummer == 0) nummer = beimKopf;
   }
   melde(nummer);
+}
+
+void RohWav::pruefePfad() {
+  if (pfadStimmt()) {
+    entfernt_ = false;
+    return;
+  }
+  // Never what somebody else may have put there.
+  const int neu = beharrlich([&] {
+    return dateien_.oeffnen(pfad_, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, RECHTE_NEU);
+  });
+  if (neu < 0) {
+    meldeVerlust();
+    return;
+  }
+  log(zeilenAnfang() + "entfernt, weiter in einer neuen Datei; was davor war, ist darin Stille");
+  kopfNachtragen();
+  schliesse(*handle_, dateien_);
+  handle_ = neu;
+  bytes_ = 0;
+  kopfFehlt_ = false;
+  entfernt_ = false;
+  merkeDatei(neu);
+}
+
+void RohWav::meldeVerlust() {
+  if (!entfernt_) log(zeilenAnfang() + "entfernt, verschoben oder ersetzt; geschrieben wird weiter in die alte Datei");
+  entfernt_ = true;
+}
+
+std::string RohWav::zeilenAnfang() const {
+  return "[hallkorb] " + pfad_.substr(pfad_.rfind('/') + 1) + ": ";
+}
+
+// True also if that cannot be found out: no reason to leave a file.
+bool RohWav::pfadStimmt() const {
+  if (!eigene_) return true;
+  Dateien::Zustand dort;
+  const int nummer = beharrlich([&] { return dateien_.zustand(pfad_, dort); });
+  return nummer == 0 ? dort.selbeDatei(*eigene_) : nummer != -ENOENT && nummer != -ENOTDIR;
+}
+
+void RohWav::merkeDatei(int datei) {
+  Dateien::Zustand zustand;
+  const int nummer = beharrlich([&] { return dateien_.zustandOffen(datei, zustand); });
+  eigene_.reset();
+  if (nummer == 0 && zustand.art == Dateien::Art::datei) eigene_ = zustand;
 }
 
 // Both size fields are written with the rest of the header in one call: they never disagree, and a
@@ -93,6 +143,7 @@ int RohWav::kopfNachtragen() {
 
 Ergebnis RohWav::schliessen() {
   if (!handle_) return std::nullopt;
+  if (!pfadStimmt()) meldeVerlust();
   int nummer = 0;
   if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
     // The last samples were lost, but the file must be as long as the recording. The silence takes
@@ -112,7 +163,7 @@ Ergebnis RohWav::schliessen() {
 void RohWav::melde(int nummer) {
   if ((nummer != 0) == gestoert_) return;
   gestoert_ = nummer != 0;
-  const std::string anfang = "[hallkorb] " + pfad_.substr(pfad_.rfind('/') + 1) + ": ";
+  const std::string anfang = zeilenAnfang();
   if (gestoert_) {
     log(anfang + "Schreibfehler: " + std::generic_category().message(nummer));
   } else {

@@ -10,6 +10,11 @@
 // never declares more than the file holds. One line is logged when writing begins to fail, another
 // when it works again.
 //
+// A folder that is removed and made again takes the file along, and all that is written to it from
+// then on would vanish with it. So with each update of the header the path is looked at; if it leads
+// nowhere, the recording goes on in a new file there, whose beginning reads as silence. Nothing that
+// somebody else has put there is touched.
+//
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
 // header of an empty recording and then the samples as they come.
 //
@@ -66,6 +71,11 @@ class RohWav {
 
  private:
   RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr);
+  void pruefePfad();
+  [[nodiscard]] bool pfadStimmt() const;
+  void merkeDatei(int datei);
+  void meldeVerlust();
+  [[nodiscard]] std::string zeilenAnfang() const;
   int kopfNachtragen();
   void melde(int nummer);
 
@@ -80,6 +90,8 @@ class RohWav {
   bool nurVoran_ = false;      // a pipe: nothing can be written twice
   bool kopfFehlt_ = false;     // the last update of the header failed
   bool gestoert_ = false;      // writing fails, and that is logged
+  bool entfernt_ = false;      // the path does not lead to the file, and that is logged
+  std::optional<Dateien::Zustand> eigene_;  // the file; absent if it need not keep its path
   std::vector<std::uint8_t> puffer_;
   Dateien& dateien_;
   Uhr uhr_;

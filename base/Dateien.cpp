@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +38,18 @@ ssize_t nachSchreibversuch(ssize_t ergebnis, int datei) {
     return bereit == 0 ? -ETIMEDOUT : -EINTR;
   }
   return oderNummer(ergebnis);
+}
+
+Dateien::Zustand alsZustand(const struct stat& wert) {
+  Dateien::Zustand zustand;
+  zustand.art = S_ISREG(wert.st_mode)   ? Dateien::Art::datei
+                : S_ISDIR(wert.st_mode) ? Dateien::Art::ordner
+                                        : Dateien::Art::sonst;
+  zustand.groesse = static_cast<std::int64_t>(wert.st_size);
+  zustand.rechte = wert.st_mode & RECHTE_ALLE;
+  zustand.geraet = static_cast<std::uint64_t>(wert.st_dev);
+  zustand.nummer = static_cast<std::uint64_t>(wert.st_ino);
+  return zustand;
 }
 
 class PosixDateien final : public Dateien {
@@ -82,13 +95,18 @@ class PosixDateien final : public Dateien {
   int zustand(const std::string& pfad, Zustand& ergebnis) override {
     struct stat wert{};
     if (::stat(pfad.c_str(), &wert) != 0) return -errno;
-    ergebnis.art = S_ISREG(wert.st_mode)   ? Art::datei
-                   : S_ISDIR(wert.st_mode) ? Art::ordner
-                                           : Art::sonst;
-    ergebnis.groesse = static_cast<std::int64_t>(wert.st_size);
-    ergebnis.rechte = wert.st_mode & RECHTE_ALLE;
+    ergebnis = alsZustand(wert);
     return 0;
   }
+
+  int zustandOffen(int datei, Zustand& ergebnis) override {
+    struct stat wert{};
+    if (::fstat(datei, &wert) != 0) return -errno;
+    ergebnis = alsZustand(wert);
+    return 0;
+  }
+
+  int sperren(int datei) override { return oderNummer(::flock(datei, LOCK_EX | LOCK_NB)); }
 
   int verweis(const std::string& pfad, std::string& ziel) override {
     std::array<char, 4096> platz{};  // the longest path either system allows

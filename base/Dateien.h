@@ -34,6 +34,13 @@ class Dateien {
     Art art = Art::sonst;
     mode_t rechte = 0;         // permission bits
     std::int64_t groesse = 0;  // bytes of a regular file
+    // Together they tell a file from every other one, whatever its name is.
+    std::uint64_t geraet = 0;
+    std::uint64_t nummer = 0;
+
+    [[nodiscard]] bool selbeDatei(const Zustand& andere) const {
+      return geraet == andere.geraet && nummer == andere.nummer;
+    }
   };
 
   virtual ~Dateien() = default;
@@ -55,6 +62,11 @@ class Dateien {
   virtual int ordnerAnlegen(const std::string& pfad) = 0;
   // The state of what the path leads to, links followed.
   virtual int zustand(const std::string& pfad, Zustand& ergebnis) = 0;
+  // The state of an open file.
+  virtual int zustandOffen(int datei, Zustand& ergebnis) = 0;
+  // Locks an open file or folder for this program until it is closed or the process ends, however
+  // that may be. -EWOULDBLOCK if another one holds the lock.
+  virtual int sperren(int datei) = 0;
   // The text of a symbolic link; -EINVAL for anything else.
   virtual int verweis(const std::string& pfad, std::string& ziel) = 0;
 };

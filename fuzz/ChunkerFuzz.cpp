@@ -37,6 +37,8 @@ class Groessen final : public Dateien {
   int loeschen(const std::string&) override { return 0; }
   int ordnerAnlegen(const std::string&) override { return 0; }
   int zustand(const std::string&, Zustand&) override { return -ENOENT; }
+  int zustandOffen(int, Zustand&) override { return -ENOENT; }
+  int sperren(int) override { return 0; }
   int verweis(const std::string&, std::string&) override { return -ENOENT; }
 };
 

@@ -1,5 +1,6 @@
 #include "meeting/Film.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "base/Ausgabe.h"
@@ -50,20 +51,40 @@ void Film::nimm(const Bild& bild) {
 // Tried once: what keeps a file from being begun does not go away by itself.
 void Film::beginne(double zeit) {
   basis_ = zeit;
-  if (writer_->starte(zeit)) return;
+  if (writer_->starte(zeit)) {
+    Dateien::Zustand zustand;
+    if (beharrlich([&] { return dateien_.zustand(ziel_, zustand); }) == 0) eigene_ = zustand;
+    return;
+  }
   ausfallGemeldet_ = true;
   log("[hallkorb] Video-Schreiber startete nicht: " + text(writer_->fehler()));
 }
 
 void Film::pruefe() {
   const std::unique_lock halter(lock_, std::try_to_lock);
-  if (halter) meldeAusfall();
+  if (!halter) return;
+  meldeAusfall();
+  pruefeOrt();
 }
 
 void Film::meldeAusfall() {
   if (!writer_ || !basis_ || ausfallGemeldet_ || writer_->schreibt()) return;
   ausfallGemeldet_ = true;
   log("[hallkorb] Video-Schreiber ausgefallen: " + text(writer_->fehler()));
+}
+
+// A folder that is removed takes the file along while the writer goes on in it.
+void Film::pruefeOrt() {
+  if (verlustGemeldet_ || ausfallGemeldet_ || amOrt()) return;
+  verlustGemeldet_ = true;
+  log("[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " + ziel_ + " — Ton laeuft weiter");
+}
+
+bool Film::amOrt() const {
+  if (!eigene_) return true;
+  Dateien::Zustand dort;
+  const int nummer = beharrlich([&] { return dateien_.zustand(ziel_, dort); });
+  return nummer == 0 ? dort.selbeDatei(*eigene_) : nummer != -ENOENT && nummer != -ENOTDIR;
 }
 
 Film::Aufnahme Film::entnimm() {
@@ -75,13 +96,19 @@ Film::Aufnahme Film::entnimm() {
 bool Film::schliesseAb(const Aufnahme& aufnahme) {
   VideoWriter* writer = aufnahme.writer.get();
   if (writer == nullptr || aufnahme.frames < 1 || !writer->schreibt()) return false;
+  // Finishing goes by the path.
+  Dateien::Zustand zustand;
+  int da = beharrlich([&] { return dateien_.zustand(ziel_, zustand); });
+  if (da == 0 && eigene_ && !zustand.selbeDatei(*eigene_)) {
+    log("[hallkorb] Video-Abschluss fehlgeschlagen: an ihrem Ort ist eine andere Datei");
+    return false;
+  }
   if (!writer->schliesseAb(hostSekunden())) {
     log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
     return false;
   }
   // The folder may have been removed while the writer went on in a file without a name.
-  Dateien::Zustand zustand;
-  const int da = beharrlich([&] { return dateien_.zustand(ziel_, zustand); });
+  da = beharrlich([&] { return dateien_.zustand(ziel_, zustand); });
   if (da == 0) return true;
   log("[hallkorb] Video-Abschluss fehlgeschlagen: " + Fehler::ausErrno(-da, ziel_).description);
   return false;

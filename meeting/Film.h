@@ -37,13 +37,14 @@ class Film {
   [[nodiscard]] const std::string& ziel() const { return ziel_; }
 
   // Removes an earlier recording's file and makes the writer; does nothing once that has succeeded.
-  // The supervision's alone.
+  // Both the supervision's alone.
   [[nodiscard]] Ergebnis writerAnlegen();
+  [[nodiscard]] bool hatWriter() const { return schreiberAngelegt_; }
   // Puts a picture into the file. One that is not complete, or comes while the writer is not ready,
   // is dropped.
   void nimm(const Bild& bild);
-  // Reports a writer that has failed. In a still window no picture comes that would show it. Does
-  // nothing while a picture is being taken.
+  // Reports a writer that has failed (in a still window no picture comes that would show it), and a
+  // file that is no longer in its place. Does nothing while a picture is being taken.
   void pruefe();
 
   // Ends the pictures: one that comes later is dropped.
@@ -55,6 +56,10 @@ class Film {
   // With `lock_` held.
   void beginne(double zeit);
   void meldeAusfall();
+  void pruefeOrt();
+
+  // Whether the file is still in its place; true as well if that cannot be found out.
+  [[nodiscard]] bool amOrt() const;
 
   const std::string ziel_;  // the file's path
   VideoWriterFactory& schreiber_;
@@ -66,6 +71,8 @@ class Film {
   std::optional<double> basis_;  // time of the first picture, host seconds
   std::int64_t frames_ = 0;      // pictures in the file
   bool ausfallGemeldet_ = false;
+  std::optional<Dateien::Zustand> eigene_;  // the file as it was begun
+  bool verlustGemeldet_ = false;
 };
 
 }  // namespace hallkorb

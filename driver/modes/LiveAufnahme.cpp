@@ -1,5 +1,8 @@
 #include "driver/modes/LiveAufnahme.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <cinttypes>
 #include <csignal>
 #include <span>
@@ -41,14 +44,14 @@ LiveAufnahme::~LiveAufnahme() {
   FileHandleTextOutput::standardOutput().leserWeg(nullptr);
   FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
   FileHandleTextOutput::standardError().begrenze(std::nullopt);
+  if (ordner_ >= 0) schliesse(ordner_, dateien_);
 }
 
 int LiveAufnahme::laufe() {
   richteSignaleEin();
-  if (!baueFaeden()) {
-    log("[hallkorb] Aufnahme nicht moeglich: " + keinFaden().description);
-    emit(fehlerZeile(keinFaden().description));
-    return 2;
+  if (!baueFaeden()) return lehneAb(keinFaden().description);
+  if (!belegeOrdner()) {
+    return lehneAb("in den Ordner " + config_.outDir + " schreibt schon eine andere Aufnahme");
   }
   baueAuf();
   halteZeilenZurueck();
@@ -67,9 +70,26 @@ bool LiveAufnahme::baueFaeden() {
   return starteAusgabeFaeden() && themQueue_ && echoQueue_ && startTask_ && stopTask_;
 }
 
-void LiveAufnahme::baueAuf() {
+int LiveAufnahme::lehneAb(const std::string& grund) {
+  log("[hallkorb] Aufnahme nicht moeglich: " + grund);
+  emit(fehlerZeile(grund));
+  return 2;
+}
+
+// Two recordings in one folder would replace each other's files; false if there is another one. The
+// lock is on the folder itself: it leaves no file behind, and no end of the process can leave it
+// locked. Whatever else goes wrong (some network file systems lock no folders) is no reason to
+// refuse a recording.
+bool LiveAufnahme::belegeOrdner() {
   // If the folder cannot be created, writing the first chunk will report it.
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
+  const std::string pfad = config_.outDir.empty() ? "." : config_.outDir;
+  ordner_ = beharrlich([&] { return dateien_.oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); });
+  if (ordner_ < 0) return true;
+  return beharrlich([&] { return dateien_.sperren(ordner_); }) != -EWOULDBLOCK;
+}
+
+void LiveAufnahme::baueAuf() {
   zeitNull_ = hostSekunden();
   nullUnixMs_ = plattform_.uhr().unixMs();
 

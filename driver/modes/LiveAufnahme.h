@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
@@ -47,11 +48,14 @@ class LiveAufnahme {
   LiveAufnahme& operator=(const LiveAufnahme&) = delete;
 
   // Records until SIGINT, SIGTERM or SIGHUP, or until nobody reads standard output any more.
-  // Returns the process's exit status: 0 after "done", 2 when neither channel could be started.
+  // Returns the process's exit status: 0 after "done", 2 when neither channel could be started, or
+  // nothing was begun because another recording is writing into the folder.
   [[nodiscard]] int laufe();
 
  private:
   [[nodiscard]] bool baueFaeden();
+  [[nodiscard]] bool belegeOrdner();
+  [[nodiscard]] int lehneAb(const std::string& grund);
   void baueAuf();
   void richteSignaleEin();
   void starte();
@@ -68,6 +72,8 @@ class LiveAufnahme {
   const Config config_;
   Plattform& plattform_;
   Dateien& dateien_;
+
+  int ordner_ = -1;  // the output folder, locked while this object lives; negative without a lock
 
   double zeitNull_ = 0.0;        // host seconds of sample 0 of both timelines
   std::int64_t nullUnixMs_ = 0;  // the same moment on the wall clock

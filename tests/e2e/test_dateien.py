@@ -52,6 +52,44 @@ class Dateien(lauf.Fall):
         self.assertLessEqual(len(aufnahme.chunks()), bisher + 2)
         self.assertFalse(os.path.exists(self.aufnahme))
 
+    def test_ordner_im_lauf_entfernt_und_neu_angelegt(self):
+        aufnahme = self.laufend()
+        aufnahme.warte_aufnahme(1.0)
+        shutil.rmtree(self.aufnahme)
+        os.makedirs(self.aufnahme)
+        aufnahme.meldung("mikro_roh.wav: entfernt, weiter in einer neuen Datei")
+        ab = 1 + max((satz["chunk"] for satz in aufnahme.chunks("me")), default=-1)
+        neu = aufnahme.chunk("me", ab)
+        aufnahme.stoppe()
+        self.assertEqual(aufnahme.diagnosen("mikro_roh.wav: entfernt"), 1)
+        roh = signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
+        # The same moment at the same place in both, though the file is another one.
+        chunk = signale.lies_ganz(neu["path"])
+        anfang = round(neu["t0"] * signale.ZIEL)
+        bester = max(range(-160, 161),
+                     key=lambda d: float((roh[anfang + d:anfang + d + 8000] * chunk[:8000]).sum()))
+        self.assertLessEqual(abs(bester), 160)
+        self.assertTrue((roh[anfang + bester:anfang + bester + 8000] == chunk[:8000]).all())
+        self.assertEqual(signale.pegel(roh[:signale.ZIEL // 2]), 0.0)
+
+    def test_zweite_aufnahme_in_denselben_ordner(self):
+        erste = self.laufend()
+        erste.chunk("me")
+        vorher = set(self.dateien())
+        zweite = self.lauf()
+        self.assertEqual(zweite.ende(), 2)
+        self.assertEqual([satz["event"] for satz in zweite.saetze()], ["error"])
+        grund = f"in den Ordner {self.aufnahme} schreibt schon eine andere Aufnahme"
+        self.assertEqual(zweite.saetze()[0]["message"], grund)
+        self.assertEqual(zweite.diagnose.texte(), [f"[hallkorb] Aufnahme nicht moeglich: {grund}"])
+        self.assertLessEqual(vorher, set(self.dateien()))
+        # Killed, it leaves no lock behind.
+        erste.prozess.kill()
+        erste.ende()
+        dritte = self.lauf()
+        dritte.gestartet()
+        dritte.stoppe()
+
     def test_ordner_wird_mit_allen_darueber_angelegt(self):
         ordner = os.path.join(self.ordner, "a", "b", "c")
         aufnahme = self.laufend(ordner=ordner)

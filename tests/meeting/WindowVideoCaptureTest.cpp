@@ -163,6 +163,33 @@ TEST_P(WindowVideoCaptureTest, AFileThatIsNotThereIsNoVideo) {
                 ": No such file or directory");
 }
 
+TEST_P(WindowVideoCaptureTest, AFileThatIsTakenAwayIsReportedOnceAtTheNextCheck) {
+  bild(0.5);
+  welt.am(1.0, [this] { std::filesystem::remove(ordner / "video.mp4"); });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(9.0));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START,
+                    "[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " +
+                        (ordner / "video.mp4") + " — Ton laeuft weiter",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 9 s",
+                    "[hallkorb] Video-Abschluss fehlgeschlagen: " + (ordner / "video.mp4") +
+                        ": No such file or directory"}));
+}
+
+TEST_P(WindowVideoCaptureTest, AnotherFileInItsPlaceIsNeitherFinishedNorReportedAsTheVideo) {
+  bild(0.5);
+  welt.am(1.0, [this] {
+    std::ofstream(ordner / "anderes") << "bleibt";
+    std::filesystem::rename(ordner / "anderes", ordner / "video.mp4");
+  });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(1.5));
+  EXPECT_EQ(faenger.fehlerZeilen().back(),
+            "[hallkorb] Video-Abschluss fehlgeschlagen: an ihrem Ort ist eine andere Datei");
+  EXPECT_EQ(schirm.filme[0].ende, std::nullopt);
+}
+
 // A picture that comes while the sources are being listed must find the file closed.
 TEST_P(WindowVideoCaptureTest, TheWritersFailureIsReportedBeforeTheSources) {
   bild(0.5);

@@ -31,9 +31,11 @@ class FehlerDateien final : public Dateien {
     loeschen,
     ordnerAnlegen,
     zustand,
-    verweis
+    verweis,
+    zustandOffen,
+    sperren
   };
-  static constexpr std::size_t RUFE = 12;
+  static constexpr std::size_t RUFE = 14;
   static constexpr std::size_t IMMER = std::numeric_limits<std::size_t>::max();
 
   explicit FehlerDateien(Dateien& echt = posixDateien()) : echt_(echt) {}
@@ -100,6 +102,12 @@ class FehlerDateien final : public Dateien {
   }
   int verweis(const std::string& pfad, std::string& ziel) override {
     return fuehreAus(Ruf::verweis, [&] { return echt_.verweis(pfad, ziel); });
+  }
+  int zustandOffen(int datei, Zustand& ergebnis) override {
+    return fuehreAus(Ruf::zustandOffen, [&] { return echt_.zustandOffen(datei, ergebnis); });
+  }
+  int sperren(int datei) override {
+    return fuehreAus(Ruf::sperren, [&] { return echt_.sperren(datei); });
   }
 
  private:

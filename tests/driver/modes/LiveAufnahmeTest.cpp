@@ -1,18 +1,24 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audiofiles/Wav.h"
 #include "base/Ausgabe.h"
 #include "driver/modes/LiveAufnahme.h"
 #include "tests/support/AusgabeFaenger.h"
+#include "tests/support/FehlerDateien.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
 
@@ -392,6 +398,43 @@ TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {
   EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav kann nicht angelegt werden: "),
             std::string::npos);
   EXPECT_NE(faenger.fehler().find("[hallkorb] WAV-Schreibfehler (me #0): "), std::string::npos);
+}
+
+TEST_F(LiveAufnahmeTest, ASecondRecordingIntoTheSameFolderIsRefused) {
+  const auto ersteEnde = [this] {
+    SimPlattform welt;
+    stetig(welt.mikrofonGeraet, 0.1, 1.0);
+    welt.signal(1.001, SIGINT);
+    return laufe(welt);
+  };
+  const int anderer = ::open(config.outDir.c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(::flock(anderer, LOCK_EX), 0);
+  EXPECT_EQ(ersteEnde(), 2);
+  const std::string grund =
+      "in den Ordner " + config.outDir + " schreibt schon eine andere Aufnahme";
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{R"({"event":"error","message":")" + grund + "\"}"}));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (std::vector<std::string>{"[hallkorb] Aufnahme nicht moeglich: " + grund}));
+  EXPECT_TRUE(ordner.namen().empty());
+
+  ::close(anderer);
+  EXPECT_EQ(ersteEnde(), 0);
+  EXPECT_EQ(ersteEnde(), 0);  // the lock ends with the recording
+}
+
+TEST_F(LiveAufnahmeTest, AFolderThatCannotBeLockedIsRecordedInto) {
+  for (const auto& [ruf, nummer] : {std::pair{FehlerDateien::Ruf::sperren, ENOLCK},
+                                    std::pair{FehlerDateien::Ruf::sperren, EOPNOTSUPP},
+                                    std::pair{FehlerDateien::Ruf::oeffnen, EACCES}}) {
+    SimPlattform welt;
+    stetig(welt.mikrofonGeraet, 0.1, 1.0);
+    welt.signal(1.001, SIGINT);
+    FehlerDateien dateien;
+    dateien.scheitere(ruf, 0, nummer);
+    EXPECT_EQ(LiveAufnahme(config, welt, dateien).laufe(), 0);
+    EXPECT_TRUE(std::filesystem::exists(config.outDir + "/mikro_roh.wav"));
+  }
 }
 
 TEST_F(LiveAufnahmeTest, ASourceThatGoesAndComesBackLeavesItsHoleAndItsTwoLines) {
