@@ -50,7 +50,7 @@ RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien,
 }
 
 RohWav::~RohWav() {
-  schliessen();
+  static_cast<void>(schliessen());
 }
 
 WavKopf RohWav::kopf(std::int64_t rate, std::uint32_t bytes) {
@@ -92,7 +92,7 @@ int RohWav::kopfNachtragen() {
 }
 
 Ergebnis RohWav::schliessen() {
-  if (!handle_) return std::nullopt;
+  if (!handle_) return {};
   int nummer = 0;
   if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
     // The last samples were lost, but the file must be as long as the recording. The silence takes
@@ -105,7 +105,7 @@ Ergebnis RohWav::schliessen() {
   handle_.reset();
   if (nummer == 0) nummer = beimKopf;
   if (nummer == 0) nummer = beimSchliessen;
-  if (nummer == 0) return std::nullopt;
+  if (nummer == 0) return {};
   return Fehler::ausErrno(nummer, "Schliessen von " + pfad_);
 }
 
