@@ -212,9 +212,9 @@ void ChannelChunker::schreibe(std::span<const float> chunk, std::int64_t von,
   const std::int64_t i = chunkIndex_++;
   const std::string pfad =
       pfadIn(outDir_, formatiert("chunk_%s_%03" PRId64 ".wav", channel_.c_str(), i));
-  if (const auto fehler = writeWav(chunk, rate_, pfad, dateien_)) {
+  if (const Ergebnis ergebnis = writeWav(chunk, rate_, pfad, dateien_); ergebnis.gescheitert()) {
     log("[hallkorb] WAV-Schreibfehler (" + channel_ + " #" + std::to_string(i) +
-        "): " + fehler->description);
+        "): " + ergebnis.fehler().description);
     return;
   }
   std::string zeile = "{\"chunk\":" + std::to_string(i) + ",\"channel\":\"" + channel_ +

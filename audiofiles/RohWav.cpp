@@ -51,7 +51,7 @@ RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien,
 }
 
 RohWav::~RohWav() {
-  schliessen();
+  static_cast<void>(schliessen());
 }
 
 WavKopf RohWav::kopf(std::int64_t rate, std::uint32_t bytes) {
@@ -142,7 +142,7 @@ int RohWav::kopfNachtragen() {
 }
 
 Ergebnis RohWav::schliessen() {
-  if (!handle_) return std::nullopt;
+  if (!handle_) return {};
   if (!pfadStimmt()) meldeVerlust();
   int nummer = 0;
   if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
@@ -156,7 +156,7 @@ Ergebnis RohWav::schliessen() {
   handle_.reset();
   if (nummer == 0) nummer = beimKopf;
   if (nummer == 0) nummer = beimSchliessen;
-  if (nummer == 0) return std::nullopt;
+  if (nummer == 0) return {};
   return Fehler::ausErrno(nummer, "Schliessen von " + pfad_);
 }
 

@@ -199,7 +199,7 @@ Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien) {
       return Fehler::ausErrno(-ergebnis, "Anlegen des Ordners " + teil);
     }
   }
-  return std::nullopt;
+  return {};
 }
 
 std::string pfadIn(const std::string& ordner, const std::string& name) {

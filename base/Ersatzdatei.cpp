@@ -164,7 +164,7 @@ Ergebnis Ersatzdatei::vollende() {
   }
   if (nummer_ == 0) nummer_ = ort_.wirdErsetzt() ? benenneUm() : gibWeiter();
   raeumeAuf();
-  if (nummer_ == 0) return std::nullopt;
+  if (nummer_ == 0) return {};
   return Fehler::ausErrno(nummer_, "Schreiben nach " + pfad_);
 }
 
@@ -201,7 +201,7 @@ Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> byt
     // All bytes are at hand: no need to store them first.
     const int nummer = ort.offen ? schreibeGanz(*ort.offen, bytes, dateien).nummer
                                  : schreibeHinein(ort.pfad, bytes, dateien);
-    if (nummer == 0) return std::nullopt;
+    if (nummer == 0) return {};
     return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
   }
   Ersatzdatei datei(pfad, std::move(ort), dateien);

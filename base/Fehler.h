@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace hallkorb {
 
@@ -32,7 +33,25 @@ struct Fehler {
   }
 };
 
-// The result of an operation that returns no value but may fail: absent means success.
-using Ergebnis = std::optional<Fehler>;
+// The result of an operation that returns no value but may fail.
+//
+// Asked by name, never as a bool: an empty error and a success read in opposite senses.
+class [[nodiscard]] Ergebnis {
+ public:
+  Ergebnis() = default;                                    // succeeded
+  Ergebnis(Fehler fehler) : fehler_(std::move(fehler)) {}  // failed with this
+
+  [[nodiscard]] bool gelungen() const { return !fehler_; }
+  [[nodiscard]] bool gescheitert() const { return fehler_.has_value(); }
+
+  // Only if it failed.
+  [[nodiscard]] const Fehler& fehler() const& { return *fehler_; }
+  [[nodiscard]] Fehler&& fehler() && { return *std::move(fehler_); }
+
+  friend bool operator==(const Ergebnis&, const Ergebnis&) = default;
+
+ private:
+  std::optional<Fehler> fehler_;
+};
 
 }  // namespace hallkorb

@@ -29,7 +29,7 @@ struct Probe {
 };
 
 void pruefe(const Ergebnis& ergebnis) {
-  if (ergebnis) throw std::runtime_error(ergebnis->gedruckt());
+  if (ergebnis.gescheitert()) throw std::runtime_error(ergebnis.fehler().gedruckt());
 }
 
 // A recording of so many minutes at the full bit rate, in fragments as they are while it runs: one

@@ -43,7 +43,7 @@ BENCHMARK(schreibeWav)->Arg(64000)->Arg(57600000)->Unit(benchmark::kMillisecond)
 void liesWavDatei(benchmark::State& state) {
   const TempOrdner ordner;
   const auto samples = rauschen(static_cast<std::size_t>(state.range(0)));
-  if (writeWav(samples, RATE, ordner / "a.wav")) state.SkipWithError("writeWav");
+  if (writeWav(samples, RATE, ordner / "a.wav").gescheitert()) state.SkipWithError("writeWav");
   for (auto _ : state)
     benchmark::DoNotOptimize(liesWav(ordner / "a.wav"));
   zaehleAudio(state, samples.size());
@@ -60,7 +60,7 @@ void rohWav(benchmark::State& state) {
     for (std::size_t k = 0; k < samples.size(); k += BLOCK) {
       datei->schreiben(std::span(samples).subspan(k, std::min(BLOCK, samples.size() - k)));
     }
-    if (datei->schliessen()) state.SkipWithError("schliessen");
+    if (datei->schliessen().gescheitert()) state.SkipWithError("schliessen");
   }
   zaehleAudio(state, samples.size());
 }

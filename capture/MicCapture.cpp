@@ -17,13 +17,13 @@ MicCapture::~MicCapture() {
 }
 
 Ergebnis MicCapture::start() {
-  Ergebnis fehler = eingang_->start(*this);
-  if (!fehler) log("[hallkorb] Mikrofon-Capture gestartet");
-  return fehler;
+  Ergebnis ergebnis = eingang_->start(*this);
+  if (ergebnis.gelungen()) log("[hallkorb] Mikrofon-Capture gestartet");
+  return ergebnis;
 }
 
 void MicCapture::stop() {
-  eingang_->stop();
+  static_cast<void>(eingang_->stop());
 }
 
 void MicCapture::block(const PcmBlock& block) {

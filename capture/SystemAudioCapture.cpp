@@ -17,13 +17,13 @@ SystemAudioCapture::SystemAudioCapture(double rate, Zeitachse& zeit,
       eingang_(std::move(eingang)) {}
 
 SystemAudioCapture::~SystemAudioCapture() {
-  stop();
+  static_cast<void>(stop());
 }
 
 Ergebnis SystemAudioCapture::start() {
-  Ergebnis fehler = eingang_->start(*this);
-  if (!fehler) log("[hallkorb] System-Audio-Capture gestartet");
-  return fehler;
+  Ergebnis ergebnis = eingang_->start(*this);
+  if (ergebnis.gelungen()) log("[hallkorb] System-Audio-Capture gestartet");
+  return ergebnis;
 }
 
 Ergebnis SystemAudioCapture::stop() {

@@ -40,9 +40,9 @@ void Bildaufsicht::laufe(double sekunden) {
   suche(sekunden);
   naechstePruefung_ = hostSekunden() + PRUEF_ABSTAND;
   while (const auto anlass = naechsterAnlass()) {
-    const Ergebnis fehler = pruefen(*anlass);
+    const Ergebnis ergebnis = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
-    if (fehler) log("[hallkorb] Fensterpruefung: " + fehler->description);
+    if (ergebnis.gescheitert()) log("[hallkorb] Fensterpruefung: " + ergebnis.fehler().description);
     film_.pruefe();
     letztePruefung_ = hostSekunden();
     if (*anlass == Bildzustand::Anlass::takt) naechstePruefung_ = letztePruefung_ + PRUEF_ABSTAND;
@@ -81,21 +81,21 @@ std::optional<std::string> Bildaufsicht::versucheStart() {
   ScreenContent content;
   const Ergebnis inventarFehler = bildschirm_.inventar(content);
   if (stand_.abgebrochen()) return std::nullopt;
-  if (inventarFehler) {
+  if (inventarFehler.gescheitert()) {
     // Without a screen the same would be reported every three seconds.
-    if (inventarFehler_ != inventarFehler->description) {
-      meldeStartfehler(inventarFehler->description);
+    if (inventarFehler_ != inventarFehler.fehler().description) {
+      meldeStartfehler(inventarFehler.fehler().description);
     }
-    inventarFehler_ = inventarFehler->description;
-    return std::string(KEIN_BILD) + inKlammern(*inventarFehler);
+    inventarFehler_ = inventarFehler.fehler().description;
+    return std::string(KEIN_BILD) + inKlammern(inventarFehler.fehler());
   }
   inventarFehler_.clear();
   const Wahl wahl = waehleMeetingZiel(metadaten(content));
   if (wahl.istFenster()) {
-    const Ergebnis fehler = starteAuf(wahl, content);
-    if (!fehler || stand_.abgebrochen()) return std::nullopt;
-    meldeStartfehler(fehler->description);
-    startFehler_ = fehler;
+    const Ergebnis ergebnis = starteAuf(wahl, content);
+    if (ergebnis.gelungen() || stand_.abgebrochen()) return std::nullopt;
+    meldeStartfehler(ergebnis.fehler().description);
+    startFehler_ = ergebnis.fehler();
   }
   return wahl.grund + (startFehler_ ? inKlammern(*startFehler_) : "");
 }
@@ -105,14 +105,14 @@ void Bildaufsicht::meldeStartfehler(const std::string& text) {
 }
 
 Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content) {
-  const Ergebnis fehler = film_.writerAnlegen();
-  return fehler ? fehler : umschalten(wahl, content);
+  const Ergebnis ergebnis = film_.writerAnlegen();
+  return ergebnis.gescheitert() ? ergebnis : umschalten(wahl, content);
 }
 
 Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   ScreenContent content;
-  Ergebnis fehler = bildschirm_.inventar(content);
-  if (fehler || stand_.abgebrochen()) return fehler;
+  Ergebnis ergebnis = bildschirm_.inventar(content);
+  if (ergebnis.gescheitert() || stand_.abgebrochen()) return ergebnis;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
   switch (stand_.entscheide(kandidaten, beste, anlass)) {
@@ -124,7 +124,7 @@ Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
       pausieren(beste.grund);
       break;
   }
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis Bildaufsicht::umschalten(const Wahl& auf, const ScreenContent& content) {
@@ -133,19 +133,19 @@ Ergebnis Bildaufsicht::umschalten(const Wahl& auf, const ScreenContent& content)
     return Fehler{"hallkorb", 2, "Fenster verschwunden"};
   }
   const auto bisher = stand_.lasseEin(auf.id);
-  if (Ergebnis fehler = richteAuf(auf.id)) {
+  if (Ergebnis ergebnis = richteAuf(auf.id); ergebnis.gescheitert()) {
     stand_.setzeEinlass(bisher);
-    return fehler;
+    return ergebnis;
   }
   const auto uebergang = stand_.uebernimm(auf);
-  if (!uebergang) return std::nullopt;
+  if (!uebergang) return {};
   const std::string ereignis = uebergang->erster ? "video_start" : "video_wechsel";
   const std::string zeit = t_s(uebergang->zeit);
   emit(R"({"event":")" + ereignis + R"(","quelle":")" + jsonEscape(auf.quelle) + R"(","art":")" +
        auf.art + R"(","rang":)" + std::to_string(auf.rang) + R"(,"grund":")" +
        jsonEscape(auf.grund) + R"(","t_s":)" + zeit + "}");
   log("[hallkorb] Bild: " + auf.quelle + " (" + auf.grund + ") ab " + zeit + " s");
-  return std::nullopt;
+  return {};
 }
 
 // Lets the stream show the window: the running one if there is one, otherwise a new one.
@@ -155,13 +155,13 @@ Ergebnis Bildaufsicht::richteAuf(std::uint32_t fenster) {
   if (laufend) return laufend->wechsle(fenster);
 
   const Bildzustand::Strom neuer = bildschirm_.stream(konfiguration());
-  if (!stand_.merkeStrom(neuer)) return std::nullopt;
-  Ergebnis fehler = neuer->start(fenster, empfaenger_);
-  if (fehler) {
+  if (!stand_.merkeStrom(neuer)) return {};
+  Ergebnis ergebnis = neuer->start(fenster, empfaenger_);
+  if (ergebnis.gescheitert()) {
     neuer->stop();
     stand_.stromGescheitert();
   }
-  return fehler;
+  return ergebnis;
 }
 
 // The stream stays, but its pictures do not count: the video shows the last one until the meeting

@@ -56,8 +56,8 @@ class Bildaufsicht {
 
   double naechstePruefung_ = 0.0;  // host seconds
   double letztePruefung_ = 0.0;
-  Ergebnis startFehler_;        // why the last start failed
-  std::string inventarFehler_;  // why the screen could not be asked; empty if it could
+  std::optional<Fehler> startFehler_;  // why the last start failed
+  std::string inventarFehler_;         // why the screen could not be asked; empty if it could
 };
 
 }  // namespace hallkorb

@@ -10,7 +10,7 @@
 namespace hallkorb {
 namespace {
 
-std::string text(const Ergebnis& fehler) {
+std::string text(const std::optional<Fehler>& fehler) {
   return fehler ? fehler->description : "unbekannt";
 }
 
@@ -28,7 +28,7 @@ VideoEinstellungen Film::einstellungen() {
 }
 
 Ergebnis Film::writerAnlegen() {
-  if (schreiberAngelegt_) return std::nullopt;
+  if (schreiberAngelegt_) return {};
   dateien_.loeschen(ziel_);
   Fehler fehler;
   auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
@@ -36,7 +36,7 @@ Ergebnis Film::writerAnlegen() {
   schreiberAngelegt_ = true;
   const std::lock_guard halter(lock_);
   writer_ = std::move(writer);
-  return std::nullopt;
+  return {};
 }
 
 void Film::nimm(const Bild& bild) {

@@ -24,7 +24,7 @@ namespace hallkorb {
 // and worth a line.
 struct Umwandlung {
   bool gelungen = true;
-  Ergebnis fehler;
+  std::optional<Fehler> fehler;
 
   [[nodiscard]] static Umwandlung verloren() { return {false, std::nullopt}; }
   [[nodiscard]] static Umwandlung gescheitert(Fehler grund) { return {false, std::move(grund)}; }

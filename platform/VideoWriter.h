@@ -44,7 +44,7 @@ class VideoWriter {
   // to the system, which brings it to the disk when it likes. Returns whether the file is complete.
   [[nodiscard]] virtual bool schliesseAb(double ende) = 0;
   // What failed; absent if nothing has.
-  [[nodiscard]] virtual Ergebnis fehler() const = 0;
+  [[nodiscard]] virtual std::optional<Fehler> fehler() const = 0;
 };
 
 class VideoWriterFactory {

@@ -147,8 +147,8 @@ int bereinige(const Config& config, Dateien& dateien) {
   if (!zuspieler.speise(strecke)) return nichtLesbar();
   if (Unterbrechung::nummer() != 0) return 2;
   if (me) me->finalizeRemainder();
-  if (const Ergebnis fehler = gereinigt.vollende()) {
-    log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + fehler->gedruckt());
+  if (const Ergebnis ergebnis = gereinigt.vollende(); ergebnis.gescheitert()) {
+    log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + ergebnis.fehler().gedruckt());
     return 2;
   }
 

@@ -51,19 +51,19 @@ bool drucke(const std::vector<FensterInfo>& fenster, bool alle) {
 struct Frage {
   std::unique_ptr<ScreenCapture> bildschirm;
   ScreenContent content;
-  Ergebnis fehler;
+  Ergebnis ergebnis;
 };
 
 int probe(Plattform& plattform, bool alle) {
   const auto frage = std::make_shared<Frage>();
   frage->bildschirm = plattform.screenCapture();
   if (!laufeBefristet(plattform.executor(), PROBE_FRIST,
-                      [frage] { frage->fehler = frage->bildschirm->inventar(frage->content); })) {
+                      [frage] { frage->ergebnis = frage->bildschirm->inventar(frage->content); })) {
     log("[hallkorb] --fenster-probe: der Bildschirm antwortet nicht");
     return 2;
   }
-  if (frage->fehler) {
-    log("[hallkorb] --fenster-probe: " + frage->fehler->description);
+  if (frage->ergebnis.gescheitert()) {
+    log("[hallkorb] --fenster-probe: " + frage->ergebnis.fehler().description);
     return 2;
   }
   return drucke(metadaten(frage->content), alle) ? 0 : 2;

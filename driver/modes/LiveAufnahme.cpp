@@ -167,23 +167,25 @@ bool LiveAufnahme::beginneEnde() {
 void LiveAufnahme::starte() {
   const Ergebnis mikrofon = micCap_->start();
   // A stop cancels starts that still wait for a device: that is no failure to report.
-  if (mikrofon && !stopLaeuft_) {
-    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon->gedruckt());
+  if (mikrofon.gescheitert() && !stopLaeuft_) {
+    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon.fehler().gedruckt());
   }
   const Ergebnis systemAudio = sysCap_->start();
-  if (systemAudio && !stopLaeuft_) {
-    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio->gedruckt());
+  if (systemAudio.gescheitert() && !stopLaeuft_) {
+    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio.fehler().gedruckt());
   }
   meldeStart(mikrofon, systemAudio);
-  if (vidCap_ && !(mikrofon && systemAudio)) vidCap_->starteGeduldig(config_.videoWarten);
+  if (vidCap_ && (mikrofon.gelungen() || systemAudio.gelungen()))
+    vidCap_->starteGeduldig(config_.videoWarten);
 }
 
 // The lines of what the captures have delivered meanwhile follow the report.
 void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
-  if (mikrofon && systemAudio) {
+  if (mikrofon.gescheitert() && systemAudio.gescheitert()) {
     const bool gescheitert = beginneEnde();
-    const std::string& text =
-        systemAudio->description.empty() ? mikrofon->description : systemAudio->description;
+    const std::string& text = systemAudio.fehler().description.empty()
+                                  ? mikrofon.fehler().description
+                                  : systemAudio.fehler().description;
     // If a stop came first, it made the starts fail, and it ends the run.
     std::vector<std::string> zeilen;
     if (gescheitert) {
@@ -195,18 +197,20 @@ void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAu
     return;
   }
   std::vector<std::string> zeilen;
-  if (mikrofon && !stopLaeuft_) {
-    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + mikrofon->description);
-    zeilen.push_back(degraded("me", *mikrofon));
+  if (mikrofon.gescheitert() && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " +
+        mikrofon.fehler().description);
+    zeilen.push_back(degraded("me", mikrofon.fehler()));
   }
-  if (systemAudio && !stopLaeuft_) {
-    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + systemAudio->description);
-    zeilen.push_back(degraded("them", *systemAudio));
+  if (systemAudio.gescheitert() && !stopLaeuft_) {
+    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " +
+        systemAudio.fehler().description);
+    zeilen.push_back(degraded("them", systemAudio.fehler()));
   }
   zeilen.push_back(formatiert(
       R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
-      wort(!mikrofon), wort(!systemAudio), wort(config_.video),
-      wort(strecke_ != nullptr && !systemAudio), nullUnixMs_));
+      wort(mikrofon.gelungen()), wort(systemAudio.gelungen()), wort(config_.video),
+      wort(strecke_ != nullptr && systemAudio.gelungen()), nullUnixMs_));
   gibZeilenFrei(zeilen);
 }
 
@@ -244,14 +248,14 @@ void LiveAufnahme::shutdown() {
 // The stop task. The order matters: first the sources, then the queues behind them, then what is
 // left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
-  sysCap_->stop();
+  static_cast<void>(sysCap_->stop());
   startTask_->sync([] {});  // its attempts are cancelled; "started" comes before what follows
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
     if (!rohWav_) return;
-    if (const Ergebnis fehler = rohWav_->schliessen()) {
-      log("[hallkorb] mikro_roh.wav: " + fehler->description);
+    if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
+      log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
     }
   });
   themQueue_->sync([] {});

@@ -38,7 +38,7 @@ class Bibliothek {
 
   // Fails, in the given domain, if the library or something that was sought in it is not there.
   [[nodiscard]] Ergebnis ergebnis(const char* domain) const {
-    if (vollstaendig_ && griff_ != nullptr) return std::nullopt;
+    if (vollstaendig_ && griff_ != nullptr) return {};
     return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + " fehlt"};
   }
 

@@ -38,8 +38,8 @@ std::unique_ptr<ScreenCapture> LinuxPlattform::screenCapture() {
 std::unique_ptr<VideoWriter> LinuxPlattform::videoWriter(const std::string& pfad,
                                                          const VideoEinstellungen& einstellungen,
                                                          Fehler& fehler) {
-  if (auto grund = H264Schreiber::moeglich(einstellungen)) {
-    fehler = *grund;
+  if (Ergebnis ergebnis = H264Schreiber::moeglich(einstellungen); ergebnis.gescheitert()) {
+    fehler = ergebnis.fehler();
     return nullptr;
   }
   return std::make_unique<H264Schreiber>(pfad, einstellungen);

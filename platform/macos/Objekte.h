@@ -28,7 +28,7 @@ template <class Aufruf>
 [[nodiscard]] Ergebnis ohneAusnahme(Aufruf aufruf) {
   @try {
     aufruf();
-    return std::nullopt;
+    return {};
   } @catch (NSException* ausnahme) {
     return Fehler{"NSException", 0, text(ausnahme.name) + ": " + text(ausnahme.reason)};
   }

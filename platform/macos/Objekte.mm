@@ -21,7 +21,7 @@ Fehler fehlerAus(NSError* _Nullable error) {
 }
 
 Ergebnis ergebnisAus(NSError* _Nullable error) {
-  if (error == nil) return std::nullopt;
+  if (error == nil) return {};
   return fehlerAus(error);
 }
 

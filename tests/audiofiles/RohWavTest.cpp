@@ -88,7 +88,7 @@ TEST_F(RohWavTest, APipeGetsTheSamplesAsTheyCome) {
   roh->schreiben(std::vector<float>{0.5F, -1.0F});
   jetzt += 6;
   roh->schreiben(std::vector<float>{1.0F});
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   std::vector<std::uint8_t> da(100);
   ASSERT_EQ(::read(leser, da.data(), da.size()), 50);
   ::close(leser);
@@ -111,7 +111,7 @@ TEST_F(RohWavTest, ClosedAfterThreeSecondsItHasACorrectHeader) {
   EXPECT_EQ(erklaert(), 0U);
   EXPECT_EQ(roh->bytes(), 96000U);
   EXPECT_EQ(roh->letzterKopf(), 1000.0);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
   EXPECT_FALSE(roh->handle());
   EXPECT_EQ(roh->letzterKopf(), 1003.0);
@@ -121,7 +121,7 @@ TEST_F(RohWavTest, EncodesLikeWriteWav) {
   const std::vector<float> samples = {0.0F, 1.0F, 1.5F, -1.0F, -2.0F, 0.5F, 0.99999F, NAN};
   const auto roh = oeffne();
   roh->schreiben(samples);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(samples, 16000));
 }
 
@@ -162,12 +162,12 @@ TEST_F(RohWavTest, AnEmptyBlockDoesNothing) {
 TEST_F(RohWavTest, AfterClosingNothingHappensAnyMore) {
   const auto roh = oeffne();
   roh->schreiben(sekunde(0));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   const Bytes zu = dateiBytes(pfad);
   const std::size_t vorher = dateien.rufe();
   jetzt = 1100.0;
   roh->schreiben(sekunde(1));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateien.rufe(), vorher);
   EXPECT_EQ(dateiBytes(pfad), zu);
   EXPECT_EQ(roh->bytes(), 32000U);
@@ -234,7 +234,7 @@ TEST_F(RohWavTest, LostSamplesKeepTheirPlaceAndReadAsSilence) {
       "[hallkorb] mikro_roh.wav: Schreibfehler: No space left on device",
       "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 32000 Samples sind durch Stille ersetzt"};
   EXPECT_EQ(ausgabe.fehlerZeilen(), soll);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
 }
 
@@ -245,7 +245,7 @@ TEST_F(RohWavTest, OnADiskThatStaysFullTheFileStillIsAsLongAsTheRecording) {
   for (int s = 1; s < 4; ++s)
     roh->schreiben(sekunde(s));
   EXPECT_EQ(gehalten(), 32000U);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   std::vector<float> alles = sekunde(0);
   alles.resize(4 * RATE, 0.0F);
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
@@ -259,10 +259,10 @@ TEST_F(RohWavTest, WhereTheFileCannotGrowTheHeaderDeclaresWhatItHolds) {
   dateien.scheitere(Ruf::schreibenAn, 0, EFBIG);
   dateien.scheitere(Ruf::laengeSetzen, 0, EFBIG);
   roh->schreiben(sekunde(1));
-  const auto fehler = roh->schliessen();
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EFBIG);
-  EXPECT_EQ(fehler->description, "Schliessen von " + pfad + ": File too large");
+  const Ergebnis ergebnis = roh->schliessen();
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EFBIG);
+  EXPECT_EQ(ergebnis.fehler().description, "Schliessen von " + pfad + ": File too large");
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
 }
 
@@ -278,7 +278,7 @@ TEST_F(RohWavTest, APartOfABlockThatWasWrittenCounts) {
   EXPECT_EQ(ausgabe.fehlerZeilen().back(),
             "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 14499 Samples sind durch Stille "
             "ersetzt");
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   const Bytes bytes = dateiBytes(pfad);
   const Bytes erste = WavBytes::datei(sekunde(0), 16000);
   EXPECT_EQ(bytes.size(), 64044U);
@@ -295,7 +295,7 @@ TEST_F(RohWavTest, CompletesShortWritesAndInterruptedCalls) {
   const auto roh = oeffne();
   ASSERT_TRUE(roh);
   roh->schreiben(sekunde(0));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
@@ -309,7 +309,7 @@ TEST_F(RohWavTest, AHeaderThatCouldNotBeWrittenIsMadeGood) {
   roh->schreiben(sekunde(1));
   EXPECT_EQ(erklaert(), 64000U);
   EXPECT_EQ(ausgabe.fehlerZeilen().size(), 2U);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   std::vector<float> alles(RATE, 0.0F);
   const auto zweite = sekunde(1);
   alles.insert(alles.end(), zweite.begin(), zweite.end());
@@ -319,11 +319,11 @@ TEST_F(RohWavTest, AHeaderThatCouldNotBeWrittenIsMadeGood) {
 TEST_F(RohWavTest, AnErrorOfClosingIsHandedUpAndTheFileIsGone) {
   const auto roh = oeffne();
   dateien.scheitere(Ruf::schliessen, 0, EIO);
-  const auto fehler = roh->schliessen();
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EIO);
+  const Ergebnis ergebnis = roh->schliessen();
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EIO);
   EXPECT_FALSE(roh->handle());
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
 }
 
 TEST_F(RohWavTest, GoesOnInANewFileIfItsOwnWasRemoved) {
@@ -443,9 +443,9 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
       }
       jetzt += 1.0;
     }
-    const auto fehler = roh->schliessen();
+    const Ergebnis ergebnis = roh->schliessen();
     EXPECT_LE(erklaert(), gehalten()) << n;
-    if (!fehler) {
+    if (ergebnis.gelungen()) {
       EXPECT_EQ(gehalten(), std::size_t{2 * 8 * RATE}) << n;
       EXPECT_EQ(erklaert(), gehalten()) << n;
     }
@@ -491,7 +491,7 @@ TEST(RohWavGrenze, ALengthThatTheHeaderCannotDeclareStopsTheProcess) {
   jetzt = 6.0;
   EXPECT_EXIT(roh->schreiben(std::span(block).first(1)), testing::KilledBySignal(SIGABRT),
               R"(\[hallkorb\] Abbruch: mikro_roh.wav: mehr als 2 GiB)");
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(roh->bytes(), 2147483610U);
 }
 

@@ -47,7 +47,7 @@ TEST(WavStromTest, YieldsTheSamplesOfLiesWavInPiecesOfAnyLength) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";
   for (const std::size_t laenge : {0U, 1U, 4799U, 4800U, 100000U}) {
-    ASSERT_FALSE(writeWav(rampe(laenge), 16000.0, pfad));
+    ASSERT_TRUE(writeWav(rampe(laenge), 16000.0, pfad).gelungen());
     if (laenge == 0) {
       EXPECT_EQ(gelesen(pfad, 10), liesWav(pfad));  // 44 bytes are no file
       continue;
@@ -60,7 +60,7 @@ TEST(WavStromTest, YieldsTheSamplesOfLiesWavInPiecesOfAnyLength) {
 TEST(WavStromTest, ReadsAFileThatDeclaresMoreThanItHolds) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";
-  ASSERT_FALSE(writeWav(rampe(50000), 16000.0, pfad));
+  ASSERT_TRUE(writeWav(rampe(50000), 16000.0, pfad).gelungen());
   std::filesystem::resize_file(pfad, 44 + 2 * 30000 + 1);
   const auto samples = gelesen(pfad, 4800);
   ASSERT_TRUE(samples);
@@ -71,7 +71,7 @@ TEST(WavStromTest, ReadsAFileThatDeclaresMoreThanItHolds) {
 TEST(WavStromTest, DoesNotReadOnBehindTheSamples) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";
-  ASSERT_FALSE(writeWav(rampe(1000), 16000.0, pfad));
+  ASSERT_TRUE(writeWav(rampe(1000), 16000.0, pfad).gelungen());
   std::filesystem::resize_file(pfad, std::uintmax_t{1} << 40U);  // sparse
   FehlerDateien dateien;
   EXPECT_EQ(gelesen(pfad, 300, dateien)->size(), 1000U);
@@ -92,7 +92,7 @@ TEST(WavStromTest, RefusesWhatIsNoRegularFileWithoutOpeningIt) {
 TEST(WavStromTest, AReadErrorIsNoEnd) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";
-  ASSERT_FALSE(writeWav(rampe(100000), 16000.0, pfad));
+  ASSERT_TRUE(writeWav(rampe(100000), 16000.0, pfad).gelungen());
   for (std::size_t n = 0; n < 3; ++n) {
     FehlerDateien dateien;
     dateien.scheitere(Ruf::lesen, n, EIO);
@@ -108,11 +108,11 @@ TEST(WavSchreiberTest, WritesTheFileOfWriteWav) {
   const TempOrdner ordner;
   for (const std::size_t laenge : {0U, 1U, 32745U, 32746U, 100000U}) {
     const auto samples = rampe(laenge);
-    ASSERT_FALSE(writeWav(samples, 16000.0, ordner / "soll.wav"));
+    ASSERT_TRUE(writeWav(samples, 16000.0, ordner / "soll.wav").gelungen());
     WavSchreiber schreiber(ordner / "a.wav", 16000.0);
     for (std::size_t i = 0; i < laenge; i += 256)
       schreiber.schreibe(std::span(samples).subspan(i, std::min<std::size_t>(256, laenge - i)));
-    EXPECT_FALSE(schreiber.vollende());
+    EXPECT_TRUE(schreiber.vollende().gelungen());
     EXPECT_EQ(schreiber.samples(), laenge);
     EXPECT_EQ(dateiBytes(ordner / "a.wav"), dateiBytes(ordner / "soll.wav"));
   }
@@ -130,7 +130,7 @@ TEST(WavSchreiberTest, LeavesNothingBehindUnlessItIsCompleted) {
 TEST(WavSchreiberTest, AnyFailureIsReportedAtTheEnd) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";
-  ASSERT_FALSE(writeWav(rampe(10), 16000.0, pfad));
+  ASSERT_TRUE(writeWav(rampe(10), 16000.0, pfad).gelungen());
   const auto alt = dateiBytes(pfad);
   for (const Ruf ruf : {Ruf::verweis, Ruf::zustand, Ruf::oeffnen, Ruf::schreiben, Ruf::schreibenAn,
                         Ruf::schliessen, Ruf::umbenennen}) {
@@ -138,9 +138,9 @@ TEST(WavSchreiberTest, AnyFailureIsReportedAtTheEnd) {
     dateien.scheitere(ruf, 0, ENOSPC);
     WavSchreiber schreiber(pfad, 16000.0, dateien);
     schreiber.schreibe(rampe(100000));
-    const auto fehler = schreiber.vollende();
-    ASSERT_TRUE(fehler);
-    EXPECT_EQ(fehler->code, ENOSPC);
+    const Ergebnis ergebnis = schreiber.vollende();
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
     EXPECT_EQ(dateiBytes(pfad), alt);
     EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
   }

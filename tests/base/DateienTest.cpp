@@ -45,11 +45,11 @@ class ErsetzeDatei : public testing::Test {
 };
 
 TEST_F(ErsetzeDatei, CreatesAndReplaces) {
-  EXPECT_FALSE(ersetzeDatei(pfad, alt));
+  EXPECT_TRUE(ersetzeDatei(pfad, alt).gelungen());
   EXPECT_EQ(dateiBytes(pfad), alt);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
-  EXPECT_FALSE(ersetzeDatei(pfad, {}));
+  EXPECT_TRUE(ersetzeDatei(pfad, {}).gelungen());
   EXPECT_EQ(dateiBytes(pfad), Bytes{});
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
 }
@@ -57,15 +57,15 @@ TEST_F(ErsetzeDatei, CreatesAndReplaces) {
 TEST_F(ErsetzeDatei, WorksInTheWorkingDirectory) {
   const auto vorher = std::filesystem::current_path();
   std::filesystem::current_path(ordner.pfad());
-  const auto ergebnis = ersetzeDatei("b.wav", neu);
+  const Ergebnis ergebnis = ersetzeDatei("b.wav", neu);
   std::filesystem::current_path(vorher);
-  EXPECT_FALSE(ergebnis);
+  EXPECT_TRUE(ergebnis.gelungen());
   EXPECT_EQ(dateiBytes(ordner / "b.wav"), neu);
 }
 
 TEST_F(ErsetzeDatei, ANameAsLongAsTheFolderAllowsCanBeWritten) {
   const std::string lang = ordner / std::string(255, 'x');
-  EXPECT_FALSE(ersetzeDatei(lang, neu));
+  EXPECT_TRUE(ersetzeDatei(lang, neu).gelungen());
   EXPECT_EQ(dateiBytes(lang), neu);
 }
 
@@ -82,18 +82,18 @@ TEST_F(ErsetzeDatei, AWatcherNeverSeesAPartOfAFile) {
     }
   };
   legeAn(pfad, alt);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
   EXPECT_GT(blicke, 70U);
 
   std::filesystem::remove(pfad);
   dateien.vorher = [&](Ruf) { EXPECT_FALSE(std::filesystem::exists(pfad)); };
-  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
 }
 
 TEST_F(ErsetzeDatei, WritesWithOneCall) {
-  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateien.rufe(Ruf::schreiben), 1U);
 }
 
@@ -103,16 +103,16 @@ TEST_F(ErsetzeDatei, CompletesShortWritesAndInterruptedCalls) {
     dateien.scheitere(ruf, 0, EINTR);
   }
   dateien.scheitere(Ruf::schreiben, 3, EINTR);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
 }
 
 TEST_F(ErsetzeDatei, AWriteThatMovesNothingEndsInAnError) {
   dateien.kurz(0);
-  const auto fehler = ersetzeDatei(pfad, neu, dateien);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EIO);
+  const Ergebnis ergebnis = ersetzeDatei(pfad, neu, dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EIO);
   EXPECT_TRUE(ordner.namen().empty());
 }
 
@@ -122,14 +122,15 @@ TEST_F(ErsetzeDatei, WhicheverCallFailsTheOldFileOrTheNewOneIsThere) {
     legeAn(pfad, alt);
     FehlerDateien versuch;
     versuch.scheitere(n, ENOSPC);
-    const auto fehler = ersetzeDatei(pfad, neu, versuch);
-    if (fehler) {
+    const Ergebnis ergebnis = ersetzeDatei(pfad, neu, versuch);
+    if (ergebnis.gescheitert()) {
       ++fehlschlaege;
-      EXPECT_EQ(fehler->domain, "posix");
-      EXPECT_EQ(fehler->code, ENOSPC);
-      EXPECT_EQ(fehler->description, "Schreiben nach " + pfad + ": No space left on device");
+      EXPECT_EQ(ergebnis.fehler().domain, "posix");
+      EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
+      EXPECT_EQ(ergebnis.fehler().description,
+                "Schreiben nach " + pfad + ": No space left on device");
     }
-    EXPECT_EQ(dateiBytes(pfad), fehler ? alt : neu) << n;
+    EXPECT_EQ(dateiBytes(pfad), ergebnis.gescheitert() ? alt : neu) << n;
     EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"}) << n;
     if (versuch.rufe() <= n) break;
   }
@@ -141,7 +142,7 @@ TEST_F(ErsetzeDatei, WhicheverCallFailsNothingIsLeftOfANewFile) {
   for (;; ++n) {
     FehlerDateien versuch;
     versuch.scheitere(n, EIO);
-    if (!ersetzeDatei(pfad, neu, versuch)) break;
+    if (ersetzeDatei(pfad, neu, versuch).gelungen()) break;
     EXPECT_TRUE(ordner.namen().empty()) << n;
   }
   EXPECT_EQ(n, 6U);
@@ -150,21 +151,21 @@ TEST_F(ErsetzeDatei, WhicheverCallFailsNothingIsLeftOfANewFile) {
 
 TEST_F(ErsetzeDatei, ALeftoverOfTheSameNameIsPassedOver) {
   dateien.scheitere(Ruf::oeffnen, 0, EEXIST, 3);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu, dateien));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
   dateien.scheitere(Ruf::oeffnen, 0, EEXIST, FehlerDateien::IMMER);
-  const auto fehler = ersetzeDatei(pfad, alt, dateien);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EEXIST);
+  const Ergebnis ergebnis = ersetzeDatei(pfad, alt, dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EEXIST);
 }
 
 TEST_F(ErsetzeDatei, PermissionsOfTheOldFileAreKept) {
   const mode_t maske = ::umask(027);
-  EXPECT_FALSE(ersetzeDatei(ordner / "neu.wav", neu));
+  EXPECT_TRUE(ersetzeDatei(ordner / "neu.wav", neu).gelungen());
   for (const mode_t modus : {mode_t{0600}, mode_t{0666}, mode_t{0444}, mode_t{0755}}) {
     legeAn(pfad, alt);
     EXPECT_EQ(::chmod(pfad.c_str(), modus), 0);
-    EXPECT_FALSE(ersetzeDatei(pfad, neu));
+    EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
     EXPECT_EQ(rechte(pfad), modus);
     EXPECT_EQ(dateiBytes(pfad), neu);
     std::filesystem::remove(pfad);
@@ -178,7 +179,7 @@ TEST_F(ErsetzeDatei, ASymbolicLinkStaysAndItsTargetIsReplaced) {
   legeAn(ordner / "sub/ziel.wav", alt);
   std::filesystem::create_symlink("sub/zwischen.wav", pfad);  // relative, over a second link
   std::filesystem::create_symlink(ordner / "sub/../sub/ziel.wav", ordner / "sub/zwischen.wav");
-  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
   EXPECT_EQ(std::filesystem::read_symlink(pfad), "sub/zwischen.wav");
   EXPECT_TRUE(std::filesystem::is_symlink(ordner / "sub/zwischen.wav"));
   EXPECT_EQ(dateiBytes(ordner / "sub/ziel.wav"), neu);
@@ -188,7 +189,7 @@ TEST_F(ErsetzeDatei, ASymbolicLinkStaysAndItsTargetIsReplaced) {
 TEST_F(ErsetzeDatei, TheTargetOfADanglingLinkIsCreated) {
   std::filesystem::create_directory(ordner / "sub");
   std::filesystem::create_symlink("sub/ziel.wav", pfad);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
   EXPECT_TRUE(std::filesystem::is_symlink(pfad));
   EXPECT_EQ(dateiBytes(ordner / "sub/ziel.wav"), neu);
 }
@@ -196,21 +197,21 @@ TEST_F(ErsetzeDatei, TheTargetOfADanglingLinkIsCreated) {
 TEST_F(ErsetzeDatei, ALoopOfLinksIsAnError) {
   std::filesystem::create_symlink("b", ordner / "a");
   std::filesystem::create_symlink("a", ordner / "b");
-  const auto fehler = ersetzeDatei(ordner / "a", neu);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, ELOOP);
+  const Ergebnis ergebnis = ersetzeDatei(ordner / "a", neu);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ELOOP);
 }
 
 TEST_F(ErsetzeDatei, ADeviceIsWrittenToAndStays) {
-  EXPECT_FALSE(ersetzeDatei("/dev/null", neu));
+  EXPECT_TRUE(ersetzeDatei("/dev/null", neu).gelungen());
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
   std::filesystem::create_symlink("/dev/null", pfad);
-  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
   EXPECT_TRUE(std::filesystem::is_symlink(pfad));
 #ifdef __linux__
-  const auto fehler = ersetzeDatei("/dev/full", neu);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, ENOSPC);
+  const Ergebnis ergebnis = ersetzeDatei("/dev/full", neu);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
 #endif
 }
 
@@ -218,7 +219,7 @@ TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
   ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
   std::optional<Bytes> gelesen;
   std::thread leser([&] { gelesen = liesDatei(pfad); });
-  EXPECT_FALSE(ersetzeDatei(pfad, neu));
+  EXPECT_TRUE(ersetzeDatei(pfad, neu).gelungen());
   leser.join();
   EXPECT_EQ(gelesen, neu);
   EXPECT_TRUE(std::filesystem::is_fifo(pfad));
@@ -227,24 +228,24 @@ TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
 
 TEST_F(ErsetzeDatei, APipeThatNobodyReadsIsAnErrorAndNoEndlessWait) {
   ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
-  const auto fehler = ersetzeDatei(pfad, neu);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, ENXIO);
+  const Ergebnis ergebnis = ersetzeDatei(pfad, neu);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ENXIO);
 }
 
 TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
   std::FILE* datei = std::tmpfile();
   const int handle = ::fileno(datei);
   ASSERT_EQ(::write(handle, "vorher", 6), 6);
-  EXPECT_FALSE(ersetzeDatei("/dev/fd/" + std::to_string(handle), alt));
+  EXPECT_TRUE(ersetzeDatei("/dev/fd/" + std::to_string(handle), alt).gelungen());
   ASSERT_EQ(::write(handle, "nachher", 7), 7);
   Bytes da(200);
   EXPECT_EQ(::pread(handle, da.data(), da.size(), 0), 6 + 100 + 7);
   EXPECT_EQ(Bytes(da.begin() + 6, da.begin() + 106), alt);
   std::fclose(datei);
-  const auto fehler = ersetzeDatei("/dev/fd/" + std::to_string(handle), alt);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EBADF);
+  const Ergebnis ergebnis = ersetzeDatei("/dev/fd/" + std::to_string(handle), alt);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EBADF);
 }
 
 // A host may give its child a socket as standard output, which cannot be opened by name.
@@ -252,7 +253,7 @@ TEST_F(ErsetzeDatei, ASocketNamedByALinkToItsNumberIsWrittenTo) {
   std::array<int, 2> enden{};
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, enden.data()), 0);
   std::filesystem::create_symlink("/dev/fd/" + std::to_string(enden[0]), pfad);
-  EXPECT_FALSE(ersetzeDatei(pfad, alt));
+  EXPECT_TRUE(ersetzeDatei(pfad, alt).gelungen());
   Bytes da(200);
   EXPECT_EQ(::read(enden[1], da.data(), da.size()), 100);
   da.resize(100);
@@ -275,7 +276,7 @@ TEST_F(ErsetzeDatei, AFullNonBlockingPipeIsWaitedFor) {
       gelesen.insert(gelesen.end(), platz.begin(), platz.begin() + n);
     }
   });
-  EXPECT_FALSE(ersetzeDatei("/dev/fd/" + std::to_string(enden[1]), viel));
+  EXPECT_TRUE(ersetzeDatei("/dev/fd/" + std::to_string(enden[1]), viel).gelungen());
   leser.join();
   EXPECT_EQ(gelesen, viel);
   ::close(enden[0]);
@@ -288,14 +289,14 @@ TEST_F(ErsetzeDatei, WhatCannotBeAFileIsAnError) {
                                                 {"", ENOENT},
                                                 {ordner / std::string(256, 'x'), ENAMETOOLONG}};
   for (const auto& [ziel, nummer] : faelle) {
-    const auto fehler = ersetzeDatei(ziel, neu);
-    ASSERT_TRUE(fehler) << ziel;
-    EXPECT_EQ(fehler->code, nummer) << ziel;
+    const Ergebnis ergebnis = ersetzeDatei(ziel, neu);
+    ASSERT_TRUE(ergebnis.gescheitert()) << ziel;
+    EXPECT_EQ(ergebnis.fehler().code, nummer) << ziel;
   }
   legeAn(pfad, alt);
-  const auto fehler = ersetzeDatei(pfad + "/b.wav", neu);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, ENOTDIR);
+  const Ergebnis ergebnis = ersetzeDatei(pfad + "/b.wav", neu);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ENOTDIR);
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
 }
 
@@ -319,29 +320,29 @@ TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
 TEST(ErzeugeOrdner, CreatesTheWholeWay) {
   const TempOrdner ordner;
   for (const char* pfad : {"/a/b/c", "/d//e/", "/a/b"}) {
-    EXPECT_FALSE(erzeugeOrdner(ordner.pfad() + pfad)) << pfad;
+    EXPECT_TRUE(erzeugeOrdner(ordner.pfad() + pfad).gelungen()) << pfad;
     EXPECT_TRUE(std::filesystem::is_directory(ordner.pfad() + pfad)) << pfad;
   }
-  EXPECT_FALSE(erzeugeOrdner("/"));
-  EXPECT_FALSE(erzeugeOrdner("."));
+  EXPECT_TRUE(erzeugeOrdner("/").gelungen());
+  EXPECT_TRUE(erzeugeOrdner(".").gelungen());
 }
 
 TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
   const TempOrdner ordner;
   legeAn(ordner / "datei", {1});
-  auto fehler = erzeugeOrdner(ordner / "datei");
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EEXIST);
-  fehler = erzeugeOrdner(ordner / "datei/sub");
-  ASSERT_TRUE(fehler);
+  Ergebnis ergebnis = erzeugeOrdner(ordner / "datei");
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EEXIST);
+  ergebnis = erzeugeOrdner(ordner / "datei/sub");
+  ASSERT_TRUE(ergebnis.gescheitert());
   FehlerDateien dateien;
   dateien.scheitere(Ruf::ordnerAnlegen, 1, EROFS);
-  fehler = erzeugeOrdner(ordner / "x/y", dateien);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, EROFS);
-  EXPECT_EQ(fehler->description,
+  ergebnis = erzeugeOrdner(ordner / "x/y", dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EROFS);
+  EXPECT_EQ(ergebnis.fehler().description,
             "Anlegen des Ordners " + (ordner / "x/y") + ": Read-only file system");
-  EXPECT_TRUE(erzeugeOrdner(""));
+  EXPECT_TRUE(erzeugeOrdner("").gescheitert());
 }
 
 TEST(PfadIn, PutsASeparatorOnlyWhereThereIsNone) {

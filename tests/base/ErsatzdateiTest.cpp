@@ -36,12 +36,12 @@ Ergebnis schreibeInStuecken(const std::string& pfad, Dateien& dateien = posixDat
 TEST(ErsatzdateiTest, AppearsOnlyWhenItIsComplete) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a";
-  ASSERT_FALSE(ersetzeDatei(pfad, ALT));
+  ASSERT_TRUE(ersetzeDatei(pfad, ALT).gelungen());
   ASSERT_EQ(::chmod(pfad.c_str(), 0640), 0);
   Ersatzdatei datei(pfad);
   datei.schreibe(NEU);
   EXPECT_EQ(liesDatei(pfad), ALT);
-  EXPECT_FALSE(datei.vollende());
+  EXPECT_TRUE(datei.vollende().gelungen());
   EXPECT_EQ(liesDatei(pfad), NEU);
   EXPECT_EQ(std::filesystem::status(pfad).permissions(), std::filesystem::perms{0640});
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a"});
@@ -58,7 +58,7 @@ TEST(ErsatzdateiTest, LeavesNothingBehindUnlessItIsCompleted) {
 TEST(ErsatzdateiTest, FollowsALinkAndKeepsIt) {
   const TempOrdner ordner;
   std::filesystem::create_symlink("ziel", ordner / "verweis");
-  EXPECT_FALSE(schreibeInStuecken(ordner / "verweis"));
+  EXPECT_TRUE(schreibeInStuecken(ordner / "verweis").gelungen());
   EXPECT_TRUE(std::filesystem::is_symlink(ordner / "verweis"));
   EXPECT_EQ(liesDatei(ordner / "ziel"), NEU);
 }
@@ -69,7 +69,7 @@ TEST(ErsatzdateiTest, APipeGetsTheBytesWhenTheyAreComplete) {
   ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
   std::optional<Bytes> gelesen;
   std::thread leser([&] { gelesen = liesDatei(pfad); });
-  EXPECT_FALSE(schreibeInStuecken(pfad));
+  EXPECT_TRUE(schreibeInStuecken(pfad).gelungen());
   leser.join();
   EXPECT_EQ(gelesen, NEU);
 }
@@ -78,30 +78,30 @@ TEST(ErsatzdateiTest, AnOpenFileNamedByItsNumberIsWrittenTo) {
   const TempOrdner ordner;
   const int handle = ::open((ordner / "a").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_GE(handle, 0);
-  EXPECT_FALSE(schreibeInStuecken("/dev/fd/" + std::to_string(handle)));
+  EXPECT_TRUE(schreibeInStuecken("/dev/fd/" + std::to_string(handle)).gelungen());
   ::close(handle);
   EXPECT_EQ(liesDatei(ordner / "a"), NEU);
 }
 
 TEST(ErsatzdateiTest, AFullDeviceIsAnError) {
   if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
-  const auto fehler = schreibeInStuecken("/dev/full");
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, ENOSPC);
+  const Ergebnis ergebnis = schreibeInStuecken("/dev/full");
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
 }
 
 TEST(ErsatzdateiTest, TheFirstFailureIsReportedAndTheEarlierFileStays) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a";
-  ASSERT_FALSE(ersetzeDatei(pfad, ALT));
+  ASSERT_TRUE(ersetzeDatei(pfad, ALT).gelungen());
   for (const Ruf ruf : {Ruf::verweis, Ruf::zustand, Ruf::oeffnen, Ruf::schreiben, Ruf::schreibenAn,
                         Ruf::schliessen, Ruf::umbenennen}) {
     FehlerDateien dateien;
     dateien.scheitere(ruf, 0, EACCES);
-    const auto fehler = schreibeInStuecken(pfad, dateien);
-    ASSERT_TRUE(fehler);
-    EXPECT_EQ(fehler->code, EACCES);
-    EXPECT_EQ(fehler->description.rfind("Schreiben nach " + pfad, 0), 0U);
+    const Ergebnis ergebnis = schreibeInStuecken(pfad, dateien);
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().code, EACCES);
+    EXPECT_EQ(ergebnis.fehler().description.rfind("Schreiben nach " + pfad, 0), 0U);
     EXPECT_EQ(liesDatei(pfad), ALT);
     EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a"});
   }

@@ -42,8 +42,8 @@ class Durchreiche final : public AudioConverterFactory {
 };
 
 struct Quelle {
-  Ergebnis startFehler;
-  Ergebnis stoppFehler;
+  Ergebnis startErgebnis;
+  Ergebnis stoppErgebnis;
   AudioInputListener* hoerer = nullptr;
   int gestoppt = 0;
 };
@@ -52,12 +52,12 @@ class Eingang final : public AudioInput {
  public:
   explicit Eingang(Quelle& quelle) : quelle_(quelle) {}
   Ergebnis start(AudioInputListener& hoerer) override {
-    if (!quelle_.startFehler) quelle_.hoerer = &hoerer;
-    return quelle_.startFehler;
+    if (quelle_.startErgebnis.gelungen()) quelle_.hoerer = &hoerer;
+    return quelle_.startErgebnis;
   }
   Ergebnis stop() override {
     ++quelle_.gestoppt;
-    return quelle_.stoppFehler;
+    return quelle_.stoppErgebnis;
   }
 
  private:
@@ -85,7 +85,7 @@ class MicCaptureTest : public CaptureTest {
 };
 
 TEST_F(MicCaptureTest, BlocksArriveOnTheTimelineAlsoEmptyOnes) {
-  ASSERT_FALSE(mic.start());
+  ASSERT_TRUE(mic.start().gelungen());
   EXPECT_EQ(faenger.fehler(), "[hallkorb] Mikrofon-Capture gestartet\n");
   block(160, 100.01);
   block(160, 100.0);  // wholly an overlap
@@ -94,7 +94,7 @@ TEST_F(MicCaptureTest, BlocksArriveOnTheTimelineAlsoEmptyOnes) {
 }
 
 TEST_F(MicCaptureTest, ABlockWithoutATimeMovesTheExpectationOn) {
-  ASSERT_FALSE(mic.start());
+  ASSERT_TRUE(mic.start().gelungen());
   block(160, 100.0);
   block(160, std::nullopt);
   block(160, 100.02);
@@ -103,7 +103,7 @@ TEST_F(MicCaptureTest, ABlockWithoutATimeMovesTheExpectationOn) {
 }
 
 TEST_F(MicCaptureTest, ABlockThatCannotBeConvertedIsAHoleForTheTimeline) {
-  ASSERT_FALSE(mic.start());
+  ASSERT_TRUE(mic.start().gelungen());
   block(160, 100.0);
   konverter.kaputt = true;
   block(160, 100.01);
@@ -116,13 +116,13 @@ TEST_F(MicCaptureTest, ABlockThatCannotBeConvertedIsAHoleForTheTimeline) {
 }
 
 TEST_F(MicCaptureTest, AFailedStartIsTheCallersToReport) {
-  quelle.startFehler = Fehler{"probe", 3, "kein Mikrofon"};
-  EXPECT_EQ(mic.start(), quelle.startFehler);
+  quelle.startErgebnis = Fehler{"probe", 3, "kein Mikrofon"};
+  EXPECT_EQ(mic.start(), quelle.startErgebnis);
   EXPECT_EQ(faenger.fehler(), "");
 }
 
 TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
-  ASSERT_FALSE(mic.start());
+  ASSERT_TRUE(mic.start().gelungen());
   quelle.hoerer->unterbrochen({"probe", 1, "abgezogen"});
   quelle.hoerer->fortgesetzt();
   quelle.hoerer->verloren(7);
@@ -136,7 +136,7 @@ TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
 TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {
   {
     MicCapture mic(16000.0, zeit, merke, std::make_unique<Eingang>(quelle), konverter);
-    ASSERT_FALSE(mic.start());
+    ASSERT_TRUE(mic.start().gelungen());
   }
   EXPECT_EQ(quelle.gestoppt, 1);
 }
@@ -147,7 +147,7 @@ class SystemAudioCaptureTest : public CaptureTest {
 };
 
 TEST_F(SystemAudioCaptureTest, BlocksArriveOnceAReceiverIsSet) {
-  ASSERT_FALSE(sys.start());
+  ASSERT_TRUE(sys.start().gelungen());
   EXPECT_EQ(faenger.fehler(), "[hallkorb] System-Audio-Capture gestartet\n");
   block(160, 100.0);
   EXPECT_TRUE(bloecke.empty());
@@ -158,21 +158,21 @@ TEST_F(SystemAudioCaptureTest, BlocksArriveOnceAReceiverIsSet) {
 }
 
 TEST_F(SystemAudioCaptureTest, AMissingDisplayIsPassedUp) {
-  quelle.startFehler = Fehler{"hallkorb", 1, "kein Display gefunden"};
-  EXPECT_EQ(sys.start(), quelle.startFehler);
+  quelle.startErgebnis = Fehler{"hallkorb", 1, "kein Display gefunden"};
+  EXPECT_EQ(sys.start(), quelle.startErgebnis);
   EXPECT_EQ(quelle.hoerer, nullptr);
   EXPECT_EQ(faenger.fehler(), "");
 }
 
 TEST_F(SystemAudioCaptureTest, WhatThePlatformSaysToTheStopIsPassedUp) {
-  ASSERT_FALSE(sys.start());
-  EXPECT_EQ(sys.stop(), std::nullopt);
-  quelle.stoppFehler = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
-  EXPECT_EQ(sys.stop(), quelle.stoppFehler);
+  ASSERT_TRUE(sys.start().gelungen());
+  EXPECT_EQ(sys.stop(), Ergebnis());
+  quelle.stoppErgebnis = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
+  EXPECT_EQ(sys.stop(), quelle.stoppErgebnis);
 }
 
 TEST_F(SystemAudioCaptureTest, AStreamThatTheServiceEndsIsTold) {
-  ASSERT_FALSE(sys.start());
+  ASSERT_TRUE(sys.start().gelungen());
   quelle.hoerer->unterbrochen({"probe", 1, "Dienst beendet"});
   quelle.hoerer->fortgesetzt();
   EXPECT_EQ(faenger.fehler(),

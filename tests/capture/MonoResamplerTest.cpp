@@ -43,7 +43,7 @@ class Fabrik final : public AudioConverterFactory {
 
   int versuche = 0;
   bool ohneKonverter = false;
-  Ergebnis fehler;
+  std::optional<Fehler> fehler;
   bool verliert = false;
   std::vector<PcmFormat> gemacht;
   double zielrate = 0;

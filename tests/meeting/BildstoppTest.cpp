@@ -223,10 +223,10 @@ void wuerfle(sim::Bildschirm& schirm, std::uint64_t saat) {
     schirm.windows.back().breite = 400.0 + static_cast<double>(z() % 1000);
   }
   const Fehler fehler{"sim", 7, "Fehler"};
-  schirm.inventarFehler = z() % 8 == 0 ? Ergebnis(fehler) : std::nullopt;
-  schirm.startFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
-  schirm.wechselFehler = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
-  schirm.endeNachStart = z() % 6 == 0 ? Ergebnis(fehler) : std::nullopt;
+  schirm.inventarFehler = z() % 8 == 0 ? std::optional(fehler) : std::nullopt;
+  schirm.startFehler = z() % 6 == 0 ? std::optional(fehler) : std::nullopt;
+  schirm.wechselFehler = z() % 6 == 0 ? std::optional(fehler) : std::nullopt;
+  schirm.endeNachStart = z() % 6 == 0 ? std::optional(fehler) : std::nullopt;
   schirm.schreiberBereit = z() % 5 != 0;
   schirm.inventarDauer = static_cast<double>(z() % 3) * 0.25;
   schirm.startDauer = static_cast<double>(z() % 3) * 0.25;

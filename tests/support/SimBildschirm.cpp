@@ -35,23 +35,23 @@ class Bildschirm::Strom final : public WindowStream {
     schirm_.aufrufe.push_back("start " + std::to_string(id));
     dauere(schirm_.startDauer);
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
-    if (schirm_.startFehler) return schirm_.startFehler;
+    if (schirm_.startFehler) return *schirm_.startFehler;
     id_ = id;
     faden_ = welt_.starte([this, &hoerer] { laufe(hoerer); });
     schirm_.stroeme_.push_back(this);
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
-    if (const Ergebnis ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
-    return std::nullopt;
+    if (const auto ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
+    return {};
   }
 
   Ergebnis wechsle(std::uint32_t id) override {
     schirm_.aufrufe.push_back("wechsle " + std::to_string(id));
     dauere(schirm_.wechselDauer);
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
-    if (schirm_.wechselFehler) return schirm_.wechselFehler;
+    if (schirm_.wechselFehler) return *schirm_.wechselFehler;
     id_ = id;
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
-    return std::nullopt;
+    return {};
   }
 
   void stop() override {
@@ -126,9 +126,9 @@ class Bildschirm::Aufnahme final : public ScreenCapture {
     const double bis = welt.jetzt() + schirm_.inventarDauer;
     welt.am(bis, [] {});
     welt.warteBis([&] { return welt.jetzt() >= bis; });
-    if (schirm_.inventarFehler) return schirm_.inventarFehler;
+    if (schirm_.inventarFehler) return *schirm_.inventarFehler;
     content.windows = schirm_.windows;
-    return std::nullopt;
+    return {};
   }
 
   std::unique_ptr<WindowStream> stream(const StreamKonfiguration& konfiguration) override {
@@ -165,7 +165,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
     film().ende = ende - NULLZEIT;
     return schirm_.schreiberSchliesst;
   }
-  Ergebnis fehler() const override { return schirm_.schreiberFehler; }
+  std::optional<Fehler> fehler() const override { return schirm_.schreiberFehler; }
 
  private:
   Film& film() { return schirm_.filme[film_]; }

@@ -35,27 +35,27 @@ class Bildschirm {
   std::vector<ScreenWindow> windows;
 
   // How the screen behaves.
-  Ergebnis inventarFehler;
+  std::optional<Fehler> inventarFehler;
   double inventarDauer = 0.0;  // seconds that a snapshot takes
-  Ergebnis startFehler;
+  std::optional<Fehler> startFehler;
   double startDauer = 0.0;
-  bool startHaengt = false;  // a stop does not cancel a start or a switch
-  Ergebnis endeNachStart;    // the service ends the next stream as soon as it runs
-  Ergebnis wechselFehler;
+  bool startHaengt = false;             // a stop does not cancel a start or a switch
+  std::optional<Fehler> endeNachStart;  // the service ends the next stream as soon as it runs
+  std::optional<Fehler> wechselFehler;
   double wechselDauer = 0.0;
   double stopDauer = 0.0;
   bool bildNachStart = true;  // a picture follows each start and switch
   double bildVerzug = 0.0;    // seconds from reading a picture to its delivery
 
   // How the writer behaves.
-  Ergebnis schreiberFehlt;
+  std::optional<Fehler> schreiberFehlt;
   bool schreiberStartet = true;
   bool schreiberSchreibt = true;
   bool schreiberBereit = true;
   bool schreiberNimmt = true;
-  Ergebnis schreiberScheitert;  // it fails with this when it is given a picture
+  std::optional<Fehler> schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
-  Ergebnis schreiberFehler;
+  std::optional<Fehler> schreiberFehler;
 
   // What was called: snapshots are counted, stream calls are listed ("start 4", "wechsle 5",
   // "stop").

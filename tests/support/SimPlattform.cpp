@@ -142,7 +142,7 @@ class SimPlattform::SimSchlaf final : public Schlaf {
 class SimPlattform::SimInput final : public AudioInput {
  public:
   SimInput(SimPlattform& welt, Geraet geraet) : welt_(welt), geraet_(std::move(geraet)) {}
-  ~SimInput() override { stop(); }
+  ~SimInput() override { static_cast<void>(stop()); }
 
   Ergebnis start(AudioInputListener& hoerer) override {
     const double bereit = welt_.jetzt_ + geraet_.startDauer;
@@ -150,17 +150,17 @@ class SimPlattform::SimInput final : public AudioInput {
     welt_.warteBis(
         [this, bereit] { return gestoppt_ || (!geraet_.startHaengt && welt_.jetzt_ >= bereit); });
     if (gestoppt_) return Fehler{"sim", 89, "abgebrochen"};
-    if (geraet_.startFehler) return geraet_.startFehler;
+    if (geraet_.startFehler) return *geraet_.startFehler;
     for (const auto& schritt : geraet_.schritte)
       welt_.am(schritt.zeit, [] {});
     faden_ = welt_.neuerFaden([this, &hoerer, ab = welt_.jetzt_] { spiele(hoerer, ab); });
-    return std::nullopt;
+    return {};
   }
 
   Ergebnis stop() override {
     gestoppt_ = true;
     if (faden_) welt_.sammleEin(*faden_);
-    return geraet_.stoppFehler;
+    return geraet_.stoppFehler ? Ergebnis(*geraet_.stoppFehler) : Ergebnis();
   }
 
  private:

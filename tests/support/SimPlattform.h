@@ -38,10 +38,10 @@ inline constexpr double NULLZEIT = 5000.0;
 
 // What a scripted device does, in seconds after time zero of the simulation.
 struct Geraet {
-  Ergebnis stoppFehler;      // stop() returns this
-  Ergebnis startFehler;      // start() fails with this
-  double startDauer = 0.02;  // seconds that start() takes
-  bool startHaengt = false;  // start() waits for ever, until stop() cancels it
+  std::optional<Fehler> stoppFehler;  // stop() returns this
+  std::optional<Fehler> startFehler;  // start() fails with this
+  double startDauer = 0.02;           // seconds that start() takes
+  bool startHaengt = false;           // start() waits for ever, until stop() cancels it
   struct Schritt {
     double zeit = 0.0;                                  // when it reaches the capture's thread
     std::function<void(AudioInputListener&)> handlung;  //

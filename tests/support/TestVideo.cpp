@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
   const int anzahl = std::atoi(argv[3]);
   LinuxHostClock uhr;
   setzeHostClock(uhr);
-  if (ladeLibav()) return 2;
+  if (ladeLibav().gescheitert()) return 2;
   H264Schreiber schreiber(argv[1], {1280, 800, 1'400'000, 30, 15.0});
   Testbild bild(640, 400, 0x2060A0);
   const double basis = hostSekunden();

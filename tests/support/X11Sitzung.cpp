@@ -79,8 +79,9 @@ std::unique_ptr<Fensterprogramm> X11Sitzung::fenster(std::vector<std::string> op
 
 ScreenContent X11Sitzung::inventar() const {
   ScreenContent content;
-  if (const auto fehler = X11ScreenCapture(display_).inventar(content)) {
-    throw std::runtime_error(fehler->gedruckt());
+  if (const Ergebnis ergebnis = X11ScreenCapture(display_).inventar(content);
+      ergebnis.gescheitert()) {
+    throw std::runtime_error(ergebnis.fehler().gedruckt());
   }
   return content;
 }
@@ -102,7 +103,7 @@ bool X11Sitzung::warteAuf(std::uint32_t id,
 
 void X11Sitzung::setzeZeiger(int x, int y) const {
   X11Verbindung verbindung(display_);
-  if (verbindung.oeffne()) throw std::runtime_error("no X server");
+  if (verbindung.oeffne().gescheitert()) throw std::runtime_error("no X server");
   xcb_connection_t* c = verbindung.get();
   xcb_warp_pointer(c, XCB_NONE, verbindung.schirm().root, 0, 0, 0, 0, static_cast<std::int16_t>(x),
                    static_cast<std::int16_t>(y));
@@ -117,7 +118,7 @@ void X11Sitzung::beendeVerwalter() {
 
 bool X11Sitzung::verwalterDa() const {
   X11Verbindung verbindung(display_);
-  if (verbindung.oeffne()) return false;
+  if (verbindung.oeffne().gescheitert()) return false;
   const X11Atome atome(verbindung.get());
   X11Eigenschaft liste(verbindung.get(), verbindung.schirm().root,
                        atome[X11Name::NET_SUPPORTING_WM_CHECK]);
@@ -127,7 +128,7 @@ bool X11Sitzung::verwalterDa() const {
 
 bool X11Sitzung::fensterWerdenVerwaltet() const {
   X11Verbindung verbindung(display_);
-  if (verbindung.oeffne()) return false;
+  if (verbindung.oeffne().gescheitert()) return false;
   xcb_connection_t* c = verbindung.get();
   const X11Antwort<xcb_get_window_attributes_reply_t> wurzel(xcb_get_window_attributes_reply(
       c, xcb_get_window_attributes(c, verbindung.schirm().root), nullptr));

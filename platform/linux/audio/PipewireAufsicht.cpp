@@ -231,7 +231,7 @@ void PipewireAufsicht::melde() {
       grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten")));
 }
 
-Ergebnis PipewireAufsicht::startFehler() const {
+std::optional<Fehler> PipewireAufsicht::startFehler() const {
   const auto dauer = Uhr::now() - anfang_;
   const bool gescheitert =
       !verbindung_ || dauer >= START_OHNE_BLOCK || (dauer >= START_OHNE_GERAET && !stromZiel_);

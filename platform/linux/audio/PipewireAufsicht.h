@@ -43,7 +43,7 @@ class PipewireAufsicht {
   // Whether a block has been handed over.
   [[nodiscard]] bool begonnen() const { return begonnen_; }
   // Why the start has failed, once it has.
-  [[nodiscard]] Ergebnis startFehler() const;
+  [[nodiscard]] std::optional<Fehler> startFehler() const;
   // Ends the capture and hands over what has been captured so far.
   void ende();
 

@@ -23,22 +23,23 @@ Fehler abgebrochen() {
 PipewireInput::PipewireInput(PipewireQuelle quelle) : quelle_(quelle) {}
 
 PipewireInput::~PipewireInput() {
-  PipewireInput::stop();
+  static_cast<void>(PipewireInput::stop());
 }
 
 Ergebnis PipewireInput::start(AudioInputListener& listener) {
   std::promise<Ergebnis> versprechen;
-  std::future<Ergebnis> ergebnis = versprechen.get_future();
+  std::future<Ergebnis> antwort = versprechen.get_future();
   {
     const std::lock_guard halter(threadLock_);
     if (stopp_ || thread_.joinable()) return abgebrochen();
-    if (auto fehler = ladeSwresample()) return fehler;  // nothing could be converted
+    if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
+      return ergebnis;  // nothing could be converted
     thread_ = std::thread(
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
   }
-  Ergebnis fehler = ergebnis.get();
-  if (fehler) stop();
-  return fehler;
+  Ergebnis ergebnis = antwort.get();
+  if (ergebnis.gescheitert()) static_cast<void>(stop());
+  return ergebnis;
 }
 
 // The server is not asked, so it has nothing to say.
@@ -47,7 +48,7 @@ Ergebnis PipewireInput::stop() {
   wecker_.wecke();
   const std::lock_guard halter(threadLock_);
   if (thread_.joinable()) thread_.join();
-  return std::nullopt;
+  return {};
 }
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
@@ -60,11 +61,11 @@ void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> e
     aufsicht.schritt();
     if (!gestartet && aufsicht.begonnen()) {
       gestartet = true;
-      ergebnis.set_value(std::nullopt);
+      ergebnis.set_value({});
     }
     if (!gestartet) {
       if (auto fehler = aufsicht.startFehler()) {
-        ergebnis.set_value(std::move(fehler));
+        ergebnis.set_value(*std::move(fehler));
         return;
       }
     }

@@ -43,10 +43,12 @@ PipewireVerbindung::PipewireVerbindung(std::function<void()> geaendert)
 
 std::variant<std::unique_ptr<PipewireVerbindung>, Fehler> PipewireVerbindung::neu(
     std::function<void()> geaendert) {
-  if (auto fehler = ladePipewire()) return *std::move(fehler);
+  if (Ergebnis ergebnis = ladePipewire(); ergebnis.gescheitert())
+    return std::move(ergebnis).fehler();
   bereitePipewire();
   std::unique_ptr<PipewireVerbindung> verbindung(new PipewireVerbindung(std::move(geaendert)));
-  if (auto fehler = verbindung->verbinde()) return *std::move(fehler);
+  if (Ergebnis ergebnis = verbindung->verbinde(); ergebnis.gescheitert())
+    return std::move(ergebnis).fehler();
   return verbindung;
 }
 
@@ -71,7 +73,7 @@ Ergebnis PipewireVerbindung::verbinde() {
   if (pw_thread_loop_start(loop_.get()) < 0) {
     return Fehler::ausErrno(errno, "PipeWire konnte nicht vorbereitet werden");
   }
-  return std::nullopt;
+  return {};
 }
 
 PipewireVerbindung::~PipewireVerbindung() {

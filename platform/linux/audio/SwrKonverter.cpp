@@ -103,7 +103,7 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   const auto phasenLog2 = phasen(*verhaeltnis);
   if (!phasenLog2) return nullptr;
 
-  if (ladeSwresample()) return nullptr;
+  if (ladeSwresample().gescheitert()) return nullptr;
   av_log_set_level(AV_LOG_QUIET);  // standard error belongs to our own lines
   Swr swr(swr_alloc());
   if (!swr) return nullptr;

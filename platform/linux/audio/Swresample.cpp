@@ -8,7 +8,7 @@ HALLKORB_SWRESAMPLE(HALLKORB_DEFINIERE)
 
 Ergebnis ladeSwresample() {
   static const Ergebnis ergebnis = []() -> Ergebnis {
-    if (auto fehler = ladeAvutil()) return fehler;
+    if (Ergebnis avutil = ladeAvutil(); avutil.gescheitert()) return avutil;
     Bibliothek bibliothek("libswresample.so." + std::to_string(LIBSWRESAMPLE_VERSION_MAJOR));
     HALLKORB_SWRESAMPLE(HALLKORB_FINDE)
     return bibliothek.ergebnis("swresample");

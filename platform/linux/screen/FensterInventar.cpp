@@ -318,7 +318,8 @@ Ergebnis liesFenster(const X11Verbindung& verbindung, ScreenContent& content) {
     if (auto fenster = anfrage.lies(aktueller)) content.windows.push_back(std::move(*fenster));
   }
   ergaenzeAnwendungen(c, content);
-  return verbindung.verloren();
+  if (auto verloren = verbindung.verloren()) return *std::move(verloren);
+  return {};
 }
 
 }  // namespace hallkorb

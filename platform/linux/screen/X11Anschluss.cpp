@@ -52,7 +52,7 @@ Ergebnis zerlege(const std::string& display, Ziel& ziel) {
   }
   ziel.rechner = rechner;
   std::free(rechner);
-  return std::nullopt;
+  return {};
 }
 
 bool warteAuf(int fd, short ereignis, Uhr::time_point ende) {
@@ -173,7 +173,7 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
     return fehler(ETIMEDOUT, "der X-Server " + ziel.name + " antwortet nicht");
   }
   constexpr std::uint8_t WILLKOMMEN = 1;
-  if (antwort.status == WILLKOMMEN) return std::nullopt;
+  if (antwort.status == WILLKOMMEN) return {};
   std::string grund(antwort.reason_len, '\0');
   if (!liesGenau(fd, grund.data(), grund.size(), ende)) grund.clear();
   while (!grund.empty() && (grund.back() == '\n' || grund.back() == '\0'))
@@ -184,18 +184,19 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
 }  // namespace
 
 Ergebnis verbindeX11(const std::string& display, X11Anschluss& anschluss) {
-  if (auto grund = ladeXcb()) return grund;
+  if (Ergebnis ergebnis = ladeXcb(); ergebnis.gescheitert()) return ergebnis;
   const auto ende = Uhr::now() + FRIST;
   Ziel ziel;
-  if (auto grund = zerlege(display, ziel)) return grund;
+  if (Ergebnis ergebnis = zerlege(display, ziel); ergebnis.gescheitert()) return ergebnis;
   anschluss.schirm = ziel.schirm;
   anschluss.cookie = leseCookie(ziel.nummer);
   const Deskriptor probe = verbindeZu(ziel, ende);
   if (probe.fd() < 0) return fehler(errno, "kein X-Server antwortet auf " + ziel.name);
-  if (auto grund = gruesse(probe.fd(), ziel, anschluss.cookie, ende)) return grund;
+  if (Ergebnis ergebnis = gruesse(probe.fd(), ziel, anschluss.cookie, ende); ergebnis.gescheitert())
+    return ergebnis;
   anschluss.socket = verbindeZu(ziel, ende);
   if (anschluss.socket.fd() < 0) return fehler(errno, "kein X-Server antwortet auf " + ziel.name);
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace hallkorb

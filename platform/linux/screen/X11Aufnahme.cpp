@@ -55,7 +55,7 @@ Ergebnis X11Aufnahme::beginne() {
   const X11Antwort<xcb_xfixes_query_version_reply_t> xfixes(
       xcb_xfixes_query_version_reply(c, xfixesFrage, nullptr));
   const X11Antwort<xcb_intern_atom_reply_t> titel(xcb_intern_atom_reply(c, titelFrage, nullptr));
-  if (auto fehler = verbindung_.verloren()) return fehler;
+  if (auto fehler = verbindung_.verloren()) return *fehler;
   if (titel) titelName_ = titel->atom;
   if (!composite || (composite->major_version == 0 && composite->minor_version < 2)) {
     return fehlt("Composite 0.2");
@@ -64,7 +64,7 @@ Ergebnis X11Aufnahme::beginne() {
   if (!xfixes) return fehlt("XFIXES");
   speicher_.emplace(verbindung_, mitSegment_);
   if (mitZeiger_) zeiger_.emplace(verbindung_);
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
@@ -79,7 +79,7 @@ Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
     titelNeu_ = false;
   }
   gezeichnet_.reset();
-  return std::nullopt;
+  return {};
 }
 
 bool X11Aufnahme::titelGeaendert() {

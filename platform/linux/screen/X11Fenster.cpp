@@ -57,8 +57,8 @@ bool istBgr(const xcb_setup_t* setup, xcb_visualid_t visualId, std::uint8_t tief
 std::unique_ptr<X11Fenster> X11Fenster::neu(const X11Verbindung& verbindung, xcb_window_t id,
                                             Fehler& fehler) {
   std::unique_ptr<X11Fenster> fenster(new X11Fenster(verbindung, id));
-  if (auto grund = fenster->beginne()) {
-    fehler = std::move(*grund);
+  if (Ergebnis ergebnis = fenster->beginne(); ergebnis.gescheitert()) {
+    fehler = std::move(ergebnis).fehler();
     return nullptr;
   }
   return fenster;
@@ -94,7 +94,7 @@ Ergebnis X11Fenster::beginne() {
   Ergebnis ergebnis;
   for (const xcb_void_cookie_t frage : fragen) {
     const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, frage));
-    if (fehler && !ergebnis) {
+    if (fehler && ergebnis.gelungen()) {
       ergebnis = Fehler{"x11", fehler->error_code,
                         "das Fenster " + std::to_string(id_) + " kann nicht aufgenommen werden"};
     }
@@ -103,8 +103,8 @@ Ergebnis X11Fenster::beginne() {
       xcb_get_window_attributes_reply(c, attributFrage, nullptr));
   const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, masseFrage, nullptr));
   const X11Antwort<xcb_intern_atom_reply_t> name(xcb_intern_atom_reply(c, namensFrage, nullptr));
-  if (auto fehler = verbindung_.verloren()) return fehler;
-  if (ergebnis) return ergebnis;
+  if (const auto verloren = verbindung_.verloren()) return *verloren;
+  if (ergebnis.gescheitert()) return ergebnis;
   if (name) schattenName_ = name->atom;
   if (!attribute || !masse) {
     return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
@@ -116,7 +116,7 @@ Ergebnis X11Fenster::beginne() {
   breite_ = masse->width;
   hoehe_ = masse->height;
   siehNach();
-  return std::nullopt;
+  return {};
 }
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {

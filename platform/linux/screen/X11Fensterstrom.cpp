@@ -58,7 +58,7 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
     }
     ergebnis = warteAufAntwort(halter);
   }
-  if (ergebnis) stop();
+  if (ergebnis.gescheitert()) stop();
   return ergebnis;
 }
 
@@ -100,37 +100,37 @@ void X11Fensterstrom::laufe(WindowStreamListener& listener) {
   {
     const std::lock_guard halter(lock_);
     zuEnde_ = true;
-    melden = ende && !stopp_;
+    melden = ende.gescheitert() && !stopp_;
   }
   geantwortet_.notify_all();
-  if (melden) listener.gestoppt(*ende);
+  if (melden) listener.gestoppt(ende.fehler());
 }
 
 Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
   X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_);
-  Ergebnis fehler = verbindung_.oeffne();
-  if (!fehler) fehler = aufnahme.beginne();
-  if (fehler) {
-    antworte(fehler);
-    return std::nullopt;
+  Ergebnis bereit = verbindung_.oeffne();
+  if (bereit.gelungen()) bereit = aufnahme.beginne();
+  if (bereit.gescheitert()) {
+    antworte(bereit);
+    return {};
   }
   bool gestartet = false;
   while (!gestoppt()) {
     if (const auto id = auftrag()) {
       const Ergebnis ergebnis = aufnahme.waehle(*id);
       const bool angenommen = antworte(ergebnis);
-      gestartet = gestartet || (angenommen && !ergebnis);
-      if (!gestartet) return std::nullopt;
+      gestartet = gestartet || (angenommen && ergebnis.gelungen());
+      if (!gestartet) return {};
     }
     if (aufnahme.titelGeaendert()) listener.titelGeaendert();
     if (const auto bild = aufnahme.schritt()) {
       listener.bild(*bild);
       continue;  // libxcb may hold events that came with the picture
     }
-    if (auto verloren = verbindung_.verloren()) return verloren;
+    if (auto verloren = verbindung_.verloren()) return *std::move(verloren);
     warte(verbindung_.get(), wecker_, aufnahme.naechster());
   }
-  return std::nullopt;
+  return {};
 }
 
 std::optional<std::uint32_t> X11Fensterstrom::auftrag() {

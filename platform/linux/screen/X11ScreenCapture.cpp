@@ -20,7 +20,7 @@ X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg)
 Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
   X11Verbindung verbindung(display_);
   const X11Frist frist(verbindung, FRIST);
-  if (auto fehler = verbindung.oeffne()) return fehler;
+  if (Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) return ergebnis;
   return liesFenster(verbindung, content);
 }
 

@@ -19,7 +19,7 @@ X11Verbindung::~X11Verbindung() {
 
 Ergebnis X11Verbindung::oeffne() {
   X11Anschluss anschluss;
-  if (auto fehler = verbindeX11(display_, anschluss)) return fehler;
+  if (Ergebnis ergebnis = verbindeX11(display_, anschluss); ergebnis.gescheitert()) return ergebnis;
   const int fd = ::fcntl(anschluss.socket.fd(), F_DUPFD_CLOEXEC, 0);
   if (fd < 0) return Fehler::ausErrno(errno, "X11-Verbindung");
   {
@@ -31,12 +31,12 @@ Ergebnis X11Verbindung::oeffne() {
   xcb_auth_info_t ausweis{static_cast<int>(verfahren.size()), verfahren.data(),
                           static_cast<int>(anschluss.cookie.size()), anschluss.cookie.data()};
   verbindung_ = xcb_connect_to_fd(fd, anschluss.cookie.empty() ? nullptr : &ausweis);
-  if (auto fehler = verloren()) return fehler;
+  if (auto fehler = verloren()) return *std::move(fehler);
   auto schirme = xcb_setup_roots_iterator(xcb_get_setup(verbindung_));
   for (int i = 0; i < anschluss.schirm && schirme.rem > 1; ++i)
     xcb_screen_next(&schirme);
   schirm_ = schirme.data;
-  return std::nullopt;
+  return {};
 }
 
 void X11Verbindung::brichAb() {
@@ -45,7 +45,7 @@ void X11Verbindung::brichAb() {
   if (socket_.fd() >= 0) ::shutdown(socket_.fd(), SHUT_RDWR);
 }
 
-Ergebnis X11Verbindung::verloren() const {
+std::optional<Fehler> X11Verbindung::verloren() const {
   const int grund = xcb_connection_has_error(verbindung_);
   if (grund == 0) return std::nullopt;
   return Fehler{"x11", grund, "die Verbindung zum X-Server ist weg"};

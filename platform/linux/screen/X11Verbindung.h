@@ -45,7 +45,7 @@ class X11Verbindung {
   // From now on nothing on this connection succeeds or waits any more.
   void brichAb();
   // What has ended the connection; absent while it lives. After oeffne().
-  [[nodiscard]] Ergebnis verloren() const;
+  [[nodiscard]] std::optional<Fehler> verloren() const;
 
   // After oeffne() has succeeded.
   [[nodiscard]] xcb_connection_t* get() const { return verbindung_; }

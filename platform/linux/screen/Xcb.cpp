@@ -17,44 +17,44 @@ Ergebnis lade() {
   {
     Bibliothek bibliothek("libxcb.so.1");
     HALLKORB_XCB(HALLKORB_FINDE)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libxcb-composite.so.0");
     HALLKORB_XCB_COMPOSITE(HALLKORB_FINDE)
     HALLKORB_FINDE(xcb_composite_id)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libxcb-damage.so.0");
     HALLKORB_XCB_DAMAGE(HALLKORB_FINDE)
     HALLKORB_FINDE(xcb_damage_id)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libxcb-res.so.0");
     HALLKORB_XCB_RES(HALLKORB_FINDE)
     HALLKORB_FINDE(xcb_res_id)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libxcb-shm.so.0");
     HALLKORB_XCB_SHM(HALLKORB_FINDE)
     HALLKORB_FINDE(xcb_shm_id)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libxcb-xfixes.so.0");
     HALLKORB_XCB_XFIXES(HALLKORB_FINDE)
     HALLKORB_FINDE(xcb_xfixes_id)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libXau.so.6");
     HALLKORB_XAU(HALLKORB_FINDE)
-    if (auto fehler = bibliothek.ergebnis("x11")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("x11"); ergebnis.gescheitert()) return ergebnis;
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace

@@ -53,51 +53,51 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   const int code = libav().avformat_write_header(datei_.get(), &wahl);
   av_dict_free(&wahl);
   libav().avio_flush(strom_.get());
-  if (auto fehler = geprueft(code)) return fehler;
+  if (Ergebnis ergebnis = geprueft(code); ergebnis.gescheitert()) return ergebnis;
   gesichert_ = laenge_;
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
   const std::int64_t zeit = paket.pts;
   if (ungesichert()) {
-    if (auto fehler = gibWeiter(zeit - letzte_)) return fehler;
+    if (Ergebnis ergebnis = gibWeiter(zeit - letzte_); ergebnis.gescheitert()) return ergebnis;
   } else if (dauerFeld_) {
-    if (auto fehler = setzeDauer(zeit)) return fehler;
+    if (Ergebnis ergebnis = setzeDauer(zeit); ergebnis.gescheitert()) return ergebnis;
     dauerFeld_.reset();
     // Otherwise the muxer would place the sample at the end of the duration that it was given.
     av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
   }
   libav().av_packet_move_ref(offen_.get(), &paket);
   letzte_ = zeit;
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis FragmentDatei::sichere() {
-  if (!ungesichert()) return std::nullopt;
-  if (auto fehler = beendeFragment()) return fehler;
+  if (!ungesichert()) return {};
+  if (Ergebnis ergebnis = beendeFragment(); ergebnis.gescheitert()) return ergebnis;
   const std::int64_t fragment = laenge_;
-  if (auto fehler = gibWeiter(1)) return fehler;
-  if (auto fehler = beendeFragment()) return fehler;
+  if (Ergebnis ergebnis = gibWeiter(1); ergebnis.gescheitert()) return ergebnis;
+  if (Ergebnis ergebnis = beendeFragment(); ergebnis.gescheitert()) return ergebnis;
   dauerFeld_ = sucheDauerFeld(fragment);
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis FragmentDatei::verlaengere(std::int64_t bis) {
-  return dauerFeld_ ? setzeDauer(bis) : std::nullopt;
+  return dauerFeld_ ? setzeDauer(bis) : Ergebnis();
 }
 
 Ergebnis FragmentDatei::schliesse() {
-  if (!datei_) return std::nullopt;
+  if (!datei_) return {};
   Ergebnis ergebnis;
   if (schreibFehler_ == 0) {
     ergebnis = sichere();
-    if (!ergebnis) ergebnis = geprueft(libav().av_write_trailer(datei_.get()));
+    if (ergebnis.gelungen()) ergebnis = geprueft(libav().av_write_trailer(datei_.get()));
   }
   datei_.reset();
   strom_.reset();
   const int code = fd_.schliesse();
-  if (!ergebnis && code != 0) ergebnis = Fehler::ausErrno(code, WAS);
+  if (ergebnis.gelungen() && code != 0) ergebnis = Fehler::ausErrno(code, WAS);
   return ergebnis;
 }
 
@@ -130,9 +130,9 @@ Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
 Ergebnis FragmentDatei::beendeFragment() {
   const int code = libav().av_write_frame(datei_.get(), nullptr);
   libav().avio_flush(strom_.get());
-  if (auto fehler = geprueft(code)) return fehler;
+  if (Ergebnis ergebnis = geprueft(code); ergebnis.gescheitert()) return ergebnis;
   gesichert_ = laenge_;
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis FragmentDatei::geprueft(int code) {
@@ -142,7 +142,7 @@ Ergebnis FragmentDatei::geprueft(int code) {
     return Fehler::ausErrno(schreibFehler_, WAS);
   }
   if (code < 0) return libavFehler(code, WAS);
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
@@ -156,7 +156,7 @@ Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
       static_cast<ssize_t>(bytes.size())) {
     return Fehler::ausErrno(errno, WAS);
   }
-  return std::nullopt;
+  return {};
 }
 
 // Where the fragment that begins at byte `fragment` holds the duration of its sample; nullopt if it

@@ -49,7 +49,7 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen) {
   }
   const int code = libav().avcodec_open2(&k, codec, nullptr);
   if (code < 0) return libavFehler(code, "H.264-Kodierer");
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
@@ -57,7 +57,7 @@ Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
   int code = libav().avcodec_send_frame(kodierer_.get(), &bild);
   if (code >= 0) code = libav().avcodec_receive_packet(kodierer_.get(), paket);
   if (code < 0) return libavFehler(code, "H.264-Kodierer");
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace hallkorb

@@ -19,7 +19,7 @@ constexpr std::chrono::seconds SICHERUNG{1};
 }  // namespace
 
 Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
-  if (auto fehler = ladeLibav()) return fehler;
+  if (Ergebnis ergebnis = ladeLibav(); ergebnis.gescheitert()) return ergebnis;
   if (!H264Kodierer::vorhanden()) {
     return Fehler{"libav", ENOSYS, "libavcodec hat keinen Kodierer libx264"};
   }
@@ -27,7 +27,7 @@ Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
   if (!gerade || einstellungen.breite < 2 || einstellungen.hoehe < 2) {
     return Fehler{"hallkorb", 3, "Breite und Hoehe des Videos muessen gerade sein"};
   }
-  return std::nullopt;
+  return {};
 }
 
 H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen)
@@ -35,7 +35,7 @@ H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstel
 
 H264Schreiber::~H264Schreiber() {
   beendeThread();
-  [[maybe_unused]] const Ergebnis fehler = datei_.schliesse();
+  [[maybe_unused]] const Ergebnis ergebnis = datei_.schliesse();
 }
 
 bool H264Schreiber::starte(double basis) {
@@ -43,7 +43,7 @@ bool H264Schreiber::starte(double basis) {
   basis_ = basis;
   const Ergebnis ergebnis = beginne();
   melde(ergebnis);
-  if (ergebnis) return false;
+  if (ergebnis.gescheitert()) return false;
   {
     const std::lock_guard halter(lock_);
     laeuft_ = true;
@@ -63,7 +63,7 @@ Ergebnis H264Schreiber::beginne() {
       return libavFehler(code, "Videobild");
     }
   }
-  if (auto fehler = kodierer_.oeffne(einstellungen_)) return fehler;
+  if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_); ergebnis.gescheitert()) return ergebnis;
   ::unlink(umbauPfad(pfad_).c_str());  // what an earlier recording may have left unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
@@ -88,8 +88,8 @@ bool H264Schreiber::haengeAn(const Bild& bild) {
     if (!laeuft_ || fehler_ || wartende_ == WARTEPLAETZE) return false;
     ziel = bilder_[(vorderstes_ + wartende_) % WARTEPLAETZE].get();
   }
-  if (auto fehler = letterbox_.zeichne(*pixel, *ziel)) {
-    melde(fehler);
+  if (Ergebnis ergebnis = letterbox_.zeichne(*pixel, *ziel); ergebnis.gescheitert()) {
+    melde(ergebnis);
     return false;
   }
   ziel->pts = zeit;
@@ -114,7 +114,7 @@ bool H264Schreiber::schliesseAb(double ende) {
   return !fehler();
 }
 
-Ergebnis H264Schreiber::fehler() const {
+std::optional<Fehler> H264Schreiber::fehler() const {
   const std::lock_guard halter(lock_);
   return fehler_;
 }
@@ -147,19 +147,19 @@ void H264Schreiber::laufe() {
 
 Ergebnis H264Schreiber::kodiere(const AVFrame& bild) {
   AVPacket* paket = nullptr;
-  if (auto fehler = kodierer_.kodiere(bild, paket)) return fehler;
+  if (Ergebnis ergebnis = kodierer_.kodiere(bild, paket); ergebnis.gescheitert()) return ergebnis;
   return datei_.schreibe(*paket);
 }
 
 Ergebnis H264Schreiber::sichere(std::int64_t bis) {
-  if (auto fehler = datei_.sichere()) return fehler;
+  if (Ergebnis ergebnis = datei_.sichere(); ergebnis.gescheitert()) return ergebnis;
   return datei_.verlaengere(bis);
 }
 
-void H264Schreiber::melde(const Ergebnis& ergebnis) {
-  if (!ergebnis) return;
+void H264Schreiber::melde(Ergebnis ergebnis) {
+  if (ergebnis.gelungen()) return;
   const std::lock_guard halter(lock_);
-  if (!fehler_) fehler_ = ergebnis;
+  if (!fehler_) fehler_ = std::move(ergebnis).fehler();
 }
 
 void H264Schreiber::beendeThread() {

@@ -46,7 +46,7 @@ class H264Schreiber final : public VideoWriter {
   [[nodiscard]] bool bereit() const override;
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
   [[nodiscard]] bool schliesseAb(double ende) override;
-  [[nodiscard]] Ergebnis fehler() const override;
+  [[nodiscard]] std::optional<Fehler> fehler() const override;
 
  private:
   using Uhr = std::chrono::steady_clock;
@@ -55,7 +55,7 @@ class H264Schreiber final : public VideoWriter {
   void laufe();
   [[nodiscard]] Ergebnis kodiere(const AVFrame& bild);
   [[nodiscard]] Ergebnis sichere(std::int64_t bis);
-  void melde(const Ergebnis& ergebnis);
+  void melde(Ergebnis ergebnis);
   void beendeThread();
   [[nodiscard]] std::int64_t takt(double zeit) const;
 
@@ -79,7 +79,7 @@ class H264Schreiber final : public VideoWriter {
   std::size_t wartende_ = 0;
   bool laeuft_ = false;
   bool zuEnde_ = false;
-  Ergebnis fehler_;
+  std::optional<Fehler> fehler_;
 
   std::thread thread_;
 };

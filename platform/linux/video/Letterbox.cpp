@@ -50,7 +50,7 @@ Lage lageIn(int zielBreite, int zielHoehe, int breite, int hoehe) {
 }
 
 Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
-  if (auto fehler = richteEin(bild, ziel)) return fehler;
+  if (Ergebnis ergebnis = richteEin(bild, ziel); ergebnis.gescheitert()) return ergebnis;
   std::uint8_t* ebenen[4] = {};
   for (int i = 0; i < 3; ++i) {
     const int teiler = i == 0 ? 1 : 2;
@@ -69,30 +69,34 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
                             static_cast<std::size_t>(breite_) * BYTES_JE_PUNKT;
   ende_.resize(zeile * static_cast<std::size_t>(kopierte) + UEBERHANG);
   std::memcpy(ende_.data(), rest, bytes);
-  if (auto fehler = wandle(bild.daten(), zeile, 0, obere, ebenen, ziel)) return fehler;
-  if (auto fehler = wandle(ende_.data(), zeile, obere, kopierte, ebenen, ziel)) return fehler;
+  if (Ergebnis ergebnis = wandle(bild.daten(), zeile, 0, obere, ebenen, ziel);
+      ergebnis.gescheitert())
+    return ergebnis;
+  if (Ergebnis ergebnis = wandle(ende_.data(), zeile, obere, kopierte, ebenen, ziel);
+      ergebnis.gescheitert())
+    return ergebnis;
   // The black last: it covers what was written beyond the rows.
   for (int i = 0; i < 3; ++i) {
     schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, lage_, i == 0 ? 1 : 2,
               i == 0 ? SCHWARZ_HELL : SCHWARZ_FARBE);
   }
-  return std::nullopt;
+  return {};
 }
 
 // Takes the next rows of the picture.
 Ergebnis Letterbox::wandle(const std::uint8_t* daten, std::size_t zeile, int ab, int anzahl,
                            std::uint8_t* const ebenen[], AVFrame& ziel) {
-  if (anzahl == 0) return std::nullopt;
+  if (anzahl == 0) return {};
   const std::uint8_t* quelle[4] = {daten};
   const int quellZeile[4] = {static_cast<int>(zeile)};
   const int code =
       libav().sws_scale(wandler_.get(), quelle, quellZeile, ab, anzahl, ebenen, ziel.linesize);
   if (code < 0) return libavFehler(code, "Bildumwandlung");
-  return std::nullopt;
+  return {};
 }
 
 Ergebnis Letterbox::richteEin(const BgrBild& bild, const AVFrame& ziel) {
-  if (wandler_ && breite_ == bild.breite() && hoehe_ == bild.hoehe()) return std::nullopt;
+  if (wandler_ && breite_ == bild.breite() && hoehe_ == bild.hoehe()) return {};
   breite_ = bild.breite();
   hoehe_ = bild.hoehe();
   lage_ = lageIn(ziel.width, ziel.height, breite_, hoehe_);
@@ -110,7 +114,7 @@ Ergebnis Letterbox::richteEin(const BgrBild& bild, const AVFrame& ziel) {
                   "Bilder von " + std::to_string(breite_) + " x " + std::to_string(hoehe_) +
                       " Punkten koennen nicht umgewandelt werden"};
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace hallkorb

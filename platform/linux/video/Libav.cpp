@@ -12,16 +12,16 @@ LibavRufe rufe;
 
 Ergebnis lade() {
 #define HALLKORB_FINDE_RUF(name) bibliothek.finde(#name, rufe.name);
-  if (auto fehler = ladeAvutil()) return fehler;
+  if (Ergebnis ergebnis = ladeAvutil(); ergebnis.gescheitert()) return ergebnis;
   {
     Bibliothek bibliothek("libavcodec.so." + std::to_string(LIBAVCODEC_VERSION_MAJOR));
     HALLKORB_LIBAVCODEC(HALLKORB_FINDE_RUF)
-    if (auto fehler = bibliothek.ergebnis("libav")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("libav"); ergebnis.gescheitert()) return ergebnis;
   }
   {
     Bibliothek bibliothek("libavformat.so." + std::to_string(LIBAVFORMAT_VERSION_MAJOR));
     HALLKORB_LIBAVFORMAT(HALLKORB_FINDE_RUF)
-    if (auto fehler = bibliothek.ergebnis("libav")) return fehler;
+    if (Ergebnis ergebnis = bibliothek.ergebnis("libav"); ergebnis.gescheitert()) return ergebnis;
   }
   Bibliothek bibliothek("libswscale.so." + std::to_string(LIBSWSCALE_VERSION_MAJOR));
   HALLKORB_LIBSWSCALE(HALLKORB_FINDE_RUF)

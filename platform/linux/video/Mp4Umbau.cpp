@@ -175,7 +175,7 @@ Ergebnis baueUm(const std::string& pfad, std::int64_t ende) {
   } else if (std::rename(neu.c_str(), pfad.c_str()) != 0) {
     ergebnis = Fehler::ausErrno(errno, WAS);
   }
-  if (ergebnis) ::unlink(neu.c_str());
+  if (ergebnis.gescheitert()) ::unlink(neu.c_str());
   return ergebnis;
 }
 

@@ -42,14 +42,14 @@ class AvUmwandlung final : public KonverterAufrufe {
           };
       NSError* error = nil;
       // The error decides, not the status: a dry input, which is the usual one, has several.
-      const Ergebnis ausnahme = ohneAusnahme([&] {
+      const Ergebnis ergebnis = ohneAusnahme([&] {
         static_cast<void>([converter_ convertToBuffer:aus error:&error withInputFromBlock:quelle]);
       });
-      if (ausnahme) return Umwandlung::gescheitert(*ausnahme);
+      if (ergebnis.gescheitert()) return Umwandlung::gescheitert(ergebnis.fehler());
       if (error != nil) return Umwandlung::gescheitert(fehlerAus(error));
-      float* const* ergebnis = aus.floatChannelData;
-      if (ergebnis == nullptr) return Umwandlung::verloren();
-      ausgabe.assign(ergebnis[0], ergebnis[0] + aus.frameLength);
+      float* const* gewandelt = aus.floatChannelData;
+      if (gewandelt == nullptr) return Umwandlung::verloren();
+      ausgabe.assign(gewandelt[0], gewandelt[0] + aus.frameLength);
       return {};
     }
   }
@@ -73,9 +73,9 @@ std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
     AVAudioFormat* eingang = mono(von);
     if (eingang == nil) return nullptr;
     AVAudioConverter* converter = nil;
-    const Ergebnis ausnahme = ohneAusnahme(
+    const Ergebnis ergebnis = ohneAusnahme(
         [&] { converter = [[AVAudioConverter alloc] initFromFormat:eingang toFormat:ausgang]; });
-    if (ausnahme || converter == nil) return nullptr;
+    if (ergebnis.gescheitert() || converter == nil) return nullptr;
     return std::make_unique<AvUmwandlung>(converter);
   }
 }

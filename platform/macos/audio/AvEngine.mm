@@ -95,13 +95,13 @@ class AvEngine final : public EngineAufrufe {
     @autoreleasepool {
       NSError* error = nil;
       BOOL gestartet = NO;
-      const Ergebnis ausnahme = ohneAusnahme([&] {
+      const Ergebnis ergebnis = ohneAusnahme([&] {
         [engine_ prepare];
         gestartet = [engine_ startAndReturnError:&error];
       });
-      if (ausnahme) return ausnahme;
+      if (ergebnis.gescheitert()) return ergebnis;
       if (!gestartet) return fehlerAus(error);
-      return std::nullopt;
+      return {};
     }
   }
 

@@ -121,7 +121,7 @@ Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
   std::optional<Ergebnis> ergebnis;
   stelle_->aendere([&] { ergebnis = startErgebnis_; });
   if (stelle_->abgebrochen() || !ergebnis) ergebnis = ohneAntwort(*stelle_, "das Audiogeraet");
-  if (*ergebnis) {
+  if (ergebnis->gescheitert()) {
     stelle_->brichAb();
     const std::lock_guard halter(tor_);
     listener_ = nullptr;
@@ -133,11 +133,11 @@ Ergebnis MacInput::Kern::stop() {
   stelle_->aendere([this] { benutzt_ = true; });
   stelle_->brichAb();
   // Closing hands over what was captured so far, so the listener is shut off only then.
-  Ergebnis fehler;
+  Ergebnis ergebnis;
   const bool zu = stelle_->warte(
       Uhr::now() + zeiten_.abbau,
       [&] {
-        if (!threadLaeuft_) fehler = stoppErgebnis_;
+        if (!threadLaeuft_) ergebnis = stoppErgebnis_;
         return !threadLaeuft_;
       },
       Abbrechbar::nein);
@@ -145,14 +145,14 @@ Ergebnis MacInput::Kern::stop() {
   takt_.leere();
   listener_ = nullptr;
   if (!zu) return Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"};
-  return fehler;
+  return ergebnis;
 }
 
 void MacInput::Kern::laufe() {
   beginneFaden(name_);
-  const Ergebnis fehler = oeffne();
-  stelle_->aendere([&] { startErgebnis_ = fehler; });
-  if (!fehler) beaufsichtige();
+  const Ergebnis ergebnis = oeffne();
+  stelle_->aendere([&] { startErgebnis_ = ergebnis; });
+  if (ergebnis.gelungen()) beaufsichtige();
   Ergebnis ende = schliesse();
   // Here and on no thread of the system: an engine that is released by one of its own callbacks
   // waits for itself.
@@ -166,7 +166,7 @@ void MacInput::Kern::laufe() {
 void MacInput::Kern::beaufsichtige() {
   while (const std::optional<Fehler> grund = warteAufAusfall()) {
     merkeDauer(still_);
-    schliesse();
+    static_cast<void>(schliesse());
     melde(*grund);
     if (istEntscheidungDesNutzers(*grund)) return warteAufStopp();
     if (!oeffneWieder()) return;
@@ -228,10 +228,10 @@ bool MacInput::Kern::oeffneWieder() {
   for (auto pause = pause_;; pause = zeiten_.abstand) {
     stelle_->warte(letzterVersuch_ + pause, [] { return false; });
     if (stelle_->abgebrochen()) return false;
-    const Ergebnis fehler = oeffne();
-    if (!fehler) return true;
-    schliesse();
-    if (istEntscheidungDesNutzers(*fehler)) {
+    const Ergebnis ergebnis = oeffne();
+    if (ergebnis.gelungen()) return true;
+    static_cast<void>(schliesse());
+    if (istEntscheidungDesNutzers(ergebnis.fehler())) {
       warteAufStopp();
       return false;
     }
@@ -249,14 +249,14 @@ Ergebnis MacInput::Kern::oeffne() {
 }
 
 Ergebnis MacInput::Kern::schliesse() {
-  Ergebnis fehler = geraet_->schliesse();
+  Ergebnis ergebnis = geraet_->schliesse();
   {
     const std::lock_guard halter(tor_);
     sitzung_.reset();
     takt_.leere();  // another opening is another device, with a clock of its own
   }
   stelle_->aendere([this] { ausfall_.reset(); });
-  return fehler;
+  return ergebnis;
 }
 
 void MacInput::Kern::warteAufStopp() {
@@ -300,7 +300,7 @@ MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const 
 }
 
 MacInput::~MacInput() {
-  MacInput::stop();
+  static_cast<void>(MacInput::stop());
 }
 
 Ergebnis MacInput::start(AudioInputListener& listener) {

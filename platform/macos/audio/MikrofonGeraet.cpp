@@ -29,14 +29,14 @@ Ergebnis MikrofonGeraet::holeErlaubnis(const std::shared_ptr<Wartestelle>& stell
     if (!erteilt && stelle->abgebrochen()) return ohneAntwort(*stelle, {});
     if (erteilt) erlaubnis = *erteilt ? Erlaubnis::erteilt : Erlaubnis::verweigert;
   }
-  if (erlaubnis == Erlaubnis::erteilt) return std::nullopt;
+  if (erlaubnis == Erlaubnis::erteilt) return {};
   return mikrofonNichtErlaubt(erlaubnis);
 }
 
 Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                 const std::shared_ptr<Wartestelle>& stelle,
                                 Wartestelle::Frist frist) {
-  if (Ergebnis fehler = holeErlaubnis(stelle, frist)) return fehler;
+  if (Ergebnis ergebnis = holeErlaubnis(stelle, frist); ergebnis.gescheitert()) return ergebnis;
   engine_->baue();
   stand_ = Stand::gebaut;
   // Before the format is read: a change in between would go unnoticed.
@@ -45,13 +45,15 @@ Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
   });
   stand_ = Stand::beobachtet;
   Eingang eingang;
-  if (Ergebnis fehler = engine_->liesEingang(eingang)) return fehler;
+  if (Ergebnis ergebnis = engine_->liesEingang(eingang); ergebnis.gescheitert()) return ergebnis;
   if (!(eingang.rate > 0) || eingang.kanaele == 0) return keinMikrofon();
-  if (Ergebnis fehler = engine_->setzeAbgriff(FRAMES, std::move(empfaenger))) return fehler;
+  if (Ergebnis ergebnis = engine_->setzeAbgriff(FRAMES, std::move(empfaenger));
+      ergebnis.gescheitert())
+    return ergebnis;
   stand_ = Stand::abgegriffen;
-  if (Ergebnis fehler = engine_->starte()) return fehler;
+  if (Ergebnis ergebnis = engine_->starte(); ergebnis.gescheitert()) return ergebnis;
   stand_ = Stand::gestartet;
-  return std::nullopt;
+  return {};
 }
 
 bool MikrofonGeraet::laeuft() {
@@ -65,7 +67,7 @@ Ergebnis MikrofonGeraet::schliesse() {
   if (stand >= Stand::abgegriffen) static_cast<void>(engine_->entferneAbgriff());
   if (stand >= Stand::gestartet) static_cast<void>(engine_->stoppe());
   if (stand >= Stand::gebaut) engine_->gibFrei();
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace hallkorb

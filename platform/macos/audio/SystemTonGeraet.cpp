@@ -29,21 +29,23 @@ class SystemTonGeraet::Weiche final : public StromEmpfaenger {
 SystemTonGeraet::SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst) : dienst_(std::move(dienst)) {}
 
 SystemTonGeraet::~SystemTonGeraet() {
-  SystemTonGeraet::schliesse();
+  static_cast<void>(SystemTonGeraet::schliesse());
 }
 
 Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                  const std::shared_ptr<Wartestelle>& stelle,
                                  Wartestelle::Frist frist) {
   std::shared_ptr<const Inhalt> inhalt;
-  if (Ergebnis fehler = frageInhalt(*dienst_, false, inhalt, stelle, frist)) return fehler;
+  if (Ergebnis ergebnis = frageInhalt(*dienst_, false, inhalt, stelle, frist);
+      ergebnis.gescheitert())
+    return ergebnis;
   if (!inhalt->hatDisplay()) return keinDisplay();
   strom_ = std::make_shared<SckStrom>(dienst_->strom());
   weiche_ = std::make_shared<Weiche>(std::move(empfaenger), strom_);
-  Ergebnis fehler = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
-                                   "sck.audio", weiche_, stelle, frist);
-  if (fehler) return erklaert(*std::move(fehler));
-  return std::nullopt;
+  Ergebnis ergebnis = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
+                                     "sck.audio", weiche_, stelle, frist);
+  if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
+  return {};
 }
 
 bool SystemTonGeraet::laeuft() {
@@ -51,12 +53,12 @@ bool SystemTonGeraet::laeuft() {
 }
 
 Ergebnis SystemTonGeraet::schliesse() {
-  Ergebnis fehler;
-  if (strom_ != nullptr) fehler = strom_->beende();
+  Ergebnis ergebnis;
+  if (strom_ != nullptr) ergebnis = strom_->beende();
   weiche_.reset();
   strom_.reset();
-  if (fehler) return erklaert(*std::move(fehler));
-  return std::nullopt;
+  if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
+  return {};
 }
 
 }  // namespace hallkorb

@@ -51,7 +51,7 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
   }
   // From now on the listener is also told of the stream's end; the reason where it has ended
   // before.
-  [[nodiscard]] Ergebnis gestartet() {
+  [[nodiscard]] std::optional<Fehler> gestartet() {
     const std::lock_guard halter(tor_);
     gestartet_ = true;
     return ende_;
@@ -82,7 +82,7 @@ class FensterStrom::Weiche final : public StromEmpfaenger {
   std::uint32_t fenster_ = 0;  // the window whose pictures come
   bool ungewiss_ = false;      // a picture came since the last change was asked for
   bool gestartet_ = false;
-  Ergebnis ende_;
+  std::optional<Fehler> ende_;
 };
 
 FensterStrom::FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInhalt> inhalt,
@@ -104,13 +104,16 @@ Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
   weiche_->oeffne(listener, id);
-  Ergebnis fehler = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
-                                   StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
-  if (!fehler) fehler = weiche_->gestartet();
-  if (!fehler) return std::nullopt;
+  Ergebnis ergebnis = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
+                                     StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
+  if (ergebnis.gelungen()) {
+    const std::optional<Fehler> beendet = weiche_->gestartet();
+    if (!beendet) return {};
+    ergebnis = *beendet;
+  }
   weiche_->schliesse();
-  strom_->beende();
-  return erklaert(*std::move(fehler));
+  static_cast<void>(strom_->beende());
+  return erklaert(std::move(ergebnis).fehler());
 }
 
 Ergebnis FensterStrom::wechsle(std::uint32_t id) {
@@ -120,17 +123,18 @@ Ergebnis FensterStrom::wechsle(std::uint32_t id) {
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
   weiche_->beginneWechsel();
-  Ergebnis fehler = strom_->wechsle(*inhalt, id, stelle_, frist);
+  Ergebnis ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
   // Asked for once more, the service delivers a picture that is surely the new window's.
-  if (!fehler && weiche_->beendeWechsel(id)) fehler = strom_->wechsle(*inhalt, id, stelle_, frist);
-  if (fehler) return erklaert(*std::move(fehler));
-  return std::nullopt;
+  if (ergebnis.gelungen() && weiche_->beendeWechsel(id))
+    ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
+  if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
+  return {};
 }
 
 void FensterStrom::stop() {
   stelle_->brichAb();
   const std::lock_guard halter(ablauf_);
-  strom_->beende();
+  static_cast<void>(strom_->beende());
   weiche_->schliesse();
 }
 

@@ -10,21 +10,21 @@ Ergebnis frageInhalt(SckAufrufe& dienst, bool ohneDesktop, std::shared_ptr<const
                      const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist frist) {
   struct Auskunft {
     std::shared_ptr<const Inhalt> inhalt;
-    Ergebnis fehler;
+    Ergebnis ergebnis;
   };
   Antwort<Auskunft> antwort(stelle);
   dienst.frageInhalt(ohneDesktop, [empfang = antwort.empfang()](
-                                      std::shared_ptr<const Inhalt> gefunden, Ergebnis fehler) {
-    empfang({std::move(gefunden), std::move(fehler)});
+                                      std::shared_ptr<const Inhalt> gefunden, Ergebnis ergebnis) {
+    empfang({std::move(gefunden), std::move(ergebnis)});
   });
   std::optional<Auskunft> auskunft = antwort.warte(frist);
   if (!auskunft) return ohneAntwort(*stelle, "der Dienst fuer Bildschirmaufnahmen");
-  if (auskunft->fehler) return erklaert(*std::move(auskunft->fehler));
+  if (auskunft->ergebnis.gescheitert()) return erklaert(std::move(auskunft->ergebnis).fehler());
   if (auskunft->inhalt == nullptr) {
     return Fehler{"hallkorb", 1, "keine Liste der Fenster und Bildschirme"};
   }
   inhalt = std::move(auskunft->inhalt);
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace hallkorb

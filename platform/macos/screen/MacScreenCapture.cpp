@@ -13,13 +13,14 @@ MacScreenCapture::MacScreenCapture(std::shared_ptr<SckAufrufe> dienst)
 Ergebnis MacScreenCapture::inventar(ScreenContent& content) {
   std::shared_ptr<const Inhalt> inhalt;
   const auto frist = Wartestelle::Uhr::now() + std::chrono::seconds(3);
-  if (Ergebnis fehler =
-          frageInhalt(*dienst_, true, inhalt, std::make_shared<Wartestelle>(), frist)) {
-    return fehler;
+  if (Ergebnis ergebnis =
+          frageInhalt(*dienst_, true, inhalt, std::make_shared<Wartestelle>(), frist);
+      ergebnis.gescheitert()) {
+    return ergebnis;
   }
   content = inhalt->fenster();
   letzter_->merke(std::move(inhalt));
-  return std::nullopt;
+  return {};
 }
 
 std::unique_ptr<WindowStream> MacScreenCapture::stream(const StreamKonfiguration& konfiguration) {

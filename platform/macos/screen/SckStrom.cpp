@@ -13,20 +13,21 @@ SckStrom::SckStrom(std::unique_ptr<StromAufrufe> aufrufe, std::chrono::milliseco
     : aufrufe_(std::move(aufrufe)), abbau_(abbau) {}
 
 SckStrom::~SckStrom() {
-  beende();
+  static_cast<void>(beende());
 }
 
 Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
                           const StromEinstellungen& einstellungen, StromAusgang ausgang,
                           const char* queue, std::weak_ptr<StromEmpfaenger> empfaenger,
                           const std::shared_ptr<Wartestelle>& stelle, Wartestelle::Frist frist) {
-  if (Ergebnis fehler = aufrufe_->baue(inhalt, fenster, einstellungen, std::move(empfaenger))) {
-    return fehler;
+  if (Ergebnis ergebnis = aufrufe_->baue(inhalt, fenster, einstellungen, std::move(empfaenger));
+      ergebnis.gescheitert()) {
+    return ergebnis;
   }
   gebaut_ = true;
-  if (Ergebnis fehler = aufrufe_->verbinde(ausgang, queue)) {
+  if (Ergebnis ergebnis = aufrufe_->verbinde(ausgang, queue); ergebnis.gescheitert()) {
     gibFrei();
-    return fehler;
+    return ergebnis;
   }
   Antwort<Ergebnis> antwort(stelle);
   aufrufe_->starte(antwort.empfang());
@@ -35,7 +36,7 @@ Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fen
     if (!beendet_) aufrufe_->stoppe([](const Ergebnis&) {});
     geantwortet = ohneAntwort(*stelle, DIENST);
   }
-  gestartet_ = !*geantwortet;
+  gestartet_ = geantwortet->gelungen();
   if (!gestartet_) gibFrei();
   return *std::move(geantwortet);
 }
@@ -48,15 +49,15 @@ Ergebnis SckStrom::wechsle(const Inhalt& inhalt, std::uint32_t fenster,
 }
 
 Ergebnis SckStrom::beende() {
-  Ergebnis fehler;
+  Ergebnis ergebnis;
   if (std::exchange(gestartet_, false) && !beendet_) {
     const auto stelle = std::make_shared<Wartestelle>();
     Antwort<Ergebnis> antwort(stelle);
     aufrufe_->stoppe(antwort.empfang());
-    fehler = warteAuf(antwort, *stelle, Wartestelle::Uhr::now() + abbau_, DIENST);
+    ergebnis = warteAuf(antwort, *stelle, Wartestelle::Uhr::now() + abbau_, DIENST);
   }
   gibFrei();
-  return fehler;
+  return ergebnis;
 }
 
 void SckStrom::gibFrei() {

@@ -172,7 +172,7 @@ class SckStromAufrufe final : public StromAufrufe {
       stream_ = [[SCStream alloc] initWithFilter:filter
                                    configuration:konfiguration(einstellungen)
                                         delegate:empfaenger_];
-      return std::nullopt;
+      return {};
     }
   }
 
@@ -184,7 +184,7 @@ class SckStromAufrufe final : public StromAufrufe {
                               type:static_cast<SCStreamOutputType>(ausgang)
                 sampleHandlerQueue:queue_
                              error:&error]) {
-        return std::nullopt;
+        return {};
       }
       return fehlerAus(error);
     }
@@ -246,7 +246,8 @@ class SckDienst final : public SckAufrufe {
                                  onScreenWindowsOnly:NO
                                    completionHandler:^(SCShareableContent* inhalt, NSError* error) {
                                      if (inhalt == nil) return fertig(nullptr, fehlerAus(error));
-                                     fertig(std::make_shared<SckInhalt>(inhalt), std::nullopt);
+                                     fertig(std::make_shared<SckInhalt>(inhalt),
+                                            hallkorb::Ergebnis());
                                    }];
     }
   }

@@ -28,19 +28,19 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
                                                     Fehler& fehler,
                                                     std::chrono::milliseconds abschluss) {
   Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen);
-  if (!ergebnis) {
+  if (ergebnis.gelungen()) {
     // Before the input is added: afterwards it would be too late.
-    if (const Ergebnis ohne = aufrufe->setzeFragmente(FRAGMENT)) {
+    if (const Ergebnis ohne = aufrufe->setzeFragmente(FRAGMENT); ohne.gescheitert()) {
       log("[hallkorb] Video ohne Fragmente, nach einem Absturz nicht abspielbar: " +
-          ohne->description);
+          ohne.fehler().description);
     }
   }
-  if (!ergebnis && !aufrufe->nimmtEingang()) {
+  if (ergebnis.gelungen() && !aufrufe->nimmtEingang()) {
     ergebnis = Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"};
   }
-  if (!ergebnis) ergebnis = aufrufe->fuegeEingangHinzu();
-  if (ergebnis) {
-    fehler = *std::move(ergebnis);
+  if (ergebnis.gelungen()) ergebnis = aufrufe->fuegeEingangHinzu();
+  if (ergebnis.gescheitert()) {
+    fehler = std::move(ergebnis).fehler();
     return nullptr;
   }
   return std::unique_ptr<AssetSchreiber>(new AssetSchreiber(std::move(aufrufe), pfad, abschluss));
@@ -80,16 +80,16 @@ bool AssetSchreiber::schliesseAb(double ende) {
 }
 
 // The writer knows better than a call why it has failed.
-Ergebnis AssetSchreiber::fehler() const {
-  if (Ergebnis eigener = aufrufe_->fehler()) return eigener;
+std::optional<Fehler> AssetSchreiber::fehler() const {
+  if (std::optional<Fehler> eigener = aufrufe_->fehler()) return eigener;
   const std::lock_guard halter(lock_);
   return fehler_;
 }
 
-bool AssetSchreiber::merke(Ergebnis fehler) {
-  if (!fehler) return true;
+bool AssetSchreiber::merke(Ergebnis ergebnis) {
+  if (ergebnis.gelungen()) return true;
   const std::lock_guard halter(lock_);
-  if (!fehler_) fehler_ = std::move(fehler);
+  if (!fehler_) fehler_ = std::move(ergebnis).fehler();
   return false;
 }
 

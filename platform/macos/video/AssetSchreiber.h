@@ -40,20 +40,20 @@ class AssetSchreiber final : public VideoWriter {
   // Pictures of this platform only.
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
   [[nodiscard]] bool schliesseAb(double ende) override;
-  [[nodiscard]] Ergebnis fehler() const override;
+  [[nodiscard]] std::optional<Fehler> fehler() const override;
 
  private:
   AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad,
                  std::chrono::milliseconds abschluss);
   // Keeps the first error; returns whether there was none.
-  bool merke(Ergebnis fehler);
+  bool merke(Ergebnis ergebnis);
 
   std::unique_ptr<SchreiberAufrufe> aufrufe_;
   const std::string pfad_;
   const std::chrono::milliseconds abschluss_;
   bool begonnen_ = false;  // writing, and its session
   mutable std::mutex lock_;
-  Ergebnis fehler_;  // the first of a call; under the lock
+  std::optional<Fehler> fehler_;  // the first of a call; under the lock
 };
 
 }  // namespace hallkorb

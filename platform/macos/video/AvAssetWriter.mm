@@ -34,7 +34,7 @@ class AvSchreiber final : public SchreiberAufrufe {
       NSString* name = [NSString stringWithUTF8String:pfad.c_str()];
       if (name == nil) return Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"};
       NSError* error = nil;
-      Ergebnis ausnahme = ohneAusnahme([&] {
+      Ergebnis ergebnis = ohneAusnahme([&] {
         writer_ = [[AVAssetWriter alloc] initWithURL:[NSURL fileURLWithPath:name]
                                             fileType:AVFileTypeMPEG4
                                                error:&error];
@@ -43,8 +43,8 @@ class AvSchreiber final : public SchreiberAufrufe {
                                                     outputSettings:h264(einstellungen)];
         input_.expectsMediaDataInRealTime = YES;
       });
-      if (!ausnahme && writer_ == nil) ausnahme = fehlerAus(error);
-      return ausnahme;
+      if (ergebnis.gelungen() && writer_ == nil) ergebnis = fehlerAus(error);
+      return ergebnis;
     }
   }
 
@@ -84,9 +84,10 @@ class AvSchreiber final : public SchreiberAufrufe {
     }
   }
 
-  Ergebnis fehler() override {
+  std::optional<Fehler> fehler() override {
     @autoreleasepool {
-      return ergebnisAus(writer_.error);
+      if (writer_.error == nil) return std::nullopt;
+      return fehlerAus(writer_.error);
     }
   }
 
@@ -134,9 +135,9 @@ class AvSchreiber final : public SchreiberAufrufe {
   Ergebnis rufeMitAntwort(Aufruf aufruf) {
     @autoreleasepool {
       BOOL gelungen = NO;
-      Ergebnis ausnahme = ohneAusnahme([&] { gelungen = aufruf(); });
-      if (!ausnahme && !gelungen) ausnahme = fehlerAus(writer_.error);
-      return ausnahme;
+      Ergebnis ergebnis = ohneAusnahme([&] { gelungen = aufruf(); });
+      if (ergebnis.gelungen() && !gelungen) ergebnis = fehlerAus(writer_.error);
+      return ergebnis;
     }
   }
 

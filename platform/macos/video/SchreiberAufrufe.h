@@ -49,7 +49,7 @@ class SchreiberAufrufe {
 
   [[nodiscard]] virtual SchreiberStatus status() = 0;
   // The writer's own error.
-  [[nodiscard]] virtual Ergebnis fehler() = 0;
+  [[nodiscard]] virtual std::optional<Fehler> fehler() = 0;
   [[nodiscard]] virtual bool bereit() = 0;
   // `probe` is a CMSampleBufferRef.
   [[nodiscard]] virtual Ergebnis haengeAn(const void* probe) = 0;

@@ -27,11 +27,11 @@ class AvAssetWriterTest : public ErsatzTest {
   }
   Ergebnis baue(int breite = 1280) { return writer->baue(pfad, {breite, 800, 1'400'000, 30, 15}); }
   void beginne() {
-    ASSERT_FALSE(baue());
+    ASSERT_TRUE(baue().gelungen());
     ASSERT_TRUE(writer->nimmtEingang());
-    ASSERT_FALSE(writer->fuegeEingangHinzu());
-    ASSERT_FALSE(writer->beginneSchreiben());
-    ASSERT_FALSE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}));
+    ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
+    ASSERT_TRUE(writer->beginneSchreiben().gelungen());
+    ASSERT_TRUE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}).gelungen());
   }
   Ergebnis haengeAn(double sekunden) {
     const auto probe = ersatz::bildprobe({}, {sekunden});
@@ -44,22 +44,22 @@ class AvAssetWriterTest : public ErsatzTest {
 };
 
 TEST_F(AvAssetWriterTest, AVideoIsWrittenAndFinished) {
-  ASSERT_FALSE(baue());
-  EXPECT_FALSE(writer->setzeFragmente({2, 1}));
+  ASSERT_TRUE(baue().gelungen());
+  EXPECT_TRUE(writer->setzeFragmente({2, 1}).gelungen());
   EXPECT_TRUE(writer->nimmtEingang());
-  EXPECT_FALSE(writer->fuegeEingangHinzu());
+  EXPECT_TRUE(writer->fuegeEingangHinzu().gelungen());
   EXPECT_FALSE(writer->nimmtEingang());
   EXPECT_EQ(writer->status(), SchreiberStatus::unbekannt);
-  EXPECT_FALSE(writer->beginneSchreiben());
-  EXPECT_FALSE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}));
+  EXPECT_TRUE(writer->beginneSchreiben().gelungen());
+  EXPECT_TRUE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}).gelungen());
   EXPECT_EQ(writer->status(), SchreiberStatus::schreibt);
   EXPECT_TRUE(writer->bereit());
-  EXPECT_FALSE(haengeAn(1));
-  EXPECT_FALSE(haengeAn(1.5));
-  EXPECT_FALSE(writer->markiereFertig());
-  EXPECT_FALSE(writer->beendeSitzung({2, 1}));
+  EXPECT_TRUE(haengeAn(1).gelungen());
+  EXPECT_TRUE(haengeAn(1.5).gelungen());
+  EXPECT_TRUE(writer->markiereFertig().gelungen());
+  EXPECT_TRUE(writer->beendeSitzung({2, 1}).gelungen());
   auto fertig = std::make_shared<int>(0);
-  EXPECT_FALSE(writer->schliesseAb([fertig] { ++*fertig; }));
+  EXPECT_TRUE(writer->schliesseAb([fertig] { ++*fertig; }).gelungen());
   ASSERT_TRUE(ersatz::ruhe());
   EXPECT_EQ(*fertig, 1);
   EXPECT_EQ(fertig.use_count(), 1);
@@ -77,7 +77,8 @@ TEST_F(AvAssetWriterTest, TheEndIsToldAfterTheCallHasReturned) {
   std::string gesagt;
   {
     std::string text(100, 'x');
-    ASSERT_FALSE(writer->schliesseAb([text = std::move(text), &gesagt] { gesagt = text; }));
+    ASSERT_TRUE(
+        writer->schliesseAb([text = std::move(text), &gesagt] { gesagt = text; }).gelungen());
   }
   EXPECT_EQ(gesagt, "");
   schreiber::lassAbschliessen(true);
@@ -88,7 +89,7 @@ TEST_F(AvAssetWriterTest, TheEndIsToldAfterTheCallHasReturned) {
 TEST_F(AvAssetWriterTest, AWriterIsKeptUntilItsFileIsComplete) {
   beginne();
   schreiber::halteAbschluss(true);
-  ASSERT_FALSE(writer->schliesseAb([] {}));
+  ASSERT_TRUE(writer->schliesseAb([] {}).gelungen());
   writer.reset();
   EXPECT_EQ(laufzeit::lebende("AVAssetWriter"), 1);
   EXPECT_EQ(schreiber::zuFruehFreigegeben(), 0);
@@ -101,7 +102,7 @@ TEST_F(AvAssetWriterTest, AnEndThatFailsIsAFailedWriter) {
   beginne();
   schreiber::halteAbschluss(true);
   int fertig = 0;
-  ASSERT_FALSE(writer->schliesseAb([&] { ++fertig; }));
+  ASSERT_TRUE(writer->schliesseAb([&] { ++fertig; }).gelungen());
   schreiber::lassAbschliessen(false);
   EXPECT_EQ(fertig, 1);
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
@@ -117,69 +118,70 @@ TEST_F(AvAssetWriterTest, WhatBuildingRaisesOrReturnsIsItsError) {
   EXPECT_EQ(baue(), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
   schreiber::keiner(false);
   schreiber::wirfBei(Ruf::bau, true);
-  EXPECT_TRUE(baue());
+  EXPECT_TRUE(baue().gescheitert());
   schreiber::wirfBei(Ruf::bau, false);
   const Ergebnis ohneBreite = baue(0);
-  ASSERT_TRUE(ohneBreite);
-  EXPECT_EQ(ohneBreite->description,
+  ASSERT_TRUE(ohneBreite.gescheitert());
+  EXPECT_EQ(ohneBreite.fehler().description,
             "NSInvalidArgumentException: Video dimension must be positive");
 }
 
 TEST_F(AvAssetWriterTest, ANameThatIsNotUtf8IsRefused) {
-  const Ergebnis fehler = writer->baue("/tmp/\xff.mp4", {1280, 800, 1'400'000, 30, 15});
-  EXPECT_EQ(fehler, (Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"}));
+  const Ergebnis ergebnis = writer->baue("/tmp/\xff.mp4", {1280, 800, 1'400'000, 30, 15});
+  EXPECT_EQ(ergebnis, (Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"}));
   writer->entferneDatei("/tmp/\xff.mp4");
 }
 
 TEST_F(AvAssetWriterTest, CallsAtTheWrongTimeAreErrors) {
-  ASSERT_FALSE(baue());
-  ASSERT_FALSE(writer->fuegeEingangHinzu());
+  ASSERT_TRUE(baue().gelungen());
+  ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
   const std::vector<std::function<Ergebnis()>> rufe = {
       [&] { return writer->beginneSitzung({1, 1}); }, [&] { return haengeAn(1); },
       [&] { return writer->markiereFertig(); },       [&] { return writer->beendeSitzung({1, 1}); },
       [&] { return writer->schliesseAb([] {}); },
   };
   for (const auto& ruf : rufe) {
-    const Ergebnis fehler = ruf();
-    ASSERT_TRUE(fehler);
-    EXPECT_EQ(fehler->domain, "NSException");
-    EXPECT_NE(fehler->description.find("Cannot call method when status is 0"), std::string::npos);
+    const Ergebnis ergebnis = ruf();
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().domain, "NSException");
+    EXPECT_NE(ergebnis.fehler().description.find("Cannot call method when status is 0"),
+              std::string::npos);
   }
   schreiber::wirfBei(Ruf::fragmente, true);
-  EXPECT_TRUE(writer->setzeFragmente({2, 1}));
+  EXPECT_TRUE(writer->setzeFragmente({2, 1}).gescheitert());
   schreiber::wirfBei(Ruf::beginne, true);
-  EXPECT_TRUE(writer->beginneSchreiben());
+  EXPECT_TRUE(writer->beginneSchreiben().gescheitert());
 }
 
 TEST_F(AvAssetWriterTest, AnInputThatIsNotTaken) {
-  ASSERT_FALSE(baue());
+  ASSERT_TRUE(baue().gelungen());
   schreiber::nimmtEingang(false);
   EXPECT_FALSE(writer->nimmtEingang());
   schreiber::wirfBei(Ruf::fuegeHinzu, true);
-  EXPECT_TRUE(writer->fuegeEingangHinzu());
+  EXPECT_TRUE(writer->fuegeEingangHinzu().gescheitert());
 }
 
 TEST_F(AvAssetWriterTest, AFileInTheWayMakesWritingFailUntilItIsRemoved) {
   std::ofstream(pfad) << "alt";
-  ASSERT_FALSE(baue());
-  ASSERT_FALSE(writer->fuegeEingangHinzu());
-  const Ergebnis fehler = writer->beginneSchreiben();
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, -11823);
+  ASSERT_TRUE(baue().gelungen());
+  ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
+  const Ergebnis ergebnis = writer->beginneSchreiben();
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, -11823);
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
   writer->entferneDatei(pfad);
   EXPECT_FALSE(std::filesystem::exists(pfad));
-  ASSERT_FALSE(baue());
-  ASSERT_FALSE(writer->fuegeEingangHinzu());
-  EXPECT_FALSE(writer->beginneSchreiben());
+  ASSERT_TRUE(baue().gelungen());
+  ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
+  EXPECT_TRUE(writer->beginneSchreiben().gelungen());
 }
 
 TEST_F(AvAssetWriterTest, ASampleThatIsNotTakenFailsTheWriter) {
   beginne();
-  EXPECT_FALSE(haengeAn(2));
-  const Ergebnis fehler = haengeAn(2);  // times must rise
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->code, -11800);
+  EXPECT_TRUE(haengeAn(2).gelungen());
+  const Ergebnis ergebnis = haengeAn(2);  // times must rise
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, -11800);
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
 }
 

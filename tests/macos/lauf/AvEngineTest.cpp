@@ -48,9 +48,9 @@ class AvEngineTest : public ErsatzTest {
   }
   void laufe() {
     Eingang eingang;
-    ASSERT_FALSE(engine->liesEingang(eingang));
-    ASSERT_FALSE(engine->setzeAbgriff(4800, empfang));
-    ASSERT_FALSE(engine->starte());
+    ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
+    ASSERT_TRUE(engine->setzeAbgriff(4800, empfang).gelungen());
+    ASSERT_TRUE(engine->starte().gelungen());
   }
 
   std::unique_ptr<EngineAufrufe> engine;
@@ -78,7 +78,7 @@ TEST_F(AvEngineTest, ABlockWithoutATimeHasNone) {
 TEST_F(AvEngineTest, MoreThanTwoChannelsCarryTheirLayout) {
   mikrofon::geraet(44100, 4, 7);
   Eingang eingang;
-  ASSERT_FALSE(engine->liesEingang(eingang));
+  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
   EXPECT_EQ(eingang.rate, 44100);
   EXPECT_EQ(eingang.kanaele, 4U);
   laufe();
@@ -97,9 +97,9 @@ TEST_F(AvEngineTest, BlocksForAReceiverThatIsGoneGoNowhere) {
 TEST_F(AvEngineTest, ATapsLastBlockMayComeAfterItsRemoval) {
   laufe();
   mikrofon::haltAbgriff();
-  ASSERT_FALSE(engine->entferneAbgriff());
+  ASSERT_TRUE(engine->entferneAbgriff().gelungen());
   EXPECT_FALSE(mikrofon::liefere({{1.0F}}, 1));
-  ASSERT_FALSE(engine->stoppe());
+  ASSERT_TRUE(engine->stoppe().gelungen());
   engine->gibFrei();
   EXPECT_TRUE(mikrofon::liefereSpaet({{0.5F}}));
   EXPECT_EQ(empfang->werte, (std::vector<float>{0.5F}));
@@ -108,38 +108,38 @@ TEST_F(AvEngineTest, ATapsLastBlockMayComeAfterItsRemoval) {
 TEST_F(AvEngineTest, WhatACallRaisesIsItsError) {
   Eingang eingang;
   mikrofon::wirfBei(Ruf::format, true);
-  ASSERT_TRUE(engine->liesEingang(eingang));
-  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));
+  ASSERT_TRUE(engine->liesEingang(eingang).gescheitert());
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang).gescheitert());
   mikrofon::wirfBei(Ruf::format, false);
   mikrofon::wirfBei(Ruf::abgriff, true);
   const Ergebnis abgriff = engine->setzeAbgriff(4800, empfang);
-  ASSERT_TRUE(abgriff);
-  EXPECT_EQ(abgriff->domain, "NSException");
-  EXPECT_EQ(abgriff->description,
+  ASSERT_TRUE(abgriff.gescheitert());
+  EXPECT_EQ(abgriff.fehler().domain, "NSException");
+  EXPECT_EQ(abgriff.fehler().description,
             "com.apple.coreaudio.avfaudio: required condition is false: "
             "format.sampleRate == hwFormat.sampleRate");
   mikrofon::wirfBei(Ruf::abgriff, false);
   laufe();
-  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));  // one tap for each bus
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang).gescheitert());  // one tap for each bus
   for (const Ruf ruf : {Ruf::bereite, Ruf::starte, Ruf::entferne, Ruf::stoppe})
     mikrofon::wirfBei(ruf, true);
-  EXPECT_TRUE(engine->starte());
-  EXPECT_TRUE(engine->entferneAbgriff());
-  EXPECT_TRUE(engine->stoppe());
+  EXPECT_TRUE(engine->starte().gescheitert());
+  EXPECT_TRUE(engine->entferneAbgriff().gescheitert());
+  EXPECT_TRUE(engine->stoppe().gescheitert());
 }
 
 TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
   mikrofon::geraet(0, 0);
   Eingang eingang{1, 1};
-  ASSERT_FALSE(engine->liesEingang(eingang));
+  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
   EXPECT_EQ(eingang.rate, 0);
   EXPECT_EQ(eingang.kanaele, 0U);
-  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang));
+  EXPECT_TRUE(engine->setzeAbgriff(4800, empfang).gescheitert());
 }
 
 TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
   Eingang eingang;
-  ASSERT_FALSE(engine->liesEingang(eingang));
+  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
   mikrofon::startFehler(true);
   EXPECT_EQ(engine->starte(),
             (Fehler{"com.apple.coreaudio.avfaudio", -10868, "kAudioUnitErr_FormatNotSupported"}));
@@ -197,12 +197,12 @@ TEST_F(AvEngineTest, WithoutAnEngineNothingHappens) {
   engine->gibFrei();
   engine->gibFrei();
   Eingang eingang{1, 1};
-  EXPECT_FALSE(engine->liesEingang(eingang));
+  EXPECT_TRUE(engine->liesEingang(eingang).gelungen());
   EXPECT_EQ(eingang.kanaele, 0U);
   EXPECT_FALSE(engine->laeuft());
-  EXPECT_FALSE(engine->entferneAbgriff());
-  EXPECT_FALSE(engine->stoppe());
-  EXPECT_TRUE(engine->starte());
+  EXPECT_TRUE(engine->entferneAbgriff().gelungen());
+  EXPECT_TRUE(engine->stoppe().gelungen());
+  EXPECT_TRUE(engine->starte().gescheitert());
 }
 
 TEST_F(AvEngineTest, EachStateOfThePermissionIsRead) {

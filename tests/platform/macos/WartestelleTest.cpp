@@ -79,8 +79,8 @@ TEST_F(WartestelleTest, AnAbortLeavesTheWaitsOfATakeDown) {
 
 TEST_F(WartestelleTest, ACallThatAnswersWithNothingHasSucceeded) {
   Antwort<Ergebnis> antwort(stelle);
-  antwort.empfang()(std::nullopt);
-  EXPECT_EQ(warteAuf(antwort, *stelle, jetzt, "der Dienst"), std::nullopt);
+  antwort.empfang()(Ergebnis());
+  EXPECT_EQ(warteAuf(antwort, *stelle, jetzt, "der Dienst"), Ergebnis());
 }
 
 TEST_F(WartestelleTest, ACallThatAnswersWithAnErrorHasFailedWithIt) {

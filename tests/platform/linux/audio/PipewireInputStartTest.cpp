@@ -31,11 +31,11 @@ class PipewireInputStart : public testing::Test {
     PipewireInput eingang(quelle);
     Ergebnis ergebnis;
     EXPECT_LT(sekundenFuer([&] { ergebnis = eingang.start(hoerer); }), 3.0);
-    EXPECT_LT(sekundenFuer([&] { eingang.stop(); }), 2.0);
+    EXPECT_LT(sekundenFuer([&] { static_cast<void>(eingang.stop()); }), 2.0);
     const Hoerer::Stand stand = hoerer.stand();
-    EXPECT_EQ(ergebnis.has_value(), stand.bloecke.empty());
+    EXPECT_EQ(ergebnis.gescheitert(), stand.bloecke.empty());
     EXPECT_TRUE(stand.ereignisse.empty());
-    return ergebnis ? ergebnis->description : "ok";
+    return ergebnis.gescheitert() ? ergebnis.fehler().description : "ok";
   }
   std::string mikrofon() { return starte(PipewireQuelle::MIKROFON); }
   std::string systemAudio() { return starte(PipewireQuelle::SYSTEM_AUDIO); }
@@ -121,10 +121,11 @@ TEST_F(PipewireInputStart, IsCancelledByAStop) {
     PipewireInput eingang(quelle);
     Ergebnis ergebnis;
     std::thread start([&] { ergebnis = eingang.start(hoerer); });
-    EXPECT_LT(sekundenFuer([&] { eingang.stop(); }), 0.9);  // the start alone would take one
+    EXPECT_LT(sekundenFuer([&] { static_cast<void>(eingang.stop()); }),
+              0.9);  // the start alone would take one
     start.join();
-    ASSERT_TRUE(ergebnis);
-    EXPECT_EQ(ergebnis->description, "der Start wurde abgebrochen");
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().description, "der Start wurde abgebrochen");
   }
 }
 
@@ -132,14 +133,14 @@ TEST_F(PipewireInputStart, IsImpossibleAfterAStopAndAfterAStart) {
   sitzung_.starte();
   Hoerer hoerer;
   PipewireInput gestoppt(PipewireQuelle::MIKROFON);
-  gestoppt.stop();
-  EXPECT_TRUE(gestoppt.start(hoerer));
+  EXPECT_TRUE(gestoppt.stop().gelungen());
+  EXPECT_TRUE(gestoppt.start(hoerer).gescheitert());
   PipewireInput gestartet(PipewireQuelle::MIKROFON);
-  EXPECT_FALSE(gestartet.start(hoerer));
-  EXPECT_TRUE(gestartet.start(hoerer));
-  gestartet.stop();
-  gestartet.stop();
-  EXPECT_TRUE(gestartet.start(hoerer));
+  EXPECT_TRUE(gestartet.start(hoerer).gelungen());
+  EXPECT_TRUE(gestartet.start(hoerer).gescheitert());
+  EXPECT_TRUE(gestartet.stop().gelungen());
+  EXPECT_TRUE(gestartet.stop().gelungen());
+  EXPECT_TRUE(gestartet.start(hoerer).gescheitert());
 }
 
 }  // namespace

@@ -207,21 +207,21 @@ TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
 
 TEST(FensterInventarFehler, NoServerIsAnErrorAtOnce) {
   ScreenContent content;
-  const auto fehler = X11ScreenCapture(":4711").inventar(content);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->domain, "x11");
-  EXPECT_EQ(fehler->description, "kein X-Server antwortet auf :4711");
+  const Ergebnis ergebnis = X11ScreenCapture(":4711").inventar(content);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().domain, "x11");
+  EXPECT_EQ(ergebnis.fehler().description, "kein X-Server antwortet auf :4711");
 }
 
 TEST(FensterInventarFehler, ADisplayThatIsNoneIsAnError) {
   ScreenContent content;
-  EXPECT_EQ(X11ScreenCapture("unlesbar").inventar(content)->description,
+  EXPECT_EQ(X11ScreenCapture("unlesbar").inventar(content).fehler().description,
             "DISPLAY ist nicht lesbar: unlesbar");
 }
 
 TEST(FensterInventarFehler, ServersOfOtherComputersAreNotAsked) {
   ScreenContent content;
-  EXPECT_EQ(X11ScreenCapture("rechner.invalid:0").inventar(content)->description,
+  EXPECT_EQ(X11ScreenCapture("rechner.invalid:0").inventar(content).fehler().description,
             "kein X-Server antwortet auf rechner.invalid:0");
 }
 
@@ -230,11 +230,11 @@ TEST(FensterInventarFehler, AServerThatIsStoppedHoldsNobodyUpForLong) {
   sitzung.signalAnServer(SIGSTOP);
   const auto anfang = std::chrono::steady_clock::now();
   ScreenContent content;
-  EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content));
+  EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content).gescheitert());
   // The limit is 2.8 s; what is beyond is for a computer that is busy with other tests.
   EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(8));
   sitzung.signalAnServer(SIGCONT);
-  EXPECT_FALSE(X11ScreenCapture(sitzung.display()).inventar(content));
+  EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content).gelungen());
 }
 
 TEST(FensterInventarFehler, AStoppedProgramHoldsNobodyUp) {

@@ -27,8 +27,8 @@ constexpr auto KEINER = X11Sitzung::Verwalter::KEINER;
 bool geteiltGelesen(const X11Sitzung& sitzung, const std::string& display) {
   const auto fenster = sitzung.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
   X11Verbindung verbindung(display);
-  if (const auto fehler = verbindung.oeffne()) {
-    ADD_FAILURE() << fehler->gedruckt();
+  if (const Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) {
+    ADD_FAILURE() << ergebnis.fehler().gedruckt();
     return false;
   }
   X11Bildspeicher speicher(verbindung, true);

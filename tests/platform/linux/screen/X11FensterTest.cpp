@@ -24,8 +24,8 @@ class X11FensterTest : public testing::Test {
  protected:
   X11FensterTest() {
     setzeHostClock(uhr_);
-    EXPECT_FALSE(verbindung_.oeffne());
-    EXPECT_FALSE(aufnahme_.beginne());
+    EXPECT_TRUE(verbindung_.oeffne().gelungen());
+    EXPECT_TRUE(aufnahme_.beginne().gelungen());
   }
   // Ends the program, and returns when the server has taken the window away.
   void zerstoere(Fensterprogramm& fenster) {
@@ -80,9 +80,9 @@ TEST_F(X11FensterTest, GoneBetweenTheRequestAndTheAnswer) {
 TEST_F(X11FensterTest, GoneBeforeItIsChosen) {
   const auto programm = sitzung_.fenster({});
   zerstoere(*programm);
-  const Ergebnis fehler = aufnahme_.waehle(programm->id());
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->description,
+  const Ergebnis ergebnis = aufnahme_.waehle(programm->id());
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().description,
             "das Fenster " + std::to_string(programm->id()) + " kann nicht aufgenommen werden");
 }
 
@@ -93,11 +93,11 @@ TEST_F(X11FensterTest, SizesThatNeverStandStillUntilTheWindowIsGone) {
   Bildsammler sammler;
   const auto strom = X11ScreenCapture(sitzung_.display()).stream(KONFIGURATION);
   const auto bleibt = sitzung_.fenster({"--farbe", "10B030"});
-  ASSERT_FALSE(strom->start(bleibt->id(), sammler));
+  ASSERT_TRUE(strom->start(bleibt->id(), sammler).gelungen());
   for (int runde = 0; runde < 30; ++runde) {
     SCOPED_TRACE(runde);
     const auto programm = sitzung_.fenster({"--bewegt", "200", "--farbe", "2060A0"});
-    EXPECT_FALSE(strom->wechsle(programm->id()));
+    EXPECT_TRUE(strom->wechsle(programm->id()).gelungen());
     ASSERT_TRUE(sammler.warteAuf([](const Aufnahme& bild) { return bild.farbe(5, 5) != GRUEN; }));
     for (int i = bis(60); i >= 0; --i) {
       programm->tu("groesse " + std::to_string(1 + bis(1500)) + " " + std::to_string(1 + bis(900)));
@@ -108,7 +108,7 @@ TEST_F(X11FensterTest, SizesThatNeverStandStillUntilTheWindowIsGone) {
     }
     programm->schliesse();
     // Gone: the window that stays comes next, and its picture with it.
-    EXPECT_FALSE(strom->wechsle(bleibt->id()));
+    EXPECT_TRUE(strom->wechsle(bleibt->id()).gelungen());
     ASSERT_TRUE(sammler.warteAuf([](const Aufnahme& bild) {
       return bild.breite == 640 && bild.hoehe == 400 && bild.farbe(5, 5) == GRUEN;
     }));

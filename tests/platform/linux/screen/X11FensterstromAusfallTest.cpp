@@ -38,9 +38,9 @@ class X11FensterstromAusfall : public testing::Test {
 
 TEST_F(X11FensterstromAusfall, AWindowThatDoesNotExist) {
   const auto strom = this->strom();
-  const Ergebnis fehler = strom->start(0x7FFFFFF, sammler_);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->description, "das Fenster 134217727 kann nicht aufgenommen werden");
+  const Ergebnis ergebnis = strom->start(0x7FFFFFF, sammler_);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().description, "das Fenster 134217727 kann nicht aufgenommen werden");
   EXPECT_TRUE(sammler_.fehler().empty());
 }
 
@@ -52,28 +52,28 @@ TEST(X11FensterstromFarbtiefe, PixelsThatAreNotThreeBytesAreRefused) {
     const auto fenster = sitzung.fenster({});
     Bildsammler sammler;
     const auto strom = X11ScreenCapture(sitzung.display()).stream({1280, 800, 1.0 / 15.0, true, 5});
-    const Ergebnis fehler = strom->start(fenster->id(), sammler);
-    ASSERT_TRUE(fehler) << tiefe;
-    EXPECT_EQ(fehler->description,
+    const Ergebnis ergebnis = strom->start(fenster->id(), sammler);
+    ASSERT_TRUE(ergebnis.gescheitert()) << tiefe;
+    EXPECT_EQ(ergebnis.fehler().description,
               "die Farbtiefe " + std::to_string(tiefe) + " wird nicht aufgenommen");
   }
 }
 
 TEST_F(X11FensterstromAusfall, NoServer) {
   const auto strom = X11ScreenCapture(":4711").stream({1280, 800, 1.0 / 15.0, true, 5});
-  const Ergebnis fehler = strom->start(1, sammler_);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->description, "kein X-Server antwortet auf :4711");
+  const Ergebnis ergebnis = strom->start(1, sammler_);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().description, "kein X-Server antwortet auf :4711");
 }
 
 TEST_F(X11FensterstromAusfall, TheServersEndIsToldOnce) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
   sitzung_.beendeServer(SIGKILL);
   ASSERT_TRUE(sammler_.warteAufEnde());
-  EXPECT_TRUE(strom->wechsle(fenster->id()));
+  EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
   strom->stop();
   ASSERT_EQ(sammler_.fehler().size(), 1U);
   EXPECT_EQ(sammler_.fehler().front().domain, "x11");
@@ -84,7 +84,7 @@ TEST_F(X11FensterstromAusfall, AStillStreamNoticesTheServersEndToo) {
   const auto fenster = sitzung_.fenster({});
   fenster->tu("minimiere");
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   sitzung_.beendeServer(SIGTERM);
   EXPECT_TRUE(sammler_.warteAufEnde());
 }
@@ -92,12 +92,12 @@ TEST_F(X11FensterstromAusfall, AStillStreamNoticesTheServersEndToo) {
 TEST_F(X11FensterstromAusfall, AStopTellsNothing) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
   strom->stop();
   const std::size_t anzahl = sammler_.zeiten().size();
   strom->stop();
-  EXPECT_TRUE(strom->wechsle(fenster->id()));
+  EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
   sitzung_.beendeServer(SIGKILL);
   EXPECT_EQ(sammler_.zeiten().size(), anzahl);
   EXPECT_TRUE(sammler_.fehler().empty());
@@ -124,7 +124,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsAChangeInTime) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto anderes = sitzung_.fenster({});
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
@@ -138,7 +138,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsAChangeInTime) {
 TEST_F(X11FensterstromAusfall, AStopWhileTheServerIsStoppedReturnsAtOnce) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
@@ -151,12 +151,12 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto anderes = sitzung_.fenster({});
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   auto wechsel =
-      std::async(std::launch::async, [&] { return strom->wechsle(anderes->id()).has_value(); });
+      std::async(std::launch::async, [&] { return strom->wechsle(anderes->id()).gescheitert(); });
   strom->stop();
   EXPECT_TRUE(wechsel.get());
   EXPECT_LT(steady_clock::now() - anfang, SOFORT);
@@ -190,7 +190,7 @@ TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   Langsamer langsamer;
   const auto strom = this->strom();
-  ASSERT_FALSE(strom->start(fenster->id(), langsamer));
+  ASSERT_TRUE(strom->start(fenster->id(), langsamer).gelungen());
   ASSERT_TRUE(langsamer.sammler.warteAufBild());
   for (const char* farbe : {"farbe 101010", "farbe 202020", "farbe 303030", "farbe 10B030"})
     fenster->tu(farbe);

@@ -53,8 +53,8 @@ class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
   std::optional<Aufnahme> starte(const Fensterprogramm& fenster, bool mitZeiger = false) {
     strom_ =
         X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, mitZeiger, 5});
-    const Ergebnis fehler = strom_->start(fenster.id(), sammler_);
-    EXPECT_FALSE(fehler) << fehler->gedruckt();
+    const Ergebnis ergebnis = strom_->start(fenster.id(), sammler_);
+    EXPECT_TRUE(ergebnis.gelungen()) << ergebnis.fehler().gedruckt();
     return sammler_.warteAufBild();
   }
   // How many pictures come in a while. The last change may give two: its event can be read after
@@ -195,7 +195,7 @@ TEST_P(X11Fensterstrom, NothingUnpaintedIsSeen) {
       sitzung_.fenster({"--farbe", "C01020", "--ort", "200", "50", "--groesse", "800", "600"});
   deckel->tu("vorn");
   strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
-  ASSERT_FALSE(strom_->start(fenster->id(), spaeher));
+  ASSERT_TRUE(strom_->start(fenster->id(), spaeher).gelungen());
   const auto mitBreite = [&](int breite) {
     return spaeher.sammler.warteAuf(
         [=](const Aufnahme& bild) { return bild.breite == breite && andereAls(bild, BLAU) == 0; });
@@ -248,7 +248,7 @@ TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
   const std::size_t bisher = sammler_.titel();
   fenster->tu("titel-latin1 Bank");
   EXPECT_TRUE(sammler_.warteAufTitel(bisher + 1));
-  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   ASSERT_TRUE(warteAufFarbe(ROT));
   const std::size_t vorher = sammler_.titel();
   fenster->tu("titel Meet");
@@ -265,7 +265,7 @@ TEST_P(X11Fensterstrom, APictureKnowsItsWindow) {
   const auto bild = starte(*eines);
   ASSERT_TRUE(bild);
   EXPECT_EQ(bild->fenster, eines->id());
-  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   const auto danach = warteAufFarbe(ROT);
   ASSERT_TRUE(danach);
   EXPECT_EQ(danach->fenster, anderes->id());
@@ -289,7 +289,7 @@ TEST_P(X11Fensterstrom, AWindowMayBeMinimisedFromTheStart) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   fenster->tu("minimiere");
   strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
-  ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom_->start(fenster->id(), sammler_).gelungen());
   fenster->tu("zeige");
   EXPECT_TRUE(warteAufFarbe(BLAU));
 }
@@ -299,7 +299,7 @@ TEST_P(X11Fensterstrom, AClosedWindowIsNoErrorAndAnotherOneCanFollow) {
   const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
   ASSERT_TRUE(starte(*eines));
   eines->schliesse();
-  EXPECT_FALSE(strom_->wechsle(anderes->id()));
+  EXPECT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   EXPECT_TRUE(warteAufFarbe(ROT));
   EXPECT_TRUE(sammler_.fehler().empty());
 }
@@ -308,26 +308,26 @@ TEST_P(X11Fensterstrom, EachChangeOfTheWindowGivesAPicture) {
   const auto eines = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
   const auto anderes = sitzung_.fenster({"--farbe", "C01020", "--groesse", "500", "200"});
   ASSERT_TRUE(starte(*eines));
-  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   const auto bild = warteAufFarbe(ROT);
   ASSERT_TRUE(bild);
   EXPECT_EQ(bild->breite, 500);
-  ASSERT_FALSE(strom_->wechsle(eines->id()));
+  ASSERT_TRUE(strom_->wechsle(eines->id()).gelungen());
   EXPECT_TRUE(warteAufFarbe(BLAU));
   // To the one that it is at already.
   eines->tu("gleiche");
   neueInEinerWeile();
-  ASSERT_FALSE(strom_->wechsle(eines->id()));
+  ASSERT_TRUE(strom_->wechsle(eines->id()).gelungen());
   EXPECT_TRUE(warteAufFarbe(BLAU));
 }
 
 TEST_P(X11Fensterstrom, WhereAChangeFailsTheOldWindowStays) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
-  const Ergebnis fehler = strom_->wechsle(0x7FFFFFF);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->domain, "x11");
-  EXPECT_EQ(fehler->description, "das Fenster 134217727 kann nicht aufgenommen werden");
+  const Ergebnis ergebnis = strom_->wechsle(0x7FFFFFF);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().domain, "x11");
+  EXPECT_EQ(ergebnis.fehler().description, "das Fenster 134217727 kann nicht aufgenommen werden");
   fenster->tu("farbe 10B030");
   EXPECT_TRUE(warteAufFarbe(GRUEN));
 }
@@ -338,7 +338,7 @@ TEST_P(X11Fensterstrom, SeveralRecordOneWindow) {
   Bildsammler zweiter;
   const auto strom =
       X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
-  ASSERT_FALSE(strom->start(fenster->id(), zweiter));
+  ASSERT_TRUE(strom->start(fenster->id(), zweiter).gelungen());
   ASSERT_TRUE(zweiter.warteAufBild());
   fenster->tu("farbe 10B030");
   EXPECT_TRUE(warteAufFarbe(GRUEN));
@@ -390,7 +390,7 @@ TEST_P(X11Fensterstrom, ThePointerOverAnotherWindowIsNotInThePicture) {
 class Rahmen {
  public:
   Rahmen(const std::string& display, std::uint32_t fenster) : verbindung_(display) {
-    if (verbindung_.oeffne()) throw std::runtime_error("no X server");
+    if (verbindung_.oeffne().gescheitert()) throw std::runtime_error("no X server");
     xcb_connection_t* c = verbindung_.get();
     id_ = xcb_generate_id(c);
     xcb_create_window(c, XCB_COPY_FROM_PARENT, id_, verbindung_.schirm().root, 20, 20, 800, 700, 0,
@@ -450,7 +450,7 @@ TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
   Rahmen rahmen(sitzung_.display(), fenster->id());
   rahmen.verstecke();
   strom_ = X11ScreenCapture(sitzung_.display(), GetParam()).stream({1280, 800, ABSTAND, false, 5});
-  ASSERT_FALSE(strom_->start(fenster->id(), sammler_));
+  ASSERT_TRUE(strom_->start(fenster->id(), sammler_).gelungen());
   EXPECT_FALSE(sammler_.warteAufBild(WEILE));
   rahmen.zeige();
   fenster->tu("farbe C01020");
@@ -485,7 +485,7 @@ TEST_P(X11FensterstromImRahmen, WindowsThatShareAFrameFollowEachOther) {
   Rahmen karte(sitzung_.display(), anderes->id());
   karte.zieheUm(rahmen);
   ASSERT_TRUE(starte(*eines));
-  ASSERT_FALSE(strom_->wechsle(anderes->id()));
+  ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   ASSERT_TRUE(warteAufFarbe(ROT));
   rahmen.verstecke();
   rahmen.zeige();

@@ -44,12 +44,12 @@ class Engine final : public EngineAufrufe {
   }
   Ergebnis liesEingang(Eingang& eingang) override {
     eingang = {48000, 2};
-    return std::nullopt;
+    return {};
   }
   Ergebnis setzeAbgriff(std::uint32_t, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     const std::lock_guard halter(mac_.lock);
     mac_.empfaenger = std::move(empfaenger);
-    return std::nullopt;
+    return {};
   }
   Ergebnis starte() override {
     {
@@ -57,12 +57,12 @@ class Engine final : public EngineAufrufe {
       ++mac_.gestartet;
     }
     mac_.neues.notify_all();
-    return std::nullopt;
+    return {};
   }
   bool laeuft() override { return false; }
   void beobachteNichtMehr() override {}
-  Ergebnis entferneAbgriff() override { return std::nullopt; }
-  Ergebnis stoppe() override { return std::nullopt; }
+  Ergebnis entferneAbgriff() override { return {}; }
+  Ergebnis stoppe() override { return {}; }
   void gibFrei() override {}
 
  private:
@@ -115,7 +115,7 @@ TEST(GeraetewechselTest, AHeadsetTakesOverAndTheTimelineFillsTheHole) {
     }
   };
 
-  ASSERT_EQ(capture.start(), std::nullopt);
+  ASSERT_EQ(capture.start(), Ergebnis());
   liefere({48000, 2, false}, 0.0, 0.25F);
   mac.veraendert();
   mac.warteAufEngine(2);

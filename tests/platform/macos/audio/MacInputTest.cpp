@@ -32,7 +32,7 @@ struct Skript {
   std::deque<Oeffnung> oeffnungen;  // the last one counts for all later
   std::vector<std::weak_ptr<BlockEmpfaenger>> empfaenger;
   bool weiter = false;  // lets an opening that hangs go on
-  Ergebnis schliessFehler = {};
+  Ergebnis schliessErgebnis = {};
   bool letzterBlock = false;  // closing hands a last block over
   std::thread::id abgebautVon = {};
   std::atomic<bool> laeuft{false};          // in spite of what it has told
@@ -67,7 +67,7 @@ class Geraet final : public AudioGeraet {
     }
     switch (oeffnung.art) {
       case Skript::Art::gelingt:
-        return std::nullopt;
+        return {};
       case Skript::Art::scheitert:
         return oeffnung.fehler;
       case Skript::Art::wartet: {
@@ -77,10 +77,10 @@ class Geraet final : public AudioGeraet {
       case Skript::Art::haengt: {
         std::unique_lock halter(skript_.lock);
         skript_.neues.wait(halter, [this] { return skript_.weiter; });
-        return std::nullopt;
+        return {};
       }
     }
-    return std::nullopt;
+    return {};
   }
 
   bool laeuft() override {
@@ -93,7 +93,7 @@ class Geraet final : public AudioGeraet {
       if (const auto e = skript_.sitzung(skript_.empfaenger.size() - 1)) e->block({});
     }
     skript_.buch.schreibe("schliesse");
-    return skript_.schliessFehler;
+    return skript_.schliessErgebnis;
   }
 
  private:
@@ -174,18 +174,18 @@ class MacInputTest : public testing::Test {
 };
 
 TEST_F(MacInputTest, TheStopReturnsWhatTheSystemSaidToIt) {
-  skript.schliessFehler = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
-  EXPECT_EQ(eingang().stop(), skript.schliessFehler);
-  EXPECT_EQ(eingang().stop(), skript.schliessFehler);
+  skript.schliessErgebnis = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(eingang().stop(), skript.schliessErgebnis);
+  EXPECT_EQ(eingang().stop(), skript.schliessErgebnis);
 }
 
 TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   const auto sitzung = skript.sitzung(0);
   sitzung->block(block(1));
   sitzung->block(block(2));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   sitzung->block(block(3));
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "block 1", "block 2", "schliesse", "weg"}));
@@ -193,8 +193,8 @@ TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
 
 TEST_F(MacInputTest, WhatClosingTheDeviceStillDeliversReachesTheListener) {
   skript.letzterBlock = true;
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
-  eingang().stop();
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "block 0", "schliesse", "weg"}));
 }
 
@@ -223,8 +223,8 @@ TEST_F(MacInputTest, ACallThatNeverReturnsHoldsUpNeitherStartNorStop) {
   oeffnungen({{Skript::Art::haengt, {}}});
   zeiten.start = milliseconds(0);
   zeiten.abbau = milliseconds(0);
-  EXPECT_NE(eingang().start(hoerer), std::nullopt);
-  eingang().stop();
+  EXPECT_NE(eingang().start(hoerer), Ergebnis());
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.warteAuf(1), (Eintraege{"oeffne"}));
   {
     const std::lock_guard halter(skript.lock);
@@ -239,7 +239,7 @@ TEST_F(MacInputTest, AStopEndsAStartThatWaits) {
   zeiten.start = std::chrono::hours(1);
   std::thread stopp([this] {
     static_cast<void>(skript.buch.warteAuf(1));
-    eingang().stop();
+    static_cast<void>(eingang().stop());
   });
   EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
   stopp.join();
@@ -247,28 +247,28 @@ TEST_F(MacInputTest, AStopEndsAStartThatWaits) {
 }
 
 TEST_F(MacInputTest, AStopBeforeTheStartMakesItFail) {
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
   EXPECT_EQ(skript.buch.eintraege(), Eintraege{});
 }
 
 TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   const auto sitzung = skript.sitzung(0);  // as a callback of the system would hold it
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege().back(), "weg");
   EXPECT_NE(skript.abgebautVon, std::this_thread::get_id());
 }
 
 TEST_F(MacInputTest, ALostDeviceIsToldClosedAndOpenedAnew) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(4),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
 }
 
 TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   static_cast<void>(skript.buch.nimm());
@@ -279,7 +279,7 @@ TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
 
 TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
   oeffnungen({{}, {Skript::Art::scheitert, KAPUTT}, {Skript::Art::scheitert, WEG}, {}});
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(8),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
@@ -287,7 +287,7 @@ TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
 }
 
 TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   skript.sitzung(1)->ausgefallen(KAPUTT);
@@ -297,34 +297,34 @@ TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
 }
 
 TEST_F(MacInputTest, WhatComesLateOfAnEarlierOpeningIsIgnored) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   const auto alte = skript.sitzung(0);
   alte->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   alte->block(block(1));
   alte->ausgefallen(KAPUTT);
   skript.sitzung(1)->block(block(2));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "fortgesetzt", "block 2", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, WhatTheUserHasEndedStaysEnded) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(NEIN);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "unterbrochen: nein"}));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: nein", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
   oeffnungen({{}, {Skript::Art::scheitert, NEIN}});
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(5));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "schliesse", "schliesse", "weg"}));
@@ -332,10 +332,10 @@ TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
 
 TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
   zeiten.abstand = std::chrono::hours(1);
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(3));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "schliesse",
                        "weg"}));
@@ -344,7 +344,7 @@ TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
 TEST_F(MacInputTest, ADeviceThatFallsSilentWithoutAWordIsOpenedAnew) {
   zeiten.stille = milliseconds(1);
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   EXPECT_EQ(
       skript.buch.warteAuf(4),
       (Eintraege{"oeffne", "schliesse", "unterbrochen: das Geraet liefert nichts mehr", "oeffne"}));
@@ -354,7 +354,7 @@ TEST_F(MacInputTest, ADeviceThatDeliversBetweenTwoLooksIsNotSilent) {
   zeiten.stille = Zeitraffer::STILLE;
   MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
                     std::make_shared<Zeitraffer>(skript));
-  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  EXPECT_EQ(geduldig.start(hoerer), Ergebnis());
   EXPECT_EQ(skript.buch.warteAuf(5),
             (Eintraege{"oeffne", "block 1", "block 2", "block 3", "genug gesehen"}));
 }
@@ -400,7 +400,7 @@ TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
 TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
   skript.laeuft = true;
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   skript.sitzung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(2));
   skript.sitzung(0)->block(block(1));
@@ -413,7 +413,7 @@ TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
 TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
   skript.waehrendOeffnen = WEG;
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   EXPECT_EQ(skript.buch.warteAuf(4),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
 }
@@ -421,10 +421,10 @@ TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
 TEST_F(MacInputTest, AChangeThatTheOpeningItselfMakesIsNone) {
   skript.waehrendOeffnen = WEG;
   skript.laeuft = true;
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(2));
   skript.sitzung(0)->block(block(1));
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse", "weg"}));
 }
@@ -434,7 +434,7 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   zeiten.frueh = std::chrono::hours(1);
   zeiten.laengsterAbstand = milliseconds(9);
   const auto anfang = Wartestelle::Uhr::now();
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   // Nothing is delivered, so only the first loss is told.
   for (std::size_t verlust = 0; verlust < 5; ++verlust) {
     skript.sitzung(verlust)->ausgefallen(WEG);
@@ -451,7 +451,7 @@ TEST_F(MacInputTest, ADeviceThatDeliveredBeforeItWasLostEarlyIsOpenedEverMoreSel
   zeiten.stille = Zeitraffer::STILLE;
   MacInput geduldig("probe", std::make_unique<Geraet>(skript), zeiten,
                     std::make_shared<Zeitraffer>(skript));
-  EXPECT_EQ(geduldig.start(hoerer), std::nullopt);
+  EXPECT_EQ(geduldig.start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(5));  // opened, three blocks, enough seen
   const auto anfang = Wartestelle::Uhr::now();
   for (std::size_t verlust = 0; verlust < 3; ++verlust) {
@@ -466,7 +466,7 @@ TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   zeiten.abstand = milliseconds(1);
   zeiten.frueh = milliseconds(0);
   zeiten.laengsterAbstand = std::chrono::hours(1);
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   for (std::size_t verlust = 0; verlust < 30; ++verlust) {
     skript.sitzung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
@@ -479,14 +479,14 @@ TEST_F(MacInputTest, ADeviceThatIsSilentIsOpenedAnewAfterTheShortestPause) {
   zeiten.frueh = std::chrono::hours(1);
   zeiten.laengsterAbstand = std::chrono::hours(1);
   zeiten.stille = milliseconds(1);
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(60));
 }
 
 TEST_F(MacInputTest, StopMayBeRepeated) {
-  EXPECT_EQ(eingang().start(hoerer), std::nullopt);
-  eingang().stop();
-  eingang().stop();
+  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  static_cast<void>(eingang().stop());
+  static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
 

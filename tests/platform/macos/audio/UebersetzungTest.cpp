@@ -137,14 +137,14 @@ TEST_F(PcmUebersetzerTest, BuffersThatHoldLessThanTheyShouldAreNoBlock) {
 }
 
 struct Wandler final : KonverterAufrufe {
-  explicit Wandler(Ergebnis e) : fehler(std::move(e)) {}
+  explicit Wandler(std::optional<Fehler> f) : fehler(std::move(f)) {}
   Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
                     std::vector<float>& ausgabe) override {
     ausgabe.assign(eingang.begin(), eingang.end());
     ausgabe.push_back(static_cast<float>(kapazitaet));
     return {!fehler, fehler};
   }
-  Ergebnis fehler;
+  std::optional<Fehler> fehler;
 };
 
 PcmBlock block(const PcmFormat& format, std::uint32_t frames, std::span<const float> samples) {

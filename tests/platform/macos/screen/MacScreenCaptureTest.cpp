@@ -30,7 +30,7 @@ class MacScreenCaptureTest : public testing::Test {
     dienst.fensterMit(7);
     dienst.fensterMit(8);
   }
-  void sieh() { EXPECT_EQ(capture.inventar(content), std::nullopt); }
+  void sieh() { EXPECT_EQ(capture.inventar(content), Ergebnis()); }
 
   const Fehler kaputt{SCREEN_CAPTURE_DOMAIN, -3802, "startet nicht"};
   const Fehler verschwunden{"hallkorb", 4, "Fenster verschwunden"};
@@ -56,8 +56,8 @@ TEST_F(MacScreenCaptureTest, ARefusedInventorySaysWhereToGiveThePermission) {
 TEST_F(MacScreenCaptureTest, AStreamStartsSwitchesAndStopsInOrder) {
   sieh();
   static_cast<void>(dienst.buch.nimm());
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
-  EXPECT_EQ(strom->wechsle(8), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
+  EXPECT_EQ(strom->wechsle(8), Ergebnis());
   strom->stop();
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue fenster 7", "bild auf sck.video", "starte",
                                            "wechsle 8", "stoppe", "gib frei"}));
@@ -67,7 +67,7 @@ TEST_F(MacScreenCaptureTest, AStreamStartsSwitchesAndStopsInOrder) {
 
 TEST_F(MacScreenCaptureTest, PicturesReachTheListenerUntilTheStop) {
   sieh();
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   const auto empfaenger = dienst.empfaenger.lock();
   empfaenger->bild({1.5, BildStatus::vollstaendig, nullptr});
   strom->stop();
@@ -81,7 +81,7 @@ TEST_F(MacScreenCaptureTest, APictureOfUncertainOriginIsTheOldWindowsAndAnotherO
   const auto bild = [this](double zeit) {
     dienst.empfaenger.lock()->bild({zeit, BildStatus::vollstaendig, nullptr});
   };
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   bild(1.0);
   static_cast<void>(dienst.buch.nimm());
   // Between the request and its answer.
@@ -89,12 +89,12 @@ TEST_F(MacScreenCaptureTest, APictureOfUncertainOriginIsTheOldWindowsAndAnotherO
     dienst.beimWechsel = nullptr;
     bild(2.0);
   };
-  EXPECT_EQ(strom->wechsle(8), std::nullopt);
+  EXPECT_EQ(strom->wechsle(8), Ergebnis());
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8", "wechsle 8"}));
   bild(3.0);
   // To the window that is recorded already: it is certain.
   dienst.beimWechsel = [&] { bild(4.0); };
-  EXPECT_EQ(strom->wechsle(8), std::nullopt);
+  EXPECT_EQ(strom->wechsle(8), Ergebnis());
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8"}));
   dienst.wechsel = kaputt;
   EXPECT_EQ(strom->wechsle(7), kaputt);
@@ -123,7 +123,7 @@ TEST_F(MacScreenCaptureTest, AStartThatFailsLeavesNothing) {
 
 TEST_F(MacScreenCaptureTest, ASwitchThatFailsLeavesTheStreamAsItWas) {
   sieh();
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   static_cast<void>(dienst.buch.nimm());
   dienst.wechsel = kaputt;
   EXPECT_EQ(strom->wechsle(8), kaputt);
@@ -134,7 +134,7 @@ TEST_F(MacScreenCaptureTest, ASwitchThatFailsLeavesTheStreamAsItWas) {
 
 TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndOnlyDropped) {
   sieh();
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   static_cast<void>(dienst.buch.nimm());
   const auto empfaenger = dienst.empfaenger.lock();
   empfaenger->beendet({SCREEN_CAPTURE_DOMAIN, -3817, "stopped"});
@@ -152,7 +152,7 @@ TEST_F(MacScreenCaptureTest, TheFirstPictureMayComeBeforeTheStartIsAnswered) {
     dienst.empfaenger.lock()->bild({1.5, BildStatus::vollstaendig, nullptr});
     EXPECT_EQ(hoerer.eintraege, (Eintraege{"bild 1.500000"}));
   };
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   dienst.empfaenger.lock()->beendet(kaputt);
   EXPECT_EQ(hoerer.eintraege, (Eintraege{"bild 1.500000", "gestoppt: startet nicht"}));
 }
@@ -182,7 +182,7 @@ TEST_F(MacScreenCaptureTest, AStopEndsAStartThatWaits) {
 
 TEST_F(MacScreenCaptureTest, AWindowsStreamHasTheSettingsOfTheRecorder) {
   sieh();
-  EXPECT_EQ(strom->start(7, hoerer), std::nullopt);
+  EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   const StromEinstellungen& e = dienst.einstellungen;
   EXPECT_FALSE(e.capturesAudio);
   EXPECT_EQ(e.width, 1280U);

@@ -46,8 +46,9 @@ class SckAttrappe final : public SckAufrufe {
   void frageInhalt(bool ohneDesktop, InhaltFertig fertig) override {
     dienst_.buch.schreibe(ohneDesktop ? "inhalt ohne desktop" : "inhalt");
     if (!dienst_.inhalt) return;
-    if (*dienst_.inhalt || dienst_.ohneInhalt) return fertig(nullptr, *dienst_.inhalt);
-    fertig(std::make_shared<Schnappschuss>(dienst_), std::nullopt);
+    if (dienst_.inhalt->gescheitert() || dienst_.ohneInhalt)
+      return fertig(nullptr, *dienst_.inhalt);
+    fertig(std::make_shared<Schnappschuss>(dienst_), Ergebnis());
   }
   std::unique_ptr<StromAufrufe> strom() override { return std::make_unique<Strom>(dienst_); }
 

@@ -14,20 +14,20 @@ namespace {
 
 struct Writer {
   Buch buch;
-  Ergebnis bauFehler;
-  Ergebnis fragmentFehler;
+  Ergebnis bauErgebnis;
+  Ergebnis fragmentErgebnis;
   bool nimmtEingang = true;
-  Ergebnis eingangFehler;
-  Ergebnis beginnFehler;
-  Ergebnis sitzungFehler;
+  Ergebnis eingangErgebnis;
+  Ergebnis beginnErgebnis;
+  Ergebnis sitzungErgebnis;
   bool bereit = true;
-  Ergebnis bildFehler;
-  Ergebnis endeFehler;
-  Ergebnis abschlussFehler;
+  Ergebnis bildErgebnis;
+  Ergebnis endeErgebnis;
+  Ergebnis abschlussErgebnis;
   bool abschlussStumm = false;
   SchreiberStatus status = SchreiberStatus::unbekannt;
   SchreiberStatus endstand = SchreiberStatus::fertig;
-  Ergebnis fehler;
+  std::optional<Fehler> fehler;
   VideoEinstellungen einstellungen;
 };
 
@@ -41,48 +41,49 @@ class Attrappe final : public SchreiberAufrufe {
   Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen) override {
     w_.buch.schreibe("baue " + pfad);
     w_.einstellungen = einstellungen;
-    return w_.bauFehler;
+    return w_.bauErgebnis;
   }
   Ergebnis setzeFragmente(const Medienzeit& abstand) override {
     w_.buch.schreibe("fragmente " + lesbar(abstand));
-    return w_.fragmentFehler;
+    return w_.fragmentErgebnis;
   }
   bool nimmtEingang() override { return w_.nimmtEingang; }
   Ergebnis fuegeEingangHinzu() override {
     w_.buch.schreibe("eingang");
-    return w_.eingangFehler;
+    return w_.eingangErgebnis;
   }
   void entferneDatei(const std::string& pfad) override { w_.buch.schreibe("entferne " + pfad); }
   Ergebnis beginneSchreiben() override {
     w_.buch.schreibe("beginne");
-    w_.status = w_.beginnFehler ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
-    return w_.beginnFehler;
+    w_.status =
+        w_.beginnErgebnis.gescheitert() ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
+    return w_.beginnErgebnis;
   }
   Ergebnis beginneSitzung(const Medienzeit& beginn) override {
     w_.buch.schreibe("sitzung ab " + lesbar(beginn));
-    return w_.sitzungFehler;
+    return w_.sitzungErgebnis;
   }
   SchreiberStatus status() override { return w_.status; }
-  Ergebnis fehler() override { return w_.fehler; }
+  std::optional<Fehler> fehler() override { return w_.fehler; }
   bool bereit() override { return w_.bereit; }
   Ergebnis haengeAn(const void* probe) override {
     w_.buch.schreibe("bild " + std::to_string(*static_cast<const int*>(probe)));
-    return w_.bildFehler;
+    return w_.bildErgebnis;
   }
   Ergebnis markiereFertig() override {
     w_.buch.schreibe("fertig");
-    return w_.endeFehler;
+    return w_.endeErgebnis;
   }
   Ergebnis beendeSitzung(const Medienzeit& ende) override {
     w_.buch.schreibe("sitzung bis " + lesbar(ende));
-    return w_.endeFehler;
+    return w_.endeErgebnis;
   }
   Ergebnis schliesseAb(std::function<void()> fertig) override {
     w_.buch.schreibe("schliesse ab");
-    if (w_.abschlussFehler) return w_.abschlussFehler;
+    if (w_.abschlussErgebnis.gescheitert()) return w_.abschlussErgebnis;
     w_.status = w_.endstand;
     if (!w_.abschlussStumm) fertig();
-    return std::nullopt;
+    return {};
   }
 
  private:
@@ -133,7 +134,7 @@ TEST_F(AssetSchreiberTest, TheSettingsReachTheEncoder) {
 }
 
 TEST_F(AssetSchreiberTest, AWriterThatCannotBeMadeSaysWhy) {
-  w.bauFehler = kaputt;
+  w.bauErgebnis = kaputt;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, kaputt);
   EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4"}));
@@ -147,13 +148,13 @@ TEST_F(AssetSchreiberTest, AWriterThatRefusesTheInputSaysSo) {
 }
 
 TEST_F(AssetSchreiberTest, AnExceptionWhileAddingTheInputIsTheReason) {
-  w.eingangFehler = kaputt;
+  w.eingangErgebnis = kaputt;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, kaputt);
 }
 
 TEST_F(AssetSchreiberTest, WritingThatDoesNotStartOpensNoSession) {
-  w.beginnFehler = kaputt;
+  w.beginnErgebnis = kaputt;
   const auto schreiber = neu();
   EXPECT_FALSE(schreiber->starte(1));
   EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang",
@@ -170,14 +171,14 @@ TEST_F(AssetSchreiberTest, AnInputThatIsNotReadyAndAPictureThatIsNotTakenShow) {
   EXPECT_TRUE(schreiber->starte(1));
   w.bereit = false;
   EXPECT_FALSE(schreiber->bereit());
-  w.bildFehler = kaputt;
+  w.bildErgebnis = kaputt;
   EXPECT_FALSE(haengeAn(*schreiber, 1));
   EXPECT_EQ(schreiber->fehler(), kaputt);
 }
 
 TEST_F(AssetSchreiberTest, ASystemWithoutFragmentsWritesTheVideoAllTheSame) {
   AusgabeFaenger faenger;
-  w.fragmentFehler = kaputt;
+  w.fragmentErgebnis = kaputt;
   const auto schreiber = neu();
   ASSERT_NE(schreiber, nullptr);
   EXPECT_TRUE(schreiber->starte(1));
@@ -190,7 +191,7 @@ TEST_F(AssetSchreiberTest, ASystemWithoutFragmentsWritesTheVideoAllTheSame) {
 }
 
 TEST_F(AssetSchreiberTest, ASessionThatDoesNotBeginTakesNoPictures) {
-  w.sitzungFehler = kaputt;
+  w.sitzungErgebnis = kaputt;
   const auto schreiber = neu();
   EXPECT_FALSE(schreiber->starte(1));
   static_cast<void>(w.buch.nimm());
@@ -206,7 +207,7 @@ TEST_F(AssetSchreiberTest, ASessionThatDoesNotBeginTakesNoPictures) {
 TEST_F(AssetSchreiberTest, AFileWhoseEndCannotBeSetIsCompletedWithoutIt) {
   const auto schreiber = neu();
   EXPECT_TRUE(schreiber->starte(1));
-  w.endeFehler = kaputt;
+  w.endeErgebnis = kaputt;
   EXPECT_TRUE(schreiber->schliesseAb(2));
 }
 
@@ -233,7 +234,7 @@ TEST_F(AssetSchreiberTest, AFileThatIsReadyWithoutAnAnswerIsComplete) {
 TEST_F(AssetSchreiberTest, ACompletionThatCannotBeginIsNotWaitedFor) {
   const auto schreiber = neu();
   EXPECT_TRUE(schreiber->starte(1));
-  w.abschlussFehler = kaputt;
+  w.abschlussErgebnis = kaputt;
   w.endstand = SchreiberStatus::fertig;
   EXPECT_FALSE(schreiber->schliesseAb(2));
   EXPECT_EQ(schreiber->fehler(), kaputt);
@@ -244,9 +245,9 @@ TEST_F(AssetSchreiberTest, TheWritersOwnErrorCountsBeforeThoseOfTheCalls) {
   const Fehler zweiter{"NSException", 0, "zu spaet"};
   const auto schreiber = neu();
   EXPECT_TRUE(schreiber->starte(1));
-  w.bildFehler = kaputt;
+  w.bildErgebnis = kaputt;
   EXPECT_FALSE(haengeAn(*schreiber, 1));
-  w.bildFehler = zweiter;
+  w.bildErgebnis = zweiter;
   EXPECT_FALSE(haengeAn(*schreiber, 2));
   EXPECT_EQ(schreiber->fehler(), kaputt);
   w.fehler = voll;
