@@ -32,11 +32,10 @@ class Gespraech(drehbuch.MacFall):
 
     def test_eine_minute(self):
         """Two voices with an echo between them, and the meeting's window."""
-        # Both still speak at the stop.
-        fern, nah = (numpy.concatenate([signale.gespraech(SEKUNDEN, saat),
-                                        signale.rauschen(30.0, saat)]) for saat in (1, 2))
-        mikro = nah + voices.falte(fern, voices.raumantwort(numpy.random.default_rng(3)))
-        mikro *= 0.7 / numpy.abs(mikro).max()
+        fern, mikro, nah = (spur[:round(SEKUNDEN * signale.RATE)] for spur in voices.baue_spuren())
+        # Both still sound at the stop.
+        ende = signale.rauschen(30.0, 1)
+        fern, mikro = (numpy.concatenate([spur, ende]) for spur in (fern, mikro))
         aufnahme = self.aufnehmen("--max", "15", echo=True, video=True, vorher=[("fenster", ZOOM)])
         self.buch.tu("spiele", mikro=self.schreibe_klang("mikro", mikro),
                      system=self.schreibe_klang("fern", fern))
@@ -119,7 +118,8 @@ class Gespraech(drehbuch.MacFall):
                        and not ton[:max(-ab, 0)].any() and not ton[len(soll) - ab:].any()]
             self.assertGreaterEqual(len(treffer), 1, satz)
             bedeckt[max(treffer[0], 0):treffer[0] + len(ton)] = True
-        self.assertLess(signale.pegel(soll[~bedeckt] / 32767.0), 0.006)
+        bis = round(saetze[-1]["t1"] * signale.ZIEL) - lage
+        self.assertLess(signale.pegel(soll[:bis][~bedeckt[:bis]] / 32767.0), 0.006)
         return lage, phase
 
     def pruefe_echo(self, aufnahme, roh, mikro, nah):
@@ -205,7 +205,8 @@ class Geraete(drehbuch.MacFall):
         self.stoppe_ganz(aufnahme)
         achse = aufnahme.zeitachse()
         self.assertEqual(achse["them"]["luecken"], 0, aufnahme.alles())
-        self.assertGreaterEqual(achse["me"]["luecken"], 3, aufnahme.alles())
+        self.assertGreaterEqual(achse["me"]["luecken"], 1, aufnahme.alles())
+        self.assertEqual(aufnahme.diagnosen("Mikrofon wieder da"), 3, aufnahme.alles())
         # Filled with silence, so that what follows is at its place: one lag fits all.
         roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
         vorlage = ton[::3]
@@ -213,21 +214,28 @@ class Geraete(drehbuch.MacFall):
         ende = len(roh) - 2 * signale.ZIEL
         stueck = roh[ende:ende + signale.ZIEL]
         self.assertAlmostEqual(signale.lage_in(vorlage, stueck) - ende, anfang, delta=80)
-        spaet = signale.lage_in(vorlage, stueck)
-        self.assertGreater(signale.korrelation(stueck, vorlage[spaet:spaet + len(stueck)]), 0.9)
+        aehnlich = [signale.korrelation(stueck, eine[lage:lage + len(stueck)])
+                    for eine in signale.vorlagen(ton)
+                    for lage in (signale.lage_in(eine, stueck),)]
+        self.assertGreater(max(aehnlich), 0.95)
 
     def test_der_dienst_beendet_den_ton(self):
         aufnahme = self.aufnehmen()
         self.rauschen()
         aufnahme.warte_aufnahme(3.0)
+        self.buch.tu("stumm", frage="inhalt")
         self.buch.tu("beende", strom="ton", code=SYSTEM_STOPPED)
         aufnahme.meldung("SCStream gestoppt: ", drehbuch.FRIST)
+        aufnahme.warte_aufnahme(1.0)
+        self.buch.tu("stumm", frage="inhalt", ja=False)
+        self.buch.tu("antworte")
         self.buch.tu("warte", auf="system")
         aufnahme.warte_aufnahme(3.0)
         self.stoppe_ganz(aufnahme)
         achse = aufnahme.zeitachse()
         self.assertEqual(achse["me"]["luecken"], 0, aufnahme.alles())
         self.assertEqual(achse["them"]["luecken"], 1, aufnahme.alles())
+        self.assertGreater(achse["them"]["luecken_ms"], 900, aufnahme.alles())
         self.assertAlmostEqual(aufnahme.chunks("them")[-1]["t1"], aufnahme.chunks("me")[-1]["t1"],
                                delta=0.5)
 
