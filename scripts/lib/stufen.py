@@ -277,6 +277,18 @@ def stufe_macos_abdeckung(zaehler):
                    f"less than {abdeckung.MINDESTENS} % of {abdeckung.ORDNER} ran")
 
 
+def stufe_macos_e2e(zaehler):
+    """the program as it is built for macOS, end to end on stand-ins that a script plays"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "testsprecher")
+    baue("macos-asan", "hallkorb", optionen=SCHNELL_MACOS)
+    # They wait for their own clocks most of the time.
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6",
+                                 pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 def stufe_arm64(zaehler):
     """the program for Linux on 64-bit ARM and its tests, under an emulator"""
     if not prozesse.LINUX:
@@ -292,7 +304,7 @@ def stufe_arm64(zaehler):
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "arm64")}
+    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.

@@ -32,11 +32,10 @@ class Gespraech(drehbuch.MacFall):
 
     def test_eine_minute(self):
         """Two voices with an echo between them, and the meeting's window."""
-        # Both still speak at the stop.
-        fern, nah = (numpy.concatenate([signale.gespraech(SEKUNDEN, saat),
-                                        signale.rauschen(30.0, saat)]) for saat in (1, 2))
-        mikro = nah + voices.falte(fern, voices.raumantwort(numpy.random.default_rng(3)))
-        mikro *= 0.7 / numpy.abs(mikro).max()
+        fern, mikro, nah = (spur[:round(SEKUNDEN * signale.RATE)] for spur in voices.baue_spuren())
+        # Both still sound at the stop.
+        fern, mikro = (numpy.concatenate([spur, signale.rauschen(30.0, saat)])
+                       for saat, spur in enumerate((fern, mikro)))
         aufnahme = self.aufnehmen("--max", "15", echo=True, video=True, vorher=[("fenster", ZOOM)])
         self.buch.tu("spiele", mikro=self.schreibe_klang("mikro", mikro),
                      system=self.schreibe_klang("fern", fern))
@@ -75,7 +74,7 @@ class Gespraech(drehbuch.MacFall):
             ["mikro_roh.wav", "video.mp4"] + [os.path.basename(s["path"]) for s in aufnahme.chunks()]))
         for kanal in ("them", "me"):
             saetze = aufnahme.chunks(kanal)
-            self.assertGreater(len(saetze), 8)
+            self.assertGreater(len(saetze), 5)
             self.assertEqual([satz["chunk"] for satz in saetze], list(range(len(saetze))))
             bisher = 0.0
             for satz in saetze:
@@ -119,13 +118,14 @@ class Gespraech(drehbuch.MacFall):
                        and not ton[:max(-ab, 0)].any() and not ton[len(soll) - ab:].any()]
             self.assertGreaterEqual(len(treffer), 1, satz)
             bedeckt[max(treffer[0], 0):treffer[0] + len(ton)] = True
-        self.assertLess(signale.pegel(soll[~bedeckt] / 32767.0), 0.006)
+        bis = round(saetze[-1]["t1"] * signale.ZIEL) - lage
+        self.assertLess(signale.pegel(soll[:bis][~bedeckt[:bis]] / 32767.0), 0.006)
         return lage, phase
 
     def pruefe_echo(self, aufnahme, roh, mikro, nah):
         (echo,) = aufnahme.ereignisse("echo")
         self.assertGreater(echo["verzoegerung_ms"], 20.0, echo)
-        self.assertLess(echo["verzoegerung_ms"], 60.0, echo)
+        self.assertLess(echo["verzoegerung_ms"], 80.0, echo)
         self.assertEqual((echo["ausfaelle"], echo["ohne_referenz"]), (0, 0), echo)
         sauber = numpy.zeros(len(roh) + signale.ZIEL)
         for satz in aufnahme.chunks("me"):
@@ -158,7 +158,7 @@ class Gespraech(drehbuch.MacFall):
 
     def pruefe_wie_linux(self, aufnahme, roh, referenz):
         """The program for Linux makes the same chunks of the same sound: their limits, their marks of
-        speech, and their samples but for what another FFT rounds."""
+        speech, and their samples but for what rounding the input to 16 bits does."""
         pfade = [os.path.join(self.ordner, name) for name in ("r.wav", "f.wav", "aus.wav", "linux")]
         for pfad, ton in zip(pfade, (roh, referenz)):
             voices.schreibe(pfad, ton, rate=signale.ZIEL)
@@ -172,11 +172,12 @@ class Gespraech(drehbuch.MacFall):
         for satz, anderer in zip(hier, linux):
             ton, vorbild = signale.lies_ganz(satz["path"]), signale.lies_ganz(anderer["path"])
             self.assertEqual(len(ton), len(vorbild))
-            self.assertLessEqual(numpy.abs(ganzzahlen(ton) - ganzzahlen(vorbild)).max(), 1, satz)
+            self.assertLess(signale.pegel(ton - vorbild), 0.001 * signale.pegel(vorbild), satz)
         (echo,) = aufnahme.ereignisse("echo")
         (anders,) = [satz for satz in linux if satz.get("event") == "echo"]
         for name, wert in echo.items():
-            self.assertEqual(anders[name], wert, name)
+            if name != "event":
+                self.assertAlmostEqual(anders[name], wert, delta=0.002 * abs(wert), msg=name)
 
 
 class Geraete(drehbuch.MacFall):
@@ -205,7 +206,8 @@ class Geraete(drehbuch.MacFall):
         self.stoppe_ganz(aufnahme)
         achse = aufnahme.zeitachse()
         self.assertEqual(achse["them"]["luecken"], 0, aufnahme.alles())
-        self.assertGreaterEqual(achse["me"]["luecken"], 3, aufnahme.alles())
+        self.assertGreaterEqual(achse["me"]["luecken"], 1, aufnahme.alles())
+        self.assertEqual(aufnahme.diagnosen("Mikrofon wieder da"), 3, aufnahme.alles())
         # Filled with silence, so that what follows is at its place: one lag fits all.
         roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
         vorlage = ton[::3]
@@ -213,21 +215,28 @@ class Geraete(drehbuch.MacFall):
         ende = len(roh) - 2 * signale.ZIEL
         stueck = roh[ende:ende + signale.ZIEL]
         self.assertAlmostEqual(signale.lage_in(vorlage, stueck) - ende, anfang, delta=80)
-        spaet = signale.lage_in(vorlage, stueck)
-        self.assertGreater(signale.korrelation(stueck, vorlage[spaet:spaet + len(stueck)]), 0.9)
+        aehnlich = [signale.korrelation(stueck, eine[lage:lage + len(stueck)])
+                    for eine in signale.vorlagen(ton)
+                    for lage in (signale.lage_in(eine, stueck),)]
+        self.assertGreater(max(aehnlich), 0.95)
 
     def test_der_dienst_beendet_den_ton(self):
         aufnahme = self.aufnehmen()
         self.rauschen()
         aufnahme.warte_aufnahme(3.0)
+        self.buch.tu("stumm", frage="inhalt")
         self.buch.tu("beende", strom="ton", code=SYSTEM_STOPPED)
         aufnahme.meldung("SCStream gestoppt: ", drehbuch.FRIST)
+        aufnahme.warte_aufnahme(1.0)
+        self.buch.tu("stumm", frage="inhalt", ja=False)
+        self.buch.tu("antworte")
         self.buch.tu("warte", auf="system")
         aufnahme.warte_aufnahme(3.0)
         self.stoppe_ganz(aufnahme)
         achse = aufnahme.zeitachse()
         self.assertEqual(achse["me"]["luecken"], 0, aufnahme.alles())
         self.assertEqual(achse["them"]["luecken"], 1, aufnahme.alles())
+        self.assertGreater(achse["them"]["luecken_ms"], 900, aufnahme.alles())
         self.assertAlmostEqual(aufnahme.chunks("them")[-1]["t1"], aufnahme.chunks("me")[-1]["t1"],
                                delta=0.5)
 
