@@ -1,6 +1,5 @@
 // The main run loop, its signals and the reader's going, run.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -239,14 +238,10 @@ TEST_F(MacRunLoopTest, FilesAndWhatCannotBeWatchedHaveNoReader) {
   EXPECT_FALSE(weg);
 }
 
-TEST_F(MacRunLoopTest, WithoutADescriptorToWatchWithNothingIsWatched) {
+TEST_F(MacRunLoopTest, WithoutAnEventQueueNothingIsWatched) {
   const Paar paar = rohr();
-  struct rlimit grenze{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &grenze), 0);
-  const struct rlimit keine{0, grenze.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &keine), 0);
+  ersatz::keineEreignisse(true);
   schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &grenze), 0);
   EXPECT_EQ(neue("HKQuelle"), 0);
 }
 
