@@ -297,6 +297,7 @@ TEST_F(MacRunLoopTest, NothingRunsAfterTheHandlerThatQuits) {
   schleife().post([&] { verlauf += "b"; });
   EXPECT_EQ(schleife().run(), 2);
   EXPECT_EQ(verlauf, "a");
+  schliesse();  // what is left waits for another run
 }
 
 TEST_F(MacRunLoopTest, AnotherThreadCanQuit) {
@@ -311,6 +312,7 @@ TEST_F(MacRunLoopTest, AQuitBeforeTheLoopRunsEndsItAtOnce) {
   schleife().quit(8);
   EXPECT_EQ(schleife().run(), 8);
   EXPECT_FALSE(gelaufen);
+  schliesse();
 }
 
 // The stop that the first end has left behind must not end the second run.
