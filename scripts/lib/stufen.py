@@ -265,7 +265,7 @@ def stufe_macos_abdeckung(zaehler):
     programme = ("macos_ersatz_test", "macos_test")
     baue("macos-coverage", *programme)
     with tempfile.TemporaryDirectory() as ordner:
-        ctest("macos-coverage", zaehler, abdeckung.profile(ordner), "^macos_")
+        ctest("macos-coverage", zaehler, abdeckung.profile(ordner), f"^({'|'.join(programme)})$")
         if zaehler.gescheitert:
             return
         dateien_ = abdeckung.miss(fuehre_aus, ordner,

@@ -193,18 +193,20 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
 }
 
 // Until the device reports its end, or something else has to be looked at. A stream that pauses
-// leaves nothing behind in the meantime.
+// leaves nothing behind in the meantime; one that has only just begun does not pause.
 std::optional<Fehler> MacInput::Kern::warteBis(Uhr::time_point frist) {
   std::optional<Fehler> grund;
   for (bool weiter = true; weiter;) {
     const bool haelt = taktHaelt();
     const std::uint64_t bisher = bloecke_;
+    bool beginnt = false;
     stelle_->warte(haelt ? std::min(frist, Uhr::now() + PAUSE) : frist, [&] {
       if (!grund) grund = std::exchange(ausfall_, std::nullopt);
-      return grund.has_value() || std::exchange(stromBeginnt_, false);
+      beginnt = std::exchange(stromBeginnt_, false) || beginnt;
+      return grund.has_value() || beginnt;
     });
     weiter = haelt && !grund && !stelle_->abgebrochen() && Uhr::now() < frist;
-    if (weiter && bloecke_ == bisher) leereTakt();
+    if (weiter && !beginnt && bloecke_ == bisher) leereTakt();
   }
   return grund;
 }

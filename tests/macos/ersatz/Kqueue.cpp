@@ -2,10 +2,27 @@
 #include <sys/epoll.h>
 #include <sys/event.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 
+#include "tests/macos/ersatz/System.h"
+
+namespace {
+
+std::atomic<bool> gibtKeine{false};
+
+}  // namespace
+
+void hallkorb::ersatz::keineEreignisse(bool ja) {
+  gibtKeine = ja;
+}
+
 int kqueue() {
+  if (gibtKeine) {
+    errno = EMFILE;
+    return -1;
+  }
   return ::epoll_create1(EPOLL_CLOEXEC);
 }
 

@@ -148,6 +148,7 @@ long fensterserver() {
 void setzeZurueck() {
   @autoreleasepool {
     version = NEUESTE;
+    keineEreignisse(false);
     setzeMikrofonZurueck();
     setzeWandlerZurueck();
     setzeSchreiberZurueck();

@@ -22,6 +22,9 @@ void lassZeitVergehen(double sekunden);
 // How often the connection to the window server was asked for.
 [[nodiscard]] long fensterserver();
 
+// The kernel has no event queue left.
+void keineEreignisse(bool ja);
+
 // Everything that a test can set, as at the start of the process.
 void setzeZurueck();
 

@@ -1,6 +1,5 @@
 // The main run loop, its signals and the reader's going, run.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -239,14 +238,10 @@ TEST_F(MacRunLoopTest, FilesAndWhatCannotBeWatchedHaveNoReader) {
   EXPECT_FALSE(weg);
 }
 
-TEST_F(MacRunLoopTest, WithoutADescriptorToWatchWithNothingIsWatched) {
+TEST_F(MacRunLoopTest, WithoutAnEventQueueNothingIsWatched) {
   const Paar paar = rohr();
-  struct rlimit grenze{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &grenze), 0);
-  const struct rlimit keine{0, grenze.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &keine), 0);
+  ersatz::keineEreignisse(true);
   schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &grenze), 0);
   EXPECT_EQ(neue("HKQuelle"), 0);
 }
 
@@ -302,6 +297,7 @@ TEST_F(MacRunLoopTest, NothingRunsAfterTheHandlerThatQuits) {
   schleife().post([&] { verlauf += "b"; });
   EXPECT_EQ(schleife().run(), 2);
   EXPECT_EQ(verlauf, "a");
+  schliesse();  // what is left waits for another run
 }
 
 TEST_F(MacRunLoopTest, AnotherThreadCanQuit) {
@@ -316,6 +312,7 @@ TEST_F(MacRunLoopTest, AQuitBeforeTheLoopRunsEndsItAtOnce) {
   schleife().quit(8);
   EXPECT_EQ(schleife().run(), 8);
   EXPECT_FALSE(gelaufen);
+  schliesse();
 }
 
 // The stop that the first end has left behind must not end the second run.

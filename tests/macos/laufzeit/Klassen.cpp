@@ -12,11 +12,12 @@
 
 extern "C" {
 void* _objc_empty_cache;
-// The linker gives the ends of the sections that the compiler fills.
-extern hallkorb::laufzeit::Klasse* __start_objc_classlist[];
-extern hallkorb::laufzeit::Klasse* __stop_objc_classlist[];
-extern const char* __start_objc_selrefs[];
-extern const char* __stop_objc_selrefs[];
+// The linker gives the ends of the sections that the compiler fills; a program that uses no class
+// has none.
+[[gnu::weak]] extern hallkorb::laufzeit::Klasse* __start_objc_classlist[];
+[[gnu::weak]] extern hallkorb::laufzeit::Klasse* __stop_objc_classlist[];
+[[gnu::weak]] extern const char* __start_objc_selrefs[];
+[[gnu::weak]] extern const char* __stop_objc_selrefs[];
 }
 
 namespace hallkorb::laufzeit {

@@ -37,6 +37,7 @@ struct Skript {
   std::thread::id abgebautVon = {};
   std::atomic<bool> laeuft{false};          // in spite of what it has told
   std::optional<Fehler> waehrendOeffnen{};  // is told while it is opened
+  std::optional<PcmBlock> ersterBlock{};    // comes while it is opened
 
   std::shared_ptr<BlockEmpfaenger> sitzung(std::size_t nummer) {
     const std::lock_guard halter(lock);
@@ -64,6 +65,9 @@ class Geraet final : public AudioGeraet {
     skript_.buch.schreibe("oeffne");
     if (skript_.waehrendOeffnen) {
       skript_.sitzung(skript_.empfaenger.size() - 1)->ausgefallen(*skript_.waehrendOeffnen);
+    }
+    if (skript_.ersterBlock) {
+      skript_.sitzung(skript_.empfaenger.size() - 1)->block(*skript_.ersterBlock);
     }
     switch (oeffnung.art) {
       case Skript::Art::gelingt:
@@ -125,6 +129,21 @@ PcmBlock block(std::uint32_t frames) {
   b.frames = frames;
   return b;
 }
+
+// Notes when a stream that holds something back is waited for, and lets that time pass at once.
+class Pausenraffer final : public Wartestelle {
+ public:
+  explicit Pausenraffer(Buch& buch) : buch_(buch) {}
+
+ private:
+  bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) override {
+    if (frist > Uhr::now() + milliseconds(1000)) return Wartestelle::schlafe(halter, frist);
+    buch_.schreibe("wartet");
+    return false;
+  }
+
+  Buch& buch_;
+};
 
 // Lets the looks for silence follow each other at once, each after one block.
 class Zeitraffer final : public Wartestelle {
@@ -384,6 +403,16 @@ TEST_F(MacInputTest, WhatIsHeldBackGoesOutWhenTheStreamPauses) {
   EXPECT_EQ(eingang().start(hoerer), std::nullopt);
   skript.sitzung(0)->block(mitZeit(samples, 100.0));
   EXPECT_EQ(skript.buch.warteAuf(2), (Eintraege{"oeffne", "block 256"}));
+}
+
+TEST_F(MacInputTest, WhatIsHeldBackAtTheBeginningIsGivenTheTimeOfAPause) {
+  const std::vector<float> samples(256, 0.25F);
+  skript.ersterBlock = mitZeit(samples, 100.0);
+  MacInput eigener("Test", std::make_unique<Geraet>(skript), MacInput::Zeiten{},
+                   std::make_shared<Pausenraffer>(skript.buch));
+  EXPECT_EQ(eigener.start(hoerer), std::nullopt);
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "wartet", "block 256"}));
+  eigener.stop();
 }
 
 TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
