@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -42,7 +43,10 @@ void Bildaufsicht::laufe(double sekunden) {
   while (const auto anlass = naechsterAnlass()) {
     const Ergebnis fehler = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
-    if (fehler) log("[hallkorb] Fensterpruefung: " + fehler->description);
+    if (fehler && !(*fehler == keinFaden() && fehler == pruefFehler_)) {
+      log("[hallkorb] Fensterpruefung: " + fehler->description);
+    }
+    pruefFehler_ = fehler;
     film_.pruefe();
     letztePruefung_ = hostSekunden();
     if (*anlass == Bildzustand::Anlass::takt) naechstePruefung_ = letztePruefung_ + PRUEF_ABSTAND;
@@ -82,26 +86,31 @@ std::optional<std::string> Bildaufsicht::versucheStart() {
   const Ergebnis inventarFehler = bildschirm_.inventar(content);
   if (stand_.abgebrochen()) return std::nullopt;
   if (inventarFehler) {
-    // Without a screen the same would be reported every three seconds.
-    if (inventarFehler_ != inventarFehler->description) {
-      meldeStartfehler(inventarFehler->description);
-    }
-    inventarFehler_ = inventarFehler->description;
+    meldeEinmal(*inventarFehler);
     return std::string(KEIN_BILD) + inKlammern(*inventarFehler);
   }
-  inventarFehler_.clear();
   const Wahl wahl = waehleMeetingZiel(metadaten(content));
   if (wahl.istFenster()) {
     const Ergebnis fehler = starteAuf(wahl, content);
     if (!fehler || stand_.abgebrochen()) return std::nullopt;
-    meldeStartfehler(fehler->description);
+    if (film_.hatWriter() && *fehler != keinFaden()) {
+      meldeStartfehler(*fehler);
+    } else {
+      meldeEinmal(*fehler);
+    }
     startFehler_ = fehler;
   }
   return wahl.grund + (startFehler_ ? inKlammern(*startFehler_) : "");
 }
 
-void Bildaufsicht::meldeStartfehler(const std::string& text) {
-  log("[hallkorb] Video-Start fehlgeschlagen: " + text);
+void Bildaufsicht::meldeStartfehler(const Fehler& fehler) {
+  log("[hallkorb] Video-Start fehlgeschlagen: " + fehler.description);
+}
+
+// What this computer lacks (a screen, an encoder, a thread) would be reported every three seconds.
+void Bildaufsicht::meldeEinmal(const Fehler& fehler) {
+  if (gemeldet_ != fehler) meldeStartfehler(fehler);
+  gemeldet_ = fehler;
 }
 
 Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content) {

@@ -38,7 +38,8 @@ class Bildaufsicht {
  private:
   void suche(double sekunden);
   [[nodiscard]] std::optional<std::string> versucheStart();
-  void meldeStartfehler(const std::string& text);
+  void meldeStartfehler(const Fehler& fehler);
+  void meldeEinmal(const Fehler& fehler);
   [[nodiscard]] Ergebnis starteAuf(const Wahl& wahl, const ScreenContent& content);
   [[nodiscard]] std::optional<Bildzustand::Anlass> naechsterAnlass();
   [[nodiscard]] Ergebnis pruefen(Bildzustand::Anlass anlass);
@@ -56,8 +57,9 @@ class Bildaufsicht {
 
   double naechstePruefung_ = 0.0;  // host seconds
   double letztePruefung_ = 0.0;
-  Ergebnis startFehler_;        // why the last start failed
-  std::string inventarFehler_;  // why the screen could not be asked; empty if it could
+  Ergebnis startFehler_;  // why the last start failed
+  Ergebnis gemeldet_;     // what is reported only once
+  Ergebnis pruefFehler_;  // why the last check failed
 };
 
 }  // namespace hallkorb

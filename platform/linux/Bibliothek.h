@@ -39,7 +39,8 @@ class Bibliothek {
   // Fails, in the given domain, if the library or something that was sought in it is not there.
   [[nodiscard]] Ergebnis ergebnis(const char* domain) const {
     if (vollstaendig_ && griff_ != nullptr) return std::nullopt;
-    return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + " fehlt"};
+    const char* was = griff_ == nullptr ? " fehlt" : " ist eine andere als beim Bau";
+    return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + was};
   }
 
  private:

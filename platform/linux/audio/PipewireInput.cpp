@@ -33,8 +33,11 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
     const std::lock_guard halter(threadLock_);
     if (stopp_ || thread_.joinable()) return abgebrochen();
     if (auto fehler = ladeSwresample()) return fehler;  // nothing could be converted
-    thread_ = std::thread(
+    auto thread = neuerFaden(
+        quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
+    if (!thread) return keinFaden();
+    thread_ = std::move(*thread);
   }
   Ergebnis fehler = ergebnis.get();
   if (fehler) stop();
@@ -51,7 +54,6 @@ Ergebnis PipewireInput::stop() {
 }
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
-  beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
   // Before there are threads below this one, which inherit it.
   hebeVorrang(0);
   bool gestartet = false;

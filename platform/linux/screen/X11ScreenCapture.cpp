@@ -18,8 +18,9 @@ X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg)
     : display_(std::move(display)), weg_(weg) {}
 
 Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
+  if (auto fehler = waechter_.bereit()) return fehler;
   X11Verbindung verbindung(display_);
-  const X11Frist frist(verbindung, FRIST);
+  const X11Frist frist(waechter_, verbindung, FRIST);
   if (auto fehler = verbindung.oeffne()) return fehler;
   return liesFenster(verbindung, content);
 }
