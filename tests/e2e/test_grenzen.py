@@ -113,18 +113,24 @@ class Faeden(test_video.Fensterfall):
         self.assertLess(aufnahme.stoppe(), 3.0)
 
 
-class Speicher(lauf.Fall):
+class Speicher(test_video.Fensterfall):
 
     def test_adressraum(self):
         """A recording with little address space runs, or ends with its line; and nothing else."""
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
         enden = []
-        for mib in range(150, 401, 50):
+        for mib in (*range(150, 401, 50), 4000):
             aufnahme = self.lauf(ordner=f"{self.aufnahme}-{mib}", video=True, echo=True,
+                                 umgebung=self.bildschirm.umgebung,
                                  vorsatz=["prlimit", f"--as={mib << 20}", "--"])
             aufnahme.aus.warte(lambda text: '"started"' in text or '"error"' in text)
             if aufnahme.ereignisse("started"):
+                # The video has begun by then, or has failed.
+                aufnahme.diagnose.warte(lambda text: "] Bild: " in text or "] Video-" in text)
+                if aufnahme.ereignisse("started")[0]["mic"]:
+                    aufnahme.warte_aufnahme(1.0)
                 aufnahme.sende()
-            status = aufnahme.ende()
+            status = aufnahme.ende(10.0)
             enden.append(status)
             self.assertIn(status, (0, 2), f"{mib} MiB\n{aufnahme.alles()}")
             self.assertEqual(aufnahme.diagnosen("Ausnahme"), 0, aufnahme.alles())
