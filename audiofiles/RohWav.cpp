@@ -107,7 +107,9 @@ void RohWav::pruefePfad() {
 }
 
 void RohWav::meldeVerlust() {
-  if (!entfernt_) log(zeilenAnfang() + "entfernt, verschoben oder ersetzt; geschrieben wird weiter in die alte Datei");
+  if (!entfernt_)
+    log(zeilenAnfang() +
+        "entfernt, verschoben oder ersetzt; geschrieben wird weiter in die alte Datei");
   entfernt_ = true;
 }
 

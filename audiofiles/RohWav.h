@@ -11,9 +11,9 @@
 // when it works again.
 //
 // A folder that is removed and made again takes the file along, and all that is written to it from
-// then on would vanish with it. So with each update of the header the path is looked at; if it leads
-// nowhere, the recording goes on in a new file there, whose beginning reads as silence. Nothing that
-// somebody else has put there is touched.
+// then on would vanish with it. So with each update of the header the path is looked at; if it
+// leads nowhere, the recording goes on in a new file there, whose beginning reads as silence.
+// Nothing that somebody else has put there is touched.
 //
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
 // header of an empty recording and then the samples as they come.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -42,7 +43,12 @@ void Bildaufsicht::laufe(double sekunden) {
   while (const auto anlass = naechsterAnlass()) {
     const Ergebnis ergebnis = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
-    if (ergebnis.gescheitert()) log("[hallkorb] Fensterpruefung: " + ergebnis.fehler().description);
+    // Without a thread for it every check fails, every two seconds.
+    if (ergebnis.gescheitert() &&
+        !(ergebnis.fehler() == keinFaden() && ergebnis == pruefErgebnis_)) {
+      log("[hallkorb] Fensterpruefung: " + ergebnis.fehler().description);
+    }
+    pruefErgebnis_ = ergebnis;
     film_.pruefe();
     letztePruefung_ = hostSekunden();
     if (*anlass == Bildzustand::Anlass::takt) naechstePruefung_ = letztePruefung_ + PRUEF_ABSTAND;
@@ -79,29 +85,34 @@ void Bildaufsicht::suche(double sekunden) {
 // Returns why there is no picture; nullopt once there is one, or after the stop.
 std::optional<std::string> Bildaufsicht::versucheStart() {
   ScreenContent content;
-  const Ergebnis inventarFehler = bildschirm_.inventar(content);
+  const Ergebnis inventar = bildschirm_.inventar(content);
   if (stand_.abgebrochen()) return std::nullopt;
-  if (inventarFehler.gescheitert()) {
-    // Without a screen the same would be reported every three seconds.
-    if (inventarFehler_ != inventarFehler.fehler().description) {
-      meldeStartfehler(inventarFehler.fehler().description);
-    }
-    inventarFehler_ = inventarFehler.fehler().description;
-    return std::string(KEIN_BILD) + inKlammern(inventarFehler.fehler());
+  if (inventar.gescheitert()) {
+    meldeEinmal(inventar.fehler());
+    return std::string(KEIN_BILD) + inKlammern(inventar.fehler());
   }
-  inventarFehler_.clear();
   const Wahl wahl = waehleMeetingZiel(metadaten(content));
   if (wahl.istFenster()) {
     const Ergebnis ergebnis = starteAuf(wahl, content);
     if (ergebnis.gelungen() || stand_.abgebrochen()) return std::nullopt;
-    meldeStartfehler(ergebnis.fehler().description);
+    if (film_.hatWriter() && ergebnis.fehler() != keinFaden()) {
+      meldeStartfehler(ergebnis.fehler());
+    } else {
+      meldeEinmal(ergebnis.fehler());
+    }
     startFehler_ = ergebnis.fehler();
   }
   return wahl.grund + (startFehler_ ? inKlammern(*startFehler_) : "");
 }
 
-void Bildaufsicht::meldeStartfehler(const std::string& text) {
-  log("[hallkorb] Video-Start fehlgeschlagen: " + text);
+void Bildaufsicht::meldeStartfehler(const Fehler& fehler) {
+  log("[hallkorb] Video-Start fehlgeschlagen: " + fehler.description);
+}
+
+// What this computer lacks (a screen, an encoder, a thread) would be reported every three seconds.
+void Bildaufsicht::meldeEinmal(const Fehler& fehler) {
+  if (gemeldet_ != fehler) meldeStartfehler(fehler);
+  gemeldet_ = fehler;
 }
 
 Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content) {

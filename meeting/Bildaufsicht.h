@@ -38,7 +38,8 @@ class Bildaufsicht {
  private:
   void suche(double sekunden);
   [[nodiscard]] std::optional<std::string> versucheStart();
-  void meldeStartfehler(const std::string& text);
+  void meldeStartfehler(const Fehler& fehler);
+  void meldeEinmal(const Fehler& fehler);
   [[nodiscard]] Ergebnis starteAuf(const Wahl& wahl, const ScreenContent& content);
   [[nodiscard]] std::optional<Bildzustand::Anlass> naechsterAnlass();
   [[nodiscard]] Ergebnis pruefen(Bildzustand::Anlass anlass);
@@ -57,7 +58,8 @@ class Bildaufsicht {
   double naechstePruefung_ = 0.0;  // host seconds
   double letztePruefung_ = 0.0;
   std::optional<Fehler> startFehler_;  // why the last start failed
-  std::string inventarFehler_;         // why the screen could not be asked; empty if it could
+  std::optional<Fehler> gemeldet_;     // what is reported only once
+  Ergebnis pruefErgebnis_;             // of the last check
 };
 
 }  // namespace hallkorb

@@ -77,7 +77,8 @@ void Film::meldeAusfall() {
 void Film::pruefeOrt() {
   if (verlustGemeldet_ || ausfallGemeldet_ || amOrt()) return;
   verlustGemeldet_ = true;
-  log("[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " + ziel_ + " — Ton laeuft weiter");
+  log("[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " + ziel_ +
+      " — Ton laeuft weiter");
 }
 
 bool Film::amOrt() const {

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Faden.h"
 #include "base/Text.h"
-#include "platform/Befristet.h"
 
 namespace hallkorb {
 namespace {
@@ -41,18 +41,24 @@ WindowVideoCapture::WindowVideoCapture(const std::string& outDir, double zeitNul
     : executor_(plattform.executor()),
       bildschirm_(plattform.screenCapture()),
       aufsichtEnde_(executor_.schlaf()),
+      stromEnde_(Bereitschaft::neu(executor_)),
       film_(pfadIn(outDir, "video.mp4"), plattform, dateien),
       uhr_(executor_),
       aufsicht_(*bildschirm_, film_, stand_, *this, uhr_, zeitNull) {}
 
 void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (!stand_.beginneAufsicht()) return;
-  executor_.starteUnabhaengig([selbst = shared_from_this(), sekunden]() mutable {
+  const auto aufsicht = [selbst = shared_from_this(), sekunden]() mutable {
     const std::shared_ptr<Schlaf> ende = selbst->aufsichtEnde_;
     selbst->aufsicht_.laufe(sekunden);
     selbst = nullptr;
     ende->wecke();
-  });
+  };
+  if (stromEnde_ && executor_.starteUnabhaengig(aufsicht)) return;
+  aufsichtEnde_->wecke();
+  const std::string grund = keinFaden().description;
+  log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
+  emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
 }
 
 void WindowVideoCapture::bild(const Bild& bild) {
@@ -86,9 +92,8 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
 bool WindowVideoCapture::haltAn(const Bildzustand::Ende& ende) {
   bool geantwortet = true;
   if (ende.strom) {
-    geantwortet =
-        laufeBefristet(executor_, STOP_FRIST,
-                       [selbst = shared_from_this(), strom = ende.strom] { strom->stop(); });
+    geantwortet = stromEnde_->laufe(
+        STOP_FRIST, [selbst = shared_from_this(), strom = ende.strom] { strom->stop(); });
   }
   if (ende.beaufsichtigt) geantwortet = aufsichtEnde_->warte(STOP_FRIST) && geantwortet;
   return geantwortet;

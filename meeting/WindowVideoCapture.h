@@ -28,6 +28,7 @@
 #include "meeting/Bildzustand.h"
 #include "meeting/Film.h"
 #include "meeting/Weckuhr.h"
+#include "platform/Befristet.h"
 #include "platform/Plattform.h"
 
 namespace hallkorb {
@@ -54,7 +55,8 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   WindowVideoCapture& operator=(const WindowVideoCapture&) = delete;
 
   // Starts the supervision and returns at once. A meeting window that is missing after `sekunden`
-  // is reported, once; the search goes on. After stop() it does nothing.
+  // is reported, once; the search goes on. If the system has no thread for the video, that is
+  // reported, and there is none. After stop() it does nothing.
   void starteGeduldig(double sekunden);
 
   // Ends everything and finishes the file, which takes as long as the writer needs for that (see
@@ -74,7 +76,8 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
 
   Executor& executor_;
   const std::unique_ptr<ScreenCapture> bildschirm_;
-  const std::shared_ptr<Schlaf> aufsichtEnde_;  // woken when the supervision has ended
+  const std::shared_ptr<Schlaf> aufsichtEnde_;     // woken when the supervision has ended
+  const std::unique_ptr<Bereitschaft> stromEnde_;  // what stops the stream; null without a thread
   Film film_;
   Bildzustand stand_;
   Weckuhr uhr_;  // by which the supervision sleeps

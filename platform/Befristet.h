@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "platform/Executor.h"
 
@@ -16,5 +17,26 @@ namespace hallkorb {
 // return.
 [[nodiscard]] bool laufeBefristet(Executor& executor, double sekunden,
                                   std::function<void()> arbeit);
+
+// A thread that is kept ready for one such piece of work: for a stop, which must not depend on
+// whether the system has a thread left by then.
+class Bereitschaft {
+ public:
+  // Null if the system has no thread now.
+  [[nodiscard]] static std::unique_ptr<Bereitschaft> neu(Executor& executor);
+  // The thread ends by itself, without work or after it.
+  ~Bereitschaft();
+  Bereitschaft(const Bereitschaft&) = delete;
+  Bereitschaft& operator=(const Bereitschaft&) = delete;
+
+  // As laufeBefristet(), once.
+  [[nodiscard]] bool laufe(double sekunden, std::function<void()> arbeit);
+
+ private:
+  struct Auftrag;
+  explicit Bereitschaft(std::shared_ptr<Auftrag> auftrag);
+
+  const std::shared_ptr<Auftrag> auftrag_;
+};
 
 }  // namespace hallkorb

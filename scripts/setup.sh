@@ -9,8 +9,10 @@
 #   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
 #               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
 #
-# On Debian (12 or later, or a relative) with apt-get, as root or through sudo; on macOS with
-# Homebrew, from the package sources that the machine is set up with.
+# On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
+# with dnf, as root or through sudo; on macOS with Homebrew; from the package sources that the machine is
+# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there the
+# tests are built and run without them.
 set -euo pipefail
 wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -27,6 +29,18 @@ debian_test=(libgtest-dev libbenchmark-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
+
+# By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
+fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
+  "pkgconfig(libpipewire-0.3)" "pkgconfig(libspa-0.2)" "pkgconfig(libavutil)" "pkgconfig(libswresample)"
+  utf8proc-devel json-devel
+  "pkgconfig(xcb)" "pkgconfig(xcb-composite)" "pkgconfig(xcb-shm)" "pkgconfig(xcb-damage)"
+  "pkgconfig(xcb-xfixes)" "pkgconfig(xcb-res)" "pkgconfig(xau)"
+  "pkgconfig(libavcodec)" "pkgconfig(libavformat)" "pkgconfig(libswscale)")
+fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
+fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
+fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
+  fftw-devel)
 
 brew_build=(cmake ninja nlohmann-json utf8proc)
 # The stages that run on macOS need no private session and none of the checkers.
@@ -70,6 +84,23 @@ debian() {
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2
 }
 
+fedora() {
+  local paket fehlend=() als_root=()
+  for paket in "$@"; do
+    rpm -q --quiet --whatprovides "$paket" || fehlend+=("$paket")
+  done
+  ((${#fehlend[@]})) || return 0
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null || {
+      melde "these packages are missing, and neither root nor sudo is there: ${fehlend[*]}"
+      return 1
+    }
+    als_root=(sudo)
+  fi
+  melde "installing ${fehlend[*]}"
+  "${als_root[@]}" dnf install -y --setopt=install_weak_deps=False "${fehlend[@]}" >&2
+}
+
 # What "build" has for this machine, for the other one, with the C++ library of the same compiler.
 arm64_wurzel() {
   local paket pakete=("libstdc++-$(g++ -dumpversion)-dev")
@@ -95,10 +126,12 @@ macos() {
 
 if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
   art=debian
+elif command -v rpm >/dev/null && command -v dnf >/dev/null; then
+  art=fedora
 elif [[ "$(uname -s)" == Darwin ]]; then
   art=macos
 else
-  melde "neither apt-get nor macOS: nothing is installed. What the program needs, under the names of" \
+  melde "neither apt-get nor dnf nor macOS: nothing is installed. What the program needs, under the names of" \
     "programs and of pkg-config: CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3 with numpy;" \
     "libpipewire-0.3 libspa-0.2 libavcodec libavformat libavutil libswresample libswscale libutf8proc" \
     "nlohmann_json xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
@@ -120,6 +153,12 @@ for satz in "$@"; do
     debian-arm64)
       pakete+=("${debian_build[@]}" "${debian_arm64[@]}")
       mit_arm64=true
+      ;;
+    fedora-build) pakete+=("${fedora_build[@]}") ;;
+    fedora-sitzung) pakete+=("${fedora_sitzung[@]}") ;;
+    fedora-bildschirm) pakete+=("${fedora_bildschirm[@]}") ;;
+    fedora-test)
+      pakete+=("${fedora_build[@]}" "${fedora_sitzung[@]}" "${fedora_bildschirm[@]}" "${fedora_test[@]}")
       ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;

@@ -6,7 +6,8 @@ are. Allowed includes must compile, the others must fail because the header cann
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
-docs/glossary.md explains every type; and that the documents' links lead somewhere.
+docs/glossary.md explains every type; that the documents' links lead somewhere; and that a build without
+its libraries names the packages that are missing.
 Closing line: "N passed, N failed".
 """
 
@@ -128,6 +129,27 @@ def pruefe_verweise():
     return klagen
 
 
+def pruefe_pakete():
+    """What the build's message for a machine without the libraries does not name."""
+    if not sys.platform.startswith("linux"):
+        return []
+    with tempfile.TemporaryDirectory() as halter:
+        lauf = subprocess.run(
+            ["cmake", "-S", WURZEL, "-B", halter, "-G", "Ninja", "-DHALLKORB_TESTS=OFF",
+             "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON", "-DUTF8PROC_LIBRARY:STRING=0",
+             "-DUTF8PROC_INCLUDE_DIR:STRING=0"],
+            env=os.environ | {"PKG_CONFIG_LIBDIR": "/nonexistent", "PKG_CONFIG_PATH": ""},
+            capture_output=True, text=True)
+    if lauf.returncode == 0:
+        return ["a build without its libraries is configured"]
+    worte = " ".join(lauf.stderr.split())
+    return [f"the message of a build without its libraries does not name {name}: {lauf.stderr}"
+            for name in ("libpipewire-0.3-dev", "pipewire-devel", "libxcb-composite0-dev", "libxau-dev",
+                         "libavcodec-dev", "libswscale-free-devel", "libutf8proc-dev", "utf8proc-devel",
+                         "nlohmann-json3-dev", "json-devel", "Homebrew: nlohmann-json")
+            if name not in worte]
+
+
 # Source with an include that must be refused, and words of the complaint.
 GEPFLANZT = (
     ("base/Neu.h", '#include "driver/Config.h"', "an arrow upwards"),
@@ -183,7 +205,7 @@ def hauptteil(bau):
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
-                  pruefe_verweise):
+                  pruefe_verweise, pruefe_pakete):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

@@ -27,7 +27,11 @@ class Bibliothek {
  public:
   // `name` as the dynamic linker knows the library.
   explicit Bibliothek(std::string name)
-      : name_(std::move(name)), griff_(::dlopen(name_.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+      : name_(std::move(name)), griff_(::dlopen(name_.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    if (griff_ != nullptr) return;
+    const char* text = ::dlerror();
+    if (text != nullptr) grund_ = text;
+  }
 
   // Points `zeiger` to what the library calls `ruf`; notes what is missing.
   template <class T>
@@ -39,12 +43,18 @@ class Bibliothek {
   // Fails, in the given domain, if the library or something that was sought in it is not there.
   [[nodiscard]] Ergebnis ergebnis(const char* domain) const {
     if (vollstaendig_ && griff_ != nullptr) return {};
-    return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + " fehlt"};
+    std::string was = " ist eine andere als beim Bau";
+    if (griff_ == nullptr) {
+      const bool fehlt = grund_.find("No such file") != std::string::npos;
+      was = fehlt ? " fehlt" : " ist nicht zu laden: " + grund_;
+    }
+    return Fehler{domain, ENOSYS, "die Bibliothek " + name_ + was};
   }
 
  private:
   std::string name_;
   void* griff_;
+  std::string grund_;  // why there is no handle
   bool vollstaendig_ = true;
 };
 

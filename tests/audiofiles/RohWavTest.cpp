@@ -345,9 +345,10 @@ TEST_F(RohWavTest, GoesOnInANewFileIfItsOwnWasRemoved) {
     alles.insert(alles.end(), teil.begin(), teil.end());
   }
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
-  EXPECT_EQ(ausgabe.fehlerZeilen(),
-            (Zeilen{"[hallkorb] mikro_roh.wav: entfernt, weiter in einer neuen Datei; was davor war, "
-                    "ist darin Stille"}));
+  EXPECT_EQ(
+      ausgabe.fehlerZeilen(),
+      (Zeilen{"[hallkorb] mikro_roh.wav: entfernt, weiter in einer neuen Datei; was davor war, "
+              "ist darin Stille"}));
   EXPECT_EQ(dateien.rufe(Ruf::schliessen), 2U);
 }
 

@@ -185,6 +185,29 @@ class Ausfall(Fensterfall):
         self.assertAlmostEqual(gedreht.dauer, 8.0, delta=1.5)
 
 
+class OhneKodierer(Fensterfall):
+
+    def test_ton_ohne_bild(self):
+        """Codec libraries that cannot be used cost the picture, and one line."""
+        ordner = os.path.join(self.ordner, "bibliotheken")
+        os.mkdir(ordner)
+        for nummer in range(58, 70):
+            # Found first, and no library.
+            with open(os.path.join(ordner, f"libavcodec.so.{nummer}"), "w", encoding="ascii"):
+                pass
+        self.bildschirm.umgebung["LD_LIBRARY_PATH"] = ordner
+        aufnahme = self.aufnehmen("--video-warten", "1")
+        del self.bildschirm.umgebung["LD_LIBRARY_PATH"]
+        self.oeffne("Zoom Meeting", ZOOM, "zoom")
+        aufnahme.meldung("Video-Start fehlgeschlagen: die Bibliothek libavcodec.so.")
+        aufnahme.warte_aufnahme(7.0)
+        self.assertEqual(aufnahme.diagnosen("Video-Start fehlgeschlagen"), 1, aufnahme.alles())
+        self.assertEqual(len(aufnahme.ereignisse("video_none")), 1)
+        aufnahme.stoppe()
+        self.pruefe_ton(aufnahme)
+        self.assertEqual(self.dateien("video"), [])
+
+
 class OhneBildschirm(lauf.Fall):
 
     def test_ton_ohne_bild(self):

@@ -190,6 +190,25 @@ TEST_P(WindowVideoCaptureTest, AnotherFileInItsPlaceIsNeitherFinishedNorReported
   EXPECT_EQ(schirm.filme[0].ende, std::nullopt);
 }
 
+TEST_P(WindowVideoCaptureTest, WithoutAThreadThereIsNoVideoAndOneLine) {
+  welt.hoechstensUnabhaengige = 1;  // the one that is kept for the stop
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(1.0));
+  EXPECT_EQ(stopDauer, 0.0);
+  const std::string grund = "das System gibt keinen Thread mehr her";
+  EXPECT_EQ(faenger.fehlerZeilen(), (Zeilen{"[hallkorb] Video-Start fehlgeschlagen: " + grund}));
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (Zeilen{R"({"event":"video_none","message":")" + grund + "\"}"}));
+}
+
+TEST_P(WindowVideoCaptureTest, TheStopNeedsNoThreadThatIsNotThereAlready) {
+  bild(0.5);
+  video->starteGeduldig(120);
+  welt.am(0.9, [this] { welt.hoechstensUnabhaengige = 0; });
+  EXPECT_TRUE(stoppe(1.5));
+  EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "stop"}));
+}
+
 // A picture that comes while the sources are being listed must find the file closed.
 TEST_P(WindowVideoCaptureTest, TheWritersFailureIsReportedBeforeTheSources) {
   bild(0.5);

@@ -166,6 +166,27 @@ TEST(Befristet, WorkThatDoesNotEndIsLeftToItself) {
   EXPECT_EQ(ergebnis->get_future().get(), 7);
 }
 
+TEST(Befristet, AThreadThatIsKeptReadyWorksOnce) {
+  ThreadExecutor executor;
+  const auto besitz = std::make_shared<int>(1);
+  for (int i = 0; i < 50; ++i) {
+    const auto bereitschaft = Bereitschaft::neu(executor);
+    ASSERT_TRUE(bereitschaft);
+    if (i % 2 == 0) continue;  // never needed
+    ASSERT_TRUE(bereitschaft->laufe(1e9, [besitz] { ++*besitz; }));
+    ASSERT_EQ(besitz.use_count(), 1);
+  }
+  EXPECT_EQ(*besitz, 26);
+  const auto freigabe = std::make_shared<std::promise<void>>();
+  const auto ergebnis = std::make_shared<std::promise<int>>();
+  EXPECT_FALSE(Bereitschaft::neu(executor)->laufe(0.001, [freigabe, ergebnis] {
+    freigabe->get_future().wait();
+    ergebnis->set_value(7);
+  }));
+  freigabe->set_value();
+  EXPECT_EQ(ergebnis->get_future().get(), 7);
+}
+
 // Or the kernel would end the process through such a thread, where the main thread waits for the
 // signal in its run loop.
 TEST(ThreadExecutor, ItsThreadsTakeNoSignals) {

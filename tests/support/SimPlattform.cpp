@@ -319,6 +319,7 @@ std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
 }
 
 bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
+  if (unabhaengige_.size() >= hoechstensUnabhaengige) return false;
   unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
   return true;
 }

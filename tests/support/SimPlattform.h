@@ -69,6 +69,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet mikrofonGeraet;
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
+  std::size_t hoechstensUnabhaengige = 1000;  // more are refused, as by a system's limit
   double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
 
   // Scripted events, in seconds after the beginning.

@@ -34,8 +34,11 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
     if (stopp_ || thread_.joinable()) return abgebrochen();
     if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
       return ergebnis;  // nothing could be converted
-    thread_ = std::thread(
+    auto thread = neuerFaden(
+        quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
+    if (!thread) return keinFaden();
+    thread_ = std::move(*thread);
   }
   Ergebnis ergebnis = antwort.get();
   if (ergebnis.gescheitert()) static_cast<void>(stop());
@@ -52,7 +55,6 @@ Ergebnis PipewireInput::stop() {
 }
 
 void PipewireInput::laufe(AudioInputListener& listener, std::promise<Ergebnis> ergebnis) {
-  beginneFaden(quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio");
   // Before there are threads below this one, which inherit it.
   hebeVorrang(0);
   bool gestartet = false;

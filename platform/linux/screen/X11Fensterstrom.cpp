@@ -54,7 +54,9 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
     auftrag_ = id;
     {
       const std::lock_guard threadHalter(threadLock_);
-      thread_ = std::thread([this, &listener] { laufe(listener); });
+      auto thread = neuerFaden("fenster", [this, &listener] { laufe(listener); });
+      if (!thread) return keinFaden();
+      thread_ = std::move(*thread);
     }
     ergebnis = warteAufAntwort(halter);
   }
@@ -94,7 +96,6 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  beginneFaden("fenster");
   const Ergebnis ende = nimmAuf(listener);
   bool melden = false;
   {

@@ -18,8 +18,9 @@ X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg)
     : display_(std::move(display)), weg_(weg) {}
 
 Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
+  if (Ergebnis ergebnis = waechter_.bereit(); ergebnis.gescheitert()) return ergebnis;
   X11Verbindung verbindung(display_);
-  const X11Frist frist(verbindung, FRIST);
+  const X11Frist frist(waechter_, verbindung, FRIST);
   if (Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) return ergebnis;
   return liesFenster(verbindung, content);
 }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/screen/X11Verbindung.h"
 #include "platform/ScreenCapture.h"
 
 namespace hallkorb {
@@ -30,6 +31,7 @@ class X11ScreenCapture final : public ScreenCapture {
  private:
   const std::string display_;
   const Weg weg_;
+  X11Waechter waechter_;
 };
 
 }  // namespace hallkorb

@@ -51,20 +51,62 @@ std::optional<Fehler> X11Verbindung::verloren() const {
   return Fehler{"x11", grund, "die Verbindung zum X-Server ist weg"};
 }
 
-X11Frist::X11Frist(X11Verbindung& verbindung, std::chrono::milliseconds frist)
-    : waechter_([this, &verbindung, frist] {
-        beginneFaden("x11-frist");
-        std::unique_lock halter(lock_);
-        if (!ende_.wait_for(halter, frist, [this] { return vorbei_; })) verbindung.brichAb();
-      }) {}
+X11Waechter::X11Waechter() {
+  beginne();
+}
 
-X11Frist::~X11Frist() {
+X11Waechter::~X11Waechter() {
   {
     const std::lock_guard halter(lock_);
-    vorbei_ = true;
+    zuEnde_ = true;
   }
-  ende_.notify_one();
-  waechter_.join();
+  neues_.notify_one();
+  if (thread_) thread_->join();
+}
+
+Ergebnis X11Waechter::bereit() {
+  if (!thread_) beginne();
+  if (!thread_) return keinFaden();
+  return std::nullopt;
+}
+
+void X11Waechter::beginne() {
+  thread_ = neuerFaden("x11-frist", [this] { laufe(); });
+}
+
+void X11Waechter::bewache(X11Verbindung* verbindung, Uhr::time_point bis) {
+  {
+    const std::lock_guard halter(lock_);
+    bewacht_ = verbindung;
+    bis_ = bis;
+  }
+  neues_.notify_one();
+}
+
+// The connection lives for as long as it is set, and breaking it only closes a socket; so that
+// happens under the lock.
+void X11Waechter::laufe() {
+  std::unique_lock halter(lock_);
+  while (!zuEnde_) {
+    if (bewacht_ == nullptr) {
+      neues_.wait(halter);
+    } else if (Uhr::now() < bis_) {
+      neues_.wait_until(halter, bis_);
+    } else {
+      bewacht_->brichAb();
+      bewacht_ = nullptr;
+    }
+  }
+}
+
+X11Frist::X11Frist(X11Waechter& waechter, X11Verbindung& verbindung,
+                   std::chrono::milliseconds frist)
+    : waechter_(waechter) {
+  waechter_.bewache(&verbindung, X11Waechter::Uhr::now() + frist);
+}
+
+X11Frist::~X11Frist() {
+  waechter_.bewache(nullptr, {});
 }
 
 }  // namespace hallkorb

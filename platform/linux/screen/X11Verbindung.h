@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -61,19 +62,45 @@ class X11Verbindung {
   bool abgebrochen_ = false;
 };
 
-// Breaks a connection when this object has lived for too long.
+// A thread that breaks connections whose time is over; one for all that its owner makes, one after
+// another, since the system may have no thread left for the next one.
+class X11Waechter {
+ public:
+  X11Waechter();
+  ~X11Waechter();
+  X11Waechter(const X11Waechter&) = delete;
+  X11Waechter& operator=(const X11Waechter&) = delete;
+
+  // Fails if there was no thread for it, then and now.
+  [[nodiscard]] Ergebnis bereit();
+
+ private:
+  friend class X11Frist;
+  using Uhr = std::chrono::steady_clock;
+
+  void beginne();
+  void laufe();
+  void bewache(X11Verbindung* verbindung, Uhr::time_point bis);
+
+  std::mutex lock_;  // for what follows, up to the thread
+  std::condition_variable neues_;
+  X11Verbindung* bewacht_ = nullptr;
+  Uhr::time_point bis_;
+  bool zuEnde_ = false;
+  std::optional<std::thread> thread_;
+};
+
+// Has a connection broken when this object has lived for too long. One at a time for each guard,
+// which must be ready.
 class X11Frist {
  public:
-  X11Frist(X11Verbindung& verbindung, std::chrono::milliseconds frist);
+  X11Frist(X11Waechter& waechter, X11Verbindung& verbindung, std::chrono::milliseconds frist);
   ~X11Frist();
   X11Frist(const X11Frist&) = delete;
   X11Frist& operator=(const X11Frist&) = delete;
 
  private:
-  std::mutex lock_;
-  std::condition_variable ende_;
-  bool vorbei_ = false;
-  std::thread waechter_;
+  X11Waechter& waechter_;
 };
 
 }  // namespace hallkorb

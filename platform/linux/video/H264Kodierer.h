@@ -1,7 +1,11 @@
-// The encoder: frames in, H.264 packets out, one for one.
+// The encoder: frames in, H.264 packets out.
 //
-// libx264 by way of libavcodec. The settings beside those of the recording, and why:
-// - profile Main; no B frames and no lookahead (tune zerolatency): a picture comes out when it goes
+// libx264 by way of libavcodec, or what else the installed libraries offer: not every distribution
+// may ship libx264. Encoders that want frames in a graphics card's memory (VA-API and its like) are
+// left out: they need a device, which the private screen of a server has not. The settings beside
+// those of the recording, and why:
+// - for libx264 profile Main; no B frames and no lookahead (tune zerolatency): a picture comes out
+// when it goes
 //   in, so nothing is lost in the encoder when the process dies, and a single picture is a video.
 // - preset superfast: measured here it costs two thirds of veryfast, and a window's picture, text
 //   and flat areas, gains little from the search that it leaves out.
@@ -12,10 +16,17 @@
 // - the rate is averaged with a buffer of two seconds and a peak of one and a half times the
 //   average. It is meant for the full number of pictures: where fewer come, fewer bits do.
 //
+// libopenh264 drops frames by itself to keep its rate, and then gives no packet for them; the last
+// picture then stays for longer.
+//
 // One thread at a time.
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <utility>
 
 #include "base/Fehler.h"
 #include "platform/linux/video/Libav.h"
@@ -23,17 +34,32 @@
 
 namespace hallkorb {
 
+// An encoder of libavcodec with the options of its own.
+struct H264Art {
+  using Option = std::pair<const char*, const char*>;
+
+  const char* name;
+  AVPixelFormat format;
+  std::span<const Option> optionen;
+};
+
 class H264Kodierer {
  public:
   // Ticks in a second, of all times of frames and packets. A duration in MP4 has 31 bits: with
   // these a picture may last for 59 hours, with the customary 90000 it would be six and a half.
   static constexpr int TAKT = 10000;
 
-  [[nodiscard]] static bool vorhanden();
+  // The encoders that can be used, the best one first, and the first of them that `gibtEs` knows by
+  // its name; null without any.
+  [[nodiscard]] static std::span<const H264Art> arten();
+  [[nodiscard]] static const H264Art* waehle(const std::function<bool(const char*)>& gibtEs);
+  // The one that the libraries offer; null without any. The first call reports one that is not the
+  // usual one.
+  [[nodiscard]] static const H264Art* vorhandene();
 
-  [[nodiscard]] Ergebnis oeffne(const VideoEinstellungen& einstellungen);
+  [[nodiscard]] Ergebnis oeffne(const VideoEinstellungen& einstellungen, const H264Art& art);
   // Encodes a frame; its time must be greater than that of the one before. The packet is valid
-  // until the next call.
+  // until the next call; null if the encoder has dropped the frame.
   [[nodiscard]] Ergebnis kodiere(const AVFrame& bild, AVPacket*& paket);
   // What a file says of the stream in its head. After oeffne().
   [[nodiscard]] const AVCodecContext& strom() const { return *kodierer_; }

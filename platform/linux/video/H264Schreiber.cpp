@@ -20,8 +20,8 @@ constexpr std::chrono::seconds SICHERUNG{1};
 
 Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
   if (Ergebnis ergebnis = ladeLibav(); ergebnis.gescheitert()) return ergebnis;
-  if (!H264Kodierer::vorhanden()) {
-    return Fehler{"libav", ENOSYS, "libavcodec hat keinen Kodierer libx264"};
+  if (H264Kodierer::vorhandene() == nullptr) {
+    return Fehler{"libav", ENOSYS, "libavcodec hat keinen brauchbaren H.264-Kodierer"};
   }
   const bool gerade = einstellungen.breite % 2 == 0 && einstellungen.hoehe % 2 == 0;
   if (!gerade || einstellungen.breite < 2 || einstellungen.hoehe < 2) {
@@ -30,8 +30,9 @@ Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
   return {};
 }
 
-H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen)
-    : pfad_(std::move(pfad)), einstellungen_(einstellungen) {}
+H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
+                             const H264Art* art)
+    : pfad_(std::move(pfad)), einstellungen_(einstellungen), art_(art) {}
 
 H264Schreiber::~H264Schreiber() {
   beendeThread();
@@ -48,7 +49,13 @@ bool H264Schreiber::starte(double basis) {
     const std::lock_guard halter(lock_);
     laeuft_ = true;
   }
-  thread_ = std::thread([this] { laufe(); });
+  auto thread = neuerFaden("video-kodierer", [this] { laufe(); });
+  if (!thread) {
+    melde(keinFaden());
+    beendeThread();
+    return false;
+  }
+  thread_ = std::move(*thread);
   return true;
 }
 
@@ -63,7 +70,11 @@ Ergebnis H264Schreiber::beginne() {
       return libavFehler(code, "Videobild");
     }
   }
-  if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_); ergebnis.gescheitert()) return ergebnis;
+  const H264Art* art = art_ != nullptr ? art_ : H264Kodierer::vorhandene();
+  if (art == nullptr) return Fehler{"libav", ENOSYS, "kein H.264-Kodierer"};
+  if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
+    return ergebnis;
+  }
   ::unlink(umbauPfad(pfad_).c_str());  // what an earlier recording may have left unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
@@ -120,7 +131,6 @@ std::optional<Fehler> H264Schreiber::fehler() const {
 }
 
 void H264Schreiber::laufe() {
-  beginneFaden("video-kodierer");
   auto naechsteSicherung = Uhr::now() + SICHERUNG;
   std::unique_lock halter(lock_);
   while (!fehler_) {
@@ -148,6 +158,7 @@ void H264Schreiber::laufe() {
 Ergebnis H264Schreiber::kodiere(const AVFrame& bild) {
   AVPacket* paket = nullptr;
   if (Ergebnis ergebnis = kodierer_.kodiere(bild, paket); ergebnis.gescheitert()) return ergebnis;
+  if (paket == nullptr) return {};
   return datei_.schreibe(*paket);
 }
 

@@ -1,4 +1,4 @@
-// The video file on Linux: libswscale, libx264, and an MP4 that survives the process.
+// The video file on Linux: libswscale, an H.264 encoder, and an MP4 that survives the process.
 //
 // The caller's thread fits each picture into a frame of the video (see Letterbox.h), straight from
 // where it was read; an encoder thread takes the frames from a short queue. The frames are made
@@ -35,7 +35,9 @@ class H264Schreiber final : public VideoWriter {
   // Whether a writer for these settings can be had; the error where not.
   [[nodiscard]] static Ergebnis moeglich(const VideoEinstellungen& einstellungen);
 
-  H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen);
+  // `art` null: what the libraries offer.
+  H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
+                const H264Art* art = nullptr);
   // Without schliesseAb() the file stays as it is, in fragments.
   ~H264Schreiber() override;
   H264Schreiber(const H264Schreiber&) = delete;
@@ -61,6 +63,7 @@ class H264Schreiber final : public VideoWriter {
 
   const std::string pfad_;
   const VideoEinstellungen einstellungen_;
+  const H264Art* const art_;
 
   // The caller's.
   double basis_ = 0.0;

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include "base/Faden.h"
@@ -114,7 +113,15 @@ Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
     threadLaeuft_ = threadLaeuft_ || darf;
   });
   if (darf) {
-    std::thread([selbst = shared_from_this()] { selbst->laufe(); }).detach();
+    auto thread = neuerFaden(name_, [selbst = shared_from_this()] { selbst->laufe(); });
+    if (!thread) {
+      stelle_->aendere([this] {
+        threadLaeuft_ = false;
+        startErgebnis_ = keinFaden();
+      });
+    } else {
+      thread->detach();
+    }
     stelle_->warte(frist, [this] { return startErgebnis_.has_value(); });
   }
 
@@ -149,7 +156,6 @@ Ergebnis MacInput::Kern::stop() {
 }
 
 void MacInput::Kern::laufe() {
-  beginneFaden(name_);
   const Ergebnis ergebnis = oeffne();
   stelle_->aendere([&] { startErgebnis_ = ergebnis; });
   if (ergebnis.gelungen()) beaufsichtige();

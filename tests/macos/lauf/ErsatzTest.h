@@ -16,10 +16,10 @@ namespace hallkorb {
 
 // What a call returned: whether it went well, and the error of one that did not.
 [[nodiscard]] inline bool gelang(const Ergebnis& ergebnis) {
-  return !ergebnis.has_value();
+  return ergebnis.gelungen();
 }
 [[nodiscard]] inline Fehler fehlerIn(const Ergebnis& ergebnis) {
-  return ergebnis.value_or(Fehler{"", 0, "gelungen"});
+  return ergebnis.gescheitert() ? ergebnis.fehler() : Fehler{"", 0, "gelungen"};
 }
 
 class ErsatzTest : public ::testing::Test {

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -107,7 +108,7 @@ TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
     SCOPED_TRACE(gesichert);
     schweigeLibav();
     H264Kodierer kodierer;
-    ASSERT_TRUE(kodierer.oeffne(EINSTELLUNGEN).gelungen());
+    ASSERT_TRUE(kodierer.oeffne(EINSTELLUNGEN, *H264Kodierer::vorhandene()).gelungen());
     FragmentDatei datei;
     ASSERT_TRUE(datei.beginne(pfad_, kodierer.strom()).gelungen());
     const LibavZeiger<AVFrame> bild(av_frame_alloc());
@@ -146,6 +147,59 @@ TEST_F(H264SchreiberAusfall, AFolderThatIsNotThere) {
   ASSERT_TRUE(schreiber.fehler());
   EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(ENOENT, "Videodatei"));
   EXPECT_FALSE(schreiber.schliesseAb(1.0));
+}
+
+TEST_F(H264SchreiberAusfall, TakesTheBestEncoderThatIsThere) {
+  const auto waehle = [](const std::vector<std::string>& da) -> std::string {
+    const H264Art* art = H264Kodierer::waehle(
+        [&](const char* name) { return std::find(da.begin(), da.end(), name) != da.end(); });
+    return art == nullptr ? "" : art->name;
+  };
+  EXPECT_EQ(waehle({"libopenh264", "libx264", "h264_vaapi"}), "libx264");
+  EXPECT_EQ(waehle({"h264_vaapi", "libopenh264"}), "libopenh264");
+  EXPECT_EQ(waehle({"h264_vaapi", "libx264rgb"}), "");  // needs a device; another pixel format
+  EXPECT_EQ(waehle({}), "");
+}
+
+TEST_F(H264SchreiberAusfall, AnEncoderGetsTheOptionsOfItsOwn) {
+  ASSERT_FALSE(ladeLibav());
+  const H264Art::Option grob[] = {{"preset", "ultrafast"}, {"tune", "zerolatency"}};
+  const H264Art art{"libx264", AV_PIX_FMT_YUV420P, grob};
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN, &art);
+  ASSERT_TRUE(schreiber.starte(0.0));
+  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(0.0)));
+  EXPECT_TRUE(schreiber.schliesseAb(2.0));
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+
+  const H264Art::Option falsch[] = {{"preset", "gibt-es-nicht"}};
+  const H264Art schlecht{"libx264", AV_PIX_FMT_YUV420P, falsch};
+  H264Kodierer kodierer;
+  EXPECT_TRUE(kodierer.oeffne(EINSTELLUNGEN, schlecht));
+  const H264Art fremd{"gibt-es-nicht", AV_PIX_FMT_YUV420P, {}};
+  const Ergebnis fehler = kodierer.oeffne(EINSTELLUNGEN, fremd);
+  ASSERT_TRUE(fehler);
+  EXPECT_EQ(fehler->description, "libavcodec hat keinen Kodierer gibt-es-nicht");
+}
+
+// One that looks ahead has no packet for its first frames, as one that drops a frame has none.
+TEST_F(H264SchreiberAusfall, AFrameWithoutAPacketIsNoError) {
+  ASSERT_FALSE(ladeLibav());
+  const H264Art::Option voraus[] = {{"preset", "superfast"}, {"rc-lookahead", "2"}};
+  const H264Art art{"libx264", AV_PIX_FMT_YUV420P, voraus};
+  H264Schreiber schreiber(pfad_, EINSTELLUNGEN, &art);
+  ASSERT_TRUE(schreiber.starte(0.0));
+  for (int i = 0; i < 20; ++i) {
+    while (!schreiber.bereit()) {
+      ASSERT_FALSE(schreiber.fehler());
+      std::this_thread::yield();
+    }
+    ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(i / 15.0)));
+  }
+  EXPECT_TRUE(schreiber.schliesseAb(2.0));
+  EXPECT_EQ(dekodierFehler(pfad_), "");
+  const auto pakete = videoPakete(pfad_);
+  EXPECT_GT(pakete.size(), 5U);
+  EXPECT_LT(pakete.size(), 20U);
 }
 
 TEST_F(H264SchreiberAusfall, APathThatIsAFolder) {

@@ -1,0 +1,11 @@
+# The libraries of the Linux backend.
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  hallkorb_pkg(PIPEWIRE libpipewire-0.3)
+  hallkorb_pkg(X11 xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau)
+  hallkorb_pkg(AVUTIL libavutil)
+  hallkorb_pkg(SWRESAMPLE libswresample)
+  hallkorb_pkg(VIDEO libavcodec libavformat libswscale)
+else()
+  hallkorb_fehlt(PkgConfig)
+endif()

@@ -1,0 +1,142 @@
+"""Limits of the system that are reached while a recording starts or runs."""
+
+import os
+import subprocess
+import sys
+import unittest
+
+import lauf
+import prozesse
+import test_video
+
+KEIN_THREAD = "das System gibt keinen Thread mehr her"
+
+
+# Holds many more threads than the limit allows, until its input ends.
+FUELLER = """
+import sys, threading
+for _ in range(100):
+    threading.Thread(target=sys.stdin.read, daemon=True).start()
+print("voll", flush=True)
+sys.stdin.read()
+"""
+
+
+@unittest.skipUnless(os.geteuid() == 0, "needs a user of its own")
+class Faeden(test_video.Fensterfall):
+    """The program gets no more threads, since others of its user have them all. The limit does not hold
+    for root: the program is another user, with root's right to the files and sockets of the test."""
+
+    GRENZE = 80
+
+    def setUp(self):
+        super().setUp()
+        rechte = "+dac_override,+dac_read_search"
+        self.fremd = ["setpriv", "--reuid", str(40000 + os.getpid() % 20000), "--inh-caps", rechte,
+                      "--ambient-caps", rechte, "--"]
+        self.fueller = None
+
+    def aufnehmen(self, *argumente, video=True):
+        aufnahme = self.lauf(*argumente, video=video, umgebung=self.bildschirm.umgebung,
+                             vorsatz=["prlimit", f"--nproc={self.GRENZE}", "--", *self.fremd])
+        started = aufnahme.gestartet()
+        self.assertEqual((started["mic"], started["system"]), (True, True))
+        return aufnahme
+
+    def belege(self):
+        """From now on there are no threads left."""
+        self.fueller = prozesse.starte([*self.fremd, sys.executable, "-c", FUELLER], bufsize=0,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(self.gib_frei)
+        self.assertEqual(self.fueller.stdout.readline(), b"voll\n")
+
+    def gib_frei(self):
+        self.fueller.kill()
+        self.fueller.wait()
+        for strom in (self.fueller.stdin, self.fueller.stdout):
+            strom.close()
+
+    def test_ton(self):
+        aufnahme = self.aufnehmen(video=False)
+        self.belege()
+        aufnahme.warte_aufnahme(6.0)
+        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.pruefe_ton(aufnahme)
+        self.assertEqual(aufnahme.diagnosen(KEIN_THREAD), 0)
+
+    def test_laufendes_bild(self):
+        """What runs goes on: checks of the screen, switches, the stop and the file."""
+        self.oeffne("Meet – abc-defg-hij", test_video.CHROME, "chrome")
+        aufnahme = self.aufnehmen()
+        self.wechsel(aufnahme, 0, "video_start")
+        aufnahme.warte_aufnahme(1.0)  # pictures come, so the encoder runs
+        self.belege()
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        self.assertEqual(self.wechsel(aufnahme, 1)["quelle"], "Zoom · Zoom Meeting")
+        aufnahme.warte_aufnahme(3.0)
+        self.assertLess(aufnahme.stoppe(), 4.0)
+        self.pruefe_ton(aufnahme)
+        self.assertEqual(len(aufnahme.ereignisse("video")), 1, aufnahme.alles())
+        (video,) = aufnahme.ereignisse("video")
+        self.assertGreater(video["frames"], 30)
+        self.assertEqual(aufnahme.diagnosen(KEIN_THREAD), 0)
+
+    def test_bild_ohne_faden(self):
+        """A video that gets no thread has failed, with one line; it begins when there is one."""
+        aufnahme = self.aufnehmen("--video-warten", "4")
+        self.belege()
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        keins = aufnahme.ereignis("video_none")
+        self.assertIn(KEIN_THREAD, keins["message"])
+        aufnahme.warte_aufnahme(4.0)
+        self.assertEqual(aufnahme.diagnosen(f"Video-Start fehlgeschlagen: {KEIN_THREAD}"), 1,
+                         aufnahme.alles())
+        self.gib_frei()
+        self.wechsel(aufnahme, 1, "video_start")
+        self.assertLess(aufnahme.stoppe(), 5.0)
+        self.pruefe_ton(aufnahme)
+
+    def test_tonserver_endet(self):
+        """Connecting again needs threads: without them it is a failed attempt, and repeated."""
+        aufnahme = self.aufnehmen(video=False)
+        self.belege()
+        self.raum.beende_pipewire()
+        aufnahme.meldung("Mikrofon unterbrochen: ")
+        self.raum.starte_pipewire()
+        self.raum.starte_wireplumber()
+        self.gib_frei()
+        aufnahme.meldung("Mikrofon wieder da")
+        aufnahme.meldung("System-Audio wieder da")
+        self.belege()
+        self.raum.beende_pipewire()
+        aufnahme.meldung("Mikrofon unterbrochen: ", ab=aufnahme.meldung("Mikrofon wieder da"))
+        self.assertLess(aufnahme.stoppe(), 3.0)
+
+
+class Speicher(test_video.Fensterfall):
+
+    def test_adressraum(self):
+        """A recording with little address space runs, or ends with its line; and nothing else."""
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        enden = []
+        for mib in (*range(150, 401, 50), 4000):
+            aufnahme = self.lauf(ordner=f"{self.aufnahme}-{mib}", video=True, echo=True,
+                                 umgebung=self.bildschirm.umgebung,
+                                 vorsatz=["prlimit", f"--as={mib << 20}", "--"])
+            aufnahme.aus.warte(lambda text: '"started"' in text or '"error"' in text)
+            if aufnahme.ereignisse("started"):
+                # The video has begun by then, or has failed.
+                aufnahme.diagnose.warte(lambda text: "] Bild: " in text or "] Video-" in text)
+                if aufnahme.ereignisse("started")[0]["mic"]:
+                    aufnahme.warte_aufnahme(1.0)
+                aufnahme.sende()
+            status = aufnahme.ende(10.0)
+            enden.append(status)
+            self.assertIn(status, (0, 2), f"{mib} MiB\n{aufnahme.alles()}")
+            self.assertEqual(aufnahme.diagnosen("Ausnahme"), 0, aufnahme.alles())
+            if status == 0:
+                aufnahme.pruefe_schluss()
+            else:
+                self.assertEqual(len(aufnahme.ereignisse("error")), 1, aufnahme.alles())
+                self.assertGreaterEqual(len(aufnahme.diagnose.texte()), 1)
+        self.assertEqual(enden[-1], 0)
