@@ -36,7 +36,7 @@ void pruefe(const Ergebnis& ergebnis) {
 // group of pictures of noise over and over, since encoding all of them would take an hour.
 void nimmAuf(const std::string& pfad, int minuten) {
   H264Kodierer kodierer;
-  pruefe(kodierer.oeffne(EINSTELLUNGEN));
+  pruefe(kodierer.oeffne(EINSTELLUNGEN, *H264Kodierer::vorhandene()));
   const LibavZeiger<AVFrame> rahmen(av_frame_alloc());
   rahmen->format = AV_PIX_FMT_YUV420P;
   rahmen->width = EINSTELLUNGEN.breite;

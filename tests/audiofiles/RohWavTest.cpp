@@ -337,7 +337,7 @@ TEST_F(RohWavTest, GoesOnInANewFileIfItsOwnWasRemoved) {
   roh->schreiben(sekunde(2));
   EXPECT_EQ(erklaert(), 96000U);
   roh->schreiben(sekunde(3));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_FALSE(roh->handle());
   std::vector<float> alles(2 * RATE, 0.0F);
   for (const int nummer : {2, 3}) {
@@ -370,7 +370,7 @@ TEST_F(RohWavTest, AFolderThatComesBackGetsTheNewFile) {
   jetzt += 6.0;
   roh->schreiben(sekunde(4));
   EXPECT_EQ(ausgabe.fehlerZeilen().size(), 2U);
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   std::vector<float> alles(4 * RATE, 0.0F);
   const auto letzte = sekunde(4);
   alles.insert(alles.end(), letzte.begin(), letzte.end());
@@ -387,7 +387,7 @@ TEST_F(RohWavTest, AFolderThatWasMovedKeepsTheWholeFile) {
   std::filesystem::rename(unter, dort);
   jetzt += 6.0;
   roh->schreiben(sekunde(1));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(ausgabe.fehlerZeilen().size(), 1U);
   std::vector<float> alles = sekunde(0);
   const auto zweite = sekunde(1);
@@ -408,7 +408,7 @@ TEST_F(RohWavTest, WhatSomebodyElsePutInItsPlaceIsNotTouched) {
     }
     jetzt += 6.0;
     roh->schreiben(sekunde(0));
-    EXPECT_FALSE(roh->schliessen());
+    EXPECT_TRUE(roh->schliessen().gelungen());
     EXPECT_EQ(ausgabe.fehlerZeilen().size(), bisher + 1);
     EXPECT_FALSE(std::filesystem::exists(fremde));
     if (!verweis) {
@@ -423,7 +423,7 @@ TEST_F(RohWavTest, APathThatCannotBeLookedAtIsTakenForRight) {
   dateien.scheitere(Ruf::zustand, 0, EACCES, FehlerDateien::IMMER);
   jetzt += 6.0;
   roh->schreiben(sekunde(0));
-  EXPECT_FALSE(roh->schliessen());
+  EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateien.rufe(Ruf::zustand), 2U);
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());

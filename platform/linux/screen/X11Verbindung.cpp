@@ -67,7 +67,7 @@ X11Waechter::~X11Waechter() {
 Ergebnis X11Waechter::bereit() {
   if (!thread_) beginne();
   if (!thread_) return keinFaden();
-  return std::nullopt;
+  return {};
 }
 
 void X11Waechter::beginne() {

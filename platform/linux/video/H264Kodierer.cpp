@@ -87,7 +87,7 @@ Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
   if (code >= 0) code = libav().avcodec_receive_packet(kodierer_.get(), paket);
   if (code == AVERROR(EAGAIN)) {
     paket = nullptr;
-    return std::nullopt;
+    return {};
   }
   if (code < 0) return libavFehler(code, "H.264-Kodierer");
   return {};

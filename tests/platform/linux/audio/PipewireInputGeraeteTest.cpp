@@ -34,12 +34,12 @@ bool still(const Hoerer::Block& block) {
 class PipewireInputGeraete : public testing::Test {
  protected:
   void starteBeide() {
-    ASSERT_FALSE(mikrofon_.start(me_));
-    ASSERT_FALSE(system_.start(them_));
+    ASSERT_TRUE(mikrofon_.start(me_).gelungen());
+    ASSERT_TRUE(system_.start(them_).gelungen());
   }
   void TearDown() override {
-    mikrofon_.stop();
-    system_.stop();
+    static_cast<void>(mikrofon_.stop());
+    static_cast<void>(system_.stop());
     EXPECT_FALSE(me_.stand().mehrereFaeden);
     EXPECT_FALSE(them_.stand().mehrereFaeden);
   }

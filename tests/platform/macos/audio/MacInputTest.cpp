@@ -391,7 +391,7 @@ TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
     // The fifth bears the stamp of the one after it.
     sitzung->block(mitZeit(samples, 100.0 + (i == 4 ? 5 : i) * 4096 / 48000.0));
   }
-  eingang().stop();
+  static_cast<void>(eingang().stop());
   ASSERT_EQ(hoerer.zeiten.size(), 8U);
   for (std::size_t i = 0; i < 8; ++i) {
     EXPECT_NEAR(hoerer.zeiten[i], 100.0 + static_cast<double>(i) * 4096 / 48000.0, 1e-6);
@@ -412,7 +412,7 @@ TEST_F(MacInputTest, WhatIsHeldBackAtTheBeginningIsGivenTheTimeOfAPause) {
                    std::make_shared<Pausenraffer>(skript.buch));
   EXPECT_EQ(eigener.start(hoerer), std::nullopt);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "wartet", "block 256"}));
-  eigener.stop();
+  static_cast<void>(eigener.stop());
 }
 
 TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
