@@ -107,7 +107,7 @@ TEST_F(X11FensterstromAusfall, AStopBeforeTheStart) {
   const auto fenster = sitzung_.fenster({});
   const auto strom = this->strom();
   strom->stop();
-  EXPECT_TRUE(strom->start(fenster->id(), sammler_));
+  EXPECT_TRUE(strom->start(fenster->id(), sammler_).gescheitert());
 }
 
 TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsTheStartInTime) {
@@ -115,7 +115,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsTheStartInTime) {
   const auto strom = this->strom();
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
-  EXPECT_TRUE(strom->start(fenster->id(), sammler_));
+  EXPECT_TRUE(strom->start(fenster->id(), sammler_).gescheitert());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   sitzung_.signalAnServer(SIGCONT);
 }
@@ -128,7 +128,7 @@ TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsAChangeInTime) {
   ASSERT_TRUE(sammler_.warteAufBild());
   sitzung_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
-  EXPECT_TRUE(strom->wechsle(anderes->id()));
+  EXPECT_TRUE(strom->wechsle(anderes->id()).gescheitert());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   // The stream is finished, and says so.
   EXPECT_TRUE(sammler_.warteAufEnde());

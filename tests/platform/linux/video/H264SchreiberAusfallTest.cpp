@@ -107,27 +107,28 @@ TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
     SCOPED_TRACE(gesichert);
     schweigeLibav();
     H264Kodierer kodierer;
-    ASSERT_FALSE(kodierer.oeffne(EINSTELLUNGEN));
+    ASSERT_TRUE(kodierer.oeffne(EINSTELLUNGEN).gelungen());
     FragmentDatei datei;
-    ASSERT_FALSE(datei.beginne(pfad_, kodierer.strom()));
+    ASSERT_TRUE(datei.beginne(pfad_, kodierer.strom()).gelungen());
     const LibavZeiger<AVFrame> bild(av_frame_alloc());
     bild->format = AV_PIX_FMT_YUV420P;
     bild->width = EINSTELLUNGEN.breite;
     bild->height = EINSTELLUNGEN.hoehe;
     ASSERT_GE(av_frame_get_buffer(bild.get(), 0), 0);
     Letterbox letterbox;
-    ASSERT_FALSE(letterbox.zeichne(Testbild(640, 400, 0x2060A0).alsBild(0.0), *bild));
+    ASSERT_TRUE(letterbox.zeichne(Testbild(640, 400, 0x2060A0).alsBild(0.0), *bild).gelungen());
     for (const double zeit : {0.0, LANGE, 2 * LANGE}) {
       bild->pts = static_cast<std::int64_t>(zeit * H264Kodierer::TAKT);
       AVPacket* paket = nullptr;
-      ASSERT_FALSE(kodierer.kodiere(*bild, paket));
-      ASSERT_FALSE(datei.schreibe(*paket));
+      ASSERT_TRUE(kodierer.kodiere(*bild, paket).gelungen());
+      ASSERT_TRUE(datei.schreibe(*paket).gelungen());
       if (!gesichert) continue;
-      ASSERT_FALSE(datei.sichere());
+      ASSERT_TRUE(datei.sichere().gelungen());
     }
-    ASSERT_FALSE(datei.sichere());
-    ASSERT_FALSE(datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TAKT)));
-    ASSERT_FALSE(datei.schliesse());
+    ASSERT_TRUE(datei.sichere().gelungen());
+    ASSERT_TRUE(
+        datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TAKT)).gelungen());
+    ASSERT_TRUE(datei.schliesse().gelungen());
     const auto pakete = videoPakete(pfad_);
     ASSERT_EQ(pakete.size(), 3U);
     for (std::size_t i = 0; i < pakete.size(); ++i)
@@ -234,15 +235,14 @@ TEST_F(VolleScheibe, NoRoomForTheNewFileLeavesTheRecording) {
   const auto groesse = dateiBytes(pfad_).size();
 
   const Grenze grenze(groesse / 2);
-  EXPECT_EQ(*baueUm(pfad_, H264Kodierer::TAKT),
-            Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
+  EXPECT_EQ(baueUm(pfad_, H264Kodierer::TAKT), Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
   EXPECT_EQ(dateiBytes(pfad_).size(), groesse);
   EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
 }
 
 TEST_F(H264SchreiberAusfall, WhatIsNoVideoCannotBeFinished) {
   legeAn(pfad_, {1, 2, 3});
-  EXPECT_EQ(baueUm(pfad_, 1)->domain, "libav");
+  EXPECT_EQ(baueUm(pfad_, 1).fehler().domain, "libav");
   EXPECT_EQ(dateiBytes(pfad_), (std::vector<std::uint8_t>{1, 2, 3}));
 }
 

@@ -232,9 +232,9 @@ TEST_F(H264Schreiber, SaysNothingOnStandardError) {
 }
 
 TEST_F(H264Schreiber, KnowsWhatItCannotWrite) {
-  EXPECT_FALSE(hallkorb::H264Schreiber::moeglich(EINSTELLUNGEN));
-  EXPECT_TRUE(hallkorb::H264Schreiber::moeglich({1281, 800, 1'400'000, 30, 15.0}));
-  EXPECT_TRUE(hallkorb::H264Schreiber::moeglich({0, 0, 1'400'000, 30, 15.0}));
+  EXPECT_TRUE(hallkorb::H264Schreiber::moeglich(EINSTELLUNGEN).gelungen());
+  EXPECT_TRUE(hallkorb::H264Schreiber::moeglich({1281, 800, 1'400'000, 30, 15.0}).gescheitert());
+  EXPECT_TRUE(hallkorb::H264Schreiber::moeglich({0, 0, 1'400'000, 30, 15.0}).gescheitert());
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace {
 
 class Bibliotheken : public testing::Environment {
  public:
-  void SetUp() override { ASSERT_FALSE(ladeLibav()); }
+  void SetUp() override { ASSERT_TRUE(ladeLibav().gelungen()); }
 };
 
 [[maybe_unused]] const auto* const bibliotheken =
