@@ -120,7 +120,7 @@ TEST(GeraetewechselTest, AHeadsetTakesOverAndTheTimelineFillsTheHole) {
   mac.veraendert();
   mac.warteAufEngine(2);
   liefere({16000, 1, true}, 0.35, 0.5F);
-  capture.stop();
+  EXPECT_EQ(capture.stop(), Ergebnis());
 
   ASSERT_EQ(strom.size(), 7200U);
   EXPECT_TRUE(std::all_of(strom.begin(), strom.begin() + 1600, [](float x) { return x == 0.25F; }));
