@@ -1,42 +1,23 @@
-// The channel of the far end: what the computer plays, from its blocks to samples on the timeline
-// "them".
+// The channel of the far end: what the computer plays, on the timeline "them".
 //
-// start() and stop() as in AudioInput; blocks run on the capture's thread.
+// Made before its receiver: without one set, samples are dropped.
 #pragma once
 
 #include <memory>
+#include <utility>
+#include <vector>
 
-#include "capture/BlockWeg.h"
-#include "platform/AudioInput.h"
+#include "capture/AudioCapture.h"
 
 namespace hallkorb {
 
-class SystemAudioCapture final : private AudioInputListener {
+class SystemAudioCapture final : public AudioCapture {
  public:
-  // `zeit` and `konverter` must outlive this object.
   SystemAudioCapture(double rate, Zeitachse& zeit, std::unique_ptr<AudioInput> eingang,
-                     AudioConverterFactory& konverter);
-  ~SystemAudioCapture();
-  SystemAudioCapture(const SystemAudioCapture&) = delete;
-  SystemAudioCapture& operator=(const SystemAudioCapture&) = delete;
-
-  [[nodiscard]] Ergebnis start();
-
-  // Afterwards no block arrives any more. Returns what the platform says to the end of its capture.
-  Ergebnis stop();
-
-  // Receiver of the aligned samples; does nothing until the driver sets it, before start().
-  Weiter weiter = [](const std::vector<float>&) {};
-
- private:
-  void block(const PcmBlock& block) override;
-  void unterbrochen(const Fehler& fehler) override;
-  void fortgesetzt() override;
-  void verloren(std::uint64_t bloecke) override;
-  void hinweis(const Fehler& fehler) override;
-
-  BlockWeg weg_;
-  std::unique_ptr<AudioInput> eingang_;
+                     AudioConverterFactory& konverter)
+      : AudioCapture(
+            {"System-Audio", "SCStream gestoppt"}, rate, zeit, [](const std::vector<float>&) {},
+            std::move(eingang), konverter) {}
 };
 
 }  // namespace hallkorb

@@ -241,7 +241,7 @@ void LiveAufnahme::shutdown() {
   if (!beginneEnde()) return;
   begrenzeAusgabe(STOP_WARTET_AUF_LESER);
   log("[hallkorb] Stop — schreibe Rest-Chunks");
-  micCap_->stop();
+  static_cast<void>(micCap_->stop());
   stopTask_->async([this] { stoppe(); });
 }
 

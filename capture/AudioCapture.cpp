@@ -1,0 +1,56 @@
+#include "capture/AudioCapture.h"
+
+#include <cinttypes>
+#include <string>
+#include <utility>
+
+#include "base/Ausgabe.h"
+#include "base/Text.h"
+
+namespace hallkorb {
+
+AudioCapture::AudioCapture(const Texte& texte, double rate, Zeitachse& zeit, Weiter empfaenger,
+                           std::unique_ptr<AudioInput> eingang, AudioConverterFactory& konverter)
+    : weiter(std::move(empfaenger)),
+      texte_(texte),
+      weg_(
+          rate, zeit, [this](std::vector<float> samples) { weiter(std::move(samples)); },
+          konverter),
+      eingang_(std::move(eingang)) {}
+
+AudioCapture::~AudioCapture() {
+  static_cast<void>(stop());
+}
+
+Ergebnis AudioCapture::start() {
+  Ergebnis ergebnis = eingang_->start(*this);
+  if (ergebnis.gelungen()) log(std::string("[hallkorb] ") + texte_.name + "-Capture gestartet");
+  return ergebnis;
+}
+
+Ergebnis AudioCapture::stop() {
+  return eingang_->stop();
+}
+
+void AudioCapture::block(const PcmBlock& block) {
+  weg_.nimm(block);
+}
+
+void AudioCapture::unterbrochen(const Fehler& fehler) {
+  log(std::string("[hallkorb] ") + texte_.unterbrechung + ": " + fehler.description);
+}
+
+void AudioCapture::fortgesetzt() {
+  log(std::string("[hallkorb] ") + texte_.name + " wieder da");
+}
+
+void AudioCapture::verloren(std::uint64_t bloecke) {
+  log(formatiert("[hallkorb] %s: %" PRIu64 " Bloecke verloren, Verarbeitung zu langsam",
+                 texte_.name, bloecke));
+}
+
+void AudioCapture::hinweis(const Fehler& fehler) {
+  log("[hallkorb] " + fehler.description);
+}
+
+}  // namespace hallkorb
