@@ -53,7 +53,8 @@ int main(int argc, char** argv) {
     for (const auto& [endung, samples] :
          {Datei{"_mic.wav", szene.mikro}, Datei{"_ref.wav", szene.referenz},
           Datei{"_out.wav", aus}}) {
-      if (hallkorb::writeWav(samples, hallkorb::szenen::RATE, basis + endung).gescheitert() || !csv) {
+      if (hallkorb::writeWav(samples, hallkorb::szenen::RATE, basis + endung).gescheitert() ||
+          !csv) {
         std::fprintf(stderr, "echo_szenen: %s cannot be written\n", basis.c_str());
         return 2;
       }

@@ -162,7 +162,7 @@ TEST_F(H264SchreiberAusfall, TakesTheBestEncoderThatIsThere) {
 }
 
 TEST_F(H264SchreiberAusfall, AnEncoderGetsTheOptionsOfItsOwn) {
-  ASSERT_FALSE(ladeLibav());
+  ASSERT_TRUE(ladeLibav().gelungen());
   const H264Art::Option grob[] = {{"preset", "ultrafast"}, {"tune", "zerolatency"}};
   const H264Art art{"libx264", AV_PIX_FMT_YUV420P, grob};
   H264Schreiber schreiber(pfad_, EINSTELLUNGEN, &art);
@@ -174,16 +174,16 @@ TEST_F(H264SchreiberAusfall, AnEncoderGetsTheOptionsOfItsOwn) {
   const H264Art::Option falsch[] = {{"preset", "gibt-es-nicht"}};
   const H264Art schlecht{"libx264", AV_PIX_FMT_YUV420P, falsch};
   H264Kodierer kodierer;
-  EXPECT_TRUE(kodierer.oeffne(EINSTELLUNGEN, schlecht));
+  EXPECT_TRUE(kodierer.oeffne(EINSTELLUNGEN, schlecht).gescheitert());
   const H264Art fremd{"gibt-es-nicht", AV_PIX_FMT_YUV420P, {}};
-  const Ergebnis fehler = kodierer.oeffne(EINSTELLUNGEN, fremd);
-  ASSERT_TRUE(fehler);
-  EXPECT_EQ(fehler->description, "libavcodec hat keinen Kodierer gibt-es-nicht");
+  const Ergebnis ergebnis = kodierer.oeffne(EINSTELLUNGEN, fremd);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().description, "libavcodec hat keinen Kodierer gibt-es-nicht");
 }
 
 // One that looks ahead has no packet for its first frames, as one that drops a frame has none.
 TEST_F(H264SchreiberAusfall, AFrameWithoutAPacketIsNoError) {
-  ASSERT_FALSE(ladeLibav());
+  ASSERT_TRUE(ladeLibav().gelungen());
   const H264Art::Option voraus[] = {{"preset", "superfast"}, {"rc-lookahead", "2"}};
   const H264Art art{"libx264", AV_PIX_FMT_YUV420P, voraus};
   H264Schreiber schreiber(pfad_, EINSTELLUNGEN, &art);
