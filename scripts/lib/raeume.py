@@ -15,6 +15,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 RAEUME = {
     "driver": (7, r"driver/"),
     "linux: ties": (6, r"platform/linux/Linux(Plattform|RunLoop)\."),
+    "takt": (2, r"platform/takt/"),
     "linux/audio": (4, r"platform/linux/audio/"),
     "linux/screen": (4, r"platform/linux/screen/"),
     "linux/video": (4, r"platform/linux/video/"),
@@ -81,7 +82,7 @@ def lies(texte):
 
 
 def _plattform(datei):
-    treffer = re.match(r"platform/(\w+)/", datei)
+    treffer = re.match(rf"platform/({'|'.join(PLATTFORMEN)})/", datei)
     return treffer[1] if treffer else None
 
 
