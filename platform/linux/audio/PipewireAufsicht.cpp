@@ -133,11 +133,10 @@ void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeit
     grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet (" + *strom_->ende() + ")");
     strom_.reset();
   }
-  if (strom_) {
-    pruefeHerkunft();
-    pruefeVorrang(jetzt);
-    pruefeStille(jetzt);
-  }
+  // Each of these may take the stream down.
+  if (strom_) pruefeHerkunft();
+  if (strom_) pruefeVorrang(jetzt);
+  if (strom_) pruefeStille(jetzt);
   if (!strom_ && (andereQuelle || jetzt - stromSeit_ >= ABSTAND)) {
     stromZiel_ = ziel;
     stromSeit_ = jetzt;
@@ -182,7 +181,7 @@ void PipewireAufsicht::pruefeVorrang(Zeitpunkt jetzt) {
 }
 
 void PipewireAufsicht::pruefeStille(Zeitpunkt jetzt) {
-  if (!strom_ || jetzt - std::max(letzterBlock_, stromSeit_) < FESTGEFAHREN) {
+  if (jetzt - std::max(letzterBlock_, stromSeit_) < FESTGEFAHREN) {
     gefragt_.reset();
     return;
   }
