@@ -150,7 +150,7 @@ TEST_F(MacPlattformTest, AVideoIsWritten) {
   const auto probe = ersatz::bildprobe({}, {1});
   EXPECT_TRUE(video->haengeAn(MacBild(1, BildStatus::vollstaendig, probe.get())));
   EXPECT_TRUE(video->schliesseAb(2));
-  EXPECT_TRUE(gelang(video->fehler()));
+  EXPECT_FALSE(video->fehler().has_value());
 }
 
 TEST_F(MacPlattformTest, WithoutAnEncoderThereIsNoVideo) {
