@@ -144,6 +144,13 @@ def stufe_e2e(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_takt(zaehler):
+    """devices with clocks of their own, end to end; minutes of sound each"""
+    baue("release")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "test_takt", pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 def stufe_kosten(zaehler):
     """instructions of the echo path against the kept figures, under callgrind"""
     if not prozesse.LINUX:
@@ -303,7 +310,7 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
+    "format", "skripte", "release", "haus", "e2e", "takt", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
     "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf";

@@ -27,7 +27,8 @@ FRIST = 240.0
 
 def finde(teile, macos):
     """(names of the tests in which any of `teile` occurs, those of them that want a file system of
-    their own, those that want the machine for themselves). `macos`: of the program as it is built for
+    their own, those that want the machine for themselves). Those that take minutes each (LANG) only by
+    name. `macos`: of the program as it is built for
     macOS, instead of the one for Linux."""
     namen, mit_mount, allein = [], set(), set()
     offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
@@ -39,6 +40,8 @@ def finde(teile, macos):
             if getattr(eintrag, "MACOS", False) != macos:
                 continue
             name = eintrag.id()
+            if not teile and getattr(eintrag, "LANG", False):
+                continue
             if not teile or any(teil in name for teil in teile):
                 namen.append(name)
                 if getattr(eintrag, "MIT_MOUNT", False):

@@ -178,6 +178,7 @@ class Wechsel(Geraete):
         self.raum.lege_an("mic")
         self.raum.warte_standard("source", "mic")
         aufnahme.meldung("Mikrofon wieder da")
+        aufnahme.meldung("Zeitachse me: Luecke")  # the file has grown by the silence
         self.warte_sekunden(3.0)
         aufnahme.stoppe()
         roh = signale.lies_ganz(self.roh())

@@ -30,6 +30,7 @@ ZYKLUS = 1024 / 48.0  # ms
 class Kristalle(lauf.Fall):
     # Every sample counts here: a player that misses its turn moves what it plays.
     ALLEIN = True
+    LANG = True
     GERAETE = {"lautsprecher": False, "mikrofon": False}
 
     def geraete(self, *argumente, lautsprecher="speakers", mikrofon="mic", abstand="1"):
