@@ -178,7 +178,8 @@ class Wechsel(Geraete):
         self.raum.lege_an("mic")
         self.raum.warte_standard("source", "mic")
         aufnahme.meldung("Mikrofon wieder da")
-        aufnahme.meldung("Zeitachse me: Luecke")  # the file has grown by the silence
+        # The silence of the gap comes with the first block.
+        self.warte_bis(lambda: os.path.getsize(self.roh()) > vorher + 2 * signale.ZIEL * 2, "the gap")
         self.warte_sekunden(3.0)
         aufnahme.stoppe()
         roh = signale.lies_ganz(self.roh())
