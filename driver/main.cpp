@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include "base/Abbruch.h"
 #include "driver/Config.h"
@@ -63,6 +66,11 @@ void besetzeStandardstroeme() {
 
 int main(int argc, char** argv) {
   besetzeStandardstroeme();
+#if defined(__GLIBC__)
+  // Each thread's own arena reserves 64 MB of addresses: with a limit on them, a thread would get
+  // no memory while most of it lies unused.
+  mallopt(M_ARENA_MAX, 2);
+#endif
   // A failed write shows that the reader is gone; the signal would end the process.
   std::signal(SIGPIPE, SIG_IGN);
   // The same for a limit of file sizes: the recording loses that file, not everything.
