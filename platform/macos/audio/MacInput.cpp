@@ -21,23 +21,23 @@ constexpr std::chrono::milliseconds PAUSE{400};
 
 // What one opening of the device delivers to. Dropped when the device is closed, so that nothing
 // late of an earlier opening is taken for the new one's.
-class MacInput::Sitzung final : public BlockEmpfaenger {
+class MacInput::Oeffnung final : public BlockEmpfaenger {
  public:
-  explicit Sitzung(std::weak_ptr<Kern> kern) : kern_(std::move(kern)) {}
+  explicit Oeffnung(std::weak_ptr<Aufsicht> aufsicht) : aufsicht_(std::move(aufsicht)) {}
 
   void block(const PcmBlock& block) override;
   void ausgefallen(const Fehler& grund) override;
 
  private:
-  std::weak_ptr<Kern> kern_;
+  std::weak_ptr<Aufsicht> aufsicht_;
 };
 
 // All that the input's thread needs, owned by it too: it may outlive the input by a call into the
 // system that does not come back.
-class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
+class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
  public:
-  Kern(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
-       std::shared_ptr<Wartestelle> stelle)
+  Aufsicht(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
+           std::shared_ptr<Wartestelle> stelle)
       : name_(std::move(name)),
         zeiten_(zeiten),
         stelle_(std::move(stelle)),
@@ -45,8 +45,8 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
 
   Ergebnis start(AudioInputListener& listener);
   Ergebnis stop();
-  void nimm(const Sitzung& von, const PcmBlock& block);
-  void merkeAusfall(const Sitzung& von, const Fehler& grund);
+  void nimm(const Oeffnung& von, const PcmBlock& block);
+  void merkeAusfall(const Oeffnung& von, const Fehler& grund);
 
  private:
   using Uhr = Wartestelle::Uhr;
@@ -86,22 +86,22 @@ class MacInput::Kern final : public std::enable_shared_from_this<Kern> {
 
   std::mutex tor_;  // one call on the listener at a time, none once it is shut
   AudioInputListener* listener_ = nullptr;
-  std::shared_ptr<Sitzung> sitzung_;
+  std::shared_ptr<Oeffnung> oeffnung_;
   bool unterbrochen_ = false;
   Hosttakt takt_{[this](const PcmBlock& block) {
     if (listener_ != nullptr) listener_->block(block);
   }};
 };
 
-void MacInput::Sitzung::block(const PcmBlock& block) {
-  if (const auto kern = kern_.lock()) kern->nimm(*this, block);
+void MacInput::Oeffnung::block(const PcmBlock& block) {
+  if (const auto aufsicht = aufsicht_.lock()) aufsicht->nimm(*this, block);
 }
 
-void MacInput::Sitzung::ausgefallen(const Fehler& grund) {
-  if (const auto kern = kern_.lock()) kern->merkeAusfall(*this, grund);
+void MacInput::Oeffnung::ausgefallen(const Fehler& grund) {
+  if (const auto aufsicht = aufsicht_.lock()) aufsicht->merkeAusfall(*this, grund);
 }
 
-Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
+Ergebnis MacInput::Aufsicht::start(AudioInputListener& listener) {
   const auto frist = Uhr::now() + zeiten_.start;
   bool darf = false;
   {
@@ -136,7 +136,7 @@ Ergebnis MacInput::Kern::start(AudioInputListener& listener) {
   return *ergebnis;
 }
 
-Ergebnis MacInput::Kern::stop() {
+Ergebnis MacInput::Aufsicht::stop() {
   stelle_->aendere([this] { benutzt_ = true; });
   stelle_->brichAb();
   // Closing hands over what was captured so far, so the listener is shut off only then.
@@ -155,7 +155,7 @@ Ergebnis MacInput::Kern::stop() {
   return ergebnis;
 }
 
-void MacInput::Kern::laufe() {
+void MacInput::Aufsicht::laufe() {
   const Ergebnis ergebnis = oeffne();
   stelle_->aendere([&] { startErgebnis_ = ergebnis; });
   if (ergebnis.gelungen()) beaufsichtige();
@@ -169,7 +169,7 @@ void MacInput::Kern::laufe() {
   });
 }
 
-void MacInput::Kern::beaufsichtige() {
+void MacInput::Aufsicht::beaufsichtige() {
   while (const std::optional<Fehler> grund = warteAufAusfall()) {
     merkeDauer(still_);
     static_cast<void>(schliesse());
@@ -180,7 +180,7 @@ void MacInput::Kern::beaufsichtige() {
 }
 
 // Why the device is gone; nothing at the stop.
-std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
+std::optional<Fehler> MacInput::Aufsicht::warteAufAusfall() {
   constexpr std::chrono::hours ruhe{1};  // a wait without a limit, in portions
   while (!stelle_->abgebrochen()) {
     const std::uint64_t vorher = bloecke_;
@@ -200,7 +200,7 @@ std::optional<Fehler> MacInput::Kern::warteAufAusfall() {
 
 // Until the device reports its end, or something else has to be looked at. A stream that pauses
 // leaves nothing behind in the meantime; one that has only just begun does not pause.
-std::optional<Fehler> MacInput::Kern::warteBis(Uhr::time_point frist) {
+std::optional<Fehler> MacInput::Aufsicht::warteBis(Uhr::time_point frist) {
   std::optional<Fehler> grund;
   for (bool weiter = true; weiter;) {
     const bool haelt = taktHaelt();
@@ -219,20 +219,20 @@ std::optional<Fehler> MacInput::Kern::warteBis(Uhr::time_point frist) {
 
 // How long the device lasted decides how soon it is opened again. One that was silent from the
 // beginning is not one that opening it drives away.
-void MacInput::Kern::merkeDauer(bool still) {
+void MacInput::Aufsicht::merkeDauer(bool still) {
   const bool frueh = !still && Uhr::now() - letzterVersuch_ < zeiten_.frueh;
   pause_ = frueh && pause_.count() > 0 ? std::min(pause_ * 2, zeiten_.laengsterAbstand)
                                        : zeiten_.abstand;
 }
 
-void MacInput::Kern::melde(const Fehler& grund) {
+void MacInput::Aufsicht::melde(const Fehler& grund) {
   const std::lock_guard halter(tor_);
   if (listener_ == nullptr || std::exchange(unterbrochen_, true)) return;
   listener_->unterbrochen(grund);
 }
 
 // Until the device is open again; false at the stop, or where only the user can bring it back.
-bool MacInput::Kern::oeffneWieder() {
+bool MacInput::Aufsicht::oeffneWieder() {
   for (auto pause = pause_;; pause = zeiten_.abstand) {
     stelle_->warte(letzterVersuch_ + pause, [] { return false; });
     if (stelle_->abgebrochen()) return false;
@@ -246,36 +246,36 @@ bool MacInput::Kern::oeffneWieder() {
   }
 }
 
-Ergebnis MacInput::Kern::oeffne() {
+Ergebnis MacInput::Aufsicht::oeffne() {
   letzterVersuch_ = Uhr::now();
-  auto sitzung = std::make_shared<Sitzung>(weak_from_this());
+  auto oeffnung = std::make_shared<Oeffnung>(weak_from_this());
   {
     const std::lock_guard halter(tor_);
-    sitzung_ = sitzung;
+    oeffnung_ = oeffnung;
   }
-  return geraet_->oeffne(sitzung, stelle_, letzterVersuch_ + zeiten_.oeffnen);
+  return geraet_->oeffne(oeffnung, stelle_, letzterVersuch_ + zeiten_.oeffnen);
 }
 
-Ergebnis MacInput::Kern::schliesse() {
+Ergebnis MacInput::Aufsicht::schliesse() {
   Ergebnis ergebnis = geraet_->schliesse();
   {
     const std::lock_guard halter(tor_);
-    sitzung_.reset();
+    oeffnung_.reset();
     takt_.leere();  // another opening is another device, with a clock of its own
   }
   stelle_->aendere([this] { ausfall_.reset(); });
   return ergebnis;
 }
 
-void MacInput::Kern::warteAufStopp() {
+void MacInput::Aufsicht::warteAufStopp() {
   while (!stelle_->abgebrochen()) {
     stelle_->warte(Uhr::now() + std::chrono::hours(1), [] { return false; });
   }
 }
 
-void MacInput::Kern::nimm(const Sitzung& von, const PcmBlock& block) {
+void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
   const std::lock_guard halter(tor_);
-  if (listener_ == nullptr || sitzung_.get() != &von) return;
+  if (listener_ == nullptr || oeffnung_.get() != &von) return;
   ++bloecke_;
   // The source is back when it delivers, not when the system says that it will.
   if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
@@ -284,19 +284,19 @@ void MacInput::Kern::nimm(const Sitzung& von, const PcmBlock& block) {
   if (neu && !takt_.leer()) stelle_->aendere([this] { stromBeginnt_ = true; });
 }
 
-bool MacInput::Kern::taktHaelt() {
+bool MacInput::Aufsicht::taktHaelt() {
   const std::lock_guard halter(tor_);
   return !takt_.leer();
 }
 
-void MacInput::Kern::leereTakt() {
+void MacInput::Aufsicht::leereTakt() {
   const std::lock_guard halter(tor_);
   takt_.leere();
 }
 
-void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
+void MacInput::Aufsicht::merkeAusfall(const Oeffnung& von, const Fehler& grund) {
   const std::lock_guard halter(tor_);  // so that it is not kept for the next opening
-  if (sitzung_.get() != &von) return;
+  if (oeffnung_.get() != &von) return;
   stelle_->aendere([&] {
     if (!ausfall_) ausfall_ = grund;
   });
@@ -304,19 +304,19 @@ void MacInput::Kern::merkeAusfall(const Sitzung& von, const Fehler& grund) {
 
 MacInput::MacInput(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
                    std::shared_ptr<Wartestelle> stelle)
-    : kern_(std::make_shared<Kern>(std::move(name), std::move(geraet), zeiten, std::move(stelle))) {
-}
+    : aufsicht_(std::make_shared<Aufsicht>(std::move(name), std::move(geraet), zeiten,
+                                           std::move(stelle))) {}
 
 MacInput::~MacInput() {
   static_cast<void>(MacInput::stop());
 }
 
 Ergebnis MacInput::start(AudioInputListener& listener) {
-  return kern_->start(listener);
+  return aufsicht_->start(listener);
 }
 
 Ergebnis MacInput::stop() {
-  return kern_->stop();
+  return aufsicht_->stop();
 }
 
 }  // namespace hallkorb

@@ -55,9 +55,9 @@ class MacInput final : public AudioInput {
   Ergebnis stop() override;
 
  private:
-  class Kern;
-  class Sitzung;
-  std::shared_ptr<Kern> kern_;
+  class Aufsicht;
+  class Oeffnung;
+  std::shared_ptr<Aufsicht> aufsicht_;
 };
 
 }  // namespace hallkorb
