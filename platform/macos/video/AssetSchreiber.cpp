@@ -50,7 +50,7 @@ bool AssetSchreiber::starte(double basis) {
   aufrufe_->entferneDatei(pfad_);  // the system refuses to write over a file
   // A session that could not be begun leaves a writer that says that it is writing.
   begonnen_ =
-      merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->beginneSitzung(medienzeit(basis)));
+      merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->setzeBeginn(medienzeit(basis)));
   return schreibt();
 }
 
@@ -70,7 +70,7 @@ bool AssetSchreiber::schliesseAb(double ende) {
   if (!schreibt()) return false;
   // Without these two the file ends a little early; it can be completed all the same.
   merke(aufrufe_->markiereFertig());
-  merke(aufrufe_->beendeSitzung(medienzeit(ende)));
+  merke(aufrufe_->setzeEnde(medienzeit(ende)));
   Antwort<bool> antwort(std::make_shared<Wartestelle>());
   if (!merke(aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); }))) return false;
   const bool geantwortet = antwort.warte(Wartestelle::Uhr::now() + abschluss_).has_value();

@@ -74,7 +74,7 @@ class AvSchreiber final : public SchreiberAufrufe {
     return rufeMitAntwort([&] { return [writer_ startWriting]; });
   }
 
-  Ergebnis beginneSitzung(const Medienzeit& beginn) override {
+  Ergebnis setzeBeginn(const Medienzeit& beginn) override {
     return rufe([&] { [writer_ startSessionAtSourceTime:zeitAus(beginn)]; });
   }
 
@@ -106,7 +106,7 @@ class AvSchreiber final : public SchreiberAufrufe {
     return rufe([&] { [input_ markAsFinished]; });
   }
 
-  Ergebnis beendeSitzung(const Medienzeit& ende) override {
+  Ergebnis setzeEnde(const Medienzeit& ende) override {
     return rufe([&] { [writer_ endSessionAtSourceTime:zeitAus(ende)]; });
   }
 

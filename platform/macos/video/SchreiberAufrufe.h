@@ -45,7 +45,7 @@ class SchreiberAufrufe {
   // Without a file of that name nothing happens.
   virtual void entferneDatei(const std::string& pfad) = 0;
   [[nodiscard]] virtual Ergebnis beginneSchreiben() = 0;
-  [[nodiscard]] virtual Ergebnis beginneSitzung(const Medienzeit& beginn) = 0;
+  [[nodiscard]] virtual Ergebnis setzeBeginn(const Medienzeit& beginn) = 0;
 
   [[nodiscard]] virtual SchreiberStatus status() = 0;
   // The writer's own error.
@@ -55,7 +55,7 @@ class SchreiberAufrufe {
   [[nodiscard]] virtual Ergebnis haengeAn(const void* probe) = 0;
 
   [[nodiscard]] virtual Ergebnis markiereFertig() = 0;
-  [[nodiscard]] virtual Ergebnis beendeSitzung(const Medienzeit& ende) = 0;
+  [[nodiscard]] virtual Ergebnis setzeEnde(const Medienzeit& ende) = 0;
   // `fertig` comes on a thread of the system when the file is complete or has failed; not at all
   // after an error of the call.
   [[nodiscard]] virtual Ergebnis schliesseAb(std::function<void()> fertig) = 0;

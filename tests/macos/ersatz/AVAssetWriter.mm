@@ -90,7 +90,7 @@ NSError* fehlschlag(long code) {
   AVAssetWriterInput* _eingang;
   dispatch_queue_t _queue;
   std::atomic<long> _status;
-  bool _sitzung;
+  bool _hatBeginn;
   bool _wartet;  // for its completion
   double _letzte;
 }
@@ -123,7 +123,7 @@ NSError* fehlschlag(long code) {
 - (BOOL)appendSampleBuffer:(CMSampleBufferRef)probe {
   AVAssetWriter* schreiber = _schreiber;
   const long status = schreiber != nil ? schreiber->_status.load() : 0;
-  verlangeStand(status == AVAssetWriterStatusWriting && schreiber->_sitzung && !_fertig,
+  verlangeStand(status == AVAssetWriterStatusWriting && schreiber->_hatBeginn && !_fertig,
                 Ruf::haengeAn, "appendSampleBuffer:", status);
   HKProbe* neu = probeVon(probe);
   const double zeit = CMTimeGetSeconds(neu->zeit);
@@ -209,13 +209,13 @@ NSError* fehlschlag(long code) {
   return YES;
 }
 - (void)startSessionAtSourceTime:(CMTime)beginn {
-  verlangeStand(_status == AVAssetWriterStatusWriting, Ruf::sitzung,
+  verlangeStand(_status == AVAssetWriterStatusWriting, Ruf::setzeBeginn,
                 "startSessionAtSourceTime:", _status);
   merke("startSessionAtSourceTime:");
-  _sitzung = true;
+  _hatBeginn = true;
 }
 - (void)endSessionAtSourceTime:(CMTime)ende {
-  verlangeStand(_status == AVAssetWriterStatusWriting, Ruf::beendeSitzung,
+  verlangeStand(_status == AVAssetWriterStatusWriting, Ruf::setzeEnde,
                 "endSessionAtSourceTime:", _status);
   merke("endSessionAtSourceTime:");
 }

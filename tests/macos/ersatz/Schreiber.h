@@ -18,10 +18,10 @@ enum class Ruf {
   fragmente,
   fuegeHinzu,
   beginne,
-  sitzung,
+  setzeBeginn,
   haengeAn,
   markiere,
-  beendeSitzung,
+  setzeEnde,
   schliesseAb
 };
 

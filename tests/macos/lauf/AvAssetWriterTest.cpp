@@ -31,7 +31,7 @@ class AvAssetWriterTest : public ErsatzTest {
     ASSERT_TRUE(writer->nimmtEingang());
     ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
     ASSERT_TRUE(writer->beginneSchreiben().gelungen());
-    ASSERT_TRUE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}).gelungen());
+    ASSERT_TRUE(writer->setzeBeginn({1'000'000'000, 1'000'000'000}).gelungen());
   }
   Ergebnis haengeAn(double sekunden) {
     const auto probe = ersatz::bildprobe({}, {sekunden});
@@ -51,13 +51,13 @@ TEST_F(AvAssetWriterTest, AVideoIsWrittenAndFinished) {
   EXPECT_FALSE(writer->nimmtEingang());
   EXPECT_EQ(writer->status(), SchreiberStatus::unbekannt);
   EXPECT_TRUE(writer->beginneSchreiben().gelungen());
-  EXPECT_TRUE(writer->beginneSitzung({1'000'000'000, 1'000'000'000}).gelungen());
+  EXPECT_TRUE(writer->setzeBeginn({1'000'000'000, 1'000'000'000}).gelungen());
   EXPECT_EQ(writer->status(), SchreiberStatus::schreibt);
   EXPECT_TRUE(writer->bereit());
   EXPECT_TRUE(haengeAn(1).gelungen());
   EXPECT_TRUE(haengeAn(1.5).gelungen());
   EXPECT_TRUE(writer->markiereFertig().gelungen());
-  EXPECT_TRUE(writer->beendeSitzung({2, 1}).gelungen());
+  EXPECT_TRUE(writer->setzeEnde({2, 1}).gelungen());
   auto fertig = std::make_shared<int>(0);
   EXPECT_TRUE(writer->schliesseAb([fertig] { ++*fertig; }).gelungen());
   ASSERT_TRUE(ersatz::ruhe());
@@ -136,8 +136,8 @@ TEST_F(AvAssetWriterTest, CallsAtTheWrongTimeAreErrors) {
   ASSERT_TRUE(baue().gelungen());
   ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
   const std::vector<std::function<Ergebnis()>> rufe = {
-      [&] { return writer->beginneSitzung({1, 1}); }, [&] { return haengeAn(1); },
-      [&] { return writer->markiereFertig(); },       [&] { return writer->beendeSitzung({1, 1}); },
+      [&] { return writer->setzeBeginn({1, 1}); }, [&] { return haengeAn(1); },
+      [&] { return writer->markiereFertig(); },    [&] { return writer->setzeEnde({1, 1}); },
       [&] { return writer->schliesseAb([] {}); },
   };
   for (const auto& ruf : rufe) {

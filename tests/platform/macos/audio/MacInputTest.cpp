@@ -39,7 +39,7 @@ struct Skript {
   std::optional<Fehler> waehrendOeffnen{};  // is told while it is opened
   std::optional<PcmBlock> ersterBlock{};    // comes while it is opened
 
-  std::shared_ptr<BlockEmpfaenger> sitzung(std::size_t nummer) {
+  std::shared_ptr<BlockEmpfaenger> oeffnung(std::size_t nummer) {
     const std::lock_guard halter(lock);
     return empfaenger.at(nummer).lock();
   }
@@ -64,10 +64,10 @@ class Geraet final : public AudioGeraet {
     }
     skript_.buch.schreibe("oeffne");
     if (skript_.waehrendOeffnen) {
-      skript_.sitzung(skript_.empfaenger.size() - 1)->ausgefallen(*skript_.waehrendOeffnen);
+      skript_.oeffnung(skript_.empfaenger.size() - 1)->ausgefallen(*skript_.waehrendOeffnen);
     }
     if (skript_.ersterBlock) {
-      skript_.sitzung(skript_.empfaenger.size() - 1)->block(*skript_.ersterBlock);
+      skript_.oeffnung(skript_.empfaenger.size() - 1)->block(*skript_.ersterBlock);
     }
     switch (oeffnung.art) {
       case Skript::Art::gelingt:
@@ -94,7 +94,7 @@ class Geraet final : public AudioGeraet {
   }
   Ergebnis schliesse() override {
     if (skript_.letzterBlock) {
-      if (const auto e = skript_.sitzung(skript_.empfaenger.size() - 1)) e->block({});
+      if (const auto e = skript_.oeffnung(skript_.empfaenger.size() - 1)) e->block({});
     }
     skript_.buch.schreibe("schliesse");
     return skript_.schliessErgebnis;
@@ -163,7 +163,7 @@ class Zeitraffer final : public Wartestelle {
     if (blicke_ > BLICKE) return Wartestelle::schlafe(halter, frist);
     ++blicke_;
     halter.unlock();
-    if (const auto sitzung = skript_.sitzung(0)) sitzung->block(block(blicke_));
+    if (const auto oeffnung = skript_.oeffnung(0)) oeffnung->block(block(blicke_));
     halter.lock();
     return false;
   }
@@ -201,11 +201,11 @@ TEST_F(MacInputTest, TheStopReturnsWhatTheSystemSaidToIt) {
 
 TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  const auto sitzung = skript.sitzung(0);
-  sitzung->block(block(1));
-  sitzung->block(block(2));
+  const auto oeffnung = skript.oeffnung(0);
+  oeffnung->block(block(1));
+  oeffnung->block(block(2));
   static_cast<void>(eingang().stop());
-  sitzung->block(block(3));
+  oeffnung->block(block(3));
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "block 1", "block 2", "schliesse", "weg"}));
 }
@@ -229,7 +229,7 @@ TEST_F(MacInputTest, AfterAFailedStartNothingReachesTheListener) {
   EXPECT_EQ(eingang().start(hoerer),
             (Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"}));
   static_cast<void>(skript.buch.warteAuf(1));
-  skript.sitzung(0)->block(block(1));
+  skript.oeffnung(0)->block(block(1));
   {
     const std::lock_guard halter(skript.lock);
     skript.weiter = true;
@@ -273,7 +273,7 @@ TEST_F(MacInputTest, AStopBeforeTheStartMakesItFail) {
 
 TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  const auto sitzung = skript.sitzung(0);  // as a callback of the system would hold it
+  const auto oeffnung = skript.oeffnung(0);  // as a callback of the system would hold it
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege().back(), "weg");
   EXPECT_NE(skript.abgebautVon, std::this_thread::get_id());
@@ -281,25 +281,25 @@ TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
 
 TEST_F(MacInputTest, ALostDeviceIsToldClosedAndOpenedAnew) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(4),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
 }
 
 TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   static_cast<void>(skript.buch.nimm());
-  skript.sitzung(1)->block(block(5));
-  skript.sitzung(1)->block(block(6));
+  skript.oeffnung(1)->block(block(5));
+  skript.oeffnung(1)->block(block(6));
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"fortgesetzt", "block 5", "block 6"}));
 }
 
 TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
   oeffnungen({{}, {Skript::Art::scheitert, KAPUTT}, {Skript::Art::scheitert, WEG}, {}});
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(8),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "schliesse", "oeffne", "schliesse", "oeffne"}));
@@ -307,9 +307,9 @@ TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
 
 TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
-  skript.sitzung(1)->ausgefallen(KAPUTT);
+  skript.oeffnung(1)->ausgefallen(KAPUTT);
   EXPECT_EQ(skript.buch.warteAuf(6),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "schliesse", "oeffne"}));
@@ -317,12 +317,12 @@ TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
 
 TEST_F(MacInputTest, WhatComesLateOfAnEarlierOpeningIsIgnored) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  const auto alte = skript.sitzung(0);
+  const auto alte = skript.oeffnung(0);
   alte->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   alte->block(block(1));
   alte->ausgefallen(KAPUTT);
-  skript.sitzung(1)->block(block(2));
+  skript.oeffnung(1)->block(block(2));
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
@@ -331,7 +331,7 @@ TEST_F(MacInputTest, WhatComesLateOfAnEarlierOpeningIsIgnored) {
 
 TEST_F(MacInputTest, WhatTheUserHasEndedStaysEnded) {
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(NEIN);
+  skript.oeffnung(0)->ausgefallen(NEIN);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "unterbrochen: nein"}));
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
@@ -341,7 +341,7 @@ TEST_F(MacInputTest, WhatTheUserHasEndedStaysEnded) {
 TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
   oeffnungen({{}, {Skript::Art::scheitert, NEIN}});
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(5));
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
@@ -352,7 +352,7 @@ TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
 TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
   zeiten.abstand = std::chrono::hours(1);
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(3));
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
@@ -386,10 +386,10 @@ PcmBlock mitZeit(const std::vector<float>& samples, double zeit) {
 TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
   const std::vector<float> samples(4096, 0.25F);
   EXPECT_TRUE(eingang().start(hoerer).gelungen());
-  const auto sitzung = skript.sitzung(0);
+  const auto oeffnung = skript.oeffnung(0);
   for (int i = 0; i < 8; ++i) {
     // The fifth bears the stamp of the one after it.
-    sitzung->block(mitZeit(samples, 100.0 + (i == 4 ? 5 : i) * 4096 / 48000.0));
+    oeffnung->block(mitZeit(samples, 100.0 + (i == 4 ? 5 : i) * 4096 / 48000.0));
   }
   static_cast<void>(eingang().stop());
   ASSERT_EQ(hoerer.zeiten.size(), 8U);
@@ -401,7 +401,7 @@ TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
 TEST_F(MacInputTest, WhatIsHeldBackGoesOutWhenTheStreamPauses) {
   const std::vector<float> samples(256, 0.25F);
   EXPECT_TRUE(eingang().start(hoerer).gelungen());
-  skript.sitzung(0)->block(mitZeit(samples, 100.0));
+  skript.oeffnung(0)->block(mitZeit(samples, 100.0));
   EXPECT_EQ(skript.buch.warteAuf(2), (Eintraege{"oeffne", "block 256"}));
 }
 
@@ -419,8 +419,8 @@ TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
   const std::vector<float> samples(256, 0.25F);
   oeffnungen({{}, {Skript::Art::wartet, {}}});
   EXPECT_TRUE(eingang().start(hoerer).gelungen());
-  skript.sitzung(0)->block(mitZeit(samples, 100.0));
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->block(mitZeit(samples, 100.0));
+  skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(5),
             (Eintraege{"oeffne", "schliesse", "block 256", "unterbrochen: Verbindung unterbrochen",
                        "oeffne"}));
@@ -430,11 +430,11 @@ TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
   skript.laeuft = true;
   oeffnungen({{}, {Skript::Art::wartet, {}}});
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  skript.sitzung(0)->ausgefallen(WEG);
+  skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(2));
-  skript.sitzung(0)->block(block(1));
+  skript.oeffnung(0)->block(block(1));
   skript.laeuft = false;
-  skript.sitzung(0)->ausgefallen(KAPUTT);
+  skript.oeffnung(0)->ausgefallen(KAPUTT);
   EXPECT_EQ(skript.buch.warteAuf(6), (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse",
                                                 "unterbrochen: geht nicht", "oeffne"}));
 }
@@ -452,7 +452,7 @@ TEST_F(MacInputTest, AChangeThatTheOpeningItselfMakesIsNone) {
   skript.laeuft = true;
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(2));
-  skript.sitzung(0)->block(block(1));
+  skript.oeffnung(0)->block(block(1));
   static_cast<void>(eingang().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse", "weg"}));
@@ -466,7 +466,7 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   // Nothing is delivered, so only the first loss is told.
   for (std::size_t verlust = 0; verlust < 5; ++verlust) {
-    skript.sitzung(verlust)->ausgefallen(WEG);
+    skript.oeffnung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
   }
   EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(2 + 4 + 8 + 9 + 9));
@@ -484,7 +484,7 @@ TEST_F(MacInputTest, ADeviceThatDeliveredBeforeItWasLostEarlyIsOpenedEverMoreSel
   static_cast<void>(skript.buch.warteAuf(5));  // opened, three blocks, enough seen
   const auto anfang = Wartestelle::Uhr::now();
   for (std::size_t verlust = 0; verlust < 3; ++verlust) {
-    skript.sitzung(verlust)->ausgefallen(WEG);
+    skript.oeffnung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(8 + 2 * verlust));
   }
   EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(4 + 8));
@@ -497,7 +497,7 @@ TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   zeiten.laengsterAbstand = std::chrono::hours(1);
   EXPECT_EQ(eingang().start(hoerer), Ergebnis());
   for (std::size_t verlust = 0; verlust < 30; ++verlust) {
-    skript.sitzung(verlust)->ausgefallen(WEG);
+    skript.oeffnung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
   }
 }

@@ -19,7 +19,7 @@ struct Writer {
   bool nimmtEingang = true;
   Ergebnis eingangErgebnis;
   Ergebnis beginnErgebnis;
-  Ergebnis sitzungErgebnis;
+  Ergebnis zeitErgebnis;
   bool bereit = true;
   Ergebnis bildErgebnis;
   Ergebnis endeErgebnis;
@@ -59,9 +59,9 @@ class Attrappe final : public SchreiberAufrufe {
         w_.beginnErgebnis.gescheitert() ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
     return w_.beginnErgebnis;
   }
-  Ergebnis beginneSitzung(const Medienzeit& beginn) override {
-    w_.buch.schreibe("sitzung ab " + lesbar(beginn));
-    return w_.sitzungErgebnis;
+  Ergebnis setzeBeginn(const Medienzeit& beginn) override {
+    w_.buch.schreibe("von " + lesbar(beginn));
+    return w_.zeitErgebnis;
   }
   SchreiberStatus status() override { return w_.status; }
   std::optional<Fehler> fehler() override { return w_.fehler; }
@@ -74,8 +74,8 @@ class Attrappe final : public SchreiberAufrufe {
     w_.buch.schreibe("fertig");
     return w_.endeErgebnis;
   }
-  Ergebnis beendeSitzung(const Medienzeit& ende) override {
-    w_.buch.schreibe("sitzung bis " + lesbar(ende));
+  Ergebnis setzeEnde(const Medienzeit& ende) override {
+    w_.buch.schreibe("bis " + lesbar(ende));
     return w_.endeErgebnis;
   }
   Ergebnis schliesseAb(std::function<void()> fertig) override {
@@ -118,10 +118,9 @@ TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   EXPECT_TRUE(haengeAn(*schreiber, 1));
   EXPECT_TRUE(haengeAn(*schreiber, 2));
   EXPECT_TRUE(schreiber->schliesseAb(14.25));
-  EXPECT_EQ(
-      w.buch.nimm(),
-      (Eintraege{"entferne /x/video.mp4", "beginne", "sitzung ab 12500000000/1000000000", "bild 1",
-                 "bild 2", "fertig", "sitzung bis 14250000000/1000000000", "schliesse ab"}));
+  EXPECT_EQ(w.buch.nimm(),
+            (Eintraege{"entferne /x/video.mp4", "beginne", "von 12500000000/1000000000", "bild 1",
+                       "bild 2", "fertig", "bis 14250000000/1000000000", "schliesse ab"}));
   EXPECT_EQ(schreiber->fehler(), std::nullopt);
 }
 
@@ -191,7 +190,7 @@ TEST_F(AssetSchreiberTest, ASystemWithoutFragmentsWritesTheVideoAllTheSame) {
 }
 
 TEST_F(AssetSchreiberTest, ASessionThatDoesNotBeginTakesNoPictures) {
-  w.sitzungErgebnis = kaputt;
+  w.zeitErgebnis = kaputt;
   const auto schreiber = neu();
   EXPECT_FALSE(schreiber->starte(1));
   static_cast<void>(w.buch.nimm());
