@@ -8,9 +8,9 @@
 namespace hallkorb {
 
 // Hands on what the stream delivers.
-class SystemTonGeraet::Weiche final : public StromEmpfaenger {
+class SystemTonGeraet::Tonempfaenger final : public StromEmpfaenger {
  public:
-  Weiche(std::weak_ptr<BlockEmpfaenger> ziel, std::weak_ptr<SckStrom> strom)
+  Tonempfaenger(std::weak_ptr<BlockEmpfaenger> ziel, std::weak_ptr<SckStrom> strom)
       : ziel_(std::move(ziel)), strom_(std::move(strom)) {}
 
   void ton(const PcmBlock& block) override {
@@ -41,9 +41,9 @@ Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
     return ergebnis;
   if (!inhalt->hatDisplay()) return keinDisplay();
   strom_ = std::make_shared<SckStrom>(dienst_->strom());
-  weiche_ = std::make_shared<Weiche>(std::move(empfaenger), strom_);
+  tonempfaenger_ = std::make_shared<Tonempfaenger>(std::move(empfaenger), strom_);
   Ergebnis ergebnis = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
-                                     "sck.audio", weiche_, stelle, frist);
+                                     "sck.audio", tonempfaenger_, stelle, frist);
   if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
   return {};
 }
@@ -55,7 +55,7 @@ bool SystemTonGeraet::laeuft() {
 Ergebnis SystemTonGeraet::schliesse() {
   Ergebnis ergebnis;
   if (strom_ != nullptr) ergebnis = strom_->beende();
-  weiche_.reset();
+  tonempfaenger_.reset();
   strom_.reset();
   if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
   return {};

@@ -22,11 +22,11 @@ class SystemTonGeraet final : public AudioGeraet {
   Ergebnis schliesse() override;
 
  private:
-  class Weiche;
+  class Tonempfaenger;
 
   std::shared_ptr<SckAufrufe> dienst_;
   std::shared_ptr<SckStrom> strom_;
-  std::shared_ptr<Weiche> weiche_;
+  std::shared_ptr<Tonempfaenger> tonempfaenger_;
 };
 
 }  // namespace hallkorb

@@ -26,9 +26,9 @@ std::shared_ptr<const Inhalt> LetzterInhalt::hole() const {
 }
 
 // Hands on what the stream delivers, while the listener is to hear of it.
-class FensterStrom::Weiche final : public StromEmpfaenger {
+class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
  public:
-  explicit Weiche(std::weak_ptr<SckStrom> strom) : strom_(std::move(strom)) {}
+  explicit Bildempfaenger(std::weak_ptr<SckStrom> strom) : strom_(std::move(strom)) {}
 
   // From now on pictures reach the listener. The first one may come before the service has said
   // that the stream runs, and where nothing moves it is the only one.
@@ -90,7 +90,7 @@ FensterStrom::FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInha
     : inhalt_(std::move(inhalt)),
       konfiguration_(konfiguration),
       strom_(std::make_shared<SckStrom>(dienst.strom())) {
-  weiche_ = std::make_shared<Weiche>(strom_);
+  bildempfaenger_ = std::make_shared<Bildempfaenger>(strom_);
 }
 
 FensterStrom::~FensterStrom() {
@@ -103,15 +103,16 @@ Ergebnis FensterStrom::start(std::uint32_t id, WindowStreamListener& listener) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
-  weiche_->oeffne(listener, id);
-  Ergebnis ergebnis = strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_),
-                                     StromAusgang::bild, "sck.video", weiche_, stelle_, frist);
+  bildempfaenger_->oeffne(listener, id);
+  Ergebnis ergebnis =
+      strom_->starte(*inhalt, id, fensterEinstellungen(konfiguration_), StromAusgang::bild,
+                     "sck.video", bildempfaenger_, stelle_, frist);
   if (ergebnis.gelungen()) {
-    const std::optional<Fehler> beendet = weiche_->gestartet();
+    const std::optional<Fehler> beendet = bildempfaenger_->gestartet();
     if (!beendet) return {};
     ergebnis = *beendet;
   }
-  weiche_->schliesse();
+  bildempfaenger_->schliesse();
   static_cast<void>(strom_->beende());
   return erklaert(std::move(ergebnis).fehler());
 }
@@ -122,10 +123,10 @@ Ergebnis FensterStrom::wechsle(std::uint32_t id) {
   if (stelle_->abgebrochen()) return ohneAntwort(*stelle_, {});
   const auto inhalt = inhalt_->hole();
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
-  weiche_->beginneWechsel();
+  bildempfaenger_->beginneWechsel();
   Ergebnis ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
   // Asked for once more, the service delivers a picture that is surely the new window's.
-  if (ergebnis.gelungen() && weiche_->beendeWechsel(id))
+  if (ergebnis.gelungen() && bildempfaenger_->beendeWechsel(id))
     ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
   if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());
   return {};
@@ -135,7 +136,7 @@ void FensterStrom::stop() {
   stelle_->brichAb();
   const std::lock_guard halter(ablauf_);
   static_cast<void>(strom_->beende());
-  weiche_->schliesse();
+  bildempfaenger_->schliesse();
 }
 
 }  // namespace hallkorb

@@ -40,12 +40,12 @@ class FensterStrom final : public WindowStream {
   void stop() override;
 
  private:
-  class Weiche;
+  class Bildempfaenger;
 
   const std::shared_ptr<const LetzterInhalt> inhalt_;
   const StreamKonfiguration konfiguration_;
   const std::shared_ptr<Wartestelle> stelle_ = std::make_shared<Wartestelle>();
-  std::shared_ptr<Weiche> weiche_;
+  std::shared_ptr<Bildempfaenger> bildempfaenger_;
   std::mutex ablauf_;  // start, switch and stop one at a time
   const std::shared_ptr<SckStrom> strom_;
 };
