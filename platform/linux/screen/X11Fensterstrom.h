@@ -28,7 +28,7 @@ namespace hallkorb {
 
 class X11Fensterstrom final : public WindowStream {
  public:
-  // `display` as for verbindeX11(), `mitSegment` as for X11Bildspeicher.
+  // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher.
   X11Fensterstrom(const std::string& display, const StreamKonfiguration& konfiguration,
                   bool mitSegment);
   ~X11Fensterstrom() override;

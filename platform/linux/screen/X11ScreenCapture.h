@@ -20,7 +20,7 @@ class X11ScreenCapture final : public ScreenCapture {
  public:
   enum class Weg { SEGMENT, SOCKET };  // how pictures come; SEGMENT where it is possible
 
-  // `display` as for verbindeX11(): empty means the environment's DISPLAY, looked up with every
+  // `display` as for oeffneX11Socket(): empty means the environment's DISPLAY, looked up with every
   // call.
   explicit X11ScreenCapture(std::string display = {}, Weg weg = Weg::SEGMENT);
 

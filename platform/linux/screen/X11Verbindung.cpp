@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "base/Faden.h"
-#include "platform/linux/screen/X11Anschluss.h"
+#include "platform/linux/screen/X11Socket.h"
 
 namespace hallkorb {
 
@@ -18,22 +18,22 @@ X11Verbindung::~X11Verbindung() {
 }
 
 Ergebnis X11Verbindung::oeffne() {
-  X11Anschluss anschluss;
-  if (Ergebnis ergebnis = verbindeX11(display_, anschluss); ergebnis.gescheitert()) return ergebnis;
-  const int fd = ::fcntl(anschluss.socket.fd(), F_DUPFD_CLOEXEC, 0);
+  X11Socket x11;
+  if (Ergebnis ergebnis = oeffneX11Socket(display_, x11); ergebnis.gescheitert()) return ergebnis;
+  const int fd = ::fcntl(x11.deskriptor.fd(), F_DUPFD_CLOEXEC, 0);
   if (fd < 0) return Fehler::ausErrno(errno, "X11-Verbindung");
   {
     const std::lock_guard halter(lock_);
-    socket_ = std::move(anschluss.socket);
+    socket_ = std::move(x11.deskriptor);
     if (abgebrochen_) ::shutdown(socket_.fd(), SHUT_RDWR);
   }
   std::string verfahren = "MIT-MAGIC-COOKIE-1";
   xcb_auth_info_t ausweis{static_cast<int>(verfahren.size()), verfahren.data(),
-                          static_cast<int>(anschluss.cookie.size()), anschluss.cookie.data()};
-  verbindung_ = xcb_connect_to_fd(fd, anschluss.cookie.empty() ? nullptr : &ausweis);
+                          static_cast<int>(x11.cookie.size()), x11.cookie.data()};
+  verbindung_ = xcb_connect_to_fd(fd, x11.cookie.empty() ? nullptr : &ausweis);
   if (auto fehler = verloren()) return *std::move(fehler);
   auto schirme = xcb_setup_roots_iterator(xcb_get_setup(verbindung_));
-  for (int i = 0; i < anschluss.schirm && schirme.rem > 1; ++i)
+  for (int i = 0; i < x11.schirm && schirme.rem > 1; ++i)
     xcb_screen_next(&schirme);
   schirm_ = schirme.data;
   return {};

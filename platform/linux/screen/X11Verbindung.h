@@ -36,7 +36,7 @@ using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
 
 class X11Verbindung {
  public:
-  // `display` as for verbindeX11(). Does nothing yet.
+  // `display` as for oeffneX11Socket(). Does nothing yet.
   explicit X11Verbindung(std::string display);
   ~X11Verbindung();
   X11Verbindung(const X11Verbindung&) = delete;

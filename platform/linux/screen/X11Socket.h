@@ -21,14 +21,14 @@
 
 namespace hallkorb {
 
-struct X11Anschluss {
-  Deskriptor socket;
+struct X11Socket {
+  Deskriptor deskriptor;
   int schirm = 0;
   std::string cookie;  // empty when there is none
 };
 
 // Connects to `display` (":1", "localhost:10.0", ...; empty means the environment's DISPLAY). At
 // most about 2 seconds.
-[[nodiscard]] Ergebnis verbindeX11(const std::string& display, X11Anschluss& anschluss);
+[[nodiscard]] Ergebnis oeffneX11Socket(const std::string& display, X11Socket& x11);
 
 }  // namespace hallkorb

@@ -1,4 +1,4 @@
-#include "platform/linux/screen/X11Anschluss.h"
+#include "platform/linux/screen/X11Socket.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -183,19 +183,19 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
 
 }  // namespace
 
-Ergebnis verbindeX11(const std::string& display, X11Anschluss& anschluss) {
+Ergebnis oeffneX11Socket(const std::string& display, X11Socket& x11) {
   if (Ergebnis ergebnis = ladeXcb(); ergebnis.gescheitert()) return ergebnis;
   const auto ende = Uhr::now() + FRIST;
   Ziel ziel;
   if (Ergebnis ergebnis = zerlege(display, ziel); ergebnis.gescheitert()) return ergebnis;
-  anschluss.schirm = ziel.schirm;
-  anschluss.cookie = leseCookie(ziel.nummer);
+  x11.schirm = ziel.schirm;
+  x11.cookie = leseCookie(ziel.nummer);
   const Deskriptor probe = verbindeZu(ziel, ende);
   if (probe.fd() < 0) return fehler(errno, "kein X-Server antwortet auf " + ziel.name);
-  if (Ergebnis ergebnis = gruesse(probe.fd(), ziel, anschluss.cookie, ende); ergebnis.gescheitert())
+  if (Ergebnis ergebnis = gruesse(probe.fd(), ziel, x11.cookie, ende); ergebnis.gescheitert())
     return ergebnis;
-  anschluss.socket = verbindeZu(ziel, ende);
-  if (anschluss.socket.fd() < 0) return fehler(errno, "kein X-Server antwortet auf " + ziel.name);
+  x11.deskriptor = verbindeZu(ziel, ende);
+  if (x11.deskriptor.fd() < 0) return fehler(errno, "kein X-Server antwortet auf " + ziel.name);
   return {};
 }
 
