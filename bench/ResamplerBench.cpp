@@ -13,8 +13,8 @@ namespace {
 
 class Swr final : public AudioConverterFactory {
  public:
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
-    return SwrKonverter::neu(eingang, rate);
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override {
+    return SwrKonverter::neu(quellformat, rate);
   }
 };
 

@@ -10,26 +10,26 @@
 namespace hallkorb {
 
 AudioCapture::AudioCapture(const Texte& texte, double rate, Zeitachse& zeit, Weiter empfaenger,
-                           std::unique_ptr<AudioInput> eingang, AudioConverterFactory& konverter)
+                           std::unique_ptr<AudioInput> input, AudioConverterFactory& konverter)
     : weiter(std::move(empfaenger)),
       texte_(texte),
       weg_(
           rate, zeit, [this](std::vector<float> samples) { weiter(std::move(samples)); },
           konverter),
-      eingang_(std::move(eingang)) {}
+      input_(std::move(input)) {}
 
 AudioCapture::~AudioCapture() {
   static_cast<void>(stop());
 }
 
 Ergebnis AudioCapture::start() {
-  Ergebnis ergebnis = eingang_->start(*this);
+  Ergebnis ergebnis = input_->start(*this);
   if (ergebnis.gelungen()) log(std::string("[hallkorb] ") + texte_.name + "-Capture gestartet");
   return ergebnis;
 }
 
 Ergebnis AudioCapture::stop() {
-  return eingang_->stop();
+  return input_->stop();
 }
 
 void AudioCapture::block(const PcmBlock& block) {

@@ -35,7 +35,7 @@ class AudioCapture : private AudioInputListener {
 
   // `zeit` and `konverter` must outlive this object.
   AudioCapture(const Texte& texte, double rate, Zeitachse& zeit, Weiter empfaenger,
-               std::unique_ptr<AudioInput> eingang, AudioConverterFactory& konverter);
+               std::unique_ptr<AudioInput> input, AudioConverterFactory& konverter);
   ~AudioCapture();
 
  private:
@@ -47,7 +47,7 @@ class AudioCapture : private AudioInputListener {
 
   const Texte texte_;
   BlockWeg weg_;
-  std::unique_ptr<AudioInput> eingang_;
+  std::unique_ptr<AudioInput> input_;
 };
 
 }  // namespace hallkorb

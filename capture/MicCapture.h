@@ -10,10 +10,10 @@ namespace hallkorb {
 
 class MicCapture final : public AudioCapture {
  public:
-  MicCapture(double rate, Zeitachse& zeit, Weiter empfaenger, std::unique_ptr<AudioInput> eingang,
+  MicCapture(double rate, Zeitachse& zeit, Weiter empfaenger, std::unique_ptr<AudioInput> input,
              AudioConverterFactory& konverter)
       : AudioCapture({"Mikrofon", "Mikrofon unterbrochen"}, rate, zeit, std::move(empfaenger),
-                     std::move(eingang), konverter) {}
+                     std::move(input), konverter) {}
 };
 
 }  // namespace hallkorb

@@ -13,11 +13,11 @@ namespace hallkorb {
 
 class SystemAudioCapture final : public AudioCapture {
  public:
-  SystemAudioCapture(double rate, Zeitachse& zeit, std::unique_ptr<AudioInput> eingang,
+  SystemAudioCapture(double rate, Zeitachse& zeit, std::unique_ptr<AudioInput> input,
                      AudioConverterFactory& konverter)
       : AudioCapture(
             {"System-Audio", "SCStream gestoppt"}, rate, zeit, [](const std::vector<float>&) {},
-            std::move(eingang), konverter) {}
+            std::move(input), konverter) {}
 };
 
 }  // namespace hallkorb

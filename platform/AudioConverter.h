@@ -45,9 +45,9 @@ class AudioConverter {
 
 class AudioConverterFactory {
  public:
-  // A converter from `eingang` to mono at `rate` Hz, or null if the platform has none for that pair
-  // (a rate that is not positive, for example).
-  [[nodiscard]] virtual std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
+  // A converter from `quellformat` to mono at `rate` Hz, or null if the platform has none for that
+  // pair (a rate that is not positive, for example).
+  [[nodiscard]] virtual std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat,
                                                                   double rate) = 0;
 
  protected:

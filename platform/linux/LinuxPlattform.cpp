@@ -27,8 +27,9 @@ std::unique_ptr<AudioInput> LinuxPlattform::systemAudio() {
   return std::make_unique<PipewireInput>(PipewireQuelle::SYSTEM_AUDIO);
 }
 
-std::unique_ptr<AudioConverter> LinuxPlattform::konverter(const PcmFormat& eingang, double rate) {
-  return SwrKonverter::neu(eingang, rate);
+std::unique_ptr<AudioConverter> LinuxPlattform::konverter(const PcmFormat& quellformat,
+                                                          double rate) {
+  return SwrKonverter::neu(quellformat, rate);
 }
 
 std::unique_ptr<ScreenCapture> LinuxPlattform::screenCapture() {

@@ -29,7 +29,7 @@ class MacPlattform final : public Plattform {
   [[nodiscard]] Executor& executor() override { return executor_; }
   [[nodiscard]] std::unique_ptr<AudioInput> mikrofon() override;
   [[nodiscard]] std::unique_ptr<AudioInput> systemAudio() override;
-  [[nodiscard]] std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang,
+  [[nodiscard]] std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat,
                                                           double rate) override;
   [[nodiscard]] std::unique_ptr<ScreenCapture> screenCapture() override;
   [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,

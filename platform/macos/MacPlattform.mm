@@ -66,10 +66,10 @@ std::unique_ptr<AudioInput> MacPlattform::systemAudio() {
                                     MacInput::Zeiten{});
 }
 
-std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat& eingang, double rate) {
-  auto aufrufe = avAudioConverter(eingang.rate, rate);
+std::unique_ptr<AudioConverter> MacPlattform::konverter(const PcmFormat& quellformat, double rate) {
+  auto aufrufe = avAudioConverter(quellformat.rate, rate);
   if (aufrufe == nullptr) return nullptr;
-  return std::make_unique<AvKonverter>(eingang, std::move(aufrufe));
+  return std::make_unique<AvKonverter>(quellformat, std::move(aufrufe));
 }
 
 std::unique_ptr<ScreenCapture> MacPlattform::screenCapture() {

@@ -19,7 +19,7 @@ constexpr PcmFormat MONO{16000.0, 1, true};
 // Hands every sample on, or nothing.
 class Durchreiche final : public AudioConverterFactory {
  public:
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& /*eingang*/,
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& /*quellformat*/,
                                             double /*rate*/) override {
     class Gleich final : public AudioConverter {
      public:
@@ -48,9 +48,9 @@ struct Quelle {
   int gestoppt = 0;
 };
 
-class Eingang final : public AudioInput {
+class ProbeInput final : public AudioInput {
  public:
-  explicit Eingang(Quelle& quelle) : quelle_(quelle) {}
+  explicit ProbeInput(Quelle& quelle) : quelle_(quelle) {}
   Ergebnis start(AudioInputListener& hoerer) override {
     if (quelle_.startErgebnis.gelungen()) quelle_.hoerer = &hoerer;
     return quelle_.startErgebnis;
@@ -81,7 +81,7 @@ class CaptureTest : public testing::Test {
 
 class MicCaptureTest : public CaptureTest {
  protected:
-  MicCapture mic{16000.0, zeit, merke, std::make_unique<Eingang>(quelle), konverter};
+  MicCapture mic{16000.0, zeit, merke, std::make_unique<ProbeInput>(quelle), konverter};
 };
 
 TEST_F(MicCaptureTest, BlocksArriveOnTheTimelineAlsoEmptyOnes) {
@@ -135,7 +135,7 @@ TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
 
 TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {
   {
-    MicCapture mic(16000.0, zeit, merke, std::make_unique<Eingang>(quelle), konverter);
+    MicCapture mic(16000.0, zeit, merke, std::make_unique<ProbeInput>(quelle), konverter);
     ASSERT_TRUE(mic.start().gelungen());
   }
   EXPECT_EQ(quelle.gestoppt, 1);
@@ -143,7 +143,7 @@ TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {
 
 class SystemAudioCaptureTest : public CaptureTest {
  protected:
-  SystemAudioCapture sys{16000.0, zeit, std::make_unique<Eingang>(quelle), konverter};
+  SystemAudioCapture sys{16000.0, zeit, std::make_unique<ProbeInput>(quelle), konverter};
 };
 
 TEST_F(SystemAudioCaptureTest, BlocksArriveOnceAReceiverIsSet) {

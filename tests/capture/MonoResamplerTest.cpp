@@ -14,10 +14,10 @@ namespace {
 // first channel, or fail.
 class Fabrik final : public AudioConverterFactory {
  public:
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override {
     ++versuche;
     if (ohneKonverter) return nullptr;
-    gemacht.push_back(eingang);
+    gemacht.push_back(quellformat);
     zielrate = rate;
     return std::make_unique<Drittel>(*this);
   }

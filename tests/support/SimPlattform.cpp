@@ -277,9 +277,9 @@ std::unique_ptr<AudioInput> SimPlattform::systemAudio() {
   return std::make_unique<SimInput>(*this, systemGeraet);
 }
 
-std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& eingang, double rate) {
+std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& quellformat, double rate) {
   if (!(rate > 0)) return nullptr;
-  return std::make_unique<SimKonverter>(eingang.rate, rate);
+  return std::make_unique<SimKonverter>(quellformat.rate, rate);
 }
 
 std::int64_t SimPlattform::unixMs() const {

@@ -93,7 +93,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Executor& executor() override { return *this; }
   std::unique_ptr<AudioInput> mikrofon() override;
   std::unique_ptr<AudioInput> systemAudio() override;
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override;
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override;
   std::unique_ptr<ScreenCapture> screenCapture() override { return bildschirm.screenCapture(); }
   std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
                                            const VideoEinstellungen& einstellungen,

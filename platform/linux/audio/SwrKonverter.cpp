@@ -25,16 +25,16 @@ constexpr double MAX_FILTERBANK = 1 << 21;
 constexpr std::int64_t MAX_GLIED = (1 << 20) - 1;
 
 struct Verhaeltnis {
-  int eingang = 0;
-  int ausgang = 0;
+  int von = 0;
+  int nach = 0;
 };
 
 // The engine takes whole rates only, but looks at nothing but their ratio. So it gets the ratio in
 // whole numbers, by continued fraction: exact for all rates that occur (16000.5 Hz from 44.1 kHz is
 // 88200 : 32001), otherwise within a millionth, a small part of what the device's own clock is off.
 // Absent when the rates are too far apart.
-std::optional<Verhaeltnis> ganzzahlig(double eingang, double ausgang) {
-  const double ziel = eingang / ausgang;
+std::optional<Verhaeltnis> ganzzahlig(double von, double nach) {
+  const double ziel = von / nach;
   std::int64_t p = 1;
   std::int64_t q = 0;
   std::int64_t vorP = 0;
@@ -59,7 +59,7 @@ std::optional<Verhaeltnis> ganzzahlig(double eingang, double ausgang) {
 
 // As many filter phases (as a power of two) as the memory allows; absent when even one is too long.
 std::optional<int> phasen(const Verhaeltnis& v) {
-  const double dehnung = std::max(1.0, v.eingang / (v.ausgang * GRENZE));
+  const double dehnung = std::max(1.0, v.von / (v.nach * GRENZE));
   for (int log2 = MAX_PHASEN_LOG2; log2 >= 0; --log2) {
     if (std::ldexp(FILTER_LAENGE * dehnung, log2) <= MAX_FILTERBANK) return log2;
   }
@@ -70,11 +70,11 @@ std::optional<int> phasen(const Verhaeltnis& v) {
 // owes later on; with short blocks that would be a gap. So it gets silence first, as much as makes
 // a whole number of output samples, and these are dropped.
 bool fuelle(SwrContext& swr, const Verhaeltnis& v) {
-  if (v.eingang == v.ausgang) return true;
-  const double filter = FILTER_LAENGE * std::max(1.0, v.eingang / (v.ausgang * GRENZE));
-  const int vielfaches = static_cast<int>(filter / v.eingang) + 1;
-  return swr_inject_silence(&swr, vielfaches * v.eingang) >= 0 &&
-         swr_drop_output(&swr, vielfaches * v.ausgang) >= 0;
+  if (v.von == v.nach) return true;
+  const double filter = FILTER_LAENGE * std::max(1.0, v.von / (v.nach * GRENZE));
+  const int vielfaches = static_cast<int>(filter / v.von) + 1;
+  return swr_inject_silence(&swr, vielfaches * v.von) >= 0 &&
+         swr_drop_output(&swr, vielfaches * v.nach) >= 0;
 }
 
 bool gueltig(double rate) {
@@ -93,12 +93,12 @@ void SwrKonverter::Freigabe::operator()(SwrContext* swr) const {
   swr_free(&swr);
 }
 
-SwrKonverter::SwrKonverter(const PcmFormat& eingang, Swr swr)
-    : eingang_(eingang), swr_(std::move(swr)) {}
+SwrKonverter::SwrKonverter(const PcmFormat& quellformat, Swr swr)
+    : quellformat_(quellformat), swr_(std::move(swr)) {}
 
-std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double rate) {
-  if (!gueltig(eingang.rate) || !gueltig(rate) || eingang.channels == 0) return nullptr;
-  const auto verhaeltnis = ganzzahlig(eingang.rate, rate);
+std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& quellformat, double rate) {
+  if (!gueltig(quellformat.rate) || !gueltig(rate) || quellformat.channels == 0) return nullptr;
+  const auto verhaeltnis = ganzzahlig(quellformat.rate, rate);
   if (!verhaeltnis) return nullptr;
   const auto phasenLog2 = phasen(*verhaeltnis);
   if (!phasenLog2) return nullptr;
@@ -116,8 +116,8 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   av_opt_set_chlayout(swr.get(), "out_chlayout", &mono, 0);
   av_opt_set_sample_fmt(swr.get(), "in_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
   av_opt_set_sample_fmt(swr.get(), "out_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
-  av_opt_set_int(swr.get(), "in_sample_rate", verhaeltnis->eingang, 0);
-  av_opt_set_int(swr.get(), "out_sample_rate", verhaeltnis->ausgang, 0);
+  av_opt_set_int(swr.get(), "in_sample_rate", verhaeltnis->von, 0);
+  av_opt_set_int(swr.get(), "out_sample_rate", verhaeltnis->nach, 0);
   av_opt_set_int(swr.get(), "filter_size", static_cast<int>(FILTER_LAENGE), 0);
   av_opt_set_int(swr.get(), "phase_shift", *phasenLog2, 0);
   av_opt_set_double(swr.get(), "cutoff", GRENZE, 0);
@@ -125,14 +125,14 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& eingang, double
   av_opt_set_int(swr.get(), "exact_rational", 1, 0);
   if (swr_init(swr.get()) < 0) return nullptr;
   if (!fuelle(*swr, *verhaeltnis)) return nullptr;
-  return std::unique_ptr<SwrKonverter>(new SwrKonverter(eingang, std::move(swr)));
+  return std::unique_ptr<SwrKonverter>(new SwrKonverter(quellformat, std::move(swr)));
 }
 
 Umwandlung SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
                                 std::vector<float>& ausgabe) {
   ausgabe.clear();
   constexpr std::size_t max = std::numeric_limits<int>::max();
-  if (block.format != eingang_ || block.frames > max ||
+  if (block.format != quellformat_ || block.frames > max ||
       block.samples.size() < std::size_t{block.frames} * block.format.channels) {
     return Umwandlung::verloren();
   }

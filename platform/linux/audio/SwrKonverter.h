@@ -22,10 +22,10 @@ namespace hallkorb {
 
 class SwrKonverter final : public AudioConverter {
  public:
-  // A converter from `eingang` to mono at `rate` Hz. Null when a rate is not in (0, 1 MHz], when
-  // the input has no channels, or when the rates are so far apart that the filter would take more
-  // than 8 MB.
-  [[nodiscard]] static std::unique_ptr<SwrKonverter> neu(const PcmFormat& eingang, double rate);
+  // A converter from `quellformat` to mono at `rate` Hz. Null when a rate is not in (0, 1 MHz],
+  // when the input has no channels, or when the rates are so far apart that the filter would take
+  // more than 8 MB.
+  [[nodiscard]] static std::unique_ptr<SwrKonverter> neu(const PcmFormat& quellformat, double rate);
 
   [[nodiscard]] Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
                                   std::vector<float>& ausgabe) override;
@@ -36,9 +36,9 @@ class SwrKonverter final : public AudioConverter {
   };
   using Swr = std::unique_ptr<SwrContext, Freigabe>;
 
-  SwrKonverter(const PcmFormat& eingang, Swr swr);
+  SwrKonverter(const PcmFormat& quellformat, Swr swr);
 
-  PcmFormat eingang_;
+  PcmFormat quellformat_;
   Swr swr_;
   std::vector<float> ersterKanal_;
 };

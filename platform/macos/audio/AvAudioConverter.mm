@@ -20,15 +20,15 @@ class AvUmwandlung final : public KonverterAufrufe {
  public:
   explicit AvUmwandlung(AVAudioConverter* converter) : converter_(converter) {}
 
-  Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+  Umwandlung wandle(std::span<const float> samples, std::size_t kapazitaet,
                     std::vector<float>& ausgabe) override {
     @autoreleasepool {
-      AVAudioPCMBuffer* ein = puffer(converter_.inputFormat, eingang.size());
+      AVAudioPCMBuffer* ein = puffer(converter_.inputFormat, samples.size());
       AVAudioPCMBuffer* aus = puffer(converter_.outputFormat, kapazitaet);
       float* const* platz = ein.floatChannelData;
       if (platz == nullptr || aus == nil) return Umwandlung::verloren();
-      std::copy(eingang.begin(), eingang.end(), platz[0]);
-      ein.frameLength = static_cast<AVAudioFrameCount>(eingang.size());
+      std::copy(samples.begin(), samples.end(), platz[0]);
+      ein.frameLength = static_cast<AVAudioFrameCount>(samples.size());
 
       // The block once, then nothing for now; never the end, so that the filter goes on.
       __block bool gegeben = false;
@@ -70,11 +70,12 @@ std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
     AVAudioFormat* ausgang = mono(nach);
     // What the recording is to be made of cannot be had, now or later.
     if (!(nach > 0) || ausgang == nil) abbruch("Resampler: unmoegliches Zielformat");
-    AVAudioFormat* eingang = mono(von);
-    if (eingang == nil) return nullptr;
+    AVAudioFormat* quellformat = mono(von);
+    if (quellformat == nil) return nullptr;
     AVAudioConverter* converter = nil;
-    const Ergebnis ergebnis = ohneAusnahme(
-        [&] { converter = [[AVAudioConverter alloc] initFromFormat:eingang toFormat:ausgang]; });
+    const Ergebnis ergebnis = ohneAusnahme([&] {
+      converter = [[AVAudioConverter alloc] initFromFormat:quellformat toFormat:ausgang];
+    });
     if (ergebnis.gescheitert() || converter == nil) return nullptr;
     return std::make_unique<AvUmwandlung>(converter);
   }

@@ -64,11 +64,11 @@ class AvEngine final : public EngineAufrufe {
     }
   }
 
-  Ergebnis liesEingang(Eingang& eingang) override {
+  Ergebnis liesFormat(EngineFormat& format) override {
     @autoreleasepool {
       return ohneAusnahme([&] {
-        AVAudioFormat* format = [engine_.inputNode outputFormatForBus:0];
-        eingang = {format.sampleRate, format.channelCount};
+        AVAudioFormat* native = [engine_.inputNode outputFormatForBus:0];
+        format = {native.sampleRate, native.channelCount};
       });
     }
   }

@@ -6,13 +6,13 @@
 
 namespace hallkorb {
 
-AvKonverter::AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe)
-    : eingang_(eingang), aufrufe_(std::move(aufrufe)) {}
+AvKonverter::AvKonverter(const PcmFormat& quellformat, std::unique_ptr<KonverterAufrufe> aufrufe)
+    : quellformat_(quellformat), aufrufe_(std::move(aufrufe)) {}
 
 Umwandlung AvKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
                                std::vector<float>& ausgabe) {
   ausgabe.clear();
-  if (block.format != eingang_ ||
+  if (block.format != quellformat_ ||
       block.samples.size() < std::size_t{block.frames} * block.format.channels) {
     return Umwandlung::verloren();
   }

@@ -20,21 +20,21 @@ namespace hallkorb {
 class KonverterAufrufe {
  public:
   virtual ~KonverterAufrufe() = default;
-  // Feeds all of `eingang`, not empty, and fills `ausgabe` with what comes out, at most
+  // Feeds all of `samples`, not empty, and fills `ausgabe` with what comes out, at most
   // `kapazitaet` samples.
-  [[nodiscard]] virtual Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+  [[nodiscard]] virtual Umwandlung wandle(std::span<const float> samples, std::size_t kapazitaet,
                                           std::vector<float>& ausgabe) = 0;
 };
 
 class AvKonverter final : public AudioConverter {
  public:
-  AvKonverter(const PcmFormat& eingang, std::unique_ptr<KonverterAufrufe> aufrufe);
+  AvKonverter(const PcmFormat& quellformat, std::unique_ptr<KonverterAufrufe> aufrufe);
 
   [[nodiscard]] Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
                                   std::vector<float>& ausgabe) override;
 
  private:
-  PcmFormat eingang_;
+  PcmFormat quellformat_;
   std::unique_ptr<KonverterAufrufe> aufrufe_;
   std::vector<float> ersterKanal_;
 };

@@ -15,7 +15,7 @@
 namespace hallkorb {
 
 // A device's format, as far as it matters here; zeros where there is no device.
-struct Eingang {
+struct EngineFormat {
   double rate = 0.0;
   std::uint32_t kanaele = 0;
 };
@@ -36,7 +36,7 @@ class EngineAufrufe {
   // makes, and after those the engine runs.
   virtual void beobachte(std::function<void()> veraendert) = 0;
   // The native format of input bus 0.
-  [[nodiscard]] virtual Ergebnis liesEingang(Eingang& eingang) = 0;
+  [[nodiscard]] virtual Ergebnis liesFormat(EngineFormat& format) = 0;
   // Blocks of about `frames` frames in the native format of input bus 0 go to `empfaenger`, on the
   // engine's tap thread, for as long as that exists.
   [[nodiscard]] virtual Ergebnis setzeAbgriff(std::uint32_t frames,

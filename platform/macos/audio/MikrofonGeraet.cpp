@@ -44,9 +44,9 @@ Ergebnis MikrofonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
     if (const auto e = empfaenger.lock()) e->ausgefallen(veraendert());
   });
   stand_ = Stand::beobachtet;
-  Eingang eingang;
-  if (Ergebnis ergebnis = engine_->liesEingang(eingang); ergebnis.gescheitert()) return ergebnis;
-  if (!(eingang.rate > 0) || eingang.kanaele == 0) return keinMikrofon();
+  EngineFormat format;
+  if (Ergebnis ergebnis = engine_->liesFormat(format); ergebnis.gescheitert()) return ergebnis;
+  if (!(format.rate > 0) || format.kanaele == 0) return keinMikrofon();
   if (Ergebnis ergebnis = engine_->setzeAbgriff(FRAMES, std::move(empfaenger));
       ergebnis.gescheitert())
     return ergebnis;

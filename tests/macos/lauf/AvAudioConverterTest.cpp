@@ -19,10 +19,10 @@ namespace wandler = ersatz::wandler;
 class AvAudioConverterTest : public ErsatzTest {
  protected:
   Umwandlung wandle(KonverterAufrufe& konverter) {
-    return konverter.wandle(eingang, 2000, ausgabe);
+    return konverter.wandle(samples, 2000, ausgabe);
   }
 
-  const std::vector<float> eingang = std::vector<float>(480, 0.5F);
+  const std::vector<float> samples = std::vector<float>(480, 0.5F);
   std::vector<float> ausgabe;
 };
 
@@ -45,7 +45,7 @@ TEST_F(AvAudioConverterTest, BlocksJoinWithoutASeam) {
 
 TEST_F(AvAudioConverterTest, TheRoomIsALimit) {
   const auto konverter = avAudioConverter(48000, 48000);
-  EXPECT_EQ(konverter->wandle(eingang, 100, ausgabe), Umwandlung{});
+  EXPECT_EQ(konverter->wandle(samples, 100, ausgabe), Umwandlung{});
   EXPECT_EQ(ausgabe.size(), 100U);
 }
 
@@ -87,7 +87,7 @@ TEST_F(AvAudioConverterTest, WithoutABufferTheBlockIsLostWithoutAnError) {
     EXPECT_EQ(wandle(*konverter), Umwandlung::verloren()) << puffer;
   }
   wandler::nochPuffer(-1);
-  EXPECT_EQ(konverter->wandle(eingang, std::numeric_limits<std::uint32_t>::max(), ausgabe),
+  EXPECT_EQ(konverter->wandle(samples, std::numeric_limits<std::uint32_t>::max(), ausgabe),
             Umwandlung::verloren());
   EXPECT_EQ(wandle(*konverter), Umwandlung{});
 }

@@ -47,8 +47,8 @@ class AvEngineTest : public ErsatzTest {
     ErsatzTest::TearDown();
   }
   void laufe() {
-    Eingang eingang;
-    ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
+    EngineFormat format;
+    ASSERT_TRUE(engine->liesFormat(format).gelungen());
     ASSERT_TRUE(engine->setzeAbgriff(4800, empfang).gelungen());
     ASSERT_TRUE(engine->starte().gelungen());
   }
@@ -77,10 +77,10 @@ TEST_F(AvEngineTest, ABlockWithoutATimeHasNone) {
 // An aggregate device: its layout is part of the format, and the tap takes that as it is.
 TEST_F(AvEngineTest, MoreThanTwoChannelsCarryTheirLayout) {
   mikrofon::geraet(44100, 4, 7);
-  Eingang eingang;
-  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
-  EXPECT_EQ(eingang.rate, 44100);
-  EXPECT_EQ(eingang.kanaele, 4U);
+  EngineFormat format;
+  ASSERT_TRUE(engine->liesFormat(format).gelungen());
+  EXPECT_EQ(format.rate, 44100);
+  EXPECT_EQ(format.kanaele, 4U);
   laufe();
   ASSERT_TRUE(mikrofon::liefere({{1}, {2}, {3}, {4}}, 1));
   EXPECT_EQ(empfang->format.layout, 7U);
@@ -106,9 +106,9 @@ TEST_F(AvEngineTest, ATapsLastBlockMayComeAfterItsRemoval) {
 }
 
 TEST_F(AvEngineTest, WhatACallRaisesIsItsError) {
-  Eingang eingang;
+  EngineFormat format;
   mikrofon::wirfBei(Ruf::format, true);
-  ASSERT_TRUE(engine->liesEingang(eingang).gescheitert());
+  ASSERT_TRUE(engine->liesFormat(format).gescheitert());
   EXPECT_TRUE(engine->setzeAbgriff(4800, empfang).gescheitert());
   mikrofon::wirfBei(Ruf::format, false);
   mikrofon::wirfBei(Ruf::abgriff, true);
@@ -130,16 +130,16 @@ TEST_F(AvEngineTest, WhatACallRaisesIsItsError) {
 
 TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
   mikrofon::geraet(0, 0);
-  Eingang eingang{1, 1};
-  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
-  EXPECT_EQ(eingang.rate, 0);
-  EXPECT_EQ(eingang.kanaele, 0U);
+  EngineFormat format{1, 1};
+  ASSERT_TRUE(engine->liesFormat(format).gelungen());
+  EXPECT_EQ(format.rate, 0);
+  EXPECT_EQ(format.kanaele, 0U);
   EXPECT_TRUE(engine->setzeAbgriff(4800, empfang).gescheitert());
 }
 
 TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
-  Eingang eingang;
-  ASSERT_TRUE(engine->liesEingang(eingang).gelungen());
+  EngineFormat format;
+  ASSERT_TRUE(engine->liesFormat(format).gelungen());
   mikrofon::startFehler(true);
   EXPECT_EQ(engine->starte(),
             (Fehler{"com.apple.coreaudio.avfaudio", -10868, "kAudioUnitErr_FormatNotSupported"}));
@@ -196,9 +196,9 @@ TEST_F(AvEngineTest, AnEngineThatIsClosedWhileItsNotificationIsPostedOutlivesIt)
 TEST_F(AvEngineTest, WithoutAnEngineNothingHappens) {
   engine->gibFrei();
   engine->gibFrei();
-  Eingang eingang{1, 1};
-  EXPECT_TRUE(engine->liesEingang(eingang).gelungen());
-  EXPECT_EQ(eingang.kanaele, 0U);
+  EngineFormat format{1, 1};
+  EXPECT_TRUE(engine->liesFormat(format).gelungen());
+  EXPECT_EQ(format.kanaele, 0U);
   EXPECT_FALSE(engine->laeuft());
   EXPECT_TRUE(engine->entferneAbgriff().gelungen());
   EXPECT_TRUE(engine->stoppe().gelungen());

@@ -17,8 +17,8 @@ constexpr double EWIG = 1e6;  // seconds
 void waermeAuf() {
   const auto engine = avEngine();
   engine->baue();
-  Eingang eingang;
-  static_cast<void>(engine->liesEingang(eingang));
+  EngineFormat format;
+  static_cast<void>(engine->liesFormat(format));
   static_cast<void>(engine->starte());
   ersatz::mikrofon::melde();
   static_cast<void>(engine->stoppe());

@@ -29,9 +29,9 @@ class PipewireInputAusfall : public testing::Test {
   }
   void TearDown() override {
     // In whatever state they are.
-    for (PipewireInput* eingang : {&mikrofon_, &system_}) {
+    for (PipewireInput* input : {&mikrofon_, &system_}) {
       const auto anfang = std::chrono::steady_clock::now();
-      static_cast<void>(eingang->stop());
+      static_cast<void>(input->stop());
       EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(2));
     }
     const std::size_t bloecke = me_.stand().bloecke.size() + them_.stand().bloecke.size();
@@ -150,7 +150,7 @@ TEST_F(PipewireInputAusfall, StopsWhileTheDevicesAreGone) {
 TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
   static_cast<void>(mikrofon_.stop());
   Hoerer langsam;
-  PipewireInput eingang(PipewireQuelle::MIKROFON);
+  PipewireInput input(PipewireQuelle::MIKROFON);
   std::promise<void> freigabe;
   const std::shared_future<void> frei = freigabe.get_future().share();
   std::promise<void> erster;
@@ -160,11 +160,11 @@ TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
     gemeldet = true;
     frei.wait();
   };
-  std::thread start([&] { EXPECT_TRUE(eingang.start(langsam).gelungen()); });
+  std::thread start([&] { EXPECT_TRUE(input.start(langsam).gelungen()); });
   erster.get_future().wait();
   ASSERT_TRUE(them_.warteAufBloecke(60));  // the other channel goes on, and tells the time
   const double vorStop = LinuxHostClock().sekunden();
-  std::thread stop([&] { static_cast<void>(eingang.stop()); });
+  std::thread stop([&] { static_cast<void>(input.stop()); });
   freigabe.set_value();
   stop.join();
   start.join();
@@ -182,16 +182,16 @@ TEST_F(PipewireInputAusfall, TellsOfWhatIsLostBeyondTheRing) {
   sitzung_.setze("clock.force-quantum", 32);
   ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.size() == 32; }));
   Hoerer langsam;
-  PipewireInput eingang(PipewireQuelle::MIKROFON);
+  PipewireInput input(PipewireQuelle::MIKROFON);
   std::promise<void> freigabe;
   const std::shared_future<void> frei = freigabe.get_future().share();
   langsam.imBlock = [&] { frei.wait(); };
-  std::thread start([&] { EXPECT_TRUE(eingang.start(langsam).gelungen()); });
+  std::thread start([&] { EXPECT_TRUE(input.start(langsam).gelungen()); });
   ASSERT_TRUE(them_.warteAufBloecke(6000));
   freigabe.set_value();
   ASSERT_TRUE(langsam.warteAuf([](const Stand& s) { return s.verloren > 0; }));
   ASSERT_TRUE(langsam.warteAufBloecke(2000));
-  static_cast<void>(eingang.stop());
+  static_cast<void>(input.stop());
   start.join();
   const Stand stand = langsam.stand();
   EXPECT_EQ(stand.ereignisse, Texte{"verloren"});

@@ -28,10 +28,10 @@ class PipewireInputStart : public testing::Test {
   // or "ok".
   std::string starte(PipewireQuelle quelle) {
     Hoerer hoerer;
-    PipewireInput eingang(quelle);
+    PipewireInput input(quelle);
     Ergebnis ergebnis;
-    EXPECT_LT(sekundenFuer([&] { ergebnis = eingang.start(hoerer); }), 3.0);
-    EXPECT_LT(sekundenFuer([&] { static_cast<void>(eingang.stop()); }), 2.0);
+    EXPECT_LT(sekundenFuer([&] { ergebnis = input.start(hoerer); }), 3.0);
+    EXPECT_LT(sekundenFuer([&] { static_cast<void>(input.stop()); }), 2.0);
     const Hoerer::Stand stand = hoerer.stand();
     EXPECT_EQ(ergebnis.gescheitert(), stand.bloecke.empty());
     EXPECT_TRUE(stand.ereignisse.empty());
@@ -118,10 +118,10 @@ TEST_F(PipewireInputStart, IsCancelledByAStop) {
   sitzung_.starteDaemon();  // nobody connects anything: the start would wait
   for (const PipewireQuelle quelle : {PipewireQuelle::MIKROFON, PipewireQuelle::SYSTEM_AUDIO}) {
     Hoerer hoerer;
-    PipewireInput eingang(quelle);
+    PipewireInput input(quelle);
     Ergebnis ergebnis;
-    std::thread start([&] { ergebnis = eingang.start(hoerer); });
-    EXPECT_LT(sekundenFuer([&] { static_cast<void>(eingang.stop()); }),
+    std::thread start([&] { ergebnis = input.start(hoerer); });
+    EXPECT_LT(sekundenFuer([&] { static_cast<void>(input.stop()); }),
               0.9);  // the start alone would take one
     start.join();
     ASSERT_TRUE(ergebnis.gescheitert());

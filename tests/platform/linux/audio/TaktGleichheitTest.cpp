@@ -17,8 +17,8 @@ constexpr double ZIEL = 16000.0;
 
 class Fabrik final : public AudioConverterFactory {
  public:
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
-    return SwrKonverter::neu(eingang, rate);
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override {
+    return SwrKonverter::neu(quellformat, rate);
   }
 };
 

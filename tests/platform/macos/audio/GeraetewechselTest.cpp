@@ -42,8 +42,8 @@ class Engine final : public EngineAufrufe {
     const std::lock_guard halter(mac_.lock);
     mac_.veraendert = std::move(veraendert);
   }
-  Ergebnis liesEingang(Eingang& eingang) override {
-    eingang = {48000, 2};
+  Ergebnis liesFormat(EngineFormat& format) override {
+    format = {48000, 2};
     return {};
   }
   Ergebnis setzeAbgriff(std::uint32_t, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
@@ -73,9 +73,9 @@ class Engine final : public EngineAufrufe {
 class Auslassen final : public KonverterAufrufe {
  public:
   explicit Auslassen(std::size_t jeder) : jeder_(jeder) {}
-  Umwandlung wandle(std::span<const float> eingang, std::size_t, std::vector<float>& aus) override {
-    for (std::size_t i = 0; i < eingang.size(); i += jeder_)
-      aus.push_back(eingang[i]);
+  Umwandlung wandle(std::span<const float> samples, std::size_t, std::vector<float>& aus) override {
+    for (std::size_t i = 0; i < samples.size(); i += jeder_)
+      aus.push_back(samples[i]);
     return {};
   }
 
@@ -85,9 +85,10 @@ class Auslassen final : public KonverterAufrufe {
 
 class Fabrik final : public AudioConverterFactory {
  public:
-  std::unique_ptr<AudioConverter> konverter(const PcmFormat& eingang, double rate) override {
+  std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override {
     return std::make_unique<AvKonverter>(
-        eingang, std::make_unique<Auslassen>(static_cast<std::size_t>(eingang.rate / rate)));
+        quellformat,
+        std::make_unique<Auslassen>(static_cast<std::size_t>(quellformat.rate / rate)));
   }
 };
 

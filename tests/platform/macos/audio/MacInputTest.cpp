@@ -176,11 +176,11 @@ class MacInputTest : public testing::Test {
  protected:
   MacInputTest() { zeiten.abstand = milliseconds(0); }
 
-  MacInput& eingang() {
-    if (!eingang_) {
-      eingang_ = std::make_unique<MacInput>("probe", std::make_unique<Geraet>(skript), zeiten);
+  MacInput& input() {
+    if (!input_) {
+      input_ = std::make_unique<MacInput>("probe", std::make_unique<Geraet>(skript), zeiten);
     }
-    return *eingang_;
+    return *input_;
   }
   void oeffnungen(std::deque<Skript::Oeffnung> o) { skript.oeffnungen = std::move(o); }
 
@@ -189,22 +189,22 @@ class MacInputTest : public testing::Test {
   MacInput::Zeiten zeiten;
 
  private:
-  std::unique_ptr<MacInput> eingang_;
+  std::unique_ptr<MacInput> input_;
 };
 
 TEST_F(MacInputTest, TheStopReturnsWhatTheSystemSaidToIt) {
   skript.schliessErgebnis = Fehler{"SCStreamErrorDomain", -3805, "Verbindung weg"};
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  EXPECT_EQ(eingang().stop(), skript.schliessErgebnis);
-  EXPECT_EQ(eingang().stop(), skript.schliessErgebnis);
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().stop(), skript.schliessErgebnis);
+  EXPECT_EQ(input().stop(), skript.schliessErgebnis);
 }
 
 TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   const auto oeffnung = skript.oeffnung(0);
   oeffnung->block(block(1));
   oeffnung->block(block(2));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   oeffnung->block(block(3));
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "block 1", "block 2", "schliesse", "weg"}));
@@ -212,22 +212,21 @@ TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
 
 TEST_F(MacInputTest, WhatClosingTheDeviceStillDeliversReachesTheListener) {
   skript.letzterBlock = true;
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  static_cast<void>(eingang().stop());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "block 0", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, AFailedStartSaysWhyAndClosesTheDevice) {
   oeffnungen({{Skript::Art::scheitert, KAPUTT}});
-  EXPECT_EQ(eingang().start(hoerer), KAPUTT);
+  EXPECT_EQ(input().start(hoerer), KAPUTT);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, AfterAFailedStartNothingReachesTheListener) {
   oeffnungen({{Skript::Art::haengt, {}}});
   zeiten.start = milliseconds(0);
-  EXPECT_EQ(eingang().start(hoerer),
-            (Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"}));
+  EXPECT_EQ(input().start(hoerer), (Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"}));
   static_cast<void>(skript.buch.warteAuf(1));
   skript.oeffnung(0)->block(block(1));
   {
@@ -242,8 +241,8 @@ TEST_F(MacInputTest, ACallThatNeverReturnsHoldsUpNeitherStartNorStop) {
   oeffnungen({{Skript::Art::haengt, {}}});
   zeiten.start = milliseconds(0);
   zeiten.abbau = milliseconds(0);
-  EXPECT_NE(eingang().start(hoerer), Ergebnis());
-  static_cast<void>(eingang().stop());
+  EXPECT_NE(input().start(hoerer), Ergebnis());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.warteAuf(1), (Eintraege{"oeffne"}));
   {
     const std::lock_guard halter(skript.lock);
@@ -258,36 +257,36 @@ TEST_F(MacInputTest, AStopEndsAStartThatWaits) {
   zeiten.start = std::chrono::hours(1);
   std::thread stopp([this] {
     static_cast<void>(skript.buch.warteAuf(1));
-    static_cast<void>(eingang().stop());
+    static_cast<void>(input().stop());
   });
-  EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
+  EXPECT_EQ(input().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
   stopp.join();
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, AStopBeforeTheStartMakesItFail) {
-  static_cast<void>(eingang().stop());
-  EXPECT_EQ(eingang().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
+  static_cast<void>(input().stop());
+  EXPECT_EQ(input().start(hoerer), (Fehler{"posix", ECANCELED, "der Start wurde abgebrochen"}));
   EXPECT_EQ(skript.buch.eintraege(), Eintraege{});
 }
 
 TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   const auto oeffnung = skript.oeffnung(0);  // as a callback of the system would hold it
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege().back(), "weg");
   EXPECT_NE(skript.abgebautVon, std::this_thread::get_id());
 }
 
 TEST_F(MacInputTest, ALostDeviceIsToldClosedAndOpenedAnew) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(4),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
 }
 
 TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   static_cast<void>(skript.buch.nimm());
@@ -298,7 +297,7 @@ TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
 
 TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
   oeffnungen({{}, {Skript::Art::scheitert, KAPUTT}, {Skript::Art::scheitert, WEG}, {}});
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(8),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
@@ -306,7 +305,7 @@ TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
 }
 
 TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   skript.oeffnung(1)->ausgefallen(KAPUTT);
@@ -316,34 +315,34 @@ TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
 }
 
 TEST_F(MacInputTest, WhatComesLateOfAnEarlierOpeningIsIgnored) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   const auto alte = skript.oeffnung(0);
   alte->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));
   alte->block(block(1));
   alte->ausgefallen(KAPUTT);
   skript.oeffnung(1)->block(block(2));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "fortgesetzt", "block 2", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, WhatTheUserHasEndedStaysEnded) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(NEIN);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "unterbrochen: nein"}));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: nein", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
   oeffnungen({{}, {Skript::Art::scheitert, NEIN}});
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(5));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne",
                        "schliesse", "schliesse", "weg"}));
@@ -351,10 +350,10 @@ TEST_F(MacInputTest, APermissionThatIsRefusedOnTheWayEndsTheAttempts) {
 
 TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
   zeiten.abstand = std::chrono::hours(1);
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(3));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "schliesse",
                        "weg"}));
@@ -363,7 +362,7 @@ TEST_F(MacInputTest, AStopEndsThePauseBetweenTwoAttempts) {
 TEST_F(MacInputTest, ADeviceThatFallsSilentWithoutAWordIsOpenedAnew) {
   zeiten.stille = milliseconds(1);
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   EXPECT_EQ(
       skript.buch.warteAuf(4),
       (Eintraege{"oeffne", "schliesse", "unterbrochen: das Geraet liefert nichts mehr", "oeffne"}));
@@ -385,13 +384,13 @@ PcmBlock mitZeit(const std::vector<float>& samples, double zeit) {
 
 TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
   const std::vector<float> samples(4096, 0.25F);
-  EXPECT_TRUE(eingang().start(hoerer).gelungen());
+  EXPECT_TRUE(input().start(hoerer).gelungen());
   const auto oeffnung = skript.oeffnung(0);
   for (int i = 0; i < 8; ++i) {
     // The fifth bears the stamp of the one after it.
     oeffnung->block(mitZeit(samples, 100.0 + (i == 4 ? 5 : i) * 4096 / 48000.0));
   }
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   ASSERT_EQ(hoerer.zeiten.size(), 8U);
   for (std::size_t i = 0; i < 8; ++i) {
     EXPECT_NEAR(hoerer.zeiten[i], 100.0 + static_cast<double>(i) * 4096 / 48000.0, 1e-6);
@@ -400,7 +399,7 @@ TEST_F(MacInputTest, BlocksComeOnTheHostsClock) {
 
 TEST_F(MacInputTest, WhatIsHeldBackGoesOutWhenTheStreamPauses) {
   const std::vector<float> samples(256, 0.25F);
-  EXPECT_TRUE(eingang().start(hoerer).gelungen());
+  EXPECT_TRUE(input().start(hoerer).gelungen());
   skript.oeffnung(0)->block(mitZeit(samples, 100.0));
   EXPECT_EQ(skript.buch.warteAuf(2), (Eintraege{"oeffne", "block 256"}));
 }
@@ -418,7 +417,7 @@ TEST_F(MacInputTest, WhatIsHeldBackAtTheBeginningIsGivenTheTimeOfAPause) {
 TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
   const std::vector<float> samples(256, 0.25F);
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_TRUE(eingang().start(hoerer).gelungen());
+  EXPECT_TRUE(input().start(hoerer).gelungen());
   skript.oeffnung(0)->block(mitZeit(samples, 100.0));
   skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(5),
@@ -429,7 +428,7 @@ TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
 TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
   skript.laeuft = true;
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(2));
   skript.oeffnung(0)->block(block(1));
@@ -442,7 +441,7 @@ TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {
 TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
   skript.waehrendOeffnen = WEG;
   oeffnungen({{}, {Skript::Art::wartet, {}}});
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   EXPECT_EQ(skript.buch.warteAuf(4),
             (Eintraege{"oeffne", "schliesse", "unterbrochen: Verbindung unterbrochen", "oeffne"}));
 }
@@ -450,10 +449,10 @@ TEST_F(MacInputTest, AChangeWhileTheDeviceIsOpenedCountsWhenItHasEnded) {
 TEST_F(MacInputTest, AChangeThatTheOpeningItselfMakesIsNone) {
   skript.waehrendOeffnen = WEG;
   skript.laeuft = true;
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(2));
   skript.oeffnung(0)->block(block(1));
-  static_cast<void>(eingang().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "laeuft noch", "block 1", "schliesse", "weg"}));
 }
@@ -463,7 +462,7 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   zeiten.frueh = std::chrono::hours(1);
   zeiten.laengsterAbstand = milliseconds(9);
   const auto anfang = Wartestelle::Uhr::now();
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   // Nothing is delivered, so only the first loss is told.
   for (std::size_t verlust = 0; verlust < 5; ++verlust) {
     skript.oeffnung(verlust)->ausgefallen(WEG);
@@ -495,7 +494,7 @@ TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   zeiten.abstand = milliseconds(1);
   zeiten.frueh = milliseconds(0);
   zeiten.laengsterAbstand = std::chrono::hours(1);
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   for (std::size_t verlust = 0; verlust < 30; ++verlust) {
     skript.oeffnung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
@@ -508,14 +507,14 @@ TEST_F(MacInputTest, ADeviceThatIsSilentIsOpenedAnewAfterTheShortestPause) {
   zeiten.frueh = std::chrono::hours(1);
   zeiten.laengsterAbstand = std::chrono::hours(1);
   zeiten.stille = milliseconds(1);
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
   static_cast<void>(skript.buch.warteAuf(60));
 }
 
 TEST_F(MacInputTest, StopMayBeRepeated) {
-  EXPECT_EQ(eingang().start(hoerer), Ergebnis());
-  static_cast<void>(eingang().stop());
-  static_cast<void>(eingang().stop());
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
+  static_cast<void>(input().stop());
+  static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
 

@@ -13,8 +13,8 @@ struct Mac {
   Buch buch;
   Erlaubnis erlaubnis = Erlaubnis::erteilt;
   std::optional<bool> antwort;  // of the user, when asked
-  Eingang eingang{48000, 1};
-  Ergebnis eingangErgebnis;
+  EngineFormat format{48000, 1};
+  Ergebnis formatErgebnis;
   Ergebnis abgriffErgebnis;
   Ergebnis startErgebnis;
   Ergebnis abbauErgebnis;
@@ -36,9 +36,9 @@ class Engine final : public EngineAufrufe {
     mac_.buch.schreibe("beobachte");
     mac_.veraendert = std::move(veraendert);
   }
-  Ergebnis liesEingang(Eingang& eingang) override {
-    eingang = mac_.eingang;
-    return mac_.eingangErgebnis;
+  Ergebnis liesFormat(EngineFormat& format) override {
+    format = mac_.format;
+    return mac_.formatErgebnis;
   }
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger>) override {
     mac_.buch.schreibe("abgriff " + std::to_string(frames));
@@ -103,8 +103,8 @@ TEST_F(MikrofonGeraetTest, EveryOpeningHasAnEngineOfItsOwn) {
 }
 
 TEST_F(MikrofonGeraetTest, WithoutAnInputDeviceNoTapIsInstalled) {
-  for (const Eingang& eingang : {Eingang{0, 1}, Eingang{48000, 0}}) {
-    mac.eingang = eingang;
+  for (const EngineFormat& format : {EngineFormat{0, 1}, EngineFormat{48000, 0}}) {
+    mac.format = format;
     EXPECT_EQ(oeffne(), (Fehler{"hallkorb", 2, "kein Mikrofon gefunden"}));
     static_cast<void>(geraet.schliesse());
     EXPECT_EQ(mac.buch.nimm(),
@@ -163,7 +163,7 @@ TEST_F(MikrofonGeraetTest, ATakeDownThatFailsGoesOn) {
 }
 
 TEST_F(MikrofonGeraetTest, ADeviceThatCannotBeAskedIsNotTapped) {
-  mac.eingangErgebnis = kaputt;
+  mac.formatErgebnis = kaputt;
   EXPECT_EQ(oeffne(), kaputt);
   static_cast<void>(geraet.schliesse());
   EXPECT_EQ(mac.buch.nimm(), (Eintraege{"baue", "beobachte", "beobachte nicht mehr", "gib frei"}));

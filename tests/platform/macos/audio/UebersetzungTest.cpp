@@ -138,9 +138,9 @@ TEST_F(PcmUebersetzerTest, BuffersThatHoldLessThanTheyShouldAreNoBlock) {
 
 struct Wandler final : KonverterAufrufe {
   explicit Wandler(std::optional<Fehler> f) : fehler(std::move(f)) {}
-  Umwandlung wandle(std::span<const float> eingang, std::size_t kapazitaet,
+  Umwandlung wandle(std::span<const float> samples, std::size_t kapazitaet,
                     std::vector<float>& ausgabe) override {
-    ausgabe.assign(eingang.begin(), eingang.end());
+    ausgabe.assign(samples.begin(), samples.end());
     ausgabe.push_back(static_cast<float>(kapazitaet));
     return {!fehler, fehler};
   }
