@@ -24,8 +24,9 @@ constexpr auto PAUSE = 400ms;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up, and must be left to.
 constexpr auto FESTGEFAHREN = 5s;
-// The start fails after this long without a device, and after this long without a block. A session
-// that is just starting has its devices within half a second.
+// The start fails after this long without a device from a daemon that answers, and after this long
+// without a block. A session that is just starting has its devices within half a second; on a busy
+// machine it is the answer that takes long.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
 // Without a device to record the connection is made anew after this long. The daemon does not tell
@@ -102,6 +103,7 @@ std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
     grund_ = pipewireFehler(ETIMEDOUT, "PipeWire antwortet nicht");
     return std::nullopt;
   }
+  if (!antwortSeit_) antwortSeit_ = Uhr::now();
   const PipewireVerzeichnis& verzeichnis = verbindung_->verzeichnis();
   if (!verzeichnis.verwaltet()) {
     grund_ = pipewireFehler(
@@ -231,9 +233,9 @@ void PipewireAufsicht::melde() {
 }
 
 std::optional<Fehler> PipewireAufsicht::startFehler() const {
-  const auto dauer = Uhr::now() - anfang_;
-  const bool gescheitert =
-      !verbindung_ || dauer >= START_OHNE_BLOCK || (dauer >= START_OHNE_GERAET && !stromZiel_);
+  const Zeitpunkt jetzt = Uhr::now();
+  const bool ohneGeraet = !stromZiel_ && antwortSeit_ && jetzt - *antwortSeit_ >= START_OHNE_GERAET;
+  const bool gescheitert = !verbindung_ || ohneGeraet || jetzt - anfang_ >= START_OHNE_BLOCK;
   if (begonnen_ || !gescheitert) return std::nullopt;
   return grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten"));
 }
