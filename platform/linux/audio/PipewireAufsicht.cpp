@@ -29,9 +29,11 @@ constexpr auto FESTGEFAHREN = 5s;
 // machine it is the answer that takes long.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
-// Without a device to record the connection is made anew after this long. The daemon does not tell
-// every client of every change of the default devices (0.3.65: when another one binds the same
-// metadata); a new connection is told of all that is there.
+// Without a device to record the connection is made anew after this long, and then again and again.
+// The daemon does not report every change of the default devices to every client (0.3.65: when
+// another one binds the same metadata); a new connection gets all that is there. The first attempt
+// comes soon enough to leave no hole that would be reported.
+constexpr auto ERSTES_AUFFRISCHEN = 300ms;
 constexpr auto AUFFRISCHEN = 3s;
 // A stream's thread should have its priority by then.
 constexpr auto VORRANG_NACH = 1s;
@@ -84,11 +86,15 @@ void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
     verloren = verbindung_->verloren();
     if (!verloren) {
       if (const auto gewuenscht = ziel()) {
+        ohneZielSeit_.reset();
         pruefeStrom(*gewuenscht, jetzt);
         return;
       }
       strom_.reset();
-      if (!unterbrochen_ || jetzt - verbundenSeit_ < AUFFRISCHEN) return;
+      if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
+      const bool erstes = verbundenSeit_ < *ohneZielSeit_;
+      const auto seit = jetzt - (erstes ? *ohneZielSeit_ : verbundenSeit_);
+      if (!begonnen_ || seit < (erstes ? ERSTES_AUFFRISCHEN : AUFFRISCHEN)) return;
     }
     strom_.reset();
   }
