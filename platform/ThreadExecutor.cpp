@@ -16,19 +16,19 @@ namespace {
 
 class ThreadTask final : public Task {
  public:
-  explicit ThreadTask(std::thread thread) : thread_(std::move(thread)) {}
+  explicit ThreadTask(std::thread faden) : faden_(std::move(faden)) {}
   ThreadTask(const ThreadTask&) = delete;
   ThreadTask& operator=(const ThreadTask&) = delete;
   ~ThreadTask() override { ThreadTask::warte(); }
 
   void warte() override {
     const std::lock_guard halter(lock_);  // several may wait
-    if (thread_.joinable()) thread_.join();
+    if (faden_.joinable()) faden_.join();
   }
 
  private:
   std::mutex lock_;
-  std::thread thread_;
+  std::thread faden_;
 };
 
 class ThreadQueue final : public SerialQueue {
@@ -43,14 +43,14 @@ class ThreadQueue final : public SerialQueue {
       ende_ = true;
     }
     neues_.notify_one();
-    if (thread_.joinable()) thread_.join();
+    if (faden_.joinable()) faden_.join();
   }
 
   // Before anything is queued.
   [[nodiscard]] bool beginne(const std::string& name) {
-    auto thread = neuerFaden(name, [this] { laufe(); });
-    if (!thread) return false;
-    thread_ = std::move(*thread);
+    auto faden = neuerFaden(name, [this] { laufe(); });
+    if (!faden) return false;
+    faden_ = std::move(*faden);
     return true;
   }
 
@@ -95,7 +95,7 @@ class ThreadQueue final : public SerialQueue {
   std::uint64_t gestellt_ = 0;
   std::uint64_t erledigt_ = 0;
   bool ende_ = false;
-  std::thread thread_;
+  std::thread faden_;
 };
 
 class ThreadSchlaf final : public Schlaf {
@@ -123,15 +123,15 @@ class ThreadSchlaf final : public Schlaf {
 }  // namespace
 
 std::unique_ptr<Task> ThreadExecutor::starte(std::function<void()> arbeit) {
-  auto thread = neuerFaden("task", std::move(arbeit));
-  if (!thread) return nullptr;
-  return std::make_unique<ThreadTask>(std::move(*thread));
+  auto faden = neuerFaden("task", std::move(arbeit));
+  if (!faden) return nullptr;
+  return std::make_unique<ThreadTask>(std::move(*faden));
 }
 
 bool ThreadExecutor::starteUnabhaengig(std::function<void()> arbeit) {
-  auto thread = neuerFaden("task", std::move(arbeit));
-  if (thread) thread->detach();
-  return thread.has_value();
+  auto faden = neuerFaden("task", std::move(arbeit));
+  if (faden) faden->detach();
+  return faden.has_value();
 }
 
 std::unique_ptr<Schlaf> ThreadExecutor::schlaf() {

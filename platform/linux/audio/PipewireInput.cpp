@@ -30,15 +30,15 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
   std::promise<Ergebnis> versprechen;
   std::future<Ergebnis> antwort = versprechen.get_future();
   {
-    const std::lock_guard halter(threadLock_);
-    if (stopp_ || thread_.joinable()) return abgebrochen();
+    const std::lock_guard halter(fadenLock_);
+    if (stopp_ || faden_.joinable()) return abgebrochen();
     if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
       return ergebnis;  // nothing could be converted
-    auto thread = neuerFaden(
+    auto faden = neuerFaden(
         quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
-    if (!thread) return keinFaden();
-    thread_ = std::move(*thread);
+    if (!faden) return keinFaden();
+    faden_ = std::move(*faden);
   }
   Ergebnis ergebnis = antwort.get();
   if (ergebnis.gescheitert()) static_cast<void>(stop());
@@ -49,8 +49,8 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
 Ergebnis PipewireInput::stop() {
   stopp_ = true;
   wecker_.wecke();
-  const std::lock_guard halter(threadLock_);
-  if (thread_.joinable()) thread_.join();
+  const std::lock_guard halter(fadenLock_);
+  if (faden_.joinable()) faden_.join();
   return {};
 }
 

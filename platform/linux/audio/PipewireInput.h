@@ -40,8 +40,8 @@ class PipewireInput final : public AudioInput {
   const PipewireQuelle quelle_;
   Wecker wecker_;
   std::atomic<bool> stopp_{false};
-  std::mutex threadLock_;  // for `thread_`; held by whoever waits for its end
-  std::thread thread_;
+  std::mutex fadenLock_;  // for `faden_`; held by whoever waits for its end
+  std::thread faden_;
 };
 
 }  // namespace hallkorb

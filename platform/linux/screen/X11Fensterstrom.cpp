@@ -53,10 +53,10 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
     if (stopp_) return abgebrochen();
     auftrag_ = id;
     {
-      const std::lock_guard threadHalter(threadLock_);
-      auto thread = neuerFaden("fenster", [this, &listener] { laufe(listener); });
-      if (!thread) return keinFaden();
-      thread_ = std::move(*thread);
+      const std::lock_guard fadenHalter(fadenLock_);
+      auto faden = neuerFaden("fenster", [this, &listener] { laufe(listener); });
+      if (!faden) return keinFaden();
+      faden_ = std::move(*faden);
     }
     ergebnis = warteAufAntwort(halter);
   }
@@ -81,8 +81,8 @@ void X11Fensterstrom::stop() {
   geantwortet_.notify_all();
   verbindung_.brichAb();
   wecker_.wecke();
-  const std::lock_guard halter(threadLock_);
-  if (thread_.joinable()) thread_.join();
+  const std::lock_guard halter(fadenLock_);
+  if (faden_.joinable()) faden_.join();
 }
 
 Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) {

@@ -61,8 +61,8 @@ class X11Fensterstrom final : public WindowStream {
   bool stopp_ = false;
   bool zuEnde_ = false;  // the thread takes no more wishes
 
-  std::mutex threadLock_;  // for `thread_`; held by whoever waits for its end
-  std::thread thread_;
+  std::mutex fadenLock_;  // for `faden_`; held by whoever waits for its end
+  std::thread faden_;
 };
 
 }  // namespace hallkorb

@@ -61,17 +61,17 @@ X11Waechter::~X11Waechter() {
     zuEnde_ = true;
   }
   neues_.notify_one();
-  if (thread_) thread_->join();
+  if (faden_) faden_->join();
 }
 
 Ergebnis X11Waechter::bereit() {
-  if (!thread_) beginne();
-  if (!thread_) return keinFaden();
+  if (!faden_) beginne();
+  if (!faden_) return keinFaden();
   return {};
 }
 
 void X11Waechter::beginne() {
-  thread_ = neuerFaden("x11-frist", [this] { laufe(); });
+  faden_ = neuerFaden("x11-frist", [this] { laufe(); });
 }
 
 void X11Waechter::bewache(X11Verbindung* verbindung, Uhr::time_point bis) {

@@ -87,7 +87,7 @@ class X11Waechter {
   X11Verbindung* bewacht_ = nullptr;
   Uhr::time_point bis_;
   bool zuEnde_ = false;
-  std::optional<std::thread> thread_;
+  std::optional<std::thread> faden_;
 };
 
 // Has a connection broken when this object has lived for too long. One at a time for each guard,

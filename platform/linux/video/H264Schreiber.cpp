@@ -35,7 +35,7 @@ H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstel
     : pfad_(std::move(pfad)), einstellungen_(einstellungen), art_(art) {}
 
 H264Schreiber::~H264Schreiber() {
-  beendeThread();
+  beendeFaden();
   [[maybe_unused]] const Ergebnis ergebnis = datei_.schliesse();
 }
 
@@ -49,13 +49,13 @@ bool H264Schreiber::starte(double basis) {
     const std::lock_guard halter(lock_);
     laeuft_ = true;
   }
-  auto thread = neuerFaden("video-kodierer", [this] { laufe(); });
-  if (!thread) {
+  auto faden = neuerFaden("video-kodierer", [this] { laufe(); });
+  if (!faden) {
     melde(keinFaden());
-    beendeThread();
+    beendeFaden();
     return false;
   }
-  thread_ = std::move(*thread);
+  faden_ = std::move(*faden);
   return true;
 }
 
@@ -118,7 +118,7 @@ bool H264Schreiber::schliesseAb(double ende) {
     const std::lock_guard halter(lock_);
     if (!laeuft_) return false;
   }
-  beendeThread();
+  beendeFaden();
   if (!fehler()) melde(sichere(takt(ende)));
   melde(datei_.schliesse());
   if (!fehler()) melde(baueUm(pfad_, takt(ende)));
@@ -173,13 +173,13 @@ void H264Schreiber::melde(Ergebnis ergebnis) {
   if (!fehler_) fehler_ = std::move(ergebnis).fehler();
 }
 
-void H264Schreiber::beendeThread() {
+void H264Schreiber::beendeFaden() {
   {
     const std::lock_guard halter(lock_);
     zuEnde_ = true;
   }
   neues_.notify_one();
-  if (thread_.joinable()) thread_.join();
+  if (faden_.joinable()) faden_.join();
   const std::lock_guard halter(lock_);
   laeuft_ = false;
 }

@@ -58,7 +58,7 @@ class H264Schreiber final : public VideoWriter {
   [[nodiscard]] Ergebnis kodiere(const AVFrame& bild);
   [[nodiscard]] Ergebnis sichere(std::int64_t bis);
   void melde(Ergebnis ergebnis);
-  void beendeThread();
+  void beendeFaden();
   [[nodiscard]] std::int64_t takt(double zeit) const;
 
   const std::string pfad_;
@@ -84,7 +84,7 @@ class H264Schreiber final : public VideoWriter {
   bool zuEnde_ = false;
   std::optional<Fehler> fehler_;
 
-  std::thread thread_;
+  std::thread faden_;
 };
 
 }  // namespace hallkorb

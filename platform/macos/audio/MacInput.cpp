@@ -76,7 +76,7 @@ class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
 
   // Under the lock of `stelle_`.
   bool benutzt_ = false;
-  bool threadLaeuft_ = false;
+  bool fadenLaeuft_ = false;
   std::optional<Ergebnis> startErgebnis_;
   Ergebnis stoppErgebnis_;
   std::optional<Fehler> ausfall_;
@@ -110,17 +110,17 @@ Ergebnis MacInput::Aufsicht::start(AudioInputListener& listener) {
   }
   stelle_->aendere([&] {
     darf = !std::exchange(benutzt_, true);
-    threadLaeuft_ = threadLaeuft_ || darf;
+    fadenLaeuft_ = fadenLaeuft_ || darf;
   });
   if (darf) {
-    auto thread = neuerFaden(name_, [selbst = shared_from_this()] { selbst->laufe(); });
-    if (!thread) {
+    auto faden = neuerFaden(name_, [selbst = shared_from_this()] { selbst->laufe(); });
+    if (!faden) {
       stelle_->aendere([this] {
-        threadLaeuft_ = false;
+        fadenLaeuft_ = false;
         startErgebnis_ = keinFaden();
       });
     } else {
-      thread->detach();
+      faden->detach();
     }
     stelle_->warte(frist, [this] { return startErgebnis_.has_value(); });
   }
@@ -144,8 +144,8 @@ Ergebnis MacInput::Aufsicht::stop() {
   const bool zu = stelle_->warte(
       Uhr::now() + zeiten_.abbau,
       [&] {
-        if (!threadLaeuft_) ergebnis = stoppErgebnis_;
-        return !threadLaeuft_;
+        if (!fadenLaeuft_) ergebnis = stoppErgebnis_;
+        return !fadenLaeuft_;
       },
       Abbrechbar::nein);
   const std::lock_guard halter(tor_);
@@ -164,7 +164,7 @@ void MacInput::Aufsicht::laufe() {
   // waits for itself.
   geraet_.reset();
   stelle_->aendere([&] {
-    threadLaeuft_ = false;
+    fadenLaeuft_ = false;
     stoppErgebnis_ = std::move(ende);
   });
 }
