@@ -58,12 +58,12 @@ void Hosttakt::richteEin(const PcmFormat& format) {
 
 bool Hosttakt::hatPlatz(const PcmBlock& block) {
   const std::size_t groesse = block.samples.size();
-  if (anzahl_ == saetze_.size() || ende_ - anfang_ + groesse > speicher_.size()) return false;
+  if (anzahl_ == gemerkte_.size() || ende_ - anfang_ + groesse > speicher_.size()) return false;
   if (ende_ + groesse > speicher_.size()) {
     std::copy(speicher_.begin() + static_cast<std::ptrdiff_t>(anfang_),
               speicher_.begin() + static_cast<std::ptrdiff_t>(ende_), speicher_.begin());
     for (std::size_t i = 0; i < anzahl_; ++i)
-      saetze_[(vorn_ + i) % saetze_.size()].ab -= anfang_;
+      gemerkte_[(vorn_ + i) % gemerkte_.size()].ab -= anfang_;
     ende_ -= anfang_;
     anfang_ = 0;
   }
@@ -73,9 +73,9 @@ bool Hosttakt::hatPlatz(const PcmBlock& block) {
 void Hosttakt::behalte(const PcmBlock& block) {
   std::copy(block.samples.begin(), block.samples.end(),
             speicher_.begin() + static_cast<std::ptrdiff_t>(ende_));
-  Satz& satz = saetze_[(vorn_ + anzahl_++) % saetze_.size()];
-  satz.block = block;
-  satz.ab = ende_;
+  Gemerkt& gemerkt = gemerkte_[(vorn_ + anzahl_++) % gemerkte_.size()];
+  gemerkt.block = block;
+  gemerkt.ab = ende_;
   ende_ += block.samples.size();
 }
 
@@ -89,12 +89,12 @@ void Hosttakt::loese(bool alles) {
 }
 
 void Hosttakt::gibVordersten(const Stempelfilter::Ort& ort) {
-  Satz& satz = saetze_[vorn_];
-  satz.block.samples = {speicher_.data() + satz.ab, satz.block.samples.size()};
-  anfang_ = satz.ab + satz.block.samples.size();
-  vorn_ = (vorn_ + 1) % saetze_.size();
+  Gemerkt& gemerkt = gemerkte_[vorn_];
+  gemerkt.block.samples = {speicher_.data() + gemerkt.ab, gemerkt.block.samples.size()};
+  anfang_ = gemerkt.ab + gemerkt.block.samples.size();
+  vorn_ = (vorn_ + 1) % gemerkte_.size();
   if (--anzahl_ == 0) anfang_ = ende_ = 0;
-  gleichlauf_.nimm(satz.block, ort);
+  gleichlauf_.nimm(gemerkt.block, ort);
 }
 
 void Hosttakt::leere() {

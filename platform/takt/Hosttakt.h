@@ -43,7 +43,7 @@ class Hosttakt {
 
  private:
   // A block that waits; its samples lie in speicher_.
-  struct Satz {
+  struct Gemerkt {
     PcmBlock block;
     std::size_t ab = 0;
   };
@@ -62,7 +62,7 @@ class Hosttakt {
   std::vector<float> speicher_;
   std::size_t anfang_ = 0;  // of what waits in speicher_
   std::size_t ende_ = 0;
-  std::array<Satz, Stempelfilter::HOECHSTENS> saetze_;
+  std::array<Gemerkt, Stempelfilter::HOECHSTENS> gemerkte_;
   std::size_t vorn_ = 0;
   std::size_t anzahl_ = 0;
 };

@@ -46,12 +46,12 @@ class BlockRing {
   // Consumer. The oldest block; its samples stay valid until weiter().
   [[nodiscard]] std::optional<Eintrag> vorn() const;
   // Consumer. Gives the oldest block's room back. Only after vorn() has returned one.
-  void weiter();
+  void raeumeVorn();
   // Consumer. How many blocks were lost since the last call.
   [[nodiscard]] std::uint64_t verlorene();
 
  private:
-  struct Satz {
+  struct Platz {
     Eintrag eintrag;
     std::uint64_t ende = 0;  // sample position after the block
   };
@@ -60,12 +60,12 @@ class BlockRing {
   // by one side and read by the other; on a cache line of its own, so that they don't slow each
   // other down.
   std::vector<float> samples_;
-  std::vector<Satz> saetze_;
-  alignas(64) std::atomic<std::uint64_t> saetzeGeschrieben_{0};  // producer
-  std::uint64_t samplesGeschrieben_ = 0;                         // producer's own
-  alignas(64) std::atomic<std::uint64_t> saetzeGelesen_{0};      // consumer
-  std::atomic<std::uint64_t> samplesGelesen_{0};                 // consumer
-  alignas(64) std::atomic<std::uint64_t> verloren_{0};           // both
+  std::vector<Platz> plaetze_;
+  alignas(64) std::atomic<std::uint64_t> plaetzeGeschrieben_{0};  // producer
+  std::uint64_t samplesGeschrieben_ = 0;                          // producer's own
+  alignas(64) std::atomic<std::uint64_t> plaetzeGelesen_{0};      // consumer
+  std::atomic<std::uint64_t> samplesGelesen_{0};                  // consumer
+  alignas(64) std::atomic<std::uint64_t> verloren_{0};            // both
 };
 
 }  // namespace hallkorb

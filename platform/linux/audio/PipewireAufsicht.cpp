@@ -209,11 +209,11 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
     if (!gepruefte_.contains(eintrag->strom)) {
       // Not known yet where they come from: keep them until it is.
       if (strom_ && eintrag->strom == stromNummer_) break;
-      ring_.weiter();
+      ring_.raeumeVorn();
       continue;
     }
     gib(*eintrag);
-    ring_.weiter();
+    ring_.raeumeVorn();
   }
   if (!takt_.leer() && Uhr::now() - letzterBlock_ >= PAUSE) takt_.leere();
   if (hoechstens == 0) wecker_.wecke();

@@ -37,13 +37,13 @@ std::string ausLatin1(std::string_view bytes) {
 }
 
 // The two halves of the code table that a compound text's bytes are looked up in.
-enum class Satz { ASCII, LATIN1, UTF8, FREMD };
+enum class Zeichensatz { ASCII, LATIN1, UTF8, FREMD };
 
 // An escape sequence: which half it sets to what. Its own length counts the ESC.
 struct Umschaltung {
   std::size_t laenge = 0;
-  std::optional<Satz> links;
-  std::optional<Satz> rechts;
+  std::optional<Zeichensatz> links;
+  std::optional<Zeichensatz> rechts;
   bool fremdes = false;  // it holds characters of its own, of a set that is not read
 };
 
@@ -56,10 +56,10 @@ Umschaltung liesUmschaltung(std::string_view rest) {
   neu.laenge = i < rest.size() ? i + 1 : rest.size();
   const std::string_view folge = rest.substr(1, neu.laenge - 1);
   if (folge == "%G") {
-    neu.links = neu.rechts = Satz::UTF8;
+    neu.links = neu.rechts = Zeichensatz::UTF8;
   } else if (folge == "%@") {
-    neu.links = Satz::ASCII;
-    neu.rechts = Satz::LATIN1;
+    neu.links = Zeichensatz::ASCII;
+    neu.rechts = Zeichensatz::LATIN1;
   } else if (folge.starts_with("%/")) {
     // A segment in a set known by name: two bytes of length, each with its top bit set, then as
     // much.
@@ -70,21 +70,21 @@ Umschaltung liesUmschaltung(std::string_view rest) {
     neu.laenge = std::min(neu.laenge + inhalt, rest.size());
     neu.fremdes = true;
   } else if (folge == "(B") {
-    neu.links = Satz::ASCII;
+    neu.links = Zeichensatz::ASCII;
   } else if (folge == "-A") {
-    neu.rechts = Satz::LATIN1;
+    neu.rechts = Zeichensatz::LATIN1;
   } else if (folge.starts_with('(') || folge.starts_with("$(")) {
-    neu.links = Satz::FREMD;
+    neu.links = Zeichensatz::FREMD;
   } else if (folge.starts_with(')') || folge.starts_with('-') || folge.starts_with("$)")) {
-    neu.rechts = Satz::FREMD;
+    neu.rechts = Zeichensatz::FREMD;
   }
   return neu;
 }
 
 std::string ausCompoundText(std::string_view bytes) {
   std::string text;
-  Satz links = Satz::ASCII;
-  Satz rechts = Satz::LATIN1;
+  Zeichensatz links = Zeichensatz::ASCII;
+  Zeichensatz rechts = Zeichensatz::LATIN1;
   while (!bytes.empty()) {
     if (bytes.front() == ESC) {
       const Umschaltung neu = liesUmschaltung(bytes);
@@ -94,11 +94,12 @@ std::string ausCompoundText(std::string_view bytes) {
       bytes.remove_prefix(neu.laenge);
       continue;
     }
-    const Satz satz = static_cast<std::uint8_t>(bytes.front()) < 0x80 ? links : rechts;
+    const Zeichensatz zeichensatz =
+        static_cast<std::uint8_t>(bytes.front()) < 0x80 ? links : rechts;
     std::size_t laenge = 1;
-    if (satz == Satz::UTF8) {
+    if (zeichensatz == Zeichensatz::UTF8) {
       laenge = haengeUtf8An(text, bytes);
-    } else if (satz == Satz::FREMD) {
+    } else if (zeichensatz == Zeichensatz::FREMD) {
       text += UTF8_ERSATZ;
     } else {
       haengeLatin1An(text, bytes.front());

@@ -38,7 +38,7 @@ TEST(BlockRing, HandsABlockOverWithAllThatBelongsToIt) {
   EXPECT_EQ(eintrag->strom, 7U);
   EXPECT_EQ(inhalt(*eintrag), samples);
   EXPECT_NE(eintrag->block.samples.data(), samples.data());
-  ring.weiter();
+  ring.raeumeVorn();
   EXPECT_FALSE(ring.vorn());
 }
 
@@ -51,7 +51,7 @@ TEST(BlockRing, KeepsTheOldestWhenFullAndCountsTheRest) {
   EXPECT_EQ(ring.verlorene(), 2U);
   EXPECT_EQ(ring.verlorene(), 0U);
   EXPECT_EQ(inhalt(*ring.vorn()), zaehlend(4, 0));
-  ring.weiter();
+  ring.raeumeVorn();
   EXPECT_EQ(inhalt(*ring.vorn()), zaehlend(4, 4));
 }
 
@@ -59,7 +59,7 @@ TEST(BlockRing, LosesNoBlockThatFitsExactly) {
   BlockRing ring(8, 4);
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(8, 0)), 1));
   EXPECT_FALSE(ring.schreibe(mono(zaehlend(1, 0)), 1));
-  ring.weiter();
+  ring.raeumeVorn();
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(8, 9)), 1));
   EXPECT_EQ(inhalt(*ring.vorn()), zaehlend(8, 9));
 }
@@ -68,12 +68,12 @@ TEST(BlockRing, StartsAtTheFrontWhenABlockDoesNotFitBeforeTheEnd) {
   BlockRing ring(10, 4);
   ASSERT_TRUE(ring.schreibe(mono(zaehlend(6, 0)), 1));
   const float* front = ring.vorn()->block.samples.data();
-  ring.weiter();
+  ring.raeumeVorn();
   ASSERT_TRUE(ring.schreibe(mono(zaehlend(6, 6)), 1));  // four places at the end stay unused
   EXPECT_EQ(ring.vorn()->block.samples.data(), front);
   EXPECT_EQ(inhalt(*ring.vorn()), zaehlend(6, 6));
   EXPECT_FALSE(ring.schreibe(mono(zaehlend(1, 0)), 1));  // they come back with the block
-  ring.weiter();
+  ring.raeumeVorn();
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(4, 12)), 1));
   EXPECT_EQ(ring.vorn()->block.samples.data(), front + 6);
 }
@@ -83,7 +83,7 @@ TEST(BlockRing, IsFullWhenTheRecordsAreUsedUp) {
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(1, 0)), 1));
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(1, 1)), 1));
   EXPECT_FALSE(ring.schreibe(mono(zaehlend(1, 2)), 1));
-  ring.weiter();
+  ring.raeumeVorn();
   EXPECT_TRUE(ring.schreibe(mono(zaehlend(1, 3)), 1));
 }
 
@@ -127,7 +127,7 @@ TEST(BlockRing, LosesAndMixesNothingBetweenTwoThreads) {
       for (const float sample : eintrag->block.samples) {
         fehler += sample != static_cast<float>(eintrag->strom);
       }
-      ring.weiter();
+      ring.raeumeVorn();
       ++gelesen;
       if (gelesen % 1000 == 0) std::this_thread::yield();
     }
