@@ -45,7 +45,7 @@ void nimmAuf(const std::string& pfad, int minuten) {
   Letterbox letterbox;
   Testbild bild(EINSTELLUNGEN.breite, EINSTELLUNGEN.hoehe, 0x2060A0);
   const auto zeit = [](int nummer) {
-    return std::int64_t{nummer} * H264Kodierer::TAKT / BILDER_JE_SEKUNDE;
+    return std::int64_t{nummer} * H264Kodierer::TICKS / BILDER_JE_SEKUNDE;
   };
   std::vector<Probe> gruppe;
   // The rate settles in the first groups.
@@ -86,7 +86,7 @@ void baueUm(benchmark::State& state) {
     std::remove(video.c_str());
     std::filesystem::copy_file(aufnahme, video);
     state.ResumeTiming();
-    pruefe(hallkorb::baueUm(video, std::int64_t{minuten} * 60 * H264Kodierer::TAKT));
+    pruefe(hallkorb::baueUm(video, std::int64_t{minuten} * 60 * H264Kodierer::TICKS));
   }
   state.counters["MB"] = static_cast<double>(std::filesystem::file_size(aufnahme)) / 1e6;
 }

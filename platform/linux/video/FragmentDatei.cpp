@@ -49,7 +49,7 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   }
   AVDictionary* wahl = nullptr;
   av_dict_set(&wahl, "movflags", "frag_custom+empty_moov+default_base_moof+skip_trailer", 0);
-  av_dict_set_int(&wahl, "video_track_timescale", H264Kodierer::TAKT, 0);
+  av_dict_set_int(&wahl, "video_track_timescale", H264Kodierer::TICKS, 0);
   const int code = libav().avformat_write_header(datei_.get(), &wahl);
   av_dict_free(&wahl);
   libav().avio_flush(strom_.get());

@@ -12,7 +12,7 @@
 //
 // After a failed write the file ends with its last whole fragment.
 //
-// Times are ticks of H264Kodierer::TAKT, from the first picture. One thread at a time.
+// Times are in ticks (H264Kodierer::TICKS a second), from the first picture. One thread at a time.
 #pragma once
 
 #include <cstdint>

@@ -57,7 +57,7 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen, const H26
   k.height = einstellungen.hoehe;
   k.pix_fmt = art.format;
   k.sample_aspect_ratio = {1, 1};
-  k.time_base = {1, TAKT};
+  k.time_base = {1, TICKS};
   k.framerate = av_d2q(einstellungen.bilderJeSekunde, 1000);
   k.profile = PROFIL_MAIN;
   k.gop_size = einstellungen.schluesselbildAbstand;

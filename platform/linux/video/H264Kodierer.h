@@ -47,7 +47,7 @@ class H264Kodierer {
  public:
   // Ticks in a second, of all times of frames and packets. A duration in MP4 has 31 bits: with
   // these a picture may last for 59 hours, with the customary 90000 it would be six and a half.
-  static constexpr int TAKT = 10000;
+  static constexpr int TICKS = 10000;
 
   // The encoders that can be used, the best one first, and the first of them that `gibtEs` knows by
   // its name; null without any.

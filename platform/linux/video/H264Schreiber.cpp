@@ -185,7 +185,7 @@ void H264Schreiber::beendeFaden() {
 }
 
 std::int64_t H264Schreiber::takt(double zeit) const {
-  return std::llround((zeit - basis_) * H264Kodierer::TAKT);
+  return std::llround((zeit - basis_) * H264Kodierer::TICKS);
 }
 
 }  // namespace hallkorb

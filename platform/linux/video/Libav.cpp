@@ -8,7 +8,7 @@
 namespace hallkorb {
 namespace {
 
-LibavRufe rufe;
+LibavAufrufe rufe;
 
 Ergebnis lade() {
 #define HALLKORB_FINDE_RUF(name) bibliothek.finde(#name, rufe.name);
@@ -36,7 +36,7 @@ Ergebnis ladeLibav() {
   return ergebnis;
 }
 
-const LibavRufe& libav() {
+const LibavAufrufe& libav() {
   return rufe;
 }
 

@@ -55,7 +55,7 @@ using AvioSchreibBytes = std::uint8_t;
   RUF(sws_setColorspaceDetails)
 // clang-format on
 
-struct LibavRufe {
+struct LibavAufrufe {
 #define HALLKORB_ZEIGER(name) decltype(&::name) name = nullptr;
   HALLKORB_LIBAVCODEC(HALLKORB_ZEIGER)
   HALLKORB_LIBAVFORMAT(HALLKORB_ZEIGER)
@@ -64,7 +64,7 @@ struct LibavRufe {
 };
 
 // The functions; only after ladeLibav() has succeeded.
-[[nodiscard]] const LibavRufe& libav();
+[[nodiscard]] const LibavAufrufe& libav();
 
 void schweigeLibav();
 

@@ -84,7 +84,7 @@ class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
 
   std::atomic<std::uint64_t> bloecke_{0};
 
-  std::mutex tor_;  // one call on the listener at a time, none once it is shut
+  std::mutex lock_;  // one call on the listener at a time, none once it is shut
   AudioInputListener* listener_ = nullptr;
   std::shared_ptr<Oeffnung> oeffnung_;
   bool unterbrochen_ = false;
@@ -105,7 +105,7 @@ Ergebnis MacInput::Aufsicht::start(AudioInputListener& listener) {
   const auto frist = Uhr::now() + zeiten_.start;
   bool darf = false;
   {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     listener_ = &listener;
   }
   stelle_->aendere([&] {
@@ -130,7 +130,7 @@ Ergebnis MacInput::Aufsicht::start(AudioInputListener& listener) {
   if (stelle_->abgebrochen() || !ergebnis) ergebnis = ohneAntwort(*stelle_, "das Audiogeraet");
   if (ergebnis->gescheitert()) {
     stelle_->brichAb();
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     listener_ = nullptr;
   }
   return *ergebnis;
@@ -148,7 +148,7 @@ Ergebnis MacInput::Aufsicht::stop() {
         return !fadenLaeuft_;
       },
       Abbrechbar::nein);
-  const std::lock_guard halter(tor_);
+  const std::lock_guard halter(lock_);
   takt_.leere();
   listener_ = nullptr;
   if (!zu) return Fehler{"posix", ETIMEDOUT, "das Audiogeraet antwortet nicht"};
@@ -226,7 +226,7 @@ void MacInput::Aufsicht::merkeDauer(bool still) {
 }
 
 void MacInput::Aufsicht::melde(const Fehler& grund) {
-  const std::lock_guard halter(tor_);
+  const std::lock_guard halter(lock_);
   if (listener_ == nullptr || std::exchange(unterbrochen_, true)) return;
   listener_->unterbrochen(grund);
 }
@@ -250,7 +250,7 @@ Ergebnis MacInput::Aufsicht::oeffne() {
   letzterVersuch_ = Uhr::now();
   auto oeffnung = std::make_shared<Oeffnung>(weak_from_this());
   {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     oeffnung_ = oeffnung;
   }
   return geraet_->oeffne(oeffnung, stelle_, letzterVersuch_ + zeiten_.oeffnen);
@@ -259,7 +259,7 @@ Ergebnis MacInput::Aufsicht::oeffne() {
 Ergebnis MacInput::Aufsicht::schliesse() {
   Ergebnis ergebnis = geraet_->schliesse();
   {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     oeffnung_.reset();
     takt_.leere();  // another opening is another device, with a clock of its own
   }
@@ -274,7 +274,7 @@ void MacInput::Aufsicht::warteAufStopp() {
 }
 
 void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
-  const std::lock_guard halter(tor_);
+  const std::lock_guard halter(lock_);
   if (listener_ == nullptr || oeffnung_.get() != &von) return;
   ++bloecke_;
   // The source is back when it delivers, not when the system says that it will.
@@ -285,17 +285,17 @@ void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
 }
 
 bool MacInput::Aufsicht::taktHaelt() {
-  const std::lock_guard halter(tor_);
+  const std::lock_guard halter(lock_);
   return !takt_.leer();
 }
 
 void MacInput::Aufsicht::leereTakt() {
-  const std::lock_guard halter(tor_);
+  const std::lock_guard halter(lock_);
   takt_.leere();
 }
 
 void MacInput::Aufsicht::merkeAusfall(const Oeffnung& von, const Fehler& grund) {
-  const std::lock_guard halter(tor_);  // so that it is not kept for the next opening
+  const std::lock_guard halter(lock_);  // so that it is not kept for the next opening
   if (oeffnung_.get() != &von) return;
   stelle_->aendere([&] {
     if (!ausfall_) ausfall_ = grund;

@@ -33,43 +33,43 @@ class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
   // From now on pictures reach the listener. The first one may come before the service has said
   // that the stream runs, and where nothing moves it is the only one.
   void oeffne(WindowStreamListener& listener, std::uint32_t fenster) {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     listener_ = &listener;
     fenster_ = fenster;
   }
   // A change of window was asked for: until it is answered, nobody knows of which window a picture
   // is, and it counts as one of the old window.
   void beginneWechsel() {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     ungewiss_ = false;
   }
   // The change was answered with success. Returns whether pictures came before, of which one may
   // have been the new window's first and, if nothing moves in it, only one.
   [[nodiscard]] bool beendeWechsel(std::uint32_t fenster) {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     return std::exchange(fenster_, fenster) != fenster && ungewiss_;
   }
   // From now on the listener is also told of the stream's end; the reason where it has ended
   // before.
   [[nodiscard]] std::optional<Fehler> gestartet() {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     gestartet_ = true;
     return ende_;
   }
   void schliesse() {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     listener_ = nullptr;
   }
 
   void bild(const MacBild& bild) override {
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     if (listener_ == nullptr || ende_) return;
     ungewiss_ = true;
     listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_));
   }
   void beendet(const Fehler& grund) override {
     if (const auto strom = strom_.lock()) strom->merkeEnde();
-    const std::lock_guard halter(tor_);
+    const std::lock_guard halter(lock_);
     if (ende_) return;
     ende_ = erklaert(grund);
     if (listener_ != nullptr && gestartet_) listener_->gestoppt(*ende_);
@@ -77,7 +77,7 @@ class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
 
  private:
   std::weak_ptr<SckStrom> strom_;
-  std::mutex tor_;
+  std::mutex lock_;
   WindowStreamListener* listener_ = nullptr;
   std::uint32_t fenster_ = 0;  // the window whose pictures come
   bool ungewiss_ = false;      // a picture came since the last change was asked for

@@ -119,7 +119,7 @@ TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
     Letterbox letterbox;
     ASSERT_TRUE(letterbox.zeichne(Testbild(640, 400, 0x2060A0).alsBild(0.0), *bild).gelungen());
     for (const double zeit : {0.0, LANGE, 2 * LANGE}) {
-      bild->pts = static_cast<std::int64_t>(zeit * H264Kodierer::TAKT);
+      bild->pts = static_cast<std::int64_t>(zeit * H264Kodierer::TICKS);
       AVPacket* paket = nullptr;
       ASSERT_TRUE(kodierer.kodiere(*bild, paket).gelungen());
       ASSERT_TRUE(datei.schreibe(*paket).gelungen());
@@ -128,7 +128,7 @@ TEST_F(H264SchreiberAusfall, InFragmentsToAPictureMayLastForHours) {
     }
     ASSERT_TRUE(datei.sichere().gelungen());
     ASSERT_TRUE(
-        datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TAKT)).gelungen());
+        datei.verlaengere(static_cast<std::int64_t>(3 * LANGE * H264Kodierer::TICKS)).gelungen());
     ASSERT_TRUE(datei.schliesse().gelungen());
     const auto pakete = videoPakete(pfad_);
     ASSERT_EQ(pakete.size(), 3U);
@@ -289,7 +289,8 @@ TEST_F(VolleScheibe, NoRoomForTheNewFileLeavesTheRecording) {
   const auto groesse = dateiBytes(pfad_).size();
 
   const Grenze grenze(groesse / 2);
-  EXPECT_EQ(baueUm(pfad_, H264Kodierer::TAKT), Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
+  EXPECT_EQ(baueUm(pfad_, H264Kodierer::TICKS),
+            Fehler::ausErrno(EFBIG, "Abschluss der Videodatei"));
   EXPECT_EQ(dateiBytes(pfad_).size(), groesse);
   EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
 }

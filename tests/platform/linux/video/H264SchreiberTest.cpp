@@ -83,9 +83,9 @@ TEST_F(H264Schreiber, TimesAreThoseOfThePictures) {
   std::size_t seitSchluesselbild = 0;
   EXPECT_TRUE(pakete.front().schluesselbild);
   for (std::size_t i = 0; i < pakete.size(); ++i) {
-    EXPECT_NEAR(pakete[i].zeit, zeiten[i], 1e-5 + 1.0 / H264Kodierer::TAKT);
+    EXPECT_NEAR(pakete[i].zeit, zeiten[i], 1e-5 + 1.0 / H264Kodierer::TICKS);
     const double bis = i + 1 < zeiten.size() ? zeiten[i + 1] : 5.0;
-    EXPECT_NEAR(pakete[i].dauer, bis - zeiten[i], 1e-5 + 2.0 / H264Kodierer::TAKT);
+    EXPECT_NEAR(pakete[i].dauer, bis - zeiten[i], 1e-5 + 2.0 / H264Kodierer::TICKS);
     seitSchluesselbild = pakete[i].schluesselbild ? 0 : seitSchluesselbild + 1;
     EXPECT_LT(seitSchluesselbild, 30U);
   }
