@@ -19,25 +19,26 @@ constexpr auto ABSTAND = 1s;
 // Without a block for this long the source counts as gone. No graph cycle in use is longer than a
 // fifth of it.
 constexpr auto STILLE = 1s;
-// Without a block for this long nothing is held back any more. Two of the longest graph cycles.
+// Without a block for this long nothing is held back any more. Two of the longest graph cycles in
+// use.
 constexpr auto PAUSE = 400ms;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
-// Wireless headsets take seconds to wake up, and must be left to.
+// Wireless headsets take seconds to wake up and must get them.
 constexpr auto FESTGEFAHREN = 5s;
 // The start fails after this long without a device from a daemon that answers, and after this long
-// without a block. A session that is just starting has its devices within half a second; on a busy
-// machine it is the answer that takes long.
+// without a block. A session that is just starting has its devices within half a second; a daemon
+// on a busy machine may take longer to answer.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
-// Without a device to record the connection is made anew after this long, and then again and again.
-// The daemon does not report every change of the default devices to every client (0.3.65: when
-// another one binds the same metadata); a new connection gets all that is there. The first attempt
-// comes soon enough to leave no hole that would be reported.
+// Without a device to record, the connection is made anew after the first of these, and then every
+// time the second has passed. The daemon does not report every change of the default devices to
+// every client (0.3.65: when another one binds the same metadata); a new connection sees
+// everything. The first attempt comes soon enough that a hole is not reported.
 constexpr auto ERSTES_AUFFRISCHEN = 300ms;
 constexpr auto AUFFRISCHEN = 3s;
 // A stream's thread should have its priority by then.
 constexpr auto VORRANG_NACH = 1s;
-// Between two looks at everything else, when the listener is slow and many blocks wait.
+// Handed over in one step, so that a slow listener does not keep it from everything else.
 constexpr std::size_t BLOECKE_JE_SCHRITT = 32;
 
 Fehler pipewireFehler(int nummer, std::string beschreibung) {
@@ -80,30 +81,37 @@ void PipewireAufsicht::verbinde(Zeitpunkt jetzt) {
 }
 
 void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
-  bool verloren = false;
   {
     const PipewireVerbindung::Sperre sperre(*verbindung_);
-    verloren = verbindung_->verloren();
+    const bool verloren = verbindung_->verloren();
     if (!verloren) {
       if (const auto gewuenscht = ziel()) {
         ohneZielSeit_.reset();
         pruefeStrom(*gewuenscht, jetzt);
         return;
       }
-      strom_.reset();
-      if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
-      const bool erstes = verbundenSeit_ < *ohneZielSeit_;
-      const auto seit = jetzt - (erstes ? *ohneZielSeit_ : verbundenSeit_);
-      if (!begonnen_ || seit < (erstes ? ERSTES_AUFFRISCHEN : AUFFRISCHEN)) return;
     }
     strom_.reset();
+    if (verloren) {
+      grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
+    } else if (!auffrischenFaellig(jetzt)) {
+      return;
+    }
   }
   verbindung_.reset();
   stromZiel_.reset();
-  if (verloren) grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
 }
 
-// The device to record, or none and the reason for it.
+// Whether there has been no device for so long that the connection is made anew.
+bool PipewireAufsicht::auffrischenFaellig(Zeitpunkt jetzt) {
+  if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
+  if (!begonnen_) return false;
+  const bool erstes = verbundenSeit_ < *ohneZielSeit_;
+  return erstes ? jetzt - *ohneZielSeit_ >= ERSTES_AUFFRISCHEN
+                : jetzt - verbundenSeit_ >= AUFFRISCHEN;
+}
+
+// The device to record; otherwise nullopt, and the reason in grund_.
 std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
   if (!verbindung_->bereit()) {
     grund_ = pipewireFehler(ETIMEDOUT, "PipeWire antwortet nicht");
@@ -132,29 +140,37 @@ std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
   return std::nullopt;
 }
 
+// Takes the stream down if it cannot go on as it is, and makes a new one if none is left.
 void PipewireAufsicht::pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt) {
   const bool andereQuelle =
       !stromZiel_ || stromZiel_->id != ziel.id || stromZiel_->serial != ziel.serial;
   // The session manager moves the system audio by itself, and without a hole.
   if (strom_ && andereQuelle && quelle_ == PipewireQuelle::MIKROFON) strom_.reset();
-  if (strom_ && strom_->ende()) {
-    grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet (" + *strom_->ende() + ")");
-    strom_.reset();
-  }
   // Each of these may take the stream down.
+  if (strom_) pruefeEnde();
   if (strom_) pruefeHerkunft();
   if (strom_) pruefeVorrang(jetzt);
   if (strom_) pruefeStille(jetzt);
-  if (!strom_ && (andereQuelle || jetzt - stromSeit_ >= ABSTAND)) {
-    stromZiel_ = ziel;
-    stromSeit_ = jetzt;
-    gefragt_.reset();
-    grund_.reset();  // what stood in the way of the last one
-    strom_ = std::make_unique<PipewireStrom>(verbindung_->core(), quelle_, ziel, ++stromNummer_,
-                                             ring_, wecker_);
-  }
+  if (!strom_ && (andereQuelle || jetzt - stromSeit_ >= ABSTAND)) beginneStrom(ziel, jetzt);
 }
 
+void PipewireAufsicht::beginneStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt) {
+  stromZiel_ = ziel;
+  stromSeit_ = jetzt;
+  gefragt_.reset();
+  grund_.reset();  // that of the last stream
+  strom_ = std::make_unique<PipewireStrom>(verbindung_->core(), quelle_, ziel, ++stromNummer_,
+                                           ring_, wecker_);
+}
+
+void PipewireAufsicht::pruefeEnde() {
+  const auto ende = strom_->ende();
+  if (!ende) return;
+  grund_ = pipewireFehler(EIO, "PipeWire hat die Aufnahme beendet (" + *ende + ")");
+  strom_.reset();
+}
+
+// Whether the stream is linked to the right device.
 void PipewireAufsicht::pruefeHerkunft() {
   using Herkunft = PipewireVerzeichnis::Herkunft;
   switch (verbindung_->verzeichnis().herkunft(quelle_, strom_->knoten())) {
@@ -162,7 +178,7 @@ void PipewireAufsicht::pruefeHerkunft() {
       gepruefte_.insert(stromNummer_);
       break;
     case Herkunft::FALSCH:
-      // What waits in the ring may already be something else than the device.
+      // The blocks in the ring may already come from there: they are dropped.
       gepruefte_.erase(stromNummer_);
       grund_ = pipewireFehler(EXDEV, "die Aufnahme wurde mit einer unpassenden Quelle verbunden");
       strom_.reset();
@@ -172,7 +188,7 @@ void PipewireAufsicht::pruefeHerkunft() {
   }
 }
 
-// PipeWire's library may get its answer from another process, so it is given time.
+// PipeWire's library may have to ask another process for the priority, so it is given time.
 void PipewireAufsicht::pruefeVorrang(Zeitpunkt jetzt) {
   const pid_t faden = strom_->datenfaden();
   if (!begonnen_ || faden == 0 || faden == gepruefterFaden_ || jetzt - stromSeit_ < VORRANG_NACH) {
@@ -205,14 +221,11 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
   for (; hoechstens > 0; --hoechstens) {
     const auto eintrag = ring_.vorn();
     if (!eintrag) break;
+    // Streams are numbered in their order: no block of an earlier one is left.
     gepruefte_.erase(gepruefte_.begin(), gepruefte_.lower_bound(eintrag->strom));
-    if (!gepruefte_.contains(eintrag->strom)) {
-      // Not known yet where they come from: keep them until it is.
-      if (strom_ && eintrag->strom == stromNummer_) break;
-      ring_.raeumeVorn();
-      continue;
-    }
-    gib(*eintrag);
+    const bool geprueft = gepruefte_.contains(eintrag->strom);
+    if (!geprueft && strom_ && eintrag->strom == stromNummer_) break;  // may be verified yet
+    if (geprueft) gib(*eintrag);
     ring_.raeumeVorn();
   }
   if (!takt_.leer() && Uhr::now() - letzterBlock_ >= PAUSE) takt_.leere();

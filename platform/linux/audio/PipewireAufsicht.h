@@ -1,11 +1,14 @@
 // The supervision of one capture: what its thread does, step by step, from the connection to the
 // daemon to the block that reaches the listener.
 //
-// Every step looks at the whole and does what is due: connect, choose the device, make the stream
-// or take it down, hand blocks over (brought onto the host's clock, Hosttakt.h), report an
-// interruption. There are no states to get stuck
-// between: whatever the daemon, the session manager, the user and the devices do, in whatever
-// order, the next step starts from what is there now.
+// Every step looks at what is there and does what is due: connect, choose the device, make the
+// stream or take it down, hand blocks over (brought onto the host's clock, Hosttakt.h), report an
+// interruption. It follows no sequence of states, so whatever the daemon, the session manager, the
+// user and the devices do, in any order, cannot leave it stuck in one.
+//
+// It is not PipeWire's client that decides what a stream records: the session manager links it, and
+// any program may link it anew. So blocks wait in the ring until the graph shows that their stream
+// is linked to the right device. Then the stream is verified, and they are handed over.
 //
 // One thread; only `wecker` connects it with the others.
 #pragma once
@@ -54,7 +57,10 @@ class PipewireAufsicht {
   void verbinde(Zeitpunkt jetzt);
   void pruefe(Zeitpunkt jetzt);
   [[nodiscard]] std::optional<PipewireVerzeichnis::Knoten> ziel();
+  [[nodiscard]] bool auffrischenFaellig(Zeitpunkt jetzt);
   void pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
+  void beginneStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
+  void pruefeEnde();
   void pruefeHerkunft();
   void pruefeVorrang(Zeitpunkt jetzt);
   void pruefeStille(Zeitpunkt jetzt);
@@ -74,19 +80,19 @@ class PipewireAufsicht {
   Zeitpunkt verbundenSeit_{};
   std::optional<Zeitpunkt> verbindungsVersuch_;
   std::optional<Zeitpunkt> ohneZielSeit_;
-  std::optional<Zeitpunkt> antwortSeit_;  // when the daemon first told of all that is there
+  std::optional<Zeitpunkt> antwortSeit_;  // when the daemon first reported all that is there
   std::unique_ptr<PipewireStrom> strom_;
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
   Zeitpunkt stromSeit_{};
   std::uint64_t stromNummer_ = 0;
-  // Numbers of the streams whose blocks may be handed over: the present one once it is verified,
-  // and earlier ones of which blocks may still wait in the ring.
+  // Numbers of the verified streams: the present one, and earlier ones whose last blocks may still
+  // wait in the ring.
   std::set<std::uint64_t> gepruefte_;
   std::optional<Zeitpunkt> gefragt_;  // while silent: when the daemon last owed an answer
 
-  pid_t gepruefterFaden_ = 0;  // whose priority has been seen to
+  pid_t gepruefterFaden_ = 0;  // whose priority has been checked
 
-  std::optional<Fehler> grund_;  // what stands between us and the blocks
+  std::optional<Fehler> grund_;  // why no blocks come
   Zeitpunkt letzterBlock_{};
   bool begonnen_ = false;
   bool unterbrochen_ = false;

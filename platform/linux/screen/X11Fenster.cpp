@@ -41,8 +41,8 @@ const xcb_visualtype_t* suchVisual(const xcb_setup_t* setup, xcb_visualid_t id) 
   return nullptr;
 }
 
-// Whether the window's pixels lie in memory as blue, green, red and a byte without meaning, which
-// is what a BgrBild holds. Four bytes may as well be three times ten bits.
+// Whether the window's pixels lie in memory as in a BgrBild: blue, green, red and an unused byte.
+// Pixels of four bytes may also be three times ten bits.
 bool istBgr(const xcb_setup_t* setup, xcb_visualid_t visualId, std::uint8_t tiefe) {
   if (setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST || !vierBytesJePunkt(setup, tiefe)) {
     return false;
@@ -50,6 +50,11 @@ bool istBgr(const xcb_setup_t* setup, xcb_visualid_t visualId, std::uint8_t tief
   const xcb_visualtype_t* visual = suchVisual(setup, visualId);
   return visual != nullptr && visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 &&
          visual->blue_mask == 0xFF;
+}
+
+// Without the bit for events that another client has sent.
+std::uint8_t ereignisArt(const xcb_generic_event_t& ereignis) {
+  return ereignis.response_type & 0x7F;
 }
 
 }  // namespace
@@ -70,41 +75,54 @@ X11Fenster::X11Fenster(const X11Verbindung& verbindung, xcb_window_t id)
 X11Fenster::~X11Fenster() {
   xcb_connection_t* c = verbindung_.get();
   verwirfPixmap();
-  if (zerstoert_) return;  // with the window all of it has gone
-  // The events stay selected: the window that is recorded next may lie in the same frame, and this
-  // connection has one selection there for both. Events of other windows are passed over.
+  if (zerstoert_) return;  // the server has released everything with the window
+  // The events stay selected: a connection has one selection for each window, and the next window
+  // may lie in the same frame. ereignis() ignores those of other windows.
   xcb_damage_destroy(c, schaden_);
   xcb_composite_unredirect_window(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
   xcb_flush(c);
 }
 
 Ergebnis X11Fenster::beginne() {
+  // The events first: they report what happens after the state has been read.
+  Ergebnis ergebnis = fordereAn();
+  if (ergebnis.gelungen()) ergebnis = liesEigenschaften();
+  if (const auto verloren = verbindung_.verloren()) return *verloren;  // why everything failed
+  if (ergebnis.gelungen()) siehNach();
+  return ergebnis;
+}
+
+// Events, a pixmap of its own, and Damage.
+Ergebnis X11Fenster::fordereAn() {
   xcb_connection_t* c = verbindung_.get();
-  // The events first: what happens after the state has been read is told by them.
   const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
-  const xcb_void_cookie_t fragen[] = {
+  const xcb_void_cookie_t auftraege[] = {
       xcb_change_window_attributes_checked(c, id_, XCB_CW_EVENT_MASK, &ereignisse),
       xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
       xcb_damage_create_checked(c, schaden_, id_, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY),
   };
-  const auto namensFrage =
-      xcb_intern_atom(c, 0, static_cast<std::uint16_t>(SCHATTEN.size()), SCHATTEN.data());
-  const auto attributFrage = xcb_get_window_attributes(c, id_);
-  const auto masseFrage = xcb_get_geometry(c, id_);
   Ergebnis ergebnis;
-  for (const xcb_void_cookie_t frage : fragen) {
-    const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, frage));
+  for (const xcb_void_cookie_t auftrag : auftraege) {
+    const X11Antwort<xcb_generic_error_t> fehler(xcb_request_check(c, auftrag));
     if (fehler && ergebnis.gelungen()) {
       ergebnis = Fehler{"x11", fehler->error_code,
                         "das Fenster " + std::to_string(id_) + " kann nicht aufgenommen werden"};
     }
   }
+  return ergebnis;
+}
+
+// Fails if the window is gone, or its pixels are not ones that a BgrBild can hold.
+Ergebnis X11Fenster::liesEigenschaften() {
+  xcb_connection_t* c = verbindung_.get();
+  const auto namensFrage =
+      xcb_intern_atom(c, 0, static_cast<std::uint16_t>(SCHATTEN.size()), SCHATTEN.data());
+  const auto attributFrage = xcb_get_window_attributes(c, id_);
+  const auto masseFrage = xcb_get_geometry(c, id_);
+  const X11Antwort<xcb_intern_atom_reply_t> name(xcb_intern_atom_reply(c, namensFrage, nullptr));
   const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
       xcb_get_window_attributes_reply(c, attributFrage, nullptr));
   const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, masseFrage, nullptr));
-  const X11Antwort<xcb_intern_atom_reply_t> name(xcb_intern_atom_reply(c, namensFrage, nullptr));
-  if (const auto verloren = verbindung_.verloren()) return *verloren;
-  if (ergebnis.gescheitert()) return ergebnis;
   if (name) schattenName_ = name->atom;
   if (!attribute || !masse) {
     return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
@@ -115,52 +133,45 @@ Ergebnis X11Fenster::beginne() {
   }
   breite_ = masse->width;
   hoehe_ = masse->height;
-  siehNach();
   return {};
 }
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
-  const std::uint8_t art = ereignis.response_type & 0x7F;
-  const auto* erweiterung = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
-  if (art == erweiterung->first_event + XCB_DAMAGE_NOTIFY) {
+  const auto* damage = xcb_get_extension_data(verbindung_.get(), xcb_damage_id);
+  const std::uint8_t art = ereignisArt(ereignis);
+  if (art == damage->first_event + XCB_DAMAGE_NOTIFY) {
     merkeSchaden(ereignis);
-    return;
+  } else if (art == XCB_PROPERTY_NOTIFY) {
+    merkeEigenschaft(ereignis);
+  } else {
+    merkeLage(ereignis);
   }
-  if (art == XCB_PROPERTY_NOTIFY) {
-    const auto& meldung = reinterpret_cast<const xcb_property_notify_event_t&>(ereignis);
-    if (meldung.window == id_ && meldung.atom == schattenName_) {
-      liesSchatten();
-      beginneFlaeche();
-    }
-    return;
-  }
+}
+
+void X11Fenster::merkeEigenschaft(const xcb_generic_event_t& ereignis) {
+  const auto& meldung = reinterpret_cast<const xcb_property_notify_event_t&>(ereignis);
+  if (meldung.window != id_ || meldung.atom != schattenName_) return;
+  liesSchatten();
+  beginneFlaeche();
+}
+
+void X11Fenster::merkeLage(const xcb_generic_event_t& ereignis) {
   // The window that an event is about has the same place in all of these.
-  const auto& meldung = reinterpret_cast<const xcb_unmap_notify_event_t&>(ereignis);
-  const bool eigenes = meldung.window == id_;
-  if (!eigenes &&
-      std::find(vorfahren_.begin(), vorfahren_.end(), meldung.window) == vorfahren_.end()) {
+  const xcb_window_t von = reinterpret_cast<const xcb_unmap_notify_event_t&>(ereignis).window;
+  if (von != id_ && std::find(vorfahren_.begin(), vorfahren_.end(), von) == vorfahren_.end()) {
     return;
   }
-  switch (art) {
-    case XCB_CONFIGURE_NOTIFY: {
-      const auto& neu = reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis);
-      if (!eigenes || (neu.width == breite_ && neu.height == hoehe_)) {
-        // A window manager that is still placing the window makes the server fill it once more.
-        if (neu_) warteAufGemaltes();
-        return;
-      }
-      breite_ = neu.width;
-      hoehe_ = neu.height;
-      beginneFlaeche();
+  switch (ereignisArt(ereignis)) {
+    case XCB_CONFIGURE_NOTIFY:
+      merkeGroesse(reinterpret_cast<const xcb_configure_notify_event_t&>(ereignis));
       break;
-    }
     case XCB_MAP_NOTIFY:
     case XCB_UNMAP_NOTIFY:
     case XCB_REPARENT_NOTIFY:
       siehNach();
       break;
     case XCB_DESTROY_NOTIFY:
-      zerstoert_ = zerstoert_ || eigenes;
+      zerstoert_ = zerstoert_ || von == id_;
       verwirfPixmap();
       break;
     default:
@@ -168,7 +179,19 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   }
 }
 
-// What the server fills a new surface with is Damage, too, but was there before it was asked for.
+void X11Fenster::merkeGroesse(const xcb_configure_notify_event_t& ereignis) {
+  const bool andere = ereignis.width != breite_ || ereignis.height != hoehe_;
+  if (ereignis.window == id_ && andere) {
+    breite_ = ereignis.width;
+    hoehe_ = ereignis.height;
+    beginneFlaeche();
+  } else if (neu_) {
+    // A window manager that is still placing the window makes the server fill it once more.
+    warteAufGemaltes();
+  }
+}
+
+// The server's own filling of a new surface is Damage, too; its sequence is before gemaltAb_.
 void X11Fenster::merkeSchaden(const xcb_generic_event_t& ereignis) {
   if (reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis).damage != schaden_) return;
   veraendert_ = true;
@@ -219,7 +242,7 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   const X11Antwort<xcb_get_geometry_reply_t> fenster(
       xcb_get_geometry_reply(c, fensterFrage, nullptr));
   const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, pixmapFrage, nullptr));
-  // It was unmapped, and the event that says so is on its way.
+  // It was unmapped, and the event of that is on its way.
   if (fehler || !fenster || !masse) return quelle_;
   quelle_.pixmap = pixmap;
   const int rand = fenster->border_width;
@@ -238,8 +261,8 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
 
 void X11Fenster::siehNach() {
   xcb_connection_t* c = verbindung_.get();
-  // Each window's events before its parent is asked for, and all of them before the state: what
-  // changes in between is told and looked at again.
+  // Select a window's events before asking for its parent, and all of them before asking for the
+  // state: what changes in between is then reported and looked at again.
   const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
   vorfahren_.clear();
   for (xcb_window_t fenster = id_;;) {
@@ -254,7 +277,7 @@ void X11Fenster::siehNach() {
       xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, id_), nullptr));
   const bool warSichtbar =
       std::exchange(sichtbar_, attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE);
-  if (!warSichtbar) neu_ = false;  // what waited was never to be seen
+  if (!warSichtbar) neu_ = false;  // its pixels were never to be seen
   liesSchatten();
   beginneFlaeche();
 }

@@ -1,19 +1,18 @@
-// The recorded window, as it is known to the server.
+// The recorded window, as the server knows it.
 //
-// Redirected (Composite), so that its pixels exist whole wherever it is covered or off the screen;
-// the frame of the window manager stays out of the picture. The pixels are read from a pixmap that
-// is named for the window. A name holds for one pixmap only, and the window gets a new one with
-// each size and each time it is mapped; the old one stays readable with its old content, without an
-// error. So it is named again after such an event, when the next picture is due. The window is
-// unmapped, too, when the frame that holds it is (or what holds the frame), of which it is told
-// nothing: so the events of all its ancestors are listened to.
+// It is redirected (Composite): its pixels then lie in a pixmap of their own, complete even if it
+// is covered or off the screen, and without the window manager's frame.
 //
-// A new pixmap is empty at first: the program behind the window has yet to draw it, and draws again
-// what was covered before the redirection. So after such a change the next picture waits for what
-// is drawn then, or for a while in which nothing is.
+// The server replaces that pixmap with each new size and each time the window is mapped. The old
+// one stays readable without an error, with its old content. So after such an event we ask for the
+// present pixmap before the next picture is read. A window also loses its pixels if its frame, or
+// what holds the frame, is unmapped; it gets no event of that, so we listen to all its ancestors.
 //
-// Damage tells that something was drawn: one event, then silence until nimmVeraendert() arms it
-// anew.
+// A new pixmap is empty until the program behind the window draws into it. So the next picture
+// waits for that drawing, but not for long: some programs draw nothing.
+//
+// Damage reports that something was drawn: one event, then none until nimmVeraendert() asks for the
+// next.
 //
 // The thread of the connection.
 #pragma once
@@ -45,8 +44,8 @@ class X11Fenster {
     int hoehe = 0;
   };
 
-  // Null, and `fehler` filled, where the window cannot be recorded. Composite and Damage must have
-  // been greeted.
+  // Null, with the reason in `fehler`, if the window cannot be recorded. The versions of Composite
+  // and Damage must have been agreed with the server.
   [[nodiscard]] static std::unique_ptr<X11Fenster> neu(const X11Verbindung& verbindung,
                                                        xcb_window_t id, Fehler& fehler);
   ~X11Fenster();
@@ -70,12 +69,11 @@ class X11Fenster {
   [[nodiscard]] Uhr::time_point bereitAb() const { return bereitAb_; }
   // To be called before a picture is asked for: what is drawn from then on counts as a new change.
   void nimmVeraendert();
-  // Where its pixels are; without a pixmap where there are none just now.
+  // Where its pixels are; without a pixmap if it has none at present.
   [[nodiscard]] const Quelle& quelle();
-  // Nothing could be read from there: names it again for the next picture, which is due.
+  // Forgets the pixmap; quelle() will ask for the present one. A picture is due.
   void verwirfPixmap();
-  // Takes nothing that is known of it for granted any more: asks for its ancestors and whether it
-  // is visible, and names its pixels again.
+  // Discards what is known of the window: its ancestors, whether it is visible, its pixmap.
   void siehNach();
 
  private:
@@ -89,7 +87,12 @@ class X11Fenster {
   };
 
   [[nodiscard]] Ergebnis beginne();
+  [[nodiscard]] Ergebnis fordereAn();
+  [[nodiscard]] Ergebnis liesEigenschaften();
   void merkeSchaden(const xcb_generic_event_t& ereignis);
+  void merkeEigenschaft(const xcb_generic_event_t& ereignis);
+  void merkeLage(const xcb_generic_event_t& ereignis);
+  void merkeGroesse(const xcb_configure_notify_event_t& ereignis);
   void liesSchatten();
   void beginneFlaeche();
   void warteAufGemaltes();
@@ -102,10 +105,10 @@ class X11Fenster {
   Schatten schatten_;
   Quelle quelle_;
   Uhr::time_point bereitAb_{};
-  Uhr::time_point neuSeit_{};   // since when the pixels are new, while they are
-  bool neu_ = false;            // no picture has shown them
+  bool neu_ = false;            // no picture has shown these pixels yet
+  Uhr::time_point neuSeit_{};   // since when, if neu_
   std::uint32_t gemaltAb_ = 0;  // the request after which Damage is the program's drawing
-  int breite_ = 0;              // as the last event told, to tell a new size from a mere move
+  int breite_ = 0;              // as of the last event, to distinguish a new size from a mere move
   int hoehe_ = 0;
   bool sichtbar_ = false;
   bool zerstoert_ = false;

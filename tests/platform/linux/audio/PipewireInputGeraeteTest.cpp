@@ -39,7 +39,9 @@ bool still(const Hoerer::Block& block) {
 // that there is no sound for the second after which one is reported.
 void keineUnterbrechungOhneLuecke(const Stand& stand) {
   EXPECT_EQ(stand.ereignisse.size() % 2, 0U);
-  if (!stand.ereignisse.empty()) EXPECT_GT(stand.groessteAbweichung(), 0.9);
+  if (!stand.ereignisse.empty()) {
+    EXPECT_GT(stand.groessteAbweichung(), 0.9);
+  }
 }
 
 class PipewireInputGeraete : public testing::Test {
