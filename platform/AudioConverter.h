@@ -19,9 +19,9 @@
 
 namespace hallkorb {
 
-// What became of a block. One that is lost without an error is no news: there was no memory for it,
-// or it did not fit; the timeline shows its hole. An error is what the converter itself reports,
-// and worth a line.
+// What became of a block. A block that is lost without an error is not reported: there was no
+// memory for it, or it did not fit, and the timeline shows the hole. An error is what the converter
+// itself reports, and is worth a line.
 struct Umwandlung {
   bool gelungen = true;
   std::optional<Fehler> fehler;

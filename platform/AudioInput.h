@@ -8,9 +8,8 @@
 //   listener does not take in time is buffered for some seconds, then lost and reported.
 // - stop() may come at any time from any thread but the capture's own, also during start(), which
 //   then returns with an error at once. What was captured before the call is handed over before it
-//   returns; after that the listener is not called any more. It is final and may be repeated.
-//   What the platform reports about the end of its capture is returned; the input is off all the
-//   same.
+//   returns; after that the listener is not called any more. It is final and may be repeated. It
+//   returns what the platform reports about the end of its capture; the input is off in any case.
 // - If a source goes away during the recording, the input itself keeps trying to get it back, and
 //   reports both the loss and the return to the listener. The block times show what was missed. A
 //   move to another device or format is such a case if the platform ends the capture for it
@@ -35,7 +34,8 @@ class AudioInputListener {
   virtual void fortgesetzt() = 0;
   // Blocks were lost because the listener was too slow; how many since the last call.
   virtual void verloren(std::uint64_t bloecke) = 0;
-  // The capture runs, but something of the computer may cost it blocks; told once for all inputs.
+  // The capture runs, but something about the computer may cost it blocks; reported once for all
+  // inputs.
   virtual void hinweis(const Fehler& fehler) = 0;
 
  protected:

@@ -1,4 +1,4 @@
-// Waiting no longer than a while for work that may hang.
+// A limited wait for work that may hang.
 //
 // Calls into a screen server or a capture service return when it answers, and a stuck one never
 // does. A call cannot be cancelled from outside, but its caller can go on without it.

@@ -1,9 +1,7 @@
-// Where work runs that is not the main thread's (concurrent tasks and serial queues), and how it
-// sleeps.
+// Where work runs off the main thread (concurrent tasks and serial queues), and how it sleeps.
 //
-// It stands behind an interface for one reason: on a simulated platform the same recorder runs on
-// one thread, in an order that the test decides, so that a race of the real world becomes a case
-// that can be repeated.
+// It is an interface for one reason: on a simulated platform the same recorder runs on one thread,
+// in an order that the test decides, so that a race becomes a case that can be repeated.
 #pragma once
 
 #include <functional>

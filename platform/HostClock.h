@@ -1,7 +1,7 @@
 // The host clock: the one clock of all block times, of the recording's zero time and of the video.
 //
-// Both channels and the video belong together only if their times come from one clock that no one
-// sets: the wall clock jumps, so it serves only for what people read: when the recording began, and
+// Both channels and the video belong together only if their times come from one clock that nobody
+// sets. The wall clock jumps, so it serves only for what people read: when the recording began, and
 // how long each source was on the picture.
 //
 // Any thread.

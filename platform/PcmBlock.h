@@ -20,7 +20,7 @@ struct PcmFormat {
   std::uint32_t channels = 0;  //
   bool interleaved = true;     // frames one after another, or channels one after another
   // The platform's own numbers for the device's sample type and for its channel layout; 0 if it has
-  // only one. The samples of a block do not depend on them: a change shows another device.
+  // only one. The samples do not depend on them; a change means that the device is another one.
   std::uint32_t samples = 0;
   std::uint32_t layout = 0;
 
@@ -36,8 +36,8 @@ struct PcmBlock {
   std::uint32_t frames = 0;
   // frames * channels samples: interleaved frame by frame, otherwise channel by channel.
   std::span<const float> samples;
-  // Capture time of the first frame in seconds on the clock of hostSekunden(); absent when the
-  // device gave no usable time.
+  // Capture time of the first frame in seconds on the clock of hostSekunden(); absent if the device
+  // gave no usable time.
   std::optional<double> hostTime;
 
   // The captured duration in seconds.

@@ -28,9 +28,8 @@ class Plattform : public AudioConverterFactory, public VideoWriterFactory {
   [[nodiscard]] virtual std::unique_ptr<AudioInput> mikrofon() = 0;
   // What the computer plays on its default output; 48000 Hz stereo is asked for.
   [[nodiscard]] virtual std::unique_ptr<AudioInput> systemAudio() = 0;
-  // The screen's windows, whether or not a screen is there: that is found by asking it for them,
-  // each time anew. Never null, and returned at once. It may outlive this object, because a pending
-  // query may.
+  // The screen's windows. Never null, and returned at once, even without a screen: each query finds
+  // out anew whether there is one. May outlive this object, because a pending query may.
   [[nodiscard]] virtual std::unique_ptr<ScreenCapture> screenCapture() = 0;
 };
 

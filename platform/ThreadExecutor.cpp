@@ -81,7 +81,7 @@ class ThreadQueue final : public SerialQueue {
       arbeiten_.pop_front();
       halter.unlock();
       arbeit();
-      arbeit = nullptr;  // what it holds goes before sync() returns, and not under the lock
+      arbeit = nullptr;  // release what it holds before sync() returns, and not under the lock
       halter.lock();
       ++erledigt_;
       erledigtes_.notify_all();
@@ -102,7 +102,7 @@ class ThreadSchlaf final : public Schlaf {
  public:
   bool warte(double sekunden) override {
     std::unique_lock halter(lock_);
-    // No clock counts further than some centuries.
+    // No clock counts beyond a few centuries.
     const std::chrono::duration<double> dauer(std::min(std::max(0.0, sekunden), 1e9));
     const auto bis = std::chrono::steady_clock::now() +
                      std::chrono::duration_cast<std::chrono::steady_clock::duration>(dauer);

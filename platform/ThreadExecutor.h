@@ -1,8 +1,8 @@
 // The executor of the real world: a thread for each serial queue and each task.
 //
-// Threads and not a pool: a recording has a handful of them, each with long or blocking work (file
-// writes, the wait for a device), and work on one queue must never wait for a thread that another
-// one holds.
+// Not a pool: a recording has a handful of threads, each with long or blocking work (file writes,
+// the wait for a device), and work on one queue must never wait for a thread that another one
+// holds.
 //
 // An exception that leaves a work item ends the process, as one that leaves a thread does.
 #pragma once

@@ -41,7 +41,8 @@ class VideoWriter {
   // Takes a picture; times must increase. False if it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
   // Finishes the file; the last picture lasts until `ende`. Blocks until all of it has been handed
-  // to the system, which brings it to the disk when it likes. Returns whether the file is complete.
+  // to the system, which writes it to the disk in its own time. Returns whether the file is
+  // complete.
   [[nodiscard]] virtual bool schliesseAb(double ende) = 0;
   // What failed; absent if nothing has.
   [[nodiscard]] virtual std::optional<Fehler> fehler() const = 0;

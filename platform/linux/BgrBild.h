@@ -1,5 +1,5 @@
-// A picture of a window as the X server gives it: rows of pixels of four bytes, blue, green, red
-// and one that means nothing.
+// A picture of a window as the X server gives it: rows of pixels of four bytes: blue, green, red
+// and an unused one.
 //
 // What X11ScreenCapture hands over and H264Schreiber takes. Refers to memory of the stream; valid
 // only during the call that hands it over.

@@ -1,10 +1,10 @@
 // Libraries that are loaded when they are first needed, not with the program.
 //
 // The dynamic linker maps and relocates every library that a program is linked with before the
-// program's first instruction, and until then a signal ends the process as if it had no wish of its
-// own. Linked with all that a recording uses, that took 3 ms on an idle computer and up to 25 ms on
-// a busy one; with the C library alone it is a fifth of that. A computer that lacks one of the
-// libraries also gets a reason in words, and runs what needs no such library.
+// program's first instruction, and until then a signal ends the process by its default action.
+// Linked with all that a recording uses, that took 3 ms on an idle computer and up to 25 ms on a
+// busy one; with the C library alone it is a fifth of that. If a library is missing, the program
+// can also say so, and still run what does not need it.
 //
 // A header that stands before such a library (Avutil.h, audio/Pipewire.h, screen/Xcb.h, ...) lists
 // the functions in use and declares for each a pointer of the same name in `namespace hallkorb`,
@@ -40,7 +40,7 @@ class Bibliothek {
     if (zeiger == nullptr) vollstaendig_ = false;
   }
 
-  // Fails, in the given domain, if the library or something that was sought in it is not there.
+  // Fails, in the given domain, if the library or one of its functions was not found.
   [[nodiscard]] Ergebnis ergebnis(const char* domain) const {
     if (vollstaendig_ && griff_ != nullptr) return {};
     std::string was = " ist eine andere als beim Bau";
@@ -60,8 +60,8 @@ class Bibliothek {
 
 }  // namespace hallkorb
 
-// For lists of functions: declares, defines and finds one of them. The last wants a `bibliothek`.
-// NOLINTBEGIN(bugprone-macro-parentheses): a declared name takes none
+// For lists of functions: declares, defines and finds one of them. The last needs a variable
+// `bibliothek`. NOLINTBEGIN(bugprone-macro-parentheses): a declared name takes none
 #define HALLKORB_DEKLARIERE(name) extern decltype(&::name) name;
 #define HALLKORB_DEFINIERE(name) decltype(&::name) name = nullptr;
 #define HALLKORB_FINDE(name) bibliothek.finde(#name, name);

@@ -24,10 +24,10 @@ class Deskriptor {
     if (fd_ >= 0) ::close(fd_);
   }
 
-  // The descriptor, -1 when there is none.
+  // The descriptor, or -1.
   [[nodiscard]] int fd() const { return fd_; }
-  // Closes it now; the error number, 0 when it went well. It is gone in either case. Some file
-  // systems tell only here that what was written has not arrived.
+  // Closes it now; returns the error number or 0. It is gone in either case. Some file systems
+  // report a failed write only here.
   int schliesse() {
     const int fd = std::exchange(fd_, -1);
     return fd < 0 || ::close(fd) == 0 ? 0 : errno;

@@ -10,10 +10,10 @@
 namespace hallkorb {
 
 LinuxPlattform::LinuxPlattform() {
-  // PipeWire's library logs to standard error, where each line is to be ours, as much as its
-  // version and the user's configuration want. Whoever looks for a fault of it asks for the log;
-  // otherwise level and file are set, since from 1.4 on the configuration's level comes after the
-  // environment's. Here, because no other thread may read the environment meanwhile.
+  // PipeWire's library logs to standard error, whose lines must all be ours. So its log is off
+  // unless the user asks for it in the environment. Both level and file are set, since from 1.4 on
+  // a level in the user's configuration overrides the environment's. It is done here because no
+  // other thread may read the environment meanwhile.
   if (std::getenv("PIPEWIRE_DEBUG") != nullptr) return;
   ::setenv("PIPEWIRE_DEBUG", "0", 0);
   ::setenv("PIPEWIRE_LOG", "/dev/null", 0);

@@ -1,11 +1,12 @@
-// The run loop on Linux: signals, the host's going and posted work, all as events of one poll(2).
+// The run loop on Linux: signals, the host's disconnection and posted work, all as events of one
+// poll(2).
 //
 // Signals arrive by signalfd(2), so no code of ours ever runs in a signal handler. For that they
 // are blocked, which is inherited by the threads that the caller starts: the run loop must know its
 // signals before there are other threads, or the kernel could end the process through one of those.
 // Signals that have been blocked earlier and are pending by then are not lost.
 //
-// Equal signals that come faster than they are handled arrive as one; the kernel keeps them so.
+// Equal signals that come faster than they are handled arrive as one: the kernel keeps no count.
 //
 // Threads as in RunLoop.h.
 #pragma once
@@ -31,7 +32,7 @@ class LinuxRunLoop final : public RunLoop {
 
   void aufSignal(int nummer, Handler handler) override;
   // A Unix socket's reader that has only closed its own sending side still reads and does not count
-  // as gone; with other sockets the two cannot be told apart and both count.
+  // as gone; with other sockets the two look the same, and both count.
   void aufLeserWeg(int deskriptor, Handler handler) override;
   void post(Handler handler) override;
   int run() override;
@@ -40,7 +41,7 @@ class LinuxRunLoop final : public RunLoop {
  private:
   struct Leser {
     int deskriptor = -1;
-    short ereignisse = 0;  // what poll is asked for beside errors and hang-ups
+    short ereignisse = 0;  // requested of poll, besides errors and hang-ups
     Handler handler;
   };
 

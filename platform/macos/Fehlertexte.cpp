@@ -17,7 +17,7 @@ struct Text {
   const char* text;
 };
 
-// The pane has the one name up to macOS 14 and the other from macOS 15 on.
+// The pane was renamed in macOS 15.
 constexpr std::array SCREEN_CAPTURE_TEXTE{
     Text{USER_DECLINED,
          "Aufnahme von Bildschirm und Systemton nicht erlaubt; in den Systemeinstellungen unter "

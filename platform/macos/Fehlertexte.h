@@ -2,8 +2,8 @@
 //
 // Permissions on macOS belong to the application that started this program (or to the terminal it
 // was started from), so the texts speak of "the app that starts the recording" and not of this
-// program. The system's own descriptions, in the user's language, stay as they are where nobody can
-// do anything.
+// program. The system's own descriptions, in the user's language, stay as they are if the user can
+// do nothing about the error.
 //
 // Pure functions, any thread.
 #pragma once
@@ -15,7 +15,7 @@
 
 namespace hallkorb {
 
-// The domains of the errors that mean something here, called after the system's names for them.
+// The error domains that matter here, by the system's names for them.
 inline constexpr const char* SCREEN_CAPTURE_DOMAIN = "SCStreamErrorDomain";
 inline constexpr const char* MIKROFON_DOMAIN = "AVAuthorizationStatus";
 
@@ -27,18 +27,19 @@ enum class Erlaubnis : std::int64_t {
   erteilt = 3
 };
 
-// What a permission for the microphone that is not (yet) given means; the code is its number.
+// The error for a microphone that is not, or not yet, permitted; the code is the permission's
+// number.
 [[nodiscard]] Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis);
 
-// What is to be captured is not there, or not any more.
+// What is to be captured is not there, or no longer.
 [[nodiscard]] Fehler keinDisplay();
 [[nodiscard]] Fehler fensterVerschwunden();
 
-// The error with a description that helps, where there is one; otherwise as it is.
+// The error with a description that helps, if there is one; otherwise as it is.
 [[nodiscard]] Fehler erklaert(Fehler fehler);
 
-// Whether the user has said no, by a permission or by ending the capture in the menu bar: then
-// trying again would only ask again.
+// Whether the user has refused, by a permission or by ending the capture in the menu bar: a retry
+// would only ask again.
 [[nodiscard]] bool istEntscheidungDesNutzers(const Fehler& fehler);
 
 }  // namespace hallkorb

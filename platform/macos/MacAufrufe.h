@@ -1,5 +1,4 @@
-// Where the calls into the system's frameworks are made: the objects behind the interfaces of
-// calls.
+// Makes the objects that call into the system's frameworks, behind the interfaces *Aufrufe.
 //
 // The only header between the two halves of the backend. Everything behind it is Objective-C++ and
 // compiled with automatic reference counting; nothing before it knows an Objective-C type.
@@ -20,7 +19,7 @@ namespace hallkorb {
 [[nodiscard]] std::shared_ptr<SckAufrufe> screenCaptureKit();
 // AVAssetWriter.
 [[nodiscard]] std::unique_ptr<SchreiberAufrufe> avAssetWriter();
-// AVAudioConverter, from mono at `von` to mono at `nach` Hz; null where the system has none.
+// AVAudioConverter, from mono at `von` to mono at `nach` Hz; null if the system has none.
 [[nodiscard]] std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach);
 
 }  // namespace hallkorb

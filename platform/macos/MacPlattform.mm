@@ -18,8 +18,8 @@
 
 namespace hallkorb {
 
-// A process without windows is put to rest by the system when it seems idle, and the computer with
-// it; both would tear holes into the recording.
+// The system suspends a process without windows that seems idle, and lets the computer sleep; both
+// would tear holes in the recording.
 class MacPlattform::Wachhaltung {
  public:
   // On the main thread, which has no pool before its run loop begins.

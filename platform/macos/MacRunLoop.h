@@ -3,8 +3,8 @@
 //
 // Signals come by dispatch signal sources, which watch from aufSignal() on and pass them to the
 // main queue; the default action is set to ignore once the source watches. So one that comes before
-// run() is kept, none is handled twice, and none ends the process. A reader's going is told by the
-// kernel's event queue, without anything being written.
+// run() is kept, none is handled twice, and none ends the process. The kernel's event queue reports
+// that a reader is gone, without anything being written.
 //
 // Equal signals that come faster than they are handled arrive as one.
 //

@@ -37,7 +37,7 @@ struct MacRunLoop::Innen {
     }
   }
 
-  // Lets the source run, until the loop is gone. Its handler may know this weakly only.
+  // Lets the source run until the loop is gone. Its handler may hold the loop only weakly.
   void auf(dispatch_source_t quelle, void (^handler)(void)) {
     dispatch_source_set_event_handler(quelle, handler);
     dispatch_resume(quelle);
@@ -59,7 +59,8 @@ MacRunLoop::~MacRunLoop() {
     dispatch_source_cancel(quelle);
 }
 
-// The default action goes only when the source watches: in between, a signal would reach nobody.
+// The default action is switched off only once the source watches: in between, a signal would reach
+// nobody.
 void MacRunLoop::aufSignal(int nummer, Handler handler) {
   dispatch_source_t quelle = dispatch_source_create(
       DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0, innen_->signale);
@@ -77,9 +78,9 @@ void MacRunLoop::aufSignal(int nummer, Handler handler) {
   std::signal(nummer, SIG_IGN);
 }
 
-// The event queue tells of a reader's going as the end of file on the writing side. Its write
-// filter would also tell of room in the pipe, again and again; cleared after each look it does so
-// only when the reader has taken something.
+// The event queue reports a reader that is gone as the end of file on the writing side. Its write
+// filter also reports room in the pipe, again and again; cleared after each report, it does so only
+// when the reader has taken something.
 void MacRunLoop::aufLeserWeg(int deskriptor, Handler handler) {
   struct stat art{};
   if (fstat(deskriptor, &art) != 0 || S_ISREG(art.st_mode)) return;
@@ -129,7 +130,7 @@ int MacRunLoop::run() {
   }
 }
 
-// The stop is given from within the loop: one that came before its next round would be lost.
+// The stop is issued from within the loop: one issued before its next round would be lost.
 void MacRunLoop::quit(int status) {
   {
     const std::lock_guard halter(innen_->lock);

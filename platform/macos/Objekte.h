@@ -1,4 +1,4 @@
-// Small translations that all files of calls share: texts, errors, exceptions.
+// Conversions that all files of calls share: texts, errors, exceptions.
 //
 // Objective-C++ only.
 #pragma once
@@ -15,15 +15,15 @@
 
 namespace hallkorb {
 
-// A copy of the text; empty where there is none. The system's own pointer dies with its pool.
+// A copy of the text; empty if there is none. The system's own pointer dies with its pool.
 [[nodiscard]] std::string text(NSString* _Nullable text);
 
 // The error, with the description that the system gives in the user's language.
 [[nodiscard]] Fehler fehlerAus(NSError* _Nullable error);
 [[nodiscard]] Ergebnis ergebnisAus(NSError* _Nullable error);
 
-// Runs `aufruf`, whose exception, if it raises one, comes back as an error. Calls into the audio
-// and video frameworks raise where others return an error.
+// Runs `aufruf` and returns its exception, if it raises one, as an error. The audio and video
+// frameworks raise exceptions in cases in which other calls return errors.
 template <class Aufruf>
 [[nodiscard]] Ergebnis ohneAusnahme(Aufruf aufruf) {
   @try {

@@ -1,5 +1,5 @@
-// Where the operations on one device wait: for answers of asynchronous calls, for events, for the
-// stop.
+// The place at which the operations on one device wait: for answers of asynchronous calls, for
+// events, for the stop.
 //
 // The capture services answer on queues of their own, sometimes late and sometimes never, and a
 // stop may come in the middle. So whatever is waited for is kept behind one lock, every wait has a
@@ -36,7 +36,7 @@ class Wartestelle {
   Wartestelle(const Wartestelle&) = delete;
   Wartestelle& operator=(const Wartestelle&) = delete;
 
-  // Ends all waits that may be aborted, those to come too.
+  // Ends all waits that may be aborted, present and future ones.
   void brichAb() {
     aendere([this] { abgebrochen_ = true; });
   }
@@ -55,8 +55,8 @@ class Wartestelle {
     neues_.notify_all();
   }
 
-  // Waits until `fertig`, which runs under the lock, until `frist`, or for the abort. Returns what
-  // `fertig` says last.
+  // Waits until `fertig`, which runs under the lock, returns true, until `frist`, or until the
+  // abort. Returns the last result of `fertig`.
   template <class Fertig>
   bool warte(Frist frist, Fertig fertig, Abbrechbar abbrechbar = Abbrechbar::ja) {
     std::unique_lock halter(lock_);
@@ -68,7 +68,8 @@ class Wartestelle {
   }
 
  protected:
-  // Sleeps until something is new, or until `frist`; then false. Tests let the time pass otherwise.
+  // Sleeps until something has changed, or until `frist`; then false. Tests replace it to control
+  // the time.
   virtual bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) {
     return neues_.wait_until(halter, frist) == std::cv_status::no_timeout;
   }
@@ -79,15 +80,15 @@ class Wartestelle {
   bool abgebrochen_ = false;
 };
 
-// The answer of one asynchronous call. The first one counts; one that comes when nobody waits any
-// more falls into a state that it keeps alive itself.
+// The answer of one asynchronous call. The first one counts. One that comes when nobody waits any
+// more is kept in a state that the call itself keeps alive.
 template <class Wert>
 class Antwort {
  public:
   explicit Antwort(std::shared_ptr<Wartestelle> stelle)
       : zustand_(std::make_shared<Zustand>(Zustand{std::move(stelle), std::nullopt})) {}
 
-  // What the asynchronous call is given; any thread.
+  // To be passed to the asynchronous call; any thread.
   [[nodiscard]] std::function<void(Wert)> empfang() const {
     return [zustand = zustand_](Wert wert) {
       zustand->stelle->aendere([&] {
@@ -96,7 +97,7 @@ class Antwort {
     };
   }
 
-  // The answer, or nothing where it did not come in time.
+  // The answer; nullopt if it did not come in time.
   [[nodiscard]] std::optional<Wert> warte(Wartestelle::Frist frist,
                                           Abbrechbar abbrechbar = Abbrechbar::ja) {
     std::optional<Wert> wert;
@@ -124,7 +125,7 @@ class Antwort {
   return {"posix", ETIMEDOUT, wer + " antwortet nicht"};
 }
 
-// For calls that answer with an error or with nothing.
+// For calls that answer with an error or with none.
 [[nodiscard]] inline Ergebnis warteAuf(Antwort<Ergebnis>& antwort, const Wartestelle& stelle,
                                        Wartestelle::Frist frist, const std::string& wer) {
   if (std::optional<Ergebnis> wert = antwort.warte(frist)) return std::move(*wert);

@@ -41,7 +41,7 @@ void Gleichlauf::beginne(double zeit) {
   zeit_ = zeit;
 }
 
-// Sound was lost: what came before it is given on, and the place moves.
+// Sound was lost: hand on what came before, then move to the new place.
 void Gleichlauf::spuele(double sprung) {
   if (regler_.greiftEin()) {
     werte_.nimmEnde();

@@ -6,7 +6,7 @@
 namespace hallkorb {
 namespace {
 
-// Room for what waits, in frames: the longest blocks in use, and what the patience comes to.
+// Room for what waits, in frames: the longest blocks in use, and as much as GEDULD lasts.
 std::size_t wartendeFrames(double rate) {
   return (Stempelfilter::MINDESTENS + 2) * Gleichlauf::STUECK +
          static_cast<std::size_t>(rate * 2 * Stempelfilter::GEDULD);
@@ -22,7 +22,7 @@ bool vollstaendig(const PcmBlock& block) {
 Hosttakt::Hosttakt(Weiter weiter) : weiter_(std::move(weiter)), gleichlauf_(weiter_) {}
 
 void Hosttakt::nimm(const PcmBlock& block) {
-  if (!vollstaendig(block)) {  // the chain's to judge
+  if (!vollstaendig(block)) {  // judged further down the chain
     leere();
     weiter_(block);
     return;
@@ -36,7 +36,7 @@ void Hosttakt::nimm(const PcmBlock& block) {
   }
   filter_.nimm(block.hostTime, block.dauer());
   if (anzahl_ == 0) {
-    // Nothing waits before it. One for which there would be no room cannot wait either.
+    // Nothing waits before it, and a block without room cannot wait either.
     const bool alles = !hatPlatz(block);
     if (const auto ort = filter_.naechster(alles)) {
       gleichlauf_.nimm(block, *ort);
@@ -79,7 +79,7 @@ void Hosttakt::behalte(const PcmBlock& block) {
   ende_ += block.samples.size();
 }
 
-// Gives on, from the front, what is decided.
+// Hands on, from the front, what is decided.
 void Hosttakt::loese(bool alles) {
   while (anzahl_ > 0) {
     const auto ort = filter_.naechster(alles);

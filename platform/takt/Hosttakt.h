@@ -1,14 +1,14 @@
 // Captured blocks on their way from a device to a channel, brought onto the host's clock: true
-// times instead of stamps (Stempelfilter.h), and a rate without drift (Gleichlauf.h). What it gives
-// on leaves a timeline nothing to correct but sound that was really lost.
+// times instead of stamps (Stempelfilter.h), and a rate without drift (Gleichlauf.h). The timeline
+// behind it has nothing left to correct but sound that was really lost.
 //
 // It belongs to the platform, between the device's thread and the listener: what lies behind the
 // seam sees blocks of a perfect device. The host's clock itself stays what it is, so the recording
 // stays in step with the wall clock and with the pictures.
 //
-// A block goes on at once, uncopied, unless its place isn't known yet: the first 0.15 s of a
-// stream, and blocks whose stamp is late. Those are kept, up to 0.15 s of sound and three blocks,
-// and given on in their order. The owner says when no more is to be expected (leere()), so that
+// A block goes on at once, uncopied, unless its place is not known yet: in the first 0.15 s of a
+// stream, or if its stamp is late. Such blocks are kept, up to 0.15 s of sound and three blocks,
+// and handed on in their order. The owner says when no more is to be expected (leere()), so that
 // nothing is left behind: at the stop, when the source goes away, and when no block has come for a
 // while. A change of the format is noticed here.
 //
@@ -35,7 +35,7 @@ class Hosttakt {
 
   // The next captured block.
   void nimm(const PcmBlock& block);
-  // The stream has ended or pauses: gives on all that is held. The next block begins another
+  // The stream has ended or pauses: hands on all that is held. The next block begins another
   // stream.
   void leere();
   // Whether leere() would have to do anything.

@@ -49,7 +49,7 @@ std::optional<Stempelfilter::Ort> Stempelfilter::naechster(bool alles) {
   position_ += front.dauer;
   wartendDauer_ -= front.dauer;
   vorn_ = (vorn_ + 1) % HOECHSTENS;
-  if (--anzahl_ == 0) wartendDauer_ = 0.0;  // no rounding is carried on
+  if (--anzahl_ == 0) wartendDauer_ = 0.0;  // so that no rounding adds up
   return ort;
 }
 

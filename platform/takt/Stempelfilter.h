@@ -1,4 +1,4 @@
-// Which of the times that a device's blocks bear are true.
+// Decides which of the time stamps of a device's blocks are true.
 //
 // A block's stamp says when its first frame was captured. Stamps waver by fractions of a
 // millisecond, and under load some are false: a client that wakes late reads the clock of the cycle
@@ -6,12 +6,13 @@
 // really lost makes stamps late as well, and for good. A timeline that believes every stamp inserts
 // silence and drops sound again for each false one; one that believes none misses the losses.
 //
-// What tells them apart is the future: a block's deviation is its stamp less the duration of all
-// blocks before it. Blocks within TOLERANZ of the stream's level are in place and decided at once.
-// One that is later waits, up to GEDULD and for MINDESTENS blocks: if one of those that follow is
-// in place, nothing can be missing before it and the stamp was false; otherwise sound was lost, and
-// this is the first block after it. Stamps are never early by mistake, so an early one is accepted
-// at once. For the same reason a stream begins at the smallest deviation of its first blocks.
+// Only the blocks that follow tell the two apart. A block's deviation is its stamp less the
+// duration of all blocks before it. Blocks within TOLERANZ of the stream's level are in place and
+// decided at once. One that is later waits, up to GEDULD and for MINDESTENS blocks: if one of those
+// that follow is in place, nothing can be missing before it and the stamp was false; otherwise
+// sound was lost, and this is the first block after it. Stamps are never early by mistake, so an
+// early one is accepted at once. For the same reason a stream begins at the smallest deviation of
+// its first blocks.
 //
 // Times are seconds on the clock of hostSekunden(). One thread at a time; no lock, no allocation.
 #pragma once
@@ -40,7 +41,7 @@ class Stempelfilter {
   // while wartend() < HOECHSTENS.
   void nimm(std::optional<double> stempel, double dauer);
   // The place of the oldest block that waits, which then waits no longer; nullopt if it has to, or
-  // if there is none. With `alles` it is decided by what is known: nothing more is to come.
+  // if there is none. With `alles` what is known decides: nothing more will come.
   [[nodiscard]] std::optional<Ort> naechster(bool alles);
   [[nodiscard]] std::size_t wartend() const { return anzahl_; }
   // Another stream. Only when no block waits.

@@ -12,7 +12,7 @@ constexpr double ANFANG =
     2 * TAU;                       // s: a mean over this long has the age and the noise of that one
 constexpr double DAEMPFUNG = 1.4;  // twice 0.7
 constexpr double VORFILTER = 4.0;  // its corner over the loop's
-constexpr double GROESSTER_FEHLER = 0.0004;  // s that one block can bring about
+constexpr double GROESSTER_FEHLER = 0.0004;  // s, the most that one block can contribute
 constexpr double ANDERER_TAKT = 0.0004;      // s of mean error at which the loop opens again
 constexpr double VERENGUNG = 3.0;            // the bandwidth is 1 / (VERENGUNG * time)
 

@@ -5,15 +5,15 @@
 // Crystals are off by 10 to 200 ppm and steady, stamps waver by 50 to 200 us from block to block
 // and slowly. So nothing is done until the mean deviation has moved by TOTZONE from what it was at
 // the beginning: a device on the host's own clock is never touched, and one that drifts has shown
-// its rate by then, which is where the loop starts. The deviation reached by then stays, since only
-// its change would be heard.
+// its rate by then, from which the loop starts. The deviation reached by then stays, since only its
+// change would be heard.
 //
 // The loop is of second order with a damping of 0.7, after F. Adriaensen, "Using a DLL to filter
 // time" (Linux Audio Conference 2005), behind a first-order low-pass that keeps the blocks' jitter
 // out of the ratio. Its bandwidth falls with the reciprocal of the time, as it would for the best
 // estimate of a constant, from 0.1 Hz to 0.005 Hz; it opens again when the mean deviation shows
-// that another crystal has taken over. What one block can bring about is limited, so the ratio
-// never moves by an audible step (0.04 % are 0.7 cent).
+// that another crystal has taken over. The effect of one block is limited, so the ratio never moves
+// by an audible step (0.04 % are 0.7 cent).
 //
 // Seconds and ratios. One thread at a time; no lock, no allocation.
 #pragma once

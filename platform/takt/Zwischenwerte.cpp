@@ -87,7 +87,7 @@ float skalarprodukt(const float* x, const Zeile& w) {
 }  // namespace
 
 Zwischenwerte::Zwischenwerte() {
-  tafel();  // made here, and not with the first block
+  tafel();  // computed here, not with the first block
 }
 
 void Zwischenwerte::richteEin(std::uint32_t kanaele, std::size_t frames) {

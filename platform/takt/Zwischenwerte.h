@@ -1,12 +1,11 @@
 // The values of a captured stream between its samples, for all of its channels at once.
 //
 // Band-limited interpolation by a windowed sinc (J. O. Smith, "Digital Audio Resampling Home Page",
-// CCRMA): 32 taps, a Kaiser window, 512 phases with straight lines between them. What is left
-// beside the true value is below -90 dB up to 0.4 of the rate (19 kHz at 48 kHz); above that the
-// last part of the band fades. At a sample's own place the result is that sample, bit for bit.
+// CCRMA): 32 taps, a Kaiser window, 512 phases with straight lines between them. The error is below
+// -90 dB up to 0.4 of the rate (19 kHz at 48 kHz); above that the band fades out. At a sample's own
+// place the result is that sample, bit for bit.
 //
-// The next value lies at a position that is no sample, so a value needs 16 samples after it: those
-// of the stream's end come out with zeros after them.
+// A value between two samples needs 16 samples after it; at the stream's end these are zeros.
 //
 // Positions are frames; samples in and out have the stream's own layout. One thread at a time; no
 // lock. Memory is asked for by richteEin() only.
@@ -35,15 +34,15 @@ class Zwischenwerte {
   // Silence so far; the next value is the first sample, or lies `versatz` after it.
   void beginne(double versatz = 0.0);
 
-  // The first use: keeps the end of a block that was given on as it is, so that the next value is
-  // the first sample after it, with its past.
+  // Before the first value: keeps the end of a block that was handed on unchanged, so that the next
+  // value is the first sample after it, with its past.
   void merke(const PcmBlock& block);
   // Takes `frames` frames of the block from `ab` on. After each call zieh() is due.
   void nimm(const PcmBlock& block, std::size_t ab, std::size_t frames);
   // DANACH frames of silence: the stream has ended. zieh() then leaves none of its frames behind.
   void nimmEnde();
-  // All values that can be had, `schritt` (near 1) apart, in the given layout. Valid until the next
-  // call.
+  // All values that can be computed by now, `schritt` (near 1) apart, in the given layout. Valid
+  // until the next call.
   [[nodiscard]] std::span<const float> zieh(double schritt, bool verschachtelt);
 
   // From the next value to the end of what was taken, in frames.

@@ -2,13 +2,13 @@
 //
 // The real-time thread must neither wait nor allocate, and the capture's thread may be held up by a
 // disk for seconds. So all memory is taken beforehand: 4 MiB of samples, which is eleven seconds of
-// stereo at 48 kHz, and one record for each block. The samples of a block lie in one piece; where a
-// block doesn't fit before the end of the memory it starts again at the front. A block that finds
-// no room is counted and lost; those that are waiting stay whole.
+// stereo at 48 kHz, and one place for each block. The samples of a block lie in one piece; a block
+// that does not fit before the end of the memory starts again at the front. A block that finds no
+// room is lost and counted; those that wait stay whole.
 //
 // Lock-free, for exactly one producer (the real-time thread) and one consumer (the capture's
-// thread); each method says whose it is. The producer may be another thread later on if the two are
-// synchronised otherwise, as when a stream is taken down and another one made.
+// thread); each method says whose it is. Another thread may become the producer if the change is
+// synchronised, as when one stream is taken down and another one made.
 #pragma once
 
 #include <atomic>
@@ -39,13 +39,13 @@ class BlockRing {
   BlockRing(const BlockRing&) = delete;
   BlockRing& operator=(const BlockRing&) = delete;
 
-  // Producer. Copies the block in; false when there was no room, which verlorene() then tells.
-  // Never blocks, never allocates.
+  // Producer. Copies the block in; false if there was no room, which verlorene() then counts. Never
+  // blocks, never allocates.
   bool schreibe(const PcmBlock& block, std::uint64_t strom);
 
-  // Consumer. The oldest block; its samples stay valid until weiter().
+  // Consumer. The oldest block; its samples stay valid until raeumeVorn().
   [[nodiscard]] std::optional<Eintrag> vorn() const;
-  // Consumer. Gives the oldest block's room back. Only after vorn() has returned one.
+  // Consumer. Frees the oldest block's place. Only after vorn() has returned a block.
   void raeumeVorn();
   // Consumer. How many blocks were lost since the last call.
   [[nodiscard]] std::uint64_t verlorene();
@@ -56,9 +56,9 @@ class BlockRing {
     std::uint64_t ende = 0;  // sample position after the block
   };
 
-  // Positions count up for ever; their place in the memory is the remainder. A position is written
-  // by one side and read by the other; on a cache line of its own, so that they don't slow each
-  // other down.
+  // Positions count up for ever; their place in the memory is the remainder. Each position is
+  // written by one side and read by the other, and has its own cache line so that they do not slow
+  // each other down.
   std::vector<float> samples_;
   std::vector<Platz> plaetze_;
   alignas(64) std::atomic<std::uint64_t> plaetzeGeschrieben_{0};  // producer

@@ -33,7 +33,7 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
     const std::lock_guard halter(fadenLock_);
     if (stopp_ || faden_.joinable()) return abgebrochen();
     if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
-      return ergebnis;  // nothing could be converted
+      return ergebnis;  // without the library nothing could be converted
     auto faden = neuerFaden(
         quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });
@@ -45,7 +45,7 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
   return ergebnis;
 }
 
-// The server is not asked, so it has nothing to say.
+// Nothing is asked of the server, so no error can come from it.
 Ergebnis PipewireInput::stop() {
   stopp_ = true;
   wecker_.wecke();

@@ -1,12 +1,12 @@
 // An audio input on PipeWire: the microphone or the system's sound.
 //
 // One thread per input, the capture's thread, hands the blocks over and looks after the connection:
-// it makes it, waits with time limits, notices when it is lost or falls silent, takes it down and
-// makes it again, an attempt a second. Nothing is ever taken down by a callback of the audio
+// it connects, waits with time limits, notices when the connection is lost or falls silent, takes
+// it down and connects again, once a second. Nothing is ever taken down by a callback of the audio
 // system, and stop() needs nothing from the daemon, so it returns in every state.
 //
-// A graph delivers silence where nothing is heard, but it delivers. So a source counts as gone when
-// no block has come for a second, or at once when the daemon ends. Less than that is a move, to
+// A graph delivers silence if nothing is heard, but it delivers. So a source counts as gone when no
+// block has come for a second, or at once when the daemon ends. Less than that is a move, to
 // another device or another rate, and only shows in the block times.
 //
 // The microphone follows the default source itself (see PipewireStrom.h), and takes no block before

@@ -25,7 +25,7 @@ pw_properties* eigenschaften(PipewireQuelle quelle, const PipewireVerzeichnis::K
   pw_properties* e = pw_properties_new(
       PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE,
       "Communication", PW_KEY_NODE_NAME, strname(quelle), PW_KEY_APP_NAME, "hallkorb",
-      // A wish, no lock: a lower latency that the meeting application asks for wins.
+      // Only a wish: if the meeting application asks for a lower latency, that wins.
       PW_KEY_NODE_LATENCY, "1024/48000", nullptr);
   if (quelle == PipewireQuelle::MIKROFON) {
     pw_properties_set(e, PW_KEY_TARGET_OBJECT,
@@ -120,8 +120,8 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) {
   if (pw_stream_get_time_n(stream_, &stand, sizeof stand) < 0) return std::nullopt;
   if (stand.now <= 0 || stand.rate.denom == 0) return std::nullopt;
   // The block counts in our frames, the delay in the graph's ticks. What the graph's resampler
-  // holds comes in either, by the library's version; the wrong one is 74 us off with a graph at
-  // 44.1 kHz and 302 us at 96 kHz.
+  // holds counts in one or the other, depending on the library's version; the wrong choice is 74 us
+  // off with a graph at 44.1 kHz and 302 us at 96 kHz.
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
   if (!ersteDauer_) ersteDauer_ = frames / rate;
   const double weg = std::max(static_cast<double>(stand.delay) * takt, *ersteDauer_);

@@ -8,12 +8,12 @@
 // device's own come through unconverted; asking for one channel would mix them. System audio asks
 // for 48 kHz stereo.
 //
-// Time of a block's first sample: the graph's time of this cycle, less the way of the samples from
-// the device to here. A device reports that way as its delay, where it knows it; what comes from it
-// in a cycle is in any case what it took in during the cycle before, so the way is at least one
-// block. That block is the stream's first: any client can change the graph's block length by asking
-// for another latency, and the samples follow each other all the same. What the graph's own
-// resampler holds comes on top. The time of the callback is of no use: it jitters by milliseconds.
+// Time of a block's first sample: the graph's time of this cycle, less the delay of the samples on
+// their way from the device to here. A device reports that delay if it knows it; what it delivers
+// in a cycle was in any case captured during the cycle before, so the delay is at least one block.
+// That block is the stream's first: any client can change the graph's block length by asking for
+// another latency, and the samples follow each other all the same. What the graph's own resampler
+// holds is added. The time of the callback is useless: it jitters by milliseconds.
 #pragma once
 
 #include <sys/types.h>
@@ -35,11 +35,11 @@ namespace hallkorb {
 
 class PipewireStrom {
  public:
-  // Makes the stream and asks for its connection; how that goes is told by ende() and by blocks in
-  // `ring`, marked with `nummer`, each with a wake-up. The microphone is bound to `ziel` and
-  // stays without data when that goes; the session manager would otherwise move it to whatever is
-  // the default then, a sink's monitor included. System audio follows the default sink.
-  // Under the connection's lock, as everything here.
+  // Makes the stream and asks for its connection. The outcome shows in ende(), or in blocks in
+  // `ring`, marked with `nummer`; both come with a wake-up. The microphone is bound to `ziel` and
+  // gets no data once that is gone; otherwise the session manager would move it to whatever is then
+  // the default, possibly a sink's monitor. System audio follows the default sink. Under the
+  // connection's lock, as everything here.
   PipewireStrom(pw_core* core, PipewireQuelle quelle, const PipewireVerzeichnis::Knoten& ziel,
                 std::uint64_t nummer, BlockRing& ring, const Wecker& wecker);
   // No callback runs any more when this returns.

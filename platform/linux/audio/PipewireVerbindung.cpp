@@ -10,9 +10,9 @@
 namespace hallkorb {
 namespace {
 
-// Contexts are made and taken down one at a time: on the way the library asks the C library for the
-// user's name, which answers in memory that all threads share. None of it waits for the daemon, so
-// no capture is held up by another's.
+// Contexts are made and taken down one at a time, since the library then asks the C library for the
+// user's name, which answers in memory that all threads share. Nothing here waits for the daemon,
+// so no capture holds up another one.
 std::mutex contextLock;
 
 // Once per process and never undone: other captures may be running at any time.
@@ -93,8 +93,8 @@ void PipewireVerbindung::frage() {
 void PipewireVerbindung::antwort(int nummer) {
   if (nummer != frage_) return;
   antwort_ = nummer;
-  // The first answer comes after all objects were announced. What the metadata hold was asked for
-  // when they were, so that comes before the second.
+  // The first answer comes after all objects have been announced. Their metadata was requested on
+  // that announcement, so it comes before the second answer.
   if (++antworten_ == 1) frage();
   geaendert_();
 }

@@ -1,7 +1,7 @@
 // A connection to the PipeWire daemon, with a loop and a thread of its own.
 //
-// Each capture has one to itself, so that nothing that happens to the one, a lost connection or a
-// daemon that no longer answers included, can hold up the other.
+// Each capture has its own, so that nothing that happens to one of them, not even a lost
+// connection, can hold up the other.
 //
 // All methods are called by the capture's thread. What the callbacks change is read under the
 // loop's lock (`Sperre`); callbacks only note and wake, they never take anything down.
@@ -33,11 +33,11 @@ class PipewireVerbindung {
     pw_thread_loop* loop_;
   };
 
-  // Connects; fails at once when no daemon is there. `geaendert` is called on the loop's thread
-  // after each change of what can be read here.
+  // Connects; fails at once if no daemon is there. `geaendert` is called on the loop's thread after
+  // each change of what can be read here.
   [[nodiscard]] static std::variant<std::unique_ptr<PipewireVerbindung>, Fehler> neu(
       std::function<void()> geaendert);
-  // Streams on this connection must be gone. Returns also when the daemon hangs.
+  // Streams on this connection must be gone. Returns even if the daemon hangs.
   ~PipewireVerbindung();
   PipewireVerbindung(const PipewireVerbindung&) = delete;
   PipewireVerbindung& operator=(const PipewireVerbindung&) = delete;

@@ -23,7 +23,7 @@ std::uint32_t zahl(const spa_dict& eigenschaften, const char* schluessel) {
   return zahl;
 }
 
-// The value of "name" in a JSON object, empty when there is none.
+// The value of "name" in a JSON object, or empty.
 std::string nameAusJson(const char* text) {
   std::array<spa_json, 2> json{};
   spa_json_init(&json[0], text, std::strlen(text));
@@ -158,7 +158,7 @@ PipewireVerzeichnis::Herkunft PipewireVerzeichnis::herkunft(PipewireQuelle quell
   for (const auto& [id, link] : links_) {
     if (link.nach != knoten) continue;
     const auto von = knoten_.find(link.von);
-    if (von == knoten_.end()) continue;  // a link that is about to go, as its node has
+    if (von == knoten_.end()) continue;  // its node is gone, and it will be
     if (!geeignet(quelle, von->second.klasse)) return Herkunft::FALSCH;
     ergebnis = Herkunft::RICHTIG;
   }

@@ -1,10 +1,10 @@
 // What is known of the computer's audio devices: the nodes of the graph, the links between them,
 // and which node the session manager has made the default.
 //
-// The default "source" needs a second look. Where there is no microphone, the session manager names
-// a sink, meaning its monitor; a stream that simply asks for the default source would then record
-// what the computer plays and call it the microphone, without any error. So it counts only with a
-// media class of its own.
+// The default "source" needs a second look. Without a microphone the session manager names a sink,
+// meaning its monitor; a stream that simply asked for the default source would then record what the
+// computer plays and call it the microphone. So it counts only if its media class is that of a
+// source.
 //
 // Fed by callbacks of the connection's loop, read under its lock; no lock of its own.
 #pragma once
@@ -26,7 +26,7 @@ class PipewireVerzeichnis {
  public:
   struct Knoten {
     std::uint32_t id = 0;
-    std::string serial;  // unlike the id never used twice
+    std::string serial;  // unlike the id, never used twice
     std::string name;
     std::string klasse;  // "media.class"
   };
@@ -38,7 +38,7 @@ class PipewireVerzeichnis {
   PipewireVerzeichnis(pw_core* core, std::function<void()> geaendert);
   PipewireVerzeichnis(const PipewireVerzeichnis&) = delete;
   PipewireVerzeichnis& operator=(const PipewireVerzeichnis&) = delete;
-  // While the loop stands still.
+  // While the loop is stopped.
   ~PipewireVerzeichnis();
 
   // Whether somebody (the session manager) keeps the defaults.

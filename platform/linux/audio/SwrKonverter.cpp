@@ -31,8 +31,8 @@ struct Verhaeltnis {
 
 // The engine takes whole rates only, but looks at nothing but their ratio. So it gets the ratio in
 // whole numbers, by continued fraction: exact for all rates that occur (16000.5 Hz from 44.1 kHz is
-// 88200 : 32001), otherwise within a millionth, a small part of what the device's own clock is off.
-// Absent when the rates are too far apart.
+// 88200 : 32001), otherwise within a millionth, far less than a device's own clock is off. Nullopt
+// if the rates are too far apart.
 std::optional<Verhaeltnis> ganzzahlig(double von, double nach) {
   const double ziel = von / nach;
   std::int64_t p = 1;
@@ -57,7 +57,7 @@ std::optional<Verhaeltnis> ganzzahlig(double von, double nach) {
   return Verhaeltnis{static_cast<int>(p), static_cast<int>(q)};
 }
 
-// As many filter phases (as a power of two) as the memory allows; absent when even one is too long.
+// As many filter phases (as a power of two) as the memory allows; nullopt if even one is too long.
 std::optional<int> phasen(const Verhaeltnis& v) {
   const double dehnung = std::max(1.0, v.von / (v.nach * GRENZE));
   for (int log2 = MAX_PHASEN_LOG2; log2 >= 0; --log2) {
@@ -66,9 +66,9 @@ std::optional<int> phasen(const Verhaeltnis& v) {
   return std::nullopt;
 }
 
-// The engine gives nothing out before it has a whole filter's length of input, twice of what it
-// owes later on; with short blocks that would be a gap. So it gets silence first, as much as makes
-// a whole number of output samples, and these are dropped.
+// The engine outputs nothing until it has a whole filter's length of input, twice its later
+// backlog; with short blocks that would look like a gap. So it first gets silence, enough for a
+// whole number of output samples, and these are dropped.
 bool fuelle(SwrContext& swr, const Verhaeltnis& v) {
   if (v.von == v.nach) return true;
   const double filter = FILTER_LAENGE * std::max(1.0, v.von / (v.nach * GRENZE));
@@ -104,10 +104,10 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& quellformat, do
   if (!phasenLog2) return nullptr;
 
   if (ladeSwresample().gescheitert()) return nullptr;
-  av_log_set_level(AV_LOG_QUIET);  // standard error belongs to our own lines
+  av_log_set_level(AV_LOG_QUIET);  // standard error is for our own lines
   Swr swr(swr_alloc());
   if (!swr) return nullptr;
-  // The library's own macro leaves a member out, which Clang 19 minds.
+  // The library's own macro leaves a member out, about which Clang 19 warns.
   AVChannelLayout mono{};
   mono.order = AV_CHANNEL_ORDER_NATIVE;
   mono.nb_channels = 1;

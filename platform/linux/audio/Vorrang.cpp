@@ -8,7 +8,7 @@
 namespace hallkorb {
 namespace {
 
-constexpr int ERHOEHTE_STUFE = -11;  // as audio servers have it
+constexpr int ERHOEHTE_STUFE = -11;  // the level of audio servers
 
 bool hatEchtzeit(pid_t faden) {
   const int art = sched_getscheduler(faden);

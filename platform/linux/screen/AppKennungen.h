@@ -1,7 +1,7 @@
 // Which application a window belongs to, in the terms of the meeting ranking.
 //
 // The ranking knows applications by the bundle identifiers that macOS gives them. X11 has none;
-// what a window tells instead is its class (WM_CLASS: an instance name and a class name) and, with
+// what a window has instead is its class (WM_CLASS: an instance name and a class name) and, with
 // some toolkits, the name of its desktop file. So a table translates what the packages of the
 // distributions, the makers' own packages, Flatpak and Snap use. Everything else keeps its class
 // name, which is no identifier that the ranking knows.
@@ -29,7 +29,7 @@
 
 namespace hallkorb {
 
-// What a window tells of its application; UTF-8, empty where it does not.
+// What a window says of its application; UTF-8, empty if unknown.
 struct AppMerkmale {
   std::string instanz;       // WM_CLASS, first string
   std::string klasse;        // WM_CLASS, second string
@@ -45,10 +45,10 @@ struct AppKennung {
 // The table.
 [[nodiscard]] std::span<const AppKennung> appKennungen();
 
-// The application; absent where the window tells nothing of it. The identifier of one that is not
-// in the table is its class name (else its instance, else its desktop file), with quotation marks,
-// backslashes and control characters replaced by "_": identifiers are written into JSON as they
-// are.
+// The application; nullopt if the window says nothing of it. The identifier of one that is not in
+// the table is its class name (otherwise its instance, otherwise its desktop file), with quotation
+// marks, backslashes and control characters replaced by "_": identifiers are written into JSON as
+// they are.
 [[nodiscard]] std::optional<ScreenWindow::Anwendung> anwendungAus(const AppMerkmale& merkmale);
 
 }  // namespace hallkorb

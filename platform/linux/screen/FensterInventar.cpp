@@ -20,7 +20,7 @@ namespace {
 
 using Fenster = std::vector<xcb_window_t>;
 
-// The windows in question, the front one first, before any of them is looked at.
+// The windows to look at, the front one first.
 class Liste {
  public:
   Liste(xcb_connection_t* c, xcb_window_t wurzel, const X11Atome& atome)
@@ -40,7 +40,7 @@ class Liste {
     gestapelt.lies();
     liste.lies();
     verwalter.lies();
-    // A list stays behind when its window manager has ended.
+    // The list stays when its window manager has ended.
     const bool verwaist = !verwalter.zahlen().empty() && !lebt(verwalter);
     for (const X11Eigenschaft* eigenschaft : {&gestapelt, &liste}) {
       const auto zahlen = eigenschaft->zahlen();
@@ -49,7 +49,7 @@ class Liste {
     return lebt(verwalter) ? Fenster() : klienten();
   }
 
-  // A window manager shows that it lives by a window that bears the same property.
+  // A living window manager owns a window with the same property.
   [[nodiscard]] bool lebt(const X11Eigenschaft& verwalter) const {
     if (verwalter.zahlen().empty()) return false;
     const xcb_window_t fenster = verwalter.zahlen().front();
@@ -119,8 +119,7 @@ class Liste {
   const X11Atome& atome_;
 };
 
-// Everything that is asked of one window. Made for all windows before lies() is called for the
-// first.
+// All requests for one window. Made for all windows before lies() is called for the first.
 class Anfrage {
  public:
   Anfrage(xcb_connection_t* c, xcb_window_t wurzel, xcb_window_t fenster, const X11Atome& atome)
@@ -142,8 +141,8 @@ class Anfrage {
                         {c, fenster, atome[X11Name::GTK_APPLICATION_ID]},
                         {c, fenster, atome[X11Name::BAMF_DESKTOP_FILE]}} {}
 
-  // The window; nothing where it has vanished, or is none that counts. All answers are read in any
-  // case, or libxcb would keep them.
+  // The window; nullopt if it has vanished or does not count. All answers are read in any case, or
+  // libxcb would keep them.
   [[nodiscard]] std::optional<ScreenWindow> lies(std::optional<std::uint32_t> schreibtisch) {
     const X11Antwort<xcb_get_window_attributes_reply_t> attribute(
         xcb_get_window_attributes_reply(c_, attribute_, nullptr));

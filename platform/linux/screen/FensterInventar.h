@@ -1,27 +1,27 @@
 // The windows of an X11 screen as the meeting ranking wants them.
 //
 // What a window is, here: one that the window manager manages (EWMH, `_NET_CLIENT_LIST_STACKING`),
-// without such a list, or if the one who made it has ended, what lies in the children of the root
+// or, without such a list or if its window manager has ended, what lies in the children of the root
 // window: the client that an older window manager marks with WM_STATE within its frame, or the
 // child itself, unless it keeps away from window managers (override-redirect: menus, tooltips).
-// Desktops are left out. The front window comes first: of two that are alike the user looks at that
+// Desktops are left out. The front window comes first: of two equal ones the user looks at that
 // one.
 //
 // - Lengths: a pixel is a point. Position and size are those of the frame, with the border and
 //   title bar that the window manager draws (`_NET_FRAME_EXTENTS`), and without the shadow that
 //   some toolkits draw themselves (`_GTK_FRAME_EXTENTS`).
-// - sichtbar: mapped, so neither minimised nor on another desktop; and where a window manager keeps
-//   such windows mapped, not HIDDEN and on the current desktop. A shaded window counts as visible:
-//   its picture is still there.
+// - sichtbar: mapped, so neither minimised nor on another desktop; and, since some window managers
+//   keep such windows mapped, not HIDDEN and on the current desktop. A shaded window counts as
+//   visible: its picture is still there.
 // - ebene: the layers of EWMH's stacking order. -1 BELOW, 0 ordinary, 1 ABOVE and docks,
 //   2 FULLSCREEN.
-// - anwendung: see AppKennungen.h. Where a window has no class, the name of the process that the
+// - anwendung: see AppKennungen.h. If a window has no class, it is the name of the process that the
 //   server knows as the other end of its connection (X-Resource); `_NET_WM_PID` is not asked: in a
 //   sandbox it is a number of another name space.
 //
-// All requests of one kind are sent for all windows before the first answer is read, so the time
-// does not grow with the windows' number times the way to the server. No request goes to another
-// client, so one that hangs delays nothing. A window that vanishes meanwhile is left out.
+// All requests of one kind are sent for all windows before the first answer is read, so the time is
+// not that of a round trip for each window. No request goes to another client, so one that hangs
+// delays nothing. A window that vanishes meanwhile is left out.
 //
 // The thread of the connection.
 #pragma once

@@ -1,8 +1,7 @@
 // The names of window properties that are read here, as the server numbers them.
 //
-// Asked for all at once, one round trip for a connection. A name that no program has used yet has
-// no number; a property of that name is then absent everywhere, which is what a request with its
-// number, 0, comes to.
+// Asked for all at once, one round trip for each connection. A name that no program has used yet
+// has no number, and no window has a property of that name; requesting atom 0 behaves the same.
 //
 // The thread of the connection.
 #pragma once

@@ -41,8 +41,8 @@ Ergebnis X11Aufnahme::beginne() {
   if (!vorhanden(c, xcb_composite_id)) return fehlt("Composite");
   if (!vorhanden(c, xcb_damage_id)) return fehlt("DAMAGE");
   if (!vorhanden(c, xcb_xfixes_id)) return fehlt("XFIXES");
-  // The server serves a client only after it has told the version that it speaks. Pixmaps can be
-  // named since version 0.2 of Composite.
+  // The server serves a client only after the client has stated its version. Pixmaps can be named
+  // since version 0.2 of Composite.
   const auto compositeFrage = xcb_composite_query_version(c, 0, 4);
   const auto damageFrage = xcb_damage_query_version(c, 1, 1);
   const auto xfixesFrage = xcb_xfixes_query_version(c, 4, 0);
@@ -94,7 +94,7 @@ std::optional<BgrBild> X11Aufnahme::schritt() {
   if (!fenster_->veraendert()) frageZeiger();
   if (fenster_->veraendert()) return lies();
   fruehestens_ = Uhr::now() + abstand_;
-  liesEreignisse();  // the answer may have brought some along, of which the socket tells no more
+  liesEreignisse();  // some may have come with the answer: polling the socket would not show them
   return std::nullopt;
 }
 

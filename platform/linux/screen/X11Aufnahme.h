@@ -2,11 +2,10 @@
 //
 // A picture is due when something was drawn, the pointer moved over the window, or the window is a
 // new one; never sooner than the least distance after the last. A window that is minimised, on
-// another desktop or gone is none of that: it gives no pictures, and the one who chose it sees it
-// in the inventory.
+// another desktop or gone gives no pictures; whoever chose it sees that in the inventory.
 //
-// Nothing tells of the pointer's motion but asking, so while the window is visible it is asked for
-// as often as there may be pictures. That is one short question, and all that a still window costs.
+// No event reports the pointer's motion, so while the window is visible the pointer is queried as
+// often as there may be pictures. That one short query is all that a still window costs.
 //
 // One thread.
 #pragma once
@@ -34,17 +33,18 @@ class X11Aufnahme {
   X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfiguration& konfiguration,
               bool mitSegment);
 
-  // Greets the extensions; before all that follows. An error where the server lacks one.
+  // Agrees on the versions of the extensions; before all that follows. An error if the server lacks
+  // one.
   [[nodiscard]] Ergebnis beginne();
-  // Goes over to a window. Where that fails, all stays as it was.
+  // Goes over to a window. If that fails, everything stays as it was.
   [[nodiscard]] Ergebnis waehle(xcb_window_t id);
-  // Handles what has come from the server. Returns whether the window has got another title since
-  // the last call.
+  // Handles what has come from the server. Returns whether the title has changed since the last
+  // call.
   [[nodiscard]] bool titelGeaendert();
   // Handles what has come from the server, and reads a picture if one is due. It is valid until the
   // next call.
   [[nodiscard]] std::optional<BgrBild> schritt();
-  // When the next step is due though nothing comes from the server; nothing if only then.
+  // When the next step is due even if nothing comes from the server; nullopt: wait for the server.
   [[nodiscard]] std::optional<Uhr::time_point> naechster() const;
 
  private:

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t ALLE_EBENEN = 0xFFFFFFFF;
 
 // A port of localhost may be a remote login's way to the server of another computer, which would
-// look for the segment's number among its own segments.
+// take the number for one of its own segments.
 bool istOertlich(int fd) {
   sockaddr_storage adresse{};
   socklen_t laenge = sizeof adresse;
@@ -83,7 +83,7 @@ void X11Bildspeicher::vergroessere(std::size_t bytes) {
     }
   }
   if (kennung >= 0) ::shmctl(kennung, IPC_RMID, nullptr);
-  // What failed once fails again: the server is elsewhere, or the system's limit is reached.
+  // A failure is final: the server is on another machine, or the system's limit is reached.
   if (speicher_ == nullptr) geteilt_ = false;
 }
 

@@ -1,6 +1,6 @@
-// Where the pixels of a drawable arrive: a segment of memory shared with the X server (MIT-SHM),
-// or, where server and program share none (another machine, another IPC name space), the answer
-// that comes through the socket, at about five times the cost.
+// Where the pixels of a drawable arrive: a segment of memory shared with the X server (MIT-SHM) or,
+// if the two cannot share any (another machine, another IPC name space), the answer on the socket,
+// at about five times the cost.
 //
 // The segment grows with the pictures and is never made smaller; it is marked for removal as soon
 // as both have it, so that nothing stays behind however the process ends.
@@ -18,7 +18,7 @@ namespace hallkorb {
 
 class X11Bildspeicher {
  public:
-  // What is asked for before the picture and read after it belongs to the same moment.
+  // A pending request. What is requested before it and read after it belongs to the same moment.
   struct Frage {
     bool geteilt = false;
     xcb_shm_get_image_cookie_t perSegment{};
@@ -34,7 +34,7 @@ class X11Bildspeicher {
 
   // Sends the request for a rectangle of pixels with four bytes each.
   [[nodiscard]] Frage frage(xcb_drawable_t quelle, int x, int y, int breite, int hoehe);
-  // Waits for the pixels, rows without gaps; null where there are none. Valid until the next call.
+  // Waits for the pixels, rows without gaps; null if there are none. Valid until the next call.
   [[nodiscard]] std::uint8_t* lies(const Frage& frage);
   // Whether pictures come through shared memory.
   [[nodiscard]] bool geteilt() const { return geteilt_; }

@@ -26,13 +26,13 @@ class X11Eigenschaft {
   [[nodiscard]] xcb_atom_t art() const {
     return antwort_ ? antwort_->type : xcb_atom_t{XCB_ATOM_NONE};
   }
-  // Empty where the property is absent or not made of bytes.
+  // Empty if the property is absent or not made of bytes.
   [[nodiscard]] std::string_view bytes() const {
     if (!antwort_ || antwort_->format != 8) return {};
     return {static_cast<const char*>(xcb_get_property_value(antwort_.get())),
             static_cast<std::size_t>(xcb_get_property_value_length(antwort_.get()))};
   }
-  // Empty where the property is absent or not made of 32-bit numbers.
+  // Empty if the property is absent or not made of 32-bit numbers.
   [[nodiscard]] std::span<const std::uint32_t> zahlen() const {
     if (!antwort_ || antwort_->format != 32) return {};
     return {static_cast<const std::uint32_t*>(xcb_get_property_value(antwort_.get())),

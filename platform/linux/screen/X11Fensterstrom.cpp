@@ -20,7 +20,7 @@ Fehler abgebrochen() {
   return {"x11", ECANCELED, "die Aufnahme wurde beendet"};
 }
 
-// Until the server or `wecker` has something to tell, or until `bis`.
+// Waits for the server, for `wecker`, or until `bis`.
 void warte(xcb_connection_t* verbindung, const Wecker& wecker,
            std::optional<X11Aufnahme::Uhr::time_point> bis) {
   pollfd quellen[] = {{xcb_get_file_descriptor(verbindung), POLLIN, 0}, {wecker.fd(), POLLIN, 0}};

@@ -1,15 +1,15 @@
 // The moving picture of one window of an X11 screen.
 //
 // A thread of its own reads the pictures and hands them to the listener, one at a time; while the
-// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their wish
-// with that thread and wait for what becomes of it. A server that falls silent is noticed by those
-// who wait: they break the connection when their time is over, and so does stop().
+// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their
+// request with that thread and wait for the result. If the server falls silent, those who wait
+// notice: they break the connection when their time is up, and so does stop().
 //
 // The pictures have the window's own size; they are fitted into the video where they are converted
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
 // the same reason.
 //
-// Where a change of window fails, the stream stays with the old one.
+// If a change of window fails, the stream stays with the old one.
 #pragma once
 
 #include <condition_variable>
@@ -45,7 +45,7 @@ class X11Fensterstrom final : public WindowStream {
   [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener);
   [[nodiscard]] Ergebnis warteAufAntwort(std::unique_lock<std::mutex>& halter);
   [[nodiscard]] std::optional<std::uint32_t> auftrag();
-  // False where nobody waits for it any more.
+  // False if nobody waits for it any more.
   bool antworte(const Ergebnis& ergebnis);
   [[nodiscard]] bool gestoppt();
 
@@ -56,10 +56,10 @@ class X11Fensterstrom final : public WindowStream {
 
   std::mutex lock_;  // for what follows, up to the thread
   std::condition_variable geantwortet_;
-  std::optional<std::uint32_t> auftrag_;  // the window to go to, while its answer is waited for
+  std::optional<std::uint32_t> auftrag_;  // the requested window, until antwort_ is there
   std::optional<Ergebnis> antwort_;
   bool stopp_ = false;
-  bool zuEnde_ = false;  // the thread takes no more wishes
+  bool zuEnde_ = false;  // the thread takes no more requests
 
   std::mutex fadenLock_;  // for `faden_`; held by whoever waits for its end
   std::thread faden_;

@@ -1,11 +1,10 @@
 // The X11 screen: its windows, and the moving picture of one of them.
 //
 // Every inventory and every stream has a connection of its own. Making one takes half a
-// millisecond, and in return nothing is shared between threads, and a server that came back is
-// found without a word.
+// millisecond; in return threads share nothing, and a server that came back is found at once.
 //
-// In a Wayland session this is Xwayland with the windows that live there; windows of Wayland itself
-// can be neither listed nor read by anyone but the compositor.
+// In a Wayland session this is Xwayland and its windows; Wayland's own windows can be listed and
+// read by the compositor only.
 #pragma once
 
 #include <memory>
@@ -18,7 +17,7 @@ namespace hallkorb {
 
 class X11ScreenCapture final : public ScreenCapture {
  public:
-  enum class Weg { SEGMENT, SOCKET };  // how pictures come; SEGMENT where it is possible
+  enum class Weg { SEGMENT, SOCKET };  // how pictures come; SEGMENT if possible
 
   // `display` as for oeffneX11Socket(): empty means the environment's DISPLAY, looked up with every
   // call.

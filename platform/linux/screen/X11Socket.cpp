@@ -27,7 +27,7 @@ using Uhr = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds FRIST{2000};
 constexpr std::string_view VERFAHREN = "MIT-MAGIC-COOKIE-1";
 
-// What DISPLAY says, taken apart.
+// The parts of DISPLAY.
 struct Ziel {
   std::string name;
   std::string rechner;
@@ -65,7 +65,7 @@ bool warteAuf(int fd, short ereignis, Uhr::time_point ende) {
   }
 }
 
-// Connects; the descriptor is empty and errno set where that fails.
+// Connects; if that fails, the descriptor is empty and errno set.
 Deskriptor verbinde(const sockaddr* adresse, std::size_t laenge, Uhr::time_point ende) {
   Deskriptor fd(::socket(adresse->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (fd.fd() < 0) return {};
@@ -114,7 +114,7 @@ Deskriptor verbindeZu(const Ziel& ziel, Uhr::time_point ende) {
   if (ziel.rechner.empty() || ziel.rechner == "unix") {
     const std::string pfad = "/tmp/.X11-unix/X" + std::to_string(ziel.nummer);
     Deskriptor fd = verbindeOertlich(pfad, false, ende);
-    // In a container the folder may be another one while the abstract names are shared.
+    // A container may have its own folder but share the abstract names.
     return fd.fd() >= 0 ? std::move(fd) : verbindeOertlich(pfad, true, ende);
   }
   if (ziel.rechner == "localhost" || ziel.rechner == "127.0.0.1" || ziel.rechner == "::1") {
@@ -154,7 +154,7 @@ bool liesGenau(int fd, void* ziel, std::size_t laenge, Uhr::time_point ende) {
   return true;
 }
 
-// Greets the server on a connection of its own and returns what it has against us.
+// Greets the server on a connection made for that; returns the reason if it refuses us.
 Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_point ende) {
   const std::string_view verfahren = cookie.empty() ? std::string_view() : VERFAHREN;
   const auto gerundet = [](std::size_t laenge) { return (laenge + 3) / 4 * 4; };

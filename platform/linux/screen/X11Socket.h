@@ -1,17 +1,17 @@
-// The way to the X server: a connected socket, already greeted.
+// A connected socket to the X server, which is known to answer and to let us in.
 //
 // libxcb can connect by itself, but it waits without limit for a server that accepts and then says
 // nothing (one that is stopped, or hangs in its driver), and it writes the reason of a refusal to
-// standard error. Neither is bearable in a program that must go on recording sound and whose lines
-// on standard error all are its own. So the socket is made here, and the server's welcome is tried
-// out on a first connection, with a time limit and with the refusal as an error value.
+// standard error. A program that must go on recording sound, and whose lines on standard error are
+// all its own, can afford neither. So the socket is made here, and a first connection tries whether
+// the server accepts us, with a time limit and with a refusal as an error value.
 //
-// The server is one of this computer: sockets of the local kind, and those of `localhost` that a
-// remote login leaves behind. A recorder runs where the meeting's sound is; and looking up names
-// knows no time limit either.
+// The server is one of this computer: local sockets, and those of `localhost` that a remote login
+// forwards. A recorder runs where the meeting's sound is, and looking up host names has no time
+// limit either.
 //
-// Only the cookie of the user's authority file is offered (MIT-MAGIC-COOKIE-1); that a server lets
-// the user in by his local identity needs none. Any thread.
+// Only the cookie of the user's authority file is offered (MIT-MAGIC-COOKIE-1); a server that
+// admits the user by his local identity needs none. Any thread.
 #pragma once
 
 #include <string>
@@ -24,7 +24,7 @@ namespace hallkorb {
 struct X11Socket {
   Deskriptor deskriptor;
   int schirm = 0;
-  std::string cookie;  // empty when there is none
+  std::string cookie;  // may be empty
 };
 
 // Connects to `display` (":1", "localhost:10.0", ...; empty means the environment's DISPLAY). At

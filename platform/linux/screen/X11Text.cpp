@@ -44,7 +44,7 @@ struct Umschaltung {
   std::size_t laenge = 0;
   std::optional<Zeichensatz> links;
   std::optional<Zeichensatz> rechts;
-  bool fremdes = false;  // it holds characters of its own, of a set that is not read
+  bool fremdes = false;  // it holds characters itself, of a set that is not read
 };
 
 Umschaltung liesUmschaltung(std::string_view rest) {

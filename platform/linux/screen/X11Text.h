@@ -1,11 +1,11 @@
 // Texts of window properties as UTF-8.
 //
 // X11 has three kinds. UTF8_STRING is meant to be UTF-8, but comes from any program, so it is
-// checked. STRING is Latin-1 by definition; many programs put UTF-8 into it all the same, which is
-// recognised, since a Latin-1 text of more than ASCII is hardly ever valid UTF-8 by chance.
-// COMPOUND_TEXT switches character sets with escape sequences (ISO 2022; the X Consortium's
-// "Compound Text Encoding"); of those ASCII, Latin-1 and embedded UTF-8 are read, which is what
-// titles of today hold, and the rest becomes U+FFFD.
+// checked. STRING is Latin-1 by definition; many programs put UTF-8 into it all the same. That is
+// recognised: Latin-1 beyond ASCII is hardly ever valid UTF-8 by chance. COMPOUND_TEXT switches
+// character sets with escape sequences (ISO 2022; the X Consortium's "Compound Text Encoding"); of
+// those ASCII, Latin-1 and embedded UTF-8 are read, which is all that titles of today use; the rest
+// becomes U+FFFD.
 //
 // A property may hold several texts, each ended by a null byte; the functions take one.
 //

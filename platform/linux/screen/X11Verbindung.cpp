@@ -83,8 +83,8 @@ void X11Waechter::bewache(X11Verbindung* verbindung, Uhr::time_point bis) {
   neues_.notify_one();
 }
 
-// The connection lives for as long as it is set, and breaking it only closes a socket; so that
-// happens under the lock.
+// A connection that is set is alive, and breaking it only closes a socket; so that happens under
+// the lock.
 void X11Waechter::laufe() {
   std::unique_lock halter(lock_);
   while (!zuEnde_) {

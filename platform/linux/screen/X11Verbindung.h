@@ -1,12 +1,11 @@
-// A connection to the X server that never holds its user for ever.
+// A connection to the X server whose waits can be ended.
 //
-// Every request that is answered waits for the answer inside libxcb, without limit. What ends such
-// a wait from outside is the end of the connection: brichAb() closes the socket under libxcb, and
-// all that waits, now or later, returns without an answer. The one who knows the time limit calls
-// it, or leaves it to an X11Frist.
+// Waiting for an answer happens inside libxcb, without limit. Only the end of the connection ends
+// such a wait: brichAb() closes the socket under libxcb, and every wait, now or later, returns
+// without an answer. Whoever knows the time limit calls it, or leaves that to an X11Frist.
 //
-// The server undoes by itself, when a connection ends, all that came through it (redirections,
-// damage, segments), so nothing need be given back in order.
+// When a connection ends, the server undoes everything that was set up through it (redirections,
+// damage, segments), so nothing has to be released in order.
 //
 // One thread uses the connection; brichAb() any thread.
 #pragma once
@@ -30,7 +29,7 @@ struct MallocFreigabe {
   void operator()(void* speicher) const { std::free(speicher); }
 };
 
-// An answer of the server; null where it was an error, or where the connection is gone.
+// An answer of the server; null if it was an error or the connection is gone.
 template <class T>
 using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
 
@@ -58,12 +57,12 @@ class X11Verbindung {
   const xcb_screen_t* schirm_ = nullptr;
 
   std::mutex lock_;    // for what follows
-  Deskriptor socket_;  // libxcb has a descriptor of its own for it, which it closes when it likes
+  Deskriptor socket_;  // libxcb has its own descriptor for it and may close that at any time
   bool abgebrochen_ = false;
 };
 
-// A thread that breaks connections whose time is over; one for all that its owner makes, one after
-// another, since the system may have no thread left for the next one.
+// A thread that breaks connections whose time is up. Its owner makes one in advance for all of its
+// connections, one after another: later the system may have no thread left.
 class X11Waechter {
  public:
   X11Waechter();
@@ -71,7 +70,7 @@ class X11Waechter {
   X11Waechter(const X11Waechter&) = delete;
   X11Waechter& operator=(const X11Waechter&) = delete;
 
-  // Fails if there was no thread for it, then and now.
+  // Fails if there is still no thread for it.
   [[nodiscard]] Ergebnis bereit();
 
  private:
@@ -90,8 +89,8 @@ class X11Waechter {
   std::optional<std::thread> faden_;
 };
 
-// Has a connection broken when this object has lived for too long. One at a time for each guard,
-// which must be ready.
+// Breaks a connection if this object lives for longer than `frist`. One at a time for each
+// X11Waechter, which must be ready.
 class X11Frist {
  public:
   X11Frist(X11Waechter& waechter, X11Verbindung& verbindung, std::chrono::milliseconds frist);

@@ -1,8 +1,7 @@
 // The pointer over a window: its shape, and where it is.
 //
-// It belongs into the picture only where a person would see it over the window; where another
-// window lies between, it does not. Its motion draws nothing into the window, so it must be asked
-// for.
+// It belongs in the picture only if a person would see it over the window, with no other window in
+// between. Its motion draws nothing into the window, so it must be queried.
 //
 // The thread of the connection.
 #pragma once
@@ -31,15 +30,15 @@ class X11Zeiger {
     xcb_window_t oberstes = XCB_NONE;
   };
 
-  // XFixes must have been greeted.
+  // The version of XFixes must have been agreed with the server.
   explicit X11Zeiger(const X11Verbindung& verbindung);
 
   void ereignis(const xcb_generic_event_t& ereignis);
   // `oberstes`: the child of the root window that holds `fenster`, or `fenster` itself.
   [[nodiscard]] Frage frage(xcb_window_t fenster, xcb_window_t oberstes) const;
-  // Nothing where the pointer is not over the window.
+  // Nullopt if the pointer is not over the window.
   [[nodiscard]] std::optional<Ort> lies(const Frage& frage) const;
-  // The present shape; asks the server where it has changed.
+  // The present shape; asks the server if it has changed.
   [[nodiscard]] const Zeigerbild& form();
 
  private:

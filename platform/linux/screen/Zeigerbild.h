@@ -1,4 +1,5 @@
-// Draws the pointer into a picture: a window's pixels never hold it, the server draws it on top.
+// Draws the pointer into a picture: it is never in a window's pixels, since the server draws it on
+// top.
 //
 // Pure function, any thread.
 #pragma once

@@ -10,7 +10,7 @@
 namespace hallkorb {
 namespace {
 
-constexpr int PROFIL_MAIN = 77;  // FFmpeg has changed the constant's name
+constexpr int PROFIL_MAIN = 77;  // FFmpeg has renamed the constant
 constexpr H264Art::Option X264[] = {
     {"profile", "main"}, {"preset", "superfast"}, {"tune", "zerolatency"}, {"sc_threshold", "0"}};
 // Its rate control works only if it may drop frames.

@@ -1,12 +1,12 @@
 // The encoder: frames in, H.264 packets out.
 //
-// libx264 by way of libavcodec, or what else the installed libraries offer: not every distribution
-// may ship libx264. Encoders that want frames in a graphics card's memory (VA-API and its like) are
-// left out: they need a device, which the private screen of a server has not. The settings beside
-// those of the recording, and why:
+// libx264 by way of libavcodec, or another encoder of the installed libraries: not every
+// distribution may ship libx264. Encoders that want frames in a graphics card's memory (VA-API and
+// its like) are left out: they need a device, which the private screen of a server lacks. The
+// settings, and why:
 // - for libx264 profile Main; no B frames and no lookahead (tune zerolatency): a picture comes out
-// when it goes
-//   in, so nothing is lost in the encoder when the process dies, and a single picture is a video.
+//   when it goes in, so nothing is lost in the encoder if the process dies, and a single picture is
+//   a video.
 // - preset superfast: measured here it costs two thirds of veryfast, and a window's picture, text
 //   and flat areas, gains little from the search that it leaves out.
 // - key frames at their distance only, not where a scene seems to change: a window in which a film
@@ -14,10 +14,10 @@
 // - one thread: at 15 pictures a second there is time, and every further thread costs a frame of
 //   delay and of memory.
 // - the rate is averaged with a buffer of two seconds and a peak of one and a half times the
-//   average. It is meant for the full number of pictures: where fewer come, fewer bits do.
+//   average. The rate is that of the full number of pictures; fewer pictures take fewer bits.
 //
-// libopenh264 drops frames by itself to keep its rate, and then gives no packet for them; the last
-// picture then stays for longer.
+// libopenh264 drops frames to keep its rate and gives no packet for them; the picture before then
+// stays for longer.
 //
 // One thread at a time.
 #pragma once
@@ -49,19 +49,19 @@ class H264Kodierer {
   // these a picture may last for 59 hours, with the customary 90000 it would be six and a half.
   static constexpr int TICKS = 10000;
 
-  // The encoders that can be used, the best one first, and the first of them that `gibtEs` knows by
-  // its name; null without any.
+  // The first of the usable encoders, the best one first, whose name `gibtEs` knows; null if it
+  // knows none.
   [[nodiscard]] static std::span<const H264Art> arten();
   [[nodiscard]] static const H264Art* waehle(const std::function<bool(const char*)>& gibtEs);
-  // The one that the libraries offer; null without any. The first call reports one that is not the
-  // usual one.
+  // The best one that the libraries offer, or null. The first call logs one that is not the usual
+  // one.
   [[nodiscard]] static const H264Art* vorhandene();
 
   [[nodiscard]] Ergebnis oeffne(const VideoEinstellungen& einstellungen, const H264Art& art);
   // Encodes a frame; its time must be greater than that of the one before. The packet is valid
   // until the next call; null if the encoder has dropped the frame.
   [[nodiscard]] Ergebnis kodiere(const AVFrame& bild, AVPacket*& paket);
-  // What a file says of the stream in its head. After oeffne().
+  // The description of the stream for the head of a file. After oeffne().
   [[nodiscard]] const AVCodecContext& strom() const { return *kodierer_; }
 
  private:

@@ -75,7 +75,7 @@ Ergebnis H264Schreiber::beginne() {
   if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
     return ergebnis;
   }
-  ::unlink(umbauPfad(pfad_).c_str());  // what an earlier recording may have left unfinished
+  ::unlink(umbauPfad(pfad_).c_str());  // an earlier recording may have left it unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
 

@@ -2,12 +2,12 @@
 //
 // The caller's thread fits each picture into a frame of the video (see Letterbox.h), straight from
 // where it was read; an encoder thread takes the frames from a short queue. The frames are made
-// once and go round. When the encoder falls behind, the queue is full and bereit() false: pictures
-// are dropped, never kept.
+// once and reused. If the encoder falls behind, the queue is full and bereit() false: pictures are
+// dropped, never stored up.
 //
-// Once a second the encoder thread sees to it that what was recorded is in the file; with no
-// picture coming it lets the last one last until now. So a killed process loses no more than the
-// last second, and the frames in the queue.
+// Once a second the encoder thread writes what was recorded to the file; if no picture comes, it
+// prolongs the last one until now. So a killed process loses no more than the last second and the
+// frames in the queue.
 #pragma once
 
 #include <array>
@@ -32,10 +32,10 @@ class H264Schreiber final : public VideoWriter {
   // Pictures that may wait for the encoder.
   static constexpr std::size_t WARTEPLAETZE = 5;
 
-  // Whether a writer for these settings can be had; the error where not.
+  // Whether a writer for these settings can be made; otherwise the error.
   [[nodiscard]] static Ergebnis moeglich(const VideoEinstellungen& einstellungen);
 
-  // `art` null: what the libraries offer.
+  // `art` null: the best encoder that the libraries offer.
   H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
                 const H264Art* art = nullptr);
   // Without schliesseAb() the file stays as it is, in fragments.

@@ -57,9 +57,8 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
     ebenen[i] = ziel.data[i] + static_cast<std::ptrdiff_t>(lage_.y / teiler) * ziel.linesize[i] +
                 lage_.x / teiler;
   }
-  // The scaler reads and writes pixels by the vector, and so a little beyond the end of rows.
-  // Behind the picture's last rows there may be no memory: they are read from a copy with room
-  // behind it.
+  // The scaler works in vectors and so reads and writes a little beyond the end of rows. Behind the
+  // picture's last rows there may be no memory, so they are read from a copy with room behind it.
   const std::size_t zeile = bild.zeilenLaenge();
   const int kopierte = std::min(hoehe_, 1 + static_cast<int>(UEBERHANG / zeile));
   const int obere = hoehe_ - kopierte;

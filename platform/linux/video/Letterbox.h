@@ -1,6 +1,6 @@
-// Fits a window's picture into the video's: the size is adapted with its aspect ratio kept, the
-// rest is black, and the colours go from the screen's to those of the video (BT.709, limited range,
-// one chroma value for four pixels).
+// Fits a window's picture into the video's: scaled with its aspect ratio kept, the rest black, the
+// colours converted to those of the video (BT.709, limited range, one chroma value for four
+// pixels).
 //
 // This is a good part of what a recorded picture costs, so it happens once, straight from the
 // memory that the X server filled to the frame that the encoder takes.
@@ -19,7 +19,7 @@
 
 namespace hallkorb {
 
-// Where a picture of one size comes to lie in one of another; all even, since chroma has half the
+// Where a picture of one size lies in one of another; all even, since chroma has half the
 // resolution.
 struct Lage {
   int x = 0;

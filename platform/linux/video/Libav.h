@@ -1,12 +1,11 @@
 // The codec libraries, in our terms: owners for their objects, errors as values, and silence.
 //
 // They are loaded when the first video begins, not with the program. libavcodec brings more than a
-// hundred other libraries along: linked in, they cost every recording 15 MB and every start a tenth
-// of a second, also those without a picture. A computer that lacks them records the sound all the
-// same.
+// hundred other libraries along: if linked in, they would cost 15 MB and a tenth of a second at the
+// start, even without a picture. A computer that lacks them still records the sound.
 //
-// The libraries write to standard error what they think of a stream, where each line is to be ours.
-// So their log is off for the whole process, from the first use on (schweigeLibav()).
+// The libraries write their opinion of a stream to standard error, whose lines must all be ours. So
+// their log is off for the whole process, from the first use on (schweigeLibav()).
 //
 // Any thread, after ladeLibav() has succeeded.
 #pragma once
@@ -33,8 +32,8 @@ using AvioSchreibBytes = const std::uint8_t;
 using AvioSchreibBytes = std::uint8_t;
 #endif
 
-// Loads the libraries, once. Fails where one of them, of the version that the program was built
-// with, is not there.
+// Loads the libraries, once. Fails if one of them is not there in the version that the program was
+// built with.
 [[nodiscard]] Ergebnis ladeLibav();
 
 // The functions in use, by the names and with the signatures that their headers give them. Those of

@@ -23,9 +23,9 @@ struct EingangFreigabe {
   void operator()(AVFormatContext* datei) const { libav().avformat_close_input(&datei); }
 };
 
-// A file as the libraries read and write it. Their own way to files moves 32 kB at a time and asks
-// the system for the size with nearly every sample; together with one pass instead of two this one
-// takes a third of the time.
+// A file as the libraries read and write it. Their own file access moves 32 kB at a time and asks
+// the system for the size with nearly every sample; this one, with one pass instead of two, takes a
+// third of the time.
 class Datei {
  public:
   Datei(const std::string& pfad, int flaggen)
@@ -44,10 +44,10 @@ class Datei {
   Datei(const Datei&) = delete;
   Datei& operator=(const Datei&) = delete;
 
-  // 0, or why it could not be opened.
+  // 0, or the error number of opening it.
   [[nodiscard]] int code() const { return code_; }
   [[nodiscard]] AVIOContext* strom() const { return strom_.get(); }
-  // Whether all that was written has arrived; nothing may be written any more.
+  // Returns whether everything written has arrived. Nothing may be written after that.
   [[nodiscard]] int beende() {
     libav().avio_flush(strom_.get());
     const int code = fd_.schliesse();
@@ -110,8 +110,8 @@ int schreibeKopf(AVFormatContext& aus, const AVStream& quelle) {
   return kopf;
 }
 
-// Readers of fragments don't tell the last duration of each. A sample lasts until the next one,
-// which the muxer finds out by itself, but for the last.
+// The demuxer does not report the last duration of each fragment. A sample lasts until the next
+// one, which the muxer finds out by itself; only the last sample needs its duration set.
 int kopiere(AVFormatContext& ein, AVFormatContext& aus, std::int64_t ende) {
   const LibavZeiger<AVPacket> naechstes(libav().av_packet_alloc());
   const LibavZeiger<AVPacket> paket(libav().av_packet_alloc());
@@ -137,8 +137,8 @@ int schreibeNeu(const std::string& von, const std::string& nach, std::int64_t en
   AVFormatContext* roh = libav().avformat_alloc_context();
   if (roh == nullptr) return AVERROR(ENOMEM);
   roh->pb = alt.strom();
-  // Fragment by fragment, as they come. The demuxer would else run through the whole file first to
-  // make a list of them for seeking.
+  // Fragment by fragment, as they come. Otherwise the demuxer would first run through the whole
+  // file to list them for seeking.
   roh->flags |= AVFMT_FLAG_IGNIDX;
   int code = libav().avformat_open_input(&roh, nullptr, nullptr, nullptr);
   if (code < 0) return code;
@@ -152,7 +152,7 @@ int schreibeNeu(const std::string& von, const std::string& nach, std::int64_t en
   Datei datei(nach, O_WRONLY | O_CREAT | O_TRUNC);
   if (datei.code() < 0) return datei.code();
   aus->pb = datei.strom();
-  aus->flush_packets = 0;  // else every sample would be a write of its own
+  aus->flush_packets = 0;  // otherwise each sample would be a write of its own
 
   code = schreibeKopf(*aus, *ein->streams[0]);
   if (code >= 0) code = kopiere(*ein, *aus, ende);

@@ -1,7 +1,7 @@
 // Turns a recorded, fragmented MP4 into an ordinary one: one index, seekable in every player.
 //
-// The samples are copied as they are, nothing is encoded again; that costs what copying the file
-// does: half a second for an hour (620 MB), three to four for three hours, when the file is still
+// The samples are copied as they are, without encoding again; that takes as long as copying the
+// file: half a second for an hour (620 MB), three to four for three hours, when the file is still
 // in memory (bench/VideoBench.cpp). The new file grows beside the old one and takes its place only
 // when it is complete, so a failure costs nothing.
 //

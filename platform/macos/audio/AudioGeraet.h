@@ -1,8 +1,8 @@
 // One capture device as macOS offers it, seen from its supervision (MacInput.h): it can be opened
-// and closed, again and again, and tells when it ended by itself.
+// and closed, again and again, and reports when it has ended by itself.
 //
-// Threads: oeffne(), laeuft() and schliesse() are called by one thread, never at the same time.
-// What is told to the receiver comes on the threads of the system.
+// Threads: oeffne(), laeuft() and schliesse() are called by one thread, never at the same time. The
+// receiver is called on the threads of the system.
 #pragma once
 
 #include <memory>
@@ -28,14 +28,14 @@ class AudioGeraet {
   virtual ~AudioGeraet() = default;
 
   // Opens the device; blocks flow to `empfaenger` for as long as that exists. All waiting is done
-  // at `stelle` and ends at `frist`. After an error schliesse() is due all the same.
+  // at `stelle` and ends at `frist`. schliesse() must follow even after an error.
   [[nodiscard]] virtual Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
                                         const std::shared_ptr<Wartestelle>& stelle,
                                         Wartestelle::Frist frist) = 0;
   // Whether the device, open so far, still delivers.
   [[nodiscard]] virtual bool laeuft() = 0;
   // Takes down whatever is up, in any state. Waits for the system, but not for ever. Returns what
-  // the system said to the end of a capture; it is down all the same.
+  // the system reports about the end of the capture, which has ended in any case.
   virtual Ergebnis schliesse() = 0;
 };
 

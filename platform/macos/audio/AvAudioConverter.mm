@@ -41,7 +41,8 @@ class AvUmwandlung final : public KonverterAufrufe {
             return ein;
           };
       NSError* error = nil;
-      // The error decides, not the status: a dry input, which is the usual one, has several.
+      // The error decides, not the status: several of its values mean that the input is used up, as
+      // usual.
       const Ergebnis ergebnis = ohneAusnahme([&] {
         static_cast<void>([converter_ convertToBuffer:aus error:&error withInputFromBlock:quelle]);
       });
@@ -68,7 +69,7 @@ class AvUmwandlung final : public KonverterAufrufe {
 std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach) {
   @autoreleasepool {
     AVAudioFormat* ausgang = mono(nach);
-    // What the recording is to be made of cannot be had, now or later.
+    // Without its target format there can be no recording, now or later.
     if (!(nach > 0) || ausgang == nil) abbruch("Resampler: unmoegliches Zielformat");
     AVAudioFormat* quellformat = mono(von);
     if (quellformat == nil) return nullptr;

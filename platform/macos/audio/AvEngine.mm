@@ -13,7 +13,7 @@
 namespace hallkorb {
 namespace {
 
-// Many times what posting a notification takes.
+// Many times as long as posting a notification.
 constexpr std::int64_t NACHLAUF = 10 * static_cast<std::int64_t>(NSEC_PER_SEC);
 
 // On the engine's tap thread. An exception of ours must not reach the engine's frames.
@@ -76,8 +76,8 @@ class AvEngine final : public EngineAufrufe {
   Ergebnis setzeAbgriff(std::uint32_t frames, std::weak_ptr<BlockEmpfaenger> empfaenger) override {
     @autoreleasepool {
       const auto uebersetzer = std::make_shared<PcmUebersetzer>();
-      // Out here: a block inside the lambda would capture references to the lambda's captures, and
-      // those are gone when it is called.
+      // Not inside the lambda: a block there would capture references to the lambda's captures,
+      // which are gone when the block is called.
       const AVAudioNodeTapBlock abgriff = ^(AVAudioPCMBuffer* puffer, AVAudioTime* wann) {
         gibWeiter(puffer, wann, *uebersetzer, empfaenger);
       };
@@ -130,9 +130,9 @@ class AvEngine final : public EngineAufrufe {
     }
   }
 
-  // The system forbids that an engine is deallocated by a handler of its notification. A
-  // notification that is just being posted holds the engine, and its would be the last reference if
-  // ours went before it. So ours stays a little longer, and then goes on a queue of nobody's.
+  // The system forbids that an engine is deallocated by a handler of its own notification. While a
+  // notification is being posted, it holds the engine, and would hold the last reference if ours
+  // went first. So ours is kept a little longer and then released on a queue of the system.
   void gibFrei() override {
     @autoreleasepool {
       if (engine_ == nil) return;

@@ -1,8 +1,8 @@
 // The resampler on macOS: the system's audio converter, from one channel to one channel.
 //
-// The system's own way from two channels to one is to take the first; that is done here instead,
-// for all numbers of channels, since a format of more than two has no standard layout and the
-// converter would refuse it. The filter reads ahead at the start, so its output is not late.
+// The first channel is taken here, as the system's converter does with two channels: a format of
+// more than two has no standard layout, and the converter would refuse it. The filter reads ahead
+// at the start, so its output is not late.
 //
 // One thread at a time.
 #pragma once

@@ -1,7 +1,7 @@
-// The calls into the audio engine that the microphone takes, each as small as the system has it.
+// The calls into the audio engine that the microphone needs, each a single call of the system.
 //
 // What is called when is decided in MikrofonGeraet; here is only what must be on a Mac. The system
-// raises exceptions where a device is missing or has changed meanwhile; they arrive as errors.
+// raises exceptions if a device is missing or has changed meanwhile; they arrive as errors.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace hallkorb {
 
-// A device's format, as far as it matters here; zeros where there is no device.
+// A device's format, as far as it matters here; zeros if there is no device.
 struct EngineFormat {
   double rate = 0.0;
   std::uint32_t kanaele = 0;
@@ -24,16 +24,16 @@ class EngineAufrufe {
  public:
   virtual ~EngineAufrufe() = default;
 
-  // What the user has said about the microphone.
+  // The user's decision about the microphone.
   [[nodiscard]] virtual Erlaubnis erlaubnis() = 0;
-  // Asks the user; the answer comes on any thread, when they give one.
+  // Asks the user; the answer comes on any thread, once they give one.
   virtual void frageErlaubnis(std::function<void(bool erteilt)> antwort) = 0;
 
   // A new engine, on the default input device of this moment.
   virtual void baue() = 0;
   // `veraendert` is called, on a thread of the system, when the device's format has changed: then
-  // the engine has stopped itself. It is also called for some changes that opening the device
-  // makes, and after those the engine runs.
+  // the engine has stopped itself. It is also called after some changes that opening the device
+  // makes; the engine then still runs.
   virtual void beobachte(std::function<void()> veraendert) = 0;
   // The native format of input bus 0.
   [[nodiscard]] virtual Ergebnis liesFormat(EngineFormat& format) = 0;

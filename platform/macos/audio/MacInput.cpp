@@ -19,8 +19,8 @@ constexpr std::chrono::milliseconds PAUSE{400};
 
 }  // namespace
 
-// What one opening of the device delivers to. Dropped when the device is closed, so that nothing
-// late of an earlier opening is taken for the new one's.
+// The receiver of one opening of the device. Dropped when the device is closed, so that late blocks
+// of an earlier opening are not taken for the new one's.
 class MacInput::Oeffnung final : public BlockEmpfaenger {
  public:
   explicit Oeffnung(std::weak_ptr<Aufsicht> aufsicht) : aufsicht_(std::move(aufsicht)) {}
@@ -32,8 +32,8 @@ class MacInput::Oeffnung final : public BlockEmpfaenger {
   std::weak_ptr<Aufsicht> aufsicht_;
 };
 
-// All that the input's thread needs, owned by it too: it may outlive the input by a call into the
-// system that does not come back.
+// All that the input's thread needs. The thread owns it too and may outlive the input, in a call
+// into the system that never returns.
 class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
  public:
   Aufsicht(std::string name, std::unique_ptr<AudioGeraet> geraet, const Zeiten& zeiten,
@@ -84,7 +84,7 @@ class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
 
   std::atomic<std::uint64_t> bloecke_{0};
 
-  std::mutex lock_;  // one call on the listener at a time, none once it is shut
+  std::mutex lock_;  // one call on the listener at a time; null: no more calls
   AudioInputListener* listener_ = nullptr;
   std::shared_ptr<Oeffnung> oeffnung_;
   bool unterbrochen_ = false;
@@ -160,8 +160,7 @@ void MacInput::Aufsicht::laufe() {
   stelle_->aendere([&] { startErgebnis_ = ergebnis; });
   if (ergebnis.gelungen()) beaufsichtige();
   Ergebnis ende = schliesse();
-  // Here and on no thread of the system: an engine that is released by one of its own callbacks
-  // waits for itself.
+  // On this thread: an engine that is released by one of its own callbacks waits for itself.
   geraet_.reset();
   stelle_->aendere([&] {
     fadenLaeuft_ = false;
@@ -179,7 +178,7 @@ void MacInput::Aufsicht::beaufsichtige() {
   }
 }
 
-// Why the device is gone; nothing at the stop.
+// Why the device is gone; nullopt at the stop.
 std::optional<Fehler> MacInput::Aufsicht::warteAufAusfall() {
   constexpr std::chrono::hours ruhe{1};  // a wait without a limit, in portions
   while (!stelle_->abgebrochen()) {
@@ -198,8 +197,8 @@ std::optional<Fehler> MacInput::Aufsicht::warteAufAusfall() {
   return std::nullopt;
 }
 
-// Until the device reports its end, or something else has to be looked at. A stream that pauses
-// leaves nothing behind in the meantime; one that has only just begun does not pause.
+// Waits until the device reports its end, or `frist`. Meanwhile, if the stream pauses, hands on
+// what is held back; a stream that has only just begun does not count as pausing.
 std::optional<Fehler> MacInput::Aufsicht::warteBis(Uhr::time_point frist) {
   std::optional<Fehler> grund;
   for (bool weiter = true; weiter;) {
@@ -217,8 +216,8 @@ std::optional<Fehler> MacInput::Aufsicht::warteBis(Uhr::time_point frist) {
   return grund;
 }
 
-// How long the device lasted decides how soon it is opened again. One that was silent from the
-// beginning is not one that opening it drives away.
+// How long the device lasted decides how soon it is opened again. One that only fell silent was not
+// lost by being opened.
 void MacInput::Aufsicht::merkeDauer(bool still) {
   const bool frueh = !still && Uhr::now() - letzterVersuch_ < zeiten_.frueh;
   pause_ = frueh && pause_.count() > 0 ? std::min(pause_ * 2, zeiten_.laengsterAbstand)
@@ -231,7 +230,7 @@ void MacInput::Aufsicht::melde(const Fehler& grund) {
   listener_->unterbrochen(grund);
 }
 
-// Until the device is open again; false at the stop, or where only the user can bring it back.
+// Waits until the device is open again; false at the stop, or if only the user can bring it back.
 bool MacInput::Aufsicht::oeffneWieder() {
   for (auto pause = pause_;; pause = zeiten_.abstand) {
     stelle_->warte(letzterVersuch_ + pause, [] { return false; });
@@ -277,7 +276,7 @@ void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
   const std::lock_guard halter(lock_);
   if (listener_ == nullptr || oeffnung_.get() != &von) return;
   ++bloecke_;
-  // The source is back when it delivers, not when the system says that it will.
+  // The source is back when it delivers, not when the system has reported success.
   if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
   const bool neu = takt_.leer();
   takt_.nimm(block);

@@ -2,22 +2,23 @@
 //
 // The devices of macOS end by themselves: the engine stops when the microphone's format changes,
 // the capture service ends its streams when a display goes to sleep. What must happen then is the
-// same for both and decided here: the listener is told, the device closed, and opened anew at once,
-// then every second, until blocks flow again. A device that is lost again and again soon after it
-// was opened is opened ever more seldom, so that one which cannot be kept neither fills the log nor
-// keeps the computer busy. A microphone that falls silent without a word is treated alike, since
-// not every change of the device is announced; and a change after which the device still runs is
-// none.
+// same for both and decided here: the loss is reported to the listener, the device is closed and
+// opened again, at first at once and then every second, until blocks flow. A device that is lost
+// again and again soon after it was opened is opened less and less often, so that it neither fills
+// the log nor keeps the computer busy. A microphone that falls silent is treated the same, since
+// not every change of the device is announced. A change after which the device still runs is
+// ignored.
 //
 // One thread per input opens and closes; blocks come on the system's own thread (the engine's tap
-// thread, the queue "sck.audio"), which is not a real-time thread. A lock makes the listener's
-// calls one at a time and shuts it off at the stop; so neither start() nor stop() depends on a call
-// into the system coming back. One that never does is left behind with all that it needs.
+// thread, the queue "sck.audio"), which is not a real-time thread. A lock admits one call on the
+// listener at a time, and none after the stop. So neither start() nor stop() depends on a call into
+// the system that may never return; the thread of such a call is left behind with everything it
+// needs.
 //
 // Blocks are brought onto the host's clock on their way to the listener (Hosttakt.h).
 //
-// Blocks that the system drops because the listener is slow are not counted by it: they show as a
-// gap of the block times, and verloren() is never called.
+// If the listener is slow, the system drops blocks without counting them: they show as a gap of the
+// block times, and verloren() is never called.
 #pragma once
 
 #include <chrono>
@@ -35,7 +36,7 @@ class MacInput final : public AudioInput {
   struct Zeiten {
     std::chrono::milliseconds oeffnen{2800};  // for one opening of the device
     std::chrono::milliseconds start{
-        3000};  // for start(); more, so that the device gives the reason
+        3000};  // for start(); longer, so that the device can give the reason
     std::chrono::milliseconds abstand{1000};  // between two openings, at least
     std::chrono::milliseconds frueh{10000};   // a device that is lost sooner was lost early
     std::chrono::milliseconds laengsterAbstand{30000};  // after many early losses

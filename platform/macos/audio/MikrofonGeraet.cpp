@@ -60,7 +60,7 @@ bool MikrofonGeraet::laeuft() {
   return stand_ == Stand::gestartet && engine_->laeuft();
 }
 
-// Removing the tap and stopping say nothing about the recording: the engine is dropped in the end.
+// Errors of removing the tap and of stopping do not matter: the engine is dropped in the end.
 Ergebnis MikrofonGeraet::schliesse() {
   const Stand stand = std::exchange(stand_, Stand::nichts);
   if (stand >= Stand::beobachtet) engine_->beobachteNichtMehr();

@@ -1,11 +1,11 @@
-// The microphone: in which order the audio engine is asked, set up and taken down.
+// The microphone: the order in which the audio engine is queried, set up and taken down.
 //
 // The permission comes first, because the engine would start without one and deliver silence. An
 // engine is made anew for each opening: one that has lost its device keeps the old device's format,
 // and a tap in a format that the device does not have raises an exception.
 //
-// Whether a change has stopped the engine is asked by the thread that opened it, not where the
-// change is told: an engine that is released there waits for itself.
+// The thread that opened the engine finds out whether a change has stopped it, not the callback
+// that reports the change: an engine that is released there waits for itself.
 //
 // Threads as in AudioGeraet.h.
 #pragma once

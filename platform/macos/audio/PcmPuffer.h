@@ -12,8 +12,8 @@
 
 namespace hallkorb {
 
-// The audio of a sample buffer in a buffer of its own, in the format that it describes; nil where
-// it has no audio, or none that could be copied.
+// The audio of a sample buffer in a buffer of its own, in the format that it describes; nil if it
+// has no audio, or none that can be copied.
 [[nodiscard]] AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef _Nonnull probe);
 
 // A view of the buffer, or a copy in `uebersetzer`; valid for as long as both are not touched.

@@ -55,7 +55,7 @@ void haengeAn(Typ typ, const void* daten, std::size_t anzahl, std::vector<float>
 
 }  // namespace
 
-// The system counts them in a signed 32-bit number where they are copied.
+// When copying them, the system counts them in a signed 32-bit number.
 std::optional<std::uint32_t> framesAus(std::int64_t anzahl) {
   if (anzahl < 0 || anzahl > std::numeric_limits<std::int32_t>::max()) {
     abbruch("Audiopuffer: unmoegliche Laenge");

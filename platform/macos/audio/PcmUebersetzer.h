@@ -1,11 +1,11 @@
 // From the system's description of audio buffers to a PcmBlock.
 //
-// The engine and the capture service both promise 32-bit floats, but describe each buffer, and what
-// is described counts: rate, channels, sample type and layout are taken from there, block by block.
-// Where the samples lie as a PcmBlock wants them, it is a view; otherwise they are copied.
+// The engine and the capture service both promise 32-bit floats, but describe each buffer, and the
+// description counts: rate, channels, sample type and layout are taken from it, block by block. If
+// the samples lie as a PcmBlock needs them, it is a view; otherwise they are copied.
 //
-// The structures repeat those of CoreAudioTypes field by field, so that this runs everywhere.
-// One thread at a time.
+// The structures repeat those of CoreAudioTypes, so that this compiles everywhere. One thread at a
+// time.
 #pragma once
 
 #include <cstdint>
@@ -33,16 +33,15 @@ struct TonPuffer {
   std::uint32_t bytes = 0;
 };
 
-// The frames that a system's buffer says it has; nothing for an empty one. A number that no buffer
-// can have stops the process: what claims it is not to be read.
+// The number of frames that a system's buffer declares; nullopt if it is empty. A number that no
+// buffer can have stops the process: such a buffer cannot be read safely.
 [[nodiscard]] std::optional<std::uint32_t> framesAus(std::int64_t anzahl);
 
 class PcmUebersetzer {
  public:
   // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the
-  // buffers are. Nothing where the description is not of native linear PCM in 16 or 32-bit integers
-  // or 32 or 64-bit floats, where it has no channels, or where the buffers are too few or
-  // short.
+  // buffers are. Nullopt unless the description is of native linear PCM in 16 or 32-bit integers or
+  // 32 or 64-bit floats, with channels and enough buffers of sufficient length.
   [[nodiscard]] std::optional<PcmBlock> uebersetze(const TonBeschreibung& beschreibung,
                                                    std::span<const TonPuffer> puffer,
                                                    std::uint32_t frames,

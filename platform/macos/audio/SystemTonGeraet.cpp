@@ -7,7 +7,7 @@
 
 namespace hallkorb {
 
-// Hands on what the stream delivers.
+// Hands the sound of the stream on.
 class SystemTonGeraet::Tonempfaenger final : public StromEmpfaenger {
  public:
   Tonempfaenger(std::weak_ptr<BlockEmpfaenger> ziel, std::weak_ptr<SckStrom> strom)

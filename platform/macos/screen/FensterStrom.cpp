@@ -25,32 +25,32 @@ std::shared_ptr<const Inhalt> LetzterInhalt::hole() const {
   return inhalt_;
 }
 
-// Hands on what the stream delivers, while the listener is to hear of it.
+// Hands the stream's pictures on while it is open.
 class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
  public:
   explicit Bildempfaenger(std::weak_ptr<SckStrom> strom) : strom_(std::move(strom)) {}
 
-  // From now on pictures reach the listener. The first one may come before the service has said
-  // that the stream runs, and where nothing moves it is the only one.
+  // From now on pictures reach the listener. The first one may come before the service reports that
+  // the stream runs, and if nothing moves it is the only one.
   void oeffne(WindowStreamListener& listener, std::uint32_t fenster) {
     const std::lock_guard halter(lock_);
     listener_ = &listener;
     fenster_ = fenster;
   }
-  // A change of window was asked for: until it is answered, nobody knows of which window a picture
-  // is, and it counts as one of the old window.
+  // A change of window was requested: until it is answered, it is unknown which window a picture
+  // shows, and it counts as one of the old window.
   void beginneWechsel() {
     const std::lock_guard halter(lock_);
     ungewiss_ = false;
   }
-  // The change was answered with success. Returns whether pictures came before, of which one may
-  // have been the new window's first and, if nothing moves in it, only one.
+  // The change has succeeded. Returns whether pictures came since the request: one of them may have
+  // been the new window's first and, if nothing moves in it, only one.
   [[nodiscard]] bool beendeWechsel(std::uint32_t fenster) {
     const std::lock_guard halter(lock_);
     return std::exchange(fenster_, fenster) != fenster && ungewiss_;
   }
-  // From now on the listener is also told of the stream's end; the reason where it has ended
-  // before.
+  // From now on the stream's end is reported to the listener, too. Returns the reason if it has
+  // already ended.
   [[nodiscard]] std::optional<Fehler> gestartet() {
     const std::lock_guard halter(lock_);
     gestartet_ = true;
@@ -80,7 +80,7 @@ class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
   std::mutex lock_;
   WindowStreamListener* listener_ = nullptr;
   std::uint32_t fenster_ = 0;  // the window whose pictures come
-  bool ungewiss_ = false;      // a picture came since the last change was asked for
+  bool ungewiss_ = false;      // a picture came since the last change was requested
   bool gestartet_ = false;
   std::optional<Fehler> ende_;
 };
@@ -125,7 +125,7 @@ Ergebnis FensterStrom::wechsle(std::uint32_t id) {
   if (inhalt == nullptr || !inhalt->hatFenster(id)) return fensterVerschwunden();
   bildempfaenger_->beginneWechsel();
   Ergebnis ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
-  // Asked for once more, the service delivers a picture that is surely the new window's.
+  // Requested once more, the change brings a picture that is certainly the new window's.
   if (ergebnis.gelungen() && bildempfaenger_->beendeWechsel(id))
     ergebnis = strom_->wechsle(*inhalt, id, stelle_, frist);
   if (ergebnis.gescheitert()) return erklaert(std::move(ergebnis).fehler());

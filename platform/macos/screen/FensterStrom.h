@@ -1,10 +1,10 @@
 // The moving picture of one window: a capture stream that can be pointed at another window.
 //
-// The windows are known by the snapshot in which the caller has found them, so the stream uses the
-// last one that was taken, and a window that is not in it has gone.
+// The service takes a window only as an object of a snapshot. The stream uses the last snapshot, in
+// which the caller has found the window; one that is not in it is gone.
 //
-// Threads as in ScreenCapture.h; pictures come on the queue "sck.video". A lock makes the
-// listener's calls one at a time and shuts it off at the stop.
+// Threads as in ScreenCapture.h; pictures come on the queue "sck.video". A lock admits one call on
+// the listener at a time, and none after the stop.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The question for what can be captured, with its wait and the words for a refusal.
+// Asks what can be captured, with a time limit and with words for a refusal.
 #pragma once
 
 #include <memory>

@@ -1,8 +1,8 @@
 // A picture as the capture service delivers it: a sample buffer, untouched on its way to the
 // encoder.
 //
-// The buffer is borrowed from the callback that hands it over, and only looked into by the
-// platform's own code; here it is an address.
+// The buffer is borrowed from the callback that hands it over, and only the platform's own code
+// looks into it; here it is an address.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace hallkorb {
 
-// The state of a picture from its number in SCFrameStatus; nothing for a number that is not known.
+// The state of a picture from its number in SCFrameStatus; nullopt for an unknown number.
 [[nodiscard]] constexpr std::optional<BildStatus> bildStatus(std::int64_t nummer) {
   switch (nummer) {
     case 0:

@@ -15,7 +15,7 @@ class MacScreenCapture final : public ScreenCapture {
  public:
   explicit MacScreenCapture(std::shared_ptr<SckAufrufe> dienst);
 
-  // Where the permission is missing, the error says where to give it.
+  // If the permission is missing, the error says where to give it.
   [[nodiscard]] Ergebnis inventar(ScreenContent& content) override;
   // The streams know the windows of the last inventory.
   [[nodiscard]] std::unique_ptr<WindowStream> stream(

@@ -1,5 +1,5 @@
-// The calls into ScreenCaptureKit, each as small as the system has it, for both uses of it: the
-// sound of the computer and the picture of a window.
+// The calls into ScreenCaptureKit, each a single call of the system, for both uses of it: the sound
+// of the computer and the picture of a window.
 //
 // What is called when is decided in SckStrom, SystemTonGeraet, FensterStrom and MacScreenCapture;
 // here is only what must be on a Mac.
@@ -46,15 +46,15 @@ class StromAufrufe {
  public:
   virtual ~StromAufrufe() = default;
 
-  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; an error where
-  // that is not in it. `empfaenger` is told for as long as it exists.
+  // The stream, on a window of `inhalt` or, without `fenster`, on its first display; an error if
+  // that is not in it. `empfaenger` is called for as long as it exists.
   [[nodiscard]] virtual Ergebnis baue(const Inhalt& inhalt, std::optional<std::uint32_t> fenster,
                                       const StromEinstellungen& einstellungen,
                                       std::weak_ptr<StromEmpfaenger> empfaenger) = 0;
   // Adds the output of that type, on a new serial queue with that label.
   [[nodiscard]] virtual Ergebnis verbinde(StromAusgang ausgang, const char* queue) = 0;
   virtual void starte(SckFertig fertig) = 0;
-  // Goes over to another window of `inhalt`; answers with an error where that is not in it.
+  // Goes over to another window of `inhalt`; answers with an error if that is not in it.
   virtual void wechsle(const Inhalt& inhalt, std::uint32_t fenster, SckFertig fertig) = 0;
   // The stream and what it calls are kept until the service has answered, even if gibFrei() comes
   // first, and for good if it never answers.

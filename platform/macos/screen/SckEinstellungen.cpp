@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t BGRA = 0x42475241;  // 'BGRA'
 
-// As a unit fraction where it is one, as all frame rates are; otherwise in microseconds.
+// As a unit fraction if it is one, as all frame rates are; otherwise in microseconds.
 StromEinstellungen::Abstand alsBruch(double sekunden) {
   if (!(sekunden > 0)) return {0, 1};
   const double jeSekunde = std::round(1 / sekunden);

@@ -1,6 +1,6 @@
 // The settings of the two kinds of capture streams, as data.
 //
-// What is absent is left as the system has it.
+// What is absent keeps the system's default.
 #pragma once
 
 #include <cstddef>

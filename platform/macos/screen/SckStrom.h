@@ -1,10 +1,10 @@
 // The life of one capture stream: built, connected, started, pointed elsewhere, ended.
 //
-// The service answers when it likes; here is decided how long that is waited for, and what is
-// undone when an answer is an error or does not come. A stream that did not start, or that the
-// service has ended, is only dropped: it answers every further call with an error. One whose start
-// is not answered may still start, so it is told to stop; that is not waited for, since whoever
-// waited for the start has no time left.
+// The service answers in its own time. How long to wait, and what to undo if an answer is an error
+// or does not come, is decided here. A stream that did not start, or that the service has ended, is
+// only dropped: it answers every further call with an error. One whose start is not answered may
+// still start, so it is asked to stop, without a wait: whoever waited for the start has no time
+// left.
 //
 // starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once
@@ -39,8 +39,8 @@ class SckStrom {
   [[nodiscard]] Ergebnis wechsle(const Inhalt& inhalt, std::uint32_t fenster,
                                  const std::shared_ptr<Wartestelle>& stelle,
                                  Wartestelle::Frist frist);
-  // Ends the capture, waits for that, and for what still runs on the queue. Returns what the
-  // service said to that; the stream is gone either way. May be repeated.
+  // Ends the capture, waits for that and for what still runs on the queue. Returns the service's
+  // answer; the stream is gone either way. May be repeated.
   Ergebnis beende();
   // The service has ended the stream.
   void merkeEnde() { beendet_ = true; }

@@ -11,8 +11,8 @@
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/Objekte.h"
 
-// What a stream calls back: its output and its delegate in one. It holds its target weakly, so a
-// stream that is late calls nobody.
+// What a stream calls: its output and its delegate in one. It holds its target weakly, so a late
+// stream calls nobody.
 @interface HKStromEmpfaenger : NSObject <SCStreamOutput, SCStreamDelegate>
 - (instancetype)initMitZiel:(std::weak_ptr<hallkorb::StromEmpfaenger>)ziel;
 @end
@@ -25,7 +25,7 @@ void gibTonWeiter(CMSampleBufferRef probe, PcmUebersetzer& uebersetzer,
   AVAudioPCMBuffer* puffer = toPCMBuffer(probe);
   if (puffer == nil) return;
   const CMTime zeit = CMSampleBufferGetPresentationTimeStamp(probe);
-  // A time can be valid and still no number: infinite, or indefinite.
+  // A valid time may still not be a number: it may be infinite or indefinite.
   std::optional<double> sekunden;
   if (CMTIME_IS_NUMERIC(zeit)) sekunden = CMTimeGetSeconds(zeit);
   if (const auto block = pcmBlock(puffer, sekunden, uebersetzer)) ziel.ton(*block);
@@ -83,7 +83,7 @@ class SckInhalt final : public Inhalt {
     }
   }
 
-  // Both are nil where there is no such thing.
+  // Both are nil if there is no such thing.
   SCContentFilter* _Nullable fensterFilter(std::uint32_t id) const {
     SCWindow* gesucht = fenster(id);
     if (gesucht == nil) return nil;
@@ -127,10 +127,10 @@ SCStreamConfiguration* konfiguration(const StromEinstellungen& e) {
   return c;
 }
 
-// Streams that were asked to stop, with what they call. No document says that the service keeps a
-// stream, its output or its delegate until it has answered, or that it answers; so both are kept
-// here until it has, and for good if it never does: an object too many is better than a call into
-// one that is gone.
+// Streams that were asked to stop, with what they call. No document promises that the service keeps
+// a stream, its output or its delegate until it has answered, or that it answers. So they are kept
+// here until it has, for good if it never does: a leaked object is better than a call into one that
+// is gone.
 class Gestoppte {
  public:
   [[nodiscard]] std::uint64_t behalte(SCStream* stream, HKStromEmpfaenger* empfaenger) {
@@ -139,7 +139,7 @@ class Gestoppte {
     return letzte_;
   }
   void lassGehen(std::uint64_t nummer) {
-    decltype(alle_)::node_type weg;  // goes when the lock is free
+    decltype(alle_)::node_type weg;  // released after the lock
     const std::lock_guard halter(lock_);
     weg = alle_.extract(nummer);
   }

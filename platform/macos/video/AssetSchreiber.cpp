@@ -29,7 +29,7 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
                                                     std::chrono::milliseconds abschluss) {
   Ergebnis ergebnis = aufrufe->baue(pfad, einstellungen);
   if (ergebnis.gelungen()) {
-    // Before the input is added: afterwards it would be too late.
+    // Must be set before the input is added.
     if (const Ergebnis ohne = aufrufe->setzeFragmente(FRAGMENT); ohne.gescheitert()) {
       log("[hallkorb] Video ohne Fragmente, nach einem Absturz nicht abspielbar: " +
           ohne.fehler().description);
@@ -47,8 +47,8 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
 }
 
 bool AssetSchreiber::starte(double basis) {
-  aufrufe_->entferneDatei(pfad_);  // the system refuses to write over a file
-  // A session that could not be begun leaves a writer that says that it is writing.
+  aufrufe_->entferneDatei(pfad_);  // the system refuses to overwrite a file
+  // If the session could not be begun, the writer still reports that it is writing.
   begonnen_ =
       merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->setzeBeginn(medienzeit(basis)));
   return schreibt();
@@ -68,7 +68,7 @@ bool AssetSchreiber::haengeAn(const Bild& bild) {
 
 bool AssetSchreiber::schliesseAb(double ende) {
   if (!schreibt()) return false;
-  // Without these two the file ends a little early; it can be completed all the same.
+  // If these two fail, the file ends a little early, but can still be completed.
   merke(aufrufe_->markiereFertig());
   merke(aufrufe_->setzeEnde(medienzeit(ende)));
   Antwort<bool> antwort(std::make_shared<Wartestelle>());
@@ -79,7 +79,7 @@ bool AssetSchreiber::schliesseAb(double ende) {
   return false;
 }
 
-// The writer knows better than a call why it has failed.
+// The writer's own error says more than that of a call.
 std::optional<Fehler> AssetSchreiber::fehler() const {
   if (std::optional<Fehler> eigener = aufrufe_->fehler()) return eigener;
   const std::lock_guard halter(lock_);

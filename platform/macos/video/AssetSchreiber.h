@@ -1,8 +1,8 @@
 // A video file on macOS: in which order the asset writer is set up, fed and finished.
 //
-// The file is written in fragments of two seconds, so that a process that is killed leaves one that
-// plays up to the last of them. Where the system does not write them the video goes on without, and
-// one line says so.
+// The file is written in fragments of two seconds, so that a killed process leaves a file that
+// plays up to the last of them. If the system refuses fragments, the video goes on without them,
+// and one line reports it.
 //
 // Threads as in VideoWriter.h.
 #pragma once
@@ -23,12 +23,12 @@ namespace hallkorb {
 
 class AssetSchreiber final : public VideoWriter {
  public:
-  // How long the end of the file is waited for. What is left to write then is little, the last
-  // fragment and the index, but a slow disk may have minutes of fragments before it; a disk that is
-  // gone never answers, and the audio's last lines wait for the video.
+  // How long to wait for the end of the file. Only the last fragment and the index are left to
+  // write then, but a slow disk may still have minutes of fragments to write before them. A disk
+  // that is gone never answers, and the audio's last lines wait for the video.
   static constexpr std::chrono::minutes ABSCHLUSS{2};
 
-  // Null with `fehler` filled where the system has no encoder for the settings.
+  // Null, with the reason in `fehler`, if the system has no encoder for the settings.
   [[nodiscard]] static std::unique_ptr<AssetSchreiber> neu(
       std::unique_ptr<SchreiberAufrufe> aufrufe, const std::string& pfad,
       const VideoEinstellungen& einstellungen, Fehler& fehler,

@@ -111,9 +111,9 @@ class AvSchreiber final : public SchreiberAufrufe {
   }
 
   Ergebnis schliesseAb(std::function<void()> fertig) override {
-    // Out here: a block inside the lambda would capture a reference to `fertig`.
-    // It keeps the writer, which no document says to keep itself, until the file is complete: also
-    // after the program has stopped waiting.
+    // Not inside the lambda: a block there would capture a reference to `fertig`. The block keeps
+    // the writer until the file is complete, even after the program has stopped waiting; no
+    // document promises that the writer keeps itself.
     AVAssetWriter* writer = writer_;
     void (^const abschluss)(void) = ^{
       static_cast<void>(writer);
@@ -130,7 +130,7 @@ class AvSchreiber final : public SchreiberAufrufe {
     }
   }
 
-  // For calls that return NO and leave the reason with the writer.
+  // For calls that return NO and leave the reason in the writer.
   template <class Aufruf>
   Ergebnis rufeMitAntwort(Aufruf aufruf) {
     @autoreleasepool {

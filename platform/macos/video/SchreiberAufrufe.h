@@ -1,8 +1,8 @@
-// The calls into the asset writer that a video file takes, each as small as the system has it.
+// The calls into the asset writer that a video file needs, each a single call of the system.
 //
 // What is called when, and which of several errors counts, is decided in AssetSchreiber; here is
 // only what must be on a Mac. The system raises exceptions for calls that come at the wrong time;
-// they arrive as errors of the call, and the writer's status and error know nothing of them.
+// they arrive as errors of the call and do not show in the writer's status and error.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,7 @@ class SchreiberAufrufe {
   [[nodiscard]] virtual bool nimmtEingang() = 0;
   [[nodiscard]] virtual Ergebnis fuegeEingangHinzu() = 0;
 
-  // Without a file of that name nothing happens.
+  // Does nothing if there is no such file.
   virtual void entferneDatei(const std::string& pfad) = 0;
   [[nodiscard]] virtual Ergebnis beginneSchreiben() = 0;
   [[nodiscard]] virtual Ergebnis setzeBeginn(const Medienzeit& beginn) = 0;
@@ -56,8 +56,8 @@ class SchreiberAufrufe {
 
   [[nodiscard]] virtual Ergebnis markiereFertig() = 0;
   [[nodiscard]] virtual Ergebnis setzeEnde(const Medienzeit& ende) = 0;
-  // `fertig` comes on a thread of the system when the file is complete or has failed; not at all
-  // after an error of the call.
+  // `fertig` comes on a thread of the system when the file is complete or has failed; never after
+  // an error of the call.
   [[nodiscard]] virtual Ergebnis schliesseAb(std::function<void()> fertig) = 0;
 };
 
