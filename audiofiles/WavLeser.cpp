@@ -35,7 +35,7 @@ void WavLeser::nimm(std::span<const std::uint8_t> bytes) {
     lies(bytes);
 }
 
-// Takes at least one byte, or comes to another place.
+// Takes at least one byte, or moves to another place in the file.
 void WavLeser::lies(std::span<const std::uint8_t>& bytes) {
   switch (stelle_) {
     case Stelle::VORSPANN:
@@ -85,8 +85,8 @@ void WavLeser::behandleKopf() {
     if (kopfBytes_ < KANAELE + 2) return;
     kanaele_ = std::max<std::size_t>(lies16(kopf_.data() + KANAELE), 1);
   }
-  // Blocks begin at even positions. A "fmt " that declares less than it was read for ends where it
-  // says.
+  // Blocks begin at even positions. A "fmt " block ends where its length says, even if more of it
+  // was read.
   const std::uint64_t naechster = BLOCK_KOPF + laenge + laenge % 2;
   if (naechster >= kopfBytes_) {
     ueberspringen_ = naechster - kopfBytes_;

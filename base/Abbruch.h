@@ -1,7 +1,7 @@
 // The end of the process when it cannot go on: one line that says why, then SIGABRT.
 //
-// Reserved for what no caller can handle: an impossible option, memory that is not to be had, a
-// broken invariant. Failures of devices and files are values (base/Fehler.h).
+// Reserved for what no caller can handle: an impossible option, a lack of memory, a broken
+// invariant. Failures of devices and files are values (base/Fehler.h).
 //
 // Any thread.
 #pragma once

@@ -25,7 +25,7 @@
 namespace hallkorb {
 
 // One system call each. A negative result is the negated error number (-ENOSPC); calls that yield
-// no value return 0 otherwise. -EINTR asks for the same call again.
+// no value return 0 otherwise. After -EINTR the same call must be repeated.
 class Dateien {
  public:
   enum class Art { datei, ordner, sonst };  // regular file, folder, anything else

@@ -7,8 +7,8 @@
 //   into the pipe (Schreibplatz.h), so that a line that has to be given up leaves no half of it.
 // - A host that is busy for a minute must not cost a block of sound. With a thread of its own
 //   (starteFaden) a stream keeps lines that do not fit yet and writes them, in order, when the
-//   reader has made room; write() returns at once. Without one, write() waits itself, as the
-//   offline modes want it.
+//   reader has made room; write() returns at once. Without one, write() itself waits, as the
+//   offline modes need it.
 // - A recorder must not outlive its host: when the reader has closed the stream, the handler set
 //   with `leserWeg` is called once. A host that keeps it open without reading must not delay the
 //   end: from `begrenze` on there is one time limit for everything that is still to be written.

@@ -1,4 +1,4 @@
-// The ranking runs at every check of the screen; a long list must not be felt either.
+// The ranking runs at every check of the screen; even a long list must cost next to nothing.
 #include <benchmark/benchmark.h>
 
 #include <array>

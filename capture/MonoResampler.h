@@ -1,4 +1,4 @@
-// Captured blocks of whatever format to mono at the recording's common rate.
+// Converts captured blocks of any format to mono at the recording's rate.
 //
 // The filter itself is the platform's. This class decides when a converter is replaced (only when
 // the format changes, so that a stream has no seams) and how much room a block's output gets. A

@@ -38,7 +38,7 @@ Option zahlOption(std::string_view name, double Config::* feld) {
           }};
 }
 
-// A missing value takes an earlier one back.
+// A missing value cancels an earlier one.
 Option pfadOption(std::string_view name, std::optional<std::string> Config::* feld) {
   return {name, 1, [=](Config& c, const std::vector<std::string>& werte) {
             c.*feld = werte.empty() ? std::nullopt : std::optional(werte[0]);

@@ -30,8 +30,8 @@ namespace {
 #if !HALLKORB_MACOS
 // A host that stops a recording right after starting it must get the orderly end too. So the
 // signals that end one are held back from the first instruction of ours on, before all other
-// constructors; the run loop takes what has come by then. (On macOS what came early would be lost
-// that way: there its run loop sees only what comes after it watches.)
+// constructors; the run loop takes what has come by then. (Not on macOS, where that would lose
+// them: its run loop sees only signals that come once it watches.)
 sigset_t geerbteMaske;
 
 [[gnu::constructor(101)]] void halteSignale() {
@@ -52,8 +52,8 @@ void gibSignaleFrei() {}
 #endif
 
 // A host may start the program with standard streams closed. The next file opened would get such a
-// number, and the lines meant for the host would go into a recording. Opened for reading only, a
-// write to it fails as it should.
+// number, and the lines meant for the host would go into a recording. It is opened for reading
+// only, so that a write to it fails as it should.
 void besetzeStandardstroeme() {
   int deskriptor = 0;
   do {

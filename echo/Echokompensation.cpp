@@ -27,7 +27,7 @@ constexpr double ABKLINGEN_PARTITIONEN = 3.0;
 constexpr double VORWISSEN = 20.0;
 // Even a partition without any echo gets a tenth of the strongest one's share: the echo may move.
 constexpr double MINDESTANTEIL = 0.1;
-// All shares together: just below 1, from where on a normalised step no longer converges.
+// All shares together: just below 1, from which on a normalised step no longer converges.
 constexpr double ANTEILE_SUMME = 0.99;
 
 // --- Which filter is better. ---

@@ -34,8 +34,8 @@ class KFFT {
   void rueck(double* re, double* im);
 
   // The same transforms for callers that only multiply spectra bin by bin: the spectrum stays in
-  // the order in which it falls out (always the same for a length), which saves the reordering. The
-  // inverse takes that order and leaves out the factor 1/n.
+  // the order in which the passes leave it (always the same for a length), which saves the
+  // reordering. The inverse takes that order and leaves out the factor 1/n.
   void vorUngeordnet(double* re, double* im);
   void rueckUngeordnet(double* re, double* im);
 

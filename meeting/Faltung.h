@@ -1,9 +1,8 @@
 // Makes titles comparable.
 //
 // The same meeting is called "Besprechung" or "BESPRECHUNG", with umlauts composed or decomposed,
-// and with any kind of dash. The ranking's tables hold each word once: in lower
-// case, without diacritics, with the plain hyphen and apostrophe. Titles are brought into this form
-// first.
+// and with any kind of dash. The ranking's tables hold each word once: in lower case, without
+// diacritics, with the plain hyphen and apostrophe. Titles are brought into this form first.
 //
 // Texts are UTF-8; invalid bytes become U+FFFD. Unicode's tables are those of utf8proc. Any thread.
 #pragma once
@@ -15,8 +14,8 @@ namespace hallkorb {
 
 // The form in which titles are compared: case folded (full folding, so that "ß" is "ss"),
 // canonically decomposed and stripped of all marks; en and em dash as "-", the typographic
-// apostrophe as "'"; white space and line breaks at both ends trimmed. The result
-// refers to `puffer`, whose memory is reused from title to title.
+// apostrophe as "'"; white space and line breaks at both ends trimmed. The result refers to
+// `puffer`, whose memory is reused from title to title.
 [[nodiscard]] std::string_view normTitel(std::string_view titel, std::string& puffer);
 
 // `text` without the white space (Unicode's White_Space) at both ends.

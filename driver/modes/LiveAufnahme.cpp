@@ -249,7 +249,7 @@ void LiveAufnahme::shutdown() {
 // left in the buffers, and only then the figures about all of it.
 void LiveAufnahme::stoppe() {
   static_cast<void>(sysCap_->stop());
-  startTask_->sync([] {});  // its attempts are cancelled; "started" comes before what follows
+  startTask_->sync([] {});  // its attempts are cancelled; "started" precedes all that follows
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();

@@ -73,7 +73,7 @@ TEST_F(RohWavTest, WhatCannotBeOpenedIsNoObjectAndNoLine) {
   EXPECT_EQ(RohWav::oeffne(ordner / "fehlt/mikro_roh.wav", RATE), nullptr);
   EXPECT_EQ(RohWav::oeffne(ordner.pfad(), RATE), nullptr);
   ASSERT_EQ(::mkfifo((ordner / "rohr").c_str(), 0600), 0);
-  EXPECT_EQ(RohWav::oeffne(ordner / "rohr", RATE), nullptr);  // nobody reads it: does not wait
+  EXPECT_EQ(RohWav::oeffne(ordner / "rohr", RATE), nullptr);  // nobody reads it: no wait
   dateien.scheitere(Ruf::oeffnen, 0, EACCES);
   EXPECT_EQ(oeffne(), nullptr);
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());

@@ -16,7 +16,7 @@ namespace {
 
 constexpr PcmFormat MONO{16000.0, 1, true};
 
-// Hands every sample on, or nothing.
+// Hands every sample on, or none.
 class Durchreiche final : public AudioConverterFactory {
  public:
   std::unique_ptr<AudioConverter> konverter(const PcmFormat& /*quellformat*/,

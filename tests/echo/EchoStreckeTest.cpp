@@ -29,7 +29,7 @@ Samples rauschen(std::size_t n, double pegel, std::uint64_t saat) {
   return s;
 }
 
-// From sample `ab` on delayed by `um`.
+// Delayed by `um` from sample `ab` on.
 void verzoegere(const Samples& x, std::size_t um, std::size_t ab, Samples& y) {
   for (std::size_t i = ab; i < y.size(); ++i)
     y[i] = i >= um ? x[i - um] : 0.0F;

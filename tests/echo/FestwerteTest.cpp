@@ -3,8 +3,8 @@
 //
 // The comparison with the literal form (GleichheitTest.cpp) would not see a processor, a compiler
 // or a library on which both are wrong in the same way. The inputs are integers from a generator
-// that the language defines, so they too are the same everywhere. They hang on no last bits either:
-// noise of 1e-11 in each of the literal form's transforms changes none of the figures.
+// that the language defines, so they too are the same everywhere. They do not depend on last bits
+// either: noise of 1e-11 in each of the literal form's transforms changes none of the figures.
 #include <gtest/gtest.h>
 
 #include <algorithm>

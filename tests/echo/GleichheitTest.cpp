@@ -233,7 +233,7 @@ TEST_P(Gleichheit, WithSamplesThatAreNoNumbers) {
       EXPECT_EQ(a.sprache, b.sprache);
       ASSERT_EQ(a.samples.size(), b.samples.size());
       for (std::size_t i = 0; i < a.samples.size(); ++i) {
-        // A damaged sample may itself come out where the raw block stands in.
+        // A damaged sample may itself come out in a block that the raw microphone stands in for.
         ASSERT_EQ(std::isnan(a.samples[i]), std::isnan(b.samples[i])) << i;
         if (std::isnan(a.samples[i])) continue;
         ASSERT_LE(std::abs(kodiert(a.samples[i]) - kodiert(b.samples[i])), 1) << i;

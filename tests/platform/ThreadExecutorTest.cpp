@@ -187,8 +187,8 @@ TEST(Befristet, AThreadThatIsKeptReadyWorksOnce) {
   EXPECT_EQ(ergebnis->get_future().get(), 7);
 }
 
-// Or the kernel would end the process through such a thread, where the main thread waits for the
-// signal in its run loop.
+// Otherwise the kernel would end the process through such a thread while the main thread waits for
+// the signal in its run loop.
 TEST(ThreadExecutor, ItsThreadsTakeNoSignals) {
   ThreadExecutor executor;
   const auto blockiert = [](int nummer) {

@@ -1,7 +1,7 @@
 // Catches what the program writes to standard output and standard error while it lives.
 //
-// The real writers run, on real file handles; only the handles are others. Not for tests that run
-// at the same time in one process.
+// The real writers run on real file handles, which are just other ones. Not for tests that run at
+// the same time in one process.
 #pragma once
 
 #include <unistd.h>

@@ -19,7 +19,7 @@ class Beschriftung {
   Beschriftung& operator=(const Beschriftung&) = delete;
 
   // The text (UTF-8; what the font lacks becomes "-") as squares of `seite` pixels in the middle of
-  // an area of that size. It is cut where it does not fit in.
+  // an area of that size. It is cut off if it does not fit.
   std::vector<xcb_rectangle_t> quadrate(const std::string& text, int breite, int hoehe, int seite);
 
  private:

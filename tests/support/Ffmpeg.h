@@ -1,4 +1,4 @@
-// What ffmpeg and ffprobe, as strangers, say of a video file.
+// A video file as ffmpeg and ffprobe see it.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct VideoPaket {
 // The properties of the file's only stream, and "format.…" for those of the file.
 [[nodiscard]] std::map<std::string, std::string> videoEigenschaften(const std::string& pfad);
 [[nodiscard]] std::vector<VideoPaket> videoPakete(const std::string& pfad);
-// What decoding all of it complains about; empty when nothing.
+// The complaints of decoding all of it; empty if there are none.
 [[nodiscard]] std::string dekodierFehler(const std::string& pfad);
 
 // A decoded picture, three bytes for each pixel.

@@ -1,4 +1,4 @@
-// A listener that keeps all it is told, so that a test can wait for it and look at it.
+// A listener that records every call, so that a test can wait for calls and check them.
 #pragma once
 
 #include <chrono>
@@ -54,7 +54,7 @@ class Hoerer final : public AudioInputListener {
   // Called on the capture's thread within each block, before it is kept.
   std::function<void()> imBlock;
 
-  // Waits until `bedingung` holds of what has come so far, up to 15 s; whether it did.
+  // Waits up to 15 s until `bedingung` holds for what has come so far; returns whether it did.
   bool warteAuf(const std::function<bool(const Stand&)>& bedingung) {
     std::unique_lock halter(lock_);
     return neues_.wait_for(halter, std::chrono::seconds(15), [&] { return bedingung(stand_); });

@@ -1,4 +1,4 @@
-// A device with a crystal of its own, on a virtual clock: what it captures and when it says so.
+// A device with a crystal of its own, on a virtual clock: what it captures and how it stamps that.
 //
 // Its sample n belongs to the host time `beginn` + n / (rate * (1 + ppm / 1e6)), and its value is
 // that of a given signal at that time. Stamps can waver, be false, and the device can lose sound;

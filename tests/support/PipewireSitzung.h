@@ -8,7 +8,7 @@
 // the daemons as it likes. The environment of this process points to the session, so there is one
 // at a time.
 //
-// Every call returns when what it asks for is in force, and throws if that fails.
+// Every call returns once its request has taken effect, and throws if that fails.
 #pragma once
 
 #include <sys/types.h>
@@ -51,7 +51,7 @@ class PipewireSitzung {
   // The user's choice of the default device; `art` is "sink" or "source".
   void waehle(const std::string& art, const std::string& name) const;
   void setze(const std::string& einstellung, int wert) const;
-  // The name of the default device, empty when there is none.
+  // The name of the default device, or empty.
   [[nodiscard]] std::string standard(const std::string& art) const;
 
  private:
@@ -63,8 +63,8 @@ class PipewireSitzung {
   pid_t prozess_ = -1;
 };
 
-// Waits until `bedingung` holds, up to `sekunden`; whether it did. For what can only be asked for,
-// as the state of another process.
+// Waits up to `sekunden` until `bedingung` holds; returns whether it did. For what can only be
+// polled, such as the state of another process.
 bool warteBis(const std::function<bool()>& bedingung, double sekunden = 10.0);
 
 }  // namespace hallkorb

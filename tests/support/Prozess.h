@@ -1,4 +1,4 @@
-// Another program, led by lines: its standard input and output are pipes of the test.
+// Another program, controlled by lines: its standard input and output are pipes of the test.
 //
 // It dies with the test's thread that started it, however that ends.
 #pragma once
@@ -16,7 +16,7 @@ class Prozess {
  public:
   enum class Fehlerausgabe { GETEILT, VERWORFEN };  // with the test's own, or nowhere
 
-  // Throws where the program cannot be started.
+  // Throws if the program cannot be started.
   explicit Prozess(const std::vector<std::string>& argumente,
                    Fehlerausgabe fehlerausgabe = Fehlerausgabe::GETEILT);
   // Kills it.
@@ -26,7 +26,8 @@ class Prozess {
 
   // Writes a line, whose line feed is added.
   void schreibe(const std::string& zeile) const;
-  // The next line of output without its line feed; throws when none comes in time or it has ended.
+  // The next line of output without its line feed; throws if none comes in time or the program has
+  // ended.
   std::string liesZeile(double sekunden = 10.0);
   // All output up to the program's end.
   std::string liesAlles();

@@ -11,7 +11,7 @@ namespace {
 constexpr std::int64_t UNIX_MS_AM_ANFANG = 1'700'000'000'123;
 
 // Takes the nearest earlier sample of the first channel. A stand-in for the platform's filter that
-// keeps its state over blocks and is exact where both rates are equal.
+// keeps its state over blocks and is exact if both rates are equal.
 class SimKonverter final : public AudioConverter {
  public:
   SimKonverter(double von, double nach) : schritt_(von / nach) {}
@@ -164,7 +164,7 @@ class SimPlattform::SimInput final : public AudioInput {
   }
 
  private:
-  // What came before the device was started is not heard; what came before the stop is delivered.
+  // What came before the start is not delivered; what came before the stop is.
   void spiele(AudioInputListener& hoerer, double ab) {
     for (const auto& schritt : geraet_.schritte) {
       if (schritt.zeit < ab) continue;

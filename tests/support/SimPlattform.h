@@ -2,7 +2,7 @@
 // at a time.
 //
 // The live recorder is a program of many threads, and its worst cases (a signal while a device
-// still starts, a block between the signal and the stop, a reader that goes in the middle of a
+// still starts, a block between the signal and the stop, a reader that closes in the middle of a
 // line) come once in a thousand real runs. Here each is a script: the clock stands still while any
 // thread can go on and jumps to the next scripted moment when none can, and which of several ready
 // threads goes on is drawn by a seeded generator. The same seed gives the same run.

@@ -1,11 +1,11 @@
 // A speaking machine for tests: German text as the sound of a voice, the same on every system.
 //
 // What an echo canceller does to speech depends on how speech is built: harmonics that glide,
-// formants, noise above 3 kHz between them, closures, pauses. A synthesiser that is installed
-// somewhere speaks differently with every release, and figures made with it tell of the release.
-// This one is a source and its filters, as in a textbook: a train of glottal pulses with a melody,
-// or noise, through resonators that move from sound to sound. Its spelling rules cover what plain
-// German text needs; it is understood with some goodwill.
+// formants, noise above 3 kHz between them, closures, pauses. An installed synthesiser speaks
+// differently with every release, and figures made with it depend on the release. This one is a
+// source and its filters, as in a textbook: a train of glottal pulses with a melody, or noise,
+// through resonators that move from sound to sound. Its spelling rules cover what plain German text
+// needs; it is understood with some goodwill.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// A folder of its own for a test, gone with everything in it at the end.
+// A folder of its own for a test, removed with everything in it at the end.
 #pragma once
 
 #include <stdlib.h>
@@ -44,7 +44,7 @@ class TempOrdner {
   std::string pfad_;
 };
 
-// The bytes of a file; empty when there is none.
+// The bytes of a file; empty if there is none.
 inline std::vector<std::uint8_t> dateiBytes(const std::string& pfad) {
   std::ifstream datei(pfad, std::ios::binary);
   std::stringstream inhalt;

@@ -1,9 +1,8 @@
-// testfenster: a real window for tests and demonstrations, led by lines on standard input.
+// testfenster: a real window for tests and demonstrations, controlled by lines on standard input.
 //
 // It passes for a window of any application (class, title), shows a colour that can be found again
-// in a picture, and moves when it is told to. After each command it prints "ok" once the server has
-// done it all, so that whoever leads it never has to wait by the clock. Its first line is the
-// window's number.
+// in a picture, and moves on command. After each command it prints "ok" once the server has done
+// all of it, so that nobody has to wait by the clock. Its first line is the window's number.
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
 //               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B]
@@ -12,15 +11,15 @@
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
 // is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, --rauschen
-// with noise in them; --beschriftet writes the title into it in large letters; --traege draws what
-// the server asks for only after so many milliseconds, until when it has this colour. An empty
-// instance and class: none are set.
+// with noise in them; --beschriftet writes the title into it in large letters; --traege delays its
+// drawing by so many milliseconds, during which it has this colour. An empty instance and class:
+// none are set.
 //
 // Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
 // verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
 // glyph of the font "cursor"), bewegt HZ (0: stands still), bild N (draws the N-th picture of the
-// movement), schatten L R T B, gleiche (nothing but what every command does), ende. The end of
-// standard input ends it too.
+// movement), schatten L R T B, gleiche (only what every command does: wait for the server), ende.
+// The end of standard input ends it too.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -97,7 +96,7 @@ class Fenster {
     if (klasse.size() > 2)
       setze(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, klasse.data(), klasse.size());
     setzeTitel(wunsch.titel);
-    // Where it is told to be, and not where the window manager would put it.
+    // At the requested place, not where the window manager would put it.
     const std::uint32_t hinweise[18] = {1U /* USPosition */, static_cast<std::uint32_t>(wunsch.x),
                                         static_cast<std::uint32_t>(wunsch.y)};
     setze(XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, hinweise, 18);
@@ -197,7 +196,7 @@ class Fenster {
   }
 
   // The whole window in its colour, on request its title and a field of noise, and a bar in the
-  // inverse colour at the place that the picture's number says.
+  // inverse colour at the place given by the picture's number.
   void zeichne() {
     fuelle(farbe_, 0, 0, breite_, hoehe_);
     if (beschriftung_) zeichneTitel();
@@ -249,7 +248,7 @@ class Fenster {
     if (xcb_connection_has_error(c_) != 0) std::exit(0);  // the server has ended
     xcb_flush(c_);
   }
-  // Returns when the server has done all that it was asked.
+  // Returns when the server has handled all requests.
   void gleiche() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
 
  private:

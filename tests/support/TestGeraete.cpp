@@ -4,23 +4,22 @@
 //               [--delay MS] [--gain G] [--near FILE.f32] [--wander US] [--pace MS]
 //               [--lose-every S] [--misstamp-every S[:N]]
 //
-// Sample n of a device belongs to the moment t0 + n / (48000 (1 + P / 1e6)). Where the graph makes
-// a device the driver, its timer runs the graph at that speed, as a null sink's does at the
-// computer's; where it follows another one it keeps its buffer's level with a delay-locked loop and
-// the graph's adaptive resampler, as the sound card of ALSA does. The microphone hears the
+// Sample n of a device belongs to the moment t0 + n / (48000 (1 + P / 1e6)). If the graph makes a
+// device the driver, its timer runs the graph at that speed, as a null sink's does at the
+// computer's. If the device follows another one, it keeps its buffer's level with a delay-locked
+// loop and the graph's adaptive resampler, as an ALSA sound card does. The microphone hears the
 // loudspeaker after --delay (40) ms times --gain (0.5), with a few reflections, in true time, and
 // FILE (mono floats at its own clock, repeated) beside it.
 //
 //   --prio N            how much the session manager prefers the two (1000)
 //   --wander US         stamps waver by that much (rms, within 5 s), as those of a coarse pointer
-//   --pace MS           after a stall of the machine cycles are caught up one by one, at least so
-//   far
-//                       apart, so that no client loses blocks
+//   --pace MS           after a stall of the machine cycles are caught up one by one, at least
+//                       that far apart, so that no client loses blocks
 //   --lose-every S      every S seconds, half a second after a full one, the microphone loses 2048
 //                       samples: the stamps jump, the graph's count does not, as after an overrun
-//   --misstamp-every S[:N]  every S seconds N (1) cycles in a row bear the stamp of the next one,
-//   as
-//                       a client sees it that woke late; nothing is lost
+//   --misstamp-every S[:N]
+//                       every S seconds N (1) cycles in a row bear the stamp of the next one, as
+//                       if the client had woken late; nothing is lost
 //
 // For a session without other devices. SIGINT and SIGTERM end it; then it prints how many losses
 // and false stamps there were.

@@ -2,9 +2,8 @@
 //
 //   testvideo FILE PICTURES_PER_SECOND COUNT
 //
-// Writes COUNT moving pictures at their real times, then holds still. Before each picture's line on
-// standard output ("NUMBER TIME", time from the first picture) the writer has taken it; with the
-// last one it goes on living.
+// Writes COUNT moving pictures at their real times, then stays alive. A line on standard output
+// ("NUMBER TIME", time from the first picture) comes after the writer has taken that picture.
 #include <poll.h>
 #include <unistd.h>
 

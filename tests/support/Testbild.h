@@ -32,7 +32,7 @@ class Testbild {
     }
   }
 
-  // The picture as of that time; valid while this object is there and unchanged.
+  // The picture as of that time; valid while this object lives unchanged.
   [[nodiscard]] BgrBild alsBild(double zeit) const {
     return {zeit, reinterpret_cast<const std::uint8_t*>(punkte_.data()), breite_, hoehe_,
             static_cast<std::size_t>(breite_) * 4};

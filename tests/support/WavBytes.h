@@ -52,7 +52,7 @@ class WavBytes {
   std::vector<std::uint8_t> bytes;
 };
 
-// What a file's header says: a field of four bytes.
+// A field of four bytes of a file's header.
 inline std::uint32_t feld32(std::span<const std::uint8_t> bytes, std::size_t stelle) {
   std::uint32_t wert = 0;
   for (std::size_t k = 4; k-- > 0;)

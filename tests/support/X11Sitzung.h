@@ -23,7 +23,7 @@ class Fensterprogramm {
   Fensterprogramm(const std::string& display, std::vector<std::string> optionen);
 
   [[nodiscard]] std::uint32_t id() const { return id_; }
-  // Returns when it is done.
+  // Returns when the command is done.
   void tu(const std::string& befehl);
   // Ends the program, and with it the window.
   void signal(int nummer) const { prozess_.signal(nummer); }
@@ -50,10 +50,10 @@ class X11Sitzung {
   [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;
 
   [[nodiscard]] ScreenContent inventar() const;
-  // The window in the inventory; nothing if it is not there.
+  // The window in the inventory; nullopt if it is not there.
   [[nodiscard]] std::optional<ScreenWindow> finde(std::uint32_t id) const;
-  // Waits until the inventory tells of the window what is expected: window managers do their part
-  // when they like. Whether it did.
+  // Waits until the inventory shows the window as expected, since window managers act in their own
+  // time. Returns whether it did.
   [[nodiscard]] bool warteAuf(std::uint32_t id,
                               const std::function<bool(const ScreenWindow&)>& bedingung) const;
 
@@ -75,7 +75,8 @@ class X11Sitzung {
   std::unique_ptr<Prozess> verwalter_;
 };
 
-// Waits until `bedingung` holds, up to 10 seconds; whether it did. For what can only be asked for.
+// Waits until `bedingung` holds, up to 10 seconds; returns whether it did. For what can only be
+// polled.
 bool warteBisGilt(const std::function<bool()>& bedingung);
 
 }  // namespace hallkorb

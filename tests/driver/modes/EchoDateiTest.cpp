@@ -404,7 +404,7 @@ TEST_F(EchoDateiTest, RefusesInputsThatAreNoFiles) {
   }
 }
 
-// The very last read fails: nothing may have gone out by then.
+// The very last read fails: nothing may have been printed by then.
 TEST_F(EchoDateiTest, NoticesAReadErrorBeforeTheFirstLine) {
   const Gespraech g = gespraech();
   schreibe("mic.wav", g.mikro);

@@ -30,7 +30,7 @@ using sim::SimPlattform;
 constexpr PcmFormat MONO16{16000.0, 1, true};
 
 // What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
-// value that tells one moment from the next.
+// different value at each moment.
 float klang(double t) {
   return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t));
 }
@@ -60,8 +60,9 @@ class LiveAufnahmeTest : public testing::Test {
 
   int laufe(SimPlattform& welt) { return LiveAufnahme(config, welt).laufe(); }
 
-  // The samples of all chunks of a channel, each at its t0; silence where there is no chunk. The
-  // lines give hundredths of a second: a chunk that begins there where the last one ended joins it.
+  // The samples of all chunks of a channel, each at its t0; silence between them. The lines give
+  // hundredths of a second: a chunk that begins, to that precision, where the last one ended joins
+  // it.
   std::vector<float> ausChunks(const std::string& kanal) const {
     return ausChunks(kanal, faenger.ausgabeZeilen());
   }
@@ -669,7 +670,7 @@ TEST_F(LiveVideoTest, AScreenThatHangsDelaysNoSoundAndTheStopByLessThanFiveSecon
           schirm.windows = {sim::fenster(5, "us.zoom.xos", "Zoom Webinar")};
         }
       });
-      // While the call hangs each channel tells its chunks as they become complete.
+      // While the call hangs, each channel announces its chunks as they become complete.
       for (const double t : {5.0, 5.5, 6.0}) {
         haengende.am(t, [&, t] {
           const auto zeilen = eigenerFaenger.ausgabeZeilen();
@@ -685,7 +686,7 @@ TEST_F(LiveVideoTest, AScreenThatHangsDelaysNoSoundAndTheStopByLessThanFiveSecon
       haengende.signal(6.001, SIGINT);
       EXPECT_EQ(laufe(haengende), 0);
       ende = haengende.jetzt();
-      // It did hang: nothing followed but the stop.
+      // It did hang: only the stop followed.
       EXPECT_LE(schirm.inventare + schirm.aufrufe.size(), begonnen + 1);
     }
     EXPECT_GT(ende, 6.001 + 1.0);

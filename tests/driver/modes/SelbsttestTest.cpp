@@ -29,8 +29,8 @@ struct Messung {
   double lueckenSamples = 0;
 };
 
-// Every block is put where its time says, but only when that is more than 5 ms from where the last
-// one ended; where it goes further on, what lies between stays silent.
+// A block goes to the place of its time if that is more than 5 ms from the end of the last one, and
+// otherwise follows it; a gap stays silent.
 Messung nachgerechnet(const Testfall& f) {
   Messung m;
   const auto konverter = SwrKonverter::neu({48000.0, 1, true}, 16000.0);

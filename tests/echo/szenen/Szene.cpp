@@ -78,8 +78,8 @@ double dazwischen(const Signal& x, double stelle) {
   return summe;
 }
 
-// A stream whose clock runs slow (or fast), put back into step by the timeline whenever it is 5 ms
-// off: by zeros where it is short, by leaving out where it is long.
+// A stream whose clock runs slow (or fast), brought back into step by the timeline whenever it is 5
+// ms off: zeros are inserted, or samples dropped.
 Signal verstimmt(const Signal& x, double ppm) {
   if (ppm == 0.0) return x;
   constexpr double GRENZE = 80.0;

@@ -60,7 +60,7 @@ struct Szene {
 
 [[nodiscard]] Signal gefaltet(const Signal& x, const Signal& antwort);
 
-// The scene of a plan, with these voices (repeated where they are too short).
+// The scene of a plan, with these voices (repeated if they are too short).
 [[nodiscard]] Szene szene(const Vorgabe& vorgabe, const Signal& fern, const Signal& nah);
 
 // The same with made-up voices.

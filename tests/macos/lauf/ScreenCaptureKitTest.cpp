@@ -335,7 +335,7 @@ TEST_F(ScreenCaptureKitTest, AStopThatIsAnsweredTwiceIsReportedTwiceAndFreesOnce
   EXPECT_EQ(neue("SCStream"), 0);
 }
 
-// The service drops the question: nothing tells any more when the stream is out of use.
+// The service drops the request: nothing reports any more when the stream is out of use.
 TEST_F(ScreenCaptureKitTest, AStreamWhoseStopIsNeverAnsweredIsKeptForGood) {
   starte();
   bildschirm::stumm(Frage::stopp, true);

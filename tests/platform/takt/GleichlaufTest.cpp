@@ -90,7 +90,7 @@ TEST(Gleichlauf, EndsTheStreamBeforeALossAndGoesOnAfterIt) {
   const Ausgang mit = mitVerlust(0.1);
   EXPECT_LT(ohne.groessteLuecke, 1e-9);
   EXPECT_NEAR(mit.groessteLuecke, 0.1, 1e-9);
-  // Not a frame is left behind on either side of it.
+  // No frame is left behind on either side of it.
   EXPECT_NEAR(static_cast<double>(mit.frames), static_cast<double>(ohne.frames), 1);
   EXPECT_NEAR(mit.ende.value_or(0), ohne.ende.value_or(0) + 0.1, 1 / RATE);
 }

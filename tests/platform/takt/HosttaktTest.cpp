@@ -1,6 +1,6 @@
 // The stage as a whole, on a virtual clock: what a timeline behind it has to correct, and where the
-// sound ends up. The channel behind it runs at the device's own rate, so every sample can be looked
-// at.
+// sound ends up. The channel behind it runs at the device's own rate, so every sample can be
+// checked.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -226,7 +226,7 @@ TEST(Hosttakt, ReplacesWhatWasLostAtItsPlace) {
 }
 
 TEST(Hosttakt, KeepsTheSoundBeforeALossBeforeIt) {
-  // A tone up to the loss, silence after it: where the tone ends is seen to the sample.
+  // A tone up to the loss, silence after it: so the end of the tone is known to the sample.
   for (const double ppm : {0.0, 120.0}) {
     Kristall geraet({.ppm = ppm}, [](double t) { return t < 1020.0 ? 0.5 : 0.0; });
     Kanal kanal;
@@ -332,7 +332,7 @@ TEST(Hosttakt, HasGivenOnEverythingOnceItIsEmptied) {
       Kanal kanal;
       EXPECT_TRUE(kanal.takt.leer());
       for (int i = 0; i < bloecke; ++i) {
-        // The last three are late, and nobody will ever know whether by mistake.
+        // The last three are late, and no later block can show whether by mistake.
         kanal.takt.nimm(i + 3 < bloecke || bloecke < 5 ? geraet.naechster()
                                                        : geraet.falscher(0.02));
       }
@@ -384,7 +384,7 @@ TEST(Hosttakt, PassesWhatIsNoProperBlock) {
   EXPECT_EQ(heraus, 4);
 }
 
-// A disk that hesitates, a graph with absurd blocks: whatever comes, it comes out, and in order.
+// A slow disk, a graph with absurd blocks: whatever goes in comes out, in order.
 TEST(Hosttakt, LosesNothingOfBlocksOfAnyLength) {
   Kristall geraet({}, rauschen);
   Kanal kanal;

@@ -30,7 +30,7 @@ struct Strom {
     while (const auto heraus = filter.naechster(true))
       orte.push_back(*heraus);
   }
-  // The deviation of the i-th that came out, in ms, from where it would be without any.
+  // The deviation in ms of the i-th block that came out.
   [[nodiscard]] double ms(std::size_t i) const {
     const std::size_t vorher = static_cast<std::size_t>(bloecke) - orte.size() - filter.wartend();
     return 1000 * (orte.at(i).zeit.value_or(0) - 100.0 - DAUER * static_cast<double>(vorher + i));

@@ -19,7 +19,7 @@ struct Lauf {
   double block = BLOCK;
 };
 
-// A device of this kind, and a stream that is stretched as the regulator says.
+// A device of this kind, and a stream that is stretched by the regulator's ratio.
 struct Strecke {
   explicit Strecke(const Lauf& art) : lauf(art) {}
 

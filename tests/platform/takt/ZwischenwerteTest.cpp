@@ -14,7 +14,7 @@ double ton(double f, double x) {
   return 0.7 * std::sin(2 * std::numbers::pi * f * x + 0.3);
 }
 
-// What is left beside the true value of a tone of `f` times the rate, in dB below it.
+// The error of a tone of `f` times the rate, in dB below the tone.
 double rest(double f, double schritt) {
   Zwischenwerte werte;
   werte.richteEin(1, 1000);

@@ -28,7 +28,7 @@ class PipewireInputAusfall : public testing::Test {
     ASSERT_TRUE(system_.start(them_).gelungen());
   }
   void TearDown() override {
-    // In whatever state they are.
+    // In any state.
     for (PipewireInput* input : {&mikrofon_, &system_}) {
       const auto anfang = std::chrono::steady_clock::now();
       static_cast<void>(input->stop());
@@ -162,7 +162,7 @@ TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
   };
   std::thread start([&] { EXPECT_TRUE(input.start(langsam).gelungen()); });
   erster.get_future().wait();
-  ASSERT_TRUE(them_.warteAufBloecke(60));  // the other channel goes on, and tells the time
+  ASSERT_TRUE(them_.warteAufBloecke(60));  // the other channel goes on, and serves as the clock
   const double vorStop = LinuxHostClock().sekunden();
   std::thread stop([&] { static_cast<void>(input.stop()); });
   freigabe.set_value();

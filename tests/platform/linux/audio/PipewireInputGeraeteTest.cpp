@@ -79,8 +79,8 @@ TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
   EXPECT_EQ(them_.stand().bloecke.back().format.channels, 2U);
 }
 
-// The player's tone is a function of the host time; what it is in the recording, by the times of
-// the blocks, tells how far off they are.
+// The player's tone is a function of the host time, so its phase in the recording shows how far off
+// the blocks' times are.
 class PipewireInputZeit : public PipewireInputGeraete, public testing::WithParamInterface<int> {
  protected:
   static constexpr double FREQUENZ = 441.0;
@@ -138,7 +138,8 @@ TEST_P(PipewireInputZeit, IsTheCaptureTimeOfTheFirstSample) {
 
 INSTANTIATE_TEST_SUITE_P(GraphRates, PipewireInputZeit, testing::Values(48000, 44100, 96000));
 
-// Two clicks at host times that are known, one for each channel, of which the recording must know.
+// Two clicks at known host times, one for each channel, which the recording must show at those
+// times.
 TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
   sitzung_.starte();
   const auto klick = [](double zeit) { return std::fmod(zeit, 0.5) < 0.001 ? 1.0F : 0.0F; };
@@ -278,7 +279,7 @@ TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
     EXPECT_TRUE(still(block));
 }
 
-// In a patch bay everybody may draw any cord.
+// In a patch bay anybody may plug any cord.
 TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
   sitzung_.starte();
   const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",

@@ -58,8 +58,8 @@ Lauf wandleTon(double von, double nach, double frequenz, double sekunden, std::u
   return lauf;
 }
 
-// What differs from the ideal tone, relative to it; no gain and no delay are fitted. The filter's
-// first quarter of a second, where it comes out of the silence, doesn't count.
+// What differs from the ideal tone, relative to it; no gain and no delay are fitted. The first
+// quarter of a second, in which the filter starts from silence, does not count.
 double rest(const Lauf& lauf, double rate, double frequenz) {
   double fehler = 0.0;
   std::size_t anzahl = 0;
@@ -227,8 +227,8 @@ TEST(SwrKonverter, RefusesRatesThatAreNone) {
   EXPECT_TRUE(SwrKonverter::neu({48000, 2, true}, 1000000));
 }
 
-// Where no small whole numbers have the ratio, a near one is taken: after ten seconds the tone is
-// late by less than ten microseconds.
+// If the ratio has no small whole numbers, a near one is taken: after ten seconds the tone is late
+// by less than ten microseconds.
 TEST(SwrKonverter, StaysWithinAMillionthOfAnyRatio) {
   for (const double nach : {15999.999, 16000.0123456, 47999.99}) {
     const Lauf lauf = wandleTon(48000, nach, 100, 10);

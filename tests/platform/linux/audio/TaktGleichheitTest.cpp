@@ -40,7 +40,7 @@ TEST(TaktGleichheit, WithoutDriftEverySampleIsTheSame) {
       Kanal mit;
       Hosttakt takt([&mit](const PcmBlock& block) { mit.weg.nimm(block); });
       for (int i = 0; i < 1500; ++i) {
-        if (i % 400 == 399) geraet.verliere(3000);  // real losses are filled as they were, too
+        if (i % 400 == 399) geraet.verliere(3000);  // real losses are still filled as before
         const PcmBlock block = geraet.naechster();
         ohne.weg.nimm(block);
         takt.nimm(block);

@@ -121,8 +121,8 @@ TEST_F(FensterInventar, LayersAndDesktops) {
 TEST_F(FensterInventar, AShadedWindowIsStillVisible) {
   const auto programm = sitzung_.fenster({"--groesse", "400", "300"});
   programm->tu("zustand _NET_WM_STATE_SHADED 1");
-  // Shaded once the window manager says so in its state, of which the inventory tells nothing; a
-  // layer that is asked for later shows that it has come to it.
+  // The window is shaded once the window manager has set that state, which the inventory does not
+  // show. A layer that is requested afterwards shows that the manager has got that far.
   programm->tu("zustand _NET_WM_STATE_ABOVE 1");
   ASSERT_TRUE(
       sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
@@ -231,7 +231,7 @@ TEST(FensterInventarFehler, AServerThatIsStoppedHoldsNobodyUpForLong) {
   const auto anfang = std::chrono::steady_clock::now();
   ScreenContent content;
   EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content).gescheitert());
-  // The limit is 2.8 s; what is beyond is for a computer that is busy with other tests.
+  // The limit is 2.8 s; the rest is for a computer that is busy with other tests.
   EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(8));
   sitzung.signalAnServer(SIGCONT);
   EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content).gelungen());

@@ -44,8 +44,8 @@ bool geteiltGelesen(const X11Sitzung& sitzung, const std::string& display) {
   return speicher.geteilt();
 }
 
-// A way to the server as a remote login leaves one behind: a port of localhost, whose connections
-// reach the server as those of a program beside it.
+// A way to the server like that of a remote login: a port of localhost, whose connections reach the
+// server like those of a local program.
 class Fernanmeldung {
  public:
   explicit Fernanmeldung(const std::string& display)
@@ -98,7 +98,7 @@ class Fernanmeldung {
       ADD_FAILURE() << ziel_;
     }
   }
-  // False where one of them has ended.
+  // False if one of them has ended.
   static bool reiche(int von, int nach) {
     std::array<char, 65536> bytes{};
     const ssize_t n = ::recv(von, bytes.data(), bytes.size(), 0);

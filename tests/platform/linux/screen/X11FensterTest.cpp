@@ -1,5 +1,5 @@
-// A window that goes away under the hands of those who record it: each request may be the one that
-// comes too late, and the server tells of the end only after the answers to those before it.
+// A window that vanishes while it is recorded: any request may come too late, and the server
+// reports the end only after the answers to the requests before it.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -49,7 +49,7 @@ TEST_F(X11FensterTest, GoneBeforeItsPixelsAreNamed) {
   const auto fenster = X11Fenster::neu(verbindung_, programm->id(), fehler);
   ASSERT_TRUE(fenster) << fehler.gedruckt();
   zerstoere(*programm);
-  EXPECT_TRUE(fenster->sichtbar());  // as far as has been told
+  EXPECT_TRUE(fenster->sichtbar());  // as far as is known yet
   EXPECT_EQ(fenster->quelle().pixmap, XCB_NONE);
   fenster->nimmVeraendert();
   fenster->siehNach();

@@ -1,4 +1,4 @@
-// What becomes of a stream when its window, its server or its owner does not go on.
+// What becomes of a stream if its window, its server or its owner fails it.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -19,7 +19,7 @@ namespace {
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// The limit is 2.8 s; what is beyond is for a computer that is busy with other tests.
+// The limit is 2.8 s; the rest is for a computer that is busy with other tests.
 constexpr seconds GEDULD{8};
 constexpr seconds SOFORT{2};  // what does not wait for the limit
 
@@ -163,7 +163,7 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
   sitzung_.signalAnServer(SIGCONT);
 }
 
-// A listener that holds the stream up as a slow encoder would, until it is told to go on.
+// A listener that holds the stream up, as a slow encoder would, until it is let go on.
 class Langsamer final : public WindowStreamListener {
  public:
   void bild(const Bild& bild) override {

@@ -36,7 +36,7 @@ int andereAls(const Aufnahme& bild, std::uint32_t farbe) {
   return anzahl;
 }
 
-// How pictures come is all the same to the one who gets them.
+// The receiver of pictures does not notice how they come.
 class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
  public:
   ~X11Fensterstrom() override {
@@ -314,7 +314,7 @@ TEST_P(X11Fensterstrom, EachChangeOfTheWindowGivesAPicture) {
   EXPECT_EQ(bild->breite, 500);
   ASSERT_TRUE(strom_->wechsle(eines->id()).gelungen());
   EXPECT_TRUE(warteAufFarbe(BLAU));
-  // To the one that it is at already.
+  // To the window that it shows already.
   eines->tu("gleiche");
   neueInEinerWeile();
   ASSERT_TRUE(strom_->wechsle(eines->id()).gelungen());
@@ -423,7 +423,7 @@ class Rahmen {
   xcb_window_t id_ = XCB_NONE;
 };
 
-// Of what becomes of its frame a window is told nothing.
+// A window gets no event of what becomes of its frame.
 class X11FensterstromImRahmen : public X11Fensterstrom {
  protected:
   X11FensterstromImRahmen() : X11Fensterstrom(X11Sitzung::Verwalter::KEINER) {}

@@ -58,7 +58,7 @@ TEST(X11Text, CompoundTextOfOtherSetsIsReplaced) {
   // Two bytes for each character, in the left half; then ASCII again.
   EXPECT_EQ(x11Text(X11TextArt::COMPOUND, "\x1B$(B\x30\x21\x1B(BM"),
             std::string(ERSATZ) + std::string(ERSATZ) + "M");
-  // A segment in a set known by name: its length is told, 8 bytes here, and it counts once.
+  // A segment in a set known by name: its length is given, 8 bytes here, and it counts once.
   EXPECT_EQ(x11Text(X11TextArt::COMPOUND, "a\x1B%/1\x80\x88koi8-r\x02\xC1z"),
             "a" + std::string(ERSATZ) + "z");
 }

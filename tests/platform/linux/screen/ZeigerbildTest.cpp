@@ -11,7 +11,7 @@ namespace {
 constexpr int BREITE = 4;
 constexpr int HOEHE = 3;
 
-// A grey picture in which the pointer's pixels can be told by their values.
+// A grey picture in which the pointer's pixels can be recognised by their values.
 class Flaeche {
  public:
   void zeichne(const Zeigerbild& zeiger, int x, int y) {

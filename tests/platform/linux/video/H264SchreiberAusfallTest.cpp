@@ -79,7 +79,7 @@ TEST_F(H264SchreiberAusfall, KilledWhileThePictureStandsStill) {
   Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1"});
   warteAufBild(programm, 0);
   const double anfang = hostSekunden();
-  // The file itself tells that time goes on in it.
+  // The file itself shows that its time goes on.
   double gelesen = 0.0;
   while (gelesen < 3.0 && hostSekunden() - anfang < 20.0)
     gelesen = dauer();
@@ -210,7 +210,7 @@ TEST_F(H264SchreiberAusfall, APathThatIsAFolder) {
 }
 
 TEST_F(H264SchreiberAusfall, AFailureAtTheEndLeavesTheRecording) {
-  // Where the new file would grow lies a folder.
+  // A folder lies in the place of the new file.
   H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
   ASSERT_TRUE(schreiber.starte(0.0));
   ::mkdir(umbauPfad(pfad_).c_str(), 0755);

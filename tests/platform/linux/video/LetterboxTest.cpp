@@ -149,7 +149,7 @@ TEST(Letterbox, WindowsOfAnySizeAreDrawnWhereTheyBelong) {
         const bool innen =
             x >= lage.x && x < lage.x + lage.breite && y >= lage.y && y < lage.y + lage.hoehe;
         const Yuv yuv = punkt(*ziel, x, y);
-        // Where many pixels become one, rounding adds up.
+        // When many pixels become one, rounding adds up.
         const bool grau =
             std::abs(yuv.y - 126) <= 1 && std::abs(yuv.u - 128) <= 2 && std::abs(yuv.v - 128) <= 2;
         (innen ? innenFalsch : aussenFalsch) += innen ? !grau : !(yuv == SCHWARZ);

@@ -1,4 +1,4 @@
-// The tests of single parts of the video begin where the writer has already loaded its libraries.
+// The tests of single parts of the video need the libraries that the writer loads.
 #include <gtest/gtest.h>
 
 #include "platform/linux/video/Libav.h"

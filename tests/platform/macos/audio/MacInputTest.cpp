@@ -35,8 +35,8 @@ struct Skript {
   Ergebnis schliessErgebnis = {};
   bool letzterBlock = false;  // closing hands a last block over
   std::thread::id abgebautVon = {};
-  std::atomic<bool> laeuft{false};          // in spite of what it has told
-  std::optional<Fehler> waehrendOeffnen{};  // is told while it is opened
+  std::atomic<bool> laeuft{false};          // in spite of what it has reported
+  std::optional<Fehler> waehrendOeffnen{};  // is reported while it is opened
   std::optional<PcmBlock> ersterBlock{};    // comes while it is opened
 
   std::shared_ptr<BlockEmpfaenger> oeffnung(std::size_t nummer) {
@@ -130,7 +130,7 @@ PcmBlock block(std::uint32_t frames) {
   return b;
 }
 
-// Notes when a stream that holds something back is waited for, and lets that time pass at once.
+// Notes a wait for a stream that holds something back, and lets that time pass at once.
 class Pausenraffer final : public Wartestelle {
  public:
   explicit Pausenraffer(Buch& buch) : buch_(buch) {}
@@ -463,7 +463,7 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   zeiten.laengsterAbstand = milliseconds(9);
   const auto anfang = Wartestelle::Uhr::now();
   EXPECT_EQ(input().start(hoerer), Ergebnis());
-  // Nothing is delivered, so only the first loss is told.
+  // Nothing is delivered, so only the first loss is reported.
   for (std::size_t verlust = 0; verlust < 5; ++verlust) {
     skript.oeffnung(verlust)->ausgefallen(WEG);
     static_cast<void>(skript.buch.warteAuf(4 + 2 * verlust));
@@ -471,7 +471,7 @@ TEST_F(MacInputTest, ADeviceThatIsLostEarlyAgainAndAgainIsOpenedEverMoreSeldom) 
   EXPECT_GE(Wartestelle::Uhr::now() - anfang, milliseconds(2 + 4 + 8 + 9 + 9));
 }
 
-// That nothing was amiss at a look for silence does not make a later loss one by silence.
+// A look for silence that found nothing wrong does not turn a later loss into one by silence.
 TEST_F(MacInputTest, ADeviceThatDeliveredBeforeItWasLostEarlyIsOpenedEverMoreSeldom) {
   zeiten.abstand = milliseconds(2);
   zeiten.frueh = std::chrono::hours(1);
@@ -501,7 +501,7 @@ TEST_F(MacInputTest, ADeviceThatHasLastedIsOpenedAnewAfterTheShortestPause) {
   }
 }
 
-// The same of a device that opens and says nothing: it may speak at any time.
+// The same for a device that opens and delivers nothing: it may begin at any time.
 TEST_F(MacInputTest, ADeviceThatIsSilentIsOpenedAnewAfterTheShortestPause) {
   zeiten.abstand = milliseconds(1);
   zeiten.frueh = std::chrono::hours(1);

@@ -64,7 +64,7 @@ class Engine final : public EngineAufrufe {
   Mac& mac_;
 };
 
-// What it is told outlives it.
+// Its record outlives it.
 struct Empfaenger final : BlockEmpfaenger {
   explicit Empfaenger(std::shared_ptr<Eintraege> g) : gruende(std::move(g)) {}
   void block(const PcmBlock&) override {}

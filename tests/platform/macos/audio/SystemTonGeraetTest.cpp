@@ -8,7 +8,7 @@
 namespace hallkorb {
 namespace {
 
-// What it is told outlives it.
+// Its record outlives it.
 struct Empfaenger final : BlockEmpfaenger {
   explicit Empfaenger(std::shared_ptr<Eintraege> e) : eintraege(std::move(e)) {}
   void block(const PcmBlock& block) override {

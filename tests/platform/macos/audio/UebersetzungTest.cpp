@@ -106,7 +106,7 @@ TEST_F(PcmUebersetzerTest, WhatIsNoNativePcmIsNoBlock) {
   EXPECT_FALSE(geht({48000, LPCM, FLOAT_PACKED, 0, 32}));
 }
 
-// Which rates can be converted is the converter's to say.
+// The converter decides which rates it can convert.
 TEST_F(PcmUebersetzerTest, ARateOfZeroIsPassedOn) {
   const TonPuffer p = puffer(links);
   const auto block = uebersetzer.uebersetze({0, LPCM, FLOAT_PACKED, 1, 32}, {&p, 1}, 1, {});

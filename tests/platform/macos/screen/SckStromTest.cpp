@@ -27,7 +27,7 @@ class SckStromTest : public testing::Test {
                         empfaenger, stelle, Wartestelle::Uhr::now());
   }
 
-  // A wait for the service that should not be would end the test by its time limit.
+  // A wait for the service that should not happen would run the test into its time limit.
   static constexpr std::chrono::hours EWIG{1};
 
   const Fehler kaputt{"SCStreamErrorDomain", -3802, "startet nicht"};
