@@ -1,4 +1,4 @@
-"""What the daemons of a private session are told: their configuration, and the devices in it.
+"""The configuration of the daemons of a private session, and the devices in it.
 
 WirePlumber up to 0.4 is configured by Lua, from 0.5 on by fragments of its configuration; each
 ignores the other's files, so both are written.

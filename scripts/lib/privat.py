@@ -16,8 +16,8 @@ def was_fehlt(argumente):
     """The sets of scripts/setup.sh that a recording with these arguments needs here."""
     fehlt = []
     if prozesse.LINUX:
-        # A user whose sound is PulseAudio's is to be told that it can't be recorded, by the recorder;
-        # voices of ours in its place would be a lie.
+        # If the user's sound is PulseAudio's, the recorder is to report that it cannot record it;
+        # our voices in its place would be a lie.
         if not sitzung.laeuft_schon() and not sitzung.pulseaudio_laeuft():
             fehlt.append("sitzung")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():

@@ -123,7 +123,7 @@ class Sitzung(prozesse.Betrieb):
         _entferne_verwaiste()
         self.ordner = tempfile.mkdtemp(prefix=_VORSILBE, dir="/tmp")
         try:
-            # The lock tells a living session's folder from one that SIGKILL left behind.
+            # Locked while the session lives: an unlocked folder was left behind by SIGKILL.
             self._sperre = open(os.path.join(self.ordner, "sperre"), "w")
             fcntl.flock(self._sperre, fcntl.LOCK_EX)
             self.umgebung = self._baue_umgebung()
@@ -275,7 +275,7 @@ class Sitzung(prozesse.Betrieb):
                      if werte.get("node.name") == name), None)
 
     def standard(self, art):
-        """The name of the default "sink" or "source", or None, as far as the observer was told."""
+        """The name of the default "sink" or "source", or None, as far as the observer knows."""
         if self._beobachter is None:
             self._beobachter = self.starte_programm(
                 ["pw-metadata", "--monitor", "0"], stdout=subprocess.PIPE,

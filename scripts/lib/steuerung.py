@@ -23,7 +23,7 @@ def _starte_pipewire(sitzung, *geraete):
 
 
 def _befehl(sitzung, *worte):
-    """What one of PipeWire's tools prints; whether it likes its arguments is the caller's business."""
+    """What one of PipeWire's tools prints; errors are the caller's business."""
     return sitzung.befehl(*worte, pruefe=False)
 
 

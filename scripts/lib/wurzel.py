@@ -102,7 +102,7 @@ def archiv(suite):
             os.chmod(ordner, 0o755)
             _fuehre_aus("debootstrap", "--variant=minbase", *zutaten, suite, ordner, quelle,
                         env=umgebung)
-            # Half an archive must not be taken for one.
+            # An incomplete archive must not be used.
             _fuehre_aus("tar", "-C", ordner, "--numeric-owner", "--exclude=./var/cache/apt/archives/*.deb",
                         "-cf", pfad + ".neu", ".")
             os.rename(pfad + ".neu", pfad)
@@ -142,7 +142,7 @@ def wurzel(suite, behalten):
     ordner = behalten or tempfile.mkdtemp(prefix=_VORSILBE, dir=_ORT)
     os.makedirs(ordner, exist_ok=True)
     try:
-        # The lock tells a root in use from one that SIGKILL left behind.
+        # Locked while in use: an unlocked root was left behind by SIGKILL.
         with open(ordner + ".lock", "w") as sperre:
             fcntl.flock(sperre, fcntl.LOCK_EX)
             os.chmod(ordner, 0o755)

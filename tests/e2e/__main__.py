@@ -21,7 +21,7 @@ import lauf  # noqa: E402  (finds the scripts' modules)
 import drehbuch  # noqa: E402
 import prozesse  # noqa: E402
 
-# Longer than any test takes, so that a hanging one is told from a slow one.
+# Longer than any test takes, so that only a hanging one is ended.
 FRIST = 240.0
 
 

@@ -9,7 +9,7 @@ BREITE, HOEHE = 16, 10  # each picture's average colours, coarsely
 
 
 class Film:
-    """Decodes the whole file; raises where anything in it cannot be decoded."""
+    """Decodes the whole file; raises if anything in it cannot be decoded."""
 
     def __init__(self, pfad):
         angaben = json.loads(_aus("ffprobe", "-v", "error", "-select_streams", "v", "-show_frames",

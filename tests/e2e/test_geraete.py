@@ -9,7 +9,7 @@ import signale
 
 # A channel without its source stays this silent (RMS); the sounds played are at 0.1.
 NICHTS = 1e-4
-# Until a device's going has reached the recorder.
+# Until the recorder has noticed that a device is gone.
 UMSCHALTEN = 0.25
 
 

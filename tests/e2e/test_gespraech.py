@@ -32,7 +32,7 @@ class Gespraech(lauf.Fall):
         self.assertLess(aufnahme.stoppe(), 2.0)
 
         zeitachse = aufnahme.zeitachse()
-        # Where threads get no real-time priority, a busy machine may lose a block now and then.
+        # Without real-time priority a busy machine may lose a block now and then.
         erlaubt_ms = 0 if lauf.konfiguration.darf_echtzeit() else 200
         for kanal in ("them", "me"):
             self.assertLessEqual(zeitachse[kanal]["luecken_ms"], erlaubt_ms, aufnahme.alles())

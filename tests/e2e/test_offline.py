@@ -40,7 +40,7 @@ class Offline(lauf.Fall):
             return datei.read()
 
     def ohne_ausgabe(self, *argumente):
-        """The same command where its result cannot be printed: on a full device, without a standard
+        """The same command when its result cannot be printed: on a full device, without a standard
         output, to a reader that is gone. Yields standard error each time, for the caller to look at
         it and at the files."""
         lesen, schreiben = os.pipe()
@@ -259,7 +259,7 @@ class Zeitachse(Offline):
     def test_vier_zeilen(self):
         status, aus, fehler = self.programm("--zeitachse-test")
         self.assertEqual(status, 0)
-        # The gaps that it fills are told where every diagnostic is.
+        # The gaps that it fills are logged like every diagnostic.
         self.assertRegex(fehler, r"\A(\[hallkorb\] Zeitachse mikro_(aussetzer|drift): [^\n]+\n)+\Z")
         faelle = [json.loads(zeile) for zeile in aus.splitlines()]
         self.assertEqual([(fall["fall"], fall["soll_laenge"], fall["luecken"]) for fall in faelle],

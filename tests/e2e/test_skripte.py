@@ -198,7 +198,7 @@ class Skripte(unittest.TestCase):
         self.assertRegex(alles, "To listen")
         namen = set(os.listdir(ordner))
         self.assertLessEqual({"chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav"}, namen)
-        # Where no screen is either, a private one is recorded; its first meeting begins after 2 s.
+        # If there is no screen either, a private one is recorded; its first meeting begins after 2 s.
         self.assertIn("video.mp4", namen)
         self.assertRegex(alles, "picture: Zoom · Zoom Meeting")
         for name in namen:

@@ -57,7 +57,7 @@ class Geschichte(Fensterfall):
                          ("Zoom · Zoom Meeting", "fenster", 1, "Zoom-Meetingfenster"))
         aufnahme.warte_aufnahme(3.0)
 
-        # A meeting in the browser ranks behind, and covers the picture of nothing.
+        # A meeting in the browser ranks behind, and must not get into the picture.
         chrome = self.oeffne("Meet – abc-defg-hij", CHROME, "chrome", "--groesse", "1200", "720",
                              "--ort", "60", "60")
         chrome.tu("vorn")

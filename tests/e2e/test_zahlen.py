@@ -41,7 +41,7 @@ class Unsinnig(lauf.Fall):
         self.raum.spiele(klang, "mic-feed")
         aufnahme = self.lauf(*argumente)
         aufnahme.gestartet()
-        # For as long as two seconds of sound take: the player's own clock tells.
+        # For as long as two seconds of sound take, by the player's own clock.
         pruefer = self.raum.starte_programm(
             ["pw-record", "--latency", "1024", "--channels", "1", "--target", "mic",
              os.path.join(self.ordner, "mit.wav")])
