@@ -59,7 +59,7 @@ struct MeetingApp {
   MeetingRegel regel;
 };
 
-inline constexpr std::array<MeetingApp, 9> MEETING_BUNDLES{{
+inline constexpr auto MEETING_BUNDLES = std::to_array<MeetingApp>({
     {"us.zoom.xos", "Zoom", ZOOM_REGEL},
     {"us.zoom.videomeetings", "Zoom", ZOOM_REGEL},
     {"com.microsoft.teams2", "Teams", TEAMS_REGEL},
@@ -69,7 +69,7 @@ inline constexpr std::array<MeetingApp, 9> MEETING_BUNDLES{{
     {"com.webex.meetingmanager", "Webex", WEBEX_REGEL},
     {"com.apple.FaceTime", "FaceTime", FACETIME_REGEL},
     {"com.tinyspeck.slackmacgap", "Slack", SLACK_REGEL},
-}};
+});
 
 inline constexpr std::array<std::string_view, 10> BROWSER_BUNDLES{
     "com.google.Chrome",     "com.apple.Safari",        "company.thebrowser.Browser",

@@ -160,9 +160,8 @@ TEST(RangfolgeEigenschaftTest, AgreesWithANaiveFormulation) {
       ++gruende[w.grund];
   }
   // Each reason must come up often, or the screens would prove too little.
-  EXPECT_EQ(gruende.size(), 9U);
-  for (const auto& [grund, anzahl] : gruende)
-    EXPECT_GT(anzahl, 20) << grund;
+  for (const std::string& grund : naiv::gruende())
+    EXPECT_GT(gruende[grund], 20) << grund;
 }
 
 }  // namespace

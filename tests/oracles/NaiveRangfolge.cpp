@@ -213,6 +213,15 @@ const std::map<std::string, std::vector<Regel>>& regeln() {
 
 }  // namespace
 
+std::set<std::string> gruende() {
+  std::set<std::string> alle;
+  for (const auto& [app, regelnDerApp] : regeln()) {
+    for (const Regel& regel : regelnDerApp)
+      alle.insert(regel.grund);
+  }
+  return alle;
+}
+
 Ergebnis kandidaten(const std::vector<FensterInfo>& fenster) {
   struct Kandidat {
     FensterInfo w;

@@ -2,6 +2,7 @@
 // texts are copied whole, and sorting picks the best again and again.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ struct Ergebnis {
   std::vector<Wahl> liste;
   std::string ohne;
 };
+
+// The reasons of all rules.
+[[nodiscard]] std::set<std::string> gruende();
 
 // Titles must be UTF-8.
 [[nodiscard]] Ergebnis kandidaten(const std::vector<FensterInfo>& fenster);
