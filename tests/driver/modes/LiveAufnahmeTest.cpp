@@ -257,6 +257,37 @@ TEST_F(LiveAufnahmeTest, ASignalWhileTheSecondDeviceStartsKeepsWhatTheFirstRecor
   EXPECT_NE(faenger.ausgabe().find(R"("mic":true,"system":false)"), std::string::npos);
 }
 
+// The stop begins at the very moment when the system audio is ready: which comes first is drawn.
+TEST_F(LiveAufnahmeTest, AMicrophoneThatFailedBeforeTheStopIsReportedWhateverComesNext) {
+  int nachDemStop = 0;
+  for (std::uint64_t saat = 1; saat <= 60; ++saat) {
+    SCOPED_TRACE(saat);
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    SimPlattform welt(saat);
+    welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+    stetig(welt.systemGeraet, 0.1, 2.0);
+    welt.signal(welt.mikrofonGeraet.startDauer + welt.systemGeraet.startDauer, SIGINT);
+    EXPECT_EQ(laufe(welt), 0);
+    const std::string fehler = eigenerFaenger.fehler();
+    const std::size_t grund = fehler.find("[hallkorb] Mikrofon nicht verfuegbar: sim 5: ");
+    const std::size_t stop = fehler.find("[hallkorb] Stop");
+    EXPECT_LT(grund, stop);
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    const auto started = std::find_if(zeilen.begin(), zeilen.end(), [](const auto& z) {
+      return z.find(R"("event":"started","mic":false)") != std::string::npos;
+    });
+    if (started == zeilen.end()) continue;  // the stop cancelled the system audio's start
+    ASSERT_NE(started, zeilen.begin());
+    EXPECT_EQ(*(started - 1), R"({"event":"degraded","channel":"me","message":"kein Mikrofon"})");
+    const std::size_t warnung = fehler.find("[hallkorb] WARNUNG: nur System-Audio");
+    ASSERT_NE(warnung, std::string::npos);
+    nachDemStop += warnung > stop;
+  }
+  EXPECT_GT(nachDemStop, 0);
+}
+
 TEST_F(LiveAufnahmeTest, AHostThatIsGoneEndsTheRunInOrder) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 9.0);
