@@ -64,10 +64,11 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
 
 // Opens an existing target for writing. Waits only a moment for the reader of a pipe: a pipe that
 // nobody reads must cost a chunk and not the recording.
-int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
+int oeffneVorhandenes(const std::string& pfad, Dateien& dateien, int dazu = 0) {
   const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
   for (;;) {
-    const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK, 0); });
+    const int datei =
+        beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK | dazu, 0); });
     if (datei != -ENXIO || std::chrono::steady_clock::now() > bis) return datei;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
@@ -132,9 +133,13 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
   // permissions refuses that, which does no harm.
-  Teil teil = ort_.wirdErsetzt()
-                  ? neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_)
-                  : neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
+  Teil teil;
+  if (ort_.wirdErsetzt()) {
+    teil = neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_);
+  }
+  if (!ort_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
+    teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
+  }
   if (teil.datei < 0) {
     nummer_ = -teil.datei;
     return;
@@ -142,6 +147,14 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
   if (ort_.wirdErsetzt() && ort_.bisher) dateien_.rechteSetzen(*datei_, *ort_.bisher);
+}
+
+// Whether `nummer` says that the folder must stay as it is, and there is a file to write to
+// instead.
+bool Ersatzdatei::bleibtAmOrt(int nummer) {
+  if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
+  ort_.bleibt = ort_.bisher.has_value();
+  return ort_.bleibt;
 }
 
 Ersatzdatei::~Ersatzdatei() {
@@ -171,7 +184,8 @@ Ergebnis Ersatzdatei::vollende() {
 int Ersatzdatei::benenneUm() {
   const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ort_.pfad); });
   if (nummer == 0) teil_.clear();
-  return nummer;
+  // Others' files in a folder like /tmp may be written, not replaced.
+  return bleibtAmOrt(nummer) ? gibWeiter() : nummer;
 }
 
 void Ersatzdatei::raeumeAuf() {
@@ -180,7 +194,8 @@ void Ersatzdatei::raeumeAuf() {
 
 // Copies what was stored to a target that stays.
 int Ersatzdatei::gibWeiter() {
-  const int ziel = ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_);
+  const int ziel =
+      ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_, ort_.bisher ? O_TRUNC : 0);
   if (ziel < 0) return -ziel;
   int nummer = 0;
   const bool ganz = liesStueckweise(
