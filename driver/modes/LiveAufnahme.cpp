@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <csignal>
@@ -237,13 +238,32 @@ void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
 void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   if (strecke_) {
     echoQueue_->async([this, block = std::move(samples)] {
-      if (rohWav_) rohWav_->schreiben(block);
+      schreibeRoh(block);
       strecke_->mikro(block);
     });
     return;
   }
-  if (rohWav_) rohWav_->schreiben(samples);
+  schreibeRoh(samples);
   meChunker_->append(samples);
+}
+
+// A WAV file ends at 2 GiB, 18 hours at 16 kHz. The recording does not: its chunks go on.
+void LiveAufnahme::schreibeRoh(std::span<const float> samples) {
+  if (!rohWav_) return;
+  const std::size_t passen = std::min(samples.size(), rohWav_->platz());
+  rohWav_->schreiben(samples.first(passen));
+  if (passen == samples.size()) return;
+  log("[hallkorb] mikro_roh.wav: mit 2 GiB voll und abgeschlossen; die Aufnahme geht ohne sie "
+      "weiter");
+  schliesseRoh();
+}
+
+void LiveAufnahme::schliesseRoh() {
+  if (!rohWav_) return;
+  if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
+    log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
+  }
+  rohWav_.reset();
 }
 
 // On the main thread. Signals that come while the stop runs change nothing.
@@ -263,10 +283,7 @@ void LiveAufnahme::stoppe() {
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
-    if (!rohWav_) return;
-    if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
-      log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
-    }
+    schliesseRoh();
   });
   themQueue_->sync([] {});
   if (video) {

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -76,6 +77,8 @@ class LiveAufnahme {
 
   void nimmSystemAudio(std::vector<float> samples);
   void nimmMikrofon(std::vector<float> samples);
+  void schreibeRoh(std::span<const float> samples);
+  void schliesseRoh();
 
   const Config config_;
   Plattform& plattform_;

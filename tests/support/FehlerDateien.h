@@ -53,6 +53,10 @@ class FehlerDateien final : public Dateien {
   // No call moves more than `bytes` bytes.
   void kurz(std::size_t bytes) { kurz_ = bytes; }
 
+  // Of a positioned write only the last `bytes` bytes are stored, after a hole of the same length
+  // as the others: so long recordings of silence take no room.
+  void nurDasEnde(std::size_t bytes) { ende_ = bytes; }
+
   // Called before each call is carried out (or fails).
   std::function<void(Ruf)> vorher;
 
@@ -74,7 +78,11 @@ class FehlerDateien final : public Dateien {
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
     return fuehreAus(Ruf::schreibenAn, [&] {
-      return echt_.schreibenAn(datei, bytes.first(std::min(bytes.size(), kurz_)), stelle);
+      const auto teil = bytes.first(std::min(bytes.size(), kurz_));
+      const std::size_t loch = teil.size() - std::min(teil.size(), ende_);
+      const ssize_t n =
+          echt_.schreibenAn(datei, teil.subspan(loch), stelle + static_cast<std::int64_t>(loch));
+      return n < 0 ? n : n + static_cast<ssize_t>(loch);
     });
   }
   int laengeSetzen(int datei, std::int64_t bytes) override {
@@ -140,6 +148,7 @@ class FehlerDateien final : public Dateien {
   Dateien& echt_;
   std::vector<Plan> plaene_;
   std::size_t kurz_ = IMMER;
+  std::size_t ende_ = IMMER;
   std::size_t rufe_ = 0;
   std::array<std::size_t, RUFE> jeArt_{};
 };

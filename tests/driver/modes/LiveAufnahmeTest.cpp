@@ -21,6 +21,7 @@
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
+#include "tests/support/WavBytes.h"
 
 namespace hallkorb {
 namespace {
@@ -416,6 +417,36 @@ TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_TRUE(std::filesystem::exists(config.outDir + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, ARawFileThatIsFullIsClosedAndTheRecordingGoesOn) {
+#if defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+  GTEST_SKIP() << "encodes 2 GiB, which takes minutes in this build";
+#endif
+  // A device that comes up for a moment every 500 s: silence in between, 18.8 hours in all.
+  SimPlattform welt;
+  double t = 0.1;
+  for (; t < 68000; t += 500)
+    welt.mikrofonGeraet.block(t, MONO16, aufnahme(t, 16000));
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  welt.signal(t, SIGINT);
+  FehlerDateien dateien;
+  dateien.nurDasEnde(std::size_t{1} << 16U);
+  EXPECT_EQ(LiveAufnahme(config, welt, dateien).laufe(), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+  // The last chunk is from after the file's end, at 67108.8 s.
+  EXPECT_NE(zeilen[zeilen.size() - 3].find("\"t1\":67501.10"), std::string::npos)
+      << zeilen[zeilen.size() - 3];
+  const std::string fehler = faenger.fehler();
+  const std::string voll = "[hallkorb] mikro_roh.wav: mit 2 GiB voll und abgeschlossen; ";
+  EXPECT_NE(fehler.find(voll), std::string::npos);
+  EXPECT_EQ(fehler.find(voll), fehler.rfind(voll));
+  const std::string roh = ordner.pfad() + "/mikro_roh.wav";
+  EXPECT_EQ(std::filesystem::file_size(roh), 44U + 2147483610U);
+  std::vector<std::uint8_t> kopf(WAV_KOPF_BYTES);
+  std::ifstream(roh, std::ios::binary).read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
+  EXPECT_EQ(feld32(kopf, 40), 2147483610U);
 }
 
 TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {
