@@ -54,7 +54,7 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
   for (int k = 0; k < MAX_VERWEISE; ++k) {
     if (const auto offen = offeneDatei(pfad)) return {{}, offen, 0};
     std::string weiter;
-    const int ergebnis = dateien.verweis(pfad, weiter);
+    const int ergebnis = beharrlich([&] { return dateien.verweis(pfad, weiter); });
     if (ergebnis == -EINVAL || ergebnis == -ENOENT) return {std::move(pfad), {}, 0};
     if (ergebnis < 0) return {{}, {}, -ergebnis};
     pfad = weiter.starts_with('/') ? std::move(weiter) : ordnerVon(pfad).append(weiter);
@@ -112,7 +112,7 @@ Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
   ort.nummer = ziel.nummer;
   if (ort.nummer != 0 || ort.offen) return ort;
   Dateien::Zustand zustand;
-  const int ergebnis = dateien.zustand(ort.pfad, zustand);
+  const int ergebnis = beharrlich([&] { return dateien.zustand(ort.pfad, zustand); });
   if (ergebnis == -ENOENT) return ort;
   if (ergebnis < 0) {
     ort.nummer = -ergebnis;
@@ -146,7 +146,9 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   }
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
-  if (ort_.wirdErsetzt() && ort_.bisher) dateien_.rechteSetzen(*datei_, *ort_.bisher);
+  if (ort_.wirdErsetzt() && ort_.bisher) {
+    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ort_.bisher); });
+  }
 }
 
 // Whether `nummer` says that the folder must stay as it is, and there is a file to write to
@@ -189,7 +191,9 @@ int Ersatzdatei::benenneUm() {
 }
 
 void Ersatzdatei::raeumeAuf() {
-  if (!teil_.empty()) dateien_.loeschen(std::exchange(teil_, {}));
+  if (teil_.empty()) return;
+  beharrlich([this] { return dateien_.loeschen(teil_); });
+  teil_.clear();
 }
 
 // Copies what was stored to a target that stays.
