@@ -37,6 +37,8 @@ class FehlerDateien final : public Dateien {
   };
   static constexpr std::size_t RUFE = 14;
   static constexpr std::size_t IMMER = std::numeric_limits<std::size_t>::max();
+  // Instead of an error number: the call moves half of its bytes. Others succeed.
+  static constexpr int KURZ = -1;
 
   explicit FehlerDateien(Dateien& echt = posixDateien()) : echt_(echt) {}
 
@@ -67,13 +69,11 @@ class FehlerDateien final : public Dateien {
     return fuehreAus(Ruf::oeffnen, [&] { return echt_.oeffnen(pfad, flags, rechte); });
   }
   ssize_t lesen(int datei, std::span<std::uint8_t> ziel) override {
-    return fuehreAus(Ruf::lesen,
-                     [&] { return echt_.lesen(datei, ziel.first(std::min(ziel.size(), kurz_))); });
+    return fuehreAus(Ruf::lesen, [&] { return echt_.lesen(datei, ziel.first(teil(ziel.size()))); });
   }
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
-    return fuehreAus(Ruf::schreiben, [&] {
-      return echt_.schreiben(datei, bytes.first(std::min(bytes.size(), kurz_)));
-    });
+    return fuehreAus(Ruf::schreiben,
+                     [&] { return echt_.schreiben(datei, bytes.first(teil(bytes.size()))); });
   }
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
@@ -126,6 +126,10 @@ class FehlerDateien final : public Dateien {
     int nummer;
   };
 
+  [[nodiscard]] std::size_t teil(std::size_t bytes) const {
+    return std::min(halb_ ? (bytes + 1) / 2 : bytes, kurz_);
+  }
+
   template <class Tat>
   auto fuehreAus(Ruf ruf, Tat tat) -> decltype(tat()) {
     if (vorher) vorher(ruf);
@@ -141,13 +145,15 @@ class FehlerDateien final : public Dateien {
         if (nummer == 0) nummer = plan.nummer;
       }
     }
-    if (nummer != 0) return -nummer;
+    halb_ = nummer == KURZ;
+    if (nummer > 0) return -nummer;
     return tat();
   }
 
   Dateien& echt_;
   std::vector<Plan> plaene_;
   std::size_t kurz_ = IMMER;
+  bool halb_ = false;
   std::size_t ende_ = IMMER;
   std::size_t rufe_ = 0;
   std::array<std::size_t, RUFE> jeArt_{};

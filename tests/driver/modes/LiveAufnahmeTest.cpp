@@ -19,6 +19,7 @@
 #include "driver/modes/LiveAufnahme.h"
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/FehlerDateien.h"
+#include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/WavBytes.h"
@@ -26,30 +27,11 @@
 namespace hallkorb {
 namespace {
 
+using sim::aufnahme;
+using sim::klang;
+using sim::MONO16;
 using sim::SimPlattform;
-
-constexpr PcmFormat MONO16{16000.0, 1, true};
-
-// What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
-// value that tells one moment from the next.
-float klang(double t) {
-  return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t));
-}
-
-std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0) {
-  std::vector<float> samples(frames);
-  for (std::size_t i = 0; i < frames; ++i)
-    samples[i] = klang(von + static_cast<double>(i) / rate);
-  return samples;
-}
-
-// The device captures without a break from `von` to `bis`, in blocks of 20 ms.
-void stetig(sim::Geraet& geraet, double von, double bis) {
-  for (int b = 0; von + (b + 1) * 0.02 <= bis + 1e-9; ++b) {
-    const double t = von + b * 0.02;
-    geraet.block(t, MONO16, aufnahme(t, 320));
-  }
-}
+using sim::stetig;
 
 class LiveAufnahmeTest : public testing::Test {
  protected:
