@@ -36,9 +36,13 @@ void absturz(int nummer) {
 
 // A host that does not read must not keep a process alive that cannot go on.
 void abbruch(std::string_view grund) {
-  begrenzeAusgabe(1.0);
-  log("[hallkorb] Abbruch: " + std::string(grund));
-  leereAusgabe();
+  try {
+    begrenzeAusgabe(1.0);
+    log("[hallkorb] Abbruch: " + std::string(grund));
+    leereAusgabe();
+  } catch (const std::bad_alloc&) {
+    ohneSpeicher();
+  }
   std::abort();
 }
 
