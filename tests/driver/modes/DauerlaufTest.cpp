@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,12 @@ namespace {
 
 constexpr double RATE = 16000.0;
 constexpr double GENAU = 0.005 + 1.5 / RATE;  // the promise, and the rounding to whole samples
-constexpr double BLOCK = 0.1;                 // seconds
+// Each correction is rounded to whole samples. Those of a clock that nothing steers are alike, and
+// so are their roundings.
+constexpr double UNGESTEUERT = 0.0005;
+constexpr double UNGESTEUERT_JE_STUNDE = 0.00025;
+constexpr double BLOCK = 0.1;  // seconds
 constexpr double AUSFALL_ALLE = 97.0;
-constexpr double AUSFALL = 0.37;
 constexpr double WECHSEL_ALLE = 240.0;
 
 double seit(double t) {
@@ -59,8 +63,9 @@ class Quelle {
     if (t_ > bis_) return std::nullopt;
     if (t_ > naechsterAusfall_) {
       naechsterAusfall_ += AUSFALL_ALLE;
-      t_ += AUSFALL;
-      verloren += AUSFALL;
+      const double ausfall = std::uniform_real_distribution<double>(0.2, 0.5)(zufall_);
+      t_ += ausfall;
+      verloren += ausfall;
       return sim::Geraet::Schritt{t_, [](AudioInputListener& hoerer) {
                                     hoerer.unterbrochen({"sim", 32, "Verbindung verloren"});
                                     hoerer.fortgesetzt();
@@ -88,6 +93,7 @@ class Quelle {
     hoerer.block({format, frames, samples_, sim::NULLZEIT + von});
   }
 
+  std::mt19937 zufall_{7};
   double takt_;
   double bis_;
   double t_ = 0.05;
@@ -100,7 +106,10 @@ std::size_t eintraege(const char* ordner) {
   return static_cast<std::size_t>(std::distance(begin(alle), end(alle)));
 }
 
-class DauerlaufTest : public testing::Test {
+// The microphone's clock is slow by so many millionths, the other one fast by three quarters of
+// that. Two is what the platform's follower of device clocks leaves, eighty what cheap devices
+// have.
+class DauerlaufTest : public testing::TestWithParam<int> {
  protected:
   struct Kanal {
     std::int64_t bisher = 0;  // samples of all chunks
@@ -122,13 +131,13 @@ class DauerlaufTest : public testing::Test {
       }
       Kanal& kanal = kanaele[name];
       ASSERT_NEAR(t0, static_cast<double>(kanal.bisher) / RATE, 0.0051) << zeilen[gelesen];
-      pruefe(pfad, kanal);
+      ASSERT_NO_FATAL_FAILURE(pruefe(pfad, kanal));
       std::filesystem::remove(pfad);
       ++chunks;
     }
   }
 
-  static void pruefe(const std::string& pfad, Kanal& kanal) {
+  void pruefe(const std::string& pfad, Kanal& kanal) const {
     const auto samples = liesWav(pfad);
     ASSERT_TRUE(samples) << pfad;
     for (std::size_t i = 0; i < samples->size(); i += 13) {
@@ -137,11 +146,11 @@ class DauerlaufTest : public testing::Test {
       kanal.groesste = std::max(kanal.groesste, abweichung((*samples)[i], platz));
     }
     kanal.bisher += static_cast<std::int64_t>(samples->size());
-    ASSERT_LE(kanal.groesste, GENAU) << pfad;
+    ASSERT_LE(kanal.groesste, genau) << pfad;
   }
 
   void miss() {
-    pruefeChunks();
+    if (!HasFatalFailure()) pruefeChunks();
     const std::size_t jetzt = speicherwacht::belegt();
     kleinster = std::min(kleinster, jetzt);
     groesster = std::max(groesster, jetzt);
@@ -163,6 +172,7 @@ class DauerlaufTest : public testing::Test {
     return (luecken - verworfen) / 1000;
   }
 
+  double genau = GENAU;
   TempOrdner ordner;
   AusgabeFaenger faenger;
   std::size_t gelesen = 0;
@@ -174,16 +184,18 @@ class DauerlaufTest : public testing::Test {
   std::vector<std::size_t> faeden;
 };
 
-TEST_F(DauerlaufTest, TheTimelineHoldsAndNothingGrows) {
+TEST_P(DauerlaufTest, TheTimelineHoldsAndNothingGrows) {
   const double stunden = std::getenv("HALLKORB_LANG") != nullptr ? 12.0 : 0.25;
   const double ende = stunden * 3600.0;
+  const double versatz = GetParam() * 1e-6;
+  if (GetParam() > 2) genau += UNGESTEUERT + stunden * UNGESTEUERT_JE_STUNDE;
   Config config;
   config.outDir = ordner.pfad();
   config.video = false;
   config.echo = false;
   sim::SimPlattform welt;
-  const auto mikrofon = std::make_shared<Quelle>(-80e-6, ende);
-  const auto system = std::make_shared<Quelle>(60e-6, ende);
+  const auto mikrofon = std::make_shared<Quelle>(-versatz, ende);
+  const auto system = std::make_shared<Quelle>(versatz * 0.75, ende);
   welt.mikrofonGeraet.weitere = [mikrofon] { return (*mikrofon)(); };
   welt.systemGeraet.weitere = [system] { return (*system)(); };
   for (double t = 300.0; t < ende; t += 60.0)
@@ -198,8 +210,8 @@ TEST_F(DauerlaufTest, TheTimelineHoldsAndNothingGrows) {
   EXPECT_EQ(std::count(deskriptoren.begin(), deskriptoren.end(), deskriptoren[0]),
             std::ssize(deskriptoren));
   EXPECT_EQ(std::count(faeden.begin(), faeden.end(), faeden[0]), std::ssize(faeden));
-  EXPECT_NEAR(eingefuegt("me"), mikrofon->verloren + ende * 80e-6, 0.02);
-  EXPECT_NEAR(eingefuegt("them"), system->verloren - ende * 60e-6, 0.02);
+  EXPECT_NEAR(eingefuegt("me"), mikrofon->verloren + ende * versatz, 0.03);
+  EXPECT_NEAR(eingefuegt("them"), system->verloren - ende * versatz * 0.75, 0.03);
   for (const auto& [name, kanal] : kanaele)
     EXPECT_NEAR(static_cast<double>(kanal.bisher) / RATE, ende, 0.2) << name;
 
@@ -209,10 +221,14 @@ TEST_F(DauerlaufTest, TheTimelineHoldsAndNothingGrows) {
   RecordProperty("abweichung_us", static_cast<int>(1000 * abweichungMs));
   RecordProperty("speicher_schwankt_kib", static_cast<int>((groesster - kleinster) / 1024));
   std::printf(
-      "%.2f hours, %zu chunks, at most %.2f ms off; memory moves by %zu KiB, %zu descriptors, "
+      "%d ppm, %.2f hours, %zu chunks, at most %.2f ms off; memory moves by %zu KiB, %zu "
+      "descriptors, "
       "%zu threads\n",
-      stunden, chunks, abweichungMs, (groesster - kleinster) / 1024, deskriptoren[0], faeden[0]);
+      GetParam(), stunden, chunks, abweichungMs, (groesster - kleinster) / 1024, deskriptoren[0],
+      faeden[0]);
 }
+
+INSTANTIATE_TEST_SUITE_P(Millionths, DauerlaufTest, testing::Values(2, 80));
 
 }  // namespace
 }  // namespace hallkorb
