@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <limits>
@@ -81,6 +82,11 @@ void RohWav::schreiben(std::span<const float> samples) {
     if (nummer == 0) nummer = beimKopf;
   }
   melde(nummer);
+}
+
+std::size_t RohWav::platz() const {
+  if (nurVoran_) return std::numeric_limits<std::size_t>::max();
+  return static_cast<std::size_t>(std::max<std::int64_t>(MAX_BYTES - laenge_, 0)) / 2;
 }
 
 void RohWav::pruefePfad() {

@@ -21,6 +21,7 @@
 // Not locked: one thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -53,13 +54,15 @@ class RohWav {
   [[nodiscard]] static WavKopf kopf(std::int64_t rate, std::uint32_t bytes);
 
   // Appends samples with one write, and updates the header if that was last done more than 5
-  // seconds ago. Does nothing after closing. A length that the header cannot declare (2 GiB) stops
-  // the process.
+  // seconds ago. Does nothing after closing. More than platz() allows stops the process.
   void schreiben(std::span<const float> samples);
 
   // Updates the header and closes the file for good. Returns the first error; the file is closed in
   // any case. Repeated calls do nothing.
   Ergebnis schliessen();
+
+  // How many more samples the header can declare; the file ends at 2 GiB. A pipe has no end.
+  [[nodiscard]] std::size_t platz() const;
 
   // The open file; absent after closing.
   [[nodiscard]] std::optional<int> handle() const { return handle_; }

@@ -5,43 +5,60 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
+#include <string_view>
 
 #include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
+// Takes no memory and no lock.
+void schreibeDirekt(std::string_view zeile) {
+  [[maybe_unused]] const ssize_t n = ::write(STDERR_FILENO, zeile.data(), zeile.size());
+}
+
 // Only calls that are safe in a signal handler.
 void absturz(int nummer) {
-  static const char meldung[] = "[hallkorb] Abbruch: Absturz (Speicherzugriff oder Rechenfehler)\n";
-  [[maybe_unused]] const ssize_t geschrieben = ::write(STDERR_FILENO, meldung, sizeof meldung - 1);
+  schreibeDirekt("[hallkorb] Abbruch: Absturz (Speicherzugriff oder Rechenfehler)\n");
   std::raise(nummer);  // SA_RESETHAND has restored the default action
+}
+
+// The thread that got no memory may have been about to write a line: then it holds the lock of the
+// output, and there is no memory for another line.
+[[noreturn]] void ohneSpeicher() {
+  schreibeDirekt("[hallkorb] Abbruch: kein Speicher mehr\n");
+  std::abort();
 }
 
 }  // namespace
 
 // A host that does not read must not keep a process alive that cannot go on.
 void abbruch(std::string_view grund) {
-  begrenzeAusgabe(1.0);
-  log("[hallkorb] Abbruch: " + std::string(grund));
-  leereAusgabe();
+  try {
+    begrenzeAusgabe(1.0);
+    log("[hallkorb] Abbruch: " + std::string(grund));
+    leereAusgabe();
+  } catch (const std::bad_alloc&) {
+    ohneSpeicher();
+  }
   std::abort();
 }
 
 void meldeAbstuerze() {
   std::set_terminate([] {
-    std::string grund = "unerwartetes Ende";
-    if (const auto ausnahme = std::current_exception()) {
-      try {
-        std::rethrow_exception(ausnahme);
-      } catch (const std::exception& e) {
-        grund = std::string("unbehandelte Ausnahme: ") + e.what();
-      } catch (...) {
-        grund = "unbehandelte Ausnahme";
-      }
+    const auto ausnahme = std::current_exception();
+    if (!ausnahme) abbruch("unerwartetes Ende");
+    try {
+      std::rethrow_exception(ausnahme);
+    } catch (const std::bad_alloc&) {
+      ohneSpeicher();
+    } catch (const std::exception& e) {
+      abbruch(std::string("unbehandelte Ausnahme: ") + e.what());
+    } catch (...) {
+      abbruch("unbehandelte Ausnahme");
     }
-    abbruch(grund);
   });
   for (const int nummer : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
     struct sigaction bisher{};

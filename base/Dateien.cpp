@@ -135,7 +135,8 @@ Geschrieben schreibeReste(std::span<const std::uint8_t> bytes, Ruf ruf) {
 
 bool istOrdner(const std::string& pfad, Dateien& dateien) {
   Dateien::Zustand zustand;
-  return dateien.zustand(pfad, zustand) == 0 && zustand.art == Dateien::Art::ordner;
+  return beharrlich([&] { return dateien.zustand(pfad, zustand); }) == 0 &&
+         zustand.art == Dateien::Art::ordner;
 }
 
 }  // namespace
@@ -193,7 +194,7 @@ Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien) {
     ende = pfad.find('/', ende + 1);
     const std::string teil = pfad.substr(0, ende);
     if (istOrdner(teil, dateien)) continue;
-    const int ergebnis = dateien.ordnerAnlegen(teil);
+    const int ergebnis = beharrlich([&] { return dateien.ordnerAnlegen(teil); });
     // Another process may have created it in between.
     if (ergebnis < 0 && !istOrdner(teil, dateien)) {
       return Fehler::ausErrno(-ergebnis, "Anlegen des Ordners " + teil);

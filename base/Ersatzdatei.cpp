@@ -54,7 +54,7 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
   for (int k = 0; k < MAX_VERWEISE; ++k) {
     if (const auto offen = offeneDatei(pfad)) return {{}, offen, 0};
     std::string weiter;
-    const int ergebnis = dateien.verweis(pfad, weiter);
+    const int ergebnis = beharrlich([&] { return dateien.verweis(pfad, weiter); });
     if (ergebnis == -EINVAL || ergebnis == -ENOENT) return {std::move(pfad), {}, 0};
     if (ergebnis < 0) return {{}, {}, -ergebnis};
     pfad = weiter.starts_with('/') ? std::move(weiter) : ordnerVon(pfad).append(weiter);
@@ -64,10 +64,11 @@ Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
 
 // Opens an existing target for writing. Waits only a moment for the reader of a pipe: a pipe that
 // nobody reads must cost a chunk and not the recording.
-int oeffneVorhandenes(const std::string& pfad, Dateien& dateien) {
+int oeffneVorhandenes(const std::string& pfad, Dateien& dateien, int dazu = 0) {
   const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
   for (;;) {
-    const int datei = beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK, 0); });
+    const int datei =
+        beharrlich([&] { return dateien.oeffnen(pfad, O_WRONLY | O_NONBLOCK | dazu, 0); });
     if (datei != -ENXIO || std::chrono::steady_clock::now() > bis) return datei;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
@@ -111,7 +112,7 @@ Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
   ort.nummer = ziel.nummer;
   if (ort.nummer != 0 || ort.offen) return ort;
   Dateien::Zustand zustand;
-  const int ergebnis = dateien.zustand(ort.pfad, zustand);
+  const int ergebnis = beharrlich([&] { return dateien.zustand(ort.pfad, zustand); });
   if (ergebnis == -ENOENT) return ort;
   if (ergebnis < 0) {
     ort.nummer = -ergebnis;
@@ -132,16 +133,30 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
   // permissions refuses that, which does no harm.
-  Teil teil = ort_.wirdErsetzt()
-                  ? neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_)
-                  : neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
+  Teil teil;
+  if (ort_.wirdErsetzt()) {
+    teil = neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_);
+  }
+  if (!ort_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
+    teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
+  }
   if (teil.datei < 0) {
     nummer_ = -teil.datei;
     return;
   }
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
-  if (ort_.wirdErsetzt() && ort_.bisher) dateien_.rechteSetzen(*datei_, *ort_.bisher);
+  if (ort_.wirdErsetzt() && ort_.bisher) {
+    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ort_.bisher); });
+  }
+}
+
+// Whether `nummer` says that the folder must stay as it is, and there is a file to write to
+// instead.
+bool Ersatzdatei::bleibtAmOrt(int nummer) {
+  if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
+  ort_.bleibt = ort_.bisher.has_value();
+  return ort_.bleibt;
 }
 
 Ersatzdatei::~Ersatzdatei() {
@@ -171,16 +186,20 @@ Ergebnis Ersatzdatei::vollende() {
 int Ersatzdatei::benenneUm() {
   const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ort_.pfad); });
   if (nummer == 0) teil_.clear();
-  return nummer;
+  // Others' files in a folder like /tmp may be written, not replaced.
+  return bleibtAmOrt(nummer) ? gibWeiter() : nummer;
 }
 
 void Ersatzdatei::raeumeAuf() {
-  if (!teil_.empty()) dateien_.loeschen(std::exchange(teil_, {}));
+  if (teil_.empty()) return;
+  beharrlich([this] { return dateien_.loeschen(teil_); });
+  teil_.clear();
 }
 
 // Copies what was stored to a target that stays.
 int Ersatzdatei::gibWeiter() {
-  const int ziel = ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_);
+  const int ziel =
+      ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_, ort_.bisher ? O_TRUNC : 0);
   if (ziel < 0) return -ziel;
   int nummer = 0;
   const bool ganz = liesStueckweise(

@@ -10,6 +10,10 @@
 // by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
 // opens for reading within a second, or that takes nothing for five, is an error.
 //
+// A folder may allow no new file and its existing files be writable all the same. Such a file is
+// overwritten where it is: the one case in which a reader can meet half of it, or a full disk take
+// the earlier content.
+//
 // One thread at a time.
 #pragma once
 
@@ -55,7 +59,7 @@ class Ersatzdatei {
     std::string pfad;              // links followed; need not exist
     std::optional<int> offen;      // instead: an open file of this process
     std::optional<mode_t> bisher;  // permissions of the file that is replaced
-    bool bleibt = false;           // a device, a pipe
+    bool bleibt = false;           // written to as it is: a device, a pipe, a file as above
     int nummer = 0;                // error number
 
     [[nodiscard]] bool wirdErsetzt() const { return !offen && !bleibt; }
@@ -63,6 +67,7 @@ class Ersatzdatei {
 
   static Ort finde(const std::string& pfad, Dateien& dateien);
   Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien);
+  [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();
   int gibWeiter();
   void raeumeAuf();

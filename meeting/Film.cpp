@@ -29,7 +29,7 @@ VideoEinstellungen Film::einstellungen() {
 
 Ergebnis Film::writerAnlegen() {
   if (schreiberAngelegt_) return {};
-  dateien_.loeschen(ziel_);
+  beharrlich([this] { return dateien_.loeschen(ziel_); });
   Fehler fehler;
   auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
   if (!writer) return fehler;

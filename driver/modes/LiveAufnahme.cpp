@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <csignal>
@@ -165,27 +166,37 @@ bool LiveAufnahme::beginneEnde() {
 
 // The start task: the microphone first, then the system audio, then the report.
 void LiveAufnahme::starte() {
-  const Ergebnis mikrofon = micCap_->start();
-  // A stop cancels starts that still wait for a device: that is no failure to report.
-  if (mikrofon.gescheitert() && !stopLaeuft_) {
-    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon.fehler().gedruckt());
+  const Startversuch mikrofon = versuche(*micCap_);
+  if (mikrofon.fehlt) {
+    log("[hallkorb] Mikrofon nicht verfuegbar: " + mikrofon.ergebnis.fehler().gedruckt());
   }
-  const Ergebnis systemAudio = sysCap_->start();
-  if (systemAudio.gescheitert() && !stopLaeuft_) {
-    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio.fehler().gedruckt());
+  const Startversuch systemAudio = versuche(*sysCap_);
+  if (systemAudio.fehlt) {
+    log("[hallkorb] System-Audio nicht verfuegbar: " + systemAudio.ergebnis.fehler().gedruckt());
   }
   meldeStart(mikrofon, systemAudio);
-  if (vidCap_ && (mikrofon.gelungen() || systemAudio.gelungen()))
+  if (vidCap_ && (mikrofon.ergebnis.gelungen() || systemAudio.ergebnis.gelungen()))
     vidCap_->starteGeduldig(config_.videoWarten);
 }
 
+// Whether a stop has begun is asked as soon as the start returns: one that begins later has not
+// cancelled it.
+LiveAufnahme::Startversuch LiveAufnahme::versuche(AudioCapture& capture) {
+  Startversuch versuch;
+  versuch.ergebnis = capture.start();
+  versuch.fehlt = versuch.ergebnis.gescheitert() && !stopLaeuft_;
+  return versuch;
+}
+
 // The lines of what the captures have delivered meanwhile follow the report.
-void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio) {
-  if (mikrofon.gescheitert() && systemAudio.gescheitert()) {
+void LiveAufnahme::meldeStart(const Startversuch& mikrofon, const Startversuch& systemAudio) {
+  const bool mic = mikrofon.ergebnis.gelungen();
+  const bool system = systemAudio.ergebnis.gelungen();
+  if (!mic && !system) {
     const bool gescheitert = beginneEnde();
-    const std::string& text = systemAudio.fehler().description.empty()
-                                  ? mikrofon.fehler().description
-                                  : systemAudio.fehler().description;
+    const std::string& beimSystem = systemAudio.ergebnis.fehler().description;
+    const std::string& text =
+        beimSystem.empty() ? mikrofon.ergebnis.fehler().description : beimSystem;
     // If a stop came first, it made the starts fail, and it ends the run.
     std::vector<std::string> zeilen;
     if (gescheitert) {
@@ -197,20 +208,20 @@ void LiveAufnahme::meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAu
     return;
   }
   std::vector<std::string> zeilen;
-  if (mikrofon.gescheitert() && !stopLaeuft_) {
-    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " +
-        mikrofon.fehler().description);
-    zeilen.push_back(degraded("me", mikrofon.fehler()));
+  if (mikrofon.fehlt) {
+    const Fehler& fehler = mikrofon.ergebnis.fehler();
+    log("[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: " + fehler.description);
+    zeilen.push_back(degraded("me", fehler));
   }
-  if (systemAudio.gescheitert() && !stopLaeuft_) {
-    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " +
-        systemAudio.fehler().description);
-    zeilen.push_back(degraded("them", systemAudio.fehler()));
+  if (systemAudio.fehlt) {
+    const Fehler& fehler = systemAudio.ergebnis.fehler();
+    log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + fehler.description);
+    zeilen.push_back(degraded("them", fehler));
   }
   zeilen.push_back(formatiert(
       R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
-      wort(mikrofon.gelungen()), wort(systemAudio.gelungen()), wort(config_.video),
-      wort(strecke_ != nullptr && systemAudio.gelungen()), nullUnixMs_));
+      wort(mic), wort(system), wort(config_.video), wort(strecke_ != nullptr && system),
+      nullUnixMs_));
   gibZeilenFrei(zeilen);
 }
 
@@ -227,13 +238,32 @@ void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
 void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   if (strecke_) {
     echoQueue_->async([this, block = std::move(samples)] {
-      if (rohWav_) rohWav_->schreiben(block);
+      schreibeRoh(block);
       strecke_->mikro(block);
     });
     return;
   }
-  if (rohWav_) rohWav_->schreiben(samples);
+  schreibeRoh(samples);
   meChunker_->append(samples);
+}
+
+// A WAV file ends at 2 GiB, 18 hours at 16 kHz. The recording does not: its chunks go on.
+void LiveAufnahme::schreibeRoh(std::span<const float> samples) {
+  if (!rohWav_) return;
+  const std::size_t passen = std::min(samples.size(), rohWav_->platz());
+  rohWav_->schreiben(samples.first(passen));
+  if (passen == samples.size()) return;
+  log("[hallkorb] mikro_roh.wav: mit 2 GiB voll und abgeschlossen; die Aufnahme geht ohne sie "
+      "weiter");
+  schliesseRoh();
+}
+
+void LiveAufnahme::schliesseRoh() {
+  if (!rohWav_) return;
+  if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
+    log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
+  }
+  rohWav_.reset();
 }
 
 // On the main thread. Signals that come while the stop runs change nothing.
@@ -253,10 +283,7 @@ void LiveAufnahme::stoppe() {
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
-    if (!rohWav_) return;
-    if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
-      log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
-    }
+    schliesseRoh();
   });
   themQueue_->sync([] {});
   if (video) {

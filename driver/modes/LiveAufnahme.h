@@ -22,12 +22,14 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
 #include "audiofiles/RohWav.h"
 #include "base/Dateien.h"
+#include "capture/AudioCapture.h"
 #include "capture/MicCapture.h"
 #include "capture/SystemAudioCapture.h"
 #include "capture/Zeitachse.h"
@@ -53,13 +55,20 @@ class LiveAufnahme {
   [[nodiscard]] int laufe();
 
  private:
+  // How the start of a capture went.
+  struct Startversuch {
+    Ergebnis ergebnis;
+    bool fehlt = false;  // it failed by itself: no stop had begun that cancels starts
+  };
+
   [[nodiscard]] bool baueFaeden();
   [[nodiscard]] bool belegeOrdner();
   [[nodiscard]] int lehneAb(const std::string& grund);
   void baueAuf();
   void richteSignaleEin();
   void starte();
-  void meldeStart(const Ergebnis& mikrofon, const Ergebnis& systemAudio);
+  [[nodiscard]] Startversuch versuche(AudioCapture& capture);
+  void meldeStart(const Startversuch& mikrofon, const Startversuch& systemAudio);
   void shutdown();
   void stoppe();
 
@@ -68,6 +77,8 @@ class LiveAufnahme {
 
   void nimmSystemAudio(std::vector<float> samples);
   void nimmMikrofon(std::vector<float> samples);
+  void schreibeRoh(std::span<const float> samples);
+  void schliesseRoh();
 
   const Config config_;
   Plattform& plattform_;

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <system_error>
 #include <utility>
 
 namespace hallkorb {
@@ -41,9 +40,13 @@ class Deskriptor {
 // descriptor never blocks.
 class Wecker {
  public:
-  Wecker() : ereignis_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (ereignis_.fd() < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-  }
+  Wecker()
+      : ereignis_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+        nummer_(ereignis_.fd() < 0 ? errno : 0) {}
+
+  // The error number if the system has no descriptor left, otherwise 0. Without one nothing is ever
+  // woken: the owner must not begin.
+  [[nodiscard]] int nummer() const { return nummer_; }
 
   [[nodiscard]] int fd() const { return ereignis_.fd(); }
 
@@ -61,6 +64,7 @@ class Wecker {
 
  private:
   Deskriptor ereignis_;
+  int nummer_;
 };
 
 }  // namespace hallkorb

@@ -29,6 +29,9 @@ bool istUnixSocket(int deskriptor) {
 }  // namespace
 
 LinuxRunLoop::LinuxRunLoop() {
+  if (wecker_.nummer() != 0) {
+    throw std::system_error(wecker_.nummer(), std::generic_category(), "eventfd");
+  }
   sigemptyset(&signale_);
 }
 

@@ -149,6 +149,10 @@ class Bildschirm(prozesse.Betrieb):
         self._fenster.remove(fenster)
         fenster.schliesse()
 
+    def sende_server(self, nummer):
+        """Sends the X server a signal that does not end it."""
+        self._server.send_signal(nummer)
+
     def ende_server(self):
         """Ends the X server, as a logout would, and with it everything that it shows."""
         self._server.terminate()  # killed, it would leave its socket and its lock

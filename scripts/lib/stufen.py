@@ -151,6 +151,12 @@ def stufe_takt(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_ausdauer(zaehler):
+    """the short form of scripts/soak: kills, freezes, file and memory faults, hours on a virtual clock"""
+    status, ausgabe = fuehre_aus(os.path.join("scripts", "soak"), "--quick", pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 def stufe_kosten(zaehler):
     """instructions of the echo path against the kept figures, under callgrind"""
     if not prozesse.LINUX:
@@ -310,7 +316,7 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
+    "format", "skripte", "release", "haus", "e2e", "takt", "ausdauer", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
     "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf";

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -22,6 +23,15 @@ TEST(AbbruchDeathTest, AnUnhandledExceptionIsNamed) {
         std::thread([] { throw std::length_error("zu lang"); }).join();
       },
       testing::KilledBySignal(SIGABRT), "\\[hallkorb\\] Abbruch: unbehandelte Ausnahme: zu lang\n");
+}
+
+TEST(AbbruchDeathTest, WithoutMemoryTheLineNeedsNone) {
+  EXPECT_EXIT(
+      {
+        meldeAbstuerze();
+        std::thread([] { throw std::bad_alloc(); }).join();
+      },
+      testing::KilledBySignal(SIGABRT), "\\[hallkorb\\] Abbruch: kein Speicher mehr\n");
 }
 
 }  // namespace

@@ -97,14 +97,90 @@ TEST(ErsatzdateiTest, TheFirstFailureIsReportedAndTheEarlierFileStays) {
   for (const Ruf ruf : {Ruf::verweis, Ruf::zustand, Ruf::oeffnen, Ruf::schreiben, Ruf::schreibenAn,
                         Ruf::schliessen, Ruf::umbenennen}) {
     FehlerDateien dateien;
-    dateien.scheitere(ruf, 0, EACCES);
+    dateien.scheitere(ruf, 0, EIO);
     const Ergebnis ergebnis = schreibeInStuecken(pfad, dateien);
     ASSERT_TRUE(ergebnis.gescheitert());
-    EXPECT_EQ(ergebnis.fehler().code, EACCES);
+    EXPECT_EQ(ergebnis.fehler().code, EIO);
     EXPECT_EQ(ergebnis.fehler().description.rfind("Schreiben nach " + pfad, 0), 0U);
     EXPECT_EQ(liesDatei(pfad), ALT);
     EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a"});
   }
+}
+
+// A folder that allows no new file.
+
+TEST(ErsatzdateiTest, AFileInAFolderThatMustStayAsItIsIsOverwrittenWhereItIs) {
+  const TempOrdner ordner;
+  const std::string pfad = ordner / "a";
+  for (const Ruf ruf : {Ruf::oeffnen, Ruf::umbenennen}) {
+    for (const int nummer : {EACCES, EPERM, EROFS}) {
+      for (const bool stueckweise : {true, false}) {
+        ASSERT_TRUE(ersetzeDatei(pfad, Bytes(50, 9)).gelungen());
+        Dateien::Zustand vorher;
+        ASSERT_EQ(posixDateien().zustand(pfad, vorher), 0);
+        FehlerDateien dateien;
+        dateien.scheitere(ruf, 0, nummer);
+        EXPECT_TRUE(
+            (stueckweise ? schreibeInStuecken(pfad, dateien) : ersetzeDatei(pfad, NEU, dateien))
+                .gelungen());
+        EXPECT_EQ(liesDatei(pfad), NEU);
+        Dateien::Zustand nachher;
+        ASSERT_EQ(posixDateien().zustand(pfad, nachher), 0);
+        EXPECT_TRUE(nachher.selbeDatei(vorher));
+        EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a"});
+      }
+    }
+  }
+}
+
+TEST(ErsatzdateiTest, WithoutAFileThereTheFoldersRefusalIsTheError) {
+  const TempOrdner ordner;
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::oeffnen, 0, EACCES);
+  const Ergebnis ergebnis = schreibeInStuecken(ordner / "a", dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EACCES);
+  EXPECT_TRUE(ordner.namen().empty());
+}
+
+TEST(ErsatzdateiTest, AFileThatMayNotBeWrittenEitherStays) {
+  const TempOrdner ordner;
+  const std::string pfad = ordner / "a";
+  ASSERT_TRUE(ersetzeDatei(pfad, ALT).gelungen());
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::oeffnen, 0, EROFS);
+  dateien.scheitere(Ruf::oeffnen, 2, EROFS);  // the first but one was for what is kept aside
+  const Ergebnis ergebnis = schreibeInStuecken(pfad, dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EROFS);
+  EXPECT_EQ(liesDatei(pfad), ALT);
+}
+
+// The real thing. Nothing is forbidden to root, who therefore becomes somebody else for it.
+TEST(ErsatzdateiTest, AFolderWithoutPermissionToWriteKeepsItsFiles) {
+  constexpr uid_t NIEMAND = 65534;
+  const TempOrdner ordner;
+  const std::string pfad = ordner / "a";
+  ASSERT_TRUE(ersetzeDatei(pfad, Bytes(50, 9)).gelungen());
+  const bool root = ::geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(::chown(pfad.c_str(), NIEMAND, NIEMAND), 0);
+  }
+  ASSERT_EQ(::chmod(ordner.pfad().c_str(), 0555), 0);
+  if (root) {
+    ASSERT_EQ(::seteuid(NIEMAND), 0);
+  }
+  const Ergebnis vorhanden = schreibeInStuecken(pfad);
+  const Ergebnis neu = schreibeInStuecken(ordner / "b");
+  if (root) {
+    ASSERT_EQ(::seteuid(0), 0);
+  }
+  ASSERT_EQ(::chmod(ordner.pfad().c_str(), 0755), 0);
+  EXPECT_TRUE(vorhanden.gelungen());
+  EXPECT_EQ(liesDatei(pfad), NEU);
+  ASSERT_TRUE(neu.gescheitert());
+  EXPECT_EQ(neu.fehler().code, EACCES);
+  EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a"});
 }
 
 }  // namespace

@@ -192,11 +192,11 @@ class Lauf:
         except FileNotFoundError:
             return 0.0
 
-    def warte_aufnahme(self, sekunden):
+    def warte_aufnahme(self, sekunden, geduld=FRIST):
         """Returns when so many further seconds of sound were recorded: the recording is the clock."""
         ziel = self.aufgenommen() + sekunden
         self.test.warte_bis(lambda: self.aufgenommen() >= ziel, f"{sekunden:g} s more of sound",
-                            sekunden + FRIST)
+                            sekunden + geduld)
 
     def diagnosen(self, text):
         return sum(text in zeile for zeile in self.diagnose.texte())

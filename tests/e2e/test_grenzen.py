@@ -1,5 +1,6 @@
 """Limits of the system that are reached while a recording starts or runs."""
 
+import itertools
 import os
 import subprocess
 import sys
@@ -7,6 +8,7 @@ import unittest
 
 import lauf
 import prozesse
+import signale
 import test_video
 
 KEIN_THREAD = "das System gibt keinen Thread mehr her"
@@ -111,6 +113,81 @@ class Faeden(test_video.Fensterfall):
         self.raum.beende_pipewire()
         aufnahme.meldung("Mikrofon unterbrochen: ", ab=aufnahme.meldung("Mikrofon wieder da"))
         self.assertLess(aufnahme.stoppe(), 3.0)
+
+
+class Deskriptoren(test_video.Fensterfall):
+
+    def test_wenige(self):
+        """With few descriptors a recording runs with what it gets, or is refused with its line. From six
+        on a microphone or a picture that gets none is one that failed."""
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        enden = {}
+        for anzahl in (8, 12, 16, 24, 32, 40, 48, 56, 64, 80):
+            aufnahme = self.lauf(ordner=f"{self.aufnahme}-{anzahl}", video=True, echo=True,
+                                 umgebung=self.bildschirm.umgebung, protokoll=True,
+                                 vorsatz=["prlimit", f"--nofile={anzahl}", "--"])
+            aufnahme.aus.warte(lambda text: '"started"' in text or '"error"' in text)
+            if aufnahme.ereignisse("started"):
+                aufnahme.diagnose.warte(lambda text: "] Bild: " in text or "] Video-" in text)
+                if aufnahme.ereignisse("started")[0]["mic"]:
+                    aufnahme.warte_aufnahme(1.0)
+                aufnahme.sende()
+            enden[anzahl] = aufnahme.ende(30.0)
+            self.assertIn(enden[anzahl], (0, 2), f"{anzahl} descriptors\n{aufnahme.alles()}")
+            if enden[anzahl] == 0:
+                aufnahme.pruefe_schluss()
+            else:
+                self.assertEqual(len(aufnahme.ereignisse("error")), 1, aufnahme.alles())
+                self.assertGreaterEqual(len(aufnahme.diagnose.texte()), 1)
+        self.assertEqual(enden[80], 0)
+        (started,) = aufnahme.ereignisse("started")
+        self.assertEqual((started["mic"], started["system"]), (True, True))
+
+
+class Standardstroeme(lauf.Fall):
+
+    def test_geschlossen(self):
+        """Whichever of the three is closed at the start, no file of the recording takes its number: what
+        is meant for the host never gets into one."""
+        for geschlossen in itertools.product((False, True), repeat=3):
+            zu = [str(nummer) for nummer, weg in enumerate(geschlossen) if weg]
+            ordner = f"{self.aufnahme}-{''.join(zu)}"
+            befehl = f"exec \"$@\" {' '.join(nummer + '>&-' for nummer in zu)}"
+            aufnahme = self.lauf(ordner=ordner, vorsatz=["bash", "-c", befehl, "bash"])
+            self.warte_bis(lambda: aufnahme.aufgenommen() > 1.5, "sound", 60.0)
+            for nummer in zu:
+                ziel = os.readlink(f"/proc/{aufnahme.prozess.pid}/fd/{nummer}")
+                self.assertEqual(ziel, "/dev/null")
+            aufnahme.sende()
+            self.assertEqual(aufnahme.ende(60.0), 0, aufnahme.alles())
+            for name in self.dateien(ordner=ordner):
+                signale.lies_ganz(os.path.join(ordner, name))
+
+
+class Pfade(lauf.Fall):
+
+    def test_laengen(self):
+        """Up to the system's limits everything is recorded; beyond them a line says what is lost."""
+        name_max = os.pathconf(self.ordner, "PC_NAME_MAX")
+        pfad_max = os.pathconf(self.ordner, "PC_PATH_MAX")
+        faelle = {"name": os.path.join(self.ordner, "n" * name_max)}
+        tief = self.ordner
+        rest = 60  # for the names of the files, finished and not
+        while pfad_max - rest - len(tief) > 250:
+            tief += "/" + "t" * 200
+        faelle["pfad"] = tief + "/" + "p" * (pfad_max - rest - len(tief) - 1)
+        for was, ordner in faelle.items():
+            aufnahme = self.lauf(ordner=ordner)
+            aufnahme.gestartet()
+            aufnahme.warte_aufnahme(1.5)
+            aufnahme.stoppe(frist=30.0)
+            self.assertEqual(aufnahme.diagnosen("fehler"), 0, f"{was}\n{aufnahme.alles()}")
+            self.assertIn("mikro_roh.wav", self.dateien(ordner=ordner))
+        for was, ordner in {"name": faelle["name"] + "n", "pfad": tief + "/p" * 200}.items():
+            aufnahme = self.lauf(ordner=ordner)
+            aufnahme.gestartet()
+            aufnahme.meldung("mikro_roh.wav kann nicht angelegt werden: ")
+            aufnahme.stoppe(frist=30.0)
 
 
 class Speicher(test_video.Fensterfall):

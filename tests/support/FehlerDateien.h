@@ -37,6 +37,8 @@ class FehlerDateien final : public Dateien {
   };
   static constexpr std::size_t RUFE = 14;
   static constexpr std::size_t IMMER = std::numeric_limits<std::size_t>::max();
+  // Instead of an error number: the call moves half of its bytes. Others succeed.
+  static constexpr int KURZ = -1;
 
   explicit FehlerDateien(Dateien& echt = posixDateien()) : echt_(echt) {}
 
@@ -53,6 +55,10 @@ class FehlerDateien final : public Dateien {
   // No call moves more than `bytes` bytes.
   void kurz(std::size_t bytes) { kurz_ = bytes; }
 
+  // Of a positioned write only the last `bytes` bytes are stored, after a hole of the same length
+  // as the others: so long recordings of silence take no room.
+  void nurDasEnde(std::size_t bytes) { ende_ = bytes; }
+
   // Called before each call is carried out (or fails).
   std::function<void(Ruf)> vorher;
 
@@ -63,18 +69,20 @@ class FehlerDateien final : public Dateien {
     return fuehreAus(Ruf::oeffnen, [&] { return echt_.oeffnen(pfad, flags, rechte); });
   }
   ssize_t lesen(int datei, std::span<std::uint8_t> ziel) override {
-    return fuehreAus(Ruf::lesen,
-                     [&] { return echt_.lesen(datei, ziel.first(std::min(ziel.size(), kurz_))); });
+    return fuehreAus(Ruf::lesen, [&] { return echt_.lesen(datei, ziel.first(teil(ziel.size()))); });
   }
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
-    return fuehreAus(Ruf::schreiben, [&] {
-      return echt_.schreiben(datei, bytes.first(std::min(bytes.size(), kurz_)));
-    });
+    return fuehreAus(Ruf::schreiben,
+                     [&] { return echt_.schreiben(datei, bytes.first(teil(bytes.size()))); });
   }
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
     return fuehreAus(Ruf::schreibenAn, [&] {
-      return echt_.schreibenAn(datei, bytes.first(std::min(bytes.size(), kurz_)), stelle);
+      const auto teil = bytes.first(std::min(bytes.size(), kurz_));
+      const std::size_t loch = teil.size() - std::min(teil.size(), ende_);
+      const ssize_t n =
+          echt_.schreibenAn(datei, teil.subspan(loch), stelle + static_cast<std::int64_t>(loch));
+      return n < 0 ? n : n + static_cast<ssize_t>(loch);
     });
   }
   int laengeSetzen(int datei, std::int64_t bytes) override {
@@ -118,6 +126,10 @@ class FehlerDateien final : public Dateien {
     int nummer;
   };
 
+  [[nodiscard]] std::size_t teil(std::size_t bytes) const {
+    return std::min(halb_ ? (bytes + 1) / 2 : bytes, kurz_);
+  }
+
   template <class Tat>
   auto fuehreAus(Ruf ruf, Tat tat) -> decltype(tat()) {
     if (vorher) vorher(ruf);
@@ -133,13 +145,16 @@ class FehlerDateien final : public Dateien {
         if (nummer == 0) nummer = plan.nummer;
       }
     }
-    if (nummer != 0) return -nummer;
+    halb_ = nummer == KURZ;
+    if (nummer > 0) return -nummer;
     return tat();
   }
 
   Dateien& echt_;
   std::vector<Plan> plaene_;
   std::size_t kurz_ = IMMER;
+  bool halb_ = false;
+  std::size_t ende_ = IMMER;
   std::size_t rufe_ = 0;
   std::array<std::size_t, RUFE> jeArt_{};
 };

@@ -172,6 +172,14 @@ class SimPlattform::SimInput final : public AudioInput {
       if (welt_.jetzt_ < schritt.zeit) return;
       schritt.handlung(hoerer);
     }
+    while (geraet_.weitere) {
+      const auto schritt = geraet_.weitere();
+      if (!schritt) return;
+      welt_.am(schritt->zeit, [] {});
+      welt_.warteBis([&] { return gestoppt_ || welt_.jetzt() >= schritt->zeit; });
+      if (welt_.jetzt() < schritt->zeit) return;
+      schritt->handlung(hoerer);
+    }
   }
 
   SimPlattform& welt_;

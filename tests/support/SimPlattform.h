@@ -47,6 +47,9 @@ struct Geraet {
     std::function<void(AudioInputListener&)> handlung;  //
   };
   std::vector<Schritt> schritte;
+  // Makes what follows them, one step at a time, for hours that no script could hold; nullopt ends
+  // it.
+  std::function<std::optional<Schritt>()> weitere;
 
   // A block of `samples` (as its format says) whose first frame was captured at `aufgenommen`, and
   // which arrives when its last frame has been captured. `behaupteteZeit` is what its time stamp

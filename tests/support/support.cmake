@@ -5,9 +5,9 @@ hallkorb_library(hallkorb_support FOLDER tests/support
   HEADERS AusgabeFaenger.h FehlerDateien.h TempOrdner.h WavBytes.h
   DEPENDS hallkorb_audiofiles)
 hallkorb_library(hallkorb_sim FOLDER tests/support
-  HEADERS SimBildschirm.h SimPlattform.h
-  SOURCES SimBildschirm.cpp SimPlattform.cpp
-  DEPENDS hallkorb_platform)
+  HEADERS Gespraech.h SimBildschirm.h SimPlattform.h
+  SOURCES Gespraech.cpp SimBildschirm.cpp SimPlattform.cpp
+  DEPENDS hallkorb_platform hallkorb_audiofiles)
 hallkorb_library(hallkorb_kristall FOLDER tests/support
   HEADERS Kristall.h
   SOURCES Kristall.cpp
@@ -18,6 +18,11 @@ hallkorb_library(hallkorb_bildszene FOLDER tests/support
 if(HALLKORB_MACOS)
   return()
 endif()
+
+# It replaces the allocator of every program that links it.
+hallkorb_library(hallkorb_speicherwacht FOLDER tests/support
+  HEADERS Speicherwacht.h
+  SOURCES Speicherwacht.cpp)
 
 hallkorb_library(hallkorb_prozess FOLDER tests/support
   HEADERS Prozess.h

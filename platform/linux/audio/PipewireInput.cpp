@@ -27,6 +27,9 @@ PipewireInput::~PipewireInput() {
 }
 
 Ergebnis PipewireInput::start(AudioInputListener& listener) {
+  if (wecker_.nummer() != 0) {
+    return Fehler::ausErrno(wecker_.nummer(), "PipeWire konnte nicht vorbereitet werden");
+  }
   std::promise<Ergebnis> versprechen;
   std::future<Ergebnis> antwort = versprechen.get_future();
   {

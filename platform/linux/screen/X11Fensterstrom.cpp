@@ -47,6 +47,7 @@ X11Fensterstrom::~X11Fensterstrom() {
 }
 
 Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener) {
+  if (wecker_.nummer() != 0) return Fehler::ausErrno(wecker_.nummer(), "Fensteraufnahme");
   Ergebnis ergebnis;
   {
     std::unique_lock halter(lock_);

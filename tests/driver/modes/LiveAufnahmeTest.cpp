@@ -19,36 +19,19 @@
 #include "driver/modes/LiveAufnahme.h"
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/FehlerDateien.h"
+#include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
+#include "tests/support/WavBytes.h"
 
 namespace hallkorb {
 namespace {
 
+using sim::aufnahme;
+using sim::klang;
+using sim::MONO16;
 using sim::SimPlattform;
-
-constexpr PcmFormat MONO16{16000.0, 1, true};
-
-// What is heard at `t` seconds after time zero: a tone that swells and falls, never silent, with a
-// different value at each moment.
-float klang(double t) {
-  return static_cast<float>(0.3 * std::sin(2 * M_PI * 211 * t));
-}
-
-std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0) {
-  std::vector<float> samples(frames);
-  for (std::size_t i = 0; i < frames; ++i)
-    samples[i] = klang(von + static_cast<double>(i) / rate);
-  return samples;
-}
-
-// The device captures without a break from `von` to `bis`, in blocks of 20 ms.
-void stetig(sim::Geraet& geraet, double von, double bis) {
-  for (int b = 0; von + (b + 1) * 0.02 <= bis + 1e-9; ++b) {
-    const double t = von + b * 0.02;
-    geraet.block(t, MONO16, aufnahme(t, 320));
-  }
-}
+using sim::stetig;
 
 class LiveAufnahmeTest : public testing::Test {
  protected:
@@ -258,6 +241,37 @@ TEST_F(LiveAufnahmeTest, ASignalWhileTheSecondDeviceStartsKeepsWhatTheFirstRecor
   EXPECT_NE(faenger.ausgabe().find(R"("mic":true,"system":false)"), std::string::npos);
 }
 
+// The stop begins at the very moment when the system audio is ready: which comes first is drawn.
+TEST_F(LiveAufnahmeTest, AMicrophoneThatFailedBeforeTheStopIsReportedWhateverComesNext) {
+  int nachDemStop = 0;
+  for (std::uint64_t saat = 1; saat <= 60; ++saat) {
+    SCOPED_TRACE(saat);
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    SimPlattform welt(saat);
+    welt.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+    stetig(welt.systemGeraet, 0.1, 2.0);
+    welt.signal(welt.mikrofonGeraet.startDauer + welt.systemGeraet.startDauer, SIGINT);
+    EXPECT_EQ(laufe(welt), 0);
+    const std::string fehler = eigenerFaenger.fehler();
+    const std::size_t grund = fehler.find("[hallkorb] Mikrofon nicht verfuegbar: sim 5: ");
+    const std::size_t stop = fehler.find("[hallkorb] Stop");
+    EXPECT_LT(grund, stop);
+    const auto zeilen = eigenerFaenger.ausgabeZeilen();
+    const auto started = std::find_if(zeilen.begin(), zeilen.end(), [](const auto& z) {
+      return z.find(R"("event":"started","mic":false)") != std::string::npos;
+    });
+    if (started == zeilen.end()) continue;  // the stop cancelled the system audio's start
+    ASSERT_NE(started, zeilen.begin());
+    EXPECT_EQ(*(started - 1), R"({"event":"degraded","channel":"me","message":"kein Mikrofon"})");
+    const std::size_t warnung = fehler.find("[hallkorb] WARNUNG: nur System-Audio");
+    ASSERT_NE(warnung, std::string::npos);
+    nachDemStop += warnung > stop;
+  }
+  EXPECT_GT(nachDemStop, 0);
+}
+
 TEST_F(LiveAufnahmeTest, AHostThatIsGoneEndsTheRunInOrder) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 9.0);
@@ -386,6 +400,36 @@ TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   welt.signal(1.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_TRUE(std::filesystem::exists(config.outDir + "/chunk_me_000.wav"));
+}
+
+TEST_F(LiveAufnahmeTest, ARawFileThatIsFullIsClosedAndTheRecordingGoesOn) {
+#if defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+  GTEST_SKIP() << "encodes 2 GiB, which takes minutes in this build";
+#endif
+  // A device that comes up for a moment every 500 s: silence in between, 18.8 hours in all.
+  SimPlattform welt;
+  double t = 0.1;
+  for (; t < 68000; t += 500)
+    welt.mikrofonGeraet.block(t, MONO16, aufnahme(t, 16000));
+  welt.systemGeraet.startFehler = Fehler{"sim", 6, "kein Ton"};
+  welt.signal(t, SIGINT);
+  FehlerDateien dateien;
+  dateien.nurDasEnde(std::size_t{1} << 16U);
+  EXPECT_EQ(LiveAufnahme(config, welt, dateien).laufe(), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_EQ(zeilen.back(), R"({"event":"done"})");
+  // The last chunk is from after the file's end, at 67108.8 s.
+  EXPECT_NE(zeilen[zeilen.size() - 3].find("\"t1\":67501.10"), std::string::npos)
+      << zeilen[zeilen.size() - 3];
+  const std::string fehler = faenger.fehler();
+  const std::string voll = "[hallkorb] mikro_roh.wav: mit 2 GiB voll und abgeschlossen; ";
+  EXPECT_NE(fehler.find(voll), std::string::npos);
+  EXPECT_EQ(fehler.find(voll), fehler.rfind(voll));
+  const std::string roh = ordner.pfad() + "/mikro_roh.wav";
+  EXPECT_EQ(std::filesystem::file_size(roh), 44U + 2147483610U);
+  std::vector<std::uint8_t> kopf(WAV_KOPF_BYTES);
+  std::ifstream(roh, std::ios::binary).read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
+  EXPECT_EQ(feld32(kopf, 40), 2147483610U);
 }
 
 TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {

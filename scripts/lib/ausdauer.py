@@ -1,0 +1,255 @@
+"""The proofs of scripts/soak: each provokes one kind of fault, often, and reports what it cost.
+
+A proof is a test that is run elsewhere too (tests/driver/modes, tests/e2e, fuzz/), in a longer form,
+and the sentence that its figures make. What was found last is kept in build/soak.json, by form, and
+goes into the table of docs/reliability.md on request.
+"""
+
+import argparse
+import datetime
+import glob
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+import abschnitte
+import prozesse
+import stufen
+
+WURZEL = abschnitte.WURZEL
+ERGEBNISSE = os.path.join(WURZEL, "build", "soak.json")
+FUZZ_SEKUNDEN = {"quick": 10, "long": 600}
+FORMEN = ("long", "quick")
+
+
+class Gescheitert(Exception):
+    """A proof failed; the text is what it printed."""
+
+
+def _lauf(befehl, umgebung):
+    """Runs a command that prints its progress to standard error; returns its standard output."""
+    lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                           stderr=None, env={**os.environ, **umgebung})
+    ausgabe = lauf.communicate()[0].decode("utf-8", "replace")
+    if lauf.returncode:
+        raise Gescheitert(f"$ {' '.join(befehl)}\n{ausgabe}")
+    return ausgabe
+
+
+def _umgebung(form):
+    umgebung = {name: wert for name, wert in os.environ.items() if name != "HALLKORB_LANG"}
+    return umgebung | ({"HALLKORB_LANG": "1"} if form == "long" else {})
+
+
+def _gtest(programm, form):
+    """Runs a test program; returns the figures of each of its tests, as numbers."""
+    stufen.baue("release", programm)
+    with tempfile.TemporaryDirectory() as ordner:
+        bericht = os.path.join(ordner, "bericht.json")
+        _lauf([os.path.join(stufen.BAU, "release", "tests", programm)],
+              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}"})
+        with open(bericht, encoding="utf-8") as datei:
+            gruppen = json.load(datei)["testsuites"]
+    zahlen = []
+    for fall in (fall for gruppe in gruppen for fall in gruppe["testsuite"]):
+        zahlen.append({name: float(wert) for name, wert in fall.items()
+                       if isinstance(wert, str) and _ist_zahl(wert)})
+    return zahlen
+
+
+def _ist_zahl(wert):
+    try:
+        float(wert)
+    except ValueError:
+        return False
+    return True
+
+
+def _e2e(name, form):
+    """Runs one end-to-end test; returns the figures that it kept."""
+    stufen.baue("release")
+    with tempfile.TemporaryDirectory() as ordner:
+        zahlen = os.path.join(ordner, "zahlen.json")
+        _lauf([sys.executable, os.path.join("tests", "e2e"), "--einzeln", f"test_ausdauer.{name}"],
+              _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen})
+        with open(zahlen, encoding="ascii") as datei:
+            return json.load(datei)
+
+
+def _summe(zahlen, name):
+    return round(sum(fall.get(name, 0) for fall in zahlen))
+
+
+# --- The proofs: each returns (how often it was provoked, what was lost) ---------------------------
+
+def datei(form):
+    """file operations that fail"""
+    zahlen = _gtest("dateifehler_test", form)
+    return (f"{_summe(zahlen, 'laeufe')} recordings of {_summe(zahlen, 'operationen')} operations",
+            f"{_summe(zahlen, 'verlorene_chunks')} chunks, {_summe(zahlen, 'verlorene_samples')} samples "
+            "of the raw file, all reported; nothing else")
+
+
+def speicher(form):
+    """allocations that fail"""
+    zahlen = _gtest("speicherfehler_test", form)
+    return (f"{_summe(zahlen, 'laeufe')} recordings of {round(zahlen[0]['belegungen'])} allocations",
+            f"{_summe(zahlen, 'zu_ende')} went on, {_summe(zahlen, 'abgebrochen')} ended with their "
+            "line; every announced chunk whole")
+
+
+def uhr(form):
+    """hours on the virtual clock"""
+    zahlen = _gtest("dauerlauf_test", form)
+    teile = [f"{fall['abweichung_us'] / 1000:.2f} ms" for fall in zahlen]
+    return (f"{zahlen[0]['stunden']:g} hours each, {_summe(zahlen, 'chunks')} chunks",
+            f"at most {' and '.join(teile)} off; memory moves by "
+            f"{max(round(fall['speicher_schwankt_kib']) for fall in zahlen)} KiB; descriptors and threads "
+            "do not move")
+
+
+def kill(form):
+    """kill -9"""
+    zahlen = _e2e("Getoetet.test_getoetet_in_jedem_moment", form)
+    return (f"{zahlen['kills']} kills, {zahlen['chunks']} chunks and {zahlen['videos']} videos looked at",
+            f"no announced chunk; the raw file declares at most {zahlen['roh_s']:g} s too little; no video "
+            "more than its last 2 s")
+
+
+def neustart(form):
+    """starts and stops at random moments"""
+    zahlen = _e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form)
+    return f"{zahlen['starts']} starts and stops", f"nothing; longest stop {zahlen['stopp_s']:g} s"
+
+
+def frost(form):
+    """SIGSTOP"""
+    zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
+    luecken = ", ".join(f"{was}: {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
+    return f"{zahlen['faelle']} freezes", f"silence ({luecken})"
+
+
+def stunde(form):
+    """real time"""
+    zahlen = _e2e("Echtzeit.test_lange_in_echtzeit", form)
+    return (f"{zahlen['sekunden']} s", f"{zahlen['luecken_ms']:g} ms of gaps; {zahlen['mib']} MiB, "
+            f"{zahlen['waechst_kib']} KiB more than after warming up; {zahlen['fd']} descriptors, "
+            f"{zahlen['faeden']} threads")
+
+
+def fuzz(form):
+    """foreign bytes"""
+    stufen.baue("fuzz", "fuzz/all", tests=False, optionen=stufen.SCHNELL)
+    ziele = sorted(glob.glob(os.path.join(stufen.BAU, "fuzz", "fuzz", "*_fuzz")))
+    for ziel in ziele:
+        with tempfile.TemporaryDirectory() as ordner:
+            lauf = subprocess.run([ziel, f"-max_total_time={FUZZ_SEKUNDEN[form]}", "-verbosity=0",
+                                   f"-artifact_prefix={ordner}/", ordner], capture_output=True,
+                                  check=False)
+            if lauf.returncode:
+                raise Gescheitert(f"{ziel}\n{lauf.stderr.decode('utf-8', 'replace')}")
+        print(f"  {os.path.basename(ziel)} clean", file=sys.stderr, flush=True)
+    return f"{len(ziele)} targets, {FUZZ_SEKUNDEN[form]} s each", "nothing found"
+
+
+# Name -> (the proof, the fault, what is promised, how it is provoked).
+NACHWEISE = {
+    "files": (datei, "The n-th file operation fails",
+              "the recording goes on; what is lost is what was reported; afterwards it is whole again",
+              "`dateifehler_test`: every n, with full disk, I/O error, no descriptor, read-only, "
+              "interrupted, short write; once, 20 times, for good"),
+    "memory": (speicher, "The n-th allocation fails",
+               "the program goes on, or ends with one line; files are whole",
+               "`speicherfehler_test`: every n, alone and with all that follow"),
+    "hours": (uhr, "Twelve hours with drift, dropouts, changes of format",
+              "timeline within 5 ms; memory, descriptors and threads do not grow",
+              "`dauerlauf_test`: virtual clock, device clocks 2 and 80 ppm off"),
+    "kill": (kill, "kill -9",
+             "announced chunks whole and right; raw file less 5 s by its header; video less 2 s; the next "
+             "recording undisturbed",
+             "`test_ausdauer.Getoetet`: seeded moments of start, recording, window change, stop"),
+    "restart": (neustart, "Start and stop at any moment", "always the orderly end, nothing left behind",
+                "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM"),
+    "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
+               "the recording goes on; silence for no longer than the freeze",
+               "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)"),
+    "hour": (stunde, "One hour in real time, everything on", "nothing grows",
+             "`test_ausdauer.Echtzeit`"),
+    "fuzz": (fuzz, "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers"),
+}
+
+
+# --- Results ---------------------------------------------------------------------------------------
+
+def ergebnisse():
+    """{proof: {form: {"provoked", "lost", "date", "seconds"}}} as last found on this machine."""
+    try:
+        with open(ERGEBNISSE, encoding="utf-8") as datei_:
+            return json.load(datei_)
+    except (OSError, ValueError):
+        return {}
+
+
+def _merke(name, form, haeufig, verloren, sekunden):
+    alle = ergebnisse()
+    alle.setdefault(name, {})[form] = {"provoked": haeufig, "lost": verloren, "seconds": round(sekunden),
+                                       "date": datetime.date.today().isoformat()}
+    os.makedirs(os.path.dirname(ERGEBNISSE), exist_ok=True)
+    with open(ERGEBNISSE + ".new", "w", encoding="utf-8") as datei_:
+        json.dump(alle, datei_, indent=1)
+    os.replace(ERGEBNISSE + ".new", ERGEBNISSE)
+
+
+def tabelle():
+    """The rows of docs/reliability.md: the long form's result, or the quick one's if there is no other."""
+    zeilen = ["| Fault | Promised | How it is provoked | How often | Lost |", "|---|---|---|---|---|"]
+    gefunden = ergebnisse()
+    for name, (_, fehler, versprechen, wie) in NACHWEISE.items():
+        form = next((form for form in FORMEN if form in gefunden.get(name, {})), None)
+        satz = gefunden[name][form] if form else {"provoked": "–", "lost": "–"}
+        haeufig = satz["provoked"] + (f" ({form} form, {satz['seconds']} s)" if form else "")
+        zeilen.append(f"| {fehler} | {versprechen} | `--only {name}`: {wie} | {haeufig} | {satz['lost']} |")
+    return "\n".join(zeilen)
+
+
+def lauf(namen, form):
+    anfang = time.monotonic()
+    gescheitert = 0
+    for nummer, name in enumerate(namen):
+        print(f"[{nummer + 1}/{len(namen)}] {name}: {NACHWEISE[name][1]} ...", flush=True)
+        beginn = time.monotonic()
+        try:
+            haeufig, verloren = NACHWEISE[name][0](form)
+        except (Gescheitert, stufen.Gescheitert, OSError, KeyError, ValueError) as fehler:
+            gescheitert += 1
+            print(f"FAILED  {name}\n{fehler}", flush=True)
+            continue
+        sekunden = time.monotonic() - beginn
+        _merke(name, form, haeufig, verloren, sekunden)
+        print(f"ok      {name}: {haeufig}. Lost: {verloren}. ({sekunden:.0f} s)", flush=True)
+    print(f"{time.monotonic() - anfang:.0f} s in all\n{len(namen) - gescheitert} passed, {gescheitert} failed")
+    return 1 if gescheitert else 0
+
+
+def _hauptteil():
+    leser = argparse.ArgumentParser(prog="scripts/soak", description=__doc__.split("\n", maxsplit=1)[0])
+    leser.add_argument("--quick", action="store_true", help="the short form, minutes instead of hours")
+    leser.add_argument("--only", action="append", choices=NACHWEISE, metavar="NAME", help=", ".join(NACHWEISE))
+    leser.add_argument("--list", action="store_true", help="print the table, run nothing")
+    leser.add_argument("--write", action="store_true", help="put the table into docs/reliability.md")
+    wahl = leser.parse_args()
+    if wahl.list:
+        print(tabelle())
+    elif wahl.write:
+        abschnitte.schreibe("docs/reliability.md", abschnitte.ersetze(
+            abschnitte.lies("docs/reliability.md"), "faults", tabelle()))
+    else:
+        prozesse.beaufsichtigt(lambda: lauf(wahl.only or list(NACHWEISE),
+                                            "quick" if wahl.quick else "long"))
+
+
+if __name__ == "__main__":
+    _hauptteil()
