@@ -119,14 +119,17 @@ class Klicks(Kristalle):
 
     @staticmethod
     def lagen(ton):
-        """Where the clicks are, in seconds."""
-        lagen, laut = [], numpy.flatnonzero(ton > 0.12)
+        """Where the clicks are, in seconds. One that a loss has cut, or whose reflection alone is left of
+        it, is none: it weighs less than a whole one."""
+        lagen, schwer, laut = [], [], numpy.flatnonzero(ton > 0.12)
         while len(laut):
             fenster = numpy.arange(max(laut[0] - 40, 0), min(laut[0] + 60, len(ton)))
             gewicht = numpy.maximum(ton[fenster], 0.0)
+            schwer.append(gewicht.sum())
             lagen.append((fenster * gewicht).sum() / gewicht.sum() / signale.ZIEL)
             laut = laut[laut > laut[0] + signale.ZIEL // 4]
-        return numpy.array(lagen)
+        ganz = numpy.array(schwer) > 0.97 * numpy.median(schwer)
+        return numpy.array(lagen)[ganz]
 
     def abweichungen(self, ton, ppm):
         """By how many ms each click lies behind its place, counted from the first: a second of a
@@ -168,9 +171,11 @@ class Klicks(Kristalle):
                                delta=0.1 * bericht["verluste"] + 1)
         self.assertEqual((me["ueberlappungen"], them["luecken"], them["ueberlappungen"]), (0, 0, 0),
                          aufnahme.alles())
+        weit = self.abweichungen(self.roh(), 100)
+        print(f"{self.id()}: at most {numpy.abs(weit).max():.2f} ms")
+        self.assertGreater(len(weit), 39 - 2 - bericht["verluste"])
         # Each loss is filled with whole samples, and what is left over adds up.
-        self.assertLess(numpy.abs(self.abweichungen(self.roh(), 100)).max(),
-                        1.0 + 0.03 * bericht["verluste"])
+        self.assertLess(numpy.abs(weit).max(), 1.0 + 0.03 * bericht["verluste"])
 
     def test_anderes_standardgeraet(self):
         self.geraete("--sink-ppm", "80", "--source-ppm", "80", "--gain", "1", "--prio", "2000")
