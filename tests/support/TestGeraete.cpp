@@ -14,13 +14,11 @@
 //   --prio N            how much the session manager prefers the two (1000)
 //   --wander US         stamps waver by that much (rms, within 5 s), as those of a coarse pointer
 //   --pace MS           after a stall of the machine cycles are caught up one by one, at least so
-//   far
-//                       apart, so that no client loses blocks
+//                       far apart, so that no client loses blocks
 //   --lose-every S      every S seconds, half a second after a full one, the microphone loses 2048
 //                       samples: the stamps jump, the graph's count does not, as after an overrun
 //   --misstamp-every S[:N]  every S seconds N (1) cycles in a row bear the stamp of the next one,
-//   as
-//                       a client sees it that woke late; nothing is lost
+//                       as a client sees it that woke late; nothing is lost
 //
 // For a session without other devices. SIGINT and SIGTERM end it; then it prints how many losses
 // and false stamps there were, and t0.
@@ -50,6 +48,7 @@ namespace {
 
 constexpr double RATE = 48000.0;
 constexpr std::uint32_t VERLUST = 2048;  // samples
+constexpr double HOECHSTENS = 10.0;      // s of a stall that --pace catches up
 
 [[noreturn]] void gibAuf(const std::string& grund) {
   std::cerr << "testgeraete: " << grund << "\n";
@@ -267,10 +266,10 @@ void Geraet::wecker() {
     wann_ = zeitVon(static_cast<double>(hardware_));
     return stelle(wann_);
   }
-  if (wunsch_.abstand > 0 && unterwegs_ > 0 && jetzt() - unterwegs_ < 1) {
+  if (wunsch_.abstand > 0 && unterwegs_ > 0 && jetzt() - unterwegs_ < HOECHSTENS) {
     return stelle(jetzt() + 0.001);  // clients are still at the last cycle
   }
-  if (jetzt() - wann_ > 0.5) {  // the machine has stalled
+  if (jetzt() - wann_ > (wunsch_.abstand > 0 ? HOECHSTENS : 0.5)) {  // the machine has stalled
     hardware_ = static_cast<std::uint64_t>(stelleBei(jetzt()));
     wann_ = zeitVon(static_cast<double>(hardware_));
   }
