@@ -39,6 +39,16 @@ class Hoerer final : public AudioInputListener {
       }
       return groesste;
     }
+    // Whether the blocks join to within 5 ms. On a busy machine the graph itself now and then
+    // misses cycles: one join in fifty may be off by as much as that makes.
+    [[nodiscard]] bool fortlaufend() const {
+      std::size_t spruenge = 0;
+      for (std::size_t i = 1; i < bloecke.size(); ++i) {
+        const Block& vorher = bloecke[i - 1];
+        spruenge += std::abs(bloecke[i].zeit - vorher.zeit - vorher.dauer) >= 0.005;
+      }
+      return groessteAbweichung() < 0.1 && 50 * spruenge <= bloecke.size();
+    }
   };
 
   // Called on the capture's thread within each block, before it is kept.

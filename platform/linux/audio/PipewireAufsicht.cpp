@@ -24,13 +24,16 @@ constexpr auto PAUSE = 400ms;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up, and must be left to.
 constexpr auto FESTGEFAHREN = 5s;
-// The start fails after this long without a device, and after this long without a block. A session
-// that is just starting has its devices within half a second.
+// The start fails after this long without a device from a daemon that answers, and after this long
+// without a block. A session that is just starting has its devices within half a second; on a busy
+// machine it is the answer that takes long.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
-// Without a device to record the connection is made anew after this long. The daemon does not tell
-// every client of every change of the default devices (0.3.65: when another one binds the same
-// metadata); a new connection is told of all that is there.
+// Without a device to record the connection is made anew after this long, and then again and again.
+// The daemon does not report every change of the default devices to every client (0.3.65: when
+// another one binds the same metadata); a new connection gets all that is there. The first attempt
+// comes soon enough to leave no hole that would be reported.
+constexpr auto ERSTES_AUFFRISCHEN = 300ms;
 constexpr auto AUFFRISCHEN = 3s;
 // A stream's thread should have its priority by then.
 constexpr auto VORRANG_NACH = 1s;
@@ -83,11 +86,15 @@ void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
     verloren = verbindung_->verloren();
     if (!verloren) {
       if (const auto gewuenscht = ziel()) {
+        ohneZielSeit_.reset();
         pruefeStrom(*gewuenscht, jetzt);
         return;
       }
       strom_.reset();
-      if (!unterbrochen_ || jetzt - verbundenSeit_ < AUFFRISCHEN) return;
+      if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
+      const bool erstes = verbundenSeit_ < *ohneZielSeit_;
+      const auto seit = jetzt - (erstes ? *ohneZielSeit_ : verbundenSeit_);
+      if (!begonnen_ || seit < (erstes ? ERSTES_AUFFRISCHEN : AUFFRISCHEN)) return;
     }
     strom_.reset();
   }
@@ -102,6 +109,7 @@ std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
     grund_ = pipewireFehler(ETIMEDOUT, "PipeWire antwortet nicht");
     return std::nullopt;
   }
+  if (!antwortSeit_) antwortSeit_ = Uhr::now();
   const PipewireVerzeichnis& verzeichnis = verbindung_->verzeichnis();
   if (!verzeichnis.verwaltet()) {
     grund_ = pipewireFehler(
@@ -231,9 +239,9 @@ void PipewireAufsicht::melde() {
 }
 
 std::optional<Fehler> PipewireAufsicht::startFehler() const {
-  const auto dauer = Uhr::now() - anfang_;
-  const bool gescheitert =
-      !verbindung_ || dauer >= START_OHNE_BLOCK || (dauer >= START_OHNE_GERAET && !stromZiel_);
+  const Zeitpunkt jetzt = Uhr::now();
+  const bool ohneGeraet = !stromZiel_ && antwortSeit_ && jetzt - *antwortSeit_ >= START_OHNE_GERAET;
+  const bool gescheitert = !verbindung_ || ohneGeraet || jetzt - anfang_ >= START_OHNE_BLOCK;
   if (begonnen_ || !gescheitert) return std::nullopt;
   return grund_.value_or(pipewireFehler(ENODATA, "das Geraet liefert keine Daten"));
 }

@@ -73,6 +73,8 @@ class PipewireAufsicht {
   std::unique_ptr<PipewireVerbindung> verbindung_;
   Zeitpunkt verbundenSeit_{};
   std::optional<Zeitpunkt> verbindungsVersuch_;
+  std::optional<Zeitpunkt> ohneZielSeit_;
+  std::optional<Zeitpunkt> antwortSeit_;  // when the daemon first told of all that is there
   std::unique_ptr<PipewireStrom> strom_;
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream
   Zeitpunkt stromSeit_{};

