@@ -172,9 +172,28 @@ HK_INLINE void ersterDurchgang(const Durchgang& d, const double* xr, const doubl
   }
 }
 
+// A pass with strides that the compiler knows: as variables, the many addresses of a butterfly
+// would leave no registers for its values.
+HK_INLINE constexpr Durchgang fest(std::size_t radix, std::size_t s, std::size_t m,
+                                   const Durchgang& d) {
+  return {radix, s, m, d.wr, d.wi};
+}
+
+HK_INLINE void fft512(const Plan& plan, const double* xr, const double* xi, double* yr, double* yi,
+                      Hilfsfeld hilf) {
+  const Durchgang* d = plan.durchgang;
+  ersterDurchgang(fest(8, 1, 64, d[0]), xr, xi, hilf.re, hilf.im);
+  durchgang<8>(fest(8, 8, 8, d[1]), Lesezeilen{hilf.re, hilf.im, 8}, Zeilen{yr, yi, 8});
+  durchgang<8>(fest(8, 64, 1, d[2]), Lesezeilen{yr, yi, 64}, Zeilen{yr, yi, 64});
+}
+
 // From x to y, which may be the same arrays; otherwise x is not changed.
 HK_INLINE void fftKern(const Plan& plan, const double* xr, const double* xi, double* yr, double* yi,
                        Hilfsfeld hilf) {
+  if (plan.n == 512) {
+    fft512(plan, xr, xi, yr, yi, hilf);
+    return;
+  }
   const double* ar = xr;
   const double* ai = xi;
   for (std::size_t a = 0; a < plan.anzahl; ++a) {
@@ -239,39 +258,68 @@ struct Spaltenschreiber {
   }
 };
 
+// One group of columns: the first pass reads `ein`, the last one writes `aus`. N1 is the columns'
+// length if the compiler is to know it, otherwise 0.
+template <std::size_t N1, class Ein, class Aus>
+HK_INLINE void spaltengruppe(const Plan& spalten, Ein ein, Aus aus, Hilfsfeld hilf) {
+  constexpr std::size_t S = SPALTEN;
+  const Durchgang* d = spalten.durchgang;
+  const std::size_t menge = S * spalten.n;
+  const Hilfsfeld zweites{hilf.re + menge, hilf.im + menge};
+  if constexpr (N1 == 32) {
+    durchgang<8>(fest(8, S, 4, d[0]), ein, Zeilen{hilf.re, hilf.im, S});
+    durchgang<4>(fest(4, 8 * S, 1, d[1]), Lesezeilen{hilf.re, hilf.im, 8 * S}, aus);
+  } else if constexpr (N1 == 256) {
+    durchgang<8>(fest(8, S, 32, d[0]), ein, Zeilen{hilf.re, hilf.im, S});
+    durchgang<8>(fest(8, 8 * S, 4, d[1]), Lesezeilen{hilf.re, hilf.im, 8 * S},
+                 Zeilen{zweites.re, zweites.im, 8 * S});
+    durchgang<4>(fest(4, 64 * S, 1, d[2]), Lesezeilen{zweites.re, zweites.im, 64 * S}, aus);
+  } else {
+    Hilfsfeld von = hilf;
+    Hilfsfeld nach = zweites;
+    einDurchgang(*d, ein, Zeilen{von.re, von.im, d->s});
+    for (++d; d + 1 < spalten.durchgang + spalten.anzahl; ++d) {
+      einDurchgang(*d, Lesezeilen{von.re, von.im, d->s}, Zeilen{nach.re, nach.im, d->s});
+      const Hilfsfeld t = von;
+      von = nach;
+      nach = t;
+    }
+    einDurchgang(*d, Lesezeilen{von.re, von.im, d->s}, aus);
+  }
+}
+
+template <std::size_t N1, bool VOR, bool NACH>
+HK_INLINE void spaltengruppen(const GrossPlan& plan, Lesezeilen von, Zeilen nach, Hilfsfeld hilf) {
+  constexpr std::size_t S = SPALTEN;
+  const std::size_t s = N1 == 0 ? plan.spalten.durchgang[plan.spalten.anzahl - 1].s : S * N1 / 4;
+  for (std::size_t c = 0; c < GROSSE_ZEILE; c += S) {
+    const Drehung drehung{plan, c};
+    spaltengruppe<N1>(plan.spalten, Spaltenleser<VOR>{von, drehung},
+                      Spaltenschreiber<NACH>{nach, drehung, s}, hilf);
+  }
+}
+
 // All groups of columns: each group's first pass reads `von`, its last writes `nach`.
 template <bool VOR, bool NACH>
 HK_INLINE void alleSpalten(const GrossPlan& plan, Lesezeilen von, Zeilen nach, Hilfsfeld hilf) {
-  const Plan& spalten = plan.spalten;
-  const std::size_t menge = SPALTEN * spalten.n;
-  for (std::size_t c = 0; c < plan.zeilen.n; c += SPALTEN) {
-    const Drehung drehung{plan, c};
-    const Durchgang* d = spalten.durchgang;
-    double* ar = hilf.re;
-    double* ai = hilf.im;
-    einDurchgang(*d, Spaltenleser<VOR>{von, drehung}, Zeilen{ar, ai, d->s});
-    for (++d; d + 1 < spalten.durchgang + spalten.anzahl; ++d) {
-      double* const br = ar == hilf.re ? hilf.re + menge : hilf.re;
-      double* const bi = ai == hilf.im ? hilf.im + menge : hilf.im;
-      einDurchgang(*d, Lesezeilen{ar, ai, d->s}, Zeilen{br, bi, d->s});
-      ar = br;
-      ai = bi;
-    }
-    einDurchgang(*d, Lesezeilen{ar, ai, d->s}, Spaltenschreiber<NACH>{nach, drehung, d->s});
+  if (plan.spalten.n == 32) {
+    spaltengruppen<32, VOR, NACH>(plan, von, nach, hilf);
+  } else if (plan.spalten.n == 256) {
+    spaltengruppen<256, VOR, NACH>(plan, von, nach, hilf);
+  } else {
+    spaltengruppen<0, VOR, NACH>(plan, von, nach, hilf);
   }
 }
 
 // Rows of the matrix between columns and rows are eight values longer than they need to be;
 // otherwise a whole column would share one set of the cache.
-HK_INLINE std::size_t zeilenabstand(const GrossPlan& plan) {
-  return plan.zeilen.n + 8;
-}
+inline constexpr std::size_t ZEILENABSTAND = GROSSE_ZEILE + 8;
 
 inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
                      Hilfsfeld hilf) {
   const std::size_t n1 = plan.spalten.n;
-  const std::size_t n2 = plan.zeilen.n;
-  const std::size_t abstand = zeilenabstand(plan);
+  constexpr std::size_t n2 = GROSSE_ZEILE;
+  constexpr std::size_t abstand = ZEILENABSTAND;
   alleSpalten<false, true>(plan, {re, im, n2}, {matrix.re, matrix.im, abstand}, hilf);
   for (std::size_t k1 = 0; k1 < n1; k1 += 8) {
     double* const zr = matrix.re + k1 * abstand;
@@ -296,8 +344,8 @@ inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld ma
 
 inline void fftGrossHin(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
                         Hilfsfeld hilf) {
-  const std::size_t n2 = plan.zeilen.n;
-  const std::size_t abstand = zeilenabstand(plan);
+  constexpr std::size_t n2 = GROSSE_ZEILE;
+  constexpr std::size_t abstand = ZEILENABSTAND;
   alleSpalten<false, true>(plan, {re, im, n2}, {matrix.re, matrix.im, abstand}, hilf);
   for (std::size_t k = 0; k < plan.spalten.n; ++k) {
     fftKern(plan.zeilen, matrix.re + k * abstand, matrix.im + k * abstand, re + k * n2, im + k * n2,
@@ -307,8 +355,8 @@ inline void fftGrossHin(const GrossPlan& plan, double* re, double* im, Hilfsfeld
 
 inline void fftGrossHer(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
                         Hilfsfeld hilf) {
-  const std::size_t n2 = plan.zeilen.n;
-  const std::size_t abstand = zeilenabstand(plan);
+  constexpr std::size_t n2 = GROSSE_ZEILE;
+  constexpr std::size_t abstand = ZEILENABSTAND;
   for (std::size_t k = 0; k < plan.spalten.n; ++k) {
     fftKern(plan.zeilen, re + k * n2, im + k * n2, matrix.re + k * abstand, matrix.im + k * abstand,
             hilf);

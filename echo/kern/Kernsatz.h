@@ -52,8 +52,10 @@ struct Plan {
   const Durchgang* durchgang;
 };
 inline constexpr std::size_t SPALTEN = 8;
+inline constexpr std::size_t GROSSE_ZEILE = 512;
 
-// A long transform as a matrix of `spalten.n` rows of `zeilen.n` values.
+// A long transform as a matrix of `spalten.n` rows of GROSSE_ZEILE values, which with their scratch
+// memory fit the first-level cache.
 // Twiddle factor of column c + l (l < SPALTEN) and row k: grob[c / SPALTEN][k] * fein[k][l].
 struct GrossPlan {
   Plan zeilen;

@@ -145,9 +145,11 @@ def stufe_e2e(zaehler):
 
 
 def stufe_takt(zaehler):
-    """devices with clocks of their own, end to end; minutes of sound each"""
+    """devices with clocks of their own, end to end; up to ten minutes of sound each"""
     baue("release")
     status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "test_takt", pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was measured
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 

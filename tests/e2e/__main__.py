@@ -23,14 +23,14 @@ import prozesse  # noqa: E402
 
 # Longer than any test takes, so that only a hanging one is ended.
 FRIST = 8 * 3600.0 if os.environ.get("HALLKORB_LANG") else 240.0
+FRIST_LANG = max(FRIST, 1200.0)  # of those that take minutes
 
 
 def finde(teile, macos):
-    """(names of the tests in which any of `teile` occurs, those of them that want a file system of
-    their own, those that want the machine for themselves). Those that take minutes each (LANG) only by
-    name. `macos`: of the program as it is built for
-    macOS, instead of the one for Linux."""
-    namen, mit_mount, allein = [], set(), set()
+    """(names of the tests in which any of `teile` occurs, and those of them that want a file system of
+    their own; that want the machine for themselves; that take minutes). The last ones are found by
+    name only. `macos`: of the program as it is built for macOS, instead of the one for Linux."""
+    namen, mit_mount, allein, lang = [], set(), set(), set()
     offen = [unittest.defaultTestLoader.discover(HIER, pattern="test_*.py")]
     while offen:
         for eintrag in offen.pop():
@@ -48,9 +48,11 @@ def finde(teile, macos):
                     mit_mount.add(name)
                 if getattr(eintrag, "ALLEIN", False):
                     allein.add(name)
+                if getattr(eintrag, "LANG", False):
+                    lang.add(name)
     # The long ones first; the rest fits in beside them.
     namen.sort(key=lambda name: (name not in allein, "minute" not in name, name))
-    return namen, mit_mount, allein
+    return namen, mit_mount, allein, lang
 
 
 def darf_mount():
@@ -62,8 +64,9 @@ def darf_mount():
 class Versuch:
     """One test in its process."""
 
-    def __init__(self, name, vorsatz):
+    def __init__(self, name, vorsatz, frist):
         self.name = name
+        self._frist = frist
         self.anfang = time.monotonic()
         self._ausgabe = tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace")
         self.prozess = prozesse.starte([*vorsatz, sys.executable, HIER, "--einzeln", name],
@@ -73,7 +76,7 @@ class Versuch:
 
     def fertig(self):
         self.dauer = time.monotonic() - self.anfang
-        if self.prozess.poll() is None and self.dauer > FRIST:
+        if self.prozess.poll() is None and self.dauer > self._frist:
             self.prozess.kill()
             self.prozess.wait()
         return self.prozess.returncode is not None
@@ -93,7 +96,7 @@ def naechster(namen, laufend, allein):
 
 
 def alle(teile, zugleich, macos):
-    namen, mit_mount, allein = finde(teile, macos)
+    namen, mit_mount, allein, lang = finde(teile, macos)
     vorsatz = {}
     bestanden = gescheitert = ausgelassen = 0
     if mit_mount and not darf_mount():
@@ -109,14 +112,15 @@ def alle(teile, zugleich, macos):
     while namen or laufend:
         while len(laufend) < zugleich and (name := naechster(namen, laufend, allein)):
             namen.remove(name)
-            laufend.append(Versuch(name, vorsatz.get(name, [])))
+            laufend.append(Versuch(name, vorsatz.get(name, []),
+                                   FRIST_LANG if name in lang else FRIST))
         for versuch in [versuch for versuch in laufend if versuch.fertig()]:
             laufend.remove(versuch)
             gut = versuch.prozess.returncode == 0
             bestanden, gescheitert = bestanden + gut, gescheitert + (not gut)
             print(f"  {'ok' if gut else 'FAILED':7}  {versuch.name}  ({versuch.dauer:.1f} s)",
                   flush=True)
-            if not gut:
+            if not gut or versuch.name in lang:  # what those have measured
                 print(versuch.ausgabe(), flush=True)
         time.sleep(0.02)
     if ausgelassen:
