@@ -283,6 +283,7 @@ std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& eingang
 }
 
 std::int64_t SimPlattform::unixMs() const {
+  ++rufe;
   return UNIX_MS_AM_ANFANG + std::llround((jetzt_ + wanduhrVor) * 1000);
 }
 
@@ -325,6 +326,7 @@ bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
 }
 
 std::unique_ptr<Schlaf> SimPlattform::schlaf() {
+  ++rufe;
   return std::make_unique<SimSchlaf>(*this);
 }
 
