@@ -39,6 +39,8 @@ StreamKonfiguration Bildaufsicht::konfiguration() {
 
 void Bildaufsicht::laufe(double sekunden) {
   suche(sekunden);
+  // A look at the screen that hung may have been left behind, and the platform's clock is gone.
+  if (stand_.abgebrochen()) return;
   naechstePruefung_ = hostSekunden() + PRUEF_ABSTAND;
   while (const auto anlass = naechsterAnlass()) {
     const Ergebnis ergebnis = pruefen(*anlass);

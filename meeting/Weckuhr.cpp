@@ -7,6 +7,10 @@ namespace hallkorb {
 Weckuhr::Weckuhr(Executor& executor) : executor_(executor), ruhe_(executor.schlaf()) {}
 
 Weckuhr::Grund Weckuhr::warte(double sekunden) {
+  {
+    const std::lock_guard halter(lock_);
+    if (ende_) return Grund::ende;  // the executor may be gone
+  }
   const std::shared_ptr<Schlaf> schlaf = executor_.schlaf();
   bool sofort = false;
   {

@@ -293,15 +293,17 @@ def stufe_macos_abdeckung(zaehler):
 
 
 def stufe_macos_e2e(zaehler):
-    """the program as it is built for macOS, end to end on stand-ins that a script plays"""
+    """the program as it is built for macOS, end to end on stand-ins, under each sanitizer"""
     if not prozesse.LINUX:
         return
-    baue("release", "hallkorb", "testsprecher")
-    baue("macos-asan", "hallkorb", optionen=SCHNELL_MACOS)
-    # They wait for their own clocks most of the time.
-    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6",
-                                 pruefe=False)
-    zaehle_schlusszeile(zaehler, status, ausgabe)
+    baue("release", "hallkorb", "testsprecher", "testchunker")
+    for preset in ("macos-asan", "macos-tsan"):
+        baue(preset, "hallkorb", optionen=SCHNELL_MACOS)
+        # They wait for their own clocks most of the time.
+        status, ausgabe = fuehre_aus(
+            sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6", pruefe=False,
+            umgebung={"HALLKORB_MACOS": os.path.join(BAU, preset, "hallkorb")})
+        zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
 def stufe_arm64(zaehler):

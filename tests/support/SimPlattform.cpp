@@ -291,6 +291,7 @@ std::unique_ptr<AudioConverter> SimPlattform::konverter(const PcmFormat& quellfo
 }
 
 std::int64_t SimPlattform::unixMs() const {
+  ++rufe;
   return UNIX_MS_AM_ANFANG + std::llround((jetzt_ + wanduhrVor) * 1000);
 }
 
@@ -333,6 +334,7 @@ bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
 }
 
 std::unique_ptr<Schlaf> SimPlattform::schlaf() {
+  ++rufe;
   return std::make_unique<SimSchlaf>(*this);
 }
 

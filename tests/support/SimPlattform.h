@@ -73,6 +73,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
   std::size_t hoechstensUnabhaengige = 1000;  // more are refused, as by a system's limit
+  mutable std::uint64_t rufe = 0;             // of its clock and its sleeps, so far
   double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
 
   // Scripted events, in seconds after the beginning.
@@ -104,7 +105,10 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
     return bildschirm.videoWriter(pfad, einstellungen, fehler);
   }
   // HostClock
-  double sekunden() const override { return NULLZEIT + jetzt_; }
+  double sekunden() const override {
+    ++rufe;
+    return NULLZEIT + jetzt_;
+  }
   std::int64_t unixMs() const override;
   // RunLoop
   void aufSignal(int nummer, Handler handler) override;

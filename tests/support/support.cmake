@@ -41,6 +41,8 @@ hallkorb_library(hallkorb_video_hilfe FOLDER tests/support
   DEPENDS hallkorb_prozess hallkorb_linux_common)
 add_executable(testvideo ${CMAKE_CURRENT_LIST_DIR}/TestVideo.cpp)
 target_link_libraries(testvideo PRIVATE hallkorb_linux hallkorb_video_hilfe hallkorb_options)
+add_executable(testchunker ${CMAKE_CURRENT_LIST_DIR}/TestChunker.cpp)
+target_link_libraries(testchunker PRIVATE hallkorb_audiofiles hallkorb_options)
 # A pair of sound devices with crystals of their own, for the end-to-end tests.
 add_executable(testgeraete ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp)
 target_link_libraries(testgeraete PRIVATE hallkorb_options PkgConfig::PIPEWIRE)

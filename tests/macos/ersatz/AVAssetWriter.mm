@@ -288,7 +288,7 @@ void halteAbschluss(bool ja) {
   const std::lock_guard halter(stand().lock);
   stand().abschlussGehalten = ja;
 }
-void lassAbschliessen(bool erfolg) {
+void lassAbschliessen(bool erfolg, int wieOft) {
   @autoreleasepool {
     std::vector<void (^)(bool)> alle;
     {
@@ -298,7 +298,8 @@ void lassAbschliessen(bool erfolg) {
     dispatch_queue_t queue = dispatch_queue_create("schreiber", DISPATCH_QUEUE_SERIAL);
     for (void (^abschluss)(bool) : alle) {
       dispatch_sync(queue, ^{
-        abschluss(erfolg);
+        for (int i = 0; i < wieOft; ++i)
+          abschluss(erfolg);
       });
     }
   }

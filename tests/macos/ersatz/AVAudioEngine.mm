@@ -322,7 +322,7 @@ bool gefragt() {
   return stand().frage != nil;
 }
 
-void antworte(bool ja) {
+void antworte(bool ja, int wieOft) {
   @autoreleasepool {
     void (^frage)(BOOL) = nil;
     {
@@ -330,7 +330,8 @@ void antworte(bool ja) {
       frage = stand().frage;
       stand().frage = nil;
     }
-    if (frage != nil) frage(ja);
+    for (int i = 0; i < wieOft && frage != nil; ++i)
+      frage(ja);
   }
 }
 

@@ -42,6 +42,8 @@ void keinStrom(bool ja);
 void stumm(Frage frage, bool ja);
 void antworte(int wieOft = 1);
 [[nodiscard]] int offeneFragen();
+// Returns when one waits.
+void warteAufFrage();
 
 enum class Art { bild, ton };
 

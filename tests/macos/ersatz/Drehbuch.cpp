@@ -2,16 +2,18 @@
 // failures. Linked into the program of the tests alone, in which it begins before main().
 //
 // HALLKORB_DREHBUCH names the script, mostly a pipe: one JSON object a line, "tu" says what is to
-// be done. A line with "um" waits until so many seconds after the script's time zero, another one
-// is done at once. What stands before {"tu":"los"} is done before main(). HALLKORB_PROTOKOLL names
-// the file into which is written at the end of the process what the stand-ins have kept.
+// be done, and is done at once. What stands before {"tu":"los"} is done before main().
+// HALLKORB_PROTOKOLL names the file into which is written at the end of the process what the
+// stand-ins have kept.
+#include <signal.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -60,7 +62,8 @@ class Drehbuch {
 
   void trageEin();
   bool naechsteZeile();
-  void spiele();
+  void folge();
+  void spiele(const json& zeile);
   void lassUhrLaufen();
   Tonquelle& quelle(const json& zeile);
 
@@ -70,10 +73,6 @@ class Drehbuch {
   Tonquelle system_{SYSTEM_FRAMES, 48000, 2, nimmSystem};
   Bildquelle bild_;
   bool los_ = false;
-  double um_ = 0;  // of the line that is done
-
-  mutable std::mutex lock_;
-  json getan_ = json::array();  // under the lock: what was done, and when
 };
 
 [[noreturn]] void falsch(const std::string& was) {
@@ -115,12 +114,7 @@ Tonquelle& Drehbuch::quelle(const json& zeile) {
 void Drehbuch::trageEin() {
   taten_["los"] = [this](const json&) { los_ = true; };
   // Sound and devices.
-  // On both devices from the same moment on.
-  taten_["spiele"] = [this](const json& z) {
-    for (const auto& [name, spur] : {std::pair("mikro", &mikro_), std::pair("system", &system_)}) {
-      if (z.contains(name) && !spur->klang.beginne(um_, z[name])) falsch("no sound: " + z.dump());
-    }
-  };
+  taten_["spiele"] = [this](const json& z) { spiele(z); };
   taten_["verstumme"] = [this](const json& z) { quelle(z).verstumme(ja(z)); };
   taten_["warte"] = [this](const json& z) { quelle(z).warteAufAbnahme(); };
   // Another device, or none at the rate 0. "geraet" is one that is there from the beginning.
@@ -139,6 +133,7 @@ void Drehbuch::trageEin() {
     system_.wechsle(z.at("rate"), z.at("kanaele"), [] {});
   };
   taten_["erlaubnis"] = [](const json& z) { mikrofon::erlaubnis(z.at("stand")); };
+  taten_["anmeldung"] = [](const json& z) { stummeAnmeldung(!ja(z)); };
   taten_["mikrofonstart"] = [](const json& z) { mikrofon::startFehler(!ja(z)); };
   // The service.
   taten_["fehler"] = [](const json& z) { bildschirm::fehler(frage(z), z.at("code")); };
@@ -149,6 +144,11 @@ void Drehbuch::trageEin() {
     bildschirm::beende(ton ? bildschirm::Art::ton : bildschirm::Art::bild, z.at("code"));
   };
   taten_["displays"] = [this](const json& z) { bild_.displays(z.at("anzahl")); };
+  // Of this moment the test outside knows nothing, so the signal comes from here.
+  taten_["signalBeiFrage"] = [](const json& z) {
+    bildschirm::warteAufFrage();
+    ::kill(::getpid(), z.at("nummer"));
+  };
   // The screen.
   taten_["fenster"] = [this](const json& z) { bild_.zeige(fenster(z)); };
   taten_["schliesse"] = [this](const json& z) { bild_.schliesse(z.at("id")); };
@@ -162,6 +162,22 @@ void Drehbuch::trageEin() {
   taten_["schliesseAb"] = [](const json& z) { schreiber::lassAbschliessen(ja(z)); };
 }
 
+// On both devices from the same moment on. Reading takes its time, on a slow machine longer than a
+// block.
+void Drehbuch::spiele(const json& zeile) {
+  std::vector<std::pair<Klang*, std::vector<float>>> klaenge;
+  for (const auto& [name, spur] : {std::pair("mikro", &mikro_), std::pair("system", &system_)}) {
+    if (!zeile.contains(name)) continue;
+    auto werte = Klang::lies(zeile[name]);
+    if (!werte) falsch("no sound: " + zeile.dump());
+    klaenge.emplace_back(&spur->klang, *std::move(werte));
+  }
+  const auto halter = Klang::halte();
+  const double beginn = skriptZeit(Uhr::now());  // every block so far ends before it
+  for (auto& [klang, werte] : klaenge)
+    klang->beginne(beginn, std::move(werte));
+}
+
 // False at the script's end.
 bool Drehbuch::naechsteZeile() {
   std::string text;
@@ -170,18 +186,11 @@ bool Drehbuch::naechsteZeile() {
   const std::string was = zeile.at("tu");
   const auto tat = taten_.find(was);
   if (tat == taten_.end()) falsch("unknown: " + text);
-  um_ = skriptZeit(Uhr::now());
-  if (zeile.contains("um")) {
-    um_ = zeile["um"];
-    std::this_thread::sleep_until(uhrzeit(um_));
-  }
   tat->second(zeile);
-  const std::lock_guard halter(lock_);
-  getan_.push_back({{"tu", was}, {"host", hostZeit(um_)}});
   return true;
 }
 
-void Drehbuch::spiele() {
+void Drehbuch::folge() {
   while (naechsteZeile()) {
   }
 }
@@ -206,7 +215,7 @@ void Drehbuch::beginne(const char* pfad) {
   }
   mikro_.starte();
   system_.starte();
-  std::thread([this] { spiele(); }).detach();
+  std::thread([this] { folge(); }).detach();
   std::thread([this] { lassUhrLaufen(); }).detach();
 }
 
@@ -214,10 +223,6 @@ void Drehbuch::protokolliere(const char* pfad) const {
   const double unix =
       std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
   json inhalt;
-  {
-    const std::lock_guard halter(lock_);
-    inhalt["getan"] = getan_;
-  }
   inhalt["unixBeiHost0"] = unix - hostZeit(skriptZeit(Uhr::now()));
   inhalt["bilder"] = bild_.bilder();
   inhalt["schreiber"] = {{"zeiten", schreiber::zeiten()},

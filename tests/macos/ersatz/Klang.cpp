@@ -11,6 +11,8 @@ namespace {
 
 constexpr double RATE = 48000;
 
+std::mutex alle;
+
 // Between two samples on the line between them; 0 outside.
 float wert(const std::vector<float>& werte, double stelle) {
   const double unten = std::floor(stelle);
@@ -22,21 +24,28 @@ float wert(const std::vector<float>& werte, double stelle) {
 
 }  // namespace
 
-bool Klang::beginne(double wann, const std::string& pfad) {
+std::unique_lock<std::mutex> Klang::halte() {
+  return std::unique_lock(alle);
+}
+
+std::optional<std::vector<float>> Klang::lies(const std::string& pfad) {
   std::ifstream datei(pfad, std::ios::binary | std::ios::ate);
-  if (!datei) return false;
+  if (!datei) return std::nullopt;
   std::vector<float> werte(static_cast<std::size_t>(datei.tellg()) / sizeof(float));
   datei.seekg(0);
   datei.read(reinterpret_cast<char*>(werte.data()),
              static_cast<std::streamsize>(werte.size() * sizeof(float)));
-  const std::lock_guard halter(lock_);
+  if (!datei) return std::nullopt;
+  return werte;
+}
+
+void Klang::beginne(double wann, std::vector<float> werte) {
   spuren_.push_back({wann, std::move(werte)});
-  return static_cast<bool>(datei);
 }
 
 void Klang::mische(double wann, double rate, std::span<float> ziel) const {
   std::fill(ziel.begin(), ziel.end(), 0.0F);
-  const std::lock_guard halter(lock_);
+  const auto halter = halte();
   for (const Spur& spur : spuren_) {
     double stelle = (wann - spur.beginn) * RATE;
     // At the recording's own rate its samples come as they are.

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,8 +14,13 @@ namespace hallkorb::ersatz {
 
 class Klang {
  public:
-  // False if the file cannot be read.
-  bool beginne(double wann, const std::string& pfad);
+  // Nothing is mixed, by none of them, while this is held.
+  [[nodiscard]] static std::unique_lock<std::mutex> halte();
+
+  // The samples of a file; nothing if it cannot be read.
+  [[nodiscard]] static std::optional<std::vector<float>> lies(const std::string& pfad);
+  // To be held. A block mixed later than `wann` would lack the recording's beginning.
+  void beginne(double wann, std::vector<float> werte);
   // The sum of all recordings from `wann` on, at this rate.
   void mische(double wann, double rate, std::span<float> ziel) const;
 
@@ -23,7 +29,6 @@ class Klang {
     double beginn = 0;
     std::vector<float> werte;
   };
-  mutable std::mutex lock_;
   std::vector<Spur> spuren_;
 };
 

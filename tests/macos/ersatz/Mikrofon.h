@@ -38,10 +38,10 @@ void wirfBei(Ruf ruf, bool ja);
 // The start says NO, with an error or without one.
 void startFehler(bool ja, bool mitFehler = true);
 
-// The permission's number, and the user's answer to the question for it.
+// The permission's number, and the user's answer to the question for it, given `wieOft` times.
 void erlaubnis(long status);
 [[nodiscard]] bool gefragt();
-void antworte(bool ja);
+void antworte(bool ja, int wieOft = 1);
 
 // Engines that were deallocated on the queue of their own notification, or on the tap thread: both
 // can deadlock on the platform.

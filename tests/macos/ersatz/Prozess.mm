@@ -149,6 +149,7 @@ void setzeZurueck() {
   @autoreleasepool {
     version = NEUESTE;
     keineEreignisse(false);
+    stummeAnmeldung(false);
     setzeMikrofonZurueck();
     setzeWandlerZurueck();
     setzeSchreiberZurueck();

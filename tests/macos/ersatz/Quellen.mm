@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "tests/macos/ersatz/Schlangen.h"
+#include "tests/macos/ersatz/System.h"
 
 #pragma clang diagnostic ignored "-Wprotocol"
 
@@ -30,6 +31,7 @@ constexpr int SIGNALE = 65;
 std::atomic<int> rohre[SIGNALE] = {};      // where the handler writes
 std::atomic<bool> beachtet[SIGNALE] = {};  // a source watches
 std::atomic<sighandler_t> gesetzt[SIGNALE] = {};
+std::atomic<bool> meldetNie{false};
 
 void beiSignal(int nummer) {
   if (gesetzt[nummer] == SIG_DFL) {  // the action comes besides the source, as on the platform
@@ -137,6 +139,10 @@ void meldeSignalAn(HKQuelle* q) {
 
 }  // namespace
 
+void hallkorb::ersatz::stummeAnmeldung(bool ja) {
+  meldetNie = ja;
+}
+
 dispatch_source_t dispatch_source_create(dispatch_source_type_t typ, uintptr_t griff, uintptr_t,
                                          dispatch_queue_t queue) {
   HKQuelle* neu = [[HKQuelle alloc] init];
@@ -171,7 +177,7 @@ void dispatch_resume(dispatch_object_t quelle) {
       eine = nil;
       beendeArbeit();
     }).detach();
-    if (q->angemeldet != nil) q->angemeldet();
+    if (q->angemeldet != nil && !meldetNie) q->angemeldet();
   });
 }
 

@@ -2,6 +2,7 @@
 #import <ScreenCaptureKit/ScreenCaptureKit.h>
 
 #include <array>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -32,6 +33,7 @@ struct Stand {
   std::array<bool, FRAGEN> ohneObjekt{};
   std::array<bool, FRAGEN> stumm{};
   std::vector<dispatch_block_t> wartende;
+  std::condition_variable gefragt;
 };
 Stand& stand() {
   static auto& einer = *new Stand;
@@ -54,6 +56,7 @@ void antworteAuf(Frage frage, dispatch_block_t antwort) {
     const std::lock_guard halter(stand().lock);
     if (stand().stumm.at(nummer(frage))) {
       stand().wartende.push_back(antwort);
+      stand().gefragt.notify_all();
       return;
     }
   }
@@ -111,6 +114,11 @@ void antworte(int wieOft) {
 int offeneFragen() {
   const std::lock_guard halter(stand().lock);
   return static_cast<int>(stand().wartende.size());
+}
+
+void warteAufFrage() {
+  std::unique_lock halter(stand().lock);
+  stand().gefragt.wait(halter, [] { return !stand().wartende.empty(); });
 }
 
 }  // namespace bildschirm

@@ -67,7 +67,7 @@ void beendeArbeit() {
 
 bool ruhe() {
   std::unique_lock halter(betrieb().lock);
-  return betrieb().weniger.wait_for(halter, std::chrono::seconds(10),
+  return betrieb().weniger.wait_for(halter, std::chrono::minutes(1),
                                     [] { return betrieb().offen == 0; });
 }
 

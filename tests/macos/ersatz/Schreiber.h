@@ -38,8 +38,9 @@ void bereit(bool ja);
 
 // While it is held, the completion handler waits for lassAbschliessen().
 void halteAbschluss(bool ja);
-// Calls the handlers that wait, on a queue of the writer's; `erfolg`: the file is complete.
-void lassAbschliessen(bool erfolg);
+// Calls the handlers that wait, on a queue of the writer's, `wieOft` times each; `erfolg`: the file
+// is complete.
+void lassAbschliessen(bool erfolg, int wieOft = 1);
 
 // Of the writer made last: times appended, settings, calls in their order.
 [[nodiscard]] std::vector<double> zeiten();

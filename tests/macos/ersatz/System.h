@@ -9,7 +9,7 @@ namespace hallkorb::ersatz {
 void setzeSystem(int haupt, int neben);
 
 // Waits until no block is left on any queue but the main queue and none is running, so that
-// whatever those held is released. False if that takes more than ten seconds.
+// whatever those held is released. False if that takes more than a minute.
 [[nodiscard]] bool ruhe();
 
 // What was put off with dispatch_after runs only here: all that is due within so many seconds, on
@@ -22,6 +22,8 @@ void lassZeitVergehen(double sekunden);
 // How often the connection to the window server was asked for.
 [[nodiscard]] long fensterserver();
 
+// Sources watch, but never report it to their registration handlers.
+void stummeAnmeldung(bool ja);
 // The kernel has no event queue left.
 void keineEreignisse(bool ja);
 

@@ -110,6 +110,32 @@ TEST_F(AvAssetWriterTest, AnEndThatFailsIsAFailedWriter) {
   EXPECT_EQ(writer->fehler()->code, -11800);
 }
 
+TEST_F(AvAssetWriterTest, AnEndThatIsReportedTwiceArrivesTwiceAndFreesOnce) {
+  beginne();
+  schreiber::halteAbschluss(true);
+  auto fertig = std::make_shared<int>(0);
+  ASSERT_TRUE(writer->schliesseAb([fertig] { ++*fertig; }).gelungen());
+  writer.reset();
+  schreiber::lassAbschliessen(true, 2);
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(*fertig, 2);
+  EXPECT_EQ(fertig.use_count(), 1);
+}
+
+// The system has dropped the handler, and with it what that held.
+TEST_F(AvAssetWriterTest, AnEndThatIsNeverReportedLeavesNothing) {
+  beginne();
+  schreiber::halteAbschluss(true);
+  auto fertig = std::make_shared<int>(0);
+  ASSERT_TRUE(writer->schliesseAb([fertig] { ++*fertig; }).gelungen());
+  writer.reset();
+  EXPECT_EQ(laufzeit::lebende("AVAssetWriter"), 1);
+  ersatz::setzeZurueck();
+  EXPECT_EQ(*fertig, 0);
+  EXPECT_EQ(fertig.use_count(), 1);
+  ersatz::setzeZurueck();  // this one went too early by intent
+}
+
 TEST_F(AvAssetWriterTest, WhatBuildingRaisesOrReturnsIsItsError) {
   schreiber::keiner(true);
   EXPECT_EQ(baue(),

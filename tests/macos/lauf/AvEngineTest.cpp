@@ -224,5 +224,24 @@ TEST_F(AvEngineTest, TheUsersAnswerArrivesOnceAndTheQuestionIsGone) {
   EXPECT_EQ(antworten.use_count(), 1);
 }
 
+TEST_F(AvEngineTest, AnAnswerThatIsGivenTwiceArrivesTwice) {
+  auto antworten = std::make_shared<std::vector<bool>>();
+  engine->frageErlaubnis([antworten](bool ja) { antworten->push_back(ja); });
+  engine.reset();  // nobody is left who asked
+  mikrofon::antworte(true, 2);
+  EXPECT_EQ(*antworten, (std::vector<bool>{true, true}));
+  EXPECT_EQ(antworten.use_count(), 1);
+}
+
+TEST_F(AvEngineTest, AQuestionThatIsNeverAnsweredLeavesNothing) {
+  auto antworten = std::make_shared<int>(0);
+  engine->frageErlaubnis([antworten](bool) { ++*antworten; });
+  engine.reset();
+  EXPECT_TRUE(mikrofon::gefragt());
+  ersatz::setzeZurueck();  // the question is dropped
+  EXPECT_EQ(*antworten, 0);
+  EXPECT_EQ(antworten.use_count(), 1);
+}
+
 }  // namespace
 }  // namespace hallkorb

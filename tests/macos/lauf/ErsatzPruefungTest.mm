@@ -84,6 +84,17 @@ TEST_F(ErsatzPruefungDeathTest, ReleasingTwiceEndsTheProcess) {
   EXPECT_DEATH(doppelt(), "totes Objekt|heap-use-after-free");
 }
 
+TEST_F(ErsatzPruefungDeathTest, AMessageToADeadObjectEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto spaet = [] {
+    const void* objekt = (__bridge_retained const void*)[[NSException alloc] init];
+    __unsafe_unretained NSException* tot = (__bridge NSException*)objekt;
+    CFRelease(objekt);
+    static_cast<void>([tot hash]);
+  };
+  EXPECT_DEATH(spaet(), "totes Objekt|heap-use-after-free");
+}
+
 TEST_F(ErsatzPruefungDeathTest, WaitingForOnesOwnQueueEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto verklemmt = [] {

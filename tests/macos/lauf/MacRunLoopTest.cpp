@@ -137,6 +137,15 @@ TEST_F(MacRunLoopTest, ASignalThatTheParentIgnoresIsSeen) {
   EXPECT_EQ(schleife().run(), 6);
 }
 
+// The loop does not wait for ever for being told that the source watches.
+TEST_F(MacRunLoopTest, ASignalWhoseWatchIsNeverReportedIsSeenAllTheSame) {
+  ersatz::stummeAnmeldung(true);
+  schleife().aufSignal(SIGUSR1, [&] { schleife().quit(7); });
+  ASSERT_TRUE(ersatz::ruhe());  // it watches
+  ::raise(SIGUSR1);
+  EXPECT_EQ(schleife().run(), 7);
+}
+
 TEST_F(MacRunLoopTest, ASignalAfterTheEndIsIgnored) {
   int gekommen = 0;
   schleife().aufSignal(SIGTERM, [&] { ++gekommen; });

@@ -203,7 +203,7 @@ TEST_F(ScreenCaptureKitTest, TheAspectRatioIsSetOnlyOnSystemsThatKnowIt) {
 
 TEST_F(ScreenCaptureKitTest, AStartThatFailsAnswersWithItsError) {
   verbinde(EINS);
-  for (const long code : {-3801L, -3802L, -3803L, -3805L, -3811L, -3815L}) {
+  for (long code = -3801; code >= -3821; --code) {
     bildschirm::fehler(Frage::start, code);
     SckAntworten antworten;
     strom->starte(antworten.empfang());

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <cstddef>
 #include <deque>
 #include <thread>
 #include <vector>
 
+#include "base/Faden.h"
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/Fehlertexte.h"
 #include "tests/platform/macos/Buch.h"
@@ -222,6 +225,37 @@ TEST_F(MacInputTest, AFailedStartSaysWhyAndClosesTheDevice) {
   EXPECT_EQ(input().start(hoerer), KAPUTT);
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
+
+#if defined(__GLIBC__)
+// While it lives there is no thread to be had: its stack would be larger than any memory.
+class OhneFaeden {
+ public:
+  OhneFaeden() {
+    EXPECT_EQ(::pthread_getattr_default_np(&sonst_), 0);
+    pthread_attr_t riesig = sonst_;
+    EXPECT_EQ(::pthread_attr_setstacksize(&riesig, std::size_t{1} << 50), 0);
+    EXPECT_EQ(::pthread_setattr_default_np(&riesig), 0);
+  }
+  ~OhneFaeden() {
+    ::pthread_setattr_default_np(&sonst_);
+    ::pthread_attr_destroy(&sonst_);
+  }
+  OhneFaeden(const OhneFaeden&) = delete;
+  OhneFaeden& operator=(const OhneFaeden&) = delete;
+
+ private:
+  pthread_attr_t sonst_{};
+};
+
+TEST_F(MacInputTest, WithoutAThreadTheStartSaysSo) {
+  {
+    const OhneFaeden keine;
+    EXPECT_EQ(eingang().start(hoerer), keinFaden());
+  }
+  EXPECT_EQ(eingang().stop(), Ergebnis());
+  EXPECT_EQ(skript.buch.eintraege(), Eintraege());
+}
+#endif
 
 TEST_F(MacInputTest, AfterAFailedStartNothingReachesTheListener) {
   oeffnungen({{Skript::Art::haengt, {}}});
