@@ -14,6 +14,17 @@ constexpr double SUCH_ABSTAND = 3.0;   // seconds between two attempts to start
 constexpr double PRUEF_ABSTAND = 2.0;  // seconds between two checks of the screen
 constexpr double TITEL_ABSTAND = 0.2;  // the same for titles, which some pages change all the time
 
+// What this computer lacks: it would be reported with every attempt.
+bool dauerhaft(const Fehler& fehler) {
+  return fehler == keinFaden() || istNichtAufnehmbar(fehler);
+}
+
+bool ohneNamen(const ScreenContent& content) {
+  return !content.windows.empty() &&
+         std::none_of(content.windows.begin(), content.windows.end(),
+                      [](const ScreenWindow& w) { return w.anwendung.has_value(); });
+}
+
 std::string inKlammern(const Fehler& fehler) {
   return " (" + fehler.description + ")";
 }
@@ -45,9 +56,7 @@ void Bildaufsicht::laufe(double sekunden) {
   while (const auto anlass = naechsterAnlass()) {
     const Ergebnis ergebnis = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
-    // Without a thread for it every check fails, every two seconds.
-    if (ergebnis.gescheitert() &&
-        !(ergebnis.fehler() == keinFaden() && ergebnis == pruefErgebnis_)) {
+    if (ergebnis.gescheitert() && !(dauerhaft(ergebnis.fehler()) && ergebnis == pruefErgebnis_)) {
       log("[hallkorb] Fensterpruefung: " + ergebnis.fehler().description);
     }
     pruefErgebnis_ = ergebnis;
@@ -80,6 +89,10 @@ void Bildaufsicht::suche(double sekunden) {
       gemeldet = true;
       emit(R"({"event":"video_none","message":")" + jsonEscape(*keinBild) + "\"}");
       log("[hallkorb] Bild: " + *keinBild + " — suche weiter, Ton laeuft");
+      if (namenlos_) {
+        log("[hallkorb] Bild: kein Fenster nennt seine Anwendung — ein Meeting ist so nicht zu "
+            "erkennen");
+      }
     }
   } while (!uhr_.ruhe(SUCH_ABSTAND));
 }
@@ -93,11 +106,12 @@ std::optional<std::string> Bildaufsicht::versucheStart() {
     meldeEinmal(inventar.fehler());
     return std::string(KEIN_BILD) + inKlammern(inventar.fehler());
   }
+  namenlos_ = ohneNamen(content);
   const Wahl wahl = waehleMeetingZiel(metadaten(content));
   if (wahl.istFenster()) {
     const Ergebnis ergebnis = starteAuf(wahl, content);
     if (ergebnis.gelungen() || stand_.abgebrochen()) return std::nullopt;
-    if (film_.hatWriter() && ergebnis.fehler() != keinFaden()) {
+    if (film_.hatWriter() && !dauerhaft(ergebnis.fehler())) {
       meldeStartfehler(ergebnis.fehler());
     } else {
       meldeEinmal(ergebnis.fehler());
@@ -111,7 +125,8 @@ void Bildaufsicht::meldeStartfehler(const Fehler& fehler) {
   log("[hallkorb] Video-Start fehlgeschlagen: " + fehler.description);
 }
 
-// What this computer lacks (a screen, an encoder, a thread) would be reported every three seconds.
+// What this computer lacks (a screen or one of a usual kind, an encoder, a thread) would be
+// reported every three seconds.
 void Bildaufsicht::meldeEinmal(const Fehler& fehler) {
   if (gemeldet_ != fehler) meldeStartfehler(fehler);
   gemeldet_ = fehler;

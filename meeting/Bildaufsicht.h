@@ -57,6 +57,7 @@ class Bildaufsicht {
 
   double naechstePruefung_ = 0.0;  // host seconds
   double letztePruefung_ = 0.0;
+  bool namenlos_ = false;              // no window of the last search had an application
   std::optional<Fehler> startFehler_;  // why the last start failed
   std::optional<Fehler> gemeldet_;     // what is reported only once
   Ergebnis pruefErgebnis_;             // of the last check

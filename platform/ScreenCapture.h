@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/Fehler.h"
@@ -95,6 +96,15 @@ class WindowStream {
   [[nodiscard]] virtual Ergebnis wechsle(std::uint32_t id) = 0;
   virtual void stop() = 0;
 };
+
+// The error of a stream whose window cannot be recorded at all, since the screen itself is of a
+// kind that the platform has no pictures of: trying again does not help.
+[[nodiscard]] inline Fehler nichtAufnehmbar(std::string beschreibung) {
+  return {"bildschirm", 1, std::move(beschreibung)};
+}
+[[nodiscard]] inline bool istNichtAufnehmbar(const Fehler& fehler) {
+  return fehler.domain == "bildschirm";
+}
 
 class ScreenCapture {
  public:

@@ -421,6 +421,30 @@ TEST_P(BildaufsichtTest, AWriterThatCannotBeMadeIsAFailedStart) {
   EXPECT_TRUE(schirm.aufrufe.empty());
 }
 
+TEST_P(BildaufsichtTest, AScreenThatCannotBeRecordedIsReportedOnce) {
+  schirm.windows = {zoom(4)};
+  schirm.startFehler = nichtAufnehmbar("die Farbtiefe 8 wird nicht aufgenommen");
+  video->starteGeduldig(10);
+  EXPECT_FALSE(stoppe(60.0));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{"[hallkorb] Video-Start fehlgeschlagen: die Farbtiefe 8 wird nicht aufgenommen",
+                    "[hallkorb] Bild: " + ZOOM_GRUND +
+                        " (die Farbtiefe 8 wird nicht aufgenommen) — suche weiter, Ton laeuft"}));
+}
+
+TEST_P(BildaufsichtTest, WindowsThatCannotBeNamedAreReported) {
+  schirm.windows = {zoom(4), zoom(5)};
+  for (ScreenWindow& fenster : schirm.windows)
+    fenster.anwendung.reset();
+  video->starteGeduldig(10);
+  EXPECT_FALSE(stoppe(60.0));
+  EXPECT_EQ(
+      faenger.fehlerZeilen(),
+      (Zeilen{"[hallkorb] Bild: " + NICHTS + " — suche weiter, Ton laeuft",
+              "[hallkorb] Bild: kein Fenster nennt seine Anwendung — ein Meeting ist so nicht "
+              "zu erkennen"}));
+}
+
 TEST_P(BildaufsichtTest, AScreenThatDoesNotAnswerIsReportedOnce) {
   schirm.inventarFehler = Fehler{"xcb", 1, "kein X-Server"};
   video->starteGeduldig(10);

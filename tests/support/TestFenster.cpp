@@ -25,6 +25,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <bit>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -68,6 +69,27 @@ struct Wunsch {
   int traegeMs = 0;
   std::optional<std::uint32_t> grund;
 };
+
+// 0xRRGGBB as a pixel of the screen, whatever its depth.
+std::uint32_t punktwert(const xcb_screen_t& schirm, std::uint32_t farbe) {
+  for (auto tiefe = xcb_screen_allowed_depths_iterator(&schirm); tiefe.rem > 0;
+       xcb_depth_next(&tiefe)) {
+    for (auto v = xcb_depth_visuals_iterator(tiefe.data); v.rem > 0; xcb_visualtype_next(&v)) {
+      if (v.data->visual_id != schirm.root_visual) continue;
+      std::uint32_t punkt = 0;
+      int stelle = 16;
+      for (const std::uint32_t maske : {v.data->red_mask, v.data->green_mask, v.data->blue_mask}) {
+        const std::uint32_t wert = farbe >> stelle & 0xFF;
+        stelle -= 8;
+        if (maske == 0) continue;  // a palette
+        const std::uint32_t groesster = maske >> std::countr_zero(maske);
+        punkt |= (wert * groesster + 127) / 255 << std::countr_zero(maske);
+      }
+      return punkt;
+    }
+  }
+  return farbe;
+}
 
 class Fenster {
  public:
@@ -282,8 +304,13 @@ class Fenster {
     }
   }
 
+  void setzeStift(std::uint32_t farbe) {
+    const std::uint32_t punkt = punktwert(*schirm_, farbe);
+    xcb_change_gc(c_, stift_, XCB_GC_FOREGROUND, &punkt);
+  }
+
   void fuelle(std::uint32_t farbe, int x, int y, int breite, int hoehe) {
-    xcb_change_gc(c_, stift_, XCB_GC_FOREGROUND, &farbe);
+    setzeStift(farbe);
     const xcb_rectangle_t flaeche{static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
                                   static_cast<std::uint16_t>(breite),
                                   static_cast<std::uint16_t>(hoehe)};
@@ -294,8 +321,7 @@ class Fenster {
     constexpr int SEITE = 4;
     const std::vector<xcb_rectangle_t> quadrate =
         beschriftung_->quadrate(titel_, breite_, hoehe_, SEITE);
-    const std::uint32_t farbe = ~farbe_ & 0xFFFFFF;
-    xcb_change_gc(c_, stift_, XCB_GC_FOREGROUND, &farbe);
+    setzeStift(~farbe_ & 0xFFFFFF);
     xcb_poly_fill_rectangle(c_, id_, stift_, static_cast<std::uint32_t>(quadrate.size()),
                             quadrate.data());
   }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view TITEL = "_NET_WM_NAME";
 
 Fehler fehlt(const std::string& erweiterung) {
-  return {"x11", XCB_REQUEST, "dem X-Server fehlt die Erweiterung " + erweiterung};
+  return nichtAufnehmbar("dem X-Server fehlt die Erweiterung " + erweiterung);
 }
 
 bool vorhanden(xcb_connection_t* c, xcb_extension_t* erweiterung) {
@@ -136,11 +136,11 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   // Sent together: the pointer is where it was when the picture was taken.
   std::optional<X11Zeiger::Frage> zeigerFrage;
   if (zeiger_) zeigerFrage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
-  const auto bildFrage =
-      speicher_->frage(quelle.pixmap, quelle.x, quelle.y, quelle.breite, quelle.hoehe);
+  const auto bildFrage = speicher_->frage(quelle.pixmap, quelle.x, quelle.y, quelle.breite,
+                                          quelle.hoehe, fenster_->punktformat());
   gezeichnet_.reset();
   if (zeigerFrage) gezeichnet_ = zeiger_->lies(*zeigerFrage);
-  std::uint8_t* daten = speicher_->lies(bildFrage);
+  std::uint8_t* daten = liesPunkte(bildFrage, quelle.breite, quelle.hoehe);
   const double zeit = hostSekunden();
   fruehestens_ = Uhr::now() + abstand_;
   if (daten == nullptr) {
@@ -153,6 +153,15 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   }
   return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
                  static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
+}
+
+// Waits for the pixels and returns them as a BgrBild has them; null if there are none.
+std::uint8_t* X11Aufnahme::liesPunkte(const X11Bildspeicher::Frage& frage, int breite, int hoehe) {
+  std::uint8_t* daten = speicher_->lies(frage);
+  const X11Punktformat& format = fenster_->punktformat();
+  if (daten == nullptr || format.istBgr()) return daten;
+  format.wandle({daten, frage.bytes}, breite, hoehe, umgewandelt_);
+  return umgewandelt_.data();
 }
 
 }  // namespace hallkorb

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "base/Fehler.h"
 #include "platform/linux/BgrBild.h"
@@ -52,6 +53,8 @@ class X11Aufnahme {
   [[nodiscard]] bool istNeuerTitel(const xcb_generic_event_t& ereignis) const;
   void frageZeiger();
   [[nodiscard]] std::optional<BgrBild> lies();
+  [[nodiscard]] std::uint8_t* liesPunkte(const X11Bildspeicher::Frage& frage, int breite,
+                                         int hoehe);
 
   const X11Verbindung& verbindung_;
   const std::chrono::nanoseconds abstand_;
@@ -59,6 +62,7 @@ class X11Aufnahme {
   const bool mitSegment_;
 
   std::optional<X11Bildspeicher> speicher_;
+  std::vector<std::uint8_t> umgewandelt_;  // the picture, if the screen's format is another one
   std::optional<X11Zeiger> zeiger_;
   std::unique_ptr<X11Fenster> fenster_;
   xcb_atom_t titelName_ = XCB_ATOM_NONE;  // _NET_WM_NAME

@@ -34,9 +34,9 @@ X11Bildspeicher::~X11Bildspeicher() {
 }
 
 X11Bildspeicher::Frage X11Bildspeicher::frage(xcb_drawable_t quelle, int x, int y, int breite,
-                                              int hoehe) {
+                                              int hoehe, const X11Punktformat& format) {
   Frage frage;
-  frage.bytes = static_cast<std::size_t>(breite) * static_cast<std::size_t>(hoehe) * 4;
+  frage.bytes = format.zeilenLaenge(breite) * static_cast<std::size_t>(hoehe);
   if (geteilt_ && frage.bytes > groesse_) vergroessere(frage.bytes);
   frage.geteilt = geteilt_;
   const auto links = static_cast<std::int16_t>(x);

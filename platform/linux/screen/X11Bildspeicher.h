@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/linux/screen/X11Punktformat.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/Xcb.h"
 
@@ -32,9 +33,10 @@ class X11Bildspeicher {
   X11Bildspeicher(const X11Bildspeicher&) = delete;
   X11Bildspeicher& operator=(const X11Bildspeicher&) = delete;
 
-  // Sends the request for a rectangle of pixels with four bytes each.
-  [[nodiscard]] Frage frage(xcb_drawable_t quelle, int x, int y, int breite, int hoehe);
-  // Waits for the pixels, rows without gaps; null if there are none. Valid until the next call.
+  // Sends the request for a rectangle of pixels of a drawable of this format.
+  [[nodiscard]] Frage frage(xcb_drawable_t quelle, int x, int y, int breite, int hoehe,
+                            const X11Punktformat& format);
+  // Waits for the pixels; null if there are none. Valid until the next call.
   [[nodiscard]] std::uint8_t* lies(const Frage& frage);
   // Whether pictures come through shared memory.
   [[nodiscard]] bool geteilt() const { return geteilt_; }

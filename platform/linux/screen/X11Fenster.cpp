@@ -7,11 +7,11 @@
 
 #include "platform/linux/screen/X11Eigenschaft.h"
 #include "platform/linux/screen/Xcb.h"
+#include "platform/ScreenCapture.h"
 
 namespace hallkorb {
 namespace {
 
-constexpr int BITS_JE_PUNKT = 32;
 constexpr std::string_view SCHATTEN = "_GTK_FRAME_EXTENTS";
 
 // How long a new surface waits for the first drawing, how long for the rest of it, and how long in
@@ -19,38 +19,6 @@ constexpr std::string_view SCHATTEN = "_GTK_FRAME_EXTENTS";
 constexpr std::chrono::milliseconds UNGEMALT{250};
 constexpr std::chrono::milliseconds HALB_GEMALT{30};
 constexpr std::chrono::milliseconds LAENGSTENS{1000};
-
-// Whether a drawable of this depth is delivered with four bytes for each pixel.
-bool vierBytesJePunkt(const xcb_setup_t* setup, std::uint8_t tiefe) {
-  for (auto i = xcb_setup_pixmap_formats_iterator(setup); i.rem > 0; xcb_format_next(&i)) {
-    if (i.data->depth == tiefe) return i.data->bits_per_pixel == BITS_JE_PUNKT;
-  }
-  return false;
-}
-
-const xcb_visualtype_t* suchVisual(const xcb_setup_t* setup, xcb_visualid_t id) {
-  for (auto schirm = xcb_setup_roots_iterator(setup); schirm.rem > 0; xcb_screen_next(&schirm)) {
-    auto tiefe = xcb_screen_allowed_depths_iterator(schirm.data);
-    for (; tiefe.rem > 0; xcb_depth_next(&tiefe)) {
-      auto visual = xcb_depth_visuals_iterator(tiefe.data);
-      for (; visual.rem > 0; xcb_visualtype_next(&visual)) {
-        if (visual.data->visual_id == id) return visual.data;
-      }
-    }
-  }
-  return nullptr;
-}
-
-// Whether the window's pixels lie in memory as in a BgrBild: blue, green, red and an unused byte.
-// Pixels of four bytes may also be three times ten bits.
-bool istBgr(const xcb_setup_t* setup, xcb_visualid_t visualId, std::uint8_t tiefe) {
-  if (setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST || !vierBytesJePunkt(setup, tiefe)) {
-    return false;
-  }
-  const xcb_visualtype_t* visual = suchVisual(setup, visualId);
-  return visual != nullptr && visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 &&
-         visual->blue_mask == 0xFF;
-}
 
 // Without the bit for events that another client has sent.
 std::uint8_t ereignisArt(const xcb_generic_event_t& ereignis) {
@@ -112,7 +80,7 @@ Ergebnis X11Fenster::fordereAn() {
   return ergebnis;
 }
 
-// Fails if the window is gone, or its pixels are not ones that a BgrBild can hold.
+// Fails if the window is gone, or its pixels are of a kind that is not recorded.
 Ergebnis X11Fenster::liesEigenschaften() {
   xcb_connection_t* c = verbindung_.get();
   const auto namensFrage =
@@ -127,10 +95,12 @@ Ergebnis X11Fenster::liesEigenschaften() {
   if (!attribute || !masse) {
     return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
   }
-  if (!istBgr(xcb_get_setup(c), attribute->visual, masse->depth)) {
-    return Fehler{"x11", XCB_MATCH,
-                  "die Farbtiefe " + std::to_string(masse->depth) + " wird nicht aufgenommen"};
+  const auto format = X11Punktformat::suche(xcb_get_setup(c), attribute->visual, masse->depth);
+  if (!format) {
+    return nichtAufnehmbar("die Farbtiefe " + std::to_string(masse->depth) +
+                           " wird nicht aufgenommen");
   }
+  punktformat_ = *format;
   breite_ = masse->width;
   hoehe_ = masse->height;
   return {};

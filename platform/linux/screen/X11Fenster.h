@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "base/Fehler.h"
+#include "platform/linux/screen/X11Punktformat.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/Xcb.h"
 
@@ -65,6 +66,8 @@ class X11Fenster {
   // Whether it may look different from the last picture.
   [[nodiscard]] bool veraendert() const { return veraendert_; }
   void setzeVeraendert() { veraendert_ = true; }
+  // How its pixels lie in memory.
+  [[nodiscard]] const X11Punktformat& punktformat() const { return punktformat_; }
   // When the next picture may be read.
   [[nodiscard]] Uhr::time_point bereitAb() const { return bereitAb_; }
   // To be called before a picture is asked for: what is drawn from then on counts as a new change.
@@ -103,6 +106,7 @@ class X11Fenster {
   std::vector<xcb_window_t> vorfahren_;  // up to the one below the root window
   xcb_atom_t schattenName_ = XCB_ATOM_NONE;
   Schatten schatten_;
+  X11Punktformat punktformat_;
   Quelle quelle_;
   Uhr::time_point bereitAb_{};
   bool neu_ = false;            // no picture has shown these pixels yet

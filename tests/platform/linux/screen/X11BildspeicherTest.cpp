@@ -33,7 +33,7 @@ bool geteiltGelesen(const X11Sitzung& sitzung, const std::string& display) {
   }
   X11Bildspeicher speicher(verbindung, true);
   for (const int breite : {40, 400}) {
-    const std::uint8_t* daten = speicher.lies(speicher.frage(fenster->id(), 0, 0, breite, 300));
+    const std::uint8_t* daten = speicher.lies(speicher.frage(fenster->id(), 0, 0, breite, 300, {}));
     EXPECT_NE(daten, nullptr);
     if (daten == nullptr) continue;
     const std::uint8_t* letzter = daten + (299 * breite + breite - 1) * 4;

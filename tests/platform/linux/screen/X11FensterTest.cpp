@@ -67,13 +67,13 @@ TEST_F(X11FensterTest, GoneBetweenTheRequestAndTheAnswer) {
   const X11Fenster::Quelle quelle = fenster->quelle();
   ASSERT_NE(quelle.pixmap, XCB_NONE);
   X11Bildspeicher speicher(verbindung_, true);
-  const auto frage = speicher.frage(quelle.pixmap, 0, 0, quelle.breite, quelle.hoehe);
+  const auto frage = speicher.frage(quelle.pixmap, 0, 0, quelle.breite, quelle.hoehe, {});
   zerstoere(*programm);
   EXPECT_NE(speicher.lies(frage), nullptr);  // what was named is still there
   liesEreignisse(*fenster);
   EXPECT_TRUE(fenster->zerstoert());
   EXPECT_EQ(fenster->quelle().pixmap, XCB_NONE);
-  EXPECT_EQ(speicher.lies(speicher.frage(quelle.pixmap, 0, 0, 1, 1)), nullptr);
+  EXPECT_EQ(speicher.lies(speicher.frage(quelle.pixmap, 0, 0, 1, 1, {})), nullptr);
   EXPECT_FALSE(verbindung_.verloren());
 }
 
