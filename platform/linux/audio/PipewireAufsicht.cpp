@@ -81,9 +81,10 @@ void PipewireAufsicht::verbinde(Zeitpunkt jetzt) {
 }
 
 void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
+  bool verloren = false;
   {
     const PipewireVerbindung::Sperre sperre(*verbindung_);
-    const bool verloren = verbindung_->verloren();
+    verloren = verbindung_->verloren();
     if (!verloren) {
       if (const auto gewuenscht = ziel()) {
         ohneZielSeit_.reset();
@@ -100,6 +101,7 @@ void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
   }
   verbindung_.reset();
   stromZiel_.reset();
+  if (!verloren) verbinde(jetzt);  // at once: without a connection the source counts as gone
 }
 
 // Whether there has been no device for so long that the connection is made anew.
