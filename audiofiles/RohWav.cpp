@@ -18,7 +18,6 @@ namespace {
 constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
 constexpr std::uint32_t MAX_BYTES =
     static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) - 36;
-constexpr mode_t RECHTE_NEU = 0666;
 constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);
 
 double sekundenSeitStart() {
@@ -29,10 +28,13 @@ double sekundenSeitStart() {
 
 std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Dateien& dateien,
                                        Uhr uhr) {
+  // A link would decide where the recording goes.
+  if (istVerweis(pfad, dateien)) beharrlich([&] { return dateien.loeschen(pfad); });
+  const mode_t rechte = rechteNeuerDatei(pfad, dateien);
+  constexpr int ANLEGEN = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK;
   // Non-blocking, so that opening a pipe of that name fails instead of hanging. It has no effect on
   // a regular file.
-  const int datei = beharrlich(
-      [&] { return dateien.oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, RECHTE_NEU); });
+  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN, rechte); });
   if (datei < 0) return nullptr;
   if (!uhr) uhr = sekundenSeitStart;
   return std::unique_ptr<RohWav>(new RohWav(std::move(pfad), datei, rate, dateien, std::move(uhr)));
@@ -95,9 +97,9 @@ void RohWav::pruefePfad() {
     return;
   }
   // Never what somebody else may have put there.
-  const int neu = beharrlich([&] {
-    return dateien_.oeffnen(pfad_, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, RECHTE_NEU);
-  });
+  const mode_t rechte = rechteNeuerDatei(pfad_, dateien_);
+  const int neu = beharrlich(
+      [&] { return dateien_.oeffnen(pfad_, O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, rechte); });
   if (neu < 0) {
     meldeVerlust();
     return;

@@ -87,7 +87,7 @@ Ergebnis writeWav(std::span<const float> samples, double rate, const std::string
   std::vector<std::uint8_t> datei(WAV_KOPF_BYTES + samples.size() * SAMPLE_BYTES);
   std::copy(kopf.begin(), kopf.end(), datei.begin());
   kodiereWav(samples, std::span(datei).subspan(WAV_KOPF_BYTES));
-  return ersetzeDatei(to, datei, dateien);
+  return ersetzeDatei(to, datei, dateien, Verweise::ersetzen);
 }
 
 std::optional<std::vector<float>> liesWav(const std::string& path, Dateien& dateien) {

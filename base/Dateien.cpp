@@ -20,6 +20,9 @@ namespace {
 constexpr std::size_t MAX_JE_RUF = std::size_t{1} << 30U;
 constexpr std::size_t LESEBLOCK = std::size_t{1} << 16U;
 constexpr mode_t RECHTE_ALLE = 0777;
+constexpr mode_t RECHTE_NEUER_ORDNER = 0700;
+constexpr mode_t RECHTE_BESITZER = 0600;
+constexpr mode_t RECHTE_ANDERE = 0066;
 
 // The result of a system call, or its negated error number.
 template <class T>
@@ -89,7 +92,7 @@ class PosixDateien final : public Dateien {
   int loeschen(const std::string& pfad) override { return oderNummer(::unlink(pfad.c_str())); }
 
   int ordnerAnlegen(const std::string& pfad) override {
-    return oderNummer(::mkdir(pfad.c_str(), RECHTE_ALLE));
+    return oderNummer(::mkdir(pfad.c_str(), RECHTE_NEUER_ORDNER));
   }
 
   int zustand(const std::string& pfad, Zustand& ergebnis) override {
@@ -159,6 +162,11 @@ Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes, std::
   });
 }
 
+bool istVerweis(const std::string& pfad, Dateien& dateien) {
+  std::string ziel;
+  return beharrlich([&] { return dateien.verweis(pfad, ziel); }) >= 0;
+}
+
 int schliesse(int datei, Dateien& dateien) {
   // Not repeated: after an interrupted close the handle is free and may belong to another file.
   const int ergebnis = dateien.schliessen(datei);
@@ -187,6 +195,14 @@ std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad, Date
       },
       dateien);
   return ganz ? std::optional(std::move(inhalt)) : std::nullopt;
+}
+
+mode_t rechteNeuerDatei(const std::string& pfad, Dateien& dateien) {
+  const std::size_t ende = pfad.rfind('/');
+  const std::string ordner = ende == std::string::npos ? "." : pfad.substr(0, ende + 1);
+  Dateien::Zustand zustand;
+  const int nummer = beharrlich([&] { return dateien.zustand(ordner, zustand); });
+  return nummer < 0 ? RECHTE_BESITZER : RECHTE_BESITZER | (zustand.rechte & RECHTE_ANDERE);
 }
 
 Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien) {

@@ -96,6 +96,9 @@ struct Geschrieben {
 [[nodiscard]] Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes,
                                          std::int64_t stelle, Dateien& dateien);
 
+// Whether a symbolic link is at the path itself.
+[[nodiscard]] bool istVerweis(const std::string& pfad, Dateien& dateien);
+
 // Closes; returns the error number or 0. The handle is gone in either case.
 int schliesse(int datei, Dateien& dateien);
 
@@ -109,7 +112,13 @@ int schliesse(int datei, Dateien& dateien);
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> liesDatei(const std::string& pfad,
                                                                  Dateien& dateien = posixDateien());
 
-// Creates a folder and all missing folders on the way to it. An existing one is a success.
+// Permissions for a new file at `pfad`: its owner's, and for others those that they have in the
+// folder. The user's mask still takes away from them. A recording is nobody else's business unless
+// whoever made the folder wanted it so.
+[[nodiscard]] mode_t rechteNeuerDatei(const std::string& pfad, Dateien& dateien = posixDateien());
+
+// Creates a folder and all missing folders on the way to it, for the owner alone. An existing one
+// is a success.
 Ergebnis erzeugeOrdner(const std::string& pfad, Dateien& dateien = posixDateien());
 
 // `name` inside `ordner`: a separator between them unless the folder ends with one.

@@ -15,7 +15,6 @@
 namespace hallkorb {
 namespace {
 
-constexpr mode_t RECHTE_NEU = 0666;  // less the user's mask
 constexpr mode_t RECHTE_NUR_ICH = 0600;
 constexpr char ZWISCHENLAGER[] = P_tmpdir "/";  // for what goes on to a device or a pipe
 constexpr int MAX_VERWEISE = 40;
@@ -104,9 +103,13 @@ Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
 
 }  // namespace
 
-Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
-  Ziel ziel = folgeVerweisen(pfad, dateien);
+Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Verweise verweise, Dateien& dateien) {
   Ort ort;
+  if (verweise == Verweise::ersetzen && istVerweis(pfad, dateien)) {
+    ort.pfad = pfad;
+    return ort;
+  }
+  Ziel ziel = folgeVerweisen(pfad, dateien);
   ort.pfad = std::move(ziel.pfad);
   ort.offen = ziel.offen;
   ort.nummer = ziel.nummer;
@@ -125,7 +128,7 @@ Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Dateien& dateien) {
 }
 
 Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
-    : Ersatzdatei(pfad, finde(pfad, dateien), dateien) {}
+    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien) {}
 
 Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
     : pfad_(std::move(pfad)), ort_(std::move(ort)), nummer_(ort_.nummer), dateien_(dateien) {
@@ -135,7 +138,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   // permissions refuses that, which does no harm.
   Teil teil;
   if (ort_.wirdErsetzt()) {
-    teil = neuesTeil(ordnerVon(ort_.pfad), ort_.bisher.value_or(RECHTE_NEU), dateien_);
+    const mode_t rechte = ort_.bisher ? *ort_.bisher : rechteNeuerDatei(ort_.pfad, dateien_);
+    teil = neuesTeil(ordnerVon(ort_.pfad), rechte, dateien_);
   }
   if (!ort_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
     teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
@@ -214,8 +218,8 @@ int Ersatzdatei::gibWeiter() {
 }
 
 Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                      Dateien& dateien) {
-  Ersatzdatei::Ort ort = Ersatzdatei::finde(pfad, dateien);
+                      Dateien& dateien, Verweise verweise) {
+  Ersatzdatei::Ort ort = Ersatzdatei::finde(pfad, verweise, dateien);
   if (ort.nummer == 0 && !ort.wirdErsetzt()) {
     // All bytes are at hand: no need to store them first.
     const int nummer = ort.offen ? schreibeGanz(*ort.offen, bytes, dateien).nummer

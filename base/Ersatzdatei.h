@@ -4,7 +4,8 @@
 // (with a short name, so that every name that fits the folder can be written), which is then
 // renamed. On failure that file is removed and an earlier one of the name stays untouched; so a
 // program may also read a file while it writes the one that replaces it. An earlier file's
-// permissions are kept. A symbolic link stays, and its target is replaced or created.
+// permissions are kept. A symbolic link stays, and its target is replaced or created; or it is
+// itself replaced, if nobody is to decide by a link where something is written.
 //
 // A path that leads to something other than a regular file (a device, a pipe), or to an open file
 // by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
@@ -29,9 +30,13 @@
 
 namespace hallkorb {
 
+// What becomes of a symbolic link at the path.
+enum class Verweise { folgen, ersetzen };
+
 // Makes `bytes` the content of the file at `pfad`.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                                    Dateien& dateien = posixDateien());
+                                    Dateien& dateien = posixDateien(),
+                                    Verweise verweise = Verweise::folgen);
 
 // The same for content that comes piece by piece. What goes to a device or a pipe is stored in a
 // temporary file until it is complete. Without vollende() nothing is left behind.
@@ -52,7 +57,7 @@ class Ersatzdatei {
 
  private:
   friend Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                               Dateien& dateien);
+                               Dateien& dateien, Verweise verweise);
 
   // What a path leads to.
   struct Ort {
@@ -65,7 +70,7 @@ class Ersatzdatei {
     [[nodiscard]] bool wirdErsetzt() const { return !offen && !bleibt; }
   };
 
-  static Ort finde(const std::string& pfad, Dateien& dateien);
+  static Ort finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
   Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();

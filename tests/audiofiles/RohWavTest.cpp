@@ -418,19 +418,39 @@ TEST_F(RohWavTest, WhatSomebodyElsePutInItsPlaceIsNotTouched) {
   }
 }
 
+TEST_F(RohWavTest, ALinkInItsPlaceIsReplacedAndNotFollowed) {
+  const std::string fremde = ordner / "fremd";
+  legeAn(fremde, {1, 2, 3});
+  std::filesystem::create_symlink(fremde, pfad);
+  const auto roh = oeffne();
+  ASSERT_TRUE(roh);
+  roh->schreiben(sekunde(0));
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  EXPECT_FALSE(std::filesystem::is_symlink(pfad));
+  EXPECT_EQ(gehalten(), 32000U);
+  EXPECT_EQ(dateiBytes(fremde), (Bytes{1, 2, 3}));
+}
+
+TEST_F(RohWavTest, ItsPermissionsFollowTheFolders) {
+  std::filesystem::permissions(ordner.pfad(), std::filesystem::perms{0700});
+  const auto roh = oeffne();
+  ASSERT_TRUE(roh);
+  EXPECT_EQ(std::filesystem::status(pfad).permissions(), std::filesystem::perms{0600});
+}
+
 TEST_F(RohWavTest, APathThatCannotBeLookedAtIsTakenForRight) {
   const auto roh = oeffne();
   dateien.scheitere(Ruf::zustand, 0, EACCES, FehlerDateien::IMMER);
   jetzt += 6.0;
   roh->schreiben(sekunde(0));
   EXPECT_TRUE(roh->schliessen().gelungen());
-  EXPECT_EQ(dateien.rufe(Ruf::zustand), 2U);
+  EXPECT_EQ(dateien.rufe(Ruf::zustand), 3U);
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
 
 TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
-  for (std::size_t n = 1;; ++n) {
+  for (std::size_t n = 3;; ++n) {  // the first ones lead to no object
     FehlerDateien versuch;
     versuch.kurz(20001);
     versuch.scheitere(n, EIO, 2);

@@ -107,6 +107,41 @@ TEST(ErsatzdateiTest, TheFirstFailureIsReportedAndTheEarlierFileStays) {
   }
 }
 
+// Whose file it is.
+
+TEST(ErsatzdateiTest, ALinkThatMayNotDecideIsReplacedItself) {
+  const TempOrdner ordner;
+  ASSERT_TRUE(ersetzeDatei(ordner / "fremd", ALT).gelungen());
+  for (const std::string& ziel : {ordner / "fremd", ordner / "fehlt", std::string("/dev/null")}) {
+    std::filesystem::create_symlink(ziel, ordner / "a");
+    EXPECT_TRUE(ersetzeDatei(ordner / "a", NEU, posixDateien(), Verweise::ersetzen).gelungen());
+    EXPECT_FALSE(std::filesystem::is_symlink(ordner / "a"));
+    EXPECT_EQ(liesDatei(ordner / "a"), NEU);
+    std::filesystem::remove(ordner / "a");
+  }
+  EXPECT_EQ(liesDatei(ordner / "fremd"), ALT);
+  EXPECT_FALSE(std::filesystem::exists(ordner / "fehlt"));
+}
+
+TEST(ErsatzdateiTest, OthersMayDoWithANewFileWhatTheyMayDoWithItsFolder) {
+  const mode_t maske = ::umask(0);
+  for (const auto& [vomOrdner, vonDerDatei] :
+       {std::pair{0700, 0600}, std::pair{0750, 0640}, std::pair{0711, 0600}, std::pair{0755, 0644},
+        std::pair{01777, 0666}}) {
+    const TempOrdner ordner;
+    ASSERT_EQ(::chmod(ordner.pfad().c_str(), static_cast<mode_t>(vomOrdner)), 0);
+    ASSERT_TRUE(ersetzeDatei(ordner / "a", NEU).gelungen());
+    EXPECT_EQ(std::filesystem::status(ordner / "a").permissions(),
+              std::filesystem::perms(vonDerDatei));
+  }
+  const TempOrdner ordner;
+  ASSERT_EQ(::chmod(ordner.pfad().c_str(), 0777), 0);
+  ASSERT_TRUE(erzeugeOrdner(ordner / "neu/unter").gelungen());
+  for (const char* name : {"neu", "neu/unter"})
+    EXPECT_EQ(std::filesystem::status(ordner / name).permissions(), std::filesystem::perms{0700});
+  ::umask(maske);
+}
+
 // A folder that allows no new file.
 
 TEST(ErsatzdateiTest, AFileInAFolderThatMustStayAsItIsIsOverwrittenWhereItIs) {

@@ -7,6 +7,7 @@ import subprocess
 
 import lauf
 import signale
+import test_video
 
 
 class Dateien(lauf.Fall):
@@ -128,6 +129,38 @@ class Dateien(lauf.Fall):
         self.assertAlmostEqual(satz["t1"] - satz["t0"], (len(inhalt) - 44) / 2 / signale.ZIEL,
                                delta=0.0101)
         self.assertTrue(stat.S_ISFIFO(os.stat(roehre).st_mode))
+
+
+class Vertraulich(test_video.Fensterfall):
+
+    def test_rechte_und_verweise(self):
+        """A new folder and all in it are the owner's alone, and no link planted at a file's name makes the
+        recorder write elsewhere."""
+        fremd = os.path.join(self.ordner, "fremd")
+        with open(fremd, "wb") as datei:
+            datei.write(b"unberuehrt")
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        for geplant in (False, True):
+            ordner = f"{self.aufnahme}-{geplant}"
+            if geplant:
+                os.makedirs(ordner, mode=0o700)
+                for name in ("chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav", "video.mp4",
+                             "video.mp4.neu"):
+                    os.symlink(fremd, os.path.join(ordner, name))
+            aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung, ordner=ordner)
+            aufnahme.gestartet()
+            aufnahme.ereignis("video_start", 60.0)
+            aufnahme.warte_aufnahme(3.0, 60.0)
+            aufnahme.stoppe(frist=60.0)
+            self.assertEqual(stat.S_IMODE(os.stat(ordner).st_mode), 0o700)
+            self.assertEqual(len(aufnahme.ereignisse("video")), 1, aufnahme.alles())
+            for satz in [*aufnahme.chunks(), *aufnahme.ereignisse("video"),
+                         {"path": os.path.join(ordner, "mikro_roh.wav")}]:
+                auskunft = os.lstat(satz["path"])
+                self.assertTrue(stat.S_ISREG(auskunft.st_mode), satz)
+                self.assertEqual(stat.S_IMODE(auskunft.st_mode), 0o600, satz)
+        with open(fremd, "rb") as datei:
+            self.assertEqual(datei.read(), b"unberuehrt")
 
 
 class EigenesDateisystem(Dateien):

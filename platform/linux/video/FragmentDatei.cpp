@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/Dateien.h"
 #include "platform/linux/video/H264Kodierer.h"
 
 namespace hallkorb {
@@ -28,7 +29,8 @@ std::uint32_t zahlAus(const std::uint8_t* bytes) {
 
 Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& strom) {
   if (::unlink(pfad.c_str()) != 0 && errno != ENOENT) return Fehler::ausErrno(errno, WAS);
-  fd_ = Deskriptor(::open(pfad.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  fd_ = Deskriptor(
+      ::open(pfad.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, rechteNeuerDatei(pfad)));
   if (fd_.fd() < 0) return Fehler::ausErrno(errno, WAS);
 
   auto* puffer = static_cast<unsigned char*>(av_malloc(PUFFER));

@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 
+#include "base/Dateien.h"
 #include "platform/linux/Deskriptor.h"
 #include "platform/linux/video/Libav.h"
 
@@ -29,7 +30,7 @@ struct EingangFreigabe {
 class Datei {
  public:
   Datei(const std::string& pfad, int flaggen)
-      : fd_(::open(pfad.c_str(), flaggen | O_CLOEXEC, 0666)) {
+      : fd_(::open(pfad.c_str(), flaggen | O_CLOEXEC, rechteNeuerDatei(pfad))) {
     if (fd_.fd() < 0) {
       code_ = AVERROR(errno);
       return;
@@ -149,7 +150,10 @@ int schreibeNeu(const std::string& von, const std::string& nach, std::int64_t en
   code = libav().avformat_alloc_output_context2(&neu, nullptr, "mp4", nullptr);
   if (code < 0) return code;
   const LibavZeiger<AVFormatContext> aus(neu);
-  Datei datei(nach, O_WRONLY | O_CREAT | O_TRUNC);
+  // What is there is a killed recording's, or a link that would decide where this one's picture
+  // goes.
+  ::unlink(nach.c_str());
+  Datei datei(nach, O_WRONLY | O_CREAT | O_EXCL);
   if (datei.code() < 0) return datei.code();
   aus->pb = datei.strom();
   aus->flush_packets = 0;  // otherwise each sample would be a write of its own

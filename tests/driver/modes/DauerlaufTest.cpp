@@ -88,7 +88,8 @@ class Quelle {
               AudioInputListener& hoerer) {
     samples_.resize(std::size_t{frames} * format.channels);
     for (std::size_t i = 0; i < samples_.size(); ++i) {
-      samples_[i] = rampe(von + static_cast<double>(i / format.channels) / (format.rate * takt_));
+      const std::size_t frame = i / format.channels;
+      samples_[i] = rampe(von + static_cast<double>(frame) / (format.rate * takt_));
     }
     hoerer.block({format, frames, samples_, sim::NULLZEIT + von});
   }
