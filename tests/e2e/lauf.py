@@ -21,6 +21,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import bildschirm  # noqa: E402
 import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
+import signale  # noqa: E402
 import sitzung  # noqa: E402
 
 PROGRAMM = os.environ.get("HALLKORB", os.path.join(WURZEL, "build", "release", "hallkorb"))
@@ -246,6 +247,34 @@ class Fall(unittest.TestCase):
             return sitzung.warte_bis(bedingung, was, frist)
         except sitzung.SitzungsFehler as fehler:
             self.fail(str(fehler))
+
+    def wechsel(self, aufnahme, bisher, name="video_wechsel"):
+        """The event of that name after the `bisher` first ones of the picture's."""
+        bilder = ("video_start", "video_wechsel", "video_pause", "video_none")
+
+        def erreicht():
+            gefunden = [satz for satz in aufnahme.saetze() if satz.get("event") in bilder]
+            return gefunden[bisher] if len(gefunden) > bisher else None
+
+        satz = self.warte_bis(erreicht, f"event {bisher} of the picture", 60.0)
+        self.assertEqual(satz["event"], name, aufnahme.alles())
+        return satz
+
+    def pruefe_sigkill(self, aufnahme, *frist):
+        """Killed some seconds after the second update of the raw file's header, the recording has whole
+        chunks, and a header that declares all but the last seconds."""
+        roh = os.path.join(aufnahme.ordner, "mikro_roh.wav")
+        self.warte_bis(lambda: os.path.getsize(roh) > 44 + 2 * 16000 * 13, "13 s of sound", 60.0)
+        aufnahme.sende(signal.SIGKILL)
+        self.assertEqual(aufnahme.ende(*frist), -signal.SIGKILL)
+        _, _, erklaert, vorhanden = signale.lies(roh)
+        self.assertGreaterEqual(erklaert, 2 * 16000 * 5)
+        self.assertLessEqual(erklaert, vorhanden)
+        self.assertLessEqual(vorhanden - erklaert, 2 * 16000 * 5.5)
+        self.assertGreaterEqual(len(aufnahme.chunks("me")), 2)
+        for satz in aufnahme.chunks():
+            laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
 
     def ohne_dienst(self):
         """An environment in which no PipeWire can be found."""

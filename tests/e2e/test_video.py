@@ -25,18 +25,6 @@ class Fensterfall(lauf.Fall):
         self.assertTrue(aufnahme.gestartet()["video"])
         return aufnahme
 
-    def wechsel(self, aufnahme, bisher, name="video_wechsel"):
-        """The event of that name after the `bisher` first ones of the picture's."""
-        bilder = ("video_start", "video_wechsel", "video_pause", "video_none")
-
-        def erreicht():
-            gefunden = [satz for satz in aufnahme.saetze() if satz.get("event") in bilder]
-            return gefunden[bisher] if len(gefunden) > bisher else None
-
-        satz = self.warte_bis(erreicht, f"event {bisher} of the picture")
-        self.assertEqual(satz["event"], name, aufnahme.alles())
-        return satz
-
     def pruefe_ton(self, aufnahme):
         """No gap; a virtual machine that is itself halted may lose a block or two of PipeWire's."""
         erlaubt_ms = 43 if lauf.konfiguration.darf_echtzeit() else 200
