@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +15,7 @@
 #include <ctime>
 #else
 #include <linux/sockios.h>
+#include <sys/ioctl.h>
 #endif
 
 namespace hallkorb {
