@@ -250,9 +250,9 @@ class OhneFaeden {
 TEST_F(MacInputTest, WithoutAThreadTheStartSaysSo) {
   {
     const OhneFaeden keine;
-    EXPECT_EQ(eingang().start(hoerer), keinFaden());
+    EXPECT_EQ(input().start(hoerer), keinFaden());
   }
-  EXPECT_EQ(eingang().stop(), Ergebnis());
+  EXPECT_EQ(input().stop(), Ergebnis());
   EXPECT_EQ(skript.buch.eintraege(), Eintraege());
 }
 #endif
