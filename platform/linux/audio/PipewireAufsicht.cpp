@@ -107,7 +107,7 @@ void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
 // Whether there has been no device for so long that the connection is made anew.
 bool PipewireAufsicht::auffrischenFaellig(Zeitpunkt jetzt) {
   if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
-  if (!begonnen_) return false;
+  if (!begonnen_ || jetzt - *verbindungsVersuch_ < ABSTAND) return false;
   const bool erstes = verbundenSeit_ < *ohneZielSeit_;
   return erstes ? jetzt - *ohneZielSeit_ >= ERSTES_AUFFRISCHEN
                 : jetzt - verbundenSeit_ >= AUFFRISCHEN;

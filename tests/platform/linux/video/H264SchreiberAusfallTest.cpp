@@ -217,7 +217,7 @@ TEST_F(H264SchreiberAusfall, AFailureAtTheEndLeavesTheRecording) {
   ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0x2060A0).alsBild(0.0)));
   EXPECT_FALSE(schreiber.schliesseAb(7.0));
   ASSERT_TRUE(schreiber.fehler());
-  EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(EISDIR, "Abschluss der Videodatei"));
+  EXPECT_EQ(*schreiber.fehler(), Fehler::ausErrno(EEXIST, "Abschluss der Videodatei"));
   EXPECT_EQ(dekodierFehler(pfad_), "");
   EXPECT_NEAR(dauer(), 7.0, 0.002);
 }
