@@ -165,7 +165,7 @@ NACHWEISE = {
                "the program goes on, or ends with one line; files are whole",
                "`speicherfehler_test`: every n, alone and with all that follow"),
     "hours": (uhr, "Twelve hours with drift, dropouts, changes of format",
-              "timeline within 5 ms if device clocks are followed (2 ppm left; 80 is a clock that is not); "
+              "timeline within 5 ms if device clocks are followed (2 ppm left; 80 is the timeline without the stage that follows them); "
               "memory, descriptors and threads do not grow",
               "`dauerlauf_test`: virtual clock, device clocks 2 and 80 ppm off"),
     "kill": (kill, "kill -9",

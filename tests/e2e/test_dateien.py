@@ -123,7 +123,7 @@ class Dateien(lauf.Fall):
         aufnahme = self.laufend()
         aufnahme.chunk("me", ab_nummer=1)
         aufnahme.stoppe()
-        inhalt = leser.communicate(timeout=5.0)[0]
+        inhalt = leser.communicate(timeout=lauf.FRIST)[0]
         self.assertEqual(inhalt[:4], b"RIFF")
         satz = aufnahme.chunks("me")[0]
         self.assertAlmostEqual(satz["t1"] - satz["t0"], (len(inhalt) - 44) / 2 / signale.ZIEL,

@@ -24,7 +24,7 @@ class Leck(lauf.Fall):
         self.assertTrue(aufnahme.gestartet()["echo"])
         spieler = [self.raum.spiele(dateien[0], "speakers"), self.raum.spiele(dateien[1], "mic-feed")]
         for prozess in spieler:
-            self.assertEqual(prozess.wait(len(fern) / signale.RATE + 10.0), 0)
+            self.assertEqual(prozess.wait(len(fern) / signale.RATE + lauf.FRIST), 0)
         self.assertLess(aufnahme.stoppe(), 2.0)
 
         (echo,) = aufnahme.ereignisse("echo")

@@ -28,7 +28,7 @@ class Gespraech(lauf.Fall):
         spieler = [self.raum.spiele(dateien["them"], "speakers"),
                    self.raum.spiele(dateien["me"], "mic-feed")]
         for prozess in spieler:
-            self.assertEqual(prozess.wait(SEKUNDEN + 10.0), 0)
+            self.assertEqual(prozess.wait(SEKUNDEN + lauf.FRIST), 0)
         self.assertLess(aufnahme.stoppe(), 2.0)
 
         zeitachse = aufnahme.zeitachse()
