@@ -23,7 +23,7 @@ import prozesse
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BAU = os.path.join(WURZEL, "build")
 KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
-FUZZ_SEKUNDEN = 15
+FUZZ_SEKUNDEN = 8
 
 
 class Gescheitert(Exception):
