@@ -74,8 +74,9 @@ def ctest(preset, zaehler, umgebung=None, auswahl="."):
     """Runs the test programs of a build whose names match; counts their single tests."""
     with tempfile.TemporaryDirectory() as berichte:
         status, ausgabe = fuehre_aus(
-            "ctest", "--preset", preset, "--parallel", str(KERNE), "--no-tests=error", "-R", auswahl,
-            pruefe=False,
+            # One more than there are cores: the programs on real services wait most of the time.
+            "ctest", "--preset", preset, "--parallel", str(KERNE + 1), "--no-tests=error", "-R",
+            auswahl, pruefe=False,
             umgebung={"GTEST_OUTPUT": f"json:{berichte}/", **(umgebung or {})})
         gescheitert = 0
         for pfad in glob.glob(f"{berichte}/*.json"):
