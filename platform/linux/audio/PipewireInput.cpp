@@ -37,6 +37,7 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
     if (stopp_ || faden_.joinable()) return abgebrochen();
     if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
       return ergebnis;  // without the library nothing could be converted
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the promise moves into the thread
     auto faden = neuerFaden(
         quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",
         [this, &listener, v = std::move(versprechen)]() mutable { laufe(listener, std::move(v)); });

@@ -55,6 +55,7 @@ using AvioSchreibBytes = std::uint8_t;
 // clang-format on
 
 struct LibavAufrufe {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member
 #define HALLKORB_ZEIGER(name) decltype(&::name) name = nullptr;
   HALLKORB_LIBAVCODEC(HALLKORB_ZEIGER)
   HALLKORB_LIBAVFORMAT(HALLKORB_ZEIGER)
@@ -77,7 +78,7 @@ struct LibavFreigabe {
   void operator()(AVCodecContext* kodierer) const { libav().avcodec_free_context(&kodierer); }
   void operator()(AVFormatContext* datei) const { libav().avformat_free_context(datei); }
   void operator()(AVIOContext* strom) const {
-    av_freep(&strom->buffer);
+    av_freep(static_cast<void*>(&strom->buffer));
     libav().avio_context_free(&strom);
   }
   void operator()(SwsContext* wandler) const { libav().sws_freeContext(wandler); }
