@@ -24,7 +24,7 @@ void Gleichlauf::nimm(const PcmBlock& block, const Stempelfilter::Ort& ort) {
   }
   werte_.merke(block);
   PcmBlock unveraendert = block;
-  unveraendert.hostTime = *zeit_;
+  unveraendert.hostTime = zeit_;
   *zeit_ += block.dauer();
   weiter_(unveraendert);
 }
@@ -66,7 +66,7 @@ void Gleichlauf::gib(std::span<const float> samples) {
   block.format = format_;
   block.frames = static_cast<std::uint32_t>(samples.size() / format_.channels);
   block.samples = samples;
-  block.hostTime = *zeit_;
+  block.hostTime = zeit_;
   *zeit_ += block.dauer();
   weiter_(block);
 }
