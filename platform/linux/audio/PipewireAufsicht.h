@@ -22,12 +22,12 @@
 #include <string>
 
 #include "platform/AudioInput.h"
+#include "platform/clock/Hosttakt.h"
 #include "platform/linux/audio/BlockRing.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 #include "platform/linux/audio/PipewireStrom.h"
 #include "platform/linux/audio/PipewireVerbindung.h"
 #include "platform/linux/Deskriptor.h"
-#include "platform/takt/Hosttakt.h"
 
 namespace hallkorb {
 

@@ -1,4 +1,4 @@
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-#include "platform/takt/Hosttakt.h"
+#include "platform/clock/Hosttakt.h"
 #include "tests/oracles/echo/Fft.h"
 
 namespace hallkorb::szenen {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "capture/Zeitachse.h"
-#include "platform/takt/Hosttakt.h"
+#include "platform/clock/Hosttakt.h"
 #include "tests/support/Kristall.h"
 
 namespace hallkorb {

@@ -1,8 +1,8 @@
 // The delay estimator's loops around its transforms.
 #pragma once
 
-#include "echo/kern/Kernsatz.h"
-#include "echo/kern/Vektor.h"
+#include "echo/kernels/Kernsatz.h"
+#include "echo/kernels/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
 

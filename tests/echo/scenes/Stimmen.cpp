@@ -1,4 +1,4 @@
-#include "tests/echo/szenen/Stimmen.h"
+#include "tests/echo/scenes/Stimmen.h"
 
 #include "tests/support/Sprecher.h"
 

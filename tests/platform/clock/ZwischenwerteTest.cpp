@@ -5,7 +5,7 @@
 #include <numbers>
 #include <vector>
 
-#include "platform/takt/Zwischenwerte.h"
+#include "platform/clock/Zwischenwerte.h"
 
 namespace hallkorb {
 namespace {

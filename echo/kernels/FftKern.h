@@ -6,8 +6,8 @@
 // writes the same places and may therefore work in place.
 #pragma once
 
-#include "echo/kern/Kernsatz.h"
-#include "echo/kern/Vektor.h"
+#include "echo/kernels/Kernsatz.h"
+#include "echo/kernels/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
 

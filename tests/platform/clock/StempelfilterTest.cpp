@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/takt/Stempelfilter.h"
+#include "platform/clock/Stempelfilter.h"
 
 namespace hallkorb {
 namespace {

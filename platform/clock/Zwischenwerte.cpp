@@ -1,4 +1,4 @@
-#include "platform/takt/Zwischenwerte.h"
+#include "platform/clock/Zwischenwerte.h"
 
 #include <algorithm>
 #include <array>

@@ -12,8 +12,8 @@
 
 #include "audiofiles/Wav.h"
 #include "base/Text.h"
-#include "tests/echo/szenen/Bewertung.h"
-#include "tests/echo/szenen/Stimmen.h"
+#include "tests/echo/scenes/Bewertung.h"
+#include "tests/echo/scenes/Stimmen.h"
 
 namespace {
 

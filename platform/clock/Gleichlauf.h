@@ -20,10 +20,10 @@
 #include <functional>
 #include <optional>
 
+#include "platform/clock/Stempelfilter.h"
+#include "platform/clock/Taktregler.h"
+#include "platform/clock/Zwischenwerte.h"
 #include "platform/PcmBlock.h"
-#include "platform/takt/Stempelfilter.h"
-#include "platform/takt/Taktregler.h"
-#include "platform/takt/Zwischenwerte.h"
 
 namespace hallkorb {
 

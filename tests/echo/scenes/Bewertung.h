@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 namespace hallkorb::szenen {
 

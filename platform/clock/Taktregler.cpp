@@ -1,4 +1,4 @@
-#include "platform/takt/Taktregler.h"
+#include "platform/clock/Taktregler.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 // conversation.
 #pragma once
 
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 namespace hallkorb::szenen {
 

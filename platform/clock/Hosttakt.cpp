@@ -1,4 +1,4 @@
-#include "platform/takt/Hosttakt.h"
+#include "platform/clock/Hosttakt.h"
 
 #include <algorithm>
 #include <utility>

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "platform/takt/Hosttakt.h"
+#include "platform/clock/Hosttakt.h"
 #include "tests/support/Kristall.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // The table of one variant, from the kernels compiled with its instruction set.
 #pragma once
 
-#include "echo/kern/FftKern.h"
-#include "echo/kern/FilterKern.h"
-#include "echo/kern/VerzoegerungKern.h"
+#include "echo/kernels/FftKern.h"
+#include "echo/kernels/FilterKern.h"
+#include "echo/kernels/VerzoegerungKern.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
 

@@ -1,4 +1,4 @@
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 
 #include <initializer_list>
 

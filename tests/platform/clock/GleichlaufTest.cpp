@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/takt/Gleichlauf.h"
+#include "platform/clock/Gleichlauf.h"
 #include "tests/support/Kristall.h"
 
 namespace hallkorb {

@@ -1,4 +1,4 @@
-#include "platform/takt/Stempelfilter.h"
+#include "platform/clock/Stempelfilter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 // The kernels with vectors of eight doubles.
 #define HALLKORB_KERN avx512
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 
 #if defined(__AVX512F__) && defined(__AVX512DQ__)
-#include "echo/kern/Kerntabelle.h"
+#include "echo/kernels/Kerntabelle.h"
 
 namespace hallkorb::kern {
 

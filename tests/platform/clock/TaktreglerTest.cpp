@@ -5,7 +5,7 @@
 #include <optional>
 #include <random>
 
-#include "platform/takt/Taktregler.h"
+#include "platform/clock/Taktregler.h"
 
 namespace hallkorb {
 namespace {

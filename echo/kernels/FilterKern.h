@@ -3,8 +3,8 @@
 // Minima and maxima keep the order of comparison: it decides what becomes of a NaN.
 #pragma once
 
-#include "echo/kern/Kernsatz.h"
-#include "echo/kern/Vektor.h"
+#include "echo/kernels/Kernsatz.h"
+#include "echo/kernels/Vektor.h"
 
 namespace hallkorb::kern::HALLKORB_KERN {
 

@@ -1,6 +1,6 @@
 // The kernels with vectors of two doubles: what every processor of the family has (SSE2, NEON).
 #define HALLKORB_KERN basis
-#include "echo/kern/Kerntabelle.h"
+#include "echo/kernels/Kerntabelle.h"
 
 namespace hallkorb::kern {
 

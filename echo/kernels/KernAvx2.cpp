@@ -1,9 +1,9 @@
 // The kernels with vectors of four doubles.
 #define HALLKORB_KERN avx2
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 
 #if defined(__AVX2__) && defined(__FMA__) && !defined(__AVX512F__)
-#include "echo/kern/Kerntabelle.h"
+#include "echo/kernels/Kerntabelle.h"
 
 namespace hallkorb::kern {
 

@@ -1,4 +1,4 @@
-#include "tests/echo/szenen/Bewertung.h"
+#include "tests/echo/scenes/Bewertung.h"
 
 #include <algorithm>
 #include <cmath>

@@ -20,9 +20,9 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/clock/Gleichlauf.h"
+#include "platform/clock/Stempelfilter.h"
 #include "platform/PcmBlock.h"
-#include "platform/takt/Gleichlauf.h"
-#include "platform/takt/Stempelfilter.h"
 
 namespace hallkorb {
 

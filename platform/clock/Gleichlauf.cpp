@@ -1,4 +1,4 @@
-#include "platform/takt/Gleichlauf.h"
+#include "platform/clock/Gleichlauf.h"
 
 #include <algorithm>
 #include <utility>
