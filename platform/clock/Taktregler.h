@@ -1,12 +1,11 @@
 // How much faster or slower than the host's clock a device runs: a delay-locked loop.
 //
-// Its input is, for each block, by how much the stamp is later than the place that the block would
-// get; its output the ratio at which the stream has to be stretched so that this stays constant.
-// Crystals are off by 10 to 200 ppm and steady, stamps waver by 50 to 200 us from block to block
-// and slowly. So nothing is done until the mean deviation has moved by TOTZONE from what it was at
-// the beginning: a device on the host's own clock is never touched, and one that drifts has shown
-// its rate by then, from which the loop starts. The deviation reached by then stays, since only its
-// change would be heard.
+// Input: each block's stamp less its expected place. Output: the ratio at which the stream has to
+// be stretched so that this difference stays constant. Crystals are off by 10 to 200 ppm and
+// steady, stamps waver by 50 to 200 us from block to block and slowly. So nothing is done until the
+// mean deviation has moved by TOTZONE from what it was at the beginning: a device on the host's own
+// clock is never touched, and one that drifts has shown its rate by then, from which the loop
+// starts. The deviation reached by then stays, since only its change would be heard.
 //
 // The loop is of second order with a damping of 0.7, after F. Adriaensen, "Using a DLL to filter
 // time" (Linux Audio Conference 2005), behind a first-order low-pass that keeps the blocks' jitter

@@ -36,7 +36,7 @@ class X11Zeiger {
   void ereignis(const xcb_generic_event_t& ereignis);
   // `oberstes`: the child of the root window that holds `fenster`, or `fenster` itself.
   [[nodiscard]] Frage frage(xcb_window_t fenster, xcb_window_t oberstes) const;
-  // Nullopt if the pointer is not over the window.
+  // nullopt if the pointer is not over the window.
   [[nodiscard]] std::optional<Stand> lies(const Frage& frage) const;
   // The present shape; asks the server if it has changed.
   [[nodiscard]] const Zeigerbild& form();
