@@ -43,13 +43,13 @@ std::optional<int> offeneDatei(std::string_view pfad) {
 }
 
 // Where a path leads when its last component is a chain of symbolic links.
-struct Ziel {
+struct Kettenende {
   std::string pfad;          // no link any more; need not exist
   std::optional<int> offen;  // instead: an open file of this process
   int nummer = 0;            // error number
 };
 
-Ziel folgeVerweisen(std::string pfad, Dateien& dateien) {
+Kettenende folgeVerweisen(std::string pfad, Dateien& dateien) {
   for (int k = 0; k < MAX_VERWEISE; ++k) {
     if (const auto offen = offeneDatei(pfad)) return {{}, offen, 0};
     std::string weiter;
@@ -103,45 +103,45 @@ Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
 
 }  // namespace
 
-Ersatzdatei::Ort Ersatzdatei::finde(const std::string& pfad, Verweise verweise, Dateien& dateien) {
-  Ort ort;
+Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise, Dateien& dateien) {
+  Ziel ziel;
   if (verweise == Verweise::ersetzen && istVerweis(pfad, dateien)) {
-    ort.pfad = pfad;
-    return ort;
+    ziel.pfad = pfad;
+    return ziel;
   }
-  Ziel ziel = folgeVerweisen(pfad, dateien);
-  ort.pfad = std::move(ziel.pfad);
-  ort.offen = ziel.offen;
-  ort.nummer = ziel.nummer;
-  if (ort.nummer != 0 || ort.offen) return ort;
+  Kettenende ende = folgeVerweisen(pfad, dateien);
+  ziel.pfad = std::move(ende.pfad);
+  ziel.offen = ende.offen;
+  ziel.nummer = ende.nummer;
+  if (ziel.nummer != 0 || ziel.offen) return ziel;
   Dateien::Zustand zustand;
-  const int ergebnis = beharrlich([&] { return dateien.zustand(ort.pfad, zustand); });
-  if (ergebnis == -ENOENT) return ort;
+  const int ergebnis = beharrlich([&] { return dateien.zustand(ziel.pfad, zustand); });
+  if (ergebnis == -ENOENT) return ziel;
   if (ergebnis < 0) {
-    ort.nummer = -ergebnis;
+    ziel.nummer = -ergebnis;
   } else if (zustand.art == Dateien::Art::datei) {
-    ort.bisher = zustand.rechte;
+    ziel.bisher = zustand.rechte;
   } else {
-    ort.bleibt = true;
+    ziel.bleibt = true;
   }
-  return ort;
+  return ziel;
 }
 
 Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
     : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien) {}
 
-Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
-    : pfad_(std::move(pfad)), ort_(std::move(ort)), nummer_(ort_.nummer), dateien_(dateien) {
+Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien)
+    : pfad_(std::move(pfad)), ziel_(std::move(ziel)), nummer_(ziel_.nummer), dateien_(dateien) {
   if (nummer_ != 0) return;
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
   // permissions refuses that, which does no harm.
   Teil teil;
-  if (ort_.wirdErsetzt()) {
-    const mode_t rechte = ort_.bisher ? *ort_.bisher : rechteNeuerDatei(ort_.pfad, dateien_);
-    teil = neuesTeil(ordnerVon(ort_.pfad), rechte, dateien_);
+  if (ziel_.wirdErsetzt()) {
+    const mode_t rechte = ziel_.bisher ? *ziel_.bisher : rechteNeuerDatei(ziel_.pfad, dateien_);
+    teil = neuesTeil(ordnerVon(ziel_.pfad), rechte, dateien_);
   }
-  if (!ort_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
+  if (!ziel_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
     teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
   }
   if (teil.datei < 0) {
@@ -150,8 +150,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
   }
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
-  if (ort_.wirdErsetzt() && ort_.bisher) {
-    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ort_.bisher); });
+  if (ziel_.wirdErsetzt() && ziel_.bisher) {
+    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ziel_.bisher); });
   }
 }
 
@@ -159,8 +159,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien)
 // instead.
 bool Ersatzdatei::bleibtAmOrt(int nummer) {
   if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
-  ort_.bleibt = ort_.bisher.has_value();
-  return ort_.bleibt;
+  ziel_.bleibt = ziel_.bisher.has_value();
+  return ziel_.bleibt;
 }
 
 Ersatzdatei::~Ersatzdatei() {
@@ -181,14 +181,14 @@ Ergebnis Ersatzdatei::vollende() {
     const int beimSchliessen = hallkorb::schliesse(*std::exchange(datei_, std::nullopt), dateien_);
     if (nummer_ == 0) nummer_ = beimSchliessen;
   }
-  if (nummer_ == 0) nummer_ = ort_.wirdErsetzt() ? benenneUm() : gibWeiter();
+  if (nummer_ == 0) nummer_ = ziel_.wirdErsetzt() ? benenneUm() : gibWeiter();
   raeumeAuf();
   if (nummer_ == 0) return {};
   return Fehler::ausErrno(nummer_, "Schreiben nach " + pfad_);
 }
 
 int Ersatzdatei::benenneUm() {
-  const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ort_.pfad); });
+  const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ziel_.pfad); });
   if (nummer == 0) teil_.clear();
   // Others' files in a folder like /tmp may be written, not replaced.
   return bleibtAmOrt(nummer) ? gibWeiter() : nummer;
@@ -202,32 +202,33 @@ void Ersatzdatei::raeumeAuf() {
 
 // Copies what was stored to a target that stays.
 int Ersatzdatei::gibWeiter() {
-  const int ziel =
-      ort_.offen ? *ort_.offen : oeffneVorhandenes(ort_.pfad, dateien_, ort_.bisher ? O_TRUNC : 0);
-  if (ziel < 0) return -ziel;
+  const int griff = ziel_.offen
+                        ? *ziel_.offen
+                        : oeffneVorhandenes(ziel_.pfad, dateien_, ziel_.bisher ? O_TRUNC : 0);
+  if (griff < 0) return -griff;
   int nummer = 0;
   const bool ganz = liesStueckweise(
       teil_,
       [&](std::span<const std::uint8_t> bytes) {
-        if (nummer == 0) nummer = schreibeGanz(ziel, bytes, dateien_).nummer;
+        if (nummer == 0) nummer = schreibeGanz(griff, bytes, dateien_).nummer;
       },
       dateien_);
   if (nummer == 0 && !ganz) nummer = EIO;
-  const int beimSchliessen = ort_.offen ? 0 : hallkorb::schliesse(ziel, dateien_);
+  const int beimSchliessen = ziel_.offen ? 0 : hallkorb::schliesse(griff, dateien_);
   return nummer != 0 ? nummer : beimSchliessen;
 }
 
 Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                       Dateien& dateien, Verweise verweise) {
-  Ersatzdatei::Ort ort = Ersatzdatei::finde(pfad, verweise, dateien);
-  if (ort.nummer == 0 && !ort.wirdErsetzt()) {
+  Ersatzdatei::Ziel ziel = Ersatzdatei::finde(pfad, verweise, dateien);
+  if (ziel.nummer == 0 && !ziel.wirdErsetzt()) {
     // All bytes are at hand: no need to store them first.
-    const int nummer = ort.offen ? schreibeGanz(*ort.offen, bytes, dateien).nummer
-                                 : schreibeHinein(ort.pfad, bytes, dateien);
+    const int nummer = ziel.offen ? schreibeGanz(*ziel.offen, bytes, dateien).nummer
+                                  : schreibeHinein(ziel.pfad, bytes, dateien);
     if (nummer == 0) return {};
     return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
   }
-  Ersatzdatei datei(pfad, std::move(ort), dateien);
+  Ersatzdatei datei(pfad, std::move(ziel), dateien);
   datei.schreibe(bytes);
   return datei.vollende();
 }

@@ -60,7 +60,7 @@ class Ersatzdatei {
                                Dateien& dateien, Verweise verweise);
 
   // What a path leads to.
-  struct Ort {
+  struct Ziel {
     std::string pfad;              // links followed; need not exist
     std::optional<int> offen;      // instead: an open file of this process
     std::optional<mode_t> bisher;  // permissions of the file that is replaced
@@ -70,15 +70,15 @@ class Ersatzdatei {
     [[nodiscard]] bool wirdErsetzt() const { return !offen && !bleibt; }
   };
 
-  static Ort finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
-  Ersatzdatei(std::string pfad, Ort ort, Dateien& dateien);
+  static Ziel finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
+  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();
   int gibWeiter();
   void raeumeAuf();
 
   std::string pfad_;
-  Ort ort_;
+  Ziel ziel_;
   std::string teil_;          // the file that is written; empty once it is renamed or removed
   std::optional<int> datei_;  // its handle, while open
   int nummer_ = 0;            // the first error

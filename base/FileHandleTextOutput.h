@@ -67,8 +67,8 @@ class FileHandleTextOutput {
   void halteZurueck();
   void gibFrei(const std::vector<std::string>& zuerst);
 
-  // What cannot be written within this many seconds from now is given up. Without a value nothing
-  // is.
+  // What cannot be written within this many seconds from now is given up. Without a value there is
+  // no limit.
   void begrenze(std::optional<double> sekunden);
 
   // Called once, on the writing thread and with no lock held, when a write fails because the

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "echo/EchoStrecke.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 #include "echo/KFFT.h"
 #include "echo/Verzoegerungsschaetzer.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 #if defined(HALLKORB_FFTW)
 #include <fftw3.h>

@@ -12,7 +12,7 @@
 #include "echo/EchoStrecke.h"
 #include "echo/KFFT.h"
 #include "echo/Verzoegerungsschaetzer.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/takt/Hosttakt.h"
+#include "platform/clock/Hosttakt.h"
 
 namespace hallkorb {
 namespace {

@@ -3,7 +3,7 @@
 # and the other kernels use what every processor of the family has.
 
 set(echo_kernel KernAvx2.cpp KernAvx512.cpp KernBasis.cpp)
-list(TRANSFORM echo_kernel PREPEND kern/)
+list(TRANSFORM echo_kernel PREPEND kernels/)
 if(HALLKORB_MACOS)
   set(echo_fft KFFTAccelerate.cpp)
 else()
@@ -12,10 +12,10 @@ endif()
 
 hallkorb_library(hallkorb_echo FOLDER echo
   HEADERS DFeld.h EchoStrecke.h Echokompensation.h Fliesskomma.h KFFT.h Nachfilter.h PaarFFT.h
-          Verzoegerungsschaetzer.h kern/FftKern.h kern/FilterKern.h
-          kern/Kernsatz.h kern/Kerntabelle.h kern/Vektor.h kern/VerzoegerungKern.h
+          Verzoegerungsschaetzer.h kernels/FftKern.h kernels/FilterKern.h
+          kernels/Kernsatz.h kernels/Kerntabelle.h kernels/Vektor.h kernels/VerzoegerungKern.h
   SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
-          Verzoegerungsschaetzer.cpp ${echo_fft} kern/Kernsatz.cpp ${echo_kernel}
+          Verzoegerungsschaetzer.cpp ${echo_fft} kernels/Kernsatz.cpp ${echo_kernel}
   DEPENDS hallkorb_base)
 set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/DFeld.cpp
              APPEND PROPERTY COMPILE_DEFINITIONS HALLKORB_MACOS=$<BOOL:${HALLKORB_MACOS}>)
@@ -30,8 +30,8 @@ endif()
 list(TRANSFORM echo_kernel PREPEND ${PROJECT_SOURCE_DIR}/echo/)
 set_property(SOURCE ${echo_kernel} APPEND PROPERTY COMPILE_OPTIONS -O3 -ffp-contract=fast)
 if(NOT APPLE AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
-  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kern/KernAvx2.cpp
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kernels/KernAvx2.cpp
                APPEND PROPERTY COMPILE_OPTIONS -mavx2 -mfma)
-  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kern/KernAvx512.cpp
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kernels/KernAvx512.cpp
                APPEND PROPERTY COMPILE_OPTIONS -mavx512f -mavx512dq -mfma)
 endif()

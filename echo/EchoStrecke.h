@@ -35,7 +35,7 @@ class EchoStrecke {
  public:
   // A cleaned piece, never empty, and for each sample whether it belongs to near-end speech. Both
   // are valid only during the call.
-  using Ausgabe = std::function<void(std::span<const float>, const std::vector<bool>&)>;
+  using Empfaenger = std::function<void(std::span<const float>, const std::vector<bool>&)>;
 
   // Cancels echoes of up to `partitionen` x 16 ms.
   explicit EchoStrecke(std::int64_t partitionen);
@@ -55,7 +55,7 @@ class EchoStrecke {
   [[nodiscard]] std::string statistik() const;
 
   // Receives the output; set by the owner before anything is fed.
-  Ausgabe ausgabe = [](std::span<const float>, const std::vector<bool>&) {};
+  Empfaenger ausgabe = [](std::span<const float>, const std::vector<bool>&) {};
 
   [[nodiscard]] const Echokompensation& kompensation() const { return ec; }
   // The last delay estimate in samples, the applied delay in blocks and how often it changed.

@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 #include "echo/Nachfilter.h"
 #include "echo/PaarFFT.h"
 

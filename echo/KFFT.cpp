@@ -9,7 +9,7 @@
 
 #include "base/Abbruch.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 
 namespace hallkorb {
 

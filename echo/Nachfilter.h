@@ -19,7 +19,7 @@
 #include <optional>
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 #include "echo/PaarFFT.h"
 
 namespace hallkorb {

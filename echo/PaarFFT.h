@@ -16,7 +16,7 @@
 #pragma once
 
 #include "echo/DFeld.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {

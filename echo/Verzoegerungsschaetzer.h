@@ -20,7 +20,7 @@
 
 #include "base/Vorrat.h"
 #include "echo/DFeld.h"
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 #include "echo/KFFT.h"
 
 namespace hallkorb {

@@ -14,7 +14,7 @@ constexpr double SUCH_ABSTAND = 3.0;   // seconds between two attempts to start
 constexpr double PRUEF_ABSTAND = 2.0;  // seconds between two checks of the screen
 constexpr double TITEL_ABSTAND = 0.2;  // the same for titles, which some pages change all the time
 
-// What this computer lacks: it would be reported with every attempt.
+// Logged once: the computer will lack it at every attempt.
 bool dauerhaft(const Fehler& fehler) {
   return fehler == keinFaden() || istNichtAufnehmbar(fehler);
 }

@@ -38,6 +38,9 @@ REGELN = {
         ["base/Fehler.h", "platform/AudioInput.h"],
         ["capture/Zeitachse.h", "audiofiles/Wav.h", "driver/Config.h",
          "platform/linux/LinuxHostClock.h"]),
+    "platform/clock/Hosttakt.cpp": (
+        ["base/Fehler.h", "platform/PcmBlock.h"],
+        ["capture/Zeitachse.h", "audiofiles/Wav.h", "driver/Config.h"]),
     "capture/Zeitachse.cpp": (
         ["platform/HostClock.h", "base/Ausgabe.h"],
         ["audiofiles/Wav.h", "driver/modes/LiveAufnahme.h"]),

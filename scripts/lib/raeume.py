@@ -15,7 +15,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 RAEUME = {
     "driver": (7, r"driver/"),
     "linux: ties": (6, r"platform/linux/Linux(Plattform|RunLoop)\."),
-    "takt": (2, r"platform/takt/"),
+    "clock": (2, r"platform/clock/"),
     "linux/audio": (4, r"platform/linux/audio/"),
     "linux/screen": (4, r"platform/linux/screen/"),
     "linux/video": (4, r"platform/linux/video/"),

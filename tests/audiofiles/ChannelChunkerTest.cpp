@@ -463,7 +463,7 @@ TEST_F(ChannelChunkerTest, NamesGoIntoTheLineAsTheyAre) {
 }
 
 // Lengths of zero and less are taken as they are: if they cut nothing, everything waits for the
-// end. A chunker that kept on cutting nothing would hang here.
+// end. A chunker that repeated an empty cut would hang here.
 TEST_F(ChannelChunkerTest, LengthsThatCutNothingLeaveAllToTheEnd) {
   constexpr double AM_RAND = 576460752303423.0;  // less than 0.8 s from 2^63 samples
   struct Fall {

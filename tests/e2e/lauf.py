@@ -171,7 +171,7 @@ class Lauf:
         fremd = [zeile for zeile in self.diagnose.texte() if not zeile.startswith("[hallkorb] ")]
         self.test.assertEqual(fremd, [])
 
-    # --- What was said ------------------------------------------------------------------------
+    # --- What was printed --------------------------------------------------------------------
 
     def saetze(self):
         return [json.loads(text) for text in self.aus.texte()]

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "echo/kern/Kernsatz.h"
+#include "echo/kernels/Kernsatz.h"
 
 namespace hallkorb {
 

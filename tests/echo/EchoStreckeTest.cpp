@@ -12,7 +12,7 @@
 #include "echo/EchoStrecke.h"
 #include "tests/echo/Einblick.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 #include "tests/oracles/echo/EchoStrecke.h"
 
 namespace hallkorb {

@@ -17,9 +17,9 @@
 #include "tests/echo/Befehlssaetze.h"
 #include "tests/echo/Einblick.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/szenen/Bewertung.h"
-#include "tests/echo/szenen/Stimmen.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Bewertung.h"
+#include "tests/echo/scenes/Stimmen.h"
+#include "tests/echo/scenes/Szene.h"
 #include "tests/oracles/echo/EchoStrecke.h"
 
 namespace hallkorb {

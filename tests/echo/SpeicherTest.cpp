@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "echo/EchoStrecke.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "tests/echo/szenen/Bewertung.h"
-#include "tests/echo/szenen/Stimmen.h"
+#include "tests/echo/scenes/Bewertung.h"
+#include "tests/echo/scenes/Stimmen.h"
 
 namespace hallkorb {
 namespace {

@@ -58,7 +58,7 @@ class Bildsammler final : public WindowStreamListener {
   }
 
   // Waits for a picture, later than all that have been waited for, of which `bedingung` holds; and
-  // returns it. Nullopt if none comes in time.
+  // returns it. nullopt if none comes in time.
   std::optional<Aufnahme> warteAuf(const std::function<bool(const Aufnahme&)>& bedingung,
                                    double sekunden = 10.0) {
     std::unique_lock halter(lock_);

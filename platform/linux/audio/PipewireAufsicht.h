@@ -6,7 +6,7 @@
 // interruption. It follows no sequence of states, so whatever the daemon, the session manager, the
 // user and the devices do, in any order, cannot leave it stuck in one.
 //
-// It is not PipeWire's client that decides what a stream records: the session manager links it, and
+// A client of PipeWire does not decide what its stream records: the session manager links it, and
 // any program may link it anew. So blocks wait in the ring until the graph shows that their stream
 // is linked to the right device. Then the stream is verified, and they are handed over.
 //
@@ -22,12 +22,12 @@
 #include <string>
 
 #include "platform/AudioInput.h"
+#include "platform/clock/Hosttakt.h"
 #include "platform/linux/audio/BlockRing.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 #include "platform/linux/audio/PipewireStrom.h"
 #include "platform/linux/audio/PipewireVerbindung.h"
 #include "platform/linux/Deskriptor.h"
-#include "platform/takt/Hosttakt.h"
 
 namespace hallkorb {
 

@@ -31,7 +31,7 @@ struct Verhaeltnis {
 
 // The engine takes whole rates only, but looks at nothing but their ratio. So it gets the ratio in
 // whole numbers, by continued fraction: exact for all rates that occur (16000.5 Hz from 44.1 kHz is
-// 88200 : 32001), otherwise within a millionth, far less than a device's own clock is off. Nullopt
+// 88200 : 32001), otherwise within a millionth, far less than a device's own clock is off. nullopt
 // if the rates are too far apart.
 std::optional<Verhaeltnis> ganzzahlig(double von, double nach) {
   const double ziel = von / nach;

@@ -45,7 +45,7 @@ struct AppKennung {
 // The table.
 [[nodiscard]] std::span<const AppKennung> appKennungen();
 
-// The application; nullopt if the window says nothing of it. The identifier of one that is not in
+// The application; nullopt if the window does not name one. The identifier of one that is not in
 // the table is its class name (otherwise its instance, otherwise its desktop file), with quotation
 // marks, backslashes and control characters replaced by "_": identifiers are written into JSON as
 // they are.

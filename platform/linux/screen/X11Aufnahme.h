@@ -67,8 +67,8 @@ class X11Aufnahme {
   std::unique_ptr<X11Fenster> fenster_;
   xcb_atom_t titelName_ = XCB_ATOM_NONE;  // _NET_WM_NAME
   bool titelNeu_ = false;
-  std::optional<X11Zeiger::Ort> gezeichnet_;  // the pointer in the last picture
-  Uhr::time_point fruehestens_{};             // the next picture or look at the pointer
+  std::optional<X11Zeiger::Stand> gezeichnet_;  // the pointer in the last picture
+  Uhr::time_point fruehestens_{};               // the next picture or look at the pointer
 };
 
 }  // namespace hallkorb

@@ -83,8 +83,7 @@ void X11Waechter::bewache(X11Verbindung* verbindung, Uhr::time_point bis) {
   neues_.notify_one();
 }
 
-// A connection that is set is alive, and breaking it only closes a socket; so that happens under
-// the lock.
+// A connection that is set is alive. Breaking it only closes a socket, so the lock may be held.
 void X11Waechter::laufe() {
   std::unique_lock halter(lock_);
   while (!zuEnde_) {

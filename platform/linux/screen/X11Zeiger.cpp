@@ -22,7 +22,7 @@ X11Zeiger::Frage X11Zeiger::frage(xcb_window_t fenster, xcb_window_t oberstes) c
           oberstes};
 }
 
-std::optional<X11Zeiger::Ort> X11Zeiger::lies(const Frage& frage) const {
+std::optional<X11Zeiger::Stand> X11Zeiger::lies(const Frage& frage) const {
   const X11Antwort<xcb_query_pointer_reply_t> zeiger(
       xcb_query_pointer_reply(verbindung_.get(), frage.zeiger, nullptr));
   const X11Antwort<xcb_translate_coordinates_reply_t> fenster(
@@ -30,7 +30,7 @@ std::optional<X11Zeiger::Ort> X11Zeiger::lies(const Frage& frage) const {
   if (!zeiger || !fenster || zeiger->same_screen == 0 || zeiger->child != frage.oberstes) {
     return std::nullopt;
   }
-  return Ort{zeiger->root_x - fenster->dst_x, zeiger->root_y - fenster->dst_y, form_};
+  return Stand{zeiger->root_x - fenster->dst_x, zeiger->root_y - fenster->dst_y, form_};
 }
 
 const Zeigerbild& X11Zeiger::form() {

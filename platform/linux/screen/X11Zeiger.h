@@ -17,12 +17,12 @@ namespace hallkorb {
 
 class X11Zeiger {
  public:
-  struct Ort {
+  struct Stand {
     int x = 0;  // in the window
     int y = 0;
     std::uint64_t form = 0;  // changes with the pointer's shape
 
-    friend bool operator==(const Ort&, const Ort&) = default;
+    friend bool operator==(const Stand&, const Stand&) = default;
   };
   struct Frage {
     xcb_query_pointer_cookie_t zeiger{};
@@ -36,8 +36,8 @@ class X11Zeiger {
   void ereignis(const xcb_generic_event_t& ereignis);
   // `oberstes`: the child of the root window that holds `fenster`, or `fenster` itself.
   [[nodiscard]] Frage frage(xcb_window_t fenster, xcb_window_t oberstes) const;
-  // Nullopt if the pointer is not over the window.
-  [[nodiscard]] std::optional<Ort> lies(const Frage& frage) const;
+  // nullopt if the pointer is not over the window.
+  [[nodiscard]] std::optional<Stand> lies(const Frage& frage) const;
   // The present shape; asks the server if it has changed.
   [[nodiscard]] const Zeigerbild& form();
 

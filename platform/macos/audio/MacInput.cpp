@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "base/Faden.h"
+#include "platform/clock/Hosttakt.h"
 #include "platform/macos/Fehlertexte.h"
-#include "platform/takt/Hosttakt.h"
 
 namespace hallkorb {
 namespace {

@@ -40,7 +40,7 @@ struct TonPuffer {
 class PcmUebersetzer {
  public:
   // `frames` frames out of `puffer`. The block is valid until the next call, and no longer than the
-  // buffers are. Nullopt unless the description is of native linear PCM in 16 or 32-bit integers or
+  // buffers are. nullopt unless the description is of native linear PCM in 16 or 32-bit integers or
   // 32 or 64-bit floats, with channels and enough buffers of sufficient length.
   [[nodiscard]] std::optional<PcmBlock> uebersetze(const TonBeschreibung& beschreibung,
                                                    std::span<const TonPuffer> puffer,

@@ -22,7 +22,7 @@
 #include "driver/modes/EchoDatei.h"
 #include "echo/EchoStrecke.h"
 #include "tests/echo/Lauf.h"
-#include "tests/echo/szenen/Szene.h"
+#include "tests/echo/scenes/Szene.h"
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/TempOrdner.h"

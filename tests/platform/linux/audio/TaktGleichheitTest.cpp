@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "capture/BlockWeg.h"
+#include "platform/clock/Hosttakt.h"
 #include "platform/linux/audio/SwrKonverter.h"
-#include "platform/takt/Hosttakt.h"
 #include "tests/support/Kristall.h"
 
 namespace hallkorb {
