@@ -1,9 +1,14 @@
 // The calls into the capture service and its answers, run.
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/macos/screen/SckStrom.h"
 #include "tests/macos/lauf/SckLauf.h"
 
 namespace hallkorb {
@@ -347,6 +352,38 @@ TEST_F(ScreenCaptureKitTest, AStreamWhoseStopIsNeverAnsweredIsKeptForGood) {
   for (const char* klasse : {"SCStream", "HKStromEmpfaenger", "SCContentFilter", "SCDisplay"})
     duldet(klasse, 1);
   if (neue("HKSchlange") > 0) duldet("HKSchlange", 1);  // where its samples came
+}
+
+// The delegate's call is on the stack of the service, which holds neither, when the program gives
+// the stream up.
+TEST_F(ScreenCaptureKitTest, AStreamThatTheServiceEndedIsKeptWhileTheDelegateIsCalled) {
+  struct Aufgebender final : StromEmpfaenger {
+    SckStrom* strom = nullptr;
+    std::function<void()> danach;
+    void beendet(const Fehler&) override {
+      strom->merkeEnde();
+      EXPECT_TRUE(gelang(strom->beende()));
+      danach();
+    }
+  };
+  SckStrom ganzer(std::move(strom));
+  const auto aufgebender = std::make_shared<Aufgebender>();
+  aufgebender->strom = &ganzer;
+  bool gerufen = false;
+  aufgebender->danach = [&] {
+    gerufen = true;
+    EXPECT_EQ(neue("SCStream"), 1);
+    EXPECT_EQ(neue("HKStromEmpfaenger"), 1);
+  };
+  ASSERT_TRUE(gelang(ganzer.starte(*inhalt(), EINS, tonEinstellungen(), StromAusgang::ton,
+                                   "sck.audio", aufgebender, std::make_shared<Wartestelle>(),
+                                   Wartestelle::Uhr::now() + std::chrono::minutes(1))));
+  bildschirm::beende(-3821);
+  EXPECT_TRUE(gerufen);
+  EXPECT_EQ(bildschirm::zuFruehFreigegeben(), 0);
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(neue("SCStream"), 0);
+  EXPECT_EQ(neue("HKStromEmpfaenger"), 0);
 }
 
 }  // namespace
