@@ -259,15 +259,23 @@ def stufe_macos(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+# End-to-end tests that take a few seconds in all: both inputs refused, no screen, and a recording of both
+# channels that a signal ends.
+KURZ_MACOS = ("Verweigert.test_beide", "Verweigert.test_kein_bildschirm",
+              "Stopp.test_das_system_meldet_nicht")
+
+
 def stufe_macos_lauf(zaehler):
     """the macOS backend on stand-ins of the platform, under each sanitizer"""
-    stufe_macos_asan(zaehler)
-    _macos_lauf(zaehler, "macos-tsan")
+    for preset in ("macos-asan", "macos-tsan"):
+        _macos_lauf(zaehler, preset)
 
 
 def stufe_macos_asan(zaehler):
-    """the first half of "macos-lauf": under the address and undefined-behaviour sanitizers"""
+    """the macOS backend and a few starts of the whole program, under the address sanitizer"""
     _macos_lauf(zaehler, "macos-asan")
+    if prozesse.LINUX:
+        _macos_e2e(zaehler, "macos-asan", *KURZ_MACOS)
 
 
 def _macos_lauf(zaehler, preset):
@@ -297,14 +305,22 @@ def stufe_macos_e2e(zaehler):
     """the program as it is built for macOS, end to end on stand-ins, under each sanitizer"""
     if not prozesse.LINUX:
         return
-    baue("release", "hallkorb", "testsprecher", "testchunker")
     for preset in ("macos-asan", "macos-tsan"):
         baue(preset, "hallkorb", optionen=SCHNELL_MACOS)
-        # They wait for their own clocks most of the time.
-        status, ausgabe = fuehre_aus(
-            sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6", pruefe=False,
-            umgebung={"HALLKORB_MACOS": os.path.join(BAU, preset, "hallkorb")})
-        zaehle_schlusszeile(zaehler, status, ausgabe)
+        _macos_e2e(zaehler, preset)
+
+
+def _macos_e2e(zaehler, preset, *welche):
+    baue("release", "hallkorb", "testsprecher", "testchunker")  # with what it is compared
+    programm = os.path.join(BAU, preset, "hallkorb")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), programm,
+                                 pruefe=False)
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+    # They wait for their own clocks most of the time.
+    status, ausgabe = fuehre_aus(
+        sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6", *welche, pruefe=False,
+        umgebung={"HALLKORB_MACOS": programm})
+    zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
 def stufe_arm64(zaehler):
@@ -324,7 +340,7 @@ STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "takt", "ausdauer", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
     "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
-# "macos-asan", which is a part of "macos-lauf";
+# "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
 UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if prozesse.LINUX
            else ["release", "haus", "asan", "tsan"])

@@ -3,6 +3,7 @@
 import json
 import os
 import random
+import shutil
 import signal
 import subprocess
 
@@ -149,7 +150,8 @@ class Gespraech(drehbuch.MacFall):
         zeiten = gehalten["schreiber"]["zeiten"]
         self.assertEqual(video["frames"], len(zeiten))
         bilder = [zeit for zeit, fenster in gehalten["bilder"] if fenster == ZOOM["id"]]
-        self.assertLess(len(bilder) - len(zeiten), 20)  # taken after the stop
+        # The others were taken after the stop, for as long as that took.
+        self.assertGreater(len(zeiten), SEKUNDEN / 0.1 * 0.5)
         numpy.testing.assert_allclose(zeiten, bilder[:len(zeiten)], atol=1e-6)
         numpy.testing.assert_allclose(numpy.diff(zeiten), 0.1, atol=1e-6)
         self.assertEqual(gehalten["schreiber"]["rufe"], [
@@ -158,7 +160,7 @@ class Gespraech(drehbuch.MacFall):
         (start,) = aufnahme.ereignisse("video_start")
         (started,) = aufnahme.ereignisse("started")
         erstes = zeiten[0] + gehalten["unixBeiHost0"] - started["null_unix_ms"] / 1000.0
-        self.assertAlmostEqual(start["t_s"], erstes, delta=2.0)
+        self.assertAlmostEqual(start["t_s"], erstes, delta=15.0)
 
     def pruefe_wie_linux(self, aufnahme, roh, referenz):
         """The program for Linux makes the same chunks of the same sound: their limits, their marks of
@@ -363,6 +365,76 @@ class Verweigert(drehbuch.MacFall):
         self.stoppe_ganz(aufnahme)
 
 
+class Zahlen(drehbuch.MacFall):
+
+    def test_unmoegliche_rate(self):
+        for wert in ("nan", "inf", "1e300"):
+            with self.subTest(wert=wert):
+                aufnahme = self.aufnehmen("--rate", wert, warte=False)
+                self.assertEqual(aufnahme.ende(drehbuch.FRIST), -signal.SIGABRT, aufnahme.alles())
+                self.assertEqual(aufnahme.aus.texte(), [])
+                (zeile,) = aufnahme.diagnose.texte()
+                self.assertRegex(zeile, r"^\[hallkorb\] .*--rate")
+
+
+class Ordner(drehbuch.MacFall):
+
+    def laufend(self):
+        aufnahme = self.aufnehmen()
+        datei = self.schreibe_klang("klang", signale.rauschen(60.0, 4))
+        self.buch.tu("spiele", mikro=datei, system=datei)
+        return aufnahme
+
+    def test_datei_an_der_stelle_des_ordners(self):
+        """The recording runs and reports; nothing can be written."""
+        belegt = os.path.join(self.ordner, "belegt")
+        with open(belegt, "w", encoding="ascii") as datei:
+            datei.write("bleibt")
+        aufnahme = self.aufnehmen("--out", belegt)
+        self.buch.tu("spiele", mikro=self.schreibe_klang("klang", signale.rauschen(30.0, 4)))
+        aufnahme.meldung("WAV-Schreibfehler (me #0): ", drehbuch.FRIST)
+        self.stoppe_ganz(aufnahme)
+        self.assertEqual(aufnahme.chunks(), [])
+        with open(belegt, encoding="ascii") as datei:
+            self.assertEqual(datei.read(), "bleibt")
+
+    def test_im_lauf_entfernt(self):
+        aufnahme = self.laufend()
+        aufnahme.chunk("me", frist=drehbuch.FRIST)
+        shutil.rmtree(aufnahme.ordner)
+        aufnahme.meldung("WAV-Schreibfehler (me #", drehbuch.FRIST)
+        aufnahme.meldung("WAV-Schreibfehler (them #", drehbuch.FRIST)
+        self.stoppe_ganz(aufnahme)
+        self.assertFalse(os.path.exists(aufnahme.ordner))
+
+
+class Probe(drehbuch.MacFall):
+    """The list of the windows."""
+
+    def test_fenster_und_wahl(self):
+        post = {"id": 11, "app": "com.apple.mail", "titel": "Posteingang"}
+        for alle in ((), ("--alle",)):
+            with self.subTest(alle=alle):
+                probe = self.aufnehmen("--fenster-probe", *alle, warte=False,
+                                       vorher=[("fenster", ZOOM), ("fenster", post)])
+                self.pruefe_ende(probe)
+                *zeilen, wahl = probe.saetze()
+                self.assertEqual((wahl["wahl"]["art"], wahl["wahl"]["id"], wahl["wahl"]["rang"]),
+                                 ("fenster", ZOOM["id"], 1))
+                gezeigt = {zeile["fenster"]: zeile["titel"] for zeile in zeilen if "fenster" in zeile}
+                self.assertEqual(gezeigt, {f["id"]: f["titel"] for f in ([ZOOM, post] if alle else [ZOOM])})
+                self.assertEqual([zeile for zeile in zeilen if "fenster" not in zeile],
+                                 [] if alle else [{"andere_fenster": 1}])
+
+    def test_ohne_erlaubnis(self):
+        probe = self.aufnehmen("--fenster-probe", warte=False,
+                               vorher=[("fehler", {"frage": "inhalt", "code": USER_DECLINED})])
+        self.pruefe_ende(probe, status=2)
+        self.assertEqual(probe.saetze(), [])
+        (zeile,) = probe.diagnose.texte()
+        self.assertIn("Bildschirm- & Systemaudioaufnahme", zeile)
+
+
 class Stopp(drehbuch.MacFall):
 
     def laut(self, aufnahme):
@@ -386,22 +458,22 @@ class Stopp(drehbuch.MacFall):
         """Before the program has taken a signal over it kills, and nothing has happened; from then on
         the end is orderly."""
         zufall = random.Random(11)
-        ordentlich = 0
-        for _ in range(16):
-            verzug = 0.002 * 400 ** zufall.random()  # up to 0.8 s
+        momente = [0.002 * 400 ** zufall.random() for _ in range(15)]  # up to 0.8 s
+        for verzug in (*momente, None):
             with self.subTest(verzug=verzug):
                 aufnahme = self.aufnehmen(warte=False)
-                self.assertIsNone(aufnahme.aus.warte(lambda _: False, verzug))
+                if verzug is None:  # the last one comes late enough on any machine
+                    aufnahme.ereignis("started", drehbuch.FRIST)
+                else:
+                    self.assertIsNone(aufnahme.aus.warte(lambda _: False, verzug))
                 aufnahme.sende()
                 status = aufnahme.ende(drehbuch.FRIST)
-                if status == -signal.SIGINT:
+                if status == -signal.SIGINT and verzug is not None:
                     self.assertEqual(aufnahme.alles(), "stdout:\nstderr:")
                     self.assertFalse(os.path.exists(aufnahme.ordner))
                     continue
-                ordentlich += 1
                 self.assertEqual(status, 0, aufnahme.alles())
                 aufnahme.pruefe_schluss()
-        self.assertGreater(ordentlich, 0)
 
     def pruefe_abbruch(self, aufnahme):
         self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())

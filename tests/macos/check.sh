@@ -61,5 +61,8 @@ mit_fehler "a missing symbol" MacHostClock.mm \
 mit_fehler "a block inside a lambda that captures by reference" video/AvAssetWriter.mm \
   's/Handler:abschluss\]/Handler:^{ fertig(); }]/; /void (^const abschluss)/,/};/d' \
   "a block inside a lambda" --blocks
+mit_fehler "such a block inside a method" screen/ScreenCaptureKit.mm \
+  's/if (const auto ziel = _ziel.lock()) ziel->beendet.*/[\&] { dispatch_async(dispatch_get_main_queue(), ^{ (void)error.code; }); }();/' \
+  "a block inside a lambda" --blocks
 echo "$bestanden passed, $gescheitert failed"
 [[ $gescheitert == 0 ]]

@@ -32,12 +32,12 @@ Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fen
   Antwort<Ergebnis> antwort(stelle);
   aufrufe_->starte(antwort.empfang());
   std::optional<Ergebnis> geantwortet = antwort.warte(frist);
-  if (!geantwortet) {
-    if (!beendet_) aufrufe_->stoppe([](const Ergebnis&) {});
-    geantwortet = ohneAntwort(*stelle, DIENST);
+  gestartet_ = geantwortet && geantwortet->gelungen();
+  if (!gestartet_) {
+    if (!geantwortet || beendet_) stoppeOhneWarten();
+    gibFrei();
   }
-  gestartet_ = geantwortet->gelungen();
-  if (!gestartet_) gibFrei();
+  if (!geantwortet) return ohneAntwort(*stelle, DIENST);
   return *std::move(geantwortet);
 }
 
@@ -50,7 +50,10 @@ Ergebnis SckStrom::wechsle(const Inhalt& inhalt, std::uint32_t fenster,
 
 Ergebnis SckStrom::beende() {
   Ergebnis ergebnis;
-  if (std::exchange(gestartet_, false) && !beendet_) {
+  const bool lief = std::exchange(gestartet_, false);
+  if (lief && beendet_) {
+    stoppeOhneWarten();
+  } else if (lief) {
     const auto stelle = std::make_shared<Wartestelle>();
     Antwort<Ergebnis> antwort(stelle);
     aufrufe_->stoppe(antwort.empfang());
@@ -58,6 +61,10 @@ Ergebnis SckStrom::beende() {
   }
   gibFrei();
   return ergebnis;
+}
+
+void SckStrom::stoppeOhneWarten() {
+  aufrufe_->stoppe([](const Ergebnis&) {});
 }
 
 void SckStrom::gibFrei() {

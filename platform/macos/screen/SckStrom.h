@@ -1,10 +1,11 @@
 // The life of one capture stream: built, connected, started, pointed elsewhere, ended.
 //
 // The service answers in its own time. How long to wait, and what to undo if an answer is an error
-// or does not come, is decided here. A stream that did not start, or that the service has ended, is
-// only dropped: it answers every further call with an error. One whose start is not answered may
-// still start, so it is asked to stop, without a wait: whoever waited for the start has no time
-// left.
+// or does not come, is decided here. A stream whose start was refused is only dropped. One whose
+// start is not answered may still start, so it is asked to stop, without a wait: whoever waited for
+// the start has no time left. One that the service has ended is asked too, although it can only
+// answer with an error: the service may still be in its call to the delegate, and what was asked to
+// stop is kept until the answer.
 //
 // starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once
@@ -47,6 +48,7 @@ class SckStrom {
   [[nodiscard]] bool laeuft() const { return gestartet_ && !beendet_; }
 
  private:
+  void stoppeOhneWarten();
   void gibFrei();
 
   std::unique_ptr<StromAufrufe> aufrufe_;

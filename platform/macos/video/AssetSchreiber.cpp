@@ -12,6 +12,9 @@ namespace hallkorb {
 namespace {
 
 constexpr Medienzeit FRAGMENT{2, 1};
+constexpr const char* UNFERTIG =
+    "die Datei ist nach der Wartezeit nicht fertig; sie kann noch vollstaendig werden";
+
 }  // namespace
 
 Medienzeit medienzeit(double sekunden) {
@@ -75,7 +78,8 @@ bool AssetSchreiber::schliesseAb(double ende) {
   if (!merke(aufrufe_->schliesseAb([empfang = antwort.empfang()] { empfang(true); }))) return false;
   const bool geantwortet = antwort.warte(Wartestelle::Uhr::now() + abschluss_).has_value();
   if (aufrufe_->status() == SchreiberStatus::fertig) return true;
-  if (!geantwortet) merke(Fehler{"posix", ETIMEDOUT, "die Datei wird nicht fertig"});
+  // The system goes on with it.
+  if (!geantwortet) merke(Fehler{"posix", ETIMEDOUT, UNFERTIG});
   return false;
 }
 

@@ -52,6 +52,7 @@ std::atomic<bool> eingangPasst{true};
 std::atomic<bool> startScheitert{false};
 std::atomic<bool> anhaengenScheitert{false};
 std::atomic<bool> istBereit{true};
+std::atomic<long> andererCode{0};
 std::atomic<long> zuFrueh{0};
 
 void merke(const char* ruf) {
@@ -72,7 +73,9 @@ void verlangeStand(bool erfuellt, Ruf ruf, const char* methode, long status) {
 }
 
 NSError* fehlschlag(long code) {
-  return fehlerMit(@"AVFoundationErrorDomain", code, "The operation could not be completed");
+  const long anderer = andererCode;
+  return fehlerMit(@"AVFoundationErrorDomain", anderer != 0 ? anderer : code,
+                   "The operation could not be completed");
 }
 
 }  // namespace
@@ -280,6 +283,9 @@ void scheitere() {
     [letzter hkScheitere:-11800];
   }
 }
+void fehlercode(long code) {
+  andererCode = code;
+}
 void bereit(bool ja) {
   istBereit = ja;
 }
@@ -330,6 +336,7 @@ void hallkorb::ersatz::setzeSchreiberZurueck() {
   schreiber::nimmtEingang(true);
   schreiber::scheitereBeimStart(false);
   schreiber::scheitereBeimAnhaengen(false);
+  schreiber::fehlercode(0);
   schreiber::bereit(true);
   schreiber::halteAbschluss(false);
   zuFrueh = 0;

@@ -41,6 +41,7 @@ struct Stand {
   AudioChannelLayoutTag anordnung = 0;
   bool startGeht = true;
   bool startSagtWarum = true;
+  long startCode = -10868;
   bool meldetBeimStart = false;
   long erlaubnis = AVAuthorizationStatusAuthorized;
   std::uint32_t frames = 0;
@@ -161,8 +162,8 @@ AVAudioEngine* laufende() {
     const std::lock_guard halter(stand().lock);
     if (!stand().startGeht) {
       if (error != nullptr && stand().startSagtWarum) {
-        *error =
-            fehlerMit(@"com.apple.coreaudio.avfaudio", -10868, "kAudioUnitErr_FormatNotSupported");
+        *error = fehlerMit(@"com.apple.coreaudio.avfaudio", stand().startCode,
+                           "kAudioUnitErr_FormatNotSupported");
       }
       return NO;
     }
@@ -306,10 +307,11 @@ void wirfBei(Ruf ruf, bool ja) {
   wirft.at(static_cast<std::size_t>(ruf)) = ja;
 }
 
-void startFehler(bool ja, bool mitFehler) {
+void startFehler(bool ja, bool mitFehler, long code) {
   const std::lock_guard halter(stand().lock);
   stand().startGeht = !ja;
   stand().startSagtWarum = mitFehler;
+  stand().startCode = code;
 }
 
 void erlaubnis(long status) {

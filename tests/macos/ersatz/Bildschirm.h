@@ -62,7 +62,8 @@ void beende(Art art, long code);
 // Of the stream made last.
 [[nodiscard]] std::map<std::string, double> konfiguration();
 [[nodiscard]] std::string queue();
-// Streams deallocated while a stop of theirs was not answered, or while they still captured.
+// Streams deallocated while a stop of theirs was not answered, while they still captured, or, as
+// their delegates, while the service called the delegate.
 [[nodiscard]] long zuFruehFreigegeben();
 
 }  // namespace hallkorb::ersatz::bildschirm

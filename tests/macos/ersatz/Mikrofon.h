@@ -35,8 +35,8 @@ bool liefereSpaet(const std::vector<std::vector<float>>& kanaele);
 [[nodiscard]] std::uint32_t bestellteFrames();
 
 void wirfBei(Ruf ruf, bool ja);
-// The start says NO, with an error or without one.
-void startFehler(bool ja, bool mitFehler = true);
+// The start says NO, with an error of that code or without one.
+void startFehler(bool ja, bool mitFehler = true, long code = -10868);
 
 // The permission's number, and the user's answer to the question for it, given `wieOft` times.
 void erlaubnis(long status);

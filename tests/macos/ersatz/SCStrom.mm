@@ -102,7 +102,7 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
   stand().queue = dispatch_queue_get_label(queue);
   return YES;
 }
-// The service holds a stream while it works on a call to it, and only then.
+// The service holds a stream while it works on a start or a change, and only then.
 - (void)startCaptureWithCompletionHandler:(void (^)(NSError*))fertig {
   antworteAuf(Frage::start, ^{
     if (NSError* error = antwortFehler(Frage::start)) return fertig(error);
@@ -141,9 +141,8 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
     fertig(nil);
   });
 }
-- (void)hkEnde:(NSError*)error {
-  _laeuft = false;
-  [_delegat stream:self didStopWithError:error];
+- (id<SCStreamDelegate>)hkDelegat {
+  return _delegat;
 }
 @end
 
@@ -159,6 +158,26 @@ SCStream* gestarteter(SCStreamOutputType typ) {
   if (typ == SCStreamOutputTypeScreen) return stand().bildstrom;
   if (typ == SCStreamOutputTypeAudio) return stand().tonstrom;
   return stand().gestarteter;
+}
+
+// The service's end of a stream, on its queue. It holds neither the stream nor the delegate during
+// the call, so both count as gone too early if the program has dropped them when it returns.
+void meldeEnde(SCStream* (^welcher)(void), NSError* error) {
+  __weak SCStream* schwach = nil;
+  __weak id<SCStreamDelegate> schwacherDelegat = nil;
+  __unsafe_unretained SCStream* strom = nil;
+  __unsafe_unretained id<SCStreamDelegate> delegat = nil;
+  @autoreleasepool {
+    SCStream* einer = welcher();
+    if (einer == nil) return;
+    einer->_laeuft = false;
+    id<SCStreamDelegate> gerufener = [einer hkDelegat];
+    if (gerufener == nil) return;
+    schwach = strom = einer;
+    schwacherDelegat = delegat = gerufener;
+  }
+  [delegat stream:strom didStopWithError:error];
+  if (schwach == nil || schwacherDelegat == nil) ++zuFrueh;
 }
 
 bool gib(const Probe& probe, SCStreamOutputType typ, bool erbeten = true) {
@@ -202,19 +221,25 @@ bool fremdeProbe() {
 
 void beende(long code, bool mitFehler) {
   @autoreleasepool {
-    SCStream* strom = gestarteter();
     dispatch_sync(dienstQueue(), ^{
-      [strom hkEnde:mitFehler ? dienstFehler(code) : nil];
+      meldeEnde(
+          ^{
+            return gestarteter();
+          },
+          mitFehler ? dienstFehler(code) : nil);
     });
   }
 }
 
 void beende(Art art, long code) {
   @autoreleasepool {
-    SCStream* ende =
-        gestarteter(art == Art::ton ? SCStreamOutputTypeAudio : SCStreamOutputTypeScreen);
+    const auto typ = art == Art::ton ? SCStreamOutputTypeAudio : SCStreamOutputTypeScreen;
     dispatch_sync(dienstQueue(), ^{
-      [ende hkEnde:dienstFehler(code)];
+      meldeEnde(
+          ^{
+            return gestarteter(typ);
+          },
+          dienstFehler(code));
     });
   }
 }

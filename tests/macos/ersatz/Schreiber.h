@@ -34,6 +34,8 @@ void scheitereBeimStart(bool ja);
 // The writer fails with the next appended sample, or by itself.
 void scheitereBeimAnhaengen(bool ja);
 void scheitere();
+// The code of every failure from now on; 0: each has its own.
+void fehlercode(long code);
 void bereit(bool ja);
 
 // While it is held, the completion handler waits for lassAbschliessen().

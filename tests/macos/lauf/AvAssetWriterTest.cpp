@@ -211,6 +211,34 @@ TEST_F(AvAssetWriterTest, ASampleThatIsNotTakenFailsTheWriter) {
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
 }
 
+// An unknown reason, a full disk, lost services, no encoder, and a reason of the system's.
+TEST_F(AvAssetWriterTest, EveryFailureKeepsItsCode) {
+  for (const long code : {-11800L, -11807L, -11819L, -11834L, -11847L, -12780L}) {
+    const Fehler fehler{"AVFoundationErrorDomain", code, "The operation could not be completed"};
+    schreiber::fehlercode(code);
+    schreiber::keiner(true);
+    EXPECT_EQ(baue(), fehler);
+    schreiber::keiner(false);
+    ASSERT_TRUE(baue().gelungen());
+    schreiber::scheitereBeimStart(true);
+    EXPECT_EQ(writer->beginneSchreiben(), fehler);
+    EXPECT_EQ(writer->fehler(), fehler);
+    schreiber::scheitereBeimStart(false);
+    writer->entferneDatei(pfad);
+    beginne();
+    schreiber::scheitereBeimAnhaengen(true);
+    EXPECT_EQ(haengeAn(2), fehler);
+    schreiber::scheitereBeimAnhaengen(false);
+    EXPECT_EQ(writer->fehler(), fehler);
+    writer->entferneDatei(pfad);
+    beginne();
+    schreiber::scheitere();
+    EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
+    EXPECT_EQ(writer->fehler(), fehler);
+    writer->entferneDatei(pfad);
+  }
+}
+
 TEST_F(AvAssetWriterTest, AnInputThatIsNotReadyShows) {
   beginne();
   schreiber::bereit(false);

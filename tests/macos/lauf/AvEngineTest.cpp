@@ -140,10 +140,13 @@ TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
 TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
   EngineFormat format;
   ASSERT_TRUE(engine->liesFormat(format).gelungen());
-  mikrofon::startFehler(true);
-  EXPECT_EQ(engine->starte(),
-            (Fehler{"com.apple.coreaudio.avfaudio", -10868, "kAudioUnitErr_FormatNotSupported"}));
-  EXPECT_FALSE(engine->laeuft());
+  // Of audio units, of the session, and of the hardware, whose codes are four letters.
+  for (const long code : {-10868L, -10875L, -10851L, -50L, 0x77686174L, 0x73746f70L}) {
+    mikrofon::startFehler(true, true, code);
+    EXPECT_EQ(engine->starte(),
+              (Fehler{"com.apple.coreaudio.avfaudio", code, "kAudioUnitErr_FormatNotSupported"}));
+    EXPECT_FALSE(engine->laeuft());
+  }
   mikrofon::startFehler(true, false);
   EXPECT_EQ(engine->starte(), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
 }

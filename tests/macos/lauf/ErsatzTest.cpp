@@ -4,6 +4,7 @@
 
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/MacPlattform.h"
+#include "tests/macos/ersatz/Bildschirm.h"
 #include "tests/macos/ersatz/Mikrofon.h"
 #include "tests/macos/ersatz/Schreiber.h"
 #include "tests/macos/ersatz/System.h"
@@ -49,6 +50,7 @@ void ErsatzTest::SetUp() {
 
 void ErsatzTest::TearDown() {
   EXPECT_EQ(ersatz::mikrofon::falscheFreigaben(), 0) << "an engine went on a thread of its own";
+  EXPECT_EQ(ersatz::bildschirm::zuFruehFreigegeben(), 0) << "a stream went before its last call";
   EXPECT_EQ(ersatz::schreiber::zuFruehFreigegeben(), 0) << "a writer went before it was complete";
   ersatz::setzeZurueck();
   ersatz::lassZeitVergehen(EWIG);

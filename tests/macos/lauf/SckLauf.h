@@ -57,6 +57,8 @@ struct SckAntworten {
 class SckLauf : public ErsatzTest {
  protected:
   void TearDown() override {
+    // One that is dropped while it captures counts as gone too early.
+    if (strom != nullptr && gestartet_) strom->stoppe([](const Ergebnis&) {});
     strom.reset();
     dienst.reset();
     ErsatzTest::TearDown();
@@ -82,11 +84,15 @@ class SckLauf : public ErsatzTest {
     strom->starte(antworten.empfang());
     ASSERT_TRUE(ersatz::ruhe());
     ASSERT_TRUE(antworten.gelangEinmal());
+    gestartet_ = true;
   }
 
   std::shared_ptr<SckAufrufe> dienst = screenCaptureKit();
   std::unique_ptr<StromAufrufe> strom = dienst->strom();
   std::shared_ptr<SckEmpfang> empfang = std::make_shared<SckEmpfang>();
+
+ private:
+  bool gestartet_ = false;
 };
 
 }  // namespace hallkorb

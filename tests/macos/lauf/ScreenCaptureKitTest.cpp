@@ -1,9 +1,14 @@
 // The calls into the capture service and its answers, run.
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/macos/screen/SckStrom.h"
 #include "tests/macos/lauf/SckLauf.h"
 
 namespace hallkorb {
@@ -49,6 +54,17 @@ class ScreenCaptureKitTest : public SckLauf {
 };
 
 const Fehler GELUNGEN = fehlerIn(Ergebnis{});
+
+// All that the service documents, and the next one.
+std::vector<long> alleCodes() {
+  std::vector<long> codes;
+  for (long code = -3801; code >= -3822; --code)
+    codes.push_back(code);
+  return codes;
+}
+Fehler mitCode(long code) {
+  return {"SCStreamErrorDomain", code, TEXT};
+}
 
 // --- What can be captured ---
 
@@ -102,18 +118,22 @@ TEST_F(ScreenCaptureKitTest, ASnapshotKnowsItsWindowsAndDisplays) {
 }
 
 TEST_F(ScreenCaptureKitTest, AQueryThatFailsAnswersWithItsError) {
+  for (const long code : alleCodes()) {
+    Auskunft auskunft;
+    bildschirm::fehler(Frage::inhalt, code);
+    dienst->frageInhalt(true, auskunft.empfang());
+    ASSERT_TRUE(ersatz::ruhe());
+    ASSERT_EQ(auskunft.inhalte.size(), 1U);
+    EXPECT_EQ(auskunft.inhalte[0], nullptr);
+    EXPECT_EQ(fehlerIn(auskunft.ergebnisse[0]), mitCode(code));
+  }
   Auskunft auskunft;
-  bildschirm::fehler(Frage::inhalt, -3801);
-  dienst->frageInhalt(true, auskunft.empfang());
-  ASSERT_TRUE(ersatz::ruhe());
   bildschirm::fehler(Frage::inhalt, -3801, true);
   dienst->frageInhalt(true, auskunft.empfang());
   ASSERT_TRUE(ersatz::ruhe());
-  ASSERT_EQ(auskunft.inhalte.size(), 2U);
+  ASSERT_EQ(auskunft.inhalte.size(), 1U);
   EXPECT_EQ(auskunft.inhalte[0], nullptr);
-  EXPECT_EQ(fehlerIn(auskunft.ergebnisse[0]), (Fehler{"SCStreamErrorDomain", -3801, TEXT}));
-  EXPECT_EQ(auskunft.inhalte[1], nullptr);
-  EXPECT_EQ(fehlerIn(auskunft.ergebnisse[1]), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
+  EXPECT_EQ(fehlerIn(auskunft.ergebnisse[0]), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
 }
 
 TEST_F(ScreenCaptureKitTest, AQueryIsAnsweredAsOftenAsTheServiceDoes) {
@@ -203,12 +223,12 @@ TEST_F(ScreenCaptureKitTest, TheAspectRatioIsSetOnlyOnSystemsThatKnowIt) {
 
 TEST_F(ScreenCaptureKitTest, AStartThatFailsAnswersWithItsError) {
   verbinde(EINS);
-  for (long code = -3801; code >= -3821; --code) {
+  for (const long code : alleCodes()) {
     bildschirm::fehler(Frage::start, code);
     SckAntworten antworten;
     strom->starte(antworten.empfang());
     ASSERT_TRUE(ersatz::ruhe());
-    EXPECT_EQ(antworten.einzigerFehler(), (Fehler{"SCStreamErrorDomain", code, TEXT}));
+    EXPECT_EQ(antworten.einzigerFehler(), mitCode(code));
   }
 }
 
@@ -255,8 +275,11 @@ TEST_F(ScreenCaptureKitTest, AChangeToAWindowThatHasVanishedIsAnErrorAtOnce) {
 
 TEST_F(ScreenCaptureKitTest, AChangeThatFailsAnswersWithItsError) {
   starte(EINS);
-  bildschirm::fehler(Frage::wechsel, -3812);
-  EXPECT_EQ(wechsle(ZWEI), (Fehler{"SCStreamErrorDomain", -3812, TEXT}));
+  for (const long code : alleCodes()) {
+    bildschirm::fehler(Frage::wechsel, code);
+    EXPECT_EQ(wechsle(ZWEI), mitCode(code));
+  }
+  EXPECT_EQ(stoppe(), GELUNGEN);
 }
 
 TEST_F(ScreenCaptureKitTest, AChangeIsAnsweredLateTwiceOrNever) {
@@ -299,12 +322,15 @@ TEST_F(ScreenCaptureKitTest, SoundArrivesUntilTheStreamIsStopped) {
 }
 
 TEST_F(ScreenCaptureKitTest, AStopThatFailsAnswersWithItsErrorAndFreesTheStream) {
-  starte();
-  bildschirm::fehler(Frage::stopp, -3811);
-  EXPECT_EQ(stoppe(), (Fehler{"SCStreamErrorDomain", -3811, TEXT}));
-  strom->gibFrei();
-  ASSERT_TRUE(ersatz::ruhe());
-  EXPECT_EQ(neue("SCStream"), 0);
+  for (const long code : alleCodes()) {
+    strom = dienst->strom();
+    starte();
+    bildschirm::fehler(Frage::stopp, code);
+    EXPECT_EQ(stoppe(), mitCode(code));
+    strom->gibFrei();
+    ASSERT_TRUE(ersatz::ruhe());
+    EXPECT_EQ(neue("SCStream"), 0);
+  }
 }
 
 TEST_F(ScreenCaptureKitTest, AStreamAndItsReceiverAreKeptUntilTheStopIsAnswered) {
@@ -347,6 +373,50 @@ TEST_F(ScreenCaptureKitTest, AStreamWhoseStopIsNeverAnsweredIsKeptForGood) {
   for (const char* klasse : {"SCStream", "HKStromEmpfaenger", "SCContentFilter", "SCDisplay"})
     duldet(klasse, 1);
   if (neue("HKSchlange") > 0) duldet("HKSchlange", 1);  // where its samples came
+}
+
+TEST_F(ScreenCaptureKitTest, TheServicesReasonForTheEndArrives) {
+  for (const long code : alleCodes()) {
+    strom = dienst->strom();
+    empfang->enden.clear();
+    starte(EINS);
+    bildschirm::beende(code);
+    EXPECT_EQ(empfang->enden, (std::vector{mitCode(code)}));
+    EXPECT_EQ(stoppe().code, -3808);
+    strom->gibFrei();
+  }
+}
+
+// The delegate's call is on the stack of the service, which holds neither, when the program gives
+// the stream up.
+TEST_F(ScreenCaptureKitTest, AStreamThatTheServiceEndedIsKeptWhileTheDelegateIsCalled) {
+  struct Aufgebender final : StromEmpfaenger {
+    SckStrom* strom = nullptr;
+    std::function<void()> danach;
+    void beendet(const Fehler&) override {
+      strom->merkeEnde();
+      EXPECT_TRUE(gelang(strom->beende()));
+      danach();
+    }
+  };
+  SckStrom ganzer(std::move(strom));
+  const auto aufgebender = std::make_shared<Aufgebender>();
+  aufgebender->strom = &ganzer;
+  bool gerufen = false;
+  aufgebender->danach = [&] {
+    gerufen = true;
+    EXPECT_EQ(neue("SCStream"), 1);
+    EXPECT_EQ(neue("HKStromEmpfaenger"), 1);
+  };
+  ASSERT_TRUE(gelang(ganzer.starte(*inhalt(), EINS, tonEinstellungen(), StromAusgang::ton,
+                                   "sck.audio", aufgebender, std::make_shared<Wartestelle>(),
+                                   Wartestelle::Uhr::now() + std::chrono::minutes(1))));
+  bildschirm::beende(-3821);
+  EXPECT_TRUE(gerufen);
+  EXPECT_EQ(bildschirm::zuFruehFreigegeben(), 0);
+  ASSERT_TRUE(ersatz::ruhe());
+  EXPECT_EQ(neue("SCStream"), 0);
+  EXPECT_EQ(neue("HKStromEmpfaenger"), 0);
 }
 
 }  // namespace

@@ -102,14 +102,15 @@ TEST_F(SystemTonGeraetTest, AStartThatIsNotAnsweredIsTakenBack) {
                                            "stoppe", "gib frei"}));
 }
 
-TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsToldAndOnlyDropped) {
+TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsToldAndStoppedWithoutWaiting) {
+  dienst.stopp.reset();
   EXPECT_EQ(oeffne(), Ergebnis());
   static_cast<void>(dienst.buch.nimm());
   dienst.empfaenger.lock()->beendet({SCREEN_CAPTURE_DOMAIN, -3821, "stopped"});
   EXPECT_EQ(*eintraege, (Eintraege{"macOS hat die Aufnahme beendet"}));
   EXPECT_FALSE(geraet.laeuft());
-  static_cast<void>(geraet.schliesse());
-  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"gib frei"}));
+  EXPECT_EQ(geraet.schliesse(), Ergebnis());
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
 }
 
 TEST_F(SystemTonGeraetTest, AStreamThatEndedIsReplacedByANewOne) {

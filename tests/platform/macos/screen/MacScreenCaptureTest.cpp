@@ -132,7 +132,7 @@ TEST_F(MacScreenCaptureTest, ASwitchThatFailsLeavesTheStreamAsItWas) {
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8"}));
 }
 
-TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndOnlyDropped) {
+TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndStopped) {
   sieh();
   EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   static_cast<void>(dienst.buch.nimm());
@@ -143,7 +143,7 @@ TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndOnlyDropped) 
   strom->stop();
   EXPECT_EQ(hoerer.eintraege,
             (Eintraege{"gestoppt: die Aufnahme wurde in der Menueleiste beendet"}));
-  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"gib frei"}));
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
 }
 
 TEST_F(MacScreenCaptureTest, TheFirstPictureMayComeBeforeTheStartIsAnswered) {

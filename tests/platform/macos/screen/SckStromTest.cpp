@@ -65,12 +65,30 @@ TEST_F(SckStromTest, AStartThatIsNotAnsweredIsStoppedWithoutWaiting) {
             (Eintraege{"baue display", "ton auf probe", "starte", "stoppe", "gib frei"}));
 }
 
-TEST_F(SckStromTest, AStreamThatEndsInsteadOfAnsweringIsOnlyDropped) {
-  dienst.start.reset();
+// Asked to stop, it is kept until the service has answered.
+TEST_F(SckStromTest, AStreamThatEndsBeforeItsStartIsAnsweredIsStoppedWithoutWaiting) {
+  dienst.stopp.reset();
+  for (const SckDienst::Antwort& antwort : {SckDienst::Antwort(), SckDienst::Antwort(kaputt)}) {
+    dienst.start = antwort;
+    SckStrom strom(attrappe.strom(), EWIG);
+    dienst.beimStart = [&] { strom.merkeEnde(); };
+    EXPECT_EQ(starte(strom), antwort ? kaputt : stumm);
+    EXPECT_EQ(strom.beende(), Ergebnis());
+    EXPECT_EQ(dienst.buch.nimm(),
+              (Eintraege{"baue display", "ton auf probe", "starte", "stoppe", "gib frei"}));
+  }
+}
+
+TEST_F(SckStromTest, AStreamThatTheServiceHasEndedIsStoppedWithoutWaiting) {
+  dienst.stopp.reset();
   SckStrom strom(attrappe.strom(), EWIG);
-  dienst.beimStart = [&] { strom.merkeEnde(); };
-  EXPECT_EQ(starte(strom), stumm);
-  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display", "ton auf probe", "starte", "gib frei"}));
+  EXPECT_EQ(starte(strom), Ergebnis());
+  static_cast<void>(dienst.buch.nimm());
+  strom.merkeEnde();
+  EXPECT_FALSE(strom.laeuft());
+  EXPECT_EQ(strom.beende(), Ergebnis());
+  EXPECT_EQ(strom.beende(), Ergebnis());
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
 }
 
 TEST_F(SckStromTest, AStopThatIsNotAnsweredIsNotWaitedForForEver) {

@@ -217,7 +217,10 @@ TEST_F(AssetSchreiberTest, AFileThatIsNotReadyInTimeIsLostAndSaysSo) {
   w.abschlussStumm = true;
   w.endstand = SchreiberStatus::schreibt;
   EXPECT_FALSE(schreiber->schliesseAb(2));
-  EXPECT_EQ(schreiber->fehler(), (Fehler{"posix", ETIMEDOUT, "die Datei wird nicht fertig"}));
+  EXPECT_EQ(schreiber->fehler(),
+            (Fehler{"posix", ETIMEDOUT,
+                    "die Datei ist nach der Wartezeit nicht fertig; sie kann noch vollstaendig "
+                    "werden"}));
 }
 
 TEST_F(AssetSchreiberTest, AFileThatIsReadyWithoutAnAnswerIsComplete) {
