@@ -25,6 +25,8 @@ const struct dispatch_source_type_s _dispatch_source_type_signal = {{1}};
 const struct dispatch_source_type_s _dispatch_source_type_read = {{2}};
 }
 
+extern "C" sighandler_t __real_signal(int nummer, sighandler_t aktion);
+
 namespace {
 
 constexpr int SIGNALE = 65;
@@ -35,7 +37,7 @@ std::atomic<bool> meldetNie{false};
 
 void beiSignal(int nummer) {
   if (gesetzt[nummer] == SIG_DFL) {  // the action comes besides the source, as on the platform
-    ::signal(nummer, SIG_DFL);
+    __real_signal(nummer, SIG_DFL);  // the wrapped one would only remember it
     ::raise(nummer);
     return;
   }
@@ -51,7 +53,6 @@ void wecke(int eventfd) {
 
 }  // namespace
 
-extern "C" sighandler_t __real_signal(int nummer, sighandler_t aktion);
 extern "C" sighandler_t __wrap_signal(int nummer, sighandler_t aktion) {
   if (nummer <= 0 || nummer >= SIGNALE || !beachtet[nummer]) return __real_signal(nummer, aktion);
   return gesetzt[nummer].exchange(aktion);
