@@ -467,6 +467,8 @@ TEST_F(LiveAufnahmeTest, AChangeOfFormatLosesNothing) {
 
 // The emulator of a processor adds a line of its own about the signal.
 TEST_F(LiveAufnahmeTest, NumbersThatFitNoBufferStopTheProcessWithTheOptionsName) {
+  // The recorder starts threads, which a mere fork of this process may not.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   struct Fall {
     const char* option;
     double Config::* feld;
