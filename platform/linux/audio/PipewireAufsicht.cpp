@@ -1,6 +1,7 @@
 #include "platform/linux/audio/PipewireAufsicht.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <limits>
@@ -30,12 +31,14 @@ constexpr auto FESTGEFAHREN = 5s;
 // on a busy machine may take longer to answer.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 2500ms;
-// Without a device to record, the connection is made anew after the first of these, and then every
-// time the second has passed. The daemon does not report every change of the default devices to
-// every client (0.3.65: when another one binds the same metadata); a new connection sees
-// everything. The first attempt comes soon enough that a hole is not reported.
-constexpr auto ERSTES_AUFFRISCHEN = 300ms;
-constexpr auto AUFFRISCHEN = 3s;
+// The daemon does not report every change of the default devices (0.3.65 withholds one that comes
+// while another program binds the same metadata), so they are requested anew: soon after another
+// program has come or the device is gone, and then at intervals that double from the first of these
+// to the last. The first comes soon enough that a hole is not reported, and is another one for the
+// microphone than for the system audio, since a request withholds the answers to others, too.
+constexpr std::array ERSTES_AUFFRISCHEN = {300ms, 450ms};
+constexpr auto AUFFRISCHEN_OHNE_GERAET = 3s;
+constexpr auto AUFFRISCHEN = 30s;
 // A stream's thread should have its priority by then.
 constexpr auto VORRANG_NACH = 1s;
 // Handed over in one step, so that a slow listener does not keep it from everything else.
@@ -76,41 +79,45 @@ void PipewireAufsicht::verbinde(Zeitpunkt jetzt) {
     grund_ = std::move(*fehler);
   } else {
     verbindung_ = std::get<std::unique_ptr<PipewireVerbindung>>(std::move(versuch));
-    verbundenSeit_ = jetzt;
+    auffrischen_ = Zeitpunkt::max();
+    geseheneProgramme_ = 0;
   }
 }
 
 void PipewireAufsicht::pruefe(Zeitpunkt jetzt) {
-  bool verloren = false;
   {
     const PipewireVerbindung::Sperre sperre(*verbindung_);
-    verloren = verbindung_->verloren();
-    if (!verloren) {
-      if (const auto gewuenscht = ziel()) {
-        ohneZielSeit_.reset();
+    if (!verbindung_->verloren()) {
+      const auto gewuenscht = ziel();
+      if (verbindung_->bereit()) frischeAuf(!gewuenscht, jetzt);
+      if (gewuenscht) {
         pruefeStrom(*gewuenscht, jetzt);
-        return;
+      } else {
+        strom_.reset();
       }
-    }
-    strom_.reset();
-    if (verloren) {
-      grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
-    } else if (!auffrischenFaellig(jetzt)) {
       return;
     }
+    strom_.reset();
+    grund_ = pipewireFehler(EPIPE, "die Verbindung zu PipeWire ist abgerissen");
   }
   verbindung_.reset();
   stromZiel_.reset();
-  if (!verloren) verbinde(jetzt);  // at once: without a connection the source counts as gone
 }
 
-// Whether there has been no device for so long that the connection is made anew.
-bool PipewireAufsicht::auffrischenFaellig(Zeitpunkt jetzt) {
-  if (!ohneZielSeit_) ohneZielSeit_ = jetzt;
-  if (!begonnen_ || jetzt - *verbindungsVersuch_ < ABSTAND) return false;
-  const bool erstes = verbundenSeit_ < *ohneZielSeit_;
-  return erstes ? jetzt - *ohneZielSeit_ >= ERSTES_AUFFRISCHEN
-                : jetzt - verbundenSeit_ >= AUFFRISCHEN;
+// Requests the default devices if it is time to.
+void PipewireAufsicht::frischeAuf(bool ohneZiel, Zeitpunkt jetzt) {
+  PipewireVerzeichnis& verzeichnis = verbindung_->verzeichnis();
+  const bool warOhne = std::exchange(warOhneZiel_, ohneZiel);
+  if (std::exchange(geseheneProgramme_, verzeichnis.programme()) != verzeichnis.programme() ||
+      warOhne != ohneZiel) {
+    auffrischAbstand_ = ERSTES_AUFFRISCHEN[quelle_ == PipewireQuelle::MIKROFON ? 0 : 1];
+    auffrischen_ = std::min(auffrischen_, jetzt + auffrischAbstand_);
+  }
+  if (jetzt < auffrischen_) return;
+  verzeichnis.frischeAuf();
+  auffrischAbstand_ = std::min<Zeitpunkt::duration>(
+      2 * auffrischAbstand_, ohneZiel ? AUFFRISCHEN_OHNE_GERAET : AUFFRISCHEN);
+  auffrischen_ = jetzt + auffrischAbstand_;
 }
 
 // The device to record; otherwise nullopt, and the reason in grund_.

@@ -57,7 +57,7 @@ class PipewireAufsicht {
   void verbinde(Zeitpunkt jetzt);
   void pruefe(Zeitpunkt jetzt);
   [[nodiscard]] std::optional<PipewireVerzeichnis::Knoten> ziel();
-  [[nodiscard]] bool auffrischenFaellig(Zeitpunkt jetzt);
+  void frischeAuf(bool ohneZiel, Zeitpunkt jetzt);
   void pruefeStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
   void beginneStrom(const PipewireVerzeichnis::Knoten& ziel, Zeitpunkt jetzt);
   void pruefeEnde();
@@ -77,9 +77,13 @@ class PipewireAufsicht {
   Hosttakt takt_;                // between the ring and the listener
   std::uint64_t taktStrom_ = 0;  // the stream whose blocks it holds
   std::unique_ptr<PipewireVerbindung> verbindung_;
-  Zeitpunkt verbundenSeit_{};
   std::optional<Zeitpunkt> verbindungsVersuch_;
-  std::optional<Zeitpunkt> ohneZielSeit_;
+  // When the default devices are requested next, the time from then to the one after, and what
+  // was seen when that began to grow.
+  Zeitpunkt auffrischen_{};
+  Zeitpunkt::duration auffrischAbstand_{};
+  std::uint64_t geseheneProgramme_ = 0;
+  bool warOhneZiel_ = false;
   std::optional<Zeitpunkt> antwortSeit_;  // when the daemon first reported all that is there
   std::unique_ptr<PipewireStrom> strom_;
   std::optional<PipewireVerzeichnis::Knoten> stromZiel_;  // of the last stream

@@ -49,7 +49,7 @@ class PipewireVerbindung {
   // Under the lock. The directory has been filled once.
   [[nodiscard]] bool bereit() const { return antworten_ >= 2; }
   // Under the lock.
-  [[nodiscard]] const PipewireVerzeichnis& verzeichnis() const { return *verzeichnis_; }
+  [[nodiscard]] PipewireVerzeichnis& verzeichnis() { return *verzeichnis_; }
   // Under the lock. Asks the daemon for a sign of life; `antwortet()` is false until it comes.
   void frage();
   [[nodiscard]] bool antwortet() const { return frage_ == antwort_; }

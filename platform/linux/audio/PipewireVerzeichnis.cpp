@@ -88,6 +88,8 @@ void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dic
   } else if (typ == PW_TYPE_INTERFACE_Metadata && metadaten_ == nullptr &&
              wert(eigenschaften, PW_KEY_METADATA_NAME) == "default") {
     bindeMetadaten(id);
+  } else if (typ == PW_TYPE_INTERFACE_Client) {
+    ++programme_;
   } else {
     return;
   }
@@ -97,7 +99,7 @@ void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dic
 void PipewireVerzeichnis::weg(std::uint32_t id) {
   knoten_.erase(id);
   links_.erase(id);
-  if (metadaten_ != nullptr && id == metadatenId_) loeseMetadaten();
+  if (metadaten_ != nullptr && id == metadatenId_) vergissMetadaten();
   geaendert_();
 }
 
@@ -109,8 +111,18 @@ void PipewireVerzeichnis::bindeMetadaten(std::uint32_t id) {
   pw_metadata_add_listener(metadaten_, &metadatenHaken_, &METADATEN_EREIGNISSE, this);
 }
 
-void PipewireVerzeichnis::loeseMetadaten() {
+void PipewireVerzeichnis::frischeAuf() {
+  if (metadaten_ == nullptr) return;
+  loeseMetadaten();
+  bindeMetadaten(metadatenId_);
+}
+
+void PipewireVerzeichnis::vergissMetadaten() {
   standards_.clear();
+  loeseMetadaten();
+}
+
+void PipewireVerzeichnis::loeseMetadaten() {
   if (metadaten_ == nullptr) return;
   spa_hook_remove(&metadatenHaken_);
   pw_proxy_destroy(reinterpret_cast<pw_proxy*>(std::exchange(metadaten_, nullptr)));

@@ -41,6 +41,10 @@ class PipewireVerzeichnis {
   // While the loop is stopped.
   ~PipewireVerzeichnis();
 
+  // Requests the defaults once more; what is known stays until the answer. Under the lock.
+  void frischeAuf();
+  // How many programs have connected to the daemon so far.
+  [[nodiscard]] std::uint64_t programme() const { return programme_; }
   // Whether somebody (the session manager) keeps the defaults.
   [[nodiscard]] bool verwaltet() const { return metadaten_ != nullptr; }
   // The default device of this kind, if there is a real one.
@@ -60,6 +64,7 @@ class PipewireVerzeichnis {
   void weg(std::uint32_t id);
   void bindeMetadaten(std::uint32_t id);
   void loeseMetadaten();
+  void vergissMetadaten();
   int metadatum(std::uint32_t subjekt, const char* schluessel, const char* wert);
   [[nodiscard]] const Knoten* knotenNamens(const std::string& name, PipewireQuelle quelle) const;
 
@@ -73,6 +78,7 @@ class PipewireVerzeichnis {
   spa_hook metadatenHaken_{};
   std::uint32_t metadatenId_ = 0;
 
+  std::uint64_t programme_ = 0;
   std::map<std::uint32_t, Knoten> knoten_;
   std::map<std::uint32_t, Verbund> links_;
   std::map<std::string, std::string> standards_;  // metadata key to node name
