@@ -10,6 +10,7 @@ endfunction()
 
 hallkorb_paket(PkgConfig pkg-config pkgconf-pkg-config pkgconf)
 hallkorb_paket(nlohmann_json nlohmann-json3-dev json-devel nlohmann-json)
+hallkorb_paket(CLI11 libcli11-dev cli11-devel cli11)
 hallkorb_paket(utf8proc libutf8proc-dev utf8proc-devel utf8proc)
 hallkorb_paket(GoogleTest libgtest-dev gtest-devel googletest)
 hallkorb_paket(libpipewire-0.3 libpipewire-0.3-dev pipewire-devel -)

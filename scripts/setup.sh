@@ -20,6 +20,7 @@ melde() { printf '%s\n' "setup: $*" >&2; }
 
 debian_build=(cmake g++ ninja-build pkg-config python3
   libpipewire-0.3-dev libspa-0.2-dev libavutil-dev libswresample-dev libutf8proc-dev nlohmann-json3-dev
+  libcli11-dev
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
@@ -33,7 +34,7 @@ debian_arm64=(qemu-user)
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
 fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
   "pkgconfig(libpipewire-0.3)" "pkgconfig(libspa-0.2)" "pkgconfig(libavutil)" "pkgconfig(libswresample)"
-  utf8proc-devel json-devel
+  utf8proc-devel json-devel cli11-devel
   "pkgconfig(xcb)" "pkgconfig(xcb-composite)" "pkgconfig(xcb-shm)" "pkgconfig(xcb-damage)"
   "pkgconfig(xcb-xfixes)" "pkgconfig(xcb-res)" "pkgconfig(xau)"
   "pkgconfig(libavcodec)" "pkgconfig(libavformat)" "pkgconfig(libswscale)")
@@ -42,7 +43,7 @@ fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel)
 
-brew_build=(cmake ninja nlohmann-json utf8proc)
+brew_build=(cmake ninja nlohmann-json utf8proc cli11)
 # The stages that run on macOS need no private session and none of the checkers.
 brew_test=(googletest)
 
@@ -134,7 +135,7 @@ else
   melde "neither apt-get nor dnf nor macOS: nothing is installed. What the program needs, under the names of" \
     "programs and of pkg-config: CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3 with numpy;" \
     "libpipewire-0.3 libspa-0.2 libavcodec libavformat libavutil libswresample libswscale libutf8proc" \
-    "nlohmann_json xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
+    "nlohmann_json CLI11 xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
     "in scripts/setup.sh."
   exit 0
 fi

@@ -55,6 +55,12 @@ REGELN = {
         ["base/Dateien.h", "base/Ausgabe.h", "platform/Plattform.h"],
         ["audiofiles/Wav.h", "capture/Zeitachse.h", "driver/modes/LiveAufnahme.h",
          "echo/EchoStrecke.h"]),
+    "session/Pruefung.cpp": (
+        ["base/Text.h", "audiofiles/Wav.h", "session/Zeile.h"],
+        ["platform/HostClock.h", "capture/Zeitachse.h", "driver/Config.h", "tool/Terminal.h"]),
+    "tool/Befehle.cpp": (
+        ["session/Pruefung.h", "base/Text.h"],
+        ["platform/HostClock.h", "driver/Config.h", "meeting/Wahl.h"]),
     "driver/main.cpp": (["driver/Config.h"], []),
 }
 # Source of the build's platform -> what main() alone may include.
@@ -139,7 +145,7 @@ def pruefe_pakete():
     with tempfile.TemporaryDirectory() as halter:
         lauf = subprocess.run(
             ["cmake", "-S", WURZEL, "-B", halter, "-G", "Ninja", "-DHALLKORB_TESTS=OFF",
-             "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON", "-DUTF8PROC_LIBRARY:STRING=0",
+             "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON", "-DUTF8PROC_LIBRARY:STRING=0",
              "-DUTF8PROC_INCLUDE_DIR:STRING=0"],
             env=os.environ | {"PKG_CONFIG_LIBDIR": "/nonexistent", "PKG_CONFIG_PATH": ""},
             capture_output=True, text=True)
@@ -149,7 +155,8 @@ def pruefe_pakete():
     return [f"the message of a build without its libraries does not name {name}: {lauf.stderr}"
             for name in ("libpipewire-0.3-dev", "pipewire-devel", "libxcb-composite0-dev", "libxau-dev",
                          "libavcodec-dev", "libswscale-free-devel", "libutf8proc-dev", "utf8proc-devel",
-                         "nlohmann-json3-dev", "json-devel", "Homebrew: nlohmann-json")
+                         "nlohmann-json3-dev", "json-devel", "Homebrew: nlohmann-json",
+                         "libcli11-dev", "cli11-devel", "Homebrew: cli11")
             if name not in worte]
 
 

@@ -14,6 +14,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 # Room -> (storey, pattern of its files). A file belongs to the first room whose pattern matches it.
 RAEUME = {
     "driver": (7, r"driver/"),
+    "tool": (3, r"tool/"),
     "linux: ties": (6, r"platform/linux/Linux(Plattform|RunLoop)\."),
     "clock": (2, r"platform/clock/"),
     "linux/audio": (4, r"platform/linux/audio/"),
@@ -25,6 +26,7 @@ RAEUME = {
     "macos/video": (5, r"platform/macos/video/"),
     "macos/screen": (4, r"platform/macos/screen/"),
     "macos: shared": (3, r"platform/macos/"),
+    "session": (2, r"session/"),
     "capture": (2, r"capture/"),
     "meeting": (2, r"meeting/"),
     "platform": (1, r"platform/"),

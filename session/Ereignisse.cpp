@@ -1,0 +1,95 @@
+#include "session/Ereignisse.h"
+
+#include <algorithm>
+#include <map>
+#include <span>
+#include <utility>
+#include <variant>
+
+#include "session/Lesedatei.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::size_t GENANNTE = 100;
+constexpr std::size_t BLOCK = std::size_t{64} * 1024;
+
+// Puts a line where it belongs.
+struct Einsortierer {
+  Ereignisse& alle;
+
+  void operator()(const StartZeile& zeile) const {
+    const std::size_t bisher = alle.aufnahmen;
+    // "degraded" comes before "started" and belongs to it.
+    std::vector<MeldungZeile> davor;
+    if (bisher == 0 || alle.fertig) davor = std::move(alle.meldungen);
+    alle.chunks.clear();
+    alle.bilder.clear();
+    alle.video.reset();
+    alle.meldungen = std::move(davor);
+    alle.fertig = false;
+    alle.start = zeile;
+    alle.aufnahmen = bisher + 1;
+  }
+  void operator()(ChunkZeile& zeile) const { alle.chunks.push_back(std::move(zeile)); }
+  void operator()(BildZeile& zeile) const { alle.bilder.push_back(std::move(zeile)); }
+  void operator()(VideoZeile& zeile) const { alle.video = std::move(zeile); }
+  void operator()(MeldungZeile& zeile) const {
+    if (alle.fertig) alle.meldungen.clear();
+    alle.meldungen.push_back(std::move(zeile));
+  }
+  void operator()(const FertigZeile&) const { alle.fertig = true; }
+  void operator()(const AndereZeile&) const {}
+};
+
+}  // namespace
+
+void Ereignisse::nimm(std::string_view text, std::size_t nummer) {
+  if (text.find_first_not_of(" \t\r") == std::string_view::npos) return;
+  auto zeile = liesZeile(text);
+  if (zeile) {
+    std::visit(Einsortierer{*this}, *zeile);
+    return;
+  }
+  ++unlesbare;
+  if (unlesbar.size() < GENANNTE) unlesbar.push_back(nummer);
+}
+
+std::vector<ChunkZeile> Ereignisse::chunksVon(Kanal kanal) const {
+  std::map<std::int64_t, ChunkZeile> nachNummer;
+  for (const ChunkZeile& chunk : chunks)
+    if (chunk.kanal == kanal) nachNummer.insert_or_assign(chunk.nummer, chunk);
+  std::vector<ChunkZeile> ergebnis;
+  ergebnis.reserve(nachNummer.size());
+  for (auto& [nummer, chunk] : nachNummer)
+    ergebnis.push_back(std::move(chunk));
+  std::stable_sort(ergebnis.begin(), ergebnis.end(),
+                   [](const ChunkZeile& a, const ChunkZeile& b) { return a.t0 < b.t0; });
+  return ergebnis;
+}
+
+std::optional<Ereignisse> liesEreignisse(const std::string& pfad) {
+  const auto datei = Lesedatei::oeffne(pfad);
+  if (!datei) return std::nullopt;
+  Ereignisse alle;
+  std::string zeile;  // begun, at most one byte longer than what is read
+  std::size_t nummer = 1;
+  std::vector<std::uint8_t> block(BLOCK);
+  std::int64_t stelle = 0;
+  while (const std::size_t n = datei->liesAn(stelle, block)) {
+    stelle += static_cast<std::int64_t>(n);
+    for (const std::uint8_t byte : std::span(block).first(n)) {
+      if (byte == '\n') {
+        alle.nimm(zeile, nummer++);
+        zeile.clear();
+      } else if (zeile.size() <= MAX_ZEILE) {
+        zeile += static_cast<char>(byte);
+      }
+    }
+  }
+  alle.offen = !zeile.empty();
+  alle.nimm(zeile, nummer);
+  return alle;
+}
+
+}  // namespace hallkorb

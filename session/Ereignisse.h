@@ -1,0 +1,43 @@
+// What the host has kept of the recorder's lines: `ereignisse.jsonl` in the recorded folder.
+//
+// A file that several recordings have been appended to describes the last one: each recording
+// writes over the files of the one before it.
+//
+// A line that cannot be read costs that line only. Plain values, any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session/Zeile.h"
+
+namespace hallkorb {
+
+inline constexpr char EREIGNISSE[] = "ereignisse.jsonl";
+
+struct Ereignisse {
+  std::optional<StartZeile> start;
+  std::vector<ChunkZeile> chunks;  // in the order of their lines
+  std::vector<BildZeile> bilder;
+  std::optional<VideoZeile> video;
+  std::vector<MeldungZeile> meldungen;
+  bool fertig = false;                // "done"
+  std::size_t aufnahmen = 0;          // how many have begun in this file
+  std::vector<std::size_t> unlesbar;  // numbers of lines, from 1; the first hundred
+  std::size_t unlesbare = 0;          // how many there are
+  bool offen = false;                 // the last line has no line feed
+
+  // Chunks of one channel by their begin, each number once (the last line of it counts).
+  [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
+  // Takes the next line in; `nummer` counts from 1. An empty one is none.
+  void nimm(std::string_view text, std::size_t nummer);
+};
+
+// nullopt if there is no regular file at the path.
+[[nodiscard]] std::optional<Ereignisse> liesEreignisse(const std::string& pfad);
+
+}  // namespace hallkorb

@@ -1,0 +1,41 @@
+// A file of a recorded folder, opened for reading at any place.
+//
+// Folders come from anywhere: a name may lead to a pipe on which reading never returns, or by a
+// link to a file outside the folder that a repair would then copy. So only regular files are
+// opened, and no links.
+//
+// Positions are bytes. Movable; one thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace hallkorb {
+
+class Lesedatei {
+ public:
+  // nullopt if there is no regular file at the path, or if it cannot be opened.
+  [[nodiscard]] static std::optional<Lesedatei> oeffne(const std::string& pfad);
+  Lesedatei(Lesedatei&& andere) noexcept;
+  Lesedatei& operator=(Lesedatei&&) = delete;
+  Lesedatei(const Lesedatei&) = delete;
+  Lesedatei& operator=(const Lesedatei&) = delete;
+  ~Lesedatei();
+
+  // The length when it was opened.
+  [[nodiscard]] std::int64_t groesse() const { return groesse_; }
+  // Fills `ziel` from byte `stelle` on; returns how far it came: less at the end of the file or
+  // after an error.
+  [[nodiscard]] std::size_t liesAn(std::int64_t stelle, std::span<std::uint8_t> ziel) const;
+
+ private:
+  Lesedatei(int griff, std::int64_t groesse) : griff_(griff), groesse_(groesse) {}
+
+  int griff_;
+  std::int64_t groesse_;
+};
+
+}  // namespace hallkorb

@@ -1,0 +1,268 @@
+#include "session/Pruefung.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "base/Text.h"
+#include "session/Lesedatei.h"
+#include "session/Mp4Befund.h"
+#include "session/WavBefund.h"
+#include "session/Zeitplan.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::int64_t GENANNTE_LUECKEN = 100;
+// What rounding to a hundredth allows a chunk's length to differ by, and a little more.
+constexpr double RUNDUNG = 0.0101;
+// Two chunks of one channel may seem to overlap by what rounding does.
+constexpr double UEBERLAPPUNG = 0.0051;
+// Less of "me" behind its last chunk is not worth a finding.
+constexpr double REST_SEKUNDEN = 0.05;
+
+std::string sekunden(double wert) {
+  return formatiert("%.2f s", wert);
+}
+
+std::string letzterTeil(std::string_view pfad) {
+  return std::string(pfad.substr(pfad.rfind('/') + 1));
+}
+
+class Pruefer {
+ public:
+  Pruefer(const Sitzungsordner& ordner, const Ereignisse* ereignisse)
+      : ordner_(ordner), ereignisse_(ereignisse) {}
+
+  std::vector<Befund> laufe() {
+    pruefeNamen();
+    if (ereignisse_ != nullptr) {
+      pruefeZeilen();
+    } else {
+      melde(Befundart::hinweis, EREIGNISSE, "fehlt: jede Datei wird nur an ihrem Kopf geprueft");
+    }
+    for (const Kanal kanal : {Kanal::me, Kanal::them}) {
+      liesChunks(kanal);
+      if (ereignisse_ != nullptr) {
+        pruefeAngesagte(kanal);
+      } else {
+        pruefeNummern(kanal);
+      }
+    }
+    pruefeRohdatei();
+    pruefeVideo();
+    return std::move(befunde_);
+  }
+
+ private:
+  void melde(Befundart art, std::string_view datei, std::string text) {
+    befunde_.push_back({art, zeigbar(datei), std::move(text)});
+  }
+
+  void pruefeNamen() {
+    if (ordner_.leer()) melde(Befundart::fehlt, "", "der Ordner enthaelt keine Aufnahme");
+    for (const std::string& name : ordner_.unfertig)
+      melde(Befundart::uebrig, name, "unfertig: wurde beim Abbruch noch geschrieben");
+    for (const std::string& name : ordner_.keineDatei)
+      melde(Befundart::zweifelhaft, name, "ist keine gewoehnliche Datei und bleibt ungelesen");
+  }
+
+  void pruefeZeilen() {
+    const Ereignisse& alle = *ereignisse_;
+    for (const std::size_t nummer : alle.unlesbar)
+      melde(Befundart::zweifelhaft, EREIGNISSE, formatiert("Zeile %zu ist nicht lesbar", nummer));
+    if (alle.unlesbare > alle.unlesbar.size())
+      melde(Befundart::zweifelhaft, EREIGNISSE,
+            formatiert("insgesamt %zu Zeilen sind nicht lesbar", alle.unlesbare));
+    if (alle.aufnahmen > 1)
+      melde(Befundart::hinweis, EREIGNISSE,
+            formatiert("enthaelt %zu Aufnahmen; geprueft wird die letzte", alle.aufnahmen));
+    if (!alle.start) melde(Befundart::fehlt, EREIGNISSE, "die Zeile \"started\" fehlt");
+    if (!alle.fertig)
+      melde(Befundart::abgeschnitten, EREIGNISSE,
+            "endet ohne \"done\": die Aufnahme wurde abgebrochen oder laeuft noch");
+    for (const MeldungZeile& meldung : alle.meldungen)
+      melde(Befundart::hinweis, "", zeigbar(meldung.name + ": " + meldung.text));
+  }
+
+  void liesChunks(Kanal kanal) {
+    for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
+      if (const auto wav = pruefeWav(name)) wav_.emplace(name, *wav);
+  }
+
+  // A file against its own header.
+  std::optional<WavBefund> pruefeWav(const std::string& name) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(name));
+    if (!datei) {
+      melde(Befundart::zweifelhaft, name, "ist nicht lesbar");
+      return std::nullopt;
+    }
+    const auto wav = liesWavBefund(*datei);
+    if (!wav) {
+      melde(datei->groesse() < 44 ? Befundart::abgeschnitten : Befundart::zweifelhaft, name,
+            "hat keinen lesbaren WAV-Kopf");
+      return std::nullopt;
+    }
+    if (!wav->eigener) {
+      melde(Befundart::zweifelhaft, name, "ist keine WAV-Datei dieses Programms (mono, 16 Bit)");
+      return std::nullopt;
+    }
+    const auto proSekunde = static_cast<double>(wav->rate * 2);
+    if (!wav->stimmt()) {
+      melde(Befundart::abgeschnitten, name,
+            "der Kopf nennt " + sekunden(static_cast<double>(wav->erklaert) / proSekunde) +
+                ", die Datei hat " + sekunden(static_cast<double>(wav->vorhanden) / proSekunde));
+    }
+    return wav;
+  }
+
+  // The lines of a channel against its files.
+  void pruefeAngesagte(Kanal kanal) {
+    std::set<std::int64_t> angesagt;
+    for (const ChunkZeile& zeile : ereignisse_->chunks) {
+      if (zeile.kanal != kanal) continue;
+      const std::string name = chunkName(kanal, zeile.nummer);
+      if (!angesagt.insert(zeile.nummer).second)
+        melde(Befundart::zweifelhaft, name, "ist mehrmals angesagt");
+      if (letzterTeil(zeile.pfad) != name)
+        melde(Befundart::zweifelhaft, name,
+              "ist unter einem anderen Namen angesagt: " + zeigbar(letzterTeil(zeile.pfad)));
+    }
+    double bisher = 0.0;
+    for (const ChunkZeile& zeile : ereignisse_->chunksVon(kanal)) {
+      pruefeDauer(zeile);
+      if (zeile.t0 < bisher - UEBERLAPPUNG)
+        melde(Befundart::zweifelhaft, chunkName(kanal, zeile.nummer),
+              "beginnt bei " + sekunden(zeile.t0) + ", vor dem Ende des vorigen bei " +
+                  sekunden(bisher));
+      bisher = std::max(bisher, zeile.t1);
+    }
+    pruefeLuecken(kanal, angesagt);
+    for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
+      if (!angesagt.contains(nummer))
+        melde(Befundart::uebrig, name, "hat keine Zeile; ihre Lage ist nicht bekannt");
+  }
+
+  void pruefeDauer(const ChunkZeile& zeile) {
+    const std::string name = chunkName(zeile.kanal, zeile.nummer);
+    if (!ordner_.chunksVon(zeile.kanal).contains(zeile.nummer)) {
+      melde(
+          Befundart::fehlt, name,
+          "ist angesagt (" + sekunden(zeile.t0) + " bis " + sekunden(zeile.t1) + ") und nicht da");
+      return;
+    }
+    const auto wav = wav_.find(name);
+    if (wav == wav_.end()) return;
+    const double dauer = zeile.t1 - zeile.t0;
+    const double ist = wav->second.sekunden();
+    if (std::abs(ist - dauer) > RUNDUNG)
+      melde(ist < dauer ? Befundart::abgeschnitten : Befundart::zweifelhaft, name,
+            "die Zeile nennt " + sekunden(dauer) + ", die Datei hat " + sekunden(ist));
+  }
+
+  void pruefeNummern(Kanal kanal) {
+    std::set<std::int64_t> da;
+    for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
+      da.insert(nummer);
+    pruefeLuecken(kanal, da);
+  }
+
+  // A number that was used up without a file is a chunk that could not be written.
+  void pruefeLuecken(Kanal kanal, const std::set<std::int64_t>& nummern) {
+    std::int64_t erwartet = 0;
+    std::int64_t gefehlt = 0;
+    for (const std::int64_t nummer : nummern) {
+      for (; erwartet < nummer && gefehlt < GENANNTE_LUECKEN; ++erwartet, ++gefehlt) {
+        if (ereignisse_ != nullptr && ordner_.chunksVon(kanal).contains(erwartet)) continue;
+        melde(Befundart::fehlt, chunkName(kanal, erwartet),
+              "die Nummer fehlt: der Chunk konnte nicht geschrieben werden oder ging verloren");
+      }
+      erwartet = nummer + 1;
+    }
+  }
+
+  void pruefeRohdatei() {
+    if (!ordner_.roh) return;
+    const auto wav = pruefeWav(ROHDATEI);
+    if (!wav || ereignisse_ == nullptr) return;
+    double bisher = 0.0;
+    for (const ChunkZeile& zeile : ereignisse_->chunksVon(Kanal::me))
+      bisher = std::max(bisher, zeile.t1);
+    const double roh = static_cast<double>(wav->vorhanden / 2) / static_cast<double>(wav->rate);
+    if (bisher > roh + RUNDUNG) {
+      melde(Befundart::abgeschnitten, ROHDATEI,
+            "endet bei " + sekunden(roh) + ", die Chunks von \"me\" bei " + sekunden(bisher));
+    } else if (ereignisse_->start && !ereignisse_->fertig && roh - bisher > REST_SEKUNDEN) {
+      melde(Befundart::abgeschnitten, ROHDATEI,
+            "die letzten " + sekunden(roh - bisher) + " von \"me\" stehen nur hier");
+    }
+  }
+
+  void pruefeVideo() {
+    const bool angesagt = ereignisse_ != nullptr && ereignisse_->video;
+    if (!ordner_.video) {
+      if (angesagt) melde(Befundart::fehlt, VIDEODATEI, "ist angesagt und nicht da");
+      return;
+    }
+    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI));
+    if (!datei) {
+      melde(Befundart::zweifelhaft, VIDEODATEI, "ist nicht lesbar");
+      return;
+    }
+    const Mp4Befund mp4 = liesMp4Befund(*datei);
+    if (!mp4.spielt()) {
+      melde(mp4.istMp4 || datei->groesse() == 0 ? Befundart::abgeschnitten : Befundart::zweifelhaft,
+            VIDEODATEI, "enthaelt kein Bild, das sich abspielen laesst");
+      return;
+    }
+    if (mp4.inFragmenten)
+      melde(Befundart::abgeschnitten, VIDEODATEI,
+            "ist noch in Fragmenten: es laesst sich abspielen, aber schlecht darin suchen");
+    if (mp4.abgeschnitten)
+      melde(Befundart::abgeschnitten, VIDEODATEI, "endet mitten in einem Teil");
+    if (angesagt && !mp4.inFragmenten && ereignisse_->video->bilder != mp4.bilder)
+      melde(Befundart::zweifelhaft, VIDEODATEI,
+            formatiert("die Zeile nennt %lld Bilder, die Datei hat %lld",
+                       static_cast<long long>(ereignisse_->video->bilder),
+                       static_cast<long long>(mp4.bilder)));
+  }
+
+  const Sitzungsordner& ordner_;
+  const Ereignisse* ereignisse_;
+  std::map<std::string, WavBefund> wav_;
+  std::vector<Befund> befunde_;
+};
+
+}  // namespace
+
+std::string_view befundName(Befundart art) {
+  switch (art) {
+    case Befundart::hinweis:
+      return "Hinweis";
+    case Befundart::fehlt:
+      return "fehlt";
+    case Befundart::abgeschnitten:
+      return "abgeschnitten";
+    case Befundart::zweifelhaft:
+      return "zweifelhaft";
+    case Befundart::uebrig:
+      return "uebrig";
+  }
+  return "";
+}
+
+bool istAuffaellig(const std::vector<Befund>& befunde) {
+  return std::any_of(befunde.begin(), befunde.end(),
+                     [](const Befund& befund) { return befund.art != Befundart::hinweis; });
+}
+
+std::vector<Befund> pruefeSitzung(const Sitzungsordner& ordner, const Ereignisse* ereignisse) {
+  return Pruefer(ordner, ereignisse).laufe();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,40 @@
+// The check of a recorded folder: every file against its line and against its own header.
+//
+// A recording that was killed, copied by half or kept on a bad disk shows it in one of four ways: a
+// file is missing, cut off, in doubt (what it holds and what is said of it differ), or left over.
+// Each finding names its file and says in one German sentence what is wrong.
+//
+// Without the host's lines the files alone are checked, each against its header.
+//
+// Only reads. Any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session/Ereignisse.h"
+#include "session/Sitzungsordner.h"
+
+namespace hallkorb {
+
+enum class Befundart { hinweis, fehlt, abgeschnitten, zweifelhaft, uebrig };
+
+struct Befund {
+  Befundart art = Befundart::hinweis;
+  std::string datei;  // its name, or empty for the recording as a whole; as it may be shown
+  std::string text;
+
+  friend bool operator==(const Befund&, const Befund&) = default;
+};
+
+// What a kind of finding is called.
+[[nodiscard]] std::string_view befundName(Befundart art);
+
+// Whether anything but hints is among them.
+[[nodiscard]] bool istAuffaellig(const std::vector<Befund>& befunde);
+
+// `ereignisse` null without lines.
+[[nodiscard]] std::vector<Befund> pruefeSitzung(const Sitzungsordner& ordner,
+                                                const Ereignisse* ereignisse);
+
+}  // namespace hallkorb

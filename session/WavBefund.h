@@ -1,0 +1,33 @@
+// What a WAV file says about itself, and what it holds.
+//
+// Pure function, any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "session/Lesedatei.h"
+
+namespace hallkorb {
+
+struct WavBefund {
+  std::int64_t rate = 0;       // Hz
+  std::int64_t datenAb = 0;    // position of the samples
+  std::int64_t erklaert = 0;   // bytes of samples by the "data" block
+  std::int64_t riff = 0;       // bytes by the head of the file
+  std::int64_t vorhanden = 0;  // bytes behind the head
+  bool eigener = false;        // mono, 16 bit, 44 bytes of header: as the recorder writes it
+
+  // Samples that are declared and there.
+  [[nodiscard]] std::int64_t samples() const;
+  [[nodiscard]] double sekunden() const;
+  // Whether the header declares just what the file holds.
+  [[nodiscard]] bool stimmt() const;
+};
+
+// nullopt if it is no WAV file with a format and a data block. Those of the recorder that were
+// killed before their header was written, too.
+[[nodiscard]] std::optional<WavBefund> liesWavBefund(const Lesedatei& datei);
+
+}  // namespace hallkorb

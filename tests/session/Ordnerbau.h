@@ -1,0 +1,156 @@
+// Recorded folders as tests make them: chunks, a raw file, lines, videos put together from boxes.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "audiofiles/Wav.h"
+#include "session/Ereignisse.h"
+#include "session/Pruefung.h"
+#include "session/Sitzungsordner.h"
+#include "tests/support/TempOrdner.h"
+
+namespace hallkorb {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class Ordnerbau {
+ public:
+  static constexpr int RATE = 16000;
+
+  [[nodiscard]] const TempOrdner& ordner() const { return ordner_; }
+  [[nodiscard]] std::string operator/(const std::string& name) const { return ordner_ / name; }
+
+  // Samples that tell their place: sample i of a channel's time axis.
+  static std::vector<float> ton(std::int64_t ab, std::int64_t anzahl) {
+    std::vector<float> samples;
+    for (std::int64_t i = ab; i < ab + anzahl; ++i)
+      samples.push_back(static_cast<float>(i % 20011 + 100) / 32767.0F);
+    return samples;
+  }
+
+  void wav(const std::string& name, std::int64_t ab, std::int64_t anzahl,
+           double rate = RATE) const {
+    ASSERT_TRUE(writeWav(ton(ab, anzahl), rate, ordner_ / name).gelungen());
+  }
+
+  // A chunk with its line.
+  void chunk(const char* kanal, int nummer, double t0, double t1) {
+    const auto ab = static_cast<std::int64_t>(t0 * RATE + 0.5);
+    const std::string name =
+        std::string("chunk_") + kanal + "_00" + std::to_string(nummer) + ".wav";
+    wav(name, ab, static_cast<std::int64_t>(t1 * RATE + 0.5) - ab);
+    chunkZeile(kanal, nummer, t0, t1, "/weg/" + name);
+  }
+  void chunkZeile(const char* kanal, int nummer, double t0, double t1, const std::string& pfad) {
+    char zeiten[64];
+    std::snprintf(zeiten, sizeof zeiten, "\"t0\":%.2f,\"t1\":%.2f", t0, t1);
+    zeile("{\"chunk\":" + std::to_string(nummer) + ",\"channel\":\"" + kanal + "\",\"path\":\"" +
+          pfad + "\"," + zeiten + "}");
+  }
+  void start(bool echo = true) {
+    zeile(std::string(R"({"event":"started","mic":true,"system":true,"video":true,"echo":)") +
+          (echo ? "true" : "false") + R"(,"null_unix_ms":1795220400123})");
+  }
+  void ende() { zeile(R"({"event":"done"})"); }
+  void zeile(const std::string& text) { roh(text + "\n"); }
+  void roh(const std::string& text) {
+    std::ofstream datei(ordner_ / EREIGNISSE, std::ios::binary | std::ios::app);
+    datei << text;
+  }
+
+  // Overwrites a number of four bytes, little-endian.
+  void setze(const std::string& name, std::size_t stelle, std::uint32_t wert) const {
+    Bytes bytes = dateiBytes(ordner_ / name);
+    for (int i = 0; i < 4; ++i)
+      bytes[stelle + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(wert >> (8 * i));
+    legeAn(ordner_ / name, bytes);
+  }
+  void kuerze(const std::string& name, std::size_t bytes) const {
+    Bytes inhalt = dateiBytes(ordner_ / name);
+    inhalt.resize(bytes);
+    legeAn(ordner_ / name, inhalt);
+  }
+
+  [[nodiscard]] std::vector<Befund> pruefe() const {
+    const auto gelesen = liesSitzungsordner(ordner_.pfad());
+    const auto zeilen = liesEreignisse(ordner_ / EREIGNISSE);
+    return pruefeSitzung(*gelesen, zeilen ? &*zeilen : nullptr);
+  }
+  // Findings as "kind file", hints left out.
+  [[nodiscard]] std::vector<std::string> auffaellig() const {
+    std::vector<std::string> namen;
+    for (const Befund& befund : pruefe())
+      if (befund.art != Befundart::hinweis)
+        namen.push_back(std::string(befundName(befund.art)) + " " + befund.datei);
+    return namen;
+  }
+
+ private:
+  TempOrdner ordner_;
+};
+
+// A box with the content that `fuelle` appends.
+inline void kasten(Bytes& ziel, std::string_view name, const std::function<void()>& fuelle) {
+  const std::size_t anfang = ziel.size();
+  ziel.insert(ziel.end(), 4, 0);
+  ziel.insert(ziel.end(), name.begin(), name.end());
+  fuelle();
+  const std::size_t laenge = ziel.size() - anfang;
+  for (std::size_t i = 0; i < 4; ++i)
+    ziel[anfang + i] = static_cast<std::uint8_t>(laenge >> (24 - 8 * i));
+}
+
+inline void vier(Bytes& ziel, std::uint32_t wert) {
+  for (const int stelle : {24, 16, 8, 0})
+    ziel.push_back(static_cast<std::uint8_t>(wert >> stelle));
+}
+
+// The head of a video: an ordinary one with so many pictures, or one of fragments.
+inline void mp4Kopf(Bytes& ziel, std::uint32_t bilder, bool fragmente) {
+  kasten(ziel, "moov", [&] {
+    kasten(ziel, "trak", [&] {
+      kasten(ziel, "mdia", [&] {
+        kasten(ziel, "minf", [&] {
+          kasten(ziel, "stbl", [&] {
+            kasten(ziel, "stsz", [&] {
+              vier(ziel, 0);
+              vier(ziel, 0);
+              vier(ziel, bilder);
+            });
+          });
+        });
+      });
+    });
+    if (fragmente) kasten(ziel, "mvex", [] {});
+  });
+}
+
+inline void mp4Fragment(Bytes& ziel, std::uint32_t bilder) {
+  kasten(ziel, "moof", [&] {
+    kasten(ziel, "traf", [&] {
+      kasten(ziel, "trun", [&] {
+        vier(ziel, 0);
+        vier(ziel, bilder);
+      });
+    });
+  });
+  kasten(ziel, "mdat", [&] { ziel.insert(ziel.end(), 50, 1); });
+}
+
+inline Bytes mp4Anfang() {
+  Bytes ziel;
+  kasten(ziel, "ftyp", [&] { vier(ziel, 0x69736F6D); });
+  return ziel;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,216 @@
+// Every way in which a recorded folder can be wrong, one at a time.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/session/Ordnerbau.h"
+
+namespace hallkorb {
+namespace {
+
+using Namen = std::vector<std::string>;
+
+class Pruefung : public testing::Test {
+ protected:
+  void SetUp() override {
+    bau_.start();
+    bau_.chunk("me", 0, 0.0, 1.0);
+    bau_.chunk("them", 0, 0.0, 1.5);
+    bau_.chunk("me", 1, 1.0, 2.13);
+    bau_.wav(ROHDATEI, 0, 48000);
+  }
+  Ordnerbau bau_;
+};
+
+TEST_F(Pruefung, AWholeRecordingHasNoFindings) {
+  bau_.ende();
+  EXPECT_EQ(bau_.pruefe(), std::vector<Befund>{});
+}
+
+TEST_F(Pruefung, AKilledRecordingIsCutOff) {
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten ereignisse.jsonl", "abgeschnitten mikro_roh.wav"}));
+}
+
+TEST_F(Pruefung, AnAnnouncedFileThatIsNotThere) {
+  bau_.ende();
+  std::filesystem::remove(bau_ / "chunk_me_001.wav");
+  EXPECT_EQ(bau_.auffaellig(), Namen{"fehlt chunk_me_001.wav"});
+}
+
+TEST_F(Pruefung, AFileThatDeclaresMoreThanItHas) {
+  bau_.ende();
+  bau_.kuerze("chunk_them_000.wav", 2000);
+  // Against its header and against its line.
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten chunk_them_000.wav", "abgeschnitten chunk_them_000.wav"}));
+}
+
+TEST_F(Pruefung, AFileThatDeclaresLessThanItHas) {
+  bau_.ende();
+  bau_.setze(ROHDATEI, 40, 2000);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten mikro_roh.wav"});
+}
+
+TEST_F(Pruefung, TheTwoLengthsOfAHeaderContradictEachOther) {
+  bau_.ende();
+  bau_.setze("chunk_me_000.wav", 4, 0xFFFFFFFF);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten chunk_me_000.wav"});
+}
+
+TEST_F(Pruefung, AHeaderThatIsNone) {
+  bau_.ende();
+  bau_.kuerze("chunk_me_000.wav", 20);
+  bau_.setze("chunk_me_001.wav", 0, 0);
+  bau_.setze("chunk_them_000.wav", 24, 0);  // a rate of 0
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten chunk_me_000.wav", "zweifelhaft chunk_me_001.wav",
+                   "zweifelhaft chunk_them_000.wav"}));
+}
+
+TEST_F(Pruefung, ALineThatPromisesAnotherLength) {
+  bau_.zeile(R"({"chunk":1,"channel":"them","path":"chunk_them_001.wav","t0":2.00,"t1":3.00})");
+  bau_.wav("chunk_them_001.wav", 0, 20000);
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft chunk_them_001.wav"});
+}
+
+TEST_F(Pruefung, APathThatLeadsElsewhereIsNotFollowed) {
+  bau_.wav("chunk_them_001.wav", 0, 16000);
+  bau_.chunkZeile("them", 1, 2.0, 3.0, "../../etc/passwd");
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft chunk_them_001.wav"});
+}
+
+TEST_F(Pruefung, ChunksThatOverlapOrComeTwice) {
+  bau_.chunk("me", 2, 2.0, 3.0);
+  bau_.chunkZeile("them", 0, 0.0, 1.5, "chunk_them_000.wav");
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"zweifelhaft chunk_me_002.wav", "zweifelhaft chunk_them_000.wav"}));
+}
+
+TEST_F(Pruefung, ANumberThatWasUsedUp) {
+  bau_.chunk("me", 3, 2.13, 2.5);
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{"fehlt chunk_me_002.wav"});
+}
+
+TEST_F(Pruefung, FilesWithoutALineAndUnfinishedOnes) {
+  bau_.wav("chunk_me_002.wav", 0, 100);
+  legeAn(bau_ / ".hallkorb-17-3.teil", {1, 2});
+  legeAn(bau_ / "video.mp4.neu", {});
+  legeAn(bau_ / "notizen.txt", {1});
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"uebrig .hallkorb-17-3.teil", "uebrig video.mp4.neu",
+                                      "uebrig chunk_me_002.wav"}));
+}
+
+TEST_F(Pruefung, LinksAndPipesAreNotOpened) {
+  bau_.ende();
+  std::filesystem::remove(bau_ / ROHDATEI);
+  std::filesystem::create_symlink("/etc/passwd", bau_ / ROHDATEI);
+  ASSERT_EQ(::mkfifo((bau_ / VIDEODATEI).c_str(), 0600), 0);
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"zweifelhaft mikro_roh.wav", "zweifelhaft video.mp4"}));
+}
+
+TEST_F(Pruefung, WithoutLinesTheFilesAlone) {
+  std::filesystem::remove(bau_ / EREIGNISSE);
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  std::filesystem::remove(bau_ / "chunk_me_000.wav");
+  bau_.setze(ROHDATEI, 40, 0);
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"fehlt chunk_me_000.wav", "abgeschnitten mikro_roh.wav"}));
+}
+
+TEST_F(Pruefung, WhatIsShownHoldsNoControlCharacters) {
+  bau_.zeile("{\"event\":\"degraded\",\"message\":\"\x1b[31mrot\xC2\x9B\"}");
+  bau_.ende();
+  const auto befunde = bau_.pruefe();
+  ASSERT_EQ(befunde.size(), 1U);
+  EXPECT_EQ(befunde[0].text, "degraded: \xEF\xBF\xBD[31mrot\xEF\xBF\xBD");
+}
+
+TEST(PruefungLeer, AnEmptyFolderHoldsNoRecording) {
+  const Ordnerbau bau;
+  EXPECT_EQ(bau.auffaellig(), Namen{"fehlt "});
+}
+
+class VideoPruefung : public testing::Test {
+ protected:
+  void video(const Bytes& bytes) { legeAn(bau_ / VIDEODATEI, bytes); }
+  Ordnerbau bau_;
+};
+
+TEST_F(VideoPruefung, AnOrdinaryFile) {
+  Bytes bytes = mp4Anfang();
+  // As the recorder leaves it: everything before the index is data with a length of eight bytes.
+  vier(bytes, 1);
+  for (const char zeichen : {'m', 'd', 'a', 't'})
+    bytes.push_back(static_cast<std::uint8_t>(zeichen));
+  vier(bytes, 0);
+  vier(bytes, 16 + 40);
+  bytes.insert(bytes.end(), 40, 0);
+  mp4Kopf(bytes, 12, false);
+  video(bytes);
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  bau_.start();
+  bau_.zeile(R"({"event":"video","path":"video.mp4","frames":12,"quelle":"Z"})");
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  std::filesystem::remove(bau_ / EREIGNISSE);
+  bau_.start();
+  bau_.zeile(R"({"event":"video","path":"video.mp4","frames":13,"quelle":"Z"})");
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft video.mp4"});
+  bytes.resize(bytes.size() - 1);
+  video(bytes);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
+}
+
+TEST_F(VideoPruefung, AFileInFragments) {
+  Bytes bytes = mp4Anfang();
+  mp4Kopf(bytes, 0, true);
+  video(bytes);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});  // nothing can be seen
+  mp4Fragment(bytes, 5);
+  video(bytes);
+  ASSERT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
+  EXPECT_NE(bau_.pruefe().back().text.find("Fragmenten"), std::string::npos);
+  mp4Fragment(bytes, 3);
+  bytes.resize(bytes.size() - 7);
+  video(bytes);
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"abgeschnitten video.mp4", "abgeschnitten video.mp4"}));
+}
+
+// Killed while it was finished: the new index is behind the fragments, and still hidden.
+TEST_F(VideoPruefung, AHiddenIndexDoesNotCount) {
+  Bytes bytes = mp4Anfang();
+  kasten(bytes, "free", [&] { bytes.insert(bytes.end(), 8, 0); });
+  mp4Kopf(bytes, 0, true);
+  mp4Fragment(bytes, 5);
+  kasten(bytes, "free", [&] { mp4Kopf(bytes, 5, false); });
+  video(bytes);
+  ASSERT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
+  EXPECT_NE(bau_.pruefe().back().text.find("Fragmenten"), std::string::npos);
+}
+
+TEST_F(VideoPruefung, BoxesThatLie) {
+  for (const std::uint32_t laenge : {0U, 1U, 2U, 7U, 0xFFFFFFFFU}) {
+    Bytes bytes = mp4Anfang();
+    vier(bytes, laenge);
+    for (const char zeichen : {'m', 'o', 'o', 'v'})
+      bytes.push_back(static_cast<std::uint8_t>(zeichen));
+    video(bytes);
+    EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"}) << laenge;
+  }
+  video({1, 2, 3});
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft video.mp4"});
+  video({});
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
+}
+
+}  // namespace
+}  // namespace hallkorb

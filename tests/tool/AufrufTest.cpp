@@ -1,0 +1,83 @@
+// What a person types, and what comes back.
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "tests/session/Ordnerbau.h"
+#include "tool/Aufruf.h"
+#include "tool/Befehle.h"
+#include "tool/Terminal.h"
+
+namespace hallkorb {
+namespace {
+
+struct Antwort {
+  int status = -1;
+  std::string aus;
+  std::string fehler;
+};
+
+Antwort rufe(std::initializer_list<std::string> worte) {
+  std::vector<const char*> zeiger{"hallkorb-sitzung"};
+  for (const std::string& wort : worte)
+    zeiger.push_back(wort.c_str());
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  const auto aufruf = liesAufruf(static_cast<int>(zeiger.size()), zeiger.data());
+  Antwort antwort;
+  antwort.status = std::holds_alternative<int>(aufruf) ? std::get<int>(aufruf)
+                                                       : fuehreAus(std::get<Aufruf>(aufruf));
+  antwort.aus = testing::internal::GetCapturedStdout();
+  antwort.fehler = testing::internal::GetCapturedStderr();
+  return antwort;
+}
+
+TEST(SitzungAufruf, HelpAndVersion) {
+  const Antwort hilfe = rufe({"--help"});
+  EXPECT_EQ(hilfe.status, ALLES_GUT);
+  EXPECT_NE(hilfe.aus.find("pruefen"), std::string::npos);
+  EXPECT_EQ(hilfe.aus.find("Usage"), std::string::npos);
+  EXPECT_EQ(rufe({"pruefen", "--help"}).status, ALLES_GUT);
+  const Antwort version = rufe({"--version"});
+  EXPECT_EQ(version.status, ALLES_GUT);
+  EXPECT_EQ(version.aus.substr(0, 17), "hallkorb-sitzung ");
+}
+
+TEST(SitzungAufruf, AMistakeIsNamedAndNothingHappens) {
+  EXPECT_EQ(rufe({}).fehler.substr(0, 37), "hallkorb-sitzung: es fehlt ein Befehl");
+  EXPECT_NE(rufe({"pruefen"}).fehler.find("es fehlt ein Ordner"), std::string::npos);
+  EXPECT_NE(
+      rufe({"pruefen", "/tmp", "--ja\x1b"}).fehler.find("unbekannte Angabe: --ja\xEF\xBF\xBD"),
+      std::string::npos);
+  EXPECT_NE(rufe({"pruefen", "/fehlt\n"}).fehler.find("nicht lesbar: /fehlt\xEF\xBF\xBD"),
+            std::string::npos);
+  for (const auto& worte :
+       {std::initializer_list<std::string>{}, {"pruefen"}, {"tanzen", "/tmp"}}) {
+    const Antwort antwort = rufe(worte);
+    EXPECT_EQ(antwort.status, UNMOEGLICH);
+    EXPECT_EQ(antwort.aus, "");
+  }
+}
+
+TEST(SitzungAufruf, TheStatusSaysWhatWasFound) {
+  Ordnerbau bau;
+  bau.start();
+  bau.chunk("me", 0, 0.0, 1.0);
+  EXPECT_EQ(rufe({"pruefen", bau.ordner().pfad()}).status, AUFFAELLIG);
+  bau.ende();
+  const Antwort antwort = rufe({"pruefen", bau.ordner().pfad()});
+  EXPECT_EQ(antwort.status, ALLES_GUT);
+  EXPECT_EQ(antwort.aus, "in Ordnung: 1 Chunks von me, 0 von them\n");
+}
+
+TEST(Terminal, ColoursOnlyWhereTheyAreWanted) {
+  EXPECT_EQ(gefaerbt("rot", Farbe::rot, false), "rot");
+  EXPECT_EQ(gefaerbt("rot", Farbe::rot, true), "\033[31mrot\033[0m");
+  EXPECT_EQ(gefaerbt("rot", Farbe::ohne, true), "rot");
+}
+
+}  // namespace
+}  // namespace hallkorb

@@ -1,0 +1,73 @@
+#include "tool/Aufruf.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "session/Sitzungsordner.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr char OPTIONEN[] = "Optionen";
+
+// CLI11 speaks English; what it prints by itself is named in German here.
+void sprichDeutsch(CLI::App& app) {
+  const auto form = app.get_formatter();
+  form->label("Usage", "Aufruf");
+  form->label("OPTIONS", "OPTIONEN");
+  form->label("SUBCOMMAND", "BEFEHL");
+  form->label("SUBCOMMANDS", "BEFEHLE");
+  form->label("Positionals", "Angaben");
+  form->label("REQUIRED", "");
+  form->label("TEXT", "");
+}
+
+CLI::App* neuerBefehl(CLI::App& app, const char* name, const char* text, Aufruf& aufruf,
+                      Befehl befehl) {
+  CLI::App* neuer = app.add_subcommand(name, text);
+  neuer->group("Befehle");
+  neuer->set_help_flag("-h,--help", "diese Hilfe")->group(OPTIONEN);
+  sprichDeutsch(*neuer);
+  neuer->add_option("ORDNER", aufruf.ordner, "der aufgenommene Ordner")->required();
+  neuer->callback([&aufruf, befehl] { aufruf.befehl = befehl; });
+  return neuer;
+}
+
+int meldeFehler(const CLI::App& app, const CLI::ParseError& fehler) {
+  std::string grund = "der Aufruf ist nicht verstaendlich: " + zeigbar(fehler.what());
+  if (fehler.get_name() == "RequiredError")
+    grund = app.get_subcommands().empty() ? "es fehlt ein Befehl" : "es fehlt ein Ordner";
+  if (fehler.get_name() == "ExtrasError") {
+    grund = "unbekannte Angabe:";
+    for (const std::string& wort : app.remaining(true))
+      grund += " " + zeigbar(wort);
+  }
+  std::fprintf(stderr, "hallkorb-sitzung: %s\nMehr mit hallkorb-sitzung --help\n", grund.c_str());
+  return UNMOEGLICH;
+}
+
+}  // namespace
+
+std::variant<Aufruf, int> liesAufruf(int anzahl, const char* const* worte) {
+  Aufruf aufruf;
+  CLI::App app("Sieht aufgenommene Ordner von hallkorb nach, repariert sie und fuegt sie zusammen.",
+               "hallkorb-sitzung");
+  app.set_help_flag("-h,--help", "diese Hilfe")->group(OPTIONEN);
+  app.set_version_flag("--version", "hallkorb-sitzung " HALLKORB_VERSION, "die Version")
+      ->group(OPTIONEN);
+  sprichDeutsch(app);
+  app.footer("Status: 0 alles gut, 1 etwas ist auffaellig, 2 falscher Aufruf oder nicht moeglich.");
+  app.require_subcommand(1);
+  neuerBefehl(app, "pruefen", "prueft jede Datei gegen ihre Zeile und ihren Kopf", aufruf,
+              Befehl::pruefen);
+  try {
+    app.parse(anzahl, worte);
+  } catch (const CLI::Success& erfolg) {
+    return app.exit(erfolg);
+  } catch (const CLI::ParseError& fehler) {
+    return meldeFehler(app, fehler);
+  }
+  return aufruf;
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,31 @@
+// The command line of hallkorb-sitzung.
+//
+// Unlike the recorder, which a program starts and which skips what it does not know, this is for
+// people: a mistake is named, and nothing happens.
+#pragma once
+
+#include <string>
+#include <variant>
+
+namespace hallkorb {
+
+// Exit statuses.
+inline constexpr int ALLES_GUT = 0;
+inline constexpr int AUFFAELLIG = 1;  // something was found, or could not be put right
+inline constexpr int UNMOEGLICH = 2;  // wrong usage, or the folder cannot be read
+
+enum class Befehl { pruefen, reparieren, zusammen };
+
+struct Aufruf {
+  Befehl befehl = Befehl::pruefen;
+  std::string ordner;
+  std::string ziel;        // zusammen: folder for the results; empty for `ordner`
+  bool einzeln = false;    // zusammen: one file for each channel
+  bool ohneVideo = false;  // zusammen: no video
+};
+
+// The call, or the status to end with: what there was to print (help, version, a mistake) has been
+// printed.
+[[nodiscard]] std::variant<Aufruf, int> liesAufruf(int anzahl, const char* const* worte);
+
+}  // namespace hallkorb
