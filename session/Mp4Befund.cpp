@@ -122,6 +122,7 @@ Mp4Befund liesMp4Befund(const Lesedatei& datei) {
       offen = false;
     }
     befund.ganzBis += kasten->laenge;
+    if (!offen) befund.spielbarBis = befund.ganzBis;
   }
   befund.abgeschnitten = befund.ganzBis < datei.groesse() || offen;
   return befund;

@@ -24,6 +24,8 @@ struct Mp4Befund {
   std::int64_t bilder = 0;     // pictures in the index, or in the whole fragments
   std::int64_t ganzBis = 0;    // where the last whole box ends
 
+  std::int64_t spielbarBis = 0;  // where the last box ends that can be played
+
   // An ordinary, whole file with pictures.
   [[nodiscard]] bool heil() const {
     return istMp4 && verzeichnis && !inFragmenten && !abgeschnitten && bilder > 0;

@@ -35,9 +35,9 @@ CLI::App* neuerBefehl(CLI::App& app, const char* name, const char* text, Aufruf&
 
 int meldeFehler(const CLI::App& app, const CLI::ParseError& fehler) {
   std::string grund = "der Aufruf ist nicht verstaendlich: " + zeigbar(fehler.what());
-  if (fehler.get_name() == "RequiredError")
+  if (dynamic_cast<const CLI::RequiredError*>(&fehler) != nullptr)
     grund = app.get_subcommands().empty() ? "es fehlt ein Befehl" : "es fehlt ein Ordner";
-  if (fehler.get_name() == "ExtrasError") {
+  if (dynamic_cast<const CLI::ExtrasError*>(&fehler) != nullptr) {
     grund = "unbekannte Angabe:";
     for (const std::string& wort : app.remaining(true))
       grund += " " + zeigbar(wort);
@@ -60,6 +60,8 @@ std::variant<Aufruf, int> liesAufruf(int anzahl, const char* const* worte) {
   app.require_subcommand(1);
   neuerBefehl(app, "pruefen", "prueft jede Datei gegen ihre Zeile und ihren Kopf", aufruf,
               Befehl::pruefen);
+  neuerBefehl(app, "reparieren", "setzt instand, was ein Abbruch hinterlassen hat", aufruf,
+              Befehl::reparieren);
   try {
     app.parse(anzahl, worte);
   } catch (const CLI::Success& erfolg) {

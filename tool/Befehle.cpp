@@ -6,11 +6,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "base/Text.h"
 #include "session/Ereignisse.h"
 #include "session/Pruefung.h"
+#include "session/Reparatur.h"
 #include "session/Sitzungsordner.h"
 #include "tool/Terminal.h"
 
@@ -70,9 +72,31 @@ int pruefe(const Sitzungsordner& ordner, const std::optional<Ereignisse>& ereign
   return auffaellig ? AUFFAELLIG : ALLES_GUT;
 }
 
+int repariere(const std::string& pfad) {
+  const bool farbig = darfFarbe(STDOUT_FILENO);
+  std::variant<std::vector<Tat>, Fehler> ergebnis;
+  {
+    Balken balken("repariere", ::isatty(STDERR_FILENO) != 0);
+    ergebnis = repariereSitzung(pfad, [&](double anteil) { balken.zeige(anteil); });
+  }
+  if (const Fehler* fehler = std::get_if<Fehler>(&ergebnis))
+    return scheitere(fehler->description + ": " + zeigbar(pfad));
+  const auto& taten = std::get<std::vector<Tat>>(ergebnis);
+  bool alles = true;
+  for (const Tat& tat : taten) {
+    alles = alles && tat.gelungen;
+    drucke(gefaerbt(tat.gelungen ? "repariert     " : "unmoeglich    ",
+                    tat.gelungen ? Farbe::gruen : Farbe::rot, farbig) +
+           tat.datei + ": " + tat.text);
+  }
+  if (taten.empty()) drucke("nichts zu tun");
+  return alles ? ALLES_GUT : AUFFAELLIG;
+}
+
 }  // namespace
 
 int fuehreAus(const Aufruf& aufruf) {
+  if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
   const auto ordner = liesSitzungsordner(aufruf.ordner);
   if (!ordner) return scheitere("der Ordner ist nicht lesbar: " + zeigbar(aufruf.ordner));
   const auto ereignisse = liesEreignisse(ordner->zu(EREIGNISSE));

@@ -1,0 +1,264 @@
+#include "session/Reparatur.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "audiofiles/Wav.h"
+#include "base/Dateien.h"
+#include "base/Ersatzdatei.h"
+#include "base/Text.h"
+#include "session/Ereignisse.h"
+#include "session/Ffmpeg.h"
+#include "session/Lesedatei.h"
+#include "session/Mp4Befund.h"
+#include "session/Sicherung.h"
+#include "session/Sitzungsordner.h"
+#include "session/WavBefund.h"
+#include "session/Zeitplan.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr std::size_t BLOCK = std::size_t{256} * 1024;
+constexpr std::int64_t MAX_BYTES = std::numeric_limits<std::uint32_t>::max() - 36;
+constexpr double REST_SEKUNDEN = 0.05;  // less is not worth a chunk
+constexpr char UNVERSTANDEN[] = "ist nicht zu reparieren: der Inhalt ist unverstaendlich";
+
+// Another process neither records into the folder nor repairs it while this lives.
+class Sperre {
+ public:
+  explicit Sperre(const std::string& pfad)
+      : griff_(
+            beharrlich([&] { return posixDateien().oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); })) {
+    if (griff_ >= 0) nummer_ = -beharrlich([&] { return posixDateien().sperren(griff_); });
+  }
+  Sperre(const Sperre&) = delete;
+  Sperre& operator=(const Sperre&) = delete;
+  ~Sperre() {
+    if (griff_ >= 0) schliesse(griff_, posixDateien());
+  }
+
+  [[nodiscard]] bool lesbar() const { return griff_ >= 0; }
+  [[nodiscard]] bool besetzt() const { return nummer_ == EWOULDBLOCK; }
+
+ private:
+  int griff_;
+  int nummer_ = 0;
+};
+
+class Reparierer {
+ public:
+  Reparierer(Sitzungsordner ordner, Fortschritt fortschritt)
+      : ordner_(std::move(ordner)),
+        sicherung_(ordner_.pfad),
+        fortschritt_(std::move(fortschritt)),
+        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE))) {}
+
+  std::vector<Tat> laufe() {
+    for (const std::string& name : ordner_.unfertig)
+      raeumeWeg(name, "war unfertig");
+    for (const Kanal kanal : {Kanal::me, Kanal::them})
+      for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
+        repariereKopf(name);
+    if (ordner_.roh) repariereKopf(ROHDATEI);
+    if (ordner_.roh) schneideRest();
+    if (ordner_.video) repariereVideo();
+    return std::move(taten_);
+  }
+
+ private:
+  void melde(bool gelungen, std::string_view datei, std::string text) {
+    taten_.push_back({gelungen, zeigbar(datei), std::move(text)});
+  }
+  void gescheitert(std::string_view datei, const Fehler& fehler) {
+    melde(false, datei, "ist nicht zu reparieren: " + zeigbar(fehler.description));
+  }
+
+  void raeumeWeg(const std::string& name, const std::string& warum) {
+    const Ergebnis ergebnis = sicherung_.raeumeWeg(name);
+    if (ergebnis.gescheitert()) {
+      gescheitert(name, ergebnis.fehler());
+    } else {
+      melde(true, name, warum + " und liegt jetzt in " + ORIGINALE);
+    }
+  }
+
+  // Writes `kopf` and then the bytes of `datei` from `ab` to `bis` as the file `name`.
+  Ergebnis schreibe(const std::string& name, std::span<const std::uint8_t> kopf,
+                    const Lesedatei& datei, std::int64_t ab, std::int64_t bis) {
+    Ersatzdatei ziel(ordner_.zu(name));
+    ziel.schreibe(kopf);
+    std::vector<std::uint8_t> block(BLOCK);
+    for (std::int64_t stelle = ab; stelle < bis;) {
+      const auto bitte = std::span(block).first(
+          static_cast<std::size_t>(std::min<std::int64_t>(bis - stelle, BLOCK)));
+      const std::size_t n = datei.liesAn(stelle, bitte);
+      if (n < bitte.size()) return Fehler::ausErrno(EIO, name);
+      ziel.schreibe(bitte);
+      stelle += static_cast<std::int64_t>(n);
+      if (fortschritt_)
+        fortschritt_(static_cast<double>(stelle - ab) / static_cast<double>(bis - ab));
+    }
+    return ziel.vollende();
+  }
+
+  void repariereKopf(const std::string& name) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(name));
+    if (!datei) return;
+    const auto wav = liesWavBefund(*datei);
+    if (!wav) {
+      if (datei->groesse() <= std::int64_t{WAV_KOPF_BYTES})
+        raeumeWeg(name, "enthielt noch nichts");
+      else
+        melde(false, name, UNVERSTANDEN);
+      return;
+    }
+    if (wav->stimmt()) return;
+    const std::int64_t bytes = wav->vorhanden / 2 * 2;
+    if (!wav->eigener || bytes > MAX_BYTES) {
+      melde(false, name, UNVERSTANDEN);
+      return;
+    }
+    Ergebnis ergebnis = sicherung_.bewahre(name);
+    if (ergebnis.gelungen()) {
+      ergebnis = schreibe(name, wavKopf(wav->rate, static_cast<std::uint32_t>(bytes)), *datei,
+                          wav->datenAb, wav->datenAb + bytes);
+    }
+    if (ergebnis.gescheitert()) {
+      gescheitert(name, ergebnis.fehler());
+      return;
+    }
+    const auto proSekunde = static_cast<double>(wav->rate * 2);
+    melde(true, name,
+          formatiert("der Kopf nennt jetzt die %.2f s, die da sind (vorher %.2f s)",
+                     static_cast<double>(bytes) / proSekunde,
+                     static_cast<double>(wav->erklaert) / proSekunde));
+  }
+
+  // What came after the last chunk of "me" is in the raw file alone. After an orderly end the
+  // recorder itself has decided what was worth a chunk.
+  void schneideRest() {
+    if (!ereignisse_ || !ereignisse_->start || ereignisse_->fertig) return;
+    const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI));
+    const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+    if (!wav || !wav->eigener || !wav->stimmt()) return;
+    const Zeitplan plan = planeZeit(ordner_, &*ereignisse_);
+    if (plan.rate != 0 && plan.rate != wav->rate) return;
+    const std::int64_t ab = plan.me.bis;
+    const auto mindestens =
+        static_cast<std::int64_t>(REST_SEKUNDEN * static_cast<double>(wav->rate));
+    if (wav->samples() - ab <= mindestens) return;
+    const std::int64_t nummer = naechsteNummer();
+    const std::string name = chunkName(Kanal::me, nummer);
+    const auto bytes = static_cast<std::uint32_t>(2 * (wav->samples() - ab));
+    Ergebnis ergebnis = sicherung_.bewahre(EREIGNISSE);
+    if (ergebnis.gelungen())
+      ergebnis = schreibe(name, wavKopf(wav->rate, bytes), *datei, wav->datenAb + 2 * ab,
+                          wav->datenAb + wav->vorhanden);
+    const double t0 = static_cast<double>(ab) / static_cast<double>(wav->rate);
+    if (ergebnis.gelungen()) ergebnis = haengeAn(chunkZeile(nummer, name, t0, wav->sekunden()));
+    if (ergebnis.gescheitert()) {
+      gescheitert(name, ergebnis.fehler());
+      return;
+    }
+    melde(true, name,
+          formatiert("die letzten %.2f s von \"me\", aus %s geschnitten", wav->sekunden() - t0,
+                     ROHDATEI) +
+              (ereignisse_->start->echo
+                   ? "; vor der Echo-Entfernung: die Gegenseite kann zu hoeren sein"
+                   : ""));
+  }
+
+  [[nodiscard]] std::int64_t naechsteNummer() const {
+    std::int64_t nummer = -1;
+    for (const ChunkZeile& zeile : ereignisse_->chunks)
+      if (zeile.kanal == Kanal::me) nummer = std::max(nummer, zeile.nummer);
+    const auto& dateien = ordner_.chunksVon(Kanal::me);
+    if (!dateien.empty()) nummer = std::max(nummer, dateien.rbegin()->first);
+    return nummer + 1;
+  }
+
+  [[nodiscard]] std::string chunkZeile(std::int64_t nummer, const std::string& name, double t0,
+                                       double t1) const {
+    return formatiert("{\"chunk\":%lld,\"channel\":\"me\",\"path\":\"",
+                      static_cast<long long>(nummer)) +
+           jsonEscape(zeigbar(ordner_.zu(name))) +
+           formatiert("\",\"t0\":%.2f,\"t1\":%.2f,\"quelle\":\"mikro_roh\"}\n", t0, t1);
+  }
+
+  Ergebnis haengeAn(const std::string& zeile) {
+    const std::string pfad = ordner_.zu(EREIGNISSE);
+    Ersatzdatei ziel(pfad);
+    const auto schreibeText = [&](std::string_view text) {
+      ziel.schreibe(std::vector<std::uint8_t>(text.begin(), text.end()));
+    };
+    if (!liesStueckweise(pfad, [&](std::span<const std::uint8_t> bytes) { ziel.schreibe(bytes); }))
+      return Fehler::ausErrno(EIO, EREIGNISSE);
+    if (ereignisse_->offen) schreibeText("\n");
+    schreibeText(zeile);
+    return ziel.vollende();
+  }
+
+  void repariereVideo() {
+    const std::string pfad = ordner_.zu(VIDEODATEI);
+    const auto datei = Lesedatei::oeffne(pfad);
+    if (!datei) return;
+    const Mp4Befund alt = liesMp4Befund(*datei);
+    if (!alt.spielt()) {
+      raeumeWeg(VIDEODATEI, "enthielt kein Bild, das sich abspielen laesst,");
+      return;
+    }
+    if (!alt.inFragmenten) return;
+    const std::string neu = ordner_.zu(".hallkorb-video.teil");
+    std::vector<std::string> worte = ffmpegVideo(pfad, alt.spielbarBis);
+    worte.insert(worte.end(), {"-map", "0:v:0", "-c", "copy"});
+    const FfmpegEnde ende = fuehreFfmpegAus(worte, neu);
+    const auto neue = Lesedatei::oeffne(neu);
+    const Mp4Befund ergebnis = neue ? liesMp4Befund(*neue) : Mp4Befund{};
+    if (ende == FfmpegEnde::fehlt) {
+      melde(false, VIDEODATEI, "bleibt in Fragmenten: dazu wird das Programm ffmpeg gebraucht");
+    } else if (ende != FfmpegEnde::gelungen || !ergebnis.heil() || ergebnis.bilder < alt.bilder) {
+      melde(false, VIDEODATEI, "bleibt in Fragmenten: ffmpeg ist daran gescheitert");
+      std::remove(neu.c_str());
+    } else if (const Ergebnis bewahrt = sicherung_.bewahre(VIDEODATEI); bewahrt.gescheitert()) {
+      gescheitert(VIDEODATEI, bewahrt.fehler());
+      std::remove(neu.c_str());
+    } else if (std::rename(neu.c_str(), pfad.c_str()) != 0) {
+      gescheitert(VIDEODATEI, Fehler::ausErrno(errno, VIDEODATEI));
+      std::remove(neu.c_str());
+    } else {
+      melde(true, VIDEODATEI,
+            formatiert("ist jetzt eine gewoehnliche Datei mit %lld Bildern",
+                       static_cast<long long>(ergebnis.bilder)));
+    }
+  }
+
+  Sitzungsordner ordner_;
+  Sicherung sicherung_;
+  Fortschritt fortschritt_;
+  std::optional<Ereignisse> ereignisse_;
+  std::vector<Tat> taten_;
+};
+
+}  // namespace
+
+std::variant<std::vector<Tat>, Fehler> repariereSitzung(const std::string& pfad,
+                                                        const Fortschritt& fortschritt) {
+  const Sperre sperre(pfad);
+  if (sperre.besetzt())
+    return Fehler{"hallkorb", EWOULDBLOCK, "in diesen Ordner wird gerade aufgenommen"};
+  auto ordner = liesSitzungsordner(pfad);
+  if (!sperre.lesbar() || !ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  return Reparierer(std::move(*ordner), fortschritt).laufe();
+}
+
+}  // namespace hallkorb

@@ -1,0 +1,204 @@
+// What a kill leaves, one thing at a time, and what a repair makes of it. A second one never finds
+// anything to do, and what was there before is in the originals, byte by byte.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "session/Reparatur.h"
+#include "tests/session/Ordnerbau.h"
+
+namespace hallkorb {
+namespace {
+
+using Namen = std::vector<std::string>;
+
+class Reparatur : public testing::Test {
+ protected:
+  void SetUp() override {
+    bau_.start();
+    bau_.chunk("me", 0, 0.0, 1.0);
+    bau_.chunk("them", 0, 0.0, 1.5);
+  }
+
+  // The files that were repaired; those that could not be with a mark.
+  Namen repariere() {
+    const auto ergebnis = repariereSitzung(bau_.ordner().pfad());
+    if (!std::holds_alternative<std::vector<Tat>>(ergebnis)) return {"refused"};
+    Namen namen;
+    for (const Tat& tat : std::get<std::vector<Tat>>(ergebnis))
+      namen.push_back((tat.gelungen ? "" : "! ") + tat.datei);
+    return namen;
+  }
+  [[nodiscard]] Namen originale() const {
+    Namen namen;
+    for (const auto& eintrag : std::filesystem::directory_iterator(bau_ / "originale"))
+      namen.push_back(eintrag.path().filename().string());
+    std::sort(namen.begin(), namen.end());
+    return namen;
+  }
+  [[nodiscard]] Bytes bytes(const std::string& name) const { return dateiBytes(bau_ / name); }
+
+  Ordnerbau bau_;
+};
+
+TEST_F(Reparatur, AWholeRecordingIsLeftAlone) {
+  bau_.ende();
+  bau_.wav(ROHDATEI, 0, 48000);
+  const Namen vorher = bau_.ordner().namen();
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.ordner().namen(), vorher);
+}
+
+TEST_F(Reparatur, AHeaderThatIsBehindIsBroughtUpToDate) {
+  bau_.ende();
+  bau_.wav(ROHDATEI, 0, 48000);
+  const Bytes ganz = bytes(ROHDATEI);
+  bau_.setze(ROHDATEI, 4, 36 + 20000);
+  bau_.setze(ROHDATEI, 40, 20000);
+  const Bytes vorher = bytes(ROHDATEI);
+  EXPECT_EQ(repariere(), Namen{ROHDATEI});
+  EXPECT_EQ(bytes(ROHDATEI), ganz);
+  EXPECT_EQ(bytes("originale/mikro_roh.wav"), vorher);
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+}
+
+TEST_F(Reparatur, HalfASampleAtTheEndIsLeftOut) {
+  bau_.ende();
+  bau_.kuerze("chunk_them_000.wav", 2001);
+  EXPECT_EQ(repariere(), Namen{"chunk_them_000.wav"});
+  EXPECT_EQ(bytes("chunk_them_000.wav").size(), 2000U);
+  EXPECT_EQ(bytes("originale/chunk_them_000.wav").size(), 2001U);
+  EXPECT_EQ(repariere(), Namen{});
+}
+
+TEST_F(Reparatur, WhatWasNotCutComesFromTheRawFile) {
+  bau_.wav(ROHDATEI, 0, 40000);
+  bau_.setze(ROHDATEI, 40, 0);
+  const Bytes zeilen = bytes(EREIGNISSE);
+  EXPECT_EQ(repariere(), (Namen{ROHDATEI, "chunk_me_001.wav"}));
+  // From the last announced sample on.
+  const auto alles = liesWav(bau_ / ROHDATEI).value();
+  const auto rest = liesWav(bau_ / "chunk_me_001.wav").value();
+  EXPECT_EQ(rest, std::vector<float>(alles.begin() + 16000, alles.end()));
+  EXPECT_EQ(bytes("originale/ereignisse.jsonl"), zeilen);
+  const auto ereignisse = liesEreignisse(bau_ / EREIGNISSE).value();
+  const auto chunks = ereignisse.chunksVon(Kanal::me);
+  ASSERT_EQ(chunks.size(), 2U);
+  EXPECT_TRUE(chunks[1].ausRoh);
+  EXPECT_DOUBLE_EQ(chunks[1].t0, 1.0);
+  EXPECT_DOUBLE_EQ(chunks[1].t1, 2.5);
+  EXPECT_EQ(repariere(), Namen{});
+  // That it ended early remains true.
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten ereignisse.jsonl"});
+}
+
+TEST_F(Reparatur, ALineThatWasCutOffDoesNotSwallowTheNewOne) {
+  bau_.roh(R"({"event":"vid)");
+  bau_.wav(ROHDATEI, 0, 40000);
+  EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
+  EXPECT_EQ(liesEreignisse(bau_ / EREIGNISSE)->chunksVon(Kanal::me).size(), 2U);
+  EXPECT_EQ(repariere(), Namen{});
+}
+
+TEST_F(Reparatur, AfterAnOrderlyEndNothingIsCut) {
+  bau_.ende();
+  bau_.wav(ROHDATEI, 0, 40000);
+  EXPECT_EQ(repariere(), Namen{});
+}
+
+TEST_F(Reparatur, AChunkWithoutALineKeepsItsNumber) {
+  bau_.wav("chunk_me_001.wav", 0, 100);
+  bau_.wav(ROHDATEI, 0, 40000);
+  EXPECT_EQ(repariere(), Namen{"chunk_me_002.wav"});
+}
+
+TEST_F(Reparatur, UnfinishedAndEmptyFilesAreMovedAway) {
+  bau_.ende();
+  legeAn(bau_ / ".hallkorb-17-3.teil", {1, 2});
+  legeAn(bau_ / ROHDATEI, {'R', 'I'});
+  legeAn(bau_ / VIDEODATEI, mp4Anfang());
+  EXPECT_EQ(repariere(), (Namen{".hallkorb-17-3.teil", ROHDATEI, VIDEODATEI}));
+  EXPECT_EQ(originale(), (Namen{"hallkorb-17-3.teil", ROHDATEI, VIDEODATEI}));
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+}
+
+TEST_F(Reparatur, AnEarlierOriginalIsNeverReplaced) {
+  bau_.ende();
+  for (const std::uint8_t was : Bytes{1, 2, 3}) {
+    legeAn(bau_ / "video.mp4.neu", {was});
+    EXPECT_EQ(repariere(), Namen{"video.mp4.neu"});
+  }
+  EXPECT_EQ(originale(), (Namen{"video.mp4.neu", "video.mp4.neu.2", "video.mp4.neu.3"}));
+  EXPECT_EQ(bytes("originale/video.mp4.neu"), Bytes{1});
+  EXPECT_EQ(bytes("originale/video.mp4.neu.3"), Bytes{3});
+}
+
+TEST_F(Reparatur, NothingIsChangedIfTheOriginalCannotBeKept) {
+  bau_.ende();
+  bau_.setze("chunk_me_000.wav", 40, 20);
+  legeAn(bau_ / "originale", {1});  // a file in the folder's place
+  const Bytes vorher = bytes("chunk_me_000.wav");
+  EXPECT_EQ(repariere(), Namen{"! chunk_me_000.wav"});
+  EXPECT_EQ(bytes("chunk_me_000.wav"), vorher);
+}
+
+TEST_F(Reparatur, LinksAreNotFollowed) {
+  bau_.ende();
+  const TempOrdner fremd;
+  bau_.setze("chunk_me_000.wav", 40, 20);
+  std::filesystem::rename(bau_ / "chunk_me_000.wav", fremd / "ziel.wav");
+  std::filesystem::create_symlink(fremd / "ziel.wav", bau_ / "chunk_me_000.wav");
+  const Bytes vorher = dateiBytes(fremd / "ziel.wav");
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(dateiBytes(fremd / "ziel.wav"), vorher);
+  bau_.kuerze("chunk_them_000.wav", 2001);
+  std::filesystem::create_symlink(fremd.pfad(), bau_ / "originale");
+  EXPECT_EQ(repariere(), Namen{"! chunk_them_000.wav"});
+  EXPECT_EQ(fremd.namen(), Namen{"ziel.wav"});
+}
+
+TEST_F(Reparatur, ForeignFormatsAreReportedAndLeft) {
+  bau_.ende();
+  bau_.kuerze("chunk_me_000.wav", 200);
+  bau_.setze("chunk_me_000.wav", 20, 0x00020001);  // two channels
+  EXPECT_EQ(repariere(), Namen{"! chunk_me_000.wav"});
+  EXPECT_EQ(bytes("chunk_me_000.wav").size(), 200U);
+}
+
+TEST_F(Reparatur, NotWhileItIsRecordedInto) {
+  bau_.kuerze("chunk_them_000.wav", 2001);
+  const int griff = ::open(bau_.ordner().pfad().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(::flock(griff, LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(repariere(), Namen{"refused"});
+  ::close(griff);
+  EXPECT_EQ(repariere(), Namen{"chunk_them_000.wav"});
+}
+
+TEST_F(Reparatur, WithoutFfmpegAVideoStaysAsItIs) {
+  bau_.ende();
+  Bytes video = mp4Anfang();
+  mp4Kopf(video, 0, true);
+  mp4Fragment(video, 5);
+  legeAn(bau_ / VIDEODATEI, video);
+  const std::string weg = std::getenv("PATH");
+  ::setenv("PATH", bau_.ordner().pfad().c_str(), 1);
+  EXPECT_EQ(repariere(), Namen{"! video.mp4"});
+  ::setenv("PATH", weg.c_str(), 1);
+  EXPECT_EQ(bytes(VIDEODATEI), video);
+  // Nor does it help if ffmpeg cannot make anything of it.
+  EXPECT_EQ(repariere(), Namen{"! video.mp4"});
+  EXPECT_EQ(bytes(VIDEODATEI), video);
+  EXPECT_FALSE(std::filesystem::exists(bau_ / "originale"));
+}
+
+}  // namespace
+}  // namespace hallkorb
