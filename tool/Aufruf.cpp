@@ -62,6 +62,19 @@ std::variant<Aufruf, int> liesAufruf(int anzahl, const char* const* worte) {
               Befehl::pruefen);
   neuerBefehl(app, "reparieren", "setzt instand, was ein Abbruch hinterlassen hat", aufruf,
               Befehl::reparieren);
+  CLI::App* zusammen = neuerBefehl(
+      app, "zusammen", "fuegt Ton, Marken und Video fuer Abspieler und Schnittprogramme zusammen",
+      aufruf, Befehl::zusammen);
+  zusammen
+      ->add_option("--nach", aufruf.ziel,
+                   "Ordner fuer die Ergebnisse statt der aufgenommene selbst")
+      ->option_text("ORDNER")
+      ->group(OPTIONEN);
+  zusammen
+      ->add_flag("--einzeln", aufruf.einzeln,
+                 "eine Tondatei fuer jeden Kanal statt einer in Stereo")
+      ->group(OPTIONEN);
+  zusammen->add_flag("--ohne-video", aufruf.ohneVideo, "kein Video")->group(OPTIONEN);
   try {
     app.parse(anzahl, worte);
   } catch (const CLI::Success& erfolg) {

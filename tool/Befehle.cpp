@@ -14,6 +14,7 @@
 #include "session/Pruefung.h"
 #include "session/Reparatur.h"
 #include "session/Sitzungsordner.h"
+#include "session/Zusammenfuegung.h"
 #include "tool/Terminal.h"
 
 namespace hallkorb {
@@ -93,10 +94,31 @@ int repariere(const std::string& pfad) {
   return alles ? ALLES_GUT : AUFFAELLIG;
 }
 
+int fuege(const Aufruf& aufruf) {
+  const bool farbig = darfFarbe(STDOUT_FILENO);
+  std::variant<std::vector<Ergebnisdatei>, Fehler> ergebnis;
+  {
+    Balken balken("fuege zusammen", ::isatty(STDERR_FILENO) != 0);
+    ergebnis = fuegeZusammen(aufruf.ordner, {aufruf.ziel, aufruf.einzeln, aufruf.ohneVideo},
+                             [&](double anteil) { balken.zeige(anteil); });
+  }
+  if (const Fehler* fehler = std::get_if<Fehler>(&ergebnis))
+    return scheitere(zeigbar(fehler->description) + ": " + zeigbar(aufruf.ordner));
+  bool alles = true;
+  for (const Ergebnisdatei& eine : std::get<std::vector<Ergebnisdatei>>(ergebnis)) {
+    alles = alles && eine.gelungen;
+    drucke(gefaerbt(eine.gelungen ? "geschrieben   " : "auffaellig    ",
+                    eine.gelungen ? Farbe::gruen : Farbe::gelb, farbig) +
+           eine.datei + ": " + eine.text);
+  }
+  return alles ? ALLES_GUT : AUFFAELLIG;
+}
+
 }  // namespace
 
 int fuehreAus(const Aufruf& aufruf) {
   if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
+  if (aufruf.befehl == Befehl::zusammen) return fuege(aufruf);
   const auto ordner = liesSitzungsordner(aufruf.ordner);
   if (!ordner) return scheitere("der Ordner ist nicht lesbar: " + zeigbar(aufruf.ordner));
   const auto ereignisse = liesEreignisse(ordner->zu(EREIGNISSE));
