@@ -197,7 +197,7 @@ class Pruefer {
     if (bisher > roh + RUNDUNG) {
       melde(Befundart::abgeschnitten, ROHDATEI,
             "endet bei " + sekunden(roh) + ", die Chunks von \"me\" bei " + sekunden(bisher));
-    } else if (ereignisse_->start && !ereignisse_->fertig && roh - bisher > REST_SEKUNDEN) {
+    } else if (!ereignisse_->fertig && roh - bisher > REST_SEKUNDEN) {
       melde(Befundart::abgeschnitten, ROHDATEI,
             "die letzten " + sekunden(roh - bisher) + " von \"me\" stehen nur hier");
     }

@@ -147,7 +147,7 @@ class Reparierer {
   // What came after the last chunk of "me" is in the raw file alone. After an orderly end the
   // recorder itself has decided what was worth a chunk.
   void schneideRest() {
-    if (!ereignisse_ || !ereignisse_->start || ereignisse_->fertig) return;
+    if (!ereignisse_ || ereignisse_->fertig) return;
     const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI));
     const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
     if (!wav || !wav->eigener || !wav->stimmt()) return;
@@ -173,10 +173,11 @@ class Reparierer {
     melde(true, name,
           formatiert("die letzten %.2f s von \"me\", aus %s geschnitten", wav->sekunden() - t0,
                      ROHDATEI) +
-              (ereignisse_->start->echo
-                   ? "; vor der Echo-Entfernung: die Gegenseite kann zu hoeren sein"
-                   : ""));
+              (mitEcho() ? "; vor der Echo-Entfernung: die Gegenseite kann zu hoeren sein" : ""));
   }
+
+  // Whether the chunks are without the echo that the raw file has; unknown if it was killed early.
+  [[nodiscard]] bool mitEcho() const { return !ereignisse_->start || ereignisse_->start->echo; }
 
   [[nodiscard]] std::int64_t naechsteNummer() const {
     std::int64_t nummer = -1;

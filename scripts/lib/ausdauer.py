@@ -68,12 +68,12 @@ def _ist_zahl(wert):
     return True
 
 
-def _e2e(name, form):
+def _e2e(name, form, modul="test_ausdauer"):
     """Runs one end-to-end test; returns the figures that it kept."""
     stufen.baue("release")
     with tempfile.TemporaryDirectory() as ordner:
         zahlen = os.path.join(ordner, "zahlen.json")
-        _lauf([sys.executable, os.path.join("tests", "e2e"), "--einzeln", f"test_ausdauer.{name}"],
+        _lauf([sys.executable, os.path.join("tests", "e2e"), "--einzeln", f"{modul}.{name}"],
               _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen})
         with open(zahlen, encoding="ascii") as datei:
             return json.load(datei)
@@ -117,6 +117,14 @@ def kill(form):
     return (f"{zahlen['kills']} kills, {zahlen['chunks']} chunks and {zahlen['videos']} videos looked at",
             f"no announced chunk; the raw file declares at most {zahlen['roh_s']:g} s too little; no video "
             "more than its last 2 s")
+
+
+def reparieren(form):
+    """hallkorb-sitzung on what kill -9 leaves"""
+    zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, "test_sitzung")
+    return (f"{zahlen['kills']} kills, {zahlen['taten']} repairs",
+            f"nothing of \"me\" that the raw file has ({zahlen['gerettet_s']:g} s came from it); originals "
+            f"unchanged; {zahlen['videos']} videos made ordinary, with every picture of their whole fragments")
 
 
 def neustart(form):
@@ -172,6 +180,9 @@ NACHWEISE = {
              "announced chunks whole and right; raw file less 5 s by its header; video less 2 s; the next "
              "recording undisturbed",
              "`test_ausdauer.Getoetet`: seeded moments of start, recording, window change, stop"),
+    "repair": (reparieren, "kill -9, then hallkorb-sitzung reparieren",
+               "every file whole and listed, \"me\" up to the end of the raw file; the second run finds nothing to do",
+               "`test_sitzung.Getoetet`: seeded moments, host's lines kept (quick: 3 kills, long: 100)"),
     "restart": (neustart, "Start and stop at any moment", "always the orderly end, nothing left behind",
                 "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM"),
     "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
