@@ -1,0 +1,71 @@
+// A recorded folder whose raw file and video are any bytes: looking at them and repairing them
+// neither crashes nor changes a file whose original is not kept, and a second repair has nothing
+// new to do.
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "session/Pruefung.h"
+#include "session/Reparatur.h"
+#include "session/Sitzungsordner.h"
+#include "session/Zeitplan.h"
+
+namespace hallkorb {
+namespace {
+
+std::string neuerOrdner() {
+  std::string pfad = (std::filesystem::temp_directory_path() / "hallkorb-fuzz-XXXXXX").string();
+  if (::mkdtemp(pfad.data()) == nullptr) std::abort();
+  // What takes a look at the video in earnest is not there.
+  ::setenv("PATH", pfad.c_str(), 1);
+  return pfad;
+}
+
+std::size_t gelungene(const std::string& ordner) {
+  const auto ergebnis = repariereSitzung(ordner);
+  if (!std::holds_alternative<std::vector<Tat>>(ergebnis)) std::abort();
+  std::size_t summe = 0;
+  for (const Tat& tat : std::get<std::vector<Tat>>(ergebnis))
+    summe += tat.gelungen;
+  return summe;
+}
+
+void laufe(std::span<const std::uint8_t> daten) {
+  if (daten.empty()) return;
+  const std::string ordner = neuerOrdner();
+  const char* name = daten[0] % 3 == 0   ? ROHDATEI
+                     : daten[0] % 3 == 1 ? VIDEODATEI
+                                         : "chunk_me_000.wav";
+  {
+    std::ofstream datei(ordner + "/" + name, std::ios::binary);
+    datei.write(reinterpret_cast<const char*>(daten.data() + 1),
+                static_cast<std::streamsize>(daten.size() - 1));
+    std::ofstream(ordner + "/" + EREIGNISSE) << "{\"event\":\"started\"}\n";
+  }
+  const auto gelesen = liesSitzungsordner(ordner);
+  const auto zeilen = liesEreignisse(gelesen->zu(EREIGNISSE));
+  // A recording that was not ended is never in order, and nothing is longer than its file.
+  if (!istAuffaellig(pruefeSitzung(*gelesen, &*zeilen))) std::abort();
+  if (planeZeit(*gelesen, nullptr).bis() * 2 > static_cast<std::int64_t>(daten.size()))
+    std::abort();
+  gelungene(ordner);
+  if (gelungene(ordner) != 0) std::abort();
+  std::filesystem::remove_all(ordner);
+}
+
+}  // namespace
+}  // namespace hallkorb
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* daten, std::size_t laenge);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* daten, std::size_t laenge) {
+  hallkorb::laufe({daten, laenge});
+  return 0;
+}
