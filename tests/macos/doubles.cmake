@@ -1,7 +1,7 @@
 # The macOS backend on Linux: a small Objective-C runtime and stand-ins for the platform's classes, in
 # place of the frameworks. The project's own sources are the same as on a Mac.
 #
-# Included from the project's root, before the backend, where HALLKORB_MACOS_ERSATZ is on.
+# Included from the project's root, before the backend, if HALLKORB_MACOS_ERSATZ is on.
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   message(FATAL_ERROR "HALLKORB_MACOS_ERSATZ needs clang on x86-64")
 endif()
@@ -32,10 +32,10 @@ hallkorb_library(hallkorb_laufzeit FOLDER tests/macos/runtime
 target_link_libraries(hallkorb_laufzeit PRIVATE hallkorb_macos_sdk)
 
 hallkorb_library(hallkorb_ersatz FOLDER tests/macos/doubles
-  HEADERS AVAudio.h Antworten.h Bildschirm.h Ersatz.h HKProbe.h Mikrofon.h Proben.h Schlangen.h
+  HEADERS AVAudio.h Antworten.h Bildschirm.h Ersatz.h HKProbe.h Mikrofon.h Posix.h Proben.h Schlangen.h
           Schreiber.h System.h Transformation.h Verfuegbar.h Wandler.h
   SOURCES AVAssetWriter.mm AVAudioConverter.mm AVAudioEngine.mm AVAudioPuffer.mm
-          Benachrichtigungen.mm CoreMedia.mm Fehlerobjekte.mm Hauptschleife.mm Kqueue.cpp Prozess.mm
+          Benachrichtigungen.mm CoreMedia.mm Fehlerobjekte.mm Hauptschleife.mm Kqueue.cpp Posix.cpp Prozess.mm
           Quellen.mm SCInhalt.mm SCStrom.mm Sammlungen.mm Schlangen.mm Texte.mm vDSP.cpp
   DEPENDS hallkorb_laufzeit hallkorb_macos_sdk)
 # A stand-in has what is used of a class.

@@ -9,12 +9,14 @@ hallkorb_test(macos_ersatz_test
   macos/calls/AvAudioConverterTest.cpp
   macos/calls/AvEngineTest.cpp
   macos/calls/ErsatzPruefungTest.mm
+  macos/calls/FadenTest.cpp
   macos/calls/KFFTAccelerateTest.cpp
   macos/calls/MacHostClockTest.cpp
   macos/calls/MacPlattformTest.cpp
   macos/calls/MacRunLoopTest.cpp
   macos/calls/ObjekteTest.mm
   macos/calls/PcmPufferTest.mm
+  macos/calls/SchreibplatzTest.cpp
   macos/calls/SckProbenTest.cpp
   macos/calls/ScreenCaptureKitTest.cpp
   LIBS hallkorb_lauf_hilfe hallkorb_echo)

@@ -149,6 +149,9 @@ void setzeZurueck() {
   @autoreleasepool {
     version = NEUESTE;
     keineEreignisse(false);
+    setzeRohrplatz(std::nullopt);
+    keineWache(false);
+    keinFadenname(0);
     stummeAnmeldung(false);
     setzeMikrofonZurueck();
     setzeWandlerZurueck();

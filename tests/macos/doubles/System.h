@@ -3,6 +3,8 @@
 // Plain C++, any thread.
 #pragma once
 
+#include <optional>
+
 namespace hallkorb::ersatz {
 
 // The system's version from now on; 13.0 is the oldest that the program runs on.
@@ -26,6 +28,13 @@ void lassZeitVergehen(double sekunden);
 void stummeAnmeldung(bool ja);
 // The kernel has no event queue left.
 void keineEreignisse(bool ja);
+// What the event queue reports as free in a pipe: so many bytes, no event if it is negative, and
+// without a value what is really free.
+void setzeRohrplatz(std::optional<long> bytes);
+// It refuses to watch anything.
+void keineWache(bool ja);
+// Threads get no names, for this reason; 0 to let them.
+void keinFadenname(int fehlernummer);
 
 // Everything that a test can set, as at the start of the process.
 void setzeZurueck();
