@@ -1,11 +1,12 @@
 // Stand-ins for the asset writer and its input: their states, and what they raise.
 #import <AVFoundation/AVFoundation.h>
 #include <dispatch/dispatch.h>
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
-#include <cstdio>
+#include <cerrno>
 #include <mutex>
 
 #include "tests/macos/doubles/Ersatz.h"
@@ -72,6 +73,9 @@ void verlangeStand(bool erfuellt, Ruf ruf, const char* methode, long status) {
                                                std::to_string(status));
 }
 
+constexpr std::array<char, 4096> BILD_BYTES{};  // that a picture takes in the file
+constexpr long DISK_FULL = -11807;              // AVErrorDiskFull
+
 NSError* fehlschlag(long code) {
   const long anderer = andererCode;
   return fehlerMit(@"AVFoundationErrorDomain", anderer != 0 ? anderer : code,
@@ -96,6 +100,7 @@ NSError* fehlschlag(long code) {
   bool _hatBeginn;
   bool _wartet;  // for its completion
   double _letzte;
+  int _datei;
 }
 - (void)hkScheitere:(long)code;
 @end
@@ -134,6 +139,11 @@ NSError* fehlschlag(long code) {
     [schreiber hkScheitere:-11800];
     return NO;
   }
+  if (::write(schreiber->_datei, BILD_BYTES.data(), BILD_BYTES.size()) !=
+      static_cast<ssize_t>(BILD_BYTES.size())) {
+    [schreiber hkScheitere:errno == ENOSPC ? DISK_FULL : -11800];
+    return NO;
+  }
   _proben.push_back(neu);
   schreiber->_letzte = zeit;
   const std::lock_guard halter(stand().lock);
@@ -155,6 +165,7 @@ NSError* fehlschlag(long code) {
 }
 @synthesize movieFragmentInterval = _abstand;
 - (instancetype)initWithURL:(NSURL*)url fileType:(AVFileType)art error:(NSError**)error {
+  _datei = -1;
   verlangeStand(true, Ruf::bau, "initWithURL:fileType:error:", 0);
   if (gibtKeinen) {
     if (sagtWarum && error != nullptr) *error = fehlschlag(-11841);
@@ -170,6 +181,7 @@ NSError* fehlschlag(long code) {
 }
 - (void)dealloc {
   if (_wartet) ++zuFrueh;
+  if (_datei >= 0) ::close(_datei);
 }
 - (AVAssetWriterStatus)status {
   return static_cast<AVAssetWriterStatus>(_status.load());
@@ -202,12 +214,13 @@ NSError* fehlschlag(long code) {
 - (BOOL)startWriting {
   verlangeStand(_status == AVAssetWriterStatusUnknown, Ruf::beginne, "startWriting", _status);
   merke("startWriting");
-  struct stat da{};
-  if (startScheitert || ::stat(_url.path.UTF8String, &da) == 0) {
+  if (!startScheitert) {
+    _datei = ::open(_url.path.UTF8String, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
+  if (_datei < 0) {
     [self hkScheitere:-11823];
     return NO;
   }
-  if (FILE* datei = std::fopen(_url.path.UTF8String, "w")) std::fclose(datei);
   _status = AVAssetWriterStatusWriting;
   return YES;
 }
