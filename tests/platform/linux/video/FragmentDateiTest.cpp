@@ -77,10 +77,13 @@ class FragmentDatei : public testing::Test {
     return std::int64_t{nummer} * H264Kodierer::TICKS / 15 + nummer % 3 * 100;
   }
 
-  // What decoding each picture of the file gives.
+  // Time and content of each decoded picture. How long one lasts in a fragment, demuxers do not
+  // agree on.
   static std::string bilder(const std::string& pfad) {
-    return Prozess({"ffmpeg", "-nostdin", "-v", "warning", "-i", pfad, "-fps_mode", "passthrough",
-                    "-enc_time_base", "1:90000", "-f", "framemd5", "-"})
+    return Prozess({"sh", "-c",
+                    "ffmpeg -nostdin -v warning -i \"$0\" -fps_mode passthrough -enc_time_base "
+                    "1:90000 -f framemd5 - 2>&1 | cut -d, -f3,6",
+                    pfad})
         .liesAlles();
   }
   // The samples that ffprobe finds, by their bytes.
