@@ -1,7 +1,5 @@
 #include "platform/linux/video/H264Schreiber.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cmath>
 #include <utility>
@@ -9,7 +7,6 @@
 #include "base/Faden.h"
 #include "platform/HostClock.h"
 #include "platform/linux/BgrBild.h"
-#include "platform/linux/video/Mp4Umbau.h"
 
 namespace hallkorb {
 namespace {
@@ -75,7 +72,6 @@ Ergebnis H264Schreiber::beginne() {
   if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
     return ergebnis;
   }
-  ::unlink(umbauPfad(pfad_).c_str());  // an earlier recording may have left it unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
 
@@ -120,8 +116,7 @@ bool H264Schreiber::schliesseAb(double ende) {
   }
   beendeFaden();
   if (!fehler()) melde(sichere(takt(ende)));
-  melde(datei_.schliesse());
-  if (!fehler()) melde(baueUm(pfad_, takt(ende)));
+  melde(fehler() ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
   return !fehler();
 }
 
