@@ -32,6 +32,7 @@ class Mutant:
     anfang: int  # bytes of the changed expression
     ende: int
     zeile: int
+    text: str  # of that line
     gattung: str  # "comparison", "condition", "constant", "call"
     aenderung: str  # what a reader is shown
     ersatz: str
@@ -78,6 +79,11 @@ class Sucher:
         if name is None or name != self._name(knoten.extent.end.file):
             return None, ""
         return name, self.texte[name][knoten.extent.start.offset:knoten.extent.end.offset].decode("utf-8")
+
+    def _zeile(self, name, stelle):
+        text = self.texte[name]
+        ende = text.find(b"\n", stelle)
+        return text[text.rfind(b"\n", 0, stelle) + 1:ende if ende >= 0 else len(text)].decode("utf-8").strip()
 
     # --- The walk ---------------------------------------------------------------------------------
 
@@ -138,7 +144,7 @@ class Sucher:
         ersatz = re.sub(r"\s+", " ", re.sub(r"//[^\n]*", "", ersatz))
         aenderung = re.sub(r"\s+", " ", aenderung)
         self.gefunden.setdefault((name, von, bis, ersatz), Mutant(
-            name, von, bis, knoten.extent.start.line, gattung, aenderung, ersatz, fest))
+            name, von, bis, knoten.extent.start.line, self._zeile(name, von), gattung, aenderung, ersatz, fest))
 
     def _operator(self, knoten, kinder, fest):
         name, text = self._text(knoten)

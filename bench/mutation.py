@@ -68,11 +68,16 @@ def muss(*befehl, **weitere):
     return ausgabe
 
 
+def dateien(*wo):
+    """The project's own files, those not yet committed included."""
+    return muss("git", "ls-files", "--cached", "--others", "--exclude-standard", *wo, cwd=WURZEL).splitlines()
+
+
 # --- The copy of the sources ----------------------------------------------------------------------
 
 def kopiere():
     """The working tree's files, those that have not changed since left alone."""
-    for name in muss("git", "ls-files", cwd=WURZEL).splitlines():
+    for name in dateien():
         von, nach = os.path.join(WURZEL, name), os.path.join(QUELLEN, name)
         if os.path.isfile(von) and not name.startswith(("build/", "tests/macos/")):
             os.makedirs(os.path.dirname(nach), exist_ok=True)
@@ -133,7 +138,7 @@ def baue(alle, programme):
     for mutant in alle:
         je_datei[mutant.datei].append(mutant)
     for runde in range(1, 30):
-        for name in muss("git", "ls-files", *RAEUME, cwd=WURZEL).splitlines():
+        for name in dateien(*RAEUME):
             if gehoert(name, RAEUME):
                 schreibe(os.path.join(QUELLEN, name),
                          mutanten.schreibe_um(lies(os.path.join(WURZEL, name)), je_datei.get(name, [])))
@@ -170,6 +175,7 @@ def laufe(programm, tests, sekunden, **umgebung):
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
     with tempfile.TemporaryDirectory() as ordner:
+        os.chmod(ordner, 0o755)  # a test that gives up root's rights must still get in
         befehl = [os.path.join(BAU, "tests", programm), f"--gtest_filter={':'.join(tests)}", "--gtest_fail_fast",
                   "--gtest_brief=1"]
         prozess = subprocess.Popen(befehl, cwd=ordner, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
@@ -275,7 +281,7 @@ def berichte(alle, ergebnis):
         if ergebnis[mutant.nummer]:
             raum["noticed"] += 1
             continue
-        zeile = lies(os.path.join(WURZEL, mutant.datei)).decode("utf-8").splitlines()[mutant.zeile - 1].strip()
+        zeile = mutant.text
         grund = gruende.get((mutant.datei, zeile, mutant.aenderung)) or gruende.get((mutant.datei, zeile, "*"))
         eintrag = {"file": mutant.datei, "line": mutant.zeile, "text": zeile, "change": mutant.aenderung}
         if grund:
