@@ -63,6 +63,9 @@ async function bildImBild(farbe) {
   balken.style = "position:fixed;bottom:0;width:40px;height:6px;background:#fff";
   let ort = 0;
   fenster.setInterval(() => { balken.style.left = (ort = (ort + 10) %% 400) + "px" }, 50);
+  // Until it has drawn itself, a window is what the browser makes of an empty one.
+  for (let bild = 0; bild < 3; ++bild)
+    await new Promise(weiter => fenster.requestAnimationFrame(weiter));
 }
 </script>"""
 

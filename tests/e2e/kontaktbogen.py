@@ -9,7 +9,7 @@ import subprocess
 _KOPF = """<!doctype html><meta charset="utf-8"><title>Contact sheet</title>
 <style>body { font: 11px/1.35 sans-serif; margin: 12px; background: #fff; color: #222 }
 main { display: grid; grid-template-columns: repeat(4, 310px); gap: 12px }
-figure { margin: 0 } img { width: 310px; display: block; background: #ddd; min-height: 194px }
+figure { margin: 0 } img, .leer { width: 310px; display: block; background: #ddd; min-height: 194px }
 figcaption { font: bold 12px sans-serif; padding: 3px 0 } .pause { color: #b00 }
 p { margin: 0; overflow-wrap: anywhere } p.bild { color: #05a; font-weight: bold }
 p.bild.pause { color: #b00 }</style><main>
@@ -41,7 +41,7 @@ def schreibe(ziel, pfad, gedreht, null, zeilen, schritt):
 def _bild(pfad, gedreht, zeit):
     """What the film shows at that time of it."""
     if zeit < 0.0:
-        return '<img alt="no film yet">'
+        return '<div class="leer">no film yet</div>'
     # Its last picture lasts until the end, where a player finds no other one.
     zeit = gedreht.zeiten[gedreht.um(zeit)]
     jpeg = subprocess.run(
