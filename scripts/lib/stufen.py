@@ -158,6 +158,18 @@ def stufe_takt(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_browser(zaehler):
+    """meetings in Chromium and Firefox: tabs, windows, full screen, crash, sound, microphone"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "testfenster")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--jobs", "2",
+                                 "test_browser", pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was measured
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 def stufe_ausdauer(zaehler):
     """the short form of scripts/soak: kills, freezes, file and memory faults, hours on a virtual clock"""
     status, ausgabe = fuehre_aus(os.path.join("scripts", "soak"), "--quick", pruefe=False)
@@ -360,8 +372,8 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "ausdauer", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "ausdauer", "kosten", "clang", "tidy", "asan",
+    "tsan", "fuzz", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
