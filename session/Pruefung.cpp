@@ -193,7 +193,8 @@ class Pruefer {
     double bisher = 0.0;
     for (const ChunkZeile& zeile : ereignisse_->chunksVon(Kanal::me))
       bisher = std::max(bisher, zeile.t1);
-    const double roh = static_cast<double>(wav->vorhanden / 2) / static_cast<double>(wav->rate);
+    const std::int64_t samples = wav->vorhanden / 2;
+    const double roh = static_cast<double>(samples) / static_cast<double>(wav->rate);
     if (bisher > roh + RUNDUNG) {
       melde(Befundart::abgeschnitten, ROHDATEI,
             "endet bei " + sekunden(roh) + ", die Chunks von \"me\" bei " + sekunden(bisher));
