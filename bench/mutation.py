@@ -4,6 +4,7 @@
     bench/mutation.py                   all mutants of all rooms; hours
     bench/mutation.py --sample 150      up to so many in each room, drawn with a seed
     bench/mutation.py --room audiofiles --only Wav.cpp
+    bench/mutation.py --again           those that nobody noticed last time, after tests have been added
     bench/mutation.py --write           puts what was last found into docs/test-quality.md
 
 Hundreds of small changes (mutanten.py says which) are compiled into one copy of the sources, in
@@ -324,6 +325,7 @@ def _hauptteil():
     leser.add_argument("--only", default="", metavar="TEXT", help="files whose name has this in it")
     leser.add_argument("--sample", type=int, metavar="N", help="at most N mutants of each room")
     leser.add_argument("--seed", type=int, default=1, help="of the sample")
+    leser.add_argument("--again", action="store_true", help="only those that went unnoticed last time")
     leser.add_argument("--list", action="store_true", help="print the mutants, run nothing")
     leser.add_argument("--write", action="store_true", help="put the last result into docs/test-quality.md")
     wahl = leser.parse_args()
@@ -344,13 +346,16 @@ def _hauptteil():
         for mutant in alle:
             print(f"{mutant.datei}:{mutant.zeile}: {mutant.gattung}: {mutant.aenderung}")
         return 0
-    alle = ziehe(baue(alle, programme), wahl.sample, wahl.seed)
+    alle = baue(alle, programme)
+    alle = uebrige(alle) if wahl.again else ziehe(alle, wahl.sample, wahl.seed)
     print(f"{len(alle)} mutants to try, after {time.monotonic() - beginn:.0f} s", flush=True)
     karten = {programm: erkunde(programm) for programm in programme}
     bericht = berichte(alle, pruefe(alle, karten)) | {
         "seconds": round(time.monotonic() - beginn),
         "how": f"At most {wahl.sample} mutants of each room, drawn with seed {wahl.seed}" if wahl.sample
                else "Every mutant"}
+    if wahl.again:
+        bericht = _ergaenzt(bericht)
     if not wahl.only:
         _merke(bericht)
     print(tabelle(bericht))
@@ -359,13 +364,35 @@ def _hauptteil():
     return int(not gut)
 
 
-def _merke(bericht):
-    """Keeps the result; rooms that were not looked at stay as they were found before."""
+def _altes():
     try:
         with open(ERGEBNIS, encoding="utf-8") as datei:
-            alt = json.load(datei)
+            return json.load(datei)
     except (OSError, ValueError):
-        alt = {"rooms": {}, "unnoticed": [], "explained": [], "seconds": 0}
+        return {"rooms": {}, "unnoticed": [], "explained": [], "seconds": 0, "how": ""}
+
+
+def uebrige(alle):
+    """Those that went unnoticed last time, by file, line's text and change."""
+    alt = _altes()
+    offen = {(eintrag["file"], eintrag["text"], eintrag["change"]) for eintrag in alt["unnoticed"] + alt["explained"]}
+    return [mutant for mutant in alle if (mutant.datei, mutant.text, mutant.aenderung) in offen]
+
+
+def _ergaenzt(neu):
+    """The last result, with those that are noticed now."""
+    alt = _altes()
+    for name, raum in neu["rooms"].items():
+        gesamt = alt["rooms"][name]
+        rest = raum["mutants"] - raum["noticed"] - raum["explained"]
+        gesamt["noticed"] = gesamt["mutants"] - rest - raum["explained"]
+        gesamt["explained"] = raum["explained"]
+    return {**neu, "rooms": alt["rooms"], "how": alt["how"], "seconds": alt["seconds"] + neu["seconds"]}
+
+
+def _merke(bericht):
+    """Keeps the result; rooms that were not looked at stay as they were found before."""
+    alt = _altes()
     neu = set(bericht["rooms"])
     bericht["rooms"] = {name: bericht["rooms"].get(name) or alt["rooms"][name]
                         for name in RAEUME if name in bericht["rooms"] or name in alt["rooms"]}
