@@ -129,21 +129,22 @@ def suche(raeume, nur):
     alle = sucher.mutanten()
     for nummer, mutant in enumerate(alle):
         mutant.nummer = nummer
-    return alle
+    return alle, sucher.texte
 
 
 # --- The build ------------------------------------------------------------------------------------
 
-def baue(alle, programme):
-    """Compiles all mutants in; those that the compiler refuses are left out. Returns the others."""
+def baue(alle, texte, programme):
+    """Compiles all mutants in; those that the compiler refuses are left out. Returns the others. `texte` are
+    the sources in which they were found: the tree may have changed since."""
     je_datei = collections.defaultdict(list)
     for mutant in alle:
         je_datei[mutant.datei].append(mutant)
     for runde in range(1, 30):
         for name in dateien(*RAEUME):
             if gehoert(name, RAEUME):
-                schreibe(os.path.join(QUELLEN, name),
-                         mutanten.schreibe_um(lies(os.path.join(WURZEL, name)), je_datei.get(name, [])))
+                text = texte.get(name) or lies(os.path.join(WURZEL, name))
+                schreibe(os.path.join(QUELLEN, name), mutanten.schreibe_um(text, je_datei.get(name, [])))
         status, ausgabe = rufe("cmake", "--build", BAU, "--parallel", str(KERNE), "--target", *programme, "--",
                                "-k", "0")
         if status == 0:
@@ -340,13 +341,13 @@ def _hauptteil():
     beginn = time.monotonic()
     kopiere()
     richte_ein()
-    alle = suche(raeume, wahl.only)
+    alle, texte = suche(raeume, wahl.only)
     print(f"{len(alle)} mutants found", flush=True)
     if wahl.list:
         for mutant in alle:
             print(f"{mutant.datei}:{mutant.zeile}: {mutant.gattung}: {mutant.aenderung}")
         return 0
-    alle = baue(alle, programme)
+    alle = baue(alle, texte, programme)
     alle = uebrige(alle) if wahl.again else ziehe(alle, wahl.sample, wahl.seed)
     print(f"{len(alle)} mutants to try, after {time.monotonic() - beginn:.0f} s", flush=True)
     karten = {programm: erkunde(programm) for programm in programme}

@@ -1,12 +1,10 @@
-"""Line and branch coverage, as llvm-cov counts them.
+"""Line and branch coverage, as llvm-cov counts it.
 
-The programs of a build with the preset "coverage" or "macos-coverage" leave a profile each; put together
-they show what ran. A line or branch that the compiler put into several functions (a template, an inline
-function) has run if one of them has. Branches are those of the source: both ways of each condition, and
-each case.
+The programs of a build with the preset "coverage" or "macos-coverage" leave a profile each; put together they
+show which lines ran, and which way each condition was answered. A line that the compiler put into
+several functions (a template, an inline function) has run if one of them has.
 """
 
-import dataclasses
 import glob
 import json
 import os
@@ -18,24 +16,9 @@ ERGEBNIS = os.path.join(WURZEL, "build", "coverage.json")
 GRUENDE = os.path.join(WURZEL, "tests", "uncovered.txt")
 MINDESTENS = 97.0  # per cent of the lines
 MINDESTENS_ZWEIGE = 88.0
-MACOS = ("platform/macos/",)
+ORDNER = "platform/macos/"
 # What runs on every system, and the backend of Linux.
 LINUX = ("audiofiles/", "base/", "capture/", "driver/", "echo/", "meeting/", "platform/")
-
-
-@dataclasses.dataclass
-class Datei:
-    name: str
-    zeilen: dict  # number -> how often it ran
-    zweige: dict  # (line, place) -> how often it was taken
-
-    def fehlende(self):
-        return sorted(nummer for nummer, zahl in self.zeilen.items() if zahl == 0)
-
-    def einseitige(self):
-        """Lines that ran and of whose branches one was never taken."""
-        return sorted({zeile for (zeile, _), zahl in self.zweige.items()
-                       if zahl == 0 and self.zeilen.get(zeile, 1) > 0})
 
 
 def profile(ordner):
@@ -48,61 +31,71 @@ def laufendes_profil(ordner):
     return {"LLVM_PROFILE_FILE": os.path.join(ordner, "%m%c.profraw")}
 
 
-def miss(fuehre_aus, ordner, programme, raeume_=MACOS, ohne=()):
-    """[Datei] of the profiles in the folder, of files in these rooms."""
+def miss(fuehre_aus, ordner, programme, wurzel, wo=(ORDNER,), ohne=()):
+    """File -> its lines and its branches, each with how often it ran, of the profiles in the folder, for
+    the files in the folders `wo` but not in `ohne`.
+
+    A line is its number. A branch is the line, the place of its condition among those of that line and
+    "yes" or "no".
+    """
     gesamt = os.path.join(ordner, "gesamt.profdata")
     fuehre_aus("llvm-profdata-19", "merge", "-sparse", "--failure-mode=all", "-o", gesamt,
                *sorted(glob.glob(os.path.join(ordner, "*.profraw"))))
     weitere = [teil for programm in programme[1:] for teil in ("-object", programm)]
     _, ausgabe = fuehre_aus("llvm-cov-19", "export", "-format=lcov", "-instr-profile", gesamt,
                             programme[0], *weitere)
-    return [datei for datei in _aus_lcov(ausgabe)
-            if datei.name.startswith(raeume_) and not datei.name.startswith(tuple(ohne)) and datei.zeilen]
+    return {name: beides for name, beides in _aus_lcov(ausgabe, wurzel).items()
+            if name.startswith(tuple(wo)) and not name.startswith(tuple(ohne)) and beides[0]}
 
 
-def _aus_lcov(text):
-    dateien, datei = {}, None
+def _aus_lcov(text, wurzel):
+    dateien, zeilen, zweige = {}, {}, {}
     for eintrag in text.splitlines():
         art, _, wert = eintrag.partition(":")
         if art == "SF":
-            name = os.path.relpath(os.path.realpath(wert), os.path.realpath(WURZEL))
-            datei = dateien.setdefault(name, Datei(name, {}, {}))
+            name = os.path.relpath(os.path.realpath(wert), os.path.realpath(wurzel))
+            zeilen, zweige = dateien.setdefault(name, ({}, {}))
         elif art == "DA":
             nummer, zahl = map(int, wert.split(",")[:2])
-            datei.zeilen[nummer] = max(datei.zeilen.get(nummer, 0), zahl)
+            zeilen[nummer] = max(zeilen.get(nummer, 0), zahl)
         elif art == "BRDA":
-            zeile, block, zweig, zahl = wert.split(",")
-            stelle = (int(zeile), (block, zweig))
-            datei.zweige[stelle] = max(datei.zweige.get(stelle, 0), 0 if zahl == "-" else int(zahl))
-    return [dateien[name] for name in sorted(dateien)]
+            nummer, _, stelle, zahl = wert.split(",")
+            zweig = (int(nummer), int(stelle) // 2, "no" if int(stelle) % 2 else "yes")
+            zweige[zweig] = max(zweige.get(zweig, 0), 0 if zahl == "-" else int(zahl))
+    return dict(sorted(dateien.items()))
 
 
-def anteil(teile):
-    """Per cent of the numbers that are not 0."""
-    alle = [zahl for teil in teile for zahl in teil.values()]
-    return 100 * sum(zahl > 0 for zahl in alle) / len(alle) if alle else 100.0
+def _anteil(zahlen):
+    return 100 * sum(zahl > 0 for zahl in zahlen) / len(zahlen) if zahlen else 100.0
 
 
-def tabelle(dateien, raeume_=MACOS):
-    """The figures as text, and the percentage of all lines together."""
-    zeilen = []
-    for datei in dateien:
-        fehlende = datei.fehlende()
-        rest = f"  not: {', '.join(map(str, fehlende))}" if fehlende else ""
-        zeilen.append(f"{anteil([datei.zeilen]):6.1f} % {len(datei.zeilen) - len(fehlende):5} of "
-                      f"{len(datei.zeilen):4}  {datei.name}{rest}")
-    alle = sum(len(datei.zeilen) for datei in dateien)
-    ganz = anteil(datei.zeilen for datei in dateien)
-    return "\n".join([*zeilen, f"{ganz:6.1f} % of {alle} lines in {', '.join(raeume_)}"]), ganz
+def tabelle(dateien, wo=(ORDNER,)):
+    """The figures as text, and the percentages of all lines and of all branches together."""
+    texte = []
+    for name, (zeilen, zweige) in dateien.items():
+        fehlende = [str(nummer) for nummer, zahl in sorted(zeilen.items()) if zahl == 0]
+        einseitig = [f"{nummer} {seite}" for (nummer, _, seite), zahl in sorted(zweige.items())
+                     if zahl == 0 and zeilen.get(nummer, 0) > 0]
+        texte.append(f"{_anteil(zeilen.values()):6.1f} % of {len(zeilen):4} lines "
+                     f"{_anteil(zweige.values()):6.1f} % of {len(zweige):4} branches  {name}"
+                     + (f"  not: {', '.join(fehlende)}" if fehlende else "")
+                     + (f"  never: {', '.join(einseitig)}" if einseitig else ""))
+    zeilen = [zahl for zeilen, _ in dateien.values() for zahl in zeilen.values()]
+    zweige = [zahl for _, zweige in dateien.values() for zahl in zweige.values()]
+    anteil = _anteil(zeilen) if zeilen else 0.0
+    texte.append(f"{anteil:6.1f} % of {len(zeilen)} lines and {_anteil(zweige):.1f} % of {len(zweige)} branches "
+                 f"in {', '.join(wo)}")
+    return "\n".join(texte), anteil, _anteil(zweige)
 
 
 # --- The page -------------------------------------------------------------------------------------
 
 def merke(dateien):
     with open(ERGEBNIS, "w", encoding="utf-8") as ziel:
-        json.dump([{"file": datei.name, "lines": [len(datei.zeilen), datei.fehlende()],
-                    "branches": [len(datei.zweige), sum(zahl == 0 for zahl in datei.zweige.values()),
-                                 datei.einseitige()]} for datei in dateien], ziel, indent=1)
+        json.dump([{"file": name,
+                    "lines": [len(zeilen), sorted(nummer for nummer, zahl in zeilen.items() if zahl == 0)],
+                    "branches": [len(zweige), sum(zahl == 0 for zahl in zweige.values())]}
+                   for name, (zeilen, zweige) in dateien.items()], ziel, indent=1)
 
 
 def gruende():
@@ -120,7 +113,7 @@ def seite():
     for datei in gemessen:
         raum = datei["file"].split("/")[0] if not datei["file"].startswith("platform/linux") else "platform/linux"
         summe = je_raum.setdefault(raum, [0, 0, 0, 0])
-        for stelle, wert in enumerate((datei["lines"][0], len(datei["lines"][1]), *datei["branches"][:2])):
+        for stelle, wert in enumerate((datei["lines"][0], len(datei["lines"][1]), *datei["branches"])):
             summe[stelle] += wert
     zeilen = ["| Room | Lines | Ran | Branches | Taken |", "|---|---:|---:|---:|---:|"]
     ganz = [sum(spalte) for spalte in zip(*je_raum.values())]
