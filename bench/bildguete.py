@@ -120,7 +120,7 @@ def kopf(bilder):
 # Name -> (its pictures, x and y of the crop, the second from which it is).
 SZENEN = {"page of small text": (textseite, 40, 300, 10.5), "slides": (folien, 60, 40, 5.0),
           "moving head": (kopf, 500, 220, 10.0)}
-AUSSCHNITT = (320, 240)
+AUSSCHNITT = (240, 160)
 
 
 def erzeuge(szene, sekunden, pfad):
