@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Ordnerwacht.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -30,7 +31,10 @@ VideoEinstellungen Film::einstellungen() {
 
 Ergebnis Film::writerAnlegen() {
   if (schreiberAngelegt_) return {};
-  beharrlich([this] { return dateien_.loeschen(ziel_); });
+  // The platform's writer goes by the path: it must not write where no other file may.
+  if (beharrlich([this] { return dateien_.loeschen(ziel_); }) == -Ordnerwacht::AUSGETAUSCHT) {
+    return Fehler::ausErrno(Ordnerwacht::AUSGETAUSCHT, ziel_);
+  }
   Fehler fehler;
   auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
   if (!writer) return fehler;

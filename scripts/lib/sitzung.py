@@ -234,7 +234,7 @@ class Sitzung(prozesse.Betrieb):
                 befehl, env=self.umgebung, stdin=subprocess.DEVNULL, stdout=protokoll,
                 stderr=protokoll, cwd="/")
 
-    def _warte(self, bedingung, was, frist=15.0):
+    def _warte(self, bedingung, was, frist=60.0):
         def geprueft():
             for name, prozess in self._laufend.items():
                 if prozess.poll() is not None:
@@ -254,7 +254,7 @@ class Sitzung(prozesse.Betrieb):
     def befehl(self, *worte, pruefe=True):
         """Runs one of PipeWire's tools inside and returns its output."""
         ergebnis = subprocess.run(worte, env=self.umgebung, capture_output=True, text=True,
-                                  stdin=subprocess.DEVNULL, timeout=10)
+                                  stdin=subprocess.DEVNULL, timeout=60)
         if pruefe and ergebnis.returncode:
             raise SitzungsFehler(f"{shlex.join(worte)}: {ergebnis.stderr or ergebnis.stdout}")
         return ergebnis.stdout

@@ -1,7 +1,5 @@
 #include "platform/linux/video/H264Schreiber.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -10,7 +8,6 @@
 #include "base/Faden.h"
 #include "platform/HostClock.h"
 #include "platform/linux/BgrBild.h"
-#include "platform/linux/video/Mp4Umbau.h"
 
 namespace hallkorb {
 namespace {
@@ -82,7 +79,6 @@ Ergebnis H264Schreiber::beginne() {
   if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
     return ergebnis;
   }
-  ::unlink(umbauPfad(pfad_).c_str());  // an earlier recording may have left it unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
 
@@ -138,8 +134,7 @@ bool H264Schreiber::schliesseAb(double ende) {
   }
   beendeFaden();
   if (!fehler()) melde(sichere(takt(ende)));
-  melde(datei_.schliesse());
-  if (!fehler()) melde(baueUm(pfad_, takt(ende)));
+  melde(fehler() ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
   return !fehler();
 }
 
