@@ -136,6 +136,22 @@ TEST_F(H264Schreiber, TakesAllPicturesOfTheTimeForWhichItHoldsThemBack) {
   EXPECT_EQ(videoPakete(pfad_).size(), 30U);
 }
 
+// Pictures that take many bits, one every two seconds as someone turns pages, get those of the two
+// seconds and not of a fifteenth of one.
+TEST_F(H264Schreiber, PagesThatChangeSeldomAreSharp) {
+  constexpr int SEITEN = 20;
+  Testbild bild(1280, 800, BLAU);
+  ASSERT_TRUE(schreiber_.starte(BASIS));
+  for (int i = 0; i < SEITEN; ++i) {
+    bild.rausche(static_cast<std::uint32_t>(i));
+    ASSERT_TRUE(haengeAn(schreiber_, bild.alsBild(BASIS + i * 2.0)));
+  }
+  ASSERT_TRUE(schreiber_.schliesseAb(BASIS + SEITEN * 2.0));
+  const double rate = std::stod(videoEigenschaften(pfad_)["format.bit_rate"]);
+  EXPECT_GT(rate, 700'000);
+  EXPECT_LT(rate, 2'100'000);
+}
+
 // A meeting whose window stands still for hours, in a recording that is left running overnight.
 TEST_F(H264Schreiber, APictureMayLastForHours) {
   constexpr double LANGE = 25'000.0;
