@@ -142,7 +142,7 @@ def neu_gestartet(form):
 def umgeschaltet(form):
     """default devices that change"""
     zahlen = _e2e("Umgeschaltet.test_zwanzig_mal_in_zehn_sekunden", form)
-    return (f"{zahlen['runden']} times 20 changes",
+    return (f"20 changes, {zahlen['runden']} time(s)",
             f"silence of at most {zahlen['luecken_ms'] / 1000:.1f} s in all; what is heard then comes from the "
             "last devices")
 
