@@ -25,7 +25,8 @@ VideoEinstellungen Film::einstellungen() {
           .hoehe = HOEHE,
           .bitrate = 1'400'000,
           .schluesselbildAbstand = 30,
-          .bilderJeSekunde = 15.0};
+          .bilderJeSekunde = 15.0,
+          .haltezeit = 0.5};
 }
 
 Ergebnis Film::writerAnlegen() {
@@ -46,10 +47,16 @@ Ergebnis Film::writerAnlegen() {
 void Film::nimm(const Bild& bild) {
   if (bild.status() != BildStatus::vollstaendig) return;
   const std::lock_guard halter(lock_);
-  if (!writer_) return;
+  if (!writer_ || bild.zeit() < frischAb_) return;
   if (!basis_) beginne(bild.zeit());
   if (writer_->schreibt() && writer_->bereit() && writer_->haengeAn(bild)) ++frames_;
   meldeAusfall();
+}
+
+void Film::nimmZurueck() {
+  const std::lock_guard halter(lock_);
+  frischAb_ = hostSekunden();
+  if (writer_ && basis_) frames_ -= writer_->nimmZurueck();
 }
 
 // Tried once: what keeps a file from being begun does not go away by itself.
