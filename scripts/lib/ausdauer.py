@@ -149,6 +149,37 @@ def frost(form):
     return f"{zahlen['faelle']} freezes", f"silence ({luecken})"
 
 
+def neu_gestartet(form):
+    """services killed and started again"""
+    zahlen = _e2e("Neugestartet.test_getoetet_und_neu_gestartet", form)
+    luecken = ", ".join(f"{was} at most {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
+    return f"{zahlen['faelle']} kills", f"silence ({luecken})"
+
+
+def umgeschaltet(form):
+    """default devices that change"""
+    zahlen = _e2e("Umgeschaltet.test_zwanzig_mal_in_zehn_sekunden", form)
+    return (f"20 changes, {zahlen['runden']} time(s)",
+            f"silence of at most {zahlen['luecken_ms'] / 1000:.1f} s in all; what is heard then comes from the "
+            "last devices")
+
+
+def nullen(form):
+    """nothing but zeros"""
+    zahlen = _e2e("Stumm.test_nur_nullen", form)
+    return f"{zahlen['kanaele']} channels", "nothing; a line when it has lasted for 90 s, and one at its end"
+
+
+def grenzen(form):
+    """limits of the system"""
+    zahlen = [_e2e(name, form) for name in (
+        "Dateigrenzen.test_dateigroessen", "Adressraum.test_adressraum", "Fadengrenzen.test_am_anfang")]
+    return (f"{zahlen[0]['faelle']} sizes of files, {zahlen[1]['faelle']} of address space, "
+            f"{zahlen[2]['faelle']} numbers of threads",
+            f"{_summe(zahlen, 'abgelehnt')} refused with their line, the others ended in order; what is beyond "
+            "the limit, reported")
+
+
 def stunde(form):
     """real time"""
     zahlen = _e2e("Echtzeit.test_lange_in_echtzeit", form)
@@ -197,6 +228,16 @@ NACHWEISE = {
     "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
                "the recording goes on; silence for no longer than the freeze",
                "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)"),
+    "services": (neu_gestartet, "PipeWire, session manager or X server killed, and started again",
+                 "the recording goes on; silence only while there are no devices; the picture comes back",
+                 "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)"),
+    "changes": (umgeschaltet, "Default devices change twenty times in ten seconds",
+                "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`"),
+    "zeros": (nullen, "A device brings nothing but zeros after sound",
+              "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`"),
+    "limits": (grenzen, "Limits of the system from the start on",
+               "the recording runs with what it gets, or is refused with its line",
+               "`test_ausdauer.Dateigrenzen`, `.Adressraum`, `.Fadengrenzen`: file size, address space, threads"),
     "hour": (stunde, "One hour in real time, everything on", "nothing grows",
              "`test_ausdauer.Echtzeit`"),
     "fuzz": (fuzz, "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers"),

@@ -1,5 +1,6 @@
 """Output folders that cannot be written, go away or fill up."""
 
+import contextlib
 import os
 import shutil
 import stat
@@ -131,7 +132,54 @@ class Dateien(lauf.Fall):
         self.assertTrue(stat.S_ISFIFO(os.stat(roehre).st_mode))
 
 
+# The names of the program's threads and of those of its libraries. One of them names a core dump.
+FADENNAMEN = {"hallkorb", "ausgabe", "chunks.them", "echo", "start", "stop", "task", "fenster", "x11-frist",
+              "video-kodierer", "mikrofon", "system-audio", "hallkorb.pw"}
+FADEN_VON_PIPEWIRE = "data-loop"
+
+
 class Vertraulich(test_video.Fensterfall):
+
+    def test_namen_des_prozesses(self):
+        """What everybody on the computer can read of a process says nothing about the meeting: the command
+        line stays as the host wrote it, and the names of the threads, which a core dump is called by, are
+        always the same."""
+        self.oeffne("Zoom Meeting Geheimsache", test_video.ZOOM, "zoom")
+        aufnahme = self.lauf(video=True, echo=True, umgebung=self.bildschirm.umgebung)
+        aufnahme.gestartet()
+        self.assertIn("Geheimsache", aufnahme.ereignis("video_start", 60.0)["quelle"])
+        aufnahme.warte_aufnahme(1.5, 60.0)
+        proc = f"/proc/{aufnahme.prozess.pid}"
+        namen = set()
+        for faden in os.listdir(f"{proc}/task"):
+            with contextlib.suppress(FileNotFoundError), \
+                    open(f"{proc}/task/{faden}/comm", encoding="utf-8") as datei:
+                namen.add(datei.read().rstrip("\n"))
+        self.assertIn("video-kodierer", namen)
+        fremde = {name for name in namen - FADENNAMEN if not name.startswith(FADEN_VON_PIPEWIRE)}
+        self.assertEqual(fremde, set())
+        with open(f"{proc}/cmdline", encoding="utf-8") as datei:
+            self.assertEqual(datei.read().rstrip("\0").split("\0"), list(aufnahme.prozess.args))
+        aufnahme.stoppe(frist=60.0)
+
+    def test_ordner_ausgetauscht(self):
+        """A link in the place of the folder gets nothing, neither sound nor a picture that begins then."""
+        fremd = os.path.join(self.ordner, "fremd")
+        os.mkdir(fremd)
+        aufnahme = self.lauf("--legacy-chunks", "--chunk", "2", video=True,
+                             umgebung=self.bildschirm.umgebung)
+        aufnahme.gestartet()
+        aufnahme.chunk("me", 0, 60.0)
+        os.rename(self.aufnahme, self.aufnahme + "-weg")
+        os.symlink(fremd, self.aufnahme)
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        aufnahme.meldung("Ordner ausgetauscht: ", 60.0)
+        aufnahme.meldung("WAV-Schreibfehler (me #", 60.0)
+        aufnahme.meldung("Video-Start fehlgeschlagen: ", 60.0)
+        aufnahme.stoppe(frist=60.0)
+        self.assertEqual(os.listdir(fremd), [])
+        self.assertEqual(aufnahme.diagnosen("Ordner ausgetauscht: "), 1, aufnahme.alles())
+        self.assertEqual(aufnahme.ereignisse("video"), [])
 
     def test_rechte_und_verweise(self):
         """A new folder and all in it are the owner's alone, and no link planted at a file's name makes the

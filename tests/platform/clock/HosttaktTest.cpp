@@ -13,6 +13,7 @@
 
 #include "capture/Zeitachse.h"
 #include "platform/clock/Hosttakt.h"
+#include "platform/clock/Stempelpruefung.h"
 #include "tests/support/Kristall.h"
 
 namespace hallkorb {
@@ -195,6 +196,35 @@ TEST(Hosttakt, BelievesNoFalseStamp) {
   EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
   for (int s = 1; s < 59; ++s)
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.0006) << s;
+}
+
+// A driver whose clock jumps by hours, for longer than a false stamp lasts.
+TEST(Stempelpruefung, AJumpByHoursIsNoTime) {
+  Kristall geraet({.ppm = 50}, klick);
+  Kanal kanal;
+  for (int i = 0; geraet.zeit() < ERSTE + 60; ++i) {
+    PcmBlock block = geraet.naechster();
+    const double jetzt = *block.hostTime + 0.02;
+    const int stelle = i % 200;
+    if (stelle >= 100 && stelle < 140) *block.hostTime += 5 * 3600.0;
+    if (stelle >= 160 && stelle < 190) *block.hostTime -= 5 * 3600.0;
+    block.hostTime = glaubhafterStempel(block.hostTime, jetzt);
+    kanal.takt.nimm(block);
+  }
+  kanal.takt.leere();
+  EXPECT_EQ(kanal.zeit.luecken, 0);
+  EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+  for (int s = 1; s < 59; ++s)
+    EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.001) << s;
+}
+
+TEST(Stempelpruefung, WhatAHaltedProcessGetsLateIsATime) {
+  EXPECT_EQ(glaubhafterStempel(1000.0, 1000.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 1070.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 999.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 5000.0), std::nullopt);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 980.0), std::nullopt);
+  EXPECT_EQ(glaubhafterStempel(std::nullopt, 1000.0), std::nullopt);
 }
 
 TEST(Hosttakt, ReplacesWhatWasLostAtItsPlace) {
