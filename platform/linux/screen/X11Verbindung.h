@@ -35,8 +35,9 @@ using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
 
 class X11Verbindung {
  public:
-  // `display` as for oeffneX11Socket(). Does nothing yet.
-  explicit X11Verbindung(std::string display);
+  // `display` as for oeffneX11Socket(); its owner gives up after `frist`. Does nothing yet.
+  explicit X11Verbindung(std::string display,
+                         std::chrono::milliseconds frist = std::chrono::milliseconds(2800));
   ~X11Verbindung();
   X11Verbindung(const X11Verbindung&) = delete;
   X11Verbindung& operator=(const X11Verbindung&) = delete;
@@ -53,6 +54,7 @@ class X11Verbindung {
 
  private:
   const std::string display_;
+  const std::chrono::milliseconds frist_;
   xcb_connection_t* verbindung_ = nullptr;
   const xcb_screen_t* schirm_ = nullptr;
 
