@@ -36,8 +36,7 @@ using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
 class X11Verbindung {
  public:
   // `display` as for oeffneX11Socket(); its owner gives up after `frist`. Does nothing yet.
-  explicit X11Verbindung(std::string display,
-                         std::chrono::milliseconds frist = std::chrono::milliseconds(2800));
+  X11Verbindung(std::string display, std::chrono::milliseconds frist);
   ~X11Verbindung();
   X11Verbindung(const X11Verbindung&) = delete;
   X11Verbindung& operator=(const X11Verbindung&) = delete;
