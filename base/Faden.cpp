@@ -9,7 +9,7 @@ namespace hallkorb {
 
 void beginneFaden(const std::string& name) {
   const std::string kurz = name.substr(0, 15);
-#if defined(__APPLE__)
+#if HALLKORB_MACOS
   pthread_setname_np(kurz.c_str());
 #else
   pthread_setname_np(pthread_self(), kurz.c_str());

@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
+#include <optional>
 
-#if defined(__APPLE__)
+#if HALLKORB_MACOS
 #include <sys/event.h>
 
 #include <ctime>
@@ -21,19 +23,21 @@
 namespace hallkorb {
 namespace {
 
-#if defined(__APPLE__)
+#if HALLKORB_MACOS
 
-// The free bytes of a pipe or socket that is ready for writing.
-std::size_t freieBytes(int fd, mode_t) {
+// The free bytes of a pipe or socket that is ready for writing; nullopt if the kernel does not say.
+std::optional<std::size_t> freieBytes(int fd, mode_t) {
   const int ereignisse = ::kqueue();
-  if (ereignisse < 0) return PIPE_BUF;
+  if (ereignisse < 0) return std::nullopt;
   struct kevent wunsch{};
   EV_SET(&wunsch, static_cast<uintptr_t>(fd), EVFILT_WRITE, EV_ADD | EV_ONESHOT, 0, 0, nullptr);
   struct kevent antwort{};
   const struct timespec sofort{};
   const int anzahl = ::kevent(ereignisse, &wunsch, 1, &antwort, 1, &sofort);
   ::close(ereignisse);
-  return anzahl == 1 && antwort.data > 0 ? static_cast<std::size_t>(antwort.data) : PIPE_BUF;
+  // A wish that is refused is answered with an event whose data is the error.
+  if (anzahl < 0 || (antwort.flags & EV_ERROR) != 0) return std::nullopt;
+  return static_cast<std::size_t>(std::max<std::intptr_t>(antwort.data, 0));
 }
 
 // Pipes grow to this size while they are written to.
@@ -57,10 +61,10 @@ std::size_t fassung(int fd, mode_t art) {
   return static_cast<std::size_t>(std::max(groesse, PIPE_BUF));
 }
 
-std::size_t freieBytes(int fd, mode_t art) {
+std::optional<std::size_t> freieBytes(int fd, mode_t art) {
   int ungelesen = 0;
   const unsigned long frage = S_ISFIFO(art) ? FIONREAD : SIOCOUTQ;
-  if (::ioctl(fd, frage, &ungelesen) != 0) return PIPE_BUF;  // NOLINT(*-vararg)
+  if (::ioctl(fd, frage, &ungelesen) != 0) return std::nullopt;  // NOLINT(*-vararg)
   return ungelesen == 0 ? fassung(fd, art) : PIPE_BUF;
 }
 
@@ -77,9 +81,10 @@ std::size_t schreibplatz(int fd, std::size_t bytes) {
   if (::fstat(fd, &auskunft) != 0) return bytes;
   const mode_t art = auskunft.st_mode;
   if (bytes <= PIPE_BUF || (!S_ISFIFO(art) && !S_ISSOCK(art))) return bytes;
-  const std::size_t frei = freieBytes(fd, art);
-  if (frei >= bytes) return bytes;
-  return bytes > fassung(fd, art) && frei > PIPE_BUF ? PIPE_BUF : 0;
+  const std::optional<std::size_t> frei = freieBytes(fd, art);
+  if (!frei) return PIPE_BUF;  // as poll(2) has promised; to wait for an answer could take for ever
+  if (*frei >= bytes) return bytes;
+  return bytes > fassung(fd, art) && *frei > PIPE_BUF ? PIPE_BUF : 0;
 }
 
 }  // namespace hallkorb

@@ -17,7 +17,7 @@ hallkorb_library(hallkorb_echo FOLDER echo
   SOURCES DFeld.cpp EchoStrecke.cpp Echokompensation.cpp Nachfilter.cpp PaarFFT.cpp
           Verzoegerungsschaetzer.cpp ${echo_fft} kernels/Kernsatz.cpp ${echo_kernel}
   DEPENDS hallkorb_base)
-set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/DFeld.cpp
+set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/DFeld.cpp ${PROJECT_SOURCE_DIR}/echo/kernels/Kernsatz.cpp
              APPEND PROPERTY COMPILE_DEFINITIONS HALLKORB_MACOS=$<BOOL:${HALLKORB_MACOS}>)
 if(HALLKORB_MACOS_ERSATZ)
   target_link_libraries(hallkorb_echo PUBLIC hallkorb_ersatz)
@@ -29,7 +29,7 @@ endif()
 # Fused multiplication and addition is wanted if the processor has it.
 list(TRANSFORM echo_kernel PREPEND ${PROJECT_SOURCE_DIR}/echo/)
 set_property(SOURCE ${echo_kernel} APPEND PROPERTY COMPILE_OPTIONS -O3 -ffp-contract=fast)
-if(NOT APPLE AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+if(NOT HALLKORB_MACOS AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kernels/KernAvx2.cpp
                APPEND PROPERTY COMPILE_OPTIONS -mavx2 -mfma)
   set_property(SOURCE ${PROJECT_SOURCE_DIR}/echo/kernels/KernAvx512.cpp

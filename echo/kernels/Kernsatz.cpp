@@ -12,7 +12,7 @@ const Kernsatz*& beschraenkung() {
 }
 
 bool prozessorHat(Befehlssatz befehlssatz) {
-#if defined(__x86_64__) && !defined(__APPLE__)  // on macOS only the basis is built
+#if defined(__x86_64__) && !HALLKORB_MACOS  // on macOS only the basis is built
   switch (befehlssatz) {
     case Befehlssatz::avx512:
       return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq");

@@ -1,15 +1,14 @@
-"""Line coverage of the macOS backend, as llvm-cov counts it.
+"""Line and branch coverage of the macOS backend, as llvm-cov counts it.
 
 The programs of a build with the preset "macos-coverage" leave a profile each; put together they
-show which lines ran. A line that the compiler put into several functions (a template, an inline
-function) has run if one of them has.
+show which lines ran, and which way each condition was answered. A line that the compiler put into
+several functions (a template, an inline function) has run if one of them has.
 """
 
 import glob
-import json
 import os
 
-MINDESTENS = 97.0  # per cent
+MINDESTENS = 97.0  # per cent of the lines
 ORDNER = "platform/macos/"
 
 
@@ -19,7 +18,11 @@ def profile(ordner):
 
 
 def miss(fuehre_aus, ordner, programme, wurzel):
-    """[(file, lines that ran, lines, those that did not run)] of the profiles in the folder."""
+    """File -> its lines and its branches, each with how often it ran, of the profiles in the folder.
+
+    A line is its number. A branch is the line, the place of its condition among those of that line and
+    "yes" or "no".
+    """
     gesamt = os.path.join(ordner, "gesamt.profdata")
     fuehre_aus("llvm-profdata-19", "merge", "-sparse", "-o", gesamt,
                *sorted(glob.glob(os.path.join(ordner, "*.profraw"))))
@@ -30,26 +33,41 @@ def miss(fuehre_aus, ordner, programme, wurzel):
 
 
 def _aus_lcov(text, wurzel):
-    dateien, zeilen = {}, {}
+    dateien, zeilen, zweige = {}, {}, {}
     for eintrag in text.splitlines():
         art, _, wert = eintrag.partition(":")
         if art == "SF":
             name = os.path.relpath(os.path.realpath(wert), os.path.realpath(wurzel))
-            zeilen = dateien.setdefault(name, {})
+            zeilen, zweige = dateien.setdefault(name, ({}, {}))
         elif art == "DA":
             nummer, zahl = map(int, wert.split(",")[:2])
             zeilen[nummer] = max(zeilen.get(nummer, 0), zahl)
-    return [(name, sum(zahl > 0 for zahl in zeilen.values()), len(zeilen),
-             sorted(nummer for nummer, zahl in zeilen.items() if zahl == 0))
-            for name, zeilen in sorted(dateien.items()) if name.startswith(ORDNER) and zeilen]
+        elif art == "BRDA":
+            nummer, _, stelle, zahl = wert.split(",")
+            zweig = (int(nummer), int(stelle) // 2, "no" if int(stelle) % 2 else "yes")
+            zweige[zweig] = max(zweige.get(zweig, 0), 0 if zahl == "-" else int(zahl))
+    return {name: beides for name, beides in sorted(dateien.items())
+            if name.startswith(ORDNER) and beides[0]}
+
+
+def _anteil(zahlen):
+    return 100 * sum(zahl > 0 for zahl in zahlen) / len(zahlen) if zahlen else 100.0
 
 
 def tabelle(dateien):
     """The figures as text, and the percentage of all lines together."""
-    zeilen = []
-    for name, gelaufen, alle, fehlende in dateien:
-        rest = f"  not: {', '.join(map(str, fehlende))}" if fehlende else ""
-        zeilen.append(f"{100 * gelaufen / alle:6.1f} % {gelaufen:5} of {alle:4}  {name}{rest}")
-    alle = sum(eintrag[2] for eintrag in dateien)
-    anteil = 100 * sum(eintrag[1] for eintrag in dateien) / alle if alle else 0.0
-    return "\n".join([*zeilen, f"{anteil:6.1f} % of {alle} lines in {ORDNER}"]), anteil
+    texte = []
+    for name, (zeilen, zweige) in dateien.items():
+        fehlende = [str(nummer) for nummer, zahl in sorted(zeilen.items()) if zahl == 0]
+        einseitig = [f"{nummer} {seite}" for (nummer, _, seite), zahl in sorted(zweige.items())
+                     if zahl == 0 and zeilen.get(nummer, 0) > 0]
+        texte.append(f"{_anteil(zeilen.values()):6.1f} % of {len(zeilen):4} lines "
+                     f"{_anteil(zweige.values()):6.1f} % of {len(zweige):4} branches  {name}"
+                     + (f"  not: {', '.join(fehlende)}" if fehlende else "")
+                     + (f"  never: {', '.join(einseitig)}" if einseitig else ""))
+    zeilen = [zahl for zeilen, _ in dateien.values() for zahl in zeilen.values()]
+    zweige = [zahl for _, zweige in dateien.values() for zahl in zweige.values()]
+    anteil = _anteil(zeilen) if zeilen else 0.0
+    texte.append(f"{anteil:6.1f} % of {len(zeilen)} lines and {_anteil(zweige):.1f} % of {len(zweige)} branches "
+                 f"in {ORDNER}")
+    return "\n".join(texte), anteil

@@ -185,6 +185,12 @@ class Sitzung(prozesse.Betrieb):
         if {"mic", "mic-feed"} <= da:
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
 
+    def starte_pulse(self):
+        """Starts PipeWire's PulseAudio server, for programs that speak its protocol; returns when it
+        takes connections."""
+        self._daemon("pipewire-pulse", ["pipewire-pulse"])
+        self._warte(lambda: pulseaudio_laeuft(self.umgebung), "pipewire-pulse")
+
     def beende_pipewire(self):
         """Ends the audio daemon as a crash would. WirePlumber does not survive its daemon; both have to
         be started again."""

@@ -23,7 +23,7 @@ import prozesse
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BAU = os.path.join(WURZEL, "build")
 KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
-FUZZ_SEKUNDEN = 8
+FUZZ_SEKUNDEN = 6
 
 
 class Gescheitert(Exception):
@@ -119,11 +119,16 @@ def _ist_shell(name):
 
 
 def stufe_release(zaehler):
-    """optimised build, all test programs, the modes without devices"""
+    """optimised build, all test programs, the modes without devices and the vectors"""
     baue("release")
     ctest("release", zaehler)
-    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"),
-                                 os.path.join(BAU, "release", "hallkorb"), pruefe=False)
+    _skript(zaehler, "ohne_geraete.py", os.path.join(BAU, "release", "hallkorb"))
+    _skript(zaehler, "vektoren.py", os.path.join(BAU, "release", "hallkorb"))
+
+
+def _skript(zaehler, name, *argumente):
+    """Runs one of the scripts in tests/, which closes with a line of counts."""
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", name), *argumente, pruefe=False)
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
@@ -134,8 +139,7 @@ def stufe_haus(zaehler):
 
 
 def _haus(zaehler, bau):
-    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "haus.py"), bau, pruefe=False)
-    zaehle_schlusszeile(zaehler, status, ausgabe)
+    _skript(zaehler, "haus.py", bau)
 
 
 def stufe_e2e(zaehler):
@@ -149,6 +153,18 @@ def stufe_takt(zaehler):
     """devices with clocks of their own, end to end; up to ten minutes of sound each"""
     baue("release")
     status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "test_takt", pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was measured
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_browser(zaehler):
+    """meetings in Chromium and Firefox: tabs, windows, full screen, crash, sound, microphone"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "testfenster")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--jobs", "2",
+                                 "test_browser", pruefe=False)
     if not status:
         print(ausgabe.rstrip(), flush=True)  # what was measured
     zaehle_schlusszeile(zaehler, status, ausgabe)
@@ -224,20 +240,40 @@ def stufe_tsan(zaehler):
 
 
 def stufe_fuzz(zaehler):
-    """every fuzz target for a short time"""
+    """every fuzz target: its corpus, then a short time"""
+    ziele = fuzz_ziele()
+    for ziel in ziele:
+        if not glob.glob(os.path.join(fuzz_korpora(ziel)[0], "*")):
+            raise Gescheitert(f"{ziel} has no corpus")
+    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+        for status, ausgabe in helfer.map(lambda ziel: fuzze(ziel, FUZZ_SEKUNDEN), ziele):
+            zaehler.zaehle(status == 0, ausgabe)
+
+
+def fuzz_ziele():
+    """Builds the fuzz targets; returns their programs."""
     baue("fuzz", "fuzz/all", tests=False, optionen=SCHNELL)
     ziele = sorted(glob.glob(os.path.join(BAU, "fuzz", "fuzz", "*_fuzz")))
     if not ziele:
         raise Gescheitert("no fuzz targets were built")
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
-        for status, ausgabe in helfer.map(_fuzz, ziele):
-            zaehler.zaehle(status == 0, ausgabe)
+    return ziele
 
 
-def _fuzz(ziel):
+def fuzz_korpora(ziel):
+    """The folders whose files a target tries before anything else."""
+    name = os.path.basename(ziel)
+    weitere = [os.path.join(WURZEL, "tests", "meeting", "lists")] if name == "fenster_wahl_fuzz" else []
+    return [os.path.join(WURZEL, "fuzz", "corpora", name), *weitere]
+
+
+def fuzze(ziel, sekunden):
+    """Runs a target on its corpus and then for so long on inputs of its own; (status, output)."""
+    woerter = os.path.join(WURZEL, "fuzz", "dictionaries", f"{os.path.basename(ziel)}.dict")
     with tempfile.TemporaryDirectory() as ordner:
-        return fuehre_aus(ziel, f"-max_total_time={FUZZ_SEKUNDEN}", f"-artifact_prefix={ordner}/",
-                          "-print_final_stats=1", ordner, pruefe=False)
+        return fuehre_aus(ziel, f"-max_total_time={sekunden}", f"-artifact_prefix={ordner}/",
+                          "-print_final_stats=1", "-verbosity=0", "-timeout=60",
+                          *([f"-dict={woerter}"] if os.path.exists(woerter) else []),
+                          ordner, *fuzz_korpora(ziel), pruefe=False)
 
 
 def stufe_macos(zaehler):
@@ -268,7 +304,7 @@ KURZ_MACOS = ("Verweigert.test_beide", "Verweigert.test_kein_bildschirm",
 def stufe_macos_lauf(zaehler):
     """the macOS backend on stand-ins of the platform, under each sanitizer"""
     for preset in ("macos-asan", "macos-tsan"):
-        _macos_lauf(zaehler, preset)
+        _macos_lauf(zaehler, preset, "base_test")  # whose branches for macOS it takes
 
 
 def stufe_macos_asan(zaehler):
@@ -278,14 +314,15 @@ def stufe_macos_asan(zaehler):
         _macos_e2e(zaehler, "macos-asan", *KURZ_MACOS)
 
 
-def _macos_lauf(zaehler, preset):
-    baue(preset, "macos_echo_test", "macos_ersatz_test", "macos_test", "hallkorb",
-         optionen=SCHNELL_MACOS)
-    ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"}, "^macos_")
+def _macos_lauf(zaehler, preset, *mehr):
+    programme = ("macos_echo_test", "macos_ersatz_test", "macos_test", *mehr)
+    baue(preset, *programme, "hallkorb", optionen=SCHNELL_MACOS)
+    ctest(preset, zaehler, {"ASAN_OPTIONS": "detect_stack_use_after_return=1"},
+          f"^({'|'.join(programme)})$")
 
 
 def stufe_macos_abdeckung(zaehler):
-    """line coverage of the macOS backend on stand-ins, at least 97 %"""
+    """line and branch coverage of the macOS backend on stand-ins, at least 97 % of the lines"""
     programme = ("macos_ersatz_test", "macos_test")
     baue("macos-coverage", *programme)
     with tempfile.TemporaryDirectory() as ordner:
@@ -313,9 +350,8 @@ def stufe_macos_e2e(zaehler):
 def _macos_e2e(zaehler, preset, *welche):
     baue("release", "hallkorb", "testsprecher", "testchunker")  # with what it is compared
     programm = os.path.join(BAU, preset, "hallkorb")
-    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), programm,
-                                 pruefe=False)
-    zaehle_schlusszeile(zaehler, status, ausgabe)
+    _skript(zaehler, "ohne_geraete.py", programm)
+    _skript(zaehler, "vektoren.py", "--windows", programm)
     # They wait for their own clocks most of the time.
     status, ausgabe = fuehre_aus(
         sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6", *welche, pruefe=False,
@@ -330,15 +366,14 @@ def stufe_arm64(zaehler):
     baue("arm64")
     ctest("arm64", zaehler)
     emulator = ["qemu-aarch64", "-L", os.path.join(BAU, "arm64-root")]
-    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "ohne_geraete.py"), *emulator,
-                                 os.path.join(BAU, "arm64", "hallkorb"), pruefe=False)
-    zaehle_schlusszeile(zaehler, status, ausgabe)
+    for name in ("ohne_geraete.py", "vektoren.py"):
+        _skript(zaehler, name, *emulator, os.path.join(BAU, "arm64", "hallkorb"))
 
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "ausdauer", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "ausdauer", "kosten", "clang", "tidy", "asan",
+    "tsan", "fuzz", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.

@@ -1,5 +1,5 @@
 """Runs of the program as it is built for macOS, on Linux, with stand-ins of the platform that a test
-plays: what it writes into the script's pipe is done at once (tests/macos/ersatz/Drehbuch.cpp)."""
+plays: what it writes into the script's pipe is done at once (tests/macos/doubles/Drehbuch.cpp)."""
 
 import json
 import os

@@ -152,8 +152,7 @@ class Vertraulich(test_video.Fensterfall):
             ordner = f"{self.aufnahme}-{geplant}"
             if geplant:
                 os.makedirs(ordner, mode=0o700)
-                for name in ("chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav", "video.mp4",
-                             "video.mp4.neu"):
+                for name in ("chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav", "video.mp4"):
                     os.symlink(fremd, os.path.join(ordner, name))
             aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung, ordner=ordner)
             aufnahme.gestartet()

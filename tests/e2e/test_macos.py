@@ -408,6 +408,40 @@ class Ordner(drehbuch.MacFall):
         self.assertFalse(os.path.exists(aufnahme.ordner))
 
 
+class Platte(drehbuch.MacFall):
+    """A small file system of its own at the output folder."""
+
+    MIT_MOUNT = True
+
+    def test_platte_voll(self):
+        """The recording runs to its end, and what is announced is whole; the system's writer of the video
+        fails with its own error."""
+        platte = os.path.join(self.ordner, "platte")
+        os.mkdir(platte)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=768k", "none", platte], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", platte], check=True)
+        aufnahme = self.aufnehmen("--max", "2", ordner=platte, video=True, vorher=[("fenster", ZOOM)])
+        klang = self.schreibe_klang("klang", signale.rauschen(120.0, 4))
+        self.buch.tu("spiele", mikro=klang, system=klang)
+        aufnahme.chunk("me", frist=drehbuch.FRIST)
+        for meldung in ("WAV-Schreibfehler (me #", "WAV-Schreibfehler (them #", "mikro_roh.wav: ", "-11807"):
+            aufnahme.meldung(meldung, 2 * drehbuch.FRIST)
+        gehalten = self.stoppe_ganz(aufnahme)
+        for satz in aufnahme.chunks():
+            laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+        # What could not be written whole is not there at all.
+        namen = sorted(os.path.basename(satz["path"]) for satz in aufnahme.chunks())
+        self.assertEqual(self.dateien("chunk_", platte), namen)
+        self.assertEqual(self.dateien(".", platte), [])
+        _, _, erklaert, vorhanden = signale.lies(os.path.join(platte, "mikro_roh.wav"))
+        self.assertLessEqual(erklaert, vorhanden)
+        self.assertGreater(len(gehalten["schreiber"]["zeiten"]), 0)
+        self.assertEqual(aufnahme.ereignisse("video"), [])
+        for kanal in ("them", "me"):
+            self.assertEqual(aufnahme.zeitachse()[kanal]["luecken"], 0, aufnahme.alles())
+
+
 class Probe(drehbuch.MacFall):
     """The list of the windows."""
 

@@ -1,0 +1,82 @@
+// Stand-ins for errors and exceptions.
+#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
+                             apply_to = objc_interface)
+#import <Foundation/Foundation.h>
+#pragma clang attribute pop
+
+#include "tests/macos/doubles/Ersatz.h"
+
+#pragma clang diagnostic ignored "-Wprotocol"
+#pragma clang diagnostic ignored "-Wincomplete-implementation"
+#pragma clang diagnostic ignored "-Wobjc-property-implementation"
+#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
+
+NSString* const NSLocalizedDescriptionKey = @"NSLocalizedDescription";
+NSString* const NSPOSIXErrorDomain = @"NSPOSIXErrorDomain";
+NSString* const NSCocoaErrorDomain = @"NSCocoaErrorDomain";
+
+@implementation NSError {
+  NSDictionary* _angaben;
+}
+@synthesize domain = _domain, code = _code;
+@dynamic userInfo, localizedDescription, localizedFailureReason;
+- (instancetype)initWithDomain:(NSErrorDomain)domain
+                          code:(NSInteger)code
+                      userInfo:(NSDictionary*)angaben {
+  if ((self = [super init]) != nil) {
+    _domain = domain;
+    _code = code;
+    _angaben = angaben;
+  }
+  return self;
+}
++ (instancetype)errorWithDomain:(NSErrorDomain)domain
+                           code:(NSInteger)code
+                       userInfo:(NSDictionary*)angaben {
+  return [[self alloc] initWithDomain:domain code:code userInfo:angaben];
+}
+- (NSString*)localizedDescription {
+  NSString* text = _angaben[NSLocalizedDescriptionKey];
+  return text != nil ? text : @"(keine Beschreibung)";
+}
+- (id)copyWithZone:(struct _NSZone*)zone {
+  return self;
+}
+@end
+
+@implementation NSException {
+ @public
+  NSString* _name;
+  NSString* _grund;
+}
+@dynamic userInfo;
+- (NSExceptionName)name {
+  return _name;
+}
+- (NSString*)reason {
+  return _grund;
+}
+- (void)raise {
+  @throw self;
+}
+- (id)copyWithZone:(struct _NSZone*)zone {
+  return self;
+}
+@end
+
+namespace hallkorb::ersatz {
+
+NSError* fehlerMit(NSString* domain, long code, const std::string& text) {
+  return [NSError errorWithDomain:domain
+                             code:code
+                         userInfo:@{NSLocalizedDescriptionKey : textAus(text)}];
+}
+
+void wirf(const std::string& name, const std::string& grund) {
+  NSException* ausnahme = [[NSException alloc] init];
+  ausnahme->_name = textAus(name);
+  if (!grund.empty()) ausnahme->_grund = textAus(grund);
+  @throw ausnahme;
+}
+
+}  // namespace hallkorb::ersatz

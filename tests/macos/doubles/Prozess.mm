@@ -1,0 +1,163 @@
+// Stand-ins for what belongs to the process and its files: file names, dates, activities, the
+// version of the system, references of Core Foundation.
+#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
+                             apply_to = objc_interface)
+#import <CoreGraphics/CoreGraphics.h>
+#import <Foundation/Foundation.h>
+#pragma clang attribute pop
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "tests/macos/doubles/Ersatz.h"
+#include "tests/macos/doubles/System.h"
+#include "tests/macos/doubles/Verfuegbar.h"
+
+#pragma clang diagnostic ignored "-Wprotocol"
+#pragma clang diagnostic ignored "-Wincomplete-implementation"
+#pragma clang diagnostic ignored "-Wobjc-property-implementation"
+#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
+
+namespace {
+
+constexpr int STELLE = 1000;  // version 14.2 is 14002
+constexpr int NEUESTE = 26 * STELLE;
+
+std::atomic<int> version{NEUESTE};
+std::atomic<long> wachZahl{0};
+std::atomic<long> fensterserverZahl{0};
+
+}  // namespace
+
+bool hkVerfuegbar(const char* system) {
+  int haupt = 0;
+  int neben = 0;
+  if (std::sscanf(system, "macOS %d.%d", &haupt, &neben) < 1) {
+    std::fprintf(stderr, "@available(%s): not of this system\n", system);
+    std::abort();
+  }
+  return version >= haupt * STELLE + neben;
+}
+
+@implementation NSURL {
+ @public
+  NSString* _pfad;
+}
+@dynamic absoluteString, lastPathComponent, fileURL;
++ (NSURL*)fileURLWithPath:(NSString*)pfad {
+  NSURL* url = [[NSURL alloc] init];
+  url->_pfad = pfad;
+  return url;
+}
+- (NSString*)path {
+  return _pfad;
+}
+- (id)copyWithZone:(struct _NSZone*)zone {
+  return self;
+}
+@end
+
+@implementation NSFileManager
+@dynamic currentDirectoryPath;
++ (NSFileManager*)defaultManager {
+  static NSFileManager* einer = [[NSFileManager alloc] init];
+  return einer;
+}
+- (BOOL)removeItemAtPath:(NSString*)pfad error:(NSError**)fehler {
+  if (::unlink(pfad.UTF8String) == 0) return YES;
+  if (fehler != nullptr) {
+    *fehler = hallkorb::ersatz::fehlerMit(NSPOSIXErrorDomain, errno, std::strerror(errno));
+  }
+  return NO;
+}
+@end
+
+@implementation NSDate {
+  NSTimeInterval _seit1970;
+}
+@dynamic timeIntervalSinceReferenceDate, timeIntervalSinceNow;
++ (instancetype)date {
+  NSDate* jetzt = [[NSDate alloc] init];
+  const auto seit = std::chrono::system_clock::now().time_since_epoch();
+  jetzt->_seit1970 = std::chrono::duration<double>(seit).count();
+  return jetzt;
+}
+- (NSTimeInterval)timeIntervalSince1970 {
+  return _seit1970;
+}
+- (id)copyWithZone:(struct _NSZone*)zone {
+  return self;
+}
+@end
+
+@interface HKAktivitaet : NSObject
+@end
+@implementation HKAktivitaet
+@end
+
+@implementation NSProcessInfo
+@dynamic arguments, processName, processIdentifier, operatingSystemVersion, systemUptime;
++ (NSProcessInfo*)processInfo {
+  static NSProcessInfo* einer = [[NSProcessInfo alloc] init];
+  // Autoreleased, as a getter of the platform may be: whoever asks needs a pool.
+  __autoreleasing NSProcessInfo* imPool = einer;
+  return imPool;
+}
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)art reason:(NSString*)grund {
+  ++wachZahl;
+  return [[HKAktivitaet alloc] init];
+}
+- (void)endActivity:(id<NSObject>)aktivitaet {
+  if (aktivitaet != nil) --wachZahl;
+}
+@end
+
+CFTypeRef CFRetain(CFTypeRef objekt) {
+  return (__bridge_retained CFTypeRef)(__bridge id)objekt;
+}
+void CFRelease(CFTypeRef objekt) {
+  const id weg = (__bridge_transfer id)objekt;
+  static_cast<void>(weg);
+}
+
+CGDirectDisplayID CGMainDisplayID() {
+  ++fensterserverZahl;
+  return 1;
+}
+
+namespace hallkorb::ersatz {
+
+void setzeSystem(int haupt, int neben) {
+  version = haupt * STELLE + neben;
+}
+
+long aktivitaeten() {
+  return wachZahl;
+}
+
+long fensterserver() {
+  return fensterserverZahl;
+}
+
+void setzeZurueck() {
+  @autoreleasepool {
+    version = NEUESTE;
+    keineEreignisse(false);
+    setzeRohrplatz(std::nullopt);
+    keineWache(false);
+    keinFadenname(0);
+    stummeAnmeldung(false);
+    setzeMikrofonZurueck();
+    setzeWandlerZurueck();
+    setzeSchreiberZurueck();
+    setzeBildschirmZurueck();
+  }
+}
+
+}  // namespace hallkorb::ersatz

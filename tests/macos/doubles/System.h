@@ -1,0 +1,42 @@
+// How a test plays the system as such: its version, and its own threads coming to rest.
+//
+// Plain C++, any thread.
+#pragma once
+
+#include <optional>
+
+namespace hallkorb::ersatz {
+
+// The system's version from now on; 13.0 is the oldest that the program runs on.
+void setzeSystem(int haupt, int neben);
+
+// Waits until no block is left on any queue but the main queue and none is running, so that
+// whatever those held is released. False if that takes more than a minute.
+[[nodiscard]] bool ruhe();
+
+// What was put off with dispatch_after runs only here: all that is due within so many seconds, on
+// a queue of its own. Returns when it has run.
+void lassZeitVergehen(double sekunden);
+
+// Observers registered with the notification centre, and activities that keep the system awake.
+[[nodiscard]] long beobachter();
+[[nodiscard]] long aktivitaeten();
+// How often the connection to the window server was asked for.
+[[nodiscard]] long fensterserver();
+
+// Sources watch, but never report it to their registration handlers.
+void stummeAnmeldung(bool ja);
+// The kernel has no event queue left.
+void keineEreignisse(bool ja);
+// What the event queue reports as free in a pipe: so many bytes, no event if it is negative, and
+// without a value what is really free.
+void setzeRohrplatz(std::optional<long> bytes);
+// It refuses to watch anything.
+void keineWache(bool ja);
+// Threads get no names, for this reason; 0 to let them.
+void keinFadenname(int fehlernummer);
+
+// Everything that a test can set, as at the start of the process.
+void setzeZurueck();
+
+}  // namespace hallkorb::ersatz
