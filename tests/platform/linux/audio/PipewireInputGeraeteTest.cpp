@@ -309,7 +309,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
     }));
   }
   EXPECT_TRUE(me_.warteAuf([von = me_.stand().bloecke.size()](const Stand& s) {
-    return s.bloecke.size() >= von + 50 && std::all_of(s.bloecke.end() - 50, s.bloecke.end(), still);
+    return s.bloecke.size() >= von + 50 &&
+           std::all_of(s.bloecke.end() - 50, s.bloecke.end(), still);
   }));
 }
 
@@ -319,9 +320,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
   ASSERT_TRUE(me_.warteAufBloecke(5));
   sitzung_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
   for (const char* ereignis : {Hoerer::KEINE_DATEN, "fortgesetzt"}) {
-    ASSERT_TRUE(me_.warteAuf([=](const Stand& s) {
-      return !s.ereignisse.empty() && s.ereignisse.back() == ereignis;
-    }));
+    ASSERT_TRUE(me_.warteAuf(
+        [=](const Stand& s) { return !s.ereignisse.empty() && s.ereignisse.back() == ereignis; }));
   }
   ASSERT_TRUE(me_.warteAufBloecke(5));
   EXPECT_TRUE(me_.stand().ungestoert());
