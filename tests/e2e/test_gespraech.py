@@ -9,7 +9,7 @@ import signale
 
 SEKUNDEN = 60.0
 STILLE = 0.006  # RMS below which a chunk is dropped
-STUECK = signale.ZIEL // 4  # what is compared at a time
+STUECK = signale.ZIEL // 10  # what is compared at a time
 LAUT = 0.02  # RMS of a piece with sound in it
 AUSSETZER_MS = 3000
 
@@ -76,14 +76,14 @@ class Gespraech(lauf.Fall):
         gut, gespielt_pegel, gehoert_pegel, versatz, vorlage = max(ergebnisse, key=lambda wert: wert[0])
         laut = sum(signale.pegel(vorlage[ab:ab + STUECK]) > LAUT
                    for ab in range(0, len(vorlage) - STUECK, STUECK))
-        self.assertGreater(gut, 0.75 * laut, kanal)
+        self.assertGreater(gut, 0.5 * laut, kanal)
         self.assertAlmostEqual(gehoert_pegel / gespielt_pegel, 1.0, delta=0.01)
         # t0 is rounded to 10 ms, so it may be off by 5 ms either way.
         mitte = numpy.median(versatz)
         self.assertGreater(sum(abs(wert - mitte) <= AUSSETZER_MS * 16 for wert in versatz),
                            0.9 * len(versatz), versatz)
         sprunglos = sum(abs(b - a) <= 160 for a, b in zip(versatz, versatz[1:]))
-        self.assertGreater(sprunglos, 0.8 * len(versatz), versatz)
+        self.assertGreater(sprunglos, 0.6 * len(versatz), versatz)
 
     @staticmethod
     def vergleiche(vorlage, saetze):
