@@ -24,13 +24,17 @@ class Dateien(lauf.Fall):
         self.assertEqual((started["mic"], started["system"]), (True, True))
         return aufnahme
 
+    def entferne_ordner(self):
+        while os.path.exists(self.aufnahme):  # the recorder may add a file meanwhile
+            shutil.rmtree(self.aufnahme, ignore_errors=True)
+
     def ohne_dateien(self, ordner):
         """The recording runs and reports; nothing can be written."""
         aufnahme = self.laufend(ordner=ordner)
         aufnahme.meldung("WAV-Schreibfehler (me #0): ")
         aufnahme.meldung("WAV-Schreibfehler (them #0): ")
         aufnahme.meldung("WAV-Schreibfehler (me #1): ")
-        self.assertLess(aufnahme.stoppe(), 5.0)
+        self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
         self.assertEqual(aufnahme.chunks(), [])
         self.assertGreaterEqual(aufnahme.diagnosen("mikro_roh.wav"), 1)
         return aufnahme
@@ -45,19 +49,23 @@ class Dateien(lauf.Fall):
     def test_ordner_im_lauf_entfernt(self):
         aufnahme = self.laufend()
         aufnahme.chunk("me")
-        bisher = len(aufnahme.chunks())
-        shutil.rmtree(self.aufnahme)
+        self.entferne_ordner()
         aufnahme.meldung("WAV-Schreibfehler (me #")
         aufnahme.meldung("WAV-Schreibfehler (them #")
-        self.assertLess(aufnahme.stoppe(), 5.0)
-        # At most what was just being written while the folder went.
-        self.assertLessEqual(len(aufnahme.chunks()), bisher + 2)
+        self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
+        # Nothing is announced that comes after the first one that failed.
+        for kanal in ("me", "them"):
+            gescheitert = min(int(text.split(f"({kanal} #")[1].split(")")[0])
+                              for text in aufnahme.diagnose.texte()
+                              if f"WAV-Schreibfehler ({kanal} #" in text)
+            self.assertLess(max((satz["chunk"] for satz in aufnahme.chunks(kanal)), default=-1),
+                            gescheitert, aufnahme.alles())
         self.assertFalse(os.path.exists(self.aufnahme))
 
     def test_ordner_im_lauf_entfernt_und_neu_angelegt(self):
         aufnahme = self.laufend()
         aufnahme.warte_aufnahme(1.0)
-        shutil.rmtree(self.aufnahme)
+        self.entferne_ordner()
         os.makedirs(self.aufnahme)
         aufnahme.meldung("mikro_roh.wav: entfernt, weiter in einer neuen Datei")
         ab = 1 + max((satz["chunk"] for satz in aufnahme.chunks("me")), default=-1)
@@ -227,9 +235,9 @@ class EigenesDateisystem(Dateien):
     def test_platte_voll(self):
         self.haenge_ein("-o", "size=512k")
         aufnahme = self.laufend()
-        aufnahme.meldung("WAV-Schreibfehler (", 30.0)
-        aufnahme.meldung("mikro_roh.wav: ", 30.0)
-        self.assertLess(aufnahme.stoppe(), 5.0)
+        aufnahme.meldung("WAV-Schreibfehler (")
+        aufnahme.meldung("mikro_roh.wav: ")
+        self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
         self.assertGreaterEqual(len(aufnahme.chunks()), 1)
         for satz in aufnahme.chunks():
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL

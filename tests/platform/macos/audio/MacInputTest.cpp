@@ -177,7 +177,11 @@ class Zeitraffer final : public Wartestelle {
 
 class MacInputTest : public testing::Test {
  protected:
-  MacInputTest() { zeiten.abstand = milliseconds(0); }
+  // No wait ends by the clock unless the test wants it to.
+  MacInputTest() {
+    zeiten.abstand = milliseconds(0);
+    zeiten.oeffnen = zeiten.start = zeiten.abbau = std::chrono::hours(1);
+  }
 
   MacInput& input() {
     if (!input_) {
