@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <mutex>
 #include <vector>
 
 #include "tests/audiofiles/ChannelChunkerTest.h"

@@ -424,7 +424,8 @@ class Platte(drehbuch.MacFall):
         klang = self.schreibe_klang("klang", signale.rauschen(120.0, 4))
         self.buch.tu("spiele", mikro=klang, system=klang)
         aufnahme.chunk("me", frist=drehbuch.FRIST)
-        for meldung in ("WAV-Schreibfehler (me #", "WAV-Schreibfehler (them #", "mikro_roh.wav: ", "-11807"):
+        for meldung in ("WAV-Schreibfehler (me #", "WAV-Schreibfehler (them #", "mikro_roh.wav: ",
+                        "Video-Schreiber ausgefallen: There is not enough room on the disk"):
             aufnahme.meldung(meldung, 2 * drehbuch.FRIST)
         gehalten = self.stoppe_ganz(aufnahme)
         for satz in aufnahme.chunks():
