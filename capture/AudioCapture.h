@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "capture/BlockWeg.h"
+#include "capture/Nullenwacht.h"
 #include "platform/AudioInput.h"
 
 namespace hallkorb {
@@ -47,6 +48,7 @@ class AudioCapture : private AudioInputListener {
 
   const Texte texte_;
   BlockWeg weg_;
+  Nullenwacht nullen_;
   std::unique_ptr<AudioInput> input_;
 };
 

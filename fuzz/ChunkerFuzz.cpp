@@ -4,13 +4,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
 #include "base/Ausgabe.h"
+#include "fuzz/Bytestrom.h"
 #include "tests/oracles/ChunkerRegel.h"
 
 namespace hallkorb {
@@ -42,35 +42,19 @@ class Groessen final : public Dateien {
   int verweis(const std::string&, std::string&) override { return -ENOENT; }
 };
 
-class Eingabe {
- public:
-  explicit Eingabe(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-  std::uint8_t byte() {
-    if (bytes_.empty()) return 0;
-    const std::uint8_t wert = bytes_.front();
-    bytes_ = bytes_.subspan(1);
-    return wert;
-  }
-  // From a little below zero to some seconds.
-  double sekunden() { return static_cast<double>(byte()) / 64.0 - 0.5; }
-  [[nodiscard]] bool leer() const { return bytes_.empty(); }
-
- private:
-  std::span<const std::uint8_t> bytes_;
-};
-
-void pruefe(bool gilt) {
-  if (!gilt) std::abort();
+// From a little below zero to some seconds.
+double sekunden(Bytestrom& eingabe) {
+  return static_cast<double>(eingabe.byte()) / 64.0 - 0.5;
 }
 
-void laufe(Eingabe eingabe) {
+void laufe(Bytestrom eingabe) {
   static constexpr double RATEN[] = {0.0, 0.9, 200.0, 1000.0, 4000.0, 16000.0};
   const double rate = RATEN[eingabe.byte() % std::size(RATEN)];
   const bool rede = eingabe.byte() % 2 != 0;
-  const double chunk = eingabe.sekunden();
-  const double min = eingabe.sekunden();
-  const double max = eingabe.sekunden();
-  const double stille = eingabe.sekunden();
+  const double chunk = sekunden(eingabe);
+  const double min = sekunden(eingabe);
+  const double max = sekunden(eingabe);
+  const double stille = sekunden(eingabe);
   const float silenceRms = static_cast<float>(eingabe.byte()) / 256.0F;
   Groessen dateien;
   ChannelChunker c({.channel = "me",
@@ -123,6 +107,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t anzahl) {
-  hallkorb::laufe(hallkorb::Eingabe(std::span(bytes, anzahl)));
+  hallkorb::laufe(hallkorb::Bytestrom(std::span(bytes, anzahl)));
   return 0;
 }

@@ -2,32 +2,23 @@
 // path hands out one sample for each of the microphone's.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <span>
 #include <vector>
 
 #include "echo/EchoStrecke.h"
+#include "fuzz/Bytestrom.h"
 
 namespace hallkorb {
 namespace {
 
 constexpr std::size_t HOECHSTENS = 40000;  // samples of a run
 
-void pruefe(bool gilt) {
-  if (!gilt) std::abort();
-}
-
 class Quelle {
  public:
   explicit Quelle(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-  [[nodiscard]] bool leer() const { return bytes_.empty(); }
-  std::uint8_t byte() {
-    if (bytes_.empty()) return 0;
-    const std::uint8_t wert = bytes_.front();
-    bytes_ = bytes_.subspan(1);
-    return wert;
-  }
+  [[nodiscard]] bool leer() const { return bytes_.leer(); }
+  std::uint8_t byte() { return bytes_.byte(); }
   // A piece of noise, in which one sample may be strange.
   std::vector<float> stueck() {
     std::vector<float> samples(std::size_t{byte()} * 8);
@@ -51,7 +42,7 @@ class Quelle {
   }
 
  private:
-  std::span<const std::uint8_t> bytes_;
+  Bytestrom bytes_;
   std::uint32_t zufall_ = 1;
 };
 

@@ -3,18 +3,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
+#include "fuzz/Bytestrom.h"
 #include "meeting/FensterInfo.h"
 #include "meeting/Rangfolge.h"
 
 namespace hallkorb {
 namespace {
-
-void pruefe(bool gilt) {
-  if (!gilt) std::abort();
-}
 
 void laufe(std::string_view json) {
   const auto eingabe = liesEingabe(json);

@@ -5,14 +5,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "base/Ausgabe.h"
 #include "capture/Zeitachse.h"
+#include "fuzz/Bytestrom.h"
 
 namespace hallkorb {
 namespace {
@@ -21,35 +20,8 @@ constexpr double RATE = 16000.0;
 constexpr double NULLZEIT = 1000.0;
 constexpr double HOECHSTENS = 20.0;  // seconds that a time may jump: longer gaps only take memory
 
-class Eingabe {
- public:
-  explicit Eingabe(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-  [[nodiscard]] bool leer() const { return bytes_.empty(); }
-  std::uint8_t byte() {
-    if (bytes_.empty()) return 0;
-    const std::uint8_t wert = bytes_.front();
-    bytes_ = bytes_.subspan(1);
-    return wert;
-  }
-  double zahl() {
-    std::uint64_t bits = 0;
-    for (int k = 0; k < 8; ++k)
-      bits = bits << 8U | byte();
-    double wert = 0;
-    std::memcpy(&wert, &bits, sizeof wert);
-    return wert;
-  }
-
- private:
-  std::span<const std::uint8_t> bytes_;
-};
-
-void pruefe(bool gilt) {
-  if (!gilt) std::abort();
-}
-
 // A block's time: near where the last one ended, somewhere else, or no time at all.
-std::optional<double> zeit(Eingabe& eingabe, double jetzt) {
+std::optional<double> zeit(Bytestrom& eingabe, double jetzt) {
   switch (eingabe.byte() % 6) {
     case 0:
       return std::nullopt;
@@ -65,7 +37,7 @@ std::optional<double> zeit(Eingabe& eingabe, double jetzt) {
   }
 }
 
-void laufe(Eingabe eingabe) {
+void laufe(Bytestrom eingabe) {
   Zeitachse achse("me", RATE, NULLZEIT);
   std::int64_t hinein = 0;
   std::int64_t heraus = 0;
@@ -99,6 +71,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t anzahl) {
-  hallkorb::laufe(hallkorb::Eingabe(std::span(bytes, anzahl)));
+  hallkorb::laufe(hallkorb::Bytestrom(std::span(bytes, anzahl)));
   return 0;
 }

@@ -143,7 +143,11 @@ Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   if (ergebnis.gescheitert() || stand_.abgebrochen()) return ergebnis;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
-  switch (stand_.entscheide(kandidaten, beste, anlass)) {
+  const Bildzustand::Schritt schritt = stand_.entscheide(kandidaten, beste, anlass);
+  // A browser may have drawn another page before it changed the title, and in a pause the last
+  // picture stays to be seen.
+  if (!stand_.nimmtAuf()) film_.nimmZurueck();
+  switch (schritt) {
     case Bildzustand::Schritt::nichts:
       break;
     case Bildzustand::Schritt::umschalten:

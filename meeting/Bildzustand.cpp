@@ -89,6 +89,11 @@ void Bildzustand::setzeEinlass(const std::optional<Einlass>& einlass) {
   einlass_ = einlass;
 }
 
+bool Bildzustand::nimmtAuf() const {
+  const std::lock_guard halter(zustand_);
+  return einlass_.has_value();
+}
+
 bool Bildzustand::laesstEin(const Bild& bild) const {
   const std::lock_guard halter(zustand_);
   return einlass_ && bild.fenster() == einlass_->fenster && bild.zeit() >= einlass_->ab;

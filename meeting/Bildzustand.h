@@ -77,6 +77,8 @@ class Bildzustand {
   // Lets the pictures of a window in, before a stream is pointed at it; returns which were let in
   // before, for the case that it fails.
   std::optional<Einlass> lasseEin(std::uint32_t fenster);
+  // Whether pictures of some window are let in.
+  [[nodiscard]] bool nimmtAuf() const;
   void setzeEinlass(const std::optional<Einlass>& einlass);
   [[nodiscard]] bool laesstEin(const Bild& bild) const;
   // The stream shows this choice now; nullopt after the stop.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Ordnerwacht.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -24,12 +25,16 @@ VideoEinstellungen Film::einstellungen() {
           .hoehe = HOEHE,
           .bitrate = 1'400'000,
           .schluesselbildAbstand = 30,
-          .bilderJeSekunde = 15.0};
+          .bilderJeSekunde = 15.0,
+          .haltezeit = 0.5};
 }
 
 Ergebnis Film::writerAnlegen() {
   if (schreiberAngelegt_) return {};
-  beharrlich([this] { return dateien_.loeschen(ziel_); });
+  // The platform's writer goes by the path: it must not write where no other file may.
+  if (beharrlich([this] { return dateien_.loeschen(ziel_); }) == -Ordnerwacht::AUSGETAUSCHT) {
+    return Fehler::ausErrno(Ordnerwacht::AUSGETAUSCHT, ziel_);
+  }
   Fehler fehler;
   auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
   if (!writer) return fehler;
@@ -42,10 +47,16 @@ Ergebnis Film::writerAnlegen() {
 void Film::nimm(const Bild& bild) {
   if (bild.status() != BildStatus::vollstaendig) return;
   const std::lock_guard halter(lock_);
-  if (!writer_) return;
+  if (!writer_ || bild.zeit() < frischAb_) return;
   if (!basis_) beginne(bild.zeit());
   if (writer_->schreibt() && writer_->bereit() && writer_->haengeAn(bild)) ++frames_;
   meldeAusfall();
+}
+
+void Film::nimmZurueck() {
+  const std::lock_guard halter(lock_);
+  frischAb_ = hostSekunden();
+  if (writer_ && basis_) frames_ -= writer_->nimmZurueck();
 }
 
 // Tried once: what keeps a file from being begun does not go away by itself.

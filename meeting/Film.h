@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,6 +44,9 @@ class Film {
   // Puts a picture into the file. One that is not complete, or comes while the writer is not ready,
   // is dropped.
   void nimm(const Bild& bild);
+  // Drops what the writer holds back, and every picture that was read before now: the window has
+  // stopped being a meeting, perhaps a moment earlier than its title told.
+  void nimmZurueck();
   // Reports a writer that has failed (in a still window no picture comes that would show it), and a
   // file that is no longer in its place. Does nothing while a picture is being taken.
   void pruefe();
@@ -70,6 +74,7 @@ class Film {
   std::unique_ptr<VideoWriter> writer_;
   std::optional<double> basis_;  // time of the first picture, host seconds
   std::int64_t frames_ = 0;      // pictures in the file
+  double frischAb_ = std::numeric_limits<double>::lowest();  // host seconds
   bool ausfallGemeldet_ = false;
   std::optional<Dateien::Zustand> eigene_;  // the file as it was begun
   bool verlustGemeldet_ = false;

@@ -8,10 +8,14 @@
 // Times are seconds on the clock of hostSekunden(); the file begins with the picture at `basis`,
 // and gaps between pictures show the earlier one.
 //
-// starte(), bereit() and haengeAn() belong to one thread at a time; schliesseAb() may come from
-// another one once these have returned for the last time. fehler() any thread.
+// A window's title may change a moment after its picture, so a writer can hold back the newest
+// pictures for `haltezeit` seconds and drop them if the title tells that they show something else.
+//
+// starte(), bereit(), haengeAn() and nimmZurueck() belong to one thread at a time; schliesseAb()
+// may come from another one once these have returned for the last time. fehler() any thread.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -26,6 +30,7 @@ struct VideoEinstellungen {
   std::int64_t bitrate = 0;       // bit/s, on average
   int schluesselbildAbstand = 0;  // pictures from one key frame to the next, at most
   double bilderJeSekunde = 0;     // at most
+  double haltezeit = 0;           // seconds for which pictures are held back, if a platform can
 };
 
 class VideoWriter {
@@ -40,6 +45,8 @@ class VideoWriter {
   [[nodiscard]] virtual bool bereit() const = 0;
   // Takes a picture; times must increase. False if it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
+  // Drops the pictures that are held back, though never the file's first one; returns how many.
+  [[nodiscard]] virtual std::int64_t nimmZurueck() = 0;
   // Finishes the file; the last picture lasts until `ende`. Blocks until all of it has been handed
   // to the system, which writes it to the disk in its own time. Returns whether the file is
   // complete.

@@ -86,6 +86,7 @@ bool LiveAufnahme::belegeOrdner() {
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
   const std::string pfad = config_.outDir.empty() ? "." : config_.outDir;
   ordner_ = beharrlich([&] { return dateien_.oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); });
+  dateien_.beginne(config_.outDir, ordner_);
   if (ordner_ < 0) return true;
   return beharrlich([&] { return dateien_.sperren(ordner_); }) != -EWOULDBLOCK;
 }

@@ -29,6 +29,7 @@
 #include "audiofiles/ChannelChunker.h"
 #include "audiofiles/RohWav.h"
 #include "base/Dateien.h"
+#include "base/Ordnerwacht.h"
 #include "capture/AudioCapture.h"
 #include "capture/MicCapture.h"
 #include "capture/SystemAudioCapture.h"
@@ -82,7 +83,7 @@ class LiveAufnahme {
 
   const Config config_;
   Plattform& plattform_;
-  Dateien& dateien_;
+  Ordnerwacht dateien_;  // all files of the recording
 
   int ordner_ = -1;  // the output folder, locked while this object lives; negative without a lock
 

@@ -7,7 +7,6 @@ goes into the table of docs/reliability.md on request.
 
 import argparse
 import datetime
-import glob
 import json
 import os
 import subprocess
@@ -142,17 +141,15 @@ def stunde(form):
 
 def fuzz(form):
     """foreign bytes"""
-    stufen.baue("fuzz", "fuzz/all", tests=False, optionen=stufen.SCHNELL)
-    ziele = sorted(glob.glob(os.path.join(stufen.BAU, "fuzz", "fuzz", "*_fuzz")))
+    ziele = stufen.fuzz_ziele()
+    dateien = sum(len(os.listdir(ordner)) for ziel in ziele for ordner in stufen.fuzz_korpora(ziel))
     for ziel in ziele:
-        with tempfile.TemporaryDirectory() as ordner:
-            lauf = subprocess.run([ziel, f"-max_total_time={FUZZ_SEKUNDEN[form]}", "-verbosity=0",
-                                   f"-artifact_prefix={ordner}/", ordner], capture_output=True,
-                                  check=False)
-            if lauf.returncode:
-                raise Gescheitert(f"{ziel}\n{lauf.stderr.decode('utf-8', 'replace')}")
+        status, ausgabe = stufen.fuzze(ziel, FUZZ_SEKUNDEN[form])
+        if status:
+            raise Gescheitert(f"{ziel}\n{ausgabe}")
         print(f"  {os.path.basename(ziel)} clean", file=sys.stderr, flush=True)
-    return f"{len(ziele)} targets, {FUZZ_SEKUNDEN[form]} s each", "nothing found"
+    return (f"{len(ziele)} targets, {dateien} kept inputs and {FUZZ_SEKUNDEN[form]} s of new ones each",
+            "nothing found")
 
 
 # Name -> (the proof, the fault, what is promised, how it is provoked).

@@ -15,7 +15,7 @@ import prozesse
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FENSTERPROGRAMM = os.path.join(WURZEL, "build", "release", "testfenster")
-FRIST = 30.0
+FRIST = 60.0
 _ZAEHLER = itertools.count()
 
 

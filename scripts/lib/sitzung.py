@@ -185,6 +185,12 @@ class Sitzung(prozesse.Betrieb):
         if {"mic", "mic-feed"} <= da:
             self.verbinde("mic-feed:monitor_MONO", "mic:input_MONO")
 
+    def starte_pulse(self):
+        """Starts PipeWire's PulseAudio server, for programs that speak its protocol; returns when it
+        takes connections."""
+        self._daemon("pipewire-pulse", ["pipewire-pulse"])
+        self._warte(lambda: pulseaudio_laeuft(self.umgebung), "pipewire-pulse")
+
     def beende_pipewire(self):
         """Ends the audio daemon as a crash would. WirePlumber does not survive its daemon; both have to
         be started again."""
@@ -228,7 +234,7 @@ class Sitzung(prozesse.Betrieb):
                 befehl, env=self.umgebung, stdin=subprocess.DEVNULL, stdout=protokoll,
                 stderr=protokoll, cwd="/")
 
-    def _warte(self, bedingung, was, frist=15.0):
+    def _warte(self, bedingung, was, frist=60.0):
         def geprueft():
             for name, prozess in self._laufend.items():
                 if prozess.poll() is not None:
@@ -248,7 +254,7 @@ class Sitzung(prozesse.Betrieb):
     def befehl(self, *worte, pruefe=True):
         """Runs one of PipeWire's tools inside and returns its output."""
         ergebnis = subprocess.run(worte, env=self.umgebung, capture_output=True, text=True,
-                                  stdin=subprocess.DEVNULL, timeout=10)
+                                  stdin=subprocess.DEVNULL, timeout=60)
         if pruefe and ergebnis.returncode:
             raise SitzungsFehler(f"{shlex.join(worte)}: {ergebnis.stderr or ergebnis.stdout}")
         return ergebnis.stdout

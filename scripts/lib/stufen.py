@@ -23,7 +23,7 @@ import prozesse
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BAU = os.path.join(WURZEL, "build")
 KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
-FUZZ_SEKUNDEN = 8
+FUZZ_SEKUNDEN = 6
 
 
 class Gescheitert(Exception):
@@ -158,6 +158,18 @@ def stufe_takt(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_browser(zaehler):
+    """meetings in Chromium and Firefox: tabs, windows, full screen, crash, sound, microphone"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "testfenster")
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--jobs", "2",
+                                 "test_browser", pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was measured
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
 def stufe_ausdauer(zaehler):
     """the short form of scripts/soak: kills, freezes, file and memory faults, hours on a virtual clock"""
     status, ausgabe = fuehre_aus(os.path.join("scripts", "soak"), "--quick", pruefe=False)
@@ -228,20 +240,40 @@ def stufe_tsan(zaehler):
 
 
 def stufe_fuzz(zaehler):
-    """every fuzz target for a short time"""
+    """every fuzz target: its corpus, then a short time"""
+    ziele = fuzz_ziele()
+    for ziel in ziele:
+        if not glob.glob(os.path.join(fuzz_korpora(ziel)[0], "*")):
+            raise Gescheitert(f"{ziel} has no corpus")
+    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+        for status, ausgabe in helfer.map(lambda ziel: fuzze(ziel, FUZZ_SEKUNDEN), ziele):
+            zaehler.zaehle(status == 0, ausgabe)
+
+
+def fuzz_ziele():
+    """Builds the fuzz targets; returns their programs."""
     baue("fuzz", "fuzz/all", tests=False, optionen=SCHNELL)
     ziele = sorted(glob.glob(os.path.join(BAU, "fuzz", "fuzz", "*_fuzz")))
     if not ziele:
         raise Gescheitert("no fuzz targets were built")
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
-        for status, ausgabe in helfer.map(_fuzz, ziele):
-            zaehler.zaehle(status == 0, ausgabe)
+    return ziele
 
 
-def _fuzz(ziel):
+def fuzz_korpora(ziel):
+    """The folders whose files a target tries before anything else."""
+    name = os.path.basename(ziel)
+    weitere = [os.path.join(WURZEL, "tests", "meeting", "lists")] if name == "fenster_wahl_fuzz" else []
+    return [os.path.join(WURZEL, "fuzz", "corpora", name), *weitere]
+
+
+def fuzze(ziel, sekunden):
+    """Runs a target on its corpus and then for so long on inputs of its own; (status, output)."""
+    woerter = os.path.join(WURZEL, "fuzz", "dictionaries", f"{os.path.basename(ziel)}.dict")
     with tempfile.TemporaryDirectory() as ordner:
-        return fuehre_aus(ziel, f"-max_total_time={FUZZ_SEKUNDEN}", f"-artifact_prefix={ordner}/",
-                          "-print_final_stats=1", ordner, pruefe=False)
+        return fuehre_aus(ziel, f"-max_total_time={sekunden}", f"-artifact_prefix={ordner}/",
+                          "-print_final_stats=1", "-verbosity=0", "-timeout=60",
+                          *([f"-dict={woerter}"] if os.path.exists(woerter) else []),
+                          ordner, *fuzz_korpora(ziel), pruefe=False)
 
 
 def stufe_macos(zaehler):
@@ -340,8 +372,8 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "ausdauer", "kosten", "clang", "tidy", "asan", "tsan", "fuzz",
-    "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "ausdauer", "kosten", "clang", "tidy", "asan",
+    "tsan", "fuzz", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.

@@ -141,6 +141,76 @@ TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {
   EXPECT_EQ(quelle.gestoppt, 1);
 }
 
+// One block of a second of `wert`.
+class Nullen : public MicCaptureTest {
+ protected:
+  void sekunden(int anzahl, float wert) {
+    const std::vector<float> samples(16000, wert);
+    for (int i = 0; i < anzahl; ++i)
+      quelle.hoerer->block({MONO, 16000, samples, 100.0 + sekunde_++});
+  }
+  // The lines about zeros.
+  std::vector<std::string> zeilen() {
+    std::vector<std::string> alle;
+    for (const std::string& zeile : faenger.fehlerZeilen())
+      if (zeile.find("Nullen") != std::string::npos) alle.push_back(zeile);
+    return alle;
+  }
+  void SetUp() override { ASSERT_TRUE(mic.start().gelungen()); }
+
+ private:
+  int sekunde_ = 0;
+};
+
+TEST_F(Nullen, AfterSoundAreReportedOnceAndTheirEndToo) {
+  sekunden(3, 0.1F);
+  sekunden(89, 0.0F);
+  EXPECT_TRUE(zeilen().empty());
+  sekunden(40, 0.0F);
+  sekunden(2, -1e-9F);
+  EXPECT_EQ(zeilen(), (std::vector<std::string>{
+                          "[hallkorb] Mikrofon: seit 90 s nur Nullen — stumm geschaltet?",
+                          "[hallkorb] Mikrofon: wieder Ton, nach 129 s Nullen"}));
+  sekunden(91, 0.0F);
+  EXPECT_EQ(zeilen().size(), 3U);
+  EXPECT_EQ(zeilen().back(), "[hallkorb] Mikrofon: seit 90 s nur Nullen — stumm geschaltet?");
+}
+
+TEST_F(Nullen, FromTheBeginningAreNoLoss) {
+  sekunden(200, 0.0F);
+  EXPECT_TRUE(zeilen().empty());
+}
+
+TEST_F(Nullen, ASingleSampleOfSoundInterrupts) {
+  sekunden(1, 0.1F);
+  for (int i = 0; i < 3; ++i) {
+    sekunden(89, 0.0F);
+    std::vector<float> knack(16000, 0.0F);
+    knack[15999] = 1.0F / 32768;
+    quelle.hoerer->block({MONO, 16000, knack, std::nullopt});
+  }
+  EXPECT_TRUE(zeilen().empty());
+}
+
+TEST_F(Nullen, OnlyTheRecordedChannelCounts) {
+  sekunden(1, 0.1F);
+  std::vector<float> rechts(32000, 0.0F);
+  for (std::size_t i = 1; i < rechts.size(); i += 2)
+    rechts[i] = 0.5F;
+  for (int i = 0; i < 90; ++i)
+    quelle.hoerer->block({{16000.0, 2, true}, 16000, rechts, std::nullopt});
+  EXPECT_EQ(zeilen().size(), 1U);
+}
+
+TEST_F(Nullen, EmptyBlocksAndImpossibleOnesAreNone) {
+  sekunden(1, 0.1F);
+  for (int i = 0; i < 100; ++i) {
+    quelle.hoerer->block({MONO, 0, {}, std::nullopt});
+    sekunden(1, i % 50 == 0 ? 0.1F : 0.0F);
+  }
+  EXPECT_TRUE(zeilen().empty());
+}
+
 class SystemAudioCaptureTest : public CaptureTest {
  protected:
   SystemAudioCapture sys{16000.0, zeit, std::make_unique<ProbeInput>(quelle), konverter};

@@ -30,6 +30,16 @@ class Film:
         mitte = self.bilder[nummer][2:-2, 2:-2].reshape(-1, 3)
         return tuple(int(wert) for wert in numpy.median(mitte, axis=0))
 
+    def namen(self, nummer, farben):
+        """The names of all colours in the picture's middle, as a set."""
+        mitte = self.bilder[nummer][2:-2, 2:-2].reshape(-1, 3)
+        return {benenne(tuple(int(wert) for wert in punkt), farben) for punkt in mitte}
+
+    def anteil(self, nummer, farbe):
+        """How much of the whole picture has that colour, from 0 to 1."""
+        punkte = self.bilder[nummer].reshape(-1, 3)
+        return sum(benenne(tuple(map(int, punkt)), {"": farbe}) == "" for punkt in punkte) / len(punkte)
+
     def um(self, zeit):
         """The number of the picture that is shown at that time."""
         return max(0, int(numpy.searchsorted(self.zeiten, zeit, side="right")) - 1)

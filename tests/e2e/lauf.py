@@ -25,7 +25,7 @@ import signale  # noqa: E402
 import sitzung  # noqa: E402
 
 PROGRAMM = os.environ.get("HALLKORB", os.path.join(WURZEL, "build", "release", "hallkorb"))
-FRIST = 15.0
+FRIST = 60.0
 
 
 class Zeilen:
@@ -138,7 +138,7 @@ class Lauf:
     def sende(self, nummer=signal.SIGINT):
         self.prozess.send_signal(nummer)
 
-    def ende(self, frist=5.0):
+    def ende(self, frist=20.0):
         """The exit status (negative: the signal), when both streams were read to their end."""
         try:
             status = self.prozess.wait(frist)
@@ -149,7 +149,7 @@ class Lauf:
         self.diagnose.schliesse()
         return status
 
-    def stoppe(self, nummer=signal.SIGINT, frist=5.0):
+    def stoppe(self, nummer=signal.SIGINT, frist=20.0):
         """The orderly stop: status 0, "zeitachse" and "done" as the last lines. Returns how long it
         took."""
         anfang = time.monotonic()

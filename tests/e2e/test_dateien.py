@@ -29,7 +29,7 @@ class Dateien(lauf.Fall):
         aufnahme.meldung("WAV-Schreibfehler (me #0): ")
         aufnahme.meldung("WAV-Schreibfehler (them #0): ")
         aufnahme.meldung("WAV-Schreibfehler (me #1): ")
-        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertLess(aufnahme.stoppe(), 5.0)
         self.assertEqual(aufnahme.chunks(), [])
         self.assertGreaterEqual(aufnahme.diagnosen("mikro_roh.wav"), 1)
         return aufnahme
@@ -48,7 +48,7 @@ class Dateien(lauf.Fall):
         shutil.rmtree(self.aufnahme)
         aufnahme.meldung("WAV-Schreibfehler (me #")
         aufnahme.meldung("WAV-Schreibfehler (them #")
-        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertLess(aufnahme.stoppe(), 5.0)
         # At most what was just being written while the folder went.
         self.assertLessEqual(len(aufnahme.chunks()), bisher + 2)
         self.assertFalse(os.path.exists(self.aufnahme))
@@ -144,8 +144,7 @@ class Vertraulich(test_video.Fensterfall):
             ordner = f"{self.aufnahme}-{geplant}"
             if geplant:
                 os.makedirs(ordner, mode=0o700)
-                for name in ("chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav", "video.mp4",
-                             "video.mp4.neu"):
+                for name in ("chunk_me_000.wav", "chunk_them_000.wav", "mikro_roh.wav", "video.mp4"):
                     os.symlink(fremd, os.path.join(ordner, name))
             aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung, ordner=ordner)
             aufnahme.gestartet()
@@ -182,7 +181,7 @@ class EigenesDateisystem(Dateien):
         aufnahme = self.laufend()
         aufnahme.meldung("WAV-Schreibfehler (", 30.0)
         aufnahme.meldung("mikro_roh.wav: ", 30.0)
-        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertLess(aufnahme.stoppe(), 5.0)
         self.assertGreaterEqual(len(aufnahme.chunks()), 1)
         for satz in aufnahme.chunks():
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL

@@ -29,7 +29,7 @@ class Gespraech(lauf.Fall):
                    self.raum.spiele(dateien["me"], "mic-feed")]
         for prozess in spieler:
             self.assertEqual(prozess.wait(SEKUNDEN + lauf.FRIST), 0)
-        self.assertLess(aufnahme.stoppe(), 2.0)
+        self.assertLess(aufnahme.stoppe(), 5.0)
 
         zeitachse = aufnahme.zeitachse()
         # Without real-time priority a busy machine may lose a block now and then.

@@ -9,7 +9,7 @@ import time
 import lauf
 import signale
 
-PROMPT = 2.0  # seconds that a stop may take
+PROMPT = 5.0  # seconds that a stop may take, on a busy machine, too
 
 
 class Stopp(lauf.Fall):

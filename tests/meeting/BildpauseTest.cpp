@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "meeting/Film.h"
 #include "meeting/WindowVideoCapture.h"
 #include "tests/support/Bildszene.h"
 
@@ -53,6 +54,76 @@ TEST_P(BildpauseTest, WhileAPauseIsReportedNoPictureGetsIntoTheFile) {
   EXPECT_EQ(anzahl(10, 13), 6U);
   // The stream goes on all the time.
   EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 7", "wechsle 7", "stop"}));
+}
+
+// A browser draws the other page first and changes the title afterwards.
+TEST_P(BildpauseTest, PicturesFromJustBeforeThePauseAreTakenBack) {
+  schirm.windows = {tab("Meet")};
+  schirm.schreiberHaelt = true;
+  for (const double t : {1.0, 2.0, 2.25, 2.625, 2.875})
+    welt.am(t, [this] { schirm.bild(); });
+  welt.am(3.0, [this] {
+    schirm.windows = {tab("Meine Bank")};
+    schirm.titelNeu();
+  });
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(6.0);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.0, 7}, {2.25, 7}}));
+  EXPECT_EQ(ergebnis->frames, 3);
+}
+
+TEST_P(BildpauseTest, PicturesFromJustBeforeAReplacementAreTakenBack) {
+  schirm.windows = {tab("Meet")};
+  schirm.schreiberHaelt = true;
+  for (const double t : {1.0, 2.0, 2.9})
+    welt.am(t, [this] { schirm.bild(); });
+  welt.am(3.0, [this] {
+    schirm.windows = {tab("Meine Bank"), sim::fenster(8, "us.zoom.xos", "Zoom Meeting")};
+    schirm.titelNeu();
+  });
+  welt.am(4.0, [this] { schirm.bild(); });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(6.0));
+  EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.0, 7}, {4.0, 8}}));
+}
+
+// The first picture is what begins the file.
+TEST_P(BildpauseTest, TheFirstPictureIsNotTakenBack) {
+  schirm.windows = {tab("Meet")};
+  schirm.schreiberHaelt = true;
+  welt.am(2.875, [this] { schirm.bild(); });
+  welt.am(3.0, [this] {
+    schirm.windows = {tab("Meine Bank")};
+    schirm.titelNeu();
+  });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(6.0));
+  EXPECT_EQ(bilder(), (Bilder{{2.875, 7}}));
+}
+
+// A picture that was let in may be on its way to the file when the others are taken back.
+TEST_P(BildpauseTest, APictureOnItsWayIsTakenBackToo) {
+  class Einzelbild final : public Bild {
+   public:
+    explicit Einzelbild(double zeit) : zeit_(zeit) {}
+    [[nodiscard]] double zeit() const override { return zeit_; }
+    [[nodiscard]] BildStatus status() const override { return BildStatus::vollstaendig; }
+    [[nodiscard]] std::uint32_t fenster() const override { return 7; }
+
+   private:
+    const double zeit_;
+  };
+  Film film(ordner / "video.mp4", welt, posixDateien());
+  ASSERT_TRUE(film.writerAnlegen().gelungen());
+  const double unterwegs = hostSekunden();
+  film.nimm(Einzelbild(unterwegs));
+  bis(1.0);
+  film.nimmZurueck();
+  film.nimm(Einzelbild(unterwegs + 0.5));
+  film.nimm(Einzelbild(hostSekunden()));
+  EXPECT_EQ(bilder(), (Bilder{{0.0, 7}, {1.0, 7}}));
+  EXPECT_EQ(film.entnimm().frames, 2);
 }
 
 TEST_P(BildpauseTest, APictureThatWasReadInThePauseIsTooOldAfterIt) {

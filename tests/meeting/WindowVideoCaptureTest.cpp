@@ -66,6 +66,7 @@ TEST_P(WindowVideoCaptureTest, StreamAndFileHaveTheirFixedSettings) {
   EXPECT_EQ(e.bitrate, 1'400'000);
   EXPECT_EQ(e.schluesselbildAbstand, 30);
   EXPECT_EQ(e.bilderJeSekunde, 15.0);
+  EXPECT_EQ(e.haltezeit, 0.5);
 }
 
 TEST_P(WindowVideoCaptureTest, OnlyCompletePicturesCountAndTheFirstOneBeginsTheFile) {

@@ -60,7 +60,7 @@ class Bildsammler final : public WindowStreamListener {
   // Waits for a picture, later than all that have been waited for, of which `bedingung` holds; and
   // returns it. nullopt if none comes in time.
   std::optional<Aufnahme> warteAuf(const std::function<bool(const Aufnahme&)>& bedingung,
-                                   double sekunden = 10.0) {
+                                   double sekunden = 60.0) {
     std::unique_lock halter(lock_);
     const bool da = neues_.wait_for(halter, std::chrono::duration<double>(sekunden), [&] {
       return letztes_ && letztes_->zeit > gesehen_ && bedingung(*letztes_);
@@ -69,20 +69,20 @@ class Bildsammler final : public WindowStreamListener {
     gesehen_ = letztes_->zeit;
     return letztes_;
   }
-  std::optional<Aufnahme> warteAufBild(double sekunden = 10.0) {
+  std::optional<Aufnahme> warteAufBild(double sekunden = 60.0) {
     return warteAuf([](const Aufnahme&) { return true; }, sekunden);
   }
-  bool warteAufAnzahl(std::size_t anzahl, double sekunden = 20.0) {
+  bool warteAufAnzahl(std::size_t anzahl, double sekunden = 60.0) {
     std::unique_lock halter(lock_);
     return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
                            [&] { return zeiten_.size() >= anzahl; });
   }
-  bool warteAufTitel(std::size_t anzahl, double sekunden = 10.0) {
+  bool warteAufTitel(std::size_t anzahl, double sekunden = 60.0) {
     std::unique_lock halter(lock_);
     return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
                            [&] { return titel_ >= anzahl; });
   }
-  bool warteAufEnde(double sekunden = 10.0) {
+  bool warteAufEnde(double sekunden = 60.0) {
     std::unique_lock halter(lock_);
     return neues_.wait_for(halter, std::chrono::duration<double>(sekunden),
                            [&] { return !fehler_.empty(); });

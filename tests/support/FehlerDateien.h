@@ -17,7 +17,7 @@
 
 namespace hallkorb {
 
-class FehlerDateien final : public Dateien {
+class FehlerDateien : public Dateien {
  public:
   enum class Ruf {
     oeffnen,

@@ -54,10 +54,10 @@ class Hoerer final : public AudioInputListener {
   // Called on the capture's thread within each block, before it is kept.
   std::function<void()> imBlock;
 
-  // Waits up to 15 s until `bedingung` holds for what has come so far; returns whether it did.
+  // Waits up to 60 s until `bedingung` holds for what has come so far; returns whether it did.
   bool warteAuf(const std::function<bool(const Stand&)>& bedingung) {
     std::unique_lock halter(lock_);
-    return neues_.wait_for(halter, std::chrono::seconds(15), [&] { return bedingung(stand_); });
+    return neues_.wait_for(halter, std::chrono::seconds(60), [&] { return bedingung(stand_); });
   }
   // Waits for `n` blocks more than there are now.
   bool warteAufBloecke(std::size_t n) {

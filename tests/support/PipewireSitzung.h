@@ -65,6 +65,6 @@ class PipewireSitzung {
 
 // Waits up to `sekunden` until `bedingung` holds; returns whether it did. For what can only be
 // polled, such as the state of another process.
-bool warteBis(const std::function<bool()>& bedingung, double sekunden = 10.0);
+bool warteBis(const std::function<bool()>& bedingung, double sekunden = 60.0);
 
 }  // namespace hallkorb

@@ -28,7 +28,7 @@ class Prozess {
   void schreibe(const std::string& zeile) const;
   // The next line of output without its line feed; throws if none comes in time or the program has
   // ended.
-  std::string liesZeile(double sekunden = 10.0);
+  std::string liesZeile(double sekunden = 60.0);
   // All output up to the program's end.
   std::string liesAlles();
   void signal(int nummer) const;

@@ -161,6 +161,14 @@ class Bildschirm::Schreiber final : public VideoWriter {
     film().bilder.emplace_back(bild.zeit() - NULLZEIT, bild.fenster());
     return true;
   }
+  std::int64_t nimmZurueck() override {
+    auto& bilder = film().bilder;
+    const double ab = hostSekunden() - NULLZEIT - film().einstellungen.haltezeit;
+    std::int64_t anzahl = 0;
+    for (; schirm_.schreiberHaelt && bilder.size() > 1 && bilder.back().first > ab; ++anzahl)
+      bilder.pop_back();
+    return anzahl;
+  }
   bool schliesseAb(double ende) override {
     film().ende = ende - NULLZEIT;
     return schirm_.schreiberSchliesst;

@@ -53,6 +53,7 @@ class Bildschirm {
   bool schreiberSchreibt = true;
   bool schreiberBereit = true;
   bool schreiberNimmt = true;
+  bool schreiberHaelt = false;               // pictures back for as long as it is asked to
   std::optional<Fehler> schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
   std::optional<Fehler> schreiberFehler;

@@ -1,12 +1,10 @@
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 
-#include <spa/utils/json.h>
-
-#include <array>
 #include <charconv>
-#include <cstring>
 #include <string_view>
 #include <utility>
+
+#include "platform/linux/audio/Metadatum.h"
 
 namespace hallkorb {
 namespace {
@@ -21,25 +19,6 @@ std::uint32_t zahl(const spa_dict& eigenschaften, const char* schluessel) {
   std::uint32_t zahl = PW_ID_ANY;
   std::from_chars(text.data(), text.data() + text.size(), zahl);
   return zahl;
-}
-
-// The value of "name" in a JSON object, or empty.
-std::string nameAusJson(const char* text) {
-  std::array<spa_json, 2> json{};
-  spa_json_init(&json[0], text, std::strlen(text));
-  if (spa_json_enter_object(&json[0], &json[1]) <= 0) return "";
-  std::array<char, 128> schluessel{};
-  while (spa_json_get_string(&json[1], schluessel.data(), schluessel.size()) > 0) {
-    const char* roh = nullptr;
-    const int laenge = spa_json_next(&json[1], &roh);
-    if (laenge <= 0) break;
-    if (std::string_view(schluessel.data()) != "name") continue;
-    std::string name(static_cast<std::size_t>(laenge) + 1, '\0');
-    if (spa_json_parse_stringn(roh, laenge, name.data(), static_cast<int>(name.size())) <= 0) break;
-    name.resize(std::strlen(name.c_str()));
-    return name;
-  }
-  return "";
 }
 
 }  // namespace

@@ -108,8 +108,8 @@ class Liste {
     for (const xcb_query_tree_cookie_t frage : fragen) {
       const X11Antwort<xcb_query_tree_reply_t> baum(xcb_query_tree_reply(c_, frage, nullptr));
       if (!baum) continue;
-      const xcb_window_t* alle = xcb_query_tree_children(baum.get());
-      kinder.insert(kinder.end(), alle, alle + xcb_query_tree_children_length(baum.get()));
+      const auto alle = x11Werte(*baum, xcb_query_tree_children(baum.get()), baum->children_len);
+      kinder.insert(kinder.end(), alle.begin(), alle.end());
     }
     return kinder;
   }
@@ -269,10 +269,15 @@ std::string prozessName(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t f
   const X11Antwort<xcb_res_query_client_ids_reply_t> antwort(
       xcb_res_query_client_ids_reply(c, frage, nullptr));
   if (!antwort) return {};
-  for (auto i = xcb_res_query_client_ids_ids_iterator(antwort.get()); i.rem > 0;
-       xcb_res_client_id_value_next(&i)) {
-    if (xcb_res_client_id_value_value_length(i.data) < 1) continue;
-    const std::uint32_t nummer = *xcb_res_client_id_value_value(i.data);
+  // For each client three words (whom, which kind, bytes that follow), then the number.
+  constexpr std::size_t KOPF = 3;
+  auto worte = x11Werte(*antwort, reinterpret_cast<const std::uint32_t*>(antwort.get() + 1),
+                        antwort->length);
+  for (std::uint32_t k = 0; k < antwort->num_ids && worte.size() > KOPF; ++k) {
+    const std::size_t anzahl = std::min<std::size_t>(worte[KOPF - 1] / 4, worte.size() - KOPF);
+    const std::uint32_t nummer = worte[KOPF];
+    worte = worte.subspan(KOPF + anzahl);
+    if (anzahl < 1) continue;
     std::ifstream datei("/proc/" + std::to_string(nummer) + "/comm");
     std::string name;
     if (std::getline(datei, name)) return x11Text(X11TextArt::UTF8, name);

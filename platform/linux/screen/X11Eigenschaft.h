@@ -29,17 +29,22 @@ class X11Eigenschaft {
   // Empty if the property is absent or not made of bytes.
   [[nodiscard]] std::string_view bytes() const {
     if (!antwort_ || antwort_->format != 8) return {};
-    return {static_cast<const char*>(xcb_get_property_value(antwort_.get())),
-            static_cast<std::size_t>(xcb_get_property_value_length(antwort_.get()))};
+    const auto werte = inhalt<char>();
+    return {werte.data(), werte.size()};
   }
   // Empty if the property is absent or not made of 32-bit numbers.
   [[nodiscard]] std::span<const std::uint32_t> zahlen() const {
     if (!antwort_ || antwort_->format != 32) return {};
-    return {static_cast<const std::uint32_t*>(xcb_get_property_value(antwort_.get())),
-            static_cast<std::size_t>(xcb_get_property_value_length(antwort_.get())) / 4};
+    return inhalt<std::uint32_t>();
   }
 
  private:
+  template <class Wert>
+  [[nodiscard]] std::span<const Wert> inhalt() const {
+    return x11Werte(*antwort_, static_cast<const Wert*>(xcb_get_property_value(antwort_.get())),
+                    antwort_->value_len);
+  }
+
   // Of 32 bits: as many windows, or four times as many bytes of a title.
   static constexpr std::uint32_t WORTE = 16384;
 

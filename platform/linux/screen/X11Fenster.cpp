@@ -20,6 +20,10 @@ constexpr std::chrono::milliseconds UNGEMALT{250};
 constexpr std::chrono::milliseconds HALB_GEMALT{30};
 constexpr std::chrono::milliseconds LAENGSTENS{1000};
 
+// Windows lie a few deep in each other; a server that names more of them is out of order, and could
+// go on for ever.
+constexpr std::size_t VORFAHREN_HOECHSTENS = 64;
+
 // Without the bit for events that another client has sent.
 std::uint8_t ereignisArt(const xcb_generic_event_t& ereignis) {
   return ereignis.response_type & 0x7F;
@@ -235,7 +239,7 @@ void X11Fenster::siehNach() {
   // state: what changes in between is then reported and looked at again.
   const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
   vorfahren_.clear();
-  for (xcb_window_t fenster = id_;;) {
+  for (xcb_window_t fenster = id_; vorfahren_.size() < VORFAHREN_HOECHSTENS;) {
     const X11Antwort<xcb_query_tree_reply_t> baum(
         xcb_query_tree_reply(c, xcb_query_tree(c, fenster), nullptr));
     if (!baum || baum->parent == baum->root || baum->parent == XCB_NONE) break;

@@ -10,12 +10,15 @@
 // One thread uses the connection; brichAb() any thread.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 
@@ -32,6 +35,19 @@ struct MallocFreigabe {
 // An answer of the server; null if it was an error or the connection is gone.
 template <class T>
 using X11Antwort = std::unique_ptr<T, MallocFreigabe>;
+
+// The `anzahl` values from `anfang` on in an answer, or as many of them as the server has sent:
+// libxcb does not compare the counts in an answer with its length.
+template <class Wert, class T>
+[[nodiscard]] std::span<const Wert> x11Werte(const T& antwort, const Wert* anfang,
+                                             std::size_t anzahl) {
+  constexpr std::size_t KOPF = 32;
+  const auto davor = static_cast<std::size_t>(reinterpret_cast<const char*>(anfang) -
+                                              reinterpret_cast<const char*>(&antwort));
+  const std::size_t gesendet = KOPF + std::size_t{antwort.length} * 4;
+  const std::size_t hoechstens = davor < gesendet ? (gesendet - davor) / sizeof(Wert) : 0;
+  return {anfang, std::min(anzahl, hoechstens)};
+}
 
 class X11Verbindung {
  public:

@@ -41,13 +41,15 @@ const Zeigerbild& X11Zeiger::form() {
       xcb_xfixes_get_cursor_image_reply(c, xcb_xfixes_get_cursor_image(c), nullptr));
   bild_ = {};
   if (!antwort) return bild_;
+  const std::size_t anzahl = std::size_t{antwort->width} * antwort->height;
+  const auto punkte =
+      x11Werte(*antwort, xcb_xfixes_get_cursor_image_cursor_image(antwort.get()), anzahl);
+  if (punkte.size() < anzahl) return bild_;
   bild_.breite = antwort->width;
   bild_.hoehe = antwort->height;
   bild_.spitzeX = antwort->xhot;
   bild_.spitzeY = antwort->yhot;
-  const std::uint32_t* punkte = xcb_xfixes_get_cursor_image_cursor_image(antwort.get());
-  bild_.punkte.assign(punkte,
-                      punkte + xcb_xfixes_get_cursor_image_cursor_image_length(antwort.get()));
+  bild_.punkte.assign(punkte.begin(), punkte.end());
   return bild_;
 }
 

@@ -23,11 +23,11 @@
   RUF(xcb_get_file_descriptor) RUF(xcb_get_geometry) RUF(xcb_get_geometry_reply)              \
   RUF(xcb_get_image) RUF(xcb_get_image_data) RUF(xcb_get_image_data_length)                   \
   RUF(xcb_get_image_reply) RUF(xcb_get_property) RUF(xcb_get_property_reply)                  \
-  RUF(xcb_get_property_value) RUF(xcb_get_property_value_length) RUF(xcb_get_setup)           \
+  RUF(xcb_get_property_value) RUF(xcb_get_setup)                                              \
   RUF(xcb_get_window_attributes) RUF(xcb_get_window_attributes_reply) RUF(xcb_intern_atom)    \
   RUF(xcb_intern_atom_reply) RUF(xcb_parse_display) RUF(xcb_poll_for_event)                   \
   RUF(xcb_prefetch_extension_data) RUF(xcb_query_pointer) RUF(xcb_query_pointer_reply)        \
-  RUF(xcb_query_tree) RUF(xcb_query_tree_children) RUF(xcb_query_tree_children_length)        \
+  RUF(xcb_query_tree) RUF(xcb_query_tree_children)                                            \
   RUF(xcb_query_tree_reply) RUF(xcb_request_check) RUF(xcb_screen_allowed_depths_iterator)    \
   RUF(xcb_screen_next) RUF(xcb_setup_pixmap_formats_iterator)                                 \
   RUF(xcb_setup_roots_iterator) RUF(xcb_translate_coordinates)                                \
@@ -40,15 +40,12 @@
   RUF(xcb_damage_create_checked) RUF(xcb_damage_destroy) RUF(xcb_damage_query_version)        \
   RUF(xcb_damage_query_version_reply) RUF(xcb_damage_subtract)
 #define HALLKORB_XCB_RES(RUF)                                                                 \
-  RUF(xcb_res_client_id_value_next) RUF(xcb_res_client_id_value_value)                        \
-  RUF(xcb_res_client_id_value_value_length) RUF(xcb_res_query_client_ids)                     \
-  RUF(xcb_res_query_client_ids_ids_iterator) RUF(xcb_res_query_client_ids_reply)
+  RUF(xcb_res_query_client_ids) RUF(xcb_res_query_client_ids_reply)
 #define HALLKORB_XCB_SHM(RUF)                                                                 \
   RUF(xcb_shm_attach_checked) RUF(xcb_shm_detach) RUF(xcb_shm_get_image)                      \
   RUF(xcb_shm_get_image_reply)
 #define HALLKORB_XCB_XFIXES(RUF)                                                              \
   RUF(xcb_xfixes_get_cursor_image) RUF(xcb_xfixes_get_cursor_image_cursor_image)              \
-  RUF(xcb_xfixes_get_cursor_image_cursor_image_length)                                        \
   RUF(xcb_xfixes_get_cursor_image_reply) RUF(xcb_xfixes_query_version)                        \
   RUF(xcb_xfixes_query_version_reply) RUF(xcb_xfixes_select_cursor_input)
 #define HALLKORB_XAU(RUF)                                                                     \

@@ -1,41 +1,38 @@
 #include "platform/linux/video/FragmentDatei.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
 #include <limits>
 #include <string_view>
 #include <utility>
 
-#include "base/Dateien.h"
 #include "platform/linux/video/H264Kodierer.h"
+#include "platform/linux/video/Mp4Kaesten.h"
 
 namespace hallkorb {
 namespace {
 
 constexpr char WAS[] = "Videodatei";
+constexpr char ABSCHLUSS[] = "Abschluss der Videodatei";
 constexpr int PUFFER = 64 * 1024;
-
-std::uint32_t zahlAus(const std::uint8_t* bytes) {
-  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
-         std::uint32_t{bytes[2]} << 8 | bytes[3];
-}
 
 }  // namespace
 
+FragmentDatei::~FragmentDatei() {
+  if (griff_ >= 0) hallkorb::schliesse(griff_, dateien_);
+}
+
 Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& strom) {
-  if (::unlink(pfad.c_str()) != 0 && errno != ENOENT) return Fehler::ausErrno(errno, WAS);
-  fd_ = Deskriptor(
-      ::open(pfad.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, rechteNeuerDatei(pfad)));
-  if (fd_.fd() < 0) return Fehler::ausErrno(errno, WAS);
+  const int weg = beharrlich([&] { return dateien_.loeschen(pfad); });
+  if (weg < 0 && weg != -ENOENT) return Fehler::ausErrno(-weg, WAS);
+  const mode_t rechte = rechteNeuerDatei(pfad, dateien_);
+  griff_ = beharrlich([&] { return dateien_.oeffnen(pfad, O_WRONLY | O_CREAT | O_EXCL, rechte); });
+  if (griff_ < 0) return Fehler::ausErrno(-griff_, WAS);
 
   auto* puffer = static_cast<unsigned char*>(av_malloc(PUFFER));
-  strom_.reset(
-      libav().avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &schreibeBytes, nullptr));
+  strom_.reset(libav().avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &sammle, nullptr));
   AVFormatContext* datei = nullptr;
   libav().avformat_alloc_output_context2(&datei, nullptr, "mp4", nullptr);
   datei_.reset(datei);
@@ -55,9 +52,25 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   const int code = libav().avformat_write_header(datei_.get(), &wahl);
   av_dict_free(&wahl);
   libav().avio_flush(strom_.get());
-  if (Ergebnis ergebnis = geprueft(code); ergebnis.gescheitert()) return ergebnis;
-  gesichert_ = laenge_;
-  return {};
+  return code < 0 ? libavFehler(code, WAS) : schreibeKopf();
+}
+
+// The muxer's head, with room for the switch in it. Its places count from each fragment's
+// beginning, so they hold all the same.
+Ergebnis FragmentDatei::schreibeKopf() {
+  Mp4Kaesten kaesten(gesammelt_);
+  const auto ftyp = kaesten.naechster();
+  const auto moov = kaesten.naechster();
+  if (!ftyp || ftyp->name != "ftyp" || !moov || moov->name != "moov") {
+    return libavFehler(AVERROR_INVALIDDATA, WAS);
+  }
+  kopf_.assign(moov->ganz.begin(), moov->ganz.end());
+  schalter_ = static_cast<std::int64_t>(ftyp->ganz.size());
+  std::vector<std::uint8_t> alles(ftyp->ganz.begin(), ftyp->ganz.end());
+  mp4Kasten(alles, "free", [&] { mp4Acht(alles, 0); });
+  alles.insert(alles.end(), gesammelt_.begin() + schalter_, gesammelt_.end());
+  gesammelt_.clear();
+  return haengeAn(alles);
 }
 
 Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
@@ -78,115 +91,109 @@ Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
 Ergebnis FragmentDatei::sichere() {
   if (!ungesichert()) return {};
   if (Ergebnis ergebnis = beendeFragment(); ergebnis.gescheitert()) return ergebnis;
-  const std::int64_t fragment = laenge_;
   if (Ergebnis ergebnis = gibWeiter(1); ergebnis.gescheitert()) return ergebnis;
-  if (Ergebnis ergebnis = beendeFragment(); ergebnis.gescheitert()) return ergebnis;
-  dauerFeld_ = sucheDauerFeld(fragment);
-  return {};
+  return beendeFragment();
 }
 
 Ergebnis FragmentDatei::verlaengere(std::int64_t bis) {
   return dauerFeld_ ? setzeDauer(bis) : Ergebnis();
 }
 
-Ergebnis FragmentDatei::schliesse() {
-  if (!datei_) return {};
-  Ergebnis ergebnis;
-  if (schreibFehler_ == 0) {
-    ergebnis = sichere();
-    if (ergebnis.gelungen()) ergebnis = geprueft(libav().av_write_trailer(datei_.get()));
-  }
-  datei_.reset();
-  strom_.reset();
-  const int code = fd_.schliesse();
-  if (ergebnis.gelungen() && code != 0) ergebnis = Fehler::ausErrno(code, WAS);
-  return ergebnis;
+Ergebnis FragmentDatei::schliesseAb(std::int64_t ende) {
+  if (griff_ < 0) return {};
+  Ergebnis ergebnis = sichere();
+  if (ergebnis.gelungen()) ergebnis = stelleUm(ende);
+  return schliesseDatei(std::move(ergebnis));
 }
 
-int FragmentDatei::schreibeBytes(void* selbst, AvioSchreibBytes* daten, int anzahl) {
-  auto& datei = *static_cast<FragmentDatei*>(selbst);
-  int rest = anzahl;
-  while (rest > 0 && datei.schreibFehler_ == 0) {
-    const ssize_t n =
-        ::pwrite(datei.fd_.fd(), daten, static_cast<std::size_t>(rest), datei.laenge_);
-    if (n > 0) {
-      daten += n;
-      rest -= static_cast<int>(n);
-      datei.laenge_ += n;
-    } else if (n == 0 || errno != EINTR) {
-      datei.schreibFehler_ = n == 0 ? EIO : errno;
-    }
-  }
-  return datei.schreibFehler_ == 0 ? anzahl : AVERROR(datei.schreibFehler_);
+Ergebnis FragmentDatei::schliesse() {
+  if (griff_ < 0) return {};
+  return schliesseDatei(verloren_ ? Ergebnis() : sichere());
+}
+
+Ergebnis FragmentDatei::schliesseDatei(Ergebnis bisher) {
+  datei_.reset();
+  strom_.reset();
+  const int nummer = hallkorb::schliesse(std::exchange(griff_, -1), dateien_);
+  if (bisher.gelungen() && nummer != 0) return Fehler::ausErrno(nummer, WAS);
+  return bisher;
+}
+
+// The muxer's output; a fragment reaches the file whole or not at all.
+int FragmentDatei::sammle(void* selbst, AvioSchreibBytes* daten, int anzahl) {
+  auto& gesammelt = static_cast<FragmentDatei*>(selbst)->gesammelt_;
+  gesammelt.insert(gesammelt.end(), daten, daten + anzahl);
+  return anzahl;
 }
 
 // Hands the open sample to the muxer.
 Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
+  verzeichnis_.merke(letzte_, (offen_->flags & AV_PKT_FLAG_KEY) != 0);
   offen_->stream_index = 0;
   offen_->duration = dauer;
   const int code = libav().av_write_frame(datei_.get(), offen_.get());
   libav().av_packet_unref(offen_.get());
-  return geprueft(code);
+  return code < 0 ? Ergebnis(libavFehler(code, WAS)) : Ergebnis();
 }
 
 Ergebnis FragmentDatei::beendeFragment() {
   const int code = libav().av_write_frame(datei_.get(), nullptr);
   libav().avio_flush(strom_.get());
-  if (Ergebnis ergebnis = geprueft(code); ergebnis.gescheitert()) return ergebnis;
-  gesichert_ = laenge_;
+  if (code < 0) return libavFehler(code, WAS);
+  if (gesammelt_.empty()) return {};  // no sample since the last one
+  const std::int64_t anfang = laenge_;
+  if (Ergebnis ergebnis = haengeAn(gesammelt_); ergebnis.gescheitert()) return ergebnis;
+  verzeichnis_.nimmFragment(gesammelt_, anfang);
+  dauerFeld_ = mp4DauerFeld(gesammelt_);
+  if (dauerFeld_) *dauerFeld_ += anfang;
+  gesammelt_.clear();
   return {};
 }
 
-Ergebnis FragmentDatei::geprueft(int code) {
-  if (schreibFehler_ != 0) {
+Ergebnis FragmentDatei::haengeAn(std::span<const std::uint8_t> bytes) {
+  Ergebnis ergebnis = schreibeAn(bytes, laenge_);
+  if (ergebnis.gelungen()) {
+    laenge_ += static_cast<std::int64_t>(bytes.size());
+  } else {
+    verloren_ = true;
     // Readers would stumble over half a fragment.
-    [[maybe_unused]] const int gekuerzt = ::ftruncate(fd_.fd(), gesichert_);
-    return Fehler::ausErrno(schreibFehler_, WAS);
+    beharrlich([&] { return dateien_.laengeSetzen(griff_, laenge_); });
   }
-  if (code < 0) return libavFehler(code, WAS);
-  return {};
+  return ergebnis;
+}
+
+Ergebnis FragmentDatei::schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle) {
+  const int nummer = schreibeGanzAn(griff_, bytes, stelle, dateien_).nummer;
+  return nummer == 0 ? Ergebnis() : Fehler::ausErrno(nummer, WAS);
 }
 
 Ergebnis FragmentDatei::setzeDauer(std::int64_t bis) {
   constexpr std::int64_t GROESSTE = std::numeric_limits<std::int32_t>::max();
-  const auto dauer =
-      static_cast<std::uint32_t>(std::clamp<std::int64_t>(bis - letzte_, 1, GROESSTE));
-  const std::array<std::uint8_t, 4> bytes{
-      static_cast<std::uint8_t>(dauer >> 24), static_cast<std::uint8_t>(dauer >> 16),
-      static_cast<std::uint8_t>(dauer >> 8), static_cast<std::uint8_t>(dauer)};
-  if (::pwrite(fd_.fd(), bytes.data(), bytes.size(), *dauerFeld_) !=
-      static_cast<ssize_t>(bytes.size())) {
-    return Fehler::ausErrno(errno, WAS);
-  }
-  return {};
+  std::vector<std::uint8_t> bytes;
+  mp4Vier(bytes, static_cast<std::uint32_t>(std::clamp<std::int64_t>(bis - letzte_, 1, GROESSTE)));
+  return schreibeAn(bytes, *dauerFeld_);
 }
 
-// Where the fragment that begins at byte `fragment` holds the duration of its sample; nullopt if it
-// is laid out in another way.
-//
-// A box begins with its length and its name, four bytes each. A fragment begins with the boxes
-// moof, which contains mfhd and traf, which begins with tfhd:
-//
-//   0  moof   8  mfhd   24 traf   32 tfhd   40 version and flags   44 track   48 optional fields
-//
-// The flags say which optional fields follow: position of the data (8 bytes), description of the
-// samples (4), their duration (4). If only the last is there, it is at byte 48.
-std::optional<std::int64_t> FragmentDatei::sucheDauerFeld(std::int64_t fragment) const {
-  constexpr std::int64_t TFHD = 32;
-  constexpr std::int64_t FLAGGEN = 40;
-  constexpr std::int64_t DAUER = 48;
-  constexpr std::uint32_t MIT_ORT = 0x1;
-  constexpr std::uint32_t MIT_BESCHREIBUNG = 0x2;
-  constexpr std::uint32_t MIT_DAUER = 0x8;
-  std::array<std::uint8_t, DAUER + 4> anfang{};
-  if (::pread(fd_.fd(), anfang.data(), anfang.size(), fragment) !=
-      static_cast<ssize_t>(anfang.size())) {
-    return std::nullopt;
+// Each write leaves a file that plays to its end: the last one alone changes what readers see, and
+// it lies in one sector of a disk.
+Ergebnis FragmentDatei::stelleUm(std::int64_t ende) {
+  const std::vector<std::uint8_t> moov = verzeichnis_.kasten(kopf_, ende);
+  if (moov.empty()) return libavFehler(AVERROR_INVALIDDATA, ABSCHLUSS);
+  std::vector<std::uint8_t> verdeckt;
+  mp4Kasten(verdeckt, "free", [&] { verdeckt.insert(verdeckt.end(), moov.begin(), moov.end()); });
+  if (Ergebnis ergebnis = haengeAn(verdeckt); ergebnis.gescheitert()) {
+    return Fehler::ausErrno(static_cast<int>(ergebnis.fehler().code), ABSCHLUSS);
   }
-  const bool tfhd = std::memcmp(anfang.data() + TFHD + 4, "tfhd", 4) == 0;
-  const std::uint32_t flaggen = zahlAus(anfang.data() + FLAGGEN) & 0xFFFFFF;
-  const bool nurDauer = (flaggen & (MIT_ORT | MIT_BESCHREIBUNG | MIT_DAUER)) == MIT_DAUER;
-  return tfhd && nurDauer ? std::optional(fragment + DAUER) : std::nullopt;
+  const std::int64_t neues = laenge_ - static_cast<std::int64_t>(moov.size());
+  // A length of 1 means that the real one follows the name.
+  std::vector<std::uint8_t> laenge;
+  mp4Acht(laenge, static_cast<std::uint64_t>(neues - schalter_));
+  std::vector<std::uint8_t> schalter;
+  mp4Vier(schalter, 1);
+  for (const char zeichen : std::string_view("mdat"))
+    schalter.push_back(static_cast<std::uint8_t>(zeichen));
+  Ergebnis ergebnis = schreibeAn(laenge, schalter_ + 8);
+  return ergebnis.gescheitert() ? ergebnis : schreibeAn(schalter, schalter_);
 }
 
 }  // namespace hallkorb

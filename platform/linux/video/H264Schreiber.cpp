@@ -1,7 +1,6 @@
 #include "platform/linux/video/H264Schreiber.h"
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <utility>
@@ -9,7 +8,6 @@
 #include "base/Faden.h"
 #include "platform/HostClock.h"
 #include "platform/linux/BgrBild.h"
-#include "platform/linux/video/Mp4Umbau.h"
 
 namespace hallkorb {
 namespace {
@@ -32,7 +30,11 @@ Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
 
 H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
                              const H264Art* art)
-    : pfad_(std::move(pfad)), einstellungen_(einstellungen), art_(art) {}
+    : pfad_(std::move(pfad)),
+      einstellungen_(einstellungen),
+      art_(art),
+      haltezeit_(std::chrono::duration_cast<Uhr::duration>(
+          std::chrono::duration<double>(einstellungen.haltezeit))) {}
 
 H264Schreiber::~H264Schreiber() {
   beendeFaden();
@@ -60,7 +62,9 @@ bool H264Schreiber::starte(double basis) {
 }
 
 Ergebnis H264Schreiber::beginne() {
-  for (auto& bild : bilder_) {
+  const double gehalten = std::ceil(einstellungen_.haltezeit * einstellungen_.bilderJeSekunde);
+  plaetze_.resize(WARTEPLAETZE + static_cast<std::size_t>(gehalten));
+  for (auto& [bild, faellig] : plaetze_) {
     bild.reset(av_frame_alloc());
     if (!bild) return Fehler::ausErrno(ENOMEM, "Videobild");
     bild->format = AV_PIX_FMT_YUV420P;
@@ -75,7 +79,6 @@ Ergebnis H264Schreiber::beginne() {
   if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
     return ergebnis;
   }
-  ::unlink(umbauPfad(pfad_).c_str());  // an earlier recording may have left it unfinished
   return datei_.beginne(pfad_, kodierer_.strom());
 }
 
@@ -86,31 +89,42 @@ bool H264Schreiber::schreibt() const {
 
 bool H264Schreiber::bereit() const {
   const std::lock_guard halter(lock_);
-  return laeuft_ && !fehler_ && wartende_ < WARTEPLAETZE;
+  return laeuft_ && !fehler_ && wartende_ < plaetze_.size();
 }
 
 bool H264Schreiber::haengeAn(const Bild& bild) {
   const auto* pixel = dynamic_cast<const BgrBild*>(&bild);
   const std::int64_t zeit = takt(bild.zeit());
   if (pixel == nullptr || zeit <= letzter_) return false;
-  AVFrame* ziel = nullptr;
+  Platz* platz = nullptr;
   {
     const std::lock_guard halter(lock_);
-    if (!laeuft_ || fehler_ || wartende_ == WARTEPLAETZE) return false;
-    ziel = bilder_[(vorderstes_ + wartende_) % WARTEPLAETZE].get();
+    if (!laeuft_ || fehler_ || wartende_ == plaetze_.size()) return false;
+    platz = &plaetze_[(vorderstes_ + wartende_) % plaetze_.size()];
   }
-  if (Ergebnis ergebnis = letterbox_.zeichne(*pixel, *ziel); ergebnis.gescheitert()) {
+  if (Ergebnis ergebnis = letterbox_.zeichne(*pixel, *platz->bild); ergebnis.gescheitert()) {
     melde(ergebnis);
     return false;
   }
-  ziel->pts = zeit;
+  platz->bild->pts = zeit;
+  // The file's first picture is not held back: players show nothing before it.
+  platz->faellig = letzter_ < 0 ? Uhr::time_point::min() : Uhr::now() + haltezeit_;
   letzter_ = zeit;
   {
     const std::lock_guard halter(lock_);
     ++wartende_;
+    if (wartende_ > 1) return true;  // it wakes for the one before
   }
   neues_.notify_one();
   return true;
+}
+
+std::int64_t H264Schreiber::nimmZurueck() {
+  const std::lock_guard halter(lock_);
+  const bool ersteBleibt =
+      inArbeit_ || (wartende_ > 0 && plaetze_[vorderstes_].faellig == Uhr::time_point::min());
+  const std::size_t bleiben = ersteBleibt ? 1 : 0;
+  return static_cast<std::int64_t>(std::exchange(wartende_, bleiben) - bleiben);
 }
 
 bool H264Schreiber::schliesseAb(double ende) {
@@ -120,8 +134,7 @@ bool H264Schreiber::schliesseAb(double ende) {
   }
   beendeFaden();
   if (!fehler()) melde(sichere(takt(ende)));
-  melde(datei_.schliesse());
-  if (!fehler()) melde(baueUm(pfad_, takt(ende)));
+  melde(fehler() ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
   return !fehler();
 }
 
@@ -134,25 +147,40 @@ void H264Schreiber::laufe() {
   auto naechsteSicherung = Uhr::now() + SICHERUNG;
   std::unique_lock halter(lock_);
   while (!fehler_) {
-    neues_.wait_until(halter, naechsteSicherung, [this] { return wartende_ > 0 || zuEnde_; });
-    if (wartende_ > 0) {
-      const AVFrame& bild = *bilder_[vorderstes_];
+    if (!istFaellig() && !zuEnde_) {
+      neues_.wait_until(halter, naechstesEreignis(naechsteSicherung));
+    }
+    if (istFaellig()) {
+      const AVFrame& bild = *plaetze_[vorderstes_].bild;
+      inArbeit_ = true;
       halter.unlock();
       melde(kodiere(bild));
       halter.lock();
-      vorderstes_ = (vorderstes_ + 1) % WARTEPLAETZE;
+      inArbeit_ = false;
+      vorderstes_ = (vorderstes_ + 1) % plaetze_.size();
       --wartende_;
     } else if (zuEnde_) {
       return;
     }
     if (Uhr::now() >= naechsteSicherung) {
-      const double jetzt = hostSekunden();
+      const std::int64_t bis =
+          wartende_ > 0 ? plaetze_[vorderstes_].bild->pts : takt(hostSekunden());
       halter.unlock();
-      melde(sichere(takt(jetzt)));
+      melde(sichere(bis));
       halter.lock();
       naechsteSicherung = Uhr::now() + SICHERUNG;
     }
   }
+}
+
+// With `lock_` held.
+bool H264Schreiber::istFaellig() const {
+  return wartende_ > 0 && (zuEnde_ || Uhr::now() >= plaetze_[vorderstes_].faellig);
+}
+
+// With `lock_` held.
+H264Schreiber::Uhr::time_point H264Schreiber::naechstesEreignis(Uhr::time_point sicherung) const {
+  return wartende_ > 0 ? std::min(sicherung, plaetze_[vorderstes_].faellig) : sicherung;
 }
 
 Ergebnis H264Schreiber::kodiere(const AVFrame& bild) {

@@ -5,12 +5,13 @@
 // once and reused. If the encoder falls behind, the queue is full and bereit() false: pictures are
 // dropped, never stored up.
 //
+// The encoder takes a picture when it is `haltezeit` old; until then it can be taken back.
+//
 // Once a second the encoder thread writes what was recorded to the file; if no picture comes, it
 // prolongs the last one until now. So a killed process loses no more than the last second and the
-// frames in the queue.
+// frames in the queue, those that are held back included.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -18,6 +19,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/linux/video/FragmentDatei.h"
 #include "platform/linux/video/H264Kodierer.h"
@@ -29,7 +31,7 @@ namespace hallkorb {
 
 class H264Schreiber final : public VideoWriter {
  public:
-  // Pictures that may wait for the encoder.
+  // Pictures that may wait for the encoder, beside those that are held back.
   static constexpr std::size_t WARTEPLAETZE = 5;
 
   // Whether a writer for these settings can be made; otherwise the error.
@@ -47,13 +49,21 @@ class H264Schreiber final : public VideoWriter {
   [[nodiscard]] bool schreibt() const override;
   [[nodiscard]] bool bereit() const override;
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
+  [[nodiscard]] std::int64_t nimmZurueck() override;
   [[nodiscard]] bool schliesseAb(double ende) override;
   [[nodiscard]] std::optional<Fehler> fehler() const override;
 
  private:
   using Uhr = std::chrono::steady_clock;
 
+  struct Platz {
+    LibavZeiger<AVFrame> bild;
+    Uhr::time_point faellig;  // for the encoder
+  };
+
   [[nodiscard]] Ergebnis beginne();
+  [[nodiscard]] bool istFaellig() const;
+  [[nodiscard]] Uhr::time_point naechstesEreignis(Uhr::time_point sicherung) const;
   void laufe();
   [[nodiscard]] Ergebnis kodiere(const AVFrame& bild);
   [[nodiscard]] Ergebnis sichere(std::int64_t bis);
@@ -64,6 +74,7 @@ class H264Schreiber final : public VideoWriter {
   const std::string pfad_;
   const VideoEinstellungen einstellungen_;
   const H264Art* const art_;
+  const Uhr::duration haltezeit_;
 
   // The caller's.
   double basis_ = 0.0;
@@ -74,12 +85,13 @@ class H264Schreiber final : public VideoWriter {
   H264Kodierer kodierer_;
   FragmentDatei datei_;
 
-  // Frames `vorderstes_` and the following ones are the encoder's, the others the caller's.
-  std::array<LibavZeiger<AVFrame>, WARTEPLAETZE> bilder_;
+  // Places `vorderstes_` and the following ones are the encoder's, the others the caller's.
+  std::vector<Platz> plaetze_;
   mutable std::mutex lock_;  // for what follows
   std::condition_variable neues_;
   std::size_t vorderstes_ = 0;
   std::size_t wartende_ = 0;
+  bool inArbeit_ = false;  // the encoder is at the first of them
   bool laeuft_ = false;
   bool zuEnde_ = false;
   std::optional<Fehler> fehler_;

@@ -40,15 +40,14 @@ using AvioSchreibBytes = std::uint8_t;
 // libavutil are the resampler's too (Avutil.h).
 // clang-format off
 #define HALLKORB_LIBAVCODEC(RUF)                                                              \
-  RUF(av_packet_alloc) RUF(av_packet_free) RUF(av_packet_move_ref) RUF(av_packet_rescale_ts)  \
-  RUF(av_packet_unref) RUF(avcodec_alloc_context3) RUF(avcodec_find_encoder_by_name)          \
-  RUF(avcodec_free_context) RUF(avcodec_open2) RUF(avcodec_parameters_copy)                   \
-  RUF(avcodec_parameters_from_context) RUF(avcodec_receive_packet) RUF(avcodec_send_frame)
+  RUF(av_packet_alloc) RUF(av_packet_free) RUF(av_packet_move_ref) RUF(av_packet_unref)       \
+  RUF(avcodec_alloc_context3) RUF(avcodec_find_encoder_by_name) RUF(avcodec_free_context)     \
+  RUF(avcodec_open2) RUF(avcodec_parameters_from_context) RUF(avcodec_receive_packet)         \
+  RUF(avcodec_send_frame)
 #define HALLKORB_LIBAVFORMAT(RUF)                                                             \
-  RUF(av_read_frame) RUF(av_write_frame) RUF(av_write_trailer) RUF(avformat_alloc_context)    \
-  RUF(avformat_alloc_output_context2) RUF(avformat_close_input) RUF(avformat_free_context)    \
-  RUF(avformat_new_stream) RUF(avformat_open_input) RUF(avformat_write_header)                \
-  RUF(avio_alloc_context) RUF(avio_context_free) RUF(avio_flush)
+  RUF(av_write_frame) RUF(avformat_alloc_output_context2) RUF(avformat_free_context)          \
+  RUF(avformat_new_stream) RUF(avformat_write_header) RUF(avio_alloc_context)                 \
+  RUF(avio_context_free) RUF(avio_flush)
 #define HALLKORB_LIBSWSCALE(RUF)                                                              \
   RUF(sws_freeContext) RUF(sws_getContext) RUF(sws_getCoefficients) RUF(sws_scale)            \
   RUF(sws_setColorspaceDetails)

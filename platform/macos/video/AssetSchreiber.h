@@ -8,6 +8,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -39,6 +40,8 @@ class AssetSchreiber final : public VideoWriter {
   [[nodiscard]] bool bereit() const override;
   // Pictures of this platform only.
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
+  // The system's encoder has had all of them; and titles are known too late here to hold them back.
+  [[nodiscard]] std::int64_t nimmZurueck() override { return 0; }
   [[nodiscard]] bool schliesseAb(double ende) override;
   [[nodiscard]] std::optional<Fehler> fehler() const override;
 

@@ -420,6 +420,60 @@ TEST_F(LiveAufnahmeTest, AFolderThatCannotBeLockedIsRecordedInto) {
   }
 }
 
+TEST_F(LiveAufnahmeTest, AFolderThatIsExchangedForALinkGetsNothing) {
+  config.outDir = ordner / "aufnahme";
+  const std::string anderswo = ordner / "anderswo";
+  std::filesystem::create_directory(anderswo);
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 20.0);
+  welt.am(9.0, [&] {
+    std::filesystem::rename(config.outDir, ordner / "weg");
+    std::filesystem::create_directory_symlink(anderswo, config.outDir);
+  });
+  config.maxSeconds = 2.0;
+  welt.signal(20.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(anderswo));
+  const auto anzahl = [this](const std::string& text) {
+    const auto zeilen = faenger.fehlerZeilen();
+    return std::count_if(zeilen.begin(), zeilen.end(), [&](const std::string& zeile) {
+      return zeile.find(text) != std::string::npos;
+    });
+  };
+  EXPECT_EQ(anzahl("[hallkorb] Ordner ausgetauscht: " + config.outDir), 1);
+  EXPECT_EQ(anzahl("[hallkorb] mikro_roh.wav: entfernt, verschoben oder ersetzt"), 1);
+  EXPECT_GE(anzahl("[hallkorb] WAV-Schreibfehler (me #"), 5);
+  // The raw file is the one thing that goes on, in the folder that was chosen.
+  const auto roh = liesWav(ordner / "weg/mikro_roh.wav");
+  ASSERT_TRUE(roh);
+  EXPECT_EQ(roh->size(), 20U * 16000U);
+}
+
+// A device that delivers sample by sample, and one that delivers 6 s at a time.
+TEST_F(LiveAufnahmeTest, BlocksOfAnyLengthLoseNothing) {
+  SimPlattform welt;
+  double t = 0.1;
+  const auto gib = [&](std::size_t frames) {
+    welt.mikrofonGeraet.block(t, {16000.0, 1, true}, aufnahme(t, frames, 16000.0));
+    t += static_cast<double>(frames) / 16000.0;
+  };
+  for (int i = 0; i < 1600; ++i)
+    gib(1);
+  gib(100'000);
+  for (int i = 0; i < 1600; ++i)
+    gib(1);
+  gib(100'000);
+  welt.signal(t + 0.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto strom = ausChunks("me");
+  ASSERT_EQ(strom.size(), 1600U + 2U * 101'600U);
+  for (std::size_t i = 1600; i < strom.size(); ++i) {
+    ASSERT_NEAR(strom[i], klang(static_cast<double>(i) / 16000.0), 2e-4) << i;
+  }
+  EXPECT_NE(faenger.ausgabe().find(R"("me":{"luecken":0,"luecken_ms":0,"ueberlappungen":0)"),
+            std::string::npos);
+}
+
 TEST_F(LiveAufnahmeTest, ASourceThatGoesAndComesBackLeavesItsHoleAndItsTwoLines) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 4.0);

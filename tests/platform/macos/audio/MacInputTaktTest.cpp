@@ -1,0 +1,97 @@
+// A macOS device whose clock is off by some ppm, seen from behind the input: the timeline there has
+// nothing to correct. On a virtual clock, since the input takes its times from the blocks.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "capture/Zeitachse.h"
+#include "platform/macos/audio/MacInput.h"
+#include "tests/support/Kristall.h"
+
+namespace hallkorb {
+namespace {
+
+constexpr double RATE = 48000.0;
+constexpr double NULLZEIT = 999.9;
+
+struct Faden {
+  std::weak_ptr<BlockEmpfaenger> empfaenger;
+  int oeffnungen = 0;
+};
+
+class Geraet final : public AudioGeraet {
+ public:
+  explicit Geraet(Faden& faden) : faden_(faden) {}
+  Ergebnis oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger, const std::shared_ptr<Wartestelle>&,
+                  Wartestelle::Frist) override {
+    faden_.empfaenger = std::move(empfaenger);
+    ++faden_.oeffnungen;
+    return {};
+  }
+  bool laeuft() override { return true; }
+  Ergebnis schliesse() override { return {}; }
+
+ private:
+  Faden& faden_;
+};
+
+class Kanal final : public AudioInputListener {
+ public:
+  void block(const PcmBlock& block) override {
+    std::vector<float> platz;
+    const std::span<const float> erster = block.ersterKanal(platz);
+    static_cast<void>(
+        zeit.einordnen({erster.begin(), erster.end()}, block.hostTime, block.dauer()));
+    if (letzte > 0) weiteste = std::fmax(weiteste, std::abs(*block.hostTime - letzte));
+    letzte = *block.hostTime + block.dauer();
+  }
+  void unterbrochen(const Fehler&) override { ++ereignisse; }
+  void fortgesetzt() override { ++ereignisse; }
+  void verloren(std::uint64_t) override { ++ereignisse; }
+  void hinweis(const Fehler&) override { ++ereignisse; }
+
+  Zeitachse zeit{"me", RATE, NULLZEIT};
+  double letzte = 0.0;    // the end of the last block
+  double weiteste = 0.0;  // from one block's end to the next one's beginning, s
+  int ereignisse = 0;
+};
+
+class MacInputTakt : public testing::TestWithParam<double> {};
+
+// Ten minutes. The tap's blocks of 100 ms are longer than those of the stream, which are 20 ms.
+TEST_P(MacInputTakt, AClockThatDriftsNeedsNoCorrection) {
+  for (const std::uint32_t frames : {4800U, 960U}) {
+    Faden faden;
+    Kanal kanal;
+    MacInput input("probe", std::make_unique<Geraet>(faden), {});
+    ASSERT_EQ(input.start(kanal), Ergebnis());
+    const auto empfaenger = faden.empfaenger.lock();
+
+    Kristall::Art art;
+    art.ppm = GetParam();
+    art.frames = frames;
+    art.zittern = 0.0001;
+    art.wandern = 0.00005;
+    Kristall kristall(art, [](double) { return 0.1; });
+    while (kristall.zeit() < art.beginn + 600.0)
+      empfaenger->block(kristall.naechster());
+    EXPECT_EQ(input.stop(), Ergebnis());
+
+    EXPECT_EQ(kanal.zeit.luecken, 0);
+    EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+    EXPECT_NEAR(kanal.letzte, kristall.zeit(), 0.001);
+    EXPECT_LT(kanal.weiteste, 0.001);
+    EXPECT_EQ(faden.oeffnungen, 1);
+    EXPECT_EQ(kanal.ereignisse, 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Ppm, MacInputTakt, testing::Values(-200.0, 0.0, 60.0));
+
+}  // namespace
+}  // namespace hallkorb
