@@ -1,8 +1,9 @@
-// Included before everything else in a build of bench/mutation.py: chooses the mutant that is on, and
-// notes which ones a run has come by.
+// Included before everything else in a build of bench/mutation.py: chooses the mutant that is on,
+// and notes which ones a run has come by.
 //
-// HALLKORB_MUTANT is its number; without it the program is the original. HALLKORB_ERREICHT names a file
-// to which the numbers of all that were come by are appended when the program ends. Any thread.
+// HALLKORB_MUTANT is its number; without it the program is the original. HALLKORB_ERREICHT names a
+// file to which the numbers of all that were come by are appended when the program ends. Any
+// thread.
 #pragma once
 
 #include <array>
