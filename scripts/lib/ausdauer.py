@@ -21,6 +21,8 @@ import stufen
 WURZEL = abschnitte.WURZEL
 ERGEBNISSE = os.path.join(WURZEL, "build", "soak.json")
 FUZZ_SEKUNDEN = {"quick": 10, "long": 600}
+SAATEN = {"quick": "300", "long": "10000"}
+WETTLAEUFE = {"quick": "4", "long": "250"}  # under each sanitizer
 FORMEN = ("long", "quick")
 
 
@@ -43,13 +45,13 @@ def _umgebung(form):
     return umgebung | ({"HALLKORB_LANG": "1"} if form == "long" else {})
 
 
-def _gtest(programm, form):
-    """Runs a test program; returns the figures of each of its tests, as numbers."""
+def _gtest(programm, form, auswahl="*", **weitere):
+    """Runs the tests of a program that match; returns the figures of each, as numbers."""
     stufen.baue("release", programm)
     with tempfile.TemporaryDirectory() as ordner:
         bericht = os.path.join(ordner, "bericht.json")
         _lauf([os.path.join(stufen.BAU, "release", "tests", programm)],
-              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}"})
+              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}", "GTEST_FILTER": auswahl, **weitere})
         with open(bericht, encoding="utf-8") as datei:
             gruppen = json.load(datei)["testsuites"]
     zahlen = []
@@ -67,13 +69,16 @@ def _ist_zahl(wert):
     return True
 
 
-def _e2e(name, form):
-    """Runs one end-to-end test; returns the figures that it kept."""
+def _e2e(name, form, preset="release", **weitere):
+    """Runs one end-to-end test with the program of that build; returns the figures that it kept."""
     stufen.baue("release")
+    if preset != "release":
+        stufen.baue(preset, "hallkorb", optionen=stufen.SCHNELL)
+        weitere["HALLKORB"] = os.path.join(stufen.BAU, preset, "hallkorb")
     with tempfile.TemporaryDirectory() as ordner:
         zahlen = os.path.join(ordner, "zahlen.json")
         _lauf([sys.executable, os.path.join("tests", "e2e"), "--einzeln", f"test_ausdauer.{name}"],
-              _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen})
+              _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen, **weitere})
         with open(zahlen, encoding="ascii") as datei:
             return json.load(datei)
 
@@ -124,6 +129,19 @@ def neustart(form):
     return f"{zahlen['starts']} starts and stops", f"nothing; longest stop {zahlen['stopp_s']:g} s"
 
 
+def wettlauf(form):
+    """the same under the sanitizers of threads and of addresses"""
+    zahlen = [_e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form, preset, HALLKORB_ANZAHL=anzahl)
+              for preset, anzahl in (("tsan", WETTLAEUFE[form]), ("asan", WETTLAEUFE[form]))]
+    return f"{sum(fall['starts'] for fall in zahlen)} starts and stops, half under each", "no race, no error"
+
+
+def reihenfolge(form):
+    """the order of threads"""
+    zahlen = _gtest("driver_test", form, "LiveZufallTest.*", HALLKORB_SAATEN=SAATEN[form])
+    return f"{_summe(zahlen, 'saaten')} seeds", "nothing"
+
+
 def frost(form):
     """SIGSTOP"""
     zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
@@ -171,6 +189,11 @@ NACHWEISE = {
              "`test_ausdauer.Getoetet`: seeded moments of start, recording, window change, stop"),
     "restart": (neustart, "Start and stop at any moment", "always the orderly end, nothing left behind",
                 "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM"),
+    "races": (wettlauf, "The same under the thread and the address sanitizer", "no data race, no memory error",
+              "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`"),
+    "order": (reihenfolge, "Threads in any order, devices that fail, a signal at any moment",
+              "the run ends; its lines keep their order; chunks hold what was heard at their times",
+              "`LiveZufallTest`: simulated computer, one seed each"),
     "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
                "the recording goes on; silence for no longer than the freeze",
                "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)"),

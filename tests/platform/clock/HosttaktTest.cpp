@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -385,6 +386,30 @@ TEST(Hosttakt, PassesWhatIsNoProperBlock) {
 }
 
 // A slow disk, a graph with absurd blocks: whatever goes in comes out, in order.
+TEST(Hosttakt, SilencesWhatIsNoNumberAndNothingElse) {
+  const PcmFormat format{RATE, 2, true};
+  constexpr float UNENDLICH = std::numeric_limits<float>::infinity();
+  constexpr float GROSS = std::numeric_limits<float>::max();
+  std::vector<float> samples(960, 0.25F);
+  samples[7] = std::numeric_limits<float>::quiet_NaN();
+  samples[100] = UNENDLICH;
+  samples[959] = -UNENDLICH;
+  samples[500] = GROSS;
+  std::vector<float> heraus;
+  Hosttakt takt([&](const PcmBlock& block) {
+    heraus.insert(heraus.end(), block.samples.begin(), block.samples.end());
+  });
+  for (int k = 0; k < 50; ++k)
+    takt.nimm({format, 480, samples, ERSTE + k * 0.01});
+  takt.leere();
+  ASSERT_EQ(heraus.size(), 50 * samples.size());
+  for (std::size_t i = 0; i < heraus.size(); ++i) {
+    const std::size_t stelle = i % samples.size();
+    const bool keine = stelle == 7 || stelle == 100 || stelle == 959;
+    ASSERT_EQ(heraus[i], keine ? 0.0F : stelle == 500 ? GROSS : 0.25F) << i;
+  }
+}
+
 TEST(Hosttakt, LosesNothingOfBlocksOfAnyLength) {
   Kristall geraet({}, rauschen);
   Kanal kanal;
