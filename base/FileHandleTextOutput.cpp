@@ -109,9 +109,9 @@ bool FileHandleTextOutput::nimm(std::string_view text) {
   if (!faden_.joinable()) {
     ganz = schreibeWartend(zeile);
   } else {
-    const Schritt schritt = wartende_.empty() ? versuche(zeile) : Schritt::wartet;
-    ganz = schritt != Schritt::gescheitert;
-    if (schritt == Schritt::wartet) {
+    const Ausgang ausgang = wartende_.empty() ? versuche(zeile) : Ausgang::wartet;
+    ganz = ausgang != Ausgang::gescheitert;
+    if (ausgang == Ausgang::wartet) {
       wartende_.push_back(std::move(zeile));
       neues_.notify_one();
     }
@@ -122,33 +122,33 @@ bool FileHandleTextOutput::nimm(std::string_view text) {
 
 // Writes what fits now: the whole line, or of one that is longer than the pipe as much as there is
 // room for.
-FileHandleTextOutput::Schritt FileHandleTextOutput::versuche(Zeile& zeile) {
+FileHandleTextOutput::Ausgang FileHandleTextOutput::versuche(Zeile& zeile) {
   while (zeile.geschrieben < zeile.text.size()) {
     const std::size_t rest = zeile.text.size() - zeile.geschrieben;
     const bool begonnen = zeile.geschrieben > 0;
     const std::size_t n =
         schreibplatz(handle, begonnen ? std::min<std::size_t>(rest, PIPE_BUF) : rest);
-    if (n == 0) return Schritt::wartet;
+    if (n == 0) return Ausgang::wartet;
     const ssize_t geschrieben = schreiber_(handle, zeile.text.data() + zeile.geschrieben, n);
     if (geschrieben > 0) {
       zeile.geschrieben += static_cast<std::size_t>(geschrieben);
     } else if (geschrieben < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      return Schritt::wartet;  // a host may have made the pipe non-blocking
+      return Ausgang::wartet;  // a host may have made the pipe non-blocking
     } else if (geschrieben == 0 || errno != EINTR) {
       leserIstWeg_ = geschrieben < 0 && (errno == EPIPE || errno == ECONNRESET);
-      return Schritt::gescheitert;
+      return Ausgang::gescheitert;
     }
   }
-  return Schritt::fertig;
+  return Ausgang::fertig;
 }
 
 bool FileHandleTextOutput::schreibeWartend(Zeile& zeile) {
-  Schritt schritt = Schritt::wartet;
-  while ((schritt = versuche(zeile)) == Schritt::wartet) {
+  Ausgang ausgang = Ausgang::wartet;
+  while ((ausgang = versuche(zeile)) == Ausgang::wartet) {
     if (abgelaufen()) return false;
     warteAufLeser();
   }
-  return schritt == Schritt::fertig;
+  return ausgang == Ausgang::fertig;
 }
 
 bool FileHandleTextOutput::abgelaufen() const {

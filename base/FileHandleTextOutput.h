@@ -83,10 +83,10 @@ class FileHandleTextOutput {
     std::string text;
     std::size_t geschrieben = 0;  // bytes; only a line longer than the pipe goes in pieces
   };
-  enum class Schritt { fertig, wartet, gescheitert };
+  enum class Ausgang { fertig, wartet, gescheitert };
 
   bool nimm(std::string_view text);
-  Schritt versuche(Zeile& zeile);
+  Ausgang versuche(Zeile& zeile);
   bool schreibeWartend(Zeile& zeile);
   [[nodiscard]] bool abgelaufen() const;
   void warteAufLeser() const;

@@ -13,6 +13,7 @@
 #include "platform/linux/screen/FensterInventar.h"
 #include "platform/linux/screen/X11Bildspeicher.h"
 #include "platform/linux/screen/X11Fenster.h"
+#include "platform/linux/screen/X11ScreenCapture.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/X11Zeiger.h"
 #include "platform/linux/screen/Zeigerbild.h"
@@ -71,7 +72,7 @@ void pruefeFenster(const X11Verbindung& verbindung) {
 void laufe(XServer& server, std::span<const std::uint8_t> bytes) {
   server.beginne(bytes);
   {
-    X11Verbindung verbindung(server.display());
+    X11Verbindung verbindung(server.display(), X11ScreenCapture::FRIST);
     pruefe(verbindung.oeffne().gelungen());
     pruefeListe(verbindung);
     if (!verbindung.verloren()) pruefeFenster(verbindung);

@@ -1,8 +1,9 @@
 // One source of captured audio: the microphone, or what the computer plays.
 //
 // Contract
-// - start() blocks until blocks flow or the attempt has failed, at most 3 seconds. It is called
-//   once. After a failure the input stays off and never calls the listener again.
+// - start() blocks until blocks flow or the attempt has failed, at most 3 seconds (macOS) or 8
+//   (Linux). It is called once. After a failure the input stays off and never calls the listener
+//   again.
 // - All calls on the listener come from one thread, the capture's thread, one at a time. It is not
 //   the device's real-time thread: the listener may convert, lock and write files there. What the
 //   listener does not take in time is buffered for some seconds, then lost and reported.

@@ -27,7 +27,7 @@ debian_build=(cmake g++ ninja-build pkg-config python3
 debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
 debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
-  clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 libc++-19-dev libc++abi-19-dev
+  clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)

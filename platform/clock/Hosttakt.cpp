@@ -1,6 +1,8 @@
 #include "platform/clock/Hosttakt.h"
 
 #include <algorithm>
+#include <cmath>
+#include <functional>
 #include <utility>
 
 namespace hallkorb {
@@ -21,12 +23,13 @@ bool vollstaendig(const PcmBlock& block) {
 
 Hosttakt::Hosttakt(Weiter weiter) : weiter_(std::move(weiter)), gleichlauf_(weiter_) {}
 
-void Hosttakt::nimm(const PcmBlock& block) {
-  if (!vollstaendig(block)) {  // judged further down the chain
+void Hosttakt::nimm(const PcmBlock& roh) {
+  if (!vollstaendig(roh)) {  // judged further down the chain
     leere();
-    weiter_(block);
+    weiter_(roh);
     return;
   }
+  const PcmBlock block = geheilt(roh);
   if (laeuft_ && format_ != block.format) leere();
   if (!laeuft_) richteEin(block.format);
 
@@ -45,6 +48,17 @@ void Hosttakt::nimm(const PcmBlock& block) {
   }
   behalte(block);
   loese(false);
+}
+
+PcmBlock Hosttakt::geheilt(const PcmBlock& block) {
+  const auto istZahl = [](float x) { return std::isfinite(x); };
+  PcmBlock heil = block;
+  if (!std::all_of(block.samples.begin(), block.samples.end(), istZahl)) {
+    heil_.assign(block.samples.begin(), block.samples.end());
+    std::replace_if(heil_.begin(), heil_.end(), std::not_fn(istZahl), 0.0F);
+    heil.samples = heil_;
+  }
+  return heil;
 }
 
 void Hosttakt::richteEin(const PcmFormat& format) {

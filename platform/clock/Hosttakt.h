@@ -6,14 +6,17 @@
 // seam sees blocks of a perfect device. The host's clock itself stays what it is, so the recording
 // stays in step with the wall clock and with the pictures.
 //
-// A block goes on at once, uncopied, unless its place is not known yet: in the first 0.15 s of a
-// stream, or if its stamp is late. Such blocks are kept, up to 0.15 s of sound and three blocks,
-// and handed on in their order. The owner says when no more is to be expected (leere()), so that
-// nothing is left behind: at the stop, when the source goes away, and when no block has come for a
-// while. A change of the format is noticed here.
+// A sample that is no number (NaN, infinite) becomes silence: filters with a memory, the echo
+// canceller's first of all, would never forget it, and nothing behind them would come right again.
+//
+// A block goes on at once, uncopied, unless it has such a sample or its place is not known yet: in
+// the first 0.15 s of a stream, or if its stamp is late. Such blocks are kept, up to 0.15 s of
+// sound and three blocks, and handed on in their order. The owner says when no more is to be
+// expected (leere()), so that nothing is left behind: at the stop, when the source goes away, and
+// when no block has come for a while. A change of the format is noticed here.
 //
 // One thread at a time, the capture's; no lock. Memory is asked for only with the first block of a
-// format.
+// format, and for one that has to be copied as above.
 #pragma once
 
 #include <array>
@@ -49,6 +52,7 @@ class Hosttakt {
   };
 
   void richteEin(const PcmFormat& format);
+  [[nodiscard]] PcmBlock geheilt(const PcmBlock& block);
   [[nodiscard]] bool hatPlatz(const PcmBlock& block);
   void behalte(const PcmBlock& block);
   void loese(bool alles);
@@ -59,6 +63,7 @@ class Hosttakt {
   Gleichlauf gleichlauf_;
   bool laeuft_ = false;
   PcmFormat format_;
+  std::vector<float> heil_;  // a block without its samples that are no numbers
   std::vector<float> speicher_;
   std::size_t anfang_ = 0;  // of what waits in speicher_
   std::size_t ende_ = 0;

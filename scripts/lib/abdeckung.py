@@ -1,15 +1,24 @@
-"""Line and branch coverage of the macOS backend, as llvm-cov counts it.
+"""Line and branch coverage, as llvm-cov counts it.
 
-The programs of a build with the preset "macos-coverage" leave a profile each; put together they
+The programs of a build with the preset "coverage" or "macos-coverage" leave a profile each; put together they
 show which lines ran, and which way each condition was answered. A line that the compiler put into
 several functions (a template, an inline function) has run if one of them has.
 """
 
 import glob
+import json
 import os
 
+import raeume
+
+WURZEL = raeume.WURZEL
+ERGEBNIS = os.path.join(WURZEL, "build", "coverage.json")
+GRUENDE = os.path.join(WURZEL, "tests", "uncovered.txt")
 MINDESTENS = 97.0  # per cent of the lines
+MINDESTENS_ZWEIGE = 88.0
 ORDNER = "platform/macos/"
+# What runs on every system, and the backend of Linux.
+LINUX = ("audiofiles/", "base/", "capture/", "driver/", "echo/", "meeting/", "platform/")
 
 
 def profile(ordner):
@@ -17,19 +26,26 @@ def profile(ordner):
     return {"LLVM_PROFILE_FILE": os.path.join(ordner, "%p-%m.profraw")}
 
 
-def miss(fuehre_aus, ordner, programme, wurzel):
-    """File -> its lines and its branches, each with how often it ran, of the profiles in the folder.
+def laufendes_profil(ordner):
+    """The same for programs that may be killed: what they count is written as they run."""
+    return {"LLVM_PROFILE_FILE": os.path.join(ordner, "%m%c.profraw")}
+
+
+def miss(fuehre_aus, ordner, programme, wurzel, wo=(ORDNER,), ohne=()):
+    """File -> its lines and its branches, each with how often it ran, of the profiles in the folder, for
+    the files in the folders `wo` but not in `ohne`.
 
     A line is its number. A branch is the line, the place of its condition among those of that line and
     "yes" or "no".
     """
     gesamt = os.path.join(ordner, "gesamt.profdata")
-    fuehre_aus("llvm-profdata-19", "merge", "-sparse", "-o", gesamt,
+    fuehre_aus("llvm-profdata-19", "merge", "-sparse", "--failure-mode=all", "-o", gesamt,
                *sorted(glob.glob(os.path.join(ordner, "*.profraw"))))
     weitere = [teil for programm in programme[1:] for teil in ("-object", programm)]
     _, ausgabe = fuehre_aus("llvm-cov-19", "export", "-format=lcov", "-instr-profile", gesamt,
                             programme[0], *weitere)
-    return _aus_lcov(ausgabe, wurzel)
+    return {name: beides for name, beides in _aus_lcov(ausgabe, wurzel).items()
+            if name.startswith(tuple(wo)) and not name.startswith(tuple(ohne)) and beides[0]}
 
 
 def _aus_lcov(text, wurzel):
@@ -46,16 +62,15 @@ def _aus_lcov(text, wurzel):
             nummer, _, stelle, zahl = wert.split(",")
             zweig = (int(nummer), int(stelle) // 2, "no" if int(stelle) % 2 else "yes")
             zweige[zweig] = max(zweige.get(zweig, 0), 0 if zahl == "-" else int(zahl))
-    return {name: beides for name, beides in sorted(dateien.items())
-            if name.startswith(ORDNER) and beides[0]}
+    return dict(sorted(dateien.items()))
 
 
 def _anteil(zahlen):
     return 100 * sum(zahl > 0 for zahl in zahlen) / len(zahlen) if zahlen else 100.0
 
 
-def tabelle(dateien):
-    """The figures as text, and the percentage of all lines together."""
+def tabelle(dateien, wo=(ORDNER,)):
+    """The figures as text, and the percentages of all lines and of all branches together."""
     texte = []
     for name, (zeilen, zweige) in dateien.items():
         fehlende = [str(nummer) for nummer, zahl in sorted(zeilen.items()) if zahl == 0]
@@ -69,5 +84,54 @@ def tabelle(dateien):
     zweige = [zahl for _, zweige in dateien.values() for zahl in zweige.values()]
     anteil = _anteil(zeilen) if zeilen else 0.0
     texte.append(f"{anteil:6.1f} % of {len(zeilen)} lines and {_anteil(zweige):.1f} % of {len(zweige)} branches "
-                 f"in {ORDNER}")
-    return "\n".join(texte), anteil
+                 f"in {', '.join(wo)}")
+    return "\n".join(texte), anteil, _anteil(zweige)
+
+
+# --- The page -------------------------------------------------------------------------------------
+
+def merke(dateien):
+    with open(ERGEBNIS, "w", encoding="utf-8") as ziel:
+        json.dump([{"file": name,
+                    "lines": [len(zeilen), sorted(nummer for nummer, zahl in zeilen.items() if zahl == 0)],
+                    "branches": [len(zweige), sum(zahl == 0 for zahl in zweige.values())]}
+                   for name, (zeilen, zweige) in dateien.items()], ziel, indent=1)
+
+
+def gruende():
+    """{file: why not all of it is covered}"""
+    with open(GRUENDE, encoding="utf-8") as quelle:
+        zeilen = [zeile.rstrip("\n").split(" | ") for zeile in quelle if zeile.strip() and zeile[0] != "#"]
+    return {felder[0]: felder[1] for felder in zeilen}
+
+
+def seite():
+    """What the page says of the last measurement: the figures by room, and what did not run, with the reason."""
+    with open(ERGEBNIS, encoding="utf-8") as quelle:
+        gemessen = json.load(quelle)
+    je_raum = {}
+    for datei in gemessen:
+        raum = datei["file"].split("/")[0] if not datei["file"].startswith("platform/linux") else "platform/linux"
+        summe = je_raum.setdefault(raum, [0, 0, 0, 0])
+        for stelle, wert in enumerate((datei["lines"][0], len(datei["lines"][1]), *datei["branches"])):
+            summe[stelle] += wert
+    zeilen = ["| Room | Lines | Ran | Branches | Taken |", "|---|---:|---:|---:|---:|"]
+    ganz = [sum(spalte) for spalte in zip(*je_raum.values())]
+    for raum, (alle, fehlt, zweige, ungenommen) in [*je_raum.items(), ("**all**", ganz)]:
+        zeilen.append(f"| {raum} | {alle} | {100 - 100 * fehlt / alle:.1f} % | {zweige} | "
+                      f"{100 - 100 * ungenommen / max(zweige, 1):.1f} % |")
+    warum = gruende()
+    zeilen += ["", "Lines that did not run:", ""]
+    zeilen += [f"- {datei['file']}: {_strecken(datei['lines'][1])}. "
+               f"{warum.get(datei['file'], 'No test provokes it.')}" for datei in gemessen if datei["lines"][1]]
+    return "\n".join(zeilen)
+
+
+def _strecken(nummern):
+    teile = []
+    for nummer in nummern:
+        if teile and nummer == teile[-1][1] + 1:
+            teile[-1][1] = nummer
+        else:
+            teile.append([nummer, nummer])
+    return ", ".join(str(von) if von == bis else f"{von} to {bis}" for von, bis in teile)

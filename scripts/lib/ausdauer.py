@@ -21,6 +21,8 @@ import stufen
 WURZEL = abschnitte.WURZEL
 ERGEBNISSE = os.path.join(WURZEL, "build", "soak.json")
 FUZZ_SEKUNDEN = {"quick": 10, "long": 600}
+SAATEN = {"quick": "300", "long": "10000"}
+WETTLAEUFE = {"quick": "4", "long": "250"}  # under each sanitizer
 FORMEN = ("long", "quick")
 
 
@@ -43,13 +45,13 @@ def _umgebung(form):
     return umgebung | ({"HALLKORB_LANG": "1"} if form == "long" else {})
 
 
-def _gtest(programm, form):
-    """Runs a test program; returns the figures of each of its tests, as numbers."""
+def _gtest(programm, form, auswahl="*", **weitere):
+    """Runs the tests of a program that match; returns the figures of each, as numbers."""
     stufen.baue("release", programm)
     with tempfile.TemporaryDirectory() as ordner:
         bericht = os.path.join(ordner, "bericht.json")
         _lauf([os.path.join(stufen.BAU, "release", "tests", programm)],
-              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}"})
+              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}", "GTEST_FILTER": auswahl, **weitere})
         with open(bericht, encoding="utf-8") as datei:
             gruppen = json.load(datei)["testsuites"]
     zahlen = []
@@ -67,13 +69,16 @@ def _ist_zahl(wert):
     return True
 
 
-def _e2e(name, form, modul="test_ausdauer"):
-    """Runs one end-to-end test; returns the figures that it kept."""
+def _e2e(name, form, preset="release", modul="test_ausdauer", **weitere):
+    """Runs one end-to-end test with the program of that build; returns the figures that it kept."""
     stufen.baue("release")
+    if preset != "release":
+        stufen.baue(preset, "hallkorb", optionen=stufen.SCHNELL)
+        weitere["HALLKORB"] = os.path.join(stufen.BAU, preset, "hallkorb")
     with tempfile.TemporaryDirectory() as ordner:
         zahlen = os.path.join(ordner, "zahlen.json")
         _lauf([sys.executable, os.path.join("tests", "e2e"), "--einzeln", f"{modul}.{name}"],
-              _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen})
+              _umgebung(form) | {"HALLKORB_ZAHLEN": zahlen, **weitere})
         with open(zahlen, encoding="ascii") as datei:
             return json.load(datei)
 
@@ -120,7 +125,7 @@ def kill(form):
 
 def reparieren(form):
     """hallkorb-sitzung on what kill -9 leaves"""
-    zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, "test_sitzung")
+    zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, modul="test_sitzung")
     return (f"{zahlen['kills']} kills, {zahlen['taten']} repairs",
             f"nothing of \"me\" that the raw file has ({zahlen['gerettet_s']:g} s came from it); originals "
             f"unchanged; {zahlen['videos']} videos made ordinary, with every picture of their whole fragments")
@@ -132,11 +137,55 @@ def neustart(form):
     return f"{zahlen['starts']} starts and stops", f"nothing; longest stop {zahlen['stopp_s']:g} s"
 
 
+def wettlauf(form):
+    """the same under the sanitizers of threads and of addresses"""
+    zahlen = [_e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form, preset, HALLKORB_ANZAHL=anzahl)
+              for preset, anzahl in (("tsan", WETTLAEUFE[form]), ("asan", WETTLAEUFE[form]))]
+    return f"{sum(fall['starts'] for fall in zahlen)} starts and stops, half under each", "no race, no error"
+
+
+def reihenfolge(form):
+    """the order of threads"""
+    zahlen = _gtest("driver_test", form, "LiveZufallTest.*", HALLKORB_SAATEN=SAATEN[form])
+    return f"{_summe(zahlen, 'saaten')} seeds", "nothing"
+
+
 def frost(form):
     """SIGSTOP"""
     zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
     luecken = ", ".join(f"{was}: {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
     return f"{zahlen['faelle']} freezes", f"silence ({luecken})"
+
+
+def neu_gestartet(form):
+    """services killed and started again"""
+    zahlen = _e2e("Neugestartet.test_getoetet_und_neu_gestartet", form)
+    luecken = ", ".join(f"{was} at most {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
+    return f"{zahlen['faelle']} kills", f"silence ({luecken})"
+
+
+def umgeschaltet(form):
+    """default devices that change"""
+    zahlen = _e2e("Umgeschaltet.test_zwanzig_mal_in_zehn_sekunden", form)
+    return (f"20 changes, {zahlen['runden']} time(s)",
+            f"silence of at most {zahlen['luecken_ms'] / 1000:.1f} s in all; what is heard then comes from the "
+            "last devices")
+
+
+def nullen(form):
+    """nothing but zeros"""
+    zahlen = _e2e("Stumm.test_nur_nullen", form)
+    return f"{zahlen['kanaele']} channels", "nothing; a line when it has lasted for 90 s, and one at its end"
+
+
+def grenzen(form):
+    """limits of the system"""
+    zahlen = [_e2e(name, form) for name in (
+        "Dateigrenzen.test_dateigroessen", "Adressraum.test_adressraum", "Fadengrenzen.test_am_anfang")]
+    return (f"{zahlen[0]['faelle']} sizes of files, {zahlen[1]['faelle']} of address space, "
+            f"{zahlen[2]['faelle']} numbers of threads",
+            f"{_summe(zahlen, 'abgelehnt')} refused with their line, the others ended in order; what is beyond "
+            "the limit, reported")
 
 
 def stunde(form):
@@ -182,9 +231,24 @@ NACHWEISE = {
                "`test_sitzung.Getoetet`: seeded moments, host's lines kept (quick: 3 kills, long: 100)"),
     "restart": (neustart, "Start and stop at any moment", "always the orderly end, nothing left behind",
                 "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM"),
+    "races": (wettlauf, "The same under the thread and the address sanitizer", "no data race, no memory error",
+              "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`"),
+    "order": (reihenfolge, "Threads in any order, devices that fail, a signal at any moment",
+              "the run ends; its lines keep their order; chunks hold what was heard at their times",
+              "`LiveZufallTest`: simulated computer, one seed each"),
     "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
                "the recording goes on; silence for no longer than the freeze",
                "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)"),
+    "services": (neu_gestartet, "PipeWire, session manager or X server killed, and started again",
+                 "the recording goes on; silence only while there are no devices; the picture comes back",
+                 "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)"),
+    "changes": (umgeschaltet, "Default devices change twenty times in ten seconds",
+                "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`"),
+    "zeros": (nullen, "A device brings nothing but zeros after sound",
+              "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`"),
+    "limits": (grenzen, "Limits of the system from the start on",
+               "the recording runs with what it gets, or is refused with its line",
+               "`test_ausdauer.Dateigrenzen`, `.Adressraum`, `.Fadengrenzen`: file size, address space, threads"),
     "hour": (stunde, "One hour in real time, everything on", "nothing grows",
              "`test_ausdauer.Echtzeit`"),
     "fuzz": (fuzz, "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers"),

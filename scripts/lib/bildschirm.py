@@ -100,6 +100,9 @@ class Bildschirm(prozesse.Betrieb):
         self._server = None
         self._verwalter = None
         self._fenster = []
+        # A number that no other server gets as long as this process lives: were the server to
+        # end and its number be taken by another one, the recorder would find itself on that.
+        self._nummer = 1000 + (os.getpid() + 997 * next(_ZAEHLER)) % 50000
 
     def starte(self):
         """Returns when windows can be opened. Raises BildschirmFehler."""
@@ -114,11 +117,8 @@ class Bildschirm(prozesse.Betrieb):
 
     def _starte(self):
         self.umgebung.pop("WAYLAND_DISPLAY", None)
-        # A number that no other server gets as long as this process lives: were the server to
-        # end and its number be taken by another one, the recorder would find itself on that.
-        nummer = 1000 + (os.getpid() + 997 * next(_ZAEHLER)) % 50000
         self._server = prozesse.starte(
-            ["Xvfb", f":{nummer}", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
+            ["Xvfb", f":{self._nummer}", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
              "-noreset"],
             env=self.umgebung, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL, bufsize=0)
@@ -161,6 +161,13 @@ class Bildschirm(prozesse.Betrieb):
         except subprocess.TimeoutExpired:
             self._server.kill()
             self._server.wait()
+
+    def starte_neu(self):
+        """Kills the X server if it runs, and starts it again at the same place, without a window."""
+        if self._server.poll() is None:
+            self.ende_server()
+        self.beende()
+        self.starte()
 
     def beende(self):
         for fenster in self._fenster:

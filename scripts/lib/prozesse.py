@@ -93,7 +93,7 @@ def _sende(pids, nummer):
             pass
 
 
-def raeume_auf(frist=2.0):
+def raeume_auf(frist=15.0):
     """Ends every descendant: asks with SIGTERM, waits up to `frist` seconds, then SIGKILL."""
     ende = time.monotonic() + frist
     _sende(nachkommen(), signal.SIGTERM)
@@ -198,7 +198,7 @@ def beaufsichtigt(arbeit, *, mit_eltern=False):
     aufseher = os.getpid()
     pid = os.fork()
     if pid:
-        status = warte(Kind(pid), frist=30.0)
+        status = warte(Kind(pid), frist=45.0)
         raeume_auf()
         os._exit(status)
 

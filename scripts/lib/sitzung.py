@@ -76,7 +76,7 @@ def _antwortet(name):
         return False
 
 
-def warte_bis(bedingung, was, frist=10.0, schritt=0.02):
+def warte_bis(bedingung, was, frist=60.0, schritt=0.02):
     """Calls `bedingung` until it returns something true, and returns that; raises SitzungsFehler
     naming `was` when the time is over."""
     ende = time.monotonic() + frist

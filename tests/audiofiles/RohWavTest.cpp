@@ -1,21 +1,21 @@
+#include "tests/audiofiles/RohWavTest.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cmath>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "audiofiles/RohWav.h"
-#include "tests/support/AusgabeFaenger.h"
 #include "tests/support/FehlerDateien.h"
-#include "tests/support/TempOrdner.h"
 #include "tests/support/WavBytes.h"
 
 namespace hallkorb {
@@ -24,39 +24,6 @@ namespace {
 using Ruf = FehlerDateien::Ruf;
 using Bytes = std::vector<std::uint8_t>;
 using Zeilen = std::vector<std::string>;
-
-constexpr std::int64_t RATE = 16000;
-
-// A second of samples, never zero, different in each second.
-std::vector<float> sekunde(int nummer) {
-  std::vector<float> samples(RATE);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    samples[i] =
-        0.1F + 0.05F * static_cast<float>(nummer) + 0.00004F * static_cast<float>(i % 1000);
-  }
-  return samples;
-}
-
-class RohWavTest : public testing::Test {
- protected:
-  std::unique_ptr<RohWav> oeffne() {
-    return RohWav::oeffne(pfad, RATE, dateien, [this] { return jetzt; });
-  }
-  [[nodiscard]] std::uint32_t erklaert() const {
-    Bytes kopf(WAV_KOPF_BYTES);
-    std::ifstream datei(pfad, std::ios::binary);
-    datei.read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
-    EXPECT_EQ(feld32(kopf, 4), feld32(kopf, 40) + 36);
-    return feld32(kopf, 40);
-  }
-  [[nodiscard]] std::size_t gehalten() const { return std::filesystem::file_size(pfad) - 44; }
-
-  TempOrdner ordner;
-  std::string pfad = ordner / "mikro_roh.wav";
-  FehlerDateien dateien;
-  double jetzt = 1000.0;
-  AusgabeFaenger ausgabe;
-};
 
 TEST_F(RohWavTest, BeginsWithTheHeaderOfAnEmptyRecording) {
   legeAn(pfad, Bytes(500, 7));
@@ -324,129 +291,6 @@ TEST_F(RohWavTest, AnErrorOfClosingIsHandedUpAndTheFileIsGone) {
   EXPECT_EQ(ergebnis.fehler().code, EIO);
   EXPECT_FALSE(roh->handle());
   EXPECT_TRUE(roh->schliessen().gelungen());
-}
-
-TEST_F(RohWavTest, GoesOnInANewFileIfItsOwnWasRemoved) {
-  const auto roh = oeffne();
-  roh->schreiben(sekunde(0));
-  jetzt += 3.0;
-  std::filesystem::remove(pfad);
-  roh->schreiben(sekunde(1));
-  EXPECT_FALSE(std::filesystem::exists(pfad));  // looked at only with the header
-  jetzt += 3.0;
-  roh->schreiben(sekunde(2));
-  EXPECT_EQ(erklaert(), 96000U);
-  roh->schreiben(sekunde(3));
-  EXPECT_TRUE(roh->schliessen().gelungen());
-  EXPECT_FALSE(roh->handle());
-  std::vector<float> alles(2 * RATE, 0.0F);
-  for (const int nummer : {2, 3}) {
-    const auto teil = sekunde(nummer);
-    alles.insert(alles.end(), teil.begin(), teil.end());
-  }
-  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
-  EXPECT_EQ(
-      ausgabe.fehlerZeilen(),
-      (Zeilen{"[hallkorb] mikro_roh.wav: entfernt, weiter in einer neuen Datei; was davor war, "
-              "ist darin Stille"}));
-  EXPECT_EQ(dateien.rufe(Ruf::schliessen), 2U);
-}
-
-TEST_F(RohWavTest, AFolderThatComesBackGetsTheNewFile) {
-  const std::string unter = ordner / "unter";
-  std::filesystem::create_directory(unter);
-  pfad = unter + "/mikro_roh.wav";
-  const auto roh = oeffne();
-  roh->schreiben(sekunde(0));
-  std::filesystem::remove_all(unter);
-  for (int i = 1; i < 4; ++i) {
-    jetzt += 6.0;
-    roh->schreiben(sekunde(i));
-  }
-  EXPECT_EQ(ausgabe.fehlerZeilen(),
-            (Zeilen{"[hallkorb] mikro_roh.wav: entfernt, verschoben oder ersetzt; geschrieben wird "
-                    "weiter in die alte Datei"}));
-  std::filesystem::create_directory(unter);
-  jetzt += 6.0;
-  roh->schreiben(sekunde(4));
-  EXPECT_EQ(ausgabe.fehlerZeilen().size(), 2U);
-  EXPECT_TRUE(roh->schliessen().gelungen());
-  std::vector<float> alles(4 * RATE, 0.0F);
-  const auto letzte = sekunde(4);
-  alles.insert(alles.end(), letzte.begin(), letzte.end());
-  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
-}
-
-TEST_F(RohWavTest, AFolderThatWasMovedKeepsTheWholeFile) {
-  const std::string unter = ordner / "unter";
-  const std::string dort = ordner / "dort";
-  std::filesystem::create_directory(unter);
-  pfad = unter + "/mikro_roh.wav";
-  const auto roh = oeffne();
-  roh->schreiben(sekunde(0));
-  std::filesystem::rename(unter, dort);
-  jetzt += 6.0;
-  roh->schreiben(sekunde(1));
-  EXPECT_TRUE(roh->schliessen().gelungen());
-  EXPECT_EQ(ausgabe.fehlerZeilen().size(), 1U);
-  std::vector<float> alles = sekunde(0);
-  const auto zweite = sekunde(1);
-  alles.insert(alles.end(), zweite.begin(), zweite.end());
-  EXPECT_EQ(dateiBytes(dort + "/mikro_roh.wav"), WavBytes::datei(alles, 16000));
-}
-
-TEST_F(RohWavTest, WhatSomebodyElsePutInItsPlaceIsNotTouched) {
-  const std::string fremde = ordner / "fremd";
-  for (const bool verweis : {false, true}) {
-    const std::size_t bisher = ausgabe.fehlerZeilen().size();
-    const auto roh = oeffne();
-    std::filesystem::remove(pfad);
-    if (verweis) {
-      std::filesystem::create_symlink(fremde, pfad);  // leads nowhere yet
-    } else {
-      legeAn(pfad, {1, 2, 3});
-    }
-    jetzt += 6.0;
-    roh->schreiben(sekunde(0));
-    EXPECT_TRUE(roh->schliessen().gelungen());
-    EXPECT_EQ(ausgabe.fehlerZeilen().size(), bisher + 1);
-    EXPECT_FALSE(std::filesystem::exists(fremde));
-    if (!verweis) {
-      EXPECT_EQ(dateiBytes(pfad), (Bytes{1, 2, 3}));
-    }
-    std::filesystem::remove(pfad);
-  }
-}
-
-TEST_F(RohWavTest, ALinkInItsPlaceIsReplacedAndNotFollowed) {
-  const std::string fremde = ordner / "fremd";
-  legeAn(fremde, {1, 2, 3});
-  std::filesystem::create_symlink(fremde, pfad);
-  const auto roh = oeffne();
-  ASSERT_TRUE(roh);
-  roh->schreiben(sekunde(0));
-  EXPECT_TRUE(roh->schliessen().gelungen());
-  EXPECT_FALSE(std::filesystem::is_symlink(pfad));
-  EXPECT_EQ(gehalten(), 32000U);
-  EXPECT_EQ(dateiBytes(fremde), (Bytes{1, 2, 3}));
-}
-
-TEST_F(RohWavTest, ItsPermissionsFollowTheFolders) {
-  std::filesystem::permissions(ordner.pfad(), std::filesystem::perms{0700});
-  const auto roh = oeffne();
-  ASSERT_TRUE(roh);
-  EXPECT_EQ(std::filesystem::status(pfad).permissions(), std::filesystem::perms{0600});
-}
-
-TEST_F(RohWavTest, APathThatCannotBeLookedAtIsTakenForRight) {
-  const auto roh = oeffne();
-  dateien.scheitere(Ruf::zustand, 0, EACCES, FehlerDateien::IMMER);
-  jetzt += 6.0;
-  roh->schreiben(sekunde(0));
-  EXPECT_TRUE(roh->schliessen().gelungen());
-  EXPECT_EQ(dateien.rufe(Ruf::zustand), 3U);
-  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
-  EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
 
 TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {

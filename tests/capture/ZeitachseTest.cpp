@@ -57,6 +57,21 @@ TEST_F(ZeitachseTest, AFirstBlockWhollyBeforeTimeZeroOwesTheRestToTheNext) {
   EXPECT_EQ(zeit.ueberlappungen, 0);
 }
 
+TEST_F(ZeitachseTest, ASingleSampleIsPaddedOrDroppedToo) {
+  EXPECT_EQ(block(160, 1.0 / 16000.0).size(), 161U);
+  Zeitachse frueher("me", 16000.0, NULLZEIT);
+  EXPECT_EQ(frueher.einordnen(ton(160), NULLZEIT - 1.0 / 16000.0, 0.01).size(), 159U);
+  EXPECT_EQ(frueher.verworfen, 1);
+}
+
+TEST_F(ZeitachseTest, AGapIsFilledToTheLastSampleBeyondWhatIsOwed) {
+  EXPECT_EQ(block(160, 0.0).size(), 160U);
+  EXPECT_TRUE(block(20, 60.0 / 16000.0).empty());  // 100 samples early: 80 stay owed
+  // 81 samples late: 80 of them cancel what is owed, one is silence.
+  EXPECT_EQ(block(160, (80.0 + 81.0) / 16000.0).size(), 161U);
+  EXPECT_EQ(zeit.lueckenSamples, 1);
+}
+
 TEST_F(ZeitachseTest, JitterWithinTheToleranceMovesNothing) {
   EXPECT_EQ(block(1600, 0.0).size(), 1600U);
   EXPECT_EQ(block(1600, 0.104).size(), 1600U);

@@ -22,7 +22,7 @@ import drehbuch  # noqa: E402
 import prozesse  # noqa: E402
 
 # Longer than any test takes, so that only a hanging one is ended.
-FRIST = 8 * 3600.0 if os.environ.get("HALLKORB_LANG") else 240.0
+FRIST = 8 * 3600.0 if os.environ.get("HALLKORB_LANG") else 900.0
 FRIST_LANG = max(FRIST, 1200.0)  # of those that take minutes
 
 

@@ -12,7 +12,7 @@ import lauf
 PROGRAMM = os.environ.get("HALLKORB_MACOS",
                           os.path.join(lauf.WURZEL, "build", "macos-asan", "hallkorb"))
 # Sanitizers make the program several times as slow, and its reports count as failures.
-FRIST = 30.0
+FRIST = 60.0
 
 
 class Drehbuch:

@@ -44,6 +44,15 @@ class Film:
         """The number of the picture that is shown at that time."""
         return max(0, int(numpy.searchsorted(self.zeiten, zeit, side="right")) - 1)
 
+    def namen(self, farben):
+        """The names of abschnitte(), without the pictures between that no name fits: a window whose
+        program is halted is filmed undrawn after a moment."""
+        namen = []
+        for name, _ in self.abschnitte(farben):
+            if name != "?" and namen[-1:] != [name]:
+                namen.append(name)
+        return namen
+
     def abschnitte(self, farben):
         """The film as a sequence of (name, time of its first picture): `farben` are names with their
         colour as RRGGBB; a picture of another colour is called "?"."""

@@ -7,6 +7,7 @@ deadline after which the test fails and shows what was there instead.
 import json
 import os
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -26,6 +27,7 @@ import sitzung  # noqa: E402
 
 PROGRAMM = os.environ.get("HALLKORB", os.path.join(WURZEL, "build", "release", "hallkorb"))
 FRIST = 60.0
+PROMPT = 20.0  # seconds that a stop may take on a machine that halts it for some of them
 
 
 class Zeilen:
@@ -138,7 +140,7 @@ class Lauf:
     def sende(self, nummer=signal.SIGINT):
         self.prozess.send_signal(nummer)
 
-    def ende(self, frist=20.0):
+    def ende(self, frist=FRIST):
         """The exit status (negative: the signal), when both streams were read to their end."""
         try:
             status = self.prozess.wait(frist)
@@ -149,7 +151,7 @@ class Lauf:
         self.diagnose.schliesse()
         return status
 
-    def stoppe(self, nummer=signal.SIGINT, frist=20.0):
+    def stoppe(self, nummer=signal.SIGINT, frist=FRIST):
         """The orderly stop: status 0, "zeitachse" and "done" as the last lines. Returns how long it
         took."""
         anfang = time.monotonic()
@@ -198,6 +200,24 @@ class Lauf:
         ziel = self.aufgenommen() + sekunden
         self.test.warte_bis(lambda: self.aufgenommen() >= ziel, f"{sekunden:g} s more of sound",
                             sekunden + geduld)
+
+    def warte_klang(self):
+        """Returns when the microphone has been heard for a while: a player may come late."""
+        def gehoert():
+            try:
+                ton = signale.lies(os.path.join(self.ordner, "mikro_roh.wav"))[0]
+            except (FileNotFoundError, struct.error, AssertionError):  # not there, or just being written
+                return False
+            return len(ton) > 32000 and signale.pegel(ton[-16000:]) > 0.05
+
+        self.test.warte_bis(gehoert, "the microphone's sound")
+        self.warte_aufnahme(1.0)
+
+    def unterbrechungen(self, text):
+        """Like diagnosen(), without the interruptions for want of data, which a machine has that halts
+        the graph or the recorder for more than a second."""
+        return sum(text in zeile and "das Geraet liefert keine Daten" not in zeile
+                   for zeile in self.diagnose.texte())
 
     def diagnosen(self, text):
         return sum(text in zeile for zeile in self.diagnose.texte())
@@ -275,6 +295,16 @@ class Fall(unittest.TestCase):
         for satz in aufnahme.chunks():
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+
+    def mehrmals(self, einmal, anzahl=3):
+        """Calls `einmal(number)` until it passes. For a minute of sound that is compared with what was
+        played: a machine that halts a player or the graph for a moment spoils it."""
+        for nummer in range(anzahl - 1):
+            try:
+                return einmal(nummer)
+            except AssertionError as fehler:
+                print(f"attempt {nummer + 1}: {fehler}", file=sys.stderr)
+        return einmal(anzahl - 1)
 
     def ohne_dienst(self):
         """An environment in which no PipeWire can be found."""

@@ -17,6 +17,7 @@ import numpy
 import film
 import lauf
 import signale
+import test_grenzen
 import test_stopp
 import test_video
 
@@ -198,6 +199,168 @@ class Eingefroren(Ausdauerfall):
         grenze = 1000 * dauer + 5000 if wer in ("recorder", "PipeWire") else 500
         self.assertLessEqual(luecken, grenze, aufnahme.alles())
         return luecken
+
+
+class Neugestartet(Ausdauerfall):
+
+    def test_getoetet_und_neu_gestartet(self):
+        """Each of the services is killed in mid-recording, and started again some time later."""
+        wie_oft = anzahl(3, 30)
+        laengste = {}
+        for nummer in range(wie_oft):
+            wer = ("PipeWire", "session manager", "X server")[nummer % 3]
+            weg = self.zufall.uniform(0.0, 8.0 if LANG else 2.0)
+            laengste[wer] = max(laengste.get(wer, 0.0), self.einmal(wer, weg))
+            fortschritt(f"{nummer + 1} of {wie_oft}: {wer} away for {weg:.1f} s, {laengste[wer]:.0f} ms of gaps")
+        merke(faelle=wie_oft, luecken_ms=laengste)
+
+    def einmal(self, wer, weg):
+        fenster = self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        self.sprich(60)
+        aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung)
+        aufnahme.gestartet()
+        aufnahme.ereignis("video_start", GEDULD)
+        aufnahme.warte_aufnahme(3.0, GEDULD)
+        anfang = time.monotonic()
+        {"PipeWire": self.raum.beende_pipewire,
+         "session manager": lambda: self.raum.beende_dienst("wireplumber"),
+         "X server": self.bildschirm.ende_server}[wer]()
+        time.sleep(weg)  # the fault itself
+        if wer == "X server":
+            self.bildschirm.starte_neu()
+            fenster = self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+            self.wechsel(aufnahme, 1)
+        elif wer == "PipeWire":
+            self.raum.starte_pipewire()
+            self.raum.starte_wireplumber()
+        else:
+            # The devices of a real computer belong to the session manager and come and go with it.
+            geraete = ("speakers", "mic-feed", "mic")
+            for geraet in geraete:
+                self.raum.entferne(geraet)
+            self.raum.starte_wireplumber()
+            for geraet in geraete:
+                self.raum.lege_an(geraet)
+        dauer = time.monotonic() - anfang
+        if wer != "X server":  # the players' links are gone, too
+            for text in ("Mikrofon wieder da", "System-Audio wieder da"):
+                aufnahme.meldung(text, GEDULD)
+            self.sprich(30)
+        aufnahme.warte_aufnahme(3.0, GEDULD)
+        aufnahme.stoppe(frist=GEDULD)
+        self.pruefe_chunks(aufnahme, True)
+        (video,) = aufnahme.ereignisse("video")
+        self.assertGreater(film.Film(video["path"]).zeiten[-1], 2.0)
+        self.bildschirm.schliesse(fenster)
+        luecken = max(aufnahme.zeitachse()[kanal]["luecken_ms"] for kanal in ("me", "them"))
+        # Without devices nothing is heard, and until the recorder has found them again.
+        grenze = 500 if wer == "X server" else 1000 * (dauer + GEDULD)
+        self.assertLessEqual(luecken, grenze, aufnahme.alles())
+        return luecken
+
+
+class Umgeschaltet(Ausdauerfall):
+
+    def test_zwanzig_mal_in_zehn_sekunden(self):
+        """The default devices change twenty times in ten seconds: what is heard afterwards comes from the
+        last ones."""
+        wie_oft = anzahl(1, 10)
+        self.raum.lege_an("kopfhoerer", rang=10)
+        self.raum.lege_an("headset", "Audio/Source/Virtual", ("MONO",), rang=10)
+        self.raum.lege_an("headset-feed", "Audio/Sink", ("MONO",), rang=1)
+        self.raum.verbinde("headset-feed:monitor_MONO", "headset:input_MONO")
+        luecken = 0.0
+        for nummer in range(wie_oft):
+            luecken = max(luecken, self.einmal())
+            fortschritt(f"{nummer + 1} of {wie_oft} rounds")
+        merke(runden=wie_oft, luecken_ms=luecken)
+
+    def einmal(self):
+        neue = {"sink": "kopfhoerer", "source": "headset"}
+        alte = {"sink": "speakers", "source": "mic"}
+        for art, name in alte.items():
+            self.raum.setze_standard(art, name)
+        self.sprich(8)  # ends while the devices still change
+        aufnahme = self.lauf()
+        aufnahme.gestartet()
+        aufnahme.warte_aufnahme(2.0, GEDULD)
+        for i in range(20):
+            for art, name in (alte, neue)[i % 2].items():
+                self.raum.befehl("pw-metadata", "0", f"default.configured.audio.{art}",
+                                 json.dumps({"name": name}), "Spa:String:JSON")
+            time.sleep(0.5)  # the fault itself
+        for art, name in neue.items():
+            self.raum.setze_standard(art, name)
+        # Only the last devices have sound now. The defaults are requested anew after half a minute at
+        # the latest, if the daemon does not report them.
+        for geraet, saat in (("kopfhoerer", 3), ("headset-feed", 4)):
+            datei = os.path.join(self.ordner, geraet + ".wav")
+            signale.schreibe(datei, signale.rauschen(120, saat))
+            self.raum.spiele(datei, geraet)
+        bisher = {kanal: len(aufnahme.chunks(kanal)) for kanal in ("me", "them")}
+        for kanal, chunks in bisher.items():
+            aufnahme.chunk(kanal, chunks + 1, 2 * GEDULD)
+        aufnahme.stoppe(frist=GEDULD)
+        self.pruefe_chunks(aufnahme, True)
+        for kanal in ("me", "them"):
+            self.assertGreater(signale.pegel(signale.lies_ganz(aufnahme.chunks(kanal)[-2]["path"])), 0.05)
+        return max(aufnahme.zeitachse()[kanal]["luecken_ms"] for kanal in ("me", "them"))
+
+
+class Stumm(Ausdauerfall):
+
+    def test_nur_nullen(self):
+        """A minute and a half of nothing but zeros after sound is reported for each channel, and its end."""
+        self.sprich(4)
+        aufnahme = self.lauf()
+        aufnahme.gestartet()
+        namen = ("Mikrofon", "System-Audio")
+        ab = {name: aufnahme.meldung(f"{name}: seit 90 s nur Nullen", 90.0 + 2 * GEDULD) for name in namen}
+        self.sprich(10)
+        for name in namen:
+            aufnahme.meldung(f"{name}: wieder Ton, nach ", GEDULD, ab[name])
+        aufnahme.stoppe(frist=GEDULD)
+        self.assertEqual(aufnahme.diagnosen("Nullen"), 4, aufnahme.alles())
+        merke(kanaele=2)
+
+
+class Dateigrenzen(Ausdauerfall):
+
+    def test_dateigroessen(self):
+        werte = [1, 80, *(range(20, 401, 20) if LANG else ())]
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        enden = []
+        for kib in werte:
+            enden.append(test_grenzen.Dateigroesse.einmal(self, kib))
+            self.assertIn(enden[-1], (0, 2))
+            fortschritt(f"files of at most {kib} KiB: status {enden[-1]}")
+        merke(faelle=len(enden), abgelehnt=enden.count(2))
+
+
+class Adressraum(Ausdauerfall, test_grenzen.Speicher):
+
+    def test_adressraum(self):
+        werte = range(100, 601, 10) if LANG else (120, 240, 500)
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        enden = []
+        for mib in werte:
+            enden.append(self.einmal(mib))
+            fortschritt(f"{mib} MiB of address space: status {enden[-1]}")
+        merke(faelle=len(enden), abgelehnt=enden.count(2))
+
+
+class Fadengrenzen(Ausdauerfall, test_grenzen.Faeden):
+
+    def test_am_anfang(self):
+        werte = range(1, 41) if LANG else (1, 6, 12, 18, 40)
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        enden = []
+        for grenze in werte:
+            enden.append(self.einmal(grenze))
+            fortschritt(f"{grenze} threads: status {enden[-1]}")
+        merke(faelle=len(enden), abgelehnt=enden.count(2))
+
+    test_ton = test_laufendes_bild = test_bild_ohne_faden = test_tonserver_endet = None
 
 
 class Echtzeit(Ausdauerfall):

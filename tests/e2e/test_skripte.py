@@ -181,14 +181,14 @@ class Skripte(unittest.TestCase):
     def niemand_mehr_da(self):
         sitzung.warte_bis(lambda: not prozesse.nachkommen(), "the end of all processes")
 
-    def warte_zeile(self, zeilen, muster, frist=60.0):
+    def warte_zeile(self, zeilen, muster, frist=180.0):
         gefunden = zeilen.warte(lambda text: re.search(muster, text), frist)
         self.assertIsNotNone(gefunden, "\n".join(zeilen.texte()))
 
     def test_record_mit_frist(self):
         ordner = os.path.join(self.ordner, "aufnahme")
-        prozess, zeilen = self.starte(RECORD, "--seconds", "12", "--kein-echo", "--out", ordner)
-        status = prozess.wait(120.0)
+        prozess, zeilen = self.starte(RECORD, "--seconds", "20", "--kein-echo", "--out", ordner)
+        status = prozess.wait(240.0)
         zeilen.schliesse()
         alles = "\n".join(zeilen.texte())
         self.assertEqual(status, 0, alles)
@@ -211,8 +211,8 @@ class Skripte(unittest.TestCase):
 
     def test_record_nimmt_ein_laufendes_pipewire(self):
         ordner = os.path.join(self.ordner, "aufnahme")
-        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "2", "--out", ordner)
-        status = prozess.wait(60.0)
+        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "5", "--out", ordner)
+        status = prozess.wait(180.0)
         zeilen.schliesse()
         alles = "\n".join(zeilen.texte())
         self.assertEqual(status, 0, alles)
@@ -230,7 +230,7 @@ class Skripte(unittest.TestCase):
                 prozess, zeilen = self.starte(RECORD, "--kein-echo", "--out", ordner)
                 self.warte_zeile(zeilen, r"chunk_them_000\.wav")
                 prozess.send_signal(nummer)
-                status = prozess.wait(20.0)
+                status = prozess.wait(60.0)
                 zeilen.schliesse()
                 self.assertEqual(status, -nummer if nummer == signal.SIGKILL else 0,
                                  "\n".join(zeilen.texte()))
@@ -240,14 +240,14 @@ class Skripte(unittest.TestCase):
 
     def test_record_gibt_den_status_weiter(self):
         prozess, zeilen = self.starte(RECORD, "--rate", "nan", "--out", self.ordner)
-        self.assertEqual(prozess.wait(60.0), 128 + signal.SIGABRT)
+        self.assertEqual(prozess.wait(180.0), 128 + signal.SIGABRT)
         zeilen.schliesse()
         self.assertRegex("\n".join(zeilen.texte()), "Abbruch: --rate nan")
         self.niemand_mehr_da()
 
     def test_sitzung_gibt_den_status_weiter(self):
         prozess, _ = self.starte(SITZUNG, "--", "sh", "-c", "exit 7")
-        self.assertEqual(prozess.wait(30.0), 7)
+        self.assertEqual(prozess.wait(180.0), 7)
         self.niemand_mehr_da()
 
     def test_sitzung_hinterlaesst_nichts(self):
@@ -259,7 +259,7 @@ class Skripte(unittest.TestCase):
                 ordner = zeilen.texte()[0]
                 self.assertEqual(os.stat(ordner).st_mode & 0o777, 0o700)
                 prozess.send_signal(nummer)
-                prozess.wait(20.0)
+                prozess.wait(60.0)
                 self.niemand_mehr_da()
                 sitzung.warte_bis(lambda: not os.path.exists(ordner), "the folder's removal")
 
@@ -270,7 +270,7 @@ class Skripte(unittest.TestCase):
                     if prozess.pid == self.elternteil(pid)]
         self.assertEqual(len(arbeiter), 1)
         os.kill(arbeiter[0], signal.SIGKILL)
-        self.assertEqual(prozess.wait(20.0), 128 + signal.SIGKILL)
+        self.assertEqual(prozess.wait(60.0), 128 + signal.SIGKILL)
         self.niemand_mehr_da()
 
     @staticmethod

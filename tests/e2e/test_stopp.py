@@ -9,7 +9,7 @@ import time
 import lauf
 import signale
 
-PROMPT = 5.0  # seconds that a stop may take, on a busy machine, too
+STILLE = 0.006  # RMS below which a chunk is dropped
 
 
 class Stopp(lauf.Fall):
@@ -36,22 +36,24 @@ class Stopp(lauf.Fall):
         return roh
 
     def pruefe_rest(self, aufnahme, roh):
-        """The last chunk of the microphone reaches to the end of its timeline."""
-        self.assertAlmostEqual(aufnahme.chunks("me")[-1]["t1"], len(roh) / signale.ZIEL, delta=0.0051)
+        """The last chunk of the microphone reaches to the end of its timeline, or to where a player that
+        missed its turn left silence."""
+        rest = roh[round((aufnahme.chunks("me")[-1]["t1"] + 0.0051) * signale.ZIEL):]
+        self.assertLess(signale.pegel(rest), STILLE)
 
     def test_sigint(self):
         aufnahme = self.laufend()
         aufnahme.gestartet()
         aufnahme.chunk("me")
         aufnahme.chunk("them")
-        self.assertLess(aufnahme.stoppe(signal.SIGINT), PROMPT)
+        self.assertLess(aufnahme.stoppe(signal.SIGINT), lauf.PROMPT)
         self.pruefe_rest(aufnahme, self.pruefe_dateien(aufnahme))
 
     def test_sigterm(self):
         aufnahme = self.laufend()
         aufnahme.gestartet()
         aufnahme.chunk("me")
-        self.assertLess(aufnahme.stoppe(signal.SIGTERM), PROMPT)
+        self.assertLess(aufnahme.stoppe(signal.SIGTERM), lauf.PROMPT)
         self.pruefe_rest(aufnahme, self.pruefe_dateien(aufnahme))
 
     def test_zweites_sigint_waehrend_des_stopps(self):
@@ -71,10 +73,9 @@ class Stopp(lauf.Fall):
     def test_stopp_vor_dem_ersten_chunk_schreibt_den_rest(self):
         aufnahme = self.laufend("--max", "60")
         aufnahme.gestartet()
-        roh = os.path.join(self.aufnahme, "mikro_roh.wav")
-        self.warte_bis(lambda: os.path.getsize(roh) > 2 * 16000, "a second of sound")
+        aufnahme.warte_klang()
         self.assertEqual(aufnahme.chunks(), [])
-        self.assertLess(aufnahme.stoppe(), PROMPT)
+        self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
         self.assertEqual([(satz["channel"], satz["chunk"]) for satz in aufnahme.chunks()],
                          [("them", 0), ("me", 0)])
         self.pruefe_rest(aufnahme, self.pruefe_dateien(aufnahme))
@@ -82,11 +83,10 @@ class Stopp(lauf.Fall):
     def test_leser_der_standardausgabe_ist_weg(self):
         aufnahme = self.laufend(lies_stdout=False)
         roh = os.path.join(self.aufnahme, "mikro_roh.wav")
-        self.warte_bis(lambda: os.path.exists(roh) and os.path.getsize(roh) > 2 * 16000,
-                       "a second of sound")
+        aufnahme.warte_klang()
         aufnahme.prozess.stdout.close()
         # At once, and not only when the next line is due.
-        self.assertEqual(aufnahme.ende(PROMPT), 0, aufnahme.alles())
+        self.assertEqual(aufnahme.ende(lauf.PROMPT), 0, aufnahme.alles())
         self.assertEqual(aufnahme.diagnosen("Stop — schreibe Rest-Chunks"), 1)
         signale.lies_ganz(roh)
         for kanal in ("me", "them"):

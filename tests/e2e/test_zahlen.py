@@ -35,7 +35,7 @@ class Unsinnig(lauf.Fall):
 
     def pruefe(self, *argumente):
         klang = os.path.join(self.ordner, "klang.wav")
-        ton = signale.rauschen(20.0, 12)
+        ton = signale.rauschen(40.0, 12)
         signale.schreibe(klang, ton, ton)
         self.raum.spiele(klang, "speakers")
         self.raum.spiele(klang, "mic-feed")
@@ -51,7 +51,7 @@ class Unsinnig(lauf.Fall):
                        and os.path.getsize(os.path.join(self.ordner, "mit.wav")) > 2 * 48000 * 2,
                        "two seconds of sound")
         self.assertLess(aufnahme.speicher_kib(), GENUG_KIB)
-        self.assertLess(aufnahme.stoppe(), 5.0)
+        self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
         return aufnahme
 
     def test_rate_0(self):

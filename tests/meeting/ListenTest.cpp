@@ -1,4 +1,4 @@
-// The choice on saved lists of windows (tests/meeting/lists): each line of expected.tsv is a
+// The choice on saved lists of windows (tests/vectors/windows): each line of expected.tsv is a
 // list's name, a tab, and what `--fenster-wahl` prints for it.
 #include <gtest/gtest.h>
 

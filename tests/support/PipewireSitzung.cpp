@@ -17,6 +17,8 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/linux/LinuxHostClock.h"
+
 namespace hallkorb {
 namespace {
 
@@ -67,6 +69,8 @@ bool warteBis(const std::function<bool()>& bedingung, double sekunden) {
 }
 
 PipewireSitzung::PipewireSitzung() {
+  static const LinuxHostClock uhr;  // what is captured is stamped with it
+  setzeHostClock(uhr);
   std::array<int, 2> enden{};
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, enden.data()) != 0) {
     throw std::system_error(errno, std::generic_category(), "socketpair");

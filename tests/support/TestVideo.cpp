@@ -33,6 +33,9 @@ int main(int argc, char** argv) {
   for (int i = 0; i < anzahl; ++i) {
     bild.fuelle(0, 0, 640, 400, 0x2060A0);
     bild.fuelle(i * 5 % 600, 0, 40, 400, 0xE0C020);
+    // On a busy machine the encoder may be late.
+    while (schreiber.schreibt() && !schreiber.bereit())
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     const double zeit = i == 0 ? basis : hostSekunden();
     if (!schreiber.haengeAn(bild.alsBild(zeit))) return 1;
     std::printf("%d %.4f\n", i, zeit - basis);

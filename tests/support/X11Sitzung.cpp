@@ -50,7 +50,7 @@ X11Sitzung::X11Sitzung(Verwalter verwalter) : X11Sitzung(verwalter, Server()) {}
 
 X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
     : server_(std::make_unique<Prozess>(serverBefehl(server), Prozess::Fehlerausgabe::VERWORFEN)),
-      display_(":" + server_->liesZeile(30.0)) {
+      display_(":" + server_->liesZeile()) {
   if (verwalter == Verwalter::KEINER) return;
   if (verwalter == Verwalter::TWM) {
     // The one font that every X server has.
@@ -79,8 +79,7 @@ std::unique_ptr<Fensterprogramm> X11Sitzung::fenster(std::vector<std::string> op
 
 ScreenContent X11Sitzung::inventar() const {
   ScreenContent content;
-  if (const Ergebnis ergebnis = X11ScreenCapture(display_).inventar(content);
-      ergebnis.gescheitert()) {
+  if (const Ergebnis ergebnis = schirm().inventar(content); ergebnis.gescheitert()) {
     throw std::runtime_error(ergebnis.fehler().gedruckt());
   }
   return content;
@@ -102,7 +101,7 @@ bool X11Sitzung::warteAuf(std::uint32_t id,
 }
 
 void X11Sitzung::setzeZeiger(int x, int y) const {
-  X11Verbindung verbindung(display_);
+  X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) throw std::runtime_error("no X server");
   xcb_connection_t* c = verbindung.get();
   xcb_warp_pointer(c, XCB_NONE, verbindung.schirm().root, 0, 0, 0, 0, static_cast<std::int16_t>(x),
@@ -117,7 +116,7 @@ void X11Sitzung::beendeVerwalter() {
 }
 
 bool X11Sitzung::verwalterDa() const {
-  X11Verbindung verbindung(display_);
+  X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) return false;
   const X11Atome atome(verbindung.get());
   X11Eigenschaft liste(verbindung.get(), verbindung.schirm().root,
@@ -127,7 +126,7 @@ bool X11Sitzung::verwalterDa() const {
 }
 
 bool X11Sitzung::fensterWerdenVerwaltet() const {
-  X11Verbindung verbindung(display_);
+  X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) return false;
   xcb_connection_t* c = verbindung.get();
   const X11Antwort<xcb_get_window_attributes_reply_t> wurzel(xcb_get_window_attributes_reply(
@@ -136,7 +135,7 @@ bool X11Sitzung::fensterWerdenVerwaltet() const {
 }
 
 bool warteBisGilt(const std::function<bool()>& bedingung) {
-  const auto ende = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  const auto ende = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!bedingung()) {
     if (std::chrono::steady_clock::now() >= ende) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

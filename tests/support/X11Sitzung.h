@@ -4,6 +4,7 @@
 // is used or changed, so sessions don't disturb each other.
 #pragma once
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -49,6 +50,11 @@ class X11Sitzung {
   [[nodiscard]] const std::string& display() const { return display_; }
   [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;
 
+  // This screen, with an hour's patience: a server of a busy machine may be late.
+  [[nodiscard]] X11ScreenCapture schirm(
+      X11ScreenCapture::Weg weg = X11ScreenCapture::Weg::SEGMENT) const {
+    return X11ScreenCapture(display_, weg, std::chrono::hours(1));
+  }
   [[nodiscard]] ScreenContent inventar() const;
   // The window in the inventory; nullopt if it is not there.
   [[nodiscard]] std::optional<ScreenWindow> finde(std::uint32_t id) const;
@@ -75,7 +81,7 @@ class X11Sitzung {
   std::unique_ptr<Prozess> verwalter_;
 };
 
-// Waits until `bedingung` holds, up to 10 seconds; returns whether it did. For what can only be
+// Waits until `bedingung` holds, up to 60 seconds; returns whether it did. For what can only be
 // polled.
 bool warteBisGilt(const std::function<bool()>& bedingung);
 

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <span>
 
+#include "platform/clock/Stempelpruefung.h"
+#include "platform/HostClock.h"
 #include "platform/linux/audio/PipewireFassung.h"
 
 namespace hallkorb {
@@ -155,7 +157,7 @@ void PipewireStrom::uebernimm(const spa_buffer& puffer) {
   const auto* samples =
       reinterpret_cast<const float*>(static_cast<const std::byte*>(daten.data) + anfang);
   block.samples = {samples, std::size_t{block.frames} * block.format.channels};
-  block.hostTime = zeit(block.frames, block.format.rate);
+  block.hostTime = glaubhafterStempel(zeit(block.frames, block.format.rate), hostSekunden());
   ring_.schreibe(block, nummer_);
   wecker_.wecke();
 }

@@ -14,8 +14,6 @@
 namespace hallkorb {
 namespace {
 
-constexpr std::chrono::milliseconds FRIST{2800};
-
 Fehler abgebrochen() {
   return {"x11", ECANCELED, "die Aufnahme wurde beendet"};
 }
@@ -39,8 +37,12 @@ void warte(xcb_connection_t* verbindung, const Wecker& wecker,
 }  // namespace
 
 X11Fensterstrom::X11Fensterstrom(const std::string& display,
-                                 const StreamKonfiguration& konfiguration, bool mitSegment)
-    : konfiguration_(konfiguration), mitSegment_(mitSegment), verbindung_(display) {}
+                                 const StreamKonfiguration& konfiguration, bool mitSegment,
+                                 std::chrono::milliseconds frist)
+    : konfiguration_(konfiguration),
+      mitSegment_(mitSegment),
+      frist_(frist),
+      verbindung_(display, frist) {}
 
 X11Fensterstrom::~X11Fensterstrom() {
   X11Fensterstrom::stop();
@@ -88,7 +90,7 @@ void X11Fensterstrom::stop() {
 
 Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) {
   const bool da = geantwortet_.wait_for(
-      halter, FRIST, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
+      halter, frist_, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
   auftrag_.reset();
   if (antwort_) return *std::exchange(antwort_, std::nullopt);
   if (da) return abgebrochen();

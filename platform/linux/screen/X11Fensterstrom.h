@@ -12,6 +12,7 @@
 // If a change of window fails, the stream stays with the old one.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -28,9 +29,10 @@ namespace hallkorb {
 
 class X11Fensterstrom final : public WindowStream {
  public:
-  // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher.
+  // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher; `frist` is what
+  // start() and wechsle() may take.
   X11Fensterstrom(const std::string& display, const StreamKonfiguration& konfiguration,
-                  bool mitSegment);
+                  bool mitSegment, std::chrono::milliseconds frist);
   ~X11Fensterstrom() override;
   X11Fensterstrom(const X11Fensterstrom&) = delete;
   X11Fensterstrom& operator=(const X11Fensterstrom&) = delete;
@@ -51,6 +53,7 @@ class X11Fensterstrom final : public WindowStream {
 
   const StreamKonfiguration konfiguration_;
   const bool mitSegment_;
+  const std::chrono::milliseconds frist_;
   X11Verbindung verbindung_;
   Wecker wecker_;  // set when the thread has something to look at
 

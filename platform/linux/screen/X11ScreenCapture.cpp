@@ -1,6 +1,5 @@
 #include "platform/linux/screen/X11ScreenCapture.h"
 
-#include <chrono>
 #include <utility>
 
 #include "platform/linux/screen/FensterInventar.h"
@@ -8,25 +7,20 @@
 #include "platform/linux/screen/X11Verbindung.h"
 
 namespace hallkorb {
-namespace {
 
-constexpr std::chrono::milliseconds FRIST{2800};
-
-}  // namespace
-
-X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg)
-    : display_(std::move(display)), weg_(weg) {}
+X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg, std::chrono::milliseconds frist)
+    : display_(std::move(display)), weg_(weg), frist_(frist) {}
 
 Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
   if (Ergebnis ergebnis = waechter_.bereit(); ergebnis.gescheitert()) return ergebnis;
-  X11Verbindung verbindung(display_);
-  const X11Frist frist(waechter_, verbindung, FRIST);
+  X11Verbindung verbindung(display_, frist_);
+  const X11Frist frist(waechter_, verbindung, frist_);
   if (Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) return ergebnis;
   return liesFenster(verbindung, content);
 }
 
 std::unique_ptr<WindowStream> X11ScreenCapture::stream(const StreamKonfiguration& konfiguration) {
-  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT);
+  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT, frist_);
 }
 
 }  // namespace hallkorb

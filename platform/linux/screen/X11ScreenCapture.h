@@ -7,6 +7,7 @@
 // read by the compositor only.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -19,9 +20,13 @@ class X11ScreenCapture final : public ScreenCapture {
  public:
   enum class Weg { SEGMENT, SOCKET };  // how pictures come; SEGMENT if possible
 
+  // What an inventory, a start or a change of window may take.
+  static constexpr std::chrono::milliseconds FRIST{2800};
+
   // `display` as for oeffneX11Socket(): empty means the environment's DISPLAY, looked up with every
   // call.
-  explicit X11ScreenCapture(std::string display = {}, Weg weg = Weg::SEGMENT);
+  explicit X11ScreenCapture(std::string display = {}, Weg weg = Weg::SEGMENT,
+                            std::chrono::milliseconds frist = FRIST);
 
   [[nodiscard]] Ergebnis inventar(ScreenContent& content) override;
   [[nodiscard]] std::unique_ptr<WindowStream> stream(
@@ -30,6 +35,7 @@ class X11ScreenCapture final : public ScreenCapture {
  private:
   const std::string display_;
   const Weg weg_;
+  const std::chrono::milliseconds frist_;
   X11Waechter waechter_;
 };
 

@@ -24,7 +24,7 @@ namespace {
 
 using Uhr = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds FRIST{2000};
+constexpr std::chrono::milliseconds VORSPRUNG{800};
 constexpr std::string_view VERFAHREN = "MIT-MAGIC-COOKIE-1";
 
 // The parts of DISPLAY.
@@ -183,9 +183,10 @@ Ergebnis gruesse(int fd, const Ziel& ziel, const std::string& cookie, Uhr::time_
 
 }  // namespace
 
-Ergebnis oeffneX11Socket(const std::string& display, X11Socket& x11) {
+Ergebnis oeffneX11Socket(const std::string& display, std::chrono::milliseconds frist,
+                         X11Socket& x11) {
   if (Ergebnis ergebnis = ladeXcb(); ergebnis.gescheitert()) return ergebnis;
-  const auto ende = Uhr::now() + FRIST;
+  const auto ende = Uhr::now() + frist - VORSPRUNG;
   Ziel ziel;
   if (Ergebnis ergebnis = zerlege(display, ziel); ergebnis.gescheitert()) return ergebnis;
   x11.schirm = ziel.schirm;

@@ -14,6 +14,7 @@
 // admits the user by his local identity needs none. Any thread.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "base/Fehler.h"
@@ -27,8 +28,9 @@ struct X11Socket {
   std::string cookie;  // may be empty
 };
 
-// Connects to `display` (":1", "localhost:10.0", ...; empty means the environment's DISPLAY). At
-// most about 2 seconds.
-[[nodiscard]] Ergebnis oeffneX11Socket(const std::string& display, X11Socket& x11);
+// Connects to `display` (":1", "localhost:10.0", ...; empty means the environment's DISPLAY).
+// Ends 0.8 seconds before `frist`, so that the caller learns the reason.
+[[nodiscard]] Ergebnis oeffneX11Socket(const std::string& display, std::chrono::milliseconds frist,
+                                       X11Socket& x11);
 
 }  // namespace hallkorb

@@ -11,7 +11,8 @@
 
 namespace hallkorb {
 
-X11Verbindung::X11Verbindung(std::string display) : display_(std::move(display)) {}
+X11Verbindung::X11Verbindung(std::string display, std::chrono::milliseconds frist)
+    : display_(std::move(display)), frist_(frist) {}
 
 X11Verbindung::~X11Verbindung() {
   if (verbindung_ != nullptr) xcb_disconnect(verbindung_);
@@ -19,7 +20,8 @@ X11Verbindung::~X11Verbindung() {
 
 Ergebnis X11Verbindung::oeffne() {
   X11Socket x11;
-  if (Ergebnis ergebnis = oeffneX11Socket(display_, x11); ergebnis.gescheitert()) return ergebnis;
+  if (Ergebnis ergebnis = oeffneX11Socket(display_, frist_, x11); ergebnis.gescheitert())
+    return ergebnis;
   const int fd = ::fcntl(x11.deskriptor.fd(), F_DUPFD_CLOEXEC, 0);
   if (fd < 0) return Fehler::ausErrno(errno, "X11-Verbindung");
   {

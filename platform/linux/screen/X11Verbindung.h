@@ -51,8 +51,8 @@ template <class Wert, class T>
 
 class X11Verbindung {
  public:
-  // `display` as for oeffneX11Socket(). Does nothing yet.
-  explicit X11Verbindung(std::string display);
+  // `display` as for oeffneX11Socket(); its owner gives up after `frist`. Does nothing yet.
+  X11Verbindung(std::string display, std::chrono::milliseconds frist);
   ~X11Verbindung();
   X11Verbindung(const X11Verbindung&) = delete;
   X11Verbindung& operator=(const X11Verbindung&) = delete;
@@ -69,6 +69,7 @@ class X11Verbindung {
 
  private:
   const std::string display_;
+  const std::chrono::milliseconds frist_;
   xcb_connection_t* verbindung_ = nullptr;
   const xcb_screen_t* schirm_ = nullptr;
 

@@ -2,17 +2,23 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "base/Ausgabe.h"
 
 namespace hallkorb {
 namespace {
 
+constexpr int PUFFER_SEKUNDEN = 2;
 constexpr int PROFIL_MAIN = 77;  // FFmpeg has renamed the constant
-constexpr H264Art::Option X264[] = {
-    {"profile", "main"}, {"preset", "superfast"}, {"tune", "zerolatency"}, {"sc_threshold", "0"}};
+constexpr H264Art::Option X264[] = {{"profile", "main"},
+                                    {"preset", "superfast"},
+                                    {"tune", "zerolatency"},
+                                    {"sc_threshold", "0"},
+                                    {"crf", "19"}};
 // Its rate control works only if it may drop frames.
 constexpr H264Art::Option OPENH264[] = {{"rc_mode", "bitrate"}, {"allow_skip_frames", "1"}};
 constexpr H264Art ARTEN[] = {{"libx264", AV_PIX_FMT_YUV420P, X264},
@@ -63,8 +69,8 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen, const H26
   k.gop_size = einstellungen.schluesselbildAbstand;
   k.max_b_frames = 0;
   k.bit_rate = einstellungen.bitrate;
-  k.rc_max_rate = einstellungen.bitrate / 2 * 3;
-  k.rc_buffer_size = static_cast<int>(einstellungen.bitrate * 2);
+  k.rc_max_rate = einstellungen.bitrate;
+  k.rc_buffer_size = static_cast<int>(einstellungen.bitrate * PUFFER_SEKUNDEN);
   k.thread_count = 1;
   k.color_range = AVCOL_RANGE_MPEG;
   k.colorspace = AVCOL_SPC_BT709;
@@ -81,7 +87,19 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen, const H26
   return {};
 }
 
+// libx264 counts every picture as one of the full number. If more time has passed since the one
+// before, as many bits more may be spent: a slide is to be sharp although it is a single picture.
+void H264Kodierer::gibZeit(std::int64_t pts) {
+  const double abstand = static_cast<double>(pts - std::exchange(letzte_, pts)) / TICKS;
+  const double bilder = std::round(abstand * av_q2d(kodierer_->framerate));
+  // One picture may not take more than the buffer holds.
+  const double meiste = PUFFER_SEKUNDEN * av_q2d(kodierer_->framerate);
+  kodierer_->rc_max_rate =
+      std::llround(static_cast<double>(kodierer_->bit_rate) * std::clamp(bilder, 1.0, meiste));
+}
+
 Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
+  gibZeit(bild.pts);
   paket = paket_.get();
   int code = libav().avcodec_send_frame(kodierer_.get(), &bild);
   if (code >= 0) code = libav().avcodec_receive_packet(kodierer_.get(), paket);

@@ -8,13 +8,14 @@
 //   when it goes in, so nothing is lost in the encoder if the process dies, and a single picture is
 //   a video.
 // - preset superfast: measured here it costs two thirds of veryfast, and a window's picture, text
-//   and flat areas, gains little from the search that it leaves out.
+//   and flat areas, gains nothing from the search that it leaves out (bench/bildguete.py).
 // - key frames at their distance only, not where a scene seems to change: a window in which a film
 //   plays would be full of them, at the cost of everything between.
 // - one thread: at 15 pictures a second there is time, and every further thread costs a frame of
 //   delay and of memory.
-// - the rate is averaged with a buffer of two seconds and a peak of one and a half times the
-//   average. The rate is that of the full number of pictures; fewer pictures take fewer bits.
+// - every picture as good as the next (crf), as far as a buffer of two seconds lasts that fills at
+//   the rate. It fills by the time that has passed and not by pictures, so that a page or a slide
+//   is sharp although it is a single picture.
 //
 // libopenh264 drops frames to keep its rate and gives no packet for them; the picture before then
 // stays for longer.
@@ -65,7 +66,10 @@ class H264Kodierer {
   [[nodiscard]] const AVCodecContext& strom() const { return *kodierer_; }
 
  private:
+  void gibZeit(std::int64_t pts);
+
   LibavZeiger<AVCodecContext> kodierer_;
+  std::int64_t letzte_ = 0;  // time of the last frame
   LibavZeiger<AVPacket> paket_;
 };
 

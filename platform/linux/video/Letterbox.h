@@ -2,16 +2,14 @@
 // colours converted to those of the video (BT.709, limited range, one chroma value for four
 // pixels).
 //
-// This is a good part of what a recorded picture costs, so it happens once, straight from the
-// memory that the X server filled to the frame that the encoder takes.
+// This is a good part of what a recorded picture costs. So a window of the video's size goes
+// straight from the memory that the X server filled to the frame that the encoder takes. Of another
+// one the colours come first: a frame has three bytes for two pixels, and libswscale takes half the
+// time to scale those.
 //
 // Filter: bilinear, which libswscale widens when it reduces, so that every pixel counts; text stays
 // legible. One thread at a time.
 #pragma once
-
-#include <cstddef>
-#include <cstdint>
-#include <vector>
 
 #include "base/Fehler.h"
 #include "platform/linux/BgrBild.h"
@@ -40,14 +38,13 @@ class Letterbox {
 
  private:
   [[nodiscard]] Ergebnis richteEin(const BgrBild& bild, const AVFrame& ziel);
-  [[nodiscard]] Ergebnis wandle(const std::uint8_t* daten, std::size_t zeile, int ab, int anzahl,
-                                std::uint8_t* const ebenen[], AVFrame& ziel);
+  [[nodiscard]] Ergebnis legeZwischenbildAn(const BgrBild& bild);
 
-  LibavZeiger<SwsContext> wandler_;
-  int breite_ = 0;  // of the pictures that `wandler_` is made for
+  int breite_ = 0;  // of the pictures that all of this is made for
   int hoehe_ = 0;
   Lage lage_;
-  std::vector<std::uint8_t> ende_;  // the last rows of a picture
+  LibavZeiger<AVFrame> zwischen_;  // in the video's colours and the window's size; null if they fit
+  LibavZeiger<SwsContext> skalierer_;
 };
 
 }  // namespace hallkorb

@@ -49,8 +49,7 @@ using AvioSchreibBytes = std::uint8_t;
   RUF(avformat_new_stream) RUF(avformat_write_header) RUF(avio_alloc_context)                 \
   RUF(avio_context_free) RUF(avio_flush)
 #define HALLKORB_LIBSWSCALE(RUF)                                                              \
-  RUF(sws_freeContext) RUF(sws_getContext) RUF(sws_getCoefficients) RUF(sws_scale)            \
-  RUF(sws_setColorspaceDetails)
+  RUF(sws_freeContext) RUF(sws_getContext) RUF(sws_scale)
 // clang-format on
 
 struct LibavAufrufe {

@@ -6,7 +6,10 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <random>
 #include <string>
 
@@ -26,9 +29,18 @@ using sim::SimPlattform;
 
 class LiveZufallTest : public LiveLauf {};
 
+// HALLKORB_SAATEN says how many seeds; the soak's long form tries 10 000.
+std::uint64_t saaten() {
+  const char* wert = std::getenv("HALLKORB_SAATEN");
+  return wert != nullptr ? std::strtoull(wert, nullptr, 10) : 150;
+}
+
 TEST_F(LiveZufallTest, HoldsItsPromisesInAnyOrderOfEvents) {
-  for (std::uint64_t saat = 1; saat <= 150; ++saat) {
+  const std::uint64_t letzte = saaten();
+  RecordProperty("saaten", std::to_string(letzte));
+  for (std::uint64_t saat = 1; saat <= letzte; ++saat) {
     SCOPED_TRACE(saat);
+    if (letzte > 1000 && saat % 500 == 0) std::cerr << "  " << saat << " seeds\n";
     const TempOrdner eigener;
     config.outDir = eigener.pfad();
     const AusgabeFaenger eigenerFaenger;

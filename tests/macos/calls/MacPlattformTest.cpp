@@ -53,6 +53,8 @@ TEST_F(MacPlattformTest, TheComputerIsKeptAwakeFromTheFirstInputToTheEnd) {
     MacPlattform plattform;
     const auto system = plattform.systemAudio();
     EXPECT_EQ(ersatz::aktivitaeten(), vorher + 1);
+    const auto mikrofon = plattform.mikrofon();
+    EXPECT_EQ(ersatz::aktivitaeten(), vorher + 1);
   }
   EXPECT_EQ(ersatz::aktivitaeten(), vorher);
 }

@@ -79,7 +79,8 @@ constexpr long DISK_FULL = -11807;              // AVErrorDiskFull
 NSError* fehlschlag(long code) {
   const long anderer = andererCode;
   return fehlerMit(@"AVFoundationErrorDomain", anderer != 0 ? anderer : code,
-                   "The operation could not be completed");
+                   code == DISK_FULL ? "There is not enough room on the disk"
+                                     : "The operation could not be completed");
 }
 
 }  // namespace

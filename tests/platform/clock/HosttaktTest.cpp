@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "capture/Zeitachse.h"
 #include "platform/clock/Hosttakt.h"
+#include "platform/clock/Stempelpruefung.h"
 #include "tests/support/Kristall.h"
 
 namespace hallkorb {
@@ -194,6 +196,35 @@ TEST(Hosttakt, BelievesNoFalseStamp) {
   EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
   for (int s = 1; s < 59; ++s)
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.0006) << s;
+}
+
+// A driver whose clock jumps by hours, for longer than a false stamp lasts.
+TEST(Stempelpruefung, AJumpByHoursIsNoTime) {
+  Kristall geraet({.ppm = 50}, klick);
+  Kanal kanal;
+  for (int i = 0; geraet.zeit() < ERSTE + 60; ++i) {
+    PcmBlock block = geraet.naechster();
+    const double jetzt = *block.hostTime + 0.02;
+    const int stelle = i % 200;
+    if (stelle >= 100 && stelle < 140) *block.hostTime += 5 * 3600.0;
+    if (stelle >= 160 && stelle < 190) *block.hostTime -= 5 * 3600.0;
+    block.hostTime = glaubhafterStempel(block.hostTime, jetzt);
+    kanal.takt.nimm(block);
+  }
+  kanal.takt.leere();
+  EXPECT_EQ(kanal.zeit.luecken, 0);
+  EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+  for (int s = 1; s < 59; ++s)
+    EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.001) << s;
+}
+
+TEST(Stempelpruefung, WhatAHaltedProcessGetsLateIsATime) {
+  EXPECT_EQ(glaubhafterStempel(1000.0, 1000.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 1070.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 999.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 5000.0), std::nullopt);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 980.0), std::nullopt);
+  EXPECT_EQ(glaubhafterStempel(std::nullopt, 1000.0), std::nullopt);
 }
 
 TEST(Hosttakt, ReplacesWhatWasLostAtItsPlace) {
@@ -385,6 +416,30 @@ TEST(Hosttakt, PassesWhatIsNoProperBlock) {
 }
 
 // A slow disk, a graph with absurd blocks: whatever goes in comes out, in order.
+TEST(Hosttakt, SilencesWhatIsNoNumberAndNothingElse) {
+  const PcmFormat format{RATE, 2, true};
+  constexpr float UNENDLICH = std::numeric_limits<float>::infinity();
+  constexpr float GROSS = std::numeric_limits<float>::max();
+  std::vector<float> samples(960, 0.25F);
+  samples[7] = std::numeric_limits<float>::quiet_NaN();
+  samples[100] = UNENDLICH;
+  samples[959] = -UNENDLICH;
+  samples[500] = GROSS;
+  std::vector<float> heraus;
+  Hosttakt takt([&](const PcmBlock& block) {
+    heraus.insert(heraus.end(), block.samples.begin(), block.samples.end());
+  });
+  for (int k = 0; k < 50; ++k)
+    takt.nimm({format, 480, samples, ERSTE + k * 0.01});
+  takt.leere();
+  ASSERT_EQ(heraus.size(), 50 * samples.size());
+  for (std::size_t i = 0; i < heraus.size(); ++i) {
+    const std::size_t stelle = i % samples.size();
+    const bool keine = stelle == 7 || stelle == 100 || stelle == 959;
+    ASSERT_EQ(heraus[i], keine ? 0.0F : stelle == 500 ? GROSS : 0.25F) << i;
+  }
+}
+
 TEST(Hosttakt, LosesNothingOfBlocksOfAnyLength) {
   Kristall geraet({}, rauschen);
   Kanal kanal;

@@ -38,8 +38,7 @@ bool still(const Hoerer::Block& block) {
 // A move to another device is no interruption, unless the session manager takes so long over it
 // that there is no sound for the second after which one is reported.
 void keineUnterbrechungOhneLuecke(const Stand& stand) {
-  EXPECT_EQ(stand.ereignisse.size() % 2, 0U);
-  if (!stand.ereignisse.empty()) {
+  if (stand.ereignisse.size() >= 2) {
     EXPECT_GT(stand.groessteAbweichung(), 0.9);
   }
 }
@@ -71,7 +70,7 @@ TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
     ASSERT_TRUE(hoerer->warteAufBloecke(150));
     const Stand stand = hoerer->stand();
     EXPECT_TRUE(stand.fortlaufend());
-    EXPECT_TRUE(stand.ereignisse.empty());
+    EXPECT_TRUE(stand.ungestoert());
     EXPECT_EQ(stand.bloecke.back().format.rate, 48000.0);
     EXPECT_TRUE(still(stand.bloecke.back()));
   }
@@ -105,21 +104,24 @@ class PipewireInputZeit : public PipewireInputGeraete, public testing::WithParam
     if (std::hypot(sinus, cosinus) / (cc * ss - cs * cs) < 0.98 * PEGEL) return std::nullopt;
     return std::abs(std::atan2(cosinus, sinus)) / (2 * PI * FREQUENZ);
   }
-  // The errors of all blocks at this rate that hold the tone.
+  // The errors of the last blocks, of those at this rate that hold the tone.
   static std::vector<double> zeitfehler(const Stand& stand, double rate) {
     std::vector<double> fehler;
-    for (const Hoerer::Block& block : stand.bloecke) {
-      if (block.format.rate != rate) continue;
-      if (const auto einer = zeitfehler(block)) fehler.push_back(*einer);
+    for (std::size_t i = stand.bloecke.size() - 3 * BLOECKE; i < stand.bloecke.size(); ++i) {
+      if (stand.bloecke[i].format.rate != rate) continue;
+      if (const auto einer = zeitfehler(stand.bloecke[i])) fehler.push_back(*einer);
     }
     return fehler;
   }
-  // The first ones come before the graph has settled.
+  // Waits until the times of a row of blocks are right: the first ones come before the graph has
+  // settled, as do those after a pause of a busy machine.
   static void pruefe(Hoerer& hoerer, double rate) {
-    ASSERT_TRUE(hoerer.warteAuf(
-        [&](const Stand& stand) { return zeitfehler(stand, rate).size() >= 2 * BLOECKE; }));
-    const std::vector<double> fehler = zeitfehler(hoerer.stand(), rate);
-    EXPECT_LT(*std::max_element(fehler.end() - BLOECKE, fehler.end()), 0.00005);
+    EXPECT_TRUE(hoerer.warteAuf([&](const Stand& stand) {
+      if (stand.bloecke.size() < 3 * BLOECKE) return false;
+      const std::vector<double> fehler = zeitfehler(stand, rate);
+      return fehler.size() >= BLOECKE &&
+             *std::max_element(fehler.end() - BLOECKE, fehler.end()) < 0.00005;
+    }));
   }
   static float ton(double zeit) {
     return static_cast<float>(PEGEL * std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0)));
@@ -138,8 +140,27 @@ TEST_P(PipewireInputZeit, IsTheCaptureTimeOfTheFirstSample) {
 
 INSTANTIATE_TEST_SUITE_P(GraphRates, PipewireInputZeit, testing::Values(48000, 44100, 96000));
 
-// Two clicks at known host times, one for each channel, which the recording must show at those
-// times.
+// Clicks at known host times in each channel, which the recording must show at those times.
+struct Klicks {
+  int richtig = 0;
+  int falsch = 0;
+
+  explicit Klicks(const Stand& stand) {
+    float vorher = 0.0F;
+    for (const Hoerer::Block& block : stand.bloecke) {
+      for (std::size_t k = 0; k < block.samples.size(); ++k) {
+        const float sample = block.samples[k];
+        if (sample > 0.5F && vorher < 0.5F) {
+          const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
+          const bool nah = std::abs(zeit - std::round(zeit * 2.0) / 2.0) <= 0.001;
+          ++(nah ? richtig : falsch);
+        }
+        vorher = sample;
+      }
+    }
+  }
+};
+
 TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
   sitzung_.starte();
   const auto klick = [](double zeit) { return std::fmod(zeit, 0.5) < 0.001 ? 1.0F : 0.0F; };
@@ -147,21 +168,9 @@ TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
   const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", klick);
   starteBeide();
   for (Hoerer* hoerer : {&me_, &them_}) {
-    ASSERT_TRUE(hoerer->warteAufBloecke(100));
-    int klicks = 0;
-    float vorher = 0.0F;
-    for (const Hoerer::Block& block : hoerer->stand().bloecke) {
-      for (std::size_t k = 0; k < block.samples.size(); ++k) {
-        const float sample = block.samples[k];
-        if (sample > 0.5F && vorher < 0.5F) {
-          const double zeit = block.zeit + static_cast<double>(k) / block.format.rate;
-          EXPECT_NEAR(zeit, std::round(zeit * 2.0) / 2.0, 0.001);
-          ++klicks;
-        }
-        vorher = sample;
-      }
-    }
-    EXPECT_GE(klicks, 3);
+    EXPECT_TRUE(hoerer->warteAuf([](const Stand& stand) { return Klicks(stand).richtig >= 4; }));
+    // One may be cut or moved by a player or a graph that has missed its turn.
+    EXPECT_LE(Klicks(hoerer->stand()).falsch, 1);
   }
 }
 
@@ -171,10 +180,12 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
   ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "vier"; }));
   const PipewireSpieler spieler(sitzung_, "spieler", "vier:input_FL", [](double) { return 0.5F; });
   starteBeide();
-  ASSERT_TRUE(me_.warteAufBloecke(20));
-  const Hoerer::Block letzter = me_.stand().bloecke.back();
-  EXPECT_EQ(letzter.format, (PcmFormat{48000.0, 4, true}));
-  EXPECT_EQ(letzter.samples, std::vector<float>(letzter.samples.size(), 0.5F));
+  // A player that misses its turn on a busy machine leaves silence.
+  EXPECT_TRUE(me_.warteAuf([](const Stand& s) {
+    const std::vector<float>& samples = s.bloecke.back().samples;
+    return samples == std::vector<float>(samples.size(), 0.5F);
+  }));
+  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 4, true}));
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
@@ -218,24 +229,26 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
   ASSERT_TRUE(me_.warteAufBloecke(5));
 
   for (int mal = 0; mal < 3; ++mal) {
-    const std::size_t ereignisse = me_.stand().ereignisse.size();
+    const std::size_t ereignisse = me_.stand().ohneAussetzer().size();
     sitzung_.entferne("mic");
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 1));
     // Whether or not the session manager has chosen the monitor yet and the daemon has passed it
     // on.
-    EXPECT_TRUE(me_.stand().ereignisse.back().starts_with("unterbrochen: kein Mikrofon gefunden"));
+    EXPECT_TRUE(
+        me_.stand().ohneAussetzer().back().starts_with("unterbrochen: kein Mikrofon gefunden"));
     ASSERT_TRUE(them_.warteAufBloecke(30));
     sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 2));
-    EXPECT_EQ(me_.stand().ereignisse.back(), "fortgesetzt");
+    EXPECT_EQ(me_.stand().ohneAussetzer().back(), "fortgesetzt");
     ASSERT_TRUE(me_.warteAufBloecke(30));
   }
   const Stand stand = me_.stand();
-  EXPECT_EQ(stand.ereignisse.size(), 6U);
+  EXPECT_EQ(stand.ohneAussetzer().size(), 6U);
   for (const Hoerer::Block& block : stand.bloecke)
     EXPECT_TRUE(still(block));
-  EXPECT_EQ(them_.stand().bloecke.back().samples.back(), 0.5F);
-  EXPECT_TRUE(them_.stand().ereignisse.empty());
+  EXPECT_TRUE(
+      them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.back() == 0.5F; }));
+  EXPECT_TRUE(them_.stand().ungestoert());
   EXPECT_TRUE(them_.stand().fortlaufend());
 }
 
@@ -269,9 +282,10 @@ TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
   const PipewireSpieler links(sitzung_, "spieler", "speakers:playback_FL",
                               [](double) { return 0.5F; });
   starteBeide();
+  ASSERT_TRUE(me_.warteAufBloecke(5));
   sitzung_.waehle("source", "speakers");
   ASSERT_TRUE(me_.warteAufEreignis(1));
-  EXPECT_EQ(me_.stand().ereignisse.back(), NUR_MITSCHNITT);
+  EXPECT_EQ(me_.stand().ohneAussetzer().front(), NUR_MITSCHNITT);
   sitzung_.waehle("source", "mic");
   ASSERT_TRUE(me_.warteAufEreignis(2));
   ASSERT_TRUE(me_.warteAufBloecke(5));
@@ -287,11 +301,17 @@ TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
   starteBeide();
   for (int mal = 0; mal < 5; ++mal) {
     ASSERT_TRUE(me_.warteAufBloecke(10));
-    sitzung_.befehl({"pw-link", "speakers:monitor_FL", "hallkorb.mikrofon:input_MONO"});
+    // Repeated, since the last cord or the microphone's place for it may be on its way out.
+    ASSERT_TRUE(warteBis([&] {
+      return sitzung_.befehl({"sh", "-c",
+                              "pw-link speakers:monitor_FL hallkorb.mikrofon:input_MONO "
+                              "2>/dev/null && echo verbunden || true"}) == "verbunden\n";
+    }));
   }
-  ASSERT_TRUE(me_.warteAufBloecke(60));
-  const std::vector<Hoerer::Block> bloecke = me_.stand().bloecke;
-  EXPECT_TRUE(std::all_of(bloecke.end() - 50, bloecke.end(), still));
+  EXPECT_TRUE(me_.warteAuf([von = me_.stand().bloecke.size()](const Stand& s) {
+    return s.bloecke.size() >= von + 50 &&
+           std::all_of(s.bloecke.end() - 50, s.bloecke.end(), still);
+  }));
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
@@ -299,11 +319,12 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
   sitzung_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
-  ASSERT_TRUE(me_.warteAufEreignis(2));
+  for (const char* ereignis : {Hoerer::KEINE_DATEN, "fortgesetzt"}) {
+    ASSERT_TRUE(me_.warteAuf(
+        [=](const Stand& s) { return !s.ereignisse.empty() && s.ereignisse.back() == ereignis; }));
+  }
   ASSERT_TRUE(me_.warteAufBloecke(5));
-  EXPECT_EQ(
-      me_.stand().ereignisse,
-      (std::vector<std::string>{"unterbrochen: das Geraet liefert keine Daten", "fortgesetzt"}));
+  EXPECT_TRUE(me_.stand().ungestoert());
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
@@ -328,19 +349,19 @@ TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
   const PipewireSpieler spieler(sitzung_, "spieler", "mic:input_MONO", [](double) { return 0.5F; });
   starteBeide();
   for (int mal = 0; mal < 2; ++mal) {
-    const std::size_t ereignisse = them_.stand().ereignisse.size();
+    const std::size_t ereignisse = them_.stand().ohneAussetzer().size();
     sitzung_.entferne("speakers");
     ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 1));
-    EXPECT_EQ(them_.stand().ereignisse.back(),
+    EXPECT_EQ(them_.stand().ohneAussetzer().back(),
               "unterbrochen: kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
     sitzung_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
     ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 2));
-    EXPECT_EQ(them_.stand().ereignisse.back(), "fortgesetzt");
+    EXPECT_EQ(them_.stand().ohneAussetzer().back(), "fortgesetzt");
     ASSERT_TRUE(them_.warteAufBloecke(20));
   }
   for (const Hoerer::Block& block : them_.stand().bloecke)
     EXPECT_TRUE(still(block));
-  EXPECT_TRUE(me_.stand().ereignisse.empty());
+  EXPECT_TRUE(me_.stand().ungestoert());
   EXPECT_TRUE(me_.stand().fortlaufend());
 }
 
@@ -366,8 +387,8 @@ TEST_F(PipewireInputGeraete, FormatAndBlockLengthMayChangeAtAnyTime) {
   stelle("clock.force-rate", 48000, 48000, 4096);
   stelle("clock.force-quantum", 0, 48000, 1024);
   ASSERT_TRUE(me_.warteAufBloecke(50));
-  EXPECT_TRUE(me_.stand().ereignisse.empty());
-  EXPECT_TRUE(them_.stand().ereignisse.empty());
+  EXPECT_TRUE(me_.stand().ungestoert());
+  EXPECT_TRUE(them_.stand().ungestoert());
 }
 
 }  // namespace

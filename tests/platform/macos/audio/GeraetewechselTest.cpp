@@ -28,7 +28,7 @@ struct Mac {
   void warteAufEngine(int nummer) {
     std::unique_lock halter(lock);
     ASSERT_TRUE(
-        neues.wait_for(halter, std::chrono::seconds(10), [&] { return gestartet == nummer; }));
+        neues.wait_for(halter, std::chrono::seconds(60), [&] { return gestartet == nummer; }));
   }
 };
 
@@ -100,6 +100,7 @@ TEST(GeraetewechselTest, AHeadsetTakesOverAndTheTimelineFillsTheHole) {
   std::vector<float> strom;
   MacInput::Zeiten zeiten;
   zeiten.abstand = std::chrono::milliseconds(0);
+  zeiten.oeffnen = zeiten.start = zeiten.abbau = std::chrono::hours(1);
   MicCapture capture(
       16000.0, zeit,
       [&](const std::vector<float>& samples) {

@@ -2,9 +2,11 @@
 // nothing to correct. On a virtual clock, since the input takes its times from the blocks.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <utility>
 #include <vector>
@@ -40,6 +42,13 @@ class Geraet final : public AudioGeraet {
   Faden& faden_;
 };
 
+// A test that is halted between two blocks does not make a pause of the stream.
+class OhneUhr final : public Wartestelle {
+  bool schlafe(std::unique_lock<std::mutex>& halter, Frist) override {
+    return Wartestelle::schlafe(halter, Uhr::now() + std::chrono::hours(1));
+  }
+};
+
 class Kanal final : public AudioInputListener {
  public:
   void block(const PcmBlock& block) override {
@@ -68,7 +77,7 @@ TEST_P(MacInputTakt, AClockThatDriftsNeedsNoCorrection) {
   for (const std::uint32_t frames : {4800U, 960U}) {
     Faden faden;
     Kanal kanal;
-    MacInput input("probe", std::make_unique<Geraet>(faden), {});
+    MacInput input("probe", std::make_unique<Geraet>(faden), {}, std::make_shared<OhneUhr>());
     ASSERT_EQ(input.start(kanal), Ergebnis());
     const auto empfaenger = faden.empfaenger.lock();
 

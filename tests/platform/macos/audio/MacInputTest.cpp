@@ -177,7 +177,11 @@ class Zeitraffer final : public Wartestelle {
 
 class MacInputTest : public testing::Test {
  protected:
-  MacInputTest() { zeiten.abstand = milliseconds(0); }
+  // No wait ends by the clock unless the test wants it to.
+  MacInputTest() {
+    zeiten.abstand = milliseconds(0);
+    zeiten.oeffnen = zeiten.start = zeiten.abbau = std::chrono::hours(1);
+  }
 
   MacInput& input() {
     if (!input_) {
@@ -185,6 +189,7 @@ class MacInputTest : public testing::Test {
     }
     return *input_;
   }
+  void zerstoere() { input_.reset(); }
   void oeffnungen(std::deque<Skript::Oeffnung> o) { skript.oeffnungen = std::move(o); }
 
   Skript skript;
@@ -211,6 +216,16 @@ TEST_F(MacInputTest, BlocksReachTheListenerUntilTheStop) {
   oeffnung->block(block(3));
   EXPECT_EQ(skript.buch.eintraege(),
             (Eintraege{"oeffne", "block 1", "block 2", "schliesse", "weg"}));
+}
+
+TEST_F(MacInputTest, WhatComesAfterTheInputIsGoneIsIgnored) {
+  EXPECT_EQ(input().start(hoerer), Ergebnis());
+  const auto oeffnung = skript.oeffnung(0);
+  static_cast<void>(input().stop());
+  zerstoere();
+  oeffnung->block(block(1));
+  oeffnung->ausgefallen(WEG);
+  EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "schliesse", "weg"}));
 }
 
 TEST_F(MacInputTest, WhatClosingTheDeviceStillDeliversReachesTheListener) {

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -107,6 +109,21 @@ TEST_F(PcmUebersetzerTest, WhatIsNoNativePcmIsNoBlock) {
 }
 
 // The converter decides which rates it can convert.
+TEST_F(PcmUebersetzerTest, AFloatOfAnotherWidthIsNoBlock) {
+  const TonPuffer p = puffer(links);
+  for (const std::uint32_t bits : {16U, 80U}) {
+    EXPECT_FALSE(uebersetzer.uebersetze({48000, LPCM, FLOAT_PACKED, 1, bits}, {&p, 1}, 1, 0.0));
+  }
+}
+
+TEST_F(PcmUebersetzerTest, FloatsAtAnOddAddressAreCopied) {
+  std::array<std::byte, 3 * sizeof(float) + 1> bytes{};
+  std::memcpy(bytes.data() + 1, links.data(), 3 * sizeof(float));
+  const TonPuffer p{bytes.data() + 1, 3 * sizeof(float)};
+  const auto block = uebersetzer.uebersetze({48000, LPCM, FLOAT_PACKED, 1, 32}, {&p, 1}, 3, 0.0);
+  EXPECT_EQ(samples(block), (std::vector<float>{0.1F, 0.2F, 0.3F}));
+}
+
 TEST_F(PcmUebersetzerTest, ARateOfZeroIsPassedOn) {
   const TonPuffer p = puffer(links);
   const auto block = uebersetzer.uebersetze({0, LPCM, FLOAT_PACKED, 1, 32}, {&p, 1}, 1, {});

@@ -216,6 +216,12 @@ TEST(SckEinstellungenTest, AnIntervalThatIsNoUnitFractionIsCountedInMicroseconds
             (StromEinstellungen::Abstand{150'000, 1'000'000}));
   k.kleinsterAbstand = 0;
   EXPECT_EQ(fensterEinstellungen(k).minimumFrameInterval, (StromEinstellungen::Abstand{0, 1}));
+  k.kleinsterAbstand = 3;
+  EXPECT_EQ(fensterEinstellungen(k).minimumFrameInterval,
+            (StromEinstellungen::Abstand{3'000'000, 1'000'000}));
+  k.kleinsterAbstand = 0.0005;
+  EXPECT_EQ(fensterEinstellungen(k).minimumFrameInterval,
+            (StromEinstellungen::Abstand{500, 1'000'000}));
 }
 
 TEST(MacBildTest, TheStatesOfAPictureHaveTheSystemsNumbers) {

@@ -82,7 +82,9 @@ TEST_F(SckStromTest, AStreamThatEndsBeforeItsStartIsAnsweredIsStoppedWithoutWait
 TEST_F(SckStromTest, AStreamThatTheServiceHasEndedIsStoppedWithoutWaiting) {
   dienst.stopp.reset();
   SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_FALSE(strom.laeuft());
   EXPECT_EQ(starte(strom), Ergebnis());
+  EXPECT_TRUE(strom.laeuft());
   static_cast<void>(dienst.buch.nimm());
   strom.merkeEnde();
   EXPECT_FALSE(strom.laeuft());

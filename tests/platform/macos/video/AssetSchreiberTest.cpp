@@ -113,6 +113,9 @@ TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   EXPECT_FALSE(schreiber->schreibt());
 
   EXPECT_TRUE(schreiber->starte(12.5));
+  w.status = SchreiberStatus::gescheitert;
+  EXPECT_FALSE(schreiber->schreibt());
+  w.status = SchreiberStatus::schreibt;
   EXPECT_TRUE(schreiber->schreibt());
   EXPECT_TRUE(schreiber->bereit());
   EXPECT_TRUE(haengeAn(*schreiber, 1));
