@@ -52,19 +52,29 @@ class Ordnerfall(test_video.Fensterfall):
             signale.schreibe(datei, signale.rauschen(sekunden, saat))
             self.raum.spiele(datei, geraet)
 
+    def video_bytes(self):
+        pfad = os.path.join(self.aufnahme, "video.mp4")
+        return os.path.getsize(pfad) if os.path.exists(pfad) else 0
+
     def behalte(self, aufnahme):
         """Keeps the lines as a host would."""
         with open(self.zeilen, "w", encoding="utf-8") as datei:
             datei.writelines(zeile + "\n" for zeile in aufnahme.aus.texte())
 
     def pruefe_ton(self, aufnahme):
-        """Put together, "me" is what the raw file holds, from the first sample to the last."""
+        """Put together, "me" is what the raw file holds, from the first sample to the last, but for what
+        the recorder drops as silent: a player that a busy machine starts late."""
         ziel = os.path.join(self.ordner, "zusammen")
         status, worte = rufe("zusammen", "--einzeln", "--ohne-video", "--nach", ziel, self.aufnahme)
         self.assertEqual(status, 0, worte)
         ton = signale.lies_ganz(os.path.join(ziel, "zusammen_me.wav"))
         roh = signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
-        self.assertTrue(numpy.array_equal(ton[:len(roh)], roh), aufnahme.alles())
+        ganz = numpy.zeros(len(roh))
+        ganz[:min(len(ton), len(roh))] = ton[:len(roh)]
+        anders = ganz != roh
+        self.assertFalse(ganz[anders].any(), aufnahme.alles())
+        self.assertLess(signale.pegel(roh[anders]), 0.006, aufnahme.alles())
+        return ganz
 
 
 class Ganz(Ordnerfall):
@@ -76,6 +86,8 @@ class Ganz(Ordnerfall):
         aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung)
         start = aufnahme.ereignis("video_start", GEDULD)
         aufnahme.warte_aufnahme(4.0)
+        self.warte_bis(lambda: self.video_bytes() > 4096,
+                       "pictures in the file")
         aufnahme.stoppe(frist=GEDULD)
         self.behalte(aufnahme)
 
@@ -84,7 +96,7 @@ class Ganz(Ordnerfall):
         vorher = inhalte(self.aufnahme)
         self.assertEqual(rufe("reparieren", self.aufnahme), (0, ["nichts zu tun"]))
         self.assertEqual(inhalte(self.aufnahme), vorher)
-        self.pruefe_ton(aufnahme)
+        self.assertTrue(self.pruefe_ton(aufnahme).any())
 
         status, worte = rufe("zusammen", self.aufnahme)
         self.assertEqual(status, 0, worte)
@@ -96,7 +108,7 @@ class Ganz(Ordnerfall):
         self.assertEqual((bild["codec_name"], ton["codec_name"], ton["channels"]), ("h264", "aac", 2))
         self.assertAlmostEqual(float(bild["start_time"]), start["t_s"], delta=0.002)
         self.assertEqual([kapitel["tags"]["title"] for kapitel in angaben["chapters"]],
-                         ["Anfang", "Zoom · Zoom Meeting"])
+                         [*(["Anfang"] if start["t_s"] > 0 else []), "Zoom · Zoom Meeting"])
         self.assertEqual(rufe("pruefen", self.aufnahme)[0], 0)
 
 
