@@ -9,9 +9,6 @@ import signale
 
 SEKUNDEN = 60.0
 STILLE = 0.006  # RMS below which a chunk is dropped
-STUECK = signale.ZIEL // 10  # what is compared at a time
-LAUT = 0.02  # RMS of a piece with sound in it
-AUSSETZER_MS = 3000
 
 
 class Gespraech(lauf.Fall):
@@ -39,11 +36,15 @@ class Gespraech(lauf.Fall):
         self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
 
         zeitachse = aufnahme.zeitachse()
-        # A busy machine loses a block now and then, or is halted for a moment.
+        # Without real-time priority a busy machine may lose a block now and then.
+        erlaubt_ms = 0 if lauf.konfiguration.darf_echtzeit() else 200
         for kanal in ("them", "me"):
-            self.assertLessEqual(zeitachse[kanal]["luecken_ms"], AUSSETZER_MS, aufnahme.alles())
+            self.assertLessEqual(zeitachse[kanal]["luecken_ms"], erlaubt_ms, aufnahme.alles())
+            if not erlaubt_ms:
+                self.assertEqual(zeitachse[kanal]["ueberlappungen"], 0, aufnahme.alles())
             # The first block may begin before time zero; that part of it is dropped.
-            self.assertLessEqual(zeitachse[kanal]["verworfen_ms"], 300, aufnahme.alles())
+            self.assertLessEqual(zeitachse[kanal]["verworfen_ms"], erlaubt_ms + 100,
+                                 aufnahme.alles())
         roh = signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
         self.pruefe_zeiten(aufnahme)
         self.pruefe_ausschnitte(aufnahme.chunks("me"), roh)
@@ -69,47 +70,38 @@ class Gespraech(lauf.Fall):
                 bisher = satz["t1"]
 
     def pruefe_klang(self, aufnahme, kanal, gespielt):
-        """The chunks, laid at their t0, are what was played, piece by piece: a player that misses its
-        turn leaves a hole, and what it plays afterwards is late by that."""
-        ergebnisse = [self.vergleiche(vorlage, aufnahme.chunks(kanal))
-                      for vorlage in signale.vorlagen(gespielt)]
-        gut, gespielt_pegel, gehoert_pegel, versatz, vorlage = max(ergebnisse, key=lambda wert: wert[0])
-        laut = sum(signale.pegel(vorlage[ab:ab + STUECK]) > LAUT
-                   for ab in range(0, len(vorlage) - STUECK, STUECK))
-        self.assertGreater(gut, 0.5 * laut, kanal)
-        self.assertAlmostEqual(gehoert_pegel / gespielt_pegel, 1.0, delta=0.01)
-        # t0 is rounded to 10 ms, so it may be off by 5 ms either way.
-        mitte = numpy.median(versatz)
-        self.assertGreater(sum(abs(wert - mitte) <= AUSSETZER_MS * 16 for wert in versatz),
-                           0.9 * len(versatz), versatz)
-        sprunglos = sum(abs(b - a) <= 160 for a, b in zip(versatz, versatz[1:]))
-        self.assertGreater(sprunglos, 0.6 * len(versatz), versatz)
+        """The chunks, laid at their t0, are what was played; what is missing between was silent."""
+        laeufe = self.laeufe(aufnahme.chunks(kanal))
+        ergebnisse = [self.lege_in(vorlage, laeufe) for vorlage in signale.vorlagen(gespielt)]
+        aehnlich, gelegt, bedeckt, versatz, vorlage = max(ergebnisse, key=lambda wert: wert[0])
+        self.assertGreater(aehnlich, 0.99, kanal)
+        self.assertAlmostEqual(signale.pegel(gelegt) / signale.pegel(vorlage), 1.0, delta=0.01)
+        self.assertLess(signale.pegel(vorlage[~bedeckt]), STILLE)
+        # One lag fits all: t0 is rounded to 10 ms, so it may be off by 5 ms either way.
+        self.assertLessEqual(max(versatz) - min(versatz), 160, versatz)
 
     @staticmethod
-    def vergleiche(vorlage, saetze):
-        """How many pieces of the chunks are found in `vorlage`; the levels of both; by how much each one is
-        later than it was played."""
-        gehoert, gespielt, versatz = [], [], []
+    def laeufe(saetze):
+        """Chunks that follow each other without a break, joined: (t0 of the first, samples)."""
+        laeufe, bisher = [], None
         for satz in saetze:
             ton = signale.lies_ganz(satz["path"])
-            t0 = round(satz["t0"] * signale.ZIEL)
-            for ab in range(0, len(ton) - STUECK + 1, STUECK):
-                stueck = ton[ab:ab + STUECK]
-                if signale.pegel(stueck) < LAUT:
-                    continue
-                # Near the last one, or anywhere while none has been found.
-                von = max(0, t0 + ab - versatz[-1] - signale.ZIEL) if versatz else 0
-                bis = von + STUECK + 2 * signale.ZIEL if versatz else len(vorlage)
-                lage = von + signale.lage_in(vorlage[von:bis], stueck)
-                soll = vorlage[max(lage, 0):lage + STUECK]
-                if lage >= 0 and len(soll) == STUECK and signale.korrelation(soll, stueck) > 0.98:
-                    gehoert.append(stueck)
-                    gespielt.append(soll)
-                    versatz.append(t0 + ab - lage)
-        if not versatz:
-            return 0, 1.0, 0.0, [0], vorlage
-        return (len(versatz), signale.pegel(numpy.concatenate(gespielt)),
-                signale.pegel(numpy.concatenate(gehoert)), versatz, vorlage)
+            if satz["t0"] == bisher:
+                laeufe[-1] = (laeufe[-1][0], numpy.concatenate([laeufe[-1][1], ton]))
+            else:
+                laeufe.append((satz["t0"], ton))
+            bisher = satz["t1"]
+        return laeufe
+
+    @staticmethod
+    def lege_in(vorlage, laeufe):
+        gelegt, bedeckt, versatz = numpy.zeros(len(vorlage)), numpy.zeros(len(vorlage), bool), []
+        for t0, ton in laeufe:
+            lage = signale.lage_in(vorlage, ton)
+            versatz.append(round(t0 * signale.ZIEL) - lage)
+            signale.lege(gelegt, ton, lage)
+            signale.lege(bedeckt, numpy.ones(len(ton), bool), lage)
+        return signale.korrelation(gelegt, vorlage), gelegt, bedeckt, versatz, vorlage
 
     def pruefe_ausschnitte(self, saetze, roh):
         """Each chunk of the microphone is a piece of the continuous file, at its t0."""
