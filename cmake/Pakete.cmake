@@ -1,7 +1,7 @@
 # What the program is built with, and what each thing's package is called. Everything that is missing
 # is reported at once, in one message, with the names to install it by.
 
-# hallkorb_paket(NAME DEBIAN FEDORA HOMEBREW): NAME as pkg-config or find_package() has it; "-" where
+# hallkorb_paket(NAME DEBIAN FEDORA HOMEBREW): NAME as pkg-config or find_package() has it; "-" if
 # a system has none or needs none.
 function(hallkorb_paket name debian fedora homebrew)
   set_property(GLOBAL PROPERTY HALLKORB_PAKET_${name}

@@ -45,7 +45,7 @@ class Film {
   // is dropped.
   void nimm(const Bild& bild);
   // Drops what the writer holds back, and every picture that was read before now: the window has
-  // stopped being a meeting, perhaps a moment earlier than its title told.
+  // stopped being a meeting, perhaps a moment before its title said so.
   void nimmZurueck();
   // Reports a writer that has failed (in a still window no picture comes that would show it), and a
   // file that is no longer in its place. Does nothing while a picture is being taken.

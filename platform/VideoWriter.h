@@ -9,7 +9,8 @@
 // and gaps between pictures show the earlier one.
 //
 // A window's title may change a moment after its picture, so a writer can hold back the newest
-// pictures for `haltezeit` seconds and drop them if the title tells that they show something else.
+// pictures for `haltezeit` seconds and drop them if the title shows that they belong to something
+// else.
 //
 // starte(), bereit(), haengeAn() and nimmZurueck() belong to one thread at a time; schliesseAb()
 // may come from another one once these have returned for the last time. fehler() any thread.

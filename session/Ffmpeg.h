@@ -3,6 +3,7 @@
 //
 // It is given one known format and local files only: a file that pretends to be a playlist must not
 // make it read others, or the network. Its result appears under its name only when it is complete.
+// One thread.
 #pragma once
 
 #include <cstdint>

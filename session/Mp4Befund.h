@@ -17,7 +17,7 @@ namespace hallkorb {
 
 struct Mp4Befund {
   bool istMp4 = false;         // begins with a file type
-  bool verzeichnis = false;    // has a head that tells how to play it
+  bool verzeichnis = false;    // has a movie header
   bool inFragmenten = false;   // it is written in fragments, or was
   bool abgeschnitten = false;  // the last box reaches past the end of the file, or is none
   std::int64_t fragmente = 0;  // whole ones

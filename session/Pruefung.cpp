@@ -19,8 +19,6 @@ namespace hallkorb {
 namespace {
 
 constexpr std::int64_t GENANNTE_LUECKEN = 100;
-// What rounding to a hundredth allows a chunk's length to differ by, and a little more.
-constexpr double RUNDUNG = 0.0101;
 // Two chunks of one channel may seem to overlap by what rounding does.
 constexpr double UEBERLAPPUNG = 0.0051;
 // Less of "me" behind its last chunk is not worth a finding.

@@ -14,8 +14,6 @@ namespace {
 
 // Two times of the lines that mean the same sample.
 constexpr double GLEICH = 0.001;
-// What rounding to a hundredth allows a chunk's length to differ by, and a little more.
-constexpr double RUNDUNG = 0.0101;
 
 std::optional<WavBefund> befund(const Sitzungsordner& ordner, const std::string& name) {
   const auto datei = Lesedatei::oeffne(ordner.zu(name));

@@ -20,6 +20,9 @@
 
 namespace hallkorb {
 
+// Seconds by which a chunk's length may differ from its line, whose times are hundredths.
+inline constexpr double RUNDUNG = 0.0101;
+
 struct Stueck {
   std::int64_t nummer = 0;
   std::int64_t ab = 0;       // first sample

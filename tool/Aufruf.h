@@ -1,7 +1,7 @@
 // The command line of hallkorb-sitzung.
 //
 // Unlike the recorder, which a program starts and which skips what it does not know, this is for
-// people: a mistake is named, and nothing happens.
+// people: a mistake is named, and nothing happens. One thread.
 #pragma once
 
 #include <string>

@@ -5,7 +5,7 @@
 // milliseconds of its capture; only a process that was halted gets older ones. So what is not close
 // to now is no time: the block then follows the one before it.
 //
-// Seconds on the clock of hostSekunden().
+// Seconds on the clock of hostSekunden(). Any thread.
 #pragma once
 
 #include <optional>

@@ -262,7 +262,7 @@ def fuzz_ziele():
 def fuzz_korpora(ziel):
     """The folders whose files a target tries before anything else."""
     name = os.path.basename(ziel)
-    weitere = [os.path.join(WURZEL, "tests", "meeting", "lists")] if name == "fenster_wahl_fuzz" else []
+    weitere = [os.path.join(WURZEL, "tests", "vectors", "windows")] if name == "fenster_wahl_fuzz" else []
     return [os.path.join(WURZEL, "fuzz", "corpora", name), *weitere]
 
 

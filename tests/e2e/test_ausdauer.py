@@ -253,7 +253,7 @@ class Neugestartet(Ausdauerfall):
         self.assertGreater(film.Film(video["path"]).zeiten[-1], 2.0)
         self.bildschirm.schliesse(fenster)
         luecken = max(aufnahme.zeitachse()[kanal]["luecken_ms"] for kanal in ("me", "them"))
-        # Without devices nothing is heard, and until the recorder has found them again.
+        # Nothing is heard until the devices are back and the recorder has found them.
         grenze = 500 if wer == "X server" else 1000 * (dauer + GEDULD)
         self.assertLessEqual(luecken, grenze, aufnahme.alles())
         return luecken

@@ -19,7 +19,7 @@ namespace hallkorb::sim {
 inline constexpr PcmFormat MONO16{16000.0, 1, true};
 
 // What is heard at `t` seconds after time zero: a tone, never silent for long, with a value that
-// tells one moment from the next.
+// differs from one moment to the next.
 [[nodiscard]] float klang(double t);
 [[nodiscard]] std::vector<float> aufnahme(double von, std::size_t frames, double rate = 16000.0);
 

@@ -123,7 +123,7 @@ class Fenster {
                                         static_cast<std::uint32_t>(wunsch.y)};
     setze(XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, hinweise, 18);
     if (wunsch.ohneRahmen) {
-      const std::uint32_t ohne[] = {2 /* decorations are told */, 0, 0 /* none */, 0, 0};
+      const std::uint32_t ohne[] = {2 /* decorations are given */, 0, 0 /* none */, 0, 0};
       setze(atom("_MOTIF_WM_HINTS"), atom("_MOTIF_WM_HINTS"), 32, ohne, 5);
     }
     if (std::any_of(wunsch.schatten, wunsch.schatten + 4, [](auto rand) { return rand != 0; })) {

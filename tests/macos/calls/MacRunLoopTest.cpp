@@ -137,7 +137,7 @@ TEST_F(MacRunLoopTest, ASignalThatTheParentIgnoresIsSeen) {
   EXPECT_EQ(schleife().run(), 6);
 }
 
-// The loop does not wait for ever for being told that the source watches.
+// The loop does not wait for ever for the report that the source watches.
 TEST_F(MacRunLoopTest, ASignalWhoseWatchIsNeverReportedIsSeenAllTheSame) {
   ersatz::stummeAnmeldung(true);
   schleife().aufSignal(SIGUSR1, [&] { schleife().quit(7); });

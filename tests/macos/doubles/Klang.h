@@ -17,7 +17,7 @@ class Klang {
   // Nothing is mixed, by none of them, while this is held.
   [[nodiscard]] static std::unique_lock<std::mutex> halte();
 
-  // The samples of a file; nothing if it cannot be read.
+  // The samples of a file; nullopt if it cannot be read.
   [[nodiscard]] static std::optional<std::vector<float>> lies(const std::string& pfad);
   // To be held. A block mixed later than `wann` would lack the recording's beginning.
   void beginne(double wann, std::vector<float> werte);

@@ -1,5 +1,5 @@
-// What the C library of macOS has otherwise than this one's. Included before everything else in the
-// files of base/, which ask for it where they are built for macOS.
+// What differs in the C library of macOS. Included before everything else in the files of base/,
+// which ask for it if they are built for macOS.
 #pragma once
 
 #include <climits>

@@ -32,7 +32,7 @@ class Tonquelle {
   void starte();
   // `tausch` runs between two blocks; the next one begins now, in the new format.
   void wechsle(double rate, std::size_t kanaele, const std::function<void()>& tausch);
-  // From now on nothing comes at all, or again something.
+  // Stops the sound, or lets it go on.
   void verstumme(bool ja);
   // Returns when the program has taken a block that begins after the call.
   void warteAufAbnahme();
