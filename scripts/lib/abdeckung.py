@@ -2,7 +2,7 @@
 
 The programs of a build with the preset "coverage" or "macos-coverage" leave a profile each; put together they
 show which lines ran, and which way each condition was answered. A line that the compiler put into
-several functions (a template, an inline function) has run if one of them has.
+several functions (a template, an inline function) has run if one of them has, and so has a branch.
 """
 
 import glob
@@ -35,34 +35,55 @@ def miss(fuehre_aus, ordner, programme, wurzel, wo=(ORDNER,), ohne=()):
     """File -> its lines and its branches, each with how often it ran, of the profiles in the folder, for
     the files in the folders `wo` but not in `ohne`.
 
-    A line is its number. A branch is the line, the place of its condition among those of that line and
-    "yes" or "no".
+    A line is its number. A branch is line and column of its condition, and "yes" or "no".
     """
     gesamt = os.path.join(ordner, "gesamt.profdata")
     fuehre_aus("llvm-profdata-19", "merge", "-sparse", "--failure-mode=all", "-o", gesamt,
                *sorted(glob.glob(os.path.join(ordner, "*.profraw"))))
     weitere = [teil for programm in programme[1:] for teil in ("-object", programm)]
-    _, ausgabe = fuehre_aus("llvm-cov-19", "export", "-format=lcov", "-instr-profile", gesamt,
-                            programme[0], *weitere)
-    return {name: beides for name, beides in _aus_lcov(ausgabe, wurzel).items()
-            if name.startswith(tuple(wo)) and not name.startswith(tuple(ohne)) and beides[0]}
+
+    def exportiere(*wie):
+        return fuehre_aus("llvm-cov-19", "export", *wie, "-instr-profile", gesamt, programme[0],
+                          *weitere)[1]
+
+    def name(pfad):
+        return os.path.relpath(os.path.realpath(pfad), os.path.realpath(wurzel))
+
+    zeilen, gefragt = _zeilen(exportiere("-format=lcov"), name)
+    zweige = _zweige(exportiere("-format=text", "-skip-functions", "-skip-expansions"), name)
+    return {datei: (zeilen[datei], {ort: zahl for ort, zahl in zweige.get(datei, {}).items()
+                                    if ort[0] in gefragt[datei]})
+            for datei in sorted(zeilen)
+            if datei.startswith(tuple(wo)) and not datei.startswith(tuple(ohne)) and zeilen[datei]}
 
 
-def _aus_lcov(text, wurzel):
-    dateien, zeilen, zweige = {}, {}, {}
-    for eintrag in text.splitlines():
+def _zeilen(lcov, name):
+    """Each file's lines, and those with a condition that is no constant: this format alone says that."""
+    dateien, gefragt, zeilen, eigene = {}, {}, {}, set()
+    for eintrag in lcov.splitlines():
         art, _, wert = eintrag.partition(":")
         if art == "SF":
-            name = os.path.relpath(os.path.realpath(wert), os.path.realpath(wurzel))
-            zeilen, zweige = dateien.setdefault(name, ({}, {}))
+            zeilen = dateien.setdefault(name(wert), {})
+            eigene = gefragt.setdefault(name(wert), set())
         elif art == "DA":
             nummer, zahl = map(int, wert.split(",")[:2])
             zeilen[nummer] = max(zeilen.get(nummer, 0), zahl)
         elif art == "BRDA":
-            nummer, _, stelle, zahl = wert.split(",")
-            zweig = (int(nummer), int(stelle) // 2, "no" if int(stelle) % 2 else "yes")
-            zweige[zweig] = max(zweige.get(zweig, 0), 0 if zahl == "-" else int(zahl))
-    return dict(sorted(dateien.items()))
+            eigene.add(int(wert.split(",")[0]))
+    return dateien, gefragt
+
+
+def _zweige(text, name):
+    dateien = {}
+    # The output may begin with a warning.
+    gemessen, _ = json.JSONDecoder().raw_decode(text, text.index('{"'))
+    for eintrag in gemessen["data"][0]["files"]:
+        zweige = dateien.setdefault(name(eintrag["filename"]), {})
+        for nummer, spalte, _, _, ja, nein, *_ in eintrag["branches"]:
+            for seite, zahl in (("yes", ja), ("no", nein)):
+                ort = nummer, spalte, seite
+                zweige[ort] = max(zweige.get(ort, 0), zahl)
+    return dateien
 
 
 def _anteil(zahlen):

@@ -41,6 +41,8 @@ class AvUmwandlung final : public KonverterAufrufe {
             return ein;
           };
       NSError* error = nil;
+      // No document says whether this call raises exceptions, as others of its framework do. One
+      // that left the capture's thread would end the process; as an error it costs a block.
       // The error decides, not the status: several of its values mean that the input is used up, as
       // usual.
       const Ergebnis ergebnis = ohneAusnahme([&] {
