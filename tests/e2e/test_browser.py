@@ -88,7 +88,7 @@ class Browserfall(test_video.Fensterfall):
     def pruefe_bilder(self, gedreht, erlaubt):
         """Each picture shows one of these pages, whole: none is empty or half painted."""
         for nummer in range(len(gedreht.bilder)):
-            namen = gedreht.namen(nummer, {name: FARBEN[name] for name in erlaubt})
+            namen = gedreht.namen_im_bild(nummer, {name: FARBEN[name] for name in erlaubt})
             self.assertEqual(len(namen), 1, f"picture {nummer} at {gedreht.zeiten[nummer]} shows {namen}")
             self.assertNotIn("?", namen, f"picture {nummer} at {gedreht.zeiten[nummer]}")
 
