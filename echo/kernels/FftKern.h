@@ -317,10 +317,10 @@ inline constexpr std::size_t ZEILENABSTAND = GROSSE_ZEILE + 8;
 // The rows that are transposed together, 256 KB: a second-level cache holds them.
 inline constexpr std::size_t ZEILENBLOCK = KLEINSTE_SPALTE;
 
-// Rows k1 to k1 + ZEILENBLOCK of the matrix as columns of the result. All lines of one column share a
-// few sets of the cache if its length is a power of two; each visit therefore writes four whole lines
-// that follow one another, so that they leave the cache through different sets. One line at each visit
-// takes three times as long.
+// Rows k1 to k1 + ZEILENBLOCK of the matrix as columns of the result. All lines of one column share
+// a few sets of the cache if its length is a power of two; each visit therefore writes four whole
+// lines that follow one another, so that they leave the cache through different sets. One line at
+// each visit takes three times as long.
 HK_INLINE void transponiere(const double* zeilen, double* ziel, std::size_t n1, std::size_t k2) {
   for (std::size_t z = 0; z < ZEILENBLOCK; z += 8) {
     V v[8];
