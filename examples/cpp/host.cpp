@@ -113,33 +113,35 @@ class Host {
   void readStreams(const Child& child) {
     std::array<pollfd, 3> fds{
         {{child.out, POLLIN, 0}, {child.err, POLLIN, 0}, {wakeUp[0], POLLIN, 0}}};
-    std::string rest;  // a line that is not complete; what is left at the end was cut off by a kill
+    // Lines that are not complete; what is left of them at the end was cut off by a kill.
+    std::array<std::string, 2> rest;
     while (fds[0].fd >= 0 || fds[1].fd >= 0) {
       const int ready = poll(fds.data(), fds.size(), untilNextTime());
       if (stopAt_ && std::chrono::steady_clock::now() >= *stopAt_) stop();
       if (killAt_ && std::chrono::steady_clock::now() >= *killAt_) kill9();
       if (ready <= 0) continue;
       std::array<char, 4096> buffer{};
-      for (pollfd& fd : fds) {
-        if (fd.fd < 0 || fd.revents == 0) continue;
-        const ssize_t length = read(fd.fd, buffer.data(), buffer.size());
+      for (std::size_t i = 0; i < fds.size(); ++i) {
+        if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+        const ssize_t length = read(fds[i].fd, buffer.data(), buffer.size());
         if (length < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-        if (fd.fd == wakeUp[0]) {
+        if (i == fds.size() - 1) {
           stop();
         } else if (length <= 0) {
-          fd.fd = -1;
-        } else if (fd.fd == child.err) {
-          std::cerr.write(buffer.data(), length);
+          fds[i].fd = -1;
         } else {
-          rest.append(buffer.data(), static_cast<std::size_t>(length));
-          for (std::size_t end = 0; (end = rest.find('\n')) != std::string::npos;) {
-            take(rest.substr(0, end));
-            rest.erase(0, end + 1);
+          rest[i].append(buffer.data(), static_cast<std::size_t>(length));
+          for (std::size_t end = 0; (end = rest[i].find('\n')) != std::string::npos;) {
+            const std::string line = rest[i].substr(0, end);
+            rest[i].erase(0, end + 1);
+            i == 0 ? take(line) : passOn(line);
           }
         }
       }
     }
   }
+
+  static void passOn(const std::string& line) { std::cerr << line + "\n"; }
 
   [[nodiscard]] int untilNextTime() const {
     if (!stopAt_ && !killAt_) return -1;

@@ -154,9 +154,12 @@ class Host {
       child.on('error', (error) => resolve({error}));
       child.on('close', (status, signal) => resolve({status, signal}));
     });
-    child.stderr.pipe(process.stderr, {end: false});
-    const done = await this.#readLines(child.stdout, folder);
+    const [done] = await Promise.all([this.#readLines(child.stdout, folder), this.#passOn(child.stderr)]);
     return this.#outcome(await ended, done);
+  }
+
+  async #passOn(stream) {
+    for await (const text of linesOf(stream)) process.stderr.write(`${text}\n`);
   }
 
   /** Reads standard output to its end, and keeps it; resolves to whether "done" came. */
