@@ -276,6 +276,96 @@ class Dokument(unittest.TestCase):
             schema.pruefe(zeile)
 
 
+class Typen(unittest.TestCase):
+    """The types of the hosts in examples/, written by hand in four languages, are those of the schema."""
+
+    def soll(self):
+        """Kind of line -> field -> "bool", "int", "float", "str" or "Timeline", with "?" if it may be
+        missing. `event` says which kind it is, and is no field of its type."""
+        art = {"boolean": "bool", "integer": "int", "number": "float", "string": "str"}
+
+        def feld(inhalt):
+            if inhalt.get("$ref") == "#/$defs/timeline":
+                return "Timeline"
+            if inhalt.get("$ref") == "#/$defs/channel" or isinstance(inhalt.get("const"), str):
+                return "str"
+            return art[inhalt["type"]]
+
+        def felder(name):
+            inhalt = schema.schema()["$defs"][name]
+            return {wort: feld(teil) + ("" if wort in inhalt["required"] else "?")
+                    for wort, teil in inhalt["properties"].items() if wort != "event"}
+
+        lebend = schema.geschlossen(schema.schema())["$defs"]["live"]["anyOf"]
+        return {name: felder(name) for name in
+                [verweis["$ref"].rsplit("/", 1)[1] for verweis in lebend] + ["timeline"]}
+
+    def quelle(self, *pfad):
+        with open(os.path.join(WURZEL, "examples", *pfad), encoding="utf-8") as datei:
+            return datei.read()
+
+    @staticmethod
+    def satzart(klasse):
+        """VideoStart -> video_start"""
+        return re.sub(r"(?<=[a-z])(?=[A-Z])", "_", klasse).lower()
+
+    def aus_strukturen(self, text, feld, namen):
+        """The fields of each structure: `feld` finds (name, type) or (type, name) in its body."""
+        gefunden = {}
+        for klasse, rumpf in re.findall(r"^struct (\w+)(?:: Decodable)? \{([^}]*)\}", text,
+                                        re.MULTILINE):
+            gefunden[self.satzart(klasse)] = {
+                treffer["name"]: namen[treffer["art"]] for treffer in re.finditer(feld, rumpf)}
+        return gefunden
+
+    def test_python(self):
+        sys.path.insert(0, os.path.join(WURZEL, "examples", "python"))
+        import dataclasses
+
+        import lines
+
+        namen = {bool: "bool", int: "int", float: "float", str: "str", lines.Timeline: "Timeline",
+                 int | None: "int?"}
+        klassen = {**lines.EVENTS, "chunk": lines.Chunk, "timeline": lines.Timeline}
+        self.assertEqual({name: {feld.name: namen[feld.type] for feld in dataclasses.fields(klasse)}
+                          for name, klasse in klassen.items()}, self.soll())
+
+    def test_node(self):
+        text = self.quelle("node", "lines.mjs")
+        namen = {"boolean": "bool", "integer": "int", "number": "float", "string": "str",
+                 "integer?": "int?"}
+
+        def tabelle(name):
+            roh = re.search(rf"const {name} = (\{{.*?\}});", text, re.DOTALL)[1].replace("'", '"')
+            roh = re.sub(r"\b(PICTURE|TIMELINE)\b", r'"\1"', re.sub(r"(\w+):", r'"\1":', roh))
+            return json.loads(re.sub(r",(\s*\})", r"\1", roh))
+
+        def uebersetze(felder):
+            return {name: "Timeline" if art == "TIMELINE" else namen[art] for name, art in felder.items()}
+
+        arten_ = {name: uebersetze(tabelle("PICTURE") if felder == "PICTURE" else felder)
+                  for name, felder in tabelle("LINES").items()}
+        self.assertEqual({**arten_, "timeline": uebersetze(tabelle("TIMELINE"))}, self.soll())
+
+    def test_cpp(self):
+        gefunden = self.aus_strukturen(
+            self.quelle("cpp", "lines.h"), r"(?P<art>[\w:<>]+) (?P<name>\w+);",
+            {"bool": "bool", "std::int64_t": "int", "double": "float", "std::string": "str",
+             "Timeline": "Timeline", "std::optional<std::int64_t>": "int?"})
+        self.assertEqual(gefunden.pop("unknown"), {"text": "str"})
+        self.assertEqual(gefunden, self.soll())
+
+    def test_swift(self):
+        text = self.quelle("swift", "Lines.swift")
+        gefunden = self.aus_strukturen(text, r"let (?P<name>\w+): (?P<art>[\w?]+)",
+                                       {"Bool": "bool", "Int": "int", "Double": "float", "String": "str",
+                                        "Timeline": "Timeline", "Int?": "int?"})
+        self.assertIn("typealias VideoWechsel = VideoStart\n", text)
+        gefunden["error"] = gefunden.pop("failed")  # the name is taken
+        self.assertEqual({**gefunden, "done": {},
+                          "video_wechsel": gefunden["video_start"]}, self.soll())
+
+
 def hauptteil():
     ergebnis = unittest.TextTestRunner(stream=sys.stdout, verbosity=0).run(
         unittest.defaultTestLoader.loadTestsFromModule(sys.modules[__name__]))

@@ -302,3 +302,16 @@ class CppAufnahme(Cpp, PythonAufnahme):
 
 class CppGespielt(Cpp, PythonGespielt):
     BEFEHL = Cpp.BEFEHL
+
+
+class Swift:
+    LANG = True
+    BEFEHL = (os.path.join(lauf.WURZEL, "build", "host-swift", "host"),)
+
+
+class SwiftAufnahme(Swift, PythonAufnahme):
+    BEFEHL = Swift.BEFEHL
+
+
+class SwiftGespielt(Swift, PythonGespielt):
+    BEFEHL = Swift.BEFEHL
