@@ -29,7 +29,8 @@ debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 pyt
 debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux ffmpeg valgrind libfftw3-dev python3-jsonschema)
+  git shellcheck util-linux ffmpeg valgrind libfftw3-dev python3-jsonschema
+  python3-markdown-it mandoc)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
@@ -45,7 +46,7 @@ fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
 fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
-  fftw-devel python3-jsonschema)
+  fftw-devel python3-jsonschema python3-markdown-it mandoc)
 fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox pipewire-pulseaudio xdotool)
 

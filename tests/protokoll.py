@@ -10,6 +10,7 @@ import copy
 import json
 import os
 import re
+import subprocess
 import sys
 import unittest
 
@@ -17,6 +18,7 @@ import jsonschema
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import handbuch  # noqa: E402
 import schema  # noqa: E402
 
 OFFEN = jsonschema.Draft202012Validator(schema.schema())
@@ -274,6 +276,61 @@ class Dokument(unittest.TestCase):
         self.assertGreater(len(ganze), 4)
         for zeile in ganze:
             schema.pruefe(zeile)
+
+
+class Handbuch(unittest.TestCase):
+
+    def test_seite_ist_aktuell(self):
+        with open(os.path.join(WURZEL, handbuch.SEITE), encoding="utf-8") as datei:
+            self.assertEqual(datei.read(), handbuch.seite(handbuch.lies()),
+                             "docs/protocol.md has changed: run scripts/docs")
+
+    def test_jedes_wort_ist_in_der_seite(self):
+        """Nothing gets lost on the way: what the document says, the page says as it is shown."""
+        gezeigt = subprocess.run(["mandoc", "-Tutf8", "-Owidth=500", os.path.join(WURZEL, handbuch.SEITE)],
+                                 check=True, capture_output=True).stdout.decode()
+        # Bold letters are struck twice.
+        gezeigt = set(re.findall(r"\w+", re.sub(".\b", "", gezeigt)))
+        # Of a link only its text is for readers of the page; headings are in capitals, and those of
+        # tables that became lists are left out.
+        weg = r"^#+ .*$|^```.*$|^\|.*\|\n(?=\|[-|]+\|$)"
+        text = re.sub(r"\]\([^)]*\)", "]", re.sub(weg, "", dokument(), flags=re.MULTILINE))
+        self.assertEqual(set(re.findall(r"\w+", text)) - gezeigt, set())
+
+    def test_seiten_ohne_tadel(self):
+        for name in ("hallkorb.1.in", "hallkorb-sitzung.1.in", "hallkorb-protokoll.5.in"):
+            ergebnis = subprocess.run(["mandoc", "-Tlint", "-W", "warning",
+                                       os.path.join(WURZEL, "docs", name)], capture_output=True, text=True,
+                                      check=False)
+            tadel = [zeile for zeile in ergebnis.stdout.splitlines() if "missing date" not in zeile]
+            self.assertEqual(tadel, [])
+
+
+class Wirtsseite(unittest.TestCase):
+
+    def test_genannte_tests_gibt_es(self):
+        """docs/hosts.md rests on tests; each one that it names is there."""
+        ordner = os.path.join(WURZEL, "tests", "e2e")
+        module = {}
+        for name in os.listdir(ordner):
+            if name.endswith(".py"):
+                with open(os.path.join(ordner, name), encoding="utf-8") as datei:
+                    module[name[:-3]] = datei.read()
+        with open(os.path.join(WURZEL, "docs", "hosts.md"), encoding="utf-8") as datei:
+            genannt = re.findall(r"`((?:[A-Z]\w+\.)?test_\w+(?:\.\w+)*|[A-Z]\w*[a-z]\w*)`", datei.read())
+        self.assertGreater(len(genannt), 25)
+        for name in genannt:
+            teile = name.split(".")
+            if name.startswith("NS"):  # the platform's
+                continue
+            text = module.get(teile[0])
+            if text is None:  # a class or a case, of a module that is named before it
+                text = "\n".join(module.values())
+            else:
+                teile = teile[1:]
+            for teil in teile:
+                art = "def" if teil.startswith("test_") else "class"
+                self.assertRegex(text, rf"\b{art} {teil}\b", name)
 
 
 class Typen(unittest.TestCase):

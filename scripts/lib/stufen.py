@@ -178,7 +178,7 @@ def stufe_wirte(zaehler):
     if not prozesse.LINUX:
         return
     baue("release", "hallkorb", "hallkorb-sitzung", "testsprecher")
-    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner"]
+    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner", "test_fragen"]
     cpp, swift = os.path.join(BAU, "host-cpp"), os.path.join(BAU, "host-swift")
     fuehre_aus("cmake", "-G", "Ninja", "-S", os.path.join("examples", "cpp"), "-B", cpp,
                "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror")

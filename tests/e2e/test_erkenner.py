@@ -43,7 +43,7 @@ class Szene:
         for satz in VORREDE:
             self._sage("them", satz, 0.7)
         self.beginn = self._ende
-        self._ende += 1.0
+        self._ende += 3.0  # so that no chunk holds both
         self.gesagt = []  # (channel, begin, end, word)
         for _ in range(RUNDEN):
             for paar in zip(WOERTER["me"], WOERTER["them"]):
@@ -111,7 +111,6 @@ class Erkenner(lauf.Fall):
         for art, wirt in wirte.items():
             wirt.ende(0)
             gehoert[art] = self.lies(wirt, szene)
-            print(f"{art} echo path: {gehoert[art]}" if art == "mit" else f"without: {gehoert[art]}")
 
         for art in ("mit", "ohne"):
             for seite in ("me", "them"):
@@ -128,7 +127,8 @@ class Erkenner(lauf.Fall):
         stuecke = [(sekunden(von) - versatz, sekunden(bis) - versatz, kanal, text.split())
                    for von, bis, kanal, text in re.findall(
                        r"^(\S+) --> (\S+)\n<v (\w+)>(.*)$", wirt.lies("transcript.vtt"), re.MULTILINE)]
-        stuecke = [stueck for stueck in stuecke if stueck[1] > szene.beginn]
+        stuecke = [stueck for stueck in stuecke if stueck[0] > szene.beginn]
+        print(*(f"{von:.1f} {kanal} {' '.join(worte)}" for von, _, kanal, worte in sorted(stuecke)), sep=", ")
         zahlen = {}
         for kanal in ("me", "them"):
             for seite in ("me", "them"):
