@@ -34,7 +34,7 @@ enum class Outcome { recorded, lost, refused };
 
 struct Options {
   std::string recorder, folder, transcriber;
-  double seconds = 0.0;     // then stop; 0: at Ctrl-C
+  double seconds = 0.0;     // of recording, then stop; 0: at Ctrl-C
   double patience = 150.0;  // how long a stop may take
   int restarts = 3;         // after crashes, at most
   std::vector<std::string> recorderOptions;
@@ -56,7 +56,6 @@ class Host {
 
   Outcome run() {
     std::filesystem::create_directories(options_.folder);
-    if (options_.seconds > 0.0) stopAt_ = after(options_.seconds);
     Outcome outcome = Outcome::refused;
     for (int left = options_.restarts; left >= 0; --left) {
       outcome = record(newFolder());
@@ -150,6 +149,12 @@ class Host {
     return static_cast<int>(std::ceil(std::clamp(rest.count(), 0.0, 60'000.0)));
   }
 
+  // Once, from the first "started" on.
+  void countSeconds() {
+    if (options_.seconds > 0.0) stopAt_ = after(options_.seconds);
+    options_.seconds = 0.0;
+  }
+
   // The orderly stop, with a limit. A second one changes nothing.
   void stop() {
     stopAt_.reset();
@@ -171,8 +176,10 @@ class Host {
     kept_ << text << "\n" << std::flush;
     try {
       const Line line = parse(text);
-      if (const auto* started = std::get_if<Started>(&line))
+      if (const auto* started = std::get_if<Started>(&line)) {
         offset_ = transcript_.offset(started->null_unix_ms);
+        countSeconds();
+      }
       if (const auto* chunk = std::get_if<Chunk>(&line)) transcriber_.take(offset_, *chunk);
       done_ = done_ || std::holds_alternative<Done>(line);
       std::visit([this](const auto& known) { show(known); }, line);

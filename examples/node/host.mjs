@@ -104,7 +104,6 @@ class Host {
   async run() {
     mkdirSync(this.options.folder, {recursive: true, mode: 0o700});
     for (const name of ['SIGINT', 'SIGTERM']) process.on(name, () => this.stop());
-    if (this.options.seconds > 0) setTimeout(() => this.stop(), this.options.seconds * 1000).unref();
     let outcome = REFUSED;
     for (let left = this.options.restarts; left >= 0; --left) {
       outcome = await this.#record(this.#newFolder());
@@ -123,6 +122,12 @@ class Host {
     say('stopping');
     this.#recorder?.kill('SIGINT');
     setTimeout(() => this.#kill(), this.options.patience * 1000).unref();
+  }
+
+  /** Once, from the first "started" on. */
+  #countSeconds() {
+    if (this.options.seconds > 0) setTimeout(() => this.stop(), this.options.seconds * 1000).unref();
+    this.options.seconds = 0;
   }
 
   #kill() {
@@ -175,7 +180,10 @@ class Host {
         say(`not understood: ${text} (${error.message})`);
         continue;
       }
-      if (line.event === 'started') offset = this.transcript.offset(line.null_unix_ms);
+      if (line.event === 'started') {
+        offset = this.transcript.offset(line.null_unix_ms);
+        this.#countSeconds();
+      }
       if (line.event === 'chunk') this.transcriber.take(offset, line);
       done ||= line.event === 'done';
       this.#show(line, folder);

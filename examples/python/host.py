@@ -99,8 +99,6 @@ class Host:
         os.makedirs(self._options.folder, mode=0o700, exist_ok=True)
         for number in (signal.SIGINT, signal.SIGTERM):
             signal.signal(number, lambda *_: self.stop())
-        if self._options.seconds:
-            self._after(self._options.seconds, self.stop)
         self._transcriber.start()
         try:
             for left in range(self._options.restarts, -1, -1):
@@ -131,6 +129,12 @@ class Host:
             say("it does not stop: killed")
             self._killed = True
             self._recorder.kill()
+
+    def _count_seconds(self):
+        """Once, from the first "started" on."""
+        if self._options.seconds:
+            self._after(self._options.seconds, self.stop)
+            self._options.seconds = 0.0
 
     @staticmethod
     def _after(seconds, call):
@@ -189,6 +193,7 @@ class Host:
                     continue
                 if isinstance(line, lines.Started):
                     offset = self._transcript.offset(line.null_unix_ms)
+                    self._count_seconds()
                 elif isinstance(line, lines.Chunk):
                     self._transcriber.take(offset, line)
                 done = done or isinstance(line, lines.Done)
@@ -243,7 +248,7 @@ def main():
     parser.add_argument("--recorder", required=True)
     parser.add_argument("--folder", required=True)
     parser.add_argument("--transcriber", required=True)
-    parser.add_argument("--seconds", type=float, default=0.0, help="then stop (0: at Ctrl-C)")
+    parser.add_argument("--seconds", type=float, default=0.0, help="of recording, then stop")
     parser.add_argument("--patience", type=float, default=150.0, help="how long a stop may take")
     parser.add_argument("--restarts", type=int, default=3, help="after crashes, at most")
     parser.add_argument("recorder_options", nargs="*")

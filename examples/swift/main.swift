@@ -31,7 +31,7 @@ func readLines(_ stream: FileHandle, _ take: (String) -> Void) {
 
 struct Options {
   var recorder = "", folder = "", transcriber = ""
-  var seconds = 0.0  // then stop; 0: at Ctrl-C
+  var seconds = 0.0  // of recording, then stop; 0: at Ctrl-C
   var patience = 150.0  // how long a stop may take
   var restarts = 3  // after crashes, at most
   var recorderOptions: [String] = []
@@ -57,7 +57,7 @@ struct Options {
 }
 
 final class Host: @unchecked Sendable {
-  private let options: Options
+  private var options: Options
   private let transcript = Transcript()
   private let transcriber: Transcriber
   private let lock = NSLock()  // for what follows: signals and timers come on threads of their own
@@ -73,7 +73,6 @@ final class Host: @unchecked Sendable {
   func run() throws -> Outcome {
     let folder = URL(fileURLWithPath: options.folder)
     try FileManager.default.createDirectory(at: folder, withIntermediateDirectories: true)
-    if options.seconds > 0 { after(options.seconds) { self.stop() } }
     var outcome = Outcome.refused
     for left in stride(from: options.restarts, through: 0, by: -1) {
       outcome = record(try newFolder())
@@ -106,6 +105,12 @@ final class Host: @unchecked Sendable {
         kill(recorder.processIdentifier, SIGKILL)
       }
     }
+  }
+
+  /// Once, from the first "started" on.
+  private func countSeconds() {
+    if options.seconds > 0 { after(options.seconds) { self.stop() } }
+    options.seconds = 0
   }
 
   private func after(_ seconds: Double, _ call: @escaping @Sendable () -> Void) {
@@ -160,7 +165,9 @@ final class Host: @unchecked Sendable {
       do {
         let line = try parse(text)
         switch line {
-        case .started(let started): offset = transcript.offset(started.null_unix_ms)
+        case .started(let started):
+          offset = transcript.offset(started.null_unix_ms)
+          countSeconds()
         case .chunk(let chunk): transcriber.take(offset, chunk)
         case .done: done = true
         default: break
