@@ -95,11 +95,11 @@ class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
     leaves reading standard output to the test; `protokoll` lets libraries write to standard error.
     `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
-    program that starts it."""
+    program that starts it, `rohr` how many bytes its pipes take."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
                  echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=(),
-                 programm=PROGRAMM):
+                 programm=PROGRAMM, rohr=-1):
         self.test = test
         self._protokoll = protokoll
         self.ordner = ordner
@@ -107,7 +107,7 @@ class Lauf:
         self.prozess = prozesse.starte(
             [*vorsatz, programm, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
-            gehalten=gehalten,
+            gehalten=gehalten, pipesize=rohr,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
         if sofort:
             sofort(self.prozess)

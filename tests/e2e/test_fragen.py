@@ -1,6 +1,5 @@
 """What host developers ask, tried on the program; docs/hosts.md has the answers."""
 
-import fcntl
 import os
 import subprocess
 
@@ -24,8 +23,7 @@ class Fragen(lauf.Fall):
 
     def test_wer_nicht_liest(self):
         """A host that reads nothing loses lines, and no sound: the recording goes on and ends."""
-        aufnahme = self.beginne(lies_stdout=False)
-        fcntl.fcntl(aufnahme.prozess.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        aufnahme = self.beginne(lies_stdout=False, rohr=4096)
         aufnahme.warte_aufnahme(7.0)  # several lines a second: more than the pipe takes
         aufnahme.sende()
         self.assertEqual(aufnahme.ende(), 0)
