@@ -24,20 +24,19 @@ class Fragen(lauf.Fall):
     def test_wer_nicht_liest(self):
         """A host that reads nothing loses lines, and no sound: the recording goes on and ends."""
         aufnahme = self.beginne(lies_stdout=False, rohr=4096)
-        aufnahme.warte_aufnahme(7.0)  # several lines a second: more than the pipe takes
+        def chunks():
+            return self.dateien("chunk_") if os.path.isdir(aufnahme.ordner) else []
+
+        self.warte_bis(lambda: len(chunks()) >= 80, "more chunks than the pipe takes lines")
         aufnahme.sende()
         self.assertEqual(aufnahme.ende(), 0)
-        self.assertGreater(len(signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))),
-                           7.0 * signale.ZIEL)
-        for kanal in ("me", "them"):
-            namen = self.dateien(f"chunk_{kanal}_")
-            self.assertGreater(len(namen), 20)
-            for name in namen:
-                signale.lies_ganz(os.path.join(aufnahme.ordner, name))
+        self.assertGreater(len(signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))), 0)
+        for name in chunks():
+            signale.lies_ganz(os.path.join(aufnahme.ordner, name))
         # What the pipe took was whole lines, up to the one that was being written.
         zeilen = aufnahme.prozess.stdout.read().split(b"\n")
         lauf.geprueft("\n".join(zeile.decode() for zeile in zeilen[:-1]))
-        self.assertLess(len(zeilen), 60)
+        self.assertLess(len(zeilen), len(chunks()))
 
     def test_angekuendigte_chunks_geloescht(self):
         """The recorder never needs a chunk again that it has announced."""

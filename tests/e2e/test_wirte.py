@@ -4,18 +4,13 @@ All of them have one command line and write the same files, so one set of tests 
 The one in Python is tried with every change; the others, which need more packages, in a stage of their own.
 """
 
-import json
 import os
-import re
-import shutil
 import signal
 import subprocess
 
 import lauf
 import prozesse
-import schema
 import signale
-import sitzung
 
 BEISPIELE = os.path.join(lauf.WURZEL, "examples")
 ABSPIELER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "abspieler.py")
