@@ -1,7 +1,6 @@
 """The program as it is built for macOS and hosts that treat it badly: closed streams, unread lines, one
 folder for two recordings."""
 
-import fcntl
 import itertools
 import os
 
@@ -45,8 +44,7 @@ class Wirt(drehbuch.MacFall):
 
     def test_ungelesene_zeilen(self):
         """A host that does not read loses lines and no sound, and the end comes all the same."""
-        aufnahme = self.beginne("--legacy-chunks", "--chunk", "0.2", lies_stdout=False)
-        fcntl.fcntl(aufnahme.prozess.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        aufnahme = self.beginne("--legacy-chunks", "--chunk", "0.2", lies_stdout=False, rohr=4096)
         aufnahme.warte_aufnahme(8.0)
         aufnahme.sende()
         self.pruefe_ende(aufnahme)
