@@ -15,6 +15,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 RAEUME = {
     "driver": (7, r"driver/"),
     "tool": (3, r"tool/"),
+    "library": (3, r"library/"),
     "linux: ties": (6, r"platform/linux/Linux(Plattform|RunLoop)\."),
     "clock": (2, r"platform/clock/"),
     "linux/audio": (4, r"platform/linux/audio/"),

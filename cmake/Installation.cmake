@@ -1,0 +1,43 @@
+# What `cmake --install` puts where: the component "programs" for users, "library" for those who build on
+# the audio core. Nothing depends on who installs: a checkout's file modes and the user's umask differ.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
+
+install(TARGETS hallkorb hallkorb-sitzung RUNTIME)
+
+set(handbuch hallkorb.1 hallkorb-sitzung.1 hallkorb-protokoll.5)
+foreach(seite IN LISTS handbuch)
+  configure_file(docs/${seite}.in ${seite} @ONLY)
+  string(REGEX MATCH "[0-9]$" abschnitt ${seite})
+  install(FILES ${PROJECT_BINARY_DIR}/${seite} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${abschnitt})
+endforeach()
+
+install(FILES README.md LICENSE CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.schema.json")
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        PATTERN "__pycache__" EXCLUDE REGEX "(host|clean)\\.(py|mjs)$" EXCLUDE)
+foreach(wirt python/host.py python/clean.py node/host.mjs)
+  cmake_path(GET wirt PARENT_PATH ordner)
+  install(PROGRAMS examples/${wirt} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/${ordner})
+endforeach()
+
+# Each shell finds a program's completions by its name.
+foreach(programm hallkorb hallkorb-sitzung)
+  foreach(shell bash zsh fish)
+    set(quelle ${PROJECT_SOURCE_DIR}/completions/${programm}.${shell})
+    if(NOT EXISTS ${quelle})
+      continue()
+    endif()
+    if(shell STREQUAL "bash")
+      install(FILES ${quelle} RENAME ${programm}
+              DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    elseif(shell STREQUAL "zsh")
+      install(FILES ${quelle} RENAME _${programm}
+              DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+    else()
+      install(FILES ${quelle} DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+    endif()
+  endforeach()
+endforeach()
