@@ -1,4 +1,4 @@
-# Packages for Debian and Fedora: `cpack --config build/package/CPackConfig.cmake`, or scripts/release.
+# Packages for Debian and Fedora: scripts/package makes them.
 #
 # What the programs are linked with is found by the package tools (dpkg-shlibdeps, rpm). They cannot see
 # what is loaded late (docs/decisions/libraries-loaded-late.md), so those names come from here: without
@@ -25,7 +25,7 @@ languages: timeline, clock stage, chunker and echo canceller; with headers,
 CMake package and pkg-config file.")
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/CPackProjekt.cmake)
 configure_file(cmake/CPackProjekt.cmake.in ${CPACK_PROJECT_CONFIG_FILE} @ONLY)
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PackeHandbuch.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/Packvorbereitung.cmake)
 set(CPACK_GENERATOR TGZ)
 
 if(NOT HALLKORB_MACOS AND NOT CMAKE_CROSSCOMPILING)
@@ -126,6 +126,8 @@ if(NOT HALLKORB_MACOS AND NOT CMAKE_CROSSCOMPILING)
 ${noetig_sonamen}
 ${empfohlen_sonamen}
 Recommends: /usr/bin/ffmpeg
+Recommends: pipewire
+Recommends: wireplumber
 %endif")
 endif()
 include(CPack)

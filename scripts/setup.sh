@@ -9,6 +9,7 @@
 #   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
 #               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
 #   browser     Chromium, Firefox and what plays their sound, for the stage of that name
+#   paket       what scripts/package needs beyond "build"
 #   wirte       what runs the hosts in examples/, and a speech recogniser, for the stage of that name
 #
 # On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
@@ -33,6 +34,7 @@ debian_test=(libgtest-dev libbenchmark-dev
   python3-markdown-it mandoc)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
+debian_paket=(dpkg-dev file git gzip rpm)
 debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
 debian_browser=(chromium firefox-esr pipewire-pulse xdotool)
 
@@ -47,6 +49,7 @@ fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel python3-jsonschema python3-markdown-it mandoc)
+fedora_paket=(git gzip rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox pipewire-pulseaudio xdotool)
 
@@ -163,6 +166,7 @@ for satz in "$@"; do
       mit_arm64=true
       ;;
     debian-browser) pakete+=("${debian_browser[@]}") ;;
+    debian-paket) pakete+=("${debian_paket[@]}") ;;
     debian-wirte)
       pakete+=("${debian_wirte[@]}")
       # Debian 13 has a compiler for Swift, Debian 12 has none.
@@ -170,6 +174,7 @@ for satz in "$@"; do
         pakete+=(swiftlang)
       ;;
     fedora-browser) pakete+=("${fedora_browser[@]}") ;;
+    fedora-paket) pakete+=("${fedora_paket[@]}") ;;
     fedora-wirte) pakete+=("${fedora_wirte[@]}") ;;
     fedora-build) pakete+=("${fedora_build[@]}") ;;
     fedora-sitzung) pakete+=("${fedora_sitzung[@]}") ;;

@@ -38,16 +38,17 @@ def schreibe_rauschen(pfad, saat):
 
 
 def fuehre_aus(*befehl):
-    lauf = prozesse.starte(befehl, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    ausgabe = lauf.communicate()[0].decode("utf-8", "replace")
+    lauf = prozesse.starte(befehl, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    ausgabe, klagen = (teil.decode("utf-8", "replace") for teil in lauf.communicate())
     if lauf.returncode:
-        raise RuntimeError(f"$ {' '.join(befehl)} ended with {lauf.returncode}\n{ausgabe}")
+        raise RuntimeError(f"$ {' '.join(befehl)} ended with {lauf.returncode}\n{ausgabe}{klagen}")
     return ausgabe
 
 
 def zeitachse(programme, _):
-    for zeile in fuehre_aus(os.path.join(programme, "hallkorb"), "--zeitachse-test").splitlines():
-        json.loads(zeile)
+    zeilen = fuehre_aus(os.path.join(programme, "hallkorb"), "--zeitachse-test").splitlines()
+    if [json.loads(zeile)["ueberlappungen"] for zeile in zeilen] != [0] * 4:
+        raise RuntimeError(f"--zeitachse-test: {zeilen}")
 
 
 def aufnahme(programme, ordner):

@@ -1,0 +1,10 @@
+# Runs in cpack between installation and packing. Manual pages are compressed, as distributions want them;
+# `cmake --install` leaves them as text. And every file gets the time of the source: rpm and dpkg only limit
+# times to it, and a checkout's own are those of the checkout.
+file(GLOB_RECURSE seiten ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/man[1-9]/*.[1-9])
+foreach(seite IN LISTS seiten)
+  execute_process(COMMAND gzip -9n ${seite} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+execute_process(COMMAND find ${CPACK_TEMPORARY_INSTALL_DIRECTORY} -exec
+                        touch -h -d @$ENV{SOURCE_DATE_EPOCH} {} +
+                COMMAND_ERROR_IS_FATAL ANY)
