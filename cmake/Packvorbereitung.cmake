@@ -1,7 +1,8 @@
 # Runs in cpack between installation and packing. Manual pages are compressed, as distributions want them;
 # `cmake --install` leaves them as text. And every file gets the time of the source: rpm and dpkg only limit
 # times to it, and a checkout's own are those of the checkout.
-file(GLOB_RECURSE seiten ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/man[1-9]/*.[1-9])
+file(GLOB_RECURSE seiten ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*.[1-9])
+list(FILTER seiten INCLUDE REGEX "/man/man[1-9]/[^/]+$")
 foreach(seite IN LISTS seiten)
   execute_process(COMMAND gzip -9n ${seite} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

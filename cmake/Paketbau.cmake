@@ -98,6 +98,8 @@ if(NOT HALLKORB_MACOS AND NOT CMAKE_CROSSCOMPILING)
   set(CPACK_RPM_COMPONENT_INSTALL ON)
   set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
   set(CPACK_RPM_PACKAGE_LICENSE MIT)
+  # What rpm does to files after the installation has been done already, in the same way everywhere.
+  set(CPACK_RPM_SPEC_INSTALL_POST true)
   set(CPACK_RPM_PACKAGE_GROUP Applications/Multimedia)
   set(CPACK_RPM_PROGRAMS_PACKAGE_NAME hallkorb)
   set(CPACK_RPM_LIBRARY_PACKAGE_NAME hallkorb-audio-devel)

@@ -103,8 +103,9 @@ def samples_of(file):
 
 
 def pcm_of(samples):
-    """16-bit samples as the recorder writes them: scaled by 32767, cut off toward zero."""
-    pcm = array.array("h", (int(max(-1.0, min(1.0, value)) * 32767) for value in samples))
+    """16-bit samples as the recorder writes them: scaled by 32767 in single precision, cut off toward zero."""
+    scaled = array.array("f", (max(-1.0, min(1.0, value)) * 32767 for value in samples))
+    pcm = array.array("h", map(int, scaled))
     if sys.byteorder == "big":
         pcm.byteswap()
     return pcm.tobytes()

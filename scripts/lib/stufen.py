@@ -197,6 +197,18 @@ def stufe_wirte(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
+def stufe_pakete(zaehler):
+    """installation, library and packages: used from where they are installed, and looked into"""
+    if prozesse.LINUX and shutil.which("rpmbuild"):
+        _skript(zaehler, "pakete.py")
+
+
+def stufe_nachbau(zaehler):
+    """two builds of the packages in two folders, one without a compiler cache, are the same bytes"""
+    if prozesse.LINUX and shutil.which("rpmbuild"):
+        _skript(zaehler, "nachbau.py")
+
+
 def stufe_ausdauer(zaehler):
     """the short form of scripts/soak: kills, freezes, file and memory faults, hours on a virtual clock"""
     status, ausgabe = fuehre_aus(os.path.join("scripts", "soak"), "--quick", pruefe=False)
@@ -423,7 +435,7 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "wirte", "ausdauer", "kosten", "clang", "tidy", "asan",
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "wirte", "pakete", "nachbau", "ausdauer", "kosten", "clang", "tidy", "asan",
     "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
