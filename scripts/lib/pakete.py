@@ -22,9 +22,9 @@ class PaketFehler(Exception):
     """A command failed; the text is what it printed."""
 
 
-def fuehre_aus(*befehl, ordner=WURZEL, umgebung=None):
+def fuehre_aus(*befehl, ordner=WURZEL, umgebung=None, **mehr):
     lauf = prozesse.starte(befehl, cwd=ordner, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                           stderr=subprocess.STDOUT, env={**os.environ, **(umgebung or {})})
+                           stderr=subprocess.STDOUT, env={**os.environ, **(umgebung or {})}, **mehr)
     ausgabe = lauf.communicate()[0].decode("utf-8", "replace")
     if lauf.returncode:
         raise PaketFehler(f"$ {' '.join(befehl)}\n{ausgabe[-8000:]}")
@@ -52,7 +52,8 @@ def baue(quelle, ziel, umgebung=None):
                    umgebung=umgebung)
         halde = os.path.join(bau, f"packed-{art}")
         shutil.rmtree(halde, ignore_errors=True)
-        fuehre_aus("cpack", "-G", art.upper(), "-B", halde, ordner=bau, umgebung=umgebung)
+        fuehre_aus("cpack", "-G", art.upper(), "-B", halde, ordner=bau, umgebung=umgebung,
+                   umask=0o022)  # which shows in the modes of an archive's members
         for pfad in sorted(glob.glob(os.path.join(halde, f"*.{art}"))):
             gebaut.append(shutil.copy(pfad, ziel))
     if not gebaut:
