@@ -34,7 +34,7 @@ debian_test=(libgtest-dev libbenchmark-dev
   python3-markdown-it mandoc)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
-debian_paket=(dpkg-dev file git gzip rpm)
+debian_paket=(dpkg-dev file git gzip python3-markdown-it rpm)
 debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
 debian_browser=(chromium firefox-esr pipewire-pulse xdotool)
 
@@ -49,7 +49,7 @@ fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel python3-jsonschema python3-markdown-it mandoc)
-fedora_paket=(git gzip rpm-build)
+fedora_paket=(git gzip python3-markdown-it rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox pipewire-pulseaudio xdotool)
 

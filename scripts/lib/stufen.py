@@ -201,6 +201,7 @@ def stufe_pakete(zaehler):
     """installation, library and packages: used from where they are installed, and looked into"""
     if prozesse.LINUX and shutil.which("rpmbuild"):
         _skript(zaehler, "pakete.py")
+        _skript(zaehler, "freigabe.py")
 
 
 def stufe_nachbau(zaehler):
