@@ -1,4 +1,5 @@
-// Removes what the loudspeakers played from what the microphone heard: clean MICROPHONE REFERENCE CLEANED
+// Removes what the loudspeakers played from what the microphone heard: clean MICROPHONE REFERENCE
+// CLEANED
 #include <array>
 #include <cstdio>
 #include <exception>
