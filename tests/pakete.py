@@ -9,6 +9,7 @@ Closing line: "N passed, N failed".
 
 import glob
 import gzip
+import json
 import os
 import random
 import re
@@ -22,6 +23,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 import pakete  # noqa: E402
 import prozesse  # noqa: E402
+import stueckliste  # noqa: E402
 
 RATE = 16000
 SEITEN = ("man1/hallkorb.1", "man1/hallkorb-sitzung.1", "man5/hallkorb-protokoll.5")
@@ -187,6 +189,26 @@ class Gepackt(unittest.TestCase):
         genannt = pakete.fuehre_aus("rpm", "-qp", "--requires", "--recommends", self.paket("hallkorb-0", ".rpm"))
         self.assertGreaterEqual(len(namen), 13)
         self.assertEqual([name for name in sorted(namen) if name not in genannt], [])
+
+    def test_stueckliste(self):
+        text = stueckliste.mache("1.2.3", "abc", 0, os.path.join(WURZEL, "LICENSE"), self.pakete)
+        liste = json.loads(text)
+        self.assertEqual((liste["spdxVersion"], liste["creationInfo"]["created"]),
+                         ("SPDX-2.3", "1970-01-01T00:00:00Z"))
+        kennungen = [paket["SPDXID"] for paket in liste["packages"]]
+        self.assertEqual(len(kennungen), len(set(kennungen)))
+        for kennung in kennungen:
+            self.assertRegex(kennung, r"^SPDXRef-[A-Za-z0-9.-]+$")
+        for beziehung in liste["relationships"]:
+            self.assertIn(beziehung["spdxElementId"], [*kennungen, "SPDXRef-DOCUMENT"])
+            self.assertIn(beziehung["relatedSpdxElement"], kennungen)
+        namen = {paket["name"]: paket for paket in liste["packages"]}
+        noetig = pakete.fuehre_aus("dpkg-deb", "-f", self.paket("hallkorb_", ".deb"), "Depends")
+        for wort in noetig.split(","):
+            self.assertIn(wort.split()[0], namen)
+        self.assertEqual(namen["libutf8proc-dev"]["licenseDeclared"], "MIT AND Unicode-DFS-2015")
+        with self.assertRaises(ValueError):
+            stueckliste.lizenz("libunknown1")
 
     def test_rpm(self):
         pfad = self.paket("hallkorb-0", ".rpm")

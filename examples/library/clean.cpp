@@ -1,5 +1,4 @@
-// Removes what the loudspeakers played from what the microphone heard: clean MICROPHONE REFERENCE
-// CLEANED
+// Removes what the loudspeakers played from what the microphone heard.
 #include <array>
 #include <cstdio>
 #include <exception>
