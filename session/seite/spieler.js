@@ -95,17 +95,22 @@ class Kanalspieler {
     this.quellen[1].halte();
     if (!chunk) this.jetzt.halte();
     this.chunk = chunk;
-    if (!chunk) return;
-    this.jetzt.lade(chunk.datei);
+    if (chunk) this.jetzt.lade(chunk.datei);
+  }
+
+  // The chunk that comes next.
+  lade(t) {
     const alle = CHUNKS[this.kanal];
-    const naechster = alle.slice(letzterBegonnen(alle, chunk.ab) + 1).find((c) => c.datei);
-    if (naechster) this.quellen[1].lade(naechster.datei);
+    let i = letzterBegonnen(alle, t) + 1;
+    while (i < alle.length && !alle[i].datei) ++i;
+    if (i < alle.length && alle[i] !== this.chunk) this.quellen[1].lade(alle[i].datei);
   }
 
   fuehre(t, tempo) {
     const chunk = chunkBei(this.kanal, t);
     const neu = chunk !== this.chunk;
     this.nimm(chunk);
+    this.lade(t);
     if (!chunk) return;
     if (neu) {
       // A new chunk begins at its begin; a few milliseconds late is better than a torn word.

@@ -156,8 +156,9 @@ class Zeichner {
         hoch = Math.max(hoch, werte[2 * ab + 1]);
       }
       const x = ansicht.x((i + 0.5) * schritt);
-      unten[i - erster] = mitte - Math.max(HOEHEN[tief & 255] * mass, -halb) + 0.4;
-      stift.lineTo(x, mitte - Math.min(HOEHEN[hoch] * mass, halb) - 0.4);
+      const rand = tief || hoch ? 0.4 : 0;  // what is there is seen, however quiet
+      unten[i - erster] = mitte - Math.max(HOEHEN[tief & 255] * mass, -halb) + rand;
+      stift.lineTo(x, mitte - Math.min(HOEHEN[hoch] * mass, halb) - rand);
     }
     for (let i = letzter; i >= erster; --i) stift.lineTo(ansicht.x((i + 0.5) * schritt), unten[i - erster]);
     stift.closePath();
