@@ -65,7 +65,7 @@ void laufe(std::span<const std::uint8_t> daten) {
     }
   }
 
-  static const std::ptrdiff_t EIGENE = tags(baueSeite({.json = "{}"}));
+  static const std::ptrdiff_t EIGENE = tags(baueSeite(Seitendaten{}));
   const std::string seite = baueSeite(ergebnis);
   fordere(tags(seite) == EIGENE + 2 * stufen);
   const std::size_t anfang = seite.find("id=\"daten\">");

@@ -15,7 +15,8 @@ import numpy
 
 import browser
 
-SCHRIFT = "/usr/share/fonts/truetype/dejavu"
+SCHRIFT = next((ordner for ordner in ("/usr/share/fonts/truetype/dejavu", "/usr/share/fonts/dejavu-sans-fonts")
+                if os.path.isdir(ordner)), "/usr/share/fonts")
 _FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
 <fontconfig><dir>%s</dir><cachedir>%s</cachedir>
 <match target="pattern"><edit name="family" mode="prepend" binding="strong"><string>DejaVu Sans</string></edit></match>
@@ -41,7 +42,7 @@ class Kopflos(browser.Chromium):
         self.ereignisse = collections.deque()
         super().__init__(_Ohne(umgebung), ordner, None, "--headless=new", f"--lang={sprache}",
                          f"--accept-lang={sprache}", "--force-color-profile=srgb",
-                         "--disable-lcd-text", "--font-render-hinting=none", "--disable-background-timer-throttling",
+                         "--disable-lcd-text", "--autoplay-policy=document-user-activation-required", "--font-render-hinting=none", "--disable-background-timer-throttling",
                          "--disable-renderer-backgrounding", "--disable-backgrounding-occluded-windows",
                          *optionen)
 
