@@ -53,12 +53,32 @@ def _schreibe(pfad, samples):
         datei.write(kopf + daten)
 
 
+def _kacheln(breite=640, hoehe=400):
+    """A meeting of four, as rows of RGB."""
+    y, x = numpy.mgrid[0:2 * hoehe, 0:2 * breite] / 2.0
+    bild = numpy.full((2 * hoehe, 2 * breite, 3), (22, 27, 34), numpy.float32)
+    for i, farbe in enumerate(((67, 97, 112), (112, 90, 70), (83, 78, 112), (78, 104, 84))):
+        mitte_x, mitte_y = breite * (0.25 + 0.5 * (i % 2)), hoehe * (0.25 + 0.5 * (i // 2))
+        dx, dy = abs(x - mitte_x), abs(y - mitte_y)
+        bild[(dx < breite * 0.24) & (dy < hoehe * 0.235)] = (108, 195, 213) if i == 1 else (22, 27, 34)
+        innen = (dx < breite * 0.235) & (dy < hoehe * 0.227)
+        bild[innen] = farbe
+        hell = [min(255, wert * 1.7) for wert in farbe]
+        bild[(dx ** 2 + (y - mitte_y + 14) ** 2 < 30 ** 2)] = hell
+        bild[innen & ((dx / 58) ** 2 + ((y - mitte_y - 92) / 62) ** 2 < 1)] = hell
+    return bild.reshape(hoehe, 2, breite, 2, 3).mean(axis=(1, 3)).round().astype(numpy.uint8)
+
+
 def _video(ordner, sekunden):
-    """A film of one picture a second, which is small."""
-    quelle = f"testsrc2=size=640x400:rate=1:duration={sekunden:.0f},hue=s=0.35"
-    subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", quelle, "-c:v", "libx264", "-preset",
-                    "ultrafast", "-crf", "40", "-g", "10", "-pix_fmt", "yuv420p", "-movflags", "+faststart",
-                    os.path.join(ordner, "video.mp4")], check=True, stdin=subprocess.DEVNULL)
+    """A film of one picture a second, which is small: a meeting, and a bar that moves."""
+    bild = _kacheln()
+    befehl = ["ffmpeg", "-v", "error", "-y", "-f", "rawvideo", "-pix_fmt", "rgb24", "-video_size",
+              f"{bild.shape[1]}x{bild.shape[0]}", "-framerate", "1", "-i", "pipe:0", "-f", "lavfi", "-i",
+              "color=0x6cc3d5:size=40x4:rate=1", "-filter_complex",
+              f"[0]loop=loop=-1:size=1[a];[a][1]overlay=x='mod(t*8,600)':y=394,trim=duration={sekunden:.0f}",
+              "-c:v", "libx264", "-preset", "ultrafast", "-crf", "26", "-g", "10", "-pix_fmt", "yuv420p", "-movflags",
+              "+faststart", os.path.join(ordner, "video.mp4")]
+    subprocess.run(befehl, check=True, input=bild.tobytes())
 
 
 def baue(ordner, sekunden, video=True):
