@@ -124,7 +124,8 @@ class Seite {
     const chunks = spieler.laeuft ? spieler.gehoerte() : [];
     const was = chunks.map((chunk) => chunk.name());
     if (spieler.laeuft && spieler.hoertRoh()) was.unshift(T('rohesMikrofon'));
-    const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : T('spieltNichts');
+    const stumm = KANAELE.some((kanal) => chunkBei(kanal, spieler.t));
+    const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : T(stumm ? 'stumm' : 'spieltNichts');
     const text = [worte, this.fehler].filter(Boolean).join(' ');
     if (text === this.gespielt) return;
     this.gespielt = text;

@@ -14,6 +14,7 @@ import time
 import unittest
 
 import lauf  # first: it finds the scripts' modules
+import browser
 import kopflos
 import kunstordner
 import test_sitzung
@@ -283,6 +284,29 @@ class Abspielen(Seitenfall):
         seite.warte(f"{LAUT} === 'Zu hören: Gegenüber, Chunk 0'")
         seite.taste(" ")
         self.assertEqual(seite.tu(LAEUFT), False)
+
+
+class Anderswo(Seitenfall):
+
+    def test_auch_in_firefox(self):
+        """Opens, may load the folder's files, and plays in step, with the sound off."""
+        pfad = mache_seite(self.kunst(name="a recording, 100%"))
+        firefox = kopflos.KopflosFirefox(os.path.join(self.ordner, "firefox"), pfad)
+        self.addCleanup(firefox.toete)
+        seite = firefox.erste("a recording, 100%")
+
+        def warte(bedingung):
+            browser._warte(lambda: seite.tu(bedingung), bedingung)
+
+        warte(FERTIG)
+        for kanal in ("me", "them"):
+            firefox.klicke(f"#hoerbar-{kanal}")
+        firefox.klicke("#spiel")
+        laufende = "[...document.querySelectorAll('audio')].filter(e => !e.paused && e.currentTime > 0.3)"
+        warte(f"{laufende}.some(e => e.getAttribute('src') === 'chunk_them_000.wav')")
+        warte(f"{laufende}.some(e => e.getAttribute('src') === 'mikro_roh.wav' && Math.abs(e.currentTime - {JETZT}) < 0.3)")
+        self.assertEqual(seite.tu("[...document.querySelectorAll('audio, video')].filter(e => e.error).length"), 0)
+        self.assertEqual(seite.tu(LAUT), "What could be heard here is switched off.")
 
 
 class Zugang(Seitenfall):
