@@ -32,18 +32,25 @@ class Quelle {
   stelle(stelle) {
     const { element } = this;
     if (Math.abs(element.currentTime - stelle) > 0.01) element.currentTime = stelle;
+    this.wartende?.abort();
     if (element.readyState >= 3 && !element.seeking) return Promise.resolve();
+    this.wartende = new AbortController();
     return new Promise((fertig) => {
-      for (const name of ['canplay', 'seeked', 'error', 'emptied'])
-        element.addEventListener(name, () => (element.readyState >= 3 || element.error) && fertig());
+      for (const name of ['canplay', 'seeked', 'error'])
+        element.addEventListener(name, () => (element.readyState >= 3 || element.error) && fertig(),
+          { signal: this.wartende.signal });
     });
   }
 
   starte(tempo) {
     this.gewollt = true;
-    this.element.playbackRate = tempo;
-    // A pause right after it is no error.
-    if (this.element.paused && !this.element.ended) this.element.play().catch(() => {});
+    if (!this.element.paused || this.element.ended) return;
+    this.setzeTempo(tempo);
+    this.element.play().catch(() => {});  // a pause right after it is no error
+  }
+
+  setzeTempo(tempo) {
+    if (Math.abs(this.element.playbackRate - tempo) > 0.004) this.element.playbackRate = tempo;
   }
 
   halte() {
@@ -59,10 +66,9 @@ class Quelle {
     const zuWeit = element.currentTime - stelle;
     if (Math.abs(zuWeit) > SPRUNG) {
       if (!element.seeking) element.currentTime = stelle;
-      element.playbackRate = tempo;
+      this.setzeTempo(tempo);
     } else {
-      const faktor = Math.abs(zuWeit) > GENAU ? 1 - Math.max(-0.06, Math.min(0.06, zuWeit * 0.5)) : 1;
-      if (Math.abs(element.playbackRate - tempo * faktor) > 0.004) element.playbackRate = tempo * faktor;
+      this.setzeTempo(tempo * (Math.abs(zuWeit) > GENAU ? 1 - Math.max(-0.06, Math.min(0.06, zuWeit * 0.5)) : 1));
     }
   }
 }
@@ -77,6 +83,7 @@ class Kanalspieler {
   }
 
   get jetzt() { return this.quellen[0]; }
+  get quelle() { return this.jetzt; }
   get master() { return this.chunk && this.jetzt.laeuft ? this.jetzt.element.currentTime + this.chunk.ab : null; }
 
   setzeStumm(stumm) {
@@ -220,7 +227,9 @@ class Spieler {
     this.wartet = this.laeuft;
     this.beiZeit();
     if (this.laeuft) for (const teil of this.teile) teil.halte();
-    const alle = Promise.all(this.teile.map((teil) => teil.bereite(this.t)));
+    // While one only looks around, no sound is loaded.
+    const teile = this.laeuft ? this.teile : [this.bildspieler].filter(Boolean);
+    const alle = Promise.all(teile.map((teil) => teil.bereite(this.t)));
     await Promise.race([alle, new Promise((fertig) => setTimeout(fertig, GEDULD))]);
     if (nummer !== this.laufnummer) return;
     this.wartet = false;
@@ -292,7 +301,8 @@ class Spieler {
     this.t = t;
     for (const teil of this.teile) {
       teil.fuehre(t, this.tempo);
-      if (teil !== this.fuehrt) teil.folge(t, this.tempo);
+      if (teil === this.fuehrt) teil.quelle.setzeTempo(this.tempo);
+      else teil.folge(t, this.tempo);
     }
     this.beiZeit();
   }

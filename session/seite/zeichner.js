@@ -57,10 +57,11 @@ class Zeichner {
     stift.setTransform(this.dichte, 0, 0, this.dichte, 0, 0);
     stift.clearRect(0, 0, this.breite, this.hoehe);
     this.lineal(stift);
+    this.gelesen = 0;
     for (const kanal of KANAELE) this.spur(stift, kanal);
     if (BILDER.length) this.bilder(stift);
-    ++this.zeichnungen;
-    this.feld.dataset.zeichnungen = this.zeichnungen;
+    // How often it was drawn, and from how many pairs of levels: what a frame costs.
+    Object.assign(this.feld.dataset, { zeichnungen: ++this.zeichnungen, paare: this.gelesen });
   }
 
   lineal(stift) {
@@ -151,6 +152,7 @@ class Zeichner {
       const bis = Math.min(Math.max(Math.floor((i + 1) * schritt * dichte + 1e-6), ab + 1), paare);
       let tief = 0;
       let hoch = 0;
+      this.gelesen += bis - ab;
       for (; ab < bis; ++ab) {
         tief = Math.min(tief, werte[2 * ab]);
         hoch = Math.max(hoch, werte[2 * ab + 1]);
