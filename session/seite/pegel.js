@@ -1,6 +1,15 @@
 // The levels of the waveforms: pairs of lowest and highest values, coarser from level to level by four.
 //
-// A level is decoded when it is first drawn; the finest of three hours is 3 MB of text.
+// The page is there before they are decoded (the finest of three hours is 3 MB of text for each channel):
+// what is drawn at first needs a coarse one, and the others are decoded while there is nothing else to do.
+
+function ausBase64(text) {
+  if (Uint8Array.fromBase64) return new Int8Array(Uint8Array.fromBase64(text).buffer);
+  const bytes = atob(text);
+  const werte = new Int8Array(bytes.length);
+  for (let i = 0; i < bytes.length; ++i) werte[i] = bytes.charCodeAt(i);
+  return werte;
+}
 
 class Pegel {
   constructor(name) {
@@ -14,10 +23,9 @@ class Pegel {
   // Bytes of a level as written: two for each pair.
   stufe(nummer) {
     if (!this.stufen[nummer]) {
-      const text = atob(document.getElementById(`pegel-${this.name}-${nummer}`).textContent);
-      const werte = new Int8Array(text.length);
-      for (let i = 0; i < text.length; ++i) werte[i] = text.charCodeAt(i);
-      this.stufen[nummer] = werte;
+      const element = document.getElementById(`pegel-${this.name}-${nummer}`);
+      this.stufen[nummer] = ausBase64(element.textContent);
+      element.remove();
     }
     return this.stufen[nummer];
   }
@@ -42,6 +50,20 @@ class Pegel {
 }
 
 const PEGEL = { me: new Pegel('me'), them: new Pegel('them'), roh: new Pegel('roh') };
+
+// Decodes one level after the other, from the coarsest on, whenever the browser is idle.
+function bereitePegelVor() {
+  const offene = Object.values(PEGEL).flatMap((pegel) => pegel.angaben.laengen.map((laenge, i) => [laenge, pegel, i]));
+  offene.sort((a, b) => b[0] - a[0]);
+  const spaeter = window.requestIdleCallback ?? ((tu) => setTimeout(tu, 100));
+  const naechster = () => {
+    if (!offene.length) return;
+    const [, pegel, stufe] = offene.pop();
+    pegel.stufe(stufe);
+    spaeter(naechster);
+  };
+  spaeter(naechster);
+}
 
 // Heights by value: between the square root that is stored and the linear one, so that quiet speech is
 // seen and noise is not.

@@ -22,6 +22,7 @@ class Seite {
     matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => this.faerbe());
     this.sprich(sprache);
     this.miss();
+    bereitePegelVor();
     // The picture of the first moment, without a press of "play".
     if (DATEN.video) this.spieler.geheZu(0);
   }
