@@ -7,17 +7,24 @@ function teil(name, klasse, ...inhalt) {
   return element;
 }
 
+// A name as one word of a command that is copied into a shell, where it must not be anything else.
+function alsWort(name) {
+  const ohneOption = name.startsWith('-') ? `./${name}` : name;
+  return /^[\w./-]+$/.test(ohneOption) ? ohneOption : `'${ohneOption.replaceAll("'", "'\\''")}'`;
+}
+
 const REPARIERBAR = new Set(['abgeschnitten:ereignisse.jsonl', 'abgeschnitten:chunk', 'abgeschnitten:mikro_roh.wav',
   'abgeschnitten:video.mp4', 'uebrig:']);
 const BLOCK_S = 0.016;
 
-// [weight, what, advice, details, whether the repair helps], from what was found in the folder.
+// [weight, what, advice, details, whether the repair helps, how many there are], from what was found in
+// the folder.
 function dateibefunde() {
   return DATEN.befunde.map(({ art, datei, anzahl: wieviele, texte }) => {
     const schluessel = `${art}:${datei}`;
     const was = TEXTE[sprache].was[schluessel];
     return [art === 'fehlt' || art === 'abgeschnitten' ? 'schlimm' : 'fraglich',
-      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte, REPARIERBAR.has(schluessel)];
+      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte, REPARIERBAR.has(schluessel), wieviele];
   });
 }
 
@@ -65,21 +72,20 @@ function zeigeBefunde() {
   if (DATEN.aufnahmen > 1) liste.push(['hinweis', T('mehrere', DATEN.aufnahmen), T('mehrereRat')]);
   if (!liste.some(([gewicht]) => gewicht === 'schlimm') && !DATEN.befunde.length)
     liste.unshift(['gut', T(DATEN.zeilen ? 'ganz' : 'dateienGanz'), DATEN.zeilen ? T('ganzRat') : '']);
+  const rang = { gut: 0, schlimm: 1, fraglich: 2, hinweis: 3 };
+  liste.sort((a, b) => rang[a[0]] - rang[b[0]]);
   // The command stands once, below the last thing that it puts right.
   const letzter = liste.findLastIndex((eintrag) => eintrag[4]);
-  const rang = { gut: 0, schlimm: 1, fraglich: 2, hinweis: 3 };
-  const zeilen = liste.map((eintrag, i) => [rang[eintrag[0]], befund(eintrag, i === letzter)]);
-  zeilen.sort((a, b) => a[0] - b[0]);
-  document.getElementById('befunde').replaceChildren(...zeilen.map(([, zeile]) => zeile));
+  document.getElementById('befunde').replaceChildren(...liste.map((eintrag, i) => befund(eintrag, i === letzter)));
 }
 
-function befund([gewicht, was, rat, texte = []], mitBefehl) {
+function befund([gewicht, was, rat, texte = [], , alle = texte.length], mitBefehl) {
   const worte = teil('div', '', teil('p', 'was', was));
   if (rat) worte.append(teil('p', 'rat', teil('bdi', '', rat)));
   if (mitBefehl)
-    worte.append(teil('p', 'rat', T('repariere'), ' ', teil('code', '', `hallkorb-sitzung reparieren ${DATEN.name}`)));
+    worte.append(teil('p', 'rat', T('repariere'), ' ', teil('code', '', `hallkorb-sitzung reparieren ${alsWort(DATEN.name)}`)));
   if (texte.length) {
-    const genauer = teil('details', '', teil('summary', '', T('genauer', texte.length)),
+    const genauer = teil('details', '', teil('summary', '', T('genauer', texte.length, alle)),
       teil('ul', '', ...texte.map((text) => teil('li', '', teil('bdi', '', text)))));
     genauer.lastChild.lang = 'de';
     worte.append(genauer);

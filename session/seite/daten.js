@@ -41,19 +41,21 @@ function chunkBei(kanal, t) {
   return null;
 }
 
-// Times that a channel was kept, without overlaps.
-function behalten(chunks) {
+// Times that chunks cover, without overlaps.
+function zusammen(chunks) {
   const stuecke = [];
   for (const chunk of chunks) {
-    if (!chunk.datei) continue;
     const letztes = stuecke.at(-1);
-    if (letztes && chunk.ab <= letztes[1] + 1e-3) letztes[1] = Math.max(letztes[1], chunk.bis);
-    else stuecke.push([chunk.ab, chunk.bis]);
+    if (letztes && chunk.ab <= letztes[1] + 1e-3) letztes[1] = Math.max(letztes[1], chunk.ende);
+    else stuecke.push([chunk.ab, chunk.ende]);
   }
   return stuecke;
 }
 
-const BEHALTEN = Object.fromEntries(KANAELE.map((kanal) => [kanal, behalten(CHUNKS[kanal])]));
+// What was announced, and what of it is there.
+const ANGESAGT = Object.fromEntries(KANAELE.map((kanal) => [kanal, zusammen(CHUNKS[kanal])]));
+const BEHALTEN = Object.fromEntries(
+  KANAELE.map((kanal) => [kanal, zusammen(CHUNKS[kanal].filter((chunk) => chunk.datei))]));
 
 const summe = (stuecke) => stuecke.reduce((bisher, [von, bis]) => bisher + bis - von, 0);
 

@@ -43,7 +43,7 @@ const TEXTE = {
     ganz: 'Die Aufnahme ist vollständig.',
     ganzRat: 'Jede Datei ist da, und jede enthält, was von ihr angesagt wurde.',
     dateienGanz: 'Die Dateien sind in sich vollständig.',
-    genauer: (n) => (n === 1 ? 'Genauer' : `Alle ${n}`),
+    genauer: (n, alle) => (n === 1 ? 'Genauer' : n < alle ? `Die ersten ${n} von ${alle}` : `Alle ${n}`),
     repariere: 'Das bringt dieser Befehl in Ordnung; die Originale bleiben erhalten:',
     ohneZeilen: 'Wann die Chunks gesprochen wurden, ist nicht bekannt.',
     ohneZeilenRat: 'Die Zeilen des Aufnahmeprogramms (ereignisse.jsonl) liegen nicht im Ordner. Die Chunks stehen ' +
@@ -154,7 +154,8 @@ const TEXTE = {
     ganz: 'The recording is complete.',
     ganzRat: 'Every file is there, and each holds what was said of it.',
     dateienGanz: 'The files are complete in themselves.',
-    genauer: (n) => (n === 1 ? 'Details (in German)' : `All ${n} (in German)`),
+    genauer: (n, alle) =>
+      `${n === 1 ? 'Details' : n < alle ? `The first ${n} of ${alle}` : `All ${n}`} (in German)`,
     repariere: 'This command puts it right; the originals are kept:',
     ohneZeilen: 'When the chunks were spoken is not known.',
     ohneZeilenRat: 'The recorder\'s lines (ereignisse.jsonl) are not in the folder. So the chunks follow one another ' +

@@ -97,21 +97,19 @@ class Zeichner {
 
   // A pale ground where sound was kept; a word where it was not, if there is room.
   behaltenes(stift, kanal, lage) {
-    const stuecke = BEHALTEN[kanal];
     const { ansicht } = this;
-    let davor = null;
-    stift.font = this.schrift(12);
-    for (let i = Math.max(0, erste(stuecke, ([, bis]) => bis >= ansicht.von) - 1); i < stuecke.length; ++i) {
-      const [von, bis] = stuecke[i];
-      if (davor !== null) this.luecke(stift, davor, von, lage);
-      davor = bis;
-      if (von > ansicht.bis) break;
+    const gesehene = (stuecke) => stuecke.slice(erste(stuecke, ([, bis]) => bis >= ansicht.von),
+      erste(stuecke, ([von]) => von > ansicht.bis));
+    stift.fillStyle = this.farbe(`${kanal}-blass`);
+    for (const [von, bis] of gesehene(BEHALTEN[kanal])) {
       const x = Math.max(ansicht.x(von), -4);
-      const ende = Math.min(ansicht.x(bis), this.breite + 4);
-      if (ende < 0) continue;
-      stift.fillStyle = this.farbe(`${kanal}-blass`);
-      stift.fillRect(x, lage.oben + 4, Math.max(ende - x, 1), lage.welle);
+      stift.fillRect(x, lage.oben + 4, Math.max(Math.min(ansicht.x(bis), this.breite + 4) - x, 1), lage.welle);
     }
+    stift.font = this.schrift(12);
+    const belegt = ANGESAGT[kanal];
+    const ab = erste(belegt, ([von]) => von > ansicht.von);
+    for (let i = Math.max(ab, 1); i < belegt.length && belegt[i - 1][1] < ansicht.bis; ++i)
+      this.luecke(stift, belegt[i - 1][1], belegt[i][0], lage);
   }
 
   luecke(stift, von, bis, lage) {

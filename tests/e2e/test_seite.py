@@ -7,6 +7,7 @@ they are committed. They run only by name: the stage "seite" of scripts/test.
 
 import glob
 import os
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -415,6 +416,9 @@ class Boese(Seitenfall):
         self.assertEqual(seite.tu("document.querySelectorAll('img').length"), 0)
         self.assertEqual(seite.tu("document.getElementById('name').textContent"), os.path.basename(ordner))
         self.assertIn("window.boese=1", seite.tu("document.getElementById('befunde').textContent"))
+        # A command that is copied from the page is what it looks like.
+        befehl = seite.tu("document.querySelector('#befunde code').textContent")
+        self.assertEqual(shlex.split(befehl), ["hallkorb-sitzung", "reparieren", os.path.basename(ordner)])
         # The folder's own sound plays although its name means something in addresses.
         seite.tu("document.getElementById('zeit').focus()")
         chunk = self.chunks("me")[1]
