@@ -69,6 +69,9 @@ function gemeinsam(a, b) {
   return zeit;
 }
 
+// Whether the raw microphone belongs on the time axis: without lines, only if nothing else is there.
+const ROH_PASST = Boolean(DATEN.roh) && (DATEN.zeilen || !CHUNKS.me.length);
+
 const DAUER = Math.max(DATEN.dauer, 0.1);
 
 // What the picture shows: each from one change to the next.

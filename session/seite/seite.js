@@ -23,6 +23,7 @@ class Seite {
     this.sprich(sprache);
     this.miss();
     bereitePegelVor();
+    if (!CHUNKS.me.length) this.bedienung.waehleFassung(true);
     // The picture of the first moment, without a press of "play".
     if (DATEN.video) this.spieler.geheZu(0);
   }

@@ -19,7 +19,11 @@ class Zeichner {
 
   liesFarben() {
     const stil = getComputedStyle(document.documentElement);
-    this.farbe = (name) => stil.getPropertyValue(`--${name}`).trim();
+    const farben = new Map();
+    this.farbe = (name) => {
+      if (!farben.has(name)) farben.set(name, stil.getPropertyValue(`--${name}`).trim());
+      return farben.get(name);
+    };
     this.schrift = (px) => `${px}px ${getComputedStyle(document.body).fontFamily}`;
   }
 
@@ -89,7 +93,7 @@ class Zeichner {
     this.behaltenes(stift, kanal, lage);
     stift.fillStyle = this.farbe('linie');
     stift.fillRect(0, Math.round(mitte), this.breite, 1);
-    if (kanal === 'me' && DATEN.zeilen) this.welle(stift, PEGEL.roh, mitte, lage.welle / 2, 'rohton', this.gewinn('me'));
+    if (kanal === 'me' && ROH_PASST) this.welle(stift, PEGEL.roh, mitte, lage.welle / 2, 'rohton', this.gewinn('me'));
     this.welle(stift, PEGEL[kanal], mitte, lage.welle / 2, kanal, this.gewinn(kanal));
     this.chunks(stift, kanal, lage);
     this.schild(stift, T(kanal), kanal, lage.oben + 6);
@@ -181,6 +185,11 @@ class Zeichner {
         this.fehlend(stift, x, lage.chunks, breite, hoehe);
         continue;
       }
+      const voriger = alle[i - 1];
+      if (voriger?.datei && chunk.ab < voriger.bis - 0.006) {
+        const doppelt = ansicht.x(Math.min(voriger.bis, chunk.bis)) - x;
+        this.schraffur(stift, 'fraglich', x, lage.oben + 4, Math.max(doppelt, 3), lage.welle);
+      }
       const hell = this.spielt.has(chunk) || this.schwebt === chunk;
       if (x + breite - rechts < 2 && !hell) continue;
       const links = Math.max(x + 0.5, rechts - 1.5, -8);
@@ -192,9 +201,6 @@ class Zeichner {
       stift.fill();
       stift.globalAlpha = 1;
       if (breite > 46) this.nummer(stift, chunk, Math.max(x, 0) + 7, lage.chunks, hell);
-      const voriger = alle[i - 1];
-      if (voriger?.datei && chunk.ab < voriger.bis - 0.006)
-        this.schraffur(stift, 'fraglich', x, lage.oben + 4, ansicht.x(Math.min(voriger.bis, chunk.bis)) - x, lage.welle);
     }
   }
 

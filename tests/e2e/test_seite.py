@@ -440,6 +440,13 @@ class Boese(Seitenfall):
         seite.klicke("#spiel")
         self.sagte(seite, "Chunk 0")
         self.ohne_klagen(seite, ordner)
+        # If there is no chunk, what there is.
+        for datei in glob.glob(os.path.join(ordner, "chunk_*")):
+            os.unlink(datei)
+        seite = self.oeffne(ordner, seite.browser)
+        seite.klicke("#spiel")
+        self.hoerte(seite, "mikro_roh.wav")
+        self.ohne_klagen(seite, ordner)
 
     def test_abgebrochen_und_unvollstaendig(self):
         """Each thing that is wrong has its sentence, and the command that helps."""
