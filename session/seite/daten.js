@@ -79,8 +79,8 @@ const BILDER = DATEN.bilder.map((bild, i, alle) => ({ ...bild, bis: alle[i + 1]?
 const BILD_AB = DATEN.video?.ab ?? 0;
 
 // The time of day at a place, if it is known.
-function tageszeit(t, form) {
+function tageszeit(t, form = { timeStyle: 'medium' }) {
   const beginn = DATEN.start?.null;
   if (!beginn || Math.abs(beginn) > 8.6e15) return '';
-  return new Intl.DateTimeFormat(sprache, form ?? { timeStyle: 'medium' }).format(new Date(beginn + t * 1000));
+  return format(Intl.DateTimeFormat, form).format(new Date(beginn + t * 1000));
 }

@@ -273,8 +273,17 @@ function alsDauer(sekunden) {
   return `${alsZahl(sekunden, 1)} s`;
 }
 
+// Formats take long to make and are wanted for every frame: each is made once.
+const FORMATE = new Map();
+
+function format(Art, form) {
+  const schluessel = sprache + Art.name + JSON.stringify(form);
+  if (!FORMATE.has(schluessel)) FORMATE.set(schluessel, new Art(sprache, form));
+  return FORMATE.get(schluessel);
+}
+
 const alsZahl = (wert, stellen) =>
-  wert.toLocaleString(sprache, { minimumFractionDigits: stellen, maximumFractionDigits: stellen });
+  format(Intl.NumberFormat, { minimumFractionDigits: stellen, maximumFractionDigits: stellen }).format(wert);
 
 const alsProzent = (anteil) =>
   anteil.toLocaleString(sprache, { style: 'percent', maximumFractionDigits: anteil < 0.1 ? 1 : 0 });

@@ -24,7 +24,8 @@ class Zeichner {
       if (!farben.has(name)) farben.set(name, stil.getPropertyValue(`--${name}`).trim());
       return farben.get(name);
     };
-    this.schrift = (px) => `${px}px ${getComputedStyle(document.body).fontFamily}`;
+    const familie = getComputedStyle(document.body).fontFamily;
+    this.schrift = (px) => `${px}px ${familie}`;
   }
 
   // Sizes: each canvas has the pixels of the screen.
@@ -120,6 +121,7 @@ class Zeichner {
     if (!DATEN.zeilen) return;
     const links = Math.max(this.ansicht.x(von), 0);
     const rechts = Math.min(this.ansicht.x(bis), this.breite);
+    if (rechts - links < 80) return;  // no room for any such text
     const text = T('nichtBehalten', alsDauer(bis - von));
     stift.fillStyle = this.farbe('leise');
     const breite = stift.measureText(text).width;
@@ -135,6 +137,7 @@ class Zeichner {
     return 0.96 / Math.max(this.gewinne[kanal], 0.02) ** 0.7;
   }
 
+  // `ansicht` need not be the one that is seen: the small view has its own.
   welle(stift, pegel, mitte, halb, farbe, gewinn, ansicht = this.ansicht) {
     if (!pegel.da) return;
     const proPixel = ansicht.spanne / ansicht.breite / this.dichte;  // seconds for each column
@@ -146,9 +149,9 @@ class Zeichner {
     const erster = Math.floor(ansicht.von / schritt);
     const letzter = Math.min(Math.ceil(ansicht.bis / schritt), Math.ceil(paare / dichte / schritt) - 1);
     if (letzter < erster) return;
+    const oben = new Float32Array(letzter - erster + 1);
     const unten = new Float32Array(letzter - erster + 1);
     const mass = halb * gewinn;
-    stift.beginPath();
     for (let i = erster; i <= letzter; ++i) {
       let ab = Math.floor(i * schritt * dichte + 1e-6);
       const bis = Math.min(Math.max(Math.floor((i + 1) * schritt * dichte + 1e-6), ab + 1), paare);
@@ -159,14 +162,29 @@ class Zeichner {
         tief = Math.min(tief, werte[2 * ab]);
         hoch = Math.max(hoch, werte[2 * ab + 1]);
       }
-      const x = ansicht.x((i + 0.5) * schritt);
       const rand = tief || hoch ? 0.4 : 0;  // what is there is seen, however quiet
       unten[i - erster] = mitte - Math.max(HOEHEN[tief & 255] * mass, -halb) + rand;
-      stift.lineTo(x, mitte - Math.min(HOEHEN[hoch] * mass, halb) - rand);
+      oben[i - erster] = mitte - Math.min(HOEHEN[hoch] * mass, halb) - rand;
     }
-    for (let i = letzter; i >= erster; --i) stift.lineTo(ansicht.x((i + 0.5) * schritt), unten[i - erster]);
-    stift.closePath();
     stift.fillStyle = this.farbe(farbe);
+    if (schritt > proPixel) this.linienzug(stift, oben, unten, (i) => ansicht.x((i + erster + 0.5) * schritt));
+    else this.saeulen(stift, oben, unten, Math.round(ansicht.x(erster * schritt) * this.dichte) / this.dichte);
+  }
+
+  // A column of the screen for each pair. Rectangles on whole pixels are drawn many times faster than an
+  // outline with as many teeth.
+  saeulen(stift, oben, unten, x) {
+    const breite = 1 / this.dichte;
+    for (let i = 0; i < oben.length; ++i)
+      if (unten[i] > oben[i]) stift.fillRect(x + i * breite, oben[i], breite, unten[i] - oben[i]);
+  }
+
+  // Near by, where a pair is wider than a column, an outline.
+  linienzug(stift, oben, unten, x) {
+    stift.beginPath();
+    for (let i = 0; i < oben.length; ++i) stift.lineTo(x(i), oben[i]);
+    for (let i = oben.length - 1; i >= 0; --i) stift.lineTo(x(i), unten[i]);
+    stift.closePath();
     stift.fill();
   }
 
