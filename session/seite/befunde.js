@@ -103,7 +103,7 @@ function echoSaetze() {
     ? [T('weg', Math.round(ms)), T(ms < 60 ? 'wegKurz' : ms <= 250 ? 'wegUeblich' : 'wegLang')]
     : [T('keinWeg')]];
   if (ms > 0)
-    saetze.push([T('leck', alsProzent(echo.leck)), T(echo.leck < 0.05 ? 'leckGut' : echo.leck < 0.25 ? 'leckMittel' : 'leckViel')]);
+    saetze.push([T('leck', alsProzent(echo.leck)), echo.leck < 0.05 ? T('leckGut') : echo.leck < 0.15 ? T('leckMittel') : echo.leck < 0.5 ? '' : T('leckViel')]);
   saetze.push([T('anteile', alsProzent(echo.nahAnteil), alsProzent(echo.torAnteil)),
     echo.chunksOhneSprache ? T('ohneSprache', echo.chunksOhneSprache) : '']);
   const unruhe = echo.versatzWechsel + echo.resets;
