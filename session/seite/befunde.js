@@ -24,7 +24,8 @@ function dateibefunde() {
     const schluessel = `${art}:${datei}`;
     const was = TEXTE[sprache].was[schluessel];
     return [art === 'fehlt' || art === 'abgeschnitten' ? 'schlimm' : 'fraglich',
-      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte, REPARIERBAR.has(schluessel), wieviele];
+      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte,
+      REPARIERBAR.has(schluessel), wieviele];
   });
 }
 
@@ -59,9 +60,11 @@ function zeitbefunde() {
     if (!werte) continue;
     const dauer = (ms) => (ms < 1000 ? `${alsZahl(ms, ms < 10 ? 1 : 0)} ms` : alsDauer(ms / 1000));
     if (werte.luecken)
-      liste.push([werte.lueckenMs > 500 ? 'fraglich' : 'hinweis', T('luecken', T(kanal), werte.luecken, dauer(werte.lueckenMs)), T('lueckenRat')]);
+      liste.push([werte.lueckenMs > 500 ? 'fraglich' : 'hinweis',
+        T('luecken', T(kanal), werte.luecken, dauer(werte.lueckenMs)), T('lueckenRat')]);
     if (werte.ueberlappungen)
-      liste.push(['hinweis', T('ueberlappungen', T(kanal), werte.ueberlappungen, dauer(werte.verworfenMs)), T('ueberlappungenRat')]);
+      liste.push(['hinweis', T('ueberlappungen', T(kanal), werte.ueberlappungen, dauer(werte.verworfenMs)),
+        T('ueberlappungenRat')]);
   }
   return liste;
 }
@@ -83,7 +86,8 @@ function befund([gewicht, was, rat, texte = [], , alle = texte.length], mitBefeh
   const worte = teil('div', '', teil('p', 'was', was));
   if (rat) worte.append(teil('p', 'rat', teil('bdi', '', rat)));
   if (mitBefehl)
-    worte.append(teil('p', 'rat', T('repariere'), ' ', teil('code', '', `hallkorb-sitzung reparieren ${alsWort(DATEN.name)}`)));
+    worte.append(teil('p', 'rat', T('repariere'), ' ',
+      teil('code', '', `hallkorb-sitzung reparieren ${alsWort(DATEN.name)}`)));
   if (texte.length) {
     const genauer = teil('details', '', teil('summary', '', T('genauer', texte.length, alle)),
       teil('ul', '', ...texte.map((text) => teil('li', '', teil('bdi', '', text)))));
@@ -102,8 +106,8 @@ function echoSaetze() {
   const saetze = [ms > 0
     ? [T('weg', Math.round(ms)), T(ms < 60 ? 'wegKurz' : ms <= 250 ? 'wegUeblich' : 'wegLang')]
     : [T('keinWeg')]];
-  if (ms > 0)
-    saetze.push([T('leck', alsProzent(echo.leck)), echo.leck < 0.05 ? T('leckGut') : echo.leck < 0.15 ? T('leckMittel') : echo.leck < 0.5 ? '' : T('leckViel')]);
+  const urteil = [[0.05, 'leckGut'], [0.15, 'leckMittel'], [0.5, ''], [2, 'leckViel']].find(([bis]) => echo.leck < bis)[1];
+  if (ms > 0) saetze.push([T('leck', alsProzent(echo.leck)), urteil && T(urteil)]);
   saetze.push([T('anteile', alsProzent(echo.nahAnteil), alsProzent(echo.torAnteil)),
     echo.chunksOhneSprache ? T('ohneSprache', echo.chunksOhneSprache) : '']);
   const unruhe = echo.versatzWechsel + echo.resets;

@@ -194,7 +194,8 @@ class Zeichner {
     const { ansicht } = this;
     const hoehe = 16;
     let rechts = -1;  // up to here bars have been drawn
-    for (let i = Math.max(0, letzterBegonnen(alle, ansicht.von) - 3); i < alle.length && alle[i].ab <= ansicht.bis; ++i) {
+    const ende = letzterBegonnen(alle, ansicht.bis);
+    for (let i = Math.max(0, letzterBegonnen(alle, ansicht.von) - 3); i <= ende; ++i) {
       const chunk = alle[i];
       const x = ansicht.x(chunk.ab);
       const breite = ansicht.x(chunk.ende) - x;
