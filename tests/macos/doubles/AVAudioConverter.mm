@@ -10,9 +10,6 @@
 #include "tests/macos/doubles/AVAudio.h"
 #include "tests/macos/doubles/Wandler.h"
 
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-
 namespace hallkorb::ersatz {
 namespace {
 

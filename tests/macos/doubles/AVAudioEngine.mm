@@ -16,11 +16,6 @@
 #include "tests/macos/doubles/AVAudio.h"
 #include "tests/macos/doubles/Mikrofon.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-
 NSString* const AVAudioEngineConfigurationChangeNotification =
     @"AVAudioEngineConfigurationChangeNotification";
 AVMediaType const AVMediaTypeAudio = @"soun";

@@ -10,11 +10,6 @@
 #include "tests/macos/doubles/AVAudio.h"
 #include "tests/macos/doubles/Wandler.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-
 namespace hallkorb::ersatz {
 namespace {
 
