@@ -30,7 +30,7 @@ class Film:
         mitte = self.bilder[nummer][2:-2, 2:-2].reshape(-1, 3)
         return tuple(int(wert) for wert in numpy.median(mitte, axis=0))
 
-    def namen(self, nummer, farben):
+    def namen_im_bild(self, nummer, farben):
         """The names of all colours in the picture's middle, as a set."""
         mitte = self.bilder[nummer][2:-2, 2:-2].reshape(-1, 3)
         return {benenne(tuple(int(wert) for wert in punkt), farben) for punkt in mitte}
