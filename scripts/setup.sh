@@ -28,7 +28,7 @@ debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 pyt
 debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
+  git shellcheck util-linux ffmpeg valgrind libfftw3-dev libva-dev dbus-daemon python3-dbus python3-gi)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse xdotool)
@@ -43,7 +43,7 @@ fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
 fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
-  fftw-devel)
+  fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base)
 fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool)
 
 brew_build=(cmake ninja nlohmann-json utf8proc cli11)
