@@ -172,7 +172,7 @@ def stufe_browser(zaehler):
 
 
 def stufe_seite(zaehler):
-    """the page of a recording in Chromium: looks, sound, keyboard, accessibility, hostile folders, three hours"""
+    """a recording's page in browsers: looks, sound, keyboard, accessibility, hostile folders, three hours"""
     if not prozesse.LINUX:
         return
     baue("release", "hallkorb", "hallkorb-sitzung", "testfenster")
