@@ -12,8 +12,8 @@
 #
 # On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
 # with dnf, as root or through sudo; on macOS with Homebrew; from the package sources that the machine is
-# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there the
-# tests are built and run without them.
+# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there
+# scripts/test leaves out the stages that call them.
 set -euo pipefail
 wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 

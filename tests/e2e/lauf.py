@@ -234,6 +234,14 @@ class Lauf:
         return 0
 
 
+def signalmaske(prozess, maske, nummer):
+    """Whether the signal is in one of the process's masks: "SigBlk" blocked, "SigIgn" ignored, "SigCgt"
+    caught."""
+    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
+        bits = next(zeile for zeile in datei if zeile.startswith(f"{maske}:"))
+    return bool(int(bits.split()[1], 16) >> (nummer - 1) & 1)
+
+
 class Fall(unittest.TestCase):
     """A test with a private session and a folder of its own."""
 
