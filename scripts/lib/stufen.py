@@ -139,6 +139,7 @@ def stufe_haus(zaehler):
     _haus(zaehler, os.path.join(BAU, "release"))
     if prozesse.LINUX:  # where the schema's validator is a package
         _skript(zaehler, "protokoll.py")
+        _skript(zaehler, "protokollseiten.py")
 
 
 def _haus(zaehler, bau):
