@@ -5,6 +5,7 @@
 #endif
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 
 #include "base/Abbruch.h"
@@ -15,13 +16,22 @@ namespace {
 
 constexpr std::align_val_t AUSRICHTUNG{64};
 
-double* belegen(std::int64_t n) {
+// Long buffers would all begin at the same place within a page, and equal elements of two of them,
+// such as real and imaginary part, would compete for the same sets of the cache. So each begins a
+// cache line later than the one before.
+std::size_t versatz() {
+  constexpr std::size_t LINIE = 64 / sizeof(double);
+  static std::atomic<std::size_t> felder{0};
+  return felder.fetch_add(1, std::memory_order_relaxed) % 8 * LINIE;
+}
+
+double* belegen(std::int64_t n, std::size_t versatz) {
   constexpr std::int64_t HOECHSTENS = (std::int64_t{1} << 60) - 1;
   if (n > HOECHSTENS) abbruch("DFeld: unmoegliche Laenge");
-  void* speicher =
-      ::operator new(static_cast<std::size_t>(n) * sizeof(double), AUSRICHTUNG, std::nothrow);
+  void* speicher = ::operator new((static_cast<std::size_t>(n) + versatz) * sizeof(double),
+                                  AUSRICHTUNG, std::nothrow);
   if (speicher == nullptr) abbruch("DFeld: kein Speicher");
-  auto* p = static_cast<double*>(speicher);
+  double* p = static_cast<double*>(speicher) + versatz;
   std::fill_n(p, n, 0.0);
   return p;
 }
@@ -29,10 +39,12 @@ double* belegen(std::int64_t n) {
 }  // namespace
 
 DFeld::DFeld(std::int64_t laenge)
-    : n(std::max<std::int64_t>(laenge, 1)), p(belegen(std::max<std::int64_t>(laenge, 1))) {}
+    : n(std::max<std::int64_t>(laenge, 1)),
+      versatz_(versatz()),
+      p(belegen(std::max<std::int64_t>(laenge, 1), versatz_)) {}
 
 DFeld::~DFeld() {
-  ::operator delete(p, AUSRICHTUNG);
+  ::operator delete(p - versatz_, AUSRICHTUNG);
 }
 
 void DFeld::null() {

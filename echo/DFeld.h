@@ -30,6 +30,11 @@ class DFeld {
   void null();
 
   const std::int64_t n;
+
+ private:
+  const std::size_t versatz_;
+
+ public:
   double* const p;
 };
 

@@ -27,6 +27,7 @@ constexpr std::uint64_t KLEIN = 6;
 constexpr std::uint64_t GROSS = 14;
 constexpr std::uint64_t ZEILEN_LOG2 = 9;
 static_assert(std::size_t{1} << ZEILEN_LOG2 == kern::GROSSE_ZEILE);
+static_assert(std::size_t{1} << (GROSS - ZEILEN_LOG2) == kern::KLEINSTE_SPALTE);
 
 // e^(-2 pi i k / n). The angle is split into quarter turns, which are exact, and a rest of at most
 // an eighth of a turn either way, where cos and sin are exact to half a unit in the last place.

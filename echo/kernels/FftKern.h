@@ -314,6 +314,21 @@ HK_INLINE void alleSpalten(const GrossPlan& plan, Lesezeilen von, Zeilen nach, H
 // Rows of the matrix between columns and rows are eight values longer than they need to be;
 // otherwise a whole column would share one set of the cache.
 inline constexpr std::size_t ZEILENABSTAND = GROSSE_ZEILE + 8;
+// The rows that are transposed together, 256 KB: a second-level cache holds them.
+inline constexpr std::size_t ZEILENBLOCK = KLEINSTE_SPALTE;
+
+// Rows k1 to k1 + ZEILENBLOCK of the matrix as columns of the result. All lines of one column share
+// a few sets of the cache if its length is a power of two; each visit therefore writes four whole
+// lines that follow one another, so that they leave the cache through different sets. One line at
+// each visit takes three times as long.
+HK_INLINE void transponiere(const double* zeilen, double* ziel, std::size_t n1, std::size_t k2) {
+  for (std::size_t z = 0; z < ZEILENBLOCK; z += 8) {
+    V v[8];
+    for (std::size_t j = 0; j < 8; ++j)
+      v[j] = lade(zeilen + (z + j) * ZEILENABSTAND + k2);
+    speichereTransponiert(v, ziel + z + n1 * k2, n1);
+  }
+}
 
 inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld matrix,
                      Hilfsfeld hilf) {
@@ -321,23 +336,14 @@ inline void fftGross(const GrossPlan& plan, double* re, double* im, Hilfsfeld ma
   constexpr std::size_t n2 = GROSSE_ZEILE;
   constexpr std::size_t abstand = ZEILENABSTAND;
   alleSpalten<false, true>(plan, {re, im, n2}, {matrix.re, matrix.im, abstand}, hilf);
-  for (std::size_t k1 = 0; k1 < n1; k1 += 8) {
+  for (std::size_t k1 = 0; k1 < n1; k1 += ZEILENBLOCK) {
     double* const zr = matrix.re + k1 * abstand;
     double* const zi = matrix.im + k1 * abstand;
-    for (std::size_t z = 0; z < 8; ++z) {
-      double* const r = zr + z * abstand;
-      double* const i = zi + z * abstand;
-      fftKern(plan.zeilen, r, i, r, i, hilf);
-    }
+    for (std::size_t z = 0; z < ZEILENBLOCK * abstand; z += abstand)
+      fftKern(plan.zeilen, zr + z, zi + z, zr + z, zi + z, hilf);
     for (std::size_t k2 = 0; k2 < n2; k2 += B) {
-      V r[8];
-      V i[8];
-      for (std::size_t z = 0; z < 8; ++z) {
-        r[z] = lade(zr + z * abstand + k2);
-        i[z] = lade(zi + z * abstand + k2);
-      }
-      speichereTransponiert(r, re + k1 + n1 * k2, n1);
-      speichereTransponiert(i, im + k1 + n1 * k2, n1);
+      transponiere(zr, re + k1, n1, k2);
+      transponiere(zi, im + k1, n1, k2);
     }
   }
 }

@@ -53,6 +53,8 @@ struct Plan {
 };
 inline constexpr std::size_t SPALTEN = 8;
 inline constexpr std::size_t GROSSE_ZEILE = 512;
+// The number of rows is a multiple of it.
+inline constexpr std::size_t KLEINSTE_SPALTE = 32;
 
 // A long transform as a matrix of `spalten.n` rows of GROSSE_ZEILE values, which with their scratch
 // memory fit the first-level cache.

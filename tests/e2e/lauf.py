@@ -327,6 +327,29 @@ class Fall(unittest.TestCase):
                 print(f"attempt {nummer + 1}: {fehler}", file=sys.stderr)
         return einmal(anzahl - 1)
 
+    def haenge_ein(self, ordner, *optionen):
+        """A file system of its own at a new folder, for classes with MIT_MOUNT."""
+        os.makedirs(ordner)
+        subprocess.run(["mount", "-t", "tmpfs", *optionen, "none", ordner], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", ordner], check=True)
+
+    def warte_ohne_dateien(self, aufnahme, *frist):
+        """The recording runs and reports that it can write nothing."""
+        for meldung in ("me #0", "them #0", "me #1"):
+            aufnahme.meldung(f"WAV-Schreibfehler ({meldung}): ", *frist)
+
+    def pruefe_ohne_dateien(self, aufnahme):
+        self.assertEqual(aufnahme.chunks(), [])
+        self.assertGreaterEqual(aufnahme.diagnosen("mikro_roh.wav"), 1)
+
+    def pruefe_dateigroesse(self, aufnahme, groesste):
+        """No file is larger, each chunk that was announced is whole, and none is left unfinished."""
+        for satz in aufnahme.chunks():
+            signale.lies_ganz(satz["path"])
+        for name in self.dateien(ordner=aufnahme.ordner):
+            self.assertLessEqual(os.path.getsize(os.path.join(aufnahme.ordner, name)), groesste)
+        self.assertEqual(self.dateien(".", aufnahme.ordner), [])
+
     def ohne_dienst(self):
         """An environment in which no PipeWire can be found."""
         leer = os.path.join(self.ordner, "leer")

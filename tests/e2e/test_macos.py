@@ -13,7 +13,7 @@ import lauf
 import signale
 import voices
 
-ZOOM = {"id": 7, "app": "us.zoom.xos", "titel": "Zoom Meeting"}
+ZOOM = drehbuch.ZOOM
 CHROME = {"id": 9, "app": "com.google.Chrome", "titel": "Meet – abc-defg-hij"}
 VERWEIGERT = 2  # AVAuthorizationStatusDenied
 NICHT_GEFRAGT = 0
@@ -416,9 +416,7 @@ class Platte(drehbuch.MacFall):
         """The recording runs to its end, and what is announced is whole; the system's writer of the video
         fails with its own error."""
         platte = os.path.join(self.ordner, "platte")
-        os.mkdir(platte)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "none", platte], check=True)
-        self.addCleanup(subprocess.run, ["umount", "--lazy", platte], check=True)
+        self.haenge_ein(platte, "-o", "size=1m")
         # One picture at first, so that there is room for whole chunks on a slow machine, too.
         aufnahme = self.aufnehmen("--max", "2", ordner=platte, video=True,
                                   vorher=[("bewege", {"ja": False}), ("fenster", ZOOM)])
