@@ -137,9 +137,12 @@ def _skript(zaehler, name, *argumente):
 
 
 def stufe_haus(zaehler):
-    """no include breaks the rules of the house; the drawing and the glossary are up to date"""
+    """no include breaks the rules of the house; drawing, glossary and protocol are up to date"""
     fuehre_aus("cmake", "--preset", "release", "-DHALLKORB_TESTS=ON")
     _haus(zaehler, os.path.join(BAU, "release"))
+    if prozesse.LINUX:  # where the schema's validator is a package
+        _skript(zaehler, "protokoll.py")
+        _skript(zaehler, "protokollseiten.py")
 
 
 def _haus(zaehler, bau):
@@ -171,6 +174,30 @@ def stufe_browser(zaehler):
                                  "test_browser", pruefe=False)
     if not status:
         print(ausgabe.rstrip(), flush=True)  # what was measured
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_wirte(zaehler):
+    """the hosts in examples/, in each language that has a compiler here; speech becomes text"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "hallkorb-sitzung", "testsprecher")
+    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner", "test_fragen"]
+    cpp, swift = os.path.join(BAU, "host-cpp"), os.path.join(BAU, "host-swift")
+    fuehre_aus("cmake", "-G", "Ninja", "-S", os.path.join("examples", "cpp"), "-B", cpp,
+               "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror")
+    fuehre_aus("cmake", "--build", cpp)
+    if shutil.which("swiftc"):  # Debian 13
+        os.makedirs(swift, exist_ok=True)
+        quellen = sorted(glob.glob(os.path.join(WURZEL, "examples", "swift", "*.swift")))
+        fuehre_aus("swiftc", "-O", "-warnings-as-errors", "-o", os.path.join(swift, "host"),
+                   *[quelle for quelle in quellen if not quelle.endswith("Package.swift")])
+        welche.append("test_wirte.Swift")
+    else:
+        print("no Swift compiler: the host in Swift is left out", flush=True)
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), *welche, pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was heard
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
@@ -430,8 +457,9 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "ausdauer", "kosten", "clang", "tidy",
-    "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "wirte", "ausdauer", "kosten", "clang",
+    "tidy", "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e",
+    "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
@@ -442,7 +470,8 @@ UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if p
 # What a stage calls that not every system has.
 BRAUCHT = {"format": "clang-format-19", "tidy": "clang-tidy-19", "fuzz": "clang++-19", "macos": "clang++-19",
            "macos-lauf": "clang++-19", "macos-abdeckung": "clang++-19", "macos-e2e": "clang++-19",
-           "browser": "chromium", "seite": "chromium", "arm64": "qemu-aarch64"}
+           "browser": "chromium", "seite": "chromium", "wirte": "node",
+           "arm64": "qemu-aarch64"}
 
 
 def uebliche():
