@@ -325,7 +325,7 @@ class Fall(unittest.TestCase):
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
 
-    def mehrmals(self, einmal, anzahl=3):
+    def mehrmals(self, einmal, anzahl=5):
         """Calls `einmal(number)` until it passes. For a minute of sound that is compared with what was
         played: a machine that halts a player or the graph for a moment spoils it."""
         for nummer in range(anzahl - 1):
