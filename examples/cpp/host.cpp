@@ -182,7 +182,7 @@ class Host {
       }
       if (const auto* chunk = std::get_if<Chunk>(&line)) transcriber_.take(offset_, *chunk);
       done_ = done_ || std::holds_alternative<Done>(line);
-      std::visit([this](const auto& known) { show(known); }, line);
+      std::visit([this](const auto& known) { this->show(known); }, line);
     } catch (const std::exception& error) {
       say("not understood: " + text + " (" + error.what() + ")");
     }

@@ -74,6 +74,7 @@ std::optional<Child> spawn(const std::vector<std::string>& command, bool withErr
   for (const int fd : {out[0], out[1], err[0], err[1]})
     if (fd > STDERR_FILENO) posix_spawn_file_actions_addclose(&actions, fd);
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (const std::string& word : command)
     words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
@@ -102,7 +103,7 @@ void Transcript::add(double offset, const Chunk& chunk, const std::string& text)
 }
 
 void Transcript::write(const std::string& folder) {
-  std::stable_sort(said_.begin(), said_.end(), [](const Said& a, const Said& b) {
+  std::sort(said_.begin(), said_.end(), [](const Said& a, const Said& b) {
     return std::pair(a.begin, a.end) < std::pair(b.begin, b.end);
   });
   std::ofstream text(folder + "/transcript.txt");
@@ -134,15 +135,17 @@ void Transcriber::finish() {
 }
 
 void Transcriber::run() {
-  while (true) {
-    std::unique_lock guard(lock_);
-    changed_.wait(guard, [this] { return finished_ || !jobs_.empty(); });
-    if (jobs_.empty()) return;
-    const auto [offset, chunk] = std::move(jobs_.front());
-    jobs_.pop_front();
-    guard.unlock();
-    ask(offset, chunk);
-  }
+  while (const auto job = next())
+    ask(job->first, job->second);
+}
+
+std::optional<std::pair<double, Chunk>> Transcriber::next() {
+  std::unique_lock guard(lock_);
+  changed_.wait(guard, [this] { return finished_ || !jobs_.empty(); });
+  if (jobs_.empty()) return std::nullopt;
+  auto job = std::move(jobs_.front());
+  jobs_.pop_front();
+  return job;
 }
 
 void Transcriber::ask(double offset, const Chunk& chunk) {

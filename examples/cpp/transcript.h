@@ -60,6 +60,7 @@ class Transcriber {
 
  private:
   void run();
+  std::optional<std::pair<double, Chunk>> next();  // waits; nullopt at the end
   void ask(double offset, const Chunk& chunk);
 
   std::string command_;

@@ -101,8 +101,18 @@ enum Line {
 }
 
 private struct Head: Decodable {
+  enum Keys: CodingKey {
+    case event, chunk
+  }
+
   let event: String?
-  let chunk: Int?
+  let isChunk: Bool
+
+  init(from decoder: Decoder) throws {
+    let fields = try decoder.container(keyedBy: Keys.self)
+    event = try fields.decodeIfPresent(String.self, forKey: .event)
+    isChunk = fields.contains(.chunk)
+  }
 }
 
 /// One line. Throws if it is not what the protocol promises.
@@ -112,7 +122,7 @@ func parse(_ text: String) throws -> Line {
   let decoder = JSONDecoder()
   let head = try decoder.decode(Head.self, from: data)
   switch head.event {
-  case nil where head.chunk != nil: return .chunk(try decoder.decode(Chunk.self, from: data))
+  case nil where head.isChunk: return .chunk(try decoder.decode(Chunk.self, from: data))
   case "started": return .started(try decoder.decode(Started.self, from: data))
   case "degraded": return .degraded(try decoder.decode(Degraded.self, from: data))
   case "error": return .error(try decoder.decode(Failed.self, from: data))

@@ -255,6 +255,14 @@ class Lauf:
         return 0
 
 
+def signalmaske(prozess, maske, nummer):
+    """Whether the signal is in one of the process's masks: "SigBlk" blocked, "SigIgn" ignored, "SigCgt"
+    caught."""
+    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
+        bits = next(zeile for zeile in datei if zeile.startswith(f"{maske}:"))
+    return bool(int(bits.split()[1], 16) >> (nummer - 1) & 1)
+
+
 class Fall(unittest.TestCase):
     """A test with a private session and a folder of its own."""
 
@@ -317,7 +325,7 @@ class Fall(unittest.TestCase):
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
 
-    def mehrmals(self, einmal, anzahl=3):
+    def mehrmals(self, einmal, anzahl=5):
         """Calls `einmal(number)` until it passes. For a minute of sound that is compared with what was
         played: a machine that halts a player or the graph for a moment spoils it."""
         for nummer in range(anzahl - 1):
@@ -326,6 +334,29 @@ class Fall(unittest.TestCase):
             except AssertionError as fehler:
                 print(f"attempt {nummer + 1}: {fehler}", file=sys.stderr)
         return einmal(anzahl - 1)
+
+    def haenge_ein(self, ordner, *optionen):
+        """A file system of its own at a new folder, for classes with MIT_MOUNT."""
+        os.makedirs(ordner)
+        subprocess.run(["mount", "-t", "tmpfs", *optionen, "none", ordner], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", ordner], check=True)
+
+    def warte_ohne_dateien(self, aufnahme, *frist):
+        """The recording runs and reports that it can write nothing."""
+        for meldung in ("me #0", "them #0", "me #1"):
+            aufnahme.meldung(f"WAV-Schreibfehler ({meldung}): ", *frist)
+
+    def pruefe_ohne_dateien(self, aufnahme):
+        self.assertEqual(aufnahme.chunks(), [])
+        self.assertGreaterEqual(aufnahme.diagnosen("mikro_roh.wav"), 1)
+
+    def pruefe_dateigroesse(self, aufnahme, groesste):
+        """No file is larger, each chunk that was announced is whole, and none is left unfinished."""
+        for satz in aufnahme.chunks():
+            signale.lies_ganz(satz["path"])
+        for name in self.dateien(ordner=aufnahme.ordner):
+            self.assertLessEqual(os.path.getsize(os.path.join(aufnahme.ordner, name)), groesste)
+        self.assertEqual(self.dateien(".", aufnahme.ordner), [])
 
     def ohne_dienst(self):
         """An environment in which no PipeWire can be found."""

@@ -4,12 +4,15 @@ All of them have one command line and write the same files, so one set of tests 
 The one in Python is tried with every change; the others, which need more packages, in a stage of their own.
 """
 
+import json
 import os
+import re
 import signal
 import subprocess
 
 import lauf
 import prozesse
+import schema
 import signale
 
 BEISPIELE = os.path.join(lauf.WURZEL, "examples")
@@ -17,6 +20,7 @@ ABSPIELER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "abspieler.
 CPP_BAU = os.path.join(lauf.WURZEL, "build", "host-cpp")
 SITZUNG = os.path.join(os.path.dirname(lauf.PROGRAMM), "hallkorb-sitzung")
 
+LEBEND = {verweis["$ref"].rsplit("/", 1)[1] for verweis in schema.schema()["$defs"]["live"]["anyOf"]}
 START = '{"event":"started","mic":true,"system":true,"video":true,"echo":true,"null_unix_ms":1795220400000}'
 SCHLUSS = ('{"event":"zeitachse","them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},'
            '"me":{"luecken":2,"luecken_ms":80,"ueberlappungen":0,"verworfen_ms":0}}', '{"event":"done"}')
@@ -25,6 +29,13 @@ SCHLUSS = ('{"event":"zeitachse","them":{"luecken":0,"luecken_ms":0,"ueberlappun
 def chunk(kanal, nummer, t0, t1, ordner="/r", mehr=""):
     return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"{ordner}/chunk_{kanal}_{nummer:03}.wav",'
             f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
+
+
+def beispiele():
+    """The lines of a recording that docs/protocol.md shows, one of each."""
+    with open(os.path.join(lauf.WURZEL, "docs", "protocol.md"), encoding="utf-8") as datei:
+        zeilen = re.search(r"```jsonl\n(.*?)```", datei.read(), re.DOTALL)[1].splitlines()
+    return [zeile for zeile in zeilen if schema.art(json.loads(zeile)) in LEBEND]
 
 
 def uhr(sekunden):
@@ -209,6 +220,34 @@ class Gespielt(Wirtsfall):
         with open(self.zeilen, encoding="utf-8") as datei:
             self.assertEqual(wirt.lies("1/ereignisse.jsonl"), datei.read())
 
+    def pruefe_verdorbenes(self):
+        """Each field of each line, missing or of another type: the line is reported, and nothing else."""
+        falsch = []
+        for zeile in beispiele():
+            satz = json.loads(zeile)
+            orte = [(satz, name) for name in satz if name != "event"]
+            orte += [(innen, name) for innen in satz.values() if isinstance(innen, dict) for name in innen]
+            for innen, name in orte:
+                wert = innen.pop(name)
+                if name not in ("sprache_ms", "chunk"):  # may be missing; without it, another line
+                    falsch.append(json.dumps(satz))
+                for anders in (7 if isinstance(wert, str) else "x", None, *([1.5] if type(wert) is int else [])):
+                    if (name, anders) != ("sprache_ms", None):
+                        falsch.append(json.dumps(satz | {name: anders} if innen is satz else
+                                                 satz | {kanal: {**teil, name: anders} if teil is innen else teil
+                                                         for kanal, teil in satz.items()}))
+                innen[name] = wert
+        self.assertGreater(len(falsch), 150)
+        wirt = self.gespielt([*falsch, START, *SCHLUSS])
+        wirt.meldung("[host] recording into")
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.ende(0)
+        gemeldet = [zeile for zeile in wirt.stand.texte() if zeile.startswith("[host] not understood: ")]
+        fehlend = [zeile for zeile in falsch if not any(zeile in meldung for meldung in gemeldet)]
+        self.assertEqual(fehlend, [])
+        self.assertEqual(len(gemeldet), len(falsch))
+        self.pruefe_abschrift(wirt, [])
+
     def pruefe_enden(self):
         """Status 2, a crash each time, a deaf recorder, none at all, wrong usage."""
         wirt = self.gespielt(['{"event":"error","message":"kein Dienst"}'], spiel=["--ende", "2"])
@@ -277,7 +316,8 @@ class PythonAufnahme(Python, Aufnahme):
 class PythonGespielt(Python, Gespielt):
     def test_alles(self):
         """In one process: each would take longer to begin than to run."""
-        for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_enden, self.pruefe_strg_c)):
+        for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_verdorbenes, self.pruefe_enden,
+                                           self.pruefe_strg_c)):
             self.ziel = os.path.join(self.ordner, f"gespraech-{nummer}")
             pruefe()
 
