@@ -471,8 +471,8 @@ def stufe_arm64(zaehler):
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
     "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "wirte", "pakete", "nachbau", "ausdauer",
-    "kosten", "clang", "tidy", "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e",
-    "arm64")}
+    "kosten", "clang", "tidy", "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan",
+    "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
