@@ -8,7 +8,7 @@
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
 #   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
 #               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
-#   browser     Chromium, Firefox and what plays their sound, for the stage of that name
+#   browser     Chromium, Firefox, letters and what plays their sound, for the stages browser and seite
 #
 # On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
 # with dnf, as root or through sudo; on macOS with Homebrew; from the package sources that the machine is
@@ -31,7 +31,7 @@ debian_test=(libgtest-dev libbenchmark-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
-debian_browser=(chromium firefox-esr pipewire-pulse xdotool)
+debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse xdotool)
 
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
 fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
@@ -44,7 +44,7 @@ fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel)
-fedora_browser=(chromium firefox pipewire-pulseaudio xdotool)
+fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool)
 
 brew_build=(cmake ninja nlohmann-json utf8proc cli11)
 # The stages that run on macOS need no private session and none of the checkers.

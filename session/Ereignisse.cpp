@@ -26,6 +26,8 @@ struct Einsortierer {
     alle.chunks.clear();
     alle.bilder.clear();
     alle.video.reset();
+    alle.echo.reset();
+    alle.zeitachse.reset();
     alle.meldungen = std::move(davor);
     alle.fertig = false;
     alle.start = zeile;
@@ -38,6 +40,8 @@ struct Einsortierer {
     if (alle.fertig) alle.meldungen.clear();
     alle.meldungen.push_back(std::move(zeile));
   }
+  void operator()(const EchoZeile& zeile) const { alle.echo = zeile; }
+  void operator()(const ZeitachseZeile& zeile) const { alle.zeitachse = zeile; }
   void operator()(const FertigZeile&) const { alle.fertig = true; }
   void operator()(const AndereZeile&) const {}
 };

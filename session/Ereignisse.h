@@ -25,6 +25,8 @@ struct Ereignisse {
   std::vector<BildZeile> bilder;
   std::optional<VideoZeile> video;
   std::vector<MeldungZeile> meldungen;
+  std::optional<EchoZeile> echo;
+  std::optional<ZeitachseZeile> zeitachse;
   bool fertig = false;                // "done"
   std::size_t aufnahmen = 0;          // how many have begun in this file
   std::vector<std::size_t> unlesbar;  // numbers of lines, from 1; the first hundred

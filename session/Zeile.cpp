@@ -1,5 +1,6 @@
 #include "session/Zeile.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -79,6 +80,41 @@ std::optional<Zeile> chunkAus(const Json& satz) {
                     textAus(satz, "quelle") == "mikro_roh"};
 }
 
+// Of statistics, what makes no sense counts as 0.
+std::int64_t anzahlAus(const Json& satz, const char* name) {
+  return std::max<std::int64_t>(ganzeZahl(satz, name).value_or(0), 0);
+}
+
+double wertAus(const Json& satz, const char* name, double hoechstens) {
+  const auto feld = satz.find(name);
+  if (feld == satz.end() || !feld->is_number()) return 0.0;
+  const auto wert = feld->get<double>();
+  return wert >= 0.0 && wert <= hoechstens ? wert : 0.0;
+}
+
+EchoZeile echoAus(const Json& satz) {
+  EchoZeile zeile;
+  zeile.verzoegerungMs = wertAus(satz, "verzoegerung_ms", MAX_SEKUNDEN);
+  zeile.leck = wertAus(satz, "leck", 1.0);
+  zeile.torAnteil = wertAus(satz, "tor_anteil", 1.0);
+  zeile.nahAnteil = wertAus(satz, "nah_anteil", 1.0);
+  zeile.versatzWechsel = anzahlAus(satz, "versatz_wechsel");
+  zeile.resets = anzahlAus(satz, "resets");
+  zeile.ohneReferenz = anzahlAus(satz, "ohne_referenz");
+  zeile.ausfaelle = anzahlAus(satz, "ausfaelle");
+  zeile.bloecke = anzahlAus(satz, "bloecke");
+  zeile.chunksOhneSprache = anzahlAus(satz, "chunks_ohne_sprache");
+  return zeile;
+}
+
+Korrektur korrekturAus(const Json& satz, const char* name) {
+  const auto feld = satz.find(name);
+  if (feld == satz.end() || !feld->is_object()) return {};
+  constexpr double MAX_MS = MAX_SEKUNDEN * 1000.0;
+  return {anzahlAus(*feld, "luecken"), wertAus(*feld, "luecken_ms", MAX_MS),
+          anzahlAus(*feld, "ueberlappungen"), wertAus(*feld, "verworfen_ms", MAX_MS)};
+}
+
 std::optional<Zeile> ereignisAus(const Json& satz) {
   const std::string name = textAus(satz, "event");
   if (name == "started") {
@@ -94,7 +130,10 @@ std::optional<Zeile> ereignisAus(const Json& satz) {
   if (name == "video")
     return VideoZeile{ganzeZahl(satz, "frames").value_or(0), textAus(satz, "quelle")};
   if (name == "degraded" || name == "error" || name == "video_none")
-    return MeldungZeile{name, textAus(satz, "message")};
+    return MeldungZeile{name, textAus(satz, "message"), kanalAus(textAus(satz, "channel"))};
+  if (name == "echo") return echoAus(satz);
+  if (name == "zeitachse")
+    return ZeitachseZeile{korrekturAus(satz, "me"), korrekturAus(satz, "them")};
   if (name == "done") return FertigZeile{};
   return AndereZeile{};
 }

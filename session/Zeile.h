@@ -61,15 +61,43 @@ struct VideoZeile {
 struct MeldungZeile {
   std::string name;
   std::string text;
+  std::optional<Kanal> kanal;  // that is missing
+};
+
+// What the echo path reports at the stop (docs/protocol.md); one block is 16 ms.
+struct EchoZeile {
+  double verzoegerungMs = 0.0;
+  double leck = 0.0;  // the three are shares, from 0 to 1
+  double torAnteil = 0.0;
+  double nahAnteil = 0.0;
+  std::int64_t versatzWechsel = 0;
+  std::int64_t resets = 0;
+  std::int64_t ohneReferenz = 0;
+  std::int64_t ausfaelle = 0;
+  std::int64_t bloecke = 0;
+  std::int64_t chunksOhneSprache = 0;
+};
+
+// What the timeline of a channel had to correct.
+struct Korrektur {
+  std::int64_t luecken = 0;
+  double lueckenMs = 0.0;
+  std::int64_t ueberlappungen = 0;
+  double verworfenMs = 0.0;
+};
+
+struct ZeitachseZeile {
+  Korrektur me;
+  Korrektur them;
 };
 
 struct FertigZeile {};
 
-// Any other object: statistics, or what a host has added.
+// Any other object: what a host has added.
 struct AndereZeile {};
 
-using Zeile = std::variant<StartZeile, ChunkZeile, BildZeile, VideoZeile, MeldungZeile, FertigZeile,
-                           AndereZeile>;
+using Zeile = std::variant<StartZeile, ChunkZeile, BildZeile, VideoZeile, MeldungZeile, EchoZeile,
+                           ZeitachseZeile, FertigZeile, AndereZeile>;
 
 // nullopt if the text is no line of the recorder, and no JSON object either.
 [[nodiscard]] std::optional<Zeile> liesZeile(std::string_view text);

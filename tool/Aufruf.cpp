@@ -50,14 +50,19 @@ int meldeFehler(const CLI::App& app, const CLI::ParseError& fehler) {
 
 std::variant<Aufruf, int> liesAufruf(int anzahl, const char* const* worte) {
   Aufruf aufruf;
-  CLI::App app("Sieht aufgenommene Ordner von hallkorb nach, repariert sie und fuegt sie zusammen.",
-               "hallkorb-sitzung");
+  CLI::App app(
+      "Zeigt aufgenommene Ordner von hallkorb, sieht sie nach, repariert sie und fuegt sie "
+      "zusammen.",
+      "hallkorb-sitzung");
   app.set_help_flag("-h,--help", "diese Hilfe")->group(OPTIONEN);
   app.set_version_flag("--version", "hallkorb-sitzung " HALLKORB_VERSION, "die Version")
       ->group(OPTIONEN);
   sprichDeutsch(app);
   app.footer("Status: 0 alles gut, 1 etwas ist auffaellig, 2 falscher Aufruf oder nicht moeglich.");
   app.require_subcommand(1);
+  neuerBefehl(app, "bericht",
+              "macht daraus die Seite sitzung.html, zum Ansehen und Anhoeren im Browser", aufruf,
+              Befehl::bericht);
   neuerBefehl(app, "pruefen", "prueft jede Datei gegen ihre Zeile und ihren Kopf", aufruf,
               Befehl::pruefen);
   neuerBefehl(app, "reparieren", "setzt instand, was ein Abbruch hinterlassen hat", aufruf,

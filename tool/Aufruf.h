@@ -14,7 +14,7 @@ inline constexpr int ALLES_GUT = 0;
 inline constexpr int AUFFAELLIG = 1;  // something was found, or could not be put right
 inline constexpr int UNMOEGLICH = 2;  // wrong usage, or the folder cannot be read
 
-enum class Befehl { pruefen, reparieren, zusammen };
+enum class Befehl { bericht, pruefen, reparieren, zusammen };
 
 struct Aufruf {
   Befehl befehl = Befehl::pruefen;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/Text.h"
+#include "session/Bericht.h"
 #include "session/Ereignisse.h"
 #include "session/Pruefung.h"
 #include "session/Reparatur.h"
@@ -94,6 +95,22 @@ int repariere(const std::string& pfad) {
   return alles ? ALLES_GUT : AUFFAELLIG;
 }
 
+int berichte(const std::string& pfad) {
+  const bool farbig = darfFarbe(STDOUT_FILENO);
+  std::variant<Bericht, Fehler> ergebnis;
+  {
+    Balken balken("lese", ::isatty(STDERR_FILENO) != 0);
+    ergebnis = schreibeBericht(pfad, [&](double anteil) { balken.zeige(anteil); });
+  }
+  if (const Fehler* fehler = std::get_if<Fehler>(&ergebnis))
+    return scheitere(zeigbar(fehler->description) + ": " + zeigbar(pfad));
+  const Bericht& bericht = std::get<Bericht>(ergebnis);
+  std::string text = formatiert("%.2f s", bericht.dauer);
+  if (bericht.auffaellig > 0) text += formatiert(", %zu Auffaelligkeiten", bericht.auffaellig);
+  drucke(gefaerbt("geschrieben   ", Farbe::gruen, farbig) + SEITENDATEI + ": " + text);
+  return ALLES_GUT;
+}
+
 int fuege(const Aufruf& aufruf) {
   const bool farbig = darfFarbe(STDOUT_FILENO);
   std::variant<std::vector<Ergebnisdatei>, Fehler> ergebnis;
@@ -117,6 +134,7 @@ int fuege(const Aufruf& aufruf) {
 }  // namespace
 
 int fuehreAus(const Aufruf& aufruf) {
+  if (aufruf.befehl == Befehl::bericht) return berichte(aufruf.ordner);
   if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
   if (aufruf.befehl == Befehl::zusammen) return fuege(aufruf);
   const auto ordner = liesSitzungsordner(aufruf.ordner);

@@ -16,6 +16,8 @@ import prozesse
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMM = os.path.join(WURZEL, "build", "release", "hallkorb")
+ZEIGER = os.path.join(WURZEL, "build", "release", "hallkorb-sitzung")
+OEFFNER = "open" if sys.platform == "darwin" else "xdg-open"
 
 
 def baue(*ziele):
@@ -50,11 +52,47 @@ def lies_argumente(argumente):
     return sekunden, ordner, weiter
 
 
+class Zeilen:
+    """The recorder's lines, kept in its folder as hallkorb-sitzung wants them. Nothing is written before
+    "started": a folder in which another recording runs stays as it is."""
+
+    def __init__(self, ordner):
+        self._pfad = os.path.join(ordner, "ereignisse.jsonl")
+        self._davor = []
+        self._datei = None
+        self.klage = None
+
+    @property
+    def begonnen(self):
+        return self._datei is not None
+
+    def nimm(self, zeile):
+        """One line, as bytes without its end."""
+        if self.klage or not zeile:
+            return
+        try:
+            if self._datei is None:
+                self._davor.append(zeile)
+                if not zeile.startswith(b'{"event":"started"'):
+                    return
+                # A link in its place may lead anywhere.
+                self._datei = os.open(self._pfad, os.O_WRONLY | os.O_CREAT | os.O_APPEND | os.O_NOFOLLOW, 0o600)
+                zeile = b"\n".join(self._davor)
+            os.write(self._datei, zeile + b"\n")
+        except OSError as fehler:
+            self.klage = f"the lines cannot be kept: {fehler}"
+
+    def schliesse(self):
+        if self._datei is not None:
+            os.close(self._datei)
+
+
 class Aufnahme:
     """One run of the program, from its start to the last line of both its streams."""
 
-    def __init__(self, argumente, umgebung, schau):
+    def __init__(self, argumente, umgebung, schau, zeilen):
         self._schau = schau
+        self._zeilen = zeilen
         # SIGINT and SIGTERM reach the recorder only from here.
         self._weck_lese, weck_schreib = os.pipe()
         os.set_blocking(weck_schreib, False)
@@ -93,6 +131,8 @@ class Aufnahme:
                     waehler.unregister(strom)
                     zeilen.append(puffer.pop(strom))
                 for zeile in zeilen:
+                    if strom is self.prozess.stdout:
+                        self._zeilen.nimm(zeile)
                     self._schau.zeile(zeile.decode("utf-8", "replace"))
             if self._schau.laeuft and sekunden is not None and ende is None:
                 ende = time.monotonic() + sekunden
@@ -114,6 +154,18 @@ class Aufnahme:
     def stoppe(self):
         self.gestoppt = True
         self.prozess.send_signal(signal.SIGINT)
+
+
+SEITE = "sitzung.html"
+
+
+def mache_seite(ordner):
+    """The page about the recording. Without it the recording is as good."""
+    lauf_ = prozesse.starte([ZEIGER, "bericht", ordner], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True)
+    ausgabe = lauf_.communicate()[0]
+    if lauf_.returncode:
+        print(f"record: there is no page: {ausgabe.strip()}", file=sys.stderr)
 
 
 def zeige_ergebnis(ordner, ton_privat):
@@ -138,8 +190,9 @@ def zeige_ergebnis(ordner, ton_privat):
         print(f"  {spieler} '{roh}'")
     print(f"  for f in '{ordner}'/chunk_them_*.wav; do {spieler} \"$f\"; done")
     if "video.mp4" in dateien:
-        oeffner = "open" if sys.platform == "darwin" else "xdg-open"
-        print(f"To watch:\n  {oeffner} '{ordner}/video.mp4'")
+        print(f"To watch:\n  {OEFFNER} '{ordner}/video.mp4'")
+    if SEITE in dateien:
+        print(f"To see and hear all of it in a browser:\n  {OEFFNER} '{os.path.join(ordner, SEITE)}'")
 
 
 def dauer(pfad):
@@ -153,7 +206,7 @@ def dauer(pfad):
 def lauf(argumente):
     sekunden, ordner, weiter = lies_argumente(argumente)
     umfeld = privat.Privat(privat.was_fehlt(weiter))
-    baue("hallkorb", *(["testfenster"] if umfeld.bild else []),
+    baue("hallkorb", "hallkorb-sitzung", *(["testfenster"] if umfeld.bild else []),
          *(["testsprecher"] if umfeld.ton else []))
     if ordner is None:
         jetzt = datetime.datetime.now().strftime("%Y-%m-%d_%H-%M-%S")
@@ -173,8 +226,14 @@ def lauf(argumente):
         print("Ctrl-C stops.\n" if sekunden is None else f"Stops after {sekunden:g} seconds.\n",
               flush=True)
         schau = anzeige.Anzeige()
-        aufnahme = Aufnahme(weiter, umfeld.umgebung, schau)
+        zeilen = Zeilen(ordner)
+        aufnahme = Aufnahme(weiter, umfeld.umgebung, schau, zeilen)
         status = aufnahme.lauf(sekunden, umfeld)
+        zeilen.schliesse()
+        if zeilen.klage:
+            print(f"record: {zeilen.klage}", file=sys.stderr)
+        if zeilen.begonnen:
+            mache_seite(ordner)
         zeige_ergebnis(ordner, umfeld.ton)
         if aufnahme.fehler:
             return ohne_umfeld(aufnahme.fehler)

@@ -11,6 +11,7 @@ import json
 import os
 import re
 import resource
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -168,6 +169,36 @@ def stufe_browser(zaehler):
     if not status:
         print(ausgabe.rstrip(), flush=True)  # what was measured
     zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_seite(zaehler):
+    """the page of a recording in Chromium: looks, sound, keyboard, accessibility, hostile folders, three hours"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "hallkorb-sitzung", "testfenster")
+    _hole_axe()
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--jobs", "2",
+                                 "test_seite", pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was measured
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+AXE = "axe-core@4.10.3"
+
+
+def _hole_axe():
+    """The accessibility checker, if npm is there to fetch it; without it the test has a smaller one."""
+    ordner = os.path.join(BAU, "axe")
+    if os.path.exists(os.path.join(ordner, "package", "axe.min.js")) or shutil.which("npm") is None:
+        return
+    os.makedirs(ordner, exist_ok=True)
+    status, ausgabe = fuehre_aus("npm", "pack", "--silent", "--pack-destination", ordner, AXE, pruefe=False)
+    paket = os.path.join(ordner, AXE.replace("@", "-") + ".tgz")
+    if status or not os.path.exists(paket):
+        print(f"no axe-core: {ausgabe.strip()[-200:]}", flush=True)
+        return
+    fuehre_aus("tar", "-C", ordner, "-xzf", paket, "package/axe.min.js")
 
 
 def stufe_ausdauer(zaehler):
@@ -396,8 +427,8 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "ausdauer", "kosten", "clang", "tidy", "asan",
-    "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "ausdauer", "kosten", "clang", "tidy",
+    "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.

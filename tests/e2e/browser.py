@@ -210,11 +210,16 @@ class Chromium(Browser):
                 for satz in map(json.loads, saetze):
                     if "id" in satz:
                         self._antworten[satz["id"]] = satz
+                    else:
+                        self._ereignis(satz)
                 self._neu.notify_all()
         os.close(lies)
         with self._neu:
             self._zu = True
             self._neu.notify_all()
+
+    def _ereignis(self, satz):
+        """What the browser reports of its own accord."""
 
     def _frage(self, was, seite=None, **wie):
         with self._neu:

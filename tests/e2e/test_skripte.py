@@ -1,6 +1,7 @@
 """The command that a newcomer types, and the private session under it."""
 
 import io
+import json
 import os
 import re
 import signal
@@ -12,6 +13,7 @@ import unittest.mock
 
 import lauf  # first: it finds the scripts' modules
 import anzeige
+import aufnahme
 import film
 import privat
 import prozesse
@@ -78,6 +80,43 @@ class Anzeigen(unittest.TestCase):
         self.assertEqual(self.ausgabe.getvalue(), (
             "00:00  {kaputt\n00:00  [1]\n00:00  42\n"
             "00:00  microphone missing: kein Mikrofon\n00:00  neu: wert 3\n"))
+
+
+class Behalten(unittest.TestCase):
+    """The lines in the recording's folder."""
+
+    def setUp(self):
+        halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
+        self.addCleanup(halter.cleanup)
+        self.ordner = halter.name
+        self.pfad = os.path.join(self.ordner, "ereignisse.jsonl")
+
+    def behalte(self, *zeilen):
+        behalter = aufnahme.Zeilen(self.ordner)
+        for zeile in zeilen:
+            behalter.nimm(zeile.encode())
+        behalter.schliesse()
+        return behalter
+
+    def inhalt(self):
+        with open(self.pfad, encoding="utf-8") as datei:
+            return datei.read()
+
+    def test_ab_dem_beginn_und_was_davor_war(self):
+        davor = '{"event":"degraded","channel":"me","message":"weg"}'
+        self.assertTrue(self.behalte(davor, STARTED, "", chunk(0, "me", 0, 1)).begonnen)
+        self.assertEqual(self.inhalt(), f"{davor}\n{STARTED}\n{chunk(0, 'me', 0, 1)}\n")
+
+    def test_eine_verweigerte_aufnahme_laesst_den_ordner_wie_er_ist(self):
+        self.behalte(STARTED)
+        self.assertFalse(self.behalte('{"event":"error","message":"belegt"}').begonnen)
+        self.assertEqual(self.inhalt(), STARTED + "\n")
+
+    def test_einem_verweis_wird_nicht_gefolgt(self):
+        os.symlink(os.path.join(self.ordner, "fremd"), self.pfad)
+        behalter = self.behalte(STARTED, chunk(0, "me", 0, 1))
+        self.assertIn("cannot be kept", behalter.klage)
+        self.assertEqual(os.listdir(self.ordner), ["ereignisse.jsonl"])
 
 
 class Nachkommen(unittest.TestCase):
@@ -201,10 +240,20 @@ class Skripte(unittest.TestCase):
         # If there is no screen either, a private one is recorded; its first meeting begins after 2 s.
         self.assertIn("video.mp4", namen)
         self.assertRegex(alles, "picture: Zoom · Zoom Meeting")
+        # The lines are kept, all of them, and the page is made of them.
+        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            saetze = [json.loads(zeile) for zeile in datei]
+        self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
+        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
+                         {name for name in namen if name.startswith("chunk_")})
+        self.assertRegex(alles, rf"(?m)^  xdg-open '{ordner}/sitzung\.html'$")
+        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
+            self.assertIn('"chunk_them_000.wav"', datei.read())
         for name in namen:
             self.assertIn(name, alles)
             if name == "video.mp4":
                 film.pruefe_form(self, film.Film(os.path.join(ordner, name)))
+            if not name.endswith(".wav"):
                 continue
             self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
         self.niemand_mehr_da()

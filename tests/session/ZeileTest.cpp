@@ -46,7 +46,12 @@ TEST(Zeile, ReadsWhatTheRecorderWrites) {
   EXPECT_EQ(lies<MeldungZeile>(R"({"event":"degraded","channel":"me","message":"aus"})").text,
             "aus");
   lies<FertigZeile>(R"({"event":"done"})");
-  lies<AndereZeile>(R"({"event":"zeitachse","me":{"luecken":0}})");
+  EXPECT_EQ(lies<MeldungZeile>(R"({"event":"degraded","channel":"me","message":"aus"})").kanal,
+            Kanal::me);
+  EXPECT_EQ(lies<ZeitachseZeile>(R"({"event":"zeitachse","me":{"luecken":3}})").me.luecken, 3);
+  EXPECT_DOUBLE_EQ(lies<EchoZeile>(R"({"event":"echo","verzoegerung_ms":81.7})").verzoegerungMs,
+                   81.7);
+  lies<AndereZeile>(R"({"event":"neu"})");
 }
 
 // The recorder leaves control characters in titles and quotes in paths as they are.

@@ -1,0 +1,77 @@
+// The chunks as a table, which is also what a screen reader has instead of the drawing: some at a time,
+// since three hours have thousands.
+
+const SEITENLAENGE = 25;
+
+class Tabelle {
+  constructor(spieler) {
+    this.spieler = spieler;
+    this.ab = 0;
+    this.koerper = document.getElementById('zeilen');
+    this.zeilen = new Map();
+    const bei = (id, tu) => document.getElementById(id).addEventListener('click', () => { tu(); this.zeige(); });
+    bei('zurueck', () => { this.ab -= SEITENLAENGE; });
+    bei('weiter', () => { this.ab += SEITENLAENGE; });
+    bei('hier', () => { this.geheZu(this.spieler.t); });
+    this.auswahl = document.getElementById('auswahl');
+    this.auswahl.addEventListener('change', () => this.waehle());
+    this.waehle();
+  }
+
+  waehle() {
+    const welche = this.auswahl.value;
+    this.chunks = KANAELE.filter((kanal) => welche === 'beide' || welche === kanal).flatMap((kanal) => CHUNKS[kanal]);
+    this.chunks.sort((a, b) => a.ab - b.ab);
+    this.ab = 0;
+    this.zeige();
+  }
+
+  geheZu(t) {
+    const i = Math.max(0, letzterBegonnen(this.chunks, t));
+    this.ab = i - i % SEITENLAENGE;
+  }
+
+  zeige() {
+    const alle = this.chunks.length;
+    this.ab = Math.max(0, Math.min(this.ab, alle - 1 - (alle - 1) % SEITENLAENGE));
+    const bis = Math.min(this.ab + SEITENLAENGE, alle);
+    this.zeilen.clear();
+    this.koerper.replaceChildren(...this.chunks.slice(this.ab, bis).map((chunk) => this.zeile(chunk)));
+    document.getElementById('welche').textContent = T('welche', this.ab + 1, bis, alle);
+    document.getElementById('zurueck').disabled = this.ab === 0;
+    document.getElementById('weiter').disabled = bis === alle;
+    this.markiere(new Set());
+  }
+
+  zeile(chunk) {
+    const knopf = teil('button');
+    knopf.type = 'button';
+    knopf.disabled = !chunk.datei;
+    knopf.setAttribute('aria-label', T('spieleChunk', T(chunk.kanal), chunk.nummer, alsZeit(chunk.ab)));
+    knopf.append(this.symbol());
+    knopf.addEventListener('click', () => this.spieler.spieleChunk(chunk));
+    const sprache_ = chunk.sprache === null ? '' : `${alsZahl(chunk.sprache / 1000, 1)} s`;
+    const breit = (text) => teil('td', 'breit', text);
+    const zeile = teil('tr', `${chunk.kanal}${chunk.datei ? '' : ' fehlt'}`,
+      teil('td', '', knopf), teil('td', '', T(chunk.kanal)), teil('td', '', String(chunk.nummer)),
+      teil('td', '', alsZeit(chunk.ab, 1)), breit(tageszeit(chunk.ab)),
+      teil('td', '', `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`), teil('td', '', sprache_),
+      breit(chunk.datei ? decodeURIComponent(chunk.datei) : T('fehlt')));
+    this.zeilen.set(chunk, zeile);
+    return zeile;
+  }
+
+  symbol() {
+    const bild = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    bild.setAttribute('viewBox', '0 0 24 24');
+    bild.setAttribute('aria-hidden', 'true');
+    const weg = document.createElementNS('http://www.w3.org/2000/svg', 'path');
+    weg.setAttribute('d', 'M8 5v14l11-7z');
+    bild.append(weg);
+    return bild;
+  }
+
+  markiere(spielende) {
+    for (const [chunk, zeile] of this.zeilen) zeile.classList.toggle('spielt', spielende.has(chunk));
+  }
+}

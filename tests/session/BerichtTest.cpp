@@ -1,0 +1,277 @@
+// The page about a recorded folder: its data, and that nothing of a folder becomes more than data.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "session/Bericht.h"
+#include "session/Seitentext.h"
+#include "tests/session/Ordnerbau.h"
+
+namespace hallkorb {
+namespace {
+
+using Json = nlohmann::json;
+
+class BerichtTest : public testing::Test {
+ protected:
+  // Makes the page and returns its data.
+  Json daten() {
+    const auto ergebnis = schreibeBericht(bau_.ordner().pfad());
+    if (!std::holds_alternative<Bericht>(ergebnis)) {
+      ADD_FAILURE() << std::get<Fehler>(ergebnis).description;
+      return {};
+    }
+    return Json::parse(element("daten"));
+  }
+  [[nodiscard]] std::string seite() const {
+    const Bytes bytes = dateiBytes(bau_ / SEITENDATEI);
+    return {bytes.begin(), bytes.end()};
+  }
+  // What stands in the element of that id.
+  [[nodiscard]] std::string element(const std::string& id) const {
+    const std::string text = seite();
+    const std::size_t marke = text.find("id=\"" + id + "\">");
+    if (marke == std::string::npos) return {};
+    const std::size_t von = text.find('>', marke) + 1;
+    return text.substr(von, text.find('<', von) - von);
+  }
+
+  Ordnerbau bau_;
+};
+
+TEST_F(BerichtTest, ChunksLieWhereTheyWereRecorded) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.chunk("me", 1, 1.0, 2.5);
+  bau_.zeile(
+      R"({"chunk":2,"channel":"me","path":"chunk_me_002.wav","t0":6.00,"t1":7.00,"sprache_ms":640})");
+  bau_.wav("chunk_me_002.wav", 96000, 16000);
+  bau_.chunk("them", 0, 0.5, 1.5);
+  bau_.wav(ROHDATEI, 0, 160000);
+  bau_.ende();
+  const Json satz = daten();
+  EXPECT_EQ(satz["chunks"]["me"],
+            Json::parse(R"([[0, 0.0, 1.0, 1.0, null, "chunk_me_000.wav", false],
+                            [1, 1.0, 1.5, 1.5, null, "chunk_me_001.wav", false],
+                            [2, 6.0, 1.0, 1.0, 640, "chunk_me_002.wav", false]])"));
+  EXPECT_EQ(satz["chunks"]["them"],
+            Json::parse(R"([[0, 0.5, 1.0, 1.0, null, "chunk_them_000.wav", false]])"));
+  EXPECT_EQ(satz["roh"], Json::parse(R"({"datei": "mikro_roh.wav", "dauer": 10.0})"));
+  EXPECT_EQ(satz["dauer"], 10.0);
+  EXPECT_EQ(satz["start"]["null"], 1795220400123);
+  EXPECT_TRUE(satz["zeilen"].get<bool>() && satz["fertig"].get<bool>());
+  EXPECT_EQ(satz["befunde"], Json::array());
+  EXPECT_EQ(satz["name"], std::filesystem::path(bau_.ordner().pfad()).filename().string());
+}
+
+TEST_F(BerichtTest, TheLevelsAreThoseOfTheFiles) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.chunk("me", 1, 3.0, 4.0);
+  bau_.ende();
+  const Json satz = daten();
+  EXPECT_EQ(satz["pegel"]["me"], Json::parse(R"({"proSekunde": 100.0, "laengen": [400],
+                                                "uebersteuert": 0})"));
+  EXPECT_EQ(satz["pegel"]["roh"]["laengen"], Json::array());
+  Pegelbau bau(16000, 64000);
+  for (const std::int64_t ab : {0, 48000}) {
+    std::vector<std::int16_t> samples;
+    for (const float wert : Ordnerbau::ton(ab, 16000))
+      samples.push_back(static_cast<std::int16_t>(wert * 32767.0F));
+    bau.nimm(ab, samples);
+  }
+  EXPECT_EQ(element("pegel-me-0"), alsBase64(bau.baue().stufen[0]));
+}
+
+TEST_F(BerichtTest, PictureEchoAndTimeline) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  Bytes mp4 = mp4Anfang();
+  mp4Kopf(mp4, 12, false);
+  legeAn(bau_ / VIDEODATEI, mp4);
+  bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":7.5})");
+  bau_.zeile(R"({"event":"video_start","quelle":"Zoom","t_s":4.2})");
+  bau_.zeile(R"({"event":"degraded","channel":"them","message":"kein Ton"})");
+  bau_.zeile(
+      R"({"event":"echo","verzoegerung_ms":81.7,"leck":0.03,"tor_anteil":2,"nah_anteil":0.4,"resets":-3,"bloecke":99,"chunks_ohne_sprache":5})");
+  bau_.zeile(
+      R"({"event":"zeitachse","them":{"luecken":2,"luecken_ms":31.5,"ueberlappungen":0,"verworfen_ms":0},"me":7})");
+  bau_.zeile(R"({"event":"video","path":"video.mp4","frames":12,"quelle":"Zoom"})");
+  bau_.ende();
+  const Json satz = daten();
+  EXPECT_EQ(satz["video"], Json::parse(R"({"datei": "video.mp4", "ab": 4.2})"));
+  EXPECT_EQ(satz["bilder"], Json::parse(R"([{"t": 4.2, "pause": false, "text": "Zoom"},
+                                            {"t": 7.5, "pause": true, "text": "weg"}])"));
+  EXPECT_EQ(satz["dauer"], 7.5);
+  EXPECT_EQ(satz["echo"]["verzoegerungMs"], 81.7);
+  EXPECT_EQ(satz["echo"]["leck"], 0.03);
+  EXPECT_EQ(satz["echo"]["torAnteil"], 0.0);  // no share
+  EXPECT_EQ(satz["echo"]["resets"], 0);
+  EXPECT_EQ(satz["echo"]["chunksOhneSprache"], 5);
+  EXPECT_EQ(satz["zeitachse"]["them"]["luecken"], 2);
+  EXPECT_EQ(satz["zeitachse"]["them"]["lueckenMs"], 31.5);
+  EXPECT_EQ(satz["zeitachse"]["me"]["luecken"], 0);
+  EXPECT_EQ(satz["meldungen"], Json::parse(R"([{"name": "degraded", "kanal": "them",
+                                               "text": "kein Ton"}])"));
+}
+
+TEST_F(BerichtTest, AVideoThatShowsNothingIsNone) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.zeile(R"({"event":"video_start","quelle":"Zoom","t_s":0.2})");
+  legeAn(bau_ / VIDEODATEI, {1, 2, 3});
+  EXPECT_TRUE(daten()["video"].is_null());
+}
+
+TEST_F(BerichtTest, WhatIsMissingHasItsPlaceButNoFile) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.chunkZeile("me", 1, 1.0, 2.0, "chunk_me_001.wav");
+  bau_.chunkZeile("me", 2, 2.0, 3.5, "chunk_me_002.wav");
+  bau_.chunk("me", 3, 3.5, 4.0);
+  bau_.ende();
+  const Json satz = daten();
+  ASSERT_EQ(satz["chunks"]["me"].size(), 4U);
+  EXPECT_EQ(satz["chunks"]["me"][2], Json::parse("[2, 2.0, 0, 1.5, null, null, false]"));
+  // Two findings, one sentence.
+  ASSERT_EQ(satz["befunde"].size(), 1U);
+  EXPECT_EQ(satz["befunde"][0]["art"], "fehlt");
+  EXPECT_EQ(satz["befunde"][0]["datei"], "chunk");
+  EXPECT_EQ(satz["befunde"][0]["anzahl"], 2);
+  EXPECT_EQ(satz["befunde"][0]["texte"].size(), 2U);
+}
+
+TEST_F(BerichtTest, WithoutLinesTheFilesAlone) {
+  bau_.wav("chunk_me_000.wav", 0, 8000);
+  bau_.wav("chunk_me_004.wav", 8000, 8000);
+  bau_.wav("chunk_them_000.wav", 0, 24000);
+  const Json satz = daten();
+  EXPECT_FALSE(satz["zeilen"].get<bool>());
+  EXPECT_EQ(satz["chunks"]["me"][1],
+            Json::parse(R"([4, 0.5, 0.5, 0.5, null, "chunk_me_004.wav", false])"));
+  EXPECT_EQ(satz["dauer"], 1.5);
+  EXPECT_TRUE(satz["start"].is_null() && satz["echo"].is_null());
+}
+
+TEST_F(BerichtTest, OnlyLinesOrOnlyTheRawFile) {
+  bau_.start();
+  EXPECT_EQ(daten()["dauer"], 0.0);
+  bau_.wav(ROHDATEI, 0, 16000);
+  EXPECT_EQ(daten()["dauer"], 1.0);
+}
+
+TEST_F(BerichtTest, WithoutARecordingThereIsNoPage) {
+  EXPECT_TRUE(std::holds_alternative<Fehler>(schreibeBericht(bau_.ordner().pfad())));
+  EXPECT_TRUE(std::holds_alternative<Fehler>(schreibeBericht(bau_ / "fehlt")));
+  EXPECT_EQ(bau_.ordner().namen(), std::vector<std::string>{});
+}
+
+TEST_F(BerichtTest, NoLinkIsFollowedAndNothingElseStays) {
+  bau_.start();
+  const TempOrdner fremd;
+  legeAn(fremd / "wichtig", {7});
+  std::filesystem::create_symlink(fremd / "wichtig", bau_ / SEITENDATEI);
+  daten();
+  EXPECT_EQ(dateiBytes(fremd / "wichtig"), Bytes{7});
+  EXPECT_FALSE(std::filesystem::is_symlink(bau_ / SEITENDATEI));
+  daten();
+  EXPECT_EQ(bau_.ordner().namen(), (std::vector<std::string>{EREIGNISSE, SEITENDATEI}));
+}
+
+TEST_F(BerichtTest, LinksAndPipesAreNotRead) {
+  bau_.start();
+  bau_.chunkZeile("me", 0, 0.0, 1.0, "chunk_me_000.wav");
+  std::filesystem::create_symlink("/etc/passwd", bau_ / "chunk_me_000.wav");
+  ASSERT_EQ(::mkfifo((bau_ / ROHDATEI).c_str(), 0600), 0);
+  const Json satz = daten();
+  EXPECT_TRUE(satz["roh"].is_null());
+  EXPECT_TRUE(satz["chunks"]["me"][0][5].is_null());
+}
+
+TEST_F(BerichtTest, ATitleRunsNothing) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  const std::string vorher = (daten(), seite());
+  const std::string titel =
+      "</script><script>alert(1)</script><!--<img src=x onerror=alert(2)>'`&amp;{{skript}}"
+      "\xE2\x80\xA8\xE2\x80\xAE";
+  bau_.zeile(R"({"event":"video_start","quelle":")" + titel + "\x01\xFF\",\"t_s\":0.5}");
+  bau_.zeile(R"({"event":"degraded","channel":"me","message":")" + titel + "\"}");
+  bau_.zeile("</script><b>" + titel);
+  const Json satz = daten();
+  EXPECT_EQ(satz["bilder"][0]["text"], titel + "\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(satz["meldungen"][0]["text"], titel);
+  // No more tags than without it.
+  const auto anzahl = [](const std::string& text, char zeichen) {
+    return std::count(text.begin(), text.end(), zeichen);
+  };
+  EXPECT_EQ(anzahl(seite(), '<'), anzahl(vorher, '<'));
+  EXPECT_EQ(
+      anzahl(element("daten"), '<') + anzahl(element("daten"), '>') + anzahl(element("daten"), '&'),
+      0);
+  EXPECT_EQ(element("daten").find("\xE2\x80\xA8"), std::string::npos);
+}
+
+TEST_F(BerichtTest, AFolderNameIsText) {
+  const std::string name = "<img src=x onerror=alert(1)>\"'\n\x1b";
+  const std::string pfad = bau_ / name;
+  std::filesystem::create_directory(pfad);
+  legeAn(pfad + "/" + EREIGNISSE, {'{', '}', '\n'});
+  ASSERT_TRUE(std::holds_alternative<Bericht>(schreibeBericht(pfad + "/")));
+  const Bytes bytes = dateiBytes(pfad + "/" + SEITENDATEI);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()).find("<img"), std::string::npos);
+}
+
+TEST_F(BerichtTest, FilesThatLieAboutTheirSize) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.chunk("them", 0, 0.0, 1.0);
+  bau_.wav(ROHDATEI, 0, 16000);
+  for (const char* name : {"chunk_me_000.wav", ROHDATEI})
+    bau_.setze(name, 40, 0xFFFFFFFF);
+  bau_.kuerze("chunk_them_000.wav", 50);
+  const Json satz = daten();
+  EXPECT_EQ(satz["chunks"]["me"][0][2], 1.0);
+  EXPECT_EQ(satz["chunks"]["them"][0][2], 0.00019);  // three samples
+  EXPECT_EQ(satz["roh"]["dauer"], 1.0);
+}
+
+TEST_F(BerichtTest, AFarTimeCostsNoMemory) {
+  bau_.start();
+  bau_.wav("chunk_me_000.wav", 0, 16000);
+  bau_.chunkZeile("me", 0, 600'000.0, 600'001.0, "chunk_me_000.wav");
+  EXPECT_EQ(daten()["dauer"], 600'001.0);
+  EXPECT_LT(seite().size(), std::size_t{8} << 20);
+}
+
+TEST(Seitentext, AsAnAddress) {
+  EXPECT_EQ(alsAdresse("chunk_me_000.wav"), "chunk_me_000.wav");
+  EXPECT_EQ(alsAdresse("a b#?%:/\"<\xC3\xA4"), "a%20b%23%3F%25%3A%2F%22%3C%C3%A4");
+}
+
+TEST(Seitentext, AsBase64) {
+  const std::array<std::int8_t, 5> bytes{77, 97, 110, -1, 0};
+  EXPECT_EQ(alsBase64(std::span(bytes).first(0)), "");
+  EXPECT_EQ(alsBase64(std::span(bytes).first(1)), "TQ==");
+  EXPECT_EQ(alsBase64(std::span(bytes).first(2)), "TWE=");
+  EXPECT_EQ(alsBase64(std::span(bytes).first(3)), "TWFu");
+  EXPECT_EQ(alsBase64(bytes), "TWFu/wA=");
+}
+
+TEST(Seitentext, ShortenedBetweenCharacters) {
+  EXPECT_EQ(kurz("abc", 3), "abc");
+  EXPECT_EQ(kurz("abcd", 3), "abc\xE2\x80\xA6");
+  EXPECT_EQ(kurz("ab\xC3\xA4x", 3), "ab\xE2\x80\xA6");
+  EXPECT_EQ(kurz("\x80\x80\x80\x80", 2), "\xE2\x80\xA6");
+}
+
+}  // namespace
+}  // namespace hallkorb
