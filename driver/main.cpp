@@ -14,16 +14,7 @@
 #include "driver/modes/FensterModi.h"
 #include "driver/modes/LiveAufnahme.h"
 #include "driver/modes/Selbsttest.h"
-
-#if HALLKORB_MACOS
-#include "platform/macos/MacPlattform.h"
-using DiesePlattform = hallkorb::MacPlattform;
-#elif defined(__linux__)
-#include "platform/linux/LinuxPlattform.h"
-using DiesePlattform = hallkorb::LinuxPlattform;
-#else
-#error "no platform for this system"
-#endif
+#include "platform/DiesePlattform.h"
 
 namespace {
 
@@ -81,18 +72,18 @@ int main(int argc, char** argv) {
   const hallkorb::Modus modus = hallkorb::modus(hallkorb::cfg);
   if (modus != hallkorb::Modus::live) gibSignaleFrei();
 
-  DiesePlattform plattform;
+  const auto plattform = hallkorb::diesePlattform();
   switch (modus) {
     case hallkorb::Modus::echoDatei:
       return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
-      return hallkorb::zeitachseTest(plattform);
+      return hallkorb::zeitachseTest(*plattform);
     case hallkorb::Modus::fensterWahl:
       return hallkorb::fensterWahl(*hallkorb::cfg.fensterWahl);
     case hallkorb::Modus::fensterProbe:
-      return hallkorb::fensterProbe(plattform, hallkorb::cfg.alleFenster);
+      return hallkorb::fensterProbe(*plattform, hallkorb::cfg.alleFenster);
     case hallkorb::Modus::live:
       break;
   }
-  return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
+  return hallkorb::LiveAufnahme(hallkorb::cfg, *plattform).laufe();
 }

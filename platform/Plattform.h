@@ -1,7 +1,7 @@
 // Everything the program needs of the computer it runs on, in one place.
 //
 // There are three: Linux, macOS, and a simulated one in the tests with a virtual clock and scripted
-// devices. main() picks one; nothing else in the program knows which.
+// devices. DiesePlattform.h picks one; nothing else in the program knows which.
 #pragma once
 
 #include <memory>

@@ -28,8 +28,9 @@ Antwort rufe(std::initializer_list<std::string> worte) {
   testing::internal::CaptureStderr();
   const auto aufruf = liesAufruf(static_cast<int>(zeiger.size()), zeiger.data());
   Antwort antwort;
-  antwort.status = std::holds_alternative<int>(aufruf) ? std::get<int>(aufruf)
-                                                       : fuehreAus(std::get<Aufruf>(aufruf));
+  antwort.status = std::holds_alternative<int>(aufruf)
+                       ? std::get<int>(aufruf)
+                       : fuehreAus(std::get<Aufruf>(aufruf), nullptr);
   antwort.aus = testing::internal::GetCapturedStdout();
   antwort.fehler = testing::internal::GetCapturedStderr();
   return antwort;
