@@ -8,6 +8,7 @@
 
 #include "platform/AudioConverter.h"
 #include "platform/AudioInput.h"
+#include "platform/Auskunft.h"
 #include "platform/Executor.h"
 #include "platform/HostClock.h"
 #include "platform/RunLoop.h"
@@ -16,7 +17,7 @@
 
 namespace hallkorb {
 
-class Plattform : public AudioConverterFactory, public VideoWriterFactory {
+class Plattform : public AudioConverterFactory, public VideoWriterFactory, public Auskunft {
  public:
   virtual ~Plattform() = default;
 

@@ -23,6 +23,7 @@
 #include "session/Spielplan.h"
 #include "session/Zusammenfuegung.h"
 #include "tool/Abspieler.h"
+#include "tool/Arzt.h"
 #include "tool/Terminal.h"
 
 namespace hallkorb {
@@ -185,10 +186,58 @@ int spieleAb(const Aufruf& aufruf, Plattform& plattform) {
   return Abspieler(std::move(*plan), dateien, plattform, aufruf.tempo).laufe();
 }
 
+Farbe farbeVon(Lage lage) {
+  switch (lage) {
+    case Lage::gut:
+      return Farbe::gruen;
+    case Lage::hinweis:
+      return Farbe::blass;
+    case Lage::mangel:
+      return Farbe::gelb;
+    case Lage::fehlt:
+      return Farbe::rot;
+  }
+  return Farbe::ohne;
+}
+
+const char* wortVon(Lage lage) {
+  switch (lage) {
+    case Lage::gut:
+      return "gut           ";
+    case Lage::hinweis:
+      return "Hinweis       ";
+    case Lage::mangel:
+      return "Mangel        ";
+    case Lage::fehlt:
+      return "fehlt         ";
+  }
+  return "";
+}
+
+int untersuche(const Aufruf& aufruf, Plattform& plattform) {
+  const bool farbig = darfFarbe(STDOUT_FILENO);
+  Pegelbalken balken(::isatty(STDERR_FILENO) != 0);
+  const auto drucken = [&](const Diagnose& diagnose) {
+    balken.raeume();
+    drucke(gefaerbt(wortVon(diagnose.lage), farbeVon(diagnose.lage), farbig) + diagnose.was + ": " +
+           zeigbar(diagnose.text));
+    if (!diagnose.abhilfe.empty()) drucke("              Abhilfe: " + diagnose.abhilfe);
+    std::fflush(stdout);
+  };
+  Arzt arzt(plattform, {drucken, [&](std::optional<double> mikrofon, std::optional<double> system) {
+                          balken.zeige(mikrofon, system);
+                        }});
+  const bool moeglich = arzt.untersuche(aufruf.ordner.empty() ? "." : aufruf.ordner, aufruf.echo);
+  drucke(moeglich ? gefaerbt("eine Aufnahme ist moeglich", Farbe::gruen, farbig)
+                  : gefaerbt("so ist keine vollstaendige Aufnahme moeglich", Farbe::rot, farbig));
+  return moeglich ? ALLES_GUT : AUFFAELLIG;
+}
+
 }  // namespace
 
 int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform) {
   if (aufruf.befehl == Befehl::abspielen) return spieleAb(aufruf, *neuePlattform());
+  if (aufruf.befehl == Befehl::arzt) return untersuche(aufruf, *neuePlattform());
   if (aufruf.befehl == Befehl::bericht) return berichte(aufruf.ordner);
   if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
   if (aufruf.befehl == Befehl::zusammen) return fuege(aufruf);

@@ -1,6 +1,7 @@
 // A recording played to a host, on a simulated platform: the moments, the files, the stop.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <string>
