@@ -43,7 +43,8 @@ constexpr std::size_t GENANNTE_FENSTER = 5;
 // The deepest folder on the way to `pfad` that is there.
 std::filesystem::path vorhandener(const std::string& pfad) {
   std::error_code egal;
-  std::filesystem::path ort = std::filesystem::absolute(pfad.empty() ? "." : pfad, egal);
+  std::filesystem::path ort =
+      std::filesystem::weakly_canonical(std::filesystem::absolute(pfad, egal), egal);
   while (!std::filesystem::exists(ort, egal) && ort.has_parent_path() && ort != ort.parent_path())
     ort = ort.parent_path();
   return ort;

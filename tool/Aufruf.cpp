@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <string_view>
 
 #include "session/Sitzungsordner.h"
 
@@ -40,8 +41,10 @@ CLI::App* neuerBefehl(CLI::App& app, const char* name, const char* text, Aufruf&
 
 int meldeFehler(const CLI::App& app, const CLI::ParseError& fehler) {
   std::string grund = "der Aufruf ist nicht verstaendlich: " + zeigbar(fehler.what());
-  if (dynamic_cast<const CLI::RequiredError*>(&fehler) != nullptr)
+  if (dynamic_cast<const CLI::RequiredError*>(&fehler) != nullptr) {
     grund = app.get_subcommands().empty() ? "es fehlt ein Befehl" : "es fehlt ein Ordner";
+    if (std::string_view(fehler.what()).starts_with("--out")) grund = "es fehlt --out ORDNER";
+  }
   if (dynamic_cast<const CLI::ExtrasError*>(&fehler) != nullptr) {
     grund = "unbekannte Angabe:";
     for (const std::string& wort : app.remaining(true))

@@ -156,7 +156,7 @@ TEST_F(ArztTest, AMicrophoneTooLoudTooQuietAndLost) {
     EXPECT_NE(zu("Pegel Mikrofon").abhilfe, "");
   }
   SimPlattform welt;
-  heil(welt);
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
   welt.mikrofonGeraet.unterbrochen(1.0, Fehler{"sim", 6, "abgezogen"});
   diagnosen.clear();
   EXPECT_FALSE(untersuche(welt));
@@ -175,6 +175,8 @@ TEST_F(ArztTest, ASilentComputerIsNoFault) {
 TEST_F(ArztTest, RefusedPriority) {
   SimPlattform welt;
   heil(welt);
+  welt.systemGeraet = {};
+  stetig(welt.systemGeraet, 0.1, 1.5);
   welt.systemGeraet.schritte.push_back(
       {1.5, [](AudioInputListener& hoerer) { hoerer.hinweis(Fehler{"sim", 9, "kein Vorrang"}); }});
   EXPECT_TRUE(untersuche(welt));
@@ -227,7 +229,7 @@ TEST_F(ArztTest, TheFolderMayBeMissingButNotUnwritable) {
   diagnosen.clear();
   SimPlattform andere;
   heil(andere);
-  EXPECT_FALSE(untersuche(andere, "/proc/hallkorb"));
+  EXPECT_FALSE(untersuche(andere, std::string("/proc/hallkorb")));
   EXPECT_EQ(zu("Ordner").lage, Lage::fehlt);
   EXPECT_NE(zu("Ordner").abhilfe, "");
 }
