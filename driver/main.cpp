@@ -9,6 +9,7 @@
 #endif
 
 #include "base/Abbruch.h"
+#include "base/Signalhalt.h"
 #include "driver/Config.h"
 #include "driver/modes/EchoDatei.h"
 #include "driver/modes/FensterModi.h"
@@ -17,30 +18,6 @@
 #include "platform/DiesePlattform.h"
 
 namespace {
-
-#if !HALLKORB_MACOS
-// A host that stops a recording right after starting it must get the orderly end too. So the
-// signals that end one are held back from the first instruction of ours on, before all other
-// constructors; the run loop takes what has come by then. (Not on macOS, where that would lose
-// them: its run loop sees only signals that come once it watches.)
-sigset_t geerbteMaske;
-
-[[gnu::constructor(101)]] void halteSignale() {
-  sigset_t signale;
-  sigemptyset(&signale);
-  for (const int endet : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaddset(&signale, endet);
-  }
-  pthread_sigmask(SIG_BLOCK, &signale, &geerbteMaske);
-}
-
-// The other modes end as any program does.
-void gibSignaleFrei() {
-  pthread_sigmask(SIG_SETMASK, &geerbteMaske, nullptr);
-}
-#else
-void gibSignaleFrei() {}
-#endif
 
 // A host may start the program with standard streams closed. The next file opened would get such a
 // number, and the lines meant for the host would go into a recording. It is opened for reading
@@ -70,7 +47,7 @@ int main(int argc, char** argv) {
   hallkorb::cfg = hallkorb::parseArgs(argc, argv);
 
   const hallkorb::Modus modus = hallkorb::modus(hallkorb::cfg);
-  if (modus != hallkorb::Modus::live) gibSignaleFrei();
+  if (modus != hallkorb::Modus::live) hallkorb::gibSignaleFrei();
 
   const auto plattform = hallkorb::diesePlattform();
   switch (modus) {

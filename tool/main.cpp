@@ -2,6 +2,7 @@
 #include <csignal>
 #include <variant>
 
+#include "base/Signalhalt.h"
 #include "platform/DiesePlattform.h"
 #include "tool/Aufruf.h"
 #include "tool/Befehle.h"
@@ -11,5 +12,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   const auto aufruf = hallkorb::liesAufruf(argc, argv);
   if (const int* status = std::get_if<int>(&aufruf)) return *status;
-  return hallkorb::fuehreAus(std::get<hallkorb::Aufruf>(aufruf), hallkorb::diesePlattform);
+  const auto& was = std::get<hallkorb::Aufruf>(aufruf);
+  // Only a playback ends as a recording does.
+  if (was.befehl != hallkorb::Befehl::abspielen) hallkorb::gibSignaleFrei();
+  return hallkorb::fuehreAus(was, hallkorb::diesePlattform);
 }
