@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import typing
 
 import abschnitte
 import prozesse
@@ -89,24 +90,50 @@ def _summe(zahlen, name):
 
 # --- The proofs: each returns (how often it was provoked, what was lost) ---------------------------
 
+class Nachweis(typing.NamedTuple):
+    probe: typing.Callable
+    fehler: str
+    versprechen: str
+    wie: str  # it is provoked
+
+
+NACHWEISE = {}  # by name, in the order of the table
+
+
+def nachweis(name, fehler, versprechen, wie):
+    """Makes the function that follows a proof."""
+    def merke(probe):
+        NACHWEISE[name] = Nachweis(probe, fehler, versprechen, wie)
+        return probe
+    return merke
+
+
+@nachweis("files", "The n-th file operation fails",
+          "the recording goes on; what is lost is what was reported; afterwards it is whole again",
+          "`dateifehler_test`: every n, with full disk, I/O error, no descriptor, read-only, "
+          "interrupted, short write; once, 20 times, for good")
 def datei(form):
-    """file operations that fail"""
     zahlen = _gtest("dateifehler_test", form)
     return (f"{_summe(zahlen, 'laeufe')} recordings of {_summe(zahlen, 'operationen')} operations",
             f"{_summe(zahlen, 'verlorene_chunks')} chunks, {_summe(zahlen, 'verlorene_samples')} samples "
             "of the raw file, all reported; nothing else")
 
 
+@nachweis("memory", "The n-th allocation fails",
+          "the program goes on, or ends with one line; files are whole",
+          "`speicherfehler_test`: every n, alone and with all that follow")
 def speicher(form):
-    """allocations that fail"""
     zahlen = _gtest("speicherfehler_test", form)
     return (f"{_summe(zahlen, 'laeufe')} recordings of {round(zahlen[0]['belegungen'])} allocations",
             f"{_summe(zahlen, 'zu_ende')} went on, {_summe(zahlen, 'abgebrochen')} ended with their "
             "line; every announced chunk whole")
 
 
+@nachweis("hours", "Twelve hours with drift, dropouts, changes of format",
+          "timeline within 5 ms if device clocks are followed (2 ppm left; 80 is the timeline without the stage that follows them); "
+          "memory, descriptors and threads do not grow",
+          "`dauerlauf_test`: virtual clock, device clocks 2 and 80 ppm off")
 def uhr(form):
-    """hours on the virtual clock"""
     zahlen = _gtest("dauerlauf_test", form)
     teile = [f"{fall['abweichung_us'] / 1000:.2f} ms" for fall in zahlen]
     return (f"{zahlen[0]['stunden']:g} hours each, {_summe(zahlen, 'chunks')} chunks",
@@ -115,71 +142,88 @@ def uhr(form):
             "do not move")
 
 
+@nachweis("kill", "kill -9",
+          "announced chunks whole and right; raw file less 5 s by its header; video less 2 s; the next "
+          "recording undisturbed",
+          "`test_ausdauer.Getoetet`: seeded moments of start, recording, window change, stop")
 def kill(form):
-    """kill -9"""
     zahlen = _e2e("Getoetet.test_getoetet_in_jedem_moment", form)
     return (f"{zahlen['kills']} kills, {zahlen['chunks']} chunks and {zahlen['videos']} videos looked at",
             f"no announced chunk; the raw file declares at most {zahlen['roh_s']:g} s too little; no video "
             "more than its last 2 s")
 
 
+@nachweis("repair", "kill -9, then hallkorb-sitzung reparieren",
+          "every file whole and listed, \"me\" up to the end of the raw file; the second run finds nothing to do",
+          "`test_sitzung.Getoetet`: seeded moments, host's lines kept (quick: 3 kills, long: 100)")
 def reparieren(form):
-    """hallkorb-sitzung on what kill -9 leaves"""
     zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, modul="test_sitzung")
     return (f"{zahlen['kills']} kills, {zahlen['taten']} repairs",
             f"nothing of \"me\" that the raw file has ({zahlen['gerettet_s']:g} s came from it); originals "
             f"unchanged; {zahlen['videos']} videos made ordinary, with every picture of their whole fragments")
 
 
+@nachweis("restart", "Start and stop at any moment", "always the orderly end, nothing left behind",
+          "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM")
 def neustart(form):
-    """starts and stops at random moments"""
     zahlen = _e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form)
     return f"{zahlen['starts']} starts and stops", f"nothing; longest stop {zahlen['stopp_s']:g} s"
 
 
+@nachweis("races", "The same under the thread and the address sanitizer", "no data race, no memory error",
+          "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`")
 def wettlauf(form):
-    """the same under the sanitizers of threads and of addresses"""
     zahlen = [_e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form, preset, HALLKORB_ANZAHL=anzahl)
               for preset, anzahl in (("tsan", WETTLAEUFE[form]), ("asan", WETTLAEUFE[form]))]
     return f"{sum(fall['starts'] for fall in zahlen)} starts and stops, half under each", "no race, no error"
 
 
+@nachweis("order", "Threads in any order, devices that fail, a signal at any moment",
+          "the run ends; its lines keep their order; chunks hold what was heard at their times",
+          "`LiveZufallTest`: simulated computer, one seed each")
 def reihenfolge(form):
-    """the order of threads"""
     zahlen = _gtest("driver_test", form, "LiveZufallTest.*", HALLKORB_SAATEN=SAATEN[form])
     return f"{_summe(zahlen, 'saaten')} seeds", "nothing"
 
 
+@nachweis("freeze", "Recorder, PipeWire, session manager or X server frozen",
+          "the recording goes on; silence for no longer than the freeze",
+          "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)")
 def frost(form):
-    """SIGSTOP"""
     zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
     luecken = ", ".join(f"{was}: {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
     return f"{zahlen['faelle']} freezes", f"silence ({luecken})"
 
 
+@nachweis("services", "PipeWire, session manager or X server killed, and started again",
+          "the recording goes on; silence only while there are no devices; the picture comes back",
+          "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)")
 def neu_gestartet(form):
-    """services killed and started again"""
     zahlen = _e2e("Neugestartet.test_getoetet_und_neu_gestartet", form)
     luecken = ", ".join(f"{was} at most {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
     return f"{zahlen['faelle']} kills", f"silence ({luecken})"
 
 
+@nachweis("changes", "Default devices change twenty times in ten seconds",
+          "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`")
 def umgeschaltet(form):
-    """default devices that change"""
     zahlen = _e2e("Umgeschaltet.test_zwanzig_mal_in_zehn_sekunden", form)
     return (f"20 changes, {zahlen['runden']} time(s)",
             f"silence of at most {zahlen['luecken_ms'] / 1000:.1f} s in all; what is heard then comes from the "
             "last devices")
 
 
+@nachweis("zeros", "A device brings nothing but zeros after sound",
+          "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`")
 def nullen(form):
-    """nothing but zeros"""
     zahlen = _e2e("Stumm.test_nur_nullen", form)
     return f"{zahlen['kanaele']} channels", "nothing; a line when it has lasted for 90 s, and one at its end"
 
 
+@nachweis("limits", "Limits of the system from the start on",
+          "the recording runs with what it gets, or is refused with its line",
+          "`test_ausdauer.Dateigrenzen`, `.Adressraum`, `.Fadengrenzen`: file size, address space, threads")
 def grenzen(form):
-    """limits of the system"""
     zahlen = [_e2e(name, form) for name in (
         "Dateigrenzen.test_dateigroessen", "Adressraum.test_adressraum", "Fadengrenzen.test_am_anfang")]
     return (f"{zahlen[0]['faelle']} sizes of files, {zahlen[1]['faelle']} of address space, "
@@ -188,16 +232,17 @@ def grenzen(form):
             "the limit, reported")
 
 
+@nachweis("hour", "One hour in real time, everything on", "nothing grows",
+          "`test_ausdauer.Echtzeit`")
 def stunde(form):
-    """real time"""
     zahlen = _e2e("Echtzeit.test_lange_in_echtzeit", form)
     return (f"{zahlen['sekunden']} s", f"{zahlen['luecken_ms']:g} ms of gaps; {zahlen['mib']} MiB, "
             f"{zahlen['waechst_kib']} KiB more than after warming up; {zahlen['fd']} descriptors, "
             f"{zahlen['faeden']} threads")
 
 
+@nachweis("fuzz", "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers")
 def fuzz(form):
-    """foreign bytes"""
     ziele = stufen.fuzz_ziele()
     dateien = sum(len(os.listdir(ordner)) for ziel in ziele for ordner in stufen.fuzz_korpora(ziel))
     for ziel in ziele:
@@ -207,52 +252,6 @@ def fuzz(form):
         print(f"  {os.path.basename(ziel)} clean", file=sys.stderr, flush=True)
     return (f"{len(ziele)} targets, {dateien} kept inputs and {FUZZ_SEKUNDEN[form]} s of new ones each",
             "nothing found")
-
-
-# Name -> (the proof, the fault, what is promised, how it is provoked).
-NACHWEISE = {
-    "files": (datei, "The n-th file operation fails",
-              "the recording goes on; what is lost is what was reported; afterwards it is whole again",
-              "`dateifehler_test`: every n, with full disk, I/O error, no descriptor, read-only, "
-              "interrupted, short write; once, 20 times, for good"),
-    "memory": (speicher, "The n-th allocation fails",
-               "the program goes on, or ends with one line; files are whole",
-               "`speicherfehler_test`: every n, alone and with all that follow"),
-    "hours": (uhr, "Twelve hours with drift, dropouts, changes of format",
-              "timeline within 5 ms if device clocks are followed (2 ppm left; 80 is the timeline without the stage that follows them); "
-              "memory, descriptors and threads do not grow",
-              "`dauerlauf_test`: virtual clock, device clocks 2 and 80 ppm off"),
-    "kill": (kill, "kill -9",
-             "announced chunks whole and right; raw file less 5 s by its header; video less 2 s; the next "
-             "recording undisturbed",
-             "`test_ausdauer.Getoetet`: seeded moments of start, recording, window change, stop"),
-    "repair": (reparieren, "kill -9, then hallkorb-sitzung reparieren",
-               "every file whole and listed, \"me\" up to the end of the raw file; the second run finds nothing to do",
-               "`test_sitzung.Getoetet`: seeded moments, host's lines kept (quick: 3 kills, long: 100)"),
-    "restart": (neustart, "Start and stop at any moment", "always the orderly end, nothing left behind",
-                "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM"),
-    "races": (wettlauf, "The same under the thread and the address sanitizer", "no data race, no memory error",
-              "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`"),
-    "order": (reihenfolge, "Threads in any order, devices that fail, a signal at any moment",
-              "the run ends; its lines keep their order; chunks hold what was heard at their times",
-              "`LiveZufallTest`: simulated computer, one seed each"),
-    "freeze": (frost, "Recorder, PipeWire, session manager or X server frozen",
-               "the recording goes on; silence for no longer than the freeze",
-               "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)"),
-    "services": (neu_gestartet, "PipeWire, session manager or X server killed, and started again",
-                 "the recording goes on; silence only while there are no devices; the picture comes back",
-                 "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)"),
-    "changes": (umgeschaltet, "Default devices change twenty times in ten seconds",
-                "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`"),
-    "zeros": (nullen, "A device brings nothing but zeros after sound",
-              "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`"),
-    "limits": (grenzen, "Limits of the system from the start on",
-               "the recording runs with what it gets, or is refused with its line",
-               "`test_ausdauer.Dateigrenzen`, `.Adressraum`, `.Fadengrenzen`: file size, address space, threads"),
-    "hour": (stunde, "One hour in real time, everything on", "nothing grows",
-             "`test_ausdauer.Echtzeit`"),
-    "fuzz": (fuzz, "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers"),
-}
 
 
 # --- Results ---------------------------------------------------------------------------------------
@@ -292,10 +291,10 @@ def lauf(namen, form):
     anfang = time.monotonic()
     gescheitert = 0
     for nummer, name in enumerate(namen):
-        print(f"[{nummer + 1}/{len(namen)}] {name}: {NACHWEISE[name][1]} ...", flush=True)
+        print(f"[{nummer + 1}/{len(namen)}] {name}: {NACHWEISE[name].fehler} ...", flush=True)
         beginn = time.monotonic()
         try:
-            haeufig, verloren = NACHWEISE[name][0](form)
+            haeufig, verloren = NACHWEISE[name].probe(form)
         except (Gescheitert, stufen.Gescheitert, OSError, KeyError, ValueError) as fehler:
             gescheitert += 1
             print(f"FAILED  {name}\n{fehler}", flush=True)

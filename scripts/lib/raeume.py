@@ -97,7 +97,7 @@ def bild(pfeile):
         zeilen.append(f'  subgraph in_{gruppe}["platform/{gruppe}"]')
         for name in RAEUME:
             if _gruppe(name) == gruppe:
-                kurz = name.removeprefix(gruppe).lstrip("/: ")
+                kurz = name.removeprefix(gruppe).lstrip("/: ") or name
                 zeilen.append(f'    {knoten[name]}["{kurz}"]')
         zeilen.append("  end")
     for von in RAEUME:

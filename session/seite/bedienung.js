@@ -157,7 +157,8 @@ class Bedienung {
     const ort = this.ort(e);
     if (this.tippt && Math.hypot(ort.x - this.tippt.x, ort.y - this.tippt.y) > 6) this.tippt = null;
     if (e.pointerType === 'mouse') {
-      if (!this.tippt && !this.chunkAn(vorher)) this.springe(Math.min(Math.max(ansicht.t(ort.x), ansicht.von), ansicht.bis));
+      if (!this.tippt && !this.chunkAn(vorher))
+        this.springe(Math.min(Math.max(ansicht.t(ort.x), ansicht.von), ansicht.bis));
     } else if (this.finger.size === 2) {
       const anderer = [...this.finger].find(([id]) => id !== e.pointerId)[1];
       const davor = Math.max(Math.abs(vorher.x - anderer.x), 10);

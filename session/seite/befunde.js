@@ -7,17 +7,25 @@ function teil(name, klasse, ...inhalt) {
   return element;
 }
 
+// A name as one word of a command that is copied into a shell, where it must not be anything else.
+function alsWort(name) {
+  const ohneOption = name.startsWith('-') ? `./${name}` : name;
+  return /^[\w./-]+$/.test(ohneOption) ? ohneOption : `'${ohneOption.replaceAll("'", "'\\''")}'`;
+}
+
 const REPARIERBAR = new Set(['abgeschnitten:ereignisse.jsonl', 'abgeschnitten:chunk', 'abgeschnitten:mikro_roh.wav',
   'abgeschnitten:video.mp4', 'uebrig:']);
 const BLOCK_S = 0.016;
 
-// [weight, what, advice, details, whether the repair helps], from what was found in the folder.
+// [weight, what, advice, details, whether the repair helps, how many there are], from what was found in
+// the folder.
 function dateibefunde() {
   return DATEN.befunde.map(({ art, datei, anzahl: wieviele, texte }) => {
     const schluessel = `${art}:${datei}`;
     const was = TEXTE[sprache].was[schluessel];
     return [art === 'fehlt' || art === 'abgeschnitten' ? 'schlimm' : 'fraglich',
-      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte, REPARIERBAR.has(schluessel)];
+      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte,
+      REPARIERBAR.has(schluessel), wieviele];
   });
 }
 
@@ -52,9 +60,11 @@ function zeitbefunde() {
     if (!werte) continue;
     const dauer = (ms) => (ms < 1000 ? `${alsZahl(ms, ms < 10 ? 1 : 0)} ms` : alsDauer(ms / 1000));
     if (werte.luecken)
-      liste.push([werte.lueckenMs > 500 ? 'fraglich' : 'hinweis', T('luecken', T(kanal), werte.luecken, dauer(werte.lueckenMs)), T('lueckenRat')]);
+      liste.push([werte.lueckenMs > 500 ? 'fraglich' : 'hinweis',
+        T('luecken', T(kanal), werte.luecken, dauer(werte.lueckenMs)), T('lueckenRat')]);
     if (werte.ueberlappungen)
-      liste.push(['hinweis', T('ueberlappungen', T(kanal), werte.ueberlappungen, dauer(werte.verworfenMs)), T('ueberlappungenRat')]);
+      liste.push(['hinweis', T('ueberlappungen', T(kanal), werte.ueberlappungen, dauer(werte.verworfenMs)),
+        T('ueberlappungenRat')]);
   }
   return liste;
 }
@@ -65,21 +75,21 @@ function zeigeBefunde() {
   if (DATEN.aufnahmen > 1) liste.push(['hinweis', T('mehrere', DATEN.aufnahmen), T('mehrereRat')]);
   if (!liste.some(([gewicht]) => gewicht === 'schlimm') && !DATEN.befunde.length)
     liste.unshift(['gut', T(DATEN.zeilen ? 'ganz' : 'dateienGanz'), DATEN.zeilen ? T('ganzRat') : '']);
+  const rang = { gut: 0, schlimm: 1, fraglich: 2, hinweis: 3 };
+  liste.sort((a, b) => rang[a[0]] - rang[b[0]]);
   // The command stands once, below the last thing that it puts right.
   const letzter = liste.findLastIndex((eintrag) => eintrag[4]);
-  const rang = { gut: 0, schlimm: 1, fraglich: 2, hinweis: 3 };
-  const zeilen = liste.map((eintrag, i) => [rang[eintrag[0]], befund(eintrag, i === letzter)]);
-  zeilen.sort((a, b) => a[0] - b[0]);
-  document.getElementById('befunde').replaceChildren(...zeilen.map(([, zeile]) => zeile));
+  document.getElementById('befunde').replaceChildren(...liste.map((eintrag, i) => befund(eintrag, i === letzter)));
 }
 
-function befund([gewicht, was, rat, texte = []], mitBefehl) {
+function befund([gewicht, was, rat, texte = [], , alle = texte.length], mitBefehl) {
   const worte = teil('div', '', teil('p', 'was', was));
   if (rat) worte.append(teil('p', 'rat', teil('bdi', '', rat)));
   if (mitBefehl)
-    worte.append(teil('p', 'rat', T('repariere'), ' ', teil('code', '', `hallkorb-sitzung reparieren ${DATEN.name}`)));
+    worte.append(teil('p', 'rat', T('repariere'), ' ',
+      teil('code', '', `hallkorb-sitzung reparieren ${alsWort(DATEN.name)}`)));
   if (texte.length) {
-    const genauer = teil('details', '', teil('summary', '', T('genauer', texte.length)),
+    const genauer = teil('details', '', teil('summary', '', T('genauer', texte.length, alle)),
       teil('ul', '', ...texte.map((text) => teil('li', '', teil('bdi', '', text)))));
     genauer.lastChild.lang = 'de';
     worte.append(genauer);
@@ -96,8 +106,8 @@ function echoSaetze() {
   const saetze = [ms > 0
     ? [T('weg', Math.round(ms)), T(ms < 60 ? 'wegKurz' : ms <= 250 ? 'wegUeblich' : 'wegLang')]
     : [T('keinWeg')]];
-  if (ms > 0)
-    saetze.push([T('leck', alsProzent(echo.leck)), T(echo.leck < 0.05 ? 'leckGut' : echo.leck < 0.25 ? 'leckMittel' : 'leckViel')]);
+  const urteil = [[0.05, 'leckGut'], [0.15, 'leckMittel'], [0.5, ''], [2, 'leckViel']].find(([bis]) => echo.leck < bis)[1];
+  if (ms > 0) saetze.push([T('leck', alsProzent(echo.leck)), urteil && T(urteil)]);
   saetze.push([T('anteile', alsProzent(echo.nahAnteil), alsProzent(echo.torAnteil)),
     echo.chunksOhneSprache ? T('ohneSprache', echo.chunksOhneSprache) : '']);
   const unruhe = echo.versatzWechsel + echo.resets;

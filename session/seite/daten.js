@@ -41,19 +41,21 @@ function chunkBei(kanal, t) {
   return null;
 }
 
-// Times that a channel was kept, without overlaps.
-function behalten(chunks) {
+// Times that chunks cover, without overlaps.
+function zusammen(chunks) {
   const stuecke = [];
   for (const chunk of chunks) {
-    if (!chunk.datei) continue;
     const letztes = stuecke.at(-1);
-    if (letztes && chunk.ab <= letztes[1] + 1e-3) letztes[1] = Math.max(letztes[1], chunk.bis);
-    else stuecke.push([chunk.ab, chunk.bis]);
+    if (letztes && chunk.ab <= letztes[1] + 1e-3) letztes[1] = Math.max(letztes[1], chunk.ende);
+    else stuecke.push([chunk.ab, chunk.ende]);
   }
   return stuecke;
 }
 
-const BEHALTEN = Object.fromEntries(KANAELE.map((kanal) => [kanal, behalten(CHUNKS[kanal])]));
+// What was announced, and what of it is there.
+const ANGESAGT = Object.fromEntries(KANAELE.map((kanal) => [kanal, zusammen(CHUNKS[kanal])]));
+const BEHALTEN = Object.fromEntries(
+  KANAELE.map((kanal) => [kanal, zusammen(CHUNKS[kanal].filter((chunk) => chunk.datei))]));
 
 const summe = (stuecke) => stuecke.reduce((bisher, [von, bis]) => bisher + bis - von, 0);
 
@@ -67,6 +69,9 @@ function gemeinsam(a, b) {
   return zeit;
 }
 
+// Whether the raw microphone belongs on the time axis: without lines, only if nothing else is there.
+const ROH_PASST = Boolean(DATEN.roh) && (DATEN.zeilen || !CHUNKS.me.length);
+
 const DAUER = Math.max(DATEN.dauer, 0.1);
 
 // What the picture shows: each from one change to the next.
@@ -74,8 +79,8 @@ const BILDER = DATEN.bilder.map((bild, i, alle) => ({ ...bild, bis: alle[i + 1]?
 const BILD_AB = DATEN.video?.ab ?? 0;
 
 // The time of day at a place, if it is known.
-function tageszeit(t, form) {
+function tageszeit(t, form = { timeStyle: 'medium' }) {
   const beginn = DATEN.start?.null;
   if (!beginn || Math.abs(beginn) > 8.6e15) return '';
-  return new Intl.DateTimeFormat(sprache, form ?? { timeStyle: 'medium' }).format(new Date(beginn + t * 1000));
+  return format(Intl.DateTimeFormat, form).format(new Date(beginn + t * 1000));
 }

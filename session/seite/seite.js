@@ -23,6 +23,7 @@ class Seite {
     this.sprich(sprache);
     this.miss();
     bereitePegelVor();
+    if (!CHUNKS.me.length) this.bedienung.waehleFassung(true);
     // The picture of the first moment, without a press of "play".
     if (DATEN.video) this.spieler.geheZu(0);
   }
@@ -126,7 +127,8 @@ class Seite {
     const was = chunks.map((chunk) => chunk.name());
     if (spieler.laeuft && spieler.hoertRoh()) was.unshift(T('rohesMikrofon'));
     const stumm = KANAELE.some((kanal) => chunkBei(kanal, spieler.t));
-    const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : T(stumm ? 'stumm' : 'spieltNichts');
+    const nichts = T(stumm ? 'stumm' : 'spieltNichts');
+    const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : nichts;
     const text = [worte, this.fehler].filter(Boolean).join(' ');
     if (text === this.gespielt) return;
     this.gespielt = text;

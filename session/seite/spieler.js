@@ -181,7 +181,7 @@ class Spieler {
     this.beiStand = () => {};
     const neue = () => this.quelle(toene.appendChild(new Audio()));
     this.kanaele = Object.fromEntries(KANAELE.map((kanal) => [kanal, new Kanalspieler(kanal, neue)]));
-    if (DATEN.roh && DATEN.zeilen) this.rohspieler = new Dateispieler(neue(), DATEN.roh.datei, 0);
+    if (ROH_PASST) this.rohspieler = new Dateispieler(neue(), DATEN.roh.datei, 0);
     if (DATEN.video) this.bildspieler = new Dateispieler(this.quelle(bild), DATEN.video.datei, BILD_AB);
     this.teile = [...Object.values(this.kanaele), this.rohspieler, this.bildspieler].filter(Boolean);
     this.setzeTon();

@@ -21,7 +21,8 @@ const TEXTE = {
     legendeVerworfen: 'nicht behalten (still oder ohne Sprache); steht nur in der rohen Aufnahme',
     legendeFehlt: 'angesagt, aber nicht abspielbar', legendeDoppelt: 'zwei Chunks überlappen sich',
     legendeBild: 'was das Video zeigt; schraffiert: Pause',
-    befunde: 'Ist alles da?', echo: 'Das Echo', bilder: 'Was das Video zeigt', chunks: 'Alle Chunks', tabelle: 'Tabelle der Chunks', zeige: 'Zeige',
+    befunde: 'Ist alles da?', echo: 'Das Echo', bilder: 'Was das Video zeigt', chunks: 'Alle Chunks', tabelle: 'Tabelle der Chunks',
+    zeige: 'Zeige',
     beide: 'beide Kanäle', kanal: 'Kanal', nummer: 'Nr.', beginn: 'Beginn', uhrzeit: 'Uhrzeit', laenge: 'Länge',
     sprachanteil: 'davon Sprache', datei: 'Datei', blaettern: 'Blättern', zurueck: 'Zurück', weiter: 'Weiter',
     hier: 'Zur Stelle des Zeigers',
@@ -33,7 +34,8 @@ const TEXTE = {
     spieleChunk: (kanal, nummer, ab) => `${kanal}, Chunk ${nummer} bei ${ab} abspielen`,
     stelle: (t, dauer) => `${t} von ${dauer}`,
     welche: (von, bis, alle) => (alle ? `${von} bis ${bis} von ${alle}` : 'keine'),
-    spielt: (was) => `Zu hören: ${was}`, spieltNichts: 'Hier wurde nichts behalten.', stumm: 'Was hier zu hören wäre, ist ausgeschaltet.',
+    spielt: (was) => `Zu hören: ${was}`, spieltNichts: 'Hier wurde nichts behalten.',
+    stumm: 'Was hier zu hören wäre, ist ausgeschaltet.',
     rohesMikrofon: 'rohes Mikrofon', nichtAbspielbar: (datei) => `${datei} lässt sich nicht abspielen.`,
     nichtBehalten: (dauer) => `${dauer} nicht behalten`,
     davonSprache: (s) => `davon ${s} Sprache`,
@@ -43,7 +45,7 @@ const TEXTE = {
     ganz: 'Die Aufnahme ist vollständig.',
     ganzRat: 'Jede Datei ist da, und jede enthält, was von ihr angesagt wurde.',
     dateienGanz: 'Die Dateien sind in sich vollständig.',
-    genauer: (n) => (n === 1 ? 'Genauer' : `Alle ${n}`),
+    genauer: (n, alle) => (n === 1 ? 'Genauer' : n < alle ? `Die ersten ${n} von ${alle}` : `Alle ${n}`),
     repariere: 'Das bringt dieser Befehl in Ordnung; die Originale bleiben erhalten:',
     ohneZeilen: 'Wann die Chunks gesprochen wurden, ist nicht bekannt.',
     ohneZeilenRat: 'Die Zeilen des Aufnahmeprogramms (ereignisse.jsonl) liegen nicht im Ordner. Die Chunks stehen ' +
@@ -65,7 +67,7 @@ const TEXTE = {
     keinBild: 'Es wurde kein Fenster einer Besprechung gefunden.',
     keinBildRat: 'Ein Video entsteht nur, solange das Fenster einer Besprechung auf dem Bildschirm ist.',
     fehler: 'Die Aufnahme konnte nicht beginnen.', fehlerRat: 'Der Grund, wie ihn das Programm genannt hat:',
-    luecken: (kanal, n, s) => `Bei „${kanal}“ ${n === 1 ? 'fehlte einmal' : `fehlten ${n}-mal`} Töne, zusammen ${s}.`,
+    luecken: (kanal, n, s) => `Bei „${kanal}“ fehlte ${n === 1 ? 'einmal' : `${n}-mal`} Ton, zusammen ${s}.`,
     lueckenRat: 'Dort ist Stille eingesetzt, damit die Zeiten stimmen. Meist war das Gerät kurz weg oder der Rechner ' +
       'überlastet.',
     ueberlappungen: (kanal, n, s) =>
@@ -85,7 +87,8 @@ const TEXTE = {
       'zweifelhaft:chunk': (n) => `Bei ${anzahl(n, 'Chunk', 'Chunks')} passen Datei und Ansage nicht zusammen.`,
       'zweifelhaft:mikro_roh.wav': () => 'Die rohe Aufnahme des Mikrofons ist nicht lesbar.',
       'zweifelhaft:video.mp4': () => 'Beim Video passen Datei und Ansage nicht zusammen.',
-      'uebrig:chunk': (n) => `${anzahl(n, 'Chunk wurde', 'Chunks wurden')} nie angesagt und ${n === 1 ? 'steht' : 'stehen'} nicht auf der Zeitachse.`,
+      'uebrig:chunk': (n) => `${anzahl(n, 'Chunk wurde', 'Chunks wurden')} nie angesagt und ` +
+        `${n === 1 ? 'steht' : 'stehen'} nicht auf der Zeitachse.`,
       'uebrig:': (n) => `${anzahl(n, 'Datei blieb', 'Dateien blieben')} unfertig zurück.`,
     },
     wasSonst: 'Etwas im Ordner stimmt nicht.',
@@ -100,13 +103,13 @@ const TEXTE = {
     },
     // The echo path.
     keinEcho: 'Bei dieser Aufnahme wurde kein Echo entfernt.',
-    echoUnbekannt: 'Wie gut das Echo entfernt wurde, ist nicht bekannt: Das sagt erst die vorletzte Zeile einer ' +
+    echoUnbekannt: 'Wie gut das Echo entfernt wurde, ist nicht bekannt: Das steht in einer der letzten Zeilen einer ' +
       'Aufnahme, und die liegt hier nicht vor.',
     weg: (ms) => `Was aus dem Lautsprecher kommt, ist nach ${ms} ms im Mikrofon zu hören.`,
     wegKurz: 'Das ist kurz, wie bei den eingebauten Lautsprechern eines Laptops.', wegUeblich: 'Das ist üblich.',
     wegLang: 'Das ist lang, wie bei Bluetooth oder einem Fernseher.',
     keinWeg: 'Im Mikrofon war kein Echo zu finden. So ist es mit Kopfhörern, oder wenn die Gegenseite sehr leise ist.',
-    leck: (p) => `Der Filter ließ zuletzt ${p} vom Ton der Gegenseite durch; einen Nachfilter gibt es auch dafür.`,
+    leck: (p) => `Der Filter ließ zuletzt ${p} vom Ton der Gegenseite durch, die ein Nachfilter noch dämpft.`,
     leckGut: 'Das ist sehr wenig.', leckMittel: 'Das ist wenig.',
     leckViel: 'Das ist viel: Der Lautsprecher war wohl sehr laut oder verzerrt. Leiser stellen oder Kopfhörer helfen.',
     anteile: (nah, tor) => `${nah} der Zeit haben Sie gesprochen; ${tor} der Zeit war nur die Gegenseite im Mikrofon, ` +
@@ -133,7 +136,8 @@ const TEXTE = {
     legendeVerworfen: 'not kept (silent, or without speech); only in the raw recording',
     legendeFehlt: 'announced, but cannot be played', legendeDoppelt: 'two chunks overlap',
     legendeBild: 'what the video shows; hatched: a pause',
-    befunde: 'Is everything there?', echo: 'The echo', bilder: 'What the video shows', chunks: 'All chunks', tabelle: 'Table of chunks', zeige: 'Show',
+    befunde: 'Is everything there?', echo: 'The echo', bilder: 'What the video shows', chunks: 'All chunks', tabelle: 'Table of chunks',
+    zeige: 'Show',
     beide: 'both channels', kanal: 'Channel', nummer: 'No.', beginn: 'Begin', uhrzeit: 'Time of day', laenge: 'Length',
     sprachanteil: 'speech in it', datei: 'File', blaettern: 'Pages', zurueck: 'Back', weiter: 'Next',
     hier: 'To the cursor',
@@ -145,7 +149,8 @@ const TEXTE = {
     spieleChunk: (kanal, nummer, ab) => `Play ${kanal}, chunk ${nummer} at ${ab}`,
     stelle: (t, dauer) => `${t} of ${dauer}`,
     welche: (von, bis, alle) => (alle ? `${von} to ${bis} of ${alle}` : 'none'),
-    spielt: (was) => `Playing: ${was}`, spieltNichts: 'Nothing was kept here.', stumm: 'What could be heard here is switched off.',
+    spielt: (was) => `Playing: ${was}`, spieltNichts: 'Nothing was kept here.',
+    stumm: 'What could be heard here is switched off.',
     rohesMikrofon: 'raw microphone', nichtAbspielbar: (datei) => `${datei} cannot be played.`,
     nichtBehalten: (dauer) => `${dauer} not kept`,
     davonSprache: (s) => `${s} of it speech`,
@@ -154,7 +159,8 @@ const TEXTE = {
     ganz: 'The recording is complete.',
     ganzRat: 'Every file is there, and each holds what was said of it.',
     dateienGanz: 'The files are complete in themselves.',
-    genauer: (n) => (n === 1 ? 'Details (in German)' : `All ${n} (in German)`),
+    genauer: (n, alle) =>
+      `${n === 1 ? 'Details' : n < alle ? `The first ${n} of ${alle}` : `All ${n}`} (in German)`,
     repariere: 'This command puts it right; the originals are kept:',
     ohneZeilen: 'When the chunks were spoken is not known.',
     ohneZeilenRat: 'The recorder\'s lines (ereignisse.jsonl) are not in the folder. So the chunks follow one another ' +
@@ -196,7 +202,8 @@ const TEXTE = {
       'zweifelhaft:chunk': (n) => `File and announcement of ${anzahl(n, 'chunk', 'chunks')} do not match.`,
       'zweifelhaft:mikro_roh.wav': () => 'The raw recording of the microphone cannot be read.',
       'zweifelhaft:video.mp4': () => 'File and announcement of the video do not match.',
-      'uebrig:chunk': (n) => `${anzahl(n, 'chunk was', 'chunks were')} never announced and ${n === 1 ? 'is' : 'are'} not on the timeline.`,
+      'uebrig:chunk': (n) => `${anzahl(n, 'chunk was', 'chunks were')} never announced and ` +
+        `${n === 1 ? 'is' : 'are'} not on the timeline.`,
       'uebrig:': (n) => `${anzahl(n, 'file was', 'files were')} left unfinished.`,
     },
     wasSonst: 'Something in the folder is not right.',
@@ -210,13 +217,13 @@ const TEXTE = {
       'uebrig:chunk': 'The program was ended before it could announce them. Their time is not known.',
     },
     keinEcho: 'No echo was removed in this recording.',
-    echoUnbekannt: 'How well the echo was removed is not known: the last line but two of a recording says so, and it ' +
+    echoUnbekannt: 'How well the echo was removed is not known: one of the last lines of a recording says so, and it ' +
       'is not here.',
     weg: (ms) => `What the loudspeaker plays is heard in the microphone after ${ms} ms.`,
     wegKurz: 'That is short, as with the built-in speakers of a laptop.', wegUeblich: 'That is usual.',
     wegLang: 'That is long, as with Bluetooth or a television.',
     keinWeg: 'No echo was found in the microphone. So it is with headphones, or if the other side is very quiet.',
-    leck: (p) => `In the end the filter let ${p} of the other side's sound through; a post-filter works on that, too.`,
+    leck: (p) => `In the end the filter let ${p} of the other side's sound through, which a post-filter damps further.`,
     leckGut: 'That is very little.', leckMittel: 'That is little.',
     leckViel: 'That is a lot: the loudspeaker was probably very loud, or distorted. Turn it down, or use headphones.',
     anteile: (nah, tor) => `You spoke ${nah} of the time; ${tor} of the time only the other side was in the ` +
@@ -272,8 +279,17 @@ function alsDauer(sekunden) {
   return `${alsZahl(sekunden, 1)} s`;
 }
 
+// Formats take long to make and are wanted for every frame: each is made once.
+const FORMATE = new Map();
+
+function format(Art, form) {
+  const schluessel = sprache + Art.name + JSON.stringify(form);
+  if (!FORMATE.has(schluessel)) FORMATE.set(schluessel, new Art(sprache, form));
+  return FORMATE.get(schluessel);
+}
+
 const alsZahl = (wert, stellen) =>
-  wert.toLocaleString(sprache, { minimumFractionDigits: stellen, maximumFractionDigits: stellen });
+  format(Intl.NumberFormat, { minimumFractionDigits: stellen, maximumFractionDigits: stellen }).format(wert);
 
 const alsProzent = (anteil) =>
   anteil.toLocaleString(sprache, { style: 'percent', maximumFractionDigits: anteil < 0.1 ? 1 : 0 });

@@ -19,8 +19,13 @@ class Zeichner {
 
   liesFarben() {
     const stil = getComputedStyle(document.documentElement);
-    this.farbe = (name) => stil.getPropertyValue(`--${name}`).trim();
-    this.schrift = (px) => `${px}px ${getComputedStyle(document.body).fontFamily}`;
+    const farben = new Map();
+    this.farbe = (name) => {
+      if (!farben.has(name)) farben.set(name, stil.getPropertyValue(`--${name}`).trim());
+      return farben.get(name);
+    };
+    const familie = getComputedStyle(document.body).fontFamily;
+    this.schrift = (px) => `${px}px ${familie}`;
   }
 
   // Sizes: each canvas has the pixels of the screen.
@@ -89,7 +94,7 @@ class Zeichner {
     this.behaltenes(stift, kanal, lage);
     stift.fillStyle = this.farbe('linie');
     stift.fillRect(0, Math.round(mitte), this.breite, 1);
-    if (kanal === 'me' && DATEN.zeilen) this.welle(stift, PEGEL.roh, mitte, lage.welle / 2, 'rohton', this.gewinn('me'));
+    if (kanal === 'me' && ROH_PASST) this.welle(stift, PEGEL.roh, mitte, lage.welle / 2, 'rohton', this.gewinn('me'));
     this.welle(stift, PEGEL[kanal], mitte, lage.welle / 2, kanal, this.gewinn(kanal));
     this.chunks(stift, kanal, lage);
     this.schild(stift, T(kanal), kanal, lage.oben + 6);
@@ -97,27 +102,26 @@ class Zeichner {
 
   // A pale ground where sound was kept; a word where it was not, if there is room.
   behaltenes(stift, kanal, lage) {
-    const stuecke = BEHALTEN[kanal];
     const { ansicht } = this;
-    let davor = null;
-    stift.font = this.schrift(12);
-    for (let i = Math.max(0, erste(stuecke, ([, bis]) => bis >= ansicht.von) - 1); i < stuecke.length; ++i) {
-      const [von, bis] = stuecke[i];
-      if (davor !== null) this.luecke(stift, davor, von, lage);
-      davor = bis;
-      if (von > ansicht.bis) break;
+    const gesehene = (stuecke) => stuecke.slice(erste(stuecke, ([, bis]) => bis >= ansicht.von),
+      erste(stuecke, ([von]) => von > ansicht.bis));
+    stift.fillStyle = this.farbe(`${kanal}-blass`);
+    for (const [von, bis] of gesehene(BEHALTEN[kanal])) {
       const x = Math.max(ansicht.x(von), -4);
-      const ende = Math.min(ansicht.x(bis), this.breite + 4);
-      if (ende < 0) continue;
-      stift.fillStyle = this.farbe(`${kanal}-blass`);
-      stift.fillRect(x, lage.oben + 4, Math.max(ende - x, 1), lage.welle);
+      stift.fillRect(x, lage.oben + 4, Math.max(Math.min(ansicht.x(bis), this.breite + 4) - x, 1), lage.welle);
     }
+    stift.font = this.schrift(12);
+    const belegt = ANGESAGT[kanal];
+    const ab = erste(belegt, ([von]) => von > ansicht.von);
+    for (let i = Math.max(ab, 1); i < belegt.length && belegt[i - 1][1] < ansicht.bis; ++i)
+      this.luecke(stift, belegt[i - 1][1], belegt[i][0], lage);
   }
 
   luecke(stift, von, bis, lage) {
     if (!DATEN.zeilen) return;
     const links = Math.max(this.ansicht.x(von), 0);
     const rechts = Math.min(this.ansicht.x(bis), this.breite);
+    if (rechts - links < 80) return;  // no room for any such text
     const text = T('nichtBehalten', alsDauer(bis - von));
     stift.fillStyle = this.farbe('leise');
     const breite = stift.measureText(text).width;
@@ -133,6 +137,7 @@ class Zeichner {
     return 0.96 / Math.max(this.gewinne[kanal], 0.02) ** 0.7;
   }
 
+  // `ansicht` need not be the one that is seen: the small view has its own.
   welle(stift, pegel, mitte, halb, farbe, gewinn, ansicht = this.ansicht) {
     if (!pegel.da) return;
     const proPixel = ansicht.spanne / ansicht.breite / this.dichte;  // seconds for each column
@@ -144,9 +149,9 @@ class Zeichner {
     const erster = Math.floor(ansicht.von / schritt);
     const letzter = Math.min(Math.ceil(ansicht.bis / schritt), Math.ceil(paare / dichte / schritt) - 1);
     if (letzter < erster) return;
+    const oben = new Float32Array(letzter - erster + 1);
     const unten = new Float32Array(letzter - erster + 1);
     const mass = halb * gewinn;
-    stift.beginPath();
     for (let i = erster; i <= letzter; ++i) {
       let ab = Math.floor(i * schritt * dichte + 1e-6);
       const bis = Math.min(Math.max(Math.floor((i + 1) * schritt * dichte + 1e-6), ab + 1), paare);
@@ -157,14 +162,29 @@ class Zeichner {
         tief = Math.min(tief, werte[2 * ab]);
         hoch = Math.max(hoch, werte[2 * ab + 1]);
       }
-      const x = ansicht.x((i + 0.5) * schritt);
       const rand = tief || hoch ? 0.4 : 0;  // what is there is seen, however quiet
       unten[i - erster] = mitte - Math.max(HOEHEN[tief & 255] * mass, -halb) + rand;
-      stift.lineTo(x, mitte - Math.min(HOEHEN[hoch] * mass, halb) - rand);
+      oben[i - erster] = mitte - Math.min(HOEHEN[hoch] * mass, halb) - rand;
     }
-    for (let i = letzter; i >= erster; --i) stift.lineTo(ansicht.x((i + 0.5) * schritt), unten[i - erster]);
-    stift.closePath();
     stift.fillStyle = this.farbe(farbe);
+    if (schritt > proPixel) this.linienzug(stift, oben, unten, (i) => ansicht.x((i + erster + 0.5) * schritt));
+    else this.saeulen(stift, oben, unten, Math.round(ansicht.x(erster * schritt) * this.dichte) / this.dichte);
+  }
+
+  // A column of the screen for each pair. Rectangles on whole pixels are drawn many times faster than an
+  // outline with as many teeth.
+  saeulen(stift, oben, unten, x) {
+    const breite = 1 / this.dichte;
+    for (let i = 0; i < oben.length; ++i)
+      if (unten[i] > oben[i]) stift.fillRect(x + i * breite, oben[i], breite, unten[i] - oben[i]);
+  }
+
+  // Near by, where a pair is wider than a column, an outline.
+  linienzug(stift, oben, unten, x) {
+    stift.beginPath();
+    for (let i = 0; i < oben.length; ++i) stift.lineTo(x(i), oben[i]);
+    for (let i = oben.length - 1; i >= 0; --i) stift.lineTo(x(i), unten[i]);
+    stift.closePath();
     stift.fill();
   }
 
@@ -174,7 +194,8 @@ class Zeichner {
     const { ansicht } = this;
     const hoehe = 16;
     let rechts = -1;  // up to here bars have been drawn
-    for (let i = Math.max(0, letzterBegonnen(alle, ansicht.von) - 3); i < alle.length && alle[i].ab <= ansicht.bis; ++i) {
+    const ende = letzterBegonnen(alle, ansicht.bis);
+    for (let i = Math.max(0, letzterBegonnen(alle, ansicht.von) - 3); i <= ende; ++i) {
       const chunk = alle[i];
       const x = ansicht.x(chunk.ab);
       const breite = ansicht.x(chunk.ende) - x;
@@ -182,6 +203,11 @@ class Zeichner {
       if (!chunk.datei) {
         this.fehlend(stift, x, lage.chunks, breite, hoehe);
         continue;
+      }
+      const voriger = alle[i - 1];
+      if (voriger?.datei && chunk.ab < voriger.bis - 0.006) {
+        const doppelt = ansicht.x(Math.min(voriger.bis, chunk.bis)) - x;
+        this.schraffur(stift, 'fraglich', x, lage.oben + 4, Math.max(doppelt, 3), lage.welle);
       }
       const hell = this.spielt.has(chunk) || this.schwebt === chunk;
       if (x + breite - rechts < 2 && !hell) continue;
@@ -194,9 +220,6 @@ class Zeichner {
       stift.fill();
       stift.globalAlpha = 1;
       if (breite > 46) this.nummer(stift, chunk, Math.max(x, 0) + 7, lage.chunks, hell);
-      const voriger = alle[i - 1];
-      if (voriger?.datei && chunk.ab < voriger.bis - 0.006)
-        this.schraffur(stift, 'fraglich', x, lage.oben + 4, ansicht.x(Math.min(voriger.bis, chunk.bis)) - x, lage.welle);
     }
   }
 

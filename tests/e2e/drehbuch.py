@@ -13,6 +13,7 @@ PROGRAMM = os.environ.get("HALLKORB_MACOS",
                           os.path.join(lauf.WURZEL, "build", "macos-asan", "hallkorb"))
 # Sanitizers make the program several times as slow, and its reports count as failures.
 FRIST = 60.0
+ZOOM = {"id": 7, "app": "us.zoom.xos", "titel": "Zoom Meeting"}
 
 
 class Drehbuch:

@@ -19,7 +19,8 @@ SCHRIFT = next((ordner for ordner in ("/usr/share/fonts/truetype/dejavu", "/usr/
                 if os.path.isdir(ordner)), "/usr/share/fonts")
 _FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
 <fontconfig><dir>%s</dir><cachedir>%s</cachedir>
-<match target="pattern"><edit name="family" mode="prepend" binding="strong"><string>DejaVu Sans</string></edit></match>
+<match target="pattern"><edit name="family" mode="prepend" binding="strong">
+<string>DejaVu Sans</string></edit></match>
 <match target="font"><edit name="antialias" mode="assign"><bool>true</bool></edit>
 <edit name="hinting" mode="assign"><bool>false</bool></edit></match></fontconfig>"""
 
@@ -42,7 +43,8 @@ class Kopflos(browser.Chromium):
         self.ereignisse = collections.deque()
         super().__init__(_Ohne(umgebung), ordner, None, "--headless=new", f"--lang={sprache}",
                          f"--accept-lang={sprache}", "--force-color-profile=srgb",
-                         "--disable-lcd-text", "--autoplay-policy=document-user-activation-required", "--font-render-hinting=none", "--disable-background-timer-throttling",
+                         "--disable-lcd-text", "--autoplay-policy=document-user-activation-required",
+                         "--font-render-hinting=none", "--disable-background-timer-throttling",
                          "--disable-renderer-backgrounding", "--disable-backgrounding-occluded-windows",
                          *optionen)
 

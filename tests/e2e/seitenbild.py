@@ -13,7 +13,7 @@ import lauf  # first: it finds the scripts' modules
 import kopflos
 import kunstordner
 import prozesse
-import test_seite
+import seitenfall
 
 SITZUNG = os.path.join(lauf.WURZEL, "build", "release", "hallkorb-sitzung")
 
@@ -28,7 +28,7 @@ def mache(ziel):
             seite = programm.oeffne_datei(os.path.join(ordner, "sitzung.html"), breite=1270, hoehe=985,
                                           sprache="en-US")
             seite.frage("Emulation.setScrollbarsHidden", hidden=True)
-            seite.warte(test_seite.FERTIG)
+            seite.warte(seitenfall.FERTIG)
             seite.klicke("#zeit", 0.37, 0.2)
             for _ in range(3):
                 seite.klicke("#groesser")

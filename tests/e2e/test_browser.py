@@ -4,7 +4,6 @@ Each page has a colour of its own, by which the film's pictures are judged. They
 stage "browser" of scripts/test. With HALLKORB_LANG=1 the story takes ten minutes instead of one.
 """
 
-import json
 import os
 import subprocess
 import time
@@ -59,7 +58,7 @@ class Browserfall(test_video.Fensterfall):
         def suche():
             probe = subprocess.run([lauf.PROGRAMM, "--fenster-probe", "--alle"], check=True,
                                    env=self.bildschirm.umgebung, capture_output=True, text=True)
-            return next((fenster["fenster"] for fenster in map(json.loads, probe.stdout.splitlines())
+            return next((fenster["fenster"] for fenster in lauf.geprueft(probe.stdout)
                          if "titel" in fenster and passt(fenster["titel"])), None)
 
         return self.warte_bis(suche, "the window", GEDULD)

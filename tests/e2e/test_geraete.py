@@ -1,7 +1,6 @@
 """Devices and daemons that are missing, go, come back and change."""
 
 import os
-import subprocess
 import time
 
 import lauf
@@ -235,29 +234,3 @@ class Protokoll(Geraete):
         aufnahme.gestartet()
         aufnahme.stoppe()
         self.assertGreater(aufnahme.diagnosen("pw.context"), 0)
-
-
-class Vorrang(lauf.Fall):
-    """Whether the threads that sound passes through come before other programs'."""
-
-    VERWEIGERT = "Vorrang vor anderen Programmen verweigert"
-
-    def aufnahme_mit(self, vorsatz, zeile=None):
-        aufnahme = self.lauf(vorsatz=vorsatz)
-        aufnahme.gestartet()
-        if zeile:
-            aufnahme.meldung(zeile)
-        aufnahme.warte_aufnahme(2.0)
-        aufnahme.stoppe()
-        return aufnahme
-
-    def test_verweigert_gibt_eine_zeile(self):
-        ohne = ["prlimit", "--rtprio=0", "--nice=0"]
-        if os.geteuid() == 0:
-            ohne += ["setpriv", "--bounding-set", "-sys_nice", "--inh-caps", "-sys_nice"]
-        self.assertEqual(self.aufnahme_mit(ohne, self.VERWEIGERT).diagnosen(self.VERWEIGERT), 1)
-
-    def test_gewaehrt_gibt_keine(self):
-        if subprocess.run(["nice", "-n", "-11", "true"], check=True, stderr=subprocess.PIPE).stderr:
-            self.skipTest("a nice level is not permitted here")
-        self.assertEqual(self.aufnahme_mit([]).diagnosen(self.VERWEIGERT), 0)

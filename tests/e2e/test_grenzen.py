@@ -245,13 +245,9 @@ class Dateigroesse(test_video.Fensterfall):
         elif kib > 128:
             aufnahme.chunk("me", 1, 60.0)
         aufnahme.stoppe(frist=60.0)
-        for satz in aufnahme.chunks():
-            signale.lies_ganz(satz["path"])
         for satz in aufnahme.ereignisse("video"):
             film.Film(satz["path"])
-        for name in self.dateien(ordner=ordner):
-            self.assertLessEqual(os.path.getsize(os.path.join(ordner, name)), kib << 10)
-        self.assertEqual(self.dateien(".", ordner), [])
+        self.pruefe_dateigroesse(aufnahme, kib << 10)
         return 0
 
 

@@ -1,7 +1,7 @@
 """The program as it is built for macOS and hosts that treat it badly: closed streams, unread lines, one
-folder for two recordings."""
+folder for two recordings, files that cannot be written or not to their end."""
 
-import fcntl
+import contextlib
 import itertools
 import os
 
@@ -17,6 +17,14 @@ class Wirt(drehbuch.MacFall):
         ton = self.schreibe_klang("ton", signale.rauschen(120.0, 3))
         self.buch.tu("spiele", mikro=ton, system=ton)
         return aufnahme
+
+    def fuelle(self, strom):
+        """From now on no further line fits into the pipe."""
+        rohr = os.open(f"/proc/self/fd/{strom.fileno()}", os.O_WRONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, rohr)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(rohr, b"\n")
 
     def test_geschlossene_stroeme(self):
         """Whichever is closed at the start, no file of the recording takes its number."""
@@ -46,7 +54,7 @@ class Wirt(drehbuch.MacFall):
     def test_ungelesene_zeilen(self):
         """A host that does not read loses lines and no sound, and the end comes all the same."""
         aufnahme = self.beginne("--legacy-chunks", "--chunk", "0.2", lies_stdout=False)
-        fcntl.fcntl(aufnahme.prozess.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        self.fuelle(aufnahme.prozess.stdout)
         aufnahme.warte_aufnahme(8.0)
         aufnahme.sende()
         self.pruefe_ende(aufnahme)
@@ -80,3 +88,41 @@ class Wirt(drehbuch.MacFall):
         aufnahme.warte_aufnahme(1.0)
         self.stoppe_ganz(aufnahme)
         signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+
+    def test_dateigroesse(self):
+        """What is beyond a limit of the files' size is lost, each file with its line; the recording goes on
+        to its orderly end."""
+        # A chunk of 3 s has 96000 bytes: with the first limit none is whole, with the second one all are.
+        for kib, erster in ((64, "WAV-Schreibfehler (me #0): "), (160, None)):
+            with self.subTest(kib=kib):
+                aufnahme = self.beginne("--legacy-chunks", "--chunk", "3", video=True,
+                                        vorher=[("fenster", drehbuch.ZOOM)],
+                                        vorsatz=["prlimit", f"--fsize={kib << 10}", "--"])
+                aufnahme.meldung("mikro_roh.wav: Schreibfehler: ", drehbuch.FRIST)
+                # The system's writer of the video meets the same limit.
+                aufnahme.meldung("Video-Schreiber ausgefallen: ", drehbuch.FRIST)
+                if erster:
+                    aufnahme.meldung(erster, drehbuch.FRIST)
+                else:
+                    aufnahme.chunk("me", 1, drehbuch.FRIST)
+                self.stoppe_ganz(aufnahme)
+                self.assertEqual(aufnahme.ereignisse("video"), [])
+                self.pruefe_dateigroesse(aufnahme, kib << 10)
+
+
+class Schreibschutz(drehbuch.MacFall):
+    MIT_MOUNT = True
+
+    def test_nur_lesbarer_ordner(self):
+        """A file system that is mounted read-only: permissions do not hold for root."""
+        platte = os.path.join(self.ordner, "platte")
+        self.haenge_ein(platte, "-o", "ro")
+        aufnahme = self.aufnehmen("--legacy-chunks", "--chunk", "1", ordner=platte, video=True,
+                                  vorher=[("fenster", drehbuch.ZOOM)])
+        ton = self.schreibe_klang("ton", signale.rauschen(120.0, 3))
+        self.buch.tu("spiele", mikro=ton, system=ton)
+        self.warte_ohne_dateien(aufnahme, drehbuch.FRIST)
+        self.stoppe_ganz(aufnahme)
+        self.pruefe_ohne_dateien(aufnahme)
+        self.assertEqual(aufnahme.ereignisse("video"), [])
+        self.assertEqual(self.dateien(ordner=platte), [])

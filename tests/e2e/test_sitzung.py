@@ -178,7 +178,9 @@ class Getoetet(Ordnerfall):
             self.assertTrue(any("enthielt kein Bild" in tat for tat in taten), taten)
         self.pruefe_ton(aufnahme)
         with open(self.zeilen, encoding="utf-8") as datei:
-            for satz in map(json.loads, datei):
+            for zeile in datei:
+                satz = json.loads(zeile)
+                lauf.schema.pruefer("kept").validate(lauf.schema.lies(zeile))
                 if satz.get("quelle") == "mikro_roh":
                     summe["gerettet_s"] += satz["t1"] - satz["t0"]
 

@@ -102,13 +102,6 @@ class Stopp(lauf.Fall):
         self.pruefe_sigkill(aufnahme)
 
 
-def haelt(prozess, nummer):
-    """True when the process has the signal blocked: from then on it takes it itself."""
-    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
-        maske = next(zeile for zeile in datei if zeile.startswith("SigBlk:"))
-    return bool(int(maske.split()[1], 16) >> (nummer - 1) & 1)
-
-
 class Anfang(lauf.Fall):
     """A stop in the first moments of a recording."""
 
@@ -121,7 +114,7 @@ class Anfang(lauf.Fall):
             ende = time.perf_counter() + verzug
             while time.perf_counter() < ende:
                 pass
-            bereit.append(haelt(prozess, nummer))
+            bereit.append(lauf.signalmaske(prozess, "SigBlk", nummer))
             prozess.send_signal(nummer)
 
         ordner = os.path.join(self.ordner, f"{verzug:.7f}")

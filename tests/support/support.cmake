@@ -48,3 +48,15 @@ add_executable(testgeraete ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp)
 target_link_libraries(testgeraete PRIVATE hallkorb_options PkgConfig::PIPEWIRE)
 set_property(SOURCE ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp PROPERTY COMPILE_OPTIONS
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression-from-macro-expansion>)
+# A graphics card that is not there, for libva; only the headers of that are used.
+pkg_check_modules(VA QUIET libva)
+if(VA_FOUND AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+  add_library(hallkorbtest_drv_video MODULE
+    ${CMAKE_CURRENT_LIST_DIR}/va/PcmScheibe.cpp ${CMAKE_CURRENT_LIST_DIR}/va/VaTreiber.cpp)
+  target_include_directories(hallkorbtest_drv_video PRIVATE ${PROJECT_SOURCE_DIR})
+  target_include_directories(hallkorbtest_drv_video SYSTEM PRIVATE ${VA_INCLUDE_DIRS})
+  target_link_libraries(hallkorbtest_drv_video PRIVATE hallkorb_options)
+  set_target_properties(hallkorbtest_drv_video PROPERTIES PREFIX "")
+elseif(NOT VA_FOUND)
+  message(STATUS "No libva headers (libva-dev): encoding by a graphics card is not tested")
+endif()

@@ -76,6 +76,17 @@ TEST(SitzungAufruf, TheStatusSaysWhatWasFound) {
   EXPECT_EQ(antwort.aus, "in Ordnung: 1 Chunks von me, 0 von them\n");
 }
 
+TEST(SitzungAufruf, ThePageIsMadeAlsoOfARecordingWithFindings) {
+  Ordnerbau bau;
+  bau.start();
+  bau.chunk("me", 0, 0.0, 1.0);
+  const Antwort antwort = rufe({"bericht", bau.ordner().pfad()});
+  EXPECT_EQ(antwort.status, ALLES_GUT);
+  EXPECT_EQ(antwort.aus, "geschrieben   sitzung.html: 1.00 s, 1 Auffaelligkeiten\n");
+  const TempOrdner leer;
+  EXPECT_EQ(rufe({"bericht", leer.pfad()}).status, UNMOEGLICH);
+}
+
 TEST(Terminal, ColoursOnlyWhereTheyAreWanted) {
   EXPECT_EQ(gefaerbt("rot", Farbe::rot, false), "rot");
   EXPECT_EQ(gefaerbt("rot", Farbe::rot, true), "\033[31mrot\033[0m");

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -13,6 +12,7 @@ namespace hallkorb {
 namespace {
 
 constexpr int PUFFER_SEKUNDEN = 2;
+constexpr VideoEinstellungen UEBLICH{1280, 800, 1'400'000, 30, 15.0};
 constexpr int PROFIL_MAIN = 77;  // FFmpeg has renamed the constant
 constexpr H264Art::Option X264[] = {{"profile", "main"},
                                     {"preset", "superfast"},
@@ -21,8 +21,15 @@ constexpr H264Art::Option X264[] = {{"profile", "main"},
                                     {"crf", "19"}};
 // Its rate control works only if it may drop frames.
 constexpr H264Art::Option OPENH264[] = {{"rc_mode", "bitrate"}, {"allow_skip_frames", "1"}};
+// Not every card's driver can limit a quality by a rate.
+constexpr H264Art::Option VAAPI_GUETE[] = {
+    {"async_depth", "1"}, {"sei", "0"}, {"rc_mode", "QVBR"}, {"qp", "21"}};
+constexpr H264Art::Option VAAPI_RATE[] = {{"async_depth", "1"}, {"sei", "0"}, {"rc_mode", "VBR"}};
+constexpr char GERAETE[] = "/dev/dri";
 constexpr H264Art ARTEN[] = {{"libx264", AV_PIX_FMT_YUV420P, X264},
-                             {"libopenh264", AV_PIX_FMT_YUV420P, OPENH264}};
+                             {"libopenh264", AV_PIX_FMT_YUV420P, OPENH264},
+                             {"h264_vaapi", AV_PIX_FMT_VAAPI, VAAPI_GUETE, GERAETE},
+                             {"h264_vaapi", AV_PIX_FMT_VAAPI, VAAPI_RATE, GERAETE}};
 
 }  // namespace
 
@@ -30,22 +37,20 @@ std::span<const H264Art> H264Kodierer::arten() {
   return ARTEN;
 }
 
-const H264Art* H264Kodierer::waehle(const std::function<bool(const char*)>& gibtEs) {
-  const auto* art = std::find_if(std::begin(ARTEN), std::end(ARTEN),
-                                 [&](const H264Art& a) { return gibtEs(a.name); });
-  return art == std::end(ARTEN) ? nullptr : art;
+const H264Art* H264Kodierer::waehle(std::span<const H264Art> arten) {
+  schweigeLibav();
+  const auto art = std::find_if(arten.begin(), arten.end(), [](const H264Art& a) {
+    return H264Kodierer().oeffne(UEBLICH, a).gelungen();
+  });
+  if (art == arten.end()) return nullptr;
+  if (art != arten.begin()) {
+    log(std::string("[hallkorb] Bild: H.264-Kodierer ") + art->name + " statt " + arten[0].name);
+  }
+  return &*art;
 }
 
 const H264Art* H264Kodierer::vorhandene() {
-  static const H264Art* art = [] {
-    const H264Art* gewaehlt = waehle(
-        [](const char* name) { return libav().avcodec_find_encoder_by_name(name) != nullptr; });
-    if (gewaehlt != nullptr && gewaehlt != ARTEN) {
-      log(std::string("[hallkorb] Bild: H.264-Kodierer ") + gewaehlt->name + " statt " +
-          ARTEN[0].name);
-    }
-    return gewaehlt;
-  }();
+  static const H264Art* art = waehle(ARTEN);
   return art;
 }
 
@@ -54,14 +59,44 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen, const H26
   if (codec == nullptr) {
     return Fehler{"libav", ENOSYS, std::string("libavcodec hat keinen Kodierer ") + art.name};
   }
-  kodierer_.reset(libav().avcodec_alloc_context3(codec));
+  if (art.geraete == nullptr) return oeffneAuf(nullptr, einstellungen, art, *codec);
+  Ergebnis ergebnis = Fehler::ausErrno(ENODEV, art.geraete);
+  for (const std::string& knoten : Grafikspeicher::knoten(art.geraete)) {
+    ergebnis = oeffneAuf(&knoten, einstellungen, art, *codec);
+    if (ergebnis.gelungen()) break;
+  }
+  return ergebnis;
+}
+
+Ergebnis H264Kodierer::oeffneAuf(const std::string* knoten, const VideoEinstellungen& einstellungen,
+                                 const H264Art& art, const AVCodec& codec) {
+  grafik_.reset();
+  kodierer_.reset(libav().avcodec_alloc_context3(&codec));
   paket_.reset(libav().av_packet_alloc());
   if (!kodierer_ || !paket_) return Fehler::ausErrno(ENOMEM, "H.264-Kodierer");
+  kodierer_->pix_fmt = art.format;
+  stelleEin(einstellungen);
+  for (const auto& [name, wert] : art.optionen) {
+    const int code = av_opt_set(kodierer_->priv_data, name, wert, 0);
+    if (code < 0) return libavFehler(code, std::string("H.264-Kodierer, ") + name);
+  }
+  if (knoten != nullptr) {
+    Ergebnis ergebnis = grafik_.emplace().oeffne(*knoten, *kodierer_);
+    if (ergebnis.gescheitert()) return ergebnis;
+  }
+  const int code = libav().avcodec_open2(kodierer_.get(), &codec, nullptr);
+  if (code < 0) return libavFehler(code, "H.264-Kodierer");
+  // Some drivers put the parameters only in front of the first picture; the file's head needs them.
+  if (kodierer_->extradata_size == 0) {
+    return Fehler{"libav", ENOSYS, std::string(art.name) + " gibt keine Parameter des Stroms"};
+  }
+  return {};
+}
 
+void H264Kodierer::stelleEin(const VideoEinstellungen& einstellungen) {
   AVCodecContext& k = *kodierer_;
   k.width = einstellungen.breite;
   k.height = einstellungen.hoehe;
-  k.pix_fmt = art.format;
   k.sample_aspect_ratio = {1, 1};
   k.time_base = {1, TICKS};
   k.framerate = av_d2q(einstellungen.bilderJeSekunde, 1000);
@@ -78,13 +113,6 @@ Ergebnis H264Kodierer::oeffne(const VideoEinstellungen& einstellungen, const H26
   k.color_trc = AVCOL_TRC_BT709;
   k.chroma_sample_location = AVCHROMA_LOC_LEFT;
   k.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  for (const auto& [name, wert] : art.optionen) {
-    const int code = av_opt_set(k.priv_data, name, wert, 0);
-    if (code < 0) return libavFehler(code, std::string("H.264-Kodierer, ") + name);
-  }
-  const int code = libav().avcodec_open2(&k, codec, nullptr);
-  if (code < 0) return libavFehler(code, "H.264-Kodierer");
-  return {};
 }
 
 // libx264 counts every picture as one of the full number. If more time has passed since the one
@@ -100,8 +128,12 @@ void H264Kodierer::gibZeit(std::int64_t pts) {
 
 Ergebnis H264Kodierer::kodiere(const AVFrame& bild, AVPacket*& paket) {
   gibZeit(bild.pts);
+  const AVFrame* quelle = &bild;
+  if (grafik_) {
+    if (Ergebnis ergebnis = grafik_->lade(bild, quelle); ergebnis.gescheitert()) return ergebnis;
+  }
   paket = paket_.get();
-  int code = libav().avcodec_send_frame(kodierer_.get(), &bild);
+  int code = libav().avcodec_send_frame(kodierer_.get(), quelle);
   if (code >= 0) code = libav().avcodec_receive_packet(kodierer_.get(), paket);
   if (code == AVERROR(EAGAIN)) {
     paket = nullptr;

@@ -1,9 +1,10 @@
 // The encoder: frames in, H.264 packets out.
 //
 // libx264 by way of libavcodec, or another encoder of the installed libraries: not every
-// distribution may ship libx264. Encoders that want frames in a graphics card's memory (VA-API and
-// its like) are left out: they need a device, which the private screen of a server lacks. The
-// settings, and why:
+// distribution may ship libx264. Then libopenh264, and last that of a graphics card (VA-API,
+// Grafikspeicher.h), which differs from card to card. Each is opened for a trial: Fedora has an
+// empty libopenh264 in the place of the real one, and not every card encodes. The settings, and
+// why:
 // - for libx264 profile Main; no B frames and no lookahead (tune zerolatency): a picture comes out
 //   when it goes in, so nothing is lost in the encoder if the process dies, and a single picture is
 //   a video.
@@ -20,16 +21,21 @@
 // libopenh264 drops frames to keep its rate and gives no packet for them; the picture before then
 // stays for longer.
 //
+// A graphics card gets a quality that is limited by the rate if its driver can do that, otherwise
+// the rate alone; one picture at a time, so that here too its packet comes at once; and no
+// supplemental messages, whose times assume a constant distance of the pictures.
+//
 // One thread at a time.
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 
 #include "base/Fehler.h"
+#include "platform/linux/video/Grafikspeicher.h"
 #include "platform/linux/video/Libav.h"
 #include "platform/VideoWriter.h"
 
@@ -42,6 +48,8 @@ struct H264Art {
   const char* name;
   AVPixelFormat format;
   std::span<const Option> optionen;
+  // The folder of the devices' nodes if it takes its frames from a graphics card; otherwise null.
+  const char* geraete = nullptr;
 };
 
 class H264Kodierer {
@@ -50,12 +58,13 @@ class H264Kodierer {
   // these a picture may last for 59 hours, with the customary 90000 it would be six and a half.
   static constexpr int TICKS = 10000;
 
-  // The first of the usable encoders, the best one first, whose name `gibtEs` knows; null if it
-  // knows none.
+  // All kinds, the best one first. One encoder may come in several, for devices that cannot do the
+  // first.
   [[nodiscard]] static std::span<const H264Art> arten();
-  [[nodiscard]] static const H264Art* waehle(const std::function<bool(const char*)>& gibtEs);
-  // The best one that the libraries offer, or null. The first call logs one that is not the usual
-  // one.
+  // The first one that opens, tried with a video of the usual size; null if none does. Logs another
+  // encoder than the first.
+  [[nodiscard]] static const H264Art* waehle(std::span<const H264Art> arten);
+  // The best of all; only the first call tries.
   [[nodiscard]] static const H264Art* vorhandene();
 
   [[nodiscard]] Ergebnis oeffne(const VideoEinstellungen& einstellungen, const H264Art& art);
@@ -66,8 +75,13 @@ class H264Kodierer {
   [[nodiscard]] const AVCodecContext& strom() const { return *kodierer_; }
 
  private:
+  [[nodiscard]] Ergebnis oeffneAuf(const std::string* knoten,
+                                   const VideoEinstellungen& einstellungen, const H264Art& art,
+                                   const AVCodec& codec);
+  void stelleEin(const VideoEinstellungen& einstellungen);
   void gibZeit(std::int64_t pts);
 
+  std::optional<Grafikspeicher> grafik_;
   LibavZeiger<AVCodecContext> kodierer_;
   std::int64_t letzte_ = 0;  // time of the last frame
   LibavZeiger<AVPacket> paket_;

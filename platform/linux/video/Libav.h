@@ -71,6 +71,7 @@ void schweigeLibav();
 [[nodiscard]] Fehler libavFehler(int code, const std::string& was);
 
 struct LibavFreigabe {
+  void operator()(AVBufferRef* puffer) const { av_buffer_unref(&puffer); }
   void operator()(AVFrame* bild) const { av_frame_free(&bild); }
   void operator()(AVPacket* paket) const { libav().av_packet_free(&paket); }
   void operator()(AVCodecContext* kodierer) const { libav().avcodec_free_context(&kodierer); }

@@ -13,7 +13,8 @@ AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef probe) {
   if (beschreibung == nullptr) return nil;
   const AudioStreamBasicDescription* strom =
       CMAudioFormatDescriptionGetStreamBasicDescription(beschreibung);
-  if (strom == nullptr) return nil;
+  // A buffer of any other format would raise an exception.
+  if (strom == nullptr || strom->mFormatID != kAudioFormatLinearPCM) return nil;
   AVAudioFormat* format = [[AVAudioFormat alloc] initWithStreamDescription:strom];
   if (format == nil) return nil;
   const auto n = framesAus(CMSampleBufferGetNumSamples(probe));

@@ -270,7 +270,7 @@ std::shared_ptr<SckAufrufe> screenCaptureKit() {
 
 - (instancetype)initMitZiel:(std::weak_ptr<hallkorb::StromEmpfaenger>)ziel {
   self = [super init];
-  if (self != nil) _ziel = std::move(ziel);
+  _ziel = std::move(ziel);
   return self;
 }
 

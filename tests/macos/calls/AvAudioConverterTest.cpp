@@ -92,6 +92,18 @@ TEST_F(AvAudioConverterTest, WithoutABufferTheBlockIsLostWithoutAnError) {
   EXPECT_EQ(wandle(*konverter), Umwandlung{});
 }
 
+TEST_F(AvAudioConverterTest, ABufferWithoutChannelsLosesItsBlockWithoutAnError) {
+  const auto konverter = avAudioConverter(48000, 16000);
+  for (const double rate : {48000.0, 16000.0}) {
+    wandler::keineKanaele(rate);
+    EXPECT_EQ(wandle(*konverter), Umwandlung::verloren()) << rate;
+    EXPECT_TRUE(ausgabe.empty());
+  }
+  wandler::keineKanaele(-1.0);
+  EXPECT_EQ(wandle(*konverter), Umwandlung{});
+  EXPECT_FALSE(ausgabe.empty());
+}
+
 TEST_F(AvAudioConverterTest, RatesThatTheSystemRefusesHaveNoConverter) {
   EXPECT_EQ(avAudioConverter(0, 48000), nullptr);
   EXPECT_EQ(avAudioConverter(std::nan(""), 48000), nullptr);

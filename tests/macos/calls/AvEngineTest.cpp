@@ -88,6 +88,13 @@ TEST_F(AvEngineTest, MoreThanTwoChannelsCarryTheirLayout) {
   EXPECT_EQ(empfang->werte, (std::vector<float>{1, 2, 3, 4}));
 }
 
+TEST_F(AvEngineTest, BlocksOfAFormatThatCannotBeReadAreLeftOut) {
+  mikrofon::bits(24);
+  laufe();
+  ASSERT_TRUE(mikrofon::liefere({{1.0F}}, 1));
+  EXPECT_EQ(empfang->bloecke, 0);
+}
+
 TEST_F(AvEngineTest, BlocksForAReceiverThatIsGoneGoNowhere) {
   laufe();
   empfang.reset();

@@ -99,7 +99,11 @@ TEST_F(SckProbenTest, SoundThatCannotBeReadIsLeftOut) {
   nichtKopiert.kopierstatus = -12737;
   auto leer = stereo();
   leer.frames = 0;
-  for (const ersatz::Ton& ton : {ohneFormat, ohneStrom, nichtKopiert, leer})
+  auto unlesbar = stereo();
+  unlesbar.bits = 24;
+  auto komprimiert = stereo();
+  komprimiert.kennung = 0x61616320;  // 'aac '
+  for (const ersatz::Ton& ton : {ohneFormat, ohneStrom, nichtKopiert, leer, unlesbar, komprimiert})
     EXPECT_TRUE(bildschirm::ton(ton, {1}));
   EXPECT_TRUE(empfang->toene.empty());
   EXPECT_TRUE(bildschirm::ton(stereo(), {2}));  // the next one is whole again

@@ -13,10 +13,6 @@
 #include "tests/macos/doubles/HKProbe.h"
 #include "tests/macos/doubles/Schreiber.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-
 AVFileType const AVFileTypeMPEG4 = @"public.mpeg-4";
 AVVideoCodecType const AVVideoCodecTypeH264 = @"avc1";
 NSString* const AVVideoCodecKey = @"AVVideoCodecKey";

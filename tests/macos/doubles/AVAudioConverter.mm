@@ -10,9 +10,6 @@
 #include "tests/macos/doubles/AVAudio.h"
 #include "tests/macos/doubles/Wandler.h"
 
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-
 namespace hallkorb::ersatz {
 namespace {
 
@@ -59,6 +56,7 @@ void setzeWandlerZurueck() {
   wandler::wirfBeimBau(false);
   wandler::keiner(false);
   wandler::keinFormat(-1.0);
+  wandler::keineKanaele(-1.0);
   wandler::nochPuffer(-1);
   anzahl = 0;
 }
@@ -109,6 +107,7 @@ using namespace hallkorb::ersatz;
                              withInputFromBlock:(AVAudioConverterInputBlock)eingabe {
   verlange(!wandelnWirft, "inputFormat.sampleRate == buffer.format.sampleRate");
   auto* ausgabe = static_cast<AVAudioPCMBuffer*>(puffer);
+  auto* ziel = static_cast<float*>(ausgabe.mutableAudioBufferList->mBuffers[0].mData);
   AVAudioFrameCount frames = 0;
   bool trocken = false;
   while (frames < ausgabe.frameCapacity && status != wandler::FEHLER) {
@@ -119,7 +118,7 @@ using namespace hallkorb::ersatz;
       continue;
     }
     const auto anteil = static_cast<float>(_stelle - static_cast<double>(i));
-    ausgabe.floatChannelData[0][frames++] = _rest[i] * (1 - anteil) + _rest[i + 1] * anteil;
+    ziel[frames++] = _rest[i] * (1 - anteil) + _rest[i + 1] * anteil;
     _stelle += _von.sampleRate / _nach.sampleRate;
   }
   ausgabe.frameLength = frames;

@@ -10,15 +10,11 @@
 #include "tests/macos/doubles/AVAudio.h"
 #include "tests/macos/doubles/Wandler.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-
 namespace hallkorb::ersatz {
 namespace {
 
 std::atomic<double> fehlendeRate{-1.0};
+std::atomic<double> kanalloseRate{-1.0};
 std::atomic<long> pufferBis{-1};  // how many buffers can still be had; -1: any number
 
 bool gibtEsPuffer() {
@@ -37,6 +33,9 @@ namespace wandler {
 
 void keinFormat(double rate) {
   fehlendeRate = rate;
+}
+void keineKanaele(double rate) {
+  kanalloseRate = rate;
 }
 void nochPuffer(long anzahl) {
   pufferBis = anzahl;
@@ -166,6 +165,7 @@ using namespace hallkorb::ersatz;
 }
 - (float* const*)floatChannelData {
   const AudioStreamBasicDescription& strom = *_format.streamDescription;
+  if (strom.mSampleRate == kanalloseRate) return nullptr;
   const bool gleitkomma = (strom.mFormatFlags & kAudioFormatFlagIsFloat) != 0;
   return gleitkomma && strom.mBitsPerChannel == 32 ? _zeiger.data() : nullptr;
 }

@@ -1,20 +1,10 @@
 // Stand-in for the notification centre. A notification holds the object that it is about, and comes
 // on the thread that posts it.
-#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                             apply_to = objc_interface)
-#import <Foundation/Foundation.h>
-#pragma clang attribute pop
-
 #include <mutex>
 #include <vector>
 
 #include "tests/macos/doubles/Ersatz.h"
 #include "tests/macos/doubles/System.h"
-
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
 
 @implementation NSNotification {
  @public

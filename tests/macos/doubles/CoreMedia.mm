@@ -114,7 +114,7 @@ HKTonFormat* formatVon(const Ton& ton) {
   strom.mBytesPerFrame = ton.verschraenkt ? 4 * strom.mChannelsPerFrame : 4;
   strom.mBytesPerPacket = strom.mBytesPerFrame;
   strom.mFramesPerPacket = 1;
-  strom.mBitsPerChannel = 32;
+  strom.mBitsPerChannel = ton.bits;
   return format;
 }
 

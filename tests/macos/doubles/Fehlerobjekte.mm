@@ -1,15 +1,5 @@
 // Stand-ins for errors and exceptions.
-#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                             apply_to = objc_interface)
-#import <Foundation/Foundation.h>
-#pragma clang attribute pop
-
 #include "tests/macos/doubles/Ersatz.h"
-
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
 
 NSString* const NSLocalizedDescriptionKey = @"NSLocalizedDescription";
 NSString* const NSPOSIXErrorDomain = @"NSPOSIXErrorDomain";

@@ -18,6 +18,8 @@ enum class Ruf { format, abgriff, entferne, bereite, starte, stoppe };
 void geraet(double rate, unsigned kanaele, std::uint32_t anordnung = 0);
 // Another device: running engines stop and post the notification.
 void wechsle(double rate, unsigned kanaele);
+// How many bits a sample of what is plugged in has; its bytes are four in any case.
+void bits(std::uint32_t anzahl);
 // The notification alone. `vorher` runs after the engine has decided to post and holds itself for
 // that, and before the observers are called: there the program may be quicker.
 void melde(const std::function<void()>& vorher = nullptr);

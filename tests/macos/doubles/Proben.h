@@ -20,6 +20,7 @@ struct Ton {
   bool mitStrom = true;                         // and it describes a stream
   std::optional<std::uint32_t> kanalzahl = {};  // as described, if not that of `kanaele`
   std::optional<std::uint32_t> kennung = {};    // of the format; linear PCM without
+  std::uint32_t bits = 32;                      // of a sample, as described
   std::optional<long> frames = {};              // as stated, if not those of `kanaele`
   std::int32_t kopierstatus = 0;                // of copying the data out
 };

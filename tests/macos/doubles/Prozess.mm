@@ -1,11 +1,6 @@
 // Stand-ins for what belongs to the process and its files: file names, dates, activities, the
 // version of the system, references of Core Foundation.
-#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                             apply_to = objc_interface)
 #import <CoreGraphics/CoreGraphics.h>
-#import <Foundation/Foundation.h>
-#pragma clang attribute pop
-
 #include <unistd.h>
 
 #include <atomic>
@@ -18,11 +13,6 @@
 #include "tests/macos/doubles/Ersatz.h"
 #include "tests/macos/doubles/System.h"
 #include "tests/macos/doubles/Verfuegbar.h"
-
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
 
 namespace {
 

@@ -9,11 +9,6 @@
 #include "tests/macos/doubles/Antworten.h"
 #include "tests/macos/doubles/Ersatz.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-
 NSErrorDomain const SCStreamErrorDomain = @"com.apple.ScreenCaptureKit.SCStreamErrorDomain";
 SCStreamFrameInfo const SCStreamFrameInfoStatus = @"SCStreamUpdateFrameStatus";
 

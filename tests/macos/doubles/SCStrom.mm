@@ -9,11 +9,6 @@
 #include "tests/macos/doubles/Ersatz.h"
 #include "tests/macos/doubles/HKProbe.h"
 
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
-
 using namespace hallkorb::ersatz;
 using bildschirm::Frage;
 

@@ -1,18 +1,8 @@
 // Stand-ins for numbers, lists and dictionaries, all immutable.
-#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                             apply_to = objc_interface)
-#import <Foundation/Foundation.h>
-#pragma clang attribute pop
-
 #include <utility>
 #include <vector>
 
 #include "tests/macos/doubles/Ersatz.h"
-
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
 
 @implementation NSValue
 @dynamic objCType;

@@ -1,20 +1,10 @@
 // Stand-ins for strings: literals of the compiler, and those made at run time.
 //
 // As on the platform, the pointer of UTF8String lives as long as the pool that was current.
-#pragma clang attribute push(__attribute__((objc_requires_property_definitions)), \
-                             apply_to = objc_interface)
-#import <Foundation/Foundation.h>
-#pragma clang attribute pop
-
 #include <cstring>
 #include <string>
 
 #include "tests/macos/doubles/Ersatz.h"
-
-#pragma clang diagnostic ignored "-Wprotocol"
-#pragma clang diagnostic ignored "-Wincomplete-implementation"
-#pragma clang diagnostic ignored "-Wobjc-property-implementation"
-#pragma clang diagnostic ignored "-Wobjc-designated-initializers"
 
 @interface HKText : NSString {
  @public

@@ -23,6 +23,8 @@ void keiner(bool ja);
 
 // There is no format of that rate.
 void keinFormat(double rate);
+// Buffers of that rate do not give out their channels.
+void keineKanaele(double rate);
 // So many buffers can still be had; -1: any number.
 void nochPuffer(long anzahl);
 

@@ -15,6 +15,7 @@
 
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/video/H264Schreiber.h"
+#include "tests/support/AusgabeFaenger.h"
 #include "tests/support/Ffmpeg.h"
 #include "tests/support/Prozess.h"
 #include "tests/support/TempOrdner.h"
@@ -163,15 +164,27 @@ TEST_F(H264SchreiberAusfall, AFolderThatIsNotThere) {
 }
 
 TEST_F(H264SchreiberAusfall, TakesTheBestEncoderThatIsThere) {
-  const auto waehle = [](const std::vector<std::string>& da) -> std::string {
-    const H264Art* art = H264Kodierer::waehle(
-        [&](const char* name) { return std::find(da.begin(), da.end(), name) != da.end(); });
-    return art == nullptr ? "" : art->name;
-  };
-  EXPECT_EQ(waehle({"libopenh264", "libx264", "h264_vaapi"}), "libx264");
-  EXPECT_EQ(waehle({"h264_vaapi", "libopenh264"}), "libopenh264");
-  EXPECT_EQ(waehle({"h264_vaapi", "libx264rgb"}), "");  // needs a device; another pixel format
-  EXPECT_EQ(waehle({}), "");
+  std::vector<std::string> namen;
+  for (const H264Art& art : H264Kodierer::arten()) {
+    if (namen.empty() || namen.back() != art.name) namen.emplace_back(art.name);
+  }
+  EXPECT_EQ(namen, (std::vector<std::string>{"libx264", "libopenh264", "h264_vaapi"}));
+
+  const H264Art fremd{"gibt-es-nicht", AV_PIX_FMT_YUV420P, {}};
+  const H264Art::Option falsch[] = {{"preset", "gibt-es-nicht"}};
+  const H264Art schlecht{"libx264", AV_PIX_FMT_YUV420P, falsch};
+  const H264Art ohneKarte{"h264_vaapi", AV_PIX_FMT_VAAPI, {}, ordner_.pfad().c_str()};
+  const H264Art gut = H264Kodierer::arten().front();
+  const AusgabeFaenger faenger;
+  const std::vector<H264Art> keine{fremd, schlecht, ohneKarte};
+  EXPECT_EQ(H264Kodierer::waehle(keine), nullptr);
+  EXPECT_EQ(H264Kodierer::waehle({}), nullptr);
+  const std::vector<H264Art> erste{gut, fremd};
+  EXPECT_EQ(H264Kodierer::waehle(erste), &erste[0]);
+  EXPECT_EQ(faenger.fehler(), "");
+  const std::vector<H264Art> letzte{fremd, schlecht, ohneKarte, gut};
+  EXPECT_EQ(H264Kodierer::waehle(letzte), &letzte[3]);
+  EXPECT_EQ(faenger.fehler(), "[hallkorb] Bild: H.264-Kodierer libx264 statt gibt-es-nicht\n");
 }
 
 TEST_F(H264SchreiberAusfall, AnEncoderGetsTheOptionsOfItsOwn) {

@@ -159,7 +159,8 @@ TEST(Mp4Verzeichnis, SetsTheDurationsOfFileAndTrack) {
     SCOPED_TRACE(breit);
     const Bytes moov = mitZweien({}).kasten(muster(breit), 2005);
     const auto dauer = [&](const std::vector<std::string_view>& weg, std::size_t davor) {
-      Mp4Zahlen zahlen(finde(moov, weg));
+      const Bytes kasten = finde(moov, weg);
+      Mp4Zahlen zahlen(kasten);
       zahlen.ueberspringe(davor);
       return breit ? zahlen.acht() : zahlen.vier();
     };
