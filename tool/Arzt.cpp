@@ -108,7 +108,7 @@ bool Arzt::untersuche(const std::string& ordner, bool mitEcho) {
   return moeglich_;
 }
 
-void Arzt::melde(Diagnose diagnose) {
+void Arzt::melde(const Diagnose& diagnose) {
   moeglich_ = moeglich_ && diagnose.lage != Lage::fehlt;
   anzeige_.diagnose(diagnose);
 }

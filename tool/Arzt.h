@@ -48,7 +48,7 @@ class Arzt {
   [[nodiscard]] bool untersuche(const std::string& ordner, bool mitEcho);
 
  private:
-  void melde(Diagnose diagnose);
+  void melde(const Diagnose& diagnose);
   void pruefeTondienst();
   void pruefeTon(bool mitEcho);
   bool starteProbe(Pegelprobe& probe, const char* was, const std::optional<std::string>& name,
