@@ -17,7 +17,7 @@ install(FILES README.md LICENSE CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.schema.json")
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        PATTERN "__pycache__" EXCLUDE REGEX "(host|clean)\\.(py|mjs)$" EXCLUDE)
+        PATTERN "__pycache__" EXCLUDE PATTERN "session/record" EXCLUDE REGEX "(host|clean)\\.(py|mjs)$" EXCLUDE)
 foreach(wirt python/host.py python/clean.py node/host.mjs)
   cmake_path(GET wirt PARENT_PATH ordner)
   install(PROGRAMS examples/${wirt} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/${ordner})

@@ -173,6 +173,6 @@ class Anfang(lauf.Fall):
                 with open(rohr, "wb"):  # it reads: so its signals are as they are to be
                     aufnahme.sende(signal.SIGINT)
                     if gehalten:  # what the host holds stays held
-                        self.assertTrue(haelt(aufnahme.prozess, signal.SIGINT))
+                        self.assertTrue(lauf.signalmaske(aufnahme.prozess, "SigBlk", signal.SIGINT))
                         aufnahme.sende(signal.SIGKILL)
                     self.assertEqual(aufnahme.ende(), erwartet)
