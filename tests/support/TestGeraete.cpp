@@ -54,6 +54,7 @@ namespace {
 constexpr double RATE = 48000.0;
 constexpr std::uint32_t VERLUST = 2048;  // samples
 constexpr double HOECHSTENS = 10.0;      // s of a stall that --pace catches up
+constexpr double MINDESTENS = 0.003;     // s for the clients' turn if a cycle is late
 
 [[noreturn]] void gibAuf(const std::string& grund) {
   std::cerr << "testgeraete: " << grund << "\n";
@@ -337,7 +338,7 @@ void Geraet::treibe(double zeit) {
   pw_stream_trigger_process(stream_);
   hardware_ += dauer;
   gefahren_ = dauer;
-  stelle(std::max(wann_, jetzt() + wunsch_.abstand));
+  stelle(std::max(wann_, jetzt() + std::max(wunsch_.abstand, MINDESTENS)));
 }
 
 void Geraet::stempele(double zeit, std::uint32_t dauer) {
