@@ -203,8 +203,9 @@ class Klicks(Klickfall):
         self.assertLessEqual(them["luecken"] + them["ueberlappungen"], 1, aufnahme.alles())
         self.assertLessEqual(them["luecken_ms"] + them["verworfen_ms"], ZYKLUS + 1, aufnahme.alles())
         # "me" gets another stream once the session manager has named the new device; nothing is
-        # recorded in between, and nothing twice.
-        self.assertEqual((me["luecken"], me["ueberlappungen"]), (1, 0), aufnahme.alles())
+        # recorded in between. If that takes less than a cycle, the two devices' blocks overlap.
+        self.assertLessEqual(me["luecken"] + me["ueberlappungen"], 1, aufnahme.alles())
+        self.assertLessEqual(me["verworfen_ms"], ZYKLUS + 1, aufnahme.alles())
         self.assertLessEqual(me["luecken_ms"], 1000.0, aufnahme.alles())
 
     def test_andere_blocklaenge(self):
