@@ -9,47 +9,15 @@
 #endif
 
 #include "base/Abbruch.h"
+#include "base/Signalhalt.h"
 #include "driver/Config.h"
 #include "driver/modes/EchoDatei.h"
 #include "driver/modes/FensterModi.h"
 #include "driver/modes/LiveAufnahme.h"
 #include "driver/modes/Selbsttest.h"
-
-#if HALLKORB_MACOS
-#include "platform/macos/MacPlattform.h"
-using DiesePlattform = hallkorb::MacPlattform;
-#elif defined(__linux__)
-#include "platform/linux/LinuxPlattform.h"
-using DiesePlattform = hallkorb::LinuxPlattform;
-#else
-#error "no platform for this system"
-#endif
+#include "platform/DiesePlattform.h"
 
 namespace {
-
-#if !HALLKORB_MACOS
-// A host that stops a recording right after starting it must get the orderly end too. So the
-// signals that end one are held back from the first instruction of ours on, before all other
-// constructors; the run loop takes what has come by then. (Not on macOS, where that would lose
-// them: its run loop sees only signals that come once it watches.)
-sigset_t geerbteMaske;
-
-[[gnu::constructor(101)]] void halteSignale() {
-  sigset_t signale;
-  sigemptyset(&signale);
-  for (const int endet : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaddset(&signale, endet);
-  }
-  pthread_sigmask(SIG_BLOCK, &signale, &geerbteMaske);
-}
-
-// The other modes end as any program does.
-void gibSignaleFrei() {
-  pthread_sigmask(SIG_SETMASK, &geerbteMaske, nullptr);
-}
-#else
-void gibSignaleFrei() {}
-#endif
 
 // A host may start the program with standard streams closed. The next file opened would get such a
 // number, and the lines meant for the host would go into a recording. It is opened for reading
@@ -79,20 +47,20 @@ int main(int argc, char** argv) {
   hallkorb::cfg = hallkorb::parseArgs(argc, argv);
 
   const hallkorb::Modus modus = hallkorb::modus(hallkorb::cfg);
-  if (modus != hallkorb::Modus::live) gibSignaleFrei();
+  if (modus != hallkorb::Modus::live) hallkorb::gibSignaleFrei();
 
-  DiesePlattform plattform;
+  const auto plattform = hallkorb::diesePlattform();
   switch (modus) {
     case hallkorb::Modus::echoDatei:
       return hallkorb::echoDatei(hallkorb::cfg);
     case hallkorb::Modus::zeitachseTest:
-      return hallkorb::zeitachseTest(plattform);
+      return hallkorb::zeitachseTest(*plattform);
     case hallkorb::Modus::fensterWahl:
       return hallkorb::fensterWahl(*hallkorb::cfg.fensterWahl);
     case hallkorb::Modus::fensterProbe:
-      return hallkorb::fensterProbe(plattform, hallkorb::cfg.alleFenster);
+      return hallkorb::fensterProbe(*plattform, hallkorb::cfg.alleFenster);
     case hallkorb::Modus::live:
       break;
   }
-  return hallkorb::LiveAufnahme(hallkorb::cfg, plattform).laufe();
+  return hallkorb::LiveAufnahme(hallkorb::cfg, *plattform).laufe();
 }

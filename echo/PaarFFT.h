@@ -29,8 +29,8 @@ class PaarFFT {
   void vor(kern::Spektrum A, kern::Spektrum B);
   // The signals of both spectra, scaled by 1/K.
   void rueck(kern::Spektrum A, kern::Spektrum B);
-  // The same without the factor, and in one transform whatever the levels: for callers that add up
-  // both results.
+  // The same without the factor, and in one transform whatever the levels: for callers to whom what
+  // the fainter signal inherits is lost beside the louder one.
   void rueckUnskaliert(kern::Spektrum A, kern::Spektrum B);
   // The spectrum of the signal in re alone; im is cleared first.
   void vorEinzeln(kern::Spektrum A);

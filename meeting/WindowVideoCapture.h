@@ -59,8 +59,8 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   // reported, and there is none. After stop() it does nothing.
   void starteGeduldig(double sekunden);
 
-  // Ends everything and finishes the file, which takes as long as the writer needs for that (see
-  // Mp4Umbau.h: half a second for an hour's video), and up to four seconds more if a call into the
+  // Ends everything and finishes the file, which takes as long as the writer needs for that (on
+  // Linux some milliseconds, see FragmentDatei.h), and up to four seconds more if a call into the
   // screen hangs. Returns nullopt if there is no video; the reason was already logged. To be called
   // whenever starteGeduldig() was.
   [[nodiscard]] std::optional<Video> stop();

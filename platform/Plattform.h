@@ -1,13 +1,14 @@
 // Everything the program needs of the computer it runs on, in one place.
 //
 // There are three: Linux, macOS, and a simulated one in the tests with a virtual clock and scripted
-// devices. main() picks one; nothing else in the program knows which.
+// devices. DiesePlattform.h picks one; nothing else in the program knows which.
 #pragma once
 
 #include <memory>
 
 #include "platform/AudioConverter.h"
 #include "platform/AudioInput.h"
+#include "platform/Auskunft.h"
 #include "platform/Executor.h"
 #include "platform/HostClock.h"
 #include "platform/RunLoop.h"
@@ -16,7 +17,7 @@
 
 namespace hallkorb {
 
-class Plattform : public AudioConverterFactory, public VideoWriterFactory {
+class Plattform : public AudioConverterFactory, public VideoWriterFactory, public Auskunft {
  public:
   virtual ~Plattform() = default;
 

@@ -9,11 +9,13 @@
 #   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
 #               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
 #   browser     Chromium, Firefox, letters and what plays their sound, for the stages browser and seite
+#   paket       what scripts/package needs beyond "build"
+#   wirte       what runs the hosts in examples/, and a speech recogniser, for the stage of that name
 #
 # On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
 # with dnf, as root or through sudo; on macOS with Homebrew; from the package sources that the machine is
-# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there the
-# tests are built and run without them.
+# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there
+# scripts/test leaves out the stages that call them.
 set -euo pipefail
 wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -28,9 +30,12 @@ debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 pyt
 debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
-  git shellcheck util-linux ffmpeg valgrind libfftw3-dev libva-dev dbus-daemon python3-dbus python3-gi)
+  git shellcheck util-linux ffmpeg valgrind libfftw3-dev libva-dev dbus-daemon python3-dbus python3-gi
+  python3-jsonschema python3-markdown-it mandoc)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
+debian_paket=(dpkg-dev file git gzip python3-markdown-it rpm)
+debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
 debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse xdotool)
 
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
@@ -43,7 +48,10 @@ fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
 fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
-  fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base)
+  fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base
+  python3-jsonschema python3-markdown-it mandoc)
+fedora_paket=(git gzip python3-markdown-it rpm-build)
+fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool)
 
 brew_build=(cmake ninja nlohmann-json utf8proc cli11)
@@ -159,7 +167,16 @@ for satz in "$@"; do
       mit_arm64=true
       ;;
     debian-browser) pakete+=("${debian_browser[@]}") ;;
+    debian-paket) pakete+=("${debian_paket[@]}") ;;
+    debian-wirte)
+      pakete+=("${debian_wirte[@]}")
+      # Debian 13 has a compiler for Swift, Debian 12 has none.
+      [[ -z "$(apt-cache policy swiftlang 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]] ||
+        pakete+=(swiftlang)
+      ;;
     fedora-browser) pakete+=("${fedora_browser[@]}") ;;
+    fedora-paket) pakete+=("${fedora_paket[@]}") ;;
+    fedora-wirte) pakete+=("${fedora_wirte[@]}") ;;
     fedora-build) pakete+=("${fedora_build[@]}") ;;
     fedora-sitzung) pakete+=("${fedora_sitzung[@]}") ;;
     fedora-bildschirm) pakete+=("${fedora_bildschirm[@]}") ;;

@@ -72,27 +72,35 @@ std::vector<ChunkZeile> Ereignisse::chunksVon(Kanal kanal) const {
   return ergebnis;
 }
 
-std::optional<Ereignisse> liesEreignisse(const std::string& pfad) {
+bool liesZeilen(const std::string& pfad, const std::function<void(std::string&&, bool)>& nimm) {
   const auto datei = Lesedatei::oeffne(pfad);
-  if (!datei) return std::nullopt;
-  Ereignisse alle;
+  if (!datei) return false;
   std::string zeile;  // begun, at most one byte longer than what is read
-  std::size_t nummer = 1;
   std::vector<std::uint8_t> block(BLOCK);
   std::int64_t stelle = 0;
   while (const std::size_t n = datei->liesAn(stelle, block)) {
     stelle += static_cast<std::int64_t>(n);
     for (const std::uint8_t byte : std::span(block).first(n)) {
       if (byte == '\n') {
-        alle.nimm(zeile, nummer++);
+        nimm(std::move(zeile), true);
         zeile.clear();
       } else if (zeile.size() <= MAX_ZEILE) {
         zeile += static_cast<char>(byte);
       }
     }
   }
-  alle.offen = !zeile.empty();
-  alle.nimm(zeile, nummer);
+  if (!zeile.empty()) nimm(std::move(zeile), false);
+  return true;
+}
+
+std::optional<Ereignisse> liesEreignisse(const std::string& pfad) {
+  Ereignisse alle;
+  std::size_t nummer = 1;
+  const bool gelesen = liesZeilen(pfad, [&](std::string&& zeile, bool beendet) {
+    alle.offen = !beendet;
+    alle.nimm(zeile, nummer++);
+  });
+  if (!gelesen) return std::nullopt;
   return alle;
 }
 

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +39,11 @@ struct Ereignisse {
   // Takes the next line in; `nummer` counts from 1. An empty one is none.
   void nimm(std::string_view text, std::size_t nummer);
 };
+
+// Hands over each line of a file without its line feed, cut after MAX_ZEILE bytes and one more, and
+// whether it had a line feed. False if there is no regular file at the path.
+[[nodiscard]] bool liesZeilen(const std::string& pfad,
+                              const std::function<void(std::string&&, bool)>& nimm);
 
 // nullopt if there is no regular file at the path.
 [[nodiscard]] std::optional<Ereignisse> liesEreignisse(const std::string& pfad);

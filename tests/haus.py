@@ -59,11 +59,14 @@ REGELN = {
         ["base/Text.h", "audiofiles/Wav.h", "session/Zeile.h"],
         ["platform/HostClock.h", "capture/Zeitachse.h", "driver/Config.h", "tool/Terminal.h"]),
     "tool/Befehle.cpp": (
-        ["session/Pruefung.h", "base/Text.h"],
-        ["platform/HostClock.h", "driver/Config.h", "meeting/Wahl.h"]),
-    "driver/main.cpp": (["driver/Config.h"], []),
+        ["session/Pruefung.h", "base/Text.h", "platform/Plattform.h", "meeting/Wahl.h"],
+        ["driver/Config.h", "capture/Zeitachse.h", "echo/EchoStrecke.h",
+         "platform/linux/LinuxPlattform.h"]),
+    "driver/main.cpp": (["driver/Config.h", "platform/DiesePlattform.h"], []),
+    "tool/main.cpp": (["tool/Aufruf.h", "platform/DiesePlattform.h"], ["driver/Config.h"]),
+    "platform/DiesePlattform.cpp": (["platform/Plattform.h"], ["driver/Config.h", "tool/Aufruf.h"]),
 }
-# Source of the build's platform -> what main() alone may include.
+# Source of the build's platform -> what only the file that chooses one may include.
 PLATTFORMEN = {
     "platform/linux/LinuxPlattform.cpp": "platform/linux/LinuxPlattform.h",
     "platform/macos/MacPlattform.mm": "platform/macos/MacPlattform.h",
@@ -166,10 +169,10 @@ GEPFLANZT = (
     ("capture/Neu.cpp", '#include "platform/HostClock.h"', None),
     ("audiofiles/Neu.cpp", "# include <capture/Zeitachse.h>", "an arrow upwards"),
     ("meeting/Neu.h", '#include "capture/Zeitachse.h"', "an arrow upwards"),
-    ("driver/modes/Neu.cpp", '#include "platform/linux/LinuxPlattform.h"', "only driver/main.cpp"),
-    ("driver/main.cpp", '#include "platform/macos/MacPlattform.h"', None),
+    ("driver/modes/Neu.cpp", '#include "platform/linux/LinuxPlattform.h"', "only platform/DiesePlattform.cpp"),
+    ("platform/DiesePlattform.cpp", '#include "platform/macos/MacPlattform.h"', None),
     ("platform/linux/audio/Neu.cpp", '#include "platform/linux/screen/X11Text.h"', "an arrow upwards"),
-    ("platform/linux/Neu.cpp", '#import "platform/macos/Objekte.h"', "only driver/main.cpp"),
+    ("platform/linux/Neu.cpp", '#import "platform/macos/Objekte.h"', "only platform/DiesePlattform.cpp"),
     ("echo/Neu.cpp", '#include "Puffer.h"', "in no room"),
 )
 
@@ -206,7 +209,7 @@ def hauptteil(bau):
     eigene = [header for quelle, header in PLATTFORMEN.items() if quelle in bekannt]
     if len(eigene) != 1:
         raise SystemExit(f"the build is of {len(eigene)} platforms")
-    paare += [(quelle, eigene[0], quelle == "driver/main.cpp") for quelle in REGELN]
+    paare += [(quelle, eigene[0], quelle == raeume.WAEHLER) for quelle in REGELN]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as helfer:
         ergebnisse = list(helfer.map(lambda paar: pruefe(bekannt, *paar), paare))
     fehler = [worte for worte in ergebnisse if worte]

@@ -1,21 +1,29 @@
 #include "tool/Befehle.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "base/Text.h"
 #include "session/Bericht.h"
 #include "session/Ereignisse.h"
 #include "session/Pruefung.h"
 #include "session/Reparatur.h"
 #include "session/Sitzungsordner.h"
+#include "session/Spieldateien.h"
+#include "session/Spielplan.h"
 #include "session/Zusammenfuegung.h"
+#include "tool/Abspieler.h"
+#include "tool/Arzt.h"
 #include "tool/Terminal.h"
 
 namespace hallkorb {
@@ -131,9 +139,105 @@ int fuege(const Aufruf& aufruf) {
   return alles ? ALLES_GUT : AUFFAELLIG;
 }
 
+// Holds the folder that a playback writes to, as a recording holds its own.
+class Belegung {
+ public:
+  explicit Belegung(const std::string& pfad)
+      : griff_(
+            beharrlich([&] { return posixDateien().oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); })) {
+    if (griff_ >= 0)
+      besetzt_ = beharrlich([&] { return posixDateien().sperren(griff_); }) == -EWOULDBLOCK;
+  }
+  Belegung(const Belegung&) = delete;
+  Belegung& operator=(const Belegung&) = delete;
+  ~Belegung() {
+    if (griff_ >= 0) schliesse(griff_, posixDateien());
+  }
+  [[nodiscard]] bool besetzt() const { return besetzt_; }
+
+ private:
+  int griff_;
+  bool besetzt_ = false;
+};
+
+bool derselbeOrdner(const std::string& a, const std::string& b) {
+  Dateien::Zustand einer;
+  Dateien::Zustand anderer;
+  return posixDateien().zustand(a, einer) == 0 && posixDateien().zustand(b, anderer) == 0 &&
+         einer.selbeDatei(anderer);
+}
+
+int spieleAb(const Aufruf& aufruf, Plattform& plattform) {
+  auto ordner = liesSitzungsordner(aufruf.ordner);
+  if (!ordner) return scheitere("der Ordner ist nicht lesbar: " + zeigbar(aufruf.ordner));
+  auto plan = planeSpiel(*ordner);
+  if (!plan) {
+    return scheitere(std::string("ohne die Zeilen einer Aufnahme (") + EREIGNISSE +
+                     ") gibt es nichts vorzuspielen: " + zeigbar(aufruf.ordner));
+  }
+  if (derselbeOrdner(aufruf.ordner, aufruf.ziel))
+    return scheitere("--out braucht einen anderen Ordner als die Aufnahme");
+  if (const Ergebnis ergebnis = erzeugeOrdner(aufruf.ziel); ergebnis.gescheitert())
+    return scheitere(zeigbar(ergebnis.fehler().description));
+  const Belegung belegung(aufruf.ziel);
+  if (belegung.besetzt())
+    return scheitere("in den Ordner schreibt schon eine andere Aufnahme: " + zeigbar(aufruf.ziel));
+  Spieldateien dateien(std::move(*ordner), aufruf.ziel);
+  return Abspieler(std::move(*plan), dateien, plattform, aufruf.tempo).laufe();
+}
+
+Farbe farbeVon(Lage lage) {
+  switch (lage) {
+    case Lage::gut:
+      return Farbe::gruen;
+    case Lage::hinweis:
+      return Farbe::blass;
+    case Lage::mangel:
+      return Farbe::gelb;
+    case Lage::fehlt:
+      return Farbe::rot;
+  }
+  return Farbe::ohne;
+}
+
+const char* wortVon(Lage lage) {
+  switch (lage) {
+    case Lage::gut:
+      return "gut           ";
+    case Lage::hinweis:
+      return "Hinweis       ";
+    case Lage::mangel:
+      return "Mangel        ";
+    case Lage::fehlt:
+      return "fehlt         ";
+  }
+  return "";
+}
+
+int untersuche(const Aufruf& aufruf, Plattform& plattform) {
+  const bool farbig = darfFarbe(STDOUT_FILENO);
+  Pegelbalken balken(::isatty(STDERR_FILENO) != 0);
+  const auto drucken = [&](const Diagnose& diagnose) {
+    balken.raeume();
+    drucke(gefaerbt(wortVon(diagnose.lage), farbeVon(diagnose.lage), farbig) + diagnose.was + ": " +
+           zeigbar(diagnose.text));
+    if (!diagnose.abhilfe.empty()) drucke("              Abhilfe: " + diagnose.abhilfe);
+    std::fflush(stdout);
+  };
+  Arzt arzt(plattform, {drucken, [&](std::optional<double> mikrofon, std::optional<double> system) {
+                          balken.zeige(mikrofon, system);
+                        }});
+  const bool moeglich = arzt.untersuche(aufruf.ordner.empty() ? "." : aufruf.ordner, aufruf.echo);
+  drucke(moeglich ? gefaerbt("eine Aufnahme ist moeglich", Farbe::gruen, farbig)
+                  : gefaerbt("so ist keine vollstaendige Aufnahme moeglich", Farbe::rot, farbig));
+  return moeglich ? ALLES_GUT : AUFFAELLIG;
+}
+
 }  // namespace
 
-int fuehreAus(const Aufruf& aufruf) {
+int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform) {
+  if (aufruf.befehl == Befehl::abspielen) return spieleAb(aufruf, *neuePlattform());
+  if (aufruf.befehl == Befehl::arzt) return untersuche(aufruf, *neuePlattform());
   if (aufruf.befehl == Befehl::bericht) return berichte(aufruf.ordner);
   if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
   if (aufruf.befehl == Befehl::zusammen) return fuege(aufruf);

@@ -4,10 +4,17 @@
 // What could not be done at all goes to standard error. One thread.
 #pragma once
 
+#include <functional>
+#include <memory>
+
+#include "platform/Plattform.h"
 #include "tool/Aufruf.h"
 
 namespace hallkorb {
 
-[[nodiscard]] int fuehreAus(const Aufruf& aufruf);
+// Makes the platform of this computer; only the commands that need one ask for it.
+using NeuePlattform = std::function<std::unique_ptr<Plattform>()>;
+
+[[nodiscard]] int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform);
 
 }  // namespace hallkorb

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "base/Text.h"
 
@@ -55,6 +56,28 @@ void Balken::zeige(double anteil) {
   const auto voll = static_cast<std::size_t>(prozent * BREITE / 100);
   const std::string balken = std::string(voll, '#') + std::string(BREITE - voll, '.');
   std::fprintf(stderr, "\r%s [%s] %3d %%", was_.c_str(), balken.c_str(), prozent);
+}
+
+void Pegelbalken::zeige(std::optional<double> mikrofon, std::optional<double> system) {
+  if (!an_) return;
+  std::string zeile = "\r\033[K";
+  if (mikrofon) zeile += "Mikrofon " + pegelBalken(*mikrofon) + "  ";
+  if (system) zeile += "Systemton " + pegelBalken(*system);
+  std::fputs(zeile.c_str(), stderr);
+  steht_ = true;
+}
+
+void Pegelbalken::raeume() {
+  if (std::exchange(steht_, false)) std::fputs("\r\033[K", stderr);
+}
+
+std::string pegelBalken(double db) {
+  constexpr double LEISESTES = -60.0;
+  constexpr std::size_t STRICHE = 20;
+  const double anteil = std::clamp((db - LEISESTES) / -LEISESTES, 0.0, 1.0);
+  const auto voll = static_cast<std::size_t>(anteil * STRICHE + 0.5);
+  return "[" + std::string(voll, '#') + std::string(STRICHE - voll, '.') + "]" +
+         formatiert("%4.0f dBFS", db);
 }
 
 }  // namespace hallkorb

@@ -6,6 +6,7 @@
 // One thread at a time.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,5 +37,26 @@ class Balken {
   bool an_;
   int prozent_ = -1;
 };
+
+// Two levels that move, on one line of standard error; gone when something else is to be printed.
+class Pegelbalken {
+ public:
+  // `an`: whether there is a terminal to draw them on.
+  explicit Pegelbalken(bool an) : an_(an) {}
+  Pegelbalken(const Pegelbalken&) = delete;
+  Pegelbalken& operator=(const Pegelbalken&) = delete;
+  ~Pegelbalken() { raeume(); }
+
+  // dBFS; absent for one that is not measured.
+  void zeige(std::optional<double> mikrofon, std::optional<double> system);
+  void raeume();
+
+ private:
+  bool an_;
+  bool steht_ = false;
+};
+
+// A level as a bar: empty at -60 dBFS, full at 0.
+[[nodiscard]] std::string pegelBalken(double db);
 
 }  // namespace hallkorb

@@ -1,7 +1,10 @@
 #include "platform/linux/LinuxPlattform.h"
 
+#include <cerrno>
 #include <cstdlib>
 
+#include "base/Fremdprogramm.h"
+#include "platform/linux/audio/PipewireGeraete.h"
 #include "platform/linux/audio/PipewireInput.h"
 #include "platform/linux/audio/SwrKonverter.h"
 #include "platform/linux/screen/X11ScreenCapture.h"
@@ -44,6 +47,39 @@ std::unique_ptr<VideoWriter> LinuxPlattform::videoWriter(const std::string& pfad
     return nullptr;
   }
   return std::make_unique<H264Schreiber>(pfad, einstellungen);
+}
+
+std::variant<Geraetenamen, Fehler> LinuxPlattform::geraetenamen() {
+  return pipewireGeraete();
+}
+
+Ergebnis LinuxPlattform::spieleVor(const std::string& wav) {
+  const Programmende ende = fuehreProgrammAus({"pw-play", wav});
+  if (ende.fehlt()) return Fehler{"hallkorb", ENOENT, "das Programm pw-play von PipeWire fehlt"};
+  if (!ende.gelungen()) return Fehler{"hallkorb", ende.status, "pw-play ist gescheitert"};
+  return {};
+}
+
+std::string LinuxPlattform::abhilfe(Mangel mangel) const {
+  switch (mangel) {
+    case Mangel::tondienst:
+      return "PipeWire und WirePlumber einrichten und starten: systemctl --user start pipewire "
+             "wireplumber";
+    case Mangel::mikrofon:
+      return "ein Mikrofon anschliessen und in den Klangeinstellungen als Standard waehlen";
+    case Mangel::stummesMikrofon:
+      return "das Mikrofon einschalten: in den Klangeinstellungen, am Geraet, oder mit wpctl "
+             "set-mute @DEFAULT_AUDIO_SOURCE@ 0";
+    case Mangel::systemAudio:
+      return "in den Klangeinstellungen ein Ausgabegeraet als Standard waehlen";
+    case Mangel::vorrang:
+      return "rtkit einrichten, oder dem Benutzer in /etc/security/limits.d rtprio erlauben";
+    case Mangel::bildschirm:
+      return "in einer Sitzung mit X11 oder XWayland starten, in der DISPLAY gesetzt ist";
+    case Mangel::encoder:
+      return "libavcodec und libavformat mit einem Encoder fuer H.264 einrichten";
+  }
+  return {};
 }
 
 }  // namespace hallkorb

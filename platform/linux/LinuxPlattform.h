@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <variant>
 
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/LinuxRunLoop.h"
@@ -28,6 +29,9 @@ class LinuxPlattform final : public Plattform {
   [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
                                                          const VideoEinstellungen& einstellungen,
                                                          Fehler& fehler) override;
+  [[nodiscard]] std::variant<Geraetenamen, Fehler> geraetenamen() override;
+  [[nodiscard]] Ergebnis spieleVor(const std::string& wav) override;
+  [[nodiscard]] std::string abhilfe(Mangel mangel) const override;
 
  private:
   LinuxHostClock uhr_;

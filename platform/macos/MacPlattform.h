@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <variant>
 
 #include "platform/macos/MacHostClock.h"
 #include "platform/macos/MacRunLoop.h"
@@ -35,6 +36,9 @@ class MacPlattform final : public Plattform {
   [[nodiscard]] std::unique_ptr<VideoWriter> videoWriter(const std::string& pfad,
                                                          const VideoEinstellungen& einstellungen,
                                                          Fehler& fehler) override;
+  [[nodiscard]] std::variant<Geraetenamen, Fehler> geraetenamen() override;
+  [[nodiscard]] Ergebnis spieleVor(const std::string& wav) override;
+  [[nodiscard]] std::string abhilfe(Mangel mangel) const override;
 
  private:
   class Wachhaltung;

@@ -3,8 +3,10 @@
 #import <CoreGraphics/CoreGraphics.h>
 #import <Foundation/Foundation.h>
 
+#include <cerrno>
 #include <chrono>
 
+#include "base/Fremdprogramm.h"
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/audio/MikrofonGeraet.h"
 #include "platform/macos/audio/SystemTonGeraet.h"
@@ -80,6 +82,39 @@ std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,
                                                        const VideoEinstellungen& einstellungen,
                                                        Fehler& fehler) {
   return AssetSchreiber::neu(avAssetWriter(), pfad, einstellungen, fehler);
+}
+
+// The captures follow the default devices without ever learning their names.
+std::variant<Geraetenamen, Fehler> MacPlattform::geraetenamen() {
+  return Geraetenamen{};
+}
+
+Ergebnis MacPlattform::spieleVor(const std::string& wav) {
+  const Programmende ende = fuehreProgrammAus({"/usr/bin/afplay", wav});
+  if (ende.fehlt()) return Fehler{"hallkorb", ENOENT, "das Programm afplay fehlt"};
+  if (!ende.gelungen()) return Fehler{"hallkorb", ende.status, "afplay ist gescheitert"};
+  return {};
+}
+
+std::string MacPlattform::abhilfe(Mangel mangel) const {
+  switch (mangel) {
+    case Mangel::tondienst:
+      return "den Rechner neu starten";
+    case Mangel::mikrofon:
+    case Mangel::stummesMikrofon:
+      return "in den Systemeinstellungen unter Datenschutz & Sicherheit > Mikrofon das Programm "
+             "erlauben, das hallkorb startet (auch das Terminal), und unter Ton > Eingabe ein "
+             "Mikrofon waehlen";
+    case Mangel::systemAudio:
+    case Mangel::bildschirm:
+      return "in den Systemeinstellungen unter Datenschutz & Sicherheit > Bildschirmaufnahme das "
+             "Programm erlauben, das hallkorb startet (auch das Terminal), und es neu starten";
+    case Mangel::vorrang:
+      return "andere Programme beenden, die den Rechner auslasten";
+    case Mangel::encoder:
+      return "das System auf den neuesten Stand bringen";
+  }
+  return {};
 }
 
 }  // namespace hallkorb

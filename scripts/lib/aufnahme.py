@@ -13,6 +13,7 @@ import wave
 import anzeige
 import privat
 import prozesse
+import sitzung
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMM = os.path.join(WURZEL, "build", "release", "hallkorb")
@@ -215,7 +216,7 @@ def lauf(argumente):
     try:
         if umfeld.ton:
             print("No PipeWire runs here: recording two synthetic voices in a private session.")
-        elif prozesse.LINUX:
+        elif prozesse.LINUX and sitzung.laeuft_schon():
             print("Recording the microphone and the sound of the PipeWire that runs here.")
         if umfeld.bild:
             print("No screen is here: recording windows that come and go on a private one.")

@@ -13,8 +13,10 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 
 # Room -> (storey, pattern of its files). A file belongs to the first room whose pattern matches it.
 RAEUME = {
-    "driver": (7, r"driver/"),
-    "tool": (3, r"tool/"),
+    "driver": (8, r"driver/"),
+    "tool": (8, r"tool/"),
+    "library": (3, r"library/"),
+    "choice": (7, r"platform/DiesePlattform\."),
     "linux: ties": (6, r"platform/linux/Linux(Plattform|RunLoop)\."),
     "clock": (2, r"platform/clock/"),
     "linux/audio": (4, r"platform/linux/audio/"),
@@ -37,7 +39,7 @@ RAEUME = {
 FOLDER = sorted({muster.split("/")[0] for _, muster in RAEUME.values()})
 PLATTFORMEN = ("linux", "macos")
 # The only file that may name a platform.
-WAEHLER = "driver/main.cpp"
+WAEHLER = "platform/DiesePlattform.cpp"
 
 _INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(["<])([^">\n]+)[">]', re.MULTILINE)
 

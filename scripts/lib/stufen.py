@@ -65,10 +65,11 @@ def dateien(*endungen):
 
 
 def baue(preset, *ziele, tests=True, optionen=()):
-    """Builds the targets (all without any); `tests` False leaves tests and benchmarks out."""
+    """Builds the targets (all without any); `tests` False leaves tests and benchmarks out. Returns what
+    the build printed."""
     fuehre_aus("cmake", "--preset", preset, f"-DHALLKORB_TESTS={'ON' if tests else 'OFF'}", *optionen)
-    fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE),
-               *(["--target", *ziele] if ziele else []))
+    return fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE),
+                      *(["--target", *ziele] if ziele else []))[1]
 
 
 def ctest(preset, zaehler, umgebung=None, auswahl="."):
@@ -121,7 +122,9 @@ def _ist_shell(name):
 
 def stufe_release(zaehler):
     """optimised build, all test programs, the modes without devices and the vectors"""
-    baue("release")
+    # Not -Werror: a compiler that is newer than the pinned ones must not keep anybody from building.
+    warnungen = re.findall(r"^\S+:\d+:\d+: warning: .*$", baue("release"), re.MULTILINE)
+    zaehler.zaehle(not warnungen, "\n".join(warnungen))
     ctest("release", zaehler)
     _skript(zaehler, "ohne_geraete.py", os.path.join(BAU, "release", "hallkorb"))
     _skript(zaehler, "vektoren.py", os.path.join(BAU, "release", "hallkorb"))
@@ -134,9 +137,12 @@ def _skript(zaehler, name, *argumente):
 
 
 def stufe_haus(zaehler):
-    """no include breaks the rules of the house; the drawing and the glossary are up to date"""
+    """no include breaks the rules of the house; drawing, glossary and protocol are up to date"""
     fuehre_aus("cmake", "--preset", "release", "-DHALLKORB_TESTS=ON")
     _haus(zaehler, os.path.join(BAU, "release"))
+    if prozesse.LINUX:  # where the schema's validator is a package
+        _skript(zaehler, "protokoll.py")
+        _skript(zaehler, "protokollseiten.py")
 
 
 def _haus(zaehler, bau):
@@ -169,6 +175,43 @@ def stufe_browser(zaehler):
     if not status:
         print(ausgabe.rstrip(), flush=True)  # what was measured
     zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_wirte(zaehler):
+    """the hosts in examples/, in each language that has a compiler here; speech becomes text"""
+    if not prozesse.LINUX:
+        return
+    baue("release", "hallkorb", "hallkorb-sitzung", "testsprecher")
+    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner", "test_fragen"]
+    cpp, swift = os.path.join(BAU, "host-cpp"), os.path.join(BAU, "host-swift")
+    fuehre_aus("cmake", "-G", "Ninja", "-S", os.path.join("examples", "cpp"), "-B", cpp,
+               "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror")
+    fuehre_aus("cmake", "--build", cpp)
+    if shutil.which("swiftc"):  # Debian 13
+        os.makedirs(swift, exist_ok=True)
+        quellen = sorted(glob.glob(os.path.join(WURZEL, "examples", "swift", "*.swift")))
+        fuehre_aus("swiftc", "-O", "-warnings-as-errors", "-o", os.path.join(swift, "host"),
+                   *[quelle for quelle in quellen if not quelle.endswith("Package.swift")])
+        welche.append("test_wirte.Swift")
+    else:
+        print("no Swift compiler: the host in Swift is left out", flush=True)
+    status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), *welche, pruefe=False)
+    if not status:
+        print(ausgabe.rstrip(), flush=True)  # what was heard
+    zaehle_schlusszeile(zaehler, status, ausgabe)
+
+
+def stufe_pakete(zaehler):
+    """installation, library and packages: used from where they are installed, and looked into"""
+    if prozesse.LINUX and shutil.which("rpmbuild"):
+        _skript(zaehler, "pakete.py")
+        _skript(zaehler, "freigabe.py")
+
+
+def stufe_nachbau(zaehler):
+    """two builds of the packages in two folders, one without a compiler cache, are the same bytes"""
+    if prozesse.LINUX and shutil.which("rpmbuild"):
+        _skript(zaehler, "nachbau.py")
 
 
 def stufe_seite(zaehler):
@@ -427,13 +470,29 @@ def stufe_arm64(zaehler):
 
 # The quick ones first; those that need a build that another one makes, right after it.
 STUFEN = {name: globals()[f"stufe_{name.replace('-', '_')}"] for name in (
-    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "ausdauer", "kosten", "clang", "tidy",
-    "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan", "macos-abdeckung", "macos-e2e", "arm64")}
+    "format", "skripte", "release", "haus", "e2e", "takt", "browser", "seite", "wirte", "pakete", "nachbau", "ausdauer",
+    "kosten", "clang", "tidy", "asan", "tsan", "fuzz", "abdeckung", "macos", "macos-lauf", "macos-asan",
+    "macos-abdeckung", "macos-e2e", "arm64")}
 # Without any named: on Linux all but "clang", since "tidy" gives its compiler's warnings too, and
 # "macos-asan", which is a part of "macos-lauf" and "macos-e2e";
 # on macOS those that need neither PipeWire nor Debian's versions of clang and its tools.
 UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if prozesse.LINUX
            else ["release", "haus", "asan", "tsan"])
+
+
+# What a stage calls that not every system has.
+BRAUCHT = {"format": "clang-format-19", "tidy": "clang-tidy-19", "fuzz": "clang++-19", "macos": "clang++-19",
+           "macos-lauf": "clang++-19", "macos-abdeckung": "clang++-19", "macos-e2e": "clang++-19",
+           "browser": "chromium", "seite": "chromium", "wirte": "node",
+           "arm64": "qemu-aarch64"}
+
+
+def uebliche():
+    """What runs if no stage is named, without those whose tools this system does not have."""
+    fehlt = {name: BRAUCHT[name] for name in UEBLICH if name in BRAUCHT and not shutil.which(BRAUCHT[name])}
+    for name, programm in fehlt.items():
+        print(f"{name:16}left out: {programm} is not there", flush=True)
+    return [name for name in UEBLICH if name not in fehlt]
 
 
 # --- Running them ---------------------------------------------------------------------------------
@@ -491,7 +550,7 @@ def _hauptteil():
     for name in wahl.stufen:
         if name not in STUFEN:
             leser.error(f"no stage {name}; there are: {' '.join(STUFEN)}")
-    prozesse.beaufsichtigt(lambda: lauf(wahl.stufen or UEBLICH))
+    prozesse.beaufsichtigt(lambda: lauf(wahl.stufen or uebliche()))
 
 
 if __name__ == "__main__":

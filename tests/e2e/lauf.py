@@ -22,6 +22,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import bildschirm  # noqa: E402
 import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
+import schema  # noqa: E402
 import signale  # noqa: E402
 import sitzung  # noqa: E402
 
@@ -30,11 +31,22 @@ FRIST = 60.0
 PROMPT = 20.0  # seconds that a stop may take on a machine that halts it for some of them
 
 
-class Zeilen:
-    """The lines of one stream, read by a thread of its own."""
+def geprueft(text):
+    """The objects in the lines of standard output, each of which is as docs/protocol.schema.json says."""
+    zeilen = text.removesuffix("\n").split("\n") if text else []
+    for zeile in zeilen:
+        schema.pruefe(zeile)
+    return [json.loads(zeile) for zeile in zeilen]
 
-    def __init__(self, strom):
+
+class Zeilen:
+    """The lines of one stream, read by a thread of its own. What `pruefe` raises of a line that is complete
+    is kept in `falsch`."""
+
+    def __init__(self, strom, pruefe=None):
         self._strom = strom
+        self._pruefe = pruefe
+        self.falsch = []
         self._neu = threading.Condition()
         self.alle = []  # (time on the monotonic clock, text)
         self.zu = False
@@ -46,6 +58,11 @@ class Zeilen:
             with self._neu:
                 self.alle.append((time.monotonic(), zeile.decode("utf-8").rstrip("\n")))
                 self._neu.notify_all()
+            if self._pruefe and zeile.endswith(b"\n"):
+                try:
+                    self._pruefe(zeile.decode("utf-8"))
+                except schema.Ungueltig as fehler:
+                    self.falsch.append(str(fehler))
         with self._neu:
             self.zu = True
             self._neu.notify_all()
@@ -78,11 +95,11 @@ class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
     leaves reading standard output to the test; `protokoll` lets libraries write to standard error.
     `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
-    program that starts it."""
+    program that starts it, `rohr` how many bytes its pipes take."""
 
     def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
                  echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=(),
-                 programm=PROGRAMM):
+                 programm=PROGRAMM, rohr=-1):
         self.test = test
         self._protokoll = protokoll
         self.ordner = ordner
@@ -90,12 +107,12 @@ class Lauf:
         self.prozess = prozesse.starte(
             [*vorsatz, programm, *([] if video else ["--no-video"]), *([] if echo else ["--kein-echo"]),
              "--out", ordner, *argumente], env=umgebung,
-            gehalten=gehalten,
+            gehalten=gehalten, pipesize=rohr,
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
         if sofort:
             sofort(self.prozess)
         test.addCleanup(self._raeume_auf)
-        self.aus = Zeilen(self.prozess.stdout) if lies_stdout else None
+        self.aus = Zeilen(self.prozess.stdout, schema.pruefe) if lies_stdout else None
         self.diagnose = Zeilen(self.prozess.stderr)
 
     def _raeume_auf(self):
@@ -103,11 +120,15 @@ class Lauf:
             self.prozess.kill()
         self.prozess.wait()
         self.diagnose.schliesse()
+        if self.aus:
+            self.aus.schliesse()
         for strom in (self.prozess.stdout, self.prozess.stderr):
             if not strom.closed:
                 strom.close()
         if not self._protokoll:
             self.pruefe_diagnose()
+        if self.aus:
+            self.test.assertEqual(self.aus.falsch, [])
 
     # --- Waiting ------------------------------------------------------------------------------
 
@@ -234,6 +255,14 @@ class Lauf:
         return 0
 
 
+def signalmaske(prozess, maske, nummer):
+    """Whether the signal is in one of the process's masks: "SigBlk" blocked, "SigIgn" ignored, "SigCgt"
+    caught."""
+    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
+        bits = next(zeile for zeile in datei if zeile.startswith(f"{maske}:"))
+    return bool(int(bits.split()[1], 16) >> (nummer - 1) & 1)
+
+
 class Fall(unittest.TestCase):
     """A test with a private session and a folder of its own."""
 
@@ -296,7 +325,7 @@ class Fall(unittest.TestCase):
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
 
-    def mehrmals(self, einmal, anzahl=3):
+    def mehrmals(self, einmal, anzahl=5):
         """Calls `einmal(number)` until it passes. For a minute of sound that is compared with what was
         played: a machine that halts a player or the graph for a moment spoils it."""
         for nummer in range(anzahl - 1):

@@ -18,7 +18,6 @@ import film
 import lauf
 import signale
 import test_grenzen
-import test_stopp
 import test_video
 
 LANG = bool(os.environ.get("HALLKORB_LANG"))
@@ -154,7 +153,7 @@ class Neustarts(Ausdauerfall):
                 self.sprich(600)
             aufnahme = self.lauf(video=True, echo=True, umgebung=self.bildschirm.umgebung)
             time.sleep(self.zufall.choice((0.02, 0.3, 1.5)) * self.zufall.random())  # any moment
-            self.warte_bis(lambda: test_stopp.haelt(aufnahme.prozess, signal.SIGINT),
+            self.warte_bis(lambda: lauf.signalmaske(aufnahme.prozess, "SigBlk", signal.SIGINT),
                            "the program's own instructions", GEDULD)  # before them a signal kills
             laengster = max(laengster, aufnahme.stoppe(
                 self.zufall.choice((signal.SIGINT, signal.SIGTERM)), GEDULD))

@@ -18,6 +18,7 @@ class Fenstermodi(lauf.Fall):
         anfang = time.monotonic()
         ergebnis = subprocess.run([lauf.PROGRAMM, *argumente], env=umgebung, capture_output=True,
                                   text=True, stdin=subprocess.DEVNULL, timeout=60, check=False)
+        lauf.geprueft(ergebnis.stdout)
         return ergebnis, time.monotonic() - anfang
 
     def test_probe_zeigt_die_fenster_und_die_wahl(self):

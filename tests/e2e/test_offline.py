@@ -30,7 +30,9 @@ class Offline(lauf.Fall):
             aus, fehler = prozess.communicate(timeout=lauf.FRIST)
         finally:
             prozess.kill()
-        return prozess.returncode, (aus or b"").decode(), fehler.decode()
+        text = (aus or b"").decode()
+        lauf.geprueft(text)
+        return prozess.returncode, text, fehler.decode()
 
     def pfad(self, name):
         return os.path.join(self.ordner, name)

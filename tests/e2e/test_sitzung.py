@@ -3,6 +3,7 @@
 import json
 import os
 import random
+import re
 import subprocess
 import sys
 
@@ -177,6 +178,166 @@ class Getoetet(Ordnerfall):
             self.assertTrue(any("enthielt kein Bild" in tat for tat in taten), taten)
         self.pruefe_ton(aufnahme)
         with open(self.zeilen, encoding="utf-8") as datei:
-            for satz in map(json.loads, datei):
+            for zeile in datei:
+                satz = json.loads(zeile)
+                lauf.schema.pruefer("kept").validate(lauf.schema.lies(zeile))
                 if satz.get("quelle") == "mikro_roh":
                     summe["gerettet_s"] += satz["t1"] - satz["t0"]
+
+
+def mit_pfaden(zeile, ordner):
+    """A line of the recorder for a recording in another folder."""
+    satz = json.loads(zeile)
+    if "path" not in satz:
+        return zeile
+    neu = os.path.join(ordner, os.path.basename(satz["path"]))
+    return zeile.replace(json.dumps(satz["path"]), json.dumps(neu))
+
+
+BEISPIEL = os.path.join(lauf.WURZEL, "examples", "session")
+# Takes the recorder's arguments, and plays the example instead of recording.
+VORSPIEL = ("sh", "-c", 'programm=$1; shift; exec "$programm" abspielen "$0" "$@"', BEISPIEL)
+
+
+class Beispiel(lauf.Fall):
+    """The example recording, checked and played to a host."""
+
+    MIT_SITZUNG = False
+
+    def vorspiel(self, *worte):
+        """A playback of the example in the recorder's place."""
+        return self.lauf(*worte, umgebung=dict(os.environ), video=True, echo=True, programm=SITZUNG,
+                         vorsatz=VORSPIEL)
+
+    def test_ist_ganz_und_klein(self):
+        self.assertEqual(rufe("pruefen", BEISPIEL),
+                         (0, ["in Ordnung: 3 Chunks von me, 3 von them, mikro_roh.wav, video.mp4"]))
+        self.assertLess(sum(map(len, inhalte(BEISPIEL).values())), 2_000_000)
+
+    def test_vorgespielt_wie_aufgenommen(self):
+        with open(os.path.join(BEISPIEL, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            zeilen = [mit_pfaden(zeile, self.aufnahme) for zeile in datei.read().splitlines()]
+        prozess = self.vorspiel("--tempo", "20")
+        self.assertEqual(prozess.ende(), 0, prozess.alles())
+        self.assertEqual(prozess.aus.texte(), zeilen)
+        self.assertEqual(prozess.diagnose.texte(), ["[hallkorb] Stop — schreibe Rest-Chunks"])
+        erwartet = inhalte(BEISPIEL)
+        for name in ("ereignisse.jsonl", "README.md", "record"):
+            del erwartet[name]
+        gespielt = inhalte(self.aufnahme)
+        self.assertEqual(gespielt.keys(), erwartet.keys())
+        for name, bytes_ in erwartet.items():
+            self.assertTrue(gespielt[name] == bytes_, name)
+        for zeit, text in prozess.aus.alle:
+            satz = json.loads(text)
+            moment = satz.get("t1", satz.get("t_s", 0.0)) / 20.0
+            self.assertGreaterEqual(zeit - prozess.anfang, moment, text)
+
+    def test_signal_wie_beim_aufnehmen(self):
+        prozess = self.vorspiel("--tempo", "0.4")
+        prozess.gestartet()
+        prozess.stoppe()
+        self.assertNotIn("chunk_me_002.wav", self.dateien())
+        chunks = prozess.chunks()
+        self.assertEqual(len(self.dateien("chunk_")), len(chunks))
+        for satz in chunks:
+            laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0201)
+
+
+class Arzt(test_video.Fensterfall):
+
+    def arzt(self, *worte, umgebung):
+        ergebnis = subprocess.run([SITZUNG, "arzt", *worte], stdin=subprocess.DEVNULL,
+                                  capture_output=True, text=True, check=False, env=umgebung)
+        self.assertEqual(ergebnis.stderr, "")
+        zeilen = ergebnis.stdout.splitlines()
+        befunde = [tuple(zeile.split(None, 1)) for zeile in zeilen[:-1] if not zeile.startswith(" ")]
+        return ergebnis.returncode, befunde, ergebnis.stdout
+
+    def test_gesund_mit_echo(self):
+        """Speakers that sound into the microphone, and a meeting on the screen."""
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        self.raum.verbinde("speakers:monitor_FL", "mic-feed:playback_MONO")
+        datei = os.path.join(self.ordner, "mic-feed.wav")
+        signale.schreibe(datei, signale.rauschen(120, 2, effektiv=0.003))
+        self.raum.spiele(datei, "mic-feed")
+        status, befunde, alles = self.arzt("--echo", self.ordner, umgebung=self.bildschirm.umgebung)
+        self.assertEqual(status, 0, alles)
+        for art, text in (("gut", "Audiodienst: ist da"), ("gut", "Mikrofon: mic"),
+                          ("gut", "Systemton: speakers"), ("gut", "Encoder: H.264 ist da"),
+                          ("gut", "Besprechung: Zoom · Zoom Meeting wuerde aufgenommen: Zoom-Meetingfenster")):
+            self.assertIn((art, text), befunde, alles)
+        self.assertRegex(alles, r"gut +Echo: -?\d+ ms nach dem Lautsprecher, -?\d dB")
+        self.assertEqual(inhalte(self.ordner).keys(), {"mic-feed.wav"})
+
+    def test_nichts_da(self):
+        umgebung = self.ohne_dienst()
+        umgebung.pop("DISPLAY", None)
+        status, befunde, alles = self.arzt(self.ordner, umgebung=umgebung)
+        self.assertEqual(status, 1, alles)
+        self.assertEqual([(art, text.split(":")[0]) for art, text in befunde],
+                         [("fehlt", "Audiodienst"), ("fehlt", "Mikrofon"), ("fehlt", "Systemton"),
+                          ("Mangel", "Bildschirm"), ("gut", "Encoder"), ("gut", "Ordner")])
+        self.assertEqual(alles.count("Abhilfe: "), 4)
+
+
+class ArztOhneMikrofon(Arzt):
+    GERAETE = {"mikrofon": False}
+
+    test_gesund_mit_echo = test_nichts_da = None
+
+    def test_kein_mikrofon(self):
+        status, befunde, alles = self.arzt(self.ordner, umgebung=self.raum.umgebung)
+        self.assertEqual(status, 1, alles)
+        self.assertIn(("gut", "Audiodienst: ist da"), befunde, alles)
+        self.assertRegex(alles, r"fehlt +Mikrofon: ")
+        self.assertRegex(alles, r"gut +Systemton: speakers")
+
+
+COMPLETIONS = os.path.join(lauf.WURZEL, "completions")
+
+
+class Vervollstaendigung(lauf.Fall):
+    """What a shell offers is what the program understands."""
+
+    MIT_SITZUNG = False
+
+    def befehle(self):
+        """Command -> its options, as the program describes them."""
+        def woerter(*worte):
+            return re.findall(r"^  (-\S+|[a-z]+)(?= )", "\n".join(rufe(*worte, "--help")[1]), re.M)
+        def optionen(*worte):
+            return {o for wort in woerter(*worte) for o in wort.split(",") if o.startswith("--")}
+        alle = {"": optionen()}
+        alle.update({befehl: optionen(befehl) for befehl in woerter() if not befehl.startswith("-")})
+        return alle
+
+    def test_jeder_befehl_und_jede_option(self):
+        befehle = self.befehle()
+        self.assertEqual(set(befehle), {"", "bericht", "pruefen", "reparieren", "zusammen", "abspielen",
+                                        "arzt"})
+        for name in ("hallkorb-sitzung.bash", "_hallkorb-sitzung", "hallkorb-sitzung.fish"):
+            with open(os.path.join(COMPLETIONS, name), encoding="utf-8") as datei:
+                text = datei.read()
+            for befehl, optionen in befehle.items():
+                self.assertRegex(text, rf"\b{befehl}\b", name)
+                for option in optionen:
+                    gesucht = option[2:] if name.endswith(".fish") else option
+                    self.assertRegex(text, rf"(?<!\w){gesucht}\b", f"{name}: {befehl}")
+
+    def test_bash_bietet_genau_das_an(self):
+        for befehl, optionen in self.befehle().items():
+            worte = ["hallkorb-sitzung", *([befehl] if befehl else []), "--"]
+            self.assertEqual(self.bash(worte), optionen, befehl)
+        self.assertEqual(self.bash(["hallkorb-sitzung", ""]) - {"--help", "--version"},
+                         set(self.befehle()) - {""})
+
+    def bash(self, worte):
+        quelle = os.path.join(COMPLETIONS, "hallkorb-sitzung.bash")
+        befehl = ('source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _hallkorb_sitzung; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        aus = subprocess.run(["bash", "-c", befehl, quelle, *worte], capture_output=True, text=True,
+                             check=True)
+        self.assertEqual(aus.stderr, "")
+        return set(aus.stdout.split())

@@ -102,13 +102,6 @@ class Stopp(lauf.Fall):
         self.pruefe_sigkill(aufnahme)
 
 
-def haelt(prozess, nummer):
-    """True when the process has the signal blocked: from then on it takes it itself."""
-    with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
-        maske = next(zeile for zeile in datei if zeile.startswith("SigBlk:"))
-    return bool(int(maske.split()[1], 16) >> (nummer - 1) & 1)
-
-
 class Anfang(lauf.Fall):
     """A stop in the first moments of a recording."""
 
@@ -121,7 +114,7 @@ class Anfang(lauf.Fall):
             ende = time.perf_counter() + verzug
             while time.perf_counter() < ende:
                 pass
-            bereit.append(haelt(prozess, nummer))
+            bereit.append(lauf.signalmaske(prozess, "SigBlk", nummer))
             prozess.send_signal(nummer)
 
         ordner = os.path.join(self.ordner, f"{verzug:.7f}")
@@ -180,6 +173,6 @@ class Anfang(lauf.Fall):
                 with open(rohr, "wb"):  # it reads: so its signals are as they are to be
                     aufnahme.sende(signal.SIGINT)
                     if gehalten:  # what the host holds stays held
-                        self.assertTrue(haelt(aufnahme.prozess, signal.SIGINT))
+                        self.assertTrue(lauf.signalmaske(aufnahme.prozess, "SigBlk", signal.SIGINT))
                         aufnahme.sende(signal.SIGKILL)
                     self.assertEqual(aufnahme.ende(), erwartet)

@@ -342,4 +342,11 @@ std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {
   return std::make_unique<SimQueue>(*this);
 }
 
+Ergebnis SimPlattform::spieleVor(const std::string& wav) {
+  if (spielerFehlt) return *spielerFehlt;
+  vorgespielt.push_back(wav);
+  static_cast<void>(schlaf()->warte(spielDauer));
+  return {};
+}
+
 }  // namespace hallkorb::sim

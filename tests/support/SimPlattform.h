@@ -24,6 +24,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <variant>
 #include <vector>
 
 #include "platform/Plattform.h"
@@ -72,6 +73,10 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet mikrofonGeraet;
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
+  std::variant<Geraetenamen, Fehler> namen = Geraetenamen{"Simmikrofon", "Simlautsprecher"};
+  std::optional<Fehler> spielerFehlt;  // spieleVor() fails with this
+  double spielDauer = 1.0;             // seconds that spieleVor() takes
+  std::vector<std::string> vorgespielt;
   std::size_t hoechstensUnabhaengige = 1000;  // more are refused, as by a system's limit
   mutable std::uint64_t rufe = 0;             // of its clock and its sleeps, so far
   double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
@@ -103,6 +108,11 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
                                            const VideoEinstellungen& einstellungen,
                                            Fehler& fehler) override {
     return bildschirm.videoWriter(pfad, einstellungen, fehler);
+  }
+  std::variant<Geraetenamen, Fehler> geraetenamen() override { return namen; }
+  Ergebnis spieleVor(const std::string& wav) override;
+  std::string abhilfe(Mangel mangel) const override {
+    return "Rat " + std::to_string(static_cast<int>(mangel));
   }
   // HostClock
   double sekunden() const override {

@@ -28,8 +28,9 @@ Antwort rufe(std::initializer_list<std::string> worte) {
   testing::internal::CaptureStderr();
   const auto aufruf = liesAufruf(static_cast<int>(zeiger.size()), zeiger.data());
   Antwort antwort;
-  antwort.status = std::holds_alternative<int>(aufruf) ? std::get<int>(aufruf)
-                                                       : fuehreAus(std::get<Aufruf>(aufruf));
+  antwort.status = std::holds_alternative<int>(aufruf)
+                       ? std::get<int>(aufruf)
+                       : fuehreAus(std::get<Aufruf>(aufruf), nullptr);
   antwort.aus = testing::internal::GetCapturedStdout();
   antwort.fehler = testing::internal::GetCapturedStderr();
   return antwort;
@@ -54,6 +55,8 @@ TEST(SitzungAufruf, AMistakeIsNamedAndNothingHappens) {
       std::string::npos);
   EXPECT_NE(rufe({"pruefen", "/fehlt\n"}).fehler.find("nicht lesbar: /fehlt\xEF\xBF\xBD"),
             std::string::npos);
+  EXPECT_NE(rufe({"abspielen", "/tmp"}).fehler.find("es fehlt --out ORDNER"), std::string::npos);
+  EXPECT_EQ(rufe({"abspielen", "/tmp", "--out", "/tmp", "--tempo", "-1"}).status, UNMOEGLICH);
   for (const auto& worte :
        {std::initializer_list<std::string>{}, {"pruefen"}, {"tanzen", "/tmp"}}) {
     const Antwort antwort = rufe(worte);

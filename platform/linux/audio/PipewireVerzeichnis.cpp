@@ -60,7 +60,8 @@ void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dic
   const std::string_view typ = art;
   if (typ == PW_TYPE_INTERFACE_Node) {
     knoten_[id] = {id, wert(eigenschaften, PW_KEY_OBJECT_SERIAL),
-                   wert(eigenschaften, PW_KEY_NODE_NAME), wert(eigenschaften, PW_KEY_MEDIA_CLASS)};
+                   wert(eigenschaften, PW_KEY_NODE_NAME), wert(eigenschaften, PW_KEY_MEDIA_CLASS),
+                   wert(eigenschaften, PW_KEY_NODE_DESCRIPTION)};
   } else if (typ == PW_TYPE_INTERFACE_Link) {
     links_[id] = {zahl(eigenschaften, PW_KEY_LINK_OUTPUT_NODE),
                   zahl(eigenschaften, PW_KEY_LINK_INPUT_NODE)};

@@ -28,7 +28,8 @@ class PipewireVerzeichnis {
     std::uint32_t id = 0;
     std::string serial;  // unlike the id, never used twice
     std::string name;
-    std::string klasse;  // "media.class"
+    std::string klasse;   // "media.class"
+    std::string anzeige;  // for people; may be empty
   };
 
   // What the links into a node say about where its samples come from.

@@ -26,7 +26,7 @@ class AssetSchreiber final : public VideoWriter {
  public:
   // How long to wait for the end of the file. A slow disk may then have more to write than the last
   // fragment and the index; one that is gone never answers, and the audio's last lines wait for the
-  // video. What the system still finishes later is whole, but reported as lost.
+  // video. The process ends soon after; whatever becomes of the file then, its fragments play.
   static constexpr std::chrono::minutes ABSCHLUSS{2};
 
   // Null, with the reason in `fehler`, if the system has no encoder for the settings.

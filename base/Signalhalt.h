@@ -1,0 +1,16 @@
+// The signals that end a recording, held back from the program's first instruction on.
+//
+// A host that stops a recording right after starting it must get the orderly end too. So a program
+// that uses this holds SIGINT, SIGTERM and SIGHUP back before all constructors of its own; the run
+// loop takes what has come by then. (Not on macOS, where that would lose them: its run loop sees
+// only signals that come once it watches.)
+//
+// Main thread, before there are others.
+#pragma once
+
+namespace hallkorb {
+
+// For everything but a recording: what was held back comes now, and ends the program as any other.
+void gibSignaleFrei();
+
+}  // namespace hallkorb

@@ -1,0 +1,296 @@
+// A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
+//
+//     host --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N]
+//          [--restarts N] [-- options of the recorder...]
+//
+// See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+#include "lines.h"
+#include "transcript.h"
+
+namespace host {
+namespace {
+
+enum class Outcome { recorded, lost, refused };
+
+struct Options {
+  std::string recorder, folder, transcriber;
+  double seconds = 0.0;     // of recording, then stop; 0: at Ctrl-C
+  double patience = 150.0;  // how long a stop may take
+  int restarts = 3;         // after crashes, at most
+  std::vector<std::string> recorderOptions;
+};
+
+// A signal becomes a byte in a pipe, which the loop below waits for beside the recorder's streams.
+std::array<int, 2> wakeUp{-1, -1};
+
+void onSignal(int) {
+  const int before = errno;
+  [[maybe_unused]] const auto written = write(wakeUp[1], "", 1);
+  errno = before;
+}
+
+class Host {
+ public:
+  explicit Host(Options options)
+      : options_(std::move(options)), transcriber_(options_.transcriber, transcript_) {}
+
+  Outcome run() {
+    std::filesystem::create_directories(options_.folder);
+    Outcome outcome = Outcome::refused;
+    for (int left = options_.restarts; left >= 0; --left) {
+      outcome = record(newFolder());
+      if (outcome != Outcome::lost || stopping_ || left == 0) break;
+      say("beginning again");
+    }
+    transcriber_.finish();
+    transcript_.write(options_.folder);
+    return outcome;
+  }
+
+ private:
+  using Time = std::chrono::steady_clock::time_point;
+
+  static Time after(double seconds) {
+    return std::chrono::steady_clock::now() +
+           std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(seconds));
+  }
+
+  // A folder for each recording, so that none writes over another's files.
+  [[nodiscard]] std::string newFolder() const {
+    for (int number = 1;; ++number) {
+      const std::string folder = options_.folder + "/" + std::to_string(number);
+      if (mkdir(folder.c_str(), 0700) == 0) return folder;
+      if (errno != EEXIST) throw std::runtime_error(folder + ": " + std::strerror(errno));
+    }
+  }
+
+  // One run of the recorder; returns how it ended.
+  Outcome record(const std::string& folder) {
+    std::vector<std::string> command{options_.recorder, "--out", folder};
+    command.insert(command.end(), options_.recorderOptions.begin(), options_.recorderOptions.end());
+    const auto child = spawn(command, true);
+    if (!child) {
+      say("cannot start " + options_.recorder + ": " + std::strerror(errno));
+      return Outcome::refused;
+    }
+    recorder_ = child->pid;
+    folder_ = folder;
+    offset_ = 0.0;
+    done_ = killed_ = false;
+    kept_ = std::ofstream(folder + "/ereignisse.jsonl", std::ios::binary);
+    readStreams(*child);
+    kept_.close();
+    close(child->out);
+    close(child->err);
+    int status = 0;
+    while (waitpid(recorder_, &status, 0) < 0 && errno == EINTR) {
+    }
+    return outcome(status);
+  }
+
+  // Reads both streams to their ends, and stops the recorder when it is time.
+  void readStreams(const Child& child) {
+    std::array<pollfd, 3> fds{
+        {{child.out, POLLIN, 0}, {child.err, POLLIN, 0}, {wakeUp[0], POLLIN, 0}}};
+    // Lines that are not complete; what is left of them at the end was cut off by a kill.
+    std::array<std::string, 2> rest;
+    while (fds[0].fd >= 0 || fds[1].fd >= 0) {
+      const int ready = poll(fds.data(), fds.size(), untilNextTime());
+      if (stopAt_ && std::chrono::steady_clock::now() >= *stopAt_) stop();
+      if (killAt_ && std::chrono::steady_clock::now() >= *killAt_) kill9();
+      if (ready <= 0) continue;
+      std::array<char, 4096> buffer{};
+      for (std::size_t i = 0; i < fds.size(); ++i) {
+        if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+        const ssize_t length = read(fds[i].fd, buffer.data(), buffer.size());
+        if (length < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        if (i == fds.size() - 1) {
+          stop();
+        } else if (length <= 0) {
+          fds[i].fd = -1;
+        } else {
+          rest[i].append(buffer.data(), static_cast<std::size_t>(length));
+          for (std::size_t end = 0; (end = rest[i].find('\n')) != std::string::npos;) {
+            const std::string line = rest[i].substr(0, end);
+            rest[i].erase(0, end + 1);
+            i == 0 ? take(line) : passOn(line);
+          }
+        }
+      }
+    }
+  }
+
+  static void passOn(const std::string& line) { std::cerr << line + "\n"; }
+
+  [[nodiscard]] int untilNextTime() const {
+    if (!stopAt_ && !killAt_) return -1;
+    const Time next = stopAt_ && (!killAt_ || *stopAt_ < *killAt_) ? *stopAt_ : *killAt_;
+    const std::chrono::duration<double, std::milli> rest = next - std::chrono::steady_clock::now();
+    return static_cast<int>(std::ceil(std::clamp(rest.count(), 0.0, 60'000.0)));
+  }
+
+  // Once, from the first "started" on.
+  void countSeconds() {
+    if (options_.seconds > 0.0) stopAt_ = after(options_.seconds);
+    options_.seconds = 0.0;
+  }
+
+  // The orderly stop, with a limit. A second one changes nothing.
+  void stop() {
+    stopAt_.reset();
+    if (stopping_) return;
+    stopping_ = true;
+    say("stopping");
+    kill(recorder_, SIGINT);
+    killAt_ = after(options_.patience);
+  }
+
+  void kill9() {
+    killAt_.reset();
+    say("it does not stop: killed");
+    killed_ = true;
+    kill(recorder_, SIGKILL);
+  }
+
+  void take(const std::string& text) {
+    kept_ << text << "\n" << std::flush;
+    try {
+      const Line line = parse(text);
+      if (const auto* started = std::get_if<Started>(&line)) {
+        offset_ = transcript_.offset(started->null_unix_ms);
+        countSeconds();
+      }
+      if (const auto* chunk = std::get_if<Chunk>(&line)) transcriber_.take(offset_, *chunk);
+      done_ = done_ || std::holds_alternative<Done>(line);
+      std::visit([this](const auto& known) { this->show(known); }, line);
+    } catch (const std::exception& error) {
+      say("not understood: " + text + " (" + error.what() + ")");
+    }
+  }
+
+  void show(const Started& line) const {
+    std::string parts;
+    for (const auto& [name, there] : {std::pair("me", line.mic), std::pair("them", line.system),
+                                      std::pair("echo path", line.echo)})
+      if (there) parts += (parts.empty() ? "" : ", ") + std::string(name);
+    say("recording into " + folder_ + ": " + parts);
+  }
+  static void show(const Degraded& line) { say("without " + line.channel + ": " + line.message); }
+  static void show(const Error& line) { say("nothing is recorded: " + line.message); }
+  static void show(const VideoStart& line) { say("picture: " + line.quelle); }
+  static void show(const VideoWechsel& line) { say("picture: " + line.quelle); }
+  static void show(const VideoNone& line) { say("no picture: " + line.message); }
+  static void show(const VideoPause& line) { say("no picture: " + line.message); }
+  static void show(const Video& line) {
+    say("video: " + line.path + ", " + std::to_string(line.frames) + " pictures");
+  }
+  static void show(const Zeitachse& line) {
+    say("gaps: me " + std::to_string(line.me.luecken_ms) + " ms, them " +
+        std::to_string(line.them.luecken_ms) + " ms");
+  }
+  static void show(const Unknown& line) { say("skipped: " + line.text); }
+  static void show(const Chunk&) {}
+  static void show(const Echo&) {}
+  static void show(const Done&) {}
+
+  [[nodiscard]] Outcome outcome(int status) const {
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0 && done_) {
+      say("recorded");
+      return Outcome::recorded;
+    }
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 2) {
+      say("the recorder refused: status 2");
+      return Outcome::refused;
+    }
+    if (killed_)
+      say("killed at the stop");
+    else if (WIFSIGNALED(status))
+      say("the recorder crashed: signal " + std::to_string(WTERMSIG(status)));
+    else
+      say("the recorder ended early: status " + std::to_string(WEXITSTATUS(status)));
+    return Outcome::lost;
+  }
+
+  Options options_;
+  Transcript transcript_;
+  Transcriber transcriber_;
+  pid_t recorder_ = -1;
+  std::string folder_;
+  std::ofstream kept_;
+  double offset_ = 0.0;
+  std::optional<Time> stopAt_, killAt_;
+  bool done_ = false, stopping_ = false, killed_ = false;
+};
+
+Options read(const std::vector<std::string>& words) {
+  Options options;
+  std::map<std::string, std::string> values;
+  std::size_t next = 0;
+  for (; next < words.size() && words[next] != "--"; next += 2) {
+    if (!words[next].starts_with("--") || next + 1 == words.size())
+      throw std::invalid_argument("unexpected: " + words[next]);
+    values[words[next].substr(2)] = words[next + 1];
+  }
+  for (auto& [name, value] : values) {
+    if (name == "recorder")
+      options.recorder = value;
+    else if (name == "folder")
+      options.folder = value;
+    else if (name == "transcriber")
+      options.transcriber = value;
+    else if (name == "seconds")
+      options.seconds = std::stod(value);
+    else if (name == "patience")
+      options.patience = std::stod(value);
+    else if (name == "restarts")
+      options.restarts = std::stoi(value);
+    else
+      throw std::invalid_argument("no option --" + name);
+  }
+  if (options.recorder.empty() || options.folder.empty() || options.transcriber.empty())
+    throw std::invalid_argument("--recorder, --folder and --transcriber are needed");
+  if (next < words.size())
+    options.recorderOptions.assign(words.begin() + static_cast<std::ptrdiff_t>(next) + 1,
+                                   words.end());
+  return options;
+}
+
+}  // namespace
+}  // namespace host
+
+int main(int argc, char** argv) {
+  try {
+    auto options = host::read({argv + 1, argv + argc});
+    if (pipe(host::wakeUp.data()) != 0) throw std::runtime_error(std::strerror(errno));
+    for (const int fd : host::wakeUp) {
+      fcntl(fd, F_SETFD, FD_CLOEXEC);
+      fcntl(fd, F_SETFL, O_NONBLOCK);
+    }
+    signal(SIGINT, host::onSignal);
+    signal(SIGTERM, host::onSignal);
+    return static_cast<int>(host::Host(std::move(options)).run());
+  } catch (const std::exception& error) {
+    host::say(error.what());
+    return 64;
+  }
+}

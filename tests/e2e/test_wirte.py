@@ -1,0 +1,352 @@
+"""The hosts in examples/: on the real recorder, and on lines that are played to them.
+
+All of them have one command line and write the same files, so one set of tests serves for each language.
+The one in Python is tried with every change; the others, which need more packages, in a stage of their own.
+"""
+
+import json
+import os
+import re
+import signal
+import subprocess
+
+import lauf
+import prozesse
+import schema
+import signale
+
+BEISPIELE = os.path.join(lauf.WURZEL, "examples")
+ABSPIELER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "abspieler.py")
+CPP_BAU = os.path.join(lauf.WURZEL, "build", "host-cpp")
+SITZUNG = os.path.join(os.path.dirname(lauf.PROGRAMM), "hallkorb-sitzung")
+
+LEBEND = {verweis["$ref"].rsplit("/", 1)[1] for verweis in schema.schema()["$defs"]["live"]["anyOf"]}
+START = '{"event":"started","mic":true,"system":true,"video":true,"echo":true,"null_unix_ms":1795220400000}'
+SCHLUSS = ('{"event":"zeitachse","them":{"luecken":0,"luecken_ms":0,"ueberlappungen":0,"verworfen_ms":0},'
+           '"me":{"luecken":2,"luecken_ms":80,"ueberlappungen":0,"verworfen_ms":0}}', '{"event":"done"}')
+
+
+def chunk(kanal, nummer, t0, t1, ordner="/r", mehr=""):
+    return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"{ordner}/chunk_{kanal}_{nummer:03}.wav",'
+            f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
+
+
+def beispiele():
+    """The lines of a recording that docs/protocol.md shows, one of each."""
+    with open(os.path.join(lauf.WURZEL, "docs", "protocol.md"), encoding="utf-8") as datei:
+        zeilen = re.search(r"```jsonl\n(.*?)```", datei.read(), re.DOTALL)[1].splitlines()
+    return [zeile for zeile in zeilen if schema.art(json.loads(zeile)) in LEBEND]
+
+
+def uhr(sekunden):
+    ms = round(sekunden * 1000)
+    return f"{ms // 3600000:02}:{ms // 60000 % 60:02}:{ms // 1000 % 60:02}.{ms % 1000:03}"
+
+
+class Wirt:
+    """A running host: its transcript as it grows on standard output, its state on standard error."""
+
+    def __init__(self, test, befehl, umgebung, ordner):
+        self.test = test
+        self.ordner = ordner
+        self.prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        test.addCleanup(self._raeume_auf)
+        self.aus = lauf.Zeilen(self.prozess.stdout)
+        self.stand = lauf.Zeilen(self.prozess.stderr)
+
+    def _raeume_auf(self):
+        self.prozess.kill()
+        self.prozess.wait()
+        # A player that nobody reads any more is still there.
+        for pid in prozesse.nachkommen():
+            os.kill(pid, signal.SIGKILL)
+        for zeilen, strom in ((self.aus, self.prozess.stdout), (self.stand, self.prozess.stderr)):
+            zeilen.schliesse()
+            strom.close()
+
+    def meldung(self, text, ab=0):
+        """The number of the first line of its state from `ab` on that holds the text."""
+        gefunden = self.stand.warte(lambda zeile: text in zeile, lauf.FRIST, ab)
+        if gefunden is None:
+            self.test.fail(f"no {text!r}\n{self.alles()}")
+        return gefunden[0]
+
+    def gesagt(self, anzahl):
+        """Returns when so many answers of the transcriber are there."""
+        self.test.warte_bis(lambda: len(self.aus.texte()) >= anzahl, f"{anzahl} answers")
+
+    def rekorder(self):
+        """The recorder's process, by its program: a transcriber may run beside it."""
+        for pid in prozesse.nachkommen(self.prozess.pid):
+            try:
+                if os.path.samefile(f"/proc/{pid}/exe", lauf.PROGRAMM):
+                    return pid
+            except FileNotFoundError:
+                continue
+        return None
+
+    def ende(self, status):
+        try:
+            gekommen = self.prozess.wait(lauf.FRIST)
+        except subprocess.TimeoutExpired:
+            self.test.fail(f"still running\n{self.alles()}")
+        self.aus.schliesse()
+        self.stand.schliesse()
+        self.test.assertEqual(gekommen, status, self.alles())
+
+    def lies(self, name):
+        with open(os.path.join(self.ordner, name), encoding="utf-8") as datei:
+            return datei.read()
+
+    def alles(self):
+        return "\n".join(["transcript:", *self.aus.texte(), "state:", *self.stand.texte()])
+
+
+class Wirtsfall(lauf.Fall):
+    """What the tests of one language share; `BEFEHL` starts its host."""
+
+    BEFEHL = ()
+
+    def setUp(self):
+        super().setUp()
+        self.ziel = os.path.join(self.ordner, "gespraech")
+        self.zeilen = os.path.join(self.ordner, "zeilen.jsonl")
+
+    def wirt(self, *optionen, rekorder=lauf.PROGRAMM, fuer_rekorder=(), umgebung=None,
+             schreiber="basename -s .wav"):
+        """`schreiber` is the transcriber; the usual one answers with the file's name."""
+        return Wirt(self, [*self.BEFEHL, "--recorder", rekorder, "--folder", self.ziel, "--transcriber",
+                           schreiber, *optionen, "--", *fuer_rekorder],
+                    os.environ if umgebung is None else umgebung, self.ziel)
+
+    def gespielt(self, zeilen, *optionen, spiel=(), **mehr):
+        """A host to which these lines are played."""
+        with open(self.zeilen, "w", encoding="utf-8", newline="") as datei:
+            datei.writelines(zeile + "\n" for zeile in zeilen)
+        return self.wirt(*optionen, rekorder=ABSPIELER, fuer_rekorder=["--spiele", self.zeilen, *spiel],
+                         **mehr)
+
+    def pruefe_abschrift(self, wirt, erwartet):
+        """(begin, end, channel, text) of each piece, in both files."""
+        self.assertEqual(wirt.lies("transcript.txt").splitlines(),
+                         [f"{uhr(von)} {kanal}: {text}" for von, _, kanal, text in erwartet])
+        mit_zeichen = [text.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+                       for _, _, _, text in erwartet]
+        self.assertEqual(wirt.lies("transcript.vtt").split("\n\n"), [
+            "WEBVTT" if erwartet else "WEBVTT\n",
+            *(f"{uhr(von)} --> {uhr(bis)}\n<v {kanal}>{text}"
+              + ("\n" if nummer == len(erwartet) - 1 else "")
+              for nummer, ((von, bis, kanal, _), text) in enumerate(zip(erwartet, mit_zeichen)))])
+
+
+class Aufnahme(Wirtsfall):
+    """With the real recorder in a private session."""
+
+    def behalten(self, nummer):
+        """The lines of a recording as the host has kept them, each of them as the schema says."""
+        return lauf.geprueft(self.wirt_.lies(f"{nummer}/ereignisse.jsonl"))
+
+    def pruefe_absturz_und_stopp(self):
+        """The recorder is killed, begun again in a new folder, and stopped in order."""
+        for geraet, saat in (("speakers", 1), ("mic-feed", 2)):
+            datei = os.path.join(self.ordner, geraet + ".wav")
+            signale.schreibe(datei, signale.rauschen(120.0, saat))
+            self.raum.spiele(datei, geraet)
+        wirt = self.wirt_ = self.wirt(
+            fuer_rekorder=["--no-video", "--kein-echo", "--legacy-chunks", "--chunk", "1"],
+            umgebung=self.raum.umgebung)
+        erste = wirt.meldung(f"recording into {self.ziel}/1: me, them")
+        wirt.gesagt(2)
+        os.kill(wirt.rekorder(), signal.SIGKILL)
+        wirt.meldung("beginning again", erste)
+        zweite = wirt.meldung(f"recording into {self.ziel}/2: me, them", erste)
+        vorher = len(wirt.aus.texte())
+        wirt.gesagt(vorher + 2)
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.ende(0)
+        wirt.meldung("gaps: me ", zweite)
+        wirt.meldung("recorded", zweite)
+
+        erwartet, null = [], None
+        for nummer in (1, 2):
+            zeilen = self.behalten(nummer)
+            start = next(zeile for zeile in zeilen if zeile.get("event") == "started")
+            null = null or start["null_unix_ms"]
+            versatz = (start["null_unix_ms"] - null) / 1000.0
+            erwartet += [(versatz + zeile["t0"], versatz + zeile["t1"], zeile["channel"],
+                          os.path.basename(zeile["path"])[:-4]) for zeile in zeilen if "chunk" in zeile]
+        self.assertEqual({zeile[2] for zeile in erwartet}, {"me", "them"})
+        self.pruefe_abschrift(wirt, sorted(erwartet))
+        self.assertEqual(self.behalten(2)[-1], {"event": "done"})
+        for nummer, status in ((1, 1), (2, 0)):
+            self.assertEqual(subprocess.run([SITZUNG, "pruefen", os.path.join(self.ziel, str(nummer))],
+                                            stdout=subprocess.DEVNULL, check=False).returncode, status)
+
+
+class Gespielt(Wirtsfall):
+    """On lines that are played, where no recorder would say such things at will."""
+
+    MIT_SITZUNG = False
+
+    def pruefe_fremdes(self):
+        """Events and fields of later versions, control characters, a broken line, unread streams,
+        and chunks of both channels out of order."""
+        wirt = self.gespielt([
+            '{"event":"degraded","channel":"me","message":"kein Ger\u00e4t"}', START[:-1] + ',"neu":{"a":[1]}}',
+            chunk("them", 0, 0.5, 2.0), chunk("me", 0, 0.0, 3.25, mehr=',"sprache_ms":2000,"neu":null'),
+            '{"event":"unterbrochen","channel":"me","message":"weg"}', '{"neu":1}',
+            '{"event":"video_start","quelle":"Zoom\u0007 \u00b7 \\"A\\"","art":"fenster","rang":1,'
+            '"grund":"g","t_s":0.1}',
+            '{"event":"video_pause","message":"kein Fenster","t_s":2.0}',
+            '{"chunk":1,"channel":"me","path":7,"t0":1.00,"t1":2.00}', "kein JSON", chunk("me", 1, 3.25, 4.0),
+            '{"event":"video","path":"/r/video.mp4","frames":12,"quelle":"Zoom"}',
+            chunk("them", 1, 2.0, 3700.5), *SCHLUSS], spiel=["--laut", "200000"],
+            schreiber="printf '%s\\n <&>\\t\u00e4 ' \"$1\"; true")
+        wirt.gesagt(3)
+        wirt.prozess.send_signal(signal.SIGTERM)
+        wirt.ende(0)
+        self.pruefe_abschrift(wirt, [(von, bis, kanal, f"/r/chunk_{kanal}_{nummer:03}.wav <&> \u00e4")
+                                     for von, bis, kanal, nummer in (
+                                         (0.0, 3.25, "me", 0), (0.5, 2.0, "them", 0),
+                                         (2.0, 3700.5, "them", 1), (3.25, 4.0, "me", 1))])
+        for text in ("without me: kein Ger\u00e4t", "recording into " + self.ziel + "/1: me, them, echo path",
+                     'skipped: {"event":"unterbrochen"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
+                     "no picture: kein Fenster", 'not understood: {"chunk":1', "not understood: kein JSON",
+                     "stopping", "video: /r/video.mp4, 12 pictures", "gaps: me 80 ms, them 0 ms"):
+            wirt.meldung("[host] " + text)
+        self.assertEqual(sum(len(zeile) + 1 for zeile in wirt.stand.texte() if "[hallkorb] xxx" in zeile),
+                         200000 // 92 * 92)
+        with open(self.zeilen, encoding="utf-8") as datei:
+            self.assertEqual(wirt.lies("1/ereignisse.jsonl"), datei.read())
+
+    def pruefe_verdorbenes(self):
+        """Each field of each line, missing or of another type: the line is reported, and nothing else."""
+        falsch = []
+        for zeile in beispiele():
+            satz = json.loads(zeile)
+            orte = [(satz, name) for name in satz if name != "event"]
+            orte += [(innen, name) for innen in satz.values() if isinstance(innen, dict) for name in innen]
+            for innen, name in orte:
+                wert = innen.pop(name)
+                if name not in ("sprache_ms", "chunk"):  # may be missing; without it, another line
+                    falsch.append(json.dumps(satz))
+                for anders in (7 if isinstance(wert, str) else "x", None, *([1.5] if type(wert) is int else [])):
+                    if (name, anders) != ("sprache_ms", None):
+                        falsch.append(json.dumps(satz | {name: anders} if innen is satz else
+                                                 satz | {kanal: {**teil, name: anders} if teil is innen else teil
+                                                         for kanal, teil in satz.items()}))
+                innen[name] = wert
+        self.assertGreater(len(falsch), 150)
+        wirt = self.gespielt([*falsch, START, *SCHLUSS])
+        wirt.meldung("[host] recording into")
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.ende(0)
+        gemeldet = [zeile for zeile in wirt.stand.texte() if zeile.startswith("[host] not understood: ")]
+        fehlend = [zeile for zeile in falsch if not any(zeile in meldung for meldung in gemeldet)]
+        self.assertEqual(fehlend, [])
+        self.assertEqual(len(gemeldet), len(falsch))
+        self.pruefe_abschrift(wirt, [])
+
+    def pruefe_enden(self):
+        """Status 2, a crash each time, a deaf recorder, none at all, wrong usage."""
+        wirt = self.gespielt(['{"event":"error","message":"kein Dienst"}'], spiel=["--ende", "2"])
+        wirt.ende(2)
+        wirt.meldung("[host] nothing is recorded: kein Dienst")
+        self.assertEqual(sorted(os.listdir(self.ziel)), ["1", "transcript.txt", "transcript.vtt"])
+        self.pruefe_abschrift(wirt, [])
+
+        wirt = self.gespielt([START, chunk("me", 0, 0.0, 1.0)], "--restarts", "2", spiel=["--stirb"])
+        wirt.ende(1)
+        self.assertEqual(sum("the recorder crashed" in zeile for zeile in wirt.stand.texte()), 3)
+        self.assertEqual([name for name in sorted(os.listdir(self.ziel)) if name.isdigit()],
+                         ["1", "2", "3", "4"])
+        self.assertEqual(wirt.lies("4/ereignisse.jsonl"), f"{START}\n{chunk('me', 0, 0.0, 1.0)}\n")
+        self.pruefe_abschrift(wirt, [(0.0, 1.0, "me", "chunk_me_000")] * 3)
+
+        wirt = self.gespielt([START, *SCHLUSS], "--seconds", "0.2", "--patience", "0.2", spiel=["--taub"])
+        wirt.ende(1)
+        wirt.meldung("[host] it does not stop: killed")
+        self.gespielt([START, *SCHLUSS], "--restarts", "0", spiel=["--ende", "7"]).ende(1)
+
+        self.wirt(rekorder=os.path.join(self.ordner, "fehlt")).ende(2)
+        wirt = Wirt(self, [*self.BEFEHL, "--folder", self.ziel], os.environ, self.ziel)
+        wirt.ende(64)
+
+    def pruefe_strg_c(self):
+        """Ctrl-C, which every program in the terminal gets, costs no answer; a transcriber that fails
+        costs only its own."""
+        erste, zweite = (os.path.join(self.ordner, name) for name in ("them_000.wav", "me_001.wav"))
+        os.mkfifo(erste)
+        os.mkfifo(zweite)
+        wirt = self.gespielt(
+            [START, chunk("me", 0, 0.0, 1.0), chunk("them", 0, 0.0, 2.0), chunk("me", 1, 1.0, 2.0), *SCHLUSS],
+            schreiber=f'f() {{ case $1 in *me_000*) exit 3;; esac; read x <"{self.ordner}/${{1#*chunk_}}"; '
+                      'echo "$x"; }; f')
+        wirt.meldung("transcriber: status 3 for /r/chunk_me_000.wav")
+        with open(erste, "w", encoding="ascii") as rohr:  # once the transcriber has opened it
+            os.killpg(wirt.prozess.pid, signal.SIGINT)
+            wirt.meldung("[host] recorded")
+            rohr.write("da\n")
+        with open(zweite, "w", encoding="ascii") as rohr:
+            rohr.write("auch\n")
+        wirt.ende(0)
+        self.pruefe_abschrift(wirt, [(0.0, 2.0, "them", "da"), (1.0, 2.0, "me", "auch")])
+
+
+class Python:
+    BEFEHL = ("/usr/bin/python3", os.path.join(BEISPIELE, "python", "host.py"))
+
+
+class Node:
+    LANG = True
+    BEFEHL = ("node", os.path.join(BEISPIELE, "node", "host.mjs"))
+
+
+class Cpp:
+    LANG = True
+    BEFEHL = (os.path.join(CPP_BAU, "host"),)
+
+
+class PythonAufnahme(Python, Aufnahme):
+    def test_absturz_und_stopp(self):
+        self.pruefe_absturz_und_stopp()
+
+
+class PythonGespielt(Python, Gespielt):
+    def test_alles(self):
+        """In one process: each would take longer to begin than to run."""
+        for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_verdorbenes, self.pruefe_enden,
+                                           self.pruefe_strg_c)):
+            self.ziel = os.path.join(self.ordner, f"gespraech-{nummer}")
+            pruefe()
+
+
+class NodeAufnahme(Node, PythonAufnahme):
+    LANG = True
+    BEFEHL = Node.BEFEHL
+
+
+class NodeGespielt(Node, PythonGespielt):
+    BEFEHL = Node.BEFEHL
+
+
+class CppAufnahme(Cpp, PythonAufnahme):
+    BEFEHL = Cpp.BEFEHL
+
+
+class CppGespielt(Cpp, PythonGespielt):
+    BEFEHL = Cpp.BEFEHL
+
+
+class Swift:
+    LANG = True
+    BEFEHL = (os.path.join(lauf.WURZEL, "build", "host-swift", "host"),)
+
+
+class SwiftAufnahme(Swift, PythonAufnahme):
+    BEFEHL = Swift.BEFEHL
+
+
+class SwiftGespielt(Swift, PythonGespielt):
+    BEFEHL = Swift.BEFEHL

@@ -1,0 +1,234 @@
+#!/usr/bin/python3
+"""What is installed and packed: python3 tests/pakete.py
+
+Builds the preset "package", installs it below a folder of its own and uses it from there as others would:
+the program offline and in a private session, the library by CMake, by pkg-config, from C and from Python.
+Then makes the packages and looks into them. That two builds are the same bytes: tests/nachbau.py.
+Closing line: "N passed, N failed".
+"""
+
+import glob
+import gzip
+import json
+import os
+import random
+import re
+import struct
+import sys
+import tempfile
+import unittest
+import wave
+
+WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import pakete  # noqa: E402
+import prozesse  # noqa: E402
+import stueckliste  # noqa: E402
+
+RATE = 16000
+SEITEN = ("man1/hallkorb.1", "man1/hallkorb-sitzung.1", "man5/hallkorb-protokoll.5")
+
+
+def schreibe_wav(pfad, samples):
+    with wave.open(pfad, "wb") as datei:
+        datei.setparams((1, 2, RATE, 0, "NONE", ""))
+        datei.writeframes(struct.pack(f"<{len(samples)}h", *map(int, samples)))
+
+
+def gespraech(ordner):
+    """Twelve seconds of a far end's noise, and a microphone that hears it 40 ms later and a second noise."""
+    zufall = random.Random(7)
+    fern = [zufall.gauss(0, 4000) * (i // RATE % 3 < 2) for i in range(12 * RATE)]
+    fern = [max(-32000.0, min(32000.0, x)) for x in fern]
+    nah = [zufall.gauss(0, 2500) * (i // RATE % 3 == 2) for i in range(12 * RATE)]
+    mikro = [0.4 * (fern[i - 640] if i >= 640 else 0.0) + nah[i] for i in range(12 * RATE)]
+    pfade = os.path.join(ordner, "mikro.wav"), os.path.join(ordner, "fern.wav")
+    schreibe_wav(pfade[0], mikro)
+    schreibe_wav(pfade[1], fern)
+    return pfade
+
+
+class Installiert(unittest.TestCase):
+    """The program and the library as `cmake --install` leaves them."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.halter = tempfile.TemporaryDirectory()
+        cls.ordner = cls.halter.name
+        ort = pakete.familie() or "lib"
+        pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}")
+        pakete.fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(pakete.KERNE))
+        cls.usr = os.path.join(cls.ordner, "moved", "usr")
+        pakete.fuehre_aus("cmake", "--install", os.path.join(WURZEL, "build", "package"), "--prefix", cls.usr)
+        cls.lib = os.path.join(cls.usr, ort)
+        cls.programm = os.path.join(cls.usr, "bin", "hallkorb")
+        cls.mikro, cls.fern = gespraech(cls.ordner)
+        soll = os.path.join(cls.ordner, "soll.wav")
+        pakete.fuehre_aus(cls.programm, "--echo-datei", cls.mikro, cls.fern, soll)
+        cls.soll = cls.bytes_von(soll)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.halter.cleanup()
+
+    @staticmethod
+    def bytes_von(pfad):
+        with open(pfad, "rb") as datei:
+            return datei.read()
+
+    def ist_gereinigt(self, *befehl, umgebung=None):
+        """Whether the command cleans the microphone's file as the program does."""
+        ist = os.path.join(self.ordner, "ist.wav")
+        pakete.fuehre_aus(*befehl, self.mikro, self.fern, ist, umgebung=umgebung)
+        self.assertEqual(self.bytes_von(ist), self.soll)
+        os.unlink(ist)
+
+    def test_programme_nehmen_auf(self):
+        ausgabe = pakete.fuehre_aus("/usr/bin/python3", os.path.join(WURZEL, "scripts", "lib", "probe.py"),
+                                    os.path.join(self.usr, "bin"))
+        self.assertIn("\n2 passed, 0 failed\n", "\n" + ausgabe)
+
+    def test_seiten_und_dokumente(self):
+        for seite in SEITEN:
+            self.assertIn(b".SH NAME", self.bytes_von(os.path.join(self.usr, "share", "man", seite)))
+        for name in ("README.md", "LICENSE", "docs/protocol.schema.json", "examples/library/clean.cpp"):
+            self.assertTrue(os.path.exists(os.path.join(self.usr, "share", "doc", "hallkorb", name)), name)
+        for name in ("python/host.py", "python/clean.py", "node/host.mjs"):
+            self.assertTrue(os.access(os.path.join(self.usr, "share/doc/hallkorb/examples", name), os.X_OK))
+        vorhanden = glob.glob(os.path.join(WURZEL, "completions", "*"))
+        hinaus = [pfad for muster in ("bash-completion/completions/*", "zsh/site-functions/*",
+                                      "fish/vendor_completions.d/*")
+                  for pfad in glob.glob(os.path.join(self.usr, "share", muster))]
+        self.assertEqual(len(hinaus), len(vorhanden))
+
+    def test_bibliothek_ueber_cmake(self):
+        bau = os.path.join(self.ordner, "bau-cmake")
+        pakete.fuehre_aus("cmake", "-G", "Ninja", "-S", os.path.join(WURZEL, "examples", "library"), "-B", bau,
+                          f"-DCMAKE_PREFIX_PATH={self.usr}", "-DCMAKE_CXX_FLAGS=-Werror")
+        pakete.fuehre_aus("cmake", "--build", bau)
+        for name in ("clean-wav", "clean-wav-static"):
+            with self.subTest(programm=name):
+                self.ist_gereinigt(os.path.join(bau, name))
+
+    def test_bibliothek_ueber_pkg_config(self):
+        umgebung = {"PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig")}
+        worte = pakete.fuehre_aus("pkg-config", "--cflags", "--libs", "hallkorb-audio", umgebung=umgebung).split()
+        programm = os.path.join(self.ordner, "clean-pkg")
+        pakete.fuehre_aus("c++", "-std=c++20", "-Wall", "-Wextra", "-Werror",
+                          os.path.join(WURZEL, "examples", "library", "clean.cpp"), *worte, "-o", programm)
+        self.ist_gereinigt(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
+
+    def test_kopf_ist_c(self):
+        quelle = os.path.join(self.ordner, "kopf.c")
+        with open(quelle, "w", encoding="ascii") as datei:
+            datei.write("#include <hallkorb/audio.h>\nint main(void) { return hallkorb_echo_finish(0) - HALLKORB_INVALID; }\n")
+        programm = os.path.join(self.ordner, "kopf")
+        pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
+                          f"-I{self.usr}/include", quelle, f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+        pakete.fuehre_aus(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
+
+    def test_bibliothek_aus_python(self):
+        self.ist_gereinigt("/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py"),
+                           umgebung={"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")})
+
+    def test_nur_die_schnittstelle_ist_zu_sehen(self):
+        namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
+                                  os.path.join(self.lib, "libhallkorb-audio.so.0")).split()
+        self.assertIn("hallkorb_echo_new", namen)
+        self.assertEqual([name for name in namen if not name.startswith("hallkorb_")], [])
+
+
+class Gepackt(unittest.TestCase):
+    """The packages' contents and what they ask for."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.halter = tempfile.TemporaryDirectory()
+        cls.pakete = pakete.baue(WURZEL, cls.halter.name)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.halter.cleanup()
+
+    def paket(self, anfang, endung):
+        (pfad,) = [pfad for pfad in self.pakete
+                   if os.path.basename(pfad).startswith(anfang) and pfad.endswith(endung)]
+        return pfad
+
+    def pruefe_namen(self, namen):
+        self.assertIn("/usr/bin/hallkorb", namen)
+        self.assertIn("/usr/bin/hallkorb-sitzung", namen)
+        for seite in SEITEN:
+            self.assertIn(f"/usr/share/man/{seite}.gz", namen)
+            self.assertNotIn(f"/usr/share/man/{seite}", namen)
+
+    def test_deb(self):
+        pfad = self.paket("hallkorb_", ".deb")
+        with tempfile.TemporaryDirectory() as ordner:
+            pakete.fuehre_aus("dpkg-deb", "-x", pfad, ordner)
+            namen = {os.path.join(ort, name).removeprefix(ordner)
+                     for ort, _, dateien in os.walk(ordner) for name in dateien}
+            with gzip.open(os.path.join(ordner, "usr/share/man/man1/hallkorb.1.gz")) as seite:
+                self.assertIn(b".SH NAME", seite.read())
+        self.pruefe_namen(namen)
+        noetig = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Depends")
+        empfohlen = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Recommends")
+        for wort in ("libc6 ", "libpipewire-0.3-0", "libavutil", "libswresample"):
+            self.assertIn(wort, noetig)
+        for wort in ("libavcodec", "libavformat", "libswscale", "libxcb1 ", "libxcb-res0", "libxau6", "ffmpeg"):
+            self.assertIn(wort, empfohlen)
+            self.assertNotIn(wort, noetig)
+        for name in ("libhallkorb-audio.so", "libhallkorb-audio.a"):
+            self.assertNotIn(name, "".join(namen))
+
+    def test_spaet_geladene_sind_genannt(self):
+        namen = set()
+        for quelle in glob.glob(os.path.join(WURZEL, "platform", "linux", "**", "*.cpp"), recursive=True):
+            with open(quelle, encoding="utf-8") as datei:
+                namen |= set(re.findall(r'Bibliothek bibliothek\("(lib[^"]+\.so\.\d*)"', datei.read()))
+        genannt = pakete.fuehre_aus("rpm", "-qp", "--requires", "--recommends", self.paket("hallkorb-0", ".rpm"))
+        self.assertGreaterEqual(len(namen), 13)
+        self.assertEqual([name for name in sorted(namen) if name not in genannt], [])
+
+    def test_stueckliste(self):
+        text = stueckliste.mache("1.2.3", "abc", 0, os.path.join(WURZEL, "LICENSE"), self.pakete)
+        liste = json.loads(text)
+        self.assertEqual((liste["spdxVersion"], liste["creationInfo"]["created"]),
+                         ("SPDX-2.3", "1970-01-01T00:00:00Z"))
+        kennungen = [paket["SPDXID"] for paket in liste["packages"]]
+        self.assertEqual(len(kennungen), len(set(kennungen)))
+        for kennung in kennungen:
+            self.assertRegex(kennung, r"^SPDXRef-[A-Za-z0-9.-]+$")
+        for beziehung in liste["relationships"]:
+            self.assertIn(beziehung["spdxElementId"], [*kennungen, "SPDXRef-DOCUMENT"])
+            self.assertIn(beziehung["relatedSpdxElement"], kennungen)
+        namen = {paket["name"]: paket for paket in liste["packages"]}
+        noetig = pakete.fuehre_aus("dpkg-deb", "-f", self.paket("hallkorb_", ".deb"), "Depends")
+        for wort in noetig.split(","):
+            self.assertIn(wort.split()[0], namen)
+        self.assertEqual(namen["libutf8proc-dev"]["licenseDeclared"], "MIT AND Unicode-DFS-2015")
+        with self.assertRaises(ValueError):
+            stueckliste.lizenz("libunknown1")
+
+    def test_rpm(self):
+        pfad = self.paket("hallkorb-0", ".rpm")
+        self.pruefe_namen(pakete.fuehre_aus("rpm", "-qpl", pfad).split("\n"))
+        noetig = pakete.fuehre_aus("rpm", "-qp", "--requires", pfad)
+        empfohlen = pakete.fuehre_aus("rpm", "-qp", "--recommends", pfad)
+        self.assertIn("libc.so.6", noetig)
+        self.assertIn("libpipewire-0.3.so.0", noetig)
+        self.assertIn("libavcodec.so", empfohlen)
+        self.assertNotIn("libavcodec.so", noetig)
+        entwickler = pakete.fuehre_aus("rpm", "-qpl", self.paket("hallkorb-audio-devel", ".rpm")).split()
+        self.assertIn("/usr/lib64/pkgconfig/hallkorb-audio.pc", entwickler)
+
+
+def hauptteil():
+    lauf = unittest.main(argv=[sys.argv[0], *sys.argv[1:]], exit=False).result
+    gescheitert = len({getattr(fall, "test_case", fall).id() for fall, _ in lauf.failures + lauf.errors})
+    print(f"{lauf.testsRun - gescheitert} passed, {gescheitert} failed")
+    return 1 if gescheitert or not lauf.testsRun else 0
+
+
+if __name__ == "__main__":
+    prozesse.beaufsichtigt(hauptteil)
