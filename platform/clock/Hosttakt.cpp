@@ -29,9 +29,9 @@ void Hosttakt::nimm(const PcmBlock& roh) {
     weiter_(roh);
     return;
   }
+  if (laeuft_ && format_ != roh.format) leere();
+  if (!laeuft_) richteEin(roh.format);
   const PcmBlock block = geheilt(roh);
-  if (laeuft_ && format_ != block.format) leere();
-  if (!laeuft_) richteEin(block.format);
 
   if (anzahl_ > 0) {
     while (anzahl_ > 0 && !hatPlatz(block))
@@ -68,6 +68,7 @@ void Hosttakt::richteEin(const PcmFormat& format) {
   if (format_ == format) return;
   format_ = format;
   speicher_.assign(wartendeFrames(format.rate) * format.channels, 0.0F);
+  heil_.reserve(std::size_t{Gleichlauf::STUECK} * format.channels);
 }
 
 bool Hosttakt::hatPlatz(const PcmBlock& block) {

@@ -16,7 +16,7 @@
 // when no block has come for a while. A change of the format is noticed here.
 //
 // One thread at a time, the capture's; no lock. Memory is asked for only with the first block of a
-// format, and for one that has to be copied as above.
+// format, and for one to be copied as above that is longer than any cycle in use.
 #pragma once
 
 #include <array>

@@ -10,9 +10,11 @@
 // duration of all blocks before it. Blocks within TOLERANZ of the stream's level are in place and
 // decided at once. One that is later waits, up to GEDULD and for MINDESTENS blocks: if one of those
 // that follow is in place, nothing can be missing before it and the stamp was false; otherwise
-// sound was lost, and this is the first block after it. Stamps are never early by mistake, so an
-// early one is accepted at once. For the same reason a stream begins at the smallest deviation of
-// its first blocks.
+// sound was lost, and this is the first block after it. That holds however late it is: a single
+// block that is 0.2 s or 5 s late among others in place has a false stamp, since the durations show
+// that nothing is missing. Only one after which none comes in place is a loss. Stamps are never
+// early by mistake, so an early one is accepted at once. For the same reason a stream begins at the
+// smallest deviation of its first blocks.
 //
 // Times are seconds on the clock of hostSekunden(). One thread at a time; no lock, no allocation.
 #pragma once

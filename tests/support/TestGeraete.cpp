@@ -2,7 +2,7 @@
 //
 //   testgeraete [--sink NAME] [--sink-ppm P] [--source NAME] [--source-ppm P] [--prio N]
 //               [--delay MS] [--gain G] [--near FILE.f32] [--wander US] [--pace MS]
-//               [--lose-every S] [--misstamp-every S[:N]]
+//               [--latency N] [--lose-every S] [--misstamp-every S[:N]]
 //
 // Sample n of a device belongs to the moment t0 + n / (48000 (1 + P / 1e6)). If the graph makes a
 // device the driver, its timer runs the graph at that speed, as a null sink's does at the
@@ -15,6 +15,9 @@
 //   --wander US         stamps waver by that much (rms, within 5 s), as those of a coarse pointer
 //   --pace MS           after a stall of the machine cycles are caught up one by one, at least
 //                       that far apart, so that no client loses blocks
+//   --latency N         the microphone reports N graph cycles as its latency (0, reports none), as
+//   a
+//                       sound card's driver does
 //   --lose-every S      every S seconds, half a second after a full one, the microphone loses 2048
 //                       samples: the stamps jump, the graph's count does not, as after an overrun
 //   --misstamp-every S[:N]
@@ -25,6 +28,7 @@
 // and false stamps there were, and t0.
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
+#include <spa/param/latency-utils.h>
 #include <spa/utils/dll.h>
 
 #include <algorithm>
@@ -50,6 +54,7 @@ namespace {
 constexpr double RATE = 48000.0;
 constexpr std::uint32_t VERLUST = 2048;  // samples
 constexpr double HOECHSTENS = 10.0;      // s of a stall that --pace catches up
+constexpr double MINDESTENS = 0.003;     // s for the clients' turn if a cycle is late
 
 [[noreturn]] void gibAuf(const std::string& grund) {
   std::cerr << "testgeraete: " << grund << "\n";
@@ -73,6 +78,7 @@ struct Wunsch {
   std::vector<float> nah;
   double wandern = 0.0;
   double abstand = 0.0;
+  float zyklen = 0.0F;
   double verlustAlle = 0.0;
   double falschAlle = 0.0;
   int falscheFolge = 1;
@@ -173,6 +179,7 @@ class Geraet {
   void verarbeite();
   void wecker();
   void treibe(double zeit);
+  void behalteRest();
   void stempele(double zeit, std::uint32_t dauer);
   void stelle(double zeit);
 
@@ -187,6 +194,8 @@ class Geraet {
   spa_io_position* lage_ = nullptr;
   spa_io_rate_match* angleich_ = nullptr;
   bool laeuft_ = false;
+  bool quelle_ = false;
+  std::uint32_t gefahren_ = 0;  // length of the cycle under way or just done; 0: none
   double wann_ = 0.0;           // the next cycle, as a driver
   std::uint64_t hardware_ = 0;  // samples by then
   std::uint64_t gezaehlt_ = 0;  // the graph's count
@@ -219,7 +228,11 @@ const pw_stream_events Geraet::EREIGNISSE = [] {
     if (id == SPA_IO_RateMatch) g.angleich_ = static_cast<spa_io_rate_match*>(ort);
   };
   e.process = [](void* selbst) { static_cast<Geraet*>(selbst)->verarbeite(); };
-  e.trigger_done = [](void* selbst) { static_cast<Geraet*>(selbst)->unterwegs_ = 0.0; };
+  e.trigger_done = [](void* selbst) {
+    auto& g = *static_cast<Geraet*>(selbst);
+    g.unterwegs_ = 0.0;
+    g.behalteRest();
+  };
   return e;
 }();
 
@@ -242,10 +255,17 @@ void Geraet::erstelle(pw_core* core, pw_loop* faden, bool quelle) {
   std::array<std::uint8_t, 1024> platz{};
   spa_pod_builder bauer{};
   spa_pod_builder_init(&bauer, platz.data(), static_cast<std::uint32_t>(platz.size()));
-  const spa_pod* param = spa_format_audio_raw_build(&bauer, SPA_PARAM_EnumFormat, &info);
+  quelle_ = quelle;
+  spa_latency_info latenz{};
+  latenz.direction = SPA_DIRECTION_OUTPUT;
+  latenz.min_quantum = latenz.max_quantum = wunsch_.zyklen;
+  std::array<const spa_pod*, 2> params{
+      spa_format_audio_raw_build(&bauer, SPA_PARAM_EnumFormat, &info),
+      spa_latency_build(&bauer, SPA_PARAM_Latency, &latenz)};
+  const std::uint32_t zahl = quelle && wunsch_.zyklen > 0 ? 2 : 1;
   const int flags = PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS;
   if (pw_stream_connect(stream_, quelle ? PW_DIRECTION_OUTPUT : PW_DIRECTION_INPUT, PW_ID_ANY,
-                        static_cast<pw_stream_flags>(flags), &param, 1) < 0) {
+                        static_cast<pw_stream_flags>(flags), params.data(), zahl) < 0) {
     gibAuf("no connection for " + name_);
   }
   faden_ = faden;
@@ -259,6 +279,20 @@ void Geraet::erstelle(pw_core* core, pw_loop* faden, bool quelle) {
 void Geraet::stelle(double zeit) {
   timespec wann{static_cast<std::time_t>(zeit), static_cast<long>((zeit - std::floor(zeit)) * 1e9)};
   pw_loop_update_timer(faden_, wecker_, &wann, nullptr, true);
+}
+
+// The graph makes a cycle shorter when the device has already filled it; clients then get its
+// beginning. As in a sound card's buffer the rest stays for the next cycle, which is due earlier.
+void Geraet::behalteRest() {
+  if (!quelle_ || gefahren_ == 0 || lage_ == nullptr) return;
+  const auto dauer = static_cast<std::uint32_t>(lage_->clock.duration);
+  if (dauer == 0 || dauer >= gefahren_) return;
+  const std::uint32_t rest = gefahren_ - dauer;
+  gefahren_ = dauer;
+  hardware_ -= rest;
+  naechste_ -= rest;
+  wann_ = zeitVon(static_cast<double>(hardware_));
+  stelle(wann_);
 }
 
 void Geraet::wecker() {
@@ -282,6 +316,7 @@ void Geraet::wecker() {
     wann_ = zeitVon(static_cast<double>(hardware_));
     return stelle(wann_);
   }
+  behalteRest();
   treibe(wann_);
 }
 
@@ -289,13 +324,21 @@ void Geraet::wecker() {
 void Geraet::treibe(double zeit) {
   const auto dauer = static_cast<std::uint32_t>(lage_->clock.duration != 0 ? lage_->clock.duration
                                                                            : std::uint64_t{1024});
+  // A longer cycle than those before is due only when its samples are there.
+  if (const double da = static_cast<double>(hardware_) - static_cast<double>(naechste_);
+      quelle_ && gueltig_ && da < dauer) {
+    hardware_ += dauer - static_cast<std::uint32_t>(std::max(da, 0.0));
+    wann_ = zeitVon(static_cast<double>(hardware_));
+    return stelle(wann_);
+  }
   stempele(zeit, dauer);
   wann_ = zeitVon(static_cast<double>(hardware_ + dauer));
   uhr_->next_nsec = static_cast<std::uint64_t>(wann_ * 1e9);
   unterwegs_ = jetzt();
   pw_stream_trigger_process(stream_);
   hardware_ += dauer;
-  stelle(std::max(wann_, jetzt() + wunsch_.abstand));
+  gefahren_ = dauer;
+  stelle(std::max(wann_, jetzt() + std::max(wunsch_.abstand, MINDESTENS)));
 }
 
 void Geraet::stempele(double zeit, std::uint32_t dauer) {
@@ -330,6 +373,7 @@ void Geraet::verarbeite() {
     if (treibt != treibt_) {
       treibt_ = treibt;
       gueltig_ = false;
+      gefahren_ = 0;
       spa_dll_init(&regler_);
       if (angleich_ != nullptr) {
         angleich_->rate = 1.0;
@@ -387,8 +431,9 @@ class Mikrofon final : public Geraet {
   void takt(pw_buffer& puffer, double stand, std::uint32_t dauer) override {
     const spa_data& daten = puffer.buffer->datas[0];
     auto* samples = static_cast<float*>(daten.data);
+    // After a change of the length what is requested is the old one for a cycle.
     const auto verlangt =
-        static_cast<std::uint32_t>(puffer.requested != 0 ? puffer.requested : dauer);
+        treibt_ || puffer.requested == 0 ? dauer : static_cast<std::uint32_t>(puffer.requested);
     const std::uint32_t frames = std::min<std::uint32_t>(verlangt, daten.maxsize / sizeof(float));
     const double vorrat = stand - static_cast<double>(naechste_);
     if (!gueltig_ || vorrat < frames || vorrat > 6.0 * dauer) {
@@ -459,6 +504,8 @@ Wunsch lies(int argc, char** argv) {
       w.wandern = zahl / 1e6;
     else if (name == "--pace")
       w.abstand = zahl / 1000;
+    else if (name == "--latency")
+      w.zyklen = static_cast<float>(zahl);
     else if (name == "--lose-every")
       w.verlustAlle = zahl;
     else if (name == "--misstamp-every") {

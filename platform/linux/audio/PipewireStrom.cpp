@@ -1,5 +1,6 @@
 #include "platform/linux/audio/PipewireStrom.h"
 
+#include <spa/node/io.h>
 #include <spa/param/audio/format-utils.h>
 #include <unistd.h>
 
@@ -49,6 +50,11 @@ const pw_stream_events PipewireStrom::EREIGNISSE = [] {
   };
   ereignisse.param_changed = [](void* selbst, std::uint32_t id, const spa_pod* param) {
     if (id == SPA_PARAM_Format) static_cast<PipewireStrom*>(selbst)->format(param);
+  };
+  ereignisse.io_changed = [](void* selbst, std::uint32_t id, void* ort, std::uint32_t) {
+    if (id == SPA_IO_Position)
+      static_cast<PipewireStrom*>(selbst)->lage_.store(static_cast<spa_io_position*>(ort),
+                                                       std::memory_order_release);
   };
   ereignisse.process = [](void* selbst) { static_cast<PipewireStrom*>(selbst)->verarbeite(); };
   return ereignisse;
@@ -102,6 +108,8 @@ void PipewireStrom::zustand(pw_stream_state neu, const char* fehler) {
   } else if (neu == PW_STREAM_STATE_UNCONNECTED) {
     if (!ende_) ende_ = "unconnected";
   } else {
+    // What follows a pause may come from another device.
+    if (neu == PW_STREAM_STATE_PAUSED) wegUnbekannt_.store(true, std::memory_order_release);
     return;
   }
   wecker_.wecke();
@@ -125,10 +133,28 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) {
   // holds counts in one or the other, depending on the library's version; the wrong choice is 74 us
   // off with a graph at 44.1 kHz and 302 us at 96 kHz.
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
-  if (!ersteDauer_) ersteDauer_ = frames / rate;
-  const double weg = std::max(static_cast<double>(stand.delay) * takt, *ersteDauer_);
+  const double dauer = frames / rate;
+  const spa_io_position* lage = lage_.load(std::memory_order_acquire);
+  merkeWeg(static_cast<double>(stand.delay) * takt,
+           lage != nullptr ? static_cast<double>(lage->clock.duration) * takt : dauer, dauer);
   const double gehalten = static_cast<double>(stand.buffered) * (zaehltFrames_ ? 1.0 / rate : takt);
-  return static_cast<double>(stand.now) * NANO - weg - gehalten;
+  return static_cast<double>(stand.now) * NANO - *weg_ - gehalten;
+}
+
+// The delay that a device reports is one cycle of the graph and some more, or 0. When another
+// application shortens the cycles, what the device has captured is still delivered, only in shorter
+// pieces: the way stays as long as it was, whatever is reported. Longer cycles make it longer, with
+// the first block that is longer, since that is complete only after its duration. A change of the
+// delay without one of the cycle is believed.
+void PipewireStrom::merkeWeg(double gemeldet, double zyklus, double dauer) {
+  if (wegUnbekannt_.exchange(false, std::memory_order_acquire) || !weg_) {
+    weg_ = std::max(gemeldet, dauer);
+  } else if (zyklus == zyklus_) {
+    *weg_ += std::max(gemeldet, zyklus) - std::max(gemeldet_, zyklus);
+  }
+  if (gemeldet >= zyklus) weg_ = std::max(*weg_, gemeldet - zyklus + std::min(dauer, zyklus));
+  gemeldet_ = gemeldet;
+  zyklus_ = zyklus;
 }
 
 void PipewireStrom::verarbeite() {

@@ -60,6 +60,7 @@ class PipewireStrom {
   void verarbeite();                                                            // real-time thread
   void uebernimm(const spa_buffer& puffer);                                     // real-time thread
   [[nodiscard]] std::optional<double> zeit(std::uint32_t frames, double rate);  // the same
+  void merkeWeg(double gemeldet, double zyklus, double dauer);                  // the same
 
   static const pw_stream_events EREIGNISSE;
 
@@ -72,7 +73,12 @@ class PipewireStrom {
   // it; 0 while there is none.
   std::atomic<std::uint64_t> format_{0};
   std::atomic<pid_t> datenfaden_{0};
-  std::optional<double> ersteDauer_;  // s, of the first block; the real-time thread's own
+  std::atomic<const spa_io_position*> lage_{nullptr};  // the graph's; absent while there is none
+  std::atomic<bool> wegUnbekannt_{true};
+  // The real-time thread's own, in seconds.
+  std::optional<double> weg_;  // from a block's first frame to the moment that the graph gives on
+  double gemeldet_ = 0.0;      // the device's delay with the last block
+  double zyklus_ = 0.0;        // of the graph, with the last block
   spa_hook haken_{};
   pw_stream* stream_ = nullptr;
 };

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 #include "platform/clock/Hosttakt.h"
@@ -44,7 +45,10 @@ namespace hallkorb {
 namespace {
 
 TEST(TaktSpeicher, IsNotAskedForOnceAStreamHasBegun) {
-  Kristall geraet({.ppm = 150, .kanaele = 2}, [](double) { return 0.25; });
+  bool keineZahl = false;
+  Kristall geraet({.ppm = 150, .kanaele = 2}, [&keineZahl](double) {
+    return keineZahl ? std::numeric_limits<double>::quiet_NaN() : 0.25;
+  });
   geraet.laenge(8192);
   (void)geraet.naechster();  // its own buffer has its size by now
   std::uint64_t heraus = 0;
@@ -58,10 +62,11 @@ TEST(TaktSpeicher, IsNotAskedForOnceAStreamHasBegun) {
   gib(geraet.naechster());
   EXPECT_GT(darin, 0);
   darin = 0;
-  // Drift, false stamps, losses, early stamps, long and short blocks, a pause.
+  // Drift, false stamps, losses, early stamps, long and short blocks, some of no numbers, a pause.
   for (int i = 0; i < 4000; ++i) {
     geraet.laenge(i / 500 % 2 == 0 ? 1024 : i / 500 % 3 == 0 ? 8192 : 64);
     if (i % 400 == 399) geraet.verliere(4000);
+    keineZahl = i % 61 == 0;
     gib(i % 90 < 2     ? geraet.falscher(0.02)
         : i % 777 == 5 ? geraet.falscher(-0.02)
                        : geraet.naechster());

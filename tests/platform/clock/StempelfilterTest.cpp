@@ -159,6 +159,19 @@ TEST(Stempelfilter, TakesALongLatenessForALoss) {
   EXPECT_NEAR(strom.orte[0].sprung, 5.0, 1e-9);
 }
 
+TEST(Stempelfilter, TakesASingleBlockForFalseHoweverLateItIs) {
+  for (const double spaet : {0.2, 5.0}) {
+    Strom strom;
+    EXPECT_EQ(strom.gib(spaet), 0U);
+    EXPECT_EQ(strom.gib(0.0), 2U);
+    ASSERT_EQ(strom.orte.size(), 2U);
+    for (std::size_t i = 0; i < 2; ++i) {
+      EXPECT_NEAR(strom.ms(i), 0.0, 1e-6);
+      EXPECT_EQ(strom.orte[i].sprung, 0.0);
+    }
+  }
+}
+
 TEST(Stempelfilter, DecidesByWhatIsThereAtTheEnd) {
   Strom falsch;
   falsch.gib(0.02);
