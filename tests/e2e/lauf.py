@@ -7,6 +7,7 @@ deadline after which the test fails and shows what was there instead.
 import json
 import os
 import signal
+import stat
 import struct
 import subprocess
 import sys
@@ -369,3 +370,34 @@ class Fall(unittest.TestCase):
     def dateien(self, anfang="", ordner=None):
         ordner = ordner or self.aufnahme
         return sorted(name for name in os.listdir(ordner) if name.startswith(anfang))
+
+    def pruefe_nie_halb(self, ordner):
+        """Each chunk is whole at the first sight of its name."""
+        gesehen = set()
+
+        def sieh_nach():
+            for name in self.dateien("chunk_", ordner):
+                if name not in gesehen:
+                    gesehen.add(name)
+                    signale.lies_ganz(os.path.join(ordner, name))
+            return len(gesehen) >= 8
+
+        sitzung.warte_bis(sieh_nach, "8 chunks", schritt=0.0005)
+
+    def lege_roehre(self, ordner):
+        """A new folder in which a named pipe has the name of the first chunk of "me". Returns what holds the
+        chunk's line against the bytes that have come out of the pipe."""
+        os.makedirs(ordner)
+        roehre = os.path.join(ordner, "chunk_me_000.wav")
+        os.mkfifo(roehre)
+        leser = subprocess.Popen(["cat", roehre], stdout=subprocess.PIPE)
+        self.addCleanup(leser.kill)
+
+        def pruefe(satz):
+            inhalt = leser.communicate(timeout=FRIST)[0]
+            self.assertEqual(inhalt[:4], b"RIFF")
+            self.assertAlmostEqual(satz["t1"] - satz["t0"], (len(inhalt) - 44) / 2 / signale.ZIEL,
+                                   delta=0.0101)
+            self.assertTrue(stat.S_ISFIFO(os.stat(roehre).st_mode))
+
+        return pruefe

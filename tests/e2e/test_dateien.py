@@ -4,7 +4,6 @@ import contextlib
 import os
 import shutil
 import stat
-import subprocess
 
 import lauf
 import signale
@@ -106,35 +105,16 @@ class Dateien(lauf.Fall):
 
     def test_halbe_datei_nie_unter_ihrem_namen(self):
         aufnahme = self.laufend("--max", "1.5")
-        gesehen = set()
-
-        def sieh_nach():
-            for name in self.dateien("chunk_"):
-                if name not in gesehen:
-                    # Whole at the first sight of its name.
-                    gesehen.add(name)
-                    signale.lies_ganz(os.path.join(self.aufnahme, name))
-            return len(gesehen) >= 8
-
-        lauf.sitzung.warte_bis(sieh_nach, "8 chunks", schritt=0.0005)
+        self.pruefe_nie_halb(self.aufnahme)
         aufnahme.stoppe()
         self.assertEqual(self.dateien("."), [])
 
     def test_vorhandene_roehre_als_ziel(self):
-        os.makedirs(self.aufnahme)
-        roehre = os.path.join(self.aufnahme, "chunk_me_000.wav")
-        os.mkfifo(roehre)
-        leser = subprocess.Popen(["cat", roehre], stdout=subprocess.PIPE)
-        self.addCleanup(leser.kill)
+        pruefe = self.lege_roehre(self.aufnahme)
         aufnahme = self.laufend()
         aufnahme.chunk("me", ab_nummer=1)
         aufnahme.stoppe()
-        inhalt = leser.communicate(timeout=lauf.FRIST)[0]
-        self.assertEqual(inhalt[:4], b"RIFF")
-        satz = aufnahme.chunks("me")[0]
-        self.assertAlmostEqual(satz["t1"] - satz["t0"], (len(inhalt) - 44) / 2 / signale.ZIEL,
-                               delta=0.0101)
-        self.assertTrue(stat.S_ISFIFO(os.stat(roehre).st_mode))
+        pruefe(aufnahme.chunks("me")[0])
 
 
 # The names of the program's threads and of those of its libraries. One of them names a core dump.

@@ -110,6 +110,39 @@ class Wirt(drehbuch.MacFall):
                 self.pruefe_dateigroesse(aufnahme, kib << 10)
 
 
+    def test_halbe_datei_nie_unter_ihrem_namen(self):
+        aufnahme = self.beginne("--max", "1.5")
+        aufnahme.ereignis("started")
+        self.pruefe_nie_halb(aufnahme.ordner)
+        self.stoppe_ganz(aufnahme)
+        self.assertEqual(self.dateien(".", aufnahme.ordner), [])
+
+    def test_vorhandene_roehre_als_ziel(self):
+        ordner = os.path.join(self.ordner, "mit-roehre")
+        pruefe = self.lege_roehre(ordner)
+        aufnahme = self.beginne("--out", ordner)
+        aufnahme.ordner = ordner
+        aufnahme.ereignis("started")
+        aufnahme.chunk("me", 1, drehbuch.FRIST)
+        self.stoppe_ganz(aufnahme)
+        pruefe(aufnahme.chunks("me")[0])
+
+    def test_unsinnige_zahlen(self):
+        """The program does what they say, without hanging or eating memory."""
+        for argumente, chunks in ((("--rate", "0"), 0), (("--rate", "-5"), 0), (("--max", "0"), None),
+                                  (("--max", "-1"), None), (("--legacy-chunks", "--chunk", "0"), None),
+                                  (("--legacy-chunks", "--chunk", "-1"), 1)):
+            with self.subTest(argumente=argumente):
+                aufnahme = self.beginne(*argumente)
+                aufnahme.ereignis("started")
+                aufnahme.warte_aufnahme(2.0)
+                self.stoppe_ganz(aufnahme)
+                if chunks is None:
+                    self.assertTrue(aufnahme.chunks("me"))
+                else:
+                    self.assertEqual(len(aufnahme.chunks("me")), chunks)
+
+
 class Schreibschutz(drehbuch.MacFall):
     MIT_MOUNT = True
 
