@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -75,7 +76,7 @@ std::string pegelBalken(double db) {
   constexpr double LEISESTES = -60.0;
   constexpr std::size_t STRICHE = 20;
   const double anteil = std::clamp((db - LEISESTES) / -LEISESTES, 0.0, 1.0);
-  const auto voll = static_cast<std::size_t>(anteil * STRICHE + 0.5);
+  const auto voll = static_cast<std::size_t>(std::lround(anteil * STRICHE));
   return "[" + std::string(voll, '#') + std::string(STRICHE - voll, '.') + "]" +
          formatiert("%4.0f dBFS", db);
 }
