@@ -17,6 +17,7 @@ import unittest
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import einzeltests  # noqa: E402
 import pakete  # noqa: E402
 import prozesse  # noqa: E402
 
@@ -114,12 +115,5 @@ class Freigabe(unittest.TestCase):
             pakete.fuehre_aus("ruby", "-c", os.path.join(self.ort, "packaging", "hallkorb.rb.in"))
 
 
-def hauptteil():
-    lauf = unittest.main(argv=[sys.argv[0], *sys.argv[1:]], exit=False).result
-    gescheitert = len({getattr(fall, "test_case", fall).id() for fall, _ in lauf.failures + lauf.errors})
-    print(f"{lauf.testsRun - gescheitert} passed, {gescheitert} failed")
-    return 1 if gescheitert or not lauf.testsRun else 0
-
-
 if __name__ == "__main__":
-    prozesse.beaufsichtigt(hauptteil)
+    prozesse.beaufsichtigt(einzeltests.lauf)

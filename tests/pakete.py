@@ -21,6 +21,7 @@ import wave
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import einzeltests  # noqa: E402
 import pakete  # noqa: E402
 import prozesse  # noqa: E402
 import stueckliste  # noqa: E402
@@ -223,12 +224,5 @@ class Gepackt(unittest.TestCase):
         self.assertIn("/usr/lib64/pkgconfig/hallkorb-audio.pc", entwickler)
 
 
-def hauptteil():
-    lauf = unittest.main(argv=[sys.argv[0], *sys.argv[1:]], exit=False).result
-    gescheitert = len({getattr(fall, "test_case", fall).id() for fall, _ in lauf.failures + lauf.errors})
-    print(f"{lauf.testsRun - gescheitert} passed, {gescheitert} failed")
-    return 1 if gescheitert or not lauf.testsRun else 0
-
-
 if __name__ == "__main__":
-    prozesse.beaufsichtigt(hauptteil)
+    prozesse.beaufsichtigt(einzeltests.lauf)

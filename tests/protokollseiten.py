@@ -15,6 +15,7 @@ import unittest
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
+import einzeltests  # noqa: E402
 import handbuch  # noqa: E402
 import schema  # noqa: E402
 
@@ -164,13 +165,5 @@ class Typen(unittest.TestCase):
                           "video_wechsel": gefunden["video_start"]}, self.soll())
 
 
-def hauptteil():
-    ergebnis = unittest.TextTestRunner(stream=sys.stdout, verbosity=0).run(
-        unittest.defaultTestLoader.loadTestsFromModule(sys.modules[__name__]))
-    schlecht = len(ergebnis.failures) + len(ergebnis.errors)
-    print(f"{ergebnis.testsRun - schlecht} passed, {schlecht} failed")
-    return 0 if ergebnis.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(hauptteil())
+    sys.exit(einzeltests.lauf())
