@@ -110,8 +110,8 @@ if(NOT HALLKORB_MACOS AND NOT CMAKE_CROSSCOMPILING)
       /usr/${CMAKE_INSTALL_LIBDIR} /usr/${CMAKE_INSTALL_LIBDIR}/cmake
       /usr/${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   # A package names a library by what it provides, so that no distribution's package names are needed. The
-  # names go in as lines of rpm's own description, which has no variable for recommendations. The other lines keep the
-  # clock and the machine's name out of the package.
+  # names go in as lines of rpm's own description, which has no variable for recommendations. The other
+  # lines keep the clock and the machine's name out of the package.
   set(wort "()")
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     set(wort "()(64bit)")

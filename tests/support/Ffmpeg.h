@@ -14,6 +14,12 @@ struct VideoPaket {
   bool schluesselbild = false;
 };
 
+// What every film's stream is, whichever encoder made it.
+inline const std::map<std::string, std::string> STROM = {
+    {"codec_name", "h264"},      {"profile", "Main"},      {"pix_fmt", "yuv420p"},
+    {"color_range", "tv"},       {"color_space", "bt709"}, {"color_primaries", "bt709"},
+    {"color_transfer", "bt709"}, {"has_b_frames", "0"}};
+
 // The properties of the file's only stream, and "format.…" for those of the file.
 [[nodiscard]] std::map<std::string, std::string> videoEigenschaften(const std::string& pfad);
 [[nodiscard]] std::vector<VideoPaket> videoPakete(const std::string& pfad);

@@ -58,16 +58,10 @@ TEST_F(H264Schreiber, IsAnOrdinaryMp4WithTheStreamThatWasAskedFor) {
   ASSERT_TRUE(schreiber_.schliesseAb(BASIS + 6.0));
   EXPECT_FALSE(schreiber_.fehler());
   auto ist = videoEigenschaften(pfad_);
-  EXPECT_EQ(ist["codec_name"], "h264");
-  EXPECT_EQ(ist["profile"], "Main");
+  for (const auto& [name, wert] : STROM)
+    EXPECT_EQ(ist[name], wert) << name;
   EXPECT_EQ(ist["width"], "1280");
   EXPECT_EQ(ist["height"], "800");
-  EXPECT_EQ(ist["pix_fmt"], "yuv420p");
-  EXPECT_EQ(ist["color_range"], "tv");
-  EXPECT_EQ(ist["color_space"], "bt709");
-  EXPECT_EQ(ist["color_primaries"], "bt709");
-  EXPECT_EQ(ist["color_transfer"], "bt709");
-  EXPECT_EQ(ist["has_b_frames"], "0");
   EXPECT_EQ(ist["nb_frames"], "75");
   EXPECT_EQ(ist["nb_read_packets"], "75");
   EXPECT_NEAR(std::stod(ist["format.duration"]), 6.0, 0.002);
