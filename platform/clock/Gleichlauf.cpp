@@ -18,6 +18,7 @@ void Gleichlauf::nimm(const PcmBlock& block, const Stempelfilter::Ort& ort) {
   const double wartend = regler_.greiftEin() ? werte_.wartend() : 0.0;
   const double platz = *zeit_ + wartend * (1 + regler_.verhaeltnis()) / format_.rate;
   regler_.schritt(block.dauer(), ort.gemessen ? std::optional(*ort.zeit - platz) : std::nullopt);
+  if (const double rueckstand = regler_.nimmRueckstand(); rueckstand != 0) spuele(rueckstand);
   if (regler_.greiftEin()) {
     strecke(block);
     return;
@@ -41,7 +42,8 @@ void Gleichlauf::beginne(double zeit) {
   zeit_ = zeit;
 }
 
-// Sound was lost: hand on what came before, then move to the new place.
+// Sound was lost, or the device is too far off: hand on what came before, then move to the new
+// place.
 void Gleichlauf::spuele(double sprung) {
   if (regler_.greiftEin()) {
     werte_.nimmEnde();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace hallkorb {
 namespace {
@@ -50,12 +51,17 @@ void Taktregler::beobachte(double dauer, double abweichung) {
   greiftEin_ = true;
   frequenz_ = verhaeltnis_ = std::clamp(weg / seit, -HOECHSTENS, HOECHSTENS);
   versatz_ = mittel_ + frequenz_ * TAU;  // the mean lags behind by this much
+  if (std::abs(versatz_) > RUECKSTAND) rueckstand_ = std::exchange(versatz_, 0.0);
   mittel_ = 0.0;
   bandbreite_ = std::clamp(1 / (VERENGUNG * zeit_), SCHMAL, BREIT);
 }
 
 void Taktregler::regle(double dauer, double fehler) {
   mittel_ += anteil(dauer, TAU) * (fehler - mittel_);
+  if (std::abs(mittel_) > RUECKSTAND) {
+    rueckstand_ = fehler;
+    mittel_ = 0.0;
+  }
   stelleBandbreite(dauer);
   const double w = 2 * std::numbers::pi * bandbreite_;
   const double begrenzt = std::clamp(fehler, -GROESSTER_FEHLER, GROESSTER_FEHLER);

@@ -14,10 +14,15 @@
 // that another crystal has taken over. The effect of one block is limited, so the ratio never moves
 // by an audible step (0.04 % are 0.7 cent).
 //
+// Some devices are further off than any crystal: the sound card of a virtual machine, sound that
+// comes over a network. What the loop cannot follow is reported as soon as its mean error reaches
+// RUECKSTAND, so that the stream moves by it and stays beside the clock.
+//
 // Seconds and ratios. One thread at a time; no lock, no allocation.
 #pragma once
 
 #include <optional>
+#include <utility>
 
 namespace hallkorb {
 
@@ -27,6 +32,7 @@ class Taktregler {
   static constexpr double BREIT = 0.1;         // Hz
   static constexpr double SCHMAL = 0.005;      // Hz
   static constexpr double HOECHSTENS = 0.001;  // of the ratio: no crystal is that far off
+  static constexpr double RUECKSTAND = 0.003;  // s
 
   // The next block, `dauer` long. `abweichung` is its stamp less the place that it would get;
   // absent for a block without a true stamp.
@@ -36,6 +42,9 @@ class Taktregler {
   [[nodiscard]] bool greiftEin() const { return greiftEin_; }
   // The duration of a captured second on the host's clock, less 1.
   [[nodiscard]] double verhaeltnis() const { return verhaeltnis_; }
+  // Seconds by which the stream has to move before this block, later if positive; 0 nearly always.
+  // Handed out once.
+  [[nodiscard]] double nimmRueckstand() { return std::exchange(rueckstand_, 0.0); }
 
  private:
   void beobachte(double dauer, double abweichung);
@@ -52,6 +61,7 @@ class Taktregler {
   // From then on.
   bool greiftEin_ = false;
   double versatz_ = 0.0;  // the deviation that stays
+  double rueckstand_ = 0.0;
   double bandbreite_ = BREIT;
   double geglaettet_ = 0.0;  // the loop's error behind the low-pass
   double frequenz_ = 0.0;    // the loop's integral

@@ -325,6 +325,26 @@ TEST(Hosttakt, FollowsAnotherCrystalBehindTheSameDevice) {
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.002) << s;
 }
 
+// Sound cards of virtual machines and sound from a network: no stretching could follow them.
+TEST(Hosttakt, StaysBesideTheClockWithADeviceThatIsFarOff) {
+  for (const double ppm : {1500.0, -1500.0, 3000.0, -3000.0, 6000.0, -6000.0}) {
+    SCOPED_TRACE(ppm);
+    Kanal kanal;
+    Kristall geraet({.ppm = ppm}, klick);
+    double weitester = 0.0;
+    while (geraet.zeit() < ERSTE + 120) {
+      kanal.takt.nimm(geraet.naechster());
+      if (geraet.zeit() < ERSTE + 5) continue;
+      const double ende = NULLZEIT + static_cast<double>(kanal.ton.size()) / RATE;
+      weitester = std::max(weitester, std::abs(ende - geraet.zeit()));
+    }
+    EXPECT_LT(weitester, 0.012);
+    // It is the timeline that says so: what is too much is dropped, what is missing is silence.
+    EXPECT_EQ(kanal.zeit.luecken > 0, ppm < 0);
+    EXPECT_EQ(kanal.zeit.ueberlappungen > 0, ppm > 0);
+  }
+}
+
 TEST(Hosttakt, LeavesAStepOfTheClockToTheTimeline) {
   for (const double schritt : {0.25, 3.0, -0.25}) {
     Kristall geraet({.ppm = 80}, klick);
