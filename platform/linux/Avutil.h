@@ -1,11 +1,10 @@
-// libavutil, loaded late (Bibliothek.h): what the resampler and the video share.
+// libavutil, loaded late (Bibliothek.h), as the codec libraries need it.
 //
 // Any thread, after ladeAvutil() has succeeded.
 #pragma once
 
 extern "C" {
 #include <libavutil/buffer.h>
-#include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 #include <libavutil/error.h>
 #include <libavutil/frame.h>
@@ -25,8 +24,7 @@ extern "C" {
   RUF(av_dict_set_int) RUF(av_frame_alloc) RUF(av_frame_free) RUF(av_frame_get_buffer)        \
   RUF(av_frame_unref) RUF(av_freep) RUF(av_hwdevice_ctx_create) RUF(av_hwframe_ctx_alloc)     \
   RUF(av_hwframe_ctx_init) RUF(av_hwframe_get_buffer) RUF(av_hwframe_transfer_data)           \
-  RUF(av_log_set_level) RUF(av_malloc) RUF(av_opt_set) RUF(av_opt_set_chlayout)               \
-  RUF(av_opt_set_double) RUF(av_opt_set_int) RUF(av_opt_set_sample_fmt) RUF(av_strerror)
+  RUF(av_log_set_level) RUF(av_malloc) RUF(av_opt_set) RUF(av_strerror)
 // clang-format on
 
 namespace hallkorb {

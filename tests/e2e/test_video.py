@@ -1,6 +1,8 @@
 """The meeting's window, found, followed and recorded by the whole program on a real screen."""
 
+import glob
 import os
+import re
 
 import film
 import lauf
@@ -203,6 +205,33 @@ class OhneKodierer(Fensterfall):
         aufnahme.stoppe()
         self.pruefe_ton(aufnahme)
         self.assertEqual(self.dateien("video"), [])
+
+
+class AndereBibliotheken(Fensterfall):
+
+    def test_ton_ohne_bild(self):
+        """FFmpeg of another major version than at the build, as after a distribution's upgrade."""
+        ordner = os.path.join(self.ordner, "bibliotheken")
+        os.mkdir(ordner)
+        muster = re.compile(r"(libswresample\.so)\.(\d+)$")
+        echte, *_ = {(wo, treffer[2]) for wo in ("/usr/lib", "/usr/lib64", *glob.glob("/usr/lib/*-linux-gnu"))
+                    if os.path.isdir(wo) for name in os.listdir(wo) if (treffer := muster.match(name))}
+        os.symlink(os.path.join(echte[0], f"libswresample.so.{echte[1]}"),
+                   os.path.join(ordner, f"libswresample.so.{int(echte[1]) + 1}"))
+        for name in (f"libswresample.so.{echte[1]}",
+                     *(f"lib{teil}.so.{nummer}" for teil, von in (("avcodec", 58), ("avformat", 58), ("swscale", 5))
+                       for nummer in range(von, von + 12))):
+            with open(os.path.join(ordner, name), "w", encoding="ascii"):
+                pass  # found first, and no library
+        self.bildschirm.umgebung["LD_LIBRARY_PATH"] = ordner
+        aufnahme = self.aufnehmen("--video-warten", "1")
+        del self.bildschirm.umgebung["LD_LIBRARY_PATH"]
+        self.oeffne("Zoom Meeting", ZOOM, "zoom")
+        aufnahme.meldung("Video-Start fehlgeschlagen: die Bibliothek lib")
+        aufnahme.warte_aufnahme(4.0)
+        self.assertEqual(aufnahme.diagnosen("Video-Start fehlgeschlagen"), 1, aufnahme.alles())
+        aufnahme.stoppe()
+        self.pruefe_ton(aufnahme)
 
 
 class OhneBildschirm(lauf.Fall):

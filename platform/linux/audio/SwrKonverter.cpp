@@ -66,6 +66,21 @@ std::optional<int> phasen(const Verhaeltnis& v) {
   return std::nullopt;
 }
 
+bool stelleEin(SwrContext& swr, const Verhaeltnis& v, int phasenLog2) {
+  const auto& rufe = swresample();
+  return rufe.av_opt_set(&swr, "in_chlayout", "mono", 0) >= 0 &&
+         rufe.av_opt_set(&swr, "out_chlayout", "mono", 0) >= 0 &&
+         rufe.av_opt_set(&swr, "in_sample_fmt", "fltp", 0) >= 0 &&
+         rufe.av_opt_set(&swr, "out_sample_fmt", "fltp", 0) >= 0 &&
+         rufe.av_opt_set_int(&swr, "in_sample_rate", v.von, 0) >= 0 &&
+         rufe.av_opt_set_int(&swr, "out_sample_rate", v.nach, 0) >= 0 &&
+         rufe.av_opt_set_int(&swr, "filter_size", static_cast<int>(FILTER_LAENGE), 0) >= 0 &&
+         rufe.av_opt_set_int(&swr, "phase_shift", phasenLog2, 0) >= 0 &&
+         rufe.av_opt_set_double(&swr, "cutoff", GRENZE, 0) >= 0 &&
+         rufe.av_opt_set_double(&swr, "kaiser_beta", FENSTER_BETA, 0) >= 0 &&
+         rufe.av_opt_set_int(&swr, "exact_rational", 1, 0) >= 0 && rufe.swr_init(&swr) >= 0;
+}
+
 // The engine outputs nothing until it has a whole filter's length of input, twice its later
 // backlog; with short blocks that would look like a gap. So it first gets silence, enough for a
 // whole number of output samples, and these are dropped.
@@ -73,8 +88,8 @@ bool fuelle(SwrContext& swr, const Verhaeltnis& v) {
   if (v.von == v.nach) return true;
   const double filter = FILTER_LAENGE * std::max(1.0, v.von / (v.nach * GRENZE));
   const int vielfaches = static_cast<int>(filter / v.von) + 1;
-  return swr_inject_silence(&swr, vielfaches * v.von) >= 0 &&
-         swr_drop_output(&swr, vielfaches * v.nach) >= 0;
+  return swresample().swr_inject_silence(&swr, vielfaches * v.von) >= 0 &&
+         swresample().swr_drop_output(&swr, vielfaches * v.nach) >= 0;
 }
 
 bool gueltig(double rate) {
@@ -83,14 +98,14 @@ bool gueltig(double rate) {
 
 Fehler swrFehler(int code) {
   std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-  av_strerror(code, text.data(), text.size());
+  swresample().av_strerror(code, text.data(), text.size());
   return {"swresample", code, std::string("Umwandlung fehlgeschlagen: ") + text.data()};
 }
 
 }  // namespace
 
 void SwrKonverter::Freigabe::operator()(SwrContext* swr) const {
-  swr_free(&swr);
+  swresample().swr_free(&swr);
 }
 
 SwrKonverter::SwrKonverter(const PcmFormat& quellformat, Swr swr)
@@ -104,26 +119,9 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& quellformat, do
   if (!phasenLog2) return nullptr;
 
   if (ladeSwresample().gescheitert()) return nullptr;
-  av_log_set_level(AV_LOG_QUIET);  // standard error is for our own lines
-  Swr swr(swr_alloc());
-  if (!swr) return nullptr;
-  // The library's own macro leaves a member out, about which Clang 19 warns.
-  AVChannelLayout mono{};
-  mono.order = AV_CHANNEL_ORDER_NATIVE;
-  mono.nb_channels = 1;
-  mono.u.mask = AV_CH_LAYOUT_MONO;
-  av_opt_set_chlayout(swr.get(), "in_chlayout", &mono, 0);
-  av_opt_set_chlayout(swr.get(), "out_chlayout", &mono, 0);
-  av_opt_set_sample_fmt(swr.get(), "in_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
-  av_opt_set_sample_fmt(swr.get(), "out_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
-  av_opt_set_int(swr.get(), "in_sample_rate", verhaeltnis->von, 0);
-  av_opt_set_int(swr.get(), "out_sample_rate", verhaeltnis->nach, 0);
-  av_opt_set_int(swr.get(), "filter_size", static_cast<int>(FILTER_LAENGE), 0);
-  av_opt_set_int(swr.get(), "phase_shift", *phasenLog2, 0);
-  av_opt_set_double(swr.get(), "cutoff", GRENZE, 0);
-  av_opt_set_double(swr.get(), "kaiser_beta", FENSTER_BETA, 0);
-  av_opt_set_int(swr.get(), "exact_rational", 1, 0);
-  if (swr_init(swr.get()) < 0) return nullptr;
+  swresample().av_log_set_level(AV_LOG_QUIET);  // standard error is for our own lines
+  Swr swr(swresample().swr_alloc());
+  if (!swr || !stelleEin(*swr, *verhaeltnis, *phasenLog2)) return nullptr;
   if (!fuelle(*swr, *verhaeltnis)) return nullptr;
   return std::unique_ptr<SwrKonverter>(new SwrKonverter(quellformat, std::move(swr)));
 }
@@ -142,8 +140,8 @@ Umwandlung SwrKonverter::wandle(const PcmBlock& block, std::size_t kapazitaet,
 
   const auto* ein = reinterpret_cast<const std::uint8_t*>(mono.data());
   auto* aus = reinterpret_cast<std::uint8_t*>(ausgabe.data());
-  const int n = swr_convert(swr_.get(), &aus, static_cast<int>(ausgabe.size()), &ein,
-                            static_cast<int>(mono.size()));
+  const int n = swresample().swr_convert(swr_.get(), &aus, static_cast<int>(ausgabe.size()), &ein,
+                                         static_cast<int>(mono.size()));
   ausgabe.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
   if (n < 0) return Umwandlung::gescheitert(swrFehler(n));
   return {};

@@ -37,7 +37,7 @@ using AvioSchreibBytes = std::uint8_t;
 [[nodiscard]] Ergebnis ladeLibav();
 
 // The functions in use, by the names and with the signatures that their headers give them. Those of
-// libavutil are the resampler's too (Avutil.h).
+// libavutil are in ../Avutil.h.
 // clang-format off
 #define HALLKORB_LIBAVCODEC(RUF)                                                              \
   RUF(av_packet_alloc) RUF(av_packet_free) RUF(av_packet_move_ref) RUF(av_packet_unref)       \
