@@ -206,6 +206,8 @@ def dauer(pfad):
 
 def lauf(argumente):
     sekunden, ordner, weiter = lies_argumente(argumente)
+    if klage := privat.woanders():
+        sys.exit(f"record: {klage}")
     umfeld = privat.Privat(privat.was_fehlt(weiter))
     baue("hallkorb", "hallkorb-sitzung", *(["testfenster"] if umfeld.bild else []),
          *(["testsprecher"] if umfeld.ton else []))

@@ -18,11 +18,20 @@ def was_fehlt(argumente):
     if prozesse.LINUX:
         # If the user's sound is PulseAudio's, the recorder is to report that it cannot record it;
         # our voices in its place would be a lie.
-        if not sitzung.laeuft_schon() and not sitzung.pulseaudio_laeuft():
+        if not sitzung.laeuft_schon() and not sitzung.pulseaudio_laeuft() and not sitzung.fremder_server():
             fehlt.append("sitzung")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():
             fehlt.append("bildschirm")
     return fehlt
+
+
+def woanders():
+    """What to do if somebody's sound is there, but not for a recording begun like this; or None."""
+    if not prozesse.LINUX or sitzung.laeuft_schon() or sitzung.pulseaudio_laeuft():
+        return None
+    server = sitzung.fremder_server()
+    return server and (f"a sound server answers at {server}, but not in this environment: run it as that "
+                       "server's user, without sudo (packages alone: sudo scripts/setup.sh build)")
 
 
 class Stimmen:

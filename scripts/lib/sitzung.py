@@ -65,6 +65,16 @@ def pulseaudio_laeuft(umgebung=None):
     return _antwortet(os.path.join(ordner, "native"))
 
 
+def fremder_server(wurzel="/"):
+    """The socket of a sound server that answers outside of this environment, or None: sudo, cron and
+    ssh take away where the desktop's is, and PulseAudio has one for the whole computer, too."""
+    for muster in ("run/user/*/pipewire-0", "run/user/*/pulse/native", "run/pulse/native"):
+        for name in sorted(glob.glob(os.path.join(wurzel, muster))):
+            if _antwortet(name):
+                return name
+    return None
+
+
 def _antwortet(name):
     import socket
 

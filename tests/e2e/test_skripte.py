@@ -171,9 +171,14 @@ class NurPulseAudio(unittest.TestCase):
                 if not name.startswith(("PIPEWIRE_", "PULSE_"))}
         self.umgebung = leer | {"XDG_RUNTIME_DIR": halter.name}
         self.ordner = halter.name
+        suche = sitzung.fremder_server
+        wechsel = unittest.mock.patch.object(sitzung, "fremder_server", lambda: suche(self.ordner))
+        wechsel.start()
+        self.addCleanup(wechsel.stop)
 
     def fehlt(self, **mehr):
         with unittest.mock.patch.dict(os.environ, self.umgebung | mehr, clear=True):
+            self.klage = privat.woanders()
             return privat.was_fehlt(["--no-video"])
 
     def server(self, name):
@@ -185,6 +190,16 @@ class NurPulseAudio(unittest.TestCase):
 
     def test_ohne_server_kommt_die_private_sitzung(self):
         self.assertEqual(self.fehlt(), ["sitzung"])
+        self.assertIsNone(self.klage)
+
+    def test_sudo_versteckt_keinen(self):
+        """Root's environment says nothing of the desktop's server."""
+        for name in ("run/user/1000/pipewire-0", "run/user/1001/pulse/native", "run/pulse/native"):
+            with self.subTest(name):
+                self.server(name)
+                self.assertEqual(self.fehlt(), [])
+                self.assertIn(f"answers at {os.path.join(self.ordner, name)}, but not", self.klage)
+                os.remove(os.path.join(self.ordner, name))
 
     def test_mit_pulseaudio_kommt_sie_nicht(self):
         self.server("pulse/native")
@@ -196,6 +211,7 @@ class NurPulseAudio(unittest.TestCase):
     def test_mit_pipewire_kommt_sie_nicht(self):
         self.server("pipewire-0")
         self.assertEqual(self.fehlt(), [])
+        self.assertIsNone(self.klage)
 
 
 class Skripte(unittest.TestCase):
