@@ -143,6 +143,7 @@ void setzeZurueck() {
     keineWache(false);
     keinFadenname(0);
     stummeAnmeldung(false);
+    im(std::nullopt);
     setzeMikrofonZurueck();
     setzeWandlerZurueck();
     setzeSchreiberZurueck();

@@ -3,6 +3,7 @@
 // Plain C++, any thread.
 #pragma once
 
+#include <functional>
 #include <optional>
 
 namespace hallkorb::ersatz {
@@ -26,6 +27,10 @@ void lassZeitVergehen(double sekunden);
 
 // Sources watch, but never report it to their registration handlers.
 void stummeAnmeldung(bool ja);
+// Runs `tat` for each source of a signal at that moment: when it watches and has not yet reported
+// it; when the signal is about to be ignored. Without a moment never.
+enum class Signalmoment { angemeldet, vorDemIgnorieren };
+void im(std::optional<Signalmoment> wann, std::function<void()> tat = nullptr);
 // The kernel has no event queue left.
 void keineEreignisse(bool ja);
 // What the event queue reports as free in a pipe: so many bytes, no event if it is negative, and
