@@ -148,7 +148,8 @@ TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
 TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
   EngineFormat format;
   ASSERT_TRUE(engine->liesFormat(format).gelungen());
-  // Of audio units, of components, of the engine, and of the hardware, whose codes are four letters.
+  // Of audio units, of components, of the engine, and of the hardware, whose codes are four
+  // letters.
   std::vector<long> alle = codes(-10847, -10879);
   for (const auto& weitere : {codes(-66740, -66754), codes(-80800, -80802)})
     alle.insert(alle.end(), weitere.begin(), weitere.end());

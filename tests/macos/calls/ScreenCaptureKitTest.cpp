@@ -176,8 +176,7 @@ TEST_F(ScreenCaptureKitTest, AnOutputThatIsNotTakenIsAnError) {
 TEST_F(ScreenCaptureKitTest, AStreamThatCannotBeMadeIsAnErrorWithItsOutput) {
   bildschirm::keinStrom(true);
   ASSERT_TRUE(gelang(strom->baue(*inhalt(), EINS, tonEinstellungen(), empfang)));
-  EXPECT_EQ(fehlerIn(strom->verbinde(StromAusgang::ton, "sck.audio")),
-            OHNE_FEHLER);
+  EXPECT_EQ(fehlerIn(strom->verbinde(StromAusgang::ton, "sck.audio")), OHNE_FEHLER);
 }
 
 TEST_F(ScreenCaptureKitTest, TheSoundsSettingsAreSet) {

@@ -13,8 +13,8 @@ inline constexpr long EINGABE_ZU_ENDE = 1;
 inline constexpr long STROM_ZU_ENDE = 2;
 inline constexpr long FEHLER = 3;
 
-// From now on conversions end with this status, and with an error of that code if there is one; what
-// could be converted is still there, unless the status is FEHLER. A negative status is the
+// From now on conversions end with this status, and with an error of that code if there is one;
+// what could be converted is still there, unless the status is FEHLER. A negative status is the
 // converter's own.
 void ende(long status, std::optional<long> code = std::nullopt);
 void wirfBeimWandeln(bool ja);
