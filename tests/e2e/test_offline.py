@@ -204,7 +204,7 @@ class EchoDatei(Offline):
         prozess = prozesse.starte([self.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav"],
                                   cwd=self.ordner, stdin=subprocess.DEVNULL)
         self.warte_bis(lambda: self.teile() and os.path.getsize(self.pfad(self.teile()[0])) > 1 << 20,
-                       "a megabyte of output")
+                       "a megabyte of output", self.GEDULD)
         with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
             (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
         self.assertLess(int(zeile.split()[1]) / 1024, self.HOECHSTENS)

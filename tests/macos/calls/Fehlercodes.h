@@ -1,6 +1,8 @@
 // The codes that the platform documents for a call that fails. Each of them must arrive unchanged.
 #pragma once
 
+#include <array>
+#include <cerrno>
 #include <cstdint>
 #include <vector>
 
@@ -13,6 +15,11 @@ namespace hallkorb {
     wert = wert << 8U | static_cast<unsigned char>(text[i]);
   return static_cast<std::int32_t>(wert);
 }
+
+// Why there is no event queue, and why one refuses a change.
+inline constexpr std::array KQUEUE_FEHLER{ENOMEM, EMFILE, ENFILE};
+inline constexpr std::array KEVENT_FEHLER{EACCES, EFAULT, EBADF,  EINTR,
+                                          EINVAL, ENOENT, ENOMEM, ESRCH};
 
 // Codes that have numbers one after another, downwards.
 [[nodiscard]] inline std::vector<long> codes(long erster, long letzter) {

@@ -13,6 +13,7 @@
 
 #include "platform/macos/MacRunLoop.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/System.h"
 #include "tests/support/TempOrdner.h"
 
@@ -299,9 +300,20 @@ TEST_F(MacRunLoopTest, FilesAndWhatCannotBeWatchedHaveNoReader) {
 
 TEST_F(MacRunLoopTest, WithoutAnEventQueueNothingIsWatched) {
   const Paar paar = rohr();
-  ersatz::keineEreignisse(true);
-  schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
-  EXPECT_EQ(neue("HKQuelle"), 0);
+  for (const int nummer : KQUEUE_FEHLER) {
+    ersatz::keineEreignisse(nummer);
+    schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
+    EXPECT_EQ(neue("HKQuelle"), 0) << nummer;
+  }
+}
+
+TEST_F(MacRunLoopTest, WhatTheEventQueueRefusesIsNotWatched) {
+  const Paar paar = rohr();
+  for (const int nummer : KEVENT_FEHLER) {
+    ersatz::keineWache(nummer);
+    schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
+    EXPECT_EQ(neue("HKQuelle"), 0) << nummer;
+  }
 }
 
 TEST_P(MacRunLoopLeser, ItsGoingAfterTheLoopIsHandledByNobody) {
