@@ -681,7 +681,8 @@ class Stopp(drehbuch.MacFall):
         self.assertGreater(bilder, 10)  # as many as in a second
         zweite = self.aufnehmen(ordner=aufnahme.ordner, video=True, vorher=[("fenster", ZOOM)])
         zweite.ereignis("video_start", drehbuch.FRIST)
-        self.buch.tu("warteBild", id=ZOOM["id"])
+        self.warte_bis(lambda: os.path.exists(film) and 0 < os.path.getsize(film) < BILD_BYTES * bilder,
+                       "pictures in a new file", drehbuch.FRIST)
         gehalten = self.stoppe_ganz(zweite)
         (video,) = zweite.ereignisse("video")
         self.assertEqual(video["frames"], len(gehalten["schreiber"]["zeiten"]))

@@ -40,7 +40,7 @@ constexpr int SIGNALE = 65;
 std::atomic<int> rohre[SIGNALE] = {};      // where the handler writes
 std::atomic<bool> beachtet[SIGNALE] = {};  // a source watches
 std::atomic<sighandler_t> gesetzt[SIGNALE] = {};
-std::atomic<bool> vorher[SIGNALE] = {};  // pending when the source began
+std::atomic<bool> kamVorher[SIGNALE] = {};  // pending when the source began
 std::atomic<bool> meldetNie{false};
 
 void meldeAnkunft(int nummer) {
@@ -71,7 +71,7 @@ void verwirf(int nummer) {
   sigaddset(&signale, nummer);
   const timespec sofort{};
   if (!wartet(nummer) || ::sigtimedwait(&signale, nullptr, &sofort) != nummer) return;
-  if (!vorher[nummer].exchange(false)) meldeAnkunft(nummer);
+  if (!kamVorher[nummer].exchange(false)) meldeAnkunft(nummer);
 }
 
 // What a test does in such a moment.
@@ -229,7 +229,7 @@ void dispatch_resume(dispatch_object_t quelle) {
   HKQuelle* q = quelleVon(quelle);
   q->gestartet = true;
   const bool istSignal = q->typ == &_dispatch_source_type_signal;
-  if (istSignal) vorher[q->griff] = wartet(q->griff);  // on the thread that may hold it back
+  if (istSignal) kamVorher[q->griff] = wartet(q->griff);  // on the thread that may hold it back
   dispatch_async(q->queue, ^{
     q->lesen = q->griff;
     if (istSignal) {
