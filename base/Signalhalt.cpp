@@ -4,8 +4,6 @@
 #include <initializer_list>
 
 namespace hallkorb {
-
-#if !HALLKORB_MACOS
 namespace {
 
 sigset_t geerbteMaske;
@@ -24,8 +22,5 @@ sigset_t geerbteMaske;
 void gibSignaleFrei() {
   pthread_sigmask(SIG_SETMASK, &geerbteMaske, nullptr);
 }
-#else
-void gibSignaleFrei() {}
-#endif
 
 }  // namespace hallkorb

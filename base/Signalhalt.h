@@ -1,9 +1,8 @@
 // The signals that end a recording, held back from the program's first instruction on.
 //
 // A host that stops a recording right after starting it must get the orderly end too. So a program
-// that uses this holds SIGINT, SIGTERM and SIGHUP back before all constructors of its own; the run
-// loop takes what has come by then. (Not on macOS, where that would lose them: its run loop sees
-// only signals that come once it watches.)
+// that uses this holds SIGINT, SIGTERM and SIGHUP back before all constructors of its own (on macOS
+// before or among them, as the linker puts them); the run loop takes what has come by then.
 //
 // Main thread, before there are others.
 #pragma once

@@ -2,11 +2,13 @@
 // which serves that queue.
 //
 // Signals come by dispatch signal sources, which watch from aufSignal() on and pass them to the
-// main queue; the default action is set to ignore once the source watches. So one that comes before
-// run() is kept, none is handled twice, and none ends the process. The kernel's event queue reports
-// that a reader is gone, without anything being written.
+// main queue; the default action is set to ignore once the source watches. A signal that was held
+// back until then (base/Signalhalt.h) is handled too. So one that comes before run() is kept, and
+// none ends the process. The kernel's event queue reports that a reader is gone, without anything
+// being written.
 //
-// Equal signals that come faster than they are handled arrive as one.
+// Equal signals that come faster than they are handled arrive as one; one that comes just while its
+// source begins to watch may be handled twice.
 //
 // Threads as in RunLoop.h.
 #pragma once

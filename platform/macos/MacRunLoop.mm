@@ -23,6 +23,21 @@ namespace {
 // Takes microseconds; a system that needs longer is not waited for.
 constexpr std::int64_t REGISTRIERUNG = NSEC_PER_SEC;
 
+// Whether the signal has come while it was held back.
+bool wartet(int nummer) {
+  sigset_t wartende;
+  sigemptyset(&wartende);
+  sigpending(&wartende);
+  return sigismember(&wartende, nummer) == 1;
+}
+
+void halteNichtMehr(int nummer) {
+  sigset_t signale;
+  sigemptyset(&signale);
+  sigaddset(&signale, nummer);
+  pthread_sigmask(SIG_UNBLOCK, &signale, nullptr);
+}
+
 }  // namespace
 
 struct MacRunLoop::Innen {
@@ -60,7 +75,8 @@ MacRunLoop::~MacRunLoop() {
 }
 
 // The default action is switched off only once the source watches: in between, a signal would reach
-// nobody.
+// nobody. What came before is still held back (base/Signalhalt.h), and ignoring it drops it, so it
+// is asked for in between.
 void MacRunLoop::aufSignal(int nummer, Handler handler) {
   dispatch_source_t quelle = dispatch_source_create(
       DISPATCH_SOURCE_TYPE_SIGNAL, static_cast<uintptr_t>(nummer), 0, innen_->signale);
@@ -75,7 +91,9 @@ void MacRunLoop::aufSignal(int nummer, Handler handler) {
     });
   });
   dispatch_semaphore_wait(wacht, dispatch_time(DISPATCH_TIME_NOW, REGISTRIERUNG));
+  if (wartet(nummer)) post(handler);
   std::signal(nummer, SIG_IGN);
+  halteNichtMehr(nummer);
 }
 
 // The event queue reports a reader that is gone as the end of file on the writing side. Its write

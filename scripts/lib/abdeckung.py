@@ -14,6 +14,7 @@ import raeume
 WURZEL = raeume.WURZEL
 ERGEBNIS = os.path.join(WURZEL, "build", "coverage.json")
 GRUENDE = os.path.join(WURZEL, "tests", "uncovered.txt")
+LISTE_MACOS = os.path.join(WURZEL, "tests", "macos", "uncovered.txt")
 MINDESTENS = 97.0  # per cent of the lines
 MINDESTENS_ZWEIGE = 88.0
 ORDNER = "platform/macos/"
@@ -107,6 +108,30 @@ def tabelle(dateien, wo=(ORDNER,)):
     texte.append(f"{anteil:6.1f} % of {len(zeilen)} lines and {_anteil(zweige):.1f} % of {len(zweige)} branches "
                  f"in {', '.join(wo)}")
     return "\n".join(texte), anteil, _anteil(zweige)
+
+
+# --- The list of what does not run -----------------------------------------------------------------
+
+def liste(pfad=LISTE_MACOS):
+    """{(file, "line", "yes" or "no", text of the line): whether it is always so}"""
+    with open(pfad, encoding="utf-8") as quelle:
+        zeilen = [zeile.strip().split(" | ", 2) for zeile in quelle if zeile.strip() and zeile[0] != "#"]
+    return {(datei, art.rstrip("?"), text): not art.endswith("?") for datei, art, text in zeilen}
+
+
+def veraltet(dateien, soll, lies):
+    """What is wrong with the list `soll`, held against what was measured. `lies` gets a file's lines."""
+    texte = {name: [zeile.strip() for zeile in lies(name)] for name in {*dateien, *(name for name, *_ in soll)}}
+    ist = set()
+    for name, (zeilen, zweige) in dateien.items():
+        ist |= {(name, "line", texte[name][nummer - 1]) for nummer, zahl in zeilen.items() if zahl == 0}
+        ist |= {(name, seite, texte[name][nummer - 1]) for (nummer, _, seite), zahl in zweige.items()
+                if zahl == 0 and zeilen.get(nummer, 0) > 0}
+    klagen = [("not in the list", eintrag) for eintrag in ist - soll.keys()]
+    klagen += [("runs by now", eintrag) for eintrag, immer in soll.items() if immer and eintrag not in ist]
+    klagen += [("not there any more", eintrag) for eintrag, immer in soll.items()
+               if not immer and eintrag[2] not in texte[eintrag[0]]]
+    return [f"{was}: {' | '.join(eintrag)}" for was, eintrag in sorted(klagen)]
 
 
 # --- The page -------------------------------------------------------------------------------------

@@ -369,10 +369,10 @@ def stufe_macos(zaehler):
     zaehle_schlusszeile(zaehler, status, ausgabe)
 
 
-# End-to-end tests that take a few seconds in all: both inputs refused, no screen, and a recording of both
-# channels that a signal ends.
+# End-to-end tests that take a few seconds in all: both inputs refused, no screen, a recording of both
+# channels that a signal ends, and the same as early as a signal can be held.
 KURZ_MACOS = ("Verweigert.test_beide", "Verweigert.test_kein_bildschirm",
-              "Stopp.test_das_system_meldet_nicht")
+              "Stopp.test_das_system_meldet_nicht", "Stopp.test_vor_der_ersten_zeile")
 
 
 def stufe_macos_lauf(zaehler):
@@ -385,7 +385,7 @@ def stufe_macos_asan(zaehler):
     """the macOS backend and a few starts of the whole program, under the address sanitizer"""
     _macos_lauf(zaehler, "macos-asan")
     if prozesse.LINUX:
-        _macos_e2e(zaehler, "macos-asan", *KURZ_MACOS)
+        _macos_e2e(zaehler, "macos-asan", ["--windows"], *KURZ_MACOS)
 
 
 def _macos_lauf(zaehler, preset, *mehr):
@@ -396,7 +396,7 @@ def _macos_lauf(zaehler, preset, *mehr):
 
 
 def stufe_macos_abdeckung(zaehler):
-    """line and branch coverage of the macOS backend on stand-ins, at least 97 % of the lines"""
+    """line and branch coverage of the macOS backend on stand-ins; the list of what does not run is right"""
     programme = ("macos_ersatz_test", "macos_test")
     baue("macos-coverage", *programme)
     with tempfile.TemporaryDirectory() as ordner:
@@ -410,6 +410,13 @@ def stufe_macos_abdeckung(zaehler):
     print(text, flush=True)
     zaehler.zaehle(anteil >= abdeckung.MINDESTENS,
                    f"less than {abdeckung.MINDESTENS} % of {abdeckung.ORDNER} ran")
+
+    def lies(name):
+        with open(os.path.join(WURZEL, name), encoding="utf-8") as datei:
+            return datei.readlines()
+
+    klagen = abdeckung.veraltet(dateien_, abdeckung.liste(), lies)
+    zaehler.zaehle(not klagen, "\n".join(["tests/macos/uncovered.txt is stale", *klagen]))
 
 
 def stufe_abdeckung(zaehler):
@@ -442,14 +449,16 @@ def stufe_macos_e2e(zaehler):
         return
     for preset in ("macos-asan", "macos-tsan"):
         baue(preset, "hallkorb", optionen=SCHNELL_MACOS)
-        _macos_e2e(zaehler, preset)
+        # Of one thread, and under the thread sanitizer much slower.
+        vektoren = [] if preset == "macos-asan" else ["--windows"]
+        _macos_e2e(zaehler, preset, vektoren)
 
 
-def _macos_e2e(zaehler, preset, *welche):
+def _macos_e2e(zaehler, preset, vektoren, *welche):
     baue("release", "hallkorb", "testsprecher", "testchunker")  # with what it is compared
     programm = os.path.join(BAU, preset, "hallkorb")
     _skript(zaehler, "ohne_geraete.py", programm)
-    _skript(zaehler, "vektoren.py", "--windows", programm)
+    _skript(zaehler, "vektoren.py", *vektoren, programm)
     # They wait for their own clocks most of the time.
     status, ausgabe = fuehre_aus(
         sys.executable, os.path.join("tests", "e2e"), "--macos", "--jobs", "6", *welche, pruefe=False,

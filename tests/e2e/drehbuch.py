@@ -13,6 +13,7 @@ PROGRAMM = os.environ.get("HALLKORB_MACOS",
                           os.path.join(lauf.WURZEL, "build", "macos-asan", "hallkorb"))
 # Sanitizers make the program several times as slow, and its reports count as failures.
 FRIST = 60.0
+SANITIZER = {"ASAN_OPTIONS": "detect_stack_use_after_return=1", "UBSAN_OPTIONS": "print_stacktrace=1"}
 ZOOM = {"id": 7, "app": "us.zoom.xos", "titel": "Zoom Meeting"}
 
 
@@ -31,10 +32,8 @@ class Drehbuch:
         os.write(self._rohr, (json.dumps({"tu": was, **wie}) + "\n").encode())
 
     def umgebung(self):
-        return os.environ | {
-            "HALLKORB_DREHBUCH": self.pfad, "HALLKORB_PROTOKOLL": self.protokoll,
-            "ASAN_OPTIONS": "detect_stack_use_after_return=1",
-            "UBSAN_OPTIONS": "print_stacktrace=1"}
+        return os.environ | SANITIZER | {
+            "HALLKORB_DREHBUCH": self.pfad, "HALLKORB_PROTOKOLL": self.protokoll}
 
     def gehalten(self):
         """What the stand-ins have kept, after the program's end."""
@@ -53,15 +52,17 @@ class MacFall(lauf.Fall):
         super().setUp()
         self._laeufe = 0
 
-    def aufnehmen(self, *argumente, vorher=(), warte=True, **mehr):
-        """A recording; with `warte` it is one that has started and takes blocks from both devices."""
+    def aufnehmen(self, *argumente, vorher=(), los=True, warte=True, **mehr):
+        """A recording; with `warte` it is one that has started and takes blocks from both devices. Without
+        `los` it stands before main() until the script goes on."""
         self._laeufe += 1
         ordner = os.path.join(self.ordner, str(self._laeufe))
         os.mkdir(ordner)
         self.buch = Drehbuch(self, ordner)
         for was, wie in vorher:
             self.buch.tu(was, **wie)
-        self.buch.tu("los")
+        if los:
+            self.buch.tu("los")
         self.aufnahme = os.path.join(ordner, "aufnahme")
         aufnahme = self.lauf(*argumente, umgebung=self.buch.umgebung(), programm=PROGRAMM, **mehr)
         if warte:

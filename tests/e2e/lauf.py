@@ -6,6 +6,7 @@ deadline after which the test fails and shows what was there instead.
 
 import json
 import os
+import shutil
 import signal
 import stat
 import struct
@@ -310,13 +311,19 @@ class Fall(unittest.TestCase):
         self.assertEqual(satz["event"], name, aufnahme.alles())
         return satz
 
+    def toete(self, aufnahme, *frist):
+        """Kills the program; what it would have announced at its end is not."""
+        aufnahme.sende(signal.SIGKILL)
+        self.assertEqual(aufnahme.ende(*frist), -signal.SIGKILL)
+        for name in ("video", "echo", "zeitachse", "done"):
+            self.assertEqual(aufnahme.ereignisse(name), [])
+
     def pruefe_sigkill(self, aufnahme, *frist):
         """Killed some seconds after the second update of the raw file's header, the recording has whole
         chunks, and a header that declares all but the last seconds."""
         roh = os.path.join(aufnahme.ordner, "mikro_roh.wav")
         self.warte_bis(lambda: os.path.getsize(roh) > 44 + 2 * 16000 * 13, "13 s of sound", 60.0)
-        aufnahme.sende(signal.SIGKILL)
-        self.assertEqual(aufnahme.ende(*frist), -signal.SIGKILL)
+        self.toete(aufnahme, *frist)
         _, _, erklaert, vorhanden = signale.lies(roh)
         self.assertGreaterEqual(erklaert, 2 * 16000 * 5)
         self.assertLessEqual(erklaert, vorhanden)
@@ -325,6 +332,31 @@ class Fall(unittest.TestCase):
         for satz in aufnahme.chunks():
             laenge = len(signale.lies_ganz(satz["path"])) / signale.ZIEL
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0101)
+
+    def entferne_ordner(self, ordner):
+        while os.path.exists(ordner):  # the recorder may add a file meanwhile
+            shutil.rmtree(ordner, ignore_errors=True)
+
+    def pruefe_neu_angelegt(self, aufnahme, stoppe, *frist):
+        """The folder is removed and made again while both channels carry noise: the raw file goes on in a
+        new one, in which everything is at its place, and so do the chunks. `stoppe` is the orderly stop."""
+        aufnahme.warte_aufnahme(1.0)
+        self.entferne_ordner(aufnahme.ordner)
+        os.makedirs(aufnahme.ordner)
+        aufnahme.meldung("mikro_roh.wav: entfernt, weiter in einer neuen Datei", *frist)
+        ab = 1 + max((satz["chunk"] for satz in aufnahme.chunks("me")), default=-1)
+        neu = aufnahme.chunk("me", ab + 1, *frist)  # the one before it may have begun in the old file
+        stoppe(aufnahme)
+        self.assertEqual(aufnahme.diagnosen("mikro_roh.wav: entfernt"), 1)
+        roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+        # The same moment at the same place in both, though the file is another one.
+        chunk = signale.lies_ganz(neu["path"])
+        anfang = round(neu["t0"] * signale.ZIEL)
+        bester = max(range(-160, 161),
+                     key=lambda d: float((roh[anfang + d:anfang + d + 8000] * chunk[:8000]).sum()))
+        self.assertLessEqual(abs(bester), 160)
+        self.assertTrue((roh[anfang + bester:anfang + bester + 8000] == chunk[:8000]).all())
+        self.assertEqual(signale.pegel(roh[:signale.ZIEL // 2]), 0.0)
 
     def mehrmals(self, einmal, anzahl=5):
         """Calls `einmal(number)` until it passes. For a minute of sound that is compared with what was

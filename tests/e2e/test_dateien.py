@@ -2,7 +2,6 @@
 
 import contextlib
 import os
-import shutil
 import stat
 
 import lauf
@@ -23,10 +22,6 @@ class Dateien(lauf.Fall):
         self.assertEqual((started["mic"], started["system"]), (True, True))
         return aufnahme
 
-    def entferne_ordner(self):
-        while os.path.exists(self.aufnahme):  # the recorder may add a file meanwhile
-            shutil.rmtree(self.aufnahme, ignore_errors=True)
-
     def ohne_dateien(self, ordner):
         """The recording runs and reports; nothing can be written."""
         aufnahme = self.laufend(ordner=ordner)
@@ -45,7 +40,7 @@ class Dateien(lauf.Fall):
     def test_ordner_im_lauf_entfernt(self):
         aufnahme = self.laufend()
         aufnahme.chunk("me")
-        self.entferne_ordner()
+        self.entferne_ordner(self.aufnahme)
         aufnahme.meldung("WAV-Schreibfehler (me #")
         aufnahme.meldung("WAV-Schreibfehler (them #")
         self.assertLess(aufnahme.stoppe(), lauf.PROMPT)
@@ -59,24 +54,7 @@ class Dateien(lauf.Fall):
         self.assertFalse(os.path.exists(self.aufnahme))
 
     def test_ordner_im_lauf_entfernt_und_neu_angelegt(self):
-        aufnahme = self.laufend()
-        aufnahme.warte_aufnahme(1.0)
-        self.entferne_ordner()
-        os.makedirs(self.aufnahme)
-        aufnahme.meldung("mikro_roh.wav: entfernt, weiter in einer neuen Datei")
-        ab = 1 + max((satz["chunk"] for satz in aufnahme.chunks("me")), default=-1)
-        neu = aufnahme.chunk("me", ab + 1)  # the one before it may have begun in the old file
-        aufnahme.stoppe()
-        self.assertEqual(aufnahme.diagnosen("mikro_roh.wav: entfernt"), 1)
-        roh = signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
-        # The same moment at the same place in both, though the file is another one.
-        chunk = signale.lies_ganz(neu["path"])
-        anfang = round(neu["t0"] * signale.ZIEL)
-        bester = max(range(-160, 161),
-                     key=lambda d: float((roh[anfang + d:anfang + d + 8000] * chunk[:8000]).sum()))
-        self.assertLessEqual(abs(bester), 160)
-        self.assertTrue((roh[anfang + bester:anfang + bester + 8000] == chunk[:8000]).all())
-        self.assertEqual(signale.pegel(roh[:signale.ZIEL // 2]), 0.0)
+        self.pruefe_neu_angelegt(self.laufend(), lambda aufnahme: aufnahme.stoppe())
 
     def test_zweite_aufnahme_in_denselben_ordner(self):
         erste = self.laufend()

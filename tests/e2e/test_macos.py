@@ -2,7 +2,6 @@
 
 import os
 import random
-import shutil
 import signal
 import subprocess
 
@@ -21,6 +20,7 @@ USER_DECLINED = -3801
 USER_STOPPED = -3817
 SYSTEM_STOPPED = -3821
 SEKUNDEN = 60.0
+BILD_BYTES = 4096  # that a picture takes in the file
 CHUNKER = os.path.join(lauf.WURZEL, "build", "release", "tests", "testchunker")
 
 
@@ -378,8 +378,8 @@ class Zahlen(drehbuch.MacFall):
 
 class Ordner(drehbuch.MacFall):
 
-    def laufend(self):
-        aufnahme = self.aufnehmen()
+    def laufend(self, **mehr):
+        aufnahme = self.aufnehmen(**mehr)
         datei = self.schreibe_klang("klang", signale.rauschen(60.0, 4))
         self.buch.tu("spiele", mikro=datei, system=datei)
         return aufnahme
@@ -400,11 +400,24 @@ class Ordner(drehbuch.MacFall):
     def test_im_lauf_entfernt(self):
         aufnahme = self.laufend()
         aufnahme.chunk("me", frist=drehbuch.FRIST)
-        shutil.rmtree(aufnahme.ordner)
+        self.entferne_ordner(aufnahme.ordner)
         aufnahme.meldung("WAV-Schreibfehler (me #", drehbuch.FRIST)
         aufnahme.meldung("WAV-Schreibfehler (them #", drehbuch.FRIST)
         self.stoppe_ganz(aufnahme)
         self.assertFalse(os.path.exists(aufnahme.ordner))
+
+    def test_im_lauf_entfernt_und_neu_angelegt(self):
+        """The video's file is gone for good, which is reported."""
+        aufnahme = self.laufend(video=True, vorher=[("fenster", ZOOM)])
+        self.buch.tu("warteBild", id=ZOOM["id"])
+        aufnahme.ereignis("video_start", drehbuch.FRIST)
+
+        def stoppe(laufende):
+            laufende.meldung("Video-Datei entfernt, verschoben oder ersetzt: ", drehbuch.FRIST)
+            self.stoppe_ganz(laufende)
+
+        self.pruefe_neu_angelegt(aufnahme, stoppe, drehbuch.FRIST)
+        self.assertNotIn("video.mp4", self.dateien(ordner=aufnahme.ordner))
 
 
 class Platte(drehbuch.MacFall):
@@ -491,8 +504,8 @@ class Stopp(drehbuch.MacFall):
                 self.pruefe_rest(aufnahme)
 
     def test_signal_in_jedem_moment(self):
-        """Before the program has taken a signal over it kills, and nothing has happened; from then on
-        the end is orderly."""
+        """While the dynamic linker is at work a signal kills, and nothing has happened; from then on the end
+        is orderly."""
         zufall = random.Random(11)
         momente = [0.002 * 400 ** zufall.random() for _ in range(15)]  # up to 0.8 s
         for verzug in (*momente, None):
@@ -502,15 +515,58 @@ class Stopp(drehbuch.MacFall):
                     aufnahme.ereignis("started", drehbuch.FRIST)
                 else:
                     self.assertIsNone(aufnahme.aus.warte(lambda _: False, verzug))
-                taub = lauf.signalmaske(aufnahme.prozess, "SigIgn", signal.SIGINT)
+                bereit = any(lauf.signalmaske(aufnahme.prozess, maske, signal.SIGINT)
+                             for maske in ("SigBlk", "SigCgt"))
                 aufnahme.sende()
                 status = aufnahme.ende(drehbuch.FRIST)
-                if status == -signal.SIGINT and not taub and verzug is not None:
+                if status == -signal.SIGINT and not bereit and verzug is not None:
                     self.assertEqual(aufnahme.alles(), "stdout:\nstderr:")
                     self.assertFalse(os.path.exists(aufnahme.ordner))
                     continue
                 self.assertEqual(status, 0, aufnahme.alles())
                 aufnahme.pruefe_schluss()
+
+    def vor_main(self, *argumente, **mehr):
+        """A run that stands before main() and holds its signals back."""
+        aufnahme = self.aufnehmen(*argumente, los=False, warte=False, **mehr)
+        self.warte_bis(lambda: lauf.signalmaske(aufnahme.prozess, "SigBlk", signal.SIGINT),
+                       "signals held back", drehbuch.FRIST)
+        return aufnahme
+
+    def test_vor_der_ersten_zeile_von_main(self):
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(nummer=nummer):
+                aufnahme = self.vor_main()
+                aufnahme.sende(nummer)
+                self.buch.tu("los")
+                self.pruefe_abbruch(aufnahme)
+
+    def test_andere_modi_enden_mit_dem_signal(self):
+        for argumente in (("--zeitachse-test",), ("--fenster-probe",)):
+            with self.subTest(argumente=argumente):
+                aufnahme = self.vor_main(*argumente)
+                aufnahme.sende()
+                self.buch.tu("los")
+                self.assertEqual(aufnahme.ende(drehbuch.FRIST), -signal.SIGINT)
+                self.assertEqual(aufnahme.alles(), "stdout:\nstderr:")
+
+    def test_signal_das_der_wirt_haelt(self):
+        """A host that starts the program with the signals blocked loses none, not even the first."""
+        for nummer in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(nummer=nummer):
+                aufnahme = self.aufnehmen(warte=False, gehalten=(nummer,),
+                                          sofort=lambda prozess, n=nummer: prozess.send_signal(n))
+                self.pruefe_abbruch(aufnahme)
+
+    def test_waehrend_es_die_signale_uebernimmt(self):
+        """The system is slow to watch: the first of three signals has its source, the others wait."""
+        for nummer in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(nummer=nummer):
+                aufnahme = self.aufnehmen(warte=False, vorher=[("anmeldung", {"ja": False})])
+                self.warte_bis(lambda: lauf.signalmaske(aufnahme.prozess, "SigCgt", signal.SIGINT),
+                               "a source of SIGINT", drehbuch.FRIST)
+                aufnahme.sende(nummer)
+                self.pruefe_abbruch(aufnahme)
 
     def pruefe_abbruch(self, aufnahme):
         self.assertEqual(aufnahme.ende(drehbuch.FRIST), 0, aufnahme.alles())
@@ -612,6 +668,25 @@ class Stopp(drehbuch.MacFall):
         aufnahme = self.aufnehmen()
         self.laut(aufnahme)
         self.pruefe_sigkill(aufnahme, drehbuch.FRIST)
+
+    def test_kill_9_mit_video(self):
+        """The sound is as without one. Each picture that the writer has taken stays in the file, which is
+        all that the stand-in can show, and the next recording into the folder replaces it."""
+        aufnahme = self.aufnehmen(video=True, vorher=[("fenster", ZOOM)])
+        aufnahme.ereignis("video_start", drehbuch.FRIST)
+        self.laut(aufnahme)
+        self.pruefe_sigkill(aufnahme, drehbuch.FRIST)
+        film = os.path.join(aufnahme.ordner, "video.mp4")
+        bilder = os.path.getsize(film) // BILD_BYTES
+        self.assertGreater(bilder, 10)  # as many as in a second
+        zweite = self.aufnehmen(ordner=aufnahme.ordner, video=True, vorher=[("fenster", ZOOM)])
+        zweite.ereignis("video_start", drehbuch.FRIST)
+        self.warte_bis(lambda: os.path.exists(film) and 0 < os.path.getsize(film) < BILD_BYTES * bilder,
+                       "pictures in a new file", drehbuch.FRIST)
+        gehalten = self.stoppe_ganz(zweite)
+        (video,) = zweite.ereignisse("video")
+        self.assertEqual(video["frames"], len(gehalten["schreiber"]["zeiten"]))
+        self.assertEqual(os.path.getsize(film), BILD_BYTES * video["frames"])
 
 
 class Bild(drehbuch.MacFall):

@@ -17,17 +17,22 @@ SCHREIBEN = "[hallkorb] --echo-datei: Schreiben fehlgeschlagen: "
 
 class Offline(lauf.Fall):
     MIT_SITZUNG = False
+    PROGRAMM = lauf.PROGRAMM
+    UMGEBUNG = {}
+    GEDULD = lauf.FRIST
+    HOECHSTENS = 30.0  # MiB
 
     def programm(self, *argumente, stdout=subprocess.PIPE, geschlossen=False):
         """(status, standard output, standard error) of a run in the test's folder. `geschlossen`: it
         starts without any standard output."""
-        befehl = [lauf.PROGRAMM, *argumente]
+        befehl = [self.PROGRAMM, *argumente]
         if geschlossen:
             befehl = ["sh", "-c", 'exec "$@" >&-', "sh", *befehl]
-        prozess = prozesse.starte(befehl, cwd=self.ordner, stdin=subprocess.DEVNULL,
+        prozess = prozesse.starte(befehl, cwd=self.ordner, env={**os.environ, **self.UMGEBUNG},
+                                  stdin=subprocess.DEVNULL,
                                   stdout=None if geschlossen else stdout, stderr=subprocess.PIPE)
         try:
-            aus, fehler = prozess.communicate(timeout=lauf.FRIST)
+            aus, fehler = prozess.communicate(timeout=self.GEDULD)
         finally:
             prozess.kill()
         text = (aus or b"").decode()
@@ -170,14 +175,14 @@ class EchoDatei(Offline):
         nobody empties it the process stands still at the end of its work."""
         os.mkfifo(self.pfad("rohr"))
         prozess = prozesse.starte(
-            [lauf.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "rohr", *mehr],
+            [self.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "rohr", *mehr],
             cwd=self.ordner, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         with open(self.pfad("rohr"), "rb") as rohr:
             rohr.read(1)
             with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
                 (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
             laenge = 1 + sum(len(stueck) for stueck in iter(lambda: rohr.read(1 << 16), b""))
-        self.assertEqual(prozess.wait(lauf.FRIST), 0)
+        self.assertEqual(prozess.wait(self.GEDULD), 0)
         self.assertEqual(laenge, os.path.getsize(self.pfad("mikro.wav")))
         os.remove(self.pfad("rohr"))
         return int(zeile.split()[1]) / 1024
@@ -187,7 +192,7 @@ class EchoDatei(Offline):
         for minuten in (1, 20):
             self.schreibe_lang(minuten)
             werte += [self.hoechststand(), self.hoechststand("--chunk-ordner", "chunks")]
-        self.assertLess(max(werte), 30.0, werte)
+        self.assertLess(max(werte), self.HOECHSTENS, werte)
         self.assertLess(max(werte) - min(werte), 4.0, werte)
 
     def test_loch_von_100_gigabyte(self):
@@ -196,16 +201,16 @@ class EchoDatei(Offline):
             datei.seek(40)
             datei.write(b"\xff\xff\xff\xff")
             datei.truncate(100 << 30)
-        prozess = prozesse.starte([lauf.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav"],
+        prozess = prozesse.starte([self.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav"],
                                   cwd=self.ordner, stdin=subprocess.DEVNULL)
         self.warte_bis(lambda: self.teile() and os.path.getsize(self.pfad(self.teile()[0])) > 1 << 20,
-                       "a megabyte of output")
+                       "a megabyte of output", self.GEDULD)
         with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
             (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
-        self.assertLess(int(zeile.split()[1]) / 1024, 30.0)
+        self.assertLess(int(zeile.split()[1]) / 1024, self.HOECHSTENS)
         # Interrupted, it leaves nothing behind.
         prozess.send_signal(signal.SIGINT)
-        self.assertEqual(prozess.wait(lauf.FRIST), -signal.SIGINT)
+        self.assertEqual(prozess.wait(self.GEDULD), -signal.SIGINT)
         self.assertEqual(sorted(os.listdir(self.ordner)), self.vorher)
 
     def teile(self):
@@ -228,10 +233,10 @@ class EchoDatei(Offline):
             datei.write(b"von gestern")
         vorher = sorted(os.listdir(self.ordner))
         prozess = prozesse.starte(
-            ["sh", "-c", 'ulimit -f 100 && exec "$@"', "sh", lauf.PROGRAMM, "--echo-datei",
+            ["sh", "-c", 'ulimit -f 100 && exec "$@"', "sh", self.PROGRAMM, "--echo-datei",
              "mikro.wav", "fern.wav", "aus.wav"], cwd=self.ordner, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        aus, fehler = prozess.communicate(timeout=lauf.FRIST)
+        aus, fehler = prozess.communicate(timeout=self.GEDULD)
         self.assertEqual((prozess.returncode, aus), (2, b""))
         self.assertTrue(fehler.decode().startswith(SCHREIBEN), fehler)
         self.assertEqual(self.bytes("aus.wav"), b"von gestern")

@@ -12,6 +12,7 @@ import unittest
 import unittest.mock
 
 import lauf  # first: it finds the scripts' modules
+import abdeckung
 import anzeige
 import aufnahme
 import film
@@ -31,6 +32,38 @@ STARTED = ('{"event":"started","mic":true,"system":true,"video":false,"echo":fal
 def chunk(nummer, kanal, t0, t1, mehr=""):
     return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"/r/chunk_{kanal}_{nummer:03d}.wav",'
             f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
+
+
+class Abdeckung(unittest.TestCase):
+    """The list of what no test of the macOS backend runs."""
+
+    ZEILEN = ["    x();\n", "    y();\n", "  if (z) {\n"]
+    GEMESSEN = {"a.mm": ({1: 1, 2: 0, 3: 4}, {(3, 5, "yes"): 0, (3, 5, "no"): 2})}
+    LISTE = {("a.mm", "line", "y();"): True, ("a.mm", "yes", "if (z) {"): True}
+
+    def klagen(self, soll):
+        return abdeckung.veraltet(self.GEMESSEN, soll, {"a.mm": self.ZEILEN}.get)
+
+    def test_eine_liste_die_stimmt(self):
+        self.assertEqual(self.klagen(self.LISTE), [])
+        # What runs only at times is in the list, and may have run.
+        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "no", "if (z) {"): False}), [])
+
+    def test_jede_abweichung_wird_gefunden(self):
+        for eintrag in self.LISTE:
+            rest = {name: immer for name, immer in self.LISTE.items() if name != eintrag}
+            self.assertEqual(self.klagen(rest), [f"not in the list: {' | '.join(eintrag)}"])
+        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "line", "x();"): True}),
+                         ["runs by now: a.mm | line | x();"])
+        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "no", "if (alt) {"): False}),
+                         ["not there any more: a.mm | no | if (alt) {"])
+
+    def test_die_liste_ist_lesbar(self):
+        eintraege = abdeckung.liste()
+        self.assertGreater(len(eintraege), 0)
+        for datei, art, text in eintraege:
+            self.assertTrue(os.path.exists(os.path.join(lauf.WURZEL, datei)), datei)
+            self.assertIn(art, ("line", "yes", "no"), text)
 
 
 class Anzeigen(unittest.TestCase):

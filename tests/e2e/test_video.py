@@ -133,13 +133,11 @@ class Ausfall(Fensterfall):
         start = self.wechsel(aufnahme, 0, "video_start")
         aufnahme.warte_aufnahme(6.0)
         bis = aufnahme.aufgenommen()
-        aufnahme.prozess.kill()
-        aufnahme.ende()
+        self.toete(aufnahme)
         gedreht = film.Film(os.path.join(self.aufnahme, "video.mp4"))
         film.pruefe_form(self, gedreht)
         self.assertGreater(start["t_s"] + gedreht.zeiten[-1], bis - 2.0)
         self.assertEqual(gedreht.namen(FARBEN), ["zoom"])
-        self.assertEqual(aufnahme.ereignisse("video"), [])
 
     def test_bildschirm_endet(self):
         """The screen's end costs the picture from there on, and nothing else."""

@@ -8,6 +8,7 @@
 
 #include "platform/macos/MacAufrufe.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/Proben.h"
 #include "tests/macos/doubles/Schreiber.h"
 #include "tests/macos/doubles/System.h"
@@ -211,9 +212,11 @@ TEST_F(AvAssetWriterTest, ASampleThatIsNotTakenFailsTheWriter) {
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
 }
 
-// An unknown reason, a full disk, lost services, no encoder, and a reason of the system's.
+// All that the framework numbers, and a reason of the system's.
 TEST_F(AvAssetWriterTest, EveryFailureKeepsItsCode) {
-  for (const long code : {-11800L, -11807L, -11819L, -11834L, -11847L, -12780L}) {
+  std::vector<long> alle = codes(-11800, -11890);
+  alle.push_back(-12780);
+  for (const long code : alle) {
     const Fehler fehler{"AVFoundationErrorDomain", code, "The operation could not be completed"};
     schreiber::fehlercode(code);
     schreiber::keiner(true);

@@ -9,6 +9,7 @@
 
 #include "platform/macos/MacAufrufe.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/Wandler.h"
 
 namespace hallkorb {
@@ -51,11 +52,16 @@ TEST_F(AvAudioConverterTest, TheRoomIsALimit) {
 
 TEST_F(AvAudioConverterTest, AnErrorIsTheConvertersWhateverItsStatus) {
   const auto konverter = avAudioConverter(48000, 16000);
-  const Fehler fehler{"NSOSStatusErrorDomain", -50, "paramErr"};
-  for (const long status :
-       {wandler::HAT_DATEN, wandler::EINGABE_ZU_ENDE, wandler::STROM_ZU_ENDE, wandler::FEHLER}) {
-    wandler::ende(status, true);
-    EXPECT_EQ(wandle(*konverter), Umwandlung::gescheitert(fehler)) << status;
+  // A wrong parameter, no memory, and all that the converter documents; those are four letters.
+  for (const std::int32_t code :
+       {-50, -108, vier("fmt?"), vier("op??"), vier("prop"), vier("insz"), vier("otsz"),
+        vier("what"), vier("!siz"), vier("!pkd"), vier("!isr"), vier("!osr")}) {
+    const Fehler fehler{"NSOSStatusErrorDomain", code, "The operation could not be completed"};
+    for (const long status :
+         {wandler::HAT_DATEN, wandler::EINGABE_ZU_ENDE, wandler::STROM_ZU_ENDE, wandler::FEHLER}) {
+      wandler::ende(status, code);
+      EXPECT_EQ(wandle(*konverter), Umwandlung::gescheitert(fehler)) << status;
+    }
   }
 }
 
@@ -63,7 +69,7 @@ TEST_F(AvAudioConverterTest, AStatusWithoutAnErrorIsNone) {
   const auto konverter = avAudioConverter(48000, 16000);
   for (const long status :
        {wandler::HAT_DATEN, wandler::EINGABE_ZU_ENDE, wandler::STROM_ZU_ENDE, wandler::FEHLER}) {
-    wandler::ende(status, false);
+    wandler::ende(status);
     EXPECT_EQ(wandle(*konverter), Umwandlung{}) << status;
   }
   EXPECT_TRUE(ausgabe.empty());  // of the last status

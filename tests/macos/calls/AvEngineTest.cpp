@@ -10,6 +10,7 @@
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/MacHostClock.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/Mikrofon.h"
 #include "tests/macos/doubles/System.h"
 
@@ -147,8 +148,16 @@ TEST_F(AvEngineTest, WithoutADeviceTheTapIsRefused) {
 TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
   EngineFormat format;
   ASSERT_TRUE(engine->liesFormat(format).gelungen());
-  // Of audio units, of the session, and of the hardware, whose codes are four letters.
-  for (const long code : {-10868L, -10875L, -10851L, -50L, 0x77686174L, 0x73746f70L}) {
+  // Of audio units, of components, of the engine, and of the hardware, whose codes are four
+  // letters.
+  std::vector<long> alle = codes(-10847, -10879);
+  for (const auto& weitere : {codes(-66740, -66754), codes(-80800, -80802)})
+    alle.insert(alle.end(), weitere.begin(), weitere.end());
+  for (const std::int32_t code :
+       {-50, vier("stop"), vier("what"), vier("who?"), vier("!siz"), vier("nope"), vier("!obj"),
+        vier("!dev"), vier("!str"), vier("unop"), vier("nrdy"), vier("!dat"), vier("!hog")})
+    alle.push_back(code);
+  for (const long code : alle) {
     mikrofon::startFehler(true, true, code);
     EXPECT_EQ(engine->starte(),
               (Fehler{"com.apple.coreaudio.avfaudio", code, "kAudioUnitErr_FormatNotSupported"}));

@@ -13,6 +13,7 @@
 
 #include "platform/macos/MacRunLoop.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/System.h"
 #include "tests/support/TempOrdner.h"
 
@@ -127,6 +128,56 @@ TEST_F(MacRunLoopTest, ASignalWhileItIsHandledComesAgain) {
   ::raise(SIGUSR1);
   schleife().run();
   EXPECT_EQ(gekommen, 3);
+}
+
+// As base/Signalhalt.h does from the program's first instruction on, and as a host may do.
+class MacRunLoopGehalten : public MacRunLoopTest {
+ protected:
+  void SetUp() override {
+    MacRunLoopTest::SetUp();
+    sigemptyset(&signale_);
+    sigaddset(&signale_, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signale_, &bisher_);
+  }
+  void TearDown() override {
+    pthread_sigmask(SIG_SETMASK, &bisher_, nullptr);
+    MacRunLoopTest::TearDown();
+  }
+  static bool gehalten() {
+    sigset_t maske;
+    pthread_sigmask(SIG_BLOCK, nullptr, &maske);
+    return sigismember(&maske, SIGUSR1) == 1;
+  }
+
+ private:
+  sigset_t signale_{};
+  sigset_t bisher_{};
+};
+
+TEST_F(MacRunLoopGehalten, ASignalThatWasHeldBackIsHandled) {
+  ::raise(SIGUSR1);
+  schleife().aufSignal(SIGUSR1, [&] { schleife().quit(5); });
+  EXPECT_EQ(schleife().run(), 5);
+}
+
+TEST_F(MacRunLoopGehalten, OnceItIsWatchedASignalIsHeldBackNoLonger) {
+  ASSERT_TRUE(gehalten());
+  schleife().aufSignal(SIGUSR1, [&] { schleife().quit(3); });
+  EXPECT_FALSE(gehalten());
+  ::raise(SIGUSR1);
+  EXPECT_EQ(schleife().run(), 3);
+}
+
+class MacRunLoopUebergabe : public MacRunLoopGehalten,
+                            public testing::WithParamInterface<ersatz::Signalmoment> {};
+INSTANTIATE_TEST_SUITE_P(Momente, MacRunLoopUebergabe,
+                         testing::Values(ersatz::Signalmoment::angemeldet,
+                                         ersatz::Signalmoment::vorDemIgnorieren));
+
+TEST_P(MacRunLoopUebergabe, ASignalWhileItsSourceBeginsIsHandled) {
+  ersatz::im(GetParam(), [haupt = pthread_self()] { pthread_kill(haupt, SIGUSR1); });
+  schleife().aufSignal(SIGUSR1, [&] { schleife().quit(4); });
+  EXPECT_EQ(schleife().run(), 4);
 }
 
 // A shell does so with SIGINT for its background jobs.
@@ -249,9 +300,20 @@ TEST_F(MacRunLoopTest, FilesAndWhatCannotBeWatchedHaveNoReader) {
 
 TEST_F(MacRunLoopTest, WithoutAnEventQueueNothingIsWatched) {
   const Paar paar = rohr();
-  ersatz::keineEreignisse(true);
-  schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
-  EXPECT_EQ(neue("HKQuelle"), 0);
+  for (const int nummer : KQUEUE_FEHLER) {
+    ersatz::keineEreignisse(nummer);
+    schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
+    EXPECT_EQ(neue("HKQuelle"), 0) << nummer;
+  }
+}
+
+TEST_F(MacRunLoopTest, WhatTheEventQueueRefusesIsNotWatched) {
+  const Paar paar = rohr();
+  for (const int nummer : KEVENT_FEHLER) {
+    ersatz::keineWache(nummer);
+    schleife().aufLeserWeg(paar.schreiber.nummer(), [] {});
+    EXPECT_EQ(neue("HKQuelle"), 0) << nummer;
+  }
 }
 
 TEST_P(MacRunLoopLeser, ItsGoingAfterTheLoopIsHandledByNobody) {

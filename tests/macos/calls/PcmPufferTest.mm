@@ -7,6 +7,7 @@
 
 #include "platform/macos/audio/PcmPuffer.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/Proben.h"
 #include "tests/macos/doubles/Wandler.h"
 
@@ -64,10 +65,11 @@ TEST_F(PcmPufferTest, FramesArriveInterleaved) {
 // What the buffer's memory held before would be recorded otherwise.
 TEST_F(PcmPufferTest, DataThatCannotBeCopiedIsNoBlock) {
   Ton ton = stereo;
-  for (const std::int32_t status :
-       {kCMSampleBufferError_BufferNotReady, kCMSampleBufferError_ArrayTooSmall,
-        kCMSampleBufferError_InvalidSampleData}) {
-    ton.kopierstatus = status;
+  // All that are documented for sample buffers, and for a wrong parameter.
+  std::vector<long> alle = codes(-12730, -12744);
+  alle.insert(alle.end(), {-16750, -16751, -50});
+  for (const long status : alle) {
+    ton.kopierstatus = static_cast<OSStatus>(status);
     EXPECT_FALSE(hatPuffer(ton)) << status;
   }
 }

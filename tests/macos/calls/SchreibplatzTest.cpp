@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include "base/FileHandleTextOutput.h"
 #include "base/Schreibplatz.h"
 #include "tests/macos/calls/ErsatzTest.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/doubles/System.h"
 #include "tests/support/TempOrdner.h"
 
@@ -65,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(Alle, SchreibplatzTest, testing::Bool(),
                          [](const auto& i) { return std::string(i.param ? "Steckdose" : "Rohr"); });
 
 TEST_P(SchreibplatzTest, WhatPollPromisesIsNotAskedFor) {
-  ersatz::keineEreignisse(true);
+  ersatz::keineEreignisse(EMFILE);
   EXPECT_EQ(schreibplatz(schreiber, ATOMAR), ATOMAR);
 }
 
@@ -95,12 +97,18 @@ TEST_P(SchreibplatzTest, ALineLongerThanThePipeGoesInParts) {
 
 // It may never answer again, and what waits for that would wait for ever.
 TEST_P(SchreibplatzTest, WithoutAnAnswerALineGoesInParts) {
-  ersatz::keineEreignisse(true);
-  EXPECT_EQ(schreibplatz(schreiber, 2000), ATOMAR);
-  ersatz::keineEreignisse(false);
-  ersatz::keineWache(true);
-  EXPECT_EQ(schreibplatz(schreiber, 2000), ATOMAR);
-  EXPECT_EQ(schreibplatz(schreiber, ROHR + 1), ATOMAR);
+  for (const int nummer : KQUEUE_FEHLER) {
+    ersatz::keineEreignisse(nummer);
+    EXPECT_EQ(schreibplatz(schreiber, 2000), ATOMAR) << nummer;
+  }
+  ersatz::keineEreignisse(0);
+  for (const int nummer : KEVENT_FEHLER) {
+    for (const bool ohneEreignis : {false, true}) {
+      ersatz::keineWache(nummer, ohneEreignis);
+      EXPECT_EQ(schreibplatz(schreiber, 2000), ATOMAR) << nummer;
+      EXPECT_EQ(schreibplatz(schreiber, ROHR + 1), ATOMAR) << nummer;
+    }
+  }
 }
 
 TEST_P(SchreibplatzTest, AFullPipeTakesNothing) {
@@ -119,7 +127,7 @@ TEST_P(SchreibplatzTest, AReaderThatIsGoneIsForTheWriteToReport) {
 
 TEST_P(SchreibplatzTest, LinesOfAnyLengthArriveWithAndWithoutAnAnswer) {
   for (const bool ohne : {false, true}) {
-    ersatz::keineEreignisse(ohne);
+    ersatz::keineEreignisse(ohne ? EMFILE : 0);
     std::string soll;
     for (const std::size_t laenge : {10UL, ATOMAR, ATOMAR + 1, 5000UL, ROHR + 1, 200000UL})
       soll += std::string(laenge, 'z') + '\n';

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/macos/screen/SckStrom.h"
+#include "tests/macos/calls/Fehlercodes.h"
 #include "tests/macos/calls/SckLauf.h"
 
 namespace hallkorb {
@@ -54,13 +55,11 @@ class ScreenCaptureKitTest : public SckLauf {
 };
 
 const Fehler GELUNGEN = fehlerIn(Ergebnis{});
+const Fehler OHNE_FEHLER{"hallkorb", 0, "Fehler ohne Beschreibung"};
 
 // All that the service documents, and the next one.
 std::vector<long> alleCodes() {
-  std::vector<long> codes;
-  for (long code = -3801; code >= -3822; --code)
-    codes.push_back(code);
-  return codes;
+  return codes(-3801, -3822);
 }
 Fehler mitCode(long code) {
   return {"SCStreamErrorDomain", code, TEXT};
@@ -162,18 +161,22 @@ TEST_F(ScreenCaptureKitTest, WhatIsNotThereCannotBeCaptured) {
 }
 
 TEST_F(ScreenCaptureKitTest, AnOutputThatIsNotTakenIsAnError) {
-  bildschirm::ausgangFehler(true);
   ASSERT_TRUE(gelang(strom->baue(*inhalt(), EINS, tonEinstellungen(), empfang)));
-  EXPECT_EQ(fehlerIn(strom->verbinde(StromAusgang::ton, "sck.audio")),
-            (Fehler{"SCStreamErrorDomain", -3812, TEXT}));
+  for (const StromAusgang ausgang : {StromAusgang::ton, StromAusgang::bild}) {
+    for (const long code : alleCodes()) {
+      bildschirm::ausgangFehler(code);
+      EXPECT_EQ(fehlerIn(strom->verbinde(ausgang, "sck.audio")), mitCode(code));
+    }
+    bildschirm::ausgangFehler(0);
+    EXPECT_EQ(fehlerIn(strom->verbinde(ausgang, "sck.audio")), OHNE_FEHLER);
+  }
   strom->gibFrei();
 }
 
 TEST_F(ScreenCaptureKitTest, AStreamThatCannotBeMadeIsAnErrorWithItsOutput) {
   bildschirm::keinStrom(true);
   ASSERT_TRUE(gelang(strom->baue(*inhalt(), EINS, tonEinstellungen(), empfang)));
-  EXPECT_EQ(fehlerIn(strom->verbinde(StromAusgang::ton, "sck.audio")),
-            (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
+  EXPECT_EQ(fehlerIn(strom->verbinde(StromAusgang::ton, "sck.audio")), OHNE_FEHLER);
 }
 
 TEST_F(ScreenCaptureKitTest, TheSoundsSettingsAreSet) {

@@ -1,6 +1,6 @@
 # The calls into macOS, run against the stand-ins.
 hallkorb_library(hallkorb_lauf_hilfe FOLDER tests/macos/calls
-  HEADERS ErsatzTest.h SckLauf.h
+  HEADERS ErsatzTest.h Fehlercodes.h SckLauf.h
   SOURCES ErsatzTest.cpp
   DEPENDS hallkorb_macos hallkorb_laufzeit hallkorb_ersatz)
 target_link_libraries(hallkorb_lauf_hilfe PUBLIC GTest::gtest)

@@ -17,7 +17,8 @@ constexpr long EIGENER = -1;
 constexpr double GROESSTE_RATE = 1e6;
 
 std::atomic<long> status{EIGENER};
-std::atomic<bool> fehler{false};
+constexpr long OHNE_FEHLER = 0;
+std::atomic<long> fehlercode{OHNE_FEHLER};
 std::atomic<bool> wandelnWirft{false};
 std::atomic<bool> bauWirft{false};
 std::atomic<bool> gibtKeinen{false};
@@ -31,9 +32,9 @@ bool gibtEs(double rate) {
 
 namespace wandler {
 
-void ende(long neuerStatus, bool mitFehler) {
+void ende(long neuerStatus, std::optional<long> code) {
   status = neuerStatus;
-  fehler = mitFehler;
+  fehlercode = code.value_or(OHNE_FEHLER);
 }
 void wirfBeimWandeln(bool ja) {
   wandelnWirft = ja;
@@ -51,7 +52,7 @@ long gebaut() {
 }  // namespace wandler
 
 void setzeWandlerZurueck() {
-  wandler::ende(EIGENER, false);
+  wandler::ende(EIGENER);
   wandler::wirfBeimWandeln(false);
   wandler::wirfBeimBau(false);
   wandler::keiner(false);
@@ -122,7 +123,9 @@ using namespace hallkorb::ersatz;
     _stelle += _von.sampleRate / _nach.sampleRate;
   }
   ausgabe.frameLength = frames;
-  if (fehler && error != nullptr) *error = fehlerMit(@"NSOSStatusErrorDomain", -50, "paramErr");
+  if (const long code = fehlercode; code != OHNE_FEHLER && error != nullptr) {
+    *error = fehlerMit(@"NSOSStatusErrorDomain", code, "The operation could not be completed");
+  }
   if (status != EIGENER) return static_cast<AVAudioConverterOutputStatus>(status.load());
   return trocken ? AVAudioConverterOutputStatus_InputRanDry : AVAudioConverterOutputStatus_HaveData;
 }

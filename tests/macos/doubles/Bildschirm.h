@@ -33,8 +33,8 @@ void inhalt(std::vector<Fenster> fenster, int displays);
 // The answers to such calls have this code from now on; 0: no error. With `ohneFehler` a failed
 // query for the content comes without an error object.
 void fehler(Frage frage, long code, bool ohneFehler = false);
-// Adding an output fails.
-void ausgangFehler(bool ja);
+// Adding an output fails with this code, or without an error object if it is 0.
+void ausgangFehler(long code);
 // The stream cannot be made: nil.
 void keinStrom(bool ja);
 

@@ -18,8 +18,9 @@ namespace {
 
 constexpr long WIRKLICH = LONG_MIN;  // no answer is given by the test
 
-std::atomic<bool> gibtKeine{false};
-std::atomic<bool> lehntAb{false};
+std::atomic<int> gibtKeine{0};
+std::atomic<int> lehntAb{0};
+std::atomic<bool> nurAlsFehler{false};
 std::atomic<long> rohrplatz{WIRKLICH};
 
 // What a write takes for certain. A pipe holds pages, so beside unread data only one of them is
@@ -36,7 +37,8 @@ long freieBytes(int fd) {
 
 // Returns 0, or why not.
 int aendere(int warteschlange, const struct kevent& aenderung) {
-  if (lehntAb || aenderung.filter != EVFILT_WRITE) return EINVAL;
+  if (const int grund = lehntAb; grund != 0) return grund;
+  if (aenderung.filter != EVFILT_WRITE) return EINVAL;
   struct epoll_event ereignis{};
   ereignis.events = EPOLLOUT;
   if ((aenderung.flags & EV_CLEAR) != 0) ereignis.events |= static_cast<std::uint32_t>(EPOLLET);
@@ -47,12 +49,13 @@ int aendere(int warteschlange, const struct kevent& aenderung) {
 
 }  // namespace
 
-void hallkorb::ersatz::keineEreignisse(bool ja) {
-  gibtKeine = ja;
+void hallkorb::ersatz::keineEreignisse(int fehlernummer) {
+  gibtKeine = fehlernummer;
 }
 
-void hallkorb::ersatz::keineWache(bool ja) {
-  lehntAb = ja;
+void hallkorb::ersatz::keineWache(int fehlernummer, bool ohneEreignis) {
+  lehntAb = fehlernummer;
+  nurAlsFehler = ohneEreignis;
 }
 
 void hallkorb::ersatz::setzeRohrplatz(std::optional<long> bytes) {
@@ -60,8 +63,8 @@ void hallkorb::ersatz::setzeRohrplatz(std::optional<long> bytes) {
 }
 
 int kqueue() {
-  if (gibtKeine) {
-    errno = EMFILE;
+  if (const int grund = gibtKeine; grund != 0) {
+    errno = grund;
     return -1;
   }
   return ::epoll_create1(EPOLL_CLOEXEC);
@@ -73,7 +76,7 @@ int kevent(int warteschlange, const struct kevent* aenderungen, int anzahl,
   for (int i = 0; i < anzahl; ++i) {
     const int fehler = aendere(warteschlange, aenderungen[i]);
     if (fehler == 0) continue;
-    if (platz == 0) {
+    if (platz == 0 || nurAlsFehler) {
       errno = fehler;
       return -1;
     }

@@ -138,11 +138,12 @@ long fensterserver() {
 void setzeZurueck() {
   @autoreleasepool {
     version = NEUESTE;
-    keineEreignisse(false);
+    keineEreignisse(0);
     setzeRohrplatz(std::nullopt);
-    keineWache(false);
+    keineWache(0);
     keinFadenname(0);
     stummeAnmeldung(false);
+    im(std::nullopt);
     setzeMikrofonZurueck();
     setzeWandlerZurueck();
     setzeSchreiberZurueck();

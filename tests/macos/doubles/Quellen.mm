@@ -4,6 +4,10 @@
 // ignored; here an ignored signal is gone, so the source takes a handler of its own, and what the
 // program says with signal() from then on decides only whether the action follows as well. For that
 // the linker leads calls of signal() here (--wrap=signal).
+//
+// On the platform a source sees each signal that is sent from when it watches, even if it is
+// blocked, and none that was sent before. Here a blocked one stays pending: when it is ignored, it
+// is passed on, or dropped if it had come before.
 #include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
@@ -11,7 +15,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <ctime>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "tests/macos/doubles/Schlangen.h"
 #include "tests/macos/doubles/System.h"
@@ -33,7 +40,12 @@ constexpr int SIGNALE = 65;
 std::atomic<int> rohre[SIGNALE] = {};      // where the handler writes
 std::atomic<bool> beachtet[SIGNALE] = {};  // a source watches
 std::atomic<sighandler_t> gesetzt[SIGNALE] = {};
+std::atomic<bool> kamVorher[SIGNALE] = {};  // pending when the source began
 std::atomic<bool> meldetNie{false};
+
+void meldeAnkunft(int nummer) {
+  static_cast<void>(!::write(rohre[nummer], "x", 1));
+}
 
 void beiSignal(int nummer) {
   if (gesetzt[nummer] == SIG_DFL) {  // the action comes besides the source, as on the platform
@@ -42,8 +54,44 @@ void beiSignal(int nummer) {
     return;
   }
   const int alt = errno;
-  static_cast<void>(!::write(rohre[nummer], "x", 1));
+  meldeAnkunft(nummer);
   errno = alt;
+}
+
+bool wartet(int nummer) {
+  sigset_t wartende;
+  sigpending(&wartende);
+  return sigismember(&wartende, nummer) == 1;
+}
+
+// What is pending is gone as soon as it is ignored.
+void verwirf(int nummer) {
+  sigset_t signale;
+  sigemptyset(&signale);
+  sigaddset(&signale, nummer);
+  const timespec sofort{};
+  if (!wartet(nummer) || ::sigtimedwait(&signale, nullptr, &sofort) != nummer) return;
+  if (!kamVorher[nummer].exchange(false)) meldeAnkunft(nummer);
+}
+
+// What a test does in such a moment.
+struct Einwurf {
+  std::mutex lock;
+  std::optional<Signalmoment> wann;
+  std::function<void()> tat;
+};
+Einwurf& einwurf() {
+  static auto& einer = *new Einwurf;
+  return einer;
+}
+
+void moment(Signalmoment jetzt) {
+  std::function<void()> tat;
+  {
+    const std::lock_guard halter(einwurf().lock);
+    if (einwurf().wann == jetzt) tat = einwurf().tat;
+  }
+  if (tat) tat();
 }
 
 void wecke(int eventfd) {
@@ -55,6 +103,10 @@ void wecke(int eventfd) {
 
 extern "C" sighandler_t __wrap_signal(int nummer, sighandler_t aktion) {
   if (nummer <= 0 || nummer >= SIGNALE || !beachtet[nummer]) return __real_signal(nummer, aktion);
+  if (aktion == SIG_IGN) {
+    moment(Signalmoment::vorDemIgnorieren);
+    verwirf(nummer);
+  }
   return gesetzt[nummer].exchange(aktion);
 }
 
@@ -144,6 +196,12 @@ void hallkorb::ersatz::stummeAnmeldung(bool ja) {
   meldetNie = ja;
 }
 
+void hallkorb::ersatz::im(std::optional<Signalmoment> wann, std::function<void()> tat) {
+  const std::lock_guard halter(einwurf().lock);
+  einwurf().wann = wann;
+  einwurf().tat = std::move(tat);
+}
+
 dispatch_source_t dispatch_source_create(dispatch_source_type_t typ, uintptr_t griff, uintptr_t,
                                          dispatch_queue_t queue) {
   HKQuelle* neu = [[HKQuelle alloc] init];
@@ -170,9 +228,14 @@ void dispatch_source_set_registration_handler(dispatch_source_t quelle, dispatch
 void dispatch_resume(dispatch_object_t quelle) {
   HKQuelle* q = quelleVon(quelle);
   q->gestartet = true;
+  const bool istSignal = q->typ == &_dispatch_source_type_signal;
+  if (istSignal) kamVorher[q->griff] = wartet(q->griff);  // on the thread that may hold it back
   dispatch_async(q->queue, ^{
     q->lesen = q->griff;
-    if (q->typ == &_dispatch_source_type_signal) meldeSignalAn(q);
+    if (istSignal) {
+      meldeSignalAn(q);
+      moment(Signalmoment::angemeldet);
+    }
     std::thread([eine = q]() mutable {
       wache(eine);
       eine = nil;

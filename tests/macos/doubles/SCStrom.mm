@@ -26,7 +26,8 @@ Stand& stand() {
   static auto& einer = *new Stand;
   return einer;
 }
-std::atomic<bool> ausgangScheitert{false};
+constexpr long NIMMT_AUSGANG = 1;  // no code of the service
+std::atomic<long> ausgangCode{NIMMT_AUSGANG};
 std::atomic<bool> gibtKeinen{false};
 std::atomic<long> zuFrueh{0};
 
@@ -86,8 +87,9 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
                    type:(SCStreamOutputType)typ
      sampleHandlerQueue:(dispatch_queue_t)queue
                   error:(NSError**)error {
-  if (_ausgang != nil || ausgangScheitert) {
-    if (error != nullptr) *error = dienstFehler(SCStreamErrorInvalidParameter);
+  if (const long code = ausgangCode; _ausgang != nil || code != NIMMT_AUSGANG) {
+    const long grund = _ausgang != nil ? SCStreamErrorInvalidParameter : code;
+    if (error != nullptr && grund != 0) *error = dienstFehler(grund);
     return NO;
   }
   _ausgang = ausgang;
@@ -189,8 +191,8 @@ bool gib(const Probe& probe, SCStreamOutputType typ, bool erbeten = true) {
 
 namespace hallkorb::ersatz::bildschirm {
 
-void ausgangFehler(bool ja) {
-  ausgangScheitert = ja;
+void ausgangFehler(long code) {
+  ausgangCode = code;
 }
 void keinStrom(bool ja) {
   gibtKeinen = ja;
@@ -263,7 +265,7 @@ long zuFruehFreigegeben() {
 
 void hallkorb::ersatz::setzeBildschirmZurueck() {
   setzeInhaltZurueck();
-  ausgangScheitert = false;
+  ausgangCode = NIMMT_AUSGANG;
   gibtKeinen = false;
   zuFrueh = 0;
 }

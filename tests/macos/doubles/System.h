@@ -3,6 +3,7 @@
 // Plain C++, any thread.
 #pragma once
 
+#include <functional>
 #include <optional>
 
 namespace hallkorb::ersatz {
@@ -26,13 +27,18 @@ void lassZeitVergehen(double sekunden);
 
 // Sources watch, but never report it to their registration handlers.
 void stummeAnmeldung(bool ja);
-// The kernel has no event queue left.
-void keineEreignisse(bool ja);
+// Runs `tat` for each source of a signal at that moment: when it watches and has not yet reported
+// it; when the signal is about to be ignored. Without a moment never.
+enum class Signalmoment { angemeldet, vorDemIgnorieren };
+void im(std::optional<Signalmoment> wann, std::function<void()> tat = nullptr);
+// The kernel gives no event queue, for this reason; 0 to let it.
+void keineEreignisse(int fehlernummer);
 // What the event queue reports as free in a pipe: so many bytes, no event if it is negative, and
 // without a value what is really free.
 void setzeRohrplatz(std::optional<long> bytes);
-// It refuses to watch anything.
-void keineWache(bool ja);
+// It refuses to watch anything, for this reason, as an event if there is room for one and
+// otherwise, or always with `ohneEreignis`, as a call that fails; 0 to let it.
+void keineWache(int fehlernummer, bool ohneEreignis = false);
 // Threads get no names, for this reason; 0 to let them.
 void keinFadenname(int fehlernummer);
 

@@ -3,6 +3,8 @@
 // Plain C++, any thread.
 #pragma once
 
+#include <optional>
+
 namespace hallkorb::ersatz::wandler {
 
 // The numbers of AVAudioConverterOutputStatus.
@@ -11,9 +13,10 @@ inline constexpr long EINGABE_ZU_ENDE = 1;
 inline constexpr long STROM_ZU_ENDE = 2;
 inline constexpr long FEHLER = 3;
 
-// From now on conversions end with this status, and with an error if `mitFehler`; what could be
-// converted is still there, unless the status is FEHLER. A negative status is the converter's own.
-void ende(long status, bool mitFehler);
+// From now on conversions end with this status, and with an error of that code if there is one;
+// what could be converted is still there, unless the status is FEHLER. A negative status is the
+// converter's own.
+void ende(long status, std::optional<long> code = std::nullopt);
 void wirfBeimWandeln(bool ja);
 void wirfBeimBau(bool ja);
 // No converter can be had.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <numbers>
 #include <utility>
+#include <vector>
 
 #include "tests/macos/doubles/Transformation.h"
 
@@ -30,14 +31,28 @@ long hallkorb::ersatz::vdsp::geloeschteWerte() {
 }
 
 struct OpaqueFFTSetupD {
+  explicit OpaqueFFTSetupD(vDSP_Length laengeLog2);
+
   vDSP_Length log2n;
+  // exp(-2 pi i k / n) for the first half of the circle.
+  std::vector<double> kosinus;
+  std::vector<double> sinus;
 };
+
+OpaqueFFTSetupD::OpaqueFFTSetupD(vDSP_Length laengeLog2) : log2n(laengeLog2) {
+  const std::size_t n = std::size_t{1} << log2n;
+  for (std::size_t k = 0; k < n / 2; ++k) {
+    const double winkel = 2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(n);
+    kosinus.push_back(std::cos(winkel));
+    sinus.push_back(-std::sin(winkel));
+  }
+}
 
 FFTSetupD vDSP_create_fftsetupD(vDSP_Length log2n, FFTRadix radix) {
   constexpr vDSP_Length GROESSTES = 28;
   if (radix != kFFTRadix2 || log2n > GROESSTES || gibtKeine) return nullptr;
   ++setups;
-  return new OpaqueFFTSetupD{log2n};
+  return new OpaqueFFTSetupD(log2n);
 }
 
 void vDSP_destroy_fftsetupD(FFTSetupD setup) {
@@ -60,12 +75,12 @@ void kehreUm(double* re, double* im, std::size_t n) {
 }
 
 // One stage of butterflies over spans of `spanne` values.
-void stufe(double* re, double* im, std::size_t n, std::size_t spanne, double richtung) {
+void stufe(const OpaqueFFTSetupD& setup, double* re, double* im, std::size_t n, std::size_t spanne,
+           double richtung) {
+  const std::size_t schritt = (std::size_t{1} << setup.log2n) / spanne;
   for (std::size_t k = 0; k < spanne / 2; ++k) {
-    const double winkel =
-        -richtung * 2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(spanne);
-    const double c = std::cos(winkel);
-    const double s = std::sin(winkel);
+    const double c = setup.kosinus[k * schritt];
+    const double s = richtung * setup.sinus[k * schritt];
     for (std::size_t i = k; i < n; i += spanne) {
       const std::size_t j = i + spanne / 2;
       const double x = re[j] * c - im[j] * s;
@@ -87,7 +102,7 @@ void vDSP_fft_zipD(FFTSetupD setup, const DSPDoubleSplitComplex* werte, vDSP_Str
   const std::size_t n = std::size_t{1} << log2n;
   kehreUm(werte->realp, werte->imagp, n);
   for (std::size_t spanne = 2; spanne <= n; spanne <<= 1)
-    stufe(werte->realp, werte->imagp, n, spanne, richtung);
+    stufe(*setup, werte->realp, werte->imagp, n, spanne, richtung);
 }
 
 void vDSP_vsmulD(const double* a, vDSP_Stride schrittA, const double* faktor, double* c,
