@@ -2,17 +2,18 @@
 // A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 //
 //     host.mjs --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N] [--restarts N]
-//              [-- options of the recorder...]
+//              [--limit N] [-- options of the recorder...]
 //
 // See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 
 import {spawn} from 'node:child_process';
-import {closeSync, mkdirSync, openSync, writeFileSync, writeSync} from 'node:fs';
+import {closeSync, mkdirSync, openSync, renameSync, writeFileSync, writeSync} from 'node:fs';
 import {join} from 'node:path';
 import {parseArgs} from 'node:util';
 import {parse} from './lines.mjs';
 
 const RECORDED = 0, LOST = 1, REFUSED = 2;
+const LONGEST = 1e6;  // seconds that an option may name; timers take no more than some weeks
 
 const say = (text) => process.stderr.write(`[host] ${text}\n`);
 
@@ -22,10 +23,16 @@ function clock(seconds) {
   return `${two(ms / 3600000)}:${two(ms / 60000 % 60)}:${two(ms / 1000 % 60)}.${String(ms % 1000).padStart(3, '0')}`;
 }
 
-/** What was said, by wall clock: a recording that was begun again has another time zero. */
+/** What was said, by wall clock: a recording that was begun again has another time zero. The files are
+ *  those of the last answer whatever happens: each is replaced when the next one is complete. */
 class Transcript {
   #zero = null;  // of the first recording, milliseconds since 1970
   #said = [];
+  #complained = false;
+
+  constructor(folder) {
+    this.folder = folder;
+  }
 
   /** Seconds from the first recording's time zero to this one. */
   offset(nullUnixMs) {
@@ -36,46 +43,129 @@ class Transcript {
   add(offset, chunk, text) {
     this.#said.push({begin: offset + chunk.t0, end: offset + chunk.t1, channel: chunk.channel, text});
     process.stdout.write(`${clock(offset + chunk.t0)} ${chunk.channel}: ${text}\n`);
+    this.write();
   }
 
-  write(folder) {
+  /** Returns whether both files are there. */
+  write() {
     const said = this.#said.sort((a, b) => a.begin - b.begin || a.end - b.end);
     const escape = (text) => text.replaceAll('&', '&amp;').replaceAll('<', '&lt;').replaceAll('>', '&gt;');
-    writeFileSync(join(folder, 'transcript.txt'),
-                  said.map((s) => `${clock(s.begin)} ${s.channel}: ${s.text}\n`).join(''));
-    writeFileSync(join(folder, 'transcript.vtt'), 'WEBVTT\n' + said.map((s) =>
-      `\n${clock(s.begin)} --> ${clock(s.end)}\n<v ${s.channel}>${escape(s.text)}\n`).join(''));
+    try {
+      this.#replace('transcript.txt', said.map((s) => `${clock(s.begin)} ${s.channel}: ${s.text}\n`).join(''));
+      this.#replace('transcript.vtt', 'WEBVTT\n' + said.map((s) =>
+        `\n${clock(s.begin)} --> ${clock(s.end)}\n<v ${s.channel}>${escape(s.text)}\n`).join(''));
+    } catch (error) {
+      if (!this.#complained) say(`the transcript cannot be written: ${error.message}`);
+      this.#complained = true;
+      return false;
+    }
+    return true;
+  }
+
+  #replace(name, content) {
+    const path = join(this.folder, name);
+    writeFileSync(`${path}.part`, content);
+    renameSync(`${path}.part`, path);
+  }
+}
+
+/** The recorder's lines as they came. What the disk refuses waits until there is room again. */
+class Kept {
+  #file = null;
+  #waiting = Buffer.alloc(0);
+  #complained = false;
+
+  constructor(path) {
+    this.path = path;
+  }
+
+  add(text) {
+    this.#waiting = Buffer.concat([this.#waiting, Buffer.from(text)]);
+    try {
+      this.#file ??= openSync(this.path, 'w');
+      while (this.#waiting.length > 0)
+        this.#waiting = this.#waiting.subarray(writeSync(this.#file, this.#waiting));
+    } catch (error) {
+      if (!this.#complained) say(`the lines cannot be kept: ${error.message}`);
+      this.#complained = true;
+    }
+  }
+
+  /** Returns whether all of them are in the file. */
+  close() {
+    this.add('');
+    if (this.#file !== null) closeSync(this.#file);
+    return this.#waiting.length === 0;
   }
 }
 
 /** Asks the command for each chunk, one after the other, beside the recording. */
 class Transcriber {
   #last = Promise.resolve();
+  #child = null;
+  #givenUp = false;
+  #leftOut = 0;
 
-  constructor(command, transcript) {
-    // Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
-    this.call = ['-c', `trap '' INT; ${command} "$1"`, 'sh'];
+  constructor(command, limit, transcript) {
+    this.call = ['-c', `${command} "$1"`, 'sh'];
+    this.limit = limit;
     this.transcript = transcript;
   }
 
   take(offset, chunk) {
-    this.#last = this.#last.then(() => this.#ask(offset, chunk));
+    this.#last = this.#last.then(() => this.#ask(offset, chunk)).catch((error) => {
+      // No process left, or no name of a file.
+      say(`transcriber: ${error.message.slice(0, 100)} for ${chunk.path.slice(0, 100)}`);
+    });
   }
 
   /** Resolves when every chunk has its answer. */
-  finish() {
-    return this.#last;
+  async finish() {
+    await this.#last;
+    if (this.#leftOut > 0) say(`${this.#leftOut} chunks were not waited for`);
+  }
+
+  /** The chunks that have no answer yet get none. */
+  giveUp() {
+    this.#givenUp = true;
+    this.#kill();
   }
 
   async #ask(offset, chunk) {
-    const child = spawn('/bin/sh', [...this.call, chunk.path], {stdio: ['ignore', 'pipe', 'inherit']});
-    const ended = new Promise((resolve) => child.on('close', (status) => resolve(status)));
-    let answer = '';
-    child.stdout.setEncoding('utf8').on('data', (text) => { answer += text; });
-    const status = await ended;
+    if (this.#givenUp) {
+      this.#leftOut += 1;
+      return;
+    }
+    // In a group of its own: Ctrl-C in a terminal goes to every program in it and must not cost the last
+    // answers, and what the command has started is killed with it.
+    const child = spawn('/bin/sh', [...this.call, chunk.path],
+                        {stdio: ['ignore', 'pipe', 'inherit'], detached: true});
+    let answer = '', late = false;
+    const ended = new Promise((resolve, reject) => child.on('error', reject).on('close', resolve));
+    child.stdout?.setEncoding('utf8').on('data', (text) => { answer += text; });
+    this.#child = child;
+    const timer = setTimeout(() => {
+      late = true;
+      this.#kill();
+      child.stdout.destroy();  // what has left the group may hold it open
+    }, this.limit * 1000);
+    const status = await ended.finally(() => {
+      clearTimeout(timer);
+      this.#child = null;
+    });
     const text = answer.split(/\s+/).filter(Boolean).join(' ');
-    if (status !== 0) say(`transcriber: status ${status} for ${chunk.path}`);
+    if (late) say(`transcriber: no answer within ${this.limit} s for ${chunk.path}`);
+    else if (status !== 0 && this.#givenUp) this.#leftOut += 1;
+    else if (status !== 0) say(`transcriber: status ${status} for ${chunk.path}`);
     else if (text) this.transcript.add(offset, chunk, text);
+  }
+
+  #kill() {
+    try {
+      if (this.#child) process.kill(-this.#child.pid, 'SIGKILL');
+    } catch (error) {
+      if (error.code !== 'ESRCH') throw error;
+    }
   }
 }
 
@@ -93,17 +183,20 @@ class Host {
   #recorder = null;
   #stopping = false;
   #killed = false;
+  #allKept = true;
 
   constructor(options, recorderOptions) {
     this.options = options;
     this.recorderOptions = recorderOptions;
-    this.transcript = new Transcript();
-    this.transcriber = new Transcriber(options.transcriber, this.transcript);
+    this.transcript = new Transcript(options.folder);
+    this.transcriber = new Transcriber(options.transcriber, options.limit, this.transcript);
   }
 
   async run() {
     mkdirSync(this.options.folder, {recursive: true, mode: 0o700});
-    for (const name of ['SIGINT', 'SIGTERM']) process.on(name, () => this.stop());
+    // The first signal stops the recording; whoever sends another does not want to wait for answers.
+    for (const name of ['SIGINT', 'SIGTERM'])
+      process.on(name, () => this.#stopping ? this.transcriber.giveUp() : this.stop());
     let outcome = REFUSED;
     for (let left = this.options.restarts; left >= 0; --left) {
       outcome = await this.#record(this.#newFolder());
@@ -111,8 +204,8 @@ class Host {
       say('beginning again');
     }
     await this.transcriber.finish();
-    this.transcript.write(this.options.folder);
-    return outcome;
+    const written = this.transcript.write();
+    return outcome === RECORDED && !(written && this.#allKept) ? LOST : outcome;
   }
 
   /** The orderly stop, with a limit. A second one changes nothing. */
@@ -159,6 +252,7 @@ class Host {
       child.on('error', (error) => resolve({error}));
       child.on('close', (status, signal) => resolve({status, signal}));
     });
+    if (!child.stdout) return this.#outcome(await ended, false);  // too many files are open
     const [done] = await Promise.all([this.#readLines(child.stdout, folder), this.#passOn(child.stderr)]);
     return this.#outcome(await ended, done);
   }
@@ -169,10 +263,10 @@ class Host {
 
   /** Reads standard output to its end, and keeps it; resolves to whether "done" came. */
   async #readLines(stream, folder) {
-    const kept = openSync(join(folder, 'ereignisse.jsonl'), 'w');
+    const kept = new Kept(join(folder, 'ereignisse.jsonl'));
     let offset = 0, done = false;
     for await (const text of linesOf(stream)) {
-      writeSync(kept, `${text}\n`);
+      kept.add(`${text}\n`);
       let line;
       try {
         line = parse(text);
@@ -188,7 +282,7 @@ class Host {
       done ||= line.event === 'done';
       this.#show(line, folder);
     }
-    closeSync(kept);
+    this.#allKept = kept.close() && this.#allKept;
     return done;
   }
 
@@ -235,12 +329,18 @@ function options() {
   const text = {type: 'string'};
   const {values, positionals} = parseArgs({
     options: {recorder: text, folder: text, transcriber: text, seconds: {...text, default: '0'},
-              patience: {...text, default: '150'}, restarts: {...text, default: '3'}},
+              patience: {...text, default: '150'}, restarts: {...text, default: '3'},
+              limit: {...text, default: '120'}},
     allowPositionals: true,
   });
   for (const name of ['recorder', 'folder', 'transcriber'])
     if (!values[name]) throw new Error(`--${name} is missing`);
-  for (const name of ['seconds', 'patience', 'restarts']) values[name] = Number(values[name]);
+  for (const name of ['seconds', 'patience', 'restarts', 'limit']) {
+    const number = values[name].trim() ? Number(values[name]) : NaN;
+    if (!(number >= 0 && number <= LONGEST) || (name === 'restarts' && !Number.isInteger(number)))
+      throw new Error(`--${name} is no number that can be used: ${values[name]}`);
+    values[name] = number;
+  }
   return [values, positionals];
 }
 

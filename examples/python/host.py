@@ -2,12 +2,13 @@
 """A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 
     host.py --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N] [--restarts N]
-            [-- options of the recorder...]
+            [--limit N] [-- options of the recorder...]
 
 See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 """
 
 import argparse
+import contextlib
 import html
 import os
 import queue
@@ -19,6 +20,7 @@ import threading
 import lines
 
 RECORDED, LOST, REFUSED = 0, 1, 2
+LONGEST = 1e6  # seconds that an option may name; timers take no more than some weeks
 
 
 def say(text):
@@ -26,11 +28,14 @@ def say(text):
 
 
 class Transcript:
-    """What was said, by wall clock: a recording that was begun again has another time zero."""
+    """What was said, by wall clock: a recording that was begun again has another time zero. The files are
+    those of the last answer whatever happens: each is replaced when the next one is complete."""
 
-    def __init__(self):
+    def __init__(self, folder):
+        self._folder = folder
         self._zero = None  # of the first recording, milliseconds since 1970
         self._said = []  # (begin, end, channel, text), seconds
+        self._complained = False
 
     def offset(self, null_unix_ms):
         """Seconds from the first recording's time zero to this one."""
@@ -40,16 +45,31 @@ class Transcript:
 
     def add(self, offset, chunk, text):
         self._said.append((offset + chunk.t0, offset + chunk.t1, chunk.channel, text))
-        print(f"{clock(offset + chunk.t0)} {chunk.channel}: {text}", flush=True)
+        with contextlib.suppress(OSError):  # nobody may be reading any more
+            print(f"{clock(offset + chunk.t0)} {chunk.channel}: {text}", flush=True)
+        self.write()
 
-    def write(self, folder):
+    def write(self):
+        """Returns whether both files are there."""
         said = sorted(self._said)
-        with open(os.path.join(folder, "transcript.txt"), "w", encoding="utf-8") as file:
-            file.writelines(f"{clock(begin)} {channel}: {text}\n" for begin, _, channel, text in said)
-        with open(os.path.join(folder, "transcript.vtt"), "w", encoding="utf-8") as file:
-            file.write("WEBVTT\n")
-            file.writelines(f"\n{clock(begin)} --> {clock(end)}\n<v {channel}>{html.escape(text, False)}\n"
-                            for begin, end, channel, text in said)
+        text = "".join(f"{clock(begin)} {channel}: {text}\n" for begin, _, channel, text in said)
+        cues = "".join(f"\n{clock(begin)} --> {clock(end)}\n<v {channel}>{html.escape(text, False)}\n"
+                       for begin, end, channel, text in said)
+        try:
+            self._replace("transcript.txt", text)
+            self._replace("transcript.vtt", "WEBVTT\n" + cues)
+        except OSError as error:
+            if not self._complained:
+                say(f"the transcript cannot be written: {error.strerror}")
+            self._complained = True
+            return False
+        return True
+
+    def _replace(self, name, content):
+        path = os.path.join(self._folder, name)
+        with open(path + ".part", "w", encoding="utf-8") as file:
+            file.write(content)
+        os.replace(path + ".part", path)
 
 
 def clock(seconds):
@@ -60,12 +80,15 @@ def clock(seconds):
 class Transcriber(threading.Thread):
     """Asks the command for each chunk, one after the other, beside the recording."""
 
-    def __init__(self, command, transcript):
+    def __init__(self, command, limit, transcript):
         super().__init__()
-        # Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
-        self._call = ["/bin/sh", "-c", f"trap '' INT; {command} \"$1\"", "sh"]
+        self._call = ["/bin/sh", "-c", f'{command} "$1"', "sh"]
+        self._limit = limit
         self._transcript = transcript
         self._jobs = queue.Queue()
+        self._child = None
+        self._given_up = False
+        self._left_out = 0
 
     def take(self, offset, chunk):
         self._jobs.put((offset, chunk))
@@ -74,31 +97,94 @@ class Transcriber(threading.Thread):
         """Returns when every chunk has its answer."""
         self._jobs.put(None)
         self.join()
+        if self._left_out:
+            say(f"{self._left_out} chunks were not waited for")
+
+    def give_up(self):
+        """The chunks that have no answer yet get none."""
+        self._given_up = True
+        self._kill(self._child)
 
     def run(self):
         while (job := self._jobs.get()) is not None:
             offset, chunk = job
-            answer = subprocess.run([*self._call, chunk.path], stdin=subprocess.DEVNULL,
-                                    stdout=subprocess.PIPE)
-            if answer.returncode:
-                say(f"transcriber: status {answer.returncode} for {chunk.path}")
-            elif text := " ".join(answer.stdout.decode("utf-8", "replace").split()):
-                self._transcript.add(offset, chunk, text)
+            try:
+                if text := "" if self._given_up else self._ask(chunk):
+                    self._transcript.add(offset, chunk, text)
+                elif self._given_up:
+                    self._left_out += 1
+            except (OSError, ValueError) as error:  # no process left, or no name of a file
+                say(f"transcriber: {error} for {chunk.path[:100]!r}")
+
+    def _ask(self, chunk):
+        # In a group of its own: Ctrl-C in a terminal goes to every program in it and must not cost the
+        # last answers, and what the command has started is killed with it.
+        self._child = child = subprocess.Popen([*self._call, chunk.path], stdin=subprocess.DEVNULL,
+                                               stdout=subprocess.PIPE, start_new_session=True)
+        if self._given_up:
+            self._kill(child)
+        with child.stdout:
+            try:
+                answer = child.communicate(timeout=self._limit)[0]
+            except subprocess.TimeoutExpired:
+                say(f"transcriber: no answer within {self._limit:g} s for {chunk.path}")
+                self._kill(child)
+                child.wait()
+                return ""
+        if child.returncode == 0:
+            return " ".join(answer.decode("utf-8", "replace").split())
+        if not self._given_up:
+            say(f"transcriber: status {child.returncode} for {chunk.path}")
+        return ""
+
+    @staticmethod
+    def _kill(child):
+        if child and child.returncode is None:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(child.pid, signal.SIGKILL)
+
+
+class Kept:
+    """The recorder's lines as they came. What the disk refuses waits until there is room again."""
+
+    def __init__(self, path):
+        self._path = path
+        self._file = None
+        self._waiting = b""
+        self._complained = False
+
+    def add(self, line):
+        self._waiting += line
+        try:
+            self._file = self._file or open(self._path, "wb", buffering=0)
+            while self._waiting:
+                self._waiting = self._waiting[self._file.write(self._waiting):]
+        except OSError as error:
+            if not self._complained:
+                say(f"the lines cannot be kept: {error.strerror}")
+            self._complained = True
+
+    def close(self):
+        """Returns whether all of them are in the file."""
+        self.add(b"")
+        if self._file:
+            self._file.close()
+        return not self._waiting
 
 
 class Host:
     def __init__(self, options):
         self._options = options
-        self._transcript = Transcript()
-        self._transcriber = Transcriber(options.transcriber, self._transcript)
+        self._transcript = Transcript(options.folder)
+        self._transcriber = Transcriber(options.transcriber, options.limit, self._transcript)
         self._recorder = None
         self._stopping = threading.Event()
         self._killed = False
+        self._all_kept = True
 
     def run(self):
         os.makedirs(self._options.folder, mode=0o700, exist_ok=True)
-        for number in (signal.SIGINT, signal.SIGTERM):
-            signal.signal(number, lambda *_: self.stop())
+        self._watch_signals()
         self._transcriber.start()
         try:
             for left in range(self._options.restarts, -1, -1):
@@ -108,8 +194,29 @@ class Host:
                 say("beginning again")
         finally:
             self._transcriber.finish()
-            self._transcript.write(self._options.folder)
-        return outcome
+            written = self._transcript.write()
+        return LOST if outcome == RECORDED and not (written and self._all_kept) else outcome
+
+    def _watch_signals(self):
+        """A thread answers them: a handler would run in the middle of anything."""
+        watched, noted = os.pipe()
+        os.set_blocking(noted, False)
+        signal.set_wakeup_fd(noted)
+        for number in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(number, lambda *_: None)
+
+        def answer():
+            while os.read(watched, 1):
+                self._signalled()
+
+        threading.Thread(target=answer, daemon=True).start()
+
+    def _signalled(self):
+        """The first one stops the recording; whoever sends another does not want to wait for answers."""
+        if self._stopping.is_set():
+            self._transcriber.give_up()
+        else:
+            self.stop()
 
     def stop(self):
         """The orderly stop, with a limit. A second one changes nothing."""
@@ -180,24 +287,25 @@ class Host:
     def _read_lines(self, stream, folder):
         """Reads standard output to its end, and keeps it; returns whether "done" came."""
         offset, done = 0.0, False
-        with open(os.path.join(folder, "ereignisse.jsonl"), "wb", buffering=0) as kept:
-            for raw in stream:
-                if not raw.endswith(b"\n"):  # the recorder was killed in the middle of a line
-                    break
-                kept.write(raw)
-                text = raw.decode("utf-8", "replace").rstrip("\n")
-                try:
-                    line = lines.parse(text)
-                except ValueError as error:
-                    say(f"not understood: {text} ({error})")
-                    continue
-                if isinstance(line, lines.Started):
-                    offset = self._transcript.offset(line.null_unix_ms)
-                    self._count_seconds()
-                elif isinstance(line, lines.Chunk):
-                    self._transcriber.take(offset, line)
-                done = done or isinstance(line, lines.Done)
-                self._show(line, folder)
+        kept = Kept(os.path.join(folder, "ereignisse.jsonl"))
+        for raw in stream:
+            if not raw.endswith(b"\n"):  # the recorder was killed in the middle of a line
+                break
+            kept.add(raw)
+            text = raw.decode("utf-8", "replace").rstrip("\n")
+            try:
+                line = lines.parse(text)
+            except ValueError as error:
+                say(f"not understood: {text} ({error})")
+                continue
+            if isinstance(line, lines.Started):
+                offset = self._transcript.offset(line.null_unix_ms)
+                self._count_seconds()
+            elif isinstance(line, lines.Chunk):
+                self._transcriber.take(offset, line)
+            done = done or isinstance(line, lines.Done)
+            self._show(line, folder)
+        self._all_kept = kept.close() and self._all_kept
         return done
 
     @staticmethod
@@ -237,6 +345,20 @@ class Host:
         return LOST
 
 
+def seconds(text):
+    value = float(text)
+    if not 0.0 <= value <= LONGEST:
+        raise ValueError
+    return value
+
+
+def times(text):
+    value = int(text)
+    if value < 0:
+        raise ValueError
+    return value
+
+
 class Parser(argparse.ArgumentParser):
     def error(self, message):  # with a status of its own: 2 means that nothing could be recorded
         say(message)
@@ -248,11 +370,16 @@ def main():
     parser.add_argument("--recorder", required=True)
     parser.add_argument("--folder", required=True)
     parser.add_argument("--transcriber", required=True)
-    parser.add_argument("--seconds", type=float, default=0.0, help="of recording, then stop")
-    parser.add_argument("--patience", type=float, default=150.0, help="how long a stop may take")
-    parser.add_argument("--restarts", type=int, default=3, help="after crashes, at most")
+    parser.add_argument("--seconds", type=seconds, default=0.0, help="of recording, then stop")
+    parser.add_argument("--patience", type=seconds, default=150.0, help="how long a stop may take")
+    parser.add_argument("--restarts", type=times, default=3, help="after crashes, at most")
+    parser.add_argument("--limit", type=seconds, default=120.0, help="for the transcriber's answer")
     parser.add_argument("recorder_options", nargs="*")
-    return Host(parser.parse_args()).run()
+    try:
+        return Host(parser.parse_args()).run()
+    except OSError as error:  # the folder
+        say(error)
+        return 64
 
 
 if __name__ == "__main__":

@@ -20,6 +20,7 @@ bestehe "recommendations installed; the manual page is there and compressed"
 
 apt install -y --no-install-recommends zsh
 # Without the user's files: what a shell that was just installed finds by itself.
+# shellcheck disable=SC2016  # zsh's own variable
 zsh -fc 'autoload -Uz compinit && compinit -D && [[ $_comps[hallkorb-sitzung] == _hallkorb-sitzung ]]'
 bestehe "zsh finds the completions"
 
