@@ -344,6 +344,7 @@ function options() {
   return [values, positionals];
 }
 
+process.stdout.on('error', () => {});  // nobody may be reading any more
 try {
   process.exitCode = await new Host(...options()).run();
 } catch (error) {

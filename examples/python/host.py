@@ -377,7 +377,7 @@ def main():
     parser.add_argument("recorder_options", nargs="*")
     try:
         return Host(parser.parse_args()).run()
-    except OSError as error:  # the folder
+    except OSError as error:  # the folder cannot be made
         say(error)
         return 64
 
