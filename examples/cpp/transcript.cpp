@@ -213,6 +213,7 @@ void Transcriber::giveUp() {
 void Transcriber::run() {
   while (const auto job = next())
     ask(job->first, job->second);
+  const std::lock_guard guard(lock_);
   if (leftOut_ > 0) say(std::to_string(leftOut_) + " chunks were not waited for");
   close(ended_[1]);
 }
