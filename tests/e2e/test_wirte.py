@@ -4,6 +4,7 @@ All of them have one command line and write the same files, so one set of tests 
 The one in Python is tried with every change; the others, which need more packages, in a stage of their own.
 """
 
+import contextlib
 import json
 import os
 import re
@@ -19,6 +20,7 @@ BEISPIELE = os.path.join(lauf.WURZEL, "examples")
 ABSPIELER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "abspieler.py")
 CPP_BAU = os.path.join(lauf.WURZEL, "build", "host-cpp")
 SITZUNG = os.path.join(os.path.dirname(lauf.PROGRAMM), "hallkorb-sitzung")
+BEISPIELSITZUNG = os.path.join(BEISPIELE, "session")
 
 LEBEND = {verweis["$ref"].rsplit("/", 1)[1] for verweis in schema.schema()["$defs"]["live"]["anyOf"]}
 START = '{"event":"started","mic":true,"system":true,"video":true,"echo":true,"null_unix_ms":1795220400000}'
@@ -189,6 +191,26 @@ class Gespielt(Wirtsfall):
 
     MIT_SITZUNG = False
 
+    def pruefe_vorgespieltes(self):
+        """The example session, played by the program's own player in the recorder's place."""
+        wirt = self.wirt(rekorder=os.path.join(BEISPIELSITZUNG, "play"),
+                         fuer_rekorder=["--tempo", "20", "--no-video", "--max", "4"],
+                         umgebung=os.environ | {"HALLKORB_SITZUNG": SITZUNG})
+        wirt.ende(0)
+        wirt.meldung("[host] recorded")
+        with open(os.path.join(BEISPIELSITZUNG, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            beispiel = [json.loads(zeile) for zeile in datei]
+        self.pruefe_abschrift(wirt, sorted(
+            (satz["t0"], satz["t1"], satz["channel"], os.path.basename(satz["path"])[:-4])
+            for satz in beispiel if "chunk" in satz))
+        ordner = os.path.join(self.ziel, "1")
+        for satz in beispiel:
+            if "path" in satz:
+                satz["path"] = os.path.join(ordner, os.path.basename(satz["path"]))
+        self.assertEqual(lauf.geprueft(wirt.lies("1/ereignisse.jsonl")), beispiel)
+        self.assertEqual(subprocess.run([SITZUNG, "pruefen", ordner], stdout=subprocess.DEVNULL,
+                                        check=False).returncode, 0)
+
     def pruefe_fremdes(self):
         """Events and fields of later versions, control characters, a broken line, unread streams,
         and chunks of both channels out of order."""
@@ -200,6 +222,8 @@ class Gespielt(Wirtsfall):
             '"grund":"g","t_s":0.1}',
             '{"event":"video_pause","message":"kein Fenster","t_s":2.0}',
             '{"chunk":1,"channel":"me","path":7,"t0":1.00,"t1":2.00}', "kein JSON", chunk("me", 1, 3.25, 4.0),
+            '{"event":[]}', '{"event":["done"]}', '{"event":null,"chunk":1}', '{"event":{"started":1}}', "[]",
+            '{"event":' + "[" * 100000 + "]" * 100000 + "}",
             '{"event":"video","path":"/r/video.mp4","frames":12,"quelle":"Zoom"}',
             chunk("them", 1, 2.0, 3700.5), *SCHLUSS], spiel=["--laut", "200000"],
             schreiber="printf '%s\\n <&>\\t\u00e4 ' \"$1\"; true")
@@ -212,6 +236,9 @@ class Gespielt(Wirtsfall):
                                          (2.0, 3700.5, "them", 1), (3.25, 4.0, "me", 1))])
         for text in ("without me: kein Ger\u00e4t", "recording into " + self.ziel + "/1: me, them, echo path",
                      'skipped: {"event":"unterbrochen"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
+                     'not understood: {"event":[]}', 'not understood: {"event":["done"]}',
+                     'not understood: {"event":null', 'not understood: {"event":{"started', "not understood: []",
+                     'not understood: {"event":[[[[',
                      "no picture: kein Fenster", 'not understood: {"chunk":1', "not understood: kein JSON",
                      "stopping", "video: /r/video.mp4, 12 pictures", "gaps: me 80 ms, them 0 ms"):
             wirt.meldung("[host] " + text)
@@ -272,6 +299,12 @@ class Gespielt(Wirtsfall):
         self.wirt(rekorder=os.path.join(self.ordner, "fehlt")).ende(2)
         wirt = Wirt(self, [*self.BEFEHL, "--folder", self.ziel], os.environ, self.ziel)
         wirt.ende(64)
+        self.assertEqual(os.stat(self.ziel).st_mode & 0o777, 0o700)
+        self.ziel = os.path.join(self.ordner, "nie")
+        for option, wert in (("--patience", "abc"), ("--patience", "nan"), ("--seconds", "-1"),
+                             ("--restarts", "1.5"), ("--restarts", "x"), ("--limit", "1e9"), ("--limit", "")):
+            self.wirt(option, wert, rekorder=ABSPIELER).ende(64)
+        self.assertFalse(os.path.exists(self.ziel))
 
     def pruefe_strg_c(self):
         """Ctrl-C, which every program in the terminal gets, costs no answer; a transcriber that fails
@@ -281,8 +314,7 @@ class Gespielt(Wirtsfall):
         os.mkfifo(zweite)
         wirt = self.gespielt(
             [START, chunk("me", 0, 0.0, 1.0), chunk("them", 0, 0.0, 2.0), chunk("me", 1, 1.0, 2.0), *SCHLUSS],
-            schreiber=f'f() {{ case $1 in *me_000*) exit 3;; esac; read x <"{self.ordner}/${{1#*chunk_}}"; '
-                      'echo "$x"; }; f')
+            schreiber=self.wartender())
         wirt.meldung("transcriber: status 3 for /r/chunk_me_000.wav")
         with open(erste, "w", encoding="ascii") as rohr:  # once the transcriber has opened it
             os.killpg(wirt.prozess.pid, signal.SIGINT)
@@ -292,6 +324,83 @@ class Gespielt(Wirtsfall):
             rohr.write("auch\n")
         wirt.ende(0)
         self.pruefe_abschrift(wirt, [(0.0, 2.0, "them", "da"), (1.0, 2.0, "me", "auch")])
+
+
+    def wartender(self):
+        """A transcriber that fails for the first chunk of "me", and for each other one answers what comes
+        through the pipe of its name."""
+        return (f'f() {{ case $1 in *me_000*) exit 3;; esac; read x <"{self.ordner}/${{1#*chunk_}}"; '
+                'echo "$x"; }; f')
+
+    def pruefe_haengendes(self):
+        """A transcriber that never answers costs only its own chunk, with all that it has started; one that
+        cannot be started, too. What was answered is in the files at once, and a second signal ends the
+        waiting."""
+        hin, her = (os.path.join(self.ordner, name) for name in ("me_005.wav", "me_006.wav"))
+        os.mkfifo(hin)
+        os.mkfifo(her)
+        lang = chunk("me", 2, 0.0, 1.0, ordner="/" + "x" * 200000)  # longer than an argument may be
+        nul = chunk("me", 3, 0.0, 1.0).replace("/r/", "/r\\u0000/")
+        wirt = self.gespielt(
+            [START, chunk("me", 1, 0.0, 1.0), lang, nul, chunk("me", 4, 4.0, 5.0), *SCHLUSS],
+            "--limit", "15", spiel=["--ende", "0"],
+            schreiber='f() { case $1 in *me_001*) sleep 1000 | sleep 1000;; esac; echo da; }; f')
+        wirt.meldung("transcriber: no answer within")
+        wirt.ende(0)
+        self.assertEqual(self.schlafende(wirt), [])
+        self.assertEqual(sum("[host] transcriber: " in zeile for zeile in wirt.stand.texte()), 3,
+                         wirt.alles())
+        self.pruefe_abschrift(wirt, [(4.0, 5.0, "me", "da")])
+
+        wirt = self.gespielt([START, *(chunk("me", nummer, nummer, nummer + 1.0) for nummer in (5, 6, 7)),
+                              *SCHLUSS], schreiber=self.wartender())
+        with open(hin, "w", encoding="ascii") as rohr:
+            rohr.write("da\n")
+        wirt.gesagt(1)
+        rohr = os.open(her, os.O_WRONLY)  # the next one is being waited for
+        self.addCleanup(os.close, rohr)
+        self.warte_bis(lambda: self.vorhanden(wirt, "transcript.vtt"), "the transcript")
+        self.pruefe_abschrift(wirt, [(5.0, 6.0, "me", "da")])
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.meldung("[host] recorded")
+        wirt.prozess.send_signal(signal.SIGTERM)
+        wirt.ende(0)
+        wirt.meldung("[host] 2 chunks were not waited for")
+        self.pruefe_abschrift(wirt, [(5.0, 6.0, "me", "da")])
+
+    @staticmethod
+    def vorhanden(wirt, name):
+        return os.path.exists(os.path.join(wirt.ordner, name))
+
+    @staticmethod
+    def schlafende(wirt):
+        """The processes below this one that are not the host's own any more."""
+        return [pid for pid in prozesse.nachkommen() if pid != wirt.prozess.pid]
+
+    def pruefe_platte_voll(self):
+        """Nothing can be written: the lines are read to their end. Then there is room again: none is lost."""
+        for danach in ("voll", "frei"):
+            self.ziel = os.path.join(self.ordner, danach)
+            self.haenge_ein(self.ziel, "-o", "size=64k")
+            fuellung = os.path.join(self.ziel, "x")
+            with open(fuellung, "wb", buffering=0) as datei, contextlib.suppress(OSError):
+                while True:
+                    datei.write(bytes(4096))
+            zeilen = [START, *(chunk("them", nummer, nummer, nummer + 1.0) for nummer in range(9)), *SCHLUSS]
+            wirt = self.gespielt(zeilen)
+            wirt.meldung("[host] the lines cannot be kept: ")
+            wirt.meldung("[host] the transcript cannot be written: ")
+            wirt.gesagt(9)
+            if danach == "frei":
+                os.unlink(fuellung)
+            wirt.prozess.send_signal(signal.SIGINT)
+            wirt.ende(1 if danach == "voll" else 0)
+            wirt.meldung("[host] recorded")
+            self.assertEqual(sum("cannot be" in zeile for zeile in wirt.stand.texte()), 2, wirt.alles())
+            if danach == "frei":
+                self.pruefe_abschrift(wirt, [(nummer, nummer + 1.0, "them", f"chunk_them_{nummer:03}")
+                                             for nummer in range(9)])
+                self.assertEqual(wirt.lies("1/ereignisse.jsonl").splitlines(), zeilen)
 
 
 class Python:
@@ -317,9 +426,17 @@ class PythonGespielt(Python, Gespielt):
     def test_alles(self):
         """In one process: each would take longer to begin than to run."""
         for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_verdorbenes, self.pruefe_enden,
-                                           self.pruefe_strg_c)):
+                                           self.pruefe_strg_c, self.pruefe_haengendes,
+                                           self.pruefe_vorgespieltes)):
             self.ziel = os.path.join(self.ordner, f"gespraech-{nummer}")
             pruefe()
+
+
+class PythonVoll(Python, Gespielt):
+    MIT_MOUNT = True
+
+    def test_platte_voll(self):
+        self.pruefe_platte_voll()
 
 
 class NodeAufnahme(Node, PythonAufnahme):
@@ -331,11 +448,19 @@ class NodeGespielt(Node, PythonGespielt):
     BEFEHL = Node.BEFEHL
 
 
+class NodeVoll(Node, PythonVoll):
+    BEFEHL = Node.BEFEHL
+
+
 class CppAufnahme(Cpp, PythonAufnahme):
     BEFEHL = Cpp.BEFEHL
 
 
 class CppGespielt(Cpp, PythonGespielt):
+    BEFEHL = Cpp.BEFEHL
+
+
+class CppVoll(Cpp, PythonVoll):
     BEFEHL = Cpp.BEFEHL
 
 
@@ -349,4 +474,8 @@ class SwiftAufnahme(Swift, PythonAufnahme):
 
 
 class SwiftGespielt(Swift, PythonGespielt):
+    BEFEHL = Swift.BEFEHL
+
+
+class SwiftVoll(Swift, PythonVoll):
     BEFEHL = Swift.BEFEHL
