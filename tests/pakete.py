@@ -13,6 +13,7 @@ import json
 import os
 import random
 import re
+import shutil
 import struct
 import sys
 import tempfile
@@ -84,6 +85,24 @@ class Installiert(unittest.TestCase):
         self.assertEqual(self.bytes_von(ist), self.soll)
         os.unlink(ist)
 
+    def schont_dateien(self, *befehl, umgebung=None):
+        """The result may take the microphone's place; without one, the file that was there stays."""
+        ort = os.path.join(self.ordner, "schonen")
+        os.makedirs(ort)
+        mikro, falsch, ziel = (os.path.join(ort, name) for name in ("mikro.wav", "falsch.wav", "ziel.wav"))
+        shutil.copy(self.mikro, mikro)
+        pakete.fuehre_aus(*befehl, mikro, self.fern, mikro, umgebung=umgebung)
+        self.assertEqual(self.bytes_von(mikro), self.soll)
+        with wave.open(falsch, "wb") as datei:
+            datei.setparams((1, 2, 8000, 0, "NONE", ""))
+            datei.writeframes(bytes(2000))
+        shutil.copy(self.fern, ziel)
+        with self.assertRaises(pakete.PaketFehler):
+            pakete.fuehre_aus(*befehl, self.mikro, falsch, ziel, umgebung=umgebung)
+        self.assertEqual(self.bytes_von(ziel), self.bytes_von(self.fern))
+        self.assertEqual(sorted(os.listdir(ort)), ["falsch.wav", "mikro.wav", "ziel.wav"])
+        shutil.rmtree(ort)
+
     def test_programme_nehmen_auf(self):
         ausgabe = pakete.fuehre_aus("/usr/bin/python3", os.path.join(WURZEL, "scripts", "lib", "probe.py"),
                                     os.path.join(self.usr, "bin"))
@@ -129,8 +148,10 @@ class Installiert(unittest.TestCase):
         pakete.fuehre_aus(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
     def test_bibliothek_aus_python(self):
-        self.ist_gereinigt("/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py"),
-                           umgebung={"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")})
+        befehl = "/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py")
+        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")}
+        self.ist_gereinigt(*befehl, umgebung=umgebung)
+        self.schont_dateien(*befehl, umgebung=umgebung)
 
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
