@@ -23,6 +23,7 @@ import wave
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 import einzeltests  # noqa: E402
+import freigabe  # noqa: E402
 import pakete  # noqa: E402
 import prozesse  # noqa: E402
 import stueckliste  # noqa: E402
@@ -58,7 +59,8 @@ class Installiert(unittest.TestCase):
         cls.halter = tempfile.TemporaryDirectory()
         cls.ordner = cls.halter.name
         ort = pakete.familie() or "lib"
-        pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}")
+        pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}",
+                          "-DHALLKORB_ZSH_FOLDER=zsh/site-functions")
         pakete.fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(pakete.KERNE))
         cls.usr = os.path.join(cls.ordner, "moved", "usr")
         pakete.fuehre_aus("cmake", "--install", os.path.join(WURZEL, "build", "package"), "--prefix", cls.usr)
@@ -113,7 +115,7 @@ class Installiert(unittest.TestCase):
             self.assertIn(b".SH NAME", self.bytes_von(os.path.join(self.usr, "share", "man", seite)))
         for name in ("README.md", "LICENSE", "docs/protocol.schema.json", "examples/library/clean.cpp"):
             self.assertTrue(os.path.exists(os.path.join(self.usr, "share", "doc", "hallkorb", name)), name)
-        for name in ("python/host.py", "python/clean.py", "node/host.mjs"):
+        for name in ("python/host.py", "python/clean.py", "node/host.mjs", "session/play"):
             self.assertTrue(os.access(os.path.join(self.usr, "share/doc/hallkorb/examples", name), os.X_OK))
         vorhanden = glob.glob(os.path.join(WURZEL, "completions", "*"))
         hinaus = [pfad for muster in ("bash-completion/completions/*", "zsh/site-functions/*",
@@ -138,13 +140,32 @@ class Installiert(unittest.TestCase):
                           os.path.join(WURZEL, "examples", "library", "clean.cpp"), *worte, "-o", programm)
         self.ist_gereinigt(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
-    def test_kopf_ist_c(self):
+    def test_archiv_ueber_pkg_config(self):
+        """Into a program without any shared library, from C++ and from C, which needs C++'s library named."""
+        worte = pakete.fuehre_aus("pkg-config", "--static", "--cflags", "--libs", "hallkorb-audio",
+                                  umgebung={"PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig")}).split()
+        programm = os.path.join(self.ordner, "clean-static")
+        pakete.fuehre_aus("c++", "-std=c++20", "-static", "-Werror",
+                          os.path.join(WURZEL, "examples", "library", "clean.cpp"), *worte, "-o", programm)
+        self.ist_gereinigt(programm)
+        pakete.fuehre_aus("cc", "-static", self.kopf_in_c(), *worte, "-o", programm)
+        pakete.fuehre_aus(programm)
+
+    def kopf_in_c(self):
         quelle = os.path.join(self.ordner, "kopf.c")
         with open(quelle, "w", encoding="ascii") as datei:
-            datei.write("#include <hallkorb/audio.h>\nint main(void) { return hallkorb_echo_finish(0) - HALLKORB_INVALID; }\n")
+            datei.write("#include <hallkorb/audio.h>\n"
+                        "int main(void) {\n"
+                        "  hallkorb_chunker_options options;\n"
+                        "  if (hallkorb_chunker_defaults(&options, sizeof options)) return 1;\n"
+                        "  return hallkorb_echo_finish(0) - HALLKORB_INVALID;\n"
+                        "}\n")
+        return quelle
+
+    def test_kopf_ist_c(self):
         programm = os.path.join(self.ordner, "kopf")
         pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
-                          f"-I{self.usr}/include", quelle, f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+                          f"-I{self.usr}/include", self.kopf_in_c(), f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
         pakete.fuehre_aus(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
     def test_bibliothek_aus_python(self):
@@ -161,12 +182,14 @@ class Installiert(unittest.TestCase):
 
 
 class Gepackt(unittest.TestCase):
-    """The packages' contents and what they ask for."""
+    """A whole release: the packages' contents and what they ask for, and the files beside them."""
 
     @classmethod
     def setUpClass(cls):
         cls.halter = tempfile.TemporaryDirectory()
-        cls.pakete = pakete.baue(WURZEL, cls.halter.name)
+        cls.ziel = os.path.join(cls.halter.name, "release")
+        freigabe.mache(cls.ziel, None)
+        cls.pakete = sorted(glob.glob(os.path.join(cls.ziel, "*.deb")) + glob.glob(os.path.join(cls.ziel, "*.rpm")))
 
     @classmethod
     def tearDownClass(cls):
@@ -177,12 +200,56 @@ class Gepackt(unittest.TestCase):
                    if os.path.basename(pfad).startswith(anfang) and pfad.endswith(endung)]
         return pfad
 
+    def lies(self, name):
+        with open(os.path.join(self.ziel, name), encoding="utf-8") as datei:
+            return datei.read()
+
+    def test_freigabe_ist_ganz(self):
+        """Every file of a release, each with its checksum; what names another one names it rightly."""
+        nummer = freigabe.version()
+        archiv = f"hallkorb-{nummer}.tar.gz"
+        namen = sorted([archiv, f"hallkorb-{nummer}.spdx.json", "hallkorb.rb",
+                        *(os.path.basename(pfad) for pfad in self.pakete)])
+        self.assertEqual(sorted(os.listdir(self.ziel)), sorted([*namen, "SHA256SUMS"]))
+        self.assertEqual(len(self.pakete), 4)
+        summen = dict(reversed(zeile.split("  ")) for zeile in self.lies("SHA256SUMS").splitlines())
+        self.assertEqual(sorted(summen), namen)
+        pakete.fuehre_aus("sha256sum", "--check", "--strict", "SHA256SUMS", ordner=self.ziel)
+
+        stuecke = json.loads(self.lies(f"hallkorb-{nummer}.spdx.json"))["packages"]
+        self.assertEqual({stueck["packageFileName"]: stueck["checksums"][0]["checksumValue"]
+                          for stueck in stuecke if "packageFileName" in stueck},
+                         {name: summe for name, summe in summen.items()
+                          if name.endswith((".tar.gz", ".deb", ".rpm"))})
+
+        formel = self.lies("hallkorb.rb")
+        self.assertNotRegex(formel, r"@\w+@")
+        self.assertIn(f'sha256 "{summen[archiv]}"', formel)
+        # The same bytes wherever it is made.
+        for name in ("hallkorb.rb", f"hallkorb-{nummer}.spdx.json"):
+            self.assertNotIn(self.halter.name, self.lies(name))
+        if shutil.which("ruby"):
+            # The formula's own words, with a Homebrew that only notes them.
+            self.assertEqual(pakete.fuehre_aus(
+                "ruby", "-e", "class Formula; def self.method_missing(w, *a, **) = (puts a[0] if w == :url); end; "
+                "load ARGV[0]", os.path.join(self.ziel, "hallkorb.rb")).strip(),
+                "file://" + os.path.join(os.path.realpath(self.ziel), archiv))
+
+    def test_freigabe_mischt_sich_nicht(self):
+        with self.assertRaises(FileExistsError):
+            freigabe.mache(self.ziel, None)
+
     def pruefe_namen(self, namen):
         self.assertIn("/usr/bin/hallkorb", namen)
         self.assertIn("/usr/bin/hallkorb-sitzung", namen)
         for seite in SEITEN:
             self.assertIn(f"/usr/share/man/{seite}.gz", namen)
             self.assertNotIn(f"/usr/share/man/{seite}", namen)
+
+    def pruefe_zsh(self, namen, ordner):
+        """Each distribution's zsh looks into another folder."""
+        self.assertEqual({os.path.dirname(name) for name in namen if re.search(r"/_hallkorb[^/]*$", name)},
+                         {f"/usr/share/zsh/{ordner}"})
 
     def test_deb(self):
         pfad = self.paket("hallkorb_", ".deb")
@@ -193,6 +260,7 @@ class Gepackt(unittest.TestCase):
             with gzip.open(os.path.join(ordner, "usr/share/man/man1/hallkorb.1.gz")) as seite:
                 self.assertIn(b".SH NAME", seite.read())
         self.pruefe_namen(namen)
+        self.pruefe_zsh(namen, "vendor-completions")
         noetig = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Depends")
         empfohlen = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Recommends")
         for wort in ("libc6 ", "libpipewire-0.3-0", "libavutil", "libswresample"):
@@ -234,7 +302,9 @@ class Gepackt(unittest.TestCase):
 
     def test_rpm(self):
         pfad = self.paket("hallkorb-0", ".rpm")
-        self.pruefe_namen(pakete.fuehre_aus("rpm", "-qpl", pfad).split("\n"))
+        namen = pakete.fuehre_aus("rpm", "-qpl", pfad).split("\n")
+        self.pruefe_namen(namen)
+        self.pruefe_zsh(namen, "site-functions")
         noetig = pakete.fuehre_aus("rpm", "-qp", "--requires", pfad)
         empfohlen = pakete.fuehre_aus("rpm", "-qp", "--recommends", pfad)
         self.assertIn("libc.so.6", noetig)
