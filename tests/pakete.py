@@ -165,7 +165,8 @@ class Installiert(unittest.TestCase):
     def test_kopf_ist_c(self):
         programm = os.path.join(self.ordner, "kopf")
         pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
-                          f"-I{self.usr}/include", self.kopf_in_c(), f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+                          f"-I{self.usr}/include", self.kopf_in_c(), f"-L{self.lib}", "-lhallkorb-audio",
+                          "-o", programm)
         pakete.fuehre_aus(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
     def test_bibliothek_aus_python(self):
@@ -173,6 +174,25 @@ class Installiert(unittest.TestCase):
         umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")}
         self.ist_gereinigt(*befehl, umgebung=umgebung)
         self.schont_dateien(*befehl, umgebung=umgebung)
+
+    def test_bloecke_des_beispiels(self):
+        """The command blocks of its document, in a folder with the examples and two recordings."""
+        with open(os.path.join(WURZEL, "examples", "library", "README.md"), encoding="utf-8") as datei:
+            bloecke = re.findall(r"^```sh run pakete\n(.*?)^```$", datei.read(), re.MULTILINE | re.DOTALL)
+        self.assertEqual(len(bloecke), 2)
+        ort = os.path.join(self.ordner, "beispiel")
+        os.makedirs(os.path.join(ort, "build"))
+        os.symlink(os.path.join(WURZEL, "examples"), os.path.join(ort, "examples"))
+        for name, quelle in (("microphone", self.mikro), ("reference", self.fern)):
+            shutil.copy(quelle, os.path.join(ort, f"{name}.wav"))
+        ziel = os.path.join(ort, "cleaned.wav")
+        for befehle in bloecke:
+            for ende in [treffer.end() for treffer in re.finditer(r"cleaned\.wav$", befehle, re.MULTILINE)]:
+                pakete.fuehre_aus("bash", "-euo", "pipefail", "-c", befehle[:ende], ordner=ort, umgebung={
+                    "CMAKE_PREFIX_PATH": self.usr, "CMAKE_GENERATOR": "Ninja",
+                    "PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig"), "LD_LIBRARY_PATH": self.lib})
+                self.assertEqual(self.bytes_von(ziel), self.soll)
+                os.unlink(ziel)
 
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
@@ -231,8 +251,9 @@ class Gepackt(unittest.TestCase):
         if shutil.which("ruby"):
             # The formula's own words, with a Homebrew that only notes them.
             self.assertEqual(pakete.fuehre_aus(
-                "ruby", "-e", "class Formula; def self.method_missing(w, *a, **) = (puts a[0] if w == :url); end; "
-                "load ARGV[0]", os.path.join(self.ziel, "hallkorb.rb")).strip(),
+                "ruby", "-e", "class Formula; def self.test; end; "
+                "def self.method_missing(w, *a, **) = (puts a[0] if w == :url); end; load ARGV[0]",
+                os.path.join(self.ziel, "hallkorb.rb")).strip(),
                 "file://" + os.path.join(os.path.realpath(self.ziel), archiv))
 
     def test_freigabe_mischt_sich_nicht(self):
