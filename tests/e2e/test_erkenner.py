@@ -14,6 +14,7 @@ import lauf
 import signale
 import test_wirte
 import voices
+import wirtsfall
 
 MODELL = "/usr/share/pocketsphinx/model/en-us/en-us"
 # Who says which words, and their sounds in the model's alphabet.
@@ -119,7 +120,7 @@ class Erkenner(lauf.Fall):
         wirte = {}
         for art, mehr in (("mit", []), ("ohne", ["--kein-echo"])):
             ziel = os.path.join(self.ordner, f"{art}-{nummer}")
-            wirte[art] = test_wirte.Wirt(
+            wirte[art] = wirtsfall.Wirt(
                 self, [*test_wirte.Python.BEFEHL, "--recorder", lauf.PROGRAMM, "--folder", ziel,
                        "--transcriber", self.schreiber(), "--", "--no-video", *mehr],
                 self.raum.umgebung, ziel)
