@@ -15,7 +15,7 @@ import sys
 import threading
 
 import lines
-from transcript import Kept, Transcriber, Transcript, say
+from transcript import Kept, Transcriber, Transcript, put, say
 
 RECORDED, LOST, REFUSED = 0, 1, 2
 LONGEST = 1e6  # seconds that an option may name; timers take no more than some weeks
@@ -130,8 +130,7 @@ class Host:
     @staticmethod
     def _pass_on(stream):
         for line in stream:
-            sys.stderr.buffer.write(line)
-            sys.stderr.buffer.flush()
+            put(line)
 
     def _read_lines(self, stream, folder):
         """Reads standard output to its end, and keeps it; returns whether "done" came."""

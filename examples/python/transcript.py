@@ -11,8 +11,19 @@ import sys
 import threading
 
 
+_putting = threading.Lock()
+
+
 def say(text):
-    print(f"[host] {text}", file=sys.stderr, flush=True)
+    put(f"[host] {text}\n".encode("utf-8", "replace"))
+
+
+def put(line):
+    """Writes a line to standard error, whole: the recorder's diagnostics go there, too."""
+    with _putting:
+        while line:  # a signal cuts it short if Python was started without buffers
+            line = line[sys.stderr.buffer.write(line):]
+        sys.stderr.buffer.flush()
 
 
 class Kept:

