@@ -5,7 +5,8 @@
 // library neither writes nor reads further. A caller that knows more than this library gets the
 // library's size back, and is refused if it insists: nobody would look at its further fields.
 //
-// `erste` is the size of the first version, in bytes. Pure functions, any thread.
+// `erste` is the size of the first version, in bytes. The caller's structure comes as memory: it is
+// of another type than the library's. Pure functions, any thread.
 #pragma once
 
 #include <algorithm>
@@ -18,7 +19,7 @@ namespace hallkorb {
 // Copies as much of `alles` as a caller with `bytes` of room knows, and notes how much that is.
 // False if there is no such version.
 template <class Struktur>
-bool gibHinaus(const Struktur& alles, std::size_t erste, std::size_t bytes, Struktur* hinaus) {
+bool gibHinaus(const Struktur& alles, std::size_t erste, std::size_t bytes, void* hinaus) {
   if (hinaus == nullptr || bytes < erste) return false;
   Struktur gekuerzt = alles;
   gekuerzt.size = std::min(bytes, sizeof alles);
@@ -28,7 +29,7 @@ bool gibHinaus(const Struktur& alles, std::size_t erste, std::size_t bytes, Stru
 
 // What the caller has filled in, the rest as in `sonst`; nullopt if there is no such version.
 template <class Struktur>
-std::optional<Struktur> nimmHerein(const Struktur* von, std::size_t erste, const Struktur& sonst) {
+std::optional<Struktur> nimmHerein(const void* von, std::size_t erste, const Struktur& sonst) {
   std::size_t bytes = 0;
   if (von == nullptr) return std::nullopt;
   std::memcpy(&bytes, von, sizeof bytes);

@@ -26,9 +26,7 @@ constexpr Neu VORGABEN{sizeof(Neu), 4.0, 0.6};
 TEST(Wachstum, NothingIsWrittenBehindAnOldCallersStructure) {
   std::array<Alt, 2> platz{};
   platz[1] = {17, 18.0};
-  // The library's view of the caller's memory, as it comes through the C interface.
-  ASSERT_TRUE(
-      gibHinaus(VORGABEN, sizeof(Alt), sizeof(Alt), static_cast<Neu*>(static_cast<void*>(&platz))));
+  ASSERT_TRUE(gibHinaus(VORGABEN, sizeof(Alt), sizeof(Alt), &platz));
   EXPECT_EQ(platz[0].size, sizeof(Alt));
   EXPECT_EQ(platz[0].laenge, 4.0);
   EXPECT_EQ(platz[1].size, 17U);
@@ -37,8 +35,7 @@ TEST(Wachstum, NothingIsWrittenBehindAnOldCallersStructure) {
 
 TEST(Wachstum, AnOldCallersOptionsAreCompletedByTheDefaults) {
   const Alt alt{sizeof(Alt), 9.0};
-  const auto genommen =
-      nimmHerein(static_cast<const Neu*>(static_cast<const void*>(&alt)), sizeof(Alt), VORGABEN);
+  const auto genommen = nimmHerein(&alt, sizeof(Alt), VORGABEN);
   ASSERT_TRUE(genommen);
   EXPECT_EQ(genommen->size, sizeof(Neu));
   EXPECT_EQ(genommen->laenge, 9.0);
@@ -61,8 +58,8 @@ TEST(Wachstum, ACallerThatKnowsMoreGetsWhatThereIs) {
 TEST(Wachstum, NoVersionIsThatShortOrThatLong) {
   Neu platz = VORGABEN;
   EXPECT_FALSE(gibHinaus(VORGABEN, sizeof(Alt), sizeof(Alt) - 1, &platz));
-  EXPECT_FALSE(gibHinaus<Neu>(VORGABEN, sizeof(Alt), sizeof(Neu), nullptr));
-  EXPECT_FALSE(nimmHerein<Neu>(nullptr, sizeof(Alt), VORGABEN));
+  EXPECT_FALSE(gibHinaus(VORGABEN, sizeof(Alt), sizeof(Neu), nullptr));
+  EXPECT_FALSE(nimmHerein(nullptr, sizeof(Alt), VORGABEN));
   for (const std::size_t bytes : {std::size_t{0}, sizeof(Alt) - 1, sizeof(Neu) + 1}) {
     platz.size = bytes;
     EXPECT_FALSE(nimmHerein(&platz, sizeof(Alt), VORGABEN)) << bytes;
