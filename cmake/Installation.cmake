@@ -17,13 +17,16 @@ install(FILES README.md LICENSE CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.schema.json")
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        PATTERN "__pycache__" EXCLUDE PATTERN "session/record" EXCLUDE REGEX "(host|clean)\\.(py|mjs)$" EXCLUDE)
-foreach(wirt python/host.py python/clean.py node/host.mjs)
+        PATTERN "__pycache__" EXCLUDE PATTERN "session/record" EXCLUDE
+        REGEX "((host|clean)\\.(py|mjs)|session/play)$" EXCLUDE)
+foreach(wirt python/host.py python/clean.py node/host.mjs session/play)
   cmake_path(GET wirt PARENT_PATH ordner)
   install(PROGRAMS examples/${wirt} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/${ordner})
 endforeach()
 
-# Each shell finds a program's completions by its name.
+# Each shell finds a program's completions by its name. Debian's zsh does not look into site-functions
+# below /usr; a Debian package has another folder.
+set(HALLKORB_ZSH_FOLDER zsh/site-functions CACHE STRING "Folder of zsh's completions, below share")
 function(hallkorb_vervollstaendigung ordner name)
   foreach(datei IN LISTS ARGN)
     if(EXISTS ${PROJECT_SOURCE_DIR}/completions/${datei})
@@ -34,6 +37,6 @@ function(hallkorb_vervollstaendigung ordner name)
 endfunction()
 foreach(programm hallkorb hallkorb-sitzung)
   hallkorb_vervollstaendigung(bash-completion/completions ${programm} ${programm}.bash ${programm})
-  hallkorb_vervollstaendigung(zsh/site-functions _${programm} ${programm}.zsh _${programm})
+  hallkorb_vervollstaendigung(${HALLKORB_ZSH_FOLDER} _${programm} ${programm}.zsh _${programm})
   hallkorb_vervollstaendigung(fish/vendor_completions.d ${programm}.fish ${programm}.fish)
 endforeach()

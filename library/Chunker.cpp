@@ -11,6 +11,7 @@
 #include "audiofiles/ChannelChunker.h"
 #include "library/Grenze.h"
 #include "library/hallkorb/audio.h"
+#include "library/Wachstum.h"
 
 struct hallkorb_chunker {
   hallkorb_chunker(hallkorb::ChunkerEinstellung einstellung, hallkorb::Rueckruf an)
@@ -33,8 +34,24 @@ bool dauer(double sekunden) {
   return sekunden >= 0 && sekunden <= SEKUNDEN_BIS;
 }
 
+// The options up to the last field of their first version.
+constexpr std::size_t ERSTE = offsetof(hallkorb_chunker_options, silence_seconds) + sizeof(double);
+
+hallkorb_chunker_options vorgaben() {
+  return {.size = sizeof(hallkorb_chunker_options),
+          .channel = nullptr,
+          .folder = nullptr,
+          .rate = HALLKORB_ECHO_RATE,
+          .turns = 1,
+          .silence_rms = 0.006F,
+          .chunk_seconds = 25.0,
+          .min_seconds = 1.2,
+          .max_seconds = 4.0,
+          .silence_seconds = 0.6};
+}
+
 bool brauchbar(const hallkorb_chunker_options& o) {
-  return o.size == sizeof o && hallkorb::brauchbarerName(o.channel) && o.folder != nullptr &&
+  return hallkorb::brauchbarerName(o.channel) && o.folder != nullptr &&
          hallkorb::brauchbareRate(o.rate) && dauer(o.chunk_seconds) && dauer(o.min_seconds) &&
          dauer(o.max_seconds) && dauer(o.silence_seconds) && std::isfinite(o.silence_rms);
 }
@@ -47,36 +64,28 @@ int beendet() {
 
 extern "C" {
 
-int hallkorb_chunker_defaults(hallkorb_chunker_options* options) {
-  if (options == nullptr) return gescheitert(HALLKORB_INVALID, "chunker: null pointer");
-  *options = hallkorb_chunker_options{.size = sizeof(hallkorb_chunker_options),
-                                      .channel = nullptr,
-                                      .folder = nullptr,
-                                      .rate = HALLKORB_ECHO_RATE,
-                                      .turns = 1,
-                                      .silence_rms = 0.006F,
-                                      .chunk_seconds = 25.0,
-                                      .min_seconds = 1.2,
-                                      .max_seconds = 4.0,
-                                      .silence_seconds = 0.6};
+int hallkorb_chunker_defaults(hallkorb_chunker_options* options, size_t size) {
+  if (!hallkorb::gibHinaus(vorgaben(), ERSTE, size, options))
+    return gescheitert(HALLKORB_INVALID, "chunker: null pointer, or no such size of the options");
   return HALLKORB_OK;
 }
 
 int hallkorb_chunker_new(hallkorb_chunker** chunker, const hallkorb_chunker_options* options,
                          hallkorb_text_fn line, hallkorb_text_fn diagnostic, void* user) {
   return gerufen([&] {
-    if (chunker == nullptr || options == nullptr || line == nullptr || !brauchbar(*options))
+    const auto wahl = hallkorb::nimmHerein(options, ERSTE, vorgaben());
+    if (chunker == nullptr || line == nullptr || !wahl || !brauchbar(*wahl))
       return gescheitert(HALLKORB_INVALID, "chunker: no callback, or no such options");
     *chunker = std::make_unique<hallkorb_chunker>(
-                   hallkorb::ChunkerEinstellung{.channel = options->channel,
-                                                .outDir = options->folder,
-                                                .rate = options->rate,
-                                                .chunkSeconds = options->chunk_seconds,
-                                                .turnMode = options->turns != 0,
-                                                .minSeconds = options->min_seconds,
-                                                .maxSeconds = options->max_seconds,
-                                                .silenceSeconds = options->silence_seconds,
-                                                .silenceRms = options->silence_rms},
+                   hallkorb::ChunkerEinstellung{.channel = wahl->channel,
+                                                .outDir = wahl->folder,
+                                                .rate = wahl->rate,
+                                                .chunkSeconds = wahl->chunk_seconds,
+                                                .turnMode = wahl->turns != 0,
+                                                .minSeconds = wahl->min_seconds,
+                                                .maxSeconds = wahl->max_seconds,
+                                                .silenceSeconds = wahl->silence_seconds,
+                                                .silenceRms = wahl->silence_rms},
                    hallkorb::Rueckruf{.zeile = line, .diagnose = diagnostic, .user = user})
                    .release();
     return int{HALLKORB_OK};

@@ -13,6 +13,7 @@ import json
 import os
 import random
 import re
+import shutil
 import struct
 import sys
 import tempfile
@@ -22,6 +23,7 @@ import wave
 WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 import einzeltests  # noqa: E402
+import freigabe  # noqa: E402
 import pakete  # noqa: E402
 import prozesse  # noqa: E402
 import stueckliste  # noqa: E402
@@ -57,7 +59,8 @@ class Installiert(unittest.TestCase):
         cls.halter = tempfile.TemporaryDirectory()
         cls.ordner = cls.halter.name
         ort = pakete.familie() or "lib"
-        pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}")
+        pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}",
+                          "-DHALLKORB_ZSH_FOLDER=zsh/site-functions")
         pakete.fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(pakete.KERNE))
         cls.usr = os.path.join(cls.ordner, "moved", "usr")
         pakete.fuehre_aus("cmake", "--install", os.path.join(WURZEL, "build", "package"), "--prefix", cls.usr)
@@ -84,6 +87,24 @@ class Installiert(unittest.TestCase):
         self.assertEqual(self.bytes_von(ist), self.soll)
         os.unlink(ist)
 
+    def schont_dateien(self, *befehl, umgebung=None):
+        """The result may take the microphone's place; without one, the file that was there stays."""
+        ort = os.path.join(self.ordner, "schonen")
+        os.makedirs(ort)
+        mikro, falsch, ziel = (os.path.join(ort, name) for name in ("mikro.wav", "falsch.wav", "ziel.wav"))
+        shutil.copy(self.mikro, mikro)
+        pakete.fuehre_aus(*befehl, mikro, self.fern, mikro, umgebung=umgebung)
+        self.assertEqual(self.bytes_von(mikro), self.soll)
+        with wave.open(falsch, "wb") as datei:
+            datei.setparams((1, 2, 8000, 0, "NONE", ""))
+            datei.writeframes(bytes(2000))
+        shutil.copy(self.fern, ziel)
+        with self.assertRaises(pakete.PaketFehler):
+            pakete.fuehre_aus(*befehl, self.mikro, falsch, ziel, umgebung=umgebung)
+        self.assertEqual(self.bytes_von(ziel), self.bytes_von(self.fern))
+        self.assertEqual(sorted(os.listdir(ort)), ["falsch.wav", "mikro.wav", "ziel.wav"])
+        shutil.rmtree(ort)
+
     def test_programme_nehmen_auf(self):
         ausgabe = pakete.fuehre_aus("/usr/bin/python3", os.path.join(WURZEL, "scripts", "lib", "probe.py"),
                                     os.path.join(self.usr, "bin"))
@@ -94,7 +115,7 @@ class Installiert(unittest.TestCase):
             self.assertIn(b".SH NAME", self.bytes_von(os.path.join(self.usr, "share", "man", seite)))
         for name in ("README.md", "LICENSE", "docs/protocol.schema.json", "examples/library/clean.cpp"):
             self.assertTrue(os.path.exists(os.path.join(self.usr, "share", "doc", "hallkorb", name)), name)
-        for name in ("python/host.py", "python/clean.py", "node/host.mjs"):
+        for name in ("python/host.py", "python/clean.py", "node/host.mjs", "session/play"):
             self.assertTrue(os.access(os.path.join(self.usr, "share/doc/hallkorb/examples", name), os.X_OK))
         vorhanden = glob.glob(os.path.join(WURZEL, "completions", "*"))
         hinaus = [pfad for muster in ("bash-completion/completions/*", "zsh/site-functions/*",
@@ -119,18 +140,59 @@ class Installiert(unittest.TestCase):
                           os.path.join(WURZEL, "examples", "library", "clean.cpp"), *worte, "-o", programm)
         self.ist_gereinigt(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
-    def test_kopf_ist_c(self):
+    def test_archiv_ueber_pkg_config(self):
+        """Into a program without any shared library, from C++ and from C, which needs C++'s library named."""
+        worte = pakete.fuehre_aus("pkg-config", "--static", "--cflags", "--libs", "hallkorb-audio",
+                                  umgebung={"PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig")}).split()
+        programm = os.path.join(self.ordner, "clean-static")
+        pakete.fuehre_aus("c++", "-std=c++20", "-static", "-Werror",
+                          os.path.join(WURZEL, "examples", "library", "clean.cpp"), *worte, "-o", programm)
+        self.ist_gereinigt(programm)
+        pakete.fuehre_aus("cc", "-static", self.kopf_in_c(), *worte, "-o", programm)
+        pakete.fuehre_aus(programm)
+
+    def kopf_in_c(self):
         quelle = os.path.join(self.ordner, "kopf.c")
         with open(quelle, "w", encoding="ascii") as datei:
-            datei.write("#include <hallkorb/audio.h>\nint main(void) { return hallkorb_echo_finish(0) - HALLKORB_INVALID; }\n")
+            datei.write("#include <hallkorb/audio.h>\n"
+                        "int main(void) {\n"
+                        "  hallkorb_chunker_options options;\n"
+                        "  if (hallkorb_chunker_defaults(&options, sizeof options)) return 1;\n"
+                        "  return hallkorb_echo_finish(0) - HALLKORB_INVALID;\n"
+                        "}\n")
+        return quelle
+
+    def test_kopf_ist_c(self):
         programm = os.path.join(self.ordner, "kopf")
         pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
-                          f"-I{self.usr}/include", quelle, f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+                          f"-I{self.usr}/include", self.kopf_in_c(), f"-L{self.lib}", "-lhallkorb-audio",
+                          "-o", programm)
         pakete.fuehre_aus(programm, umgebung={"LD_LIBRARY_PATH": self.lib})
 
     def test_bibliothek_aus_python(self):
-        self.ist_gereinigt("/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py"),
-                           umgebung={"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")})
+        befehl = "/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py")
+        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")}
+        self.ist_gereinigt(*befehl, umgebung=umgebung)
+        self.schont_dateien(*befehl, umgebung=umgebung)
+
+    def test_bloecke_des_beispiels(self):
+        """The command blocks of its document, in a folder with the examples and two recordings."""
+        with open(os.path.join(WURZEL, "examples", "library", "README.md"), encoding="utf-8") as datei:
+            bloecke = re.findall(r"^```sh run pakete\n(.*?)^```$", datei.read(), re.MULTILINE | re.DOTALL)
+        self.assertEqual(len(bloecke), 2)
+        ort = os.path.join(self.ordner, "beispiel")
+        os.makedirs(os.path.join(ort, "build"))
+        os.symlink(os.path.join(WURZEL, "examples"), os.path.join(ort, "examples"))
+        for name, quelle in (("microphone", self.mikro), ("reference", self.fern)):
+            shutil.copy(quelle, os.path.join(ort, f"{name}.wav"))
+        ziel = os.path.join(ort, "cleaned.wav")
+        for befehle in bloecke:
+            for ende in [treffer.end() for treffer in re.finditer(r"cleaned\.wav$", befehle, re.MULTILINE)]:
+                pakete.fuehre_aus("bash", "-euo", "pipefail", "-c", befehle[:ende], ordner=ort, umgebung={
+                    "CMAKE_PREFIX_PATH": self.usr, "CMAKE_GENERATOR": "Ninja",
+                    "PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig"), "LD_LIBRARY_PATH": self.lib})
+                self.assertEqual(self.bytes_von(ziel), self.soll)
+                os.unlink(ziel)
 
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
@@ -140,12 +202,14 @@ class Installiert(unittest.TestCase):
 
 
 class Gepackt(unittest.TestCase):
-    """The packages' contents and what they ask for."""
+    """A whole release: the packages' contents and what they ask for, and the files beside them."""
 
     @classmethod
     def setUpClass(cls):
         cls.halter = tempfile.TemporaryDirectory()
-        cls.pakete = pakete.baue(WURZEL, cls.halter.name)
+        cls.ziel = os.path.join(cls.halter.name, "release")
+        freigabe.mache(cls.ziel, None)
+        cls.pakete = sorted(glob.glob(os.path.join(cls.ziel, "*.deb")) + glob.glob(os.path.join(cls.ziel, "*.rpm")))
 
     @classmethod
     def tearDownClass(cls):
@@ -156,12 +220,57 @@ class Gepackt(unittest.TestCase):
                    if os.path.basename(pfad).startswith(anfang) and pfad.endswith(endung)]
         return pfad
 
+    def lies(self, name):
+        with open(os.path.join(self.ziel, name), encoding="utf-8") as datei:
+            return datei.read()
+
+    def test_freigabe_ist_ganz(self):
+        """Every file of a release, each with its checksum; what names another one names it rightly."""
+        nummer = freigabe.version()
+        archiv = f"hallkorb-{nummer}.tar.gz"
+        namen = sorted([archiv, f"hallkorb-{nummer}.spdx.json", "hallkorb.rb",
+                        *(os.path.basename(pfad) for pfad in self.pakete)])
+        self.assertEqual(sorted(os.listdir(self.ziel)), sorted([*namen, "SHA256SUMS"]))
+        self.assertEqual(len(self.pakete), 4)
+        summen = dict(reversed(zeile.split("  ")) for zeile in self.lies("SHA256SUMS").splitlines())
+        self.assertEqual(sorted(summen), namen)
+        pakete.fuehre_aus("sha256sum", "--check", "--strict", "SHA256SUMS", ordner=self.ziel)
+
+        stuecke = json.loads(self.lies(f"hallkorb-{nummer}.spdx.json"))["packages"]
+        self.assertEqual({stueck["packageFileName"]: stueck["checksums"][0]["checksumValue"]
+                          for stueck in stuecke if "packageFileName" in stueck},
+                         {name: summe for name, summe in summen.items()
+                          if name.endswith((".tar.gz", ".deb", ".rpm"))})
+
+        formel = self.lies("hallkorb.rb")
+        self.assertNotRegex(formel, r"@\w+@")
+        self.assertIn(f'sha256 "{summen[archiv]}"', formel)
+        # The same bytes wherever it is made.
+        for name in ("hallkorb.rb", f"hallkorb-{nummer}.spdx.json"):
+            self.assertNotIn(self.halter.name, self.lies(name))
+        if shutil.which("ruby"):
+            # The formula's own words, with a Homebrew that only notes them.
+            self.assertEqual(pakete.fuehre_aus(
+                "ruby", "-e", "class Formula; def self.test; end; "
+                "def self.method_missing(w, *a, **) = (puts a[0] if w == :url); end; load ARGV[0]",
+                os.path.join(self.ziel, "hallkorb.rb")).strip(),
+                "file://" + os.path.join(os.path.realpath(self.ziel), archiv))
+
+    def test_freigabe_mischt_sich_nicht(self):
+        with self.assertRaises(FileExistsError):
+            freigabe.mache(self.ziel, None)
+
     def pruefe_namen(self, namen):
         self.assertIn("/usr/bin/hallkorb", namen)
         self.assertIn("/usr/bin/hallkorb-sitzung", namen)
         for seite in SEITEN:
             self.assertIn(f"/usr/share/man/{seite}.gz", namen)
             self.assertNotIn(f"/usr/share/man/{seite}", namen)
+
+    def pruefe_zsh(self, namen, ordner):
+        """Each distribution's zsh looks into another folder."""
+        self.assertEqual({os.path.dirname(name) for name in namen if re.search(r"/_hallkorb[^/]*$", name)},
+                         {f"/usr/share/zsh/{ordner}"})
 
     def test_deb(self):
         pfad = self.paket("hallkorb_", ".deb")
@@ -172,6 +281,7 @@ class Gepackt(unittest.TestCase):
             with gzip.open(os.path.join(ordner, "usr/share/man/man1/hallkorb.1.gz")) as seite:
                 self.assertIn(b".SH NAME", seite.read())
         self.pruefe_namen(namen)
+        self.pruefe_zsh(namen, "vendor-completions")
         noetig = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Depends")
         empfohlen = pakete.fuehre_aus("dpkg-deb", "-f", pfad, "Recommends")
         for wort in ("libc6 ", "libpipewire-0.3-0", "libavutil", "libswresample"):
@@ -213,7 +323,9 @@ class Gepackt(unittest.TestCase):
 
     def test_rpm(self):
         pfad = self.paket("hallkorb-0", ".rpm")
-        self.pruefe_namen(pakete.fuehre_aus("rpm", "-qpl", pfad).split("\n"))
+        namen = pakete.fuehre_aus("rpm", "-qpl", pfad).split("\n")
+        self.pruefe_namen(namen)
+        self.pruefe_zsh(namen, "site-functions")
         noetig = pakete.fuehre_aus("rpm", "-qp", "--requires", pfad)
         empfohlen = pakete.fuehre_aus("rpm", "-qp", "--recommends", pfad)
         self.assertIn("libc.so.6", noetig)

@@ -209,12 +209,21 @@ class Spaeter(unittest.TestCase):
         self.assertTrue(OFFEN.is_valid({"event": "unterbrochen", "channel": "me"}))
         self.assertFalse(gueltig('{"event":"unterbrochen","channel":"me"}'))
 
+    def test_neue_zeile_ohne_ereignis(self):
+        for text in ('{"neu":1}', '{"pegel":[1,2],"channel":"me"}'):
+            self.assertTrue(OFFEN.is_valid(json.loads(text)), text)
+            self.assertFalse(gueltig(text), text)
+            self.assertFalse(schema.pruefer().is_valid(schema.lies(text)), text)
+        # One that begins as a known line is that line, and must have its fields.
+        for name in ("event", *schema.NACH_FELD):
+            self.assertFalse(OFFEN.is_valid({name: None, "neu": 1}), name)
+
     def test_bekanntes_ereignis_ohne_feld(self):
         for zeile in beispiele():
             satz = json.loads(zeile)
             for name in satz:
                 ohne = {feld: wert for feld, wert in satz.items() if feld != name}
-                # Without what it is known by, it is another line.
+                # Without what it is known by, it is another line, which may be a new one.
                 if name not in ("event", *schema.NACH_FELD, "sprache_ms", "sekunden_audio"):
                     if schema.art(satz) != "echo_datei" or name not in ("rechenzeit_s", "samples"):
                         self.assertFalse(OFFEN.is_valid(ohne), ohne)

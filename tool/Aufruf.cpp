@@ -74,8 +74,11 @@ void beschreibeAbspielen(CLI::App& app, Aufruf& aufruf) {
   CLI::App* abspielen =
       neuerBefehl(app, "abspielen", "spielt die Aufnahme einem Programm vor, wie hallkorb selbst",
                   aufruf, Befehl::abspielen);
+  // A host calls it as it calls the recorder, with options that mean nothing here.
+  abspielen->allow_extras();
   abspielen->add_option("--out", aufruf.ziel, "Ordner, in dem die Dateien erscheinen")
       ->option_text("ORDNER")
+      ->take_last()
       ->required()
       ->group(OPTIONEN);
   abspielen

@@ -1,7 +1,8 @@
 // The command line of hallkorb-sitzung.
 //
 // Unlike the recorder, which a program starts and which skips what it does not know, this is for
-// people: a mistake is named, and nothing happens. One thread.
+// people: a mistake is named, and nothing happens. Only `abspielen` stands in the recorder's place
+// and skips what follows its folder as the recorder would. One thread.
 #pragma once
 
 #include <string>

@@ -1,7 +1,7 @@
 // A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 //
 //     host --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N]
-//          [--restarts N] [-- options of the recorder...]
+//          [--restarts N] [--limit N] [-- options of the recorder...]
 //
 // See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 
@@ -17,9 +17,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <stdexcept>
@@ -37,6 +37,7 @@ struct Options {
   double seconds = 0.0;     // of recording, then stop; 0: at Ctrl-C
   double patience = 150.0;  // how long a stop may take
   int restarts = 3;         // after crashes, at most
+  double limit = 120.0;     // how long the transcriber's answer may take
   std::vector<std::string> recorderOptions;
 };
 
@@ -52,23 +53,51 @@ void onSignal(int) {
 class Host {
  public:
   explicit Host(Options options)
-      : options_(std::move(options)), transcriber_(options_.transcriber, transcript_) {}
+      : options_(std::move(options)),
+        transcript_(options_.folder),
+        transcriber_(options_.transcriber, options_.limit, transcript_) {}
 
   Outcome run() {
-    std::filesystem::create_directories(options_.folder);
+    createFolder();
     Outcome outcome = Outcome::refused;
     for (int left = options_.restarts; left >= 0; --left) {
       outcome = record(newFolder());
       if (outcome != Outcome::lost || stopping_ || left == 0) break;
       say("beginning again");
     }
-    transcriber_.finish();
-    transcript_.write(options_.folder);
-    return outcome;
+    waitForAnswers();
+    const bool written = transcript_.write();
+    return outcome == Outcome::recorded && !(written && allKept_) ? Outcome::lost : outcome;
   }
 
  private:
   using Time = std::chrono::steady_clock::time_point;
+
+  // For its owner alone.
+  void createFolder() const {
+    const mode_t before = umask(077);
+    std::error_code error;
+    std::filesystem::create_directories(options_.folder, error);
+    umask(before);
+    if (error) throw std::runtime_error(options_.folder + ": " + error.message());
+  }
+
+  void waitForAnswers() {
+    std::array<pollfd, 2> fds{{{transcriber_.finish(), POLLIN, 0}, {wakeUp[0], POLLIN, 0}}};
+    while (fds[0].revents == 0) {
+      if (poll(fds.data(), fds.size(), -1) > 0 && fds[1].revents != 0) answerSignals();
+    }
+  }
+
+  // The first one stops the recording; whoever sends another does not want to wait for answers.
+  void answerSignals() {
+    for (char number = 0; read(wakeUp[0], &number, 1) == 1;) {
+      if (stopping_)
+        transcriber_.giveUp();
+      else
+        stop();
+    }
+  }
 
   static Time after(double seconds) {
     return std::chrono::steady_clock::now() +
@@ -88,7 +117,7 @@ class Host {
   Outcome record(const std::string& folder) {
     std::vector<std::string> command{options_.recorder, "--out", folder};
     command.insert(command.end(), options_.recorderOptions.begin(), options_.recorderOptions.end());
-    const auto child = spawn(command, true);
+    const auto child = spawn(command, Kind::recorder);
     if (!child) {
       say("cannot start " + options_.recorder + ": " + std::strerror(errno));
       return Outcome::refused;
@@ -97,14 +126,16 @@ class Host {
     folder_ = folder;
     offset_ = 0.0;
     done_ = killed_ = false;
-    kept_ = std::ofstream(folder + "/ereignisse.jsonl", std::ios::binary);
+    kept_.emplace(folder + "/ereignisse.jsonl");
     readStreams(*child);
-    kept_.close();
+    allKept_ = kept_->complete() && allKept_;
+    kept_.reset();
     close(child->out);
     close(child->err);
     int status = 0;
     while (waitpid(recorder_, &status, 0) < 0 && errno == EINTR) {
     }
+    recorder_ = -1;
     return outcome(status);
   }
 
@@ -122,11 +153,13 @@ class Host {
       std::array<char, 4096> buffer{};
       for (std::size_t i = 0; i < fds.size(); ++i) {
         if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+        if (i == fds.size() - 1) {
+          answerSignals();
+          continue;
+        }
         const ssize_t length = read(fds[i].fd, buffer.data(), buffer.size());
         if (length < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-        if (i == fds.size() - 1) {
-          stop();
-        } else if (length <= 0) {
+        if (length <= 0) {
           fds[i].fd = -1;
         } else {
           rest[i].append(buffer.data(), static_cast<std::size_t>(length));
@@ -161,7 +194,7 @@ class Host {
     if (stopping_) return;
     stopping_ = true;
     say("stopping");
-    kill(recorder_, SIGINT);
+    if (recorder_ > 0) kill(recorder_, SIGINT);
     killAt_ = after(options_.patience);
   }
 
@@ -173,7 +206,7 @@ class Host {
   }
 
   void take(const std::string& text) {
-    kept_ << text << "\n" << std::flush;
+    kept_->add(text + "\n");
     try {
       const Line line = parse(text);
       if (const auto* started = std::get_if<Started>(&line)) {
@@ -236,11 +269,21 @@ class Host {
   Transcriber transcriber_;
   pid_t recorder_ = -1;
   std::string folder_;
-  std::ofstream kept_;
+  std::optional<Kept> kept_;
   double offset_ = 0.0;
   std::optional<Time> stopAt_, killAt_;
-  bool done_ = false, stopping_ = false, killed_ = false;
+  bool done_ = false, stopping_ = false, killed_ = false, allKept_ = true;
 };
+
+// Timers take no more than some weeks.
+double number(const std::string& name, const std::string& text) {
+  char* end = nullptr;
+  const double value = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !(value >= 0.0 && value <= 1e6) ||
+      (name == "restarts" && value != std::floor(value)))
+    throw std::invalid_argument("--" + name + " is no number that can be used: " + text);
+  return value;
+}
 
 Options read(const std::vector<std::string>& words) {
   Options options;
@@ -259,11 +302,13 @@ Options read(const std::vector<std::string>& words) {
     else if (name == "transcriber")
       options.transcriber = value;
     else if (name == "seconds")
-      options.seconds = std::stod(value);
+      options.seconds = number(name, value);
     else if (name == "patience")
-      options.patience = std::stod(value);
+      options.patience = number(name, value);
     else if (name == "restarts")
-      options.restarts = std::stoi(value);
+      options.restarts = static_cast<int>(number(name, value));
+    else if (name == "limit")
+      options.limit = number(name, value);
     else
       throw std::invalid_argument("no option --" + name);
   }

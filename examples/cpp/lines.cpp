@@ -36,7 +36,7 @@ std::string text(const Json& line, const char* name) {
 }
 
 Timeline timeline(const Json& line, const char* name) {
-  const Json t = checked<Json>(line, name, &Json::is_object);
+  const Json& t = line.at(name);  // in what is no object nothing is found
   return {integer(t, "luecken"), integer(t, "luecken_ms"), integer(t, "ueberlappungen"),
           integer(t, "verworfen_ms")};
 }
@@ -106,7 +106,8 @@ Line parse(std::string_view line) {
   if (!json.is_object()) throw std::invalid_argument("not an object");
   const auto event = json.find("event");
   if (event == json.end()) return json.contains("chunk") ? chunk(json) : Unknown{std::string(line)};
-  const auto known = event->is_string() ? EVENTS.find(event->get<std::string>()) : EVENTS.end();
+  if (!event->is_string()) throw std::invalid_argument("event is no string");
+  const auto known = EVENTS.find(event->get<std::string>());
   return known == EVENTS.end() ? Unknown{std::string(line)} : known->second(json);
 }
 

@@ -1,6 +1,7 @@
 #include "transcript.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -9,11 +10,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <stdexcept>
 
 extern char** environ;
 
@@ -43,6 +47,16 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
+// Puts a complete file in the place of an earlier one; false if that fails, and errno says why.
+bool replace(const std::string& path, const std::string& content) {
+  const std::string part = path + ".part";
+  errno = 0;
+  std::ofstream file(part, std::ios::binary);
+  file << content;
+  file.close();
+  return file.good() && std::rename(part.c_str(), path.c_str()) == 0;
+}
+
 std::string joined(const std::string& text) {
   std::istringstream words(text);
   std::string result;
@@ -57,14 +71,22 @@ void say(const std::string& text) {
   std::cerr << "[host] " + text + "\n";
 }
 
-std::optional<Child> spawn(const std::vector<std::string>& command, bool withErr) {
+std::optional<Child> spawn(const std::vector<std::string>& command, Kind kind) {
+  const bool withErr = kind == Kind::recorder;
   // One at a time: a child that is started beside another one would inherit its pipes, and keep
   // them open.
   static std::mutex one;
   const std::lock_guard guard(one);
   std::array<int, 2> out{-1, -1};
   std::array<int, 2> err{-1, -1};
-  if (pipe(out.data()) != 0 || (withErr && pipe(err.data()) != 0)) return std::nullopt;
+  if (pipe(out.data()) != 0) return std::nullopt;
+  if (withErr && pipe(err.data()) != 0) {
+    const int error = errno;
+    for (const int fd : out)
+      close(fd);
+    errno = error;
+    return std::nullopt;
+  }
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -79,7 +101,14 @@ std::optional<Child> spawn(const std::vector<std::string>& command, bool withErr
     words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   Child child{-1, out[0], err[0]};
-  const int error = posix_spawnp(&child.pid, words[0], &actions, nullptr, words.data(), environ);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  // Ctrl-C in a terminal goes to every program in it and must not cost the last answers; and what
+  // the transcriber has started is killed with it.
+  if (kind == Kind::transcriber) posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  const int error =
+      posix_spawnp(&child.pid, words[0], &actions, &attributes, words.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   for (const int fd : {out[1], err[1]})
     if (fd >= 0) close(fd);
@@ -92,6 +121,29 @@ std::optional<Child> spawn(const std::vector<std::string>& command, bool withErr
   return std::nullopt;
 }
 
+Kept::~Kept() {
+  if (file_ >= 0) close(file_);
+}
+
+void Kept::add(const std::string& line) {
+  waiting_ += line;
+  if (file_ < 0) file_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  ssize_t written = file_ < 0 ? -1 : 0;
+  while (written >= 0 && !waiting_.empty()) {
+    written = write(file_, waiting_.data(), waiting_.size());
+    if (written > 0) waiting_.erase(0, static_cast<std::size_t>(written));
+    if (written < 0 && errno == EINTR) written = 0;
+  }
+  if (written >= 0 || complained_) return;
+  complained_ = true;
+  say(std::string("the lines cannot be kept: ") + std::strerror(errno));
+}
+
+bool Kept::complete() {
+  add("");
+  return waiting_.empty();
+}
+
 double Transcript::offset(std::int64_t nullUnixMs) {
   if (!zero_) zero_ = nullUnixMs;
   return static_cast<double>(nullUnixMs - *zero_) / 1000.0;
@@ -100,24 +152,42 @@ double Transcript::offset(std::int64_t nullUnixMs) {
 void Transcript::add(double offset, const Chunk& chunk, const std::string& text) {
   said_.push_back({offset + chunk.t0, offset + chunk.t1, chunk.channel, text});
   std::cout << clock(offset + chunk.t0) + " " + chunk.channel + ": " + text + "\n" << std::flush;
+  write();
 }
 
-void Transcript::write(const std::string& folder) {
+bool Transcript::write() {
   std::sort(said_.begin(), said_.end(), [](const Said& a, const Said& b) {
     return std::pair(a.begin, a.end) < std::pair(b.begin, b.end);
   });
-  std::ofstream text(folder + "/transcript.txt");
-  std::ofstream cues(folder + "/transcript.vtt");
+  std::ostringstream text;
+  std::ostringstream cues;
   cues << "WEBVTT\n";
   for (const Said& said : said_) {
     text << clock(said.begin) << " " << said.channel << ": " << said.text << "\n";
     cues << "\n" << clock(said.begin) << " --> " << clock(said.end) << "\n";
     cues << "<v " << said.channel << ">" << escaped(said.text) << "\n";
   }
+  if (replace(folder_ + "/transcript.txt", text.str()) &&
+      replace(folder_ + "/transcript.vtt", cues.str()))
+    return true;
+  if (!complained_) say(std::string("the transcript cannot be written: ") + std::strerror(errno));
+  complained_ = true;
+  return false;
 }
 
-Transcriber::Transcriber(std::string command, Transcript& transcript)
-    : command_(std::move(command)), transcript_(transcript), thread_([this] { run(); }) {}
+Transcriber::Transcriber(std::string command, double limit, Transcript& transcript)
+    : command_(std::move(command)), limit_(limit), transcript_(transcript) {
+  if (pipe(ended_.data()) != 0) throw std::runtime_error(std::strerror(errno));
+  for (const int fd : ended_)
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+  thread_ = std::thread([this] { run(); });
+}
+
+Transcriber::~Transcriber() {
+  const int ended = finish();
+  thread_.join();
+  close(ended);
+}
 
 void Transcriber::take(double offset, Chunk chunk) {
   const std::lock_guard guard(lock_);
@@ -125,18 +195,27 @@ void Transcriber::take(double offset, Chunk chunk) {
   changed_.notify_one();
 }
 
-void Transcriber::finish() {
-  {
-    const std::lock_guard guard(lock_);
-    finished_ = true;
-    changed_.notify_one();
-  }
-  if (thread_.joinable()) thread_.join();
+int Transcriber::finish() {
+  const std::lock_guard guard(lock_);
+  finished_ = true;
+  changed_.notify_one();
+  return ended_[0];
+}
+
+void Transcriber::giveUp() {
+  const std::lock_guard guard(lock_);
+  givenUp_ = true;
+  leftOut_ += static_cast<int>(jobs_.size());
+  jobs_.clear();
+  if (child_ > 0) kill(-child_, SIGKILL);
 }
 
 void Transcriber::run() {
   while (const auto job = next())
     ask(job->first, job->second);
+  const std::lock_guard guard(lock_);
+  if (leftOut_ > 0) say(std::to_string(leftOut_) + " chunks were not waited for");
+  close(ended_[1]);
 }
 
 std::optional<std::pair<double, Chunk>> Transcriber::next() {
@@ -149,27 +228,67 @@ std::optional<std::pair<double, Chunk>> Transcriber::next() {
 }
 
 void Transcriber::ask(double offset, const Chunk& chunk) {
-  // Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
+  // A name cannot hold a zero byte, and would end there.
+  const bool nameable = chunk.path.find('\0') == std::string::npos;
   const auto child =
-      spawn({"/bin/sh", "-c", "trap '' INT; " + command_ + " \"$1\"", "sh", chunk.path}, false);
-  int status = -1;
-  std::string answer;
-  if (child) {
-    std::array<char, 4096> buffer{};
-    ssize_t length = 0;
-    while ((length = read(child->out, buffer.data(), buffer.size())) > 0 ||
-           (length < 0 && errno == EINTR))
-      if (length > 0) answer.append(buffer.data(), static_cast<std::size_t>(length));
-    close(child->out);
-    while (waitpid(child->pid, &status, 0) < 0 && errno == EINTR) {
-    }
+      nameable ? spawn({"/bin/sh", "-c", command_ + " \"$1\"", "sh", chunk.path}, Kind::transcriber)
+               : std::nullopt;
+  const std::string name = chunk.path.substr(0, 100);
+  if (!child) {
+    const std::string why = nameable ? std::strerror(errno) : "a zero byte";
+    return say("transcriber: " + why + " for " + name);
   }
-  const std::string text = joined(answer);
-  if (status != 0)
-    say("transcriber: status " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : status) +
-        " for " + chunk.path);
-  else if (!text.empty())
-    transcript_.add(offset, chunk, text);
+  setChild(child->pid);
+  const Answer answer = answerOf(*child);
+  const std::string text = joined(answer.text);
+  if (answer.late) {
+    say("transcriber: no answer within the limit for " + name);
+  } else if (answer.status == 0) {
+    if (!text.empty()) transcript_.add(offset, chunk, text);
+  } else if (const std::lock_guard guard(lock_); givenUp_) {
+    ++leftOut_;
+  } else {
+    say("transcriber: status " +
+        std::to_string(WIFEXITED(answer.status) ? WEXITSTATUS(answer.status) : answer.status) +
+        " for " + name);
+  }
+}
+
+// What it prints until its end; killed if that takes too long.
+Transcriber::Answer Transcriber::answerOf(const Child& child) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                      std::chrono::duration<double>(limit_));
+  Answer answer;
+  std::array<char, 4096> buffer{};
+  ssize_t length = 1;
+  while (length > 0 || (length < 0 && errno == EINTR)) {
+    const std::chrono::duration<double, std::milli> rest = end - Clock::now();
+    answer.late = rest.count() <= 0.0;
+    if (answer.late) break;
+    pollfd output{child.out, POLLIN, 0};
+    if (poll(&output, 1, static_cast<int>(std::ceil(rest.count()))) <= 0) continue;
+    length = read(child.out, buffer.data(), buffer.size());
+    if (length > 0) answer.text.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+  close(child.out);  // what has left the group may hold the other end open
+  if (answer.late) kill(-child.pid, SIGKILL);
+  // Seen here, and reaped only when nobody can kill what has its number next.
+  siginfo_t gone{};
+  while (waitid(P_PID, static_cast<id_t>(child.pid), &gone, WEXITED | WNOWAIT) < 0 &&
+         errno == EINTR) {
+  }
+  setChild(-1);
+  while (waitpid(child.pid, &answer.status, 0) < 0 && errno == EINTR) {
+  }
+  return answer;
+}
+
+// One that begins after all was given up is killed at once.
+void Transcriber::setChild(int pid) {
+  const std::lock_guard guard(lock_);
+  child_ = pid;
+  if (pid > 0 && givenUp_) kill(-pid, SIGKILL);
 }
 
 }  // namespace host

@@ -1,6 +1,7 @@
 // The transcript, and the thread that asks the user's command for it.
 #pragma once
 
+#include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -24,17 +25,42 @@ struct Child {
   int err = -1;
 };
 
-// nullopt if it cannot be started; errno says why. Any thread.
-[[nodiscard]] std::optional<Child> spawn(const std::vector<std::string>& command, bool withErr);
+// Which streams are read, and whether the program leads a process group of its own.
+enum class Kind { recorder, transcriber };
 
-// What was said, by wall clock: a recording that was begun again has another time zero. Offsets are
-// used by the main thread; the rest belongs to the transcriber's thread until that has ended.
+// nullopt if it cannot be started; errno says why. Any thread.
+[[nodiscard]] std::optional<Child> spawn(const std::vector<std::string>& command, Kind kind);
+
+// The recorder's lines as they came. What the disk refuses waits until there is room again.
+class Kept {
+ public:
+  explicit Kept(std::string path) : path_(std::move(path)) {}
+  Kept(const Kept&) = delete;
+  Kept& operator=(const Kept&) = delete;
+  ~Kept();
+
+  void add(const std::string& line);
+  [[nodiscard]] bool complete();  // whether all of them are in the file
+
+ private:
+  std::string path_;
+  int file_ = -1;
+  std::string waiting_;
+  bool complained_ = false;
+};
+
+// What was said, by wall clock: a recording that was begun again has another time zero. The files
+// are those of the last answer whatever happens: each is replaced when the next one is complete.
+// Offsets are used by the main thread; the rest belongs to the transcriber's thread until that has
+// ended.
 class Transcript {
  public:
+  explicit Transcript(std::string folder) : folder_(std::move(folder)) {}
+
   // Seconds from the first recording's time zero to this one.
   double offset(std::int64_t nullUnixMs);
   void add(double offset, const Chunk& chunk, const std::string& text);
-  void write(const std::string& folder);
+  bool write();  // whether both files are there
 
  private:
   struct Said {
@@ -43,32 +69,50 @@ class Transcript {
     std::string channel;
     std::string text;
   };
+  std::string folder_;
   std::optional<std::int64_t> zero_;  // of the first recording, milliseconds since 1970
   std::vector<Said> said_;
+  bool complained_ = false;
 };
 
 // Asks the command for each chunk, one after the other, beside the recording.
 class Transcriber {
  public:
-  Transcriber(std::string command, Transcript& transcript);
+  // `limit`: seconds that an answer may take.
+  Transcriber(std::string command, double limit, Transcript& transcript);
   Transcriber(const Transcriber&) = delete;
   Transcriber& operator=(const Transcriber&) = delete;
-  ~Transcriber() { finish(); }
+  ~Transcriber();
 
   void take(double offset, Chunk chunk);
-  void finish();  // returns when every chunk has its answer
+  // No chunk follows. The file that is returned can be read (its end) when each has its answer.
+  [[nodiscard]] int finish();
+  void giveUp();  // the chunks that have no answer yet get none
 
  private:
+  struct Answer {
+    int status = -1;
+    std::string text;
+    bool late = false;
+  };
+
   void run();
   std::optional<std::pair<double, Chunk>> next();  // waits; nullopt at the end
   void ask(double offset, const Chunk& chunk);
+  Answer answerOf(const Child& child);
+  void setChild(int pid);
 
   std::string command_;
+  double limit_;
   Transcript& transcript_;
   std::mutex lock_;
   std::condition_variable changed_;
   std::deque<std::pair<double, Chunk>> jobs_;
   bool finished_ = false;
+  bool givenUp_ = false;
+  int child_ = -1;  // runs and has not been waited for
+  int leftOut_ = 0;
+  std::array<int, 2> ended_{-1, -1};
   std::thread thread_;
 };
 

@@ -2,82 +2,19 @@
 // A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 //
 //     host.mjs --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N] [--restarts N]
-//              [-- options of the recorder...]
+//              [--limit N] [-- options of the recorder...]
 //
 // See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 
 import {spawn} from 'node:child_process';
-import {closeSync, mkdirSync, openSync, writeFileSync, writeSync} from 'node:fs';
+import {mkdirSync} from 'node:fs';
 import {join} from 'node:path';
 import {parseArgs} from 'node:util';
 import {parse} from './lines.mjs';
+import {Kept, say, Transcriber, Transcript} from './transcript.mjs';
 
 const RECORDED = 0, LOST = 1, REFUSED = 2;
-
-const say = (text) => process.stderr.write(`[host] ${text}\n`);
-
-function clock(seconds) {
-  const ms = Math.round(seconds * 1000);
-  const two = (number) => String(Math.floor(number)).padStart(2, '0');
-  return `${two(ms / 3600000)}:${two(ms / 60000 % 60)}:${two(ms / 1000 % 60)}.${String(ms % 1000).padStart(3, '0')}`;
-}
-
-/** What was said, by wall clock: a recording that was begun again has another time zero. */
-class Transcript {
-  #zero = null;  // of the first recording, milliseconds since 1970
-  #said = [];
-
-  /** Seconds from the first recording's time zero to this one. */
-  offset(nullUnixMs) {
-    this.#zero ??= nullUnixMs;
-    return (nullUnixMs - this.#zero) / 1000;
-  }
-
-  add(offset, chunk, text) {
-    this.#said.push({begin: offset + chunk.t0, end: offset + chunk.t1, channel: chunk.channel, text});
-    process.stdout.write(`${clock(offset + chunk.t0)} ${chunk.channel}: ${text}\n`);
-  }
-
-  write(folder) {
-    const said = this.#said.sort((a, b) => a.begin - b.begin || a.end - b.end);
-    const escape = (text) => text.replaceAll('&', '&amp;').replaceAll('<', '&lt;').replaceAll('>', '&gt;');
-    writeFileSync(join(folder, 'transcript.txt'),
-                  said.map((s) => `${clock(s.begin)} ${s.channel}: ${s.text}\n`).join(''));
-    writeFileSync(join(folder, 'transcript.vtt'), 'WEBVTT\n' + said.map((s) =>
-      `\n${clock(s.begin)} --> ${clock(s.end)}\n<v ${s.channel}>${escape(s.text)}\n`).join(''));
-  }
-}
-
-/** Asks the command for each chunk, one after the other, beside the recording. */
-class Transcriber {
-  #last = Promise.resolve();
-
-  constructor(command, transcript) {
-    // Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
-    this.call = ['-c', `trap '' INT; ${command} "$1"`, 'sh'];
-    this.transcript = transcript;
-  }
-
-  take(offset, chunk) {
-    this.#last = this.#last.then(() => this.#ask(offset, chunk));
-  }
-
-  /** Resolves when every chunk has its answer. */
-  finish() {
-    return this.#last;
-  }
-
-  async #ask(offset, chunk) {
-    const child = spawn('/bin/sh', [...this.call, chunk.path], {stdio: ['ignore', 'pipe', 'inherit']});
-    const ended = new Promise((resolve) => child.on('close', (status) => resolve(status)));
-    let answer = '';
-    child.stdout.setEncoding('utf8').on('data', (text) => { answer += text; });
-    const status = await ended;
-    const text = answer.split(/\s+/).filter(Boolean).join(' ');
-    if (status !== 0) say(`transcriber: status ${status} for ${chunk.path}`);
-    else if (text) this.transcript.add(offset, chunk, text);
-  }
-}
+const LONGEST = 1e6;  // seconds that an option may name; timers take no more than some weeks
 
 /** The lines of a stream; what comes last without a line feed is left out: its writer was killed. */
 async function* linesOf(stream) {
@@ -93,17 +30,20 @@ class Host {
   #recorder = null;
   #stopping = false;
   #killed = false;
+  #allKept = true;
 
   constructor(options, recorderOptions) {
     this.options = options;
     this.recorderOptions = recorderOptions;
-    this.transcript = new Transcript();
-    this.transcriber = new Transcriber(options.transcriber, this.transcript);
+    this.transcript = new Transcript(options.folder);
+    this.transcriber = new Transcriber(options.transcriber, options.limit, this.transcript);
   }
 
   async run() {
     mkdirSync(this.options.folder, {recursive: true, mode: 0o700});
-    for (const name of ['SIGINT', 'SIGTERM']) process.on(name, () => this.stop());
+    // The first signal stops the recording; whoever sends another does not want to wait for answers.
+    for (const name of ['SIGINT', 'SIGTERM'])
+      process.on(name, () => this.#stopping ? this.transcriber.giveUp() : this.stop());
     let outcome = REFUSED;
     for (let left = this.options.restarts; left >= 0; --left) {
       outcome = await this.#record(this.#newFolder());
@@ -111,8 +51,8 @@ class Host {
       say('beginning again');
     }
     await this.transcriber.finish();
-    this.transcript.write(this.options.folder);
-    return outcome;
+    const written = this.transcript.write();
+    return outcome === RECORDED && !(written && this.#allKept) ? LOST : outcome;
   }
 
   /** The orderly stop, with a limit. A second one changes nothing. */
@@ -159,6 +99,7 @@ class Host {
       child.on('error', (error) => resolve({error}));
       child.on('close', (status, signal) => resolve({status, signal}));
     });
+    if (!child.stdout) return this.#outcome(await ended, false);  // too many files are open
     const [done] = await Promise.all([this.#readLines(child.stdout, folder), this.#passOn(child.stderr)]);
     return this.#outcome(await ended, done);
   }
@@ -169,10 +110,10 @@ class Host {
 
   /** Reads standard output to its end, and keeps it; resolves to whether "done" came. */
   async #readLines(stream, folder) {
-    const kept = openSync(join(folder, 'ereignisse.jsonl'), 'w');
+    const kept = new Kept(join(folder, 'ereignisse.jsonl'));
     let offset = 0, done = false;
     for await (const text of linesOf(stream)) {
-      writeSync(kept, `${text}\n`);
+      kept.add(`${text}\n`);
       let line;
       try {
         line = parse(text);
@@ -188,7 +129,7 @@ class Host {
       done ||= line.event === 'done';
       this.#show(line, folder);
     }
-    closeSync(kept);
+    this.#allKept = kept.close() && this.#allKept;
     return done;
   }
 
@@ -235,15 +176,22 @@ function options() {
   const text = {type: 'string'};
   const {values, positionals} = parseArgs({
     options: {recorder: text, folder: text, transcriber: text, seconds: {...text, default: '0'},
-              patience: {...text, default: '150'}, restarts: {...text, default: '3'}},
+              patience: {...text, default: '150'}, restarts: {...text, default: '3'},
+              limit: {...text, default: '120'}},
     allowPositionals: true,
   });
   for (const name of ['recorder', 'folder', 'transcriber'])
     if (!values[name]) throw new Error(`--${name} is missing`);
-  for (const name of ['seconds', 'patience', 'restarts']) values[name] = Number(values[name]);
+  for (const name of ['seconds', 'patience', 'restarts', 'limit']) {
+    const number = values[name].trim() ? Number(values[name]) : NaN;
+    if (!(number >= 0 && number <= LONGEST) || (name === 'restarts' && !Number.isInteger(number)))
+      throw new Error(`--${name} is no number that can be used: ${values[name]}`);
+    values[name] = number;
+  }
   return [values, positionals];
 }
 
+process.stdout.on('error', () => {});  // nobody may be reading any more
 try {
   process.exitCode = await new Host(...options()).run();
 } catch (error) {

@@ -55,9 +55,10 @@ export function parse(text) {
   // The recorder leaves control characters in texts as they are, which JSON does not allow.
   // eslint-disable-next-line no-control-regex
   const record = JSON.parse(text.replace(/[\x00-\x1f]/g, ' '));
-  if (typeof record !== 'object' || record === null) throw new TypeError('not an object');
-  const event = record.event === undefined && 'chunk' in record ? 'chunk' : record.event;
-  if (event === 'chunk' && record.event !== undefined || !Object.hasOwn(LINES, event))
-    return {event: 'unknown', text};
-  return {...build(LINES[event], record), event};
+  if (typeof record !== 'object' || record === null || Array.isArray(record)) throw new TypeError('not an object');
+  const named = Object.hasOwn(record, 'event');
+  if (named && typeof record.event !== 'string') throw new TypeError('event is no string');
+  const event = named ? record.event : 'chunk';
+  const known = named ? event !== 'chunk' && Object.hasOwn(LINES, event) : Object.hasOwn(record, 'chunk');
+  return known ? {...build(LINES[event], record), event} : {event: 'unknown', text};
 }

@@ -10,6 +10,7 @@ import array
 import ctypes
 import os
 import sys
+import tempfile
 import wave
 
 RATE = 16000
@@ -112,11 +113,19 @@ def pcm_of(samples):
 
 
 def main(microphone_path, reference_path, cleaned_path):
-    with (wave.open(microphone_path) as microphone, wave.open(reference_path) as reference,
-          wave.open(cleaned_path, "wb") as cleaned):
+    with wave.open(microphone_path) as microphone, wave.open(reference_path) as reference:
         for file in (microphone, reference):
             if (file.getframerate(), file.getsampwidth()) != (RATE, 2):
                 sys.exit("clean.py: both files must hold 16-bit samples at 16 kHz")
+        # The result takes its place when it is complete, which may be that of the microphone's file.
+        with tempfile.TemporaryDirectory(prefix=".clean-", dir=os.path.dirname(cleaned_path) or ".") as folder:
+            part = os.path.join(folder, "part.wav")
+            clean(microphone, reference, part)
+            os.replace(part, cleaned_path)
+
+
+def clean(microphone, reference, path):
+    with wave.open(path, "wb") as cleaned:
         cleaned.setparams((1, 2, RATE, 0, "NONE", ""))
         with Echo(lambda samples: cleaned.writeframesraw(pcm_of(samples))) as echo:
             more = True

@@ -2,103 +2,38 @@
 """A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 
     host.py --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N] [--restarts N]
-            [-- options of the recorder...]
+            [--limit N] [-- options of the recorder...]
 
 See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 """
 
 import argparse
-import html
 import os
-import queue
 import signal
 import subprocess
 import sys
 import threading
 
 import lines
+from transcript import Kept, Transcriber, Transcript, put, say
 
 RECORDED, LOST, REFUSED = 0, 1, 2
-
-
-def say(text):
-    print(f"[host] {text}", file=sys.stderr, flush=True)
-
-
-class Transcript:
-    """What was said, by wall clock: a recording that was begun again has another time zero."""
-
-    def __init__(self):
-        self._zero = None  # of the first recording, milliseconds since 1970
-        self._said = []  # (begin, end, channel, text), seconds
-
-    def offset(self, null_unix_ms):
-        """Seconds from the first recording's time zero to this one."""
-        if self._zero is None:
-            self._zero = null_unix_ms
-        return (null_unix_ms - self._zero) / 1000.0
-
-    def add(self, offset, chunk, text):
-        self._said.append((offset + chunk.t0, offset + chunk.t1, chunk.channel, text))
-        print(f"{clock(offset + chunk.t0)} {chunk.channel}: {text}", flush=True)
-
-    def write(self, folder):
-        said = sorted(self._said)
-        with open(os.path.join(folder, "transcript.txt"), "w", encoding="utf-8") as file:
-            file.writelines(f"{clock(begin)} {channel}: {text}\n" for begin, _, channel, text in said)
-        with open(os.path.join(folder, "transcript.vtt"), "w", encoding="utf-8") as file:
-            file.write("WEBVTT\n")
-            file.writelines(f"\n{clock(begin)} --> {clock(end)}\n<v {channel}>{html.escape(text, False)}\n"
-                            for begin, end, channel, text in said)
-
-
-def clock(seconds):
-    ms = round(seconds * 1000)
-    return f"{ms // 3600000:02}:{ms // 60000 % 60:02}:{ms // 1000 % 60:02}.{ms % 1000:03}"
-
-
-class Transcriber(threading.Thread):
-    """Asks the command for each chunk, one after the other, beside the recording."""
-
-    def __init__(self, command, transcript):
-        super().__init__()
-        # Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
-        self._call = ["/bin/sh", "-c", f"trap '' INT; {command} \"$1\"", "sh"]
-        self._transcript = transcript
-        self._jobs = queue.Queue()
-
-    def take(self, offset, chunk):
-        self._jobs.put((offset, chunk))
-
-    def finish(self):
-        """Returns when every chunk has its answer."""
-        self._jobs.put(None)
-        self.join()
-
-    def run(self):
-        while (job := self._jobs.get()) is not None:
-            offset, chunk = job
-            answer = subprocess.run([*self._call, chunk.path], stdin=subprocess.DEVNULL,
-                                    stdout=subprocess.PIPE)
-            if answer.returncode:
-                say(f"transcriber: status {answer.returncode} for {chunk.path}")
-            elif text := " ".join(answer.stdout.decode("utf-8", "replace").split()):
-                self._transcript.add(offset, chunk, text)
+LONGEST = 1e6  # seconds that an option may name; timers take no more than some weeks
 
 
 class Host:
     def __init__(self, options):
         self._options = options
-        self._transcript = Transcript()
-        self._transcriber = Transcriber(options.transcriber, self._transcript)
+        self._transcript = Transcript(options.folder)
+        self._transcriber = Transcriber(options.transcriber, options.limit, self._transcript)
         self._recorder = None
         self._stopping = threading.Event()
         self._killed = False
+        self._all_kept = True
 
     def run(self):
         os.makedirs(self._options.folder, mode=0o700, exist_ok=True)
-        for number in (signal.SIGINT, signal.SIGTERM):
-            signal.signal(number, lambda *_: self.stop())
+        self._watch_signals()
         self._transcriber.start()
         try:
             for left in range(self._options.restarts, -1, -1):
@@ -108,8 +43,29 @@ class Host:
                 say("beginning again")
         finally:
             self._transcriber.finish()
-            self._transcript.write(self._options.folder)
-        return outcome
+            written = self._transcript.write()
+        return LOST if outcome == RECORDED and not (written and self._all_kept) else outcome
+
+    def _watch_signals(self):
+        """A thread answers them: a handler would run in the middle of anything."""
+        watched, noted = os.pipe()
+        os.set_blocking(noted, False)
+        signal.set_wakeup_fd(noted)
+        for number in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(number, lambda *_: None)
+
+        def answer():
+            while os.read(watched, 1):
+                self._signalled()
+
+        threading.Thread(target=answer, daemon=True).start()
+
+    def _signalled(self):
+        """The first one stops the recording; whoever sends another does not want to wait for answers."""
+        if self._stopping.is_set():
+            self._transcriber.give_up()
+        else:
+            self.stop()
 
     def stop(self):
         """The orderly stop, with a limit. A second one changes nothing."""
@@ -174,30 +130,30 @@ class Host:
     @staticmethod
     def _pass_on(stream):
         for line in stream:
-            sys.stderr.buffer.write(line)
-            sys.stderr.buffer.flush()
+            put(line)
 
     def _read_lines(self, stream, folder):
         """Reads standard output to its end, and keeps it; returns whether "done" came."""
         offset, done = 0.0, False
-        with open(os.path.join(folder, "ereignisse.jsonl"), "wb", buffering=0) as kept:
-            for raw in stream:
-                if not raw.endswith(b"\n"):  # the recorder was killed in the middle of a line
-                    break
-                kept.write(raw)
-                text = raw.decode("utf-8", "replace").rstrip("\n")
-                try:
-                    line = lines.parse(text)
-                except ValueError as error:
-                    say(f"not understood: {text} ({error})")
-                    continue
-                if isinstance(line, lines.Started):
-                    offset = self._transcript.offset(line.null_unix_ms)
-                    self._count_seconds()
-                elif isinstance(line, lines.Chunk):
-                    self._transcriber.take(offset, line)
-                done = done or isinstance(line, lines.Done)
-                self._show(line, folder)
+        kept = Kept(os.path.join(folder, "ereignisse.jsonl"))
+        for raw in stream:
+            if not raw.endswith(b"\n"):  # the recorder was killed in the middle of a line
+                break
+            kept.add(raw)
+            text = raw.decode("utf-8", "replace").rstrip("\n")
+            try:
+                line = lines.parse(text)
+            except ValueError as error:
+                say(f"not understood: {text} ({error})")
+                continue
+            if isinstance(line, lines.Started):
+                offset = self._transcript.offset(line.null_unix_ms)
+                self._count_seconds()
+            elif isinstance(line, lines.Chunk):
+                self._transcriber.take(offset, line)
+            done = done or isinstance(line, lines.Done)
+            self._show(line, folder)
+        self._all_kept = kept.close() and self._all_kept
         return done
 
     @staticmethod
@@ -237,6 +193,20 @@ class Host:
         return LOST
 
 
+def seconds(text):
+    value = float(text)
+    if not 0.0 <= value <= LONGEST:
+        raise ValueError
+    return value
+
+
+def times(text):
+    value = int(text)
+    if value < 0:
+        raise ValueError
+    return value
+
+
 class Parser(argparse.ArgumentParser):
     def error(self, message):  # with a status of its own: 2 means that nothing could be recorded
         say(message)
@@ -248,11 +218,16 @@ def main():
     parser.add_argument("--recorder", required=True)
     parser.add_argument("--folder", required=True)
     parser.add_argument("--transcriber", required=True)
-    parser.add_argument("--seconds", type=float, default=0.0, help="of recording, then stop")
-    parser.add_argument("--patience", type=float, default=150.0, help="how long a stop may take")
-    parser.add_argument("--restarts", type=int, default=3, help="after crashes, at most")
+    parser.add_argument("--seconds", type=seconds, default=0.0, help="of recording, then stop")
+    parser.add_argument("--patience", type=seconds, default=150.0, help="how long a stop may take")
+    parser.add_argument("--restarts", type=times, default=3, help="after crashes, at most")
+    parser.add_argument("--limit", type=seconds, default=120.0, help="for the transcriber's answer")
     parser.add_argument("recorder_options", nargs="*")
-    return Host(parser.parse_args()).run()
+    try:
+        return Host(parser.parse_args()).run()
+    except OSError as error:  # the folder cannot be made
+        say(error)
+        return 64
 
 
 if __name__ == "__main__":

@@ -138,9 +138,15 @@ def build(kind, record):
 def parse(text):
     """One line. Raises ValueError if it is not what the protocol promises."""
     # The recorder leaves control characters in texts as they are, which JSON does not allow.
-    record = json.loads(re.sub(r"[\x00-\x1f]", " ", text))
+    try:
+        record = json.loads(re.sub(r"[\x00-\x1f]", " ", text))
+    except RecursionError:
+        raise ValueError("too deep") from None
     if not isinstance(record, dict):
         raise ValueError("not an object")
-    kind = EVENTS.get(record.get("event"), None) if "event" in record else (
-        Chunk if "chunk" in record else None)
+    if "event" not in record:
+        return build(Chunk, record) if "chunk" in record else Unknown(text)
+    if not isinstance(record["event"], str):
+        raise ValueError("event is no string")
+    kind = EVENTS.get(record["event"])
     return build(kind, record) if kind else Unknown(text)

@@ -110,7 +110,7 @@ private struct Head: Decodable {
 
   init(from decoder: Decoder) throws {
     let fields = try decoder.container(keyedBy: Keys.self)
-    event = try fields.decodeIfPresent(String.self, forKey: .event)
+    event = fields.contains(.event) ? try fields.decode(String.self, forKey: .event) : nil
     isChunk = fields.contains(.chunk)
   }
 }

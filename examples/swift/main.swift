@@ -1,7 +1,7 @@
 // A small host for hallkorb: records, has every chunk transcribed, writes one transcript.
 //
 //     host --recorder PATH --folder DIR --transcriber CMD [--seconds N] [--patience N] [--restarts N]
-//          [-- options of the recorder...]
+//          [--limit N] [-- options of the recorder...]
 //
 // See ../README.md. Exit status: 0 recorded, 1 something was lost, 2 nothing could be recorded.
 
@@ -33,7 +33,8 @@ struct Options {
   var recorder = "", folder = "", transcriber = ""
   var seconds = 0.0  // of recording, then stop; 0: at Ctrl-C
   var patience = 150.0  // how long a stop may take
-  var restarts = 3  // after crashes, at most
+  var restarts = 3.0  // after crashes, at most
+  var limit = 120.0  // how long the transcriber's answer may take
   var recorderOptions: [String] = []
 
   init?(_ words: [String]) {
@@ -41,13 +42,17 @@ struct Options {
     for place in stride(from: 0, to: end, by: 2) {
       guard place + 1 < end else { return nil }
       let value = words[place + 1]
+      let number = Double(value) ?? -1
+      // Timers take no more than some weeks.
+      let counts = number >= 0 && number <= 1_000_000
       switch words[place] {
       case "--recorder": recorder = value
       case "--folder": folder = value
       case "--transcriber": transcriber = value
-      case "--seconds": seconds = Double(value) ?? 0
-      case "--patience": patience = Double(value) ?? patience
-      case "--restarts": restarts = Int(value) ?? restarts
+      case "--seconds" where counts: seconds = number
+      case "--patience" where counts: patience = number
+      case "--restarts" where counts && number.rounded() == number: restarts = number
+      case "--limit" where counts: limit = number
       default: return nil
       }
     }
@@ -58,21 +63,23 @@ struct Options {
 
 final class Host: @unchecked Sendable {
   private var options: Options
-  private let transcript = Transcript()
+  private let transcript: Transcript
   private let transcriber: Transcriber
   private let lock = NSLock()  // for what follows: signals and timers come on threads of their own
   private var recorder: Process?
   private var stopping = false
   private var killed = false
+  private var allKept = true
 
   init(_ options: Options) {
     self.options = options
-    transcriber = Transcriber(options.transcriber, transcript)
+    transcript = Transcript(URL(fileURLWithPath: options.folder))
+    transcriber = Transcriber(options.transcriber, options.limit, transcript)
   }
 
   func run() throws -> Outcome {
-    let folder = URL(fileURLWithPath: options.folder)
-    try FileManager.default.createDirectory(at: folder, withIntermediateDirectories: true)
+    try FileManager.default.createDirectory(
+      atPath: options.folder, withIntermediateDirectories: true, attributes: [.posixPermissions: 0o700])
     var outcome = Outcome.refused
     for left in stride(from: options.restarts, through: 0, by: -1) {
       outcome = record(try newFolder())
@@ -80,8 +87,17 @@ final class Host: @unchecked Sendable {
       say("beginning again")
     }
     transcriber.finish()
-    try transcript.write(folder)
-    return outcome
+    let written = transcript.write()
+    return outcome == .recorded && !(written && allKept) ? .lost : outcome
+  }
+
+  /// The first signal stops the recording; whoever sends another does not want to wait for answers.
+  func signalled() {
+    if lock.withLock({ stopping }) {
+      transcriber.giveUp()
+    } else {
+      stop()
+    }
   }
 
   /// The orderly stop, with a limit. A second one changes nothing. Any thread.
@@ -146,7 +162,7 @@ final class Host: @unchecked Sendable {
     }
     let passedOn = DispatchGroup()
     DispatchQueue.global().async(group: passedOn) {
-      readLines(diagnostics.fileHandleForReading) { FileHandle.standardError.write(Data("\($0)\n".utf8)) }
+      readLines(diagnostics.fileHandleForReading) { put("\($0)\n", FileHandle.standardError) }
     }
     let done = keepLines(out.fileHandleForReading, folder)
     child.waitUntilExit()
@@ -156,12 +172,10 @@ final class Host: @unchecked Sendable {
 
   /// Reads standard output to its end, and keeps it; returns whether "done" came.
   private func keepLines(_ stream: FileHandle, _ folder: String) -> Bool {
-    let path = "\(folder)/ereignisse.jsonl"
-    _ = FileManager.default.createFile(atPath: path, contents: nil)
-    let kept = FileHandle(forWritingAtPath: path)
+    let kept = Kept("\(folder)/ereignisse.jsonl")
     var (offset, done) = (0.0, false)
     readLines(stream) { text in
-      kept?.write(Data("\(text)\n".utf8))
+      kept.add("\(text)\n")
       do {
         let line = try parse(text)
         switch line {
@@ -177,7 +191,7 @@ final class Host: @unchecked Sendable {
         say("not understood: \(text)")
       }
     }
-    try? kept?.close()
+    allKept = kept.complete() && allKept
     return done
   }
 
@@ -230,7 +244,9 @@ for number in [SIGINT, SIGTERM] {
   signal(number) { _ in _ = write(signalled, "", 1) }
 }
 DispatchQueue.global().async {
-  while !signals.fileHandleForReading.availableData.isEmpty { host.stop() }
+  while case let came = signals.fileHandleForReading.availableData, !came.isEmpty {
+    for _ in came { host.signalled() }
+  }
 }
 do {
   exit(try host.run().rawValue)

@@ -119,7 +119,7 @@ void hallkorb_timeline_free(hallkorb_timeline* timeline);
 /* --- Chunker: cuts a mono stream into numbered WAV files at pauses. --- */
 typedef struct hallkorb_chunker hallkorb_chunker;
 typedef struct hallkorb_chunker_options {
-  size_t size;            /* set by hallkorb_chunker_defaults() */
+  size_t size;            /* how much of it is filled in; set by hallkorb_chunker_defaults() */
   const char* channel;    /* part of file names and lines: up to 64 letters, digits, "-" and "_" */
   const char* folder;     /* exists already */
   double rate;            /* Hz, 1000 to 768000 */
@@ -131,8 +131,10 @@ typedef struct hallkorb_chunker_options {
   double silence_seconds; /* with turns: length of a pause that cuts */
 } hallkorb_chunker_options;
 
-/* The program's own values for a channel at 16000 Hz; `channel` and `folder` remain to be set. */
-int hallkorb_chunker_defaults(hallkorb_chunker_options* options);
+/* The program's own values for a channel at 16000 Hz; `channel` and `folder` remain to be set.
+ * `size` is sizeof(hallkorb_chunker_options) as the caller was compiled: fields that a later
+ * version has appended are not touched, and hallkorb_chunker_new() takes their defaults. */
+int hallkorb_chunker_defaults(hallkorb_chunker_options* options, size_t size);
 /* `line` gets the chunk's line of docs/protocol.md when its file is there. `diagnostic`, which may
  * be null, gets a German line if a file cannot be written; the channel goes on without it. */
 int hallkorb_chunker_new(hallkorb_chunker** chunker, const hallkorb_chunker_options* options,

@@ -190,7 +190,7 @@ class Timeline {
 // Start from chunker_options(), whose strings must live until the constructor returns.
 [[nodiscard]] inline hallkorb_chunker_options chunker_options() {
   hallkorb_chunker_options options{};
-  detail::check(hallkorb_chunker_defaults(&options));
+  detail::check(hallkorb_chunker_defaults(&options, sizeof options));
   return options;
 }
 

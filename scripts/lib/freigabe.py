@@ -119,7 +119,8 @@ def mache(ziel, ort):
     liste = schreibe(os.path.join(ziel, f"hallkorb-{nummer}.spdx.json"),
                      stueckliste.mache(nummer, stand, zeit, quelle, gebaut))
     formel = lies("packaging/hallkorb.rb.in")
-    for name, wert in (("URL", ort or "file://" + os.path.abspath(ziel)), ("VERSION", nummer),
+    # Without a place of its own the archive lies beside the formula, wherever that is.
+    for name, wert in (("URL", ort or "file://#{File.dirname(File.realpath(__FILE__))}"), ("VERSION", nummer),
                        ("SHA256", summe(quelle))):
         formel = formel.replace(f"@{name}@", wert)
     rezept = schreibe(os.path.join(ziel, "hallkorb.rb"), formel)

@@ -2,8 +2,8 @@
 
     pakete.baue(quelle, ziel)    the .deb and .rpm files of a source folder, in `ziel`
 
-One build serves both kinds: only the folder of the libraries differs, lib/<family> in Debian and lib64 in
-Fedora, and no object file knows it.
+One build serves both kinds: only the folders of the libraries (lib/<family> in Debian, lib64 in Fedora) and of
+zsh's completions differ, and no object file knows them.
 """
 
 import glob
@@ -43,11 +43,12 @@ def baue(quelle, ziel, umgebung=None):
     os.makedirs(ziel, exist_ok=True)
     bau = os.path.join(quelle, "build", "package")
     gebaut = []
-    for art, werkzeug, ordner in (("deb", "dpkg-deb", familie()), ("rpm", "rpmbuild", "lib64")):
+    for art, werkzeug, ordner, zsh in (("deb", "dpkg-deb", familie(), "zsh/vendor-completions"),
+                                       ("rpm", "rpmbuild", "lib64", "zsh/site-functions")):
         if not ordner or not shutil.which(werkzeug):
             continue
-        fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ordner}", ordner=quelle,
-                   umgebung=umgebung)
+        fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ordner}",
+                   f"-DHALLKORB_ZSH_FOLDER={zsh}", ordner=quelle, umgebung=umgebung)
         fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(KERNE), ordner=quelle,
                    umgebung=umgebung)
         halde = os.path.join(bau, f"packed-{art}")

@@ -18,6 +18,12 @@ ffmpeg -version >/dev/null
 zgrep -q '^\.TH HALLKORB 1' /usr/share/man/man1/hallkorb.1.gz
 bestehe "recommendations installed; the manual page is there and compressed"
 
+apt install -y --no-install-recommends zsh
+# Without the user's files: what a shell that was just installed finds by itself.
+# shellcheck disable=SC2016  # zsh's own variable
+zsh -fc 'autoload -Uz compinit && compinit -D && [[ $_comps[hallkorb-sitzung] == _hallkorb-sitzung ]]'
+bestehe "zsh finds the completions"
+
 "$wurzel/scripts/setup.sh" sitzung
 /usr/bin/python3 "$wurzel/scripts/lib/probe.py" /usr/bin
 bestehe "recorded in a private session, and hallkorb-sitzung found the folder in order"

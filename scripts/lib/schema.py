@@ -27,10 +27,11 @@ def schema():
 
 
 def geschlossen(offen):
-    """The schema with every object closed, and without the events of later versions."""
+    """The schema with every object closed, and without the lines of later versions."""
     zu = copy.deepcopy(offen)
-    del zu["$defs"]["unknown_event"]
-    zu["$defs"]["live"]["anyOf"].remove({"$ref": "#/$defs/unknown_event"})
+    for name in ("unknown_event", "unknown_line"):
+        del zu["$defs"][name]
+        zu["$defs"]["live"]["anyOf"].remove({"$ref": f"#/$defs/{name}"})
 
     def schliesse(teil):
         if isinstance(teil, dict):

@@ -182,7 +182,8 @@ def stufe_wirte(zaehler):
     if not prozesse.LINUX:
         return
     baue("release", "hallkorb", "hallkorb-sitzung", "testsprecher")
-    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner", "test_fragen"]
+    welche = ["test_wirte.Python", "test_wirte.Node", "test_wirte.Cpp", "test_erkenner", "test_fragen",
+              "test_dokumente.DokumenteWirte"]
     cpp, swift = os.path.join(BAU, "host-cpp"), os.path.join(BAU, "host-swift")
     fuehre_aus("cmake", "-G", "Ninja", "-S", os.path.join("examples", "cpp"), "-B", cpp,
                "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror")
@@ -192,7 +193,7 @@ def stufe_wirte(zaehler):
         quellen = sorted(glob.glob(os.path.join(WURZEL, "examples", "swift", "*.swift")))
         fuehre_aus("swiftc", "-O", "-warnings-as-errors", "-o", os.path.join(swift, "host"),
                    *[quelle for quelle in quellen if not quelle.endswith("Package.swift")])
-        welche.append("test_wirte.Swift")
+        welche += ["test_wirte.Swift", "test_dokumente.DokumenteSwift"]
     else:
         print("no Swift compiler: the host in Swift is left out", flush=True)
     status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), *welche, pruefe=False)

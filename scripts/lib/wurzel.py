@@ -117,8 +117,8 @@ def packe_aus(suite, ordner):
 
 
 def kopiere_projekt(ordner):
-    """The tracked files as they are now, as a repository of their own: some tests ask git which files
-    there are."""
+    """The tracked files as they are now, as a repository of their own with one commit, as old as the last
+    one here: some tests ask git which files there are, a release is one of a commit."""
     ziel = os.path.join(ordner, PROJEKT)
     os.makedirs(ziel, exist_ok=True)
     git = ["git", "-c", f"safe.directory={WURZEL}", "-C", WURZEL]
@@ -131,8 +131,12 @@ def kopiere_projekt(ordner):
         if os.path.islink(hin):  # of an earlier run
             os.unlink(hin)
         shutil.copy2(os.path.join(WURZEL, name), hin, follow_symlinks=False)
-    _fuehre_aus("git", "-C", ziel, "init", "--quiet")
-    _fuehre_aus("git", "-C", ziel, "add", "--force", "--", *namen)
+    zeit = subprocess.run([*git, "log", "-1", "--format=%ct +0000"], stdout=subprocess.PIPE, text=True).stdout.strip()
+    umgebung = {**os.environ, **({"GIT_AUTHOR_DATE": zeit, "GIT_COMMITTER_DATE": zeit} if zeit else {})}
+    dort = ["git", "-c", "user.name=in-root", "-c", "user.email=in-root@localhost", "-C", ziel]
+    _fuehre_aus(*dort, "init", "--quiet")
+    _fuehre_aus(*dort, "add", "--force", "--", *namen)
+    _fuehre_aus(*dort, "commit", "--quiet", "--allow-empty", "--message", "The files as they are", env=umgebung)
 
 
 @contextlib.contextmanager

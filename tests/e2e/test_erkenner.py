@@ -14,6 +14,7 @@ import lauf
 import signale
 import test_wirte
 import voices
+import wirtsfall
 
 MODELL = "/usr/share/pocketsphinx/model/en-us/en-us"
 # Who says which words, and their sounds in the model's alphabet.
@@ -76,9 +77,16 @@ class Erkenner(lauf.Fall):
     ALLEIN = True
 
     def test_worte_am_richtigen_ort(self):
+        """The count of words is tried again if it is too small: a machine that halts the graph for a moment
+        spoils some. A word in the wrong channel is never made good by another attempt."""
         szene = Szene()
         signale.schreibe(os.path.join(self.ordner, "beides.wav"), szene.fern, szene.mikro)
         self.mehrmals(lambda nummer: self.pruefe(nummer, szene))
+        self.assertEqual(self.nie, [])
+
+    def setUp(self):
+        super().setUp()
+        self.nie = []  # of all attempts: words in a channel in which they were not said
 
     def schreiber(self):
         """The recogniser as a host's transcriber: the name of the file comes last."""
@@ -112,7 +120,7 @@ class Erkenner(lauf.Fall):
         wirte = {}
         for art, mehr in (("mit", []), ("ohne", ["--kein-echo"])):
             ziel = os.path.join(self.ordner, f"{art}-{nummer}")
-            wirte[art] = test_wirte.Wirt(
+            wirte[art] = wirtsfall.Wirt(
                 self, [*test_wirte.Python.BEFEHL, "--recorder", lauf.PROGRAMM, "--folder", ziel,
                        "--transcriber", self.schreiber(), "--", "--no-video", *mehr],
                 self.raum.umgebung, ziel)
@@ -125,13 +133,25 @@ class Erkenner(lauf.Fall):
         for art, wirt in wirte.items():
             wirt.ende(0)
             gehoert[art] = self.lies(wirt, szene)
+            self.merke(art, wirt, gehoert[art])
 
         for art in ("mit", "ohne"):
             for seite in ("me", "them"):
                 self.assertGreaterEqual(gehoert[art][seite, seite], GENUG, (art, gehoert))
-            self.assertEqual(gehoert[art]["them", "me"], 0, gehoert)
-        self.assertEqual(gehoert["mit"]["me", "them"], 0, gehoert)
         self.assertGreaterEqual(gehoert["ohne"]["me", "them"], GENUG, gehoert)
+
+    def merke(self, art, wirt, gehoert):
+        """Notes words that were heard in the wrong channel. Only if the graph was halted, which moves the
+        channels against each other and lets the echo path search again, that is no fault of the recorder."""
+        zeilen = lauf.geprueft(wirt.lies("1/ereignisse.jsonl"))
+        self.assertEqual(zeilen[-1], {"event": "done"})
+        achse = next(zeile for zeile in zeilen if zeile.get("event") == "zeitachse")
+        gestoert = sum(achse[kanal][was] for kanal in WOERTER for was in ("luecken", "ueberlappungen"))
+        print(f"{art}: {gestoert} corrections of the timelines")
+        for kanal, seite in (("them", "me"), *([("me", "them")] if art == "mit" else [])):
+            if gehoert[kanal, seite] and not gestoert:
+                self.nie.append((art, kanal, gehoert))
+            self.assertEqual(gehoert[kanal, seite], 0, (art, kanal, gehoert))
 
     def lies(self, wirt, szene):
         """(channel, side) -> how many of the side's words stand in the channel's transcript at the time at

@@ -196,7 +196,7 @@ def mit_pfaden(zeile, ordner):
 
 BEISPIEL = os.path.join(lauf.WURZEL, "examples", "session")
 # Takes the recorder's arguments, and plays the example instead of recording.
-VORSPIEL = ("sh", "-c", 'programm=$1; shift; exec "$programm" abspielen "$0" "$@"', BEISPIEL)
+VORSPIEL = os.path.join(BEISPIEL, "play")
 
 
 class Beispiel(lauf.Fall):
@@ -205,9 +205,9 @@ class Beispiel(lauf.Fall):
     MIT_SITZUNG = False
 
     def vorspiel(self, *worte):
-        """A playback of the example in the recorder's place."""
-        return self.lauf(*worte, umgebung=dict(os.environ), video=True, echo=True, programm=SITZUNG,
-                         vorsatz=VORSPIEL)
+        """A playback of the example in the recorder's place, with options that only that has."""
+        return self.lauf("--max", "7", *worte, umgebung=os.environ | {"HALLKORB_SITZUNG": SITZUNG},
+                         programm=VORSPIEL)
 
     def test_ist_ganz_und_klein(self):
         self.assertEqual(rufe("pruefen", BEISPIEL),
@@ -222,7 +222,7 @@ class Beispiel(lauf.Fall):
         self.assertEqual(prozess.aus.texte(), zeilen)
         self.assertEqual(prozess.diagnose.texte(), ["[hallkorb] Stop — schreibe Rest-Chunks"])
         erwartet = inhalte(BEISPIEL)
-        for name in ("ereignisse.jsonl", "README.md", "record"):
+        for name in ("ereignisse.jsonl", "README.md", "record", "play"):
             del erwartet[name]
         gespielt = inhalte(self.aufnahme)
         self.assertEqual(gespielt.keys(), erwartet.keys())

@@ -291,7 +291,7 @@ class Skripte(unittest.TestCase):
         self.assertRegex(alles, "picture: Zoom · Zoom Meeting")
         # The lines are kept, all of them, and the page is made of them.
         with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
-            saetze = [json.loads(zeile) for zeile in datei]
+            saetze = lauf.geprueft(datei.read())
         self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
         self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
                          {name for name in namen if name.startswith("chunk_")})

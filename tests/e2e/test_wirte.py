@@ -4,6 +4,7 @@ All of them have one command line and write the same files, so one set of tests 
 The one in Python is tried with every change; the others, which need more packages, in a stage of their own.
 """
 
+import contextlib
 import json
 import os
 import re
@@ -14,11 +15,12 @@ import lauf
 import prozesse
 import schema
 import signale
+import wirtsfall
 
 BEISPIELE = os.path.join(lauf.WURZEL, "examples")
-ABSPIELER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "abspieler.py")
 CPP_BAU = os.path.join(lauf.WURZEL, "build", "host-cpp")
 SITZUNG = os.path.join(os.path.dirname(lauf.PROGRAMM), "hallkorb-sitzung")
+BEISPIELSITZUNG = os.path.join(BEISPIELE, "session")
 
 LEBEND = {verweis["$ref"].rsplit("/", 1)[1] for verweis in schema.schema()["$defs"]["live"]["anyOf"]}
 START = '{"event":"started","mic":true,"system":true,"video":true,"echo":true,"null_unix_ms":1795220400000}'
@@ -38,109 +40,7 @@ def beispiele():
     return [zeile for zeile in zeilen if schema.art(json.loads(zeile)) in LEBEND]
 
 
-def uhr(sekunden):
-    ms = round(sekunden * 1000)
-    return f"{ms // 3600000:02}:{ms // 60000 % 60:02}:{ms // 1000 % 60:02}.{ms % 1000:03}"
-
-
-class Wirt:
-    """A running host: its transcript as it grows on standard output, its state on standard error."""
-
-    def __init__(self, test, befehl, umgebung, ordner):
-        self.test = test
-        self.ordner = ordner
-        self.prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL,
-                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
-        test.addCleanup(self._raeume_auf)
-        self.aus = lauf.Zeilen(self.prozess.stdout)
-        self.stand = lauf.Zeilen(self.prozess.stderr)
-
-    def _raeume_auf(self):
-        self.prozess.kill()
-        self.prozess.wait()
-        # A player that nobody reads any more is still there.
-        for pid in prozesse.nachkommen():
-            os.kill(pid, signal.SIGKILL)
-        for zeilen, strom in ((self.aus, self.prozess.stdout), (self.stand, self.prozess.stderr)):
-            zeilen.schliesse()
-            strom.close()
-
-    def meldung(self, text, ab=0):
-        """The number of the first line of its state from `ab` on that holds the text."""
-        gefunden = self.stand.warte(lambda zeile: text in zeile, lauf.FRIST, ab)
-        if gefunden is None:
-            self.test.fail(f"no {text!r}\n{self.alles()}")
-        return gefunden[0]
-
-    def gesagt(self, anzahl):
-        """Returns when so many answers of the transcriber are there."""
-        self.test.warte_bis(lambda: len(self.aus.texte()) >= anzahl, f"{anzahl} answers")
-
-    def rekorder(self):
-        """The recorder's process, by its program: a transcriber may run beside it."""
-        for pid in prozesse.nachkommen(self.prozess.pid):
-            try:
-                if os.path.samefile(f"/proc/{pid}/exe", lauf.PROGRAMM):
-                    return pid
-            except FileNotFoundError:
-                continue
-        return None
-
-    def ende(self, status):
-        try:
-            gekommen = self.prozess.wait(lauf.FRIST)
-        except subprocess.TimeoutExpired:
-            self.test.fail(f"still running\n{self.alles()}")
-        self.aus.schliesse()
-        self.stand.schliesse()
-        self.test.assertEqual(gekommen, status, self.alles())
-
-    def lies(self, name):
-        with open(os.path.join(self.ordner, name), encoding="utf-8") as datei:
-            return datei.read()
-
-    def alles(self):
-        return "\n".join(["transcript:", *self.aus.texte(), "state:", *self.stand.texte()])
-
-
-class Wirtsfall(lauf.Fall):
-    """What the tests of one language share; `BEFEHL` starts its host."""
-
-    BEFEHL = ()
-
-    def setUp(self):
-        super().setUp()
-        self.ziel = os.path.join(self.ordner, "gespraech")
-        self.zeilen = os.path.join(self.ordner, "zeilen.jsonl")
-
-    def wirt(self, *optionen, rekorder=lauf.PROGRAMM, fuer_rekorder=(), umgebung=None,
-             schreiber="basename -s .wav"):
-        """`schreiber` is the transcriber; the usual one answers with the file's name."""
-        return Wirt(self, [*self.BEFEHL, "--recorder", rekorder, "--folder", self.ziel, "--transcriber",
-                           schreiber, *optionen, "--", *fuer_rekorder],
-                    os.environ if umgebung is None else umgebung, self.ziel)
-
-    def gespielt(self, zeilen, *optionen, spiel=(), **mehr):
-        """A host to which these lines are played."""
-        with open(self.zeilen, "w", encoding="utf-8", newline="") as datei:
-            datei.writelines(zeile + "\n" for zeile in zeilen)
-        return self.wirt(*optionen, rekorder=ABSPIELER, fuer_rekorder=["--spiele", self.zeilen, *spiel],
-                         **mehr)
-
-    def pruefe_abschrift(self, wirt, erwartet):
-        """(begin, end, channel, text) of each piece, in both files."""
-        self.assertEqual(wirt.lies("transcript.txt").splitlines(),
-                         [f"{uhr(von)} {kanal}: {text}" for von, _, kanal, text in erwartet])
-        mit_zeichen = [text.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
-                       for _, _, _, text in erwartet]
-        self.assertEqual(wirt.lies("transcript.vtt").split("\n\n"), [
-            "WEBVTT" if erwartet else "WEBVTT\n",
-            *(f"{uhr(von)} --> {uhr(bis)}\n<v {kanal}>{text}"
-              + ("\n" if nummer == len(erwartet) - 1 else "")
-              for nummer, ((von, bis, kanal, _), text) in enumerate(zip(erwartet, mit_zeichen)))])
-
-
-class Aufnahme(Wirtsfall):
+class Aufnahme(wirtsfall.Wirtsfall):
     """With the real recorder in a private session."""
 
     def behalten(self, nummer):
@@ -184,10 +84,30 @@ class Aufnahme(Wirtsfall):
                                             stdout=subprocess.DEVNULL, check=False).returncode, status)
 
 
-class Gespielt(Wirtsfall):
+class Gespielt(wirtsfall.Wirtsfall):
     """On lines that are played, where no recorder would say such things at will."""
 
     MIT_SITZUNG = False
+
+    def pruefe_vorgespieltes(self):
+        """The example session, played by the program's own player in the recorder's place."""
+        wirt = self.wirt(rekorder=os.path.join(BEISPIELSITZUNG, "play"),
+                         fuer_rekorder=["--tempo", "20", "--no-video", "--max", "4"],
+                         umgebung=os.environ | {"HALLKORB_SITZUNG": SITZUNG})
+        wirt.ende(0)
+        wirt.meldung("[host] recorded")
+        with open(os.path.join(BEISPIELSITZUNG, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            beispiel = [json.loads(zeile) for zeile in datei]
+        self.pruefe_abschrift(wirt, sorted(
+            (satz["t0"], satz["t1"], satz["channel"], os.path.basename(satz["path"])[:-4])
+            for satz in beispiel if "chunk" in satz))
+        ordner = os.path.join(self.ziel, "1")
+        for satz in beispiel:
+            if "path" in satz:
+                satz["path"] = os.path.join(ordner, os.path.basename(satz["path"]))
+        self.assertEqual(lauf.geprueft(wirt.lies("1/ereignisse.jsonl")), beispiel)
+        self.assertEqual(subprocess.run([SITZUNG, "pruefen", ordner], stdout=subprocess.DEVNULL,
+                                        check=False).returncode, 0)
 
     def pruefe_fremdes(self):
         """Events and fields of later versions, control characters, a broken line, unread streams,
@@ -200,6 +120,8 @@ class Gespielt(Wirtsfall):
             '"grund":"g","t_s":0.1}',
             '{"event":"video_pause","message":"kein Fenster","t_s":2.0}',
             '{"chunk":1,"channel":"me","path":7,"t0":1.00,"t1":2.00}', "kein JSON", chunk("me", 1, 3.25, 4.0),
+            '{"event":[]}', '{"event":["done"]}', '{"event":null,"chunk":1}', '{"event":{"started":1}}', "[]",
+            '{"event":' + "[" * 100000 + "]" * 100000 + "}",
             '{"event":"video","path":"/r/video.mp4","frames":12,"quelle":"Zoom"}',
             chunk("them", 1, 2.0, 3700.5), *SCHLUSS], spiel=["--laut", "200000"],
             schreiber="printf '%s\\n <&>\\t\u00e4 ' \"$1\"; true")
@@ -212,6 +134,9 @@ class Gespielt(Wirtsfall):
                                          (2.0, 3700.5, "them", 1), (3.25, 4.0, "me", 1))])
         for text in ("without me: kein Ger\u00e4t", "recording into " + self.ziel + "/1: me, them, echo path",
                      'skipped: {"event":"unterbrochen"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
+                     'not understood: {"event":[]}', 'not understood: {"event":["done"]}',
+                     'not understood: {"event":null', 'not understood: {"event":{"started', "not understood: []",
+                     'not understood: {"event":[[[[',
                      "no picture: kein Fenster", 'not understood: {"chunk":1', "not understood: kein JSON",
                      "stopping", "video: /r/video.mp4, 12 pictures", "gaps: me 80 ms, them 0 ms"):
             wirt.meldung("[host] " + text)
@@ -270,8 +195,13 @@ class Gespielt(Wirtsfall):
         self.gespielt([START, *SCHLUSS], "--restarts", "0", spiel=["--ende", "7"]).ende(1)
 
         self.wirt(rekorder=os.path.join(self.ordner, "fehlt")).ende(2)
-        wirt = Wirt(self, [*self.BEFEHL, "--folder", self.ziel], os.environ, self.ziel)
+        wirt = wirtsfall.Wirt(self, [*self.BEFEHL, "--folder", self.ziel], os.environ, self.ziel)
         wirt.ende(64)
+        self.assertEqual(os.stat(self.ziel).st_mode & 0o777, 0o700)
+        self.ziel = os.path.join(self.ordner, "nie")
+        for option, wert in (("--patience", "abc"), ("--seconds", "nan"), ("--restarts", "1.5"), ("--limit", "1e9")):
+            self.wirt(option, wert, rekorder=wirtsfall.ABSPIELER).ende(64)
+        self.assertFalse(os.path.exists(self.ziel))
 
     def pruefe_strg_c(self):
         """Ctrl-C, which every program in the terminal gets, costs no answer; a transcriber that fails
@@ -281,8 +211,7 @@ class Gespielt(Wirtsfall):
         os.mkfifo(zweite)
         wirt = self.gespielt(
             [START, chunk("me", 0, 0.0, 1.0), chunk("them", 0, 0.0, 2.0), chunk("me", 1, 1.0, 2.0), *SCHLUSS],
-            schreiber=f'f() {{ case $1 in *me_000*) exit 3;; esac; read x <"{self.ordner}/${{1#*chunk_}}"; '
-                      'echo "$x"; }; f')
+            schreiber=self.wartender())
         wirt.meldung("transcriber: status 3 for /r/chunk_me_000.wav")
         with open(erste, "w", encoding="ascii") as rohr:  # once the transcriber has opened it
             os.killpg(wirt.prozess.pid, signal.SIGINT)
@@ -292,6 +221,74 @@ class Gespielt(Wirtsfall):
             rohr.write("auch\n")
         wirt.ende(0)
         self.pruefe_abschrift(wirt, [(0.0, 2.0, "them", "da"), (1.0, 2.0, "me", "auch")])
+
+
+    def wartender(self):
+        """A transcriber that fails for the first chunk of "me", and for each other one answers what comes
+        through the pipe of its name."""
+        return (f'f() {{ case $1 in *me_000*) exit 3;; esac; read x <"{self.ordner}/${{1#*chunk_}}"; '
+                'echo "$x"; }; f')
+
+    def pruefe_haengendes(self):
+        """A transcriber that never answers costs only its own chunk, with all that it has started; one that
+        cannot be started, too. What was answered is in the files at once, and a second signal ends the
+        waiting."""
+        hin, her = (os.path.join(self.ordner, name) for name in ("me_005.wav", "me_006.wav"))
+        os.mkfifo(hin)
+        os.mkfifo(her)
+        lang = chunk("me", 2, 0.0, 1.0, ordner="/" + "x" * 200000)  # longer than an argument may be
+        nul = chunk("me", 3, 0.0, 1.0).replace("/r/", "/r\\u0000/")
+        wirt = self.gespielt(
+            [START, chunk("me", 1, 0.0, 1.0), lang, nul, chunk("me", 4, 4.0, 5.0), *SCHLUSS],
+            "--limit", "1", spiel=["--ende", "0"],
+            schreiber='f() { case $1 in *me_001*) sleep 1000 | sleep 1000;; esac; echo da; }; f')
+        wirt.meldung("transcriber: no answer within")
+        wirt.ende(0)
+        self.warte_bis(lambda: not prozesse.nachkommen(), "the end of what the transcriber has started")
+        # On a slow machine the last one is late, too.
+        self.assertEqual(sum("[host] transcriber: " in zeile for zeile in wirt.stand.texte())
+                         + len(wirt.aus.texte()), 4, wirt.alles())
+        self.pruefe_abschrift(wirt, [(4.0, 5.0, "me", "da")] * len(wirt.aus.texte()))
+
+        wirt = self.gespielt([START, *(chunk("me", nummer, nummer, nummer + 1.0) for nummer in (5, 6, 7)),
+                              *SCHLUSS], schreiber=self.wartender())
+        with open(hin, "w", encoding="ascii") as rohr:
+            rohr.write("da\n")
+        wirt.gesagt(1)
+        rohr = os.open(her, os.O_WRONLY)  # the next one is being waited for
+        self.addCleanup(os.close, rohr)
+        self.pruefe_abschrift(wirt, [(5.0, 6.0, "me", "da")])
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.meldung("[host] recorded")
+        wirt.prozess.send_signal(signal.SIGTERM)
+        wirt.ende(0)
+        wirt.meldung("[host] 2 chunks were not waited for")
+        self.pruefe_abschrift(wirt, [(5.0, 6.0, "me", "da")])
+
+    def pruefe_platte_voll(self):
+        """Nothing can be written: the lines are read to their end. Then there is room again: none is lost."""
+        for danach in ("voll", "frei"):
+            self.ziel = os.path.join(self.ordner, danach)
+            self.haenge_ein(self.ziel, "-o", "size=64k")
+            fuellung = os.path.join(self.ziel, "x")
+            with open(fuellung, "wb", buffering=0) as datei, contextlib.suppress(OSError):
+                while True:
+                    datei.write(bytes(4096))
+            zeilen = [START, *(chunk("them", nummer, nummer, nummer + 1.0) for nummer in range(9)), *SCHLUSS]
+            wirt = self.gespielt(zeilen)
+            wirt.meldung("[host] the lines cannot be kept: ")
+            wirt.meldung("[host] the transcript cannot be written: ")
+            wirt.gesagt(9)
+            if danach == "frei":
+                os.unlink(fuellung)
+            wirt.prozess.send_signal(signal.SIGINT)
+            wirt.ende(1 if danach == "voll" else 0)
+            wirt.meldung("[host] recorded")
+            self.assertEqual(sum("cannot be" in zeile for zeile in wirt.stand.texte()), 2, wirt.alles())
+            if danach == "frei":
+                self.pruefe_abschrift(wirt, [(nummer, nummer + 1.0, "them", f"chunk_them_{nummer:03}")
+                                             for nummer in range(9)])
+                self.assertEqual(wirt.lies("1/ereignisse.jsonl").splitlines(), zeilen)
 
 
 class Python:
@@ -317,9 +314,17 @@ class PythonGespielt(Python, Gespielt):
     def test_alles(self):
         """In one process: each would take longer to begin than to run."""
         for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_verdorbenes, self.pruefe_enden,
-                                           self.pruefe_strg_c)):
+                                           self.pruefe_strg_c, self.pruefe_haengendes,
+                                           self.pruefe_vorgespieltes)):
             self.ziel = os.path.join(self.ordner, f"gespraech-{nummer}")
             pruefe()
+
+
+class PythonVoll(Python, Gespielt):
+    MIT_MOUNT = True
+
+    def test_platte_voll(self):
+        self.pruefe_platte_voll()
 
 
 class NodeAufnahme(Node, PythonAufnahme):
@@ -331,11 +336,19 @@ class NodeGespielt(Node, PythonGespielt):
     BEFEHL = Node.BEFEHL
 
 
+class NodeVoll(Node, PythonVoll):
+    BEFEHL = Node.BEFEHL
+
+
 class CppAufnahme(Cpp, PythonAufnahme):
     BEFEHL = Cpp.BEFEHL
 
 
 class CppGespielt(Cpp, PythonGespielt):
+    BEFEHL = Cpp.BEFEHL
+
+
+class CppVoll(Cpp, PythonVoll):
     BEFEHL = Cpp.BEFEHL
 
 
@@ -349,4 +362,8 @@ class SwiftAufnahme(Swift, PythonAufnahme):
 
 
 class SwiftGespielt(Swift, PythonGespielt):
+    BEFEHL = Swift.BEFEHL
+
+
+class SwiftVoll(Swift, PythonVoll):
     BEFEHL = Swift.BEFEHL

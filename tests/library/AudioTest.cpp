@@ -163,6 +163,16 @@ TEST(Audio, ChunkerSendsItsLinesToTheCallback) {
   EXPECT_EQ(status([&] { Chunker(wahl, [](auto) {}); }), HALLKORB_INVALID);
 }
 
+TEST(Audio, ChunkerOptionsAreFilledInOnlyAsFarAsTheCallerKnowsThem) {
+  hallkorb_chunker_options wahl{};
+  EXPECT_EQ(hallkorb_chunker_defaults(nullptr, sizeof wahl), HALLKORB_INVALID);
+  EXPECT_EQ(hallkorb_chunker_defaults(&wahl, sizeof wahl - 1), HALLKORB_INVALID);
+  EXPECT_EQ(wahl.size, 0U);
+  EXPECT_EQ(hallkorb_chunker_defaults(&wahl, sizeof wahl + 8), HALLKORB_OK);
+  EXPECT_EQ(wahl.size, sizeof wahl);
+  EXPECT_EQ(wahl.silence_seconds, 0.6);
+}
+
 TEST(Audio, ChunkerReportsAFolderThatIsGone) {
   const std::string ort = ordner("weg");
   hallkorb_chunker_options wahl = chunker_options();

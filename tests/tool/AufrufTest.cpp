@@ -65,6 +65,39 @@ TEST(SitzungAufruf, AMistakeIsNamedAndNothingHappens) {
   }
 }
 
+TEST(SitzungAufruf, APlaybackTakesTheRecordersCall) {
+  const std::vector<const char*> worte{"hallkorb-sitzung",
+                                       "abspielen",
+                                       "/r",
+                                       "--out",
+                                       "/alt",
+                                       "--no-video",
+                                       "--max",
+                                       "5",
+                                       "--chunk",
+                                       "-0.8",
+                                       "--tempo",
+                                       "3",
+                                       "--echo-datei",
+                                       "m.wav",
+                                       "arzt",
+                                       "o.wav",
+                                       "pruefen",
+                                       "--rate=16000",
+                                       "--kein-echo",
+                                       "neu",
+                                       "--out",
+                                       "/o",
+                                       "--fehlt"};
+  const auto gelesen = liesAufruf(static_cast<int>(worte.size()), worte.data());
+  ASSERT_TRUE(std::holds_alternative<Aufruf>(gelesen));
+  const auto& aufruf = std::get<Aufruf>(gelesen);
+  EXPECT_EQ(aufruf.befehl, Befehl::abspielen);
+  EXPECT_EQ(aufruf.ordner, "/r");
+  EXPECT_EQ(aufruf.ziel, "/o");
+  EXPECT_EQ(aufruf.tempo, 3.0);
+}
+
 TEST(SitzungAufruf, TheStatusSaysWhatWasFound) {
   Ordnerbau bau;
   bau.start();
