@@ -229,8 +229,11 @@ TOLERANZ = 0.05
 
 
 def unterschied(a, b):
-    if a.shape != b.shape:
+    # A whole page may be a line of pixels longer with another version of a library.
+    hoehe = min(len(a), len(b))
+    if a.shape[1] != b.shape[1] or hoehe < 0.99 * max(len(a), len(b)):
         return 1.0
+    a, b = a[:hoehe], b[:hoehe]
     return float((abs(a.astype(int) - b.astype(int)).max(axis=2) > 32).mean())
 
 
