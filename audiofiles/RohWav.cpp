@@ -16,8 +16,6 @@ namespace hallkorb {
 namespace {
 
 constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
-constexpr std::uint32_t MAX_BYTES =
-    static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) - 36;
 constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);
 
 double sekundenSeitStart() {

@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -40,6 +41,11 @@ class RohWav {
  public:
   // The current time in seconds; its zero does not matter.
   using Uhr = std::function<double()>;
+
+  // What the header can declare at most, readers of signed numbers included; a full file has the
+  // whole samples of it.
+  static constexpr std::uint32_t MAX_BYTES =
+      static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) - 36;
 
   // Creates (or truncates) the file at `pfad` and writes the header of an empty recording at `rate`
   // Hz (modulo 2^32, the header's field). Returns null, without logging, if the file cannot be

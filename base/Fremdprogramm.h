@@ -1,10 +1,11 @@
 // Another program, run to its end: for the few things that a program of the system does well.
 //
-// It gets no input, and what it prints is dropped.
+// It gets no input. What it prints is dropped, but for its standard output if somebody wants that.
 //
 // Any thread; the caller waits.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,12 @@ struct Programmende {
   [[nodiscard]] bool fehlt() const;
 };
 
-// Runs the program `worte[0]`, looked for in PATH, with the other words as its arguments.
-[[nodiscard]] Programmende fuehreProgrammAus(const std::vector<std::string>& worte);
+// Gets a line of standard output, without its line feed, as soon as it is printed.
+using Zeilennehmer = std::function<void(const std::string&)>;
+
+// Runs the program `worte[0]`, looked for in PATH, with the other words as its arguments. It must
+// not leave another process behind that keeps its standard output open, if `nimm` is given.
+[[nodiscard]] Programmende fuehreProgrammAus(const std::vector<std::string>& worte,
+                                             const Zeilennehmer& nimm = nullptr);
 
 }  // namespace hallkorb

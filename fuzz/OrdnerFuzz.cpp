@@ -1,6 +1,7 @@
-// A recorded folder whose raw file and video are any bytes: looking at them and repairing them
-// neither crashes nor changes a file whose original is not kept, and a second repair has nothing
-// new to do.
+// A recorded folder whose raw file and video are any bytes, with links at the names that a repair
+// might write: looking at them and repairing them neither crashes nor changes a file whose original
+// is not kept or that lies elsewhere; what the check promises of a repair is done by the first one,
+// and a second one has nothing new to do.
 #include <unistd.h>
 
 #include <cstddef>
@@ -29,6 +30,36 @@ std::string neuerOrdner() {
   return pfad;
 }
 
+constexpr char FREMD[] = "nobody writes here";
+constexpr const char* VERWEISE[] = {"chunk_me_000.wav", "chunk_me_001.wav", "originale",
+                                    ".hallkorb-video.teil"};
+
+// Each bit of `welche` plants a link to a file beside the folder.
+void verweise(const std::string& ordner, unsigned welche) {
+  std::ofstream(ordner + "-fremd") << FREMD;
+  for (const char* name : VERWEISE) {
+    if ((welche & 1U) != 0 && !std::filesystem::exists(ordner + "/" + name))
+      std::filesystem::create_symlink(ordner + "-fremd", ordner + "/" + name);
+    welche >>= 1U;
+  }
+}
+
+void pruefeFremdes(const std::string& ordner) {
+  std::string inhalt;
+  std::getline(std::ifstream(ordner + "-fremd"), inhalt);
+  if (inhalt != FREMD) std::abort();
+  std::filesystem::remove(ordner + "-fremd");
+}
+
+// What stays as it is for want of the program that repairs a video, or of a folder for originals.
+bool versprichtMehr(const std::string& ordner) {
+  const auto gelesen = liesSitzungsordner(ordner);
+  const auto zeilen = liesEreignisse(gelesen->zu(EREIGNISSE));
+  for (const Befund& befund : pruefeSitzung(*gelesen, &*zeilen))
+    if (befund.reparierbar && befund.datei != VIDEODATEI) return true;
+  return false;
+}
+
 std::size_t gelungene(const std::string& ordner) {
   const auto ergebnis = repariereSitzung(ordner);
   if (!std::holds_alternative<std::vector<Tat>>(ergebnis)) std::abort();
@@ -49,6 +80,7 @@ void laufe(std::span<const std::uint8_t> daten) {
     datei.write(reinterpret_cast<const char*>(daten.data() + 1),
                 static_cast<std::streamsize>(daten.size() - 1));
     std::ofstream(ordner + "/" + EREIGNISSE) << "{\"event\":\"started\"}\n";
+    verweise(ordner, daten[0] / 3U);
   }
   const auto gelesen = liesSitzungsordner(ordner);
   const auto zeilen = liesEreignisse(gelesen->zu(EREIGNISSE));
@@ -58,7 +90,9 @@ void laufe(std::span<const std::uint8_t> daten) {
     std::abort();
   gelungene(ordner);
   if (gelungene(ordner) != 0) std::abort();
+  if (!std::filesystem::is_symlink(ordner + "/originale") && versprichtMehr(ordner)) std::abort();
   std::filesystem::remove_all(ordner);
+  pruefeFremdes(ordner);
 }
 
 }  // namespace

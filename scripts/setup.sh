@@ -8,7 +8,8 @@
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
 #   arm64       an emulator of 64-bit ARM, and in build/arm64-root the program's libraries for it
 #               (scripts/arm64-root); a set of its own since it is 90 MB that one stage needs
-#   browser     Chromium, Firefox, letters and what plays their sound, for the stages browser and seite
+#   browser     Chromium, Firefox, letters, what plays their sound, and npm, which fetches the checker of
+#               accessibility, for the stages browser and seite
 #   paket       what scripts/package needs beyond "build"
 #   wirte       what runs the hosts in examples/, and a speech recogniser, for the stage of that name
 #
@@ -52,7 +53,7 @@ fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux 
   python3-jsonschema python3-markdown-it mandoc)
 fedora_paket=(git gzip python3-markdown-it rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
-fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool)
+fedora_browser=(chromium firefox dejavu-sans-fonts npm pipewire-pulseaudio xdotool)
 
 brew_build=(cmake ninja nlohmann-json utf8proc cli11)
 # The stages that run on macOS need no private session and none of the checkers.
@@ -166,7 +167,11 @@ for satz in "$@"; do
       pakete+=("${debian_build[@]}" "${debian_arm64[@]}")
       mit_arm64=true
       ;;
-    debian-browser) pakete+=("${debian_browser[@]}") ;;
+    debian-browser)
+      pakete+=("${debian_browser[@]}")
+      # Packages of Node.js from elsewhere bring their own npm and conflict with Debian's.
+      command -v npm >/dev/null || pakete+=(npm)
+      ;;
     debian-paket) pakete+=("${debian_paket[@]}") ;;
     debian-wirte)
       pakete+=("${debian_wirte[@]}")

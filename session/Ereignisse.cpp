@@ -20,15 +20,16 @@ struct Einsortierer {
 
   void operator()(const StartZeile& zeile) const {
     const std::size_t bisher = alle.aufnahmen;
-    // "degraded" comes before "started" and belongs to it.
-    std::vector<MeldungZeile> davor;
-    if (bisher == 0 || alle.fertig) davor = std::move(alle.meldungen);
+    // "degraded" comes right before "started" and belongs to it, also if the recording before it
+    // was killed.
+    auto& meldungen = alle.meldungen;
+    meldungen.erase(meldungen.begin(),
+                    meldungen.end() - static_cast<std::ptrdiff_t>(alle.degradedAmEnde));
     alle.chunks.clear();
     alle.bilder.clear();
     alle.video.reset();
     alle.echo.reset();
     alle.zeitachse.reset();
-    alle.meldungen = std::move(davor);
     alle.fertig = false;
     alle.start = zeile;
     alle.aufnahmen = bisher + 1;
@@ -37,7 +38,7 @@ struct Einsortierer {
   void operator()(BildZeile& zeile) const { alle.bilder.push_back(std::move(zeile)); }
   void operator()(VideoZeile& zeile) const { alle.video = std::move(zeile); }
   void operator()(MeldungZeile& zeile) const {
-    if (alle.fertig) alle.meldungen.clear();
+    if (alle.fertig && alle.degradedAmEnde == 0) alle.meldungen.clear();
     alle.meldungen.push_back(std::move(zeile));
   }
   void operator()(const EchoZeile& zeile) const { alle.echo = zeile; }
@@ -52,9 +53,13 @@ void Ereignisse::nimm(std::string_view text, std::size_t nummer) {
   if (text.find_first_not_of(" \t\r") == std::string_view::npos) return;
   auto zeile = liesZeile(text);
   if (zeile) {
+    const auto* meldung = std::get_if<MeldungZeile>(&*zeile);
+    const bool degraded = meldung != nullptr && meldung->name == "degraded";
     std::visit(Einsortierer{*this}, *zeile);
+    degradedAmEnde = degraded ? degradedAmEnde + 1 : 0;
     return;
   }
+  degradedAmEnde = 0;
   ++unlesbare;
   if (unlesbar.size() < GENANNTE) unlesbar.push_back(nummer);
 }
@@ -70,6 +75,13 @@ std::vector<ChunkZeile> Ereignisse::chunksVon(Kanal kanal) const {
   std::stable_sort(ergebnis.begin(), ergebnis.end(),
                    [](const ChunkZeile& a, const ChunkZeile& b) { return a.t0 < b.t0; });
   return ergebnis;
+}
+
+bool Ereignisse::fehltOhneGrund(Kanal kanal) const {
+  if (!start || (kanal == Kanal::me ? start->mic : start->system)) return false;
+  return std::none_of(meldungen.begin(), meldungen.end(), [&](const MeldungZeile& meldung) {
+    return meldung.name == "degraded" && meldung.kanal == kanal;
+  });
 }
 
 bool liesZeilen(const std::string& pfad, const std::function<void(std::string&&, bool)>& nimm) {

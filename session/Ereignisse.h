@@ -33,9 +33,12 @@ struct Ereignisse {
   std::vector<std::size_t> unlesbar;  // numbers of lines, from 1; the first hundred
   std::size_t unlesbare = 0;          // how many there are
   bool offen = false;                 // the last line has no line feed
+  std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
 
   // Chunks of one channel by their begin, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
+  // Whether a channel was not recorded from the start on, and no line says why.
+  [[nodiscard]] bool fehltOhneGrund(Kanal kanal) const;
   // Takes the next line in; `nummer` counts from 1. An empty one is none.
   void nimm(std::string_view text, std::size_t nummer);
 };

@@ -9,9 +9,12 @@
 #include <string_view>
 #include <utility>
 
+#include "audiofiles/RohWav.h"
+#include "audiofiles/Wav.h"
 #include "base/Text.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
+#include "session/Nachtrag.h"
 #include "session/WavBefund.h"
 #include "session/Zeitplan.h"
 
@@ -21,8 +24,6 @@ namespace {
 constexpr std::int64_t GENANNTE_LUECKEN = 100;
 // Two chunks of one channel may seem to overlap by what rounding does.
 constexpr double UEBERLAPPUNG = 0.0051;
-// Less of "me" behind its last chunk is not worth a finding.
-constexpr double REST_SEKUNDEN = 0.05;
 
 std::string sekunden(double wert) {
   return formatiert("%.2f s", wert);
@@ -35,7 +36,9 @@ std::string letzterTeil(std::string_view pfad) {
 class Pruefer {
  public:
   Pruefer(const Sitzungsordner& ordner, const Ereignisse* ereignisse)
-      : ordner_(ordner), ereignisse_(ereignisse) {}
+      : ordner_(ordner), ereignisse_(ereignisse) {
+    if (ereignisse != nullptr) nachtrag_ = findeNachtrag(ordner, *ereignisse);
+  }
 
   std::vector<Befund> laufe() {
     pruefeNamen();
@@ -52,20 +55,21 @@ class Pruefer {
         pruefeNummern(kanal);
       }
     }
+    pruefeRaten();
     pruefeRohdatei();
     pruefeVideo();
     return std::move(befunde_);
   }
 
  private:
-  void melde(Befundart art, std::string_view datei, std::string text) {
-    befunde_.push_back({art, zeigbar(datei), std::move(text)});
+  void melde(Befundart art, std::string_view datei, std::string text, bool reparierbar = false) {
+    befunde_.push_back({art, zeigbar(datei), std::move(text), reparierbar});
   }
 
   void pruefeNamen() {
     if (ordner_.leer()) melde(Befundart::fehlt, "", "der Ordner enthaelt keine Aufnahme");
     for (const std::string& name : ordner_.unfertig)
-      melde(Befundart::uebrig, name, "unfertig: wurde beim Abbruch noch geschrieben");
+      melde(Befundart::uebrig, name, "unfertig: wurde beim Abbruch noch geschrieben", true);
     for (const std::string& name : ordner_.keineDatei)
       melde(Befundart::zweifelhaft, name, "ist keine gewoehnliche Datei und bleibt ungelesen");
   }
@@ -86,6 +90,10 @@ class Pruefer {
             "endet ohne \"done\": die Aufnahme wurde abgebrochen oder laeuft noch");
     for (const MeldungZeile& meldung : alle.meldungen)
       melde(Befundart::hinweis, "", zeigbar(meldung.name + ": " + meldung.text));
+    if (alle.fehltOhneGrund(Kanal::me))
+      melde(Befundart::hinweis, "", "das Mikrofon wurde nicht aufgenommen");
+    if (alle.fehltOhneGrund(Kanal::them))
+      melde(Befundart::hinweis, "", "der Systemton wurde nicht aufgenommen");
   }
 
   void liesChunks(Kanal kanal) {
@@ -102,8 +110,9 @@ class Pruefer {
     }
     const auto wav = liesWavBefund(*datei);
     if (!wav) {
-      melde(datei->groesse() < 44 ? Befundart::abgeschnitten : Befundart::zweifelhaft, name,
-            "hat keinen lesbaren WAV-Kopf");
+      const bool leer = datei->groesse() <= std::int64_t{WAV_KOPF_BYTES};
+      melde(leer ? Befundart::abgeschnitten : Befundart::zweifelhaft, name,
+            "hat keinen lesbaren WAV-Kopf", leer);
       return std::nullopt;
     }
     if (!wav->eigener) {
@@ -114,7 +123,8 @@ class Pruefer {
     if (!wav->stimmt()) {
       melde(Befundart::abgeschnitten, name,
             "der Kopf nennt " + sekunden(static_cast<double>(wav->erklaert) / proSekunde) +
-                ", die Datei hat " + sekunden(static_cast<double>(wav->vorhanden) / proSekunde));
+                ", die Datei hat " + sekunden(static_cast<double>(wav->vorhanden) / proSekunde),
+            wav->erneuerbar());
     }
     return wav;
   }
@@ -142,8 +152,43 @@ class Pruefer {
     }
     pruefeLuecken(kanal, angesagt);
     for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
-      if (!angesagt.contains(nummer))
-        melde(Befundart::uebrig, name, "hat keine Zeile; ihre Lage ist nicht bekannt");
+      if (!angesagt.contains(nummer)) pruefeUebrigen(kanal, nummer, name);
+  }
+
+  void pruefeUebrigen(Kanal kanal, std::int64_t nummer, const std::string& name) {
+    const auto& bekannte = nachtrag_.chunks;
+    const auto chunk = std::find_if(bekannte.begin(), bekannte.end(), [&](const ChunkZeile& zeile) {
+      return zeile.kanal == kanal && zeile.nummer == nummer;
+    });
+    if (chunk == bekannte.end()) {
+      melde(Befundart::uebrig, name, "hat keine Zeile; ihre Lage ist nicht bekannt");
+    } else {
+      melde(Befundart::uebrig, name,
+            "hat keine Zeile; nach ihrer Laenge reicht sie von " + sekunden(chunk->t0) + " bis " +
+                sekunden(chunk->t1),
+            true);
+    }
+  }
+
+  // Of two rates that are as frequent the lower one counts, as in a Zeitplan.
+  void pruefeRaten() {
+    std::map<std::int64_t, int> anzahl;
+    for (const auto& [name, wav] : wav_)
+      ++anzahl[wav.rate];
+    if (anzahl.empty()) return;
+    rate_ = std::max_element(anzahl.begin(), anzahl.end(), [](const auto& a, const auto& b) {
+              return a.second < b.second;
+            })->first;
+    for (const auto& [name, wav] : wav_) {
+      if (wav.rate != rate_)
+        melde(Befundart::zweifelhaft, name,
+              andereRate(wav.rate) + "; beim Zusammenfuegen fehlt sie");
+    }
+  }
+
+  [[nodiscard]] std::string andereRate(std::int64_t rate) const {
+    return formatiert("hat %lld Hz, die meisten Chunks haben %lld Hz", static_cast<long long>(rate),
+                      static_cast<long long>(rate_));
   }
 
   void pruefeDauer(const ChunkZeile& zeile) {
@@ -187,25 +232,33 @@ class Pruefer {
   void pruefeRohdatei() {
     if (!ordner_.roh) return;
     const auto wav = pruefeWav(ROHDATEI);
-    if (!wav || ereignisse_ == nullptr) return;
+    if (!wav) return;
+    if (rate_ != 0 && wav->rate != rate_)
+      melde(Befundart::zweifelhaft, ROHDATEI, andereRate(wav->rate));
+    if (ereignisse_ == nullptr) return;
     double bisher = 0.0;
     for (const ChunkZeile& zeile : ereignisse_->chunksVon(Kanal::me))
       bisher = std::max(bisher, zeile.t1);
     const std::int64_t samples = wav->vorhanden / 2;
     const double roh = static_cast<double>(samples) / static_cast<double>(wav->rate);
-    if (bisher > roh + RUNDUNG) {
+    // A full one ends there, and the recording goes on without it.
+    const bool voll = wav->vorhanden >= std::int64_t{RohWav::MAX_BYTES} / 2 * 2;
+    if (bisher > roh + RUNDUNG && !voll) {
       melde(Befundart::abgeschnitten, ROHDATEI,
             "endet bei " + sekunden(roh) + ", die Chunks von \"me\" bei " + sekunden(bisher));
-    } else if (!ereignisse_->fertig && roh - bisher > REST_SEKUNDEN) {
+    } else if (nachtrag_.restAb) {
+      const auto rest = static_cast<double>(samples - *nachtrag_.restAb);
       melde(Befundart::abgeschnitten, ROHDATEI,
-            "die letzten " + sekunden(roh - bisher) + " von \"me\" stehen nur hier");
+            "die letzten " + sekunden(rest / static_cast<double>(wav->rate)) +
+                " von \"me\" stehen nur hier",
+            true);
     }
   }
 
   void pruefeVideo() {
     const bool angesagt = ereignisse_ != nullptr && ereignisse_->video;
     if (!ordner_.video) {
-      if (angesagt) melde(Befundart::fehlt, VIDEODATEI, "ist angesagt und nicht da");
+      pruefeFehlendesVideo();
       return;
     }
     const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI));
@@ -216,14 +269,14 @@ class Pruefer {
     const Mp4Befund mp4 = liesMp4Befund(*datei);
     if (!mp4.spielt()) {
       melde(mp4.istMp4 || datei->groesse() == 0 ? Befundart::abgeschnitten : Befundart::zweifelhaft,
-            VIDEODATEI, "enthaelt kein Bild, das sich abspielen laesst");
+            VIDEODATEI, "enthaelt kein Bild, das sich abspielen laesst", true);
       return;
     }
     if (mp4.inFragmenten)
       melde(Befundart::abgeschnitten, VIDEODATEI,
-            "ist noch in Fragmenten: es laesst sich abspielen, aber schlecht darin suchen");
+            "ist noch in Fragmenten: es laesst sich abspielen, aber schlecht darin suchen", true);
     if (mp4.abgeschnitten)
-      melde(Befundart::abgeschnitten, VIDEODATEI, "endet mitten in einem Teil");
+      melde(Befundart::abgeschnitten, VIDEODATEI, "endet mitten in einem Teil", mp4.inFragmenten);
     if (angesagt && !mp4.inFragmenten && ereignisse_->video->bilder != mp4.bilder)
       melde(Befundart::zweifelhaft, VIDEODATEI,
             formatiert("die Zeile nennt %lld Bilder, die Datei hat %lld",
@@ -231,9 +284,25 @@ class Pruefer {
                        static_cast<long long>(mp4.bilder)));
   }
 
+  // A window that was found just before the stop leaves no picture, and the recorder no line.
+  void pruefeFehlendesVideo() {
+    if (ereignisse_ == nullptr) return;
+    const auto& bilder = ereignisse_->bilder;
+    const bool begonnen = std::any_of(bilder.begin(), bilder.end(),
+                                      [](const BildZeile& bild) { return !bild.pause; });
+    if (ereignisse_->video) {
+      melde(Befundart::fehlt, VIDEODATEI, "ist angesagt und nicht da");
+    } else if (begonnen) {
+      melde(ereignisse_->fertig ? Befundart::hinweis : Befundart::fehlt, VIDEODATEI,
+            "ein Fenster war gefunden, und es ist kein Video da");
+    }
+  }
+
   const Sitzungsordner& ordner_;
   const Ereignisse* ereignisse_;
+  Nachtrag nachtrag_;
   std::map<std::string, WavBefund> wav_;
+  std::int64_t rate_ = 0;  // of most chunks; 0 without any
   std::vector<Befund> befunde_;
 };
 

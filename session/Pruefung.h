@@ -23,6 +23,7 @@ struct Befund {
   Befundart art = Befundart::hinweis;
   std::string datei;  // its name, or empty for the recording as a whole; as it may be shown
   std::string text;
+  bool reparierbar = false;  // a repair puts it right
 
   friend bool operator==(const Befund&, const Befund&) = default;
 };

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <limits>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -20,18 +19,17 @@
 #include "session/Ffmpeg.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
+#include "session/Nachtrag.h"
 #include "session/Sicherung.h"
 #include "session/Sitzungsordner.h"
 #include "session/WavBefund.h"
-#include "session/Zeitplan.h"
 
 namespace hallkorb {
 namespace {
 
 constexpr std::size_t BLOCK = std::size_t{256} * 1024;
-constexpr std::int64_t MAX_BYTES = std::numeric_limits<std::uint32_t>::max() - 36;
-constexpr double REST_SEKUNDEN = 0.05;  // less is not worth a chunk
 constexpr char UNVERSTANDEN[] = "ist nicht zu reparieren: der Inhalt ist unverstaendlich";
+constexpr char UNLESBAR[] = "ist nicht zu reparieren: sie laesst sich nicht lesen";
 
 // Another process neither records into the folder nor repairs it while this lives.
 class Sperre {
@@ -70,7 +68,7 @@ class Reparierer {
       for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
         repariereKopf(name);
     if (ordner_.roh) repariereKopf(ROHDATEI);
-    if (ordner_.roh) schneideRest();
+    ergaenzeZeilen();
     if (ordner_.video) repariereVideo();
     return std::move(taten_);
   }
@@ -95,6 +93,8 @@ class Reparierer {
   // Writes `kopf` and then the bytes of `datei` from `ab` to `bis` as the file `name`.
   Ergebnis schreibe(const std::string& name, std::span<const std::uint8_t> kopf,
                     const Lesedatei& datei, std::int64_t ab, std::int64_t bis) {
+    // Who left a link there must not decide what is written over.
+    if (istVerweis(ordner_.zu(name), posixDateien())) return Fehler::ausErrno(ELOOP, name);
     Ersatzdatei ziel(ordner_.zu(name));
     ziel.schreibe(kopf);
     std::vector<std::uint8_t> block(BLOCK);
@@ -113,7 +113,10 @@ class Reparierer {
 
   void repariereKopf(const std::string& name) {
     const auto datei = Lesedatei::oeffne(ordner_.zu(name));
-    if (!datei) return;
+    if (!datei) {
+      melde(false, name, UNLESBAR);
+      return;
+    }
     const auto wav = liesWavBefund(*datei);
     if (!wav) {
       if (datei->groesse() <= std::int64_t{WAV_KOPF_BYTES})
@@ -123,8 +126,8 @@ class Reparierer {
       return;
     }
     if (wav->stimmt()) return;
-    const std::int64_t bytes = wav->vorhanden / 2 * 2;
-    if (!wav->eigener || bytes > MAX_BYTES) {
+    const std::int64_t bytes = wav->ganzeBytes();
+    if (!wav->erneuerbar()) {
       melde(false, name, UNVERSTANDEN);
       return;
     }
@@ -144,60 +147,82 @@ class Reparierer {
                      static_cast<double>(wav->erklaert) / proSekunde));
   }
 
-  // What came after the last chunk of "me" is in the raw file alone. After an orderly end the
-  // recorder itself has decided what was worth a chunk.
-  void schneideRest() {
-    if (!ereignisse_ || ereignisse_->fertig) return;
-    const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI));
-    const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
-    if (!wav || !wav->eigener || !wav->stimmt()) return;
-    const Zeitplan plan = planeZeit(ordner_, &*ereignisse_);
-    if (plan.rate != 0 && plan.rate != wav->rate) return;
-    const std::int64_t ab = plan.me.bis;
-    const auto mindestens =
-        static_cast<std::int64_t>(REST_SEKUNDEN * static_cast<double>(wav->rate));
-    if (wav->samples() - ab <= mindestens) return;
-    const std::int64_t nummer = naechsteNummer();
-    const std::string name = chunkName(Kanal::me, nummer);
-    const auto bytes = static_cast<std::uint32_t>(2 * (wav->samples() - ab));
-    Ergebnis ergebnis = sicherung_.bewahre(EREIGNISSE);
-    if (ergebnis.gelungen())
-      ergebnis = schreibe(name, wavKopf(wav->rate, bytes), *datei, wav->datenAb + 2 * ab,
-                          wav->datenAb + wav->vorhanden);
-    const double t0 = static_cast<double>(ab) / static_cast<double>(wav->rate);
-    if (ergebnis.gelungen()) ergebnis = haengeAn(chunkZeile(nummer, name, t0, wav->sekunden()));
-    if (ergebnis.gescheitert()) {
-      gescheitert(name, ergebnis.fehler());
+  // Lines that are missing: of chunks that were never announced, and of the end of "me", which is
+  // cut from the raw file.
+  void ergaenzeZeilen() {
+    if (!ereignisse_) return;
+    Nachtrag nachtrag = findeNachtrag(ordner_, *ereignisse_);
+    if (nachtrag.chunks.empty() && !nachtrag.restAb) return;
+    if (const Ergebnis bewahrt = sicherung_.bewahre(EREIGNISSE); bewahrt.gescheitert()) {
+      gescheitert(EREIGNISSE, bewahrt.fehler());
       return;
     }
-    melde(true, name,
-          formatiert("die letzten %.2f s von \"me\", aus %s geschnitten", wav->sekunden() - t0,
-                     ROHDATEI) +
-              (mitEcho() ? "; vor der Echo-Entfernung: die Gegenseite kann zu hoeren sein" : ""));
+    if (nachtrag.restAb) {
+      if (auto rest = schneideRest(*nachtrag.restAb)) nachtrag.chunks.push_back(std::move(*rest));
+    }
+    if (nachtrag.chunks.empty()) return;
+    std::string zeilen;
+    for (const ChunkZeile& chunk : nachtrag.chunks)
+      zeilen += chunkZeile(chunk);
+    const Ergebnis ergebnis = haengeAn(zeilen);
+    for (const ChunkZeile& chunk : nachtrag.chunks) {
+      const std::string name = chunkName(chunk.kanal, chunk.nummer);
+      if (ergebnis.gescheitert()) {
+        gescheitert(name, ergebnis.fehler());
+      } else {
+        melde(true, name, chunk.ausRoh ? ausRohText(chunk) : angesagtText(chunk));
+      }
+    }
+  }
+
+  // The samples of the raw file from `ab` on, as a chunk.
+  std::optional<ChunkZeile> schneideRest(std::int64_t ab) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI));
+    const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+    if (!wav || !wav->eigener || !wav->stimmt()) return std::nullopt;  // already reported
+    const std::int64_t nummer = naechsteNummer(ordner_, *ereignisse_);
+    const std::string name = chunkName(Kanal::me, nummer);
+    const auto bytes = static_cast<std::uint32_t>(2 * (wav->samples() - ab));
+    const Ergebnis ergebnis = schreibe(name, wavKopf(wav->rate, bytes), *datei,
+                                       wav->datenAb + 2 * ab, wav->datenAb + 2 * wav->samples());
+    if (ergebnis.gescheitert()) {
+      gescheitert(name, ergebnis.fehler());
+      return std::nullopt;
+    }
+    return ChunkZeile{nummer,
+                      Kanal::me,
+                      ordner_.zu(name),
+                      static_cast<double>(ab) / static_cast<double>(wav->rate),
+                      wav->sekunden(),
+                      std::nullopt,
+                      true};
+  }
+
+  [[nodiscard]] std::string ausRohText(const ChunkZeile& chunk) const {
+    return formatiert("die letzten %.2f s von \"me\", aus %s geschnitten", chunk.t1 - chunk.t0,
+                      ROHDATEI) +
+           (mitEcho() ? "; vor der Echo-Entfernung: die Gegenseite kann zu hoeren sein" : "");
+  }
+  static std::string angesagtText(const ChunkZeile& chunk) {
+    return formatiert("war nie angesagt und hat jetzt ihre Zeile: %.2f s bis %.2f s", chunk.t0,
+                      chunk.t1);
   }
 
   // Whether the chunks are without the echo that the raw file has; unknown if it was killed early.
   [[nodiscard]] bool mitEcho() const { return !ereignisse_->start || ereignisse_->start->echo; }
 
-  [[nodiscard]] std::int64_t naechsteNummer() const {
-    std::int64_t nummer = -1;
-    for (const ChunkZeile& zeile : ereignisse_->chunks)
-      if (zeile.kanal == Kanal::me) nummer = std::max(nummer, zeile.nummer);
-    const auto& dateien = ordner_.chunksVon(Kanal::me);
-    if (!dateien.empty()) nummer = std::max(nummer, dateien.rbegin()->first);
-    return nummer + 1;
-  }
-
-  [[nodiscard]] std::string chunkZeile(std::int64_t nummer, const std::string& name, double t0,
-                                       double t1) const {
-    return formatiert("{\"chunk\":%lld,\"channel\":\"me\",\"path\":\"",
-                      static_cast<long long>(nummer)) +
-           jsonEscape(zeigbar(ordner_.zu(name))) +
-           formatiert("\",\"t0\":%.2f,\"t1\":%.2f,\"quelle\":\"mikro_roh\"}\n", t0, t1);
+  [[nodiscard]] static std::string chunkZeile(const ChunkZeile& chunk) {
+    return formatiert("{\"chunk\":%lld,\"channel\":\"%s\",\"path\":\"",
+                      static_cast<long long>(chunk.nummer),
+                      chunk.kanal == Kanal::me ? "me" : "them") +
+           jsonEscape(zeigbar(chunk.pfad)) +
+           formatiert("\",\"t0\":%.2f,\"t1\":%.2f%s}\n", chunk.t0, chunk.t1,
+                      chunk.ausRoh ? ",\"quelle\":\"mikro_roh\"" : "");
   }
 
   Ergebnis haengeAn(const std::string& zeile) {
     const std::string pfad = ordner_.zu(EREIGNISSE);
+    if (istVerweis(pfad, posixDateien())) return Fehler::ausErrno(ELOOP, EREIGNISSE);
     Ersatzdatei ziel(pfad);
     const auto schreibeText = [&](std::string_view text) {
       ziel.schreibe(std::vector<std::uint8_t>(text.begin(), text.end()));
@@ -212,7 +237,10 @@ class Reparierer {
   void repariereVideo() {
     const std::string pfad = ordner_.zu(VIDEODATEI);
     const auto datei = Lesedatei::oeffne(pfad);
-    if (!datei) return;
+    if (!datei) {
+      melde(false, VIDEODATEI, UNLESBAR);
+      return;
+    }
     const Mp4Befund alt = liesMp4Befund(*datei);
     if (!alt.spielt()) {
       raeumeWeg(VIDEODATEI, "enthielt kein Bild, das sich abspielen laesst,");
@@ -222,7 +250,10 @@ class Reparierer {
     const std::string neu = ordner_.zu(".hallkorb-video.teil");
     std::vector<std::string> worte = ffmpegVideo(pfad, alt.spielbarBis);
     worte.insert(worte.end(), {"-map", "0:v:0", "-c", "copy"});
-    const FfmpegEnde ende = fuehreFfmpegAus(worte, neu);
+    const FfmpegEnde ende = fuehreFfmpegAus(worte, neu, [&](const FfmpegStand& stand) {
+      if (fortschritt_)
+        fortschritt_(static_cast<double>(stand.bilder) / static_cast<double>(alt.bilder));
+    });
     const auto neue = Lesedatei::oeffne(neu);
     const Mp4Befund ergebnis = neue ? liesMp4Befund(*neue) : Mp4Befund{};
     if (ende == FfmpegEnde::fehlt) {

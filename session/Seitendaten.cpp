@@ -8,6 +8,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -31,6 +32,7 @@ constexpr std::size_t MAX_BILDER = 10'000;  // changes of the picture that are l
 constexpr std::size_t MAX_MELDUNGEN = 100;
 constexpr std::size_t MAX_TEXTE = 50;  // findings of one kind that are listed
 constexpr std::size_t BLOCK = std::size_t{64} * 1024;
+constexpr std::string_view CHUNK = "chunk";
 
 // Seconds to the hundredth of a millisecond: less than a sample, and short in the page.
 double gerundet(double sekunden) {
@@ -58,7 +60,7 @@ void liesSamples(const Lesedatei& datei, std::int64_t datenAb, std::int64_t anza
 std::string_view klasseVon(std::string_view datei) {
   for (const std::string_view name : {EREIGNISSE, ROHDATEI, VIDEODATEI})
     if (datei == name) return name;
-  return datei.starts_with("chunk_") ? "chunk" : "";
+  return datei.starts_with("chunk_") ? CHUNK : "";
 }
 
 class Sammler {
@@ -219,6 +221,7 @@ class Sammler {
   Json befunde() {
     Json liste = Json::array();
     std::map<std::pair<Befundart, std::string_view>, std::size_t> stelle;
+    std::set<std::pair<Befundart, std::string>> gezaehlte;
     for (const Befund& befund : pruefeSitzung(ordner_, ereignisse_)) {
       if (befund.art == Befundart::hinweis) continue;
       ++daten_.auffaellig;
@@ -228,9 +231,13 @@ class Sammler {
         liste.push_back({{"art", befundName(befund.art)},
                          {"datei", klasse},
                          {"anzahl", 0},
+                         {"reparierbar", false},
                          {"texte", Json::array()}});
       Json& einer = liste[ort->second];
-      einer["anzahl"] = einer["anzahl"].get<std::int64_t>() + 1;
+      // A chunk counts once, whatever is wrong with it.
+      if (klasse != CHUNK || gezaehlte.emplace(befund.art, befund.datei).second)
+        einer["anzahl"] = einer["anzahl"].get<std::int64_t>() + 1;
+      if (befund.reparierbar) einer["reparierbar"] = true;
       if (einer["texte"].size() < MAX_TEXTE)
         einer["texte"].push_back(
             kurz(befund.datei.empty() ? befund.text : befund.datei + ": " + befund.text, MAX_TEXT));
@@ -255,7 +262,10 @@ class Sammler {
     satz["fertig"] = false;
     satz["aufnahmen"] = 0;
     satz["meldungen"] = Json::array();
+    satz["ohneGrund"] = Json::array();
     if (ereignisse_ == nullptr) return;
+    for (const Kanal kanal : BEIDE)
+      if (ereignisse_->fehltOhneGrund(kanal)) satz["ohneGrund"].push_back(kanalName(kanal));
     satz["fertig"] = ereignisse_->fertig;
     satz["aufnahmen"] = ereignisse_->aufnahmen;
     if (const auto& start = ereignisse_->start)

@@ -44,6 +44,10 @@ void ordneEin(const std::string& name, bool datei, Sitzungsordner& ordner) {
   if (!chunk && !unfertig && name != ROHDATEI && name != VIDEODATEI && name != EREIGNISSE) return;
   if (!datei) {
     ordner.keineDatei.push_back(name);
+    if (chunk) {
+      std::int64_t& hoechste = ordner.hoechsteFremde[static_cast<std::size_t>(chunk->kanal)];
+      hoechste = std::max(hoechste, chunk->nummer);
+    }
   } else if (chunk) {
     ordner.chunks[static_cast<std::size_t>(chunk->kanal)].emplace(chunk->nummer, name);
   } else if (unfertig) {

@@ -31,6 +31,8 @@ struct Sitzungsordner {
   bool video = false;
   std::vector<std::string> unfertig;    // names of files that were still being written, sorted
   std::vector<std::string> keineDatei;  // names of the recorder at which something else is, sorted
+  // The highest number of a chunk among keineDatei, for each channel.
+  std::array<std::int64_t, 2> hoechsteFremde{-1, -1};
 
   [[nodiscard]] const std::map<std::int64_t, std::string>& chunksVon(Kanal kanal) const {
     return chunks[static_cast<std::size_t>(kanal)];

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 
 #include "audiofiles/Wav.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr int MAX_BLOECKE = 64;
 constexpr std::int64_t MAX_RATE = 1'000'000;
+constexpr std::int64_t MAX_BYTES = std::numeric_limits<std::uint32_t>::max() - 36;
 
 std::uint32_t lies16(const std::uint8_t* von) {
   return static_cast<std::uint32_t>(von[0]) | static_cast<std::uint32_t>(von[1]) << 8U;
@@ -32,6 +34,10 @@ double WavBefund::sekunden() const {
 
 bool WavBefund::stimmt() const {
   return erklaert == vorhanden && riff == erklaert + datenAb - 8;
+}
+
+bool WavBefund::erneuerbar() const {
+  return eigener && ganzeBytes() <= MAX_BYTES;
 }
 
 std::optional<WavBefund> liesWavBefund(const Lesedatei& datei) {

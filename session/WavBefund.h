@@ -24,6 +24,10 @@ struct WavBefund {
   [[nodiscard]] double sekunden() const;
   // Whether the header declares just what the file holds.
   [[nodiscard]] bool stimmt() const;
+  // Bytes of the whole samples that are there.
+  [[nodiscard]] std::int64_t ganzeBytes() const { return vorhanden / 2 * 2; }
+  // Whether a header can declare them, so that writing it anew is enough.
+  [[nodiscard]] bool erneuerbar() const;
 };
 
 // nullopt if it is no WAV file with a format and a data block. Those of the recorder that were

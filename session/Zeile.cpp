@@ -34,9 +34,9 @@ std::string textAus(const Json& satz, const char* name) {
   return feld != satz.end() && feld->is_string() ? feld->get<std::string>() : std::string();
 }
 
-bool wahrIn(const Json& satz, const char* name) {
+bool wahrIn(const Json& satz, const char* name, bool sonst = false) {
   const auto feld = satz.find(name);
-  return feld != satz.end() && feld->is_boolean() && feld->get<bool>();
+  return feld != satz.end() && feld->is_boolean() ? feld->get<bool>() : sonst;
 }
 
 std::optional<std::int64_t> ganzeZahl(const Json& satz, const char* name) {
@@ -118,8 +118,10 @@ Korrektur korrekturAus(const Json& satz, const char* name) {
 std::optional<Zeile> ereignisAus(const Json& satz) {
   const std::string name = textAus(satz, "event");
   if (name == "started") {
-    return StartZeile{wahrIn(satz, "mic"), wahrIn(satz, "system"), wahrIn(satz, "video"),
-                      wahrIn(satz, "echo"), ganzeZahl(satz, "null_unix_ms").value_or(0)};
+    // A channel is missing only if the line says so.
+    return StartZeile{wahrIn(satz, "mic", true), wahrIn(satz, "system", true),
+                      wahrIn(satz, "video"), wahrIn(satz, "echo"),
+                      ganzeZahl(satz, "null_unix_ms").value_or(0)};
   }
   if (name == "video_start" || name == "video_wechsel" || name == "video_pause") {
     const auto zeit = zeitAus(satz, "t_s");

@@ -126,7 +126,10 @@ class Zusammenfuegung {
       melde(false, FILM, "ist nicht entstanden: das Video enthaelt kein Bild");
       return;
     }
-    switch (fuehreFfmpegAus(filmWorte(mp4.spielbarBis), zu(FILM))) {
+    const auto beiStand = [&](const FfmpegStand& stand) {
+      if (fortschritt_) fortschritt_(stand.sekunden / plan_.sekunden(plan_.bis()));
+    };
+    switch (fuehreFfmpegAus(filmWorte(mp4.spielbarBis), zu(FILM), beiStand)) {
       case FfmpegEnde::gelungen:
         melde(true, FILM, "das Video mit beiden Kanaelen");
         return;

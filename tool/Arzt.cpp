@@ -135,7 +135,12 @@ void Arzt::pruefeTon(bool mitEcho) {
   hoereZu(ich, andere);
   meldePegel(ich, andere);
   pruefeVorrang(ich, andere);
-  if (mitEcho) pruefeEcho(ich, andere);
+  if (mitEcho) {
+    pruefeEcho(ich, andere);
+  } else if (ich != nullptr && andere != nullptr) {
+    melde(
+        {Lage::hinweis, "Echo", "nicht gemessen; mit --echo spielt arzt dazu einen Pruefton", {}});
+  }
 }
 
 bool Arzt::starteProbe(Pegelprobe& probe, const char* was, const std::optional<std::string>& name,

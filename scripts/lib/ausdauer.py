@@ -155,7 +155,8 @@ def kill(form):
 
 @nachweis("repair", "kill -9, then hallkorb-sitzung reparieren",
           "every file whole and listed, \"me\" up to the end of the raw file; the second run finds nothing to do",
-          "`test_sitzung.Getoetet`: seeded moments, host's lines kept (quick: 3 kills, long: 100)")
+          "`test_sitzung.Getoetet`: seeded moments of stop, recording, start, window change, with and without "
+          "the echo path; host's lines kept (quick: 4 kills, long: 100)")
 def reparieren(form):
     zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, modul="test_sitzung")
     return (f"{zahlen['kills']} kills, {zahlen['taten']} repairs",

@@ -232,7 +232,8 @@ AXE = "axe-core@4.10.3"
 
 
 def _hole_axe():
-    """The accessibility checker, if npm is there to fetch it; without it the test has a smaller one."""
+    """The accessibility checker. Without it the test fails, unless HALLKORB_OFFLINE=1 says that this machine
+    cannot have it: then a smaller one must do."""
     ordner = os.path.join(BAU, "axe")
     if os.path.exists(os.path.join(ordner, "package", "axe.min.js")) or shutil.which("npm") is None:
         return

@@ -13,42 +13,63 @@ function alsWort(name) {
   return /^[\w./-]+$/.test(ohneOption) ? ohneOption : `'${ohneOption.replaceAll("'", "'\\''")}'`;
 }
 
-const REPARIERBAR = new Set(['abgeschnitten:ereignisse.jsonl', 'abgeschnitten:chunk', 'abgeschnitten:mikro_roh.wav',
-  'abgeschnitten:video.mp4', 'uebrig:']);
 const BLOCK_S = 0.016;
 
 // [weight, what, advice, details, whether the repair helps, how many there are], from what was found in
 // the folder.
 function dateibefunde() {
-  return DATEN.befunde.map(({ art, datei, anzahl: wieviele, texte }) => {
+  return DATEN.befunde.map(({ art, datei, anzahl: wieviele, reparierbar, texte }) => {
     const schluessel = `${art}:${datei}`;
     const was = TEXTE[sprache].was[schluessel];
     return [art === 'fehlt' || art === 'abgeschnitten' ? 'schlimm' : 'fraglich',
-      was ? was(wieviele) : T('wasSonst'), TEXTE[sprache].rat[schluessel] ?? '', texte,
-      REPARIERBAR.has(schluessel), wieviele];
+      was ? was(wieviele) : T('wasSonst'), rat(schluessel, reparierbar), texte, reparierbar, wieviele];
   });
+}
+
+function rat(schluessel, reparierbar) {
+  const worte = TEXTE[sprache].rat[schluessel] ?? '';
+  if (schluessel === 'fehlt:chunk' && rohHatFehlendes()) return `${worte} ${T('rohHatEs')}`;
+  if (schluessel === 'uebrig:chunk') return `${worte} ${T(reparierbar ? 'uebrigBekannt' : 'uebrigUnbekannt')}`;
+  return worte;
+}
+
+// Whether the raw file has what chunks of the microphone that are gone had.
+function rohHatFehlendes() {
+  const fehlende = CHUNKS.me.filter((chunk) => !chunk.datei);
+  return ROH_PASST && fehlende.length > 0 && fehlende.every((chunk) => chunk.ende <= DATEN.roh.dauer + 0.05);
 }
 
 function meldungsbefunde() {
   return DATEN.meldungen.map(({ name, kanal, text }) => {
     if (name === 'error') return ['schlimm', T('fehler'), `${T('fehlerRat')} ${text}`];
     if (name === 'video_none') return ['hinweis', T('keinBild'), `${T('keinBildRat')} ${T('grund', text)}`];
-    const was = kanal === 'them' ? 'fehltThem' : 'fehltMe';
-    return ['schlimm', T(was), `${T(`${was}Rat`)} ${T('grund', text)}`];
+    const was = { me: 'fehltMe', them: 'fehltThem' }[kanal];
+    return ['schlimm', T(was ?? 'fehltEiner'), was ? `${T(`${was}Rat`)} ${T('grund', text)}` : T('grund', text)];
   });
 }
 
-// What the waveforms show.
+// Channels that the first line already says are missing, and no other line why.
+function startbefunde() {
+  return DATEN.ohneGrund.map((kanal) => {
+    const was = kanal === 'me' ? 'fehltMe' : 'fehltThem';
+    return ['schlimm', T(was), T(`${was}Rat`)];
+  });
+}
+
+// What the waveforms show. Chunks that are gone, or were left out since nobody spoke in them, were not
+// silent.
 function tonbefunde() {
   const liste = [];
-  const mikrofon = PEGEL.roh.da ? PEGEL.roh : PEGEL.me;
+  const vollstaendig = CHUNKS.me.every((chunk) => chunk.datei);
+  const mikrofon = PEGEL.roh.da || !vollstaendig ? PEGEL.roh : PEGEL.me;
   if (mikrofon.da && mikrofon.groesster() < 0.001) liste.push(['schlimm', T('stillMe'), T('stillMeRat')]);
   else if (mikrofon.da && mikrofon.groesster() < 0.02) liste.push(['fraglich', T('leiseMe'), T('leiseMeRat')]);
-  const laut = mikrofon.angaben.uebersteuert;
+  const laut = (PEGEL.roh.da ? PEGEL.roh : PEGEL.me).angaben.uebersteuert;
   if (laut > 3) liste.push(['fraglich', T('laut', laut.toLocaleString(sprache)), T('lautRat')]);
-  const { start } = DATEN;
-  if (start?.system && DATEN.fertig && !PEGEL.them.da) liste.push(['fraglich', T('stillThem'), T('stillThemRat')]);
-  if (start?.mic && DATEN.fertig && !PEGEL.me.da && !PEGEL.roh.da)
+  const { start, echo } = DATEN;
+  const leer = (kanal) => DATEN.fertig && !PEGEL[kanal].da && !CHUNKS[kanal].length;
+  if (start?.system && leer('them')) liste.push(['fraglich', T('stillThem'), T('stillThemRat')]);
+  if (start?.mic && leer('me') && !PEGEL.roh.da && !echo?.chunksOhneSprache)
     liste.push(['schlimm', T('stillMe'), T('stillMeRat')]);
   return liste;
 }
@@ -70,7 +91,7 @@ function zeitbefunde() {
 }
 
 function zeigeBefunde() {
-  const liste = [...meldungsbefunde(), ...dateibefunde(), ...tonbefunde(), ...zeitbefunde()];
+  const liste = [...meldungsbefunde(), ...startbefunde(), ...dateibefunde(), ...tonbefunde(), ...zeitbefunde()];
   if (!DATEN.zeilen) liste.unshift(['fraglich', T('ohneZeilen'), T('ohneZeilenRat')]);
   if (DATEN.aufnahmen > 1) liste.push(['hinweis', T('mehrere', DATEN.aufnahmen), T('mehrereRat')]);
   if (!liste.some(([gewicht]) => gewicht === 'schlimm') && !DATEN.befunde.length)
@@ -103,9 +124,11 @@ function echoSaetze() {
   const { echo, start } = DATEN;
   if (!echo) return [T(start && !start.echo ? 'keinEcho' : 'echoUnbekannt')];
   const ms = echo.verzoegerungMs;
+  // Nothing can be found if there was hardly anything to compare with.
+  const ohneVergleich = echo.bloecke > 0 && echo.ohneReferenz > 0.9 * echo.bloecke;
   const saetze = [ms > 0
     ? [T('weg', Math.round(ms)), T(ms < 60 ? 'wegKurz' : ms <= 250 ? 'wegUeblich' : 'wegLang')]
-    : [T('keinWeg')]];
+    : [T(ohneVergleich ? 'ohneVergleich' : 'keinWeg')]];
   const urteil = [[0.05, 'leckGut'], [0.15, 'leckMittel'], [0.5, ''], [2, 'leckViel']].find(([bis]) => echo.leck < bis)[1];
   if (ms > 0) saetze.push([T('leck', alsProzent(echo.leck)), urteil && T(urteil)]);
   saetze.push([T('anteile', alsProzent(echo.nahAnteil), alsProzent(echo.torAnteil)),
@@ -123,9 +146,10 @@ function zeigeEcho() {
 }
 
 function zeigeKennzahlen() {
-  const zugleich = gemeinsam(BEHALTEN.me, BEHALTEN.them);
-  const me = summe(BEHALTEN.me);
-  const them = summe(BEHALTEN.them);
+  // As announced: who has deleted chunks has spoken all the same.
+  const zugleich = gemeinsam(ANGESAGT.me, ANGESAGT.them);
+  const me = summe(ANGESAGT.me);
+  const them = summe(ANGESAGT.them);
   const werte = [['gesamt', '', DAUER], ['ichSprach', 'me', me], ['gegenueberSprach', 'them', them]];
   // Without the times nobody knows who spoke at once.
   if (DATEN.zeilen)

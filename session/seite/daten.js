@@ -41,6 +41,13 @@ function chunkBei(kanal, t) {
   return null;
 }
 
+// Whether something was announced for a time, of either channel, and is not there.
+const fehltBei = (t) => KANAELE.some((kanal) => {
+  const chunks = CHUNKS[kanal];
+  const i = letzterBegonnen(chunks, t);
+  return i >= 0 && !chunks[i].datei && t < chunks[i].ende - 1e-4;
+});
+
 // Times that chunks cover, without overlaps.
 function zusammen(chunks) {
   const stuecke = [];

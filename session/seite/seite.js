@@ -127,7 +127,7 @@ class Seite {
     const was = chunks.map((chunk) => chunk.name());
     if (spieler.laeuft && spieler.hoertRoh()) was.unshift(T('rohesMikrofon'));
     const stumm = KANAELE.some((kanal) => chunkBei(kanal, spieler.t));
-    const nichts = T(stumm ? 'stumm' : 'spieltNichts');
+    const nichts = T(stumm ? 'stumm' : fehltBei(spieler.t) ? 'spieltFehlendes' : 'spieltNichts');
     const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : nichts;
     const text = [worte, this.fehler].filter(Boolean).join(' ');
     if (text === this.gespielt) return;

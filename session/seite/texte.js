@@ -35,6 +35,7 @@ const TEXTE = {
     stelle: (t, dauer) => `${t} von ${dauer}`,
     welche: (von, bis, alle) => (alle ? `${von} bis ${bis} von ${alle}` : 'keine'),
     spielt: (was) => `Zu hören: ${was}`, spieltNichts: 'Hier wurde nichts behalten.',
+    spieltFehlendes: 'Was hier zu hören wäre, fehlt.',
     stumm: 'Was hier zu hören wäre, ist ausgeschaltet.',
     rohesMikrofon: 'rohes Mikrofon', nichtAbspielbar: (datei) => `${datei} lässt sich nicht abspielen.`,
     nichtBehalten: (dauer) => `${dauer} nicht behalten`,
@@ -54,6 +55,7 @@ const TEXTE = {
     mehrere: (n) => `Im Ordner liegen die Zeilen von ${n} Aufnahmen; diese Seite zeigt die letzte.`,
     mehrereRat: 'Spätere Aufnahmen überschreiben die Dateien der früheren. Ein Ordner für jede Aufnahme vermeidet das.',
     fehltMe: 'Das Mikrofon wurde nicht aufgenommen.', fehltThem: 'Der Ton des Rechners wurde nicht aufgenommen.',
+    fehltEiner: 'Ein Kanal wurde nicht aufgenommen.',
     fehltMeRat: 'Ist ein Mikrofon angeschlossen und erlaubt? Unter macOS braucht das Programm die Erlaubnis dazu.',
     fehltThemRat: 'Läuft PipeWire mit WirePlumber, und gibt es ein Ausgabegerät? Unter macOS braucht das Programm ' +
       'die Erlaubnis für Bildschirm- und Systemton.',
@@ -93,14 +95,15 @@ const TEXTE = {
     },
     wasSonst: 'Etwas im Ordner stimmt nicht.',
     rat: {
-      'fehlt:chunk': 'Vielleicht liegen sie noch dort, woher der Ordner kopiert wurde. Vom Mikrofon hat auch die rohe ' +
-        'Aufnahme diese Stellen.',
+      'fehlt:chunk': 'Vielleicht wurden sie gelöscht, oder sie liegen noch dort, woher der Ordner kopiert wurde.',
       'fehlt:video.mp4': 'Vielleicht liegt es noch dort, woher der Ordner kopiert wurde.',
-      'abgeschnitten:chunk': 'Wurde der Ordner vollständig kopiert? Sonst hilft:',
+      'abgeschnitten:chunk': 'Wurde der Ordner vollständig kopiert?',
       'zweifelhaft:ereignisse.jsonl': 'Was diese Zeilen sagen sollten, fehlt auf dieser Seite.',
       'zweifelhaft:chunk': 'Vermutlich wurden Dateien vertauscht oder verändert.',
-      'uebrig:chunk': 'Das Programm wurde beendet, bevor es sie ansagen konnte. Ihre Zeit ist nicht bekannt.',
+      'uebrig:chunk': 'Das Programm wurde beendet, bevor es sie ansagen konnte, oder niemand hat die Ansage behalten.',
     },
+    rohHatEs: 'Vom Mikrofon hat auch die rohe Aufnahme diese Stellen.',
+    uebrigUnbekannt: 'Ihre Zeit ist nicht bekannt.', uebrigBekannt: 'Ihre Zeit ergibt sich aus ihrer Länge.',
     // The echo path.
     keinEcho: 'Bei dieser Aufnahme wurde kein Echo entfernt.',
     echoUnbekannt: 'Wie gut das Echo entfernt wurde, ist nicht bekannt: Das steht in einer der letzten Zeilen einer ' +
@@ -108,6 +111,7 @@ const TEXTE = {
     weg: (ms) => `Was aus dem Lautsprecher kommt, ist nach ${ms} ms im Mikrofon zu hören.`,
     wegKurz: 'Das ist kurz, wie bei den eingebauten Lautsprechern eines Laptops.', wegUeblich: 'Das ist üblich.',
     wegLang: 'Das ist lang, wie bei Bluetooth oder einem Fernseher.',
+    ohneVergleich: 'Ob im Mikrofon Echo war, ist nicht bekannt: Es fehlte zum Vergleich, was der Rechner abspielte.',
     keinWeg: 'Im Mikrofon war kein Echo zu finden. So ist es mit Kopfhörern, oder wenn die Gegenseite sehr leise ist.',
     leck: (p) => `Der Filter ließ zuletzt ${p} vom Ton der Gegenseite durch, die ein Nachfilter noch dämpft.`,
     leckGut: 'Das ist sehr wenig.', leckMittel: 'Das ist wenig.',
@@ -150,6 +154,7 @@ const TEXTE = {
     stelle: (t, dauer) => `${t} of ${dauer}`,
     welche: (von, bis, alle) => (alle ? `${von} to ${bis} of ${alle}` : 'none'),
     spielt: (was) => `Playing: ${was}`, spieltNichts: 'Nothing was kept here.',
+    spieltFehlendes: 'What could be heard here is missing.',
     stumm: 'What could be heard here is switched off.',
     rohesMikrofon: 'raw microphone', nichtAbspielbar: (datei) => `${datei} cannot be played.`,
     nichtBehalten: (dauer) => `${dauer} not kept`,
@@ -169,6 +174,7 @@ const TEXTE = {
     mehrere: (n) => `The folder has the lines of ${n} recordings; this page shows the last one.`,
     mehrereRat: 'Later recordings write over the files of earlier ones. A folder for each recording avoids that.',
     fehltMe: 'The microphone was not recorded.', fehltThem: 'The computer\'s sound was not recorded.',
+    fehltEiner: 'One channel was not recorded.',
     fehltMeRat: 'Is a microphone connected and allowed? On macOS the program needs permission for it.',
     fehltThemRat: 'Does PipeWire run with WirePlumber, and is there an output device? On macOS the program needs ' +
       'permission for screen and system audio.',
@@ -208,20 +214,23 @@ const TEXTE = {
     },
     wasSonst: 'Something in the folder is not right.',
     rat: {
-      'fehlt:chunk': 'They may still be where the folder was copied from. The raw recording has these places of the ' +
-        'microphone, too.',
+      'fehlt:chunk': 'They may have been deleted, or they are still where the folder was copied from.',
       'fehlt:video.mp4': 'It may still be where the folder was copied from.',
-      'abgeschnitten:chunk': 'Was the folder copied completely? Otherwise this helps:',
+      'abgeschnitten:chunk': 'Was the folder copied completely?',
       'zweifelhaft:ereignisse.jsonl': 'What these lines should have said is missing on this page.',
       'zweifelhaft:chunk': 'Files have probably been exchanged or changed.',
-      'uebrig:chunk': 'The program was ended before it could announce them. Their time is not known.',
+      'uebrig:chunk': 'The program was ended before it could announce them, or nobody kept the announcement.',
     },
+    rohHatEs: 'The raw recording has these places of the microphone, too.',
+    uebrigUnbekannt: 'Their time is not known.', uebrigBekannt: 'Their time follows from their length.',
     keinEcho: 'No echo was removed in this recording.',
     echoUnbekannt: 'How well the echo was removed is not known: one of the last lines of a recording says so, and it ' +
       'is not here.',
     weg: (ms) => `What the loudspeaker plays is heard in the microphone after ${ms} ms.`,
     wegKurz: 'That is short, as with the built-in speakers of a laptop.', wegUeblich: 'That is usual.',
     wegLang: 'That is long, as with Bluetooth or a television.',
+    ohneVergleich: 'Whether there was echo in the microphone is not known: what the computer played was not there to ' +
+      'compare with.',
     keinWeg: 'No echo was found in the microphone. So it is with headphones, or if the other side is very quiet.',
     leck: (p) => `In the end the filter let ${p} of the other side's sound through, which a post-filter damps further.`,
     leckGut: 'That is very little.', leckMittel: 'That is little.',

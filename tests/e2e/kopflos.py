@@ -51,8 +51,10 @@ class Kopflos(browser.Chromium):
     def _ereignis(self, satz):
         self.ereignisse.append(satz)
 
-    def oeffne_datei(self, pfad, breite=1280, hoehe=900, dunkel=False, dichte=1.0, sprache=None, finger=False):
-        """A page from the file system, loaded; events of it are kept from the first one on."""
+    def oeffne_datei(self, pfad, breite=1280, hoehe=900, dunkel=False, dichte=1.0, sprache=None, finger=False,
+                     davor=None):
+        """A page from the file system, loaded; events of it are kept from the first one on. `davor`: a script
+        that runs before those of the page."""
         nummer = self._frage("Target.createTarget", url="about:blank", newWindow=True,
                              width=breite, height=hoehe)["targetId"]
         seite = Dateiseite(self, nummer)
@@ -62,6 +64,8 @@ class Kopflos(browser.Chromium):
         if sprache:
             self._frage("Emulation.setLocaleOverride", seite, locale=sprache.replace("-", "_"))
             seite.skript_davor("Object.defineProperty(navigator, 'language', {get: () => '%s'})" % sprache)
+        if davor:
+            seite.skript_davor(davor)
         seite.adresse = "file://" + urllib.parse.quote(pfad)
         self._frage("Page.navigate", seite, url=seite.adresse)
         browser._warte(lambda: seite.tu("location.href") != "about:blank" and
@@ -132,9 +136,14 @@ class Dateiseite(browser.Seite):
                 if satz["method"] == "Network.requestWillBeSent"
                 and satz.get("sessionId") == self.browser._sitzung(self)]
 
-    def bild(self, ganz=False):
-        antwort = self.frage("Page.captureScreenshot", format="png", captureBeyondViewport=ganz)
-        return base64.b64decode(antwort["data"])
+    def bild(self, teil=None):
+        """What is seen, as a PNG; or an element whole, also what of it is out of view."""
+        wie = {}
+        if teil:
+            wie = {"captureBeyondViewport": True, "clip": {"scale": 1, **self.tu(f"""(() => {{
+                const r = document.querySelector({json.dumps(teil)}).getBoundingClientRect();
+                return {{x: r.left + scrollX, y: r.top + scrollY, width: r.width, height: r.height}} }})()""")}}
+        return base64.b64decode(self.frage("Page.captureScreenshot", format="png", **wie)["data"])
 
     def ort(self, auswahl, x=0.5, y=0.5):
         """A place inside an element, by shares of its size, scrolled into view."""

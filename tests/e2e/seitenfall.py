@@ -12,6 +12,8 @@ import kunstordner
 import test_sitzung
 
 SEKUNDEN = 150
+# Width, height, pixels of the screen for each of the page's, whether it is used with fingers.
+BREITEN = {"phone": (360, 740, 2.0, True), "tablet": (820, 1100, 1.0, False), "wide": (1440, 1000, 1.0, False)}
 JETZT = "Number(document.getElementById('zeit').getAttribute('aria-valuenow'))"
 # Since the page was opened, whether anybody looked in time or not: what was said to be heard, and what
 # was really heard: [file, its place, the clock, the marked row of the table].
@@ -26,6 +28,12 @@ LAEUFT = "document.body.classList.contains('laeuft')"
 ANSICHT = "(({von, bis}) => [Number(von), Number(bis)])(document.getElementById('zeit').dataset)"
 FERTIG = """Number(document.getElementById('zeit').dataset.zeichnungen) > 0 &&
     [...document.querySelectorAll('video')].every(v => !v.getAttribute('src') || v.readyState >= 2)"""
+
+
+def schirm(name):
+    """One of BREITEN as oeffne() takes it."""
+    breite, hoehe, dichte, finger = BREITEN[name]
+    return {"breite": breite, "hoehe": hoehe, "dichte": dichte, "finger": finger}
 
 
 def mache_seite(ordner):
@@ -63,6 +71,10 @@ class Seitenfall(unittest.TestCase):
 
     def sagte(self, seite, worte):
         seite.warte(f"gesagt.some(worte => worte.includes('{worte}'))")
+
+    def befunde(self, seite):
+        """What the page says of the recording, in its own words."""
+        return seite.tu("document.getElementById('befunde').textContent")
 
     def ohne_klagen(self, seite, ordner):
         self.assertEqual(seite.klagen(), [])

@@ -85,8 +85,81 @@ class Boese(seitenfall.Seitenfall):
         self.assertNotIn("vollständig", worte)
         self.assertIn("nicht bekannt", seite.tu("document.getElementById('echo').textContent"))
         self.assertIn("fehlt", seite.tu("document.querySelector('tr.fehlt').textContent"))
-        # The command helps.
+        # The command helps, and is offered once only.
+        self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 1)
         subprocess.run([test_sitzung.SITZUNG, "reparieren", ordner], check=True, stdout=subprocess.DEVNULL)
         seite = self.oeffne(ordner, seite.browser)
-        self.assertNotIn("unfertig", seite.tu("document.getElementById('befunde').textContent"))
+        worte = self.befunde(seite)
+        self.assertNotIn("unfertig", worte)
+        self.assertIn("Die Aufnahme wurde abgebrochen", worte)
+        self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 0)
+        self.ohne_klagen(seite, ordner)
+
+    def test_was_geloescht_ist_war_nicht_still(self):
+        """A host may delete the chunks that it has read."""
+        ordner = self.kunst(sekunden=40, video=False)
+        gesprochen = "[...document.querySelectorAll('#kennzahlen .me, #kennzahlen .them')].map(e => e.textContent)"
+        programm = self.chrom()
+        vorher = self.oeffne(ordner, programm).tu(gesprochen)
+        for kanal, roh in (("them", True), ("me", True), ("me", False)):
+            with self.subTest(kanal=kanal, roh=roh):
+                for name in glob.glob(os.path.join(ordner, f"chunk_{kanal}_*")):
+                    os.unlink(name)
+                if not roh:
+                    os.unlink(os.path.join(ordner, "mikro_roh.wav"))
+                seite = self.oeffne(ordner, programm)
+                worte = self.befunde(seite)
+                self.assertIn("Chunks fehlen.", worte)
+                self.assertNotIn("nichts als Stille", worte)
+                # The raw file has what the microphone heard, and nothing else.
+                self.assertEqual("hat auch die rohe Aufnahme diese Stellen" in worte, kanal == "me" and roh)
+                self.assertEqual(seite.tu(gesprochen), vorher)
+                self.ohne_klagen(seite, ordner)
+                seite.schliesse()
+
+    def test_still_oder_ohne_sprache(self):
+        """A channel without a chunk was silent, unless what it held was left out as nobody spoke."""
+        ordner = self.kunst(sekunden=20, video=False)
+        for name in glob.glob(os.path.join(ordner, "*.wav")):
+            os.unlink(name)
+        programm = self.chrom()
+        for ohne_sprache, mikrofon_still in ((7, False), (0, True)):
+            kunstordner.schreibe_zeilen(ordner, [
+                satz | ({"chunks_ohne_sprache": ohne_sprache} if satz.get("event") == "echo" else {})
+                for satz in self.saetze if "chunk" not in satz])
+            seite = self.oeffne(ordner, programm)
+            self.assertEqual("Vom Mikrofon kam nichts als Stille." in self.befunde(seite), mikrofon_still)
+            self.assertIn("Vom Rechner kam nichts als Stille.", self.befunde(seite))
+            self.ohne_klagen(seite, ordner)
+            seite.schliesse()
+
+    def test_ein_kanal_fehlte_von_anfang_an(self):
+        """Also if the recording before it in the same file was killed, and if no line gives the reason."""
+        ordner = self.kunst(sekunden=20, video=False)
+        start = self.saetze[0] | {"mic": False}
+        grund = {"event": "degraded", "channel": "me", "message": "verweigert"}
+        davor = [self.saetze[0], self.saetze[1]]
+        programm = self.chrom()
+        for anfang, worte in (([*davor, grund, start], "Gemeldet wurde: verweigert"), ([start], ""),
+                              ([grund | {"channel": "?"}, self.saetze[0]], "Ein Kanal wurde nicht aufgenommen.")):
+            kunstordner.schreibe_zeilen(ordner, [*anfang, *self.saetze[1:]])
+            seite = self.oeffne(ordner, programm)
+            gesagt = self.befunde(seite)
+            self.assertIn(worte, gesagt)
+            self.assertEqual("Das Mikrofon wurde nicht aufgenommen." in gesagt, start in anfang)
+            self.assertNotIn("Die Aufnahme ist vollständig.", gesagt)
+            self.ohne_klagen(seite, ordner)
+            seite.schliesse()
+
+    def test_was_fehlt_ist_nicht_verworfen(self):
+        ordner = self.kunst(sekunden=40, video=False)
+        them, me = self.chunks("them"), self.chunks("me")
+        fehlend = next(satz for satz in them if satz["t1"] - satz["t0"] > 2.5 and
+                       all(satz["t1"] <= m["t0"] or satz["t0"] >= m["t1"] for m in me))
+        os.unlink(os.path.join(ordner, f"chunk_them_{fehlend['chunk']:03d}.wav"))
+        seite = self.oeffne(ordner)
+        von, bis = seite.tu(seitenfall.ANSICHT)
+        seite.klicke("#zeit", (fehlend["t0"] + 0.2 - von) / (bis - von), 0.2)
+        seite.klicke("#spiel")
+        self.sagte(seite, "Was hier zu hören wäre, fehlt.")
         self.ohne_klagen(seite, ordner)

@@ -168,7 +168,8 @@ class Echt(test_sitzung.Ordnerfall):
     LANG = True
 
     def test_seite_einer_echten_aufnahme(self):
-        """Recorded in a private session with a window, then opened and heard."""
+        """Recorded in a private session with a window, then opened and heard: at three widths, light and dark,
+        in both languages."""
         self.sprich(120)
         self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
         aufnahme = self.lauf(video=True, umgebung=self.bildschirm.umgebung)
@@ -177,25 +178,43 @@ class Echt(test_sitzung.Ordnerfall):
         self.warte_bis(lambda: self.video_bytes() > 4096, "pictures in the file")
         aufnahme.stoppe(frist=test_sitzung.GEDULD)
         self.behalte(aufnahme)
-        programm = kopflos.Kopflos(os.path.join(self.ordner, "chromium"), "en-US")
-        self.addCleanup(programm.toete)
-        seite = programm.oeffne_datei(seitenfall.mache_seite(self.aufnahme))
+        self.pfad = seitenfall.mache_seite(self.aufnahme)
+        self.programm = kopflos.Kopflos(os.path.join(self.ordner, "chromium"))
+        self.addCleanup(self.programm.toete)
+        chunks = [satz for satz in aufnahme.chunks("me") if satz["t1"] - satz["t0"] > 1.5]
+        for name in seitenfall.BREITEN:
+            for dunkel in (False, True):
+                for sprache in ("de-DE", "en-US"):
+                    with self.subTest(width=name, dark=dunkel, language=sprache):
+                        self.pruefe(len(aufnahme.chunks()), chunks[0], name, dunkel, sprache)
+
+    def pruefe(self, anzahl, chunk, name, dunkel, sprache):
+        """Looks, says, zooms, seeks and plays as it should."""
+        seite = self.programm.oeffne_datei(self.pfad, dunkel=dunkel, sprache=sprache, **seitenfall.schirm(name))
         seite.warte(seitenfall.FERTIG)
-        self.assertIn("The recording is complete.", seite.tu("document.getElementById('befunde').textContent"))
+        self.assertIn({"de": "Die Aufnahme ist vollständig.", "en": "The recording is complete."}[sprache[:2]],
+                      seite.tu("document.getElementById('befunde').textContent"))
+        self.assertEqual(seite.tu("document.documentElement.scrollWidth - innerWidth <= 0"), True)
+        grund = seite.tu("getComputedStyle(document.body).backgroundColor.match(/[0-9.]+/g).slice(0, 3).map(Number)")
+        self.assertEqual(sum(grund) < 3 * 128, dunkel, grund)
         self.assertEqual(seite.tu("document.querySelectorAll('#bilder li').length"), 1)
         self.assertGreater(seite.tu("document.querySelector('video').videoWidth"), 0)
-        chunks = {kanal: [satz for satz in aufnahme.chunks(kanal)] for kanal in ("me", "them")}
-        self.assertEqual(seite.tu("document.querySelectorAll('#zeilen tr').length"),
-                         min(sum(map(len, chunks.values())), 25))
+        self.assertEqual(seite.tu("document.querySelectorAll('#zeilen tr').length"), min(anzahl, 25))
         seite.tu(seitenfall.MERKE)
-        for fassung, datei in (("gereinigt", f"chunk_me_{chunks['me'][0]['chunk']:03d}.wav"), ("roh", "mikro_roh.wav")):
+        for fassung, datei in (("gereinigt", f"chunk_me_{chunk['chunk']:03d}.wav"), ("roh", "mikro_roh.wav")):
             seite.klicke(f"#{fassung}")
             seite.tu("document.getElementById('zeit').focus()")
             seite.taste("Home")
+            for _ in range(int(chunk["t0"] + 0.999)):
+                seite.taste("ArrowRight")
             if not seite.tu(seitenfall.LAEUFT):
                 seite.klicke("#spiel")
             seite.warte(f"gehoert.some(([name, stelle]) => name === '{datei}' && stelle > 0.2)")
-        self.assertTrue(seite.tu("gesagt.some(worte => worte.includes('raw microphone'))"))
+        seite.warte("gesagt.some(worte => worte.includes('%s'))" % {"de": "rohes Mikrofon", "en": "raw microphone"}[sprache[:2]])
+        von, bis = seite.tu(seitenfall.ANSICHT)
+        seite.klicke("#groesser")
+        seite.warte(f"{seitenfall.ANSICHT}[1] - {seitenfall.ANSICHT}[0] < {(bis - von) * 0.9}")
         self.assertEqual(seite.klagen(), [])
         for adresse in seite.anfragen():
             self.assertTrue(adresse.startswith("file://" + self.aufnahme), adresse)
+        seite.schliesse()

@@ -2,10 +2,13 @@
 
 import json
 import os
+import pty
 import random
 import re
+import shutil
 import subprocess
 import sys
+import time
 
 import numpy
 
@@ -59,17 +62,33 @@ class Ordnerfall(test_video.Fensterfall):
 
     def behalte(self, aufnahme):
         """Keeps the lines as a host would."""
+        os.makedirs(self.aufnahme, exist_ok=True)  # killed before it was made
         with open(self.zeilen, "w", encoding="utf-8") as datei:
             datei.writelines(zeile + "\n" for zeile in aufnahme.aus.texte())
 
-    def pruefe_ton(self, aufnahme):
+    def saetze(self):
+        """The kept lines, each of which is as the schema says."""
+        with open(self.zeilen, encoding="utf-8") as datei:
+            zeilen = datei.readlines()
+        for zeile in zeilen:
+            lauf.schema.pruefer("kept").validate(lauf.schema.lies(zeile))
+        return [json.loads(zeile) for zeile in zeilen]
+
+    def pruefe_ton(self, aufnahme, genau=True):
         """Put together, "me" is what the raw file holds, from the first sample to the last, but for what
-        the recorder drops as silent: a player that a busy machine starts late."""
+        the recorder drops as silent: a player that a busy machine starts late. Without `genau` the echo was
+        removed from it, but for what a repair has taken from the raw file."""
         ziel = os.path.join(self.ordner, "zusammen")
         status, worte = rufe("zusammen", "--einzeln", "--ohne-video", "--nach", ziel, self.aufnahme)
         self.assertEqual(status, 0, worte)
         ton = signale.lies_ganz(os.path.join(ziel, "zusammen_me.wav"))
         roh = signale.lies_ganz(os.path.join(self.aufnahme, "mikro_roh.wav"))
+        for satz in self.saetze():
+            if satz.get("quelle") == "mikro_roh" and "chunk" in satz:
+                rest = signale.lies_ganz(os.path.join(self.aufnahme, f"chunk_me_{satz['chunk']:03d}.wav"))
+                self.assertTrue(numpy.array_equal(rest, roh[len(roh) - len(rest):]), satz)
+        if not genau:
+            return ton
         ganz = numpy.zeros(len(roh))
         ganz[:min(len(ton), len(roh))] = ton[:len(roh)]
         anders = ganz != roh
@@ -116,8 +135,9 @@ class Ganz(Ordnerfall):
 class Getoetet(Ordnerfall):
 
     def test_getoetet_und_repariert(self):
-        """kill -9, always into the same folder: afterwards every file is whole, and the sound complete."""
-        wie_oft = int(os.environ.get("HALLKORB_ANZAHL", 100 if LANG else 3))
+        """kill -9 while it stops, records, starts and follows a window, always into the same folder, with and
+        without the echo path: afterwards every file is whole, and the sound complete."""
+        wie_oft = int(os.environ.get("HALLKORB_ANZAHL", 100 if LANG else 4))
         self.sprich(600 if LANG else 120)
         self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
         summe = {"kills": wie_oft, "taten": 0, "videos": 0, "gerettet_s": 0.0}
@@ -126,21 +146,35 @@ class Getoetet(Ordnerfall):
                 self.sprich(600)
             for name in self.dateien() if os.path.isdir(self.aufnahme) else []:
                 self.loesche(os.path.join(self.aufnahme, name))
-            aufnahme = self.lauf(video=True, echo=False, umgebung=self.bildschirm.umgebung)
-            aufnahme.ereignis("video_start", GEDULD)
-            aufnahme.warte_aufnahme(self.zufall.uniform(1.0, 7.0 if LANG else 5.0), GEDULD)
-            if nummer % 3 == 2:
-                aufnahme.sende()  # in the middle of the stop
-                aufnahme.meldung("Stop", GEDULD)
+            echo = self.zufall.random() < 0.5
+            art = ("stopp", "lauf", "start", "wechsel")[nummer % 4]
+            aufnahme = self.lauf(video=True, echo=echo, umgebung=self.bildschirm.umgebung)
+            self.bis_zum_moment(aufnahme, art)
             aufnahme.prozess.kill()
             aufnahme.ende(GEDULD)
             self.behalte(aufnahme)
-            self.pruefe_reparatur(aufnahme, summe)
-            print(f"{nummer + 1} of {wie_oft} killed and repaired", file=sys.stderr, flush=True)
+            self.pruefe_reparatur(aufnahme, echo, summe)
+            print(f"{nummer + 1} of {wie_oft} killed ({art}{', echo' if echo else ''}) and repaired",
+                  file=sys.stderr, flush=True)
         summe["gerettet_s"] = round(summe["gerettet_s"], 1)
         if os.environ.get("HALLKORB_ZAHLEN"):
             with open(os.environ["HALLKORB_ZAHLEN"], "w", encoding="ascii") as datei:
                 json.dump(summe, datei)
+
+    def bis_zum_moment(self, aufnahme, art):
+        """Any moment will do; the sleeps draw one."""
+        if art == "start":
+            time.sleep(self.zufall.uniform(0.0, 1.0))
+            return
+        aufnahme.ereignis("video_start", GEDULD)
+        aufnahme.warte_aufnahme(self.zufall.uniform(0.5, 7.0 if LANG else 4.0), GEDULD)
+        if art == "wechsel":
+            anderes = self.oeffne("Zoom Webinar", test_video.ZOOM, "teams", "--groesse", "1300", "820")
+            time.sleep(self.zufall.uniform(0.0, 3.0))
+            self.bildschirm.schliesse(anderes)
+        elif art == "stopp":
+            aufnahme.sende()
+            time.sleep(self.zufall.uniform(0.0, 0.4))
 
     def loesche(self, pfad):
         if os.path.isdir(pfad):
@@ -150,7 +184,7 @@ class Getoetet(Ordnerfall):
         else:
             os.unlink(pfad)
 
-    def pruefe_reparatur(self, aufnahme, summe):
+    def pruefe_reparatur(self, aufnahme, echo, summe):
         vorher = inhalte(self.aufnahme)
         zu_ende = bool(aufnahme.ereignisse("done"))
         self.assertEqual(rufe("pruefen", self.aufnahme)[0], 0 if zu_ende else 1)
@@ -167,22 +201,30 @@ class Getoetet(Ordnerfall):
         for name, bytes_ in vorher.items():
             self.assertIn(bytes_, (nachher.get(name), originale.get(name.lstrip("."))), name)
 
-        # Nothing is left but that the recording ended early, and a chunk that was not announced yet.
-        status, worte = rufe("pruefen", self.aufnahme)
-        befunde = [wort for wort in worte[:-1] if not wort.startswith(("Hinweis", "uebrig        chunk_"))]
-        self.assertEqual([wort.split(":")[0] for wort in befunde],
-                         [] if zu_ende else ["abgeschnitten ereignisse.jsonl"], aufnahme.alles())
+        self.pruefe_rest(aufnahme, nachher, zu_ende)
         if "video.mp4" in nachher:
             film.Film(os.path.join(self.aufnahme, "video.mp4"))
         elif "video.mp4" in vorher:  # killed before its first second was written
             self.assertTrue(any("enthielt kein Bild" in tat for tat in taten), taten)
-        self.pruefe_ton(aufnahme)
-        with open(self.zeilen, encoding="utf-8") as datei:
-            for zeile in datei:
-                satz = json.loads(zeile)
-                lauf.schema.pruefer("kept").validate(lauf.schema.lies(zeile))
-                if satz.get("quelle") == "mikro_roh":
-                    summe["gerettet_s"] += satz["t1"] - satz["t0"]
+        if "mikro_roh.wav" in nachher and any("chunk" in satz for satz in self.saetze()):
+            self.pruefe_ton(aufnahme, not echo)
+        summe["gerettet_s"] += sum(satz["t1"] - satz["t0"] for satz in self.saetze()
+                                   if satz.get("quelle") == "mikro_roh")
+
+    def pruefe_rest(self, aufnahme, nachher, zu_ende):
+        """Nothing is left but that the recording ended early, what had not been written or announced by then,
+        and a chunk whose place nobody knows."""
+        erwartet = [] if zu_ende else [("abgeschnitten", "ereignisse.jsonl")]
+        if not aufnahme.ereignisse("started"):
+            erwartet.append(("fehlt", "ereignisse.jsonl"))
+        if aufnahme.ereignisse("video_start") and not zu_ende and "video.mp4" not in nachher:
+            erwartet.append(("fehlt", "video.mp4"))
+        if not any(name.endswith((".wav", ".mp4")) for name in nachher):
+            erwartet.append(("fehlt", "der Ordner enthaelt keine Aufnahme"))
+        befunde = [(wort[:14].strip(), wort[14:].split(":")[0]) for wort in rufe("pruefen", self.aufnahme)[1][:-1]]
+        self.assertEqual(sorted(befund for befund in befunde if befund[0] != "Hinweis"
+                                and not (befund[0] == "uebrig" and befund[1].startswith("chunk_"))),
+                         sorted(erwartet), aufnahme.alles())
 
 
 def mit_pfaden(zeile, ordner):
@@ -293,6 +335,69 @@ class ArztOhneMikrofon(Arzt):
         self.assertIn(("gut", "Audiodienst: ist da"), befunde, alles)
         self.assertRegex(alles, r"fehlt +Mikrofon: ")
         self.assertRegex(alles, r"gut +Systemton: speakers")
+
+
+class AmTerminal(lauf.Fall):
+    """Colours and bars: on a real terminal, if they are wanted, and nowhere else."""
+
+    MIT_SITZUNG = False
+    ALLES = ("stdout", "stderr")
+
+    def rufe(self, *worte, terminal=ALLES, **umgebung):
+        """(what the terminal showed, what went elsewhere); `terminal`: the streams that lead there."""
+        haupt, neben = pty.openpty()
+        prozess = subprocess.Popen(
+            [SITZUNG, *worte], stdin=subprocess.DEVNULL,
+            env={name: wert for name, wert in os.environ.items() if name != "NO_COLOR"} | {"TERM": "xterm"} | umgebung,
+            **{strom: neben if strom in terminal else subprocess.PIPE for strom in self.ALLES})
+        os.close(neben)
+        gezeigt = b""
+        try:
+            while stueck := os.read(haupt, 65536):
+                gezeigt += stueck
+        except OSError:
+            pass  # nobody can write to it any more
+        os.close(haupt)
+        anderswo = b"".join(teil for teil in prozess.communicate() if teil)
+        self.assertEqual(prozess.returncode, 0, gezeigt)
+        return gezeigt.decode().replace("\r\n", "\n"), anderswo.decode()
+
+    def test_farben(self):
+        bunt = "\x1b[32min Ordnung\x1b[0m: "
+        self.assertTrue(self.rufe("pruefen", BEISPIEL)[0].startswith(bunt))
+        self.assertTrue(self.rufe("pruefen", BEISPIEL, NO_COLOR="")[0].startswith(bunt))
+        for umgebung in ({"NO_COLOR": "1"}, {"TERM": "dumb"}):
+            self.assertTrue(self.rufe("pruefen", BEISPIEL, **umgebung)[0].startswith("in Ordnung: "), umgebung)
+        gezeigt, datei = self.rufe("pruefen", BEISPIEL, terminal=("stderr",))
+        self.assertEqual(gezeigt, "")
+        self.assertTrue(datei.startswith("in Ordnung: "))
+
+    def balken(self, gezeigt, was):
+        """The percents of a bar, which is gone at the end."""
+        self.assertIn("\r\x1b[K", gezeigt)
+        self.assertNotIn(was, gezeigt[gezeigt.rindex("\r\x1b[K"):])
+        stand = re.findall(rf"\r{was} \[(#*)(\.*)\] +(\d+) %", gezeigt)
+        for voll, leer, prozent in stand:
+            self.assertEqual((len(voll), len(leer)), (int(prozent) * 30 // 100, 30 - int(prozent) * 30 // 100))
+        return [int(prozent) for _, _, prozent in stand]
+
+    def test_balken(self):
+        """Of a page, and of a result of which each part has its own: sound, and the film that ffmpeg makes."""
+        shutil.copytree(BEISPIEL, self.aufnahme)
+        gezeigt, datei = self.rufe("bericht", self.aufnahme, terminal=("stderr",))
+        prozente = self.balken(gezeigt, "lese")
+        self.assertEqual(prozente, sorted(set(prozente)))
+        self.assertEqual(prozente[-1], 100)
+        self.assertGreater(len(prozente), 5)
+        self.assertTrue(datei.startswith("geschrieben   sitzung.html"), datei)
+        self.assertNotIn("%", self.rufe("bericht", self.aufnahme, terminal=("stdout",))[1])
+
+        ton = self.balken(self.rufe("zusammen", "--ohne-video", self.aufnahme)[0], "fuege zusammen")
+        self.assertEqual(ton[-1], 100)
+        alles = self.balken(self.rufe("zusammen", self.aufnahme)[0], "fuege zusammen")
+        self.assertEqual(alles[:len(ton)], ton)
+        film_ = alles[len(ton):]
+        self.assertTrue(film_ and film_ == sorted(film_) and film_[-1] >= 99, alles)
 
 
 COMPLETIONS = os.path.join(lauf.WURZEL, "completions")

@@ -149,6 +149,28 @@ TEST_F(BerichtTest, WhatIsMissingHasItsPlaceButNoFile) {
   EXPECT_EQ(satz["befunde"][0]["texte"].size(), 2U);
 }
 
+TEST_F(BerichtTest, AFindingSaysWhetherARepairHelps) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.chunk("them", 0, 0.0, 1.0);
+  bau_.kuerze("chunk_me_000.wav", 10'000);  // its header and its line
+  const Json satz = daten();
+  ASSERT_EQ(satz["befunde"].size(), 2U);
+  EXPECT_EQ(satz["befunde"][0]["datei"], EREIGNISSE);
+  EXPECT_EQ(satz["befunde"][0]["reparierbar"], false);
+  EXPECT_EQ(satz["befunde"][1]["datei"], "chunk");
+  EXPECT_EQ(satz["befunde"][1]["reparierbar"], true);
+  EXPECT_EQ(satz["befunde"][1]["anzahl"], 1);
+  EXPECT_EQ(satz["befunde"][1]["texte"].size(), 2U);
+}
+
+TEST_F(BerichtTest, AMissingChannelWithoutAReason) {
+  bau_.zeile(R"({"event":"degraded","channel":"them","message":"aus"})");
+  bau_.zeile(R"({"event":"started","mic":false,"system":false})");
+  bau_.wav(ROHDATEI, 0, 16000);
+  EXPECT_EQ(daten()["ohneGrund"], Json::parse(R"(["me"])"));
+}
+
 TEST_F(BerichtTest, WithoutLinesTheFilesAlone) {
   bau_.wav("chunk_me_000.wav", 0, 8000);
   bau_.wav("chunk_me_004.wav", 8000, 8000);

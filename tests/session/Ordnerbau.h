@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,6 +76,13 @@ class Ordnerbau {
       bytes[stelle + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(wert >> (8 * i));
     legeAn(ordner_ / name, bytes);
   }
+  // The same in place, for a file that is too long to be read.
+  void setzeImOrt(const std::string& name, std::streamoff stelle, std::uint32_t wert) const {
+    std::fstream datei(ordner_ / name, std::ios::binary | std::ios::in | std::ios::out);
+    datei.seekp(stelle);
+    for (int i = 0; i < 4; ++i)
+      datei.put(static_cast<char>(static_cast<std::uint8_t>(wert >> (8 * i))));
+  }
   void kuerze(const std::string& name, std::size_t bytes) const {
     Bytes inhalt = dateiBytes(ordner_ / name);
     inhalt.resize(bytes);
@@ -92,6 +100,13 @@ class Ordnerbau {
     for (const Befund& befund : pruefe())
       if (befund.art != Befundart::hinweis)
         namen.push_back(std::string(befundName(befund.art)) + " " + befund.datei);
+    return namen;
+  }
+  // The files of the findings that a repair is said to put right, each once.
+  [[nodiscard]] std::set<std::string> reparierbar() const {
+    std::set<std::string> namen;
+    for (const Befund& befund : pruefe())
+      if (befund.reparierbar) namen.insert(befund.datei);
     return namen;
   }
 

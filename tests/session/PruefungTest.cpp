@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -107,6 +108,69 @@ TEST_F(Pruefung, FilesWithoutALineAndUnfinishedOnes) {
   bau_.ende();
   EXPECT_EQ(bau_.auffaellig(), (Namen{"uebrig .hallkorb-17-3.teil", "uebrig video.mp4.neu",
                                       "uebrig chunk_me_002.wav"}));
+}
+
+// The raw file is full after 18.6 hours, and the recording goes on without it.
+TEST_F(Pruefung, AFullRawFileIsNotCutOff) {
+  const std::string roh = bau_ / ROHDATEI;
+  std::filesystem::resize_file(roh, 44 + std::uintmax_t{2147483610});  // takes no room
+  bau_.setzeImOrt(ROHDATEI, 4, 36 + 2147483610U);
+  bau_.setzeImOrt(ROHDATEI, 40, 2147483610U);
+  bau_.chunk("me", 2, 2.13, 3.0);
+  bau_.wav("chunk_me_003.wav", 0, 16000);
+  bau_.chunkZeile("me", 3, 68000.0, 68001.0, "chunk_me_003.wav");
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  // One sample less, and it should have gone on.
+  std::filesystem::resize_file(roh, 44 + std::uintmax_t{2147483608});
+  bau_.setzeImOrt(ROHDATEI, 4, 36 + 2147483608U);
+  bau_.setzeImOrt(ROHDATEI, 40, 2147483608U);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten mikro_roh.wav"});
+}
+
+TEST_F(Pruefung, FilesOfAnotherRate) {
+  bau_.ende();
+  bau_.setze("chunk_me_001.wav", 24, 48000);
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten chunk_me_001.wav", "zweifelhaft chunk_me_001.wav"}));
+  bau_.setze("chunk_me_001.wav", 24, 16000);
+  bau_.setze(ROHDATEI, 24, 15999);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft mikro_roh.wav"});
+  bau_.setze(ROHDATEI, 24, 16000);
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  // Without lines, too, where no time contradicts the file.
+  std::filesystem::remove(bau_ / EREIGNISSE);
+  bau_.setze("chunk_me_001.wav", 24, 48000);
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft chunk_me_001.wav"});
+}
+
+TEST_F(Pruefung, AVideoThatWasBegunAndIsNotThere) {
+  bau_.zeile(R"({"event":"video_start","quelle":"Zoom","t_s":0.5})");
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"abgeschnitten ereignisse.jsonl",
+                                      "abgeschnitten mikro_roh.wav", "fehlt video.mp4"}));
+  // After an orderly end the recorder would have announced one with pictures.
+  bau_.ende();
+  EXPECT_EQ(bau_.auffaellig(), Namen{});
+  ASSERT_EQ(bau_.pruefe().size(), 1U);
+  EXPECT_EQ(bau_.pruefe()[0].datei, VIDEODATEI);
+  // A pause is none.
+  std::filesystem::remove(bau_ / EREIGNISSE);
+  bau_.start();
+  bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":0.5})");
+  for (const Befund& befund : bau_.pruefe())
+    EXPECT_NE(befund.datei, VIDEODATEI);
+}
+
+TEST(PruefungStart, AChannelThatTheFirstLineSaysIsMissing) {
+  Ordnerbau bau;
+  bau.zeile(R"({"event":"started","mic":false,"system":false})");
+  bau.zeile(R"({"event":"done"})");
+  bau.wav(ROHDATEI, 0, 16000);
+  const auto befunde = bau.pruefe();
+  ASSERT_EQ(befunde.size(), 2U);
+  EXPECT_EQ(befunde[0].text, "das Mikrofon wurde nicht aufgenommen");
+  EXPECT_EQ(befunde[1].text, "der Systemton wurde nicht aufgenommen");
+  EXPECT_FALSE(istAuffaellig(befunde));
 }
 
 TEST_F(Pruefung, LinksAndPipesAreNotOpened) {

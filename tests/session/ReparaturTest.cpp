@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -108,6 +110,122 @@ TEST_F(Reparatur, ALineThatWasCutOffDoesNotSwallowTheNewOne) {
   EXPECT_EQ(repariere(), Namen{});
 }
 
+// What the check says a repair puts right is what it does.
+TEST_F(Reparatur, ThePromiseIsKept) {
+  bau_.wav(ROHDATEI, 0, 40000);
+  bau_.setze(ROHDATEI, 40, 0);
+  bau_.kuerze("chunk_them_000.wav", 2001);
+  legeAn(bau_ / ".hallkorb-17-3.teil", {1, 2});
+  legeAn(bau_ / VIDEODATEI, mp4Anfang());
+  const std::set<std::string> versprochen{".hallkorb-17-3.teil", "chunk_them_000.wav", ROHDATEI,
+                                          VIDEODATEI};
+  EXPECT_EQ(bau_.reparierbar(), versprochen);
+  EXPECT_EQ(repariere(), (Namen{".hallkorb-17-3.teil", "chunk_them_000.wav", ROHDATEI,
+                                "chunk_me_001.wav", VIDEODATEI}));
+  // What is left is as it is: it ended early, and the chunk is shorter than announced.
+  EXPECT_EQ(bau_.reparierbar(), std::set<std::string>{});
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten ereignisse.jsonl", "abgeschnitten chunk_them_000.wav"}));
+}
+
+TEST_F(Reparatur, NothingIsPromisedThatIsNotDone) {
+  bau_.ende();
+  bau_.kuerze("chunk_me_000.wav", 200);
+  bau_.setze("chunk_me_000.wav", 20, 0x00020001);  // two channels
+  bau_.kuerze("chunk_them_000.wav", 10'044);
+  bau_.setze("chunk_them_000.wav", 4, 36 + 10'000);
+  bau_.setze("chunk_them_000.wav", 40, 10'000);
+  bau_.wav(ROHDATEI, 0, 8000);  // shorter than the chunks
+  Bytes video = mp4Anfang();
+  mp4Kopf(video, 12, false);
+  video.insert(video.end(), {0, 0});  // half of a box
+  legeAn(bau_ / VIDEODATEI, video);
+  EXPECT_EQ(bau_.auffaellig().size(), 4U);
+  EXPECT_EQ(bau_.reparierbar(), std::set<std::string>{});
+  EXPECT_EQ(repariere(), Namen{"! chunk_me_000.wav"});
+}
+
+// The host had died: the recorder ended in order, and nobody kept its last lines.
+TEST_F(Reparatur, ChunksThatNobodyAnnouncedGetTheirLines) {
+  bau_.wav("chunk_me_001.wav", 40'000, 8000);  // cleaned: not what the raw file has there
+  bau_.wav("chunk_me_002.wav", 50'000, 16'000);
+  bau_.wav("chunk_them_001.wav", 24'000, 15'000);
+  bau_.wav(ROHDATEI, 0, 40'000);
+  const Bytes zeilen = bytes(EREIGNISSE);
+  EXPECT_EQ(bau_.reparierbar(),
+            (std::set<std::string>{"chunk_me_001.wav", "chunk_me_002.wav", "chunk_them_001.wav"}));
+  EXPECT_EQ(repariere(), (Namen{"chunk_me_001.wav", "chunk_me_002.wav", "chunk_them_001.wav"}));
+  EXPECT_EQ(bytes("originale/ereignisse.jsonl"), zeilen);
+  const auto ereignisse = liesEreignisse(bau_ / EREIGNISSE).value();
+  const auto me = ereignisse.chunksVon(Kanal::me);
+  ASSERT_EQ(me.size(), 3U);
+  EXPECT_DOUBLE_EQ(me[1].t0, 1.0);
+  EXPECT_DOUBLE_EQ(me[1].t1, 1.5);
+  EXPECT_DOUBLE_EQ(me[2].t1, 2.5);
+  EXPECT_FALSE(me[1].ausRoh || me[2].ausRoh);
+  const auto them = ereignisse.chunksVon(Kanal::them);
+  ASSERT_EQ(them.size(), 2U);
+  EXPECT_DOUBLE_EQ(them[1].t0, 1.5);
+  EXPECT_DOUBLE_EQ(them[1].t1, 2.44);
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten ereignisse.jsonl"});
+}
+
+// A silence that was dropped lies before them, or a chunk is gone: nobody knows where they belong.
+TEST_F(Reparatur, ChunksWhosePlaceIsNotKnownStayWithoutALine) {
+  bau_.wav("chunk_them_001.wav", 24'000, 15'000);
+  bau_.wav(ROHDATEI, 0, 16'000 + 32'000);
+  EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
+  bau_.wav("chunk_them_002.wav", 24'000, 24'000);
+  std::filesystem::remove(bau_ / "chunk_them_001.wav");
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.reparierbar(), std::set<std::string>{});
+}
+
+// A repair was killed between the chunk that it cut and its line.
+TEST_F(Reparatur, AChunkCutFromTheRawFileIsKnownAgain) {
+  bau_.wav("chunk_me_001.wav", 16'000, 24'000);
+  bau_.wav(ROHDATEI, 0, 40'000);
+  EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
+  EXPECT_TRUE(liesEreignisse(bau_ / EREIGNISSE)->chunksVon(Kanal::me)[1].ausRoh);
+  EXPECT_EQ(repariere(), Namen{});
+}
+
+// The host has deleted what it had read, as it may.
+TEST_F(Reparatur, DeletedChunksAreNotCutAgain) {
+  std::filesystem::remove(bau_ / "chunk_me_000.wav");
+  std::filesystem::remove(bau_ / "chunk_them_000.wav");
+  bau_.wav(ROHDATEI, 0, 40'000);
+  EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
+  EXPECT_DOUBLE_EQ(liesEreignisse(bau_ / EREIGNISSE)->chunksVon(Kanal::me)[1].t0, 1.0);
+}
+
+// A line of a higher number would be refused.
+TEST_F(Reparatur, WithoutANumberLeftNothingIsCut) {
+  bau_.chunkZeile("me", 999'999'999, 1.0, 1.5, "chunk_me_999999999.wav");
+  bau_.wav(ROHDATEI, 0, 40'000);
+  EXPECT_EQ(repariere(), Namen{});
+  EXPECT_EQ(bau_.ordner().namen(),
+            (Namen{"chunk_me_000.wav", "chunk_them_000.wav", EREIGNISSE, ROHDATEI}));
+}
+
+TEST_F(Reparatur, WhatMayNotBeReadIsReported) {
+  bau_.ende();
+  constexpr uid_t NIEMAND = 65534;
+  const bool root = ::geteuid() == 0;  // to whom nothing is forbidden
+  for (const char* name : {"chunk_me_000.wav", "chunk_them_000.wav"})
+    ASSERT_EQ(::chmod((bau_ / name).c_str(), 0), 0);
+  ASSERT_EQ(::chmod(bau_.ordner().pfad().c_str(), 0755), 0);
+  if (root) {
+    ASSERT_EQ(::seteuid(NIEMAND), 0);
+  }
+  const Namen namen = repariere();
+  if (root) {
+    ASSERT_EQ(::seteuid(0), 0);
+  }
+  EXPECT_EQ(namen, (Namen{"! chunk_me_000.wav", "! chunk_them_000.wav"}));
+}
+
 TEST_F(Reparatur, AfterAnOrderlyEndNothingIsCut) {
   bau_.ende();
   bau_.wav(ROHDATEI, 0, 40000);
@@ -164,6 +282,20 @@ TEST_F(Reparatur, LinksAreNotFollowed) {
   std::filesystem::create_symlink(fremd.pfad(), bau_ / "originale");
   EXPECT_EQ(repariere(), Namen{"! chunk_them_000.wav"});
   EXPECT_EQ(fremd.namen(), Namen{"ziel.wav"});
+}
+
+// Somebody has guessed the name of the chunk that a repair would write.
+TEST_F(Reparatur, NothingIsWrittenThroughALink) {
+  const TempOrdner fremd;
+  legeAn(fremd / "profil", {1, 2, 3});
+  bau_.wav(ROHDATEI, 0, 40'000);
+  std::filesystem::create_symlink(fremd / "profil", bau_ / "chunk_me_001.wav");
+  std::filesystem::create_symlink(fremd / "neu", bau_ / "chunk_me_002.wav");
+  EXPECT_EQ(repariere(), Namen{"chunk_me_003.wav"});
+  EXPECT_EQ(fremd.namen(), Namen{"profil"});
+  EXPECT_EQ(dateiBytes(fremd / "profil"), (Bytes{1, 2, 3}));
+  EXPECT_TRUE(std::filesystem::is_symlink(bau_ / "chunk_me_001.wav"));
+  EXPECT_EQ(repariere(), Namen{});
 }
 
 TEST_F(Reparatur, ForeignFormatsAreReportedAndLeft) {

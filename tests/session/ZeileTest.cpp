@@ -120,6 +120,30 @@ TEST_F(EreignisseTest, OfSeveralRecordingsTheLastOneCounts) {
   EXPECT_EQ(alle.meldungen[0].text, "neu");
 }
 
+TEST_F(EreignisseTest, WhatWasMissingIsKeptAfterAKillToo) {
+  const std::string start = R"({"event":"started","mic":false,"system":true})";
+  const std::string ohneMe = R"({"event":"degraded","channel":"me","message":"neu"})";
+  const std::string ohneThem = R"({"event":"degraded","channel":"them","message":"auch"})";
+  // The recording before was killed, ended in order, or has not been.
+  for (const std::string& davor :
+       {std::string(R"({"event":"started"})") + "\n" + R"({"event":"video_none","message":"alt"})" +
+            "\n" + R"({"chunk":0,"channel":"me","path":"p","t0":0.00,"t1":1.00})" + "\n",
+        std::string(R"({"event":"degraded","channel":"me","message":"alt"})") + "\n" +
+            R"({"event":"started"})" + "\n" + R"({"event":"done"})" + "\n",
+        std::string()}) {
+    const auto alle = lies(davor + ohneMe + "\n" + ohneThem + "\n" + start + "\n");
+    ASSERT_EQ(alle.meldungen.size(), 2U) << davor;
+    EXPECT_EQ(alle.meldungen[0].text, "neu");
+    EXPECT_EQ(alle.meldungen[1].text, "auch");
+    EXPECT_FALSE(alle.fehltOhneGrund(Kanal::me));
+  }
+  const auto alle = lies(ohneMe + "\nkaputt\n" + start + "\n");
+  EXPECT_TRUE(alle.meldungen.empty());
+  EXPECT_TRUE(alle.fehltOhneGrund(Kanal::me));
+  EXPECT_FALSE(alle.fehltOhneGrund(Kanal::them));
+  EXPECT_FALSE(lies(R"({"event":"started"})").fehltOhneGrund(Kanal::me));
+}
+
 TEST_F(EreignisseTest, ABrokenLineCostsThatLineOnly) {
   const auto alle = lies("{\"event\":\"started\"}\n\nkaputt\n" + std::string(3 * MAX_ZEILE, 'x') +
                          "\n{\"event\":\"done\"}\n{\"chunk\":0,\"chan");

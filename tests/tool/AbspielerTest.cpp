@@ -114,6 +114,22 @@ TEST_F(AbspielerTest, EachLineComesAtItsMomentAfterItsFile) {
   EXPECT_EQ(spiele(welt), 0);
 }
 
+TEST_F(AbspielerTest, LinksInTheTargetAreReplacedAndNotFollowed) {
+  nimmAuf();
+  const TempOrdner fremd;
+  const Bytes wichtig{1, 2, 3};
+  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
+    legeAn(fremd / name, wichtig);
+    std::filesystem::create_symlink(fremd / name, ziel / name);
+  }
+  SimPlattform welt;
+  spiele(welt, 0.0);
+  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
+    EXPECT_EQ(dateiBytes(fremd / name), wichtig) << name;
+    EXPECT_EQ(dateiBytes(ziel / name), dateiBytes(bau / name)) << name;
+  }
+}
+
 TEST_F(AbspielerTest, QuickTimeTakesAsMuchLess) {
   nimmAuf();
   SimPlattform welt;

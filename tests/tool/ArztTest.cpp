@@ -89,7 +89,7 @@ TEST_F(ArztTest, AHealthyComputer) {
   erwarte("Besprechung", Lage::gut, "Zoom · Zoom Meeting wuerde aufgenommen", "");
   erwarte("Encoder", Lage::gut, "H.264", "");
   erwarte("Ordner", Lage::gut, "beschreibbar", "");
-  EXPECT_EQ(zu("Echo").was, "keine");
+  erwarte("Echo", Lage::hinweis, "nicht gemessen; mit --echo", "");
   EXPECT_TRUE(welt.vorgespielt.empty());
   EXPECT_TRUE(std::filesystem::is_empty(ordner.pfad()));
 }
@@ -131,6 +131,14 @@ TEST_F(ArztTest, AMissingMicrophoneIsNamedAndTheRestIsExamined) {
   erwarte("Echo", Lage::hinweis, "nicht messbar", "");
   EXPECT_EQ(zu("Pegel Mikrofon").was, "keine");
   EXPECT_FALSE(pegel.front().first);
+  // What cannot be measured is not offered.
+  SimPlattform ohne;
+  heil(ohne);
+  ohne.mikrofonGeraet = {};
+  ohne.mikrofonGeraet.startFehler = Fehler{"sim", 5, "kein Mikrofon"};
+  diagnosen.clear();
+  EXPECT_FALSE(untersuche(ohne));
+  EXPECT_EQ(zu("Echo").was, "keine");
 }
 
 TEST_F(ArztTest, AMicrophoneOfNothingButZerosIsMuted) {

@@ -1,0 +1,159 @@
+#include "session/Nachtrag.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "session/Lesedatei.h"
+#include "session/WavBefund.h"
+#include "session/Zeitplan.h"
+
+namespace hallkorb {
+namespace {
+
+// Seconds by which the chunks may miss the end of the raw file. A channel's last silence is
+// dropped, and the other channel's device ends a moment earlier or later. In turn mode a dropped
+// silence between two chunks is never as short: it has the shortest length of a chunk.
+constexpr double SPIEL = 0.5;
+constexpr double REST_SEKUNDEN = 0.05;  // less is not worth a chunk
+constexpr std::size_t BLOCK = std::size_t{64} * 1024;
+
+struct Ton {
+  Lesedatei datei;
+  WavBefund wav;
+
+  // Samples that are there, whatever the header declares.
+  [[nodiscard]] std::int64_t samples() const { return wav.vorhanden / 2; }
+};
+
+std::optional<Ton> oeffneTon(const Sitzungsordner& ordner, const std::string& name) {
+  auto datei = Lesedatei::oeffne(ordner.zu(name));
+  const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+  if (!wav || !wav->eigener) return std::nullopt;
+  return Ton{std::move(*datei), *wav};
+}
+
+// Whether `chunk` is what the raw file holds from the sample `ab` on.
+bool gleicht(const Ton& chunk, const Ton& roh, std::int64_t ab) {
+  std::vector<std::uint8_t> hier(BLOCK);
+  std::vector<std::uint8_t> dort(BLOCK);
+  const std::int64_t bytes = chunk.samples() * 2;
+  for (std::int64_t stelle = 0; stelle < bytes; stelle += static_cast<std::int64_t>(BLOCK)) {
+    const auto n = static_cast<std::size_t>(std::min<std::int64_t>(bytes - stelle, BLOCK));
+    const auto einer = std::span(hier).first(n);
+    const auto anderer = std::span(dort).first(n);
+    if (chunk.datei.liesAn(chunk.wav.datenAb + stelle, einer) < n ||
+        roh.datei.liesAn(roh.wav.datenAb + ab * 2 + stelle, anderer) < n ||
+        !std::equal(einer.begin(), einer.end(), anderer.begin())) {
+      return false;
+    }
+  }
+  return true;
+}
+
+class Sucher {
+ public:
+  Sucher(const Sitzungsordner& ordner, const Ereignisse& ereignisse, const Ton& roh)
+      : ordner_(ordner),
+        ereignisse_(ereignisse),
+        roh_(roh),
+        plan_(planeZeit(ordner, &ereignisse)) {}
+
+  Nachtrag laufe() {
+    if (plan_.rate != 0 && plan_.rate != roh_.wav.rate) return {};
+    if (sekunden(roh_.samples()) > MAX_SEKUNDEN - SPIEL) return {};  // a line would be refused
+    nimmAuf(Kanal::me);
+    nimmAuf(Kanal::them);
+    const auto mindestens =
+        static_cast<std::int64_t>(REST_SEKUNDEN * static_cast<double>(roh_.wav.rate));
+    if (roh_.samples() - meBis_ > mindestens && naechsteNummer(ordner_, ereignisse_) <= MAX_NUMMER)
+      nachtrag_.restAb = meBis_;
+    return std::move(nachtrag_);
+  }
+
+ private:
+  [[nodiscard]] double sekunden(std::int64_t samples) const {
+    return static_cast<double>(samples) / static_cast<double>(roh_.wav.rate);
+  }
+
+  // Where the channel's lines end. Without any chunk that can be read the plan has no rate.
+  [[nodiscard]] std::int64_t endeVon(Kanal kanal) const {
+    if (plan_.rate != 0) return plan_.von(kanal).bis;
+    double ende = 0.0;
+    for (const ChunkZeile& zeile : ereignisse_.chunks)
+      if (zeile.kanal == kanal) ende = std::max(ende, zeile.t1);
+    return std::llround(ende * static_cast<double>(roh_.wav.rate));
+  }
+
+  void nimmAuf(Kanal kanal) {
+    const std::int64_t ab = endeVon(kanal);
+    std::int64_t bis = ab;
+    std::vector<ChunkZeile> zeilen;
+    for (std::int64_t nummer = naechsteAngesagte(kanal);; ++nummer) {
+      const auto chunk = ohneZeile(kanal, nummer);
+      if (!chunk) break;
+      const bool roh = kanal == Kanal::me && ausRoh(*chunk, bis);
+      zeilen.push_back({nummer, kanal, ordner_.zu(chunkName(kanal, nummer)), sekunden(bis),
+                        sekunden(bis + chunk->samples()), std::nullopt, roh});
+      bis += chunk->samples();
+    }
+    const bool passt = bis > ab && std::abs(sekunden(roh_.samples() - bis)) <= SPIEL;
+    if (passt) nachtrag_.chunks.insert(nachtrag_.chunks.end(), zeilen.begin(), zeilen.end());
+    if (kanal == Kanal::me) meBis_ = passt ? bis : ab;
+  }
+
+  // The number behind those of a channel's lines.
+  [[nodiscard]] std::int64_t naechsteAngesagte(Kanal kanal) const {
+    std::int64_t nummer = -1;
+    for (const ChunkZeile& zeile : ereignisse_.chunks)
+      if (zeile.kanal == kanal) nummer = std::max(nummer, zeile.nummer);
+    return nummer + 1;
+  }
+
+  [[nodiscard]] std::optional<Ton> ohneZeile(Kanal kanal, std::int64_t nummer) const {
+    const auto& namen = ordner_.chunksVon(kanal);
+    const auto name = namen.find(nummer);
+    if (name == namen.end()) return std::nullopt;
+    auto ton = oeffneTon(ordner_, name->second);
+    if (!ton || ton->wav.rate != roh_.wav.rate || ton->samples() == 0) return std::nullopt;
+    return ton;
+  }
+
+  // A chunk that a killed repair had cut. Without echo removal there is no telling them apart, and
+  // no need to.
+  [[nodiscard]] bool ausRoh(const Ton& chunk, std::int64_t ab) const {
+    return (!ereignisse_.start || ereignisse_.start->echo) && gleicht(chunk, roh_, ab);
+  }
+
+  const Sitzungsordner& ordner_;
+  const Ereignisse& ereignisse_;
+  const Ton& roh_;
+  Zeitplan plan_;
+  std::int64_t meBis_ = 0;  // samples of "me" that have a chunk
+  Nachtrag nachtrag_;
+};
+
+}  // namespace
+
+Nachtrag findeNachtrag(const Sitzungsordner& ordner, const Ereignisse& ereignisse) {
+  // After an orderly end the recorder itself has decided what was worth a chunk.
+  if (ereignisse.fertig || !ordner.roh) return {};
+  const auto roh = oeffneTon(ordner, ROHDATEI);
+  if (!roh) return {};
+  return Sucher(ordner, ereignisse, *roh).laufe();
+}
+
+std::int64_t naechsteNummer(const Sitzungsordner& ordner, const Ereignisse& ereignisse) {
+  std::int64_t nummer = ordner.hoechsteFremde[static_cast<std::size_t>(Kanal::me)];
+  for (const ChunkZeile& zeile : ereignisse.chunks)
+    if (zeile.kanal == Kanal::me) nummer = std::max(nummer, zeile.nummer);
+  const auto& dateien = ordner.chunksVon(Kanal::me);
+  if (!dateien.empty()) nummer = std::max(nummer, dateien.rbegin()->first);
+  return nummer + 1;
+}
+
+}  // namespace hallkorb
