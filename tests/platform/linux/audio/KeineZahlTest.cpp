@@ -112,5 +112,16 @@ TEST(KeineZahl, CostsTheEchoPathNothing) {
   }
 }
 
+// Such a value is sound as far as anybody can know.
+TEST(KeineZahl, AHugeValueIsForgottenByTheAverages) {
+  const double heil = pegel(lauf(0.0F, 0.0F).samples, 8.0, 12.0);
+  for (const auto& [mikrofon, gespielt] : {std::pair{1e6F, 0.0F}, std::pair{0.0F, 1e6F}}) {
+    const Ergebnis e = lauf(mikrofon, gespielt);
+    EXPECT_TRUE(
+        std::all_of(e.samples.begin(), e.samples.end(), [](float x) { return std::isfinite(x); }));
+    EXPECT_NEAR(pegel(e.samples, 10.0, 12.0), heil, 3.0) << mikrofon << " and " << gespielt;
+  }
+}
+
 }  // namespace
 }  // namespace hallkorb
