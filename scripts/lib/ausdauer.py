@@ -222,7 +222,7 @@ def reihenfolge(form):
 
 
 @nachweis("freeze", "Recorder, PipeWire, session manager or X server frozen",
-          "the recording goes on; silence for no longer than the freeze",
+          "the recording goes on; silence only until there is sound again; the picture comes back",
           "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)")
 def frost(form):
     zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
