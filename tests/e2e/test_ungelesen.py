@@ -112,9 +112,11 @@ class Ungelesen(test_ausdauer.Ausdauerfall):
     def schlafe(self, nummer):
         self.sprich(SCHLAF + 30)
         self.aufnahme = os.path.join(self.ordner, f"schlaf-{nummer}")
-        aufnahme = self.lauf(*KURZ, liest=False, rohr=ROHR)
+        aufnahme = self.lauf("--legacy-chunks", "--chunk", "0.5", liest=False, rohr=ROHR)
         aufnahme.warte_aufnahme(SCHLAF, test_ausdauer.GEDULD)
+        geschrieben = len(self.chunk_dateien(aufnahme))
         aufnahme.lies()
+        self.warte_bis(lambda: len(aufnahme.chunks()) >= geschrieben, "the lines that waited")
         aufnahme.stoppe(frist=test_ausdauer.GEDULD)
         for kanal in ("me", "them"):
             chunks = aufnahme.chunks(kanal)
