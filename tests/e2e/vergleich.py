@@ -7,6 +7,7 @@ import signale
 STUECK = signale.ZIEL // 4  # samples
 LEISE = 0.02  # RMS below which a piece is a pause, or the player's edge
 GLEICH = 0.9  # the recorder's grid may lie a sixth of a sample beside each of the three templates
+LOCH = signale.ZIEL // 200  # samples of silence in a row, which noise never has
 
 
 class Schleife:
@@ -33,9 +34,10 @@ class Schleife:
         return bestes
 
     def pruefe(self, chunks):
-        """`chunks`: (t0, samples). Returns (pieces that are what was played, loud pieces that are not,
-        and by how many samples their places differ from what their times say, at most)."""
+        """`chunks`: (t0, samples). Returns (pieces that are what was played, loud pieces that are not, whether
+        the player has left holes, and by how many samples places differ from what their times say)."""
         gleiche, fremde, lagen = 0, 0, []
+        loecher = any(hat_loch(ton) for _, ton in chunks)
         for t0, ton in chunks:
             for ab in range(0, len(ton) - STUECK + 1, STUECK):
                 stueck = ton[ab:ab + STUECK]
@@ -48,10 +50,16 @@ class Schleife:
                 gleiche += 1
                 lagen.append(ort - round(t0 * signale.ZIEL) - ab)
         if not lagen:
-            return gleiche, fremde, 0
+            return gleiche, fremde, loecher, 0
         halb = self.runde // 2
         abstaende = [(lage - lagen[0] + halb) % self.runde - halb for lage in lagen]
-        return gleiche, fremde, max(abstaende) - min(abstaende)
+        return gleiche, fremde, loecher, max(abstaende) - min(abstaende)
+
+
+def hat_loch(ton):
+    """Whether there is silence within the sound."""
+    laut = numpy.flatnonzero(numpy.abs(ton) > 1e-3)
+    return len(laut) > 1 and int(numpy.diff(laut).max()) > LOCH
 
 
 def wie_roh(ton, roh, t0):
