@@ -37,7 +37,7 @@ class Schleife:
         """`chunks`: (t0, samples). Returns (pieces that are what was played, loud pieces that are not, whether
         the player has left holes, and by how many samples places differ from what their times say)."""
         gleiche, fremde, lagen = 0, 0, []
-        loecher = any(hat_loch(ton) for _, ton in chunks)
+        loecher = any(hat_loch(ton, nummer == 0) for nummer, (_, ton) in enumerate(chunks))
         for t0, ton in chunks:
             for ab in range(0, len(ton) - STUECK + 1, STUECK):
                 stueck = ton[ab:ab + STUECK]
@@ -56,10 +56,14 @@ class Schleife:
         return gleiche, fremde, loecher, max(abstaende) - min(abstaende)
 
 
-def hat_loch(ton):
-    """Whether there is silence within the sound."""
+def hat_loch(ton, erster):
+    """Whether there is silence within the sound, or at its edges, where chunks are cut. The first one may begin
+    before the sound does."""
     laut = numpy.flatnonzero(numpy.abs(ton) > 1e-3)
-    return len(laut) > 1 and int(numpy.diff(laut).max()) > LOCH
+    if not len(laut):
+        return True
+    grenzen = numpy.concatenate([[laut[0] if erster else -1], laut, [len(ton)]])
+    return int(numpy.diff(grenzen).max()) > LOCH
 
 
 def wie_roh(ton, roh, t0):
