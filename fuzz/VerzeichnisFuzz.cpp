@@ -29,18 +29,30 @@ class Daemon {
   pw_core* core() { return reinterpret_cast<pw_core*>(&core_); }
 
   void neues(std::uint32_t id, const std::string& art, const spa_dict* eigenschaften) {
-    spa_hook_list_call(&registryHoerer_, pw_registry_events, global, 0, id, 0, art.c_str(), 3,
-                       eigenschaften);
+    rufe<pw_registry_events>(registryHoerer_, [&](const pw_registry_events& e, void* daten) {
+      e.global(daten, id, 0, art.c_str(), 3, eigenschaften);
+    });
   }
   void weg(std::uint32_t id) {
-    spa_hook_list_call(&registryHoerer_, pw_registry_events, global_remove, 0, id);
+    rufe<pw_registry_events>(registryHoerer_, [&](const pw_registry_events& e, void* daten) {
+      e.global_remove(daten, id);
+    });
   }
   void metadatum(std::uint32_t subjekt, const char* schluessel, const char* wert) {
-    spa_hook_list_call(&metadatenHoerer_, pw_metadata_events, property, 0, subjekt, schluessel, "",
-                       wert);
+    rufe<pw_metadata_events>(metadatenHoerer_, [&](const pw_metadata_events& e, void* daten) {
+      e.property(daten, subjekt, schluessel, "", wert);
+    });
   }
 
  private:
+  // The library's macro for this is no standard C++.
+  template <class Ereignisse, class Tat>
+  static void rufe(spa_hook_list& hoerer, const Tat& tat) {
+    for (spa_list* glied = hoerer.list.next; glied != &hoerer.list; glied = glied->next) {
+      const spa_callbacks& haken = reinterpret_cast<spa_hook*>(glied)->cb;
+      tat(*static_cast<const Ereignisse*>(haken.funcs), haken.data);
+    }
+  }
   static pw_registry* gibRegistry(void* selbst, std::uint32_t, std::size_t) {
     return reinterpret_cast<pw_registry*>(&static_cast<Daemon*>(selbst)->registry_);
   }

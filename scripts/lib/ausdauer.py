@@ -27,6 +27,7 @@ SAATEN = {"quick": "300", "long": "10000"}
 WETTLAEUFE = {"quick": "4", "long": "250"}  # under each sanitizer
 WIEDERHOLUNGEN = {"quick": 1, "long": 5}  # of tests that have one form only
 FORMEN = ("quick", "long")
+E2E = ("hallkorb", "hallkorb-sitzung", "testfenster")  # what its end-to-end tests need
 AUSGELASSEN = 77  # the status of a test that cannot be made here
 
 
@@ -83,7 +84,7 @@ def _ist_zahl(wert):
 
 def _e2e(name, form, preset="release", modul="test_ausdauer", **weitere):
     """Runs one end-to-end test with the program of that build; returns the figures that it kept."""
-    stufen.baue("release")
+    stufen.baue("release", *E2E)
     if preset != "release":
         stufen.baue(preset, "hallkorb", optionen=stufen.SCHNELL)
         weitere["HALLKORB"] = os.path.join(stufen.BAU, preset, "hallkorb")
@@ -99,7 +100,7 @@ def _e2e(name, form, preset="release", modul="test_ausdauer", **weitere):
 
 def _mehrmals(form, modul, *namen):
     """Runs end-to-end tests that have no longer form, in the long form each five times."""
-    stufen.baue("release")
+    stufen.baue("release", *E2E)
     for runde in range(WIEDERHOLUNGEN[form]):
         for name in namen:
             _lauf([sys.executable, os.path.join("tests", "e2e"), f"{modul}.{name}"], _umgebung(form))

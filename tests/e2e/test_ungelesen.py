@@ -15,7 +15,7 @@ import test_ausdauer
 import test_video
 
 ROHR = 4096  # bytes, the smallest pipe
-KURZ = ("--legacy-chunks", "--chunk", "0.05")  # forty lines a second
+KURZ = ("--legacy-chunks", "--chunk", "0.05")  # in silence up to a hundred lines a second
 ZEILEN = 700
 WARTEZEITEN = 250 + 100  # and what the threads wait for each other
 SCHLAF = 36.0  # longer than the captures' own memory, eleven and twenty-two seconds
@@ -50,7 +50,6 @@ class Ungelesen(test_ausdauer.Ausdauerfall):
 
     def test_stopp(self):
         """Hundreds of lines wait when the signal comes, with the echo path and without it."""
-        self.sprich(120)
         laeufe = [self.lauf(*KURZ, echo=echo, lies_stdout=False, rohr=ROHR,
                             ordner=f"{self.aufnahme}-{echo}") for echo in (False, True)]
         for aufnahme in laeufe:
