@@ -42,10 +42,10 @@ def geprueft(text):
 
 
 class Zeilen:
-    """The lines of one stream, read by a thread of its own. What `pruefe` raises of a line that is complete
-    is kept in `falsch`."""
+    """The lines of one stream, read by a thread of its own, from beginne() on if not at once. What `pruefe`
+    raises of a line that is complete is kept in `falsch`."""
 
-    def __init__(self, strom, pruefe=None):
+    def __init__(self, strom, pruefe=None, *, sofort=True):
         self._strom = strom
         self._pruefe = pruefe
         self.falsch = []
@@ -53,7 +53,12 @@ class Zeilen:
         self.alle = []  # (time on the monotonic clock, text)
         self.zu = False
         self._faden = threading.Thread(target=self._lies, daemon=True)
-        self._faden.start()
+        if sofort:
+            self.beginne()
+
+    def beginne(self):
+        if self._faden.ident is None:
+            self._faden.start()
 
     def _lies(self):
         for zeile in self._strom:
@@ -90,16 +95,17 @@ class Zeilen:
 
     def schliesse(self):
         """Waits until everything was read."""
+        self.beginne()
         self._faden.join(FRIST)
 
 
 class Lauf:
     """A running hallkorb, without video and echo path unless they are asked for. `lies_stdout` False
-    leaves reading standard output to the test; `protokoll` lets libraries write to standard error.
-    `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
+    leaves reading standard output to the test, `liest` False both streams, until lies();
+    `protokoll` lets libraries write to standard error. `sofort` gets the process at once; `gehalten` are signals that it starts with blocked, `vorsatz` the
     program that starts it, `rohr` how many bytes its pipes take."""
 
-    def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, video=False,
+    def __init__(self, test, argumente, umgebung, ordner, *, lies_stdout=True, liest=True, video=False,
                  echo=False, protokoll=False, gehalten=(), sofort=None, vorsatz=(),
                  programm=PROGRAMM, rohr=-1):
         self.test = test
@@ -114,8 +120,8 @@ class Lauf:
         if sofort:
             sofort(self.prozess)
         test.addCleanup(self._raeume_auf)
-        self.aus = Zeilen(self.prozess.stdout, schema.pruefe) if lies_stdout else None
-        self.diagnose = Zeilen(self.prozess.stderr)
+        self.aus = Zeilen(self.prozess.stdout, schema.pruefe, sofort=liest) if lies_stdout else None
+        self.diagnose = Zeilen(self.prozess.stderr, sofort=liest)
 
     def _raeume_auf(self):
         if self.prozess.poll() is None:
@@ -131,6 +137,11 @@ class Lauf:
             self.pruefe_diagnose()
         if self.aus:
             self.test.assertEqual(self.aus.falsch, [])
+
+    def lies(self):
+        """Reads both streams from now on."""
+        for zeilen in (self.aus, self.diagnose):
+            zeilen.beginne()
 
     # --- Waiting ------------------------------------------------------------------------------
 

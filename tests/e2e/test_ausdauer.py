@@ -1,4 +1,4 @@
-"""What the whole program keeps when it is killed, stopped or frozen, and whether it lasts.
+"""What the whole program keeps when it is stopped, frozen or limited, and whether it lasts.
 
 Each test tries a few moments, or with HALLKORB_LANG=1 as many as scripts/soak does; HALLKORB_ANZAHL
 sets the number. Moments are drawn by a seeded generator. What was tried and what it cost goes as JSON
@@ -73,72 +73,6 @@ class Ausdauerfall(test_video.Fensterfall):
             self.assertTrue(passt, f"{satz} is not what the raw file holds\n{aufnahme.alles()}")
         return len(aufnahme.chunks())
 
-    def pruefe_roh(self):
-        """The header declares no more than there is, and at most five seconds and a block less. Returns
-        the seconds that it declares too little."""
-        pfad = os.path.join(self.aufnahme, "mikro_roh.wav")
-        if not os.path.exists(pfad) or os.path.getsize(pfad) < 44:
-            return 0.0
-        _, _, erklaert, vorhanden = signale.lies(pfad)
-        self.assertLessEqual(erklaert, vorhanden)
-        fehlt = (vorhanden - erklaert) / 2 / RATE
-        self.assertLessEqual(fehlt, 5.5)
-        return fehlt
-
-
-class Getoetet(Ausdauerfall):
-
-    def test_getoetet_in_jedem_moment(self):
-        """kill -9 while it starts, records, follows a window and stops, always into the same folder."""
-        wie_oft = anzahl(6, 300)
-        self.sprich(600 if LANG else 120)
-        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
-        chunks, hoechstens, videos = 0, 0.0, 0
-        for nummer in range(wie_oft):
-            if LANG and nummer % 50 == 49:
-                self.sprich(600)
-            art = ("start", "lauf", "wechsel", "stopp")[nummer % 4]
-            echo = self.zufall.random() < 0.5
-            aufnahme = self.lauf(video=True, echo=echo, umgebung=self.bildschirm.umgebung)
-            self.bis_zum_moment(aufnahme, art)
-            aufnahme.prozess.kill()
-            aufnahme.ende(GEDULD)
-            chunks += self.pruefe_chunks(aufnahme, not echo)
-            hoechstens = max(hoechstens, self.pruefe_roh())
-            videos += self.pruefe_video(aufnahme, art)
-            fortschritt(f"{nummer + 1} of {wie_oft} killed ({art})")
-        # What all of them left does not disturb a recording that is stopped in order.
-        aufnahme = self.lauf("--max", "2", umgebung=self.bildschirm.umgebung, video=True)
-        aufnahme.gestartet()
-        aufnahme.warte_aufnahme(5.0, GEDULD)
-        aufnahme.stoppe(frist=GEDULD)
-        self.assertGreater(self.pruefe_chunks(aufnahme, True), 0)
-        merke(kills=wie_oft, chunks=chunks, videos=videos, roh_s=round(hoechstens, 2))
-
-    def bis_zum_moment(self, aufnahme, art):
-        if art == "start":
-            time.sleep(self.zufall.uniform(0.0, 1.0))  # any moment will do
-            return
-        aufnahme.gestartet()
-        aufnahme.ereignis("video_start", GEDULD)
-        aufnahme.warte_aufnahme(self.zufall.uniform(2.0, 7.0), GEDULD)
-        if art == "wechsel":
-            anderes = self.oeffne("Zoom Webinar", test_video.ZOOM, "teams", "--groesse", "1300", "820")
-            time.sleep(self.zufall.uniform(0.0, 3.0))
-            self.bildschirm.schliesse(anderes)
-        elif art == "stopp":
-            aufnahme.sende(signal.SIGINT)
-            time.sleep(self.zufall.uniform(0.0, 0.4))
-
-    def pruefe_video(self, aufnahme, art):
-        """All but the last two seconds play. Returns whether there was a video to look at."""
-        start = [satz for satz in aufnahme.saetze() if satz.get("event") == "video_start"]
-        if not start or art == "start":
-            return False
-        gedreht = film.Film(os.path.join(self.aufnahme, "video.mp4"))
-        self.assertGreater(start[0]["t_s"] + gedreht.dauer, aufnahme.aufgenommen() - 2.5)
-        return True
-
 
 class Neustarts(Ausdauerfall):
 
@@ -186,17 +120,24 @@ class Eingefroren(Ausdauerfall):
                  "PipeWire": lambda nummer: self.raum.sende("pipewire", nummer),
                  "session manager": lambda nummer: self.raum.sende("wireplumber", nummer),
                  "X server": lambda nummer: self.bildschirm.sende_server(nummer)}[wer]
+        video = os.path.join(self.aufnahme, "video.mp4")
+        anfang = time.monotonic()
         sende(signal.SIGSTOP)
         time.sleep(dauer)  # the fault itself
         sende(signal.SIGCONT)
-        vorher = aufnahme.aufgenommen()
-        self.warte_bis(lambda: aufnahme.aufgenommen() > vorher + 2.0, "sound again", GEDULD + dauer)
+        ton, bild = aufnahme.aufgenommen(), os.path.getsize(video)
+        self.warte_bis(lambda: aufnahme.aufgenommen() > ton, "sound again", GEDULD + dauer)
+        stille = time.monotonic() - anfang
+        self.warte_bis(lambda: os.path.getsize(video) > bild, "a picture again", GEDULD + dauer)
+        aufnahme.warte_aufnahme(2.0, GEDULD)
         aufnahme.stoppe(frist=GEDULD)
         self.pruefe_chunks(aufnahme, True)
+        (satz,) = aufnahme.ereignisse("video")
+        self.assertEqual(satz["frames"], len(film.Film(satz["path"]).zeiten))
         luecken = max(aufnahme.zeitachse()[kanal]["luecken_ms"] for kanal in ("me", "them"))
-        # A gap is never longer than what caused it; what is only looked at costs no sound.
-        grenze = 1000 * dauer + 5000 if wer in ("recorder", "PipeWire") else 500
-        self.assertLessEqual(luecken, grenze, aufnahme.alles())
+        # A gap is never longer than until there was sound again; what is only looked at costs no sound.
+        grenze = 1000 * stille if wer in ("recorder", "PipeWire") else 0
+        self.assertLessEqual(luecken, grenze + 500, aufnahme.alles())
         return luecken
 
 

@@ -2,6 +2,7 @@
 
 import itertools
 import os
+import resource
 import subprocess
 import sys
 import unittest
@@ -172,6 +173,73 @@ class Deskriptoren(test_video.Fensterfall):
         self.assertEqual(enden[80], 0)
         (started,) = aufnahme.ereignisse("started")
         self.assertEqual((started["mic"], started["system"]), (True, True))
+
+
+class ImLauf(test_video.Fensterfall):
+    """Limits that are set while a recording with everything runs, and taken back."""
+
+    LANG = True
+
+    def aufnehmen(self):
+        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
+        for geraet, saat in (("speakers", 1), ("mic-feed", 2)):
+            datei = os.path.join(self.ordner, geraet + ".wav")
+            signale.schreibe(datei, signale.rauschen(120.0, saat))
+            self.raum.spiele(datei, geraet)
+        aufnahme = self.lauf("--legacy-chunks", "--chunk", "1", video=True, echo=True,
+                             umgebung=self.bildschirm.umgebung)
+        aufnahme.gestartet()
+        aufnahme.ereignis("video_start")
+        aufnahme.chunk("me")
+        return aufnahme
+
+    @staticmethod
+    def begrenze(aufnahme, was, wert):
+        """The soft limit; returns what it was."""
+        bisher = resource.prlimit(aufnahme.prozess.pid, was)
+        resource.prlimit(aufnahme.prozess.pid, was, (wert, bisher[1]))
+        return bisher[0]
+
+    def pruefe_danach(self, aufnahme, verloren):
+        """The recording is whole again: chunks come, and the end is orderly. Each chunk was announced or
+        reported as lost."""
+        for kanal in ("me", "them"):
+            aufnahme.chunk(kanal, len(aufnahme.chunks(kanal)) + verloren + 2)
+        aufnahme.stoppe(frist=60.0)
+        self.pruefe_ton(aufnahme)
+        self.assertEqual(aufnahme.diagnosen("Bloecke verloren"), 0, aufnahme.alles())
+        for kanal in ("me", "them"):
+            chunks = aufnahme.chunks(kanal)
+            gemeldet = aufnahme.diagnosen(f"WAV-Schreibfehler ({kanal} #")
+            self.assertEqual(len(chunks) + gemeldet, chunks[-1]["chunk"] + 1, aufnahme.alles())
+            for satz in chunks:
+                signale.lies_ganz(satz["path"])
+        roh = signale.lies_ganz(os.path.join(aufnahme.ordner, "mikro_roh.wav"))
+        self.assertGreaterEqual(len(roh) / signale.ZIEL, aufnahme.chunks("me")[-1]["t1"] - 0.01)
+
+    def test_deskriptoren(self):
+        """No further descriptor: chunks are lost with their line, what is open goes on."""
+        aufnahme = self.aufnehmen()
+        offen = {int(name) for name in os.listdir(f"/proc/{aufnahme.prozess.pid}/fd")}
+        # The first that is free: whatever is opened gets a number that is not allowed.
+        bisher = self.begrenze(aufnahme, resource.RLIMIT_NOFILE, min(set(range(len(offen) + 1)) - offen))
+        aufnahme.meldung("WAV-Schreibfehler (them #")
+        aufnahme.meldung("WAV-Schreibfehler (me #")
+        aufnahme.warte_aufnahme(3.0)
+        self.begrenze(aufnahme, resource.RLIMIT_NOFILE, bisher)
+        self.pruefe_danach(aufnahme, aufnahme.diagnosen("WAV-Schreibfehler ("))
+        self.assertEqual(len(aufnahme.ereignisse("video")), 1, aufnahme.alles())
+
+    def test_dateigroesse(self):
+        """The raw file may not grow: its samples are lost with their line, and their place stays silent."""
+        aufnahme = self.aufnehmen()
+        roh = os.path.join(aufnahme.ordner, "mikro_roh.wav")
+        bisher = self.begrenze(aufnahme, resource.RLIMIT_FSIZE, os.path.getsize(roh) + 4096)
+        aufnahme.meldung("mikro_roh.wav: Schreibfehler: ")
+        aufnahme.chunk("me", len(aufnahme.chunks("me")) + 2)
+        self.begrenze(aufnahme, resource.RLIMIT_FSIZE, bisher)
+        aufnahme.meldung("mikro_roh.wav: Schreiben geht wieder, ")
+        self.pruefe_danach(aufnahme, 0)
 
 
 class Standardstroeme(lauf.Fall):

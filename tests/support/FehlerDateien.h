@@ -61,6 +61,8 @@ class FehlerDateien : public Dateien {
 
   // Called before each call is carried out (or fails).
   std::function<void(Ruf)> vorher;
+  // Called with each call that fails or is short because of scheitere().
+  std::function<void()> beimScheitern;
 
   [[nodiscard]] std::size_t rufe() const { return rufe_; }
   [[nodiscard]] std::size_t rufe(Ruf ruf) const { return jeArt_[static_cast<std::size_t>(ruf)]; }
@@ -145,6 +147,7 @@ class FehlerDateien : public Dateien {
         if (nummer == 0) nummer = plan.nummer;
       }
     }
+    if (nummer != 0 && beimScheitern) beimScheitern();
     halb_ = nummer == KURZ;
     if (nummer > 0) return -nummer;
     return tat();

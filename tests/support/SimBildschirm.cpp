@@ -210,6 +210,7 @@ std::unique_ptr<VideoWriter> Bildschirm::videoWriter(const std::string& pfad,
     fehler = *schreiberFehlt;
     return nullptr;
   }
+  if (eigenerSchreiber) return eigenerSchreiber(pfad);
   filme.push_back({pfad, einstellungen, {}, {}, {}});
   return std::make_unique<Schreiber>(*this, filme.size() - 1);
 }

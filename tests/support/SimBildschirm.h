@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,7 +48,9 @@ class Bildschirm {
   bool bildNachStart = true;  // a picture follows each start and switch
   double bildVerzug = 0.0;    // seconds from reading a picture to its delivery
 
-  // How the writer behaves.
+  // Makes a writer instead of the simulated one.
+  std::function<std::unique_ptr<VideoWriter>(const std::string& pfad)> eigenerSchreiber;
+  // How the simulated one behaves.
   std::optional<Fehler> schreiberFehlt;
   bool schreiberStartet = true;
   bool schreiberSchreibt = true;

@@ -25,6 +25,7 @@
 
 #include "base/Abbruch.h"
 #include "driver/modes/LiveAufnahme.h"
+#include "tests/support/Fortschritt.h"
 #include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/Speicherwacht.h"
@@ -133,17 +134,19 @@ TEST_P(SpeicherfehlerTest, TheRecordingGoesOnOrEndsWithItsLineAndWholeFiles) {
   ASSERT_EQ(heil.befund.rohLaenge, SAMPLES);
   ASSERT_GT(heil.rufe, 1000U);
   const std::size_t schritt = std::getenv("HALLKORB_LANG") != nullptr ? 1 : heil.rufe / 50;
+  Fortschritt fortschritt(heil.rufe / schritt);
   Summe summe;
   int laeufe = 0;
   for (std::size_t n = 0; n < heil.rufe && !HasFailure(); n += schritt) {
     SCOPED_TRACE("allocation " + std::to_string(n));
     pruefe(laufe(n, GetParam()), heil, summe);
-    ++laeufe;
+    fortschritt.zeige(static_cast<std::size_t>(++laeufe));
   }
   RecordProperty("laeufe", laeufe);
   RecordProperty("belegungen", static_cast<int>(heil.rufe));
   RecordProperty("zu_ende", summe.zuEnde);
   RecordProperty("abgebrochen", summe.abgebrochen);
+  RecordProperty("abgelehnt", summe.abgelehnt);
   std::printf("%zu allocations, %d recordings: %d went on, %d ended with their line, %d refused\n",
               heil.rufe, laeufe, summe.zuEnde, summe.abgebrochen, summe.abgelehnt);
 }

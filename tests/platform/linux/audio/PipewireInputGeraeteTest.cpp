@@ -327,6 +327,21 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
   EXPECT_TRUE(me_.stand().ungestoert());
 }
 
+TEST_F(PipewireInputGeraete, TheSystemAudioComesBackWhenItsCordsArePulled) {
+  sitzung_.starte();
+  starteBeide();
+  ASSERT_TRUE(them_.warteAufBloecke(5));
+  for (const std::string seite : {"FL", "FR"})
+    sitzung_.befehl(
+        {"pw-link", "-d", "speakers:monitor_" + seite, "hallkorb.system:input_" + seite});
+  for (const char* ereignis : {Hoerer::KEINE_DATEN, "fortgesetzt"}) {
+    ASSERT_TRUE(them_.warteAuf(
+        [=](const Stand& s) { return !s.ereignisse.empty() && s.ereignisse.back() == ereignis; }));
+  }
+  ASSERT_TRUE(them_.warteAufBloecke(5));
+  EXPECT_TRUE(them_.stand().ungestoert());
+}
+
 TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
   sitzung_.starte();
   sitzung_.neuesGeraet("kopfhoerer", "Audio/Sink", "FL,FR", 1);
