@@ -36,7 +36,7 @@ debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 debian_paket=(dpkg-dev file git gzip python3-markdown-it rpm)
 debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
-debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse xdotool)
+debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse x11-utils xdotool)
 
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
 fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
@@ -52,7 +52,7 @@ fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux 
   python3-jsonschema python3-markdown-it mandoc)
 fedora_paket=(git gzip python3-markdown-it rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
-fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool)
+fedora_browser=(chromium firefox dejavu-sans-fonts pipewire-pulseaudio xdotool xprop)
 
 brew_build=(cmake ninja nlohmann-json utf8proc cli11)
 # The stages that run on macOS need no private session and none of the checkers.
