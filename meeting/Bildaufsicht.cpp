@@ -139,6 +139,7 @@ Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content)
 
 Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   ScreenContent content;
+  film_.beginneBlick();
   Ergebnis ergebnis = bildschirm_.inventar(content);
   if (ergebnis.gescheitert() || stand_.abgebrochen()) return ergebnis;
   const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
@@ -147,9 +148,12 @@ Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   // A browser may have drawn another page before it changed the title, and in a pause the last
   // picture stays to be seen.
   if (!stand_.nimmtAuf()) film_.nimmZurueck();
+  film_.klaere();
   switch (schritt) {
     case Bildzustand::Schritt::nichts:
       break;
+    case Bildzustand::Schritt::auffrischen:
+      return richteAuf(stand_.fenster());
     case Bildzustand::Schritt::umschalten:
       return umschalten(beste, content);
     case Bildzustand::Schritt::pausieren:

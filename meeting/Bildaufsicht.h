@@ -4,6 +4,10 @@
 // has another title; it follows the meeting when its window changes, and pauses when there is none.
 // docs/meeting.md has its states.
 //
+// Between the look that finds a window and the stream that shows it, the window may stop being a
+// meeting. A platform that watches titles reports the stream's window as changed when it begins
+// with it, so it is looked at once more before its pictures count.
+//
 // Calls into the screen may hang, and the stop then goes on without the supervision. So each of
 // them is followed by a look at the stop: once it has come, the platform may be gone, and nothing
 // but the objects given to the constructor may be touched.

@@ -5,13 +5,9 @@
 namespace hallkorb {
 
 void Bildzeiten::buche(const std::string& quelle, double sekunden) {
-  const auto eintrag = std::find_if(zeiten_.begin(), zeiten_.end(),
-                                    [&](const Eintrag& e) { return e.first == quelle; });
-  if (eintrag == zeiten_.end()) {
-    zeiten_.emplace_back(quelle, sekunden);
-  } else {
-    eintrag->second += sekunden;
-  }
+  const auto [stelle, neu] = stellen_.try_emplace(quelle, zeiten_.size());
+  if (neu) zeiten_.emplace_back(quelle, 0.0);
+  zeiten_[stelle->second].second += sekunden;
 }
 
 std::vector<Bildzeiten::Eintrag> Bildzeiten::laengsteZuerst() const {

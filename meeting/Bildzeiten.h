@@ -1,10 +1,13 @@
 // How long each source was on the picture.
 //
 // A recording's video may show several windows one after another; whoever looks for the meeting
-// later wants to know which, the main one first. Times are seconds; one thread at a time.
+// later wants to know which, the main one first. A title with a clock in it makes a source of every
+// second, so they are found by a table. Times are seconds; one thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -22,6 +25,7 @@ class Bildzeiten {
 
  private:
   std::vector<Eintrag> zeiten_;
+  std::unordered_map<std::string, std::size_t> stellen_;  // of the sources in it
 };
 
 }  // namespace hallkorb

@@ -51,6 +51,7 @@ void Bildzustand::stromWeg() {
 Bildzustand::Schritt Bildzustand::entscheide(const MeetingKandidaten& kandidaten, const Wahl& beste,
                                              Anlass anlass) {
   const std::lock_guard halter(zustand_);
+  bool wiederDa = false;
   if (laeuft_ && aktuell_ && !pauseGemeldet_) {
     const bool verschwunden = std::none_of(kandidaten.liste.begin(), kandidaten.liste.end(),
                                            [this](const Wahl& w) { return w.id == aktuell_->id; });
@@ -59,8 +60,14 @@ Bildzustand::Schritt Bildzustand::entscheide(const MeetingKandidaten& kandidaten
       return beste.istFenster() ? Schritt::umschalten : Schritt::pausieren;
     }
     // It is a meeting again, and what was to replace it could not be recorded.
-    if (!einlass_ && anlass == Anlass::takt) einlass_ = Einlass{aktuell_->id, hostSekunden()};
+    wiederDa = !einlass_ && anlass == Anlass::takt;
+    if (wiederDa) einlass_ = Einlass{aktuell_->id, hostSekunden()};
   }
+  const Schritt schritt = folge(beste, anlass);
+  return wiederDa && schritt == Schritt::nichts ? Schritt::auffrischen : schritt;
+}
+
+Bildzustand::Schritt Bildzustand::folge(const Wahl& beste, Anlass anlass) {
   if (!beste.istFenster()) return Schritt::nichts;
   if (anlass == Anlass::titel && (pauseGemeldet_ || !aktuell_)) return Schritt::nichts;
   const bool ohneBild = streamWeg_ || pauseGemeldet_;
@@ -87,6 +94,11 @@ std::optional<Bildzustand::Einlass> Bildzustand::lasseEin(std::uint32_t fenster)
 void Bildzustand::setzeEinlass(const std::optional<Einlass>& einlass) {
   const std::lock_guard halter(zustand_);
   einlass_ = einlass;
+}
+
+std::uint32_t Bildzustand::fenster() const {
+  const std::lock_guard halter(zustand_);
+  return aktuell_ ? aktuell_->id : 0;
 }
 
 bool Bildzustand::nimmtAuf() const {

@@ -30,8 +30,9 @@ class Bildzustand {
 
   // Why the screen is checked: it is time, or the recorded window has another title.
   enum class Anlass { takt, titel };
-  // What a check of the screen has to do.
-  enum class Schritt { nichts, umschalten, pausieren };
+  // What a check of the screen has to do. To refresh: the window counts again, and what it showed
+  // meanwhile was dropped, so its stream has to give another picture.
+  enum class Schritt { nichts, auffrischen, umschalten, pausieren };
   // Which pictures may be recorded.
   struct Einlass {
     std::uint32_t fenster = 0;
@@ -77,6 +78,8 @@ class Bildzustand {
   // Lets the pictures of a window in, before a stream is pointed at it; returns which were let in
   // before, for the case that it fails.
   std::optional<Einlass> lasseEin(std::uint32_t fenster);
+  // The window being recorded; 0 if there was none yet.
+  [[nodiscard]] std::uint32_t fenster() const;
   // Whether pictures of some window are let in.
   [[nodiscard]] bool nimmtAuf() const;
   void setzeEinlass(const std::optional<Einlass>& einlass);
@@ -93,6 +96,7 @@ class Bildzustand {
 
  private:
   // With `zustand_` held.
+  [[nodiscard]] Schritt folge(const Wahl& beste, Anlass anlass);
   void buchen();
 
   mutable std::mutex zustand_;

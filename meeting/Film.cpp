@@ -44,13 +44,36 @@ Ergebnis Film::writerAnlegen() {
   return {};
 }
 
-void Film::nimm(const Bild& bild) {
-  if (bild.status() != BildStatus::vollstaendig) return;
+bool Film::nimm(const Bild& bild) {
+  if (bild.status() != BildStatus::vollstaendig) return true;
   const std::lock_guard halter(lock_);
-  if (!writer_ || bild.zeit() < frischAb_) return;
+  if (!writer_) return true;
+  if (bild.zeit() < frischAb_) return false;
   if (!basis_) beginne(bild.zeit());
-  if (writer_->schreibt() && writer_->bereit() && writer_->haengeAn(bild)) ++frames_;
+  const bool genommen = writer_->schreibt() && writer_->bereit() && writer_->haengeAn(bild);
+  if (genommen) ++frames_;
   meldeAusfall();
+  return genommen || !writer_->schreibt();
+}
+
+void Film::zweifle() {
+  const std::lock_guard halter(lock_);
+  if (!writer_) return;
+  const double jetzt = hostSekunden();
+  if (!zweifel_) zweifel_ = jetzt;
+  if (!seitBlick_) seitBlick_ = jetzt;
+  writer_->begrenze(zweifel_);
+}
+
+void Film::beginneBlick() {
+  const std::lock_guard halter(lock_);
+  seitBlick_.reset();
+}
+
+void Film::klaere() {
+  const std::lock_guard halter(lock_);
+  zweifel_ = seitBlick_;
+  if (writer_) writer_->begrenze(zweifel_);
 }
 
 void Film::nimmZurueck() {
@@ -101,11 +124,12 @@ bool Film::amOrt() const {
 
 Film::Aufnahme Film::entnimm() {
   const std::lock_guard halter(lock_);
+  if (writer_ && basis_ && zweifel_) frames_ -= writer_->nimmZurueck();
   meldeAusfall();
   return {std::move(writer_), frames_};
 }
 
-bool Film::schliesseAb(const Aufnahme& aufnahme) {
+bool Film::schliesseAb(Aufnahme& aufnahme) {
   VideoWriter* writer = aufnahme.writer.get();
   if (writer == nullptr || aufnahme.frames < 1 || !writer->schreibt()) return false;
   // Finishing goes by the path.
@@ -119,6 +143,7 @@ bool Film::schliesseAb(const Aufnahme& aufnahme) {
     log("[hallkorb] Video-Abschluss fehlgeschlagen: " + text(writer->fehler()));
     return false;
   }
+  aufnahme.frames -= writer->ausgelassen();
   // The folder may have been removed while the writer went on in a file without a name.
   da = beharrlich([&] { return dateien_.zustand(ziel_, zustand); });
   if (da == 0) return true;

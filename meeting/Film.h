@@ -4,6 +4,10 @@
 // its times come from one clock, so while no picture comes the last one stays. A writer that has
 // failed stays so, and is reported once.
 //
+// A window whose title has changed may show something else than the meeting. Until the supervision
+// has looked, its newest pictures are in doubt: the writer holds them back, however long that look
+// takes, and if the recording ends before, they are dropped.
+//
 // `lock_` guards everything that changes. It is held while a picture is taken and, with the
 // first picture, while the file is created: a disk that hangs then also holds up the stream's
 // thread and the stop. Any thread.
@@ -41,9 +45,15 @@ class Film {
   // Both the supervision's alone.
   [[nodiscard]] Ergebnis writerAnlegen();
   [[nodiscard]] bool hatWriter() const { return schreiberAngelegt_; }
-  // Puts a picture into the file. One that is not complete, or comes while the writer is not ready,
-  // is dropped.
-  void nimm(const Bild& bild);
+  // Puts a picture into the file. One that is not complete is dropped; so is one that comes while
+  // the writer is not ready, or is too old, and then it returns false: the window is worth another.
+  [[nodiscard]] bool nimm(const Bild& bild);
+  // The window's title has changed.
+  void zweifle();
+  // The supervision looks at the titles: klaere() will end every doubt that there is by now.
+  void beginneBlick();
+  // It has found the window to be the meeting, or nimmZurueck() was called.
+  void klaere();
   // Drops what the writer holds back, and every picture that was read before now: the window has
   // stopped being a meeting, perhaps a moment before its title said so.
   void nimmZurueck();
@@ -51,10 +61,10 @@ class Film {
   // file that is no longer in its place. Does nothing while a picture is being taken.
   void pruefe();
 
-  // Ends the pictures: one that comes later is dropped.
+  // Ends the pictures: one that comes later is dropped, and those in doubt are.
   [[nodiscard]] Aufnahme entnimm();
   // Finishes the file; false, with the reason logged, if there is no whole video in its place.
-  [[nodiscard]] bool schliesseAb(const Aufnahme& aufnahme);
+  [[nodiscard]] bool schliesseAb(Aufnahme& aufnahme);
 
  private:
   // With `lock_` held.
@@ -75,6 +85,8 @@ class Film {
   std::optional<double> basis_;  // time of the first picture, host seconds
   std::int64_t frames_ = 0;      // pictures in the file
   double frischAb_ = std::numeric_limits<double>::lowest();  // host seconds
+  std::optional<double> zweifel_;                            // since when, host seconds
+  std::optional<double> seitBlick_;  // the first doubt since the last look began
   bool ausfallGemeldet_ = false;
   std::optional<Dateien::Zustand> eigene_;  // the file as it was begun
   bool verlustGemeldet_ = false;

@@ -61,11 +61,13 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
 }
 
-void WindowVideoCapture::bild(const Bild& bild) {
-  if (stand_.laesstEin(bild)) film_.nimm(bild);
+// While no picture counts, as in a pause, a refused one is not worth another.
+bool WindowVideoCapture::bild(const Bild& bild) {
+  return stand_.laesstEin(bild) ? film_.nimm(bild) : !stand_.nimmtAuf();
 }
 
 void WindowVideoCapture::titelGeaendert() {
+  film_.zweifle();
   uhr_.wecke();
 }
 

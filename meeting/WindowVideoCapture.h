@@ -69,7 +69,7 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   WindowVideoCapture(const std::string& outDir, double zeitNull, Plattform& plattform,
                      Dateien& dateien);
 
-  void bild(const Bild& bild) override;
+  [[nodiscard]] bool bild(const Bild& bild) override;
   void titelGeaendert() override;
   void gestoppt(const Fehler& fehler) override;
   [[nodiscard]] bool haltAn(const Bildzustand::Ende& ende);

@@ -9,6 +9,8 @@
 // - inventar() may block, for at most 3 seconds; any thread, one at a time.
 // - A WindowStream calls its listener from one thread, the stream's own, one call at a time, never
 //   from within start() or wechsle(). bild() may take its time: what arrives meanwhile is dropped.
+//   A picture that it refuses may be offered anew, as the window is then; a service whose pictures
+//   come only if something changes cannot do that.
 // - start() and wechsle() block until the capture runs or has failed, at most 3 seconds. A stream
 //   that called gestoppt() is finished: only stop() may follow.
 // - stop() may come at any time from any thread but the stream's own, also during start() or
@@ -58,7 +60,8 @@ enum class BildStatus { vollstaendig, unveraendert, leer, angehalten, begonnen, 
 class Bild {
  public:
   virtual ~Bild() = default;
-  // When the picture was read from the screen, in seconds on the clock of hostSekunden().
+  // When the picture was read from the screen, in seconds on the clock of hostSekunden(). It shows
+  // the window as it was then, or a moment later.
   [[nodiscard]] virtual double zeit() const = 0;
   // Only vollstaendig comes with a picture.
   [[nodiscard]] virtual BildStatus status() const = 0;
@@ -76,9 +79,12 @@ struct StreamKonfiguration {
 
 class WindowStreamListener {
  public:
-  virtual void bild(const Bild& bild) = 0;
-  // The recorded window has another title, so it may show something else now. A platform that is
-  // not notified of titles never calls it.
+  // Returns false if there is no room for the picture now, and the window should be offered again.
+  [[nodiscard]] virtual bool bild(const Bild& bild) = 0;
+  // The recorded window has another title, so it may show something else now. It is also called for
+  // each window that the stream goes over to, before its first picture: titles are watched only
+  // from then on, and the window was chosen earlier. A platform that is not notified of titles
+  // never calls it.
   virtual void titelGeaendert() {}
   // The stream ended by itself: the capture service is gone, or its screen is.
   virtual void gestoppt(const Fehler& fehler) = 0;

@@ -10,14 +10,16 @@
 //
 // A window's title may change a moment after its picture, so a writer can hold back the newest
 // pictures for `haltezeit` seconds and drop them if the title shows that they belong to something
-// else.
+// else. While that is being looked at, nothing more leaves the hold.
 //
-// starte(), bereit(), haengeAn() and nimmZurueck() belong to one thread at a time; schliesseAb()
-// may come from another one once these have returned for the last time. fehler() any thread.
+// starte(), bereit(), haengeAn(), begrenze() and nimmZurueck() belong to one thread at a time;
+// schliesseAb() may come from another one once these have returned for the last time. fehler() any
+// thread.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/Fehler.h"
@@ -46,12 +48,18 @@ class VideoWriter {
   [[nodiscard]] virtual bool bereit() const = 0;
   // Takes a picture; times must increase. False if it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
-  // Drops the pictures that are held back, though never the file's first one; returns how many.
+  // What would be held back until after `bis` (host seconds) stays held back; nullopt, as at first:
+  // nothing does.
+  virtual void begrenze(std::optional<double> bis) = 0;
+  // Drops the pictures that are held back; returns how many. If the file's first one is among them,
+  // the file begins with the next one instead.
   [[nodiscard]] virtual std::int64_t nimmZurueck() = 0;
   // Finishes the file; the last picture lasts until `ende`. Blocks until all of it has been handed
   // to the system, which writes it to the disk in its own time. Returns whether the file is
   // complete.
   [[nodiscard]] virtual bool schliesseAb(double ende) = 0;
+  // How many of the pictures it has taken the encoder left out; after schliesseAb().
+  [[nodiscard]] virtual std::int64_t ausgelassen() const = 0;
   // What failed; absent if nothing has.
   [[nodiscard]] virtual std::optional<Fehler> fehler() const = 0;
 };

@@ -37,7 +37,7 @@ debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 debian_paket=(dpkg-dev file git gzip python3-markdown-it rpm)
 debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
-debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse xdotool)
+debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse x11-utils xdotool)
 
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
 fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3

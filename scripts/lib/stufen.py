@@ -169,7 +169,7 @@ def stufe_browser(zaehler):
     """meetings in Chromium and Firefox: tabs, windows, full screen, crash, sound, microphone"""
     if not prozesse.LINUX:
         return
-    baue("release", "hallkorb", "testfenster")
+    baue("release", "hallkorb", "testfenster", "testsprecher")
     status, ausgabe = fuehre_aus(sys.executable, os.path.join("tests", "e2e"), "--jobs", "2",
                                  "test_browser", pruefe=False)
     if not status:

@@ -29,8 +29,19 @@ body { margin: 4px 12px; font: 20px sans-serif; color: #fff }
 div { position: fixed; bottom: 0; width: 80px; height: 10px; background: #fff }</style>
 %(titel)s<div id="balken"></div>
 <script>
-let schritt = 0;
-setInterval(() => { balken.style.left = (schritt = (schritt + 20) %% 600) + "px" }, 50);
+// When it was last about to be drawn after it had been hidden, in seconds since 1970; and the longest time,
+// in seconds, for which it stood still while it was to be seen.
+let gezeigt = 0, stillstand = 0;
+function zeigt() { requestAnimationFrame(() => { gezeigt = Date.now() / 1000 }) }
+document.addEventListener("visibilitychange", () => { if (!document.hidden) zeigt() });
+zeigt();
+let schritt = 0, zuletzt = 0;
+setInterval(() => {
+  balken.style.left = (schritt = (schritt + 20) %% 600) + "px";
+  const jetzt = performance.now() / 1000;
+  if (zuletzt) stillstand = Math.max(stillstand, jetzt - zuletzt);
+  zuletzt = document.hidden ? 0 : jetzt;
+}, 50);
 let klang, gehoert = 0;
 async function toene(hertz) {
   klang = new AudioContext();

@@ -6,6 +6,7 @@ stage "browser" of scripts/test. With HALLKORB_LANG=1 the story takes ten minute
 
 import os
 import subprocess
+import sys
 import time
 
 import numpy
@@ -15,6 +16,7 @@ import film
 import kontaktbogen
 import lauf
 import privat
+import prozesse
 import signale
 import test_video
 
@@ -26,6 +28,9 @@ LANG = bool(os.environ.get("HALLKORB_LANG"))
 BOGEN = os.path.join(lauf.WURZEL, "build", "contact-sheet")
 GEDULD = 60.0  # a browser on a busy machine takes long to start
 RATE = signale.ZIEL
+HALTEZEIT = 0.5  # seconds for which the recorder holds pictures back
+UNGEMALT = 0.25  # for which it waits for a window that draws nothing
+VERSUCHE = 5
 
 
 class Browserfall(test_video.Fensterfall):
@@ -114,6 +119,48 @@ class Browserfall(test_video.Fensterfall):
                              [{farbe}, {farbe}], f"what stands from {gedreht.zeiten[nummer]} on, and the next")
 
 
+class Titel:
+    """A window's titles, and how far apart they and their pages come. `verspaetet` are the distances that
+    are longer than the recorder allows for, in seconds."""
+
+    CODE = "abc-defg-hij"  # in the meeting's title
+
+    def __init__(self, fall, nummer):
+        prozess = prozesse.starte(["xprop", "-spy", "-id", str(nummer), "_NET_WM_NAME"],
+                                  env=fall.bildschirm.umgebung, stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.PIPE)
+        fall.addCleanup(prozess.stdout.close)
+        fall.addCleanup(prozess.wait)
+        fall.addCleanup(prozess.kill)
+        self._fall = fall
+        self._zeilen = lauf.Zeilen(prozess.stdout)
+        self._zeit(lambda titel: self.CODE in titel, 0)
+        self.verspaetet = []
+
+    def stand(self):
+        """How many titles there have been."""
+        return len(self._zeilen.texte())
+
+    def pruefe_weggang(self, seite, ab):
+        self._merke("title after its page", self._zeit(lambda titel: self.CODE not in titel, ab)
+                    - seite.tu("gezeigt"), HALTEZEIT - 0.1)
+
+    def pruefe_rueckkehr(self, seite, ab):
+        self._merke("page after its title",
+                    seite.tu("gezeigt") - self._zeit(lambda titel: self.CODE in titel, ab), 0.1)
+
+    def _zeit(self, passt, ab):
+        """When the first such title came, in seconds since 1970."""
+        gefunden = self._zeilen.warte(passt, GEDULD, ab)
+        self._fall.assertIsNotNone(gefunden, self._zeilen.texte())
+        return self._zeilen.alle[gefunden[0]][0] - time.monotonic() + time.time()
+
+    def _merke(self, was, sekunden, hoechstens):
+        print(f"{was}: {sekunden:.3f} s")
+        if sekunden > hoechstens:
+            self.verspaetet.append((was, round(sekunden, 3)))
+
+
 class Gemeinsam:
     """What holds in each browser."""
 
@@ -129,32 +176,56 @@ class Gemeinsam:
                 post.vorn()
             else:
                 post = self.oeffne_seite(programm, POST, "post")
+            return post
 
-        self.mehrmals(lambda _: self.pruefe_weggehen(geh_weg, meet.vorn))
+        def komm_wieder():
+            meet.vorn()
+            return meet
+
+        self.pruefe_weggehen(geh_weg, komm_wieder)
 
     def test_titel_nach_der_seite(self):
         """A page that shows the mail before its title says so is not in the film with it either."""
         _, meet = self.starte()
 
         def wird(titel, farbe):
-            meet.tu(f"document.documentElement.style.background = '#{FARBEN[farbe]}'")
+            meet.tu("gezeigt = Date.now() / 1000, "
+                    f"document.documentElement.style.background = '#{FARBEN[farbe]}'")
             meet.tu(f"setTimeout(() => document.title = '{titel}', 100)")
+            return meet
 
-        self.mehrmals(lambda _: self.pruefe_weggehen(lambda: wird(POST, "post"), lambda: wird(MEET, "meet")))
+        self.pruefe_weggehen(lambda: wird(POST, "post"), lambda: wird(MEET, "meet"))
 
     def pruefe_weggehen(self, geh_weg, komm_wieder):
-        """Three times away from the meeting and back to it: the film shows nothing else. A machine that
-        halts the browser between page and title for longer than pictures are held back spoils it."""
+        """Three times away from the meeting and back to it: the film shows nothing else. Both return the
+        page that is then to be seen. A machine that halts the browser between a page and its title for
+        longer than pictures are held back spoils it: that is measured, and only then there is another
+        attempt."""
+        titel = Titel(self, self.warte_fenster(lambda gezeigt: gezeigt.startswith(MEET)))
+        for versuch in range(VERSUCHE):
+            titel.verspaetet = []
+            try:
+                return self.geh_dreimal_weg(titel, geh_weg, komm_wieder)
+            except AssertionError as fehler:
+                if not titel.verspaetet or versuch == VERSUCHE - 1:
+                    raise
+                print(f"attempt {versuch + 1}, {titel.verspaetet}: {fehler}", file=sys.stderr)
+
+    def geh_dreimal_weg(self, titel, geh_weg, komm_wieder):
         aufnahme = self.aufnehmen()
         self.beginnt(aufnahme, MEET)
         pausen = []
         for nummer in range(3):
             aufnahme.warte_aufnahme(3.0)
-            geh_weg()
+            ab = titel.stand()
+            seite = geh_weg()
             pause = self.wechsel(aufnahme, 2 * nummer + 1, "video_pause")
             aufnahme.warte_aufnahme(4.0)
-            komm_wieder()
+            titel.pruefe_weggang(seite, ab)
+            ab = titel.stand()
+            seite = komm_wieder()
             danach = self.wechsel(aufnahme, 2 * nummer + 2)
+            titel.pruefe_rueckkehr(seite, ab)
             self.assertTrue(f" · {MEET}" in danach["quelle"], danach)
             pausen.append((pause, danach))
         aufnahme.warte_aufnahme(3.0)
@@ -326,6 +397,8 @@ class Geschichte(Browserfall):
             self.gezeigt = zeigt
             akte.append(zeigt)
             aufnahme.warte_aufnahme(teile * (10.0 if LANG else 1.0))
+            if zeigt == "meet":
+                self.stillstand = max(self.stillstand, self.meet.tu("stillstand"))
             stimmen.sprich()
         anfang = next(zeit for zeit, text in aufnahme.aus.alle if '"started"' in text)
         ende = time.monotonic() - anfang
@@ -339,10 +412,16 @@ class Geschichte(Browserfall):
         self.pruefe_fremde(gedreht)
         soll = [zeigt for nummer, zeigt in enumerate(akte)
                 if zeigt and next((davor for davor in reversed(akte[:nummer]) if davor), None) != zeigt]
-        # A browser shows a new small window before it draws the page in it.
-        self.assertEqual(gedreht.namen(FARBEN), soll)
+        print(f"a page stood still for {self.stillstand:.3f} s; the film: {self.reihe(gedreht)}")
+        if self.stillstand < UNGEMALT:
+            self.assertEqual(self.reihe(gedreht), soll)
+            self.pruefe_bilder(gedreht, ("meet", "zweites", "klein"))
+        else:
+            # What a halted browser has not drawn in time is filmed undrawn.
+            self.assertEqual(gedreht.namen(FARBEN), soll)
 
     gezeigt = None
+    stillstand = 0.0  # of the meeting's page while it was to be seen, at most
 
     @staticmethod
     def bildstand(aufnahme):

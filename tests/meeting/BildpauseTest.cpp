@@ -1,6 +1,10 @@
 // What must not be seen: no picture of a window that shows no meeting gets into the file.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,9 +18,27 @@ namespace {
 
 using Bilder = std::vector<std::pair<double, std::uint32_t>>;
 
+class Einzelbild final : public Bild {
+ public:
+  explicit Einzelbild(double zeit) : zeit_(zeit) {}
+  [[nodiscard]] double zeit() const override { return zeit_; }
+  [[nodiscard]] BildStatus status() const override { return BildStatus::vollstaendig; }
+  [[nodiscard]] std::uint32_t fenster() const override { return 7; }
+
+ private:
+  const double zeit_;
+};
+
 class BildpauseTest : public Bildszene {
  protected:
   BildpauseTest() { schirm.bildNachStart = false; }
+
+  // Titles are reported, pictures offered again, and the newest ones held back.
+  void wieAufX11() {
+    schirm.meldetAnfang = true;
+    schirm.bietetAn = true;
+    schirm.schreiberHaelt = true;
+  }
 
   static ScreenWindow tab(const std::string& titel) {
     return sim::fenster(7, "com.google.Chrome", titel);
@@ -88,8 +110,7 @@ TEST_P(BildpauseTest, PicturesFromJustBeforeAReplacementAreTakenBack) {
   EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.0, 7}, {4.0, 8}}));
 }
 
-// The first picture is what begins the file.
-TEST_P(BildpauseTest, TheFirstPictureIsNotTakenBack) {
+TEST_P(BildpauseTest, TheFirstPictureIsTakenBackToo) {
   schirm.windows = {tab("Meet")};
   schirm.schreiberHaelt = true;
   welt.am(2.875, [this] { schirm.bild(); });
@@ -98,32 +119,191 @@ TEST_P(BildpauseTest, TheFirstPictureIsNotTakenBack) {
     schirm.titelNeu();
   });
   video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(6.0));
+  EXPECT_EQ(bilder(), Bilder{});
+}
+
+// The user leaves the meeting while its stream starts, which loads a hundred libraries: too late
+// for the look that found the window, too early for the events of its titles.
+TEST_P(BildpauseTest, ATitleThatChangesDuringTheStartIsSeenBeforeAnyPictureCounts) {
+  wieAufX11();
+  schirm.windows = {tab("Meet")};
+  schirm.bildNachStart = true;
+  schirm.startDauer = 1.0;
+  zeige(0.5, {tab("Meine Bank")});
+  zeige(7, {tab("Meet")});
+  bewegtBis(11);
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(11.0));
+  EXPECT_GT(anzahl(7, 11), 2U);
+  EXPECT_EQ(anzahl(-1, 7), 0U);
+  // The film begins with what is left of it.
+  EXPECT_EQ(schirm.filme.at(0).basis, bilder().front().first);
+  EXPECT_EQ(ereignisse("video_start"), 1U);
+}
+
+TEST_P(BildpauseTest, ATitleThatChangesDuringASwitchIsSeenBeforeAnyPictureCounts) {
+  wieAufX11();
+  schirm.windows = {zoom(4)};
+  schirm.bildNachStart = true;
+  schirm.wechselDauer = 1.0;
+  zeige(2.5, {tab("Meet")});
+  zeige(4.5, {tab("Meine Bank")});
+  bewegtBis(9);
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  for (const auto& [zeit, fenster] : bilder())
+    EXPECT_EQ(fenster, 4U) << zeit;
+  EXPECT_GT(bilder().size(), 2U);
+}
+
+// A screen that is slow to answer leaves the new page more time than pictures are held back for.
+TEST_P(BildpauseTest, ALookThatTakesLongIsNotTooLate) {
+  wieAufX11();
+  schirm.windows = {tab("Meet")};
+  for (const double t : {1.0, 2.25, 2.75, 3.25, 3.75})
+    welt.am(t, [this] { schirm.bild(); });
+  welt.am(2.6, [this] { schirm.inventarDauer = 2.0; });
+  welt.am(3.0, [this] {
+    schirm.windows = {tab("Meine Bank")};
+    schirm.titelNeu(7);
+  });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(9.0));
+  EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.25, 7}}));
+}
+
+TEST_P(BildpauseTest, ATitleThatIsStillAMeetingsCostsNoPictures) {
+  wieAufX11();
+  schirm.inventarDauer = 0.1;
+  schirm.windows = {tab("Meet")};
+  for (int i = 0; i < 80; ++i) {
+    welt.am(2.05 + i * 0.1, [this, i] {
+      schirm.windows = {tab("Meet - " + std::to_string(i))};
+      schirm.titelNeu(7);
+    });
+  }
+  bewegtBis(12);
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(12.0);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(bilder().size(), 24U);
+  EXPECT_EQ(ergebnis->frames, 24);
+}
+
+// The user leaves the meeting and ends the recording before anybody has looked.
+TEST_P(BildpauseTest, WhatIsInDoubtAtTheStopIsLeftOut) {
+  wieAufX11();
+  schirm.windows = {tab("Meet")};
+  for (const double t : {1.0, 2.25, 2.75})
+    welt.am(t, [this] { schirm.bild(); });
+  welt.am(2.6, [this] { schirm.inventarDauer = 1.0; });
+  welt.am(3.0, [this] {
+    schirm.windows = {tab("Meine Bank")};
+    schirm.titelNeu(7);
+  });
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(3.1);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.25, 7}}));
+  EXPECT_EQ(ergebnis->frames, 2);
+}
+
+// In a window that stands still no other picture would come by itself.
+TEST_P(BildpauseTest, APictureThatWasNotTakenIsOfferedAgain) {
+  wieAufX11();
+  schirm.windows = {tab("Meet")};
+  welt.am(1.0, [this] { schirm.bild(); });
+  welt.am(3.0, [this] { schirm.bild(); });
+  welt.am(2.9, [this] { schirm.schreiberBereit = false; });
+  welt.am(3.5, [this] { schirm.schreiberBereit = true; });
+  video->starteGeduldig(120);
   EXPECT_TRUE(stoppe(6.0));
-  EXPECT_EQ(bilder(), (Bilder{{2.875, 7}}));
+  ASSERT_EQ(bilder().size(), 2U);
+  EXPECT_GE(bilder().back().first, 3.5);
+  EXPECT_LT(bilder().back().first, 3.6);
+}
+
+TEST_P(BildpauseTest, APictureThatCountsForNothingIsNotOfferedAgain) {
+  wieAufX11();
+  schirm.windows = {tab("Meet")};
+  schirm.schreiberSchreibt = false;
+  zeige(5, {tab("Meine Bank")});
+  for (const double t : {1.0, 7.0})
+    welt.am(t, [this] { schirm.bild(); });
+  video->starteGeduldig(120);
+  bis(9.0);
+  const std::uint64_t rufe = welt.rufe;
+  bis(9.9);
+  EXPECT_EQ(welt.rufe, rufe);  // nobody reads a picture
+  EXPECT_FALSE(stoppe(9.9));
+}
+
+// A replacement fails, and meanwhile the still window has become a meeting again.
+TEST_P(BildpauseTest, AStillWindowThatIsAMeetingAgainGivesAnotherPicture) {
+  wieAufX11();
+  schirm.bildNachStart = true;
+  schirm.windows = {tab("Meet"), zoom(4, "")};
+  schirm.wechselFehler = Fehler{"xcb", 3, "BadWindow"};
+  zeige(3, {tab("Meine Bank"), zoom(4, "")});
+  welt.am(3.75, [this] { schirm.bild(); });
+  welt.am(5, [this] {
+    schirm.windows = {tab("Meet"), zoom(4, "")};
+    schirm.wechselFehler = std::nullopt;
+  });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(10.0));
+  EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 7", "wechsle 4", "wechsle 7", "stop"}));
+  ASSERT_FALSE(bilder().empty());
+  EXPECT_EQ(bilder().back(), (std::pair<double, std::uint32_t>{6.0, 7}));
+  EXPECT_EQ(ereignisse("video_wechsel"), 0U);
 }
 
 // A picture that was let in may be on its way to the file when the others are taken back.
 TEST_P(BildpauseTest, APictureOnItsWayIsTakenBackToo) {
-  class Einzelbild final : public Bild {
-   public:
-    explicit Einzelbild(double zeit) : zeit_(zeit) {}
-    [[nodiscard]] double zeit() const override { return zeit_; }
-    [[nodiscard]] BildStatus status() const override { return BildStatus::vollstaendig; }
-    [[nodiscard]] std::uint32_t fenster() const override { return 7; }
-
-   private:
-    const double zeit_;
-  };
   Film film(ordner / "video.mp4", welt, posixDateien());
   ASSERT_TRUE(film.writerAnlegen().gelungen());
   const double unterwegs = hostSekunden();
-  film.nimm(Einzelbild(unterwegs));
+  EXPECT_TRUE(film.nimm(Einzelbild(unterwegs)));
   bis(1.0);
   film.nimmZurueck();
-  film.nimm(Einzelbild(unterwegs + 0.5));
-  film.nimm(Einzelbild(hostSekunden()));
+  EXPECT_FALSE(film.nimm(Einzelbild(unterwegs + 0.5)));
+  EXPECT_TRUE(film.nimm(Einzelbild(hostSekunden())));
   EXPECT_EQ(bilder(), (Bilder{{0.0, 7}, {1.0, 7}}));
   EXPECT_EQ(film.entnimm().frames, 2);
+}
+
+// A look decides what came before it: a title that changes meanwhile may be too new for it.
+TEST_P(BildpauseTest, ATitleThatChangesDuringALookStaysInDoubt) {
+  schirm.schreiberHaelt = true;
+  Film film(ordner / "video.mp4", welt, posixDateien());
+  ASSERT_TRUE(film.writerAnlegen().gelungen());
+  const auto nimm = [&](double zeit) {
+    bis(zeit);
+    EXPECT_TRUE(film.nimm(Einzelbild(hostSekunden())));
+  };
+  nimm(1.0);
+  film.zweifle();
+  film.beginneBlick();
+  nimm(2.0);
+  nimm(2.75);
+  bis(3.0);
+  film.zweifle();
+  nimm(4.0);
+  film.klaere();
+  nimm(5.0);
+  EXPECT_EQ(film.entnimm().frames, 2);
+  EXPECT_EQ(bilder(), (Bilder{{1.0, 7}, {2.0, 7}}));
+}
+
+TEST_P(BildpauseTest, WhatTheEncoderLeftOutIsNotCounted) {
+  schirm.windows = {tab("Meet")};
+  schirm.schreiberLaesstAus = 2;
+  bewegtBis(3);
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(4.0);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(ergebnis->frames, 4);
 }
 
 TEST_P(BildpauseTest, APictureThatWasReadInThePauseIsTooOldAfterIt) {
@@ -279,6 +459,99 @@ TEST_P(BildpauseTest, AStopDuringAnEarlierCheckIsQuick) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Saaten, BildpauseTest, testing::Range<std::uint64_t>(1, 6));
+
+// Which of two tabs shows the meeting, if any; each time for longer than a slow look and a slow
+// switch together.
+class Besprechung {
+ public:
+  // A tab that stops showing it has another page up to 0.4 s before its title says so.
+  Besprechung(sim::SimPlattform& welt, std::mt19937_64& zufall, double ende) {
+    const auto zwischen = [&](double von, double bis) {
+      return std::uniform_real_distribution<double>(von, bis)(zufall);
+    };
+    sim::Bildschirm& schirm = welt.bildschirm;
+    for (const std::uint32_t id : {7U, 8U})
+      schirm.windows.push_back(sim::fenster(id, "com.google.Chrome", "Meine Bank"));
+    std::uint32_t bisher = 0;
+    for (double t = zwischen(0, 2); t < ende; t += zwischen(5, 12)) {
+      const auto neue = static_cast<std::uint32_t>(6 + zufall() % 3);  // 6: neither
+      if (neue == bisher) continue;
+      ab_.emplace_back(t, neue);
+      betitle(welt, t, neue, "Meet");
+      betitle(welt, t + zwischen(0, 0.4), std::exchange(bisher, neue), "Meine Bank");
+    }
+  }
+
+  // The tab that shows it at that time; 0 before the first one.
+  [[nodiscard]] std::uint32_t fenster(double zeit) const {
+    std::uint32_t id = 0;
+    for (const auto& [ab, welches] : ab_)
+      id = ab <= zeit ? welches : id;
+    return id;
+  }
+
+ private:
+  static void betitle(sim::SimPlattform& welt, double zeit, std::uint32_t id, const char* titel) {
+    if (id < 7) return;
+    welt.am(zeit, [&schirm = welt.bildschirm, id, titel] {
+      schirm.windows.at(id - 7).titel = titel;
+      schirm.titelNeu(id);
+    });
+  }
+
+  std::vector<std::pair<double, std::uint32_t>> ab_;
+};
+
+// Calls take long and fail at any moment. Whatever happens, the film shows the meeting alone,
+// except for a page that comes right before the stop.
+TEST(BildpauseZufallTest, NothingButTheMeetingIsSeen) {
+  constexpr double ENDE = 60.0;
+  std::size_t bilder = 0;
+  std::size_t pausen = 0;
+  for (std::uint64_t saat = 1; saat <= 300; ++saat) {
+    SCOPED_TRACE(saat);
+    std::mt19937_64 zufall(saat);
+    const auto zwischen = [&](double von, double bis) {
+      return std::uniform_real_distribution<double>(von, bis)(zufall);
+    };
+    const TempOrdner ordner;
+    const AusgabeFaenger faenger;
+    sim::SimPlattform welt(saat);
+    sim::Bildschirm& schirm = welt.bildschirm;
+    setzeHostClock(welt);
+    schirm.meldetAnfang = schirm.bietetAn = schirm.schreiberHaelt = true;
+    schirm.bildVerzug = 0.02;
+    const Besprechung besprechung(welt, zufall, ENDE);
+    for (double t = 0; t < ENDE; t += zwischen(0, 6)) {
+      welt.am(t, [&schirm, r = zufall()] {
+        schirm.inventarDauer = static_cast<double>(r % 4) * 0.4;
+        schirm.inventarFrueh = r / 4 % 2 == 0;
+        schirm.startDauer = schirm.wechselDauer = static_cast<double>(r / 8 % 4) * 0.4;
+        schirm.wechselFehler = std::nullopt;
+        if (r / 32 % 6 == 0) schirm.wechselFehler = Fehler{"sim", 7, "Fehler"};
+        schirm.schreiberBereit = r / 256 % 5 != 0;
+      });
+    }
+    for (double t = 0; t < ENDE; t += zwischen(0.02, 0.3))
+      welt.am(t, [&schirm] { schirm.bild(); });
+
+    const auto video = WindowVideoCapture::baue(ordner.pfad(), sim::NULLZEIT, welt);
+    video->starteGeduldig(100);
+    const double stopp = zwischen(5, ENDE);
+    welt.am(stopp, [] {});
+    welt.warteBis([&] { return welt.jetzt() >= stopp; });
+    static_cast<void>(video->stop());
+    pausen += faenger.ausgabe().find("video_pause") != std::string::npos ? 1U : 0U;
+    if (schirm.filme.empty()) continue;
+    for (const auto& [zeit, id] : schirm.filme[0].bilder) {
+      if (zeit > stopp - 0.5) break;
+      EXPECT_EQ(id, besprechung.fenster(zeit)) << zeit;
+      ++bilder;
+    }
+  }
+  EXPECT_GT(bilder, 10'000U);
+  EXPECT_GT(pausen, 100U);
+}
 
 }  // namespace
 }  // namespace hallkorb

@@ -249,6 +249,7 @@ TEST(BildaufsichtZufallTest, TheLinesFitTogetherWhateverHappens) {
     sim::SimPlattform welt(saat);
     sim::Bildschirm& schirm = welt.bildschirm;
     setzeHostClock(welt);
+    schirm.meldetAnfang = schirm.bietetAn = schirm.schreiberHaelt = saat % 2 == 0;
     for (double t = 0; t < 60; t += einheit() * 8)
       welt.am(t, [&schirm, r = zufall()] { wuerfle(schirm, r); });
     for (double t = 0.5; t < 60; t += 0.5)
@@ -305,6 +306,7 @@ TEST(BildaufsichtZufallTest, ThePictureIsBackSoonAfterTheLastFault) {
     sim::SimPlattform welt(saat);
     sim::Bildschirm& schirm = welt.bildschirm;
     setzeHostClock(welt);
+    schirm.meldetAnfang = schirm.bietetAn = schirm.schreiberHaelt = saat % 2 == 0;
     for (double t = 0; t < RUHE; t += std::uniform_real_distribution<double>(0, 8)(zufall))
       welt.am(t, [&schirm, r = zufall()] { wuerfle(schirm, r); });
     const auto bleibt = static_cast<std::uint32_t>(1 + zufall() % 4);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <string>
+
 #include "meeting/Bildzeiten.h"
 
 namespace hallkorb {
@@ -15,6 +18,19 @@ TEST(BildzeitenTest, AddsUpBySourceAndTellsTheLongestFirst) {
   zeiten.buche("B", 0.25);
   zeiten.buche("A", 30.0);
   EXPECT_EQ(zeiten.laengsteZuerst(), (Eintraege{{"A", 90.25}, {"B", 12.75}}));
+}
+
+TEST(BildzeitenTest, AClockInATitleIsASourceForEachOfItsSeconds) {
+  constexpr int SEKUNDEN = 40'000;
+  Bildzeiten zeiten;
+  for (int i = 0; i < SEKUNDEN; ++i) {
+    zeiten.buche("Meet " + std::to_string(i), 1.0);
+    zeiten.buche("Meet " + std::to_string(i / 2), 0.5);
+  }
+  const Eintraege alle = zeiten.laengsteZuerst();
+  ASSERT_EQ(alle.size(), std::size_t{SEKUNDEN});
+  EXPECT_EQ(alle.front(), (Bildzeiten::Eintrag{"Meet 0", 2.0}));
+  EXPECT_EQ(alle[SEKUNDEN / 2], (Bildzeiten::Eintrag{"Meet 20000", 1.0}));
 }
 
 TEST(BildzeitenTest, EqualTimesKeepTheOrderOfTheirFirstBooking) {

@@ -36,7 +36,7 @@ struct Aufnahme {
 
 class Bildsammler final : public WindowStreamListener {
  public:
-  void bild(const Bild& bild) override {
+  bool bild(const Bild& bild) override {
     const auto& bgr = dynamic_cast<const BgrBild&>(bild);
     Aufnahme neu{bild.zeit(), bgr.breite(), bgr.hoehe(), bild.fenster(), {}};
     neu.daten.assign(bgr.daten(),
@@ -45,6 +45,9 @@ class Bildsammler final : public WindowStreamListener {
     zeiten_.push_back(bild.zeit());
     letztes_ = std::move(neu);
     neues_.notify_all();
+    if (ablehnungen_ == 0) return true;
+    --ablehnungen_;
+    return false;
   }
   void titelGeaendert() override {
     const std::lock_guard halter(lock_);
@@ -88,6 +91,11 @@ class Bildsammler final : public WindowStreamListener {
                            [&] { return !fehler_.empty(); });
   }
 
+  // Has no room for the next pictures, which it keeps all the same.
+  void lehneAb(std::size_t anzahl) {
+    const std::lock_guard halter(lock_);
+    ablehnungen_ = anzahl;
+  }
   // How often a new title was reported.
   [[nodiscard]] std::size_t titel() const {
     const std::lock_guard halter(lock_);
@@ -108,6 +116,7 @@ class Bildsammler final : public WindowStreamListener {
   std::vector<double> zeiten_;
   std::vector<Fehler> fehler_;
   std::size_t titel_ = 0;
+  std::size_t ablehnungen_ = 0;
   std::optional<Aufnahme> letztes_;
   double gesehen_ = 0.0;
 };

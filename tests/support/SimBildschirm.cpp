@@ -39,6 +39,7 @@ class Bildschirm::Strom final : public WindowStream {
     id_ = id;
     faden_ = welt_.starte([this, &hoerer] { laufe(hoerer); });
     schirm_.stroeme_.push_back(this);
+    if (schirm_.meldetAnfang) titelNeu();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     if (const auto ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
     return {};
@@ -49,7 +50,7 @@ class Bildschirm::Strom final : public WindowStream {
     dauere(schirm_.wechselDauer);
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
     if (schirm_.wechselFehler) return *schirm_.wechselFehler;
-    id_ = id;
+    if (std::exchange(id_, id) != id && schirm_.meldetAnfang) titelNeu();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     return {};
   }
@@ -73,9 +74,11 @@ class Bildschirm::Strom final : public WindowStream {
     welt_.am(wann, [] {});
     arbeit_.emplace_back([this, neues, wann](WindowStreamListener& hoerer) {
       welt_.warteBis([&] { return gestoppt_ || welt_.jetzt() >= wann; });
-      if (!gestoppt_) hoerer.bild(neues);
+      if (!gestoppt_ && !hoerer.bild(neues) && schirm_.bietetAn) gibBald();
     });
   }
+
+  [[nodiscard]] std::uint32_t fenster() const { return id_; }
 
   void titelNeu() {
     arbeit_.emplace_back([](WindowStreamListener& hoerer) { hoerer.titelGeaendert(); });
@@ -89,6 +92,15 @@ class Bildschirm::Strom final : public WindowStream {
   }
 
  private:
+  void gibBald() {
+    const double abstand = schirm_.konfigurationen.back().kleinsterAbstand;
+    welt_.am(welt_.jetzt() + abstand, [&schirm = schirm_, selbst = this] {
+      const auto& alle = schirm.stroeme_;
+      if (std::find(alle.begin(), alle.end(), selbst) != alle.end())
+        selbst->bild(BildStatus::vollstaendig);
+    });
+  }
+
   void dauere(double sekunden) {
     if (sekunden == 0.0) return;
     const double bis = welt_.jetzt() + sekunden;
@@ -123,11 +135,12 @@ class Bildschirm::Aufnahme final : public ScreenCapture {
   Ergebnis inventar(ScreenContent& content) override {
     SimPlattform& welt = schirm_.welt_;
     ++schirm_.inventare;
+    content.windows = schirm_.windows;
     const double bis = welt.jetzt() + schirm_.inventarDauer;
     welt.am(bis, [] {});
     welt.warteBis([&] { return welt.jetzt() >= bis; });
     if (schirm_.inventarFehler) return *schirm_.inventarFehler;
-    content.windows = schirm_.windows;
+    if (!schirm_.inventarFrueh) content.windows = schirm_.windows;
     return {};
   }
 
@@ -158,14 +171,18 @@ class Bildschirm::Schreiber final : public VideoWriter {
       schirm_.schreiberSchreibt = false;
     }
     if (!schirm_.schreiberNimmt || !schirm_.schreiberSchreibt) return false;
+    if (film().bilder.empty()) film().basis = bild.zeit() - NULLZEIT;
     film().bilder.emplace_back(bild.zeit() - NULLZEIT, bild.fenster());
     return true;
   }
+  void begrenze(std::optional<double> bis) override { grenze_ = bis; }
   std::int64_t nimmZurueck() override {
     auto& bilder = film().bilder;
-    const double ab = hostSekunden() - NULLZEIT - film().einstellungen.haltezeit;
+    const double jetzt = hostSekunden();
+    const double ab =
+        std::min(jetzt, grenze_.value_or(jetzt)) - NULLZEIT - film().einstellungen.haltezeit;
     std::int64_t anzahl = 0;
-    for (; schirm_.schreiberHaelt && bilder.size() > 1 && bilder.back().first > ab; ++anzahl)
+    for (; schirm_.schreiberHaelt && !bilder.empty() && bilder.back().first > ab; ++anzahl)
       bilder.pop_back();
     return anzahl;
   }
@@ -173,6 +190,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
     film().ende = ende - NULLZEIT;
     return schirm_.schreiberSchliesst;
   }
+  std::int64_t ausgelassen() const override { return schirm_.schreiberLaesstAus; }
   std::optional<Fehler> fehler() const override { return schirm_.schreiberFehler; }
 
  private:
@@ -181,6 +199,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
   Bildschirm& schirm_;
   const std::size_t film_;
   bool gestartet_ = false;
+  std::optional<double> grenze_;
 };
 
 void Bildschirm::bild(BildStatus status) {
@@ -191,6 +210,12 @@ void Bildschirm::bild(BildStatus status) {
 void Bildschirm::titelNeu() {
   for (Strom* strom : stroeme_)
     strom->titelNeu();
+}
+
+void Bildschirm::titelNeu(std::uint32_t id) {
+  for (Strom* strom : stroeme_) {
+    if (strom->fenster() == id) strom->titelNeu();
+  }
 }
 
 void Bildschirm::beende(Fehler fehler) {

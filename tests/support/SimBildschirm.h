@@ -38,6 +38,7 @@ class Bildschirm {
   // How the screen behaves.
   std::optional<Fehler> inventarFehler;
   double inventarDauer = 0.0;  // seconds that a snapshot takes
+  bool inventarFrueh = false;  // it shows the windows at its beginning, not at its end
   std::optional<Fehler> startFehler;
   double startDauer = 0.0;
   bool startHaengt = false;             // a stop does not cancel a start or a switch
@@ -47,6 +48,8 @@ class Bildschirm {
   double stopDauer = 0.0;
   bool bildNachStart = true;  // a picture follows each start and switch
   double bildVerzug = 0.0;    // seconds from reading a picture to its delivery
+  bool meldetAnfang = false;  // the stream reports the title of each window that it begins with
+  bool bietetAn = false;      // it gives another picture instead of one that was not taken
 
   // Makes a writer instead of the simulated one.
   std::function<std::unique_ptr<VideoWriter>(const std::string& pfad)> eigenerSchreiber;
@@ -57,6 +60,7 @@ class Bildschirm {
   bool schreiberBereit = true;
   bool schreiberNimmt = true;
   bool schreiberHaelt = false;               // pictures back for as long as it is asked to
+  std::int64_t schreiberLaesstAus = 0;       // so many of the pictures that it took
   std::optional<Fehler> schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
   std::optional<Fehler> schreiberFehler;
@@ -72,6 +76,8 @@ class Bildschirm {
   void bild(BildStatus status = BildStatus::vollstaendig);
   // The platform reports that the recorded window's title changed.
   void titelNeu();
+  // The same if that window is the recorded one.
+  void titelNeu(std::uint32_t id);
   // The capture service ends the running stream.
   void beende(Fehler fehler);
 

@@ -119,10 +119,12 @@ bool X11Sitzung::verwalterDa() const {
   X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) return false;
   const X11Atome atome(verbindung.get());
-  X11Eigenschaft liste(verbindung.get(), verbindung.schirm().root,
-                       atome[X11Name::NET_SUPPORTING_WM_CHECK]);
+  const xcb_window_t wurzel = verbindung.schirm().root;
+  X11Eigenschaft verwalter(verbindung.get(), wurzel, atome[X11Name::NET_SUPPORTING_WM_CHECK]);
+  X11Eigenschaft liste(verbindung.get(), wurzel, atome[X11Name::NET_CLIENT_LIST]);
+  verwalter.lies();
   liste.lies();
-  return !liste.zahlen().empty();
+  return !verwalter.zahlen().empty() && liste.art() != XCB_ATOM_NONE;
 }
 
 bool X11Sitzung::fensterWerdenVerwaltet() const {

@@ -12,6 +12,7 @@
 #include "platform/linux/screen/AppKennungen.h"
 #include "platform/linux/screen/X11Atome.h"
 #include "platform/linux/screen/X11Eigenschaft.h"
+#include "platform/linux/screen/X11Raender.h"
 #include "platform/linux/screen/X11Text.h"
 #include "platform/linux/screen/Xcb.h"
 
@@ -40,18 +41,20 @@ class Liste {
     gestapelt.lies();
     liste.lies();
     verwalter.lies();
+    const bool genannt = !verwalter.zahlen().empty();
     // The list stays when its window manager has ended.
-    const bool verwaist = !verwalter.zahlen().empty() && !lebt(verwalter);
+    if (genannt && !lebt(verwalter)) return klienten();
     for (const X11Eigenschaft* eigenschaft : {&gestapelt, &liste}) {
       const auto zahlen = eigenschaft->zahlen();
-      if (!verwaist && !zahlen.empty()) return {zahlen.begin(), zahlen.end()};
+      if (!zahlen.empty()) return {zahlen.begin(), zahlen.end()};
     }
-    return lebt(verwalter) ? Fenster() : klienten();
+    // Some window managers name themselves and keep no list; an empty one is the truth.
+    const bool gefuehrt = gestapelt.art() != XCB_ATOM_NONE || liste.art() != XCB_ATOM_NONE;
+    return genannt && gefuehrt ? Fenster() : klienten();
   }
 
   // A living window manager owns a window with the same property.
   [[nodiscard]] bool lebt(const X11Eigenschaft& verwalter) const {
-    if (verwalter.zahlen().empty()) return false;
     const xcb_window_t fenster = verwalter.zahlen().front();
     X11Eigenschaft gegenprobe(c_, fenster, atome_[X11Name::NET_SUPPORTING_WM_CHECK]);
     gegenprobe.lies();
@@ -209,24 +212,14 @@ class Anfrage {
 
   void setzeRahmen(ScreenWindow& fenster, const xcb_get_geometry_reply_t& masse,
                    const xcb_translate_coordinates_reply_t& ort) const {
-    double links = 0.0;
-    double rechts = 0.0;
-    double oben = 0.0;
-    double unten = 0.0;
-    const auto nimmDazu = [&](const X11Eigenschaft& raender, double vorzeichen) {
-      const auto werte = raender.zahlen();
-      if (werte.size() < 4) return;
-      links += vorzeichen * werte[0];
-      rechts += vorzeichen * werte[1];
-      oben += vorzeichen * werte[2];
-      unten += vorzeichen * werte[3];
-    };
-    nimmDazu(rahmen_, 1.0);
-    nimmDazu(schatten_, -1.0);
+    const X11Raender rahmen = x11Raender(rahmen_);
+    const X11Raender schatten = alsSchatten(x11Raender(schatten_), masse.width, masse.height);
+    const int links = rahmen.links - schatten.links;
+    const int oben = rahmen.oben - schatten.oben;
     fenster.x = ort.dst_x - links;
     fenster.y = ort.dst_y - oben;
-    fenster.breite = std::max(0.0, masse.width + links + rechts);
-    fenster.hoehe = std::max(0.0, masse.height + oben + unten);
+    fenster.breite = masse.width + links + rahmen.rechts - schatten.rechts;
+    fenster.hoehe = masse.height + oben + rahmen.unten - schatten.unten;
   }
 
   [[nodiscard]] bool gezeigt() const {

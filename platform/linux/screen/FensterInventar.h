@@ -1,11 +1,11 @@
 // The windows of an X11 screen as the meeting ranking wants them.
 //
 // What a window is, here: one that the window manager manages (EWMH, `_NET_CLIENT_LIST_STACKING`),
-// or, without such a list or if its window manager has ended, what lies in the children of the root
-// window: the client that an older window manager marks with WM_STATE within its frame, or the
-// child itself, unless it keeps away from window managers (override-redirect: menus, tooltips).
-// Desktops are left out. The front window comes first: of two equal ones the user looks at that
-// one.
+// or, without such a list (some window managers keep none) or if its manager has ended, what lies
+// in the children of the root window: the client that an older window manager marks with WM_STATE
+// within its frame, or the child itself, unless it keeps away from window managers
+// (override-redirect: menus, tooltips). Desktops are left out. The front window comes first: of two
+// equal ones the user looks at that one.
 //
 // - Lengths: a pixel is a point. Position and size are those of the frame, with the border and
 //   title bar that the window manager draws (`_NET_FRAME_EXTENTS`), and without the shadow that

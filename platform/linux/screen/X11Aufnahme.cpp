@@ -76,7 +76,7 @@ Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
     auto neues = X11Fenster::neu(verbindung_, id, fehler);
     if (!neues) return fehler;
     fenster_ = std::move(neues);
-    titelNeu_ = false;
+    titelNeu_ = true;
   }
   gezeichnet_.reset();
   return {};
@@ -102,6 +102,10 @@ std::optional<X11Aufnahme::Uhr::time_point> X11Aufnahme::naechster() const {
   if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;
   if (!fenster_->veraendert() && !zeiger_) return std::nullopt;
   return std::max(fruehestens_, fenster_->bereitAb());
+}
+
+void X11Aufnahme::bieteAn() {
+  if (fenster_) fenster_->setzeVeraendert();
 }
 
 void X11Aufnahme::liesEreignisse() {
@@ -133,6 +137,9 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   if (quelle.pixmap == XCB_NONE || quelle.breite < 1 || quelle.hoehe < 1) return std::nullopt;
 
   fenster_->nimmVeraendert();
+  // Before the request: the answer may wait, in the server or with this thread, until the window is
+  // long another one.
+  const double zeit = hostSekunden();
   // Sent together: the pointer is where it was when the picture was taken.
   std::optional<X11Zeiger::Frage> zeigerFrage;
   if (zeiger_) zeigerFrage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
@@ -141,7 +148,6 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   gezeichnet_.reset();
   if (zeigerFrage) gezeichnet_ = zeiger_->lies(*zeigerFrage);
   std::uint8_t* daten = liesPunkte(bildFrage, quelle.breite, quelle.hoehe);
-  const double zeit = hostSekunden();
   fruehestens_ = Uhr::now() + abstand_;
   if (daten == nullptr) {
     fenster_->verwirfPixmap();

@@ -40,11 +40,13 @@ class X11Aufnahme {
   // Goes over to a window. If that fails, everything stays as it was.
   [[nodiscard]] Ergebnis waehle(xcb_window_t id);
   // Handles what has come from the server. Returns whether the title has changed since the last
-  // call.
+  // call; also if the window is a new one, whose title was not watched before.
   [[nodiscard]] bool titelGeaendert();
   // Handles what has come from the server, and reads a picture if one is due. It is valid until the
   // next call.
   [[nodiscard]] std::optional<BgrBild> schritt();
+  // The last picture was not taken: one is due as if the window had changed.
+  void bieteAn();
   // When the next step is due even if nothing comes from the server; nullopt: wait for the server.
   [[nodiscard]] std::optional<Uhr::time_point> naechster() const;
 

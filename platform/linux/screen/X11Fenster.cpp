@@ -188,15 +188,7 @@ void X11Fenster::warteAufGemaltes() {
 void X11Fenster::liesSchatten() {
   X11Eigenschaft eigenschaft(verbindung_.get(), id_, schattenName_);
   eigenschaft.lies();
-  const auto werte = eigenschaft.zahlen();
-  schatten_ = {};
-  // Sizes have 16 bits; what is wider is no shadow.
-  if (werte.size() < 4 || std::any_of(werte.begin(), werte.begin() + 4,
-                                      [](std::uint32_t wert) { return wert > 0x7FFF; })) {
-    return;
-  }
-  schatten_ = {static_cast<int>(werte[0]), static_cast<int>(werte[1]), static_cast<int>(werte[2]),
-               static_cast<int>(werte[3])};
+  schatten_ = x11Raender(eigenschaft);
 }
 
 void X11Fenster::nimmVeraendert() {
@@ -222,8 +214,7 @@ const X11Fenster::Quelle& X11Fenster::quelle() {
   const int rand = fenster->border_width;
   const int breite = masse->width - 2 * rand;
   const int hoehe = masse->height - 2 * rand;
-  Schatten s = schatten_;
-  if (s.links + s.rechts >= breite || s.oben + s.unten >= hoehe) s = {};
+  const X11Raender s = alsSchatten(schatten_, breite, hoehe);
   quelle_.fensterX = s.links;
   quelle_.fensterY = s.oben;
   quelle_.x = rand + s.links;

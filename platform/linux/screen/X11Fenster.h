@@ -24,6 +24,7 @@
 
 #include "base/Fehler.h"
 #include "platform/linux/screen/X11Punktformat.h"
+#include "platform/linux/screen/X11Raender.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/Xcb.h"
 
@@ -81,14 +82,6 @@ class X11Fenster {
 
  private:
   X11Fenster(const X11Verbindung& verbindung, xcb_window_t id);
-  // How wide the shadow is at each side.
-  struct Schatten {
-    int links = 0;
-    int rechts = 0;
-    int oben = 0;
-    int unten = 0;
-  };
-
   [[nodiscard]] Ergebnis beginne();
   [[nodiscard]] Ergebnis fordereAn();
   [[nodiscard]] Ergebnis liesEigenschaften();
@@ -105,7 +98,7 @@ class X11Fenster {
   xcb_damage_damage_t schaden_ = XCB_NONE;
   std::vector<xcb_window_t> vorfahren_;  // up to the one below the root window
   xcb_atom_t schattenName_ = XCB_ATOM_NONE;
-  Schatten schatten_;
+  X11Raender schatten_;
   X11Punktformat punktformat_;
   Quelle quelle_;
   Uhr::time_point bereitAb_{};

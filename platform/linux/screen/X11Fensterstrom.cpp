@@ -128,7 +128,7 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
     }
     if (aufnahme.titelGeaendert()) listener.titelGeaendert();
     if (const auto bild = aufnahme.schritt()) {
-      listener.bild(*bild);
+      if (!listener.bild(*bild)) aufnahme.bieteAn();
       continue;  // libxcb may hold events that came with the picture
     }
     if (auto verloren = verbindung_.verloren()) return *std::move(verloren);

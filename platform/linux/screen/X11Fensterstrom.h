@@ -1,9 +1,11 @@
 // The moving picture of one window of an X11 screen.
 //
 // A thread of its own reads the pictures and hands them to the listener, one at a time; while the
-// listener is busy no other is read, so nothing queues up. start() and wechsle() leave their
-// request with that thread and wait for the result. If the server falls silent, those who wait
-// notice: they break the connection when their time is up, and so does stop().
+// listener is busy no other is read, so nothing queues up. One that it has no room for is read
+// again later, or what a window showed last would be missing for as long as it stands still.
+// start() and wechsle() leave their request with that thread and wait for the result. If the server
+// falls silent, those who wait notice: they break the connection when their time is up, and so does
+// stop().
 //
 // The pictures have the window's own size; they are fitted into the video where they are converted
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for

@@ -13,6 +13,8 @@ namespace hallkorb {
 namespace {
 
 constexpr std::chrono::seconds SICHERUNG{1};
+// An encoder that leaves pictures out has taken one again after a fraction of a second of them.
+constexpr double NACHHOLEN_AM_ENDE = 2.0;
 
 }  // namespace
 
@@ -64,22 +66,28 @@ bool H264Schreiber::starte(double basis) {
 Ergebnis H264Schreiber::beginne() {
   const double gehalten = std::ceil(einstellungen_.haltezeit * einstellungen_.bilderJeSekunde);
   plaetze_.resize(WARTEPLAETZE + static_cast<std::size_t>(gehalten));
+  Ergebnis angelegt = legeAn(rest_);
   for (auto& [bild, faellig] : plaetze_) {
-    bild.reset(av_frame_alloc());
-    if (!bild) return Fehler::ausErrno(ENOMEM, "Videobild");
-    bild->format = AV_PIX_FMT_YUV420P;
-    bild->width = einstellungen_.breite;
-    bild->height = einstellungen_.hoehe;
-    if (const int code = av_frame_get_buffer(bild.get(), 0); code < 0) {
-      return libavFehler(code, "Videobild");
-    }
+    if (angelegt.gelungen()) angelegt = legeAn(bild);
   }
+  if (angelegt.gescheitert()) return angelegt;
+  versucheAmEnde_ = static_cast<int>(NACHHOLEN_AM_ENDE * einstellungen_.bilderJeSekunde);
   const H264Art* art = art_ != nullptr ? art_ : H264Kodierer::vorhandene();
   if (art == nullptr) return Fehler{"libav", ENOSYS, "kein H.264-Kodierer"};
   if (Ergebnis ergebnis = kodierer_.oeffne(einstellungen_, *art); ergebnis.gescheitert()) {
     return ergebnis;
   }
   return datei_.beginne(pfad_, kodierer_.strom());
+}
+
+Ergebnis H264Schreiber::legeAn(LibavZeiger<AVFrame>& bild) const {
+  bild.reset(av_frame_alloc());
+  if (!bild) return Fehler::ausErrno(ENOMEM, "Videobild");
+  bild->format = AV_PIX_FMT_YUV420P;
+  bild->width = einstellungen_.breite;
+  bild->height = einstellungen_.hoehe;
+  const int code = av_frame_get_buffer(bild.get(), 0);
+  return code < 0 ? Ergebnis(libavFehler(code, "Videobild")) : Ergebnis();
 }
 
 bool H264Schreiber::schreibt() const {
@@ -94,21 +102,25 @@ bool H264Schreiber::bereit() const {
 
 bool H264Schreiber::haengeAn(const Bild& bild) {
   const auto* pixel = dynamic_cast<const BgrBild*>(&bild);
-  const std::int64_t zeit = takt(bild.zeit());
-  if (pixel == nullptr || zeit <= letzter_) return false;
+  if (pixel == nullptr) return false;
   Platz* platz = nullptr;
   {
     const std::lock_guard halter(lock_);
     if (!laeuft_ || fehler_ || wartende_ == plaetze_.size()) return false;
     platz = &plaetze_[(vorderstes_ + wartende_) % plaetze_.size()];
+    if (std::exchange(verschoben_, false)) {
+      basis_ = bild.zeit();
+      letzter_ = -1;
+    }
   }
+  const std::int64_t zeit = takt(bild.zeit());
+  if (zeit <= letzter_) return false;
   if (Ergebnis ergebnis = letterbox_.zeichne(*pixel, *platz->bild); ergebnis.gescheitert()) {
     melde(ergebnis);
     return false;
   }
   platz->bild->pts = zeit;
-  // The file's first picture is not held back: players show nothing before it.
-  platz->faellig = letzter_ < 0 ? Uhr::time_point::min() : Uhr::now() + haltezeit_;
+  platz->faellig = Uhr::now() + haltezeit_;
   letzter_ = zeit;
   {
     const std::lock_guard halter(lock_);
@@ -119,12 +131,24 @@ bool H264Schreiber::haengeAn(const Bild& bild) {
   return true;
 }
 
+void H264Schreiber::begrenze(std::optional<double> bis) {
+  {
+    const std::lock_guard halter(lock_);
+    grenze_.reset();
+    if (bis) {
+      const std::chrono::duration<double> vonJetzt(*bis - hostSekunden());
+      grenze_ = Uhr::now() + std::chrono::duration_cast<Uhr::duration>(vonJetzt);
+    }
+  }
+  neues_.notify_one();
+}
+
 std::int64_t H264Schreiber::nimmZurueck() {
   const std::lock_guard halter(lock_);
-  const bool ersteBleibt =
-      inArbeit_ || (wartende_ > 0 && plaetze_[vorderstes_].faellig == Uhr::time_point::min());
-  const std::size_t bleiben = ersteBleibt ? 1 : 0;
-  return static_cast<std::int64_t>(std::exchange(wartende_, bleiben) - bleiben);
+  const std::size_t bleiben = inArbeit_ ? 1 : 0;
+  const auto weg = static_cast<std::int64_t>(std::exchange(wartende_, bleiben) - bleiben);
+  verschoben_ = verschoben_ || (weg > 0 && !angefangen_);
+  return weg;
 }
 
 bool H264Schreiber::schliesseAb(double ende) {
@@ -138,6 +162,11 @@ bool H264Schreiber::schliesseAb(double ende) {
   return !fehler();
 }
 
+std::int64_t H264Schreiber::ausgelassen() const {
+  const std::lock_guard halter(lock_);
+  return ausgelassen_;
+}
+
 std::optional<Fehler> H264Schreiber::fehler() const {
   const std::lock_guard halter(lock_);
   return fehler_;
@@ -147,19 +176,15 @@ void H264Schreiber::laufe() {
   auto naechsteSicherung = Uhr::now() + SICHERUNG;
   std::unique_lock halter(lock_);
   while (!fehler_) {
-    if (!istFaellig() && !zuEnde_) {
+    if (!istFaellig() && !istNachzuholen() && !zuEnde_) {
       neues_.wait_until(halter, naechstesEreignis(naechsteSicherung));
     }
     if (istFaellig()) {
-      const AVFrame& bild = *plaetze_[vorderstes_].bild;
-      inArbeit_ = true;
-      halter.unlock();
-      melde(kodiere(bild));
-      halter.lock();
-      inArbeit_ = false;
-      vorderstes_ = (vorderstes_ + 1) % plaetze_.size();
-      --wartende_;
+      nimmVorderstes(halter);
+    } else if (istNachzuholen()) {
+      holeNach(halter);
     } else if (zuEnde_) {
+      if (nachholen_) ++ausgelassen_;
       return;
     }
     if (Uhr::now() >= naechsteSicherung) {
@@ -173,21 +198,67 @@ void H264Schreiber::laufe() {
   }
 }
 
-// With `lock_` held.
+// The first of the waiting is due after the limit.
+bool H264Schreiber::gehalten() const {
+  return grenze_ && plaetze_[vorderstes_].faellig > *grenze_;
+}
+
 bool H264Schreiber::istFaellig() const {
-  return wartende_ > 0 && (zuEnde_ || Uhr::now() >= plaetze_[vorderstes_].faellig);
+  if (wartende_ == 0) return false;
+  return zuEnde_ || (Uhr::now() >= plaetze_[vorderstes_].faellig && !gehalten());
 }
 
-// With `lock_` held.
+// A picture that waits is newer.
+bool H264Schreiber::istNachzuholen() const {
+  if (!nachholen_ || wartende_ > 0) return false;
+  return zuEnde_ ? versucheAmEnde_ > 0 : Uhr::now() >= nachholzeit_;
+}
+
 H264Schreiber::Uhr::time_point H264Schreiber::naechstesEreignis(Uhr::time_point sicherung) const {
-  return wartende_ > 0 ? std::min(sicherung, plaetze_[vorderstes_].faellig) : sicherung;
+  if (wartende_ > 0) {
+    return gehalten() ? sicherung : std::min(sicherung, plaetze_[vorderstes_].faellig);
+  }
+  return nachholen_ ? std::min(sicherung, nachholzeit_) : sicherung;
 }
 
-Ergebnis H264Schreiber::kodiere(const AVFrame& bild) {
+void H264Schreiber::nimmVorderstes(std::unique_lock<std::mutex>& halter) {
+  LibavZeiger<AVFrame>& bild = plaetze_[vorderstes_].bild;
+  inArbeit_ = angefangen_ = true;
+  if (nachholen_) ++ausgelassen_;  // the one before is out of date
+  halter.unlock();
+  bild->pts = std::max(bild->pts, kodierter_ + 1);
+  nachholen_ = !kodiere(*bild);
+  if (nachholen_) std::swap(bild, rest_);
+  halter.lock();
+  inArbeit_ = false;
+  vorderstes_ = (vorderstes_ + 1) % plaetze_.size();
+  --wartende_;
+}
+
+// As if the screen had given the picture once more. At the end of the recording there is no time
+// for that: then the attempts follow each other at once.
+void H264Schreiber::holeNach(std::unique_lock<std::mutex>& halter) {
+  const std::int64_t abstand = std::llround(H264Kodierer::TICKS / einstellungen_.bilderJeSekunde);
+  if (zuEnde_) --versucheAmEnde_;
+  rest_->pts = kodierter_ + (zuEnde_ ? 1 : abstand);
+  halter.unlock();
+  nachholen_ = !kodiere(*rest_);
+  halter.lock();
+}
+
+// Returns false if the encoder has left the picture out.
+bool H264Schreiber::kodiere(AVFrame& bild) {
+  kodierter_ = bild.pts;
+  nachholzeit_ =
+      Uhr::now() + std::chrono::duration_cast<Uhr::duration>(
+                       std::chrono::duration<double>(1.0 / einstellungen_.bilderJeSekunde));
   AVPacket* paket = nullptr;
-  if (Ergebnis ergebnis = kodierer_.kodiere(bild, paket); ergebnis.gescheitert()) return ergebnis;
-  if (paket == nullptr) return {};
-  return datei_.schreibe(*paket);
+  Ergebnis ergebnis = kodierer_.kodiere(bild, paket);
+  const bool drin = paket != nullptr;
+  if (ergebnis.gelungen() && drin) ergebnis = datei_.schreibe(*paket);
+  const bool gescheitert = ergebnis.gescheitert();
+  melde(std::move(ergebnis));
+  return drin || gescheitert;
 }
 
 Ergebnis H264Schreiber::sichere(std::int64_t bis) {

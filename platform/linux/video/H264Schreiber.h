@@ -5,7 +5,9 @@
 // once and reused. If the encoder falls behind, the queue is full and bereit() false: pictures are
 // dropped, never stored up.
 //
-// The encoder takes a picture when it is `haltezeit` old; until then it can be taken back.
+// The encoder takes a picture when it is `haltezeit` old; until then it can be taken back. If it
+// leaves the newest one out (see H264Kodierer.h), it gets that one again until it takes it: in a
+// still window no other would follow.
 //
 // Once a second the encoder thread writes what was recorded to the file; if no picture comes, it
 // prolongs the last one until now. So a killed process loses no more than the last second and the
@@ -17,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -49,8 +52,10 @@ class H264Schreiber final : public VideoWriter {
   [[nodiscard]] bool schreibt() const override;
   [[nodiscard]] bool bereit() const override;
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
+  void begrenze(std::optional<double> bis) override;
   [[nodiscard]] std::int64_t nimmZurueck() override;
   [[nodiscard]] bool schliesseAb(double ende) override;
+  [[nodiscard]] std::int64_t ausgelassen() const override;
   [[nodiscard]] std::optional<Fehler> fehler() const override;
 
  private:
@@ -62,10 +67,16 @@ class H264Schreiber final : public VideoWriter {
   };
 
   [[nodiscard]] Ergebnis beginne();
-  [[nodiscard]] bool istFaellig() const;
-  [[nodiscard]] Uhr::time_point naechstesEreignis(Uhr::time_point sicherung) const;
+  [[nodiscard]] Ergebnis legeAn(LibavZeiger<AVFrame>& bild) const;
   void laufe();
-  [[nodiscard]] Ergebnis kodiere(const AVFrame& bild);
+  // With `lock_` held; the two steps let go of it meanwhile.
+  [[nodiscard]] bool gehalten() const;
+  [[nodiscard]] bool istFaellig() const;
+  [[nodiscard]] bool istNachzuholen() const;
+  [[nodiscard]] Uhr::time_point naechstesEreignis(Uhr::time_point sicherung) const;
+  void nimmVorderstes(std::unique_lock<std::mutex>& halter);
+  void holeNach(std::unique_lock<std::mutex>& halter);
+  [[nodiscard]] bool kodiere(AVFrame& bild);
   [[nodiscard]] Ergebnis sichere(std::int64_t bis);
   void melde(Ergebnis ergebnis);
   void beendeFaden();
@@ -77,21 +88,30 @@ class H264Schreiber final : public VideoWriter {
   const Uhr::duration haltezeit_;
 
   // The caller's.
-  double basis_ = 0.0;
   std::int64_t letzter_ = -1;  // time of the last picture taken
   Letterbox letterbox_;
 
   // The encoder thread's while it runs.
   H264Kodierer kodierer_;
   FragmentDatei datei_;
+  std::int64_t kodierter_ = -1;    // time of the last picture that the encoder got
+  LibavZeiger<AVFrame> rest_;      // the newest one if it was left out, otherwise spare
+  bool nachholen_ = false;         // it was
+  Uhr::time_point nachholzeit_{};  // when the encoder gets it again
+  int versucheAmEnde_ = 0;         // to get it in
 
   // Places `vorderstes_` and the following ones are the encoder's, the others the caller's.
   std::vector<Platz> plaetze_;
   mutable std::mutex lock_;  // for what follows
   std::condition_variable neues_;
+  double basis_ = 0.0;  // changed by the caller's thread alone
   std::size_t vorderstes_ = 0;
   std::size_t wartende_ = 0;
-  bool inArbeit_ = false;  // the encoder is at the first of them
+  std::optional<Uhr::time_point> grenze_;  // what is due later stays
+  bool inArbeit_ = false;                  // the encoder is at the first of them
+  bool angefangen_ = false;                // it has had one
+  bool verschoben_ = false;                // the file begins with the next picture
+  std::int64_t ausgelassen_ = 0;
   bool laeuft_ = false;
   bool zuEnde_ = false;
   std::optional<Fehler> fehler_;

@@ -65,7 +65,8 @@ class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
     const std::lock_guard halter(lock_);
     if (listener_ == nullptr || ende_) return;
     ungewiss_ = true;
-    listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_));
+    // The service gives each picture once.
+    static_cast<void>(listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_)));
   }
   void beendet(const Fehler& grund) override {
     if (const auto strom = strom_.lock()) strom->merkeEnde();

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "platform/macos/video/SchreiberAufrufe.h"
@@ -41,8 +42,10 @@ class AssetSchreiber final : public VideoWriter {
   // Pictures of this platform only.
   [[nodiscard]] bool haengeAn(const Bild& bild) override;
   // The system's encoder has had all of them; and titles are known too late here to hold them back.
+  void begrenze(std::optional<double> /*bis*/) override {}
   [[nodiscard]] std::int64_t nimmZurueck() override { return 0; }
   [[nodiscard]] bool schliesseAb(double ende) override;
+  [[nodiscard]] std::int64_t ausgelassen() const override { return 0; }
   [[nodiscard]] std::optional<Fehler> fehler() const override;
 
  private:

@@ -31,7 +31,10 @@ struct Hoerer final : AudioInputListener {
 
 struct Zuschauer final : WindowStreamListener {
   std::atomic<std::uint32_t> fenster{0};
-  void bild(const Bild& bild) override { fenster = bild.fenster(); }
+  bool bild(const Bild& bild) override {
+    fenster = bild.fenster();
+    return true;
+  }
   void gestoppt(const Fehler&) override {}
 };
 

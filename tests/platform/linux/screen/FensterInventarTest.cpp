@@ -2,13 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "platform/linux/screen/X11Verbindung.h"
+#include "platform/linux/screen/Xcb.h"
 #include "tests/support/X11Sitzung.h"
 
 namespace hallkorb {
@@ -206,6 +210,73 @@ TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
   EXPECT_EQ(fenster->hoehe, 200.0);
   b->tu("verstecke");
   EXPECT_FALSE(sitzung.finde(b->id())->sichtbar);
+}
+
+// A window manager that says no more than that it lives.
+class Wortkarger {
+ public:
+  explicit Wortkarger(const std::string& display) : verbindung_(display, std::chrono::hours(1)) {
+    if (verbindung_.oeffne().gescheitert()) throw std::runtime_error("no X server");
+    xcb_connection_t* c = verbindung_.get();
+    wurzel_ = verbindung_.schirm().root;
+    const std::uint32_t menu[] = {1};
+    const xcb_window_t zeuge = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, zeuge, wurzel_, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT,
+                      menu);
+    for (const xcb_window_t fenster : {wurzel_, zeuge})
+      setze(fenster, "_NET_SUPPORTING_WM_CHECK", {zeuge});
+  }
+
+  // With `werte` empty, the property is there and empty.
+  void setze(xcb_window_t fenster, const std::string& name, std::vector<std::uint32_t> werte) {
+    xcb_connection_t* c = verbindung_.get();
+    const X11Antwort<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
+        c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(name.size()), name.c_str()), nullptr));
+    if (!atom) throw std::runtime_error("no atom");
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, fenster, atom->atom, XCB_ATOM_WINDOW, 32,
+                        static_cast<std::uint32_t>(werte.size()), werte.data());
+    const X11Antwort<xcb_get_input_focus_reply_t> fertig(
+        xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+  }
+  [[nodiscard]] xcb_window_t wurzel() const { return wurzel_; }
+
+ private:
+  X11Verbindung verbindung_;
+  xcb_window_t wurzel_ = XCB_NONE;
+};
+
+TEST(FensterInventarOhneVerwalter, AWindowManagerMayLiveWithoutAList) {
+  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
+  Wortkarger verwalter(sitzung.display());
+  const auto programm = sitzung.fenster({});
+  EXPECT_EQ(nummern(sitzung.inventar()), std::vector<std::uint32_t>{programm->id()});
+  // An empty list is one, and the truth.
+  verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST", {});
+  EXPECT_TRUE(sitzung.inventar().windows.empty());
+  verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST", {programm->id()});
+  EXPECT_EQ(nummern(sitzung.inventar()), std::vector<std::uint32_t>{programm->id()});
+}
+
+// Any program may set them to anything.
+TEST(FensterInventarOhneVerwalter, FramesAndShadowsThatCannotBeAreNone) {
+  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
+  Wortkarger verwalter(sitzung.display());
+  const auto programm = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
+  const auto masse = [&] {
+    const auto fenster = sitzung.finde(programm->id());
+    return std::array{fenster->x, fenster->y, fenster->breite, fenster->hoehe};
+  };
+  verwalter.setze(programm->id(), "_NET_FRAME_EXTENTS", {3, 4, 5, 6});
+  EXPECT_EQ(masse(), (std::array{7.0, 15.0, 307.0, 211.0}));
+  verwalter.setze(programm->id(), "_NET_FRAME_EXTENTS", {3, 4, 30'000, 6});
+  EXPECT_EQ(masse(), (std::array{10.0, 20.0, 300.0, 200.0}));
+  verwalter.setze(programm->id(), "_GTK_FRAME_EXTENTS", {10, 20, 30, 40});
+  EXPECT_EQ(masse(), (std::array{20.0, 50.0, 270.0, 130.0}));
+  for (const std::uint32_t breite : {150U, 0xFFFF'FFF0U}) {
+    verwalter.setze(programm->id(), "_GTK_FRAME_EXTENTS", {breite, 150, 0, 0});
+    EXPECT_EQ(masse(), (std::array{10.0, 20.0, 300.0, 200.0})) << breite;
+  }
 }
 
 TEST(FensterInventarFehler, NoServerIsAnErrorAtOnce) {

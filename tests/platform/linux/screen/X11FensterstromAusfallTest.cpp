@@ -168,10 +168,11 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
 // A listener that holds the stream up, as a slow encoder would, until it is let go on.
 class Langsamer final : public WindowStreamListener {
  public:
-  void bild(const Bild& bild) override {
-    sammler.bild(bild);
+  bool bild(const Bild& bild) override {
+    const bool genommen = sammler.bild(bild);
     std::unique_lock halter(lock_);
     weiter_.wait(halter, [this] { return los_; });
+    return genommen;
   }
   void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
   void los() {

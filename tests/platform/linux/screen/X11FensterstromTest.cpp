@@ -107,6 +107,52 @@ TEST_P(X11Fensterstrom, AStillWindowGivesOnePictureAndEachChangeAnother) {
   EXPECT_LE(neueInEinerWeile(), 3U);
 }
 
+TEST_P(X11Fensterstrom, APictureThatIsNotTakenIsReadAgainThoughNothingMoves) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  ASSERT_TRUE(starte(*fenster));
+  fenster->tu("gleiche");
+  neueInEinerWeile();
+  const std::size_t vorher = sammler_.zeiten().size();
+  sammler_.lehneAb(4);
+  fenster->tu("farbe C01020");
+  // The change may give two.
+  ASSERT_TRUE(sammler_.warteAufAnzahl(vorher + 5));
+  EXPECT_LE(neueInEinerWeile(), 2U);
+  const std::vector<double> zeiten = sammler_.zeiten();
+  for (std::size_t i = vorher + 1; i < zeiten.size(); ++i)
+    EXPECT_GE(zeiten[i] - zeiten[i - 1], ABSTAND);
+}
+
+// A clock that draws when it is asked for the time.
+class MalendeUhr final : public HostClock {
+ public:
+  explicit MalendeUhr(Fensterprogramm& fenster) : fenster_(fenster) {}
+  double sekunden() const override {
+    if (malt.exchange(false)) fenster_.tu("farbe 10B030");
+    return uhr_.sekunden();
+  }
+  std::int64_t unixMs() const override { return uhr_.unixMs(); }
+
+  mutable std::atomic<bool> malt{false};
+
+ private:
+  Fensterprogramm& fenster_;
+  LinuxHostClock uhr_;
+};
+
+// Otherwise a picture that was read in a pause could pass for one that came after it.
+TEST_P(X11Fensterstrom, WhatAPictureShowsIsNotOlderThanItsTime) {
+  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  MalendeUhr uhr(*fenster);
+  uhr.malt = true;
+  setzeHostClock(uhr);
+  const auto bild = starte(*fenster);
+  strom_->stop();
+  setzeHostClock(uhr_);
+  ASSERT_TRUE(bild);
+  EXPECT_EQ(bild->farbe(5, 5), GRUEN);
+}
+
 TEST_P(X11Fensterstrom, NeverFasterThanAllowed) {
   const auto fenster = sitzung_.fenster({"--bewegt", "60"});
   ASSERT_TRUE(starte(*fenster));
@@ -165,8 +211,7 @@ TEST_P(X11Fensterstrom, FollowsTheWindowsSize) {
 class Spaeher final : public WindowStreamListener {
  public:
   explicit Spaeher(std::uint32_t verboten) : verboten_(verboten) {}
-  void bild(const Bild& bild) override {
-    sammler.bild(bild);
+  bool bild(const Bild& bild) override {
     const auto& bgr = dynamic_cast<const BgrBild&>(bild);
     for (int y = 0; y < bgr.hoehe(); ++y) {
       const std::uint8_t* zeile = bgr.daten() + static_cast<std::size_t>(y) * bgr.zeilenLaenge();
@@ -177,6 +222,7 @@ class Spaeher final : public WindowStreamListener {
         if (farbe == verboten_ || farbe == 0) gesehen = true;
       }
     }
+    return sammler.bild(bild);
   }
   void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
 
@@ -252,11 +298,12 @@ TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
   const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
   ASSERT_TRUE(starte(*fenster));
-  EXPECT_EQ(sammler_.titel(), 0U);
+  // What it was when the window was chosen may be over.
+  EXPECT_EQ(sammler_.titel(), 1U);
   fenster->tu("titel Bank");
   fenster->tu("farbe 10B030");
   ASSERT_TRUE(warteAufFarbe(GRUEN));
-  EXPECT_GE(sammler_.titel(), 1U);
+  EXPECT_GE(sammler_.titel(), 2U);
   // Also an old-fashioned one, and that of a window that came later; no other window's.
   const std::size_t bisher = sammler_.titel();
   fenster->tu("titel-latin1 Bank");
@@ -264,6 +311,7 @@ TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
   ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   ASSERT_TRUE(warteAufFarbe(ROT));
   const std::size_t vorher = sammler_.titel();
+  EXPECT_GE(vorher, bisher + 2);
   fenster->tu("titel Meet");
   anderes->tu("farbe 10B030");
   ASSERT_TRUE(warteAufFarbe(GRUEN));

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -95,25 +96,64 @@ TEST_F(H264Schreiber, OnePictureLastsUntilTheEnd) {
   EXPECT_LE(farbAbstand(videoBild(pfad_, 59.0).farbe(640, 400), 0xC01020), 3);
 }
 
-TEST_F(H264Schreiber, HeldPicturesCanBeTakenBackButNotTheFirst) {
+TEST_F(H264Schreiber, HeldPicturesCanBeTakenBackAndTheFileThenBeginsWithTheNext) {
   VideoEinstellungen einstellungen = EINSTELLUNGEN;
   einstellungen.haltezeit = 3600.0;
   hallkorb::H264Schreiber schreiber(pfad_, einstellungen);
   ASSERT_TRUE(schreiber.starte(BASIS));
   EXPECT_EQ(schreiber.nimmZurueck(), 0);
-  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, BLAU).alsBild(BASIS)));
-  EXPECT_EQ(schreiber.nimmZurueck(), 0);
+  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0xC01020).alsBild(BASIS)));
+  EXPECT_EQ(schreiber.nimmZurueck(), 1);
   for (int i = 1; i <= 3; ++i) {
     ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, 0xC01020).alsBild(BASIS + i)));
   }
   EXPECT_EQ(schreiber.nimmZurueck(), 3);
   EXPECT_EQ(schreiber.nimmZurueck(), 0);
   ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, BLAU).alsBild(BASIS + 4.0)));
-  ASSERT_TRUE(schreiber.schliesseAb(BASIS + 5.0));
+  ASSERT_TRUE(schreiber.haengeAn(Testbild(640, 400, BLAU).alsBild(BASIS + 4.5)));
+  ASSERT_TRUE(schreiber.schliesseAb(BASIS + 6.0));
   const auto pakete = videoPakete(pfad_);
   ASSERT_EQ(pakete.size(), 2U);
-  EXPECT_NEAR(pakete[1].zeit, 4.0, 1e-3);
-  EXPECT_LE(farbAbstand(videoBild(pfad_, 3.5).farbe(640, 400), BLAU), 3);
+  EXPECT_EQ(pakete[0].zeit, 0.0);
+  EXPECT_NEAR(pakete[1].zeit, 0.5, 1e-3);
+  EXPECT_NEAR(std::stod(videoEigenschaften(pfad_)["format.duration"]), 2.0, 0.002);
+  EXPECT_LE(farbAbstand(videoBild(pfad_, 0.1).farbe(640, 400), BLAU), 3);
+}
+
+// Although it is due at once.
+TEST_F(H264Schreiber, WhatIsDueAfterTheLimitStaysHeldBack) {
+  const Testbild bild(640, 400, BLAU);
+  ASSERT_TRUE(schreiber_.starte(BASIS));
+  ASSERT_TRUE(schreiber_.haengeAn(bild.alsBild(BASIS)));
+  while (schreiber_.schreibt() && videoPakete(pfad_).empty()) {
+  }
+  schreiber_.begrenze(hostSekunden());
+  for (int i = 1; i <= 4; ++i)
+    ASSERT_TRUE(schreiber_.haengeAn(bild.alsBild(BASIS + i)));
+  EXPECT_FALSE(schreiber_.haengeAn(bild.alsBild(BASIS + 4.0)));
+  EXPECT_TRUE(schreiber_.bereit());
+  ASSERT_TRUE(schreiber_.haengeAn(bild.alsBild(BASIS + 5.0)));
+  EXPECT_FALSE(schreiber_.bereit());  // they keep their places
+  EXPECT_EQ(schreiber_.nimmZurueck(), 5);
+  ASSERT_TRUE(schreiber_.haengeAn(bild.alsBild(BASIS + 6.0)));
+  schreiber_.begrenze(std::nullopt);
+  ASSERT_TRUE(haengeAn(schreiber_, bild.alsBild(BASIS + 7.0)));
+  ASSERT_TRUE(schreiber_.schliesseAb(BASIS + 8.0));
+  const auto pakete = videoPakete(pfad_);
+  ASSERT_EQ(pakete.size(), 3U);
+  EXPECT_NEAR(pakete[1].zeit, 6.0, 1e-3);
+  EXPECT_NEAR(pakete[2].zeit, 7.0, 1e-3);
+}
+
+// Pictures whose time of waiting was over when the doubt arose are not in doubt.
+TEST_F(H264Schreiber, ALimitInTheFutureHoldsNothingBackThatIsDueBefore) {
+  ASSERT_TRUE(schreiber_.starte(BASIS));
+  schreiber_.begrenze(hostSekunden() + 3600.0);
+  ASSERT_TRUE(schreiber_.haengeAn(Testbild(640, 400, BLAU).alsBild(BASIS)));
+  while (schreiber_.schreibt() && videoPakete(pfad_).empty()) {
+  }
+  EXPECT_EQ(schreiber_.nimmZurueck(), 0);
+  ASSERT_TRUE(schreiber_.schliesseAb(BASIS + 1.0));
 }
 
 // What is held back costs no place in the queue.

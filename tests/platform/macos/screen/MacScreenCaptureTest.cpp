@@ -13,9 +13,10 @@ namespace {
 constexpr StreamKonfiguration KONFIGURATION{1280, 800, 1.0 / 15, true, 5};
 
 struct Hoerer final : WindowStreamListener {
-  void bild(const Bild& bild) override {
+  bool bild(const Bild& bild) override {
     eintraege.push_back("bild " + std::to_string(bild.zeit()));
     fenster.push_back(bild.fenster());
+    return true;
   }
   void gestoppt(const Fehler& fehler) override {
     eintraege.push_back("gestoppt: " + fehler.description);
