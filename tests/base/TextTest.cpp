@@ -22,6 +22,19 @@ TEST(Utf8Test, ItsBoundariesAreThoseOfUnicode) {
   EXPECT_FALSE(istUtf8("\x80"));
 }
 
+TEST(Utf8Test, EveryFurtherByteOfACharacterIsLookedAt) {
+  for (const std::string zeichen : {"ä", "漢", "😀"}) {
+    for (std::size_t stelle = 1; stelle < zeichen.size(); ++stelle) {
+      for (const char falsch : {'A', '\x7F', '\xC0', '\xFF'}) {
+        std::string kaputt = zeichen;
+        kaputt[stelle] = falsch;
+        EXPECT_EQ(utf8Laenge(kaputt), 0U) << zeichen << stelle;
+      }
+      EXPECT_EQ(utf8Laenge(zeichen.substr(0, stelle)), 0U) << zeichen << stelle;
+    }
+  }
+}
+
 TEST(Utf8Test, ALengthIsThatOfTheFirstCharacter) {
   EXPECT_EQ(utf8Laenge(""), 0U);
   EXPECT_EQ(utf8Laenge("aä"), 1U);
