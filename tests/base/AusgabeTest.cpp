@@ -105,6 +105,8 @@ TEST(AusgabeTest, AWriteThatFindsNoRoomIsTriedAgain) {
   });
   bool gemeldet = false;
   ausgabe.leserWeg([&] { gemeldet = true; });
+  ausgabe.begrenze(0.0);
+  ausgabe.begrenze(std::nullopt);  // there is no limit any more
   EXPECT_TRUE(ausgabe.write("a"));
   EXPECT_EQ(aufrufe, 3);
   EXPECT_FALSE(gemeldet);
@@ -126,6 +128,20 @@ TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
   EXPECT_EQ(gemeldet, 1);
   EXPECT_FALSE(ausgabe.leere());  // two lines were lost
   EXPECT_TRUE(ausgabe.leere());
+}
+
+TEST(AusgabeTest, WhoAsksLaterIsNotAnsweredForAReaderThatWasGoneBefore) {
+  aufrufe = 0;
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
+    if (++aufrufe > 1) return static_cast<ssize_t>(laenge);
+    errno = EPIPE;
+    return -1;
+  });
+  bool spaeter = false;
+  ausgabe.leserWeg([&] { ausgabe.leserWeg([&] { spaeter = true; }); });
+  EXPECT_FALSE(ausgabe.write("a"));
+  EXPECT_TRUE(ausgabe.write("b"));
+  EXPECT_FALSE(spaeter);
 }
 
 TEST(AusgabeTest, AReaderThatIsFoundGoneByWhatWasHeldBackIsReportedToo) {

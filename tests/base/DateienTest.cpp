@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <numeric>
@@ -313,6 +314,17 @@ TEST_F(ErsetzeDatei, ANameThatOnlyBeginsLikeAnOpenFilesIsNone) {
   std::fclose(datei);
 }
 
+TEST_F(ErsetzeDatei, StandardInputIsAnOpenFileLikeEveryOther) {
+  std::FILE* datei = std::tmpfile();
+  const int vorher = ::dup(STDIN_FILENO);
+  ::dup2(::fileno(datei), STDIN_FILENO);
+  EXPECT_TRUE(ersetzeDatei("/dev/fd/0", alt).gelungen());
+  ::dup2(vorher, STDIN_FILENO);
+  ::close(vorher);
+  EXPECT_EQ(::lseek(::fileno(datei), 0, SEEK_END), 100);
+  std::fclose(datei);
+}
+
 // A host may give its child a socket as standard output, which cannot be opened by name.
 TEST_F(ErsetzeDatei, ASocketNamedByALinkToItsNumberIsWrittenTo) {
   std::array<int, 2> enden{};
@@ -380,6 +392,7 @@ TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
   dateien.scheitere(Ruf::lesen, 50, EIO);
   EXPECT_EQ(liesDatei(ordner / "a", dateien), std::nullopt);
   EXPECT_EQ(dateien.rufe(Ruf::schliessen), 2U);
+  EXPECT_EQ(liesDatei(ordner / "fehlt"), std::nullopt);
 }
 
 TEST(ErzeugeOrdner, CreatesTheWholeWay) {
@@ -390,6 +403,9 @@ TEST(ErzeugeOrdner, CreatesTheWholeWay) {
   }
   EXPECT_TRUE(erzeugeOrdner("/").gelungen());
   EXPECT_TRUE(erzeugeOrdner(".").gelungen());
+  const ArbeitsOrdner hier(ordner.pfad());
+  EXPECT_TRUE(erzeugeOrdner("x/y/z").gelungen());
+  EXPECT_TRUE(std::filesystem::is_directory("x/y/z"));
 }
 
 TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
@@ -435,6 +451,19 @@ TEST(RechteNeuerDatei, AreThoseOfTheFolderThatThePathLeadsTo) {
   }
   EXPECT_EQ(rechteNeuerDatei("/a.wav"), 0600U | (rechte("/") & 066U));
   EXPECT_EQ(rechteNeuerDatei("fehlt/a.wav"), mode_t{0600});
+}
+
+TEST(Verweis, IsTheTextOfALinkAndOfNothingElse) {
+  const TempOrdner ordner;
+  std::filesystem::create_symlink("gibt es/nicht", ordner / "verweis");
+  legeAn(ordner / "datei", {1});
+  std::string ziel;
+  EXPECT_EQ(posixDateien().verweis(ordner / "verweis", ziel), 0);
+  EXPECT_EQ(ziel, "gibt es/nicht");
+  EXPECT_EQ(posixDateien().verweis(ordner / "datei", ziel), -EINVAL);
+  EXPECT_EQ(posixDateien().verweis(ordner / "fehlt", ziel), -ENOENT);
+  EXPECT_TRUE(istVerweis(ordner / "verweis", posixDateien()));
+  EXPECT_FALSE(istVerweis(ordner / "datei", posixDateien()));
 }
 
 TEST(Zustand, TellsAFileFromEveryOtherOne) {

@@ -92,6 +92,16 @@ TEST(ErsatzdateiTest, AFullDeviceIsAnError) {
   EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
 }
 
+TEST(ErsatzdateiTest, AFailureLeavesNothingBehindNotEvenUntilItsObjectGoes) {
+  const TempOrdner ordner;
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::umbenennen, 0, EIO);
+  Ersatzdatei datei(ordner / "a", dateien);
+  datei.schreibe(NEU);
+  EXPECT_TRUE(datei.vollende().gescheitert());
+  EXPECT_TRUE(ordner.namen().empty());
+}
+
 TEST(ErsatzdateiTest, WhatCannotBeReadAgainHasNotReachedTheDevice) {
   // The file that it is stored in is closed twice before the device is.
   for (const auto& [ruf, n] : {std::pair{Ruf::lesen, 0U}, std::pair{Ruf::schliessen, 0U},

@@ -8,7 +8,10 @@ namespace hallkorb {
 namespace {
 
 TEST(Utf8Test, ItsBoundariesAreThoseOfUnicode) {
-  EXPECT_TRUE(istUtf8("\xC2\x80"));
+  for (const char* rand : {"\xC2\x80", "\xDF\xBF", "\xE1\x80\x80", "\xEF\xBF\xBF",
+                           "\xF1\x80\x80\x80", "\xF3\xBF\xBF\xBF"}) {
+    EXPECT_TRUE(istUtf8(rand));
+  }
   EXPECT_FALSE(istUtf8("\xC1\xBF"));  // overlong
   EXPECT_TRUE(istUtf8("\xE0\xA0\x80"));
   EXPECT_FALSE(istUtf8("\xE0\x9F\xBF"));  // overlong

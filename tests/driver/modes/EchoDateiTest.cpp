@@ -325,11 +325,11 @@ TEST_F(EchoDateiTest, ATurnWithoutAPauseIsCutBeforeFifteenSeconds) {
 class EchoDateiSignalTest : public EchoDateiTest {
  protected:
   void SetUp() override {
-    schreibe("mic.wav", rauschen(16000, 41));
-    schreibe("ref.wav", rauschen(16000, 42));
+    schreibe("mic.wav", rauschen(80000, 41));
+    schreibe("ref.wav", rauschen(80000, 42));
     vorher = inhalt();
     dateien.vorher = [this](FehlerDateien::Ruf ruf) {
-      if (nummer != 0 && ruf == FehlerDateien::Ruf::lesen && dateien.rufe(ruf) == 2)
+      if (nummer != 0 && ruf == FehlerDateien::Ruf::lesen && dateien.rufe(ruf) == 3)
         std::raise(nummer);
     };
   }
