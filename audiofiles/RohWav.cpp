@@ -107,7 +107,6 @@ void RohWav::pruefePfad() {
   schliesse(*handle_, dateien_);
   handle_ = neu;
   bytes_ = 0;
-  kopfFehlt_ = false;
   entfernt_ = false;
   merkeDatei(neu);
 }

@@ -92,8 +92,8 @@ Ergebnis writeWav(std::span<const float> samples, double rate, const std::string
 
 std::optional<std::vector<float>> liesWav(const std::string& path, Dateien& dateien) {
   Dateien::Zustand zustand;
-  const bool bekannt = dateien.zustand(path, zustand) == 0 && zustand.groesse > 0;
-  WavLeser leser(bekannt ? static_cast<std::uint64_t>(zustand.groesse) : 0);
+  static_cast<void>(dateien.zustand(path, zustand));  // without one the length is 0: not known
+  WavLeser leser(static_cast<std::uint64_t>(zustand.groesse));
   const bool ganz = liesStueckweise(
       path, [&](std::span<const std::uint8_t> bytes) { leser.nimm(bytes); }, dateien);
   return ganz ? leser.ende() : std::nullopt;

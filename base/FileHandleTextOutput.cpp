@@ -104,7 +104,7 @@ void FileHandleTextOutput::gibFrei(const std::vector<std::string>& zuerst) {
 
 // With lock_ held.
 bool FileHandleTextOutput::nimm(std::string_view text) {
-  Zeile zeile{std::string(text), 0};
+  Zeile zeile{std::string(text)};
   bool ganz = false;
   if (!faden_.joinable()) {
     ganz = schreibeWartend(zeile);

@@ -84,7 +84,9 @@ std::size_t schreibplatz(int fd, std::size_t bytes) {
   const std::optional<std::size_t> frei = freieBytes(fd, art);
   if (!frei) return PIPE_BUF;  // as poll(2) has promised; to wait for an answer could take for ever
   if (*frei >= bytes) return bytes;
-  return bytes > fassung(fd, art) && *frei > PIPE_BUF ? PIPE_BUF : 0;
+  // A part only if the pipe is empty, or nearly so. The smallest ones hold no more than PIPE_BUF.
+  const std::size_t ganz = fassung(fd, art);
+  return bytes > ganz && *frei > std::min<std::size_t>(ganz - 1, PIPE_BUF) ? PIPE_BUF : 0;
 }
 
 }  // namespace hallkorb

@@ -43,7 +43,8 @@ ERGEBNIS = os.path.join(WURZEL, "build", "mutation.json")
 ERKLAERT = os.path.join(WURZEL, "bench", "mutation-equal.txt")
 MINDESTENS = 92.0
 HOECHSTENS = 65536  # mutants, as in mutation.h
-LANGSAM = 12.0  # seconds: a test that takes longer without any mutant is not asked
+LANGSAM = 12  # seconds: a test that takes longer without any mutant is not asked
+SAATEN = "20"  # of a test that draws its cases: all of them would make it one of those
 KERNE = len(os.sched_getaffinity(0))
 # Room -> its test programs, the room's own first. The kernels of the echo path are left out: a switch in
 # each of their loops would take their tests hours.
@@ -171,7 +172,7 @@ def verweigert(ausgabe, je_datei):
 # --- The runs -------------------------------------------------------------------------------------
 
 def laufe(programm, tests, sekunden, **umgebung):
-    """True if these tests pass within the time limit."""
+    """The exit status of these tests: 0 if they pass, None if the time is up."""
     def vor_exec():
         os.nice(10)
         resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
@@ -183,11 +184,11 @@ def laufe(programm, tests, sekunden, **umgebung):
                   "--gtest_brief=1"]
         prozess = subprocess.Popen(befehl, cwd=ordner, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                    stderr=subprocess.DEVNULL, start_new_session=True, preexec_fn=vor_exec,
-                                   env={**os.environ, "TMPDIR": ordner, **umgebung})
+                                   env={**os.environ, "TMPDIR": ordner, "HALLKORB_SAATEN": SAATEN, **umgebung})
         try:
-            return prozess.wait(sekunden) == 0
+            return prozess.wait(sekunden)
         except subprocess.TimeoutExpired:
-            return False
+            return None
         finally:
             try:
                 os.killpg(prozess.pid, signal.SIGKILL)
@@ -218,35 +219,38 @@ def liste(programm):
     return tests
 
 
-def erkunde(programm):
-    """[(test, seconds, the mutants that it comes by)], each test run alone, without any mutant."""
+def erkunde(programm, langsam):
+    """[(test, seconds, the mutants that it comes by)] of the tests that take no longer than `langsam`,
+    each run alone, without any mutant."""
     def einer(test):
         with tempfile.NamedTemporaryFile("rb") as notiz:
             os.truncate(notiz.name, HOECHSTENS)
             os.chmod(notiz.name, 0o666)  # as the folder above
             beginn = time.monotonic()
-            gut = laufe(programm, [test], 900, HALLKORB_ERREICHT=notiz.name)
+            status = laufe(programm, [test], langsam, HALLKORB_ERREICHT=notiz.name)
             dauer = time.monotonic() - beginn
-            return gut, test, dauer, {nummer for nummer, gesetzt in enumerate(notiz.read()) if gesetzt}
+            return status, test, dauer, {nummer for nummer, gesetzt in enumerate(notiz.read()) if gesetzt}
 
     with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
         alle = list(helfer.map(einer, liste(programm)))
-    if kaputt := [test for gut, test, _, _ in alle if not gut]:
+    if kaputt := [test for status, test, _, _ in alle if status]:
         raise SystemExit(f"{programm} fails without any mutant: {kaputt}")
-    return [(test, dauer, erreicht) for _, test, dauer, erreicht in alle]
+    if zu_langsam := [test for status, test, _, _ in alle if status is None]:
+        print(f"  {programm}: takes too long and is not asked: {', '.join(zu_langsam)}", flush=True)
+    return [(test, dauer, erreicht) for status, test, dauer, erreicht in alle if status == 0]
 
 
 def bemerkt(mutant, karten):
     """Whether a test fails with this mutant. The quick tests that come by it are tried first."""
-    for programm in RAEUME[mutant.datei.split("/")[0]]:
+    for programm in filter(karten.get, RAEUME[mutant.datei.split("/")[0]]):
         zeiten = sorted((dauer, test) for test, dauer, erreicht in karten[programm]
-                        if mutant.nummer in erreicht and dauer < LANGSAM)
+                        if mutant.nummer in erreicht)
         gruppen = ([], [])
         for dauer, test in zeiten:
             gruppen[sum(d for d, _ in gruppen[0]) + dauer > 1.0].append((dauer, test))
         for gruppe in filter(None, gruppen):
             grenze = 10 + 10 * sum(dauer for dauer, _ in gruppe)
-            if not laufe(programm, [test for _, test in gruppe], grenze, HALLKORB_MUTANT=str(mutant.nummer)):
+            if laufe(programm, [test for _, test in gruppe], grenze, HALLKORB_MUTANT=str(mutant.nummer)) != 0:
                 return True
     return False
 
@@ -273,9 +277,10 @@ def erklaerungen():
     with open(ERKLAERT, encoding="utf-8") as datei:
         zeilen = [zeile.rstrip("\n").split(" | ") for zeile in datei if zeile.strip() and not zeile.startswith("#")]
     for felder in zeilen:
-        if len(felder) != 4:
+        if len(felder) < 4:
             raise SystemExit(f"{ERKLAERT}: {' | '.join(felder)}")
-    return {tuple(felder[:3]): felder[3] for felder in zeilen}
+    # The line's text may have the separator in it.
+    return {(felder[0], " | ".join(felder[1:-2]), felder[-2]): felder[-1] for felder in zeilen}
 
 
 def berichte(alle, ergebnis):
@@ -326,6 +331,9 @@ def _hauptteil():
     leser.add_argument("--only", default="", metavar="TEXT", help="files whose name has this in it")
     leser.add_argument("--sample", type=int, metavar="N", help="at most N mutants of each room")
     leser.add_argument("--seed", type=int, default=1, help="of the sample")
+    leser.add_argument("--own", action="store_true", help="ask only the room's own tests, which are quicker to build")
+    leser.add_argument("--slow", type=int, default=LANGSAM, metavar="SECONDS",
+                       help=f"tests that take longer are not asked; otherwise {LANGSAM}")
     leser.add_argument("--again", action="store_true", help="only those that went unnoticed last time")
     leser.add_argument("--list", action="store_true", help="print the mutants, run nothing")
     leser.add_argument("--write", action="store_true", help="put the last result into docs/test-quality.md")
@@ -337,7 +345,7 @@ def _hauptteil():
             abschnitte.lies("docs/test-quality.md"), "mutants", tabelle(bericht)))
         return 0
     raeume = wahl.room or list(RAEUME)
-    programme = sorted({programm for raum in raeume for programm in RAEUME[raum]})
+    programme = sorted({programm for raum in raeume for programm in RAEUME[raum][:1 if wahl.own else None]})
     beginn = time.monotonic()
     kopiere()
     richte_ein()
@@ -350,7 +358,7 @@ def _hauptteil():
     alle = baue(alle, texte, programme)
     alle = uebrige(alle) if wahl.again else ziehe(alle, wahl.sample, wahl.seed)
     print(f"{len(alle)} mutants to try, after {time.monotonic() - beginn:.0f} s", flush=True)
-    karten = {programm: erkunde(programm) for programm in programme}
+    karten = {programm: erkunde(programm, wahl.slow) for programm in programme}
     bericht = berichte(alle, pruefe(alle, karten)) | {
         "seconds": round(time.monotonic() - beginn),
         "how": f"At most {wahl.sample} mutants of each room, drawn with seed {wahl.seed}" if wahl.sample

@@ -48,18 +48,18 @@ class Unterbrechung {
  public:
   Unterbrechung() {
     nummer_ = 0;
-    for (std::size_t i = 0; i < SIGNALE.size(); ++i) {
+    for (auto& [signal, vorher] : signale_) {
       struct sigaction neu{};
       neu.sa_handler = [](int nummer) { nummer_ = nummer; };
       neu.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-      sigaction(SIGNALE[i], nullptr, &vorher_[i]);
+      sigaction(signal, nullptr, &vorher);
       // A signal that the parent wants ignored stays so.
-      if (vorher_[i].sa_handler != SIG_IGN) sigaction(SIGNALE[i], &neu, nullptr);
+      if (vorher.sa_handler != SIG_IGN) sigaction(signal, &neu, nullptr);
     }
   }
   ~Unterbrechung() {
-    for (std::size_t i = 0; i < SIGNALE.size(); ++i)
-      sigaction(SIGNALE[i], &vorher_[i], nullptr);
+    for (const auto& [signal, vorher] : signale_)
+      sigaction(signal, &vorher, nullptr);
   }
   Unterbrechung(const Unterbrechung&) = delete;
   Unterbrechung& operator=(const Unterbrechung&) = delete;
@@ -68,9 +68,10 @@ class Unterbrechung {
   [[nodiscard]] static int nummer() { return nummer_; }
 
  private:
-  static constexpr std::array<int, 3> SIGNALE{SIGINT, SIGTERM, SIGHUP};
   static inline volatile std::sig_atomic_t nummer_ = 0;
-  std::array<struct sigaction, 3> vorher_{};
+  // What each did before.
+  std::array<std::pair<int, struct sigaction>, 3> signale_{
+      {{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}}};
 };
 
 // Both files as a live recording would deliver them, the reference a little ahead.
@@ -88,10 +89,10 @@ class Zuspieler {
     for (bool weiter = true; weiter;) {
       const auto r = referenz_->lies(puffer);
       if (!r) return false;
-      if (*r > 0) strecke.referenz(std::span(puffer).first(*r));
+      strecke.referenz(std::span(puffer).first(*r));
       const auto m = mikro_->lies(puffer);
       if (!m) return false;
-      if (*m > 0) strecke.mikro(std::span(puffer).first(*m));
+      strecke.mikro(std::span(puffer).first(*m));
       laenge_ += *m;
       weiter = *r > 0 || *m > 0;
       if (Unterbrechung::nummer() != 0) return true;

@@ -44,9 +44,9 @@ std::vector<float> aufgenommen(const Testfall& f, Zeitachse& zeit,
   std::vector<float> samples(static_cast<std::size_t>(f.frames) * f.kanaele);
   for (std::int64_t b = 0; b < f.puffer; ++b) {
     if (f.auslassen.contains(b)) continue;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-      samples[i] = ton(b * f.frames + static_cast<std::int64_t>(i) % f.frames);
-    }
+    std::int64_t i = 0;
+    for (float& sample : samples)
+      sample = ton(b * f.frames + i++ % f.frames);
     const PcmBlock block{format, static_cast<std::uint32_t>(f.frames), samples, std::nullopt};
     auto gewandelt = resampler.process(block);
     if (!gewandelt) continue;
@@ -119,10 +119,11 @@ std::string fall(const Testfall& f, AudioConverterFactory& konverter) {
 }
 
 int zeitachseTest(AudioConverterFactory& konverter) {
-  for (const Testfall& f : {Testfall{"mikro_lueckenlos", 4800, 1, 100, {}, 0.0},
-                            Testfall{"mikro_aussetzer", 4800, 1, 100, {50}, 0.0},
-                            Testfall{"mikro_drift", 4800, 1, 300, {}, 0.0005},
-                            Testfall{"systemton_lueckenlos", 960, 2, 500, {}, 0.0}}) {
+  for (const Testfall& f :
+       {Testfall{.name = "mikro_lueckenlos", .frames = 4800, .puffer = 100},
+        Testfall{.name = "mikro_aussetzer", .frames = 4800, .puffer = 100, .auslassen = {50}},
+        Testfall{.name = "mikro_drift", .frames = 4800, .puffer = 300, .drift = 0.0005},
+        Testfall{.name = "systemton_lueckenlos", .frames = 960, .kanaele = 2, .puffer = 500}}) {
     if (!druckeErgebnis(fall(f, konverter))) return 2;
   }
   return 0;

@@ -15,11 +15,11 @@ namespace hallkorb {
 
 struct Testfall {
   std::string name;
-  std::int64_t frames = 0;           // per input block
-  std::uint32_t kanaele = 1;         // channels of the input, all carrying the same tone
-  std::int64_t puffer = 0;           // input blocks
-  std::set<std::int64_t> auslassen;  // indices of blocks that are lost
-  double drift = 0.0;                // relative error of the input's clock
+  std::int64_t frames = 0;             // per input block
+  std::uint32_t kanaele = 1;           // channels of the input, all carrying the same tone
+  std::int64_t puffer = 0;             // input blocks
+  std::set<std::int64_t> auslassen{};  // indices of blocks that are lost
+  double drift = 0.0;                  // relative error of the input's clock
 };
 
 // Runs one case and returns its JSON line. Stops the process if the chain delivers fewer than 5600

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tests/audiofiles/ChannelChunkerTest.h"
@@ -118,11 +119,11 @@ TEST_F(ChannelChunkerTest, LengthsThatCutNothingLeaveAllToTheEnd) {
     double rate, chunk, max;
     bool rede;
   };
-  const Fall faelle[] = {{RATE, -1.0, 4.0, false},    {RATE, -1e14, 4.0, false},
-                         {RATE, AM_RAND, 4.0, false}, {RATE, -AM_RAND, 4.0, false},
-                         {0.0, 25.0, 4.0, false},     {0.0, 25.0, 4.0, true},
-                         {-0.5, 25.0, 4.0, false},    {-0.5, 25.0, 4.0, true},
-                         {RATE, 25.0, AM_RAND, true}, {2e9, 4e9, 4.0, false}};
+  const Fall faelle[] = {
+      {RATE, -1.0, 4.0, false},     {RATE, -1e14, 4.0, false}, {RATE, AM_RAND, 4.0, false},
+      {RATE, -AM_RAND, 4.0, false}, {0.0, 25.0, 4.0, false},   {0.0, 25.0, 4.0, true},
+      {-0.5, 25.0, 4.0, false},     {-0.5, 25.0, 4.0, true},   {RATE, 25.0, AM_RAND, true},
+      {2e9, 4e9, 4.0, false},       {1.0, -0x1p63, 4.0, false}};
   for (const Fall& fall : faelle) {
     auto e = einstellung(ordner.pfad(), fall.rede);
     e.rate = fall.rate;
@@ -167,6 +168,22 @@ TEST_F(ChannelChunkerTest, APauseLengthOfZeroCutsAtTheFirstSilentFrame) {
   for (int k = 0; k < 10; ++k)
     nichts.append(ton(1000, LEISE));
   EXPECT_EQ(nichts.globalOffset(), 0);
+}
+
+// It is made of whole frames of 160 samples.
+TEST_F(ChannelChunkerTest, APauseIsAtLeastAsLongAsAsked) {
+  for (const auto& [verlangt, stille, geschnitten] :
+       {std::tuple{320, 320, true}, std::tuple{321, 320, false}, std::tuple{321, 480, true}}) {
+    auto e = einstellung(ordner.pfad(), true);
+    e.minSeconds = 0.1;
+    e.silenceSeconds = verlangt / RATE;
+    ChannelChunker c(e);
+    auto samples = ton(16000);
+    setze(samples, 3200, 3200 + static_cast<std::size_t>(stille), LEISE);
+    c.append(samples);
+    EXPECT_EQ(c.globalOffset() > 0, geschnitten) << verlangt << " " << stille;
+    c.finalizeRemainder();
+  }
 }
 
 TEST(ChannelChunkerAbbruch, ANegativeRateStopsTheProcessAtTheFirstChunk) {

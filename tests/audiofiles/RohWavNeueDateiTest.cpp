@@ -1,7 +1,10 @@
 // The continuous file when somebody removes, moves or replaces it while it grows.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -67,6 +70,43 @@ TEST_F(RohWavTest, AFolderThatComesBackGetsTheNewFile) {
   const auto letzte = sekunde(4);
   alles.insert(alles.end(), letzte.begin(), letzte.end());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(alles, 16000));
+}
+
+TEST_F(RohWavTest, ANewFileThatIsRemovedTooIsReportedWhenItIsClosed) {
+  const auto roh = oeffne();
+  std::filesystem::remove(pfad);
+  jetzt += 6.0;
+  dateien.scheitere(Ruf::oeffnen, 0, ENOSPC);  // reported as lost, before there is room again
+  roh->schreiben(sekunde(0));
+  jetzt += 6.0;
+  roh->schreiben(sekunde(1));
+  ASSERT_TRUE(std::filesystem::exists(pfad));
+  std::filesystem::remove(pfad);
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  const std::string verlust =
+      "[hallkorb] mikro_roh.wav: entfernt, verschoben oder ersetzt; geschrieben wird weiter in die "
+      "alte Datei";
+  const Zeilen zeilen = ausgabe.fehlerZeilen();
+  ASSERT_EQ(zeilen.size(), 3U);
+  EXPECT_EQ(zeilen[0], verlust);
+  EXPECT_EQ(zeilen[2], verlust);
+}
+
+TEST_F(RohWavTest, APipeThatLosesItsNameIsNotReplacedByAFile) {
+  ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
+  const int leser = ::open(pfad.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(leser, 0);
+  const auto roh = oeffne();
+  ASSERT_TRUE(roh);
+  std::filesystem::remove(pfad);
+  jetzt += 6.0;
+  roh->schreiben(std::vector<float>{0.5F});
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  EXPECT_TRUE(ordner.namen().empty());
+  std::vector<std::uint8_t> da(100);
+  EXPECT_EQ(::read(leser, da.data(), da.size()), 44 + 2);
+  ::close(leser);
+  EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
 }
 
 TEST_F(RohWavTest, AFolderThatWasMovedKeepsTheWholeFile) {

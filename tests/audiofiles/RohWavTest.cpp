@@ -92,6 +92,14 @@ TEST_F(RohWavTest, EncodesLikeWriteWav) {
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(samples, 16000));
 }
 
+TEST_F(RohWavTest, ThereIsRoomUpToTwoGigabytes) {
+  const auto roh = oeffne();
+  const std::size_t alles = (2147483647U - 36U) / 2;
+  EXPECT_EQ(roh->platz(), alles);
+  roh->schreiben(sekunde(0));
+  EXPECT_EQ(roh->platz(), alles - RATE);
+}
+
 TEST_F(RohWavTest, TheHeaderFollowsWhenMoreThanFiveSecondsHavePassed) {
   const auto roh = oeffne();
   jetzt = 1005.0;

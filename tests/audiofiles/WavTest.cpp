@@ -118,6 +118,8 @@ TEST_F(WriteWav, ImpossibleRatesAndLengthsStopTheProcess) {
     EXPECT_EXIT((void)writeWav(eins, rate, pfad), abgebrochen,
                 R"(\[hallkorb\] Abbruch: WAV-Datei: keine gueltige Rate)");
   }
+  EXPECT_EXIT((void)wavRate(-1.5), abgebrochen, "keine gueltige Rate: -1.5 Hz");
+  EXPECT_EQ(wavBytes(2147483629), 4294967258U);
   // The length is refused before a sample is looked at.
   for (const std::size_t anzahl : {std::size_t{2147483630}, std::size_t{1} << 31U}) {
     EXPECT_EXIT((void)writeWav(std::span(eins.data(), anzahl), 16000.0, pfad), abgebrochen,
@@ -260,6 +262,16 @@ TEST(LiesWav, APartialFrameIsIgnored) {
   WavBytes b = fremderKopf(2, 7);
   b.s16(16384).s16(1).s16(8192).wort("x");
   EXPECT_EQ(liesBytes(b.bytes), std::vector<float>{0.5F});
+}
+
+// Its channel count is then what the next block begins with.
+TEST(LiesWav, AFormatBlockEndsWhereItSaysEvenIfThatIsTooEarly) {
+  WavBytes b;
+  b.wort("RIFF").u32(0).wort("WAVE");
+  b.wort("fmt ").u32(2).u16(1);
+  b.u16(2).wort("XX").u32(0);
+  b.wort("data").u32(8).s16(16384).s16(1).s16(-16384).s16(2);
+  EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, -0.5F}));
 }
 
 TEST(LiesWav, WithoutADataBlockThereIsNothing) {

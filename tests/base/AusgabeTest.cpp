@@ -4,14 +4,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <map>
+#include <numeric>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "base/Ausgabe.h"
 #include "tests/support/AusgabeFaenger.h"
+#include "tests/support/Rohr.h"
 
 namespace hallkorb {
 namespace {
@@ -44,6 +46,7 @@ TEST(AusgabeTest, ALineAboutAFileWithSuchANameArrivesReadable) {
 
 int aufrufe = 0;
 std::string empfangen;
+std::vector<std::size_t> versuche;  // how much each write offered
 
 TEST(AusgabeTest, PartialAndInterruptedWritesAreCompleted) {
   aufrufe = 0;
@@ -75,6 +78,40 @@ TEST(AusgabeTest, ALineIsOneWrite) {
   EXPECT_EQ(aufrufe, 1);
 }
 
+// The kernel may take less than it had room for. What is left goes as a line that is longer than
+// the pipe does: in pieces that never block.
+TEST(AusgabeTest, ALineThatIsBegunGoesOnInPiecesThatAPipeTakesAtOnce) {
+  versuche.clear();
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
+    versuche.push_back(laenge);
+    return versuche.size() == 1 ? 1 : static_cast<ssize_t>(laenge);
+  });
+  constexpr std::size_t LAENGE = 3 * PIPE_BUF;
+  EXPECT_TRUE(ausgabe.write(std::string(LAENGE, 'x')));
+  ASSERT_GT(versuche.size(), 3U);
+  EXPECT_EQ(versuche[0], LAENGE);
+  EXPECT_LE(*std::max_element(versuche.begin() + 1, versuche.end()), std::size_t{PIPE_BUF});
+  EXPECT_EQ(std::accumulate(versuche.begin() + 1, versuche.end(), std::size_t{1}), LAENGE);
+}
+
+TEST(AusgabeTest, AWriteThatFindsNoRoomIsTriedAgain) {
+  aufrufe = 0;
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
+    if (++aufrufe < 3) {
+      errno = aufrufe == 1 ? EAGAIN : EWOULDBLOCK;
+      return -1;
+    }
+    return static_cast<ssize_t>(laenge);
+  });
+  bool gemeldet = false;
+  ausgabe.leserWeg([&] { gemeldet = true; });
+  ausgabe.begrenze(0.0);
+  ausgabe.begrenze(std::nullopt);  // there is no limit any more
+  EXPECT_TRUE(ausgabe.write("a"));
+  EXPECT_EQ(aufrufe, 3);
+  EXPECT_FALSE(gemeldet);
+}
+
 TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
   const auto geht = [](int, const void*, std::size_t) -> ssize_t {
     errno = EPIPE;
@@ -89,6 +126,38 @@ TEST(AusgabeTest, AReaderThatIsGoneIsReportedOnce) {
   EXPECT_FALSE(ausgabe.write("a"));
   EXPECT_FALSE(ausgabe.write("b"));
   EXPECT_EQ(gemeldet, 1);
+  EXPECT_FALSE(ausgabe.leere());  // two lines were lost
+  EXPECT_TRUE(ausgabe.leere());
+}
+
+TEST(AusgabeTest, WhoAsksLaterIsNotAnsweredForAReaderThatWasGoneBefore) {
+  aufrufe = 0;
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t laenge) -> ssize_t {
+    if (++aufrufe > 1) return static_cast<ssize_t>(laenge);
+    errno = EPIPE;
+    return -1;
+  });
+  bool spaeter = false;
+  ausgabe.leserWeg([&] { ausgabe.leserWeg([&] { spaeter = true; }); });
+  EXPECT_FALSE(ausgabe.write("a"));
+  EXPECT_TRUE(ausgabe.write("b"));
+  EXPECT_FALSE(spaeter);
+}
+
+TEST(AusgabeTest, AReaderThatIsFoundGoneByWhatWasHeldBackIsReportedToo) {
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t {
+    errno = ECONNRESET;
+    return -1;
+  });
+  int gemeldet = 0;
+  ausgabe.leserWeg([&] { ++gemeldet; });
+  ausgabe.halteZurueck();
+  EXPECT_TRUE(ausgabe.write("chunk"));  // kept, so not lost yet
+  EXPECT_TRUE(ausgabe.leere());
+  EXPECT_EQ(gemeldet, 0);
+  ausgabe.gibFrei({});
+  EXPECT_EQ(gemeldet, 1);
+  EXPECT_FALSE(ausgabe.leere());
 }
 
 TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
@@ -103,7 +172,10 @@ TEST(AusgabeTest, AnotherFailureIsNoReaderThatIsGone) {
 }
 
 TEST(AusgabeTest, AWriteThatTakesNothingEndsTheAttempt) {
-  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t { return 0; });
+  FileHandleTextOutput ausgabe(-1, [](int, const void*, std::size_t) -> ssize_t {
+    errno = EAGAIN;  // left over from an earlier call
+    return 0;
+  });
   EXPECT_FALSE(ausgabe.write("a"));
 }
 
@@ -122,32 +194,18 @@ TEST(AusgabeTest, WhatIsHeldBackFollowsTheReport) {
 
 // A pipe with a reader that does not read.
 class StummerLeser : public testing::Test {
- public:
-  StummerLeser() {
-    EXPECT_EQ(::pipe(rohr), 0);
-    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, O_NONBLOCK), 0);
-    const std::string viel(65536, 'x');
-    while (::write(rohr[1], viel.data(), viel.size()) > 0) {
-    }
-    EXPECT_EQ(::fcntl(rohr[1], F_SETFL, 0), 0);
-  }
-  ~StummerLeser() override {
-    ::close(rohr[0]);
-    ::close(rohr[1]);
-  }
-
  protected:
-  int rohr[2] = {-1, -1};
+  Rohr rohr{true};
 };
 
 TEST_F(StummerLeser, CostsTheLineAndNotTheEndOnceThereIsALimit) {
-  FileHandleTextOutput ausgabe(rohr[1]);
+  FileHandleTextOutput ausgabe(rohr.schreiber());
   ausgabe.begrenze(0.0);
   EXPECT_FALSE(ausgabe.write("done\n"));
 }
 
 TEST_F(StummerLeser, IsGivenUpByAWriteThatWaitsAlready) {
-  FileHandleTextOutput ausgabe(rohr[1]);
+  FileHandleTextOutput ausgabe(rohr.schreiber());
   bool ganz = true;
   std::thread schreiber([&] { ganz = ausgabe.write("chunk\n"); });
   ausgabe.begrenze(0.0);
@@ -156,20 +214,12 @@ TEST_F(StummerLeser, IsGivenUpByAWriteThatWaitsAlready) {
 }
 
 TEST_F(StummerLeser, GetsTheWholeLineWhenItReadsInTime) {
-  FileHandleTextOutput ausgabe(rohr[1]);
+  FileHandleTextOutput ausgabe(rohr.schreiber());
   ausgabe.begrenze(3600.0);
   const std::string zeile = std::string(10'000, 'y') + "\n";
-  std::thread schreiber([&] {
-    EXPECT_TRUE(ausgabe.write(zeile));
-    ::close(std::exchange(rohr[1], -1));
-  });
-  std::string gelesen;
-  char puffer[4096];
-  for (ssize_t n = 0; (n = ::read(rohr[0], puffer, sizeof puffer)) > 0;) {
-    gelesen.append(puffer, static_cast<std::size_t>(n));
-  }
+  std::thread schreiber([&] { EXPECT_TRUE(ausgabe.write(zeile)); });
+  EXPECT_EQ(rohr.liesBis("\n"), zeile);
   schreiber.join();
-  EXPECT_EQ(gelesen.substr(gelesen.find('y')), zeile);
 }
 
 // Lines longer than a pipe's atomic size (4096) and than its capacity, from eight threads into one

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <numeric>
@@ -35,6 +36,18 @@ mode_t rechte(const std::string& pfad) {
   return wert.st_mode & 0777U;
 }
 
+// The working directory while it lives.
+class ArbeitsOrdner {
+ public:
+  explicit ArbeitsOrdner(const std::string& pfad) { std::filesystem::current_path(pfad); }
+  ~ArbeitsOrdner() { std::filesystem::current_path(vorher_); }
+  ArbeitsOrdner(const ArbeitsOrdner&) = delete;
+  ArbeitsOrdner& operator=(const ArbeitsOrdner&) = delete;
+
+ private:
+  const std::filesystem::path vorher_ = std::filesystem::current_path();
+};
+
 class ErsetzeDatei : public testing::Test {
  protected:
   TempOrdner ordner;
@@ -55,11 +68,8 @@ TEST_F(ErsetzeDatei, CreatesAndReplaces) {
 }
 
 TEST_F(ErsetzeDatei, WorksInTheWorkingDirectory) {
-  const auto vorher = std::filesystem::current_path();
-  std::filesystem::current_path(ordner.pfad());
-  const Ergebnis ergebnis = ersetzeDatei("b.wav", neu);
-  std::filesystem::current_path(vorher);
-  EXPECT_TRUE(ergebnis.gelungen());
+  const ArbeitsOrdner hier(ordner.pfad());
+  EXPECT_TRUE(ersetzeDatei("b.wav", neu).gelungen());
   EXPECT_EQ(dateiBytes(ordner / "b.wav"), neu);
 }
 
@@ -95,6 +105,33 @@ TEST_F(ErsetzeDatei, AWatcherNeverSeesAPartOfAFile) {
 TEST_F(ErsetzeDatei, WritesWithOneCall) {
   EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateien.rufe(Ruf::schreiben), 1U);
+  EXPECT_EQ(dateien.rufe(Ruf::loeschen), 0U);  // what was renamed need not be removed
+}
+
+TEST_F(ErsetzeDatei, AnErrorOfClosingADeviceIsReported) {
+  dateien.scheitere(Ruf::schliessen, 0, EIO);
+  const Ergebnis ergebnis = ersetzeDatei("/dev/null", neu, dateien);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, EIO);
+}
+
+// Some systems refuse more. The bytes are not looked at, so there need not be as many.
+TEST(SchreibeGanz, NoCallGetsMoreThanAGigabyte) {
+  class Zaehler final : public FehlerDateien {
+   public:
+    ssize_t schreiben(int, std::span<const std::uint8_t> bytes) override {
+      mengen.push_back(bytes.size());
+      return std::ssize(bytes);
+    }
+    std::vector<std::size_t> mengen;
+  };
+  Zaehler dateien;
+  const std::uint8_t byte = 0;
+  constexpr std::size_t GIB = std::size_t{1} << 30U;
+  const Geschrieben stand = schreibeGanz(1, std::span(&byte, 2 * GIB + 5), dateien);
+  EXPECT_EQ(stand.bytes, static_cast<std::int64_t>(2 * GIB + 5));
+  EXPECT_EQ(stand.nummer, 0);
+  EXPECT_EQ(dateien.mengen, (std::vector<std::size_t>{GIB, GIB, 5}));
 }
 
 TEST_F(ErsetzeDatei, CompletesShortWritesAndInterruptedCalls) {
@@ -106,6 +143,12 @@ TEST_F(ErsetzeDatei, CompletesShortWritesAndInterruptedCalls) {
   EXPECT_TRUE(ersetzeDatei(pfad, neu, dateien).gelungen());
   EXPECT_EQ(dateiBytes(pfad), neu);
   EXPECT_EQ(ordner.namen(), std::vector<std::string>{"a.wav"});
+}
+
+TEST_F(ErsetzeDatei, ADiskThatTakesOneByteAtATimeGetsThemAll) {
+  dateien.kurz(1);
+  EXPECT_TRUE(ersetzeDatei(pfad, alt, dateien).gelungen());
+  EXPECT_EQ(dateiBytes(pfad), alt);
 }
 
 TEST_F(ErsetzeDatei, AWriteThatMovesNothingEndsInAnError) {
@@ -221,6 +264,13 @@ TEST_F(ErsetzeDatei, ADeviceIsWrittenToAndStays) {
 #endif
 }
 
+// All bytes are at hand, and a device cannot show half of them.
+TEST_F(ErsetzeDatei, WhatGoesToADeviceIsStoredNowhereBefore) {
+  EXPECT_TRUE(ersetzeDatei("/dev/null", neu, dateien).gelungen());
+  EXPECT_EQ(dateien.rufe(Ruf::oeffnen), 1U);
+  EXPECT_EQ(dateien.rufe(Ruf::loeschen), 0U);
+}
+
 TEST_F(ErsetzeDatei, APipeIsWrittenToAndStays) {
   ASSERT_EQ(::mkfifo(pfad.c_str(), 0600), 0);
   std::optional<Bytes> gelesen;
@@ -252,6 +302,27 @@ TEST_F(ErsetzeDatei, AnOpenFileNamedByItsNumberIsWrittenAtItsPosition) {
   const Ergebnis ergebnis = ersetzeDatei("/dev/fd/" + std::to_string(handle), alt);
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_EQ(ergebnis.fehler().code, EBADF);
+}
+
+TEST_F(ErsetzeDatei, ANameThatOnlyBeginsLikeAnOpenFilesIsNone) {
+  std::FILE* datei = std::tmpfile();
+  const std::string nummer = "/dev/fd/" + std::to_string(::fileno(datei));
+  for (const std::string& name : {nummer + "x", nummer + "/a", std::string("/dev/fd/-1")})
+    EXPECT_TRUE(ersetzeDatei(name, alt).gescheitert()) << name;
+  std::fseek(datei, 0, SEEK_END);
+  EXPECT_EQ(std::ftell(datei), 0);
+  std::fclose(datei);
+}
+
+TEST_F(ErsetzeDatei, StandardInputIsAnOpenFileLikeEveryOther) {
+  std::FILE* datei = std::tmpfile();
+  const int vorher = ::dup(STDIN_FILENO);
+  ::dup2(::fileno(datei), STDIN_FILENO);
+  EXPECT_TRUE(ersetzeDatei("/dev/fd/0", alt).gelungen());
+  ::dup2(vorher, STDIN_FILENO);
+  ::close(vorher);
+  EXPECT_EQ(::lseek(::fileno(datei), 0, SEEK_END), 100);
+  std::fclose(datei);
 }
 
 // A host may give its child a socket as standard output, which cannot be opened by name.
@@ -321,6 +392,7 @@ TEST(LiesDatei, ReadsWholeFilesInWhateverPiecesTheyCome) {
   dateien.scheitere(Ruf::lesen, 50, EIO);
   EXPECT_EQ(liesDatei(ordner / "a", dateien), std::nullopt);
   EXPECT_EQ(dateien.rufe(Ruf::schliessen), 2U);
+  EXPECT_EQ(liesDatei(ordner / "fehlt"), std::nullopt);
 }
 
 TEST(ErzeugeOrdner, CreatesTheWholeWay) {
@@ -331,6 +403,9 @@ TEST(ErzeugeOrdner, CreatesTheWholeWay) {
   }
   EXPECT_TRUE(erzeugeOrdner("/").gelungen());
   EXPECT_TRUE(erzeugeOrdner(".").gelungen());
+  const ArbeitsOrdner hier(ordner.pfad());
+  EXPECT_TRUE(erzeugeOrdner("x/y/z").gelungen());
+  EXPECT_TRUE(std::filesystem::is_directory("x/y/z"));
 }
 
 TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
@@ -349,6 +424,67 @@ TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
   EXPECT_EQ(ergebnis.fehler().description,
             "Anlegen des Ordners " + (ordner / "x/y") + ": Read-only file system");
   EXPECT_TRUE(erzeugeOrdner("").gescheitert());
+}
+
+TEST(ErzeugeOrdner, WhatItHasCreatedNeedsNoSecondLook) {
+  const TempOrdner ordner;
+  const ArbeitsOrdner hier(ordner.pfad());
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::zustand, 0, EACCES, FehlerDateien::IMMER);
+  EXPECT_TRUE(erzeugeOrdner("neu", dateien).gelungen());
+  EXPECT_TRUE(std::filesystem::is_directory("neu"));
+}
+
+// For others a new file is what its folder is; where that is not said, the working directory's.
+TEST(RechteNeuerDatei, AreThoseOfTheFolderThatThePathLeadsTo) {
+  const TempOrdner ordner;
+  const ArbeitsOrdner hier(ordner.pfad());
+  std::filesystem::create_directory("sub");
+  const std::pair<mode_t, mode_t> faelle[] = {
+      {0700, 0600}, {0750, 0640}, {0755, 0644}, {0777, 0666}};
+  for (const auto& [ordnerRechte, dateiRechte] : faelle) {
+    ASSERT_EQ(::chmod(ordner.pfad().c_str(), ordnerRechte), 0);
+    ASSERT_EQ(::chmod("sub", 0700), 0);
+    EXPECT_EQ(rechteNeuerDatei("a.wav"), dateiRechte);
+    EXPECT_EQ(rechteNeuerDatei(ordner / "a.wav"), dateiRechte);
+    EXPECT_EQ(rechteNeuerDatei("sub/a.wav"), mode_t{0600});
+  }
+  EXPECT_EQ(rechteNeuerDatei("/a.wav"), 0600U | (rechte("/") & 066U));
+  EXPECT_EQ(rechteNeuerDatei("fehlt/a.wav"), mode_t{0600});
+}
+
+TEST(Verweis, IsTheTextOfALinkAndOfNothingElse) {
+  const TempOrdner ordner;
+  std::filesystem::create_symlink("gibt es/nicht", ordner / "verweis");
+  legeAn(ordner / "datei", {1});
+  std::string ziel;
+  EXPECT_EQ(posixDateien().verweis(ordner / "verweis", ziel), 0);
+  EXPECT_EQ(ziel, "gibt es/nicht");
+  EXPECT_EQ(posixDateien().verweis(ordner / "datei", ziel), -EINVAL);
+  EXPECT_EQ(posixDateien().verweis(ordner / "fehlt", ziel), -ENOENT);
+  EXPECT_TRUE(istVerweis(ordner / "verweis", posixDateien()));
+  EXPECT_FALSE(istVerweis(ordner / "datei", posixDateien()));
+}
+
+TEST(Zustand, TellsAFileFromEveryOtherOne) {
+  const TempOrdner ordner;
+  legeAn(ordner / "a", {1});
+  legeAn(ordner / "b", {1});
+  std::filesystem::create_hard_link(ordner / "a", ordner / "c");
+  const auto zustand = [&](const char* name) {
+    Dateien::Zustand wert;
+    EXPECT_EQ(posixDateien().zustand(ordner / name, wert), 0);
+    return wert;
+  };
+  EXPECT_TRUE(zustand("a").selbeDatei(zustand("c")));
+  EXPECT_FALSE(zustand("a").selbeDatei(zustand("b")));
+  Dateien::Zustand anderswo = zustand("a");
+  anderswo.geraet += 1;
+  EXPECT_FALSE(zustand("a").selbeDatei(anderswo));
+  EXPECT_EQ(zustand("a").groesse, 1);
+  EXPECT_EQ(zustand("a").art, Dateien::Art::datei);
+  EXPECT_EQ(zustand("").art, Dateien::Art::ordner);
+  EXPECT_TRUE(zustand("a").eigen);
 }
 
 TEST(PfadIn, PutsASeparatorOnlyWhereThereIsNone) {

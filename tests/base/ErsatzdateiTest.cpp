@@ -49,10 +49,12 @@ TEST(ErsatzdateiTest, AppearsOnlyWhenItIsComplete) {
 
 TEST(ErsatzdateiTest, LeavesNothingBehindUnlessItIsCompleted) {
   const TempOrdner ordner;
+  FehlerDateien dateien;
   {
-    Ersatzdatei(ordner / "a").schreibe(NEU);
+    Ersatzdatei(ordner / "a", dateien).schreibe(NEU);
   }
   EXPECT_TRUE(ordner.namen().empty());
+  EXPECT_EQ(dateien.rufe(Ruf::schliessen), 1U);
 }
 
 TEST(ErsatzdateiTest, FollowsALinkAndKeepsIt) {
@@ -88,6 +90,29 @@ TEST(ErsatzdateiTest, AFullDeviceIsAnError) {
   const Ergebnis ergebnis = schreibeInStuecken("/dev/full");
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_EQ(ergebnis.fehler().code, ENOSPC);
+}
+
+TEST(ErsatzdateiTest, AFailureLeavesNothingBehindNotEvenUntilItsObjectGoes) {
+  const TempOrdner ordner;
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::umbenennen, 0, EIO);
+  Ersatzdatei datei(ordner / "a", dateien);
+  datei.schreibe(NEU);
+  EXPECT_TRUE(datei.vollende().gescheitert());
+  EXPECT_TRUE(ordner.namen().empty());
+}
+
+TEST(ErsatzdateiTest, WhatCannotBeReadAgainHasNotReachedTheDevice) {
+  // The file that it is stored in is closed twice before the device is.
+  for (const auto& [ruf, n] : {std::pair{Ruf::lesen, 0U}, std::pair{Ruf::schliessen, 0U},
+                               std::pair{Ruf::schliessen, 2U}}) {
+    FehlerDateien dateien;
+    dateien.scheitere(ruf, n, EIO);
+    const Ergebnis ergebnis = schreibeInStuecken("/dev/null", dateien);
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().code, EIO);
+    EXPECT_EQ(dateien.rufe(Ruf::loeschen), 1U);  // nor is anything left
+  }
 }
 
 TEST(ErsatzdateiTest, TheFirstFailureIsReportedAndTheEarlierFileStays) {

@@ -1,26 +1,55 @@
-// Another program's end and what it prints, with the system's shell as that program.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "base/Fremdprogramm.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 namespace {
 
 using Worte = std::vector<std::string>;
 
-TEST(Fremdprogramm, ItsEndIsReported) {
-  EXPECT_TRUE(fuehreProgrammAus({"sh", "-c", "exit 0"}).gelungen());
-  EXPECT_EQ(fuehreProgrammAus({"sh", "-c", "exit 3"}).status, 3);
-  const Programmende getoetet = fuehreProgrammAus({"sh", "-c", "kill -9 $$"});
-  EXPECT_EQ(getoetet.status, -1);
-  EXPECT_FALSE(getoetet.gelungen() || getoetet.fehlt());
-  EXPECT_TRUE(fuehreProgrammAus({"hallkorb-no-such-program"}).fehlt());
+TEST(FremdprogrammTest, ItsStatusIsWhatItEndedWith) {
+  EXPECT_TRUE(fuehreProgrammAus({"true"}).gelungen());
+  const Programmende sieben = fuehreProgrammAus({"sh", "-c", "exit 7"});
+  EXPECT_EQ(sieben.status, 7);
+  EXPECT_EQ(sieben.nummer, 0);
+  EXPECT_FALSE(sieben.gelungen());
+  EXPECT_FALSE(sieben.fehlt());
 }
 
-TEST(Fremdprogramm, EachLineThatItPrintsIsHandedOver) {
+TEST(FremdprogrammTest, AfterASignalThereIsNone) {
+  const Programmende ende = fuehreProgrammAus({"sh", "-c", "kill -9 $$"});
+  EXPECT_EQ(ende.status, -1);
+  EXPECT_EQ(ende.nummer, 0);
+  EXPECT_FALSE(ende.gelungen());
+}
+
+TEST(FremdprogrammTest, AProgramThatIsNotThereIsMissingAndNothingElseIs) {
+  const TempOrdner ordner;
+  const Programmende ende = fuehreProgrammAus({ordner / "gibt es nicht", "egal"});
+  EXPECT_TRUE(ende.fehlt());
+  EXPECT_FALSE(ende.gelungen());
+  EXPECT_TRUE(fuehreProgrammAus({"sh", "-c", "exit 127"}).fehlt());  // what a shell says of it
+  EXPECT_FALSE(fuehreProgrammAus({"true"}).fehlt());
+}
+
+TEST(FremdprogrammTest, ItGetsItsWordsUnchangedAndNeitherInputNorOutput) {
+  const TempOrdner ordner;
+  const std::string datei = ordner / "worte";
+  const Programmende ende = fuehreProgrammAus(
+      {"sh", "-c",
+       "for n in 0 1 2; do [ /dev/fd/$n -ef /dev/null ] || exit 1; done; echo laut; echo laut >&2; "
+       "printf '%s|' \"$@\" >\"$0\"",
+       datei, "mit Leerzeichen", "", "$HOME"});
+  EXPECT_TRUE(ende.gelungen());
+  const auto bytes = dateiBytes(datei);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "mit Leerzeichen||$HOME|");
+}
+
+TEST(FremdprogrammTest, EachLineThatItPrintsIsHandedOver) {
   Worte zeilen;
   const auto nimm = [&](const std::string& zeile) { zeilen.push_back(zeile); };
   EXPECT_TRUE(fuehreProgrammAus({"sh", "-c", "echo eins; echo; echo nicht >&2; printf zwei"}, nimm)
@@ -40,7 +69,7 @@ TEST(Fremdprogramm, EachLineThatItPrintsIsHandedOver) {
   EXPECT_EQ(zeilen, Worte{});
 }
 
-TEST(Fremdprogramm, ItReadsNothing) {
+TEST(FremdprogrammTest, ItReadsNothing) {
   Worte zeilen;
   EXPECT_TRUE(fuehreProgrammAus({"cat"}, [&](const std::string& zeile) {
                 zeilen.push_back(zeile);

@@ -74,6 +74,36 @@ TEST_F(Ordnerwacht, ALinkInItsPlaceIsRefusedAndReportedOnce) {
   EXPECT_EQ(faenger_.fehlerZeilen(), (std::vector<std::string>{zeile, zeile}));
 }
 
+TEST_F(Ordnerwacht, AFolderNamedFromTheWorkingDirectoryIsWatchedToo) {
+  const fs::path vorher = fs::current_path();
+  fs::current_path(ordner_.pfad());
+  for (const std::string name : {"a/", "a", "./a/"}) {
+    fs::create_directory("a");
+    beginne(name);
+    EXPECT_EQ(schreibe(pfadIn(name, "x")), 0);
+    fs::remove_all("a");
+    fs::create_directory_symlink("oben", "a");
+    EXPECT_EQ(schreibe(pfadIn(name, "x")), ESTALE) << name;
+    fs::remove("a");
+  }
+  EXPECT_EQ(faenger_.fehlerZeilen().front(),
+            "[hallkorb] Ordner ausgetauscht: a fuehrt woandershin, dort wird nichts geschrieben");
+  fs::current_path(vorher);
+}
+
+// Where something is read from does not matter: it is the user's own choice each time.
+TEST_F(Ordnerwacht, ReadingIsNeverRefused) {
+  beginne(ziel_);
+  fs::rename(ziel_, ordner_ / "weg");
+  fs::create_directory(anderswo_);
+  legeAn(anderswo_ + "/a", {1});
+  fs::create_directory_symlink(anderswo_, ziel_);
+  const int griff = wacht_.oeffnen(ziel_ + "/a", O_RDONLY, 0);
+  EXPECT_GE(griff, 0);
+  ::close(griff);
+  EXPECT_EQ(schreibe(ziel_ + "/a"), ESTALE);
+}
+
 TEST_F(Ordnerwacht, ALinkFurtherUpIsRefused) {
   beginne(ziel_);
   fs::rename(ordner_ / "oben", ordner_ / "weg");

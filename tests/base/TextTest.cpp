@@ -8,7 +8,10 @@ namespace hallkorb {
 namespace {
 
 TEST(Utf8Test, ItsBoundariesAreThoseOfUnicode) {
-  EXPECT_TRUE(istUtf8("\xC2\x80"));
+  for (const char* rand : {"\xC2\x80", "\xDF\xBF", "\xE1\x80\x80", "\xEF\xBF\xBF",
+                           "\xF1\x80\x80\x80", "\xF3\xBF\xBF\xBF"}) {
+    EXPECT_TRUE(istUtf8(rand));
+  }
   EXPECT_FALSE(istUtf8("\xC1\xBF"));  // overlong
   EXPECT_TRUE(istUtf8("\xE0\xA0\x80"));
   EXPECT_FALSE(istUtf8("\xE0\x9F\xBF"));  // overlong
@@ -20,6 +23,19 @@ TEST(Utf8Test, ItsBoundariesAreThoseOfUnicode) {
   EXPECT_FALSE(istUtf8("\xF4\x90\x80\x80"));  // above U+10FFFF
   EXPECT_FALSE(istUtf8("\xF5\x80\x80\x80"));
   EXPECT_FALSE(istUtf8("\x80"));
+}
+
+TEST(Utf8Test, EveryFurtherByteOfACharacterIsLookedAt) {
+  for (const std::string zeichen : {"ä", "漢", "😀"}) {
+    for (std::size_t stelle = 1; stelle < zeichen.size(); ++stelle) {
+      for (const char falsch : {'A', '\x7F', '\xC0', '\xFF'}) {
+        std::string kaputt = zeichen;
+        kaputt[stelle] = falsch;
+        EXPECT_EQ(utf8Laenge(kaputt), 0U) << zeichen << stelle;
+      }
+      EXPECT_EQ(utf8Laenge(zeichen.substr(0, stelle)), 0U) << zeichen << stelle;
+    }
+  }
 }
 
 TEST(Utf8Test, ALengthIsThatOfTheFirstCharacter) {

@@ -126,11 +126,13 @@ TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
   quelle.hoerer->unterbrochen({"probe", 1, "abgezogen"});
   quelle.hoerer->fortgesetzt();
   quelle.hoerer->verloren(7);
+  quelle.hoerer->hinweis({"probe", 2, "liefert mit 44100 Hz"});
   EXPECT_EQ(faenger.fehler(),
             "[hallkorb] Mikrofon-Capture gestartet\n"
             "[hallkorb] Mikrofon unterbrochen: abgezogen\n"
             "[hallkorb] Mikrofon wieder da\n"
-            "[hallkorb] Mikrofon: 7 Bloecke verloren, Verarbeitung zu langsam\n");
+            "[hallkorb] Mikrofon: 7 Bloecke verloren, Verarbeitung zu langsam\n"
+            "[hallkorb] liefert mit 44100 Hz\n");
 }
 
 TEST_F(CaptureTest, TheMicrophoneIsStoppedWithTheCapture) {

@@ -164,6 +164,19 @@ TEST(MonoResamplerDeathTest, ARateOfZeroThatAConverterTakesStopsTheProcess) {
               "Resampler: Blocklaenge nicht darstellbar");
 }
 
+// The room is a number of 32 bits.
+TEST(MonoResamplerDeathTest, TheLargestRoomThatCanBeCountedIsOfferedAndNoLargerOne) {
+  Fabrik fabrik;
+  const auto block = [](std::uint32_t frames) {
+    return PcmBlock{{16000, 1, true}, frames, {}, std::nullopt};
+  };
+  fabrik.verliert = true;
+  (void)MonoResampler(16000.0, fabrik).process(block(4294966271U));
+  EXPECT_EQ(fabrik.kapazitaet, 4294967295U);
+  EXPECT_EXIT((void)MonoResampler(16000.0, fabrik).process(block(4294966272U)),
+              testing::KilledBySignal(SIGABRT), "Resampler: Blocklaenge nicht darstellbar");
+}
+
 TEST(MonoResamplerDeathTest, ARoomThatCannotBeCountedStopsTheProcess) {
   Fabrik fabrik;
   const std::vector<float> samples(1000);

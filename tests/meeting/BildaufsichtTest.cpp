@@ -478,6 +478,23 @@ TEST_P(BildaufsichtTest, AFailedCheckIsLoggedAndTheNextOneGoesOn) {
   EXPECT_EQ(faenger.ausgabeZeilen().back(), wechsel("video_wechsel", TEAMS, TEAMS_GRUND, "10.0"));
 }
 
+TEST_P(BildaufsichtTest, WhatThisComputerLacksIsReportedAgainOnlyAfterSomethingElse) {
+  schirm.windows = {zoom(4)};
+  const Fehler lacks = nichtAufnehmbar("die Farbtiefe 8 wird nicht aufgenommen");
+  welt.am(1, [&] { schirm.inventarFehler = lacks; });
+  welt.am(7, [&] { schirm.inventarFehler = Fehler{"xcb", 1, "keine Antwort"}; });
+  welt.am(9, [&] { schirm.inventarFehler = lacks; });
+  welt.am(13, [&] { schirm.inventarFehler = std::nullopt; });
+  welt.am(15, [&] { schirm.inventarFehler = lacks; });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(19.0));
+  Zeilen zeilen = faenger.fehlerZeilen();
+  std::erase_if(
+      zeilen, [](const std::string& z) { return z.find("Fensterpruefung") == std::string::npos; });
+  const std::string einmal = "[hallkorb] Fensterpruefung: die Farbtiefe 8 wird nicht aufgenommen";
+  EXPECT_EQ(zeilen, (Zeilen{einmal, "[hallkorb] Fensterpruefung: keine Antwort", einmal, einmal}));
+}
+
 TEST_P(BildaufsichtTest, ASwitchThatFailsIsTriedAgainAtTheNextCheck) {
   schirm.windows = {zoom(4)};
   zeige(3, {teams(5)});

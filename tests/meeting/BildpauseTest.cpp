@@ -378,6 +378,29 @@ TEST_P(BildpauseTest, AWindowThatIsAMeetingAgainBeforeItIsReplacedIsRecordedAgai
   EXPECT_EQ(anzahl(6, 10), 8U);
 }
 
+// Its title says so, but it may still show what it showed.
+TEST_P(BildpauseTest, AWindowThatIsAMeetingAgainWaitsForTheNextRegularCheck) {
+  schirm.windows = {tab("Meet"), zoom(4, "")};
+  schirm.wechselFehler = Fehler{"xcb", 3, "BadWindow"};
+  zeige(3, {tab("Meine Bank"), zoom(4, "")});
+  zeige(4.5, {tab("Meet"), zoom(4, "")});
+  welt.am(4.5, [this] { schirm.titelNeu(); });
+  bewegtBis(8);
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(8.0));
+  EXPECT_EQ(anzahl(4, 6), 0U);
+  EXPECT_EQ(anzahl(6, 8), 4U);
+}
+
+TEST_P(BildpauseTest, APictureThatWasReadBeforeACheckCountsAlsoAfterIt) {
+  schirm.windows = {tab("Meet")};
+  schirm.bildVerzug = 0.5;
+  welt.am(3.75, [this] { schirm.bild(); });
+  video->starteGeduldig(120);
+  EXPECT_TRUE(stoppe(6.0));
+  EXPECT_EQ(bilder(), (Bilder{{3.75, 7}}));
+}
+
 TEST_P(BildpauseTest, AFailedChangeToABetterWindowKeepsTheOldOneOnThePicture) {
   schirm.windows = {zoom(4)};
   schirm.wechselFehler = Fehler{"xcb", 3, "BadWindow"};
@@ -411,6 +434,17 @@ TEST_P(BildpauseTest, ANewTitleOfTheMeetingIsBookedAtOnce) {
             (Zeilen{"[hallkorb] Bildquelle: Zoom · Meeting A — 4 s",
                     "[hallkorb] Bildquelle: Zoom · Meeting B — 4 s"}));
   EXPECT_EQ(bilder().size(), 18U);
+}
+
+TEST_P(BildpauseTest, TwoNewTitlesAreCheckedAFifthOfASecondApart) {
+  schirm.windows = {tab("Meet")};
+  welt.am(2.5, [this] { schirm.titelNeu(); });
+  zeige(2.6, {tab("Meine Bank")});
+  welt.am(2.6, [this] { schirm.titelNeu(); });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(3.5));
+  EXPECT_NE(faenger.ausgabeZeilen().back().find(R"("t_s":2.7})"), std::string::npos)
+      << faenger.ausgabeZeilen().back();
 }
 
 TEST_P(BildpauseTest, AnEarlierCheckConfirmsNoBetterWindow) {

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "meeting/Bildzustand.h"
+#include "meeting/FensterInfo.h"
+#include "meeting/Rangfolge.h"
 #include "meeting/WindowVideoCapture.h"
 #include "tests/support/Bildszene.h"
 
@@ -39,6 +42,27 @@ TEST_P(BildstoppTest, BeforeTheSupervisionItIsSilentAndNothingStartsAfterIt) {
   bis(10.0);
   EXPECT_EQ(schirm.inventare, 0U);
   EXPECT_EQ(faenger.ausgabe() + faenger.fehler(), "");
+}
+
+// A check that is under way when the stop comes must not begin anything.
+TEST_P(BildstoppTest, AfterItTheStateLetsNothingBegin) {
+  ScreenContent content;
+  content.windows = {zoom(4)};
+  const MeetingKandidaten eins = meetingKandidaten(metadaten(content));
+  const MeetingKandidaten keins = meetingKandidaten({});
+  Bildzustand stand;
+  ASSERT_TRUE(stand.beginneAufsicht());
+  ASSERT_TRUE(stand.uebernimm(besteWahl(eins)));
+  const Bildzustand::Ende ende = stand.brichAb();
+  EXPECT_TRUE(ende.lief);
+  EXPECT_TRUE(ende.beaufsichtigt);
+  EXPECT_EQ(stand.entscheide(keins, besteWahl(keins), Bildzustand::Anlass::takt),
+            Bildzustand::Schritt::nichts);
+  EXPECT_FALSE(stand.pausiere());
+  EXPECT_FALSE(stand.uebernimm(besteWahl(eins)));
+  EXPECT_FALSE(stand.merkeStrom(nullptr));
+  EXPECT_FALSE(stand.beginneAufsicht());
+  EXPECT_FALSE(stand.brichAb().lief);
 }
 
 TEST_P(BildstoppTest, WhileSearchingItEndsTheSleepAndIsSilent) {

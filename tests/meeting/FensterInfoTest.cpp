@@ -120,6 +120,8 @@ TEST(FensterInfoTest, WhatIsNoWindowListIsRefused) {
                                  R"({fenster:[]})",
                                  R"([{"fenster":[]}])",
                                  R"({"a":{"fenster":[]}})",
+                                 R"({"fenster":{"fenster":[]}})",
+                                 R"({"fenster":[],"fenster":{}})",
                                  "{\"fenster\":[]}\xff",
                                  "{\"fenster\":[]} // x",
                                  "\xff\xfe{\"fenster\":[]}"}) {

@@ -178,6 +178,37 @@ TEST_P(WindowVideoCaptureTest, AFileThatIsTakenAwayIsReportedOnceAtTheNextCheck)
                         ": No such file or directory"}));
 }
 
+TEST_P(WindowVideoCaptureTest, AnotherFileInItsPlaceIsReportedAtTheNextCheckToo) {
+  bild(0.5);
+  welt.am(1.0, [this] {
+    std::ofstream(ordner / "anderes") << "bleibt";
+    std::filesystem::rename(ordner / "anderes", ordner / "video.mp4");
+  });
+  video->starteGeduldig(120);
+  bis(5.0);
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " +
+                               (ordner / "video.mp4") + " — Ton laeuft weiter"}));
+  EXPECT_FALSE(stoppe(5.5));
+}
+
+TEST_P(WindowVideoCaptureTest, AFileInPlaceOfItsFolderTakesItAway) {
+  const std::string unter = ordner / "unter";
+  std::filesystem::create_directory(unter);
+  video = WindowVideoCapture::baue(unter, sim::NULLZEIT, welt);
+  bild(0.5);
+  welt.am(1.0, [&] {
+    std::filesystem::rename(unter, ordner / "weg");
+    std::ofstream(unter) << "bleibt";
+  });
+  video->starteGeduldig(120);
+  bis(5.0);
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Video-Datei entfernt, verschoben oder ersetzt: " + unter +
+                               "/video.mp4 — Ton laeuft weiter"}));
+  EXPECT_FALSE(stoppe(5.5));
+}
+
 TEST_P(WindowVideoCaptureTest, AnotherFileInItsPlaceIsNeitherFinishedNorReportedAsTheVideo) {
   bild(0.5);
   welt.am(1.0, [this] {

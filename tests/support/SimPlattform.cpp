@@ -324,6 +324,7 @@ void SimPlattform::quit(int status) {
 }
 
 std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
+  if (ohneFaden.contains("")) return nullptr;
   return std::make_unique<SimTask>(*this, std::move(arbeit));
 }
 
@@ -338,7 +339,8 @@ std::unique_ptr<Schlaf> SimPlattform::schlaf() {
   return std::make_unique<SimSchlaf>(*this);
 }
 
-std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& /*name*/) {
+std::unique_ptr<SerialQueue> SimPlattform::queue(const std::string& name) {
+  if (ohneFaden.contains(name)) return nullptr;
   return std::make_unique<SimQueue>(*this);
 }
 

@@ -78,6 +78,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   double spielDauer = 1.0;             // seconds that spieleVor() takes
   std::vector<std::string> vorgespielt;
   std::size_t hoechstensUnabhaengige = 1000;  // more are refused, as by a system's limit
+  std::set<std::string> ohneFaden;            // queues of these names, and the task "", get none
   mutable std::uint64_t rufe = 0;             // of its clock and its sleeps, so far
   double wanduhrVor = 0.0;  // seconds that the wall clock has gained, as in a sleep of the computer
 

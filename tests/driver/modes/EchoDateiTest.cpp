@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -167,6 +169,20 @@ TEST_F(EchoDateiTest, TakesAReferenceThatIsLongerThanTheMicrophone) {
   EXPECT_NE(zeile.find("\"ohne_referenz\":0,"), std::string::npos);
 }
 
+TEST_F(EchoDateiTest, ALengthIsThatOfTheMicrophone) {
+  // 0.05 s is what is rounded up.
+  for (const auto& [samples, sekunden] : {std::pair{799U, "0.0"}, std::pair{801U, "0.1"}}) {
+    schreibe("mic.wav", rauschen(samples, 3));
+    schreibe("ref.wav", rauschen(16000, 4));
+    Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(config()), 0);
+    const std::string zeile = faenger.text();
+    EXPECT_NE(zeile.find("\"sekunden_audio\":" + std::string(sekunden) + ","), std::string::npos)
+        << zeile;
+    EXPECT_NE(zeile.find("\"samples\":" + std::to_string(samples) + ","), std::string::npos);
+  }
+}
+
 TEST_F(EchoDateiTest, TakesEmptyRecordings) {
   // An empty data chunk in a file that is long enough.
   std::ofstream(pfad("leer.wav"), std::ios::binary)
@@ -286,6 +302,71 @@ TEST_F(EchoDateiTest, CutsChunksByItsOwnRulesIntoAFolderThatItMakes) {
     ASSERT_GT(ausgabe.size(), 44U);
     // 16000 Hz, little-endian.
     EXPECT_EQ(ausgabe[24] + 256 * ausgabe[25], 16000);
+  }
+}
+
+TEST_F(EchoDateiTest, ATurnWithoutAPauseIsCutBeforeFifteenSeconds) {
+  const szenen::Signal s = szenen::kunstsprache(17.0, 31);
+  schreibe("mic.wav", Samples(s.begin(), s.end()));
+  schreibe("ref.wav", Samples(17 * 16000));
+  Config c = config();
+  c.chunkOrdner = pfad("chunks");
+  const AusgabeFaenger ausgaben;
+  const Ergebnisfaenger faenger;
+  EXPECT_EQ(echoDatei(c), 0);
+  const auto zeilen = ausgaben.ausgabeZeilen();
+  ASSERT_EQ(zeilen.size(), 2U);
+  EXPECT_GT(zeiten(zeilen[0]).second, 13.0);
+  EXPECT_LT(zeiten(zeilen[0]).second, 15.0);
+}
+
+// A signal in the middle of the run.
+
+class EchoDateiSignalTest : public EchoDateiTest {
+ protected:
+  void SetUp() override {
+    schreibe("mic.wav", rauschen(80000, 41));
+    schreibe("ref.wav", rauschen(80000, 42));
+    vorher = inhalt();
+    dateien.vorher = [this](FehlerDateien::Ruf ruf) {
+      if (nummer != 0 && ruf == FehlerDateien::Ruf::lesen && dateien.rufe(ruf) == 3)
+        std::raise(nummer);
+    };
+  }
+  // In a process of its own.
+  [[noreturn]] void laufe() { std::_Exit(echoDatei(config(), dateien)); }
+
+  FehlerDateien dateien;
+  int nummer = 0;
+  std::vector<std::string> vorher;
+};
+
+TEST_F(EchoDateiSignalTest, EndsTheProcessAsItWouldAndLeavesNoHalfFile) {
+  for (const int jede : {SIGINT, SIGTERM, SIGHUP}) {
+    nummer = jede;
+    EXPECT_EXIT(laufe(), testing::KilledBySignal(jede), "^$");
+    EXPECT_EQ(inhalt(), vorher);
+  }
+}
+
+TEST_F(EchoDateiSignalTest, ThatTheParentWantsIgnoredStaysSo) {
+  nummer = SIGHUP;
+  EXPECT_EXIT(
+      {
+        std::signal(SIGHUP, SIG_IGN);
+        laufe();
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_TRUE(fs::exists(pfad("out.wav")));
+}
+
+TEST_F(EchoDateiSignalTest, HandlersAreAfterwardsWhatTheyWereBefore) {
+  void (*const eigener)(int) = [](int) {};
+  for (const int jede : {SIGINT, SIGTERM, SIGHUP}) {
+    const auto bisheriger = std::signal(jede, eigener);
+    const Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(config(), dateien), 0);
+    EXPECT_EQ(std::signal(jede, bisheriger), eigener) << jede;
   }
 }
 

@@ -109,6 +109,20 @@ TEST_F(FensterModiTest, TheProbeOfAllWindowsCountsNoOthers) {
                 NICHTS_JSON + "}\n");
 }
 
+TEST_F(FensterModiTest, ASingleOtherWindowIsCounted) {
+  welt.bildschirm.windows = {sim::fenster(1, "org.gnome.Terminal", "x")};
+  EXPECT_EQ(probe(), 0);
+  EXPECT_EQ(ausgabe, "{\"andere_fenster\":1}\n{\"wahl\":" + NICHTS_JSON + "}\n");
+}
+
+TEST_F(FensterModiTest, WithoutAThreadLeftThereIsNoProbe) {
+  welt.ohneFaden = {""};
+  EXPECT_EQ(probe(), 2);
+  EXPECT_EQ(ausgabe, "");
+  EXPECT_EQ(faenger.fehler(),
+            "[hallkorb] --fenster-probe: das System gibt keinen Thread mehr her\n");
+}
+
 TEST_F(FensterModiTest, AnEmptyScreenHasNoOtherWindowsToCount) {
   EXPECT_EQ(probe(), 0);
   EXPECT_EQ(ausgabe, "{\"wahl\":" + NICHTS_JSON + "}\n");

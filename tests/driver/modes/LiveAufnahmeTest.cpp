@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,7 @@
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/Gespraech.h"
+#include "tests/support/Rohr.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/WavBytes.h"
@@ -100,6 +102,31 @@ TEST_F(LiveAufnahmeTest, SigintSigtermAndSighupAreTaken) {
   welt.signal(1.001, SIGHUP);
   EXPECT_EQ(laufe(welt), 0);
   EXPECT_EQ(welt.gefangeneSignale(), (std::set<int>{SIGHUP, SIGINT, SIGTERM}));
+}
+
+// As under nohup.
+TEST_F(LiveAufnahmeTest, ASighupThatIsIgnoredStaysSo) {
+  const auto bisheriger = std::signal(SIGHUP, SIG_IGN);
+  SimPlattform welt;
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  EXPECT_EQ(welt.gefangeneSignale(), (std::set<int>{SIGINT, SIGTERM}));
+  std::signal(SIGHUP, bisheriger);
+}
+
+TEST_F(LiveAufnahmeTest, WithoutTheThreadsItNeedsNothingIsBegun) {
+  for (const std::string queue : {"chunks.them", "echo", "start", "stop"}) {
+    SCOPED_TRACE(queue);
+    const AusgabeFaenger eigener;
+    SimPlattform welt;
+    welt.ohneFaden = {queue};
+    welt.signal(1.001, SIGINT);
+    EXPECT_EQ(laufe(welt), 2);
+    const std::string grund = "das System gibt keinen Thread mehr her";
+    EXPECT_EQ(eigener.ausgabe(), R"({"event":"error","message":")" + grund + "\"}\n");
+    EXPECT_EQ(eigener.fehler(), "[hallkorb] Aufnahme nicht moeglich: " + grund + "\n");
+  }
+  EXPECT_TRUE(ordner.namen().empty());
 }
 
 TEST_F(LiveAufnahmeTest, AMissingMicrophoneDegradesTheRun) {
@@ -331,6 +358,33 @@ TEST_F(LiveAufnahmeTest, WithoutSystemAudioTheEchoPathRunsWithoutReference) {
   EXPECT_EQ(std::filesystem::file_size(ordner.pfad() + "/mikro_roh.wav"), 44U + 4U * 32000U);
 }
 
+TEST_F(LiveAufnahmeTest, WhatIsStillInTheEchoPathAtTheStopComesOut) {
+  config.echo = true;
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  stetig(welt.systemGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  // 62 whole blocks, the half one, and 17 that the post-filter is behind.
+  EXPECT_NE(faenger.ausgabe().find(R"("bloecke":80,)"), std::string::npos) << faenger.ausgabe();
+}
+
+// Which of several ready threads goes on is drawn: the system audio's blocks may all be waiting
+// when the stop comes.
+TEST_F(LiveAufnahmeTest, WhatWaitsForTheChunksOfTheSystemAudioIsInThem) {
+  for (std::uint64_t saat = 1; saat <= 100; ++saat) {
+    const TempOrdner eigener;
+    config.outDir = eigener.pfad();
+    const AusgabeFaenger eigenerFaenger;
+    SimPlattform welt(saat);
+    for (const double t : {0.1, 0.2, 0.3})
+      welt.systemGeraet.block(t, MONO16, aufnahme(t, 1600));
+    welt.signal(0.4, SIGINT);
+    EXPECT_EQ(laufe(welt), 0);
+    ASSERT_EQ(ausChunks("them", eigenerFaenger.ausgabeZeilen()).size(), 6400U) << saat;
+  }
+}
+
 TEST_F(LiveAufnahmeTest, FoldersOnTheWayAreCreated) {
   config.outDir = ordner.pfad() + "/a/b/c";
   SimPlattform welt;
@@ -368,6 +422,45 @@ TEST_F(LiveAufnahmeTest, ARawFileThatIsFullIsClosedAndTheRecordingGoesOn) {
   std::vector<std::uint8_t> kopf(WAV_KOPF_BYTES);
   std::ifstream(roh, std::ios::binary).read(reinterpret_cast<char*>(kopf.data()), std::ssize(kopf));
   EXPECT_EQ(feld32(kopf, 40), 2147483610U);
+}
+
+TEST_F(LiveAufnahmeTest, ARawFileThatCannotBeFinishedIsReported) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  FehlerDateien dateien;
+  dateien.scheitere(FehlerDateien::Ruf::schreibenAn, 1, ENOSPC, FehlerDateien::IMMER);
+  EXPECT_EQ(LiveAufnahme(config, welt, dateien).laufe(), 0);
+  const std::string voll = ": No space left on device\n";
+  EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav: Schreibfehler" + voll),
+            std::string::npos);
+  EXPECT_NE(faenger.fehler().find("[hallkorb] mikro_roh.wav: Schliessen von " +
+                                  (ordner / "mikro_roh.wav") + voll),
+            std::string::npos);
+}
+
+// The one test here that takes time: as long as a host has to read what it has not read yet.
+TEST_F(LiveAufnahmeTest, AHostThatDoesNotReadCostsItsLinesAndNotTheEnd) {
+  Rohr rohre[2] = {Rohr(true), Rohr(true)};
+  FileHandleTextOutput* const stroeme[2] = {&FileHandleTextOutput::standardOutput(),
+                                            &FileHandleTextOutput::standardError()};
+  int vorher[2] = {};
+  for (const int i : {0, 1})
+    vorher[i] = std::exchange(stroeme[i]->handle, rohre[i].schreiber());
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.1, 1.0);
+  welt.signal(1.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  for (const int i : {0, 1}) {
+    // All lines are given up by now, and the next recording's have no limit yet.
+    EXPECT_TRUE(stroeme[i]->leere());
+    EXPECT_TRUE(stroeme[i]->write("danach\n"));
+    EXPECT_EQ(rohre[i].liesBis("danach\n"), "danach\n");
+    EXPECT_TRUE(stroeme[i]->leere());
+    stroeme[i]->handle = vorher[i];
+  }
+  EXPECT_TRUE(std::filesystem::exists(ordner / "chunk_me_000.wav"));
+  EXPECT_TRUE(liesWav(ordner / "mikro_roh.wav"));
 }
 
 TEST_F(LiveAufnahmeTest, AFileInPlaceOfTheFolderCostsTheFilesAndNotTheRun) {

@@ -1,12 +1,19 @@
 // The self-test's lines against a second computation: the same synthetic recordings and the
 // platform's resampler, but placed and measured in other ways.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <memory>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "driver/modes/Selbsttest.h"
@@ -16,21 +23,52 @@
 namespace hallkorb {
 namespace {
 
+// The platform's converter. What comes out of it may be changed: `verformt` gets the samples of
+// each block, and the index of the first one in the output of the case.
 class Swr final : public AudioConverterFactory {
  public:
   std::unique_ptr<AudioConverter> konverter(const PcmFormat& quellformat, double rate) override {
-    return SwrKonverter::neu(quellformat, rate);
+    formate.push_back(quellformat);
+    return std::make_unique<Verformt>(*this, SwrKonverter::neu(quellformat, rate));
   }
+
+  std::vector<PcmFormat> formate;
+  std::function<void(std::vector<float>&, std::int64_t)> verformt = [](auto&, auto) {};
+
+ private:
+  static constexpr std::int64_t VERSATZ = 4800;  // the timeline's silence before the first block
+
+  class Verformt final : public AudioConverter {
+   public:
+    Verformt(const Swr& fabrik, std::unique_ptr<AudioConverter> echt)
+        : fabrik_(fabrik), echt_(std::move(echt)) {}
+    Umwandlung wandle(const PcmBlock& block, std::size_t kapazitaet,
+                      std::vector<float>& ausgabe) override {
+      auto umwandlung = echt_->wandle(block, kapazitaet, ausgabe);
+      const auto anzahl = std::ssize(ausgabe);
+      fabrik_.verformt(ausgabe, stelle_);
+      stelle_ += anzahl;
+      return umwandlung;
+    }
+
+   private:
+    const Swr& fabrik_;
+    std::unique_ptr<AudioConverter> echt_;
+    std::int64_t stelle_ = VERSATZ;
+  };
 };
 
 struct Messung {
   std::vector<double> y;
   int luecken = 0;
   double lueckenSamples = 0;
+  int ueberlappungen = 0;
+  double verworfen = 0;
 };
 
 // A block goes to the place of its time if that is more than 5 ms from the end of the last one, and
-// otherwise follows it; a gap stays silent.
+// otherwise follows it; a gap stays silent, and of two blocks for the same time the first one
+// stays.
 Messung nachgerechnet(const Testfall& f) {
   Messung m;
   const auto konverter = SwrKonverter::neu({48000.0, 1, true}, 16000.0);
@@ -59,6 +97,12 @@ Messung nachgerechnet(const Testfall& f) {
       m.y.insert(m.y.end(), static_cast<std::size_t>(fehlt), 0.0);
       m.luecken += 1;
       m.lueckenSamples += static_cast<double>(fehlt);
+      soll = pos;
+    } else if (pos - soll < -80) {
+      const auto doppelt = std::lround(soll - pos);
+      aus.erase(aus.begin(), aus.begin() + doppelt);
+      m.ueberlappungen += 1;
+      m.verworfen += static_cast<double>(doppelt);
       soll = pos;
     }
     soll += static_cast<double>(f.frames) / 3;
@@ -115,17 +159,20 @@ class SelbsttestTest : public testing::Test {
     EXPECT_EQ(z.laenge, static_cast<long long>(m.y.size()));
     EXPECT_EQ(z.luecken, m.luecken);
     EXPECT_NEAR(z.lueckenMs, m.lueckenSamples / 16, 0.051);
-    EXPECT_EQ(z.ueberlappungen, 0);
-    EXPECT_EQ(z.verworfenMs, 0);
+    EXPECT_EQ(z.ueberlappungen, m.ueberlappungen);
+    EXPECT_NEAR(z.verworfenMs, m.verworfen / 16, 0.051);
     int lag = -40;
+    const std::size_t bis = std::min<std::size_t>(m.y.size(), 20800);
     for (int k = -40; k <= 40; ++k) {
-      if (restDb(m.y, 5600, 20800, k, f.drift) < restDb(m.y, 5600, 20800, lag, f.drift)) lag = k;
+      if (restDb(m.y, 5600, bis, k, f.drift) < restDb(m.y, 5600, bis, lag, f.drift)) lag = k;
     }
     EXPECT_EQ(z.lag, lag);
-    EXPECT_NEAR(z.anfangDb, restDb(m.y, 5600, 20800, lag, f.drift), 0.051);
-    EXPECT_NEAR(z.endeDb, restDb(m.y, m.y.size() - 10000, m.y.size() - 2000, lag, f.drift), 0.051);
+    EXPECT_NEAR(z.anfangDb, restDb(m.y, 5600, bis, lag, f.drift), 0.051);
+    const std::size_t ende = m.y.size() - 2000;
+    const std::size_t endeAb = m.y.size() - std::min<std::size_t>(m.y.size(), 10000);
+    EXPECT_NEAR(z.endeDb, restDb(m.y, endeAb, ende, lag, f.drift), 0.051);
     long long nullen = 0;
-    for (std::size_t n = 4900; n < m.y.size() - 2000; ++n)
+    for (std::size_t n = 4900; n < ende; ++n)
       nullen += m.y[n] == 0;
     EXPECT_EQ(z.nullen, nullen);
     return z;
@@ -166,6 +213,120 @@ TEST_F(SelbsttestTest, StereoYieldsItsFirstChannel) {
   EXPECT_LT(z.endeDb, -90);
 }
 
+TEST_F(SelbsttestTest, AClockThatIsTooSlowMakesBlocksOverlap) {
+  const Zeile z = pruefe({"langsam", 4800, 1, 300, {}, -0.0005});
+  EXPECT_EQ(z.soll, 484560);
+  EXPECT_EQ(z.luecken, 0);
+  EXPECT_EQ(z.ueberlappungen, 2);
+  EXPECT_GT(z.verworfenMs, 10.0);
+}
+
+// Its end begins before the tone does, or is over by then.
+TEST_F(SelbsttestTest, AShortRecordingIsMeasuredAsFarAsItGoes) {
+  const Zeile z = pruefe({"kurz", 4800, 1, 5, {}, 0.0});
+  EXPECT_EQ(z.soll, 12800);
+  EXPECT_LT(z.anfangDb, -60);
+  EXPECT_LT(z.endeDb, -40);
+  const Zeile kuerzer = pruefe({"kuerzer", 4800, 1, 1, {}, 0.0});
+  EXPECT_EQ(kuerzer.soll, 6400);
+  EXPECT_EQ(kuerzer.nullen, 0);
+  EXPECT_EQ(kuerzer.endeDb, 0.0);
+}
+
+TEST_F(SelbsttestTest, AConverterThatDelaysShowsByHowMuch) {
+  for (const int lag : {-17, -1, 1, 13, 26}) {
+    std::vector<float> zurueck(std::max(lag, 0), 0.0F);
+    swr.verformt = [&, weg = std::max(-lag, 0)](std::vector<float>& samples, auto) mutable {
+      samples.insert(samples.begin(), zurueck.begin(), zurueck.end());
+      zurueck.assign(samples.end() - std::max(lag, 0), samples.end());
+      samples.erase(samples.end() - std::max(lag, 0), samples.end());
+      samples.erase(samples.begin(), samples.begin() + std::exchange(weg, 0));
+    };
+    const AusgabeFaenger faenger;
+    const Zeile z = lies(fall({"verzoegert", 4800, 1, 100, {}, 0.0}, swr));
+    EXPECT_EQ(z.lag, lag);
+    EXPECT_LT(z.anfangDb, -60);
+    EXPECT_LT(z.endeDb, -60);
+  }
+}
+
+// A click at one sample is as good as a mark: it shows which samples are looked at.
+TEST_F(SelbsttestTest, ItsStretchesBeginAndEndAtTheirSamples) {
+  const auto mitStoerung = [this](std::int64_t stelle, float wert) {
+    swr.verformt = [=](std::vector<float>& samples, std::int64_t von) {
+      if (stelle >= von && stelle < von + std::ssize(samples))
+        samples[static_cast<std::size_t>(stelle - von)] = wert;
+    };
+    const AusgabeFaenger faenger;
+    return lies(fall({"knack", 4800, 1, 100, {}, 0.0}, swr));
+  };
+  const std::int64_t laenge = mitStoerung(-1, 0.0F).laenge;
+  for (const std::int64_t drin : {std::int64_t{5600}, std::int64_t{20799}})
+    EXPECT_GT(mitStoerung(drin, 50.0F).anfangDb, -20) << drin;
+  for (const std::int64_t draussen : {std::int64_t{5599}, std::int64_t{20800}})
+    EXPECT_LT(mitStoerung(draussen, 50.0F).anfangDb, -60) << draussen;
+  for (const std::int64_t drin : {laenge - 10000, laenge - 2001})
+    EXPECT_GT(mitStoerung(drin, 50.0F).endeDb, -20) << drin;
+  for (const std::int64_t draussen : {laenge - 10001, laenge - 2000})
+    EXPECT_LT(mitStoerung(draussen, 50.0F).endeDb, -60) << draussen;
+  for (const std::int64_t drin : {std::int64_t{4900}, laenge - 2001})
+    EXPECT_EQ(mitStoerung(drin, 0.0F).nullen, 1) << drin;
+  for (const std::int64_t draussen : {std::int64_t{4899}, laenge - 2000})
+    EXPECT_EQ(mitStoerung(draussen, 0.0F).nullen, 0) << draussen;
+}
+
+TEST_F(SelbsttestTest, SilenceResemblesTheToneAtNoDelayAndTheFirstOneStays) {
+  swr.verformt = [](std::vector<float>& samples, auto) {
+    std::fill(samples.begin(), samples.end(), 0.0F);
+  };
+  const AusgabeFaenger faenger;
+  const Zeile z = lies(fall({"still", 4800, 1, 100, {}, 0.0}, swr));
+  EXPECT_EQ(z.lag, -40);
+  EXPECT_EQ(z.anfangDb, 0.0);
+  EXPECT_EQ(z.endeDb, 0.0);
+  EXPECT_EQ(z.nullen, z.laenge - 2000 - 4900);
+}
+
+TEST_F(SelbsttestTest, TheModePrintsItsFourCases) {
+  const AusgabeFaenger faenger;
+  testing::internal::CaptureStdout();
+  const int status = zeitachseTest(swr);
+  std::istringstream text(testing::internal::GetCapturedStdout());
+  EXPECT_EQ(status, 0);
+  std::vector<Zeile> zeilen;
+  for (std::string zeile; std::getline(text, zeile);)
+    zeilen.push_back(lies(zeile));
+  ASSERT_EQ(zeilen.size(), 4U);
+  const std::array<std::string, 4> namen{"mikro_lueckenlos", "mikro_aussetzer", "mikro_drift",
+                                         "systemton_lueckenlos"};
+  const std::array<long long, 4> soll{164800, 164800, 485039, 164800};
+  const std::array<long long, 4> luecken{0, 1, 2, 0};
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(zeilen[i].fall, namen[i]);
+    EXPECT_EQ(zeilen[i].soll, soll[i]);
+    EXPECT_EQ(zeilen[i].luecken, luecken[i]);
+    EXPECT_EQ(swr.formate[i].channels, i == 3 ? 2U : 1U);
+  }
+  EXPECT_NE(faenger.fehler().find("Zeitachse mikro_aussetzer: Luecke 100.0 ms bei 5.30 s"),
+            std::string::npos)
+      << faenger.fehler();
+}
+
+TEST_F(SelbsttestTest, ALineThatCannotBePrintedIsAFailure) {
+  if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
+  const AusgabeFaenger faenger;
+  std::fflush(stdout);
+  const int vorher = ::dup(STDOUT_FILENO);
+  const int voll = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ::dup2(voll, STDOUT_FILENO);
+  EXPECT_EQ(zeitachseTest(swr), 2);
+  EXPECT_EQ(swr.formate.size(), 1U);  // the others are not even begun
+  std::clearerr(stdout);
+  ::dup2(vorher, STDOUT_FILENO);
+  ::close(voll);
+  ::close(vorher);
+}
+
 TEST_F(SelbsttestTest, TooLittleOutputStopsTheProcess) {
   EXPECT_EXIT((void)fall({"kurz", 480, 1, 4, {}, 0.0}, swr), testing::KilledBySignal(SIGABRT),
               "Selbsttest kurz: zu wenig Ausgabe");
@@ -173,7 +334,12 @@ TEST_F(SelbsttestTest, TooLittleOutputStopsTheProcess) {
 
 TEST_F(SelbsttestTest, ALengthThatCannotBeCountedStopsTheProcess) {
   EXPECT_EXIT((void)fall({"weit", 4800, 1, 100, {}, 1e18}, swr), testing::KilledBySignal(SIGABRT),
-              "nicht darstellbar");
+              "Zeitachse: Zeitpunkt nicht darstellbar");
+  // Without a block there is no time to place, only the length that was to come out.
+  for (const double drift : {1e18, -1e18}) {
+    EXPECT_EXIT((void)fall({"verloren", 4800, 1, 2, {0, 1}, drift}, swr),
+                testing::KilledBySignal(SIGABRT), "Selbsttest: Laenge nicht darstellbar");
+  }
 }
 
 }  // namespace
