@@ -101,7 +101,7 @@ TEST_F(FremdeDateiTest, AnothersPipeIsReplaced) {
   ASSERT_EQ(::mkfifo(pfad.c_str(), 0666), 0);
   dateien.fremd = pfad;
   EXPECT_TRUE(schreibe().gelungen());
-  EXPECT_TRUE(fs::is_regular_file(pfad));
+  ASSERT_TRUE(fs::is_regular_file(pfad));
   EXPECT_EQ(dateiBytes(pfad), NEU);
 }
 
