@@ -18,6 +18,30 @@ namespace {
 constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
 constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);
 
+// Non-blocking, so that opening a pipe of that name fails instead of hanging. It has no effect on a
+// regular file.
+constexpr int ANLEGEN = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK;
+
+// Returns the open file, empty, or a negated error number.
+int legeAn(const std::string& pfad, Dateien& dateien) {
+  // A link would decide where the recording goes.
+  if (istVerweis(pfad, dateien)) beharrlich([&] { return dateien.loeschen(pfad); });
+  const mode_t rechte = rechteNeuerDatei(pfad, dateien);
+  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN | O_TRUNC, rechte); });
+  Dateien::Zustand zustand;
+  if (datei < 0 || beharrlich([&] { return dateien.zustandOffen(datei, zustand); }) != 0 ||
+      zustand.eigen) {
+    return datei;
+  }
+  // Somebody else has put it there and can read it. Only in a folder that allows no change it must
+  // be meant for us.
+  const int weg = beharrlich([&] { return dateien.loeschen(pfad); });
+  if (weg == -EACCES) return datei;
+  schliesse(datei, dateien);
+  if (weg < 0) return weg;
+  return beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN | O_EXCL, rechte); });
+}
+
 double sekundenSeitStart() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
@@ -25,21 +49,24 @@ double sekundenSeitStart() {
 }  // namespace
 
 std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Dateien& dateien,
-                                       Uhr uhr) {
-  // A link would decide where the recording goes.
-  if (istVerweis(pfad, dateien)) beharrlich([&] { return dateien.loeschen(pfad); });
-  const mode_t rechte = rechteNeuerDatei(pfad, dateien);
-  constexpr int ANLEGEN = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK;
-  // Non-blocking, so that opening a pipe of that name fails instead of hanging. It has no effect on
-  // a regular file.
-  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN, rechte); });
+                                       Uhr uhr, std::int64_t davor) {
+  const int datei = legeAn(pfad, dateien);
   if (datei < 0) return nullptr;
   if (!uhr) uhr = sekundenSeitStart;
-  return std::unique_ptr<RohWav>(new RohWav(std::move(pfad), datei, rate, dateien, std::move(uhr)));
+  return std::unique_ptr<RohWav>(
+      new RohWav(std::move(pfad), datei, rate, dateien, std::move(uhr), davor));
 }
 
-RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr)
-    : handle_(datei), pfad_(std::move(pfad)), rate_(rate), dateien_(dateien), uhr_(std::move(uhr)) {
+RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr,
+               std::int64_t davor)
+    : handle_(datei),
+      pfad_(std::move(pfad)),
+      rate_(rate),
+      laenge_(2 * davor),
+      verloren_(2 * davor),
+      gestoert_(davor > 0),
+      dateien_(dateien),
+      uhr_(std::move(uhr)) {
   merkeDatei(datei);
   int nummer = kopfNachtragen();
   if (nummer == ESPIPE) {

@@ -15,6 +15,10 @@
 // leads nowhere, the recording goes on in a new file there, whose beginning reads as silence.
 // Nothing that somebody else has put there is touched.
 //
+// Another user's file at the path is removed first, since its owner could read what is written into
+// it; if that is not allowed there is no file. In a folder whose entries nobody of ours may change,
+// it is written to.
+//
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
 // header of an empty recording and then the samples as they come.
 //
@@ -49,9 +53,11 @@ class RohWav {
 
   // Creates (or truncates) the file at `pfad` and writes the header of an empty recording at `rate`
   // Hz (modulo 2^32, the header's field). Returns null, without logging, if the file cannot be
-  // created or opened for writing. The default for `uhr` is a monotonic clock.
+  // created or opened for writing. The default for `uhr` is a monotonic clock. `davor` samples have
+  // already been lost, before there was a file; they are reported like others.
   static std::unique_ptr<RohWav> oeffne(std::string pfad, std::int64_t rate,
-                                        Dateien& dateien = posixDateien(), Uhr uhr = nullptr);
+                                        Dateien& dateien = posixDateien(), Uhr uhr = nullptr,
+                                        std::int64_t davor = 0);
   RohWav(const RohWav&) = delete;
   RohWav& operator=(const RohWav&) = delete;
   ~RohWav();
@@ -79,7 +85,8 @@ class RohWav {
   [[nodiscard]] const std::string& pfad() const { return pfad_; }
 
  private:
-  RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr);
+  RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr,
+         std::int64_t davor);
   void pruefePfad();
   [[nodiscard]] bool pfadStimmt() const;
   void merkeDatei(int datei);

@@ -1,5 +1,6 @@
 #include "base/Abbruch.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -14,8 +15,13 @@
 namespace hallkorb {
 namespace {
 
-// Takes no memory and no lock.
+// How long the reader of a full pipe may take, in milliseconds.
+constexpr int FRIST = 1000;
+
+// Takes no memory and no lock. A host that does not read must not keep the process alive.
 void schreibeDirekt(std::string_view zeile) {
+  pollfd wer{STDERR_FILENO, POLLOUT, 0};
+  if (::poll(&wer, 1, FRIST) == 0) return;
   [[maybe_unused]] const ssize_t n = ::write(STDERR_FILENO, zeile.data(), zeile.size());
 }
 

@@ -63,7 +63,7 @@ Kettenende folgeVerweisen(std::string pfad, Dateien& dateien) {
 
 // Opens an existing target for writing. Waits only a moment for the reader of a pipe: a pipe that
 // nobody reads must cost a chunk and not the recording.
-int oeffneVorhandenes(const std::string& pfad, Dateien& dateien, int dazu = 0) {
+int oeffneVorhandenes(const std::string& pfad, Dateien& dateien, int dazu) {
   const auto bis = std::chrono::steady_clock::now() + PIPE_OHNE_LESER;
   for (;;) {
     const int datei =
@@ -71,15 +71,6 @@ int oeffneVorhandenes(const std::string& pfad, Dateien& dateien, int dazu = 0) {
     if (datei != -ENXIO || std::chrono::steady_clock::now() > bis) return datei;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-}
-
-// Writes into an existing target without creating or truncating anything.
-int schreibeHinein(const std::string& pfad, std::span<const std::uint8_t> bytes, Dateien& dateien) {
-  const int datei = oeffneVorhandenes(pfad, dateien);
-  if (datei < 0) return -datei;
-  const int nummer = schreibeGanz(datei, bytes, dateien).nummer;
-  const int beimSchliessen = schliesse(datei, dateien);
-  return nummer != 0 ? nummer : beimSchliessen;
 }
 
 struct Teil {
@@ -105,43 +96,55 @@ Teil neuesTeil(const std::string& ordner, mode_t rechte, Dateien& dateien) {
 
 Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise, Dateien& dateien) {
   Ziel ziel;
-  if (verweise == Verweise::ersetzen && istVerweis(pfad, dateien)) {
+  if (verweise == Verweise::ersetzen) {
     ziel.pfad = pfad;
-    return ziel;
+    ziel.nurOhneVerweis = true;
+    if (istVerweis(pfad, dateien)) return ziel;
+  } else {
+    Kettenende ende = folgeVerweisen(pfad, dateien);
+    ziel.pfad = std::move(ende.pfad);
+    ziel.offen = ende.offen;
+    ziel.nummer = ende.nummer;
+    if (ziel.nummer != 0 || ziel.offen) return ziel;
   }
-  Kettenende ende = folgeVerweisen(pfad, dateien);
-  ziel.pfad = std::move(ende.pfad);
-  ziel.offen = ende.offen;
-  ziel.nummer = ende.nummer;
-  if (ziel.nummer != 0 || ziel.offen) return ziel;
   Dateien::Zustand zustand;
   const int ergebnis = beharrlich([&] { return dateien.zustand(ziel.pfad, zustand); });
   if (ergebnis == -ENOENT) return ziel;
   if (ergebnis < 0) {
     ziel.nummer = -ergebnis;
-  } else if (zustand.art == Dateien::Art::datei) {
+    return ziel;
+  }
+  ziel.fremd = ziel.nurOhneVerweis && !zustand.eigen;
+  if (zustand.art == Dateien::Art::datei) {
     ziel.bisher = zustand.rechte;
   } else {
-    ziel.bleibt = true;
+    ziel.bleibt = !ziel.fremd;
   }
   return ziel;
 }
 
 Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
-    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien) {}
+    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien, std::nullopt) {}
 
-Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien)
-    : pfad_(std::move(pfad)), ziel_(std::move(ziel)), nummer_(ziel_.nummer), dateien_(dateien) {
+Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien,
+                         std::optional<std::span<const std::uint8_t>> alles)
+    : pfad_(std::move(pfad)),
+      ziel_(std::move(ziel)),
+      alles_(alles),
+      nummer_(ziel_.nummer),
+      dateien_(dateien) {
   if (nummer_ != 0) return;
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
   // permissions refuses that, which does no harm.
+  const std::optional<mode_t> bisher = ziel_.fremd ? std::nullopt : ziel_.bisher;
   Teil teil;
   if (ziel_.wirdErsetzt()) {
-    const mode_t rechte = ziel_.bisher ? *ziel_.bisher : rechteNeuerDatei(ziel_.pfad, dateien_);
+    const mode_t rechte = bisher ? *bisher : rechteNeuerDatei(ziel_.pfad, dateien_);
     teil = neuesTeil(ordnerVon(ziel_.pfad), rechte, dateien_);
   }
   if (!ziel_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
+    if (alles_) return;  // nothing to store
     teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
   }
   if (teil.datei < 0) {
@@ -150,8 +153,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien)
   }
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
-  if (ziel_.wirdErsetzt() && ziel_.bisher) {
-    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ziel_.bisher); });
+  if (ziel_.wirdErsetzt() && bisher) {
+    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *bisher); });
   }
 }
 
@@ -169,7 +172,7 @@ Ersatzdatei::~Ersatzdatei() {
 }
 
 void Ersatzdatei::schreibe(std::span<const std::uint8_t> bytes) {
-  if (nummer_ == 0) nummer_ = schreibeGanz(*datei_, bytes, dateien_).nummer;
+  if (nummer_ == 0 && datei_) nummer_ = schreibeGanz(*datei_, bytes, dateien_).nummer;
 }
 
 void Ersatzdatei::schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle) {
@@ -190,8 +193,9 @@ Ergebnis Ersatzdatei::vollende() {
 int Ersatzdatei::benenneUm() {
   const int nummer = -beharrlich([&] { return dateien_.umbenennen(teil_, ziel_.pfad); });
   if (nummer == 0) teil_.clear();
-  // Others' files in a folder like /tmp may be written, not replaced.
-  return bleibtAmOrt(nummer) ? gibWeiter() : nummer;
+  // Others' files in a folder like /tmp may be written, not replaced. They may also have been put
+  // there to be read by their owners.
+  return !ziel_.fremd && bleibtAmOrt(nummer) ? gibWeiter() : nummer;
 }
 
 void Ersatzdatei::raeumeAuf() {
@@ -200,35 +204,27 @@ void Ersatzdatei::raeumeAuf() {
   teil_.clear();
 }
 
-// Copies what was stored to a target that stays.
+// Writes everything, or copies what was stored, to a target that stays.
 int Ersatzdatei::gibWeiter() {
-  const int griff = ziel_.offen
-                        ? *ziel_.offen
-                        : oeffneVorhandenes(ziel_.pfad, dateien_, ziel_.bisher ? O_TRUNC : 0);
+  const int dazu = (ziel_.bisher ? O_TRUNC : 0) | (ziel_.nurOhneVerweis ? O_NOFOLLOW : 0);
+  const int griff = ziel_.offen ? *ziel_.offen : oeffneVorhandenes(ziel_.pfad, dateien_, dazu);
   if (griff < 0) return -griff;
   int nummer = 0;
-  const bool ganz = liesStueckweise(
-      teil_,
-      [&](std::span<const std::uint8_t> bytes) {
-        if (nummer == 0) nummer = schreibeGanz(griff, bytes, dateien_).nummer;
-      },
-      dateien_);
-  if (nummer == 0 && !ganz) nummer = EIO;
+  const auto gib = [&](std::span<const std::uint8_t> bytes) {
+    if (nummer == 0) nummer = schreibeGanz(griff, bytes, dateien_).nummer;
+  };
+  if (alles_) {
+    gib(*alles_);
+  } else if (!liesStueckweise(teil_, gib, dateien_) && nummer == 0) {
+    nummer = EIO;
+  }
   const int beimSchliessen = ziel_.offen ? 0 : hallkorb::schliesse(griff, dateien_);
   return nummer != 0 ? nummer : beimSchliessen;
 }
 
 Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                       Dateien& dateien, Verweise verweise) {
-  Ersatzdatei::Ziel ziel = Ersatzdatei::finde(pfad, verweise, dateien);
-  if (ziel.nummer == 0 && !ziel.wirdErsetzt()) {
-    // All bytes are at hand: no need to store them first.
-    const int nummer = ziel.offen ? schreibeGanz(*ziel.offen, bytes, dateien).nummer
-                                  : schreibeHinein(ziel.pfad, bytes, dateien);
-    if (nummer == 0) return {};
-    return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
-  }
-  Ersatzdatei datei(pfad, std::move(ziel), dateien);
+  Ersatzdatei datei(pfad, Ersatzdatei::finde(pfad, verweise, dateien), dateien, bytes);
   datei.schreibe(bytes);
   return datei.vollende();
 }

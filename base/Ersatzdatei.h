@@ -5,7 +5,9 @@
 // renamed. On failure that file is removed and an earlier one of the name stays untouched; so a
 // program may also read a file while it writes the one that replaces it. An earlier file's
 // permissions are kept. A symbolic link stays, and its target is replaced or created; or it is
-// itself replaced, if nobody is to decide by a link where something is written.
+// itself replaced, if nobody is to decide by a link where something is written. Then another user's
+// file or pipe at the path decides nothing either: it is replaced, its permissions are not kept,
+// and if it cannot be replaced because the folder protects it, that is an error.
 //
 // A path that leads to something other than a regular file (a device, a pipe), or to an open file
 // by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
@@ -39,7 +41,8 @@ enum class Verweise { folgen, ersetzen };
                                     Verweise verweise = Verweise::folgen);
 
 // The same for content that comes piece by piece. What goes to a device or a pipe is stored in a
-// temporary file until it is complete. Without vollende() nothing is left behind.
+// temporary file until it is complete (ersetzeDatei has all bytes at hand and stores none).
+// Without vollende() nothing is left behind.
 class Ersatzdatei {
  public:
   // Errors are kept for vollende().
@@ -65,13 +68,16 @@ class Ersatzdatei {
     std::optional<int> offen;      // instead: an open file of this process
     std::optional<mode_t> bisher;  // permissions of the file that is replaced
     bool bleibt = false;           // written to as it is: a device, a pipe, a file as above
+    bool nurOhneVerweis = false;   // must not be followed if it has become a link meanwhile
+    bool fremd = false;            // another user's, who must not get what is written
     int nummer = 0;                // error number
 
     [[nodiscard]] bool wirdErsetzt() const { return !offen && !bleibt; }
   };
 
   static Ziel finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
-  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien);
+  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien,
+              std::optional<std::span<const std::uint8_t>> alles);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();
   int gibWeiter();
@@ -79,6 +85,7 @@ class Ersatzdatei {
 
   std::string pfad_;
   Ziel ziel_;
+  const std::optional<std::span<const std::uint8_t>> alles_;  // the content, if all is at hand
   std::string teil_;          // the file that is written; empty once it is renamed or removed
   std::optional<int> datei_;  // its handle, while open
   int nummer_ = 0;            // the first error

@@ -77,7 +77,7 @@ bool FileHandleTextOutput::starteFaden() {
 
 bool FileHandleTextOutput::leere() {
   std::unique_lock halter(lock_);
-  leer_.wait(halter, [this] { return wartende_.empty(); });
+  leer_.wait(halter, [this] { return wartende_.empty() && !meldet_; });
   return !std::exchange(aufgegeben_, false);
 }
 
@@ -174,12 +174,14 @@ void FileHandleTextOutput::laufe() {
     halter.lock();
     wartende_.pop_front();
     aufgegeben_ = aufgegeben_ || !ganz;
-    const auto melden = nimmMeldung();
+    if (const auto melden = nimmMeldung()) {
+      meldet_ = true;
+      halter.unlock();
+      melden();
+      halter.lock();
+      meldet_ = false;
+    }
     if (wartende_.empty()) leer_.notify_all();
-    if (!melden) continue;
-    halter.unlock();
-    melden();
-    halter.lock();
   }
 }
 

@@ -58,8 +58,9 @@ class FileHandleTextOutput {
   // write() goes on waiting.
   bool starteFaden();
 
-  // Waits until everything has been written or given up. Returns whether nothing was given up since
-  // the last call.
+  // Waits until everything has been written or given up, and the stream's thread has left the
+  // handler of leserWeg(): what that handler uses may go afterwards. Returns whether nothing was
+  // given up since the last call.
   bool leere();
 
   // Keeps what is written from now on until gibFrei(), which writes `zuerst` and then what was
@@ -102,6 +103,7 @@ class FileHandleTextOutput {
   std::optional<std::vector<std::string>> zurueckgehalten_;
   std::deque<Zeile> wartende_;  // the thread's own while it is not empty, but for its end
   bool aufgegeben_ = false;
+  bool meldet_ = false;  // the thread is in the handler
   bool ende_ = false;
   std::atomic<std::int64_t> frist_{0};  // ticks of the steady clock, 0 for none
   std::thread faden_;

@@ -16,11 +16,20 @@ void Ordnerwacht::beginne(const std::string& ordner, int griff) {
   ordner_ = ordner;
   while (ordner_.size() > 1 && ordner_.back() == '/')
     ordner_.pop_back();
-  Zustand zustand;
-  if (griff >= 0 && beharrlich([&] { return dateien_.zustandOffen(griff, zustand); }) == 0) {
-    eigener_ = zustand;
+  erster_.reset();
+  gesperrt_ = griff >= 0;
+  Zustand dort;
+  if ((gesperrt_ && beharrlich([&] { return dateien_.zustandOffen(griff, dort); }) == 0) ||
+      beharrlich([&] { return dateien_.zustand(ordner_, dort); }) == 0) {
+    erster_ = dort;
   }
   verweise_ = verweise();
+}
+
+Ordnerwacht::~Ordnerwacht() {
+  for (const auto& ordner : {spaeterer_, vergebener_}) {
+    if (ordner) hallkorb::schliesse(ordner->griff, dateien_);
+  }
 }
 
 int Ordnerwacht::oeffnen(const std::string& pfad, int flags, mode_t rechte) {
@@ -35,20 +44,48 @@ int Ordnerwacht::loeschen(const std::string& pfad) {
 
 bool Ordnerwacht::gehoertDazu(const std::string& pfad) {
   if (ordner_.empty() || !pfad.starts_with(ordner_)) return true;
-  const bool gut = unveraendert();
-  if (!gemeldet_.exchange(!gut) && !gut) {
+  const std::lock_guard halter(lock_);
+  const Befund befund = pruefe();
+  if (befund != gemeldet_ && befund != Befund::gut) {
     log("[hallkorb] Ordner ausgetauscht: " + ordner_ +
-        " fuehrt woandershin, dort wird nichts geschrieben");
+        (befund == Befund::fremd ? " fuehrt woandershin" : " gehoert einer anderen Aufnahme") +
+        ", dort wird nichts geschrieben");
   }
-  return gut;
+  gemeldet_ = befund;
+  return befund == Befund::gut;
 }
 
-// True also if that cannot be found out: the call itself then reports what is wrong.
-bool Ordnerwacht::unveraendert() {
+// Good also if that cannot be found out: the call itself then reports what is wrong.
+Ordnerwacht::Befund Ordnerwacht::pruefe() {
   Zustand dort;
-  if (beharrlich([&] { return dateien_.zustand(ordner_, dort); }) != 0) return true;
-  if (eigener_ && dort.selbeDatei(*eigener_)) return true;
-  return dort.eigen && verweise() == verweise_;
+  if (beharrlich([&] { return dateien_.zustand(ordner_, dort); }) != 0) return Befund::gut;
+  const bool erster = erster_ && dort.selbeDatei(*erster_);
+  if (erster && gesperrt_) return Befund::gut;
+  if (!erster && (!dort.eigen || verweise() != verweise_)) return Befund::fremd;
+  // It may be the first, which the caller has locked.
+  if (gesperrt_ && !erster_) return Befund::gut;
+  if (spaeterer_ && dort.selbeDatei(spaeterer_->zustand)) return Befund::gut;
+  if (vergebener_ && dort.selbeDatei(vergebener_->zustand)) return Befund::vergeben;
+  return sperre(dort);
+}
+
+// The folder that is there now. It stays open as long as it counts, so that no other one can get
+// its number.
+Ordnerwacht::Befund Ordnerwacht::sperre(const Zustand& dort) {
+  const int griff =
+      beharrlich([&] { return dateien_.oeffnen(ordner_, O_RDONLY | O_DIRECTORY, 0); });
+  if (griff < 0) return Befund::gut;
+  Zustand offen;
+  const bool bekannt = beharrlich([&] { return dateien_.zustandOffen(griff, offen); }) == 0;
+  if (bekannt && !offen.selbeDatei(dort)) {
+    hallkorb::schliesse(griff, dateien_);
+    return Befund::fremd;  // exchanged a moment ago: the next call finds out more
+  }
+  const bool vergeben = beharrlich([&] { return dateien_.sperren(griff); }) == -EWOULDBLOCK;
+  auto& platz = vergeben ? vergebener_ : spaeterer_;
+  if (platz) hallkorb::schliesse(platz->griff, dateien_);
+  platz = Ordner{dort, griff};
+  return vergeben ? Befund::vergeben : Befund::gut;
 }
 
 // The symbolic link at each folder of the path; an empty text if there is none.

@@ -4,14 +4,16 @@
 // path. Whoever may change a folder on that path could meanwhile lead it elsewhere, by a symbolic
 // link or another user's folder, and would get the sound. So nothing is created, opened for writing
 // or removed in a folder that has been exchanged; one line says so. A folder that was removed and
-// made again by its owner is as good as the first.
+// made again by its owner is as good as the first, and is locked like it, since another recording
+// may have begun in it. Such a folder is never written to, even after that recording has ended: its
+// files have the same names.
 //
 // Between the check and the call there is a moment in which the folder can still be exchanged.
 //
 // Any thread, after beginne().
 #pragma once
 
-#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,9 +28,12 @@ class Ordnerwacht final : public Dateien {
   static const int AUSGETAUSCHT;
 
   explicit Ordnerwacht(Dateien& dateien) : dateien_(dateien) {}
+  Ordnerwacht(const Ordnerwacht&) = delete;
+  Ordnerwacht& operator=(const Ordnerwacht&) = delete;
+  ~Ordnerwacht() override;
 
-  // From now on, `ordner` is what its path leads to now. `griff` is the open folder, or negative if
-  // it could not be opened.
+  // From now on, `ordner` is what its path leads to now. `griff` is the open folder, which the
+  // caller locks; negative if it could not be opened.
   void beginne(const std::string& ordner, int griff);
 
   int oeffnen(const std::string& pfad, int flags, mode_t rechte) override;
@@ -67,15 +72,27 @@ class Ordnerwacht final : public Dateien {
   }
 
  private:
+  enum class Befund { gut, fremd, vergeben };
+  struct Ordner {
+    Zustand zustand;
+    int griff;
+  };
+
   [[nodiscard]] bool gehoertDazu(const std::string& pfad);
-  [[nodiscard]] bool unveraendert();
+  [[nodiscard]] Befund pruefe();
+  [[nodiscard]] Befund sperre(const Zustand& dort);
   [[nodiscard]] std::vector<std::string> verweise();
 
   Dateien& dateien_;
-  std::string ordner_;              // without separators at its end; empty: nothing is watched
-  std::optional<Zustand> eigener_;  // the folder itself
+  std::string ordner_;             // without separators at its end; empty: nothing is watched
+  std::optional<Zustand> erster_;  // the folder itself
+  bool gesperrt_ = false;          // it is open and, if it can be, locked
   std::vector<std::string> verweise_;
-  std::atomic<bool> gemeldet_{false};
+
+  std::mutex lock_;                   // for what follows
+  std::optional<Ordner> spaeterer_;   // the one that was made in its place, ours
+  std::optional<Ordner> vergebener_;  // and one that another recording has locked
+  Befund gemeldet_ = Befund::gut;
 };
 
 }  // namespace hallkorb

@@ -31,10 +31,7 @@ VideoEinstellungen Film::einstellungen() {
 
 Ergebnis Film::writerAnlegen() {
   if (schreiberAngelegt_) return {};
-  // The platform's writer goes by the path: it must not write where no other file may.
-  if (beharrlich([this] { return dateien_.loeschen(ziel_); }) == -Ordnerwacht::AUSGETAUSCHT) {
-    return Fehler::ausErrno(Ordnerwacht::AUSGETAUSCHT, ziel_);
-  }
+  if (const Ergebnis ergebnis = raeumePlatz(); ergebnis.gescheitert()) return ergebnis;
   Fehler fehler;
   auto writer = schreiber_.videoWriter(ziel_, einstellungen(), fehler);
   if (!writer) return fehler;
@@ -42,6 +39,13 @@ Ergebnis Film::writerAnlegen() {
   const std::lock_guard halter(lock_);
   writer_ = std::move(writer);
   return {};
+}
+
+// The platform's writer goes by the path: it must not write where no other file may.
+Ergebnis Film::raeumePlatz() {
+  if (beharrlich([this] { return dateien_.loeschen(ziel_); }) != -Ordnerwacht::AUSGETAUSCHT)
+    return {};
+  return Fehler::ausErrno(Ordnerwacht::AUSGETAUSCHT, ziel_);
 }
 
 bool Film::nimm(const Bild& bild) {
@@ -82,16 +86,19 @@ void Film::nimmZurueck() {
   if (writer_ && basis_) frames_ -= writer_->nimmZurueck();
 }
 
-// Tried once: what keeps a file from being begun does not go away by itself.
+// Tried once: what keeps a file from being begun does not go away by itself. The first picture may
+// come long after the writer was made, and the folder is then another one.
 void Film::beginne(double zeit) {
   basis_ = zeit;
-  if (writer_->starte(zeit)) {
+  const Ergebnis platz = raeumePlatz();
+  if (platz.gelungen() && writer_->starte(zeit)) {
     Dateien::Zustand zustand;
     if (beharrlich([&] { return dateien_.zustand(ziel_, zustand); }) == 0) eigene_ = zustand;
     return;
   }
   ausfallGemeldet_ = true;
-  log("[hallkorb] Video-Schreiber startete nicht: " + text(writer_->fehler()));
+  log("[hallkorb] Video-Schreiber startete nicht: " +
+      (platz.gescheitert() ? platz.fehler().description : text(writer_->fehler())));
 }
 
 void Film::pruefe() {

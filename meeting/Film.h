@@ -67,6 +67,9 @@ class Film {
   [[nodiscard]] bool schliesseAb(Aufnahme& aufnahme);
 
  private:
+  // Removes what is at the file's path; fails only if nothing may be written there.
+  [[nodiscard]] Ergebnis raeumePlatz();
+
   // With `lock_` held.
   void beginne(double zeit);
   void meldeAusfall();

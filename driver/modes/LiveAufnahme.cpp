@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
+#include <cmath>
 #include <csignal>
 #include <span>
 #include <string>
@@ -72,8 +73,10 @@ bool LiveAufnahme::baueFaeden() {
 }
 
 int LiveAufnahme::lehneAb(const std::string& grund) {
+  begrenzeAusgabe(STOP_WARTET_AUF_LESER);
   log("[hallkorb] Aufnahme nicht moeglich: " + grund);
   emit(fehlerZeile(grund));
+  leereAusgabe();
   return 2;
 }
 
@@ -122,9 +125,11 @@ void LiveAufnahme::baueAuf() {
   }
 
   if (config_.rohMikro) {
-    const std::string pfad = pfadIn(config_.outDir, "mikro_roh.wav");
-    rohWav_ = RohWav::oeffne(pfad, static_cast<std::int64_t>(config_.sampleRate), dateien_);
-    if (!rohWav_) log("[hallkorb] mikro_roh.wav kann nicht angelegt werden: " + pfad);
+    rohWav_ = oeffneRoh(0);
+    if (!rohWav_) {
+      rohDavor_ = 0;
+      log("[hallkorb] mikro_roh.wav kann nicht angelegt werden: " + rohPfad());
+    }
   }
 
   sysCap_ = std::make_unique<SystemAudioCapture>(config_.sampleRate, *zeitThem_,
@@ -193,19 +198,8 @@ LiveAufnahme::Startversuch LiveAufnahme::versuche(AudioCapture& capture) {
 void LiveAufnahme::meldeStart(const Startversuch& mikrofon, const Startversuch& systemAudio) {
   const bool mic = mikrofon.ergebnis.gelungen();
   const bool system = systemAudio.ergebnis.gelungen();
-  if (!mic && !system) {
-    const bool gescheitert = beginneEnde();
-    const std::string& beimSystem = systemAudio.ergebnis.fehler().description;
-    const std::string& text =
-        beimSystem.empty() ? mikrofon.ergebnis.fehler().description : beimSystem;
-    // If a stop came first, it made the starts fail, and it ends the run.
-    std::vector<std::string> zeilen;
-    if (gescheitert) {
-      begrenzeAusgabe(STOP_WARTET_AUF_LESER);
-      zeilen.push_back(fehlerZeile(text));
-    }
-    gibZeilenFrei(zeilen);
-    if (gescheitert) plattform_.runLoop().quit(2);
+  if (mikrofon.fehlt && systemAudio.fehlt) {
+    meldeNichts(mikrofon.ergebnis.fehler(), systemAudio.ergebnis.fehler());
     return;
   }
   std::vector<std::string> zeilen;
@@ -219,11 +213,23 @@ void LiveAufnahme::meldeStart(const Startversuch& mikrofon, const Startversuch& 
     log("[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: " + fehler.description);
     zeilen.push_back(degraded("them", fehler));
   }
-  zeilen.push_back(formatiert(
-      R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64 "}",
-      wort(mic), wort(system), wort(config_.video), wort(strecke_ != nullptr && system),
-      nullUnixMs_));
+  if (mic || system) {
+    zeilen.push_back(formatiert(
+        R"({"event":"started","mic":%s,"system":%s,"video":%s,"echo":%s,"null_unix_ms":%)" PRId64
+        "}",
+        wort(mic), wort(system), wort(config_.video), wort(strecke_ != nullptr && system),
+        nullUnixMs_));
+  }
   gibZeilenFrei(zeilen);
+}
+
+// Neither channel could be started. A stop may have begun since; then it ends the run.
+void LiveAufnahme::meldeNichts(const Fehler& mikrofon, const Fehler& systemAudio) {
+  begrenzeAusgabe(STOP_WARTET_AUF_LESER);
+  gibZeilenFrei({fehlerZeile(systemAudio.description.empty() ? mikrofon.description
+                                                             : systemAudio.description)});
+  nichtsDa_ = true;
+  if (beginneEnde()) plattform_.runLoop().quit(2);
 }
 
 // On the capture's thread, which must not wait for a disk.
@@ -248,8 +254,30 @@ void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   meChunker_->append(samples);
 }
 
+std::string LiveAufnahme::rohPfad() const {
+  return pfadIn(config_.outDir, "mikro_roh.wav");
+}
+
+std::unique_ptr<RohWav> LiveAufnahme::oeffneRoh(std::int64_t davor) {
+  return RohWav::oeffne(rohPfad(), static_cast<std::int64_t>(config_.sampleRate), dateien_, nullptr,
+                        davor);
+}
+
+// What kept the file from being created at the start (no descriptor was left, the disk was full)
+// may be over: tried again with each second of sound.
+void LiveAufnahme::holeRohNach(std::size_t anzahl) {
+  const std::int64_t davor = *rohDavor_;
+  const auto danach = davor + static_cast<std::int64_t>(anzahl);
+  const std::int64_t sekunde = std::max<std::int64_t>(std::llround(config_.sampleRate), 1);
+  rohDavor_ = danach;
+  if (davor / sekunde == danach / sekunde) return;
+  rohWav_ = oeffneRoh(davor);
+  if (rohWav_) rohDavor_.reset();
+}
+
 // A WAV file ends at 2 GiB, 18 hours at 16 kHz. The recording does not: its chunks go on.
 void LiveAufnahme::schreibeRoh(std::span<const float> samples) {
+  if (rohDavor_) holeRohNach(samples.size());
   if (!rohWav_) return;
   const std::size_t passen = std::min(samples.size(), rohWav_->platz());
   rohWav_->schreiben(samples.first(passen));
@@ -281,6 +309,10 @@ void LiveAufnahme::shutdown() {
 void LiveAufnahme::stoppe() {
   static_cast<void>(sysCap_->stop());
   startTask_->sync([] {});  // its attempts are cancelled; "started" precedes all that follows
+  if (nichtsDa_) {
+    plattform_.runLoop().quit(2);
+    return;
+  }
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();

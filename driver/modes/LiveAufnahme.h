@@ -70,6 +70,7 @@ class LiveAufnahme {
   void starte();
   [[nodiscard]] Startversuch versuche(AudioCapture& capture);
   void meldeStart(const Startversuch& mikrofon, const Startversuch& systemAudio);
+  void meldeNichts(const Fehler& mikrofon, const Fehler& systemAudio);
   void shutdown();
   void stoppe();
 
@@ -78,6 +79,10 @@ class LiveAufnahme {
 
   void nimmSystemAudio(std::vector<float> samples);
   void nimmMikrofon(std::vector<float> samples);
+  [[nodiscard]] std::string rohPfad() const;
+  // Null if the file cannot be created; `davor`: see RohWav::oeffne.
+  [[nodiscard]] std::unique_ptr<RohWav> oeffneRoh(std::int64_t davor);
+  void holeRohNach(std::size_t anzahl);
   void schreibeRoh(std::span<const float> samples);
   void schliesseRoh();
 
@@ -96,6 +101,7 @@ class LiveAufnahme {
   std::unique_ptr<Zeitachse> zeitMe_;
   std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and only if wanted
   std::unique_ptr<RohWav> rohWav_;
+  std::optional<std::int64_t> rohDavor_;  // samples so far, if its file is still to be created
   // Declared after everything their work uses, so that they end before it.
   std::unique_ptr<SerialQueue> themQueue_;
   std::unique_ptr<SerialQueue> echoQueue_;
@@ -104,6 +110,7 @@ class LiveAufnahme {
   std::shared_ptr<WindowVideoCapture> vidCap_;  // if a video is wanted
 
   std::atomic<bool> stopLaeuft_{false};
+  std::atomic<bool> nichtsDa_{false};  // neither channel could be started, and that was reported
   // The threads of start and stop. Both exist before the recording begins: a stop must not fail for
   // want of a thread. Declared last, so that they end before anything that they use is destroyed.
   std::unique_ptr<SerialQueue> startTask_;

@@ -87,6 +87,7 @@ void Befund::liesZeilen(const Lauf& lauf) {
                            &samples) == 1) {
       rohStummGemeldet += samples;
       rohGestoert = false;
+      rohFehlt = false;
     } else if (zeile.starts_with("[hallkorb] mikro_roh.wav: Schreibfehler: ")) {
       rohGestoert = true;
     } else if (zeile.starts_with("[hallkorb] mikro_roh.wav: Schliessen von ")) {

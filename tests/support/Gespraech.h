@@ -46,7 +46,7 @@ struct Befund {
   std::size_t unangekuendigt = 0;  // chunks without a line; none if the recording came to its end
   std::size_t teile = 0;           // unfinished files that were left
 
-  bool rohFehlt = false;         // reported: the raw file could not be created
+  bool rohFehlt = false;         // reported: the raw file could not be created, up to the end
   bool rohGestoert = false;      // reported: writing it failed, up to the end
   bool rohOffen = false;         // reported: it could not be closed in order
   std::int64_t rohLaenge = 0;    // samples that it holds

@@ -31,8 +31,11 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   griff_ = beharrlich([&] { return dateien_.oeffnen(pfad, O_WRONLY | O_CREAT | O_EXCL, rechte); });
   if (griff_ < 0) return Fehler::ausErrno(-griff_, WAS);
 
-  auto* puffer = static_cast<unsigned char*>(av_malloc(PUFFER));
-  strom_.reset(libav().avio_alloc_context(puffer, PUFFER, 1, this, nullptr, &sammle, nullptr));
+  void* puffer = av_malloc(PUFFER);
+  if (puffer == nullptr) return Fehler::ausErrno(ENOMEM, WAS);
+  strom_.reset(libav().avio_alloc_context(static_cast<unsigned char*>(puffer), PUFFER, 1, this,
+                                          nullptr, &sammle, nullptr));
+  if (!strom_) av_freep(static_cast<void*>(&puffer));
   AVFormatContext* datei = nullptr;
   libav().avformat_alloc_output_context2(&datei, nullptr, "mp4", nullptr);
   datei_.reset(datei);

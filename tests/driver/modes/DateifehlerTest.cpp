@@ -110,6 +110,7 @@ class DateifehlerTest : public testing::Test {
     EXPECT_LE(lauf.gipfel, heil.gipfel + heil.gipfel / 4 + 65536);
     // One failure costs one chunk at most, and none if the call can be repeated.
     EXPECT_LE(verlorene, art.dauer == 1 ? 1 : FehlerDateien::IMMER);
+    EXPECT_FALSE(befund.rohFehlt && art.dauer == 1);
     if (art.harmlos()) {
       EXPECT_EQ(verlorene, 0U);
       EXPECT_FALSE(befund.rohFehlt || befund.rohGestoert || befund.rohOffen);

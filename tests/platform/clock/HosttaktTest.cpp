@@ -222,10 +222,30 @@ TEST(Stempelpruefung, AJumpByHoursIsNoTime) {
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.001) << s;
 }
 
+// One whose clock is set back by half an hour and stays there: what it stamps is sound all the
+// same.
+TEST(Stempelpruefung, AStepBackThatStaysIsNoTime) {
+  Kristall geraet({.ppm = 50}, klick);
+  Kanal kanal;
+  while (geraet.zeit() < ERSTE + 60) {
+    PcmBlock block = geraet.naechster();
+    const double jetzt = *block.hostTime + 0.02;
+    if (geraet.zeit() > ERSTE + 30) *block.hostTime -= 1800.0;
+    block.hostTime = glaubhafterStempel(block.hostTime, jetzt);
+    kanal.takt.nimm(block);
+  }
+  kanal.takt.leere();
+  EXPECT_EQ(kanal.zeit.luecken, 0);
+  EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+  for (int s = 1; s < 59; ++s)
+    EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.002) << s;
+}
+
 TEST(Stempelpruefung, WhatAHaltedProcessGetsLateIsATime) {
   EXPECT_EQ(glaubhafterStempel(1000.0, 1000.0), 1000.0);
   EXPECT_EQ(glaubhafterStempel(1000.0, 1070.0), 1000.0);
   EXPECT_EQ(glaubhafterStempel(1000.0, 999.0), 1000.0);
+  EXPECT_EQ(glaubhafterStempel(1000.0, 1130.0), std::nullopt);
   EXPECT_EQ(glaubhafterStempel(1000.0, 5000.0), std::nullopt);
   EXPECT_EQ(glaubhafterStempel(1000.0, 980.0), std::nullopt);
   EXPECT_EQ(glaubhafterStempel(std::nullopt, 1000.0), std::nullopt);

@@ -1,4 +1,5 @@
 // The video file write by write: whatever the last one was that reached the disk, it plays.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
@@ -122,6 +124,24 @@ TEST_F(FragmentDatei, FinishedItHasTheSamplesOfItsFragmentsWhereTheyWere) {
   for (int i = 0; i < BILDER; ++i)
     EXPECT_NEAR(alle[static_cast<std::size_t>(i)].zeit,
                 static_cast<double>(zeit(i)) / H264Kodierer::TICKS, 1e-5);
+}
+
+TEST_F(FragmentDatei, WithoutMemoryForItsBufferItIsAFileThatCannotBeBegun) {
+  H264Kodierer kodierer;
+  ASSERT_TRUE(kodierer.oeffne(EINSTELLUNGEN, *H264Kodierer::vorhandene()).gelungen());
+  void* avutil =
+      ::dlopen(("libavutil.so." + std::to_string(LIBAVUTIL_VERSION_MAJOR)).c_str(), RTLD_NOW);
+  ASSERT_NE(avutil, nullptr);
+  const auto begrenze =
+      reinterpret_cast<decltype(&::av_max_alloc)>(::dlsym(avutil, "av_max_alloc"));
+  ASSERT_NE(begrenze, nullptr);
+  hallkorb::FragmentDatei datei(dateien_);
+  begrenze(60'000);
+  const Ergebnis ergebnis = datei.beginne(pfad_, kodierer.strom());
+  begrenze(std::numeric_limits<int>::max());
+  ::dlclose(avutil);
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_EQ(ergebnis.fehler().code, ENOMEM);
 }
 
 TEST_F(FragmentDatei, FinishedItIsNoLongerInFragments) {
