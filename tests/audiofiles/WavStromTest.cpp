@@ -57,6 +57,14 @@ TEST(WavStromTest, YieldsTheSamplesOfLiesWavInPiecesOfAnyLength) {
   }
 }
 
+TEST(WavStromTest, ItsFileIsClosedWithIt) {
+  const TempOrdner ordner;
+  ASSERT_TRUE(writeWav(rampe(100), 16000.0, ordner / "a.wav").gelungen());
+  FehlerDateien dateien;
+  EXPECT_TRUE(WavStrom::oeffne(ordner / "a.wav", dateien));
+  EXPECT_EQ(dateien.rufe(FehlerDateien::Ruf::schliessen), 1U);
+}
+
 TEST(WavStromTest, ReadsAFileThatDeclaresMoreThanItHolds) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a.wav";

@@ -269,8 +269,10 @@ TEST(LiesWav, AFormatBlockEndsWhereItSaysEvenIfThatIsTooEarly) {
   WavBytes b;
   b.wort("RIFF").u32(0).wort("WAVE");
   b.wort("fmt ").u32(2).u16(1);
-  b.u16(2).wort("XX").u32(0);
-  b.wort("data").u32(8).s16(16384).s16(1).s16(-16384).s16(2);
+  constexpr std::uint32_t FRAME = 2 * ('d' + 256 * 'a');
+  b.wort("data").u32(2 * FRAME);
+  for (const int wert : {16384, -16384})
+    b.s16(wert).wort(std::string(FRAME - 2, 'x'));
   EXPECT_EQ(liesBytes(b.bytes), (std::vector<float>{0.5F, -0.5F}));
 }
 
