@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
 
 #include "base/Fremdprogramm.h"
 #include "base/Text.h"
@@ -22,16 +22,21 @@ std::vector<std::string> ffmpegEingang(const std::string& format, const std::str
   return {"-protocol_whitelist", "file", "-f", format, "-i", "file:" + pfad};
 }
 
-FfmpegEnde fuehreFfmpegAus(const std::vector<std::string>& argumente, const std::string& ziel) {
+FfmpegEnde fuehreFfmpegAus(const std::vector<std::string>& argumente, const std::string& ziel,
+                           Dateien& dateien) {
   const std::string ordner = ziel.substr(0, ziel.rfind('/') + 1);
   const std::string teil = ordner + ".hallkorb-" + std::to_string(::getpid()) + "-ffmpeg.teil";
-  ::unlink(teil.c_str());  // a link would be followed
+  const auto entferne = [&] { return beharrlich([&] { return dateien.loeschen(teil); }); };
+  // A link would be followed.
+  if (const int ergebnis = entferne(); ergebnis < 0 && ergebnis != -ENOENT)
+    return FfmpegEnde::gescheitert;
   std::vector<std::string> worte{"ffmpeg", "-nostdin", "-v", "error", "-y"};
   worte.insert(worte.end(), argumente.begin(), argumente.end());
   worte.insert(worte.end(), {"-f", "mp4", "file:" + teil});
   const Programmende ende = fuehreProgrammAus(worte);
-  if (ende.gelungen() && std::rename(teil.c_str(), ziel.c_str()) == 0) return FfmpegEnde::gelungen;
-  ::unlink(teil.c_str());
+  if (ende.gelungen() && beharrlich([&] { return dateien.umbenennen(teil, ziel); }) == 0)
+    return FfmpegEnde::gelungen;
+  entferne();
   return ende.fehlt() ? FfmpegEnde::fehlt : FfmpegEnde::gescheitert;
 }
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Dateien.h"
+
 namespace hallkorb {
 
 enum class FfmpegEnde { gelungen, gescheitert, fehlt };
@@ -22,6 +24,7 @@ enum class FfmpegEnde { gelungen, gescheitert, fehlt };
 
 // Runs ffmpeg with these arguments, inputs and options, to make the MP4 file `ziel`. Waits for it.
 [[nodiscard]] FfmpegEnde fuehreFfmpegAus(const std::vector<std::string>& argumente,
-                                         const std::string& ziel);
+                                         const std::string& ziel,
+                                         Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb
