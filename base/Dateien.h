@@ -24,7 +24,7 @@
 
 namespace hallkorb {
 
-// One system call each, but for ordnerLesen. A negative result is the negated error number (-ENOSPC); calls that yield
+// One system call each. A negative result is the negated error number (-ENOSPC); calls that yield
 // no value return 0 otherwise. After -EINTR the same call must be repeated.
 class Dateien {
  public:
@@ -73,7 +73,7 @@ class Dateien {
   virtual int verknuepfen(const std::string& alt, const std::string& neu) = 0;
   virtual int loeschen(const std::string& pfad) = 0;
   virtual int ordnerAnlegen(const std::string& pfad) = 0;
-  // Everything in a folder, in no order.
+  // Everything in a folder, in no order; takes several calls.
   virtual int ordnerLesen(const std::string& pfad, std::vector<Eintrag>& eintraege) = 0;
   // The state of what the path leads to, links followed.
   virtual int zustand(const std::string& pfad, Zustand& ergebnis) = 0;

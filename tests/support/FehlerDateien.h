@@ -80,8 +80,8 @@ class FehlerDateien : public Dateien {
                      [&] { return echt_.schreiben(datei, bytes.first(teil(bytes.size()))); });
   }
   ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
-    return fuehreAus(
-        Ruf::lesenAn, [&] { return echt_.lesenAn(datei, ziel.first(teil(ziel.size())), stelle); });
+    return fuehreAus(Ruf::lesenAn,
+                     [&] { return echt_.lesenAn(datei, ziel.first(teil(ziel.size())), stelle); });
   }
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
