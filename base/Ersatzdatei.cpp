@@ -127,11 +127,15 @@ Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise,
   return ziel;
 }
 
-Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
-    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien) {}
+Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien, Unersetzbar unersetzbar)
+    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien, unersetzbar) {}
 
-Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien)
-    : pfad_(std::move(pfad)), ziel_(std::move(ziel)), nummer_(ziel_.nummer), dateien_(dateien) {
+Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar)
+    : pfad_(std::move(pfad)),
+      ziel_(std::move(ziel)),
+      unersetzbar_(unersetzbar),
+      nummer_(ziel_.nummer),
+      dateien_(dateien) {
   if (nummer_ != 0) return;
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
@@ -159,7 +163,7 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien)
 // instead.
 bool Ersatzdatei::bleibtAmOrt(int nummer) {
   if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
-  ziel_.bleibt = ziel_.bisher.has_value();
+  ziel_.bleibt = unersetzbar_ == Unersetzbar::ueberschreiben && ziel_.bisher.has_value();
   return ziel_.bleibt;
 }
 
@@ -228,7 +232,7 @@ Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> byt
     if (nummer == 0) return {};
     return Fehler::ausErrno(nummer, "Schreiben nach " + pfad);
   }
-  Ersatzdatei datei(pfad, std::move(ziel), dateien);
+  Ersatzdatei datei(pfad, std::move(ziel), dateien, Unersetzbar::ueberschreiben);
   datei.schreibe(bytes);
   return datei.vollende();
 }

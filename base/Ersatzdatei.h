@@ -13,7 +13,8 @@
 //
 // A folder may allow no new file and its existing files be writable all the same. Such a file is
 // overwritten where it is: the one case in which a reader can meet half of it, or a full disk take
-// the earlier content.
+// the earlier content. Whoever keeps the earlier content by a second name, which would change with
+// it, forbids that.
 //
 // One thread at a time.
 #pragma once
@@ -33,6 +34,9 @@ namespace hallkorb {
 // What becomes of a symbolic link at the path.
 enum class Verweise { folgen, ersetzen };
 
+// What becomes of a file whose folder allows no new one in its place.
+enum class Unersetzbar { ueberschreiben, lassen };
+
 // Makes `bytes` the content of the file at `pfad`.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien(),
@@ -43,7 +47,8 @@ enum class Verweise { folgen, ersetzen };
 class Ersatzdatei {
  public:
   // Errors are kept for vollende().
-  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien());
+  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien(),
+                       Unersetzbar unersetzbar = Unersetzbar::ueberschreiben);
   Ersatzdatei(const Ersatzdatei&) = delete;
   Ersatzdatei& operator=(const Ersatzdatei&) = delete;
   ~Ersatzdatei();
@@ -71,7 +76,7 @@ class Ersatzdatei {
   };
 
   static Ziel finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
-  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien);
+  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();
   int gibWeiter();
@@ -79,6 +84,7 @@ class Ersatzdatei {
 
   std::string pfad_;
   Ziel ziel_;
+  const Unersetzbar unersetzbar_;
   std::string teil_;          // the file that is written; empty once it is renamed or removed
   std::optional<int> datei_;  // its handle, while open
   int nummer_ = 0;            // the first error
