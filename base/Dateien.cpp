@@ -11,6 +11,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace hallkorb {
@@ -56,6 +58,14 @@ Dateien::Zustand alsZustand(const struct stat& wert) {
   return zustand;
 }
 
+Dateien::Art alsArt(const std::filesystem::directory_entry& eintrag) {
+  std::error_code egal;
+  const auto zustand = eintrag.symlink_status(egal);
+  return std::filesystem::is_regular_file(zustand) ? Dateien::Art::datei
+         : std::filesystem::is_directory(zustand)  ? Dateien::Art::ordner
+                                                   : Dateien::Art::sonst;
+}
+
 class PosixDateien final : public Dateien {
  public:
   int oeffnen(const std::string& pfad, int flags, mode_t rechte) override {
@@ -68,6 +78,10 @@ class PosixDateien final : public Dateien {
 
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
     return nachSchreibversuch(::write(datei, bytes.data(), bytes.size()), datei);
+  }
+
+  ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
+    return oderNummer(::pread(datei, ziel.data(), ziel.size(), static_cast<off_t>(stelle)));
   }
 
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
@@ -84,16 +98,30 @@ class PosixDateien final : public Dateien {
     return oderNummer(::fchmod(datei, rechte));
   }
 
+  int aufPlatte(int datei) override { return oderNummer(::fsync(datei)); }
+
   int schliessen(int datei) override { return oderNummer(::close(datei)); }
 
   int umbenennen(const std::string& alt, const std::string& neu) override {
     return oderNummer(std::rename(alt.c_str(), neu.c_str()));
   }
 
+  int verknuepfen(const std::string& alt, const std::string& neu) override {
+    return oderNummer(::link(alt.c_str(), neu.c_str()));
+  }
+
   int loeschen(const std::string& pfad) override { return oderNummer(::unlink(pfad.c_str())); }
 
   int ordnerAnlegen(const std::string& pfad) override {
     return oderNummer(::mkdir(pfad.c_str(), RECHTE_NEUER_ORDNER));
+  }
+
+  int ordnerLesen(const std::string& pfad, std::vector<Eintrag>& eintraege) override {
+    std::error_code fehler;
+    std::filesystem::directory_iterator stelle(pfad, fehler);
+    for (; !fehler && stelle != std::filesystem::directory_iterator(); stelle.increment(fehler))
+      eintraege.push_back({stelle->path().filename().string(), alsArt(*stelle)});
+    return -fehler.value();
   }
 
   int zustand(const std::string& pfad, Zustand& ergebnis) override {

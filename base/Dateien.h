@@ -44,6 +44,12 @@ class Dateien {
     }
   };
 
+  // What a folder holds under a name. A symbolic link is neither file nor folder.
+  struct Eintrag {
+    std::string name;
+    Art art = Art::sonst;
+  };
+
   virtual ~Dateien() = default;
 
   // Opens a file with the flags of open(2); child processes do not inherit it, and it never becomes
@@ -52,15 +58,23 @@ class Dateien {
   // Both return the number of bytes moved, possibly fewer than requested. lesen: 0 at the end.
   virtual ssize_t lesen(int datei, std::span<std::uint8_t> ziel) = 0;
   virtual ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) = 0;
+  // Reads from byte `stelle` on.
+  virtual ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) = 0;
   // Writes at byte `stelle`; a gap behind the former end reads as 0.
   virtual ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                               std::int64_t stelle) = 0;
   virtual int laengeSetzen(int datei, std::int64_t bytes) = 0;
   virtual int rechteSetzen(int datei, mode_t rechte) = 0;
+  // Waits until an open file is on the disk.
+  virtual int aufPlatte(int datei) = 0;
   virtual int schliessen(int datei) = 0;
   virtual int umbenennen(const std::string& alt, const std::string& neu) = 0;
+  // Gives a file a second name (a hard link); never replaces what has that name.
+  virtual int verknuepfen(const std::string& alt, const std::string& neu) = 0;
   virtual int loeschen(const std::string& pfad) = 0;
   virtual int ordnerAnlegen(const std::string& pfad) = 0;
+  // Everything in a folder, in no order; takes several calls.
+  virtual int ordnerLesen(const std::string& pfad, std::vector<Eintrag>& eintraege) = 0;
   // The state of what the path leads to, links followed.
   virtual int zustand(const std::string& pfad, Zustand& ergebnis) = 0;
   // The state of an open file.

@@ -123,13 +123,15 @@ Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise,
   return ziel;
 }
 
-Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien)
-    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien, std::nullopt) {}
+Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien, Unersetzbar unersetzbar)
+    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien, unersetzbar,
+                  std::nullopt) {}
 
-Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien,
+Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar,
                          std::optional<std::span<const std::uint8_t>> alles)
     : pfad_(std::move(pfad)),
       ziel_(std::move(ziel)),
+      unersetzbar_(unersetzbar),
       alles_(alles),
       nummer_(ziel_.nummer),
       dateien_(dateien) {
@@ -162,7 +164,7 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien,
 // instead.
 bool Ersatzdatei::bleibtAmOrt(int nummer) {
   if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
-  ziel_.bleibt = ziel_.bisher.has_value();
+  ziel_.bleibt = unersetzbar_ == Unersetzbar::ueberschreiben && ziel_.bisher.has_value();
   return ziel_.bleibt;
 }
 
@@ -224,7 +226,8 @@ int Ersatzdatei::gibWeiter() {
 
 Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                       Dateien& dateien, Verweise verweise) {
-  Ersatzdatei datei(pfad, Ersatzdatei::finde(pfad, verweise, dateien), dateien, bytes);
+  Ersatzdatei datei(pfad, Ersatzdatei::finde(pfad, verweise, dateien), dateien,
+                    Unersetzbar::ueberschreiben, bytes);
   datei.schreibe(bytes);
   return datei.vollende();
 }

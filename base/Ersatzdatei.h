@@ -15,7 +15,8 @@
 //
 // A folder may allow no new file and its existing files be writable all the same. Such a file is
 // overwritten where it is: the one case in which a reader can meet half of it, or a full disk take
-// the earlier content.
+// the earlier content. Whoever keeps the earlier content by a second name, which would change with
+// it, forbids that.
 //
 // One thread at a time.
 #pragma once
@@ -35,6 +36,9 @@ namespace hallkorb {
 // What becomes of a symbolic link at the path.
 enum class Verweise { folgen, ersetzen };
 
+// What becomes of a file whose folder allows no new one in its place.
+enum class Unersetzbar { ueberschreiben, lassen };
+
 // Makes `bytes` the content of the file at `pfad`.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien(),
@@ -46,7 +50,8 @@ enum class Verweise { folgen, ersetzen };
 class Ersatzdatei {
  public:
   // Errors are kept for vollende().
-  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien());
+  explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien(),
+                       Unersetzbar unersetzbar = Unersetzbar::ueberschreiben);
   Ersatzdatei(const Ersatzdatei&) = delete;
   Ersatzdatei& operator=(const Ersatzdatei&) = delete;
   ~Ersatzdatei();
@@ -76,7 +81,7 @@ class Ersatzdatei {
   };
 
   static Ziel finde(const std::string& pfad, Verweise verweise, Dateien& dateien);
-  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien,
+  Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar,
               std::optional<std::span<const std::uint8_t>> alles);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
   int benenneUm();
@@ -85,6 +90,7 @@ class Ersatzdatei {
 
   std::string pfad_;
   Ziel ziel_;
+  const Unersetzbar unersetzbar_;
   const std::optional<std::span<const std::uint8_t>> alles_;  // the content, if all is at hand
   std::string teil_;          // the file that is written; empty once it is renamed or removed
   std::optional<int> datei_;  // its handle, while open

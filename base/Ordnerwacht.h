@@ -49,17 +49,27 @@ class Ordnerwacht final : public Dateien {
                       std::int64_t stelle) override {
     return dateien_.schreibenAn(datei, bytes, stelle);
   }
+  ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
+    return dateien_.lesenAn(datei, ziel, stelle);
+  }
   int laengeSetzen(int datei, std::int64_t bytes) override {
     return dateien_.laengeSetzen(datei, bytes);
   }
   int rechteSetzen(int datei, mode_t rechte) override {
     return dateien_.rechteSetzen(datei, rechte);
   }
+  int aufPlatte(int datei) override { return dateien_.aufPlatte(datei); }
   int schliessen(int datei) override { return dateien_.schliessen(datei); }
   int umbenennen(const std::string& alt, const std::string& neu) override {
     return dateien_.umbenennen(alt, neu);
   }
+  int verknuepfen(const std::string& alt, const std::string& neu) override {
+    return dateien_.verknuepfen(alt, neu);
+  }
   int ordnerAnlegen(const std::string& pfad) override { return dateien_.ordnerAnlegen(pfad); }
+  int ordnerLesen(const std::string& pfad, std::vector<Eintrag>& eintraege) override {
+    return dateien_.ordnerLesen(pfad, eintraege);
+  }
   int zustand(const std::string& pfad, Zustand& ergebnis) override {
     return dateien_.zustand(pfad, ergebnis);
   }

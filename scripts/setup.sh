@@ -32,7 +32,7 @@ debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
   git shellcheck util-linux ffmpeg valgrind libfftw3-dev libva-dev dbus-daemon python3-dbus python3-gi
-  python3-jsonschema python3-markdown-it mandoc x11-utils)
+  python3-jsonschema python3-markdown-it mandoc x11-utils zsh fish)
 debian_in_root=(debootstrap debian-archive-keyring git python3 util-linux)
 debian_arm64=(qemu-user)
 debian_paket=(dpkg-dev file git gzip python3-markdown-it rpm)
@@ -50,7 +50,7 @@ fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base
-  python3-jsonschema python3-markdown-it mandoc xprop xwininfo)
+  python3-jsonschema python3-markdown-it mandoc xprop xwininfo zsh fish)
 fedora_paket=(git gzip python3-markdown-it rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox dejavu-sans-fonts npm pipewire-pulseaudio xdotool)

@@ -84,9 +84,10 @@ bool Ereignisse::fehltOhneGrund(Kanal kanal) const {
   });
 }
 
-bool liesZeilen(const std::string& pfad, const std::function<void(std::string&&, bool)>& nimm) {
-  const auto datei = Lesedatei::oeffne(pfad);
-  if (!datei) return false;
+Lesbarkeit liesZeilen(const std::string& pfad, const std::function<void(std::string&&, bool)>& nimm,
+                      Dateien& dateien) {
+  const auto datei = Lesedatei::oeffne(pfad, dateien);
+  if (!datei) return Lesbarkeit::garNicht;
   std::string zeile;  // begun, at most one byte longer than what is read
   std::vector<std::uint8_t> block(BLOCK);
   std::int64_t stelle = 0;
@@ -102,17 +103,19 @@ bool liesZeilen(const std::string& pfad, const std::function<void(std::string&&,
     }
   }
   if (!zeile.empty()) nimm(std::move(zeile), false);
-  return true;
+  return datei->fehlernummer() == 0 ? Lesbarkeit::ganz : Lesbarkeit::teilweise;
 }
 
-std::optional<Ereignisse> liesEreignisse(const std::string& pfad) {
+std::optional<Ereignisse> liesEreignisse(const std::string& pfad, Dateien& dateien) {
   Ereignisse alle;
   std::size_t nummer = 1;
-  const bool gelesen = liesZeilen(pfad, [&](std::string&& zeile, bool beendet) {
+  const auto nimm = [&](std::string&& zeile, bool beendet) {
     alle.offen = !beendet;
     alle.nimm(zeile, nummer++);
-  });
-  if (!gelesen) return std::nullopt;
+  };
+  const Lesbarkeit lesbarkeit = liesZeilen(pfad, nimm, dateien);
+  if (lesbarkeit == Lesbarkeit::garNicht) return std::nullopt;
+  alle.ganz = lesbarkeit == Lesbarkeit::ganz;
   return alle;
 }
 

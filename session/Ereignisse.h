@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "session/Zeile.h"
 
 namespace hallkorb {
@@ -34,6 +35,7 @@ struct Ereignisse {
   std::size_t unlesbare = 0;          // how many there are
   bool offen = false;                 // the last line has no line feed
   std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
+  bool ganz = true;                   // the file could be read to its end
 
   // Chunks of one channel by their begin, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
@@ -43,12 +45,17 @@ struct Ereignisse {
   void nimm(std::string_view text, std::size_t nummer);
 };
 
+// How far a file of lines could be read.
+enum class Lesbarkeit { ganz, teilweise, garNicht };
+
 // Hands over each line of a file without its line feed, cut after MAX_ZEILE bytes and one more, and
-// whether it had a line feed. False if there is no regular file at the path.
-[[nodiscard]] bool liesZeilen(const std::string& pfad,
-                              const std::function<void(std::string&&, bool)>& nimm);
+// whether it had a line feed. garNicht if there is no regular file at the path.
+[[nodiscard]] Lesbarkeit liesZeilen(const std::string& pfad,
+                                    const std::function<void(std::string&&, bool)>& nimm,
+                                    Dateien& dateien = posixDateien());
 
 // nullopt if there is no regular file at the path.
-[[nodiscard]] std::optional<Ereignisse> liesEreignisse(const std::string& pfad);
+[[nodiscard]] std::optional<Ereignisse> liesEreignisse(const std::string& pfad,
+                                                       Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb

@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
-#include <cstdio>
 #include <string_view>
 
 #include "base/Fremdprogramm.h"
@@ -40,10 +40,14 @@ std::vector<std::string> ffmpegEingang(const std::string& format, const std::str
 }
 
 FfmpegEnde fuehreFfmpegAus(const std::vector<std::string>& argumente, const std::string& ziel,
-                           const std::function<void(const FfmpegStand&)>& beiStand) {
+                           const std::function<void(const FfmpegStand&)>& beiStand,
+                           Dateien& dateien) {
   const std::string ordner = ziel.substr(0, ziel.rfind('/') + 1);
   const std::string teil = ordner + ".hallkorb-" + std::to_string(::getpid()) + "-ffmpeg.teil";
-  ::unlink(teil.c_str());  // a link would be followed
+  const auto entferne = [&] { return beharrlich([&] { return dateien.loeschen(teil); }); };
+  // A link would be followed.
+  if (const int ergebnis = entferne(); ergebnis < 0 && ergebnis != -ENOENT)
+    return FfmpegEnde::gescheitert;
   std::vector<std::string> worte{"ffmpeg", "-nostdin", "-v",        "error",
                                  "-y",     "-nostats", "-progress", "pipe:1"};
   worte.insert(worte.end(), argumente.begin(), argumente.end());
@@ -54,8 +58,9 @@ FfmpegEnde fuehreFfmpegAus(const std::vector<std::string>& argumente, const std:
     liesStand(zeile, stand);
     if (beiStand && zeile.starts_with("progress=")) beiStand(stand);
   });
-  if (ende.gelungen() && std::rename(teil.c_str(), ziel.c_str()) == 0) return FfmpegEnde::gelungen;
-  ::unlink(teil.c_str());
+  if (ende.gelungen() && beharrlich([&] { return dateien.umbenennen(teil, ziel); }) == 0)
+    return FfmpegEnde::gelungen;
+  entferne();
   return ende.fehlt() ? FfmpegEnde::fehlt : FfmpegEnde::gescheitert;
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Dateien.h"
+
 namespace hallkorb {
 
 enum class FfmpegEnde { gelungen, gescheitert, fehlt };
@@ -31,6 +33,7 @@ struct FfmpegStand {
 // and reports at the start, about twice a second and at the end how far it is.
 [[nodiscard]] FfmpegEnde fuehreFfmpegAus(
     const std::vector<std::string>& argumente, const std::string& ziel,
-    const std::function<void(const FfmpegStand&)>& beiStand = nullptr);
+    const std::function<void(const FfmpegStand&)>& beiStand = nullptr,
+    Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb

@@ -1,38 +1,42 @@
 #include "session/Lesedatei.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <utility>
 
 namespace hallkorb {
 
-std::optional<Lesedatei> Lesedatei::oeffne(const std::string& pfad) {
-  const int griff = ::open(pfad.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+std::optional<Lesedatei> Lesedatei::oeffne(const std::string& pfad, Dateien& dateien) {
+  const int griff =
+      beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0); });
   if (griff < 0) return std::nullopt;
-  struct stat zustand{};
-  if (::fstat(griff, &zustand) != 0 || !S_ISREG(zustand.st_mode)) {
-    ::close(griff);
+  Dateien::Zustand zustand;
+  const int ergebnis = beharrlich([&] { return dateien.zustandOffen(griff, zustand); });
+  if (ergebnis < 0 || zustand.art != Dateien::Art::datei) {
+    schliesse(griff, dateien);
     return std::nullopt;
   }
-  return Lesedatei(griff, zustand.st_size);
+  return Lesedatei(griff, zustand.groesse, dateien);
 }
 
 Lesedatei::Lesedatei(Lesedatei&& andere) noexcept
-    : griff_(std::exchange(andere.griff_, -1)), groesse_(andere.groesse_) {}
+    : griff_(std::exchange(andere.griff_, -1)),
+      groesse_(andere.groesse_),
+      dateien_(andere.dateien_),
+      fehlernummer_(andere.fehlernummer_) {}
 
 Lesedatei::~Lesedatei() {
-  if (griff_ >= 0) ::close(griff_);
+  if (griff_ >= 0) schliesse(griff_, *dateien_);
 }
 
 std::size_t Lesedatei::liesAn(std::int64_t stelle, std::span<std::uint8_t> ziel) const {
   std::size_t gelesen = 0;
   while (gelesen < ziel.size()) {
-    const ssize_t n = ::pread(griff_, ziel.data() + gelesen, ziel.size() - gelesen,
-                              stelle + static_cast<std::int64_t>(gelesen));
-    if (n < 0 && errno == EINTR) continue;
+    const ssize_t n = beharrlich([&] {
+      return dateien_->lesenAn(griff_, ziel.subspan(gelesen),
+                               stelle + static_cast<std::int64_t>(gelesen));
+    });
+    if (n < 0 && fehlernummer_ == 0) fehlernummer_ = static_cast<int>(-n);
     if (n <= 0) break;
     gelesen += static_cast<std::size_t>(n);
   }

@@ -13,12 +13,16 @@
 #include <span>
 #include <string>
 
+#include "base/Dateien.h"
+
 namespace hallkorb {
 
 class Lesedatei {
  public:
-  // nullopt if there is no regular file at the path, or if it cannot be opened.
-  [[nodiscard]] static std::optional<Lesedatei> oeffne(const std::string& pfad);
+  // nullopt if there is no regular file at the path, or if it cannot be opened. `dateien` must
+  // outlive the result.
+  [[nodiscard]] static std::optional<Lesedatei> oeffne(const std::string& pfad,
+                                                       Dateien& dateien = posixDateien());
   Lesedatei(Lesedatei&& andere) noexcept;
   Lesedatei& operator=(Lesedatei&&) = delete;
   Lesedatei(const Lesedatei&) = delete;
@@ -30,12 +34,18 @@ class Lesedatei {
   // Fills `ziel` from byte `stelle` on; returns how far it came: less at the end of the file or
   // after an error.
   [[nodiscard]] std::size_t liesAn(std::int64_t stelle, std::span<std::uint8_t> ziel) const;
+  // The error number of the first read that failed; 0 if none did. What was made of the file is
+  // worth nothing otherwise.
+  [[nodiscard]] int fehlernummer() const { return fehlernummer_; }
 
  private:
-  Lesedatei(int griff, std::int64_t groesse) : griff_(griff), groesse_(groesse) {}
+  Lesedatei(int griff, std::int64_t groesse, Dateien& dateien)
+      : griff_(griff), groesse_(groesse), dateien_(&dateien) {}
 
   int griff_;
   std::int64_t groesse_;
+  Dateien* dateien_;
+  mutable int fehlernummer_ = 0;
 };
 
 }  // namespace hallkorb

@@ -30,9 +30,11 @@ struct Ton {
   [[nodiscard]] std::int64_t samples() const { return wav.vorhanden / 2; }
 };
 
-std::optional<Ton> oeffneTon(const Sitzungsordner& ordner, const std::string& name) {
-  auto datei = Lesedatei::oeffne(ordner.zu(name));
+// nullopt if it is no sound of the recorder; `unlesbar` is set if it could not be read.
+std::optional<Ton> oeffneTon(const std::string& pfad, Dateien& dateien, bool& unlesbar) {
+  auto datei = Lesedatei::oeffne(pfad, dateien);
   const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+  unlesbar |= !datei || datei->fehlernummer() != 0;
   if (!wav || !wav->eigener) return std::nullopt;
   return Ton{std::move(*datei), *wav};
 }
@@ -57,17 +59,22 @@ bool gleicht(const Ton& chunk, const Ton& roh, std::int64_t ab) {
 
 class Sucher {
  public:
-  Sucher(const Sitzungsordner& ordner, const Ereignisse& ereignisse, const Ton& roh)
+  Sucher(const Sitzungsordner& ordner, const Ereignisse& ereignisse, const Ton& roh,
+         Dateien& dateien)
       : ordner_(ordner),
         ereignisse_(ereignisse),
         roh_(roh),
-        plan_(planeZeit(ordner, &ereignisse)) {}
+        dateien_(dateien),
+        plan_(planeZeit(ordner, &ereignisse, dateien)),
+        unlesbar_(plan_.unlesbar) {}
 
   Nachtrag laufe() {
+    if (unlesbar_) return {{}, {}, true};
     if (plan_.rate != 0 && plan_.rate != roh_.wav.rate) return {};
     if (sekunden(roh_.samples()) > MAX_SEKUNDEN - SPIEL) return {};  // a line would be refused
     nimmAuf(Kanal::me);
     nimmAuf(Kanal::them);
+    if (unlesbar_ || roh_.datei.fehlernummer() != 0) return {{}, {}, true};
     const auto mindestens =
         static_cast<std::int64_t>(REST_SEKUNDEN * static_cast<double>(roh_.wav.rate));
     if (roh_.samples() - meBis_ > mindestens && naechsteNummer(ordner_, ereignisse_) <= MAX_NUMMER)
@@ -114,37 +121,44 @@ class Sucher {
     return nummer + 1;
   }
 
-  [[nodiscard]] std::optional<Ton> ohneZeile(Kanal kanal, std::int64_t nummer) const {
+  [[nodiscard]] std::optional<Ton> ohneZeile(Kanal kanal, std::int64_t nummer) {
     const auto& namen = ordner_.chunksVon(kanal);
     const auto name = namen.find(nummer);
     if (name == namen.end()) return std::nullopt;
-    auto ton = oeffneTon(ordner_, name->second);
+    auto ton = oeffneTon(ordner_.zu(name->second), dateien_, unlesbar_);
     if (!ton || ton->wav.rate != roh_.wav.rate || ton->samples() == 0) return std::nullopt;
     return ton;
   }
 
   // A chunk that a killed repair had cut. Without echo removal there is no telling them apart, and
   // no need to.
-  [[nodiscard]] bool ausRoh(const Ton& chunk, std::int64_t ab) const {
-    return (!ereignisse_.start || ereignisse_.start->echo) && gleicht(chunk, roh_, ab);
+  [[nodiscard]] bool ausRoh(const Ton& chunk, std::int64_t ab) {
+    const bool gleich = gleicht(chunk, roh_, ab);
+    unlesbar_ |= chunk.datei.fehlernummer() != 0;
+    return gleich && (!ereignisse_.start || ereignisse_.start->echo);
   }
 
   const Sitzungsordner& ordner_;
   const Ereignisse& ereignisse_;
   const Ton& roh_;
+  Dateien& dateien_;
   Zeitplan plan_;
+  bool unlesbar_;
   std::int64_t meBis_ = 0;  // samples of "me" that have a chunk
   Nachtrag nachtrag_;
 };
 
 }  // namespace
 
-Nachtrag findeNachtrag(const Sitzungsordner& ordner, const Ereignisse& ereignisse) {
+Nachtrag findeNachtrag(const Sitzungsordner& ordner, const Ereignisse& ereignisse,
+                       Dateien& dateien) {
   // After an orderly end the recorder itself has decided what was worth a chunk.
   if (ereignisse.fertig || !ordner.roh) return {};
-  const auto roh = oeffneTon(ordner, ROHDATEI);
+  bool unlesbar = false;
+  const auto roh = oeffneTon(ordner.zu(ROHDATEI), dateien, unlesbar);
+  if (unlesbar) return {{}, {}, true};
   if (!roh) return {};
-  return Sucher(ordner, ereignisse, *roh).laufe();
+  return Sucher(ordner, ereignisse, *roh, dateien).laufe();
 }
 
 std::int64_t naechsteNummer(const Sitzungsordner& ordner, const Ereignisse& ereignisse) {

@@ -14,6 +14,7 @@
 #include <optional>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "session/Ereignisse.h"
 #include "session/Sitzungsordner.h"
 
@@ -23,9 +24,11 @@ struct Nachtrag {
   std::vector<ChunkZeile> chunks;  // lines that are missing, by channel and number
   // The sample of the raw file from which on "me" has no chunk; nullopt if none can be cut.
   std::optional<std::int64_t> restAb;
+  bool unlesbar = false;  // a sound file could not be read: nothing is known
 };
 
-[[nodiscard]] Nachtrag findeNachtrag(const Sitzungsordner& ordner, const Ereignisse& ereignisse);
+[[nodiscard]] Nachtrag findeNachtrag(const Sitzungsordner& ordner, const Ereignisse& ereignisse,
+                                     Dateien& dateien = posixDateien());
 
 // The number for a new chunk of "me"; above MAX_NUMMER if there is none left.
 [[nodiscard]] std::int64_t naechsteNummer(const Sitzungsordner& ordner,

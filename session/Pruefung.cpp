@@ -44,6 +44,9 @@ class Pruefer {
     pruefeNamen();
     if (ereignisse_ != nullptr) {
       pruefeZeilen();
+    } else if (ordner_.zeilen) {
+      melde(Befundart::zweifelhaft, EREIGNISSE,
+            "ist nicht lesbar: jede Datei wird nur an ihrem Kopf geprueft");
     } else {
       melde(Befundart::hinweis, EREIGNISSE, "fehlt: jede Datei wird nur an ihrem Kopf geprueft");
     }
@@ -76,6 +79,7 @@ class Pruefer {
 
   void pruefeZeilen() {
     const Ereignisse& alle = *ereignisse_;
+    if (!alle.ganz) melde(Befundart::zweifelhaft, EREIGNISSE, "ist nicht bis zum Ende lesbar");
     for (const std::size_t nummer : alle.unlesbar)
       melde(Befundart::zweifelhaft, EREIGNISSE, formatiert("Zeile %zu ist nicht lesbar", nummer));
     if (alle.unlesbare > alle.unlesbar.size())

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -34,41 +34,45 @@ constexpr char UNLESBAR[] = "ist nicht zu reparieren: sie laesst sich nicht lese
 // Another process neither records into the folder nor repairs it while this lives.
 class Sperre {
  public:
-  explicit Sperre(const std::string& pfad)
-      : griff_(
-            beharrlich([&] { return posixDateien().oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); })) {
-    if (griff_ >= 0) nummer_ = -beharrlich([&] { return posixDateien().sperren(griff_); });
+  Sperre(const std::string& pfad, Dateien& dateien)
+      : dateien_(dateien),
+        griff_(beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); })) {
+    if (griff_ >= 0) nummer_ = -beharrlich([&] { return dateien_.sperren(griff_); });
   }
   Sperre(const Sperre&) = delete;
   Sperre& operator=(const Sperre&) = delete;
   ~Sperre() {
-    if (griff_ >= 0) schliesse(griff_, posixDateien());
+    if (griff_ >= 0) schliesse(griff_, dateien_);
   }
 
   [[nodiscard]] bool lesbar() const { return griff_ >= 0; }
   [[nodiscard]] bool besetzt() const { return nummer_ == EWOULDBLOCK; }
 
  private:
+  Dateien& dateien_;
   int griff_;
   int nummer_ = 0;
 };
 
 class Reparierer {
  public:
-  Reparierer(Sitzungsordner ordner, Fortschritt fortschritt)
-      : ordner_(std::move(ordner)),
-        sicherung_(ordner_.pfad),
+  Reparierer(Sitzungsordner ordner, Fortschritt fortschritt, Dateien& dateien)
+      : dateien_(dateien),
+        ordner_(std::move(ordner)),
+        sicherung_(ordner_.pfad, dateien),
         fortschritt_(std::move(fortschritt)),
-        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE))) {}
+        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE), dateien)) {}
 
   std::vector<Tat> laufe() {
+    pruefeZeilen();
     for (const std::string& name : ordner_.unfertig)
       raeumeWeg(name, "war unfertig");
-    for (const Kanal kanal : {Kanal::me, Kanal::them})
-      for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
-        repariereKopf(name);
-    if (ordner_.roh) repariereKopf(ROHDATEI);
-    ergaenzeZeilen();
+    for (auto& chunks : ordner_.chunks) {
+      for (auto chunk = chunks.begin(); chunk != chunks.end();)
+        chunk = repariereKopf(chunk->second) ? std::next(chunk) : chunks.erase(chunk);
+    }
+    if (ordner_.roh) ordner_.roh = repariereKopf(ROHDATEI);
+    if (ordner_.roh) ergaenzeZeilen();
     if (ordner_.video) repariereVideo();
     return std::move(taten_);
   }
@@ -81,77 +85,108 @@ class Reparierer {
     melde(false, datei, "ist nicht zu reparieren: " + zeigbar(fehler.description));
   }
 
-  void raeumeWeg(const std::string& name, const std::string& warum) {
+  // Half of the lines would move the end of "me" to an earlier moment.
+  void pruefeZeilen() {
+    if (!ordner_.zeilen || (ereignisse_ && ereignisse_->ganz)) return;
+    ereignisse_.reset();
+    melde(false, EREIGNISSE, UNLESBAR);
+  }
+
+  // Whether it is gone.
+  bool raeumeWeg(const std::string& name, const std::string& warum) {
     const Ergebnis ergebnis = sicherung_.raeumeWeg(name);
     if (ergebnis.gescheitert()) {
       gescheitert(name, ergebnis.fehler());
     } else {
       melde(true, name, warum + " und liegt jetzt in " + ORIGINALE);
     }
+    return ergebnis.gelungen();
+  }
+
+  // Calls `nimm` with the bytes of `datei` from `ab` to `bis`, piece by piece, until it returns
+  // false.
+  template <class Nimm>
+  Ergebnis liesBereich(const Lesedatei& datei, std::int64_t ab, std::int64_t bis, Nimm nimm) {
+    std::vector<std::uint8_t> block(BLOCK);
+    while (ab < bis) {
+      const auto bitte =
+          std::span(block).first(static_cast<std::size_t>(std::min<std::int64_t>(bis - ab, BLOCK)));
+      if (datei.liesAn(ab, bitte) < bitte.size())
+        return Fehler::ausErrno(datei.fehlernummer() != 0 ? datei.fehlernummer() : EIO, "Lesen");
+      if (!nimm(std::span<const std::uint8_t>(bitte))) break;
+      ab += static_cast<std::int64_t>(bitte.size());
+    }
+    return {};
   }
 
   // Writes `kopf` and then the bytes of `datei` from `ab` to `bis` as the file `name`.
   Ergebnis schreibe(const std::string& name, std::span<const std::uint8_t> kopf,
                     const Lesedatei& datei, std::int64_t ab, std::int64_t bis) {
     // Who left a link there must not decide what is written over.
-    if (istVerweis(ordner_.zu(name), posixDateien())) return Fehler::ausErrno(ELOOP, name);
-    Ersatzdatei ziel(ordner_.zu(name));
+    if (istVerweis(ordner_.zu(name), dateien_)) return Fehler::ausErrno(ELOOP, name);
+    // Its original may be the same file by another name.
+    Ersatzdatei ziel(ordner_.zu(name), dateien_, Unersetzbar::lassen);
     ziel.schreibe(kopf);
-    std::vector<std::uint8_t> block(BLOCK);
-    for (std::int64_t stelle = ab; stelle < bis;) {
-      const auto bitte = std::span(block).first(
-          static_cast<std::size_t>(std::min<std::int64_t>(bis - stelle, BLOCK)));
-      const std::size_t n = datei.liesAn(stelle, bitte);
-      if (n < bitte.size()) return Fehler::ausErrno(EIO, name);
-      ziel.schreibe(bitte);
-      stelle += static_cast<std::int64_t>(n);
-      if (fortschritt_)
-        fortschritt_(static_cast<double>(stelle - ab) / static_cast<double>(bis - ab));
-    }
+    std::int64_t fertig = 0;
+    Ergebnis gelesen = liesBereich(datei, ab, bis, [&](std::span<const std::uint8_t> bytes) {
+      ziel.schreibe(bytes);
+      fertig += static_cast<std::int64_t>(bytes.size());
+      if (fortschritt_) fortschritt_(static_cast<double>(fertig) / static_cast<double>(bis - ab));
+      return true;
+    });
+    if (gelesen.gescheitert()) return gelesen;
     return ziel.vollende();
   }
 
-  void repariereKopf(const std::string& name) {
-    const auto datei = Lesedatei::oeffne(ordner_.zu(name));
-    if (!datei) {
+  // Whether the file is still there.
+  bool repariereKopf(const std::string& name) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(name), dateien_);
+    const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+    if (!datei || datei->fehlernummer() != 0) {
       melde(false, name, UNLESBAR);
-      return;
-    }
-    const auto wav = liesWavBefund(*datei);
-    if (!wav) {
-      if (datei->groesse() <= std::int64_t{WAV_KOPF_BYTES})
-        raeumeWeg(name, "enthielt noch nichts");
-      else
-        melde(false, name, UNVERSTANDEN);
-      return;
-    }
-    if (wav->stimmt()) return;
-    const std::int64_t bytes = wav->ganzeBytes();
-    if (!wav->erneuerbar()) {
+      tonOffen_ = true;
+    } else if (!wav && datei->groesse() <= std::int64_t{WAV_KOPF_BYTES}) {
+      const bool weg = raeumeWeg(name, "enthielt noch nichts");
+      tonOffen_ |= !weg;
+      return !weg;
+    } else if (!wav || (!wav->stimmt() && !wav->erneuerbar())) {
       melde(false, name, UNVERSTANDEN);
-      return;
+    } else if (!wav->stimmt()) {
+      erneuereKopf(name, *datei, *wav);
     }
+    return true;
+  }
+
+  void erneuereKopf(const std::string& name, const Lesedatei& datei, const WavBefund& wav) {
+    const std::int64_t bytes = wav.ganzeBytes();
     Ergebnis ergebnis = sicherung_.bewahre(name);
     if (ergebnis.gelungen()) {
-      ergebnis = schreibe(name, wavKopf(wav->rate, static_cast<std::uint32_t>(bytes)), *datei,
-                          wav->datenAb, wav->datenAb + bytes);
+      ergebnis = schreibe(name, wavKopf(wav.rate, static_cast<std::uint32_t>(bytes)), datei,
+                          wav.datenAb, wav.datenAb + bytes);
     }
     if (ergebnis.gescheitert()) {
+      tonOffen_ = true;
       gescheitert(name, ergebnis.fehler());
       return;
     }
-    const auto proSekunde = static_cast<double>(wav->rate * 2);
+    const auto proSekunde = static_cast<double>(wav.rate * 2);
     melde(true, name,
           formatiert("der Kopf nennt jetzt die %.2f s, die da sind (vorher %.2f s)",
                      static_cast<double>(bytes) / proSekunde,
-                     static_cast<double>(wav->erklaert) / proSekunde));
+                     static_cast<double>(wav.erklaert) / proSekunde));
   }
 
   // Lines that are missing: of chunks that were never announced, and of the end of "me", which is
   // cut from the raw file.
   void ergaenzeZeilen() {
-    if (!ereignisse_) return;
-    Nachtrag nachtrag = findeNachtrag(ordner_, *ereignisse_);
+    if (!ereignisse_ || ereignisse_->fertig) return;
+    Nachtrag nachtrag = findeNachtrag(ordner_, *ereignisse_, dateien_);
+    if (nachtrag.unlesbar || tonOffen_) {
+      melde(false, ROHDATEI,
+            "der Rest von \"me\" bleibt vorerst hier: nicht jede Tondatei war zu lesen und zu "
+            "reparieren");
+      return;
+    }
     if (nachtrag.chunks.empty() && !nachtrag.restAb) return;
     if (const Ergebnis bewahrt = sicherung_.bewahre(EREIGNISSE); bewahrt.gescheitert()) {
       gescheitert(EREIGNISSE, bewahrt.fehler());
@@ -177,8 +212,12 @@ class Reparierer {
 
   // The samples of the raw file from `ab` on, as a chunk.
   std::optional<ChunkZeile> schneideRest(std::int64_t ab) {
-    const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI));
+    const auto datei = Lesedatei::oeffne(ordner_.zu(ROHDATEI), dateien_);
     const auto wav = datei ? liesWavBefund(*datei) : std::nullopt;
+    if (!datei || datei->fehlernummer() != 0) {
+      melde(false, ROHDATEI, UNLESBAR);
+      return std::nullopt;
+    }
     if (!wav || !wav->eigener || !wav->stimmt()) return std::nullopt;  // already reported
     const std::int64_t nummer = naechsteNummer(ordner_, *ereignisse_);
     const std::string name = chunkName(Kanal::me, nummer);
@@ -222,51 +261,55 @@ class Reparierer {
 
   Ergebnis haengeAn(const std::string& zeile) {
     const std::string pfad = ordner_.zu(EREIGNISSE);
-    if (istVerweis(pfad, posixDateien())) return Fehler::ausErrno(ELOOP, EREIGNISSE);
-    Ersatzdatei ziel(pfad);
+    if (istVerweis(pfad, dateien_)) return Fehler::ausErrno(ELOOP, EREIGNISSE);
+    Ersatzdatei ziel(pfad, dateien_, Unersetzbar::lassen);
     const auto schreibeText = [&](std::string_view text) {
       ziel.schreibe(std::vector<std::uint8_t>(text.begin(), text.end()));
     };
-    if (!liesStueckweise(pfad, [&](std::span<const std::uint8_t> bytes) { ziel.schreibe(bytes); }))
-      return Fehler::ausErrno(EIO, EREIGNISSE);
+    const auto nimm = [&](std::span<const std::uint8_t> bytes) { ziel.schreibe(bytes); };
+    if (!liesStueckweise(pfad, nimm, dateien_)) return Fehler::ausErrno(EIO, EREIGNISSE);
     if (ereignisse_->offen) schreibeText("\n");
     schreibeText(zeile);
     return ziel.vollende();
   }
 
   void repariereVideo() {
-    const std::string pfad = ordner_.zu(VIDEODATEI);
-    const auto datei = Lesedatei::oeffne(pfad);
-    if (!datei) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI), dateien_);
+    const Mp4Befund alt = datei ? liesMp4Befund(*datei) : Mp4Befund{};
+    if (!datei || datei->fehlernummer() != 0) {
       melde(false, VIDEODATEI, UNLESBAR);
-      return;
-    }
-    const Mp4Befund alt = liesMp4Befund(*datei);
-    if (!alt.spielt()) {
+    } else if (!alt.spielt()) {
       raeumeWeg(VIDEODATEI, "enthielt kein Bild, das sich abspielen laesst,");
-      return;
+    } else if (alt.inFragmenten) {
+      entferneFragmente(alt);
     }
-    if (!alt.inFragmenten) return;
+  }
+
+  void entferneFragmente(const Mp4Befund& alt) {
+    const std::string pfad = ordner_.zu(VIDEODATEI);
     const std::string neu = ordner_.zu(".hallkorb-video.teil");
     std::vector<std::string> worte = ffmpegVideo(pfad, alt.spielbarBis);
     worte.insert(worte.end(), {"-map", "0:v:0", "-c", "copy"});
-    const FfmpegEnde ende = fuehreFfmpegAus(worte, neu, [&](const FfmpegStand& stand) {
+    const auto beiStand = [&](const FfmpegStand& stand) {
       if (fortschritt_)
         fortschritt_(static_cast<double>(stand.bilder) / static_cast<double>(alt.bilder));
-    });
-    const auto neue = Lesedatei::oeffne(neu);
+    };
+    const FfmpegEnde ende = fuehreFfmpegAus(worte, neu, beiStand, dateien_);
+    const auto neue = Lesedatei::oeffne(neu, dateien_);
     const Mp4Befund ergebnis = neue ? liesMp4Befund(*neue) : Mp4Befund{};
+    const bool gut = neue && neue->fehlernummer() == 0 && ergebnis.heil();
     if (ende == FfmpegEnde::fehlt) {
       melde(false, VIDEODATEI, "bleibt in Fragmenten: dazu wird das Programm ffmpeg gebraucht");
-    } else if (ende != FfmpegEnde::gelungen || !ergebnis.heil() || ergebnis.bilder < alt.bilder) {
+    } else if (ende != FfmpegEnde::gelungen || !gut || ergebnis.bilder < alt.bilder) {
       melde(false, VIDEODATEI, "bleibt in Fragmenten: ffmpeg ist daran gescheitert");
-      std::remove(neu.c_str());
+      entferne(neu);
     } else if (const Ergebnis bewahrt = sicherung_.bewahre(VIDEODATEI); bewahrt.gescheitert()) {
       gescheitert(VIDEODATEI, bewahrt.fehler());
-      std::remove(neu.c_str());
-    } else if (std::rename(neu.c_str(), pfad.c_str()) != 0) {
-      gescheitert(VIDEODATEI, Fehler::ausErrno(errno, VIDEODATEI));
-      std::remove(neu.c_str());
+      entferne(neu);
+    } else if (const int nummer = beharrlich([&] { return dateien_.umbenennen(neu, pfad); });
+               nummer < 0) {
+      gescheitert(VIDEODATEI, Fehler::ausErrno(-nummer, VIDEODATEI));
+      entferne(neu);
     } else {
       melde(true, VIDEODATEI,
             formatiert("ist jetzt eine gewoehnliche Datei mit %lld Bildern",
@@ -274,23 +317,31 @@ class Reparierer {
     }
   }
 
+  void entferne(const std::string& pfad) {
+    beharrlich([&] { return dateien_.loeschen(pfad); });
+  }
+
+  Dateien& dateien_;
   Sitzungsordner ordner_;
   Sicherung sicherung_;
   Fortschritt fortschritt_;
   std::optional<Ereignisse> ereignisse_;
   std::vector<Tat> taten_;
+  bool tonOffen_ =
+      false;  // a sound file is as it was: where "me" ends, and its next number, are open
 };
 
 }  // namespace
 
 std::variant<std::vector<Tat>, Fehler> repariereSitzung(const std::string& pfad,
-                                                        const Fortschritt& fortschritt) {
-  const Sperre sperre(pfad);
+                                                        const Fortschritt& fortschritt,
+                                                        Dateien& dateien) {
+  const Sperre sperre(pfad, dateien);
   if (sperre.besetzt())
     return Fehler{"hallkorb", EWOULDBLOCK, "in diesen Ordner wird gerade aufgenommen"};
-  auto ordner = liesSitzungsordner(pfad);
+  auto ordner = liesSitzungsordner(pfad, dateien);
   if (!sperre.lesbar() || !ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
-  return Reparierer(std::move(*ordner), fortschritt).laufe();
+  return Reparierer(std::move(*ordner), fortschritt, dateien).laufe();
 }
 
 }  // namespace hallkorb

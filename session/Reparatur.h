@@ -9,8 +9,9 @@
 // - A video in fragments becomes an ordinary one; no picture is encoded anew.
 //
 // Nothing is changed before the original is kept (Sicherung.h), and each new content appears under
-// its name only when it is complete; so a repair that is killed can be started again. A second one
-// finds nothing to do.
+// its name only when it is complete; so a repair that is killed, or that a full disk ends, can be
+// started again: it goes on where the first one came to an end. A second one finds nothing to do. A
+// file that cannot be read is reported and left as it is.
 //
 // One thread at a time. The folder is locked meanwhile, as by a recording.
 #pragma once
@@ -20,6 +21,7 @@
 #include <variant>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "base/Fehler.h"
 
 namespace hallkorb {
@@ -36,6 +38,7 @@ using Fortschritt = std::function<void(double)>;
 // What was done; empty if there was nothing to do. An error if the folder cannot be read, or if a
 // recording is writing into it.
 [[nodiscard]] std::variant<std::vector<Tat>, Fehler> repariereSitzung(
-    const std::string& pfad, const Fortschritt& fortschritt = nullptr);
+    const std::string& pfad, const Fortschritt& fortschritt = nullptr,
+    Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb

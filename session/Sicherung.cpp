@@ -1,14 +1,10 @@
 #include "session/Sicherung.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
+#include <span>
 
-#include "base/Dateien.h"
 #include "base/Ersatzdatei.h"
 
 namespace hallkorb {
@@ -16,65 +12,88 @@ namespace {
 
 constexpr char WAS[] = "Sicherung";
 
-// Waits until a file or folder is on the disk.
-int sichereAufPlatte(const std::string& pfad) {
-  const int griff = ::open(pfad.c_str(), O_RDONLY | O_CLOEXEC);
-  if (griff < 0) return errno;
-  const int nummer = ::fsync(griff) == 0 ? 0 : errno;
-  ::close(griff);
-  return nummer;
+}  // namespace
+
+// Waits until a file is on the disk; returns the error number or 0.
+int Sicherung::sichereAufPlatte(const std::string& pfad) {
+  const int griff = beharrlich([&] { return dateien_.oeffnen(pfad, O_RDONLY, 0); });
+  if (griff < 0) return -griff;
+  const int ergebnis = beharrlich([&] { return dateien_.aufPlatte(griff); });
+  schliesse(griff, dateien_);
+  return -ergebnis;
 }
 
-Ergebnis kopiere(const std::string& von, const std::string& nach) {
-  Ersatzdatei ziel(nach);
-  if (!liesStueckweise(von, [&](std::span<const std::uint8_t> bytes) { ziel.schreibe(bytes); }))
-    return Fehler::ausErrno(EIO, WAS);
+Ergebnis Sicherung::kopiere(const std::string& von, const std::string& nach) {
+  Ersatzdatei ziel(nach, dateien_);
+  const auto nimm = [&](std::span<const std::uint8_t> bytes) { ziel.schreibe(bytes); };
+  if (!liesStueckweise(von, nimm, dateien_)) return Fehler::ausErrno(EIO, WAS);
   Ergebnis ergebnis = ziel.vollende();
   if (ergebnis.gescheitert()) return ergebnis;
   if (const int nummer = sichereAufPlatte(nach); nummer != 0) return Fehler::ausErrno(nummer, WAS);
   return {};
 }
 
-}  // namespace
-
 // A link in the folder's place would lead the originals anywhere.
 Ergebnis Sicherung::bereite() {
   const std::string pfad = pfadIn(ordner_, ORIGINALE);
-  std::error_code egal;
-  const auto art = std::filesystem::symlink_status(pfad, egal).type();
-  if (art == std::filesystem::file_type::directory) return {};
-  if (art != std::filesystem::file_type::not_found) return Fehler::ausErrno(ENOTDIR, WAS);
-  return erzeugeOrdner(pfad);
+  std::string egal;
+  int ergebnis = beharrlich([&] { return dateien_.verweis(pfad, egal); });
+  if (ergebnis >= 0) return Fehler::ausErrno(ENOTDIR, WAS);
+  if (ergebnis == -ENOENT) {
+    ergebnis = beharrlich([&] { return dateien_.ordnerAnlegen(pfad); });
+  } else if (ergebnis == -EINVAL) {
+    Dateien::Zustand zustand;
+    ergebnis = beharrlich([&] { return dateien_.zustand(pfad, zustand); });
+    if (ergebnis >= 0 && zustand.art != Dateien::Art::ordner) ergebnis = -ENOTDIR;
+  }
+  if (ergebnis < 0) return Fehler::ausErrno(-ergebnis, WAS);
+  return {};
 }
 
-std::string Sicherung::freierPfad(std::string_view name) const {
+std::variant<Sicherung::Platz, Fehler> Sicherung::platzFuer(std::string_view name,
+                                                            const Dateien::Zustand* datei) {
   // Hidden names are for what is being written; an original is for people.
   if (name.starts_with('.')) name.remove_prefix(1);
   const std::string anfang = pfadIn(pfadIn(ordner_, ORIGINALE), std::string(name));
   std::string pfad = anfang;
-  std::error_code egal;
-  for (int nummer = 2;
-       std::filesystem::symlink_status(pfad, egal).type() != std::filesystem::file_type::not_found;
-       ++nummer) {
+  for (int nummer = 2;; ++nummer) {
+    std::string egal;
+    const int verweis = beharrlich([&] { return dateien_.verweis(pfad, egal); });
+    if (verweis == -ENOENT) return Platz{std::move(pfad), false};
+    if (verweis < 0 && verweis != -EINVAL) return Fehler::ausErrno(-verweis, WAS);
+    Dateien::Zustand dort;
+    if (datei != nullptr && verweis == -EINVAL &&
+        beharrlich([&] { return dateien_.zustand(pfad, dort); }) == 0 && dort.selbeDatei(*datei)) {
+      return Platz{std::move(pfad), true};
+    }
     pfad = anfang + "." + std::to_string(nummer);
   }
-  return pfad;
 }
 
 Ergebnis Sicherung::bewahre(std::string_view name) {
   Ergebnis bereit = bereite();
   if (bereit.gescheitert()) return bereit;
   const std::string von = pfadIn(ordner_, std::string(name));
-  const std::string nach = freierPfad(name);
-  if (::link(von.c_str(), nach.c_str()) == 0) return {};
-  return kopiere(von, nach);
+  Dateien::Zustand datei;
+  if (const int nummer = beharrlich([&] { return dateien_.zustand(von, datei); }); nummer < 0)
+    return Fehler::ausErrno(-nummer, WAS);
+  auto ergebnis = platzFuer(name, &datei);
+  if (auto* fehler = std::get_if<Fehler>(&ergebnis)) return std::move(*fehler);
+  const Platz& platz = std::get<Platz>(ergebnis);
+  if (platz.schonDa) return {};
+  if (beharrlich([&] { return dateien_.verknuepfen(von, platz.pfad); }) == 0) return {};
+  return kopiere(von, platz.pfad);
 }
 
 Ergebnis Sicherung::raeumeWeg(std::string_view name) {
   Ergebnis bereit = bereite();
   if (bereit.gescheitert()) return bereit;
+  auto ergebnis = platzFuer(name, nullptr);
+  if (auto* fehler = std::get_if<Fehler>(&ergebnis)) return std::move(*fehler);
   const std::string von = pfadIn(ordner_, std::string(name));
-  if (std::rename(von.c_str(), freierPfad(name).c_str()) != 0) return Fehler::ausErrno(errno, WAS);
+  const std::string& nach = std::get<Platz>(ergebnis).pfad;
+  const int nummer = beharrlich([&] { return dateien_.umbenennen(von, nach); });
+  if (nummer < 0) return Fehler::ausErrno(-nummer, WAS);
   return {};
 }
 

@@ -2,15 +2,19 @@
 // folder "originale" beside it.
 //
 // A repaired file is written anew and renamed over the old one, so a second name for the old one
-// (a hard link) keeps it whatever happens, at once and without its space again. On a file system
-// without such names it is copied, and the copy is on the disk before anything goes on.
+// (a hard link) keeps it whatever happens, at once and without its space again. A repair that was
+// begun and not finished may have made it already. On a file system without such names it is
+// copied, and the copy is on the disk before anything goes on.
 //
 // One thread at a time, with the folder locked.
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
+#include "base/Dateien.h"
 #include "base/Fehler.h"
 
 namespace hallkorb {
@@ -19,19 +23,30 @@ inline constexpr char ORIGINALE[] = "originale";
 
 class Sicherung {
  public:
-  explicit Sicherung(std::string ordner) : ordner_(std::move(ordner)) {}
+  // `dateien` must outlive this object.
+  Sicherung(std::string ordner, Dateien& dateien) : ordner_(std::move(ordner)), dateien_(dateien) {}
 
   // Keeps the file of that name; it stays where it is. An earlier original of the name is never
-  // touched: the new one gets a number.
+  // touched: the new one gets a number, unless it is that very file.
   [[nodiscard]] Ergebnis bewahre(std::string_view name);
   // Moves the file away from the recording to the originals.
   [[nodiscard]] Ergebnis raeumeWeg(std::string_view name);
 
  private:
   [[nodiscard]] Ergebnis bereite();
-  [[nodiscard]] std::string freierPfad(std::string_view name) const;
+  [[nodiscard]] Ergebnis kopiere(const std::string& von, const std::string& nach);
+  [[nodiscard]] int sichereAufPlatte(const std::string& pfad);
+
+  // Where an original of that name goes: nothing is there yet, or that very file.
+  struct Platz {
+    std::string pfad;
+    bool schonDa = false;
+  };
+  [[nodiscard]] std::variant<Platz, Fehler> platzFuer(std::string_view name,
+                                                      const Dateien::Zustand* datei);
 
   std::string ordner_;
+  Dateien& dateien_;
 };
 
 }  // namespace hallkorb

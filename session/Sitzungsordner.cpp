@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <system_error>
 
-#include "base/Dateien.h"
 #include "base/Text.h"
 #include "session/Ereignisse.h"
 
@@ -55,6 +53,7 @@ void ordneEin(const std::string& name, bool datei, Sitzungsordner& ordner) {
   } else {
     ordner.roh |= name == ROHDATEI;
     ordner.video |= name == VIDEODATEI;
+    ordner.zeilen |= name == EREIGNISSE;
   }
 }
 
@@ -69,18 +68,17 @@ std::string Sitzungsordner::zu(std::string_view name) const {
   return pfadIn(pfad, std::string(name));
 }
 
-std::optional<Sitzungsordner> liesSitzungsordner(const std::string& pfad) {
-  std::error_code fehler;
-  std::filesystem::directory_iterator eintraege(pfad, fehler);
-  if (fehler) return std::nullopt;
+std::optional<Sitzungsordner> liesSitzungsordner(const std::string& pfad, Dateien& dateien) {
+  std::vector<Dateien::Eintrag> eintraege;
+  const int ergebnis = beharrlich([&] {
+    eintraege.clear();
+    return dateien.ordnerLesen(pfad, eintraege);
+  });
+  if (ergebnis < 0) return std::nullopt;
   Sitzungsordner ordner;
   ordner.pfad = pfad;
-  for (; eintraege != std::filesystem::directory_iterator(); eintraege.increment(fehler)) {
-    std::error_code egal;
-    const bool datei = std::filesystem::is_regular_file(eintraege->symlink_status(egal));
-    ordneEin(eintraege->path().filename().string(), datei, ordner);
-  }
-  if (fehler) return std::nullopt;
+  for (const auto& [name, art] : eintraege)
+    ordneEin(name, art == Dateien::Art::datei, ordner);
   std::sort(ordner.unfertig.begin(), ordner.unfertig.end());
   std::sort(ordner.keineDatei.begin(), ordner.keineDatei.end());
   return ordner;

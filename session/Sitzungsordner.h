@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "session/Zeile.h"
 
 namespace hallkorb {
@@ -29,6 +30,7 @@ struct Sitzungsordner {
   std::array<std::map<std::int64_t, std::string>, 2> chunks;  // number -> name, for each channel
   bool roh = false;
   bool video = false;
+  bool zeilen = false;                  // the host's, EREIGNISSE
   std::vector<std::string> unfertig;    // names of files that were still being written, sorted
   std::vector<std::string> keineDatei;  // names of the recorder at which something else is, sorted
   // The highest number of a chunk among keineDatei, for each channel.
@@ -45,7 +47,8 @@ struct Sitzungsordner {
 };
 
 // nullopt if the folder cannot be read.
-[[nodiscard]] std::optional<Sitzungsordner> liesSitzungsordner(const std::string& pfad);
+[[nodiscard]] std::optional<Sitzungsordner> liesSitzungsordner(const std::string& pfad,
+                                                               Dateien& dateien = posixDateien());
 
 // A name or a text as it may be shown: one line, no control characters, valid UTF-8.
 [[nodiscard]] std::string zeigbar(std::string_view text);

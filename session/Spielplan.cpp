@@ -64,14 +64,14 @@ void setzeZeiten(Spielplan& plan) {
 
 std::optional<Spielplan> planeSpiel(const Sitzungsordner& ordner) {
   Spielplan plan;
-  const bool gelesen = liesZeilen(ordner.zu(EREIGNISSE), [&](std::string&& text, bool) {
+  const Lesbarkeit gelesen = liesZeilen(ordner.zu(EREIGNISSE), [&](std::string&& text, bool) {
     auto zeile = liesZeile(text);
     if (!zeile || std::holds_alternative<AndereZeile>(*zeile)) return;
     if (std::holds_alternative<StartZeile>(*zeile)) beginneNeu(plan.schritte);
     text.erase(text.find_last_not_of(" \t\r") + 1);
     plan.schritte.push_back({0.0, std::move(text), std::move(*zeile)});
   });
-  if (!gelesen || plan.schritte.empty()) return std::nullopt;
+  if (gelesen == Lesbarkeit::garNicht || plan.schritte.empty()) return std::nullopt;
   plan.ende = rohSekunden(ordner);
   setzeZeiten(plan);
   return plan;

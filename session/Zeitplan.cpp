@@ -15,22 +15,32 @@ namespace {
 // Two times of the lines that mean the same sample.
 constexpr double GLEICH = 0.001;
 
-std::optional<WavBefund> befund(const Sitzungsordner& ordner, const std::string& name) {
-  const auto datei = Lesedatei::oeffne(ordner.zu(name));
-  if (!datei) return std::nullopt;
-  auto ergebnis = liesWavBefund(*datei);
-  if (ergebnis && !ergebnis->eigener) return std::nullopt;
-  return ergebnis;
-}
-
 class Planer {
  public:
-  Planer(const Sitzungsordner& ordner, Zeitplan& plan) : ordner_(ordner), plan_(plan) {}
+  Planer(const Sitzungsordner& ordner, Zeitplan& plan, Dateien& dateien)
+      : ordner_(ordner), plan_(plan), dateien_(dateien) {}
+
+  // The rate of most files.
+  [[nodiscard]] std::int64_t haeufigsteRate() {
+    std::map<std::int64_t, int> anzahl;
+    for (const Kanal kanal : {Kanal::me, Kanal::them})
+      for (const auto& [nummer, name] : ordner_.chunksVon(kanal))
+        if (const auto wav = befund(kanal, nummer)) ++anzahl[wav->rate];
+    std::int64_t rate = 0;
+    int meiste = 0;
+    for (const auto& [hz, wieOft] : anzahl) {
+      if (wieOft > meiste) {
+        rate = hz;
+        meiste = wieOft;
+      }
+    }
+    return rate;
+  }
 
   void mitZeilen(const std::vector<ChunkZeile>& zeilen, Spur& spur) {
     double davor = 0.0;
     for (const ChunkZeile& zeile : zeilen) {
-      Stueck stueck = lies(zeile.nummer, chunkName(zeile.kanal, zeile.nummer));
+      Stueck stueck = lies(zeile.kanal, zeile.nummer);
       const double dauer = zeile.t1 - zeile.t0;
       const bool ganz =
           stueck.laenge > 0 && std::abs(plan_.sekunden(stueck.laenge) - dauer) <= RUNDUNG;
@@ -43,9 +53,9 @@ class Planer {
     }
   }
 
-  void ohneZeilen(const std::map<std::int64_t, std::string>& namen, Spur& spur) {
-    for (const auto& [nummer, name] : namen) {
-      Stueck stueck = lies(nummer, name);
+  void ohneZeilen(Kanal kanal, Spur& spur) {
+    for (const auto& [nummer, name] : ordner_.chunksVon(kanal)) {
+      Stueck stueck = lies(kanal, nummer);
       if (stueck.laenge == 0) continue;
       stueck.ab = spur.bis;
       stueck.soll = stueck.laenge;
@@ -55,14 +65,26 @@ class Planer {
   }
 
  private:
-  [[nodiscard]] Stueck lies(std::int64_t nummer, const std::string& name) {
+  std::optional<WavBefund> befund(Kanal kanal, std::int64_t nummer) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(chunkName(kanal, nummer)), dateien_);
+    if (!datei) {
+      plan_.unlesbar |= ordner_.chunksVon(kanal).contains(nummer);
+      return std::nullopt;
+    }
+    auto ergebnis = liesWavBefund(*datei);
+    plan_.unlesbar |= datei->fehlernummer() != 0;
+    if (ergebnis && !ergebnis->eigener) return std::nullopt;
+    return ergebnis;
+  }
+
+  [[nodiscard]] Stueck lies(Kanal kanal, std::int64_t nummer) {
     Stueck stueck;
     stueck.nummer = nummer;
-    stueck.datei = name;
-    const auto wav = befund(ordner_, name);
+    stueck.datei = chunkName(kanal, nummer);
+    const auto wav = befund(kanal, nummer);
     if (!wav) return stueck;
     if (wav->rate != plan_.rate) {
-      plan_.fremdeRate.push_back(name);
+      plan_.fremdeRate.push_back(stueck.datei);
       return stueck;
     }
     stueck.laenge = wav->samples();
@@ -76,25 +98,8 @@ class Planer {
 
   const Sitzungsordner& ordner_;
   Zeitplan& plan_;
+  Dateien& dateien_;
 };
-
-// The rate of most files.
-std::int64_t haeufigsteRate(const Sitzungsordner& ordner) {
-  std::map<std::int64_t, int> anzahl;
-  for (const Kanal kanal : {Kanal::me, Kanal::them}) {
-    for (const auto& [nummer, name] : ordner.chunksVon(kanal))
-      if (const auto wav = befund(ordner, name)) ++anzahl[wav->rate];
-  }
-  std::int64_t rate = 0;
-  int meiste = 0;
-  for (const auto& [hz, wieOft] : anzahl) {
-    if (wieOft > meiste) {
-      rate = hz;
-      meiste = wieOft;
-    }
-  }
-  return rate;
-}
 
 }  // namespace
 
@@ -110,18 +115,18 @@ double Zeitplan::sekunden(std::int64_t samples) const {
   return rate > 0 ? static_cast<double>(samples) / static_cast<double>(rate) : 0.0;
 }
 
-Zeitplan planeZeit(const Sitzungsordner& ordner, const Ereignisse* ereignisse) {
+Zeitplan planeZeit(const Sitzungsordner& ordner, const Ereignisse* ereignisse, Dateien& dateien) {
   Zeitplan plan;
-  plan.rate = haeufigsteRate(ordner);
+  Planer planer(ordner, plan, dateien);
+  plan.rate = planer.haeufigsteRate();
   plan.geschaetzt = ereignisse == nullptr;
   if (plan.rate == 0) return plan;
-  Planer planer(ordner, plan);
   for (const Kanal kanal : {Kanal::me, Kanal::them}) {
     Spur& spur = kanal == Kanal::me ? plan.me : plan.them;
     if (ereignisse != nullptr) {
       planer.mitZeilen(ereignisse->chunksVon(kanal), spur);
     } else {
-      planer.ohneZeilen(ordner.chunksVon(kanal), spur);
+      planer.ohneZeilen(kanal, spur);
     }
   }
   return plan;

@@ -42,6 +42,7 @@ struct Spur {
 struct Zeitplan {
   std::int64_t rate = 0;    // 0 if there is no chunk that can be read
   bool geschaetzt = false;  // without lines
+  bool unlesbar = false;    // a chunk is there and could not be read: its line alone places it
   Spur me;
   Spur them;
   std::vector<std::string> fremdeRate;  // files left out since their rate is another one
@@ -52,6 +53,7 @@ struct Zeitplan {
 };
 
 // `ereignisse` null without lines.
-[[nodiscard]] Zeitplan planeZeit(const Sitzungsordner& ordner, const Ereignisse* ereignisse);
+[[nodiscard]] Zeitplan planeZeit(const Sitzungsordner& ordner, const Ereignisse* ereignisse,
+                                 Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb

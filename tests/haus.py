@@ -6,8 +6,9 @@ are. Allowed includes must compile, the others must fail because the header cann
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
-docs/glossary.md explains every type; that the documents' links lead somewhere; and that a build without
-its libraries names the packages that are missing.
+docs/glossary.md explains every type; that the documents' links lead somewhere; that the recorder's options
+are those of its manual page and of the shells' completions; and that a build without its libraries names
+the packages that are missing.
 Closing line: "N passed, N failed".
 """
 
@@ -141,6 +142,21 @@ def pruefe_verweise():
     return klagen
 
 
+def pruefe_optionen():
+    """The recorder's options as it takes them, against where people read of them: it has no usage text."""
+    def optionen(name, muster):
+        return set(re.findall(muster, abschnitte.lies(name).replace("\\-", "-"), re.MULTILINE))
+    genommen = optionen("driver/Config.cpp", r'"--([a-z-]+)"')
+    wort = r"(?<![\w-])--([a-z]+(?:-[a-z]+)*)"
+    klagen = [] if genommen else ["driver/Config.cpp has no options"]
+    for name, muster in (("docs/hallkorb.1.in", wort), ("completions/hallkorb.bash", wort),
+                         ("completions/_hallkorb", r"^  '\*--([a-z-]+)\["),
+                         ("completions/hallkorb.fish", r"^complete -c hallkorb -l ([a-z-]+) ")):
+        anders = genommen ^ optionen(name, muster)
+        klagen += [f"{name} and driver/Config.cpp do not agree about --{option}" for option in sorted(anders)]
+    return klagen
+
+
 def pruefe_pakete():
     """What the build's message for a machine without the libraries does not name."""
     if not sys.platform.startswith("linux"):
@@ -218,7 +234,7 @@ def hauptteil(bau):
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
-                  pruefe_verweise, pruefe_pakete):
+                  pruefe_verweise, pruefe_optionen, pruefe_pakete):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

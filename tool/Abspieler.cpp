@@ -11,6 +11,7 @@
 #include "base/Ausgabe.h"
 #include "base/Dateien.h"
 #include "base/Faden.h"
+#include "session/Sitzungsordner.h"
 #include "tool/Aufruf.h"
 
 namespace hallkorb {
@@ -30,7 +31,7 @@ void diagnostiziere(const MeldungZeile& meldung) {
   log((*meldung.kanal == Kanal::me
            ? "[hallkorb] WARNUNG: nur System-Audio — Mikrofon verweigert: "
            : "[hallkorb] WARNUNG: nur Mikrofon — System-Audio verweigert: ") +
-      meldung.text);
+      zeigbar(meldung.text));
 }
 
 bool zeigtFenster(const Spielschritt& schritt) {

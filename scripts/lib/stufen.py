@@ -104,11 +104,19 @@ def stufe_format(zaehler):
 
 
 def stufe_skripte(zaehler):
-    """shellcheck and a syntax check of the scripts"""
+    """shellcheck and a syntax check of the scripts and the shells' completions"""
     shell = [name for name in dateien("") if not name.endswith((".cpp", ".h", ".py"))
              and os.path.isfile(os.path.join(WURZEL, name)) and _ist_shell(name)]
     fuehre_aus("shellcheck", *shell)
+    fuehre_aus("shellcheck", "--shell=bash", *dateien(".bash"))
     zaehler.zaehle(True)
+    zsh = [name for name in dateien("") if name.startswith("completions/_")]
+    for programm, nur_lesen, skripte in (("zsh", "-n", zsh), ("fish", "--no-execute", dateien(".fish"))):
+        if not shutil.which(programm):
+            print(f"no {programm}: its completions are not read", flush=True)
+            continue
+        for name in skripte:
+            zaehler.zaehle(not fuehre_aus(programm, nur_lesen, name)[0])
     for name in dateien(".py"):
         with open(os.path.join(WURZEL, name), encoding="utf-8") as datei:
             compile(datei.read(), name, "exec")

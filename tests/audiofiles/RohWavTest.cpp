@@ -335,12 +335,16 @@ class Schlucker final : public Dateien {
   ssize_t schreibenAn(int, std::span<const std::uint8_t> bytes, std::int64_t) override {
     return std::ssize(bytes);
   }
+  ssize_t lesenAn(int, std::span<std::uint8_t>, std::int64_t) override { return 0; }
   int laengeSetzen(int, std::int64_t) override { return 0; }
   int rechteSetzen(int, mode_t) override { return 0; }
+  int aufPlatte(int) override { return 0; }
   int schliessen(int) override { return 0; }
   int umbenennen(const std::string&, const std::string&) override { return 0; }
   int loeschen(const std::string&) override { return 0; }
+  int verknuepfen(const std::string&, const std::string&) override { return 0; }
   int ordnerAnlegen(const std::string&) override { return 0; }
+  int ordnerLesen(const std::string&, std::vector<Eintrag>&) override { return -ENOENT; }
   int zustand(const std::string&, Zustand&) override { return -ENOENT; }
   int verweis(const std::string&, std::string&) override { return -ENOENT; }
   int zustandOffen(int, Zustand&) override { return -ENOENT; }

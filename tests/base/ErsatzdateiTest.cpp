@@ -193,6 +193,27 @@ TEST(ErsatzdateiTest, AFileInAFolderThatMustStayAsItIsIsOverwrittenWhereItIs) {
   }
 }
 
+TEST(ErsatzdateiTest, UnlessItsContentIsKeptByAnotherNameOfIt) {
+  const TempOrdner ordner;
+  const std::string pfad = ordner / "a";
+  ASSERT_TRUE(ersetzeDatei(pfad, ALT).gelungen());
+  std::filesystem::create_hard_link(pfad, ordner / "b");
+  for (const Ruf ruf : {Ruf::oeffnen, Ruf::umbenennen}) {
+    for (const int nummer : {EACCES, EPERM, EROFS}) {
+      FehlerDateien dateien;
+      dateien.scheitere(ruf, 0, nummer);
+      Ersatzdatei datei(pfad, dateien, Unersetzbar::lassen);
+      datei.schreibe(NEU);
+      const Ergebnis ergebnis = datei.vollende();
+      ASSERT_TRUE(ergebnis.gescheitert());
+      EXPECT_EQ(ergebnis.fehler().code, nummer);
+      EXPECT_EQ(liesDatei(pfad), ALT);
+      EXPECT_EQ(liesDatei(ordner / "b"), ALT);
+      EXPECT_EQ(ordner.namen(), (std::vector<std::string>{"a", "b"}));
+    }
+  }
+}
+
 TEST(ErsatzdateiTest, WithoutAFileThereTheFoldersRefusalIsTheError) {
   const TempOrdner ordner;
   FehlerDateien dateien;

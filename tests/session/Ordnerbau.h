@@ -114,20 +114,21 @@ class Ordnerbau {
   TempOrdner ordner_;
 };
 
+inline void vier(Bytes& ziel, std::uint32_t wert) {
+  for (const int stelle : {24, 16, 8, 0})
+    ziel.push_back(static_cast<std::uint8_t>(wert >> stelle));
+}
+
 // A box with the content that `fuelle` appends.
 inline void kasten(Bytes& ziel, std::string_view name, const std::function<void()>& fuelle) {
   const std::size_t anfang = ziel.size();
-  ziel.insert(ziel.end(), 4, 0);
-  ziel.insert(ziel.end(), name.begin(), name.end());
+  vier(ziel, 0);
+  for (const char zeichen : name)
+    ziel.push_back(static_cast<std::uint8_t>(zeichen));
   fuelle();
   const std::size_t laenge = ziel.size() - anfang;
   for (std::size_t i = 0; i < 4; ++i)
     ziel[anfang + i] = static_cast<std::uint8_t>(laenge >> (24 - 8 * i));
-}
-
-inline void vier(Bytes& ziel, std::uint32_t wert) {
-  for (const int stelle : {24, 16, 8, 0})
-    ziel.push_back(static_cast<std::uint8_t>(wert >> stelle));
 }
 
 // The head of a video: an ordinary one with so many pictures, or one of fragments.

@@ -10,11 +10,13 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <tuple>
 #include <variant>
 #include <vector>
 
 #include "session/Reparatur.h"
 #include "tests/session/Ordnerbau.h"
+#include "tests/support/FehlerDateien.h"
 
 namespace hallkorb {
 namespace {
@@ -30,8 +32,8 @@ class Reparatur : public testing::Test {
   }
 
   // The files that were repaired; those that could not be with a mark.
-  Namen repariere() {
-    const auto ergebnis = repariereSitzung(bau_.ordner().pfad());
+  Namen repariere(Dateien& dateien = posixDateien()) {
+    const auto ergebnis = repariereSitzung(bau_.ordner().pfad(), nullptr, dateien);
     if (!std::holds_alternative<std::vector<Tat>>(ergebnis)) return {"refused"};
     Namen namen;
     for (const Tat& tat : std::get<std::vector<Tat>>(ergebnis))
@@ -258,6 +260,50 @@ TEST_F(Reparatur, AnEarlierOriginalIsNeverReplaced) {
   EXPECT_EQ(originale(), (Namen{"video.mp4.neu", "video.mp4.neu.2", "video.mp4.neu.3"}));
   EXPECT_EQ(bytes("originale/video.mp4.neu"), Bytes{1});
   EXPECT_EQ(bytes("originale/video.mp4.neu.3"), Bytes{3});
+}
+
+TEST_F(Reparatur, AnOriginalIsKeptOnce) {
+  bau_.ende();
+  bau_.kuerze("chunk_me_000.wav", 2001);
+  const Bytes vorher = bytes("chunk_me_000.wav");
+  for (int i = 0; i < 3; ++i) {
+    FehlerDateien voll;
+    voll.scheitere(FehlerDateien::Ruf::schreiben, 0, ENOSPC, FehlerDateien::IMMER);
+    EXPECT_EQ(repariere(voll), Namen{"! chunk_me_000.wav"});
+    EXPECT_EQ(bytes("chunk_me_000.wav"), vorher);
+    EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
+  }
+  EXPECT_EQ(repariere(), Namen{"chunk_me_000.wav"});
+  EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
+  EXPECT_EQ(bytes("originale/chunk_me_000.wav"), vorher);
+}
+
+TEST_F(Reparatur, ANameForWhichThereIsNoRoomEndsInAnError) {
+  bau_.ende();
+  const std::string name = ".hallkorb-" + std::string(240, 'x') + ".teil";
+  for (const Namen& erwartet : {Namen{name}, Namen{"! " + name}}) {
+    legeAn(bau_ / name, {1});
+    EXPECT_EQ(repariere(), erwartet);
+  }
+}
+
+TEST_F(Reparatur, WhatCannotBeReadIsReportedAndLeft) {
+  bau_.wav(ROHDATEI, 0, 40000);
+  const Namen vorher = bau_.ordner().namen();
+  using Ruf = FehlerDateien::Ruf;
+  // The folder itself is opened before them, and the lines take three reads.
+  for (const auto& [name, ruf, n] : {std::tuple{EREIGNISSE, Ruf::oeffnen, 1U},
+                                     {EREIGNISSE, Ruf::lesenAn, 0U},
+                                     {EREIGNISSE, Ruf::lesenAn, 2U},
+                                     {"chunk_me_000.wav", Ruf::oeffnen, 2U},
+                                     {"chunk_me_000.wav", Ruf::lesenAn, 3U}}) {
+    FehlerDateien kaputt;
+    kaputt.scheitere(ruf, n, EIO);
+    const Namen namen = repariere(kaputt);
+    ASSERT_FALSE(namen.empty());
+    EXPECT_EQ(namen[0], std::string("! ") + name);
+  }
+  EXPECT_EQ(bau_.ordner().namen(), vorher);
 }
 
 TEST_F(Reparatur, NothingIsChangedIfTheOriginalCannotBeKept) {

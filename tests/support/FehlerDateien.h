@@ -33,9 +33,13 @@ class FehlerDateien : public Dateien {
     zustand,
     verweis,
     zustandOffen,
-    sperren
+    sperren,
+    lesenAn,
+    aufPlatte,
+    verknuepfen,
+    ordnerLesen
   };
-  static constexpr std::size_t RUFE = 14;
+  static constexpr std::size_t RUFE = 18;
   static constexpr std::size_t IMMER = std::numeric_limits<std::size_t>::max();
   // Instead of an error number: the call moves half of its bytes. Others succeed.
   static constexpr int KURZ = -1;
@@ -77,6 +81,10 @@ class FehlerDateien : public Dateien {
     return fuehreAus(Ruf::schreiben,
                      [&] { return echt_.schreiben(datei, bytes.first(teil(bytes.size()))); });
   }
+  ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
+    return fuehreAus(Ruf::lesenAn,
+                     [&] { return echt_.lesenAn(datei, ziel.first(teil(ziel.size())), stelle); });
+  }
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
     return fuehreAus(Ruf::schreibenAn, [&] {
@@ -93,6 +101,9 @@ class FehlerDateien : public Dateien {
   int rechteSetzen(int datei, mode_t rechte) override {
     return fuehreAus(Ruf::rechteSetzen, [&] { return echt_.rechteSetzen(datei, rechte); });
   }
+  int aufPlatte(int datei) override {
+    return fuehreAus(Ruf::aufPlatte, [&] { return echt_.aufPlatte(datei); });
+  }
   // Closes also when it fails, as the system does.
   int schliessen(int datei) override {
     const int ergebnis = echt_.schliessen(datei);
@@ -101,11 +112,17 @@ class FehlerDateien : public Dateien {
   int umbenennen(const std::string& alt, const std::string& neu) override {
     return fuehreAus(Ruf::umbenennen, [&] { return echt_.umbenennen(alt, neu); });
   }
+  int verknuepfen(const std::string& alt, const std::string& neu) override {
+    return fuehreAus(Ruf::verknuepfen, [&] { return echt_.verknuepfen(alt, neu); });
+  }
   int loeschen(const std::string& pfad) override {
     return fuehreAus(Ruf::loeschen, [&] { return echt_.loeschen(pfad); });
   }
   int ordnerAnlegen(const std::string& pfad) override {
     return fuehreAus(Ruf::ordnerAnlegen, [&] { return echt_.ordnerAnlegen(pfad); });
+  }
+  int ordnerLesen(const std::string& pfad, std::vector<Eintrag>& eintraege) override {
+    return fuehreAus(Ruf::ordnerLesen, [&] { return echt_.ordnerLesen(pfad, eintraege); });
   }
   int zustand(const std::string& pfad, Zustand& ergebnis) override {
     return fuehreAus(Ruf::zustand, [&] { return echt_.zustand(pfad, ergebnis); });
