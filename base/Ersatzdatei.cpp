@@ -139,10 +139,10 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetz
   // Opened with the earlier file's permissions, so that nobody reads the new file who could not
   // read the old one; rechteSetzen restores what the user's mask took away. A file system without
   // permissions refuses that, which does no harm.
-  const std::optional<mode_t> bisher = ziel_.fremd ? std::nullopt : ziel_.bisher;
+  const bool wieBisher = ziel_.bisher && !ziel_.fremd;
   Teil teil;
   if (ziel_.wirdErsetzt()) {
-    const mode_t rechte = bisher ? *bisher : rechteNeuerDatei(ziel_.pfad, dateien_);
+    const mode_t rechte = wieBisher ? *ziel_.bisher : rechteNeuerDatei(ziel_.pfad, dateien_);
     teil = neuesTeil(ordnerVon(ziel_.pfad), rechte, dateien_);
   }
   if (!ziel_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
@@ -155,8 +155,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetz
   }
   teil_ = std::move(teil.pfad);
   datei_ = teil.datei;
-  if (ziel_.wirdErsetzt() && bisher) {
-    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *bisher); });
+  if (ziel_.wirdErsetzt() && wieBisher) {
+    beharrlich([&] { return dateien_.rechteSetzen(*datei_, *ziel_.bisher); });
   }
 }
 

@@ -66,12 +66,14 @@ class Schreiber final : public VideoWriter {
     melde(nimm(bild.zeit()));
     return !fehler_;
   }
+  void begrenze(std::optional<double> /*bis*/) override {}
   std::int64_t nimmZurueck() override { return 0; }
   bool schliesseAb(double ende) override {
     if (!fehler_) melde(sichere(ende));
     melde(fehler_ ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
     return !fehler_;
   }
+  std::int64_t ausgelassen() const override { return 0; }
   std::optional<Fehler> fehler() const override { return fehler_; }
 
  private:
