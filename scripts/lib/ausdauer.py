@@ -39,10 +39,10 @@ class Ausgelassen(Exception):
     """A proof cannot be made here; the text says why."""
 
 
-def _lauf(befehl, umgebung):
+def _lauf(befehl, umgebung, stderr=None):
     """Runs a command that prints its progress to standard error; returns its standard output."""
     lauf = prozesse.starte(befehl, cwd=WURZEL, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                           stderr=None, env={**os.environ, **umgebung})
+                           stderr=stderr, env={**os.environ, **umgebung})
     ausgabe = lauf.communicate()[0].decode("utf-8", "replace")
     if lauf.returncode == AUSGELASSEN:
         raise Ausgelassen(ausgabe.strip())
@@ -58,13 +58,14 @@ def _umgebung(form):
     return umgebung | ({"HALLKORB_LANG": "1"} if form == "long" else {})
 
 
-def _gtest(programm, form, auswahl="*", **weitere):
-    """Runs the tests of a program that match; returns the figures of each, as numbers."""
+def _gtest(programm, form, auswahl="*", stderr=None, **weitere):
+    """Runs the tests of a program that match; returns the figures of each, as numbers. `stderr` as of Popen,
+    for those that print the recorder's own lines there instead of progress."""
     stufen.baue("release", programm)
     with tempfile.TemporaryDirectory() as ordner:
         bericht = os.path.join(ordner, "bericht.json")
         _lauf([os.path.join(stufen.BAU, "release", "tests", programm)],
-              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}", "GTEST_FILTER": auswahl, **weitere})
+              _umgebung(form) | {"GTEST_OUTPUT": f"json:{bericht}", "GTEST_FILTER": auswahl, **weitere}, stderr)
         with open(bericht, encoding="utf-8") as datei:
             gruppen = json.load(datei)["testsuites"]
     zahlen = []
@@ -332,8 +333,8 @@ def ordner_(form):
           "no sound is lost or moved",
           "`clock_test`: `Hosttakt`, `Stempelpruefung`, `Stempelfilter`; `driver_test`: `BlocksOfAnyLengthLoseNothing`")
 def stempel(form):
-    anzahl = len(_gtest("clock_test", form, "Hosttakt.*:Stempelpruefung.*:Stempelfilter.*"))
-    anzahl += len(_gtest("driver_test", form, "LiveAufnahmeTest.BlocksOfAnyLengthLoseNothing"))
+    anzahl = len(_gtest("clock_test", form, "Hosttakt.*:Stempelpruefung.*:Stempelfilter.*", subprocess.DEVNULL))
+    anzahl += len(_gtest("driver_test", form, "LiveAufnahmeTest.BlocksOfAnyLengthLoseNothing", subprocess.DEVNULL))
     return f"{anzahl} cases", "nothing"
 
 

@@ -119,7 +119,7 @@ def alle(teile, zugleich, macos):
             laufend.remove(versuch)
             if versuch.prozess.returncode == AUSGELASSEN:
                 ausgelassen += 1
-                print(f"  skipped  {versuch.name}: {versuch.ausgabe().strip()}", flush=True)
+                print(f"  skipped  {versuch.name}: {versuch.ausgabe().strip().splitlines()[-1]}", flush=True)
                 continue
             gut = versuch.prozess.returncode == 0
             bestanden, gescheitert = bestanden + gut, gescheitert + (not gut)
