@@ -35,7 +35,7 @@ class Dateien {
     mode_t rechte = 0;         // permission bits
     std::int64_t groesse = 0;  // bytes of a regular file
     bool eigen = true;         // belongs to the user of this process
-    // Together they tell a file from every other one, whatever its name is.
+    // Together they identify a file, whatever its name is.
     std::uint64_t geraet = 0;
     std::uint64_t nummer = 0;
 

@@ -13,9 +13,9 @@
 // by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
 // opens for reading within a second, or that takes nothing for five, is an error.
 //
-// A folder may allow no new file and its existing files be writable all the same. Such a file is
-// overwritten where it is: the one case in which a reader can meet half of it, or a full disk take
-// the earlier content. Whoever keeps the earlier content by a second name, which would change with
+// A folder may allow no new files although an existing one is writable. Such a file is overwritten
+// in place: the one case in which a reader can see half of it, or a full disk can destroy the
+// earlier content. Whoever keeps the earlier content by a second name, which would change with
 // it, forbids that.
 //
 // One thread at a time.

@@ -23,7 +23,7 @@ namespace hallkorb {
 // thing in the thread.
 void beginneFaden(const std::string& name);
 
-// The error of whoever needed a thread and got none.
+// The error to report if the system has no thread left.
 [[nodiscard]] Fehler keinFaden();
 
 // Starts a thread that runs `arbeit`; nullopt if the system refuses.

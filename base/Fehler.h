@@ -35,7 +35,7 @@ struct Fehler {
 
 // The result of an operation that returns no value but may fail.
 //
-// Asked by name, never as a bool: an empty error and a success read in opposite senses.
+// Queried by name, never as a bool: true could mean an error as well as a success.
 class [[nodiscard]] Ergebnis {
  public:
   Ergebnis() = default;                                    // succeeded

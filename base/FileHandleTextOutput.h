@@ -101,7 +101,7 @@ class FileHandleTextOutput {
   std::function<void()> leserWeg_;
   std::atomic<bool> leserIstWeg_{false};  // found by a write, not reported yet
   std::optional<std::vector<std::string>> zurueckgehalten_;
-  std::deque<Zeile> wartende_;  // the thread's own while it is not empty, but for its end
+  std::deque<Zeile> wartende_;  // while it is not empty, others may only append
   bool aufgegeben_ = false;
   bool meldet_ = false;  // the thread is in the handler
   bool ende_ = false;

@@ -14,8 +14,8 @@ namespace hallkorb {
 
 // The number of bytes, at most `bytes`, that a write to `fd` takes without blocking: `bytes` if all
 // of them fit, or if `fd` is no pipe or socket or its reader is gone (the write then reports that);
-// 0 if it has to wait. Only if `bytes` is more than the whole pipe, or if the kernel does not say
-// what is free, a part is offered.
+// 0 if it has to wait. A part is offered only if `bytes` is more than the whole pipe, or if the
+// kernel does not report what is free.
 [[nodiscard]] std::size_t schreibplatz(int fd, std::size_t bytes);
 
 }  // namespace hallkorb

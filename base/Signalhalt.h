@@ -9,7 +9,7 @@
 
 namespace hallkorb {
 
-// For everything but a recording: what was held back comes now, and ends the program as any other.
+// For everything but a recording: delivers what was held back, which ends the program as usual.
 void gibSignaleFrei();
 
 }  // namespace hallkorb

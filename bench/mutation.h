@@ -44,7 +44,7 @@ inline bool ist(int nummer) {
   return z.an == nummer;
 }
 
-// For functions that may also run while compiling, where no mutant is on.
+// For functions that may also run at compile time, when no mutant is on.
 constexpr bool istFest(int nummer) {
   return !std::is_constant_evaluated() && ist(nummer);
 }

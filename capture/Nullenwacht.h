@@ -2,8 +2,8 @@
 //
 // A muted microphone, a cable half pulled or a stuck driver deliver block after block, so that no
 // supervision of the device finds anything wrong, and an hour later the recording is empty. Rooms
-// are never as silent as zero, but a far end may be, when nobody plays anything: so it takes long,
-// and all that follows is a line for people.
+// are never as silent as zero, but a far end may be, when nobody plays anything. So it is patient,
+// and does no more than report.
 //
 // One thread at a time; no lock.
 #pragma once

@@ -1,6 +1,6 @@
 // The channel of the far end: what the computer plays, on the timeline "them".
 //
-// Made before its receiver: without one set, samples are dropped.
+// Until a receiver is set, samples are dropped.
 #pragma once
 
 #include <memory>

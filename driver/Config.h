@@ -41,7 +41,7 @@ struct Config {
 enum class Modus { echoDatei, zeitachseTest, fensterWahl, fensterProbe, live };
 
 // The mode that the configuration asks for: the offline modes before the live recording, in the
-// order of the enumeration. An "--echo-datei" that did not get its three paths asks for nothing.
+// order of the enumeration. An "--echo-datei" without its three paths selects nothing.
 [[nodiscard]] Modus modus(const Config& config);
 
 // The process-wide configuration.

@@ -76,7 +76,7 @@ class Nachfilter {
   static constexpr double torDb = -25.0;
   // How fast a closed gate learns the residual echo: 20 blocks.
   static constexpr double rhoRate = 0.05;
-  // Speech and echo are told apart between 312 Hz and 4 kHz, where speech has its energy.
+  // Speech and echo are separated between 312 Hz and 4 kHz, where speech has its energy.
   static constexpr std::size_t bandLo = 10;
   static constexpr std::size_t bandHi = 128;
   // Look-ahead and hold, in blocks.

@@ -3,7 +3,7 @@
 // A caller in another language can neither catch an exception nor survive an abort, so every call
 // runs through gerufen(), which turns exceptions into a status and a text. What the rooms would
 // write to standard error and output (base/Ausgabe.h) goes to the callbacks of the object that is
-// being called, and where they would end the process (base/Abbruch.h) the call fails. So log(),
+// being called, and what would end the process (base/Abbruch.h) makes the call fail. So log(),
 // emit() and abbruch() are those of Grenze.cpp here, and the program's are not part of the library.
 //
 // Any thread: text and callbacks are kept for each thread.

@@ -33,7 +33,7 @@ class Bildaufsicht {
   Bildaufsicht(ScreenCapture& bildschirm, Film& film, Bildzustand& stand,
                WindowStreamListener& empfaenger, Weckuhr& uhr, double zeitNull);
 
-  // What every stream is asked for.
+  // The settings of every stream.
   [[nodiscard]] static StreamKonfiguration konfiguration();
 
   // Returns after the stop. A meeting window that is missing after `sekunden` is reported once.

@@ -4,7 +4,7 @@
 // is held only within these operations, which call nothing that may block, so a stop never waits
 // here. After the stop no operation begins anything.
 //
-// What is not a meeting must not be recorded. A check that finds the window to be none any more
+// What is not a meeting must not be recorded. A check that finds no meeting in the window any more
 // shuts its pictures out at once, before the pause is reported or another window takes over; after
 // a pause only pictures that were read later count.
 //

@@ -42,7 +42,7 @@ class Film {
   [[nodiscard]] const std::string& ziel() const { return ziel_; }
 
   // Removes an earlier recording's file and makes the writer; does nothing once that has succeeded.
-  // Both the supervision's alone.
+  // Both are for the supervision only.
   [[nodiscard]] Ergebnis writerAnlegen();
   [[nodiscard]] bool hatWriter() const { return schreiberAngelegt_; }
   // Puts a picture into the file. One that is not complete is dropped; so is one that comes while

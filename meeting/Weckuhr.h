@@ -19,7 +19,7 @@ class Weckuhr {
 
   // Sleeps for `sekunden`, or until it is woken; not at all if it was woken since the last sleep.
   [[nodiscard]] Grund warte(double sekunden);
-  // Sleeps for `sekunden`, though woken. Returns whether it was ended.
+  // Sleeps for `sekunden` even if woken. Returns whether it was ended.
   [[nodiscard]] bool ruhe(double sekunden);
 
   void wecke();

@@ -12,9 +12,9 @@
 namespace hallkorb {
 
 // Runs `arbeit` beside the caller and returns whether it ended within `sekunden`; false at once if
-// the system has no thread for it. Otherwise it goes on by itself and may end long after the caller
-// is gone: it must own everything it uses. If it ended in time, what it owned has been released on
-// return.
+// the system has no thread for it. Work that takes longer goes on by itself and may end long after
+// the caller is gone: it must own everything it uses. If it ended in time, what it owned has been
+// released on return.
 [[nodiscard]] bool laufeBefristet(Executor& executor, double sekunden,
                                   std::function<void()> arbeit);
 

@@ -37,7 +37,7 @@ struct Ereignisse {
   std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
   bool ganz = true;                   // the file could be read to its end
 
-  // Chunks of one channel by their begin, each number once (the last line of it counts).
+  // Chunks of one channel by their beginnings, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
   // Whether a channel was not recorded from the start on, and no line says why.
   [[nodiscard]] bool fehltOhneGrund(Kanal kanal) const;

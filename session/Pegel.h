@@ -7,7 +7,7 @@
 // screen at most two of eight pairs for each of its columns.
 //
 // A value is one byte on a square-root scale: 127 is full scale, 1 is -84 dB. On a linear one
-// everything below -42 dB would be nothing, and a quiet microphone is just what one wants to see.
+// everything below -42 dB would vanish, and a quiet microphone is just what one wants to see.
 //
 // However long a recording claims to be, memory is bounded: beyond MAX_PAARE the finest stretch
 // gets longer instead.

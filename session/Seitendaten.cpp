@@ -56,7 +56,7 @@ void liesSamples(const Lesedatei& datei, std::int64_t datenAb, std::int64_t anza
   }
 }
 
-// Files that are told of together, as one kind of thing.
+// Files that are reported together, as one kind of thing.
 std::string_view klasseVon(std::string_view datei) {
   for (const std::string_view name : {EREIGNISSE, ROHDATEI, VIDEODATEI})
     if (datei == name) return name;

@@ -2,10 +2,10 @@
 // it is due.
 //
 // The kept lines do not say when they arrived, so the moment follows from what a line says itself:
-// a chunk's is its end, a picture's its time, and from the first line of the stop on ("video",
-// "echo", "zeitachse", "done") it is the end of the recording. Lines keep their order: whatever
-// would be due before the line in front of it is due together with it. The recorder itself reports
-// a chunk a little later, since it has to hear the pause and to look ahead in the echo path.
+// a chunk's line is due at its end, a picture's at its time, and from the first line of the stop on
+// ("video", "echo", "zeitachse", "done") at the end of the recording. Lines keep their order:
+// whatever would be due before the line in front of it is due together with it. The recorder itself
+// reports a chunk a little later: it has to hear the pause and to look ahead in the echo path.
 //
 // Only what the recorder writes is played; other lines of the host are left out. Of several
 // recordings in one file the last one is played, as its files are those in the folder.

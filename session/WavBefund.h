@@ -30,8 +30,8 @@ struct WavBefund {
   [[nodiscard]] bool erneuerbar() const;
 };
 
-// nullopt if it is no WAV file with a format and a data block. Those of the recorder that were
-// killed before their header was written, too.
+// nullopt if it has no format or no data block; so also for a file whose header the recorder could
+// not write before it was killed.
 [[nodiscard]] std::optional<WavBefund> liesWavBefund(const Lesedatei& datei);
 
 }  // namespace hallkorb

@@ -1,6 +1,6 @@
 // Where each chunk lies on the recording's time axis, to the sample.
 //
-// The lines give begin and end to a hundredth of a second. A chunk that begins where the one before
+// The lines give times to a hundredth of a second. A chunk that begins where the one before
 // it ended follows it without a gap in the recorder, so here its first sample comes right after the
 // last one of that chunk: nothing clicks, and nothing drifts. Only after something that was not
 // kept the hundredth decides.
@@ -35,7 +35,7 @@ struct Stueck {
 };
 
 struct Spur {
-  std::vector<Stueck> stuecke;  // by their begin
+  std::vector<Stueck> stuecke;  // by their beginnings
   std::int64_t bis = 0;         // end of the last one, by its line
 };
 

@@ -1,8 +1,8 @@
 // Puts a recording together for players and editors: sound, labels, chapters, and the video with
 // both channels as its sound.
 //
-// The video begins when its first window was found; the line of that says when, to a tenth of a
-// second, and its picture is set off by as much.
+// The video begins when its first window was found; its line says when, to a tenth of a second,
+// and the picture is delayed by as much.
 //
 // One thread at a time.
 #pragma once

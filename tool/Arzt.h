@@ -4,8 +4,8 @@
 // as the recorder starts them, and what fails then is what would fail. So permissions are examined
 // too: a system that refuses one lets the start fail, or delivers nothing but zeros.
 //
-// Nothing is heard of it, except for the test sound that is only played on request. Nothing is left
-// behind. Runs on a task beside the main thread's run loop, which some platforms need.
+// It is silent but for the test sound, which is played only on request, and leaves nothing behind.
+// It runs on a task beside the main thread's run loop, which some platforms need.
 #pragma once
 
 #include <functional>

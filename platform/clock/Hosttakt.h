@@ -15,8 +15,8 @@
 // expected (leere()), so that nothing is left behind: at the stop, when the source goes away, and
 // when no block has come for a while. A change of the format is noticed here.
 //
-// One thread at a time, the capture's; no lock. Memory is asked for only with the first block of a
-// format, and for one to be copied as above that is longer than any cycle in use.
+// One thread at a time, the capture's; no lock. Memory is allocated only with the first block of a
+// format, and for a block to be copied that is longer than any graph cycle in use.
 #pragma once
 
 #include <array>

@@ -43,7 +43,7 @@ class Stempelfilter {
   // while wartend() < HOECHSTENS.
   void nimm(std::optional<double> stempel, double dauer);
   // The place of the oldest block that waits, which then waits no longer; nullopt if it has to, or
-  // if there is none. With `alles` what is known decides: nothing more will come.
+  // if there is none. With `alles`, what is known decides, since nothing more will come.
   [[nodiscard]] std::optional<Ort> naechster(bool alles);
   [[nodiscard]] std::size_t wartend() const { return anzahl_; }
   // Another stream. Only when no block waits.

@@ -1,10 +1,10 @@
 // How much faster or slower than the host's clock a device runs: a delay-locked loop.
 //
 // Input: each block's stamp less its expected place. Output: the ratio at which the stream has to
-// be stretched so that this difference stays constant. Crystals are off by 10 to 200 ppm and
-// steady, stamps waver by 50 to 200 us from block to block and slowly. So nothing is done until the
-// mean deviation has moved by TOTZONE from what it was at the beginning: a device on the host's own
-// clock is never touched, and one that drifts has shown its rate by then, from which the loop
+// be stretched so that this difference stays constant. Crystals are off by 10 to 200 ppm but
+// steady; stamps waver by 50 to 200 us, from block to block and slowly. So nothing is done until
+// the mean deviation has moved by TOTZONE from what it was at the beginning: a device on the host's
+// own clock is never touched, and one that drifts has shown its rate by then, from which the loop
 // starts. The deviation reached by then stays, since only its change would be heard.
 //
 // The loop is of second order with a damping of 0.7, after F. Adriaensen, "Using a DLL to filter
@@ -52,7 +52,7 @@ class Taktregler {
   void stelleBandbreite(double dauer);
 
   double zeit_ = 0.0;  // since the beginning
-  // Mean deviation and its age, of the beginning.
+  // The mean deviation at the beginning, and its age.
   double anfangSumme_ = 0.0;
   double anfangZeit_ = 0.0;
   double anfangDauer_ = 0.0;

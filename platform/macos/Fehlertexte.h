@@ -31,7 +31,7 @@ enum class Erlaubnis : std::int64_t {
 // number.
 [[nodiscard]] Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis);
 
-// What is to be captured is not there, or no longer.
+// What is to be captured does not exist, or no longer does.
 [[nodiscard]] Fehler keinDisplay();
 [[nodiscard]] Fehler fensterVerschwunden();
 

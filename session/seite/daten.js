@@ -13,7 +13,7 @@ class Chunk {
   name() { return T('chunkName', T(this.kanal), this.nummer); }
 }
 
-// By their begin.
+// By their beginnings.
 const CHUNKS = Object.fromEntries(
   KANAELE.map((kanal) => [kanal, DATEN.chunks[kanal].map((werte) => new Chunk(kanal, werte))]));
 

@@ -120,7 +120,7 @@ class Kanalspieler {
     this.lade(t);
     if (!chunk) return;
     if (neu) {
-      // A new chunk begins at its begin; a few milliseconds late is better than a torn word.
+      // A new chunk is played from its start; a few milliseconds late is better than a torn word.
       const stelle = t - chunk.ab;
       this.jetzt.element.currentTime = stelle < 0.15 ? 0 : stelle;
     }
@@ -256,7 +256,7 @@ class Spieler {
     this.beiStand();
   }
 
-  // One chunk, alone, from its begin to its end.
+  // One chunk, alone, from its start to its end.
   spieleChunk(chunk) {
     if (!chunk.datei) return;
     this.nur = chunk.kanal;

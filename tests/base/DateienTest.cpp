@@ -408,7 +408,7 @@ TEST(ErzeugeOrdner, CreatesTheWholeWay) {
   EXPECT_TRUE(std::filesystem::is_directory("x/y/z"));
 }
 
-TEST(ErzeugeOrdner, TellsWhatIsInTheWay) {
+TEST(ErzeugeOrdner, NamesWhatIsInTheWay) {
   const TempOrdner ordner;
   legeAn(ordner / "datei", {1});
   Ergebnis ergebnis = erzeugeOrdner(ordner / "datei");

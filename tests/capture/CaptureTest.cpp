@@ -121,7 +121,7 @@ TEST_F(MicCaptureTest, AFailedStartIsTheCallersToReport) {
   EXPECT_EQ(faenger.fehler(), "");
 }
 
-TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsTold) {
+TEST_F(MicCaptureTest, WhatBefallsTheDeviceIsReported) {
   ASSERT_TRUE(mic.start().gelungen());
   quelle.hoerer->unterbrochen({"probe", 1, "abgezogen"});
   quelle.hoerer->fortgesetzt();
@@ -243,7 +243,7 @@ TEST_F(SystemAudioCaptureTest, WhatThePlatformSaysToTheStopIsPassedUp) {
   EXPECT_EQ(sys.stop(), quelle.stoppErgebnis);
 }
 
-TEST_F(SystemAudioCaptureTest, AStreamThatTheServiceEndsIsTold) {
+TEST_F(SystemAudioCaptureTest, AStreamThatTheServiceEndsIsReported) {
   ASSERT_TRUE(sys.start().gelungen());
   quelle.hoerer->unterbrochen({"probe", 1, "Dienst beendet"});
   quelle.hoerer->fortgesetzt();

@@ -2,7 +2,7 @@
 by Marionette. Their pages come from a server of the test's own; nothing goes to the network.
 
 Both offer the same: oeffne() gives a Seite, in a tab or in a window of its own. Everything returns when
-the browser has answered; that the screen shows it, the recorder's events tell.
+the browser has answered; only the recorder's events show that it is on the screen.
 """
 
 import base64

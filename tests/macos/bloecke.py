@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Finds blocks inside lambdas that capture by reference: python3 tests/macos/bloecke.py COMPILER...
 
-A block copies what it captures. Inside a lambda it captures the lambda's own captures, and where
+A block copies what it captures. Inside a lambda it captures the lambda's own captures, and if
 those are references the copy is one too: of a variable that is gone when the block is called later.
 The compiler says nothing about it, but shows it in its syntax tree.
 

@@ -10,7 +10,7 @@ namespace {
 
 using Eintraege = std::vector<Bildzeiten::Eintrag>;
 
-TEST(BildzeitenTest, AddsUpBySourceAndTellsTheLongestFirst) {
+TEST(BildzeitenTest, AddsUpBySourceAndListsTheLongestFirst) {
   Bildzeiten zeiten;
   EXPECT_EQ(zeiten.laengsteZuerst(), Eintraege{});
   zeiten.buche("B", 12.5);

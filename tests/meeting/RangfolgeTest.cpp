@@ -455,7 +455,7 @@ TEST(RangfolgeTest, BetterRanksThenNativeWindowsThenLargerOnesComeFirst) {
       (std::vector<std::uint32_t>{1, 2}));  // both areas overflow: a tie
 }
 
-TEST(RangfolgeTest, TheExplanationTellsWhatIsOpen) {
+TEST(RangfolgeTest, TheExplanationNamesWhatIsOpen) {
   const auto grund = [](const std::vector<FensterInfo>& liste) {
     return meetingKandidaten(liste).ohne;
   };

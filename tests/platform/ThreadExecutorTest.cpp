@@ -125,7 +125,7 @@ TEST(ThreadExecutor, ASleepEndsWhenItIsWokenAndNeverBeginsAgain) {
   EXPECT_TRUE(schlaf->warte(0.0));
 }
 
-TEST(ThreadExecutor, ASleepThatNobodyEndsTellsSo) {
+TEST(ThreadExecutor, ASleepThatNobodyEndsSaysSo) {
   ThreadExecutor executor;
   const auto schlaf = executor.schlaf();
   for (const double sekunden : {0.001, 0.0, -1.0, std::nan("")}) {

@@ -10,9 +10,9 @@
 //
 // Time of a block's first sample: the graph's time of this cycle, less the delay of the samples on
 // their way from the device to here. A device reports that delay if it knows it; what it delivers
-// in a cycle was in any case captured during the cycle before, so the delay is at least one block.
-// That block is the stream's first: any client can change the graph's block length by asking for
-// another latency, and the samples follow each other all the same. What the graph's own resampler
+// in a cycle was in any case captured during the cycle before, so the delay is at least one block,
+// as long as the stream's first: any client can change the graph's block length by asking for
+// another latency, and the samples still follow one another. What the graph's own resampler
 // holds is added. The time of the callback is useless: it jitters by milliseconds.
 #pragma once
 
@@ -76,7 +76,7 @@ class PipewireStrom {
   std::atomic<const spa_io_position*> lage_{nullptr};  // the graph's; absent while there is none
   std::atomic<bool> wegUnbekannt_{true};
   // The real-time thread's own, in seconds.
-  std::optional<double> weg_;  // from a block's first frame to the moment that the graph gives on
+  std::optional<double> weg_;  // from a block's first frame to the time that the graph gives
   double gemeldet_ = 0.0;      // the device's delay with the last block
   double zyklus_ = 0.0;        // of the graph, with the last block
   spa_hook haken_{};

@@ -3,9 +3,9 @@
 // pixels).
 //
 // This is a good part of what a recorded picture costs. So a window of the video's size goes
-// straight from the memory that the X server filled to the frame that the encoder takes. Of another
-// one the colours come first: a frame has three bytes for two pixels, and libswscale takes half the
-// time to scale those.
+// straight from the memory that the X server filled to the frame that the encoder takes. If the
+// sizes differ, the colours come first: a frame has three bytes for two pixels, and libswscale
+// scales those in half the time.
 //
 // Filter: bilinear, which libswscale widens when it reduces, so that every pixel counts; text stays
 // legible. One thread at a time.

@@ -1,7 +1,7 @@
 // The calls into the audio engine that the microphone needs, each a single call of the system.
 //
-// What is called when is decided in MikrofonGeraet; here is only what must be on a Mac. The system
-// raises exceptions if a device is missing or has changed meanwhile; they arrive as errors.
+// What is called when is decided in MikrofonGeraet; here is only what has to run on a Mac. The
+// system raises exceptions if a device is missing or has changed meanwhile; they arrive as errors.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 // of the computer and the picture of a window.
 //
 // What is called when is decided in SckStrom, SystemTonGeraet, FensterStrom and MacScreenCapture;
-// here is only what must be on a Mac.
+// here is only what has to run on a Mac.
 //
 // Answers come once, on a queue of the system, possibly late or never.
 #pragma once

@@ -1,8 +1,8 @@
 // The calls into the asset writer that a video file needs, each a single call of the system.
 //
 // What is called when, and which of several errors counts, is decided in AssetSchreiber; here is
-// only what must be on a Mac. The system raises exceptions for calls that come at the wrong time;
-// they arrive as errors of the call and do not show in the writer's status and error.
+// only what has to run on a Mac. The system raises exceptions for calls that come at the wrong
+// time; they arrive as errors of the call and do not show in the writer's status and error.
 #pragma once
 
 #include <cstdint>

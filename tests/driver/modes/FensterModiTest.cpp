@@ -56,7 +56,7 @@ TEST_F(FensterModiTest, AListsChoiceIsOneLine) {
   EXPECT_EQ(faenger.fehler(), "");
 }
 
-TEST_F(FensterModiTest, AListThatCannotBeReadIsTold) {
+TEST_F(FensterModiTest, AListThatCannotBeReadIsReported) {
   for (const std::string inhalt : {"", "{", "[]", R"({"fenster":[{"id":1}]})"}) {
     EXPECT_EQ(wahl(inhalt), 2);
     EXPECT_EQ(ausgabe, "");
@@ -128,7 +128,7 @@ TEST_F(FensterModiTest, AnEmptyScreenHasNoOtherWindowsToCount) {
   EXPECT_EQ(ausgabe, "{\"wahl\":" + NICHTS_JSON + "}\n");
 }
 
-TEST_F(FensterModiTest, WithoutAScreenTheProbeTellsWhy) {
+TEST_F(FensterModiTest, WithoutAScreenTheProbeSaysWhy) {
   welt.bildschirm.inventarFehler = Fehler{"xcb", 1, "kein X-Server erreichbar"};
   EXPECT_EQ(probe(), 2);
   EXPECT_EQ(ausgabe, "");

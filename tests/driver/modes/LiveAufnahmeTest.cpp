@@ -38,7 +38,7 @@ using sim::stetig;
 
 class LiveAufnahmeTest : public LiveLauf {};
 
-TEST_F(LiveAufnahmeTest, ARunTellsItsStartItsChunksItsTimelinesAndItsEnd) {
+TEST_F(LiveAufnahmeTest, ARunReportsItsStartItsChunksItsTimelinesAndItsEnd) {
   SimPlattform welt;
   stetig(welt.mikrofonGeraet, 0.1, 10.0);
   stetig(welt.systemGeraet, 0.2, 10.0);
@@ -690,7 +690,7 @@ TEST_F(LiveAufnahmeTest, OddLengthsThatFitDoWhatTheySayAndLoseNothing) {
   }
 }
 
-TEST_F(LiveAufnahmeTest, WhatIsCutBeforeTheReportIsToldAfterIt) {
+TEST_F(LiveAufnahmeTest, WhatIsCutBeforeTheReportIsPrintedAfterIt) {
   config.turnMode = false;
   config.chunkSeconds = 0.1;
   SimPlattform welt;

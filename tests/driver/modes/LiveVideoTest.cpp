@@ -46,7 +46,7 @@ class LiveVideoTest : public LiveLauf {
   SimPlattform welt;
 };
 
-TEST_F(LiveVideoTest, AFinishedVideoIsToldBeforeTheLastChunks) {
+TEST_F(LiveVideoTest, AFinishedVideoIsReportedBeforeTheLastChunks) {
   welt.am(2.0, [this] { welt.bildschirm.bild(); });
   welt.signal(6.001, SIGINT);
   EXPECT_EQ(laufe(welt), 0);

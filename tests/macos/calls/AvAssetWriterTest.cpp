@@ -72,7 +72,7 @@ TEST_F(AvAssetWriterTest, AVideoIsWrittenAndFinished) {
 }
 
 // The function that is called at the end lives nowhere else by then.
-TEST_F(AvAssetWriterTest, TheEndIsToldAfterTheCallHasReturned) {
+TEST_F(AvAssetWriterTest, TheEndIsReportedAfterTheCallHasReturned) {
   beginne();
   schreiber::halteAbschluss(true);
   std::string gesagt;

@@ -167,7 +167,7 @@ TEST_F(AvEngineTest, AStartThatIsRefusedSaysWhy) {
   EXPECT_EQ(engine->starte(), (Fehler{"hallkorb", 0, "Fehler ohne Beschreibung"}));
 }
 
-TEST_F(AvEngineTest, AChangeOfTheDeviceIsToldUntilNobodyWatches) {
+TEST_F(AvEngineTest, AChangeOfTheDeviceIsReportedUntilNobodyWatches) {
   laufe();
   auto wechsel = std::make_shared<int>(0);
   engine->beobachte([wechsel] { ++*wechsel; });
@@ -183,7 +183,7 @@ TEST_F(AvEngineTest, AChangeOfTheDeviceIsToldUntilNobodyWatches) {
   EXPECT_EQ(wechsel.use_count(), 1);
 }
 
-TEST_F(AvEngineTest, AChangeInTheMiddleOfAStartIsTold) {
+TEST_F(AvEngineTest, AChangeInTheMiddleOfAStartIsReported) {
   int wechsel = 0;
   engine->beobachte([&] { ++wechsel; });
   mikrofon::meldeBeimStart(true);

@@ -119,7 +119,7 @@ extern "C" sighandler_t __wrap_signal(int nummer, sighandler_t aktion) {
   dispatch_block_t abgesagt;
   dispatch_block_t angemeldet;
   bool gestartet;
-  int wecker;                   // tells the thread to look again
+  int wecker;                   // makes the thread look again
   int lesen;                    // what the thread reads or polls
   std::atomic<bool> unterwegs;  // the handler has been put on the queue
   std::atomic<bool> weg;        // cancelled

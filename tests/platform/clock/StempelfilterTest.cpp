@@ -121,7 +121,7 @@ TEST(Stempelfilter, FindsALossBehindFalseStamps) {
     EXPECT_NEAR(strom.ms(i), 42.0, 1e-6) << i;
 }
 
-TEST(Stempelfilter, TellsAFalseStampRightBeforeALossFromIt) {
+TEST(Stempelfilter, SeparatesAFalseStampFromTheLossRightAfterIt) {
   Strom strom;
   for (const double a : {0.02, 0.042, 0.042, 0.042, 0.042, 0.042, 0.042, 0.042, 0.042, 0.042})
     strom.gib(a);
@@ -131,7 +131,7 @@ TEST(Stempelfilter, TellsAFalseStampRightBeforeALossFromIt) {
   EXPECT_NEAR(strom.ms(1), 42.0, 1e-6);
 }
 
-TEST(Stempelfilter, TellsTwoLossesApart) {
+TEST(Stempelfilter, SeparatesTwoLosses) {
   Strom strom;
   for (const double a : {0.05, 0.05, 0.05, 0.05, 0.1})
     strom.gib(a);

@@ -77,7 +77,7 @@ TEST(LinuxRunLoop, RunsTheSignalsHandlerOnTheMainThread) {
   absender.join();
 }
 
-TEST(LinuxRunLoop, TellsSignalsApart) {
+TEST(LinuxRunLoop, DistinguishesSignals) {
   LinuxRunLoop schleife;
   std::vector<int> angekommen;
   for (const int nummer : {SIGINT, SIGUSR1, SIGUSR2}) {
@@ -188,7 +188,7 @@ TEST_P(LeserWeg, IsNoticedWhenItWasBefore) {
   EXPECT_EQ(schleife.run(), 8);
 }
 
-TEST_P(LeserWeg, IsNotToldOfAReaderWhoIsThere) {
+TEST_P(LeserWeg, IsNotCalledWhileTheReaderIsThere) {
   const Paar paar = GetParam()();
   LinuxRunLoop schleife;
   bool gemeldet = false;

@@ -3,7 +3,7 @@
 // libva loads it in the place of a card's own, by LIBVA_DRIVERS_PATH and LIBVA_DRIVER_NAME. It
 // keeps pictures in memory and makes of each a slice of raw samples behind the headers that it is
 // given (PcmScheibe.h). So a film that is encoded with it shows exactly what the card was given, in
-// the stream that the card was told to make.
+// the stream that the card was asked to make.
 //
 // HALLKORB_VATREIBER names, between spaces, what this card cannot do:
 //   keine-guete    no rate control by quality

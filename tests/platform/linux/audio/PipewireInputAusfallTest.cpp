@@ -204,7 +204,7 @@ TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
 }
 
 // The ring holds 4096 blocks; with the shortest graph cycle that is not quite three seconds.
-TEST_F(PipewireInputAusfall, TellsOfWhatIsLostBeyondTheRing) {
+TEST_F(PipewireInputAusfall, ReportsWhatIsLostBeyondTheRing) {
   static_cast<void>(mikrofon_.stop());
   sitzung_.setze("clock.force-quantum", 32);
   ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.size() == 32; }));

@@ -80,7 +80,7 @@ TEST(AppKennungen, EverythingElseKeepsItsClassName) {
   EXPECT_EQ(bundle({"zoomed", "Zoomer", ""}), "Zoomer");
 }
 
-TEST(AppKennungen, AWindowThatTellsNothingHasNoApplication) {
+TEST(AppKennungen, AWindowThatSaysNothingHasNoApplication) {
   EXPECT_FALSE(anwendungAus({}));
 }
 

@@ -34,7 +34,7 @@ TEST_F(FensterInventar, AnEmptyScreenHasNoWindows) {
   EXPECT_TRUE(sitzung_.inventar().windows.empty());
 }
 
-TEST_F(FensterInventar, TellsWhatAWindowIs) {
+TEST_F(FensterInventar, DescribesAWindow) {
   const auto zoom = sitzung_.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting",
                                       "--groesse", "800", "600", "--ort", "100", "50"});
   ASSERT_TRUE(sitzung_.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.hoehe > 600; }));

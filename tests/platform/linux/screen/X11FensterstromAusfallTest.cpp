@@ -68,7 +68,7 @@ TEST_F(X11FensterstromAusfall, NoServer) {
   EXPECT_EQ(ergebnis.fehler().description, "kein X-Server antwortet auf :4711");
 }
 
-TEST_F(X11FensterstromAusfall, TheServersEndIsToldOnce) {
+TEST_F(X11FensterstromAusfall, TheServersEndIsReportedOnce) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
@@ -91,7 +91,7 @@ TEST_F(X11FensterstromAusfall, AStillStreamNoticesTheServersEndToo) {
   EXPECT_TRUE(sammler_.warteAufEnde());
 }
 
-TEST_F(X11FensterstromAusfall, AStopTellsNothing) {
+TEST_F(X11FensterstromAusfall, AStopReportsNothing) {
   const auto fenster = sitzung_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());

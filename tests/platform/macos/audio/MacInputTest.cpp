@@ -327,7 +327,7 @@ TEST_F(MacInputTest, TheDeviceIsTakenDownByTheInputsOwnThread) {
   EXPECT_NE(skript.abgebautVon, std::this_thread::get_id());
 }
 
-TEST_F(MacInputTest, ALostDeviceIsToldClosedAndOpenedAnew) {
+TEST_F(MacInputTest, ALostDeviceIsReportedClosedAndOpenedAgain) {
   EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   EXPECT_EQ(skript.buch.warteAuf(4),
@@ -344,7 +344,7 @@ TEST_F(MacInputTest, TheSourceIsBackWithItsFirstBlock) {
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"fortgesetzt", "block 5", "block 6"}));
 }
 
-TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
+TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndReportedOnce) {
   oeffnungen({{}, {Skript::Art::scheitert, KAPUTT}, {Skript::Art::scheitert, WEG}, {}});
   EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
@@ -353,7 +353,7 @@ TEST_F(MacInputTest, OpeningIsTriedUntilItSucceedsAndToldOnce) {
                        "schliesse", "oeffne", "schliesse", "oeffne"}));
 }
 
-TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsToldOnce) {
+TEST_F(MacInputTest, ADeviceThatIsLostAgainBeforeItDeliversIsReportedOnce) {
   EXPECT_EQ(input().start(hoerer), Ergebnis());
   skript.oeffnung(0)->ausgefallen(WEG);
   static_cast<void>(skript.buch.warteAuf(4));

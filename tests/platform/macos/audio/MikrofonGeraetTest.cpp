@@ -128,13 +128,13 @@ TEST_F(MikrofonGeraetTest, AnEngineThatDoesNotStartLosesItsTap) {
                                         "beobachte nicht mehr", "entferne abgriff", "gib frei"}));
 }
 
-TEST_F(MikrofonGeraetTest, AChangeOfTheDeviceIsTold) {
+TEST_F(MikrofonGeraetTest, AChangeOfTheDeviceIsReported) {
   EXPECT_EQ(oeffne(), Ergebnis());
   mac.veraendert();
   EXPECT_EQ(*gruende, (Eintraege{"das Eingabegeraet hat gewechselt"}));
 }
 
-TEST_F(MikrofonGeraetTest, AChangeThatComesLateTellsNobody) {
+TEST_F(MikrofonGeraetTest, AChangeThatComesLateReachesNobody) {
   EXPECT_EQ(oeffne(), Ergebnis());
   mac.veraendert();
   empfaenger.reset();

@@ -102,7 +102,7 @@ TEST_F(SystemTonGeraetTest, AStartThatIsNotAnsweredIsTakenBack) {
                                            "stoppe", "gib frei"}));
 }
 
-TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsToldAndStoppedWithoutWaiting) {
+TEST_F(SystemTonGeraetTest, AStreamThatTheServiceEndsIsReportedAndStoppedWithoutWaiting) {
   dienst.stopp.reset();
   EXPECT_EQ(oeffne(), Ergebnis());
   static_cast<void>(dienst.buch.nimm());

@@ -235,7 +235,7 @@ TEST(FehlertexteTest, OtherErrorsKeepTheirOwnWords) {
   EXPECT_EQ(erklaert(fremd), fremd);
 }
 
-TEST(FehlertexteTest, ANoOfTheUserIsToldFromAFailure) {
+TEST(FehlertexteTest, ANoOfTheUserIsDistinguishedFromAFailure) {
   EXPECT_TRUE(istEntscheidungDesNutzers(mikrofonNichtErlaubt(Erlaubnis::verweigert)));
   EXPECT_TRUE(istEntscheidungDesNutzers({SCREEN_CAPTURE_DOMAIN, -3801, ""}));
   EXPECT_TRUE(istEntscheidungDesNutzers({SCREEN_CAPTURE_DOMAIN, -3817, ""}));

@@ -133,7 +133,7 @@ TEST_F(MacScreenCaptureTest, ASwitchThatFailsLeavesTheStreamAsItWas) {
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"wechsle 8"}));
 }
 
-TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsToldOnceAndStopped) {
+TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsReportedOnceAndStopped) {
   sieh();
   EXPECT_EQ(strom->start(7, hoerer), Ergebnis());
   static_cast<void>(dienst.buch.nimm());
