@@ -183,8 +183,10 @@ class Neugestartet(Ausdauerfall):
                 self.raum.lege_an(geraet)
         dauer = time.monotonic() - anfang
         if wer != "X server":  # the players' links are gone, too
-            for text in ("Mikrofon wieder da", "System-Audio wieder da"):
-                aufnahme.meldung(text, GEDULD)
+            # A device that is back within a second was never reported as lost: the gap says it all.
+            for texte in (("Mikrofon wieder da", "Zeitachse me: Luecke"),
+                          ("System-Audio wieder da", "Zeitachse them: Luecke")):
+                self.warte_bis(lambda: any(aufnahme.diagnosen(text) for text in texte), texte[0], GEDULD)
             self.sprich(30)
         aufnahme.warte_aufnahme(3.0, GEDULD)
         aufnahme.stoppe(frist=GEDULD)
