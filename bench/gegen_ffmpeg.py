@@ -25,7 +25,7 @@ sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 import bildschirm  # noqa: E402
 import privat  # noqa: E402
 import prozesse  # noqa: E402
-import sitzung  # noqa: E402
+import tonanlage  # noqa: E402
 
 HALLKORB = os.path.join(WURZEL, "build", "release", "hallkorb")
 FENSTER = {"flat areas, moving bar": ["--bewegt", "30"],
@@ -56,7 +56,7 @@ def ffmpeg(fenster, ordner):
 
 
 def lauf(sekunden):
-    with sitzung.Sitzung() as raum, bildschirm.Bildschirm(raum.umgebung) as schirm, \
+    with tonanlage.Tonanlage() as raum, bildschirm.Bildschirm(raum.umgebung) as schirm, \
             tempfile.TemporaryDirectory() as ordner:
         protokoll = open(os.path.join(ordner, "log"), "w+")
         raum.starte_pulse()

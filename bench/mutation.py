@@ -45,7 +45,7 @@ MINDESTENS = 92.0
 HOECHSTENS = 65536  # mutants, as in mutation.h
 LANGSAM = 12  # seconds: a test that takes longer without any mutant is not asked
 SAATEN = "20"  # of a test that draws its cases: all of them would make it one of those
-KERNE = len(os.sched_getaffinity(0))
+PROZESSOREN = len(os.sched_getaffinity(0))
 # Room -> its test programs, the room's own first. The kernels of the echo path are left out: a switch in
 # each of their loops would take their tests hours.
 RAEUME = {
@@ -146,7 +146,7 @@ def baue(alle, texte, programme):
             if gehoert(name, RAEUME):
                 text = texte.get(name) or lies(os.path.join(WURZEL, name))
                 schreibe(os.path.join(QUELLEN, name), mutanten.schreibe_um(text, je_datei.get(name, [])))
-        status, ausgabe = rufe("cmake", "--build", BAU, "--parallel", str(KERNE), "--target", *programme, "--",
+        status, ausgabe = rufe("cmake", "--build", BAU, "--parallel", str(PROZESSOREN), "--target", *programme, "--",
                                "-k", "0")
         if status == 0:
             return [mutant for liste in je_datei.values() for mutant in liste]
@@ -231,7 +231,7 @@ def erkunde(programm, langsam):
             dauer = time.monotonic() - beginn
             return status, test, dauer, {nummer for nummer, gesetzt in enumerate(notiz.read()) if gesetzt}
 
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+    with concurrent.futures.ThreadPoolExecutor(PROZESSOREN) as helfer:
         alle = list(helfer.map(einer, liste(programm)))
     if kaputt := [test for status, test, _, _ in alle if status]:
         raise SystemExit(f"{programm} fails without any mutant: {kaputt}")
@@ -258,7 +258,7 @@ def bemerkt(mutant, karten):
 def pruefe(alle, karten):
     """{mutant's number: whether it was noticed}, with progress."""
     ergebnis, beginn = {}, time.monotonic()
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+    with concurrent.futures.ThreadPoolExecutor(PROZESSOREN) as helfer:
         laeufe = {helfer.submit(bemerkt, mutant, karten): mutant for mutant in alle}
         for lauf in concurrent.futures.as_completed(laeufe):
             mutant = laeufe[lauf]

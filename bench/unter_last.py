@@ -25,7 +25,7 @@ WURZEL = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 
 import prozesse  # noqa: E402
-import sitzung  # noqa: E402
+import tonanlage  # noqa: E402
 
 HALLKORB = os.path.join(WURZEL, "build", "release", "hallkorb")
 RATE = 48000
@@ -71,7 +71,7 @@ def luecken(zeilen, kanal):
 
 def lauf(wahl):
     vorsatz = RECHTE[wahl.rights]
-    with tempfile.TemporaryDirectory(prefix="hallkorb-last-") as ordner, sitzung.Sitzung() as raum:
+    with tempfile.TemporaryDirectory(prefix="hallkorb-last-") as ordner, tonanlage.Tonanlage() as raum:
         zaehler, anderer = (os.path.join(ordner, name) for name in ("zaehler.wav", "anderer.wav"))
         schreibe_zaehler(zaehler, wahl.seconds + 30)
         raum.spiele(zaehler, "speakers")

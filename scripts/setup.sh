@@ -2,7 +2,7 @@
 # Installs what is missing for one or more of these sets:
 #
 #   build       compiler, build tools and libraries of the program itself
-#   sitzung     a private PipeWire with two synthetic voices, for machines without a sound system
+#   tonanlage   a private PipeWire with two synthetic voices, for machines without a sound system
 #   bildschirm  a private X server with a window manager, for machines without a screen
 #   test        what the tests need beyond those: test libraries, clang, the checkers
 #   in-root     what scripts/in-root needs to make a bare root of a Debian release
@@ -27,7 +27,7 @@ debian_build=(cmake g++ ninja-build pkg-config python3
   libcli11-dev
   libxcb1-dev libxcb-composite0-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-xfixes0-dev
   libxcb-res0-dev libxau-dev libavcodec-dev libavformat-dev libswscale-dev)
-debian_sitzung=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
+debian_tonanlage=(pipewire pipewire-bin libspa-0.2-modules wireplumber python3 python3-numpy)
 debian_bildschirm=(xvfb openbox twm)
 debian_test=(libgtest-dev libbenchmark-dev
   clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev lld-19 llvm-19 python3-clang-19 libc++-19-dev libc++abi-19-dev
@@ -46,7 +46,7 @@ fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
   "pkgconfig(xcb)" "pkgconfig(xcb-composite)" "pkgconfig(xcb-shm)" "pkgconfig(xcb-damage)"
   "pkgconfig(xcb-xfixes)" "pkgconfig(xcb-res)" "pkgconfig(xau)"
   "pkgconfig(libavcodec)" "pkgconfig(libavformat)" "pkgconfig(libswscale)")
-fedora_sitzung=(pipewire pipewire-utils wireplumber python3 python3-numpy)
+fedora_tonanlage=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
 fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
   fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base
@@ -157,10 +157,10 @@ mit_arm64=false
 for satz in "$@"; do
   case "$art-$satz" in
     debian-build) pakete+=("${debian_build[@]}") ;;
-    debian-sitzung) pakete+=("${debian_sitzung[@]}") ;;
+    debian-tonanlage) pakete+=("${debian_tonanlage[@]}") ;;
     debian-bildschirm) pakete+=("${debian_bildschirm[@]}") ;;
     debian-test)
-      pakete+=("${debian_build[@]}" "${debian_sitzung[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
+      pakete+=("${debian_build[@]}" "${debian_tonanlage[@]}" "${debian_bildschirm[@]}" "${debian_test[@]}")
       ;;
     debian-in-root) pakete+=("${debian_in_root[@]}") ;;
     debian-arm64)
@@ -183,10 +183,10 @@ for satz in "$@"; do
     fedora-paket) pakete+=("${fedora_paket[@]}") ;;
     fedora-wirte) pakete+=("${fedora_wirte[@]}") ;;
     fedora-build) pakete+=("${fedora_build[@]}") ;;
-    fedora-sitzung) pakete+=("${fedora_sitzung[@]}") ;;
+    fedora-tonanlage) pakete+=("${fedora_tonanlage[@]}") ;;
     fedora-bildschirm) pakete+=("${fedora_bildschirm[@]}") ;;
     fedora-test)
-      pakete+=("${fedora_build[@]}" "${fedora_sitzung[@]}" "${fedora_bildschirm[@]}" "${fedora_test[@]}")
+      pakete+=("${fedora_build[@]}" "${fedora_tonanlage[@]}" "${fedora_bildschirm[@]}" "${fedora_test[@]}")
       ;;
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;

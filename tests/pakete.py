@@ -61,7 +61,7 @@ class Installiert(unittest.TestCase):
         ort = pakete.familie() or "lib"
         pakete.fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ort}",
                           "-DHALLKORB_ZSH_FOLDER=zsh/site-functions")
-        pakete.fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(pakete.KERNE))
+        pakete.fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(pakete.PROZESSOREN))
         cls.usr = os.path.join(cls.ordner, "moved", "usr")
         pakete.fuehre_aus("cmake", "--install", os.path.join(WURZEL, "build", "package"), "--prefix", cls.usr)
         cls.lib = os.path.join(cls.usr, ort)

@@ -19,7 +19,7 @@ import wave
 import zlib
 
 VEKTOREN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "vectors")
-KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
+PROZESSOREN = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
 RATE = 16000
 BLOCK_BYTES = RATE // 10 * 2  # that one checksum stands for
 
@@ -142,7 +142,7 @@ def main():
         optionen.error("no program")
     programm = [*wahl.programm[:-1], os.path.abspath(wahl.programm[-1])]
     namen, alle = zip(*faelle(programm, wahl.windows))
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+    with concurrent.futures.ThreadPoolExecutor(PROZESSOREN) as helfer:
         klagen = list(helfer.map(klage, alle))
     for name, text in zip(namen, klagen):
         if text is not None:

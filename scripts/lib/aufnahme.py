@@ -13,7 +13,7 @@ import wave
 import anzeige
 import privat
 import prozesse
-import sitzung
+import tonanlage
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PROGRAMM = os.path.join(WURZEL, "build", "release", "hallkorb")
@@ -218,7 +218,7 @@ def lauf(argumente):
     try:
         if umfeld.ton:
             print("No PipeWire runs here: recording two synthetic voices in a private session.")
-        elif prozesse.LINUX and sitzung.laeuft_schon():
+        elif prozesse.LINUX and tonanlage.laeuft_schon():
             print("Recording the microphone and the sound of the PipeWire that runs here.")
         if umfeld.bild:
             print("No screen is here: recording windows that come and go on a private one.")

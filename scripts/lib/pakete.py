@@ -15,7 +15,7 @@ import sys
 import prozesse
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
+PROZESSOREN = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
 
 
 class PaketFehler(Exception):
@@ -49,7 +49,7 @@ def baue(quelle, ziel, umgebung=None):
             continue
         fuehre_aus("cmake", "--preset", "package", f"-DCMAKE_INSTALL_LIBDIR={ordner}",
                    f"-DHALLKORB_ZSH_FOLDER={zsh}", ordner=quelle, umgebung=umgebung)
-        fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(KERNE), ordner=quelle,
+        fuehre_aus("cmake", "--build", "--preset", "package", "--parallel", str(PROZESSOREN), ordner=quelle,
                    umgebung=umgebung)
         halde = os.path.join(bau, f"packed-{art}")
         shutil.rmtree(halde, ignore_errors=True)

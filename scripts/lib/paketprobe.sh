@@ -24,7 +24,7 @@ apt install -y --no-install-recommends zsh
 zsh -fc 'autoload -Uz compinit && compinit -D && [[ $_comps[hallkorb-sitzung] == _hallkorb-sitzung ]]'
 bestehe "zsh finds the completions"
 
-"$wurzel/scripts/setup.sh" sitzung
+"$wurzel/scripts/setup.sh" tonanlage
 /usr/bin/python3 "$wurzel/scripts/lib/probe.py" /usr/bin
 bestehe "recorded in a private session, and hallkorb-sitzung found the folder in order"
 

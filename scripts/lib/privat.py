@@ -6,9 +6,9 @@ import subprocess
 import bildschirm
 import fensterspiel
 import prozesse
-import sitzung
+import tonanlage
 
-FEHLER = (sitzung.SitzungsFehler, bildschirm.BildschirmFehler, OSError,
+FEHLER = (tonanlage.TonanlagenFehler, bildschirm.BildschirmFehler, OSError,
           subprocess.SubprocessError)
 
 
@@ -18,8 +18,8 @@ def was_fehlt(argumente):
     if prozesse.LINUX:
         # If the user's sound is PulseAudio's, the recorder is to report that it cannot record it;
         # our voices in its place would be a lie.
-        if not sitzung.laeuft_schon() and not sitzung.pulseaudio_laeuft() and not sitzung.fremder_server():
-            fehlt.append("sitzung")
+        if not tonanlage.laeuft_schon() and not tonanlage.pulseaudio_laeuft() and not tonanlage.fremder_server():
+            fehlt.append("tonanlage")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():
             fehlt.append("bildschirm")
     return fehlt
@@ -27,9 +27,9 @@ def was_fehlt(argumente):
 
 def woanders():
     """What to do if somebody's sound is there, but not for a recording begun like this; or None."""
-    if not prozesse.LINUX or sitzung.laeuft_schon() or sitzung.pulseaudio_laeuft():
+    if not prozesse.LINUX or tonanlage.laeuft_schon() or tonanlage.pulseaudio_laeuft():
         return None
-    server = sitzung.fremder_server()
+    server = tonanlage.fremder_server()
     return server and (f"a sound server answers at {server}, but not in this environment: run it as that "
                        "server's user, without sudo (packages alone: sudo scripts/setup.sh build)")
 
@@ -58,10 +58,10 @@ class Privat:
     """The private part of a recording's surroundings; does nothing if `fehlt` is empty."""
 
     def __init__(self, fehlt):
-        self.ton = "sitzung" in fehlt
+        self.ton = "tonanlage" in fehlt
         self.bild = "bildschirm" in fehlt
         self.umgebung = dict(os.environ)
-        self._raum = sitzung.Sitzung() if self.ton else None
+        self._raum = tonanlage.Tonanlage() if self.ton else None
         self._schirm = None
         self._stimmen = None
         self._spiel = None

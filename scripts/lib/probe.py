@@ -19,7 +19,7 @@ import tempfile
 import wave
 
 import prozesse
-import sitzung
+import tonanlage
 
 RATE = 48000
 SEKUNDEN = 60
@@ -57,7 +57,7 @@ def aufnahme(programme, ordner):
     dateien = {geraet: os.path.join(ordner, f"{geraet}.wav") for geraet in ("speakers", "mic-feed")}
     for saat, datei in enumerate(dateien.values()):
         schreibe_rauschen(datei, saat)
-    with sitzung.Sitzung() as raum:
+    with tonanlage.Tonanlage() as raum:
         with open(os.path.join(ordner, "diagnosen"), "w+", encoding="utf-8") as diagnosen:
             lauf = raum.starte_programm(
                 [os.path.join(programme, "hallkorb"), "--out", ziel, "--no-video"],
@@ -89,7 +89,7 @@ def lauf(programme):
         with tempfile.TemporaryDirectory(prefix="hallkorb-probe-") as ordner:
             try:
                 probe(programme, ordner)
-            except (RuntimeError, ValueError, OSError, IndexError, sitzung.SitzungsFehler) as fehler:
+            except (RuntimeError, ValueError, OSError, IndexError, tonanlage.TonanlagenFehler) as fehler:
                 gescheitert += 1
                 print(f"{probe.__name__}: {fehler}")
     print(f"{len(proben) - gescheitert} passed, {gescheitert} failed", flush=True)

@@ -16,28 +16,28 @@ import subprocess
 import sys
 
 
-def _starte_pipewire(sitzung, *geraete):
+def _starte_pipewire(anlage, *geraete):
     """With these devices."""
-    sitzung.geraete = list(geraete)
-    sitzung.starte_pipewire()
+    anlage.geraete = list(geraete)
+    anlage.starte_pipewire()
 
 
-def _befehl(sitzung, *worte):
+def _befehl(anlage, *worte):
     """What one of PipeWire's tools prints; errors are the caller's business."""
-    return sitzung.befehl(*worte, pruefe=False)
+    return anlage.befehl(*worte, pruefe=False)
 
 
-# Besides these, the methods of Sitzung that are named here.
+# Besides these, the methods of Tonanlage that are named here.
 _EIGENE = {"starte_pipewire": _starte_pipewire, "befehl": _befehl}
 _METHODEN = ("starte_wireplumber", "beende_dienst", "sende", "lege_an", "entferne", "setze_standard",
              "setze", "standard")
 
 
-def _erledige(sitzung, name, *argumente):
+def _erledige(anlage, name, *argumente):
     if name in _EIGENE:
-        return _EIGENE[name](sitzung, *argumente)
+        return _EIGENE[name](anlage, *argumente)
     if name in _METHODEN:
-        return getattr(sitzung, name)(*argumente)
+        return getattr(anlage, name)(*argumente)
     raise ValueError(f"no request {name}")
 
 
@@ -45,19 +45,19 @@ def _antworte(satz):
     print(json.dumps(satz), flush=True)
 
 
-def diene(sitzung, fehlerart):
+def diene(anlage, fehlerart):
     """Serves until standard input ends; returns an exit status."""
-    sitzung.bereite()
+    anlage.bereite()
     try:
-        fremd = [name for name in os.environ if name not in sitzung.umgebung]
-        eigen = {name: wert for name, wert in sitzung.umgebung.items()
+        fremd = [name for name in os.environ if name not in anlage.umgebung]
+        eigen = {name: wert for name, wert in anlage.umgebung.items()
                  if os.environ.get(name) != wert}
         _antworte(eigen | dict.fromkeys(fremd))
         for zeile in sys.stdin:
             try:
-                _antworte({"wert": _erledige(sitzung, *json.loads(zeile))})
+                _antworte({"wert": _erledige(anlage, *json.loads(zeile))})
             except (fehlerart, subprocess.SubprocessError, OSError, ValueError) as fehler:
                 _antworte({"fehler": str(fehler)})
         return 0
     finally:
-        sitzung.beende()
+        anlage.beende()

@@ -23,7 +23,7 @@ import prozesse
 
 WURZEL = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BAU = os.path.join(WURZEL, "build")
-KERNE = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
+PROZESSOREN = len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 2
 FUZZ_SEKUNDEN = 6
 
 
@@ -68,7 +68,7 @@ def baue(preset, *ziele, tests=True, optionen=()):
     """Builds the targets (all without any); `tests` False leaves tests and benchmarks out. Returns what
     the build printed."""
     fuehre_aus("cmake", "--preset", preset, f"-DHALLKORB_TESTS={'ON' if tests else 'OFF'}", *optionen)
-    return fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(KERNE),
+    return fuehre_aus("cmake", "--build", "--preset", preset, "--parallel", str(PROZESSOREN),
                       *(["--target", *ziele] if ziele else []))[1]
 
 
@@ -77,7 +77,7 @@ def ctest(preset, zaehler, umgebung=None, auswahl="."):
     with tempfile.TemporaryDirectory() as berichte:
         status, ausgabe = fuehre_aus(
             # One more than there are cores: the programs on real services wait most of the time.
-            "ctest", "--preset", preset, "--parallel", str(KERNE + 1), "--no-tests=error", "-R",
+            "ctest", "--preset", preset, "--parallel", str(PROZESSOREN + 1), "--no-tests=error", "-R",
             auswahl, pruefe=False,
             umgebung={"GTEST_OUTPUT": f"json:{berichte}/", **(umgebung or {})})
         gescheitert = 0
@@ -292,7 +292,7 @@ def stufe_tidy(zaehler):
     fuehre_aus("cmake", "--preset", "clang", "-DHALLKORB_TESTS=ON")
     with open(os.path.join(BAU, "clang", "compile_commands.json"), encoding="utf-8") as datei:
         quellen = sorted({eintrag["file"] for eintrag in json.load(datei)})
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+    with concurrent.futures.ThreadPoolExecutor(PROZESSOREN) as helfer:
         for status, ausgabe in helfer.map(_tidy, quellen):
             zaehler.zaehle(status == 0, ausgabe)
 
@@ -329,7 +329,7 @@ def stufe_fuzz(zaehler):
     for ziel in ziele:
         if not glob.glob(os.path.join(fuzz_korpora(ziel)[0], "*")):
             raise Gescheitert(f"{ziel} has no corpus")
-    with concurrent.futures.ThreadPoolExecutor(KERNE) as helfer:
+    with concurrent.futures.ThreadPoolExecutor(PROZESSOREN) as helfer:
         for status, ausgabe in helfer.map(lambda ziel: fuzze(ziel, FUZZ_SEKUNDEN), ziele):
             zaehler.zaehle(status == 0, ausgabe)
 
@@ -372,7 +372,7 @@ def stufe_macos(zaehler):
                    "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_OBJCXX_FLAGS_DEBUG=-O0",
                    "-DHALLKORB_WERROR=ON", "-DHALLKORB_TESTS=ON",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
-        fuehre_aus("cmake", "--build", bau, "--parallel", str(KERNE))
+        fuehre_aus("cmake", "--build", bau, "--parallel", str(PROZESSOREN))
         zaehler.zaehle(True)
     _haus(zaehler, bau)
     status, ausgabe = fuehre_aus(os.path.join(ordner, "check.sh"), pruefe=False)

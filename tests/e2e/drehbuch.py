@@ -46,7 +46,7 @@ class MacFall(lauf.Fall):
     """`vorher` holds what is so before the program begins: (action, its values)."""
 
     MACOS = True
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def setUp(self):
         super().setUp()

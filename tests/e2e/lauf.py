@@ -26,7 +26,7 @@ import konfiguration  # noqa: E402
 import prozesse  # noqa: E402
 import schema  # noqa: E402
 import signale  # noqa: E402
-import sitzung  # noqa: E402
+import tonanlage  # noqa: E402
 
 PROGRAMM = os.environ.get("HALLKORB", os.path.join(WURZEL, "build", "release", "hallkorb"))
 FRIST = 60.0
@@ -279,16 +279,16 @@ def signalmaske(prozess, maske, nummer):
 class Fall(unittest.TestCase):
     """A test with a private session and a folder of its own."""
 
-    MIT_SITZUNG = True
-    GERAETE = {}  # keyword arguments of sitzung.Sitzung
+    MIT_TONANLAGE = True
+    GERAETE = {}  # keyword arguments of tonanlage.Tonanlage
 
     def setUp(self):
         halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
         self.addCleanup(halter.cleanup)
         self.ordner = halter.name
         self.aufnahme = os.path.join(self.ordner, "aufnahme")
-        if self.MIT_SITZUNG:
-            self.raum = sitzung.Sitzung(**self.GERAETE)
+        if self.MIT_TONANLAGE:
+            self.raum = tonanlage.Tonanlage(**self.GERAETE)
             self.raum.starte()
             self.addCleanup(self.raum.beende)
 
@@ -306,8 +306,8 @@ class Fall(unittest.TestCase):
 
     def warte_bis(self, bedingung, was, frist=FRIST):
         try:
-            return sitzung.warte_bis(bedingung, was, frist)
-        except sitzung.SitzungsFehler as fehler:
+            return tonanlage.warte_bis(bedingung, was, frist)
+        except tonanlage.TonanlagenFehler as fehler:
             self.fail(str(fehler))
 
     def wechsel(self, aufnahme, bisher, name="video_wechsel"):
@@ -425,7 +425,7 @@ class Fall(unittest.TestCase):
                     signale.lies_ganz(os.path.join(ordner, name))
             return len(gesehen) >= 8
 
-        sitzung.warte_bis(sieh_nach, "8 chunks", schritt=0.0005)
+        tonanlage.warte_bis(sieh_nach, "8 chunks", schritt=0.0005)
 
     def lege_roehre(self, ordner):
         """A new folder in which a named pipe has the name of the first chunk of "me". Returns what holds the

@@ -12,7 +12,7 @@ import lauf
 
 class Fenstermodi(lauf.Fall):
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def rufe(self, *argumente, umgebung):
         anfang = time.monotonic()

@@ -36,7 +36,7 @@ class WieLinux(lauf.Fall):
     """The program for Linux with the same arguments: what it prints and writes, byte for byte."""
 
     MACOS = True
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
     SZENE = "ungerade"  # the shortest one that is so calm that rounding of the transform does not show
     RECHENZEIT = re.compile(r'"rechenzeit_s":\d+\.\d\d')
 

@@ -16,7 +16,7 @@ SCHREIBEN = "[hallkorb] --echo-datei: Schreiben fehlgeschlagen: "
 
 
 class Offline(lauf.Fall):
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
     PROGRAMM = lauf.PROGRAMM
     UMGEBUNG = {}
     GEDULD = lauf.FRIST

@@ -16,7 +16,7 @@ FRIST = 120.0
 class Gestoert(lauf.Fall):
     """The example recording, as a kill in its middle would have left it."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def setUp(self):
         super().setUp()

@@ -245,7 +245,7 @@ VORSPIEL = os.path.join(BEISPIEL, "play")
 class Beispiel(lauf.Fall):
     """The example recording, checked and played to a host."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def vorspiel(self, *worte):
         """A playback of the example in the recorder's place, with options that only that has."""
@@ -341,7 +341,7 @@ class ArztOhneMikrofon(Arzt):
 class AmTerminal(lauf.Fall):
     """Colours and bars: on a real terminal, if they are wanted, and nowhere else."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
     ALLES = ("stdout", "stderr")
 
     def rufe(self, *worte, terminal=ALLES, **umgebung):
@@ -407,7 +407,7 @@ COMPLETIONS = os.path.join(lauf.WURZEL, "completions")
 class Vervollstaendigung(lauf.Fall):
     """What a shell offers is what the program understands."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def befehle(self):
         """Command -> its options, as the program describes them."""

@@ -19,10 +19,10 @@ import film
 import privat
 import prozesse
 import signale
-import sitzung
+import tonanlage
 
 RECORD = os.path.join(lauf.WURZEL, "scripts", "record")
-SITZUNG = os.path.join(lauf.WURZEL, "scripts", "sitzung")
+TONANLAGE = os.path.join(lauf.WURZEL, "scripts", "tonanlage")
 
 
 STARTED = ('{"event":"started","mic":true,"system":true,"video":false,"echo":false,'
@@ -204,8 +204,8 @@ class NurPulseAudio(unittest.TestCase):
                 if not name.startswith(("PIPEWIRE_", "PULSE_"))}
         self.umgebung = leer | {"XDG_RUNTIME_DIR": halter.name}
         self.ordner = halter.name
-        suche = sitzung.fremder_server
-        wechsel = unittest.mock.patch.object(sitzung, "fremder_server", lambda: suche(self.ordner))
+        suche = tonanlage.fremder_server
+        wechsel = unittest.mock.patch.object(tonanlage, "fremder_server", lambda: suche(self.ordner))
         wechsel.start()
         self.addCleanup(wechsel.stop)
 
@@ -221,8 +221,8 @@ class NurPulseAudio(unittest.TestCase):
         server.bind(os.path.join(self.ordner, name))
         server.listen()
 
-    def test_ohne_server_kommt_die_private_sitzung(self):
-        self.assertEqual(self.fehlt(), ["sitzung"])
+    def test_ohne_server_kommt_die_private_anlage(self):
+        self.assertEqual(self.fehlt(), ["tonanlage"])
         self.assertIsNone(self.klage)
 
     def test_sudo_versteckt_keinen(self):
@@ -267,7 +267,7 @@ class Skripte(unittest.TestCase):
         return prozess, lauf.Zeilen(prozess.stdout)
 
     def niemand_mehr_da(self):
-        sitzung.warte_bis(lambda: not prozesse.nachkommen(), "the end of all processes")
+        tonanlage.warte_bis(lambda: not prozesse.nachkommen(), "the end of all processes")
 
     def warte_zeile(self, zeilen, muster, frist=180.0):
         gefunden = zeilen.warte(lambda text: re.search(muster, text), frist)
@@ -309,7 +309,7 @@ class Skripte(unittest.TestCase):
 
     def test_record_nimmt_ein_laufendes_pipewire(self):
         ordner = os.path.join(self.ordner, "aufnahme")
-        prozess, zeilen = self.starte(SITZUNG, "--", RECORD, "--seconds", "5", "--out", ordner)
+        prozess, zeilen = self.starte(TONANLAGE, "--", RECORD, "--seconds", "5", "--out", ordner)
         status = prozess.wait(180.0)
         zeilen.schliesse()
         alles = "\n".join(zeilen.texte())
@@ -343,26 +343,26 @@ class Skripte(unittest.TestCase):
         self.assertRegex("\n".join(zeilen.texte()), "Abbruch: --rate nan")
         self.niemand_mehr_da()
 
-    def test_sitzung_gibt_den_status_weiter(self):
-        prozess, _ = self.starte(SITZUNG, "--", "sh", "-c", "exit 7")
+    def test_tonanlage_gibt_den_status_weiter(self):
+        prozess, _ = self.starte(TONANLAGE, "--", "sh", "-c", "exit 7")
         self.assertEqual(prozess.wait(180.0), 7)
         self.niemand_mehr_da()
 
-    def test_sitzung_hinterlaesst_nichts(self):
+    def test_tonanlage_hinterlaesst_nichts(self):
         befehl = 'echo "$XDG_RUNTIME_DIR"; sleep 1000 & sleep 1000 & echo da; wait'
         for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
             with self.subTest(signal=nummer):
-                prozess, zeilen = self.starte(SITZUNG, "--", "sh", "-c", befehl)
+                prozess, zeilen = self.starte(TONANLAGE, "--", "sh", "-c", befehl)
                 self.warte_zeile(zeilen, "^da$")
                 ordner = zeilen.texte()[0]
                 self.assertEqual(os.stat(ordner).st_mode & 0o777, 0o700)
                 prozess.send_signal(nummer)
                 prozess.wait(60.0)
                 self.niemand_mehr_da()
-                sitzung.warte_bis(lambda: not os.path.exists(ordner), "the folder's removal")
+                tonanlage.warte_bis(lambda: not os.path.exists(ordner), "the folder's removal")
 
     def test_aufseher_oder_arbeiter_getoetet(self):
-        prozess, zeilen = self.starte(SITZUNG, "--", "sh", "-c", "sleep 1000 & echo da; wait")
+        prozess, zeilen = self.starte(TONANLAGE, "--", "sh", "-c", "sleep 1000 & echo da; wait")
         self.warte_zeile(zeilen, "^da$")
         arbeiter = [pid for pid in prozesse.nachkommen(prozess.pid)
                     if prozess.pid == self.elternteil(pid)]

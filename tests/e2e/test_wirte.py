@@ -87,7 +87,7 @@ class Aufnahme(wirtsfall.Wirtsfall):
 class Gespielt(wirtsfall.Wirtsfall):
     """On lines that are played, where no recorder would say such things at will."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def pruefe_vorgespieltes(self):
         """The example session, played by the program's own player in the recorder's place."""

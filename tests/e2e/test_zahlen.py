@@ -12,7 +12,7 @@ GENUG_KIB = 200 * 1024
 class Unmoeglich(lauf.Fall):
     """Values that fit no sample count: one German line that names the option, then SIGABRT."""
 
-    MIT_SITZUNG = False
+    MIT_TONANLAGE = False
 
     def pruefe(self, option, wert):
         aufnahme = self.lauf(option, wert, umgebung=self.ohne_dienst())

@@ -32,7 +32,7 @@ struct PipewireSpieler::Innen {
   }
 };
 
-PipewireSpieler::PipewireSpieler(const PipewireSitzung& sitzung, const std::string& name,
+PipewireSpieler::PipewireSpieler(const Tonanlage& anlage, const std::string& name,
                                  const std::string& geraet, std::function<float(double)> signal)
     : innen_(std::make_unique<Innen>()) {
   static const pw_filter_events EREIGNISSE = [] {
@@ -60,8 +60,8 @@ PipewireSpieler::PipewireSpieler(const PipewireSitzung& sitzung, const std::stri
   pw_thread_loop_start(innen_->loop);
   const std::string port = name + ":out";
   const bool verbunden = warteBis([&] {
-    sitzung.befehl({"pw-link", port, geraet});
-    return sitzung.befehl({"pw-link", "-l"}).find(port) != std::string::npos;
+    anlage.befehl({"pw-link", port, geraet});
+    return anlage.befehl({"pw-link", "-l"}).find(port) != std::string::npos;
   });
   if (!verbunden) throw std::runtime_error("the player's port cannot be linked to " + geraet);
 }

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/PipewireSitzung.h"
+#include "tests/support/Tonanlage.h"
 
 namespace hallkorb {
 
@@ -16,7 +16,7 @@ class PipewireSpieler {
  public:
   // Plays from now on into `geraet`, a device's port as "node:port". `signal` gives the sample that
   // belongs to a host time in seconds; it is called on a real-time thread.
-  PipewireSpieler(const PipewireSitzung& sitzung, const std::string& name,
+  PipewireSpieler(const Tonanlage& anlage, const std::string& name,
                   const std::string& geraet, std::function<float(double)> signal);
   ~PipewireSpieler();
   PipewireSpieler(const PipewireSpieler&) = delete;

@@ -14,7 +14,7 @@
 
 #include "platform/linux/audio/PipewireInput.h"
 #include "tests/support/Hoerer.h"
-#include "tests/support/PipewireSitzung.h"
+#include "tests/support/Tonanlage.h"
 
 namespace hallkorb {
 namespace {
@@ -25,7 +25,7 @@ using Texte = std::vector<std::string>;
 class PipewireInputAusfall : public testing::Test {
  protected:
   void SetUp() override {
-    sitzung_.starte();
+    anlage_.starte();
     ASSERT_TRUE(mikrofon_.start(me_).gelungen());
     ASSERT_TRUE(system_.start(them_).gelungen());
   }
@@ -37,7 +37,7 @@ class PipewireInputAusfall : public testing::Test {
       EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(30));
     }
     const std::size_t bloecke = me_.stand().bloecke.size() + them_.stand().bloecke.size();
-    sitzung_.signalAnDaemon(SIGCONT);
+    anlage_.signalAnDaemon(SIGCONT);
     EXPECT_EQ(me_.stand().bloecke.size() + them_.stand().bloecke.size(), bloecke);
     EXPECT_FALSE(me_.stand().mehrereFaeden);
   }
@@ -76,7 +76,7 @@ class PipewireInputAusfall : public testing::Test {
     EXPECT_EQ(them_.stand().ohneAussetzer(), texte);
   }
 
-  PipewireSitzung sitzung_;
+  Tonanlage anlage_;
   Hoerer me_;
   Hoerer them_;
   PipewireInput mikrofon_{PipewireQuelle::MIKROFON};
@@ -92,10 +92,10 @@ constexpr const char* WIEDER_DA = "fortgesetzt";
 TEST_F(PipewireInputAusfall, ComesBackWhenTheSessionIsKilledAndStartedAgain) {
   for (std::size_t mal = 1; mal <= 2; ++mal) {
     laeuft();
-    sitzung_.beendeDaemon(SIGKILL);
-    sitzung_.beendeVerwaltung(SIGKILL);
+    anlage_.beendeDaemon(SIGKILL);
+    anlage_.beendeVerwaltung(SIGKILL);
     erwarte(2 * mal - 1);
-    sitzung_.starte();
+    anlage_.starte();
     erwarte(2 * mal);
   }
   ereignisse({ABGERISSEN, WIEDER_DA, ABGERISSEN, WIEDER_DA});
@@ -103,10 +103,10 @@ TEST_F(PipewireInputAusfall, ComesBackWhenTheSessionIsKilledAndStartedAgain) {
 
 TEST_F(PipewireInputAusfall, ComesBackWhenTheDaemonEndsInOrder) {
   laeuft();
-  sitzung_.beendeVerwaltung(SIGTERM);
-  sitzung_.beendeDaemon(SIGTERM);
+  anlage_.beendeVerwaltung(SIGTERM);
+  anlage_.beendeDaemon(SIGTERM);
   erwarte(1);
-  sitzung_.starte();
+  anlage_.starte();
   erwarte(2);
   EXPECT_EQ(me_.stand().ohneAussetzer().size(), 2U);
   EXPECT_EQ(them_.stand().ohneAussetzer().size(), 2U);
@@ -115,31 +115,31 @@ TEST_F(PipewireInputAusfall, ComesBackWhenTheDaemonEndsInOrder) {
 // The devices of a real computer belong to the session manager and come and go with it.
 TEST_F(PipewireInputAusfall, ComesBackWhenTheSessionManagerIsKilledAndStartedAgain) {
   laeuft();
-  sitzung_.beendeVerwaltung(SIGKILL);
+  anlage_.beendeVerwaltung(SIGKILL);
   erwarte(1);
-  sitzung_.entferne("mic");
-  sitzung_.entferne("speakers");
-  sitzung_.starteVerwaltung();
-  sitzung_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
-  sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+  anlage_.entferne("mic");
+  anlage_.entferne("speakers");
+  anlage_.starteVerwaltung();
+  anlage_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
+  anlage_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
   erwarte(2);
   ereignisse({KEINE_VERWALTUNG, WIEDER_DA});
 }
 
 TEST_F(PipewireInputAusfall, GoesOnWhenAHangingDaemonGoesOn) {
-  sitzung_.signalAnDaemon(SIGSTOP);
+  anlage_.signalAnDaemon(SIGSTOP);
   erwarteKeineDaten();
-  sitzung_.signalAnDaemon(SIGCONT);
+  anlage_.signalAnDaemon(SIGCONT);
   erwarteRueckkehr();
   ereignisse({});
 }
 
 TEST_F(PipewireInputAusfall, ComesBackWhenAHangingDaemonIsKilled) {
-  sitzung_.signalAnDaemon(SIGSTOP);
+  anlage_.signalAnDaemon(SIGSTOP);
   erwarteKeineDaten();
-  sitzung_.beendeVerwaltung(SIGKILL);
-  sitzung_.beendeDaemon(SIGKILL);
-  sitzung_.starte();
+  anlage_.beendeVerwaltung(SIGKILL);
+  anlage_.beendeDaemon(SIGKILL);
+  anlage_.starte();
   erwarteRueckkehr();
   ereignisse({});
 }
@@ -147,29 +147,29 @@ TEST_F(PipewireInputAusfall, ComesBackWhenAHangingDaemonIsKilled) {
 // The time limit of each is checked when the test is torn down.
 TEST_F(PipewireInputAusfall, StopsWithoutADaemon) {
   laeuft();
-  sitzung_.beendeDaemon(SIGKILL);
+  anlage_.beendeDaemon(SIGKILL);
   erwarte(1);
 }
 
 TEST_F(PipewireInputAusfall, StopsWhileTheDaemonHangs) {
-  sitzung_.signalAnDaemon(SIGSTOP);
+  anlage_.signalAnDaemon(SIGSTOP);
   erwarteKeineDaten();
 }
 
 TEST_F(PipewireInputAusfall, StopsRightWhenTheDaemonBeginsToHang) {
-  sitzung_.signalAnDaemon(SIGSTOP);
+  anlage_.signalAnDaemon(SIGSTOP);
 }
 
 TEST_F(PipewireInputAusfall, StopsWithoutASessionManager) {
   laeuft();
-  sitzung_.beendeVerwaltung(SIGKILL);
+  anlage_.beendeVerwaltung(SIGKILL);
   erwarte(1);
 }
 
 TEST_F(PipewireInputAusfall, StopsWhileTheDevicesAreGone) {
   laeuft();
-  sitzung_.entferne("mic");
-  sitzung_.entferne("speakers");
+  anlage_.entferne("mic");
+  anlage_.entferne("speakers");
   erwarte(1);
 }
 
@@ -206,7 +206,7 @@ TEST_F(PipewireInputAusfall, DeliversAtTheStopWhatWasCapturedBefore) {
 // The ring holds 4096 blocks; with the shortest graph cycle that is not quite three seconds.
 TEST_F(PipewireInputAusfall, ReportsWhatIsLostBeyondTheRing) {
   static_cast<void>(mikrofon_.stop());
-  sitzung_.setze("clock.force-quantum", 32);
+  anlage_.setze("clock.force-quantum", 32);
   ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.size() == 32; }));
   Hoerer langsam;
   PipewireInput input(PipewireQuelle::MIKROFON);

@@ -12,13 +12,13 @@
 
 #include "platform/linux/audio/PipewireInput.h"
 #include "tests/support/Hoerer.h"
-#include "tests/support/PipewireSitzung.h"
+#include "tests/support/Tonanlage.h"
 #include "tests/support/PipewireSpieler.h"
 
 namespace hallkorb {
 namespace {
 
-using Geraete = PipewireSitzung::Geraete;
+using Geraete = Tonanlage::Geraete;
 using Stand = Hoerer::Stand;
 
 constexpr double PI = 3.14159265358979323846;
@@ -56,7 +56,7 @@ class PipewireInputGeraete : public testing::Test {
     EXPECT_FALSE(them_.stand().mehrereFaeden);
   }
 
-  PipewireSitzung sitzung_;
+  Tonanlage anlage_;
   Hoerer me_;
   Hoerer them_;
   PipewireInput mikrofon_{PipewireQuelle::MIKROFON};
@@ -64,7 +64,7 @@ class PipewireInputGeraete : public testing::Test {
 };
 
 TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
-  sitzung_.starte();
+  anlage_.starte();
   starteBeide();
   for (Hoerer* hoerer : {&me_, &them_}) {
     ASSERT_TRUE(hoerer->warteAufBloecke(150));
@@ -129,10 +129,10 @@ class PipewireInputZeit : public PipewireInputGeraete, public testing::WithParam
 };
 
 TEST_P(PipewireInputZeit, IsTheCaptureTimeOfTheFirstSample) {
-  sitzung_.starte();
-  sitzung_.setze("clock.force-rate", GetParam());
-  const PipewireSpieler a(sitzung_, "spieler-a", "speakers:playback_FL", ton);
-  const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", ton);
+  anlage_.starte();
+  anlage_.setze("clock.force-rate", GetParam());
+  const PipewireSpieler a(anlage_, "spieler-a", "speakers:playback_FL", ton);
+  const PipewireSpieler b(anlage_, "spieler-b", "mic:input_MONO", ton);
   starteBeide();
   pruefe(me_, GetParam());
   pruefe(them_, 48000.0);
@@ -162,10 +162,10 @@ struct Klicks {
 };
 
 TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
-  sitzung_.starte();
+  anlage_.starte();
   const auto klick = [](double zeit) { return std::fmod(zeit, 0.5) < 0.001 ? 1.0F : 0.0F; };
-  const PipewireSpieler a(sitzung_, "spieler-a", "speakers:playback_FL", klick);
-  const PipewireSpieler b(sitzung_, "spieler-b", "mic:input_MONO", klick);
+  const PipewireSpieler a(anlage_, "spieler-a", "speakers:playback_FL", klick);
+  const PipewireSpieler b(anlage_, "spieler-b", "mic:input_MONO", klick);
   starteBeide();
   for (Hoerer* hoerer : {&me_, &them_}) {
     EXPECT_TRUE(hoerer->warteAuf([](const Stand& stand) { return Klicks(stand).richtig >= 4; }));
@@ -175,10 +175,10 @@ TEST_F(PipewireInputGeraete, ClicksAreWhereTheyBelong) {
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
-  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
-  sitzung_.neuesGeraet("vier", "Audio/Source/Virtual", "FL,FR,RL,RR", 3000);
-  ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "vier"; }));
-  const PipewireSpieler spieler(sitzung_, "spieler", "vier:input_FL", [](double) { return 0.5F; });
+  anlage_.starte(Geraete::NUR_LAUTSPRECHER);
+  anlage_.neuesGeraet("vier", "Audio/Source/Virtual", "FL,FR,RL,RR", 3000);
+  ASSERT_TRUE(warteBis([&] { return anlage_.standard("source") == "vier"; }));
+  const PipewireSpieler spieler(anlage_, "spieler", "vier:input_FL", [](double) { return 0.5F; });
   starteBeide();
   // A player that misses its turn on a busy machine leaves silence.
   EXPECT_TRUE(me_.warteAuf([](const Stand& s) {
@@ -189,18 +189,18 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
-  sitzung_.starte();
-  sitzung_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 1);
-  const PipewireSpieler spieler(sitzung_, "spieler", "zweites:input_FL",
+  anlage_.starte();
+  anlage_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 1);
+  const PipewireSpieler spieler(anlage_, "spieler", "zweites:input_FL",
                                 [](double) { return 0.5F; });
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
   EXPECT_TRUE(still(me_.stand().bloecke.back()));
-  sitzung_.waehle("source", "zweites");
+  anlage_.waehle("source", "zweites");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) {
     return s.bloecke.back().format.channels == 2 && s.bloecke.back().samples.back() == 0.5F;
   }));
-  sitzung_.waehle("source", "mic");
+  anlage_.waehle("source", "mic");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 1; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
@@ -208,11 +208,11 @@ TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
-  sitzung_.starte();
-  sitzung_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 2400);
+  anlage_.starte();
+  anlage_.neuesGeraet("zweites", "Audio/Source/Virtual", "FL,FR", 2400);
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
-  sitzung_.entferne("mic");
+  anlage_.entferne("mic");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 2; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
@@ -221,23 +221,23 @@ TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
 // The far end must never get into the near end's channel: without a microphone the session manager
 // calls the loudspeakers' monitor the default source, and moves streams there.
 TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
-  sitzung_.starte();
+  anlage_.starte();
   const auto laut = [](double) { return 0.5F; };
-  const PipewireSpieler links(sitzung_, "spieler-l", "speakers:playback_FL", laut);
-  const PipewireSpieler rechts(sitzung_, "spieler-r", "speakers:playback_FR", laut);
+  const PipewireSpieler links(anlage_, "spieler-l", "speakers:playback_FL", laut);
+  const PipewireSpieler rechts(anlage_, "spieler-r", "speakers:playback_FR", laut);
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
 
   for (int mal = 0; mal < 3; ++mal) {
     const std::size_t ereignisse = me_.stand().ohneAussetzer().size();
-    sitzung_.entferne("mic");
+    anlage_.entferne("mic");
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 1));
     // Whether or not the session manager has chosen the monitor yet and the daemon has passed it
     // on.
     EXPECT_TRUE(
         me_.stand().ohneAussetzer().back().starts_with("unterbrochen: kein Mikrofon gefunden"));
     ASSERT_TRUE(them_.warteAufBloecke(30));
-    sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+    anlage_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
     ASSERT_TRUE(me_.warteAufEreignis(ereignisse + 2));
     EXPECT_EQ(me_.stand().ohneAussetzer().back(), "fortgesetzt");
     ASSERT_TRUE(me_.warteAufBloecke(30));
@@ -255,8 +255,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitor) {
 // The same when the capture's thread could not look for a second, and the session manager had all
 // the time to move the stream.
 TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitorWhenTheListenerIsSlow) {
-  sitzung_.starte();
-  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+  anlage_.starte();
+  const PipewireSpieler spieler(anlage_, "spieler", "speakers:playback_FL",
                                 [](double) { return 0.5F; });
   std::atomic<bool> halte{false};
   std::promise<void> gehalten;
@@ -269,7 +269,7 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitorWhenTheListe
   starteBeide();
   halte = true;
   gehalten.get_future().wait();
-  sitzung_.entferne("mic");
+  anlage_.entferne("mic");
   ASSERT_TRUE(them_.warteAufBloecke(50));
   freigabe.set_value();
   ASSERT_TRUE(me_.warteAufEreignis(1));
@@ -278,15 +278,15 @@ TEST_F(PipewireInputGeraete, TheMicrophoneIsSilentRatherThanAMonitorWhenTheListe
 }
 
 TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
-  sitzung_.starte();
-  const PipewireSpieler links(sitzung_, "spieler", "speakers:playback_FL",
+  anlage_.starte();
+  const PipewireSpieler links(anlage_, "spieler", "speakers:playback_FL",
                               [](double) { return 0.5F; });
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
-  sitzung_.waehle("source", "speakers");
+  anlage_.waehle("source", "speakers");
   ASSERT_TRUE(me_.warteAufEreignis(1));
   EXPECT_EQ(me_.stand().ohneAussetzer().front(), NUR_MITSCHNITT);
-  sitzung_.waehle("source", "mic");
+  anlage_.waehle("source", "mic");
   ASSERT_TRUE(me_.warteAufEreignis(2));
   ASSERT_TRUE(me_.warteAufBloecke(5));
   for (const Hoerer::Block& block : me_.stand().bloecke)
@@ -295,15 +295,15 @@ TEST_F(PipewireInputGeraete, AMonitorThatTheUserChoosesIsNoMicrophoneEither) {
 
 // In a patch bay anybody may plug any cord.
 TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
-  sitzung_.starte();
-  const PipewireSpieler spieler(sitzung_, "spieler", "speakers:playback_FL",
+  anlage_.starte();
+  const PipewireSpieler spieler(anlage_, "spieler", "speakers:playback_FL",
                                 [](double) { return 0.5F; });
   starteBeide();
   for (int mal = 0; mal < 5; ++mal) {
     ASSERT_TRUE(me_.warteAufBloecke(10));
     // Repeated, since the last cord or the microphone's place for it may be on its way out.
     ASSERT_TRUE(warteBis([&] {
-      return sitzung_.befehl({"sh", "-c",
+      return anlage_.befehl({"sh", "-c",
                               "pw-link speakers:monitor_FL hallkorb.mikrofon:input_MONO "
                               "2>/dev/null && echo verbunden || true"}) == "verbunden\n";
     }));
@@ -315,10 +315,10 @@ TEST_F(PipewireInputGeraete, TheMicrophoneRefusesAMonitorThatIsLinkedByHand) {
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
-  sitzung_.starte();
+  anlage_.starte();
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
-  sitzung_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
+  anlage_.befehl({"pw-link", "-d", "mic:capture_MONO", "hallkorb.mikrofon:input_MONO"});
   for (const char* ereignis : {Hoerer::KEINE_DATEN, "fortgesetzt"}) {
     ASSERT_TRUE(me_.warteAuf(
         [=](const Stand& s) { return !s.ereignisse.empty() && s.ereignisse.back() == ereignis; }));
@@ -328,11 +328,11 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesBackWhenItsCordIsPulled) {
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioComesBackWhenItsCordsArePulled) {
-  sitzung_.starte();
+  anlage_.starte();
   starteBeide();
   ASSERT_TRUE(them_.warteAufBloecke(5));
   for (const std::string seite : {"FL", "FR"})
-    sitzung_.befehl(
+    anlage_.befehl(
         {"pw-link", "-d", "speakers:monitor_" + seite, "hallkorb.system:input_" + seite});
   for (const char* ereignis : {Hoerer::KEINE_DATEN, "fortgesetzt"}) {
     ASSERT_TRUE(them_.warteAuf(
@@ -343,16 +343,16 @@ TEST_F(PipewireInputGeraete, TheSystemAudioComesBackWhenItsCordsArePulled) {
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
-  sitzung_.starte();
-  sitzung_.neuesGeraet("kopfhoerer", "Audio/Sink", "FL,FR", 1);
-  const PipewireSpieler spieler(sitzung_, "spieler", "kopfhoerer:playback_FL",
+  anlage_.starte();
+  anlage_.neuesGeraet("kopfhoerer", "Audio/Sink", "FL,FR", 1);
+  const PipewireSpieler spieler(anlage_, "spieler", "kopfhoerer:playback_FL",
                                 [](double) { return 0.5F; });
   starteBeide();
   ASSERT_TRUE(them_.warteAufBloecke(5));
-  sitzung_.waehle("sink", "kopfhoerer");
+  anlage_.waehle("sink", "kopfhoerer");
   ASSERT_TRUE(
       them_.warteAuf([](const Stand& s) { return s.bloecke.back().samples.back() == 0.5F; }));
-  sitzung_.entferne("kopfhoerer");
+  anlage_.entferne("kopfhoerer");
   ASSERT_TRUE(them_.warteAuf([](const Stand& s) { return still(s.bloecke.back()); }));
   ASSERT_TRUE(them_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(them_.stand());
@@ -360,16 +360,16 @@ TEST_F(PipewireInputGeraete, TheSystemAudioFollowsTheDefault) {
 }
 
 TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
-  sitzung_.starte();
-  const PipewireSpieler spieler(sitzung_, "spieler", "mic:input_MONO", [](double) { return 0.5F; });
+  anlage_.starte();
+  const PipewireSpieler spieler(anlage_, "spieler", "mic:input_MONO", [](double) { return 0.5F; });
   starteBeide();
   for (int mal = 0; mal < 2; ++mal) {
     const std::size_t ereignisse = them_.stand().ohneAussetzer().size();
-    sitzung_.entferne("speakers");
+    anlage_.entferne("speakers");
     ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 1));
     EXPECT_EQ(them_.stand().ohneAussetzer().back(),
               "unterbrochen: kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
-    sitzung_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
+    anlage_.neuesGeraet("speakers", "Audio/Sink", "FL,FR", 2000);
     ASSERT_TRUE(them_.warteAufEreignis(ereignisse + 2));
     EXPECT_EQ(them_.stand().ohneAussetzer().back(), "fortgesetzt");
     ASSERT_TRUE(them_.warteAufBloecke(20));
@@ -381,10 +381,10 @@ TEST_F(PipewireInputGeraete, TheSystemAudioWaitsForASinkAndTakesNoMicrophone) {
 }
 
 TEST_F(PipewireInputGeraete, FormatAndBlockLengthMayChangeAtAnyTime) {
-  sitzung_.starte();
+  anlage_.starte();
   starteBeide();
   const auto stelle = [&](const char* was, int wert, double rate, std::size_t laenge) {
-    sitzung_.setze(was, wert);
+    anlage_.setze(was, wert);
     for (Hoerer* hoerer : {&me_, &them_}) {
       EXPECT_TRUE(hoerer->warteAuf([&](const Stand& s) {
         const Hoerer::Block& b = s.bloecke.back();

@@ -9,12 +9,12 @@
 
 #include "platform/linux/audio/PipewireInput.h"
 #include "tests/support/Hoerer.h"
-#include "tests/support/PipewireSitzung.h"
+#include "tests/support/Tonanlage.h"
 
 namespace hallkorb {
 namespace {
 
-using Geraete = PipewireSitzung::Geraete;
+using Geraete = Tonanlage::Geraete;
 
 double sekundenFuer(const std::function<void()>& arbeit) {
   const auto anfang = std::chrono::steady_clock::now();
@@ -42,7 +42,7 @@ class PipewireInputStart : public testing::Test {
   std::string mikrofon() { return starte(PipewireQuelle::MIKROFON); }
   std::string systemAudio() { return starte(PipewireQuelle::SYSTEM_AUDIO); }
 
-  PipewireSitzung sitzung_;
+  Tonanlage anlage_;
 };
 
 constexpr const char* KEIN_DAEMON =
@@ -57,7 +57,7 @@ constexpr const char* KEINE_AUSGABE =
     "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse";
 
 TEST_F(PipewireInputStart, SucceedsWithBothDevices) {
-  sitzung_.starte();
+  anlage_.starte();
   EXPECT_EQ(mikrofon(), "ok");
   EXPECT_EQ(systemAudio(), "ok");
 }
@@ -74,61 +74,61 @@ TEST_F(PipewireInputStart, FailsWithoutARuntimeFolder) {
 }
 
 TEST_F(PipewireInputStart, FailsWithoutASessionManager) {
-  sitzung_.starteDaemon();
+  anlage_.starteDaemon();
   EXPECT_EQ(mikrofon(), KEINE_VERWALTUNG);
   EXPECT_EQ(systemAudio(), KEINE_VERWALTUNG);
 }
 
 TEST_F(PipewireInputStart, FailsWithoutAnyDevice) {
-  sitzung_.starte(Geraete::KEINE);
+  anlage_.starte(Geraete::KEINE);
   EXPECT_EQ(mikrofon(), KEIN_MIKROFON);
   EXPECT_EQ(systemAudio(), KEINE_AUSGABE);
 }
 
 TEST_F(PipewireInputStart, TakesASinksMonitorForNoMicrophone) {
-  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
-  ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "speakers"; }));
+  anlage_.starte(Geraete::NUR_LAUTSPRECHER);
+  ASSERT_TRUE(warteBis([&] { return anlage_.standard("source") == "speakers"; }));
   EXPECT_EQ(mikrofon(), NUR_MONITOR);
   EXPECT_EQ(systemAudio(), "ok");
 }
 
 TEST_F(PipewireInputStart, TakesAMicrophoneForNoSystemAudio) {
-  sitzung_.starte(Geraete::NUR_MIKROFON);
+  anlage_.starte(Geraete::NUR_MIKROFON);
   EXPECT_EQ(mikrofon(), "ok");
   EXPECT_EQ(systemAudio(), KEINE_AUSGABE);
 }
 
 TEST_F(PipewireInputStart, FailsWhenTheDaemonDoesNotAnswer) {
-  sitzung_.starte();
-  sitzung_.signalAnDaemon(SIGSTOP);
+  anlage_.starte();
+  anlage_.signalAnDaemon(SIGSTOP);
   EXPECT_EQ(mikrofon(), "PipeWire antwortet nicht");
-  sitzung_.signalAnDaemon(SIGCONT);
+  anlage_.signalAnDaemon(SIGCONT);
   EXPECT_EQ(mikrofon(), "ok");
 }
 
 TEST_F(PipewireInputStart, WaitsForADeviceThatIsJustComing) {
-  sitzung_.starte(Geraete::NUR_LAUTSPRECHER);
+  anlage_.starte(Geraete::NUR_LAUTSPRECHER);
   for (int versuch = 0; versuch < 5; ++versuch) {
-    ASSERT_TRUE(warteBis([&] { return sitzung_.standard("source") == "speakers"; }));
+    ASSERT_TRUE(warteBis([&] { return anlage_.standard("source") == "speakers"; }));
     std::string ergebnis;
     double dauer = 0.0;
     std::thread start;
     dauer = sekundenFuer([&] {
       start = std::thread([&] { ergebnis = mikrofon(); });
-      sitzung_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
-      EXPECT_TRUE(warteBis([&] { return sitzung_.standard("source") == "mic"; }));
+      anlage_.neuesGeraet("mic", "Audio/Source/Virtual", "MONO", 2500);
+      EXPECT_TRUE(warteBis([&] { return anlage_.standard("source") == "mic"; }));
     });
     start.join();
     if (ergebnis == "ok") return;
     // On a busy machine the device itself may come later than a start waits for it.
     EXPECT_GE(dauer, 0.5) << ergebnis;
-    sitzung_.entferne("mic");
+    anlage_.entferne("mic");
   }
   GTEST_SKIP() << "the device never came within half a second";
 }
 
 TEST_F(PipewireInputStart, IsCancelledByAStop) {
-  sitzung_.starteDaemon();  // nobody connects anything: the start would wait
+  anlage_.starteDaemon();  // nobody connects anything: the start would wait
   for (const PipewireQuelle quelle : {PipewireQuelle::MIKROFON, PipewireQuelle::SYSTEM_AUDIO}) {
     // Left alone it fails for want of a session manager, which may come before a stop that a busy
     // machine delays.
@@ -148,7 +148,7 @@ TEST_F(PipewireInputStart, IsCancelledByAStop) {
 }
 
 TEST_F(PipewireInputStart, IsImpossibleAfterAStopAndAfterAStart) {
-  sitzung_.starte();
+  anlage_.starte();
   Hoerer hoerer;
   PipewireInput gestoppt(PipewireQuelle::MIKROFON);
   EXPECT_TRUE(gestoppt.stop().gelungen());

@@ -3,7 +3,7 @@
 //   speakers  the default sink; what is played into it is the system's sound
 //   mic       the default source; silent unless something is linked to its input
 //
-// It is the session of scripts/sitzung, which runs beside the test and does what this class asks:
+// It is the sound system of scripts/tonanlage, which runs beside the test and does what this class asks:
 // what is configured and waited for is written down there alone. A test may kill, stop and start
 // the daemons as it likes. The environment of this process points to the session, so there is one
 // at a time.
@@ -20,16 +20,16 @@
 
 namespace hallkorb {
 
-class PipewireSitzung {
+class Tonanlage {
  public:
   enum class Geraete { BEIDE, NUR_LAUTSPRECHER, NUR_MIKROFON, KEINE };
 
   // Starts nothing.
-  PipewireSitzung();
+  Tonanlage();
   // Ends the session, its daemons and its folder.
-  ~PipewireSitzung();
-  PipewireSitzung(const PipewireSitzung&) = delete;
-  PipewireSitzung& operator=(const PipewireSitzung&) = delete;
+  ~Tonanlage();
+  Tonanlage(const Tonanlage&) = delete;
+  Tonanlage& operator=(const Tonanlage&) = delete;
 
   // Daemon and session manager; the default devices are there afterwards.
   void starte(Geraete geraete = Geraete::BEIDE);

@@ -1,4 +1,4 @@
-#include "tests/support/PipewireSitzung.h"
+#include "tests/support/Tonanlage.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -26,7 +26,7 @@ using Json = nlohmann::json;
 
 // The session's program with `leitung` as its standard input and output.
 pid_t starteProgramm(int leitung) {
-  std::array<char*, 3> argv = {const_cast<char*>(HALLKORB_SITZUNG),
+  std::array<char*, 3> argv = {const_cast<char*>(HALLKORB_TONANLAGE),
                                const_cast<char*>("--gesteuert"), nullptr};
   posix_spawn_file_actions_t dateien;
   posix_spawn_file_actions_init(&dateien);
@@ -68,7 +68,7 @@ bool warteBis(const std::function<bool()>& bedingung, double sekunden) {
   return true;
 }
 
-PipewireSitzung::PipewireSitzung() {
+Tonanlage::Tonanlage() {
   static const LinuxHostClock uhr;  // what is captured is stamped with it
   setzeHostClock(uhr);
   std::array<int, 2> enden{};
@@ -88,12 +88,12 @@ PipewireSitzung::PipewireSitzung() {
   }
 }
 
-PipewireSitzung::~PipewireSitzung() {
+Tonanlage::~Tonanlage() {
   ::close(leitung_);
   ::waitpid(prozess_, nullptr, 0);
 }
 
-Json PipewireSitzung::liesZeile() const {
+Json Tonanlage::liesZeile() const {
   std::string zeile;
   for (char zeichen = 0; zeichen != '\n'; zeile += zeichen) {
     if (::recv(leitung_, &zeichen, 1, 0) != 1) {
@@ -103,7 +103,7 @@ Json PipewireSitzung::liesZeile() const {
   return Json::parse(zeile);
 }
 
-Json PipewireSitzung::bitte(const Json& anfrage) const {
+Json Tonanlage::bitte(const Json& anfrage) const {
   const std::string zeile = anfrage.dump() + "\n";
   if (::send(leitung_, zeile.data(), zeile.size(), MSG_NOSIGNAL) !=
       static_cast<ssize_t>(zeile.size())) {
@@ -116,12 +116,12 @@ Json PipewireSitzung::bitte(const Json& anfrage) const {
   return antwort.at("wert");
 }
 
-void PipewireSitzung::starte(Geraete geraete) {
+void Tonanlage::starte(Geraete geraete) {
   starteDaemon(geraete);
   starteVerwaltung();
 }
 
-void PipewireSitzung::starteDaemon(Geraete geraete) {
+void Tonanlage::starteDaemon(Geraete geraete) {
   Json anfrage = Json::array({"starte_pipewire"});
   if (geraete == Geraete::BEIDE || geraete == Geraete::NUR_LAUTSPRECHER)
     anfrage.emplace_back("speakers");
@@ -129,47 +129,47 @@ void PipewireSitzung::starteDaemon(Geraete geraete) {
   bitte(anfrage);
 }
 
-void PipewireSitzung::starteVerwaltung() {
+void Tonanlage::starteVerwaltung() {
   bitte(Json::array({"starte_wireplumber"}));
 }
 
-void PipewireSitzung::beendeDaemon(int signal) {
+void Tonanlage::beendeDaemon(int signal) {
   bitte(Json::array({"beende_dienst", "pipewire", signal}));
 }
 
-void PipewireSitzung::beendeVerwaltung(int signal) {
+void Tonanlage::beendeVerwaltung(int signal) {
   bitte(Json::array({"beende_dienst", "wireplumber", signal}));
 }
 
-void PipewireSitzung::signalAnDaemon(int signal) const {
+void Tonanlage::signalAnDaemon(int signal) const {
   bitte(Json::array({"sende", "pipewire", signal}));
 }
 
-std::string PipewireSitzung::befehl(const std::vector<std::string>& argumente) const {
+std::string Tonanlage::befehl(const std::vector<std::string>& argumente) const {
   Json anfrage = Json::array({"befehl"});
   for (const std::string& argument : argumente)
     anfrage.push_back(argument);
   return bitte(anfrage).get<std::string>();
 }
 
-void PipewireSitzung::neuesGeraet(const std::string& name, const std::string& klasse,
+void Tonanlage::neuesGeraet(const std::string& name, const std::string& klasse,
                                   const std::string& kanaele, int prioritaet) const {
   bitte(Json::array({"lege_an", name, klasse, kanalliste(kanaele), prioritaet}));
 }
 
-void PipewireSitzung::entferne(const std::string& name) const {
+void Tonanlage::entferne(const std::string& name) const {
   bitte(Json::array({"entferne", name}));
 }
 
-void PipewireSitzung::waehle(const std::string& art, const std::string& name) const {
+void Tonanlage::waehle(const std::string& art, const std::string& name) const {
   bitte(Json::array({"setze_standard", art, name}));
 }
 
-void PipewireSitzung::setze(const std::string& einstellung, int wert) const {
+void Tonanlage::setze(const std::string& einstellung, int wert) const {
   bitte(Json::array({"setze", einstellung, wert}));
 }
 
-std::string PipewireSitzung::standard(const std::string& art) const {
+std::string Tonanlage::standard(const std::string& art) const {
   const Json name = bitte(Json::array({"standard", art}));
   return name.is_null() ? "" : name.get<std::string>();
 }

@@ -12,7 +12,7 @@ number of sessions run side by side and none disturbs the PipeWire of a desktop.
 On the command line it runs a command inside such a session and returns its exit status; without a
 command it prints the environment and stays until it gets a signal or its standard input's end:
 
-    scripts/sitzung [--ohne-mikrofon] [--ohne-lautsprecher] [--ohne-wireplumber] [-- command args...]
+    scripts/tonanlage [--ohne-mikrofon] [--ohne-lautsprecher] [--ohne-wireplumber] [-- command args...]
 
 With --gesteuert it starts nothing by itself and does what another program asks (see steuerung.py).
 
@@ -37,9 +37,9 @@ import konfiguration
 import prozesse
 import steuerung
 
-_VORSILBE = "hallkorb-sitzung-"
+_VORSILBE = "hallkorb-anlage-"
 
-class SitzungsFehler(Exception):
+class TonanlagenFehler(Exception):
     """The session did not come up, or lost one of its parts."""
 
 
@@ -87,7 +87,7 @@ def _antwortet(name):
 
 
 def warte_bis(bedingung, was, frist=60.0, schritt=0.02):
-    """Calls `bedingung` until it returns something true, and returns that; raises SitzungsFehler
+    """Calls `bedingung` until it returns something true, and returns that; raises TonanlagenFehler
     naming `was` when the time is over."""
     ende = time.monotonic() + frist
     while True:
@@ -95,11 +95,11 @@ def warte_bis(bedingung, was, frist=60.0, schritt=0.02):
         if ergebnis:
             return ergebnis
         if time.monotonic() > ende:
-            raise SitzungsFehler(f"not there after {frist:g} s: {was}")
+            raise TonanlagenFehler(f"not there after {frist:g} s: {was}")
         time.sleep(schritt)
 
 
-class Sitzung(prozesse.Betrieb):
+class Tonanlage(prozesse.Betrieb):
     """One private session. Use it as a context manager, or call starte() and beende()."""
 
     def __init__(self, *, mikrofon=True, lautsprecher=True, wireplumber=True):
@@ -118,7 +118,7 @@ class Sitzung(prozesse.Betrieb):
     # --- The session as a whole ---------------------------------------------------------------
 
     def starte(self):
-        """Returns when the default devices are there. Raises SitzungsFehler."""
+        """Returns when the default devices are there. Raises TonanlagenFehler."""
         self.bereite()
         try:
             self.starte_pipewire()
@@ -248,16 +248,16 @@ class Sitzung(prozesse.Betrieb):
         def geprueft():
             for name, prozess in self._laufend.items():
                 if prozess.poll() is not None:
-                    raise SitzungsFehler(
+                    raise TonanlagenFehler(
                         f"{name} ended with status {prozess.returncode}\n{self.protokoll()}")
             if self.abbruch():
-                raise SitzungsFehler(f"interrupted while waiting for {was}")
+                raise TonanlagenFehler(f"interrupted while waiting for {was}")
             return bedingung()
 
         try:
             return warte_bis(geprueft, was, frist)
-        except SitzungsFehler as fehler:
-            raise SitzungsFehler(f"{fehler}\n{self.protokoll()}") from None
+        except TonanlagenFehler as fehler:
+            raise TonanlagenFehler(f"{fehler}\n{self.protokoll()}") from None
 
     # --- Devices ------------------------------------------------------------------------------
 
@@ -266,7 +266,7 @@ class Sitzung(prozesse.Betrieb):
         ergebnis = subprocess.run(worte, env=self.umgebung, capture_output=True, text=True,
                                   stdin=subprocess.DEVNULL, timeout=60)
         if pruefe and ergebnis.returncode:
-            raise SitzungsFehler(f"{shlex.join(worte)}: {ergebnis.stderr or ergebnis.stdout}")
+            raise TonanlagenFehler(f"{shlex.join(worte)}: {ergebnis.stderr or ergebnis.stdout}")
         return ergebnis.stdout
 
     # Nothing below looks at the graph with pw-dump or a new pw-metadata. Both bind the metadata, and
@@ -346,7 +346,7 @@ class Sitzung(prozesse.Betrieb):
         """Unplugs a device."""
         knoten = self.knoten(name)
         if knoten is None:
-            raise SitzungsFehler(f"no device {name}")
+            raise TonanlagenFehler(f"no device {name}")
         self.befehl("pw-cli", "destroy", str(knoten))
         self._warte(lambda: self.knoten(name) is None, f"the end of device {name}")
 
@@ -372,7 +372,7 @@ class Sitzung(prozesse.Betrieb):
 
         def verbunden():
             if spieler.poll() is not None:
-                raise SitzungsFehler(f"pw-play {datei} ended with {spieler.returncode}")
+                raise TonanlagenFehler(f"pw-play {datei} ended with {spieler.returncode}")
             return f"{ziel}:playback_" in self.befehl("pw-link", "--links", "--output", name,
                                                       pruefe=False)
 
@@ -397,7 +397,7 @@ def _entferne_verwaiste():
 
 
 def _lies_argumente(argumente):
-    leser = argparse.ArgumentParser(prog="sitzung", description=__doc__.split("\n\n", 1)[0],
+    leser = argparse.ArgumentParser(prog="tonanlage", description=__doc__.split("\n\n", 1)[0],
                                     usage="%(prog)s [options] [-- command args...]")
     leser.add_argument("--ohne-mikrofon", action="store_true", help="no mic and no mic-feed")
     leser.add_argument("--ohne-lautsprecher", action="store_true", help="no speakers")
@@ -408,24 +408,24 @@ def _lies_argumente(argumente):
 
 
 def _lauf(wahl):
-    sitzung = Sitzung(mikrofon=not wahl.ohne_mikrofon, lautsprecher=not wahl.ohne_lautsprecher,
+    anlage = Tonanlage(mikrofon=not wahl.ohne_mikrofon, lautsprecher=not wahl.ohne_lautsprecher,
                       wireplumber=not wahl.ohne_wireplumber)
     try:
         if wahl.gesteuert:
-            return steuerung.diene(sitzung, SitzungsFehler)
-        with sitzung:
+            return steuerung.diene(anlage, TonanlagenFehler)
+        with anlage:
             if wahl.befehl:
                 # In the terminal's foreground group, so that a shell or a pager works inside.
                 return prozesse.warte(prozesse.starte(wahl.befehl, eigene_gruppe=False,
-                                                      env=sitzung.umgebung))
-            for name in sorted(sitzung.umgebung):
+                                                      env=anlage.umgebung))
+            for name in sorted(anlage.umgebung):
                 if name.startswith(("XDG_", "DBUS_")):
-                    print(f"export {name}={shlex.quote(sitzung.umgebung[name])}")
+                    print(f"export {name}={shlex.quote(anlage.umgebung[name])}")
             print("unset PULSE_SERVER PIPEWIRE_REMOTE WAYLAND_DISPLAY DISPLAY", flush=True)
             sys.stdin.read()
             return 0
-    except (SitzungsFehler, OSError) as fehler:
-        print(f"sitzung: {fehler}", file=sys.stderr)
+    except (TonanlagenFehler, OSError) as fehler:
+        print(f"tonanlage: {fehler}", file=sys.stderr)
         return 70
 
 
