@@ -12,6 +12,8 @@ namespace hallkorb::szenen {
 namespace {
 
 constexpr std::size_t BLOCK = 256;
+// Seconds before and after the near end that belong to it, too: the look-ahead and the hold.
+constexpr double NACHWIRKUNG = 0.5;
 
 bool in(const std::vector<Abschnitt>& abschnitte, double t, double rand = 0.0) {
   return std::any_of(abschnitte.begin(), abschnitte.end(), [&](const Abschnitt& a) {
@@ -72,27 +74,30 @@ struct Summen {
   }
 };
 
-}  // namespace
-
-Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
-  const Vorgabe& v = szene.vorgabe;
-  Bewertung b;
-  EchoStrecke strecke(20);
+// What the path made of a scene, sample by sample, and the delay it reported first.
+struct Lauf {
   std::vector<float> aus;
   std::vector<bool> marken;
   std::vector<bool> tore;
+  std::optional<double> richtigNach;
+};
+
+bool driftet(const Vorgabe& v) {
+  return v.driftPpm != 0.0 && !v.imTakt;
+}
+
+Lauf fuehreDurch(const Szene& szene) {
+  const Vorgabe& v = szene.vorgabe;
+  Lauf lauf;
+  EchoStrecke strecke(20);
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
-    aus.insert(aus.end(), samples.begin(), samples.end());
-    marken.insert(marken.end(), sprache.begin(), sprache.end());
-    tore.insert(tore.end(), samples.size(), strecke.kompensation().nachfilter().tor());
+    lauf.aus.insert(lauf.aus.end(), samples.begin(), samples.end());
+    lauf.marken.insert(lauf.marken.end(), sprache.begin(), sprache.end());
+    lauf.tore.insert(lauf.tore.end(), samples.size(), strecke.kompensation().nachfilter().tor());
   };
-  const std::size_t laenge = szene.mikro.size();
-  const bool driftet = v.driftPpm != 0.0 && !v.imTakt;
-  const double wechsel = v.sprung  ? v.sprung->first
-                         : driftet ? DRIFT_KORREKTUR
-                                   : v.raumwechsel.value_or(0.0);
   // Drift is corrected in steps of 80 samples.
-  const double genau = driftet ? 112.0 : 32.0;
+  const double genau = driftet(v) ? 112.0 : 32.0;
+  const std::size_t laenge = szene.mikro.size();
   for (std::size_t ab = 0; ab < laenge; ab += BLOCK) {
     const std::size_t n = std::min(BLOCK, laenge - ab);
     strecke.referenz({szene.referenz.data() + ab, n});
@@ -101,53 +106,40 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
     const bool gesprungen = v.sprung && t > v.sprung->first;
     const double soll = (gesprungen ? v.sprung->second : v.verzoegerungMs) * RATE / 1000.0;
     const bool gemeldet = strecke.versatzWechsel() > 0 || strecke.delay() > 0;
-    if (!b.richtigNach && gemeldet && (!v.sprung || gesprungen) &&
+    if (!lauf.richtigNach && gemeldet && (!v.sprung || gesprungen) &&
         std::fabs(static_cast<double>(strecke.delay()) - soll) <= genau) {
-      b.richtigNach = t - (v.sprung ? v.sprung->first : 0.0);
+      lauf.richtigNach = t - (v.sprung ? v.sprung->first : 0.0);
     }
   }
   strecke.abschliessen();
+  return lauf;
+}
 
+// Levels and ratios, by who speaks.
+void bewerteKlang(const Szene& szene, const Lauf& lauf, Bewertung& b) {
+  const Vorgabe& v = szene.vorgabe;
+  const double wechsel = v.sprung     ? v.sprung->first
+                         : driftet(v) ? DRIFT_KORREKTUR
+                                      : v.raumwechsel.value_or(0.0);
   const Signal nahHoch = hochpass(szene.nah);
   const Signal mikroHoch = hochpass({szene.mikro.begin(), szene.mikro.end()});
   Summen anfang;
   Summen spaeter;
   Summen nah;
   Summen doppel;
-  std::size_t fernAllein = 0;
-  std::size_t falsch = 0;
-  std::size_t silben = 0;
-  std::size_t verpasst = 0;
-  for (std::size_t ab = 0; ab + BLOCK <= laenge; ab += BLOCK) {
+  for (std::size_t ab = 0; ab + BLOCK <= szene.mikro.size(); ab += BLOCK) {
     const double t = static_cast<double>(ab) / RATE;
     const bool fernSpricht = in(v.fern, t);
     const bool nahSpricht = in(v.nah, t);
-    double silbe = 0.0;
-    for (std::size_t i = ab; i < ab + BLOCK; ++i)
-      silbe += szene.nah[i] * szene.nah[i];
-    // Half a second before and after it, the look-ahead and the hold belong to the near end.
-    const bool nahFern = !in(v.nah, t, 0.5);
+    const bool fernAllein = fernSpricht && !in(v.nah, t, NACHWIRKUNG);
     for (std::size_t i = ab; i < ab + BLOCK; ++i) {
       const double m = mikroHoch[i];
-      const double a = static_cast<double>(aus[i]);
-      if (fernSpricht && nahFern) {
-        if (t < 20.0) anfang.nimm(m, a, 0.0);
-        if (t >= wechsel + 8.0) spaeter.nimm(m, a, 0.0);
-      }
+      const double a = static_cast<double>(lauf.aus[i]);
+      if (fernAllein && t < 20.0) anfang.nimm(m, a, 0.0);
+      if (fernAllein && t >= wechsel + 8.0) spaeter.nimm(m, a, 0.0);
       if (nahSpricht && !fernSpricht) nah.nimm(m, a, nahHoch[i]);
       if (nahSpricht && fernSpricht) doppel.nimm(m, a, nahHoch[i]);
     }
-    if (fernSpricht && nahFern) {
-      ++fernAllein;
-      falsch += marken[ab + BLOCK / 2] ? 1 : 0;
-    }
-    if (nahSpricht && silbe / BLOCK > 0.02 * 0.02) {
-      ++silben;
-      verpasst += marken[ab + BLOCK / 2] ? 0 : 1;
-    }
-    b.verlauf.push_back(
-        {pegel({szene.mikro.data() + ab, BLOCK}), pegel({szene.referenz.data() + ab, BLOCK}),
-         pegel({aus.data() + ab, BLOCK}), marken[ab + BLOCK / 2], tore[ab + BLOCK / 2]});
   }
   b.erleAnfang = anfang.erle();
   b.erleSpaeter = spaeter.erle();
@@ -156,11 +148,52 @@ Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
   b.doppelPegel = doppel.nahPegel();
   b.doppelSdr = doppel.sdr(doppel.aa, doppel.an);
   b.doppelSdrVorher = doppel.sdr(doppel.mm, doppel.mn);
-  if (fernAllein > 0) {
-    b.falschMarkiert = static_cast<double>(falsch) / static_cast<double>(fernAllein);
+}
+
+// Blocks of one kind, and those of them that are marked wrongly.
+struct Anteil {
+  std::size_t alle = 0;
+  std::size_t falsche = 0;
+
+  void nimm(bool falsch) {
+    ++alle;
+    falsche += falsch ? 1 : 0;
   }
-  if (silben > 0) b.nichtMarkiert = static_cast<double>(verpasst) / static_cast<double>(silben);
-  if (ausgabe != nullptr) *ausgabe = std::move(aus);
+  [[nodiscard]] std::optional<double> wert() const {
+    if (alle == 0) return std::nullopt;
+    return static_cast<double>(falsche) / static_cast<double>(alle);
+  }
+};
+
+void bewerteMarken(const Szene& szene, const Lauf& lauf, Bewertung& b) {
+  const Vorgabe& v = szene.vorgabe;
+  Anteil falsch;
+  Anteil verpasst;
+  for (std::size_t ab = 0; ab + BLOCK <= szene.mikro.size(); ab += BLOCK) {
+    const double t = static_cast<double>(ab) / RATE;
+    const bool sprache = lauf.marken[ab + BLOCK / 2];
+    double silbe = 0.0;
+    for (std::size_t i = ab; i < ab + BLOCK; ++i)
+      silbe += szene.nah[i] * szene.nah[i];
+    if (in(v.fern, t) && !in(v.nah, t, NACHWIRKUNG)) falsch.nimm(sprache);
+    if (in(v.nah, t) && silbe / BLOCK > 0.02 * 0.02) verpasst.nimm(!sprache);
+    b.verlauf.push_back({pegel({szene.mikro.data() + ab, BLOCK}),
+                         pegel({szene.referenz.data() + ab, BLOCK}),
+                         pegel({lauf.aus.data() + ab, BLOCK}), sprache, lauf.tore[ab + BLOCK / 2]});
+  }
+  b.falschMarkiert = falsch.wert();
+  b.nichtMarkiert = verpasst.wert();
+}
+
+}  // namespace
+
+Bewertung bewerte(const Szene& szene, std::vector<float>* ausgabe) {
+  Lauf lauf = fuehreDurch(szene);
+  Bewertung b;
+  b.richtigNach = lauf.richtigNach;
+  bewerteKlang(szene, lauf, b);
+  bewerteMarken(szene, lauf, b);
+  if (ausgabe != nullptr) *ausgabe = std::move(lauf.aus);
   return b;
 }
 
