@@ -75,8 +75,7 @@ PLATTFORMEN = {
     "platform/linux/LinuxPlattform.cpp": "platform/linux/LinuxPlattform.h",
     "platform/macos/MacPlattform.mm": "platform/macos/MacPlattform.h",
 }
-# The rooms inside a platform stand beside each other, under the roof that ties them together. On macOS the
-# calls of one room need those of others, and the storeys of scripts/lib/raeume.py are what keeps them apart.
+# The rooms inside a platform stand beside each other, under the roof that ties them together.
 LINUX = {
     "platform/linux/audio/PipewireInput.cpp": (
         ["platform/linux/LinuxHostClock.h", "platform/clock/Hosttakt.h", "platform/AudioInput.h"],
