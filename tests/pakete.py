@@ -131,6 +131,7 @@ class Installiert(unittest.TestCase):
         for name in ("clean-wav", "clean-wav-static"):
             with self.subTest(programm=name):
                 self.ist_gereinigt(os.path.join(bau, name))
+                self.schont_dateien(os.path.join(bau, name))
 
     def test_bibliothek_ueber_pkg_config(self):
         umgebung = {"PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig")}
@@ -171,7 +172,7 @@ class Installiert(unittest.TestCase):
 
     def test_bibliothek_aus_python(self):
         befehl = "/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py")
-        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")}
+        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, freigabe.bibliothek())}
         self.ist_gereinigt(*befehl, umgebung=umgebung)
         self.schont_dateien(*befehl, umgebung=umgebung)
 
@@ -196,9 +197,28 @@ class Installiert(unittest.TestCase):
 
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
-                                  os.path.join(self.lib, "libhallkorb-audio.so.0")).split()
+                                  os.path.join(self.lib, freigabe.bibliothek())).split()
         self.assertIn("hallkorb_echo_new", namen)
         self.assertEqual([name for name in namen if not name.startswith("hallkorb_")], [])
+
+    def test_keine_andere_schnittstelle(self):
+        """The major version may change the interface, before 1.0.0 the second number: who asks for another one
+        gets none."""
+        kopf = pakete.fuehre_aus("readelf", "-d", os.path.join(self.lib, "libhallkorb-audio.so"))
+        self.assertIn(f"[{freigabe.bibliothek()}]", kopf)
+        gross, klein, _ = map(int, freigabe.version().split("."))
+        andere = (f"{gross - 1}.0", f"{gross + 1}.0") if gross else (f"0.{klein - 1}", f"0.{klein + 1}")
+        for verlangt, da in ((f"{gross}.{klein}", 1), (andere[0], 0), (andere[1], 0)):
+            with self.subTest(verlangt=verlangt):
+                ort = os.path.join(self.ordner, f"verlangt-{verlangt}")
+                os.makedirs(ort)
+                with open(os.path.join(ort, "CMakeLists.txt"), "w", encoding="ascii") as datei:
+                    datei.write("cmake_minimum_required(VERSION 3.21)\nproject(verlangt LANGUAGES C)\n"
+                                f"find_package(hallkorb {verlangt} QUIET)\n"
+                                'message(STATUS "found ${hallkorb_FOUND} of ${hallkorb_CONSIDERED_VERSIONS}")\n')
+                ausgabe = pakete.fuehre_aus("cmake", "-G", "Ninja", "-S", ort, "-B", os.path.join(ort, "bau"),
+                                            f"-DCMAKE_PREFIX_PATH={self.usr}")
+                self.assertIn(f"found {da} of {freigabe.version()}\n", ausgabe)
 
 
 class Gepackt(unittest.TestCase):
@@ -208,7 +228,13 @@ class Gepackt(unittest.TestCase):
     def setUpClass(cls):
         cls.halter = tempfile.TemporaryDirectory()
         cls.ziel = os.path.join(cls.halter.name, "release")
-        freigabe.mache(cls.ziel, None)
+        # As a person names it who stands elsewhere.
+        hier = os.getcwd()
+        os.chdir(cls.halter.name)
+        try:
+            freigabe.mache("release", None)
+        finally:
+            os.chdir(hier)
         cls.pakete = sorted(glob.glob(os.path.join(cls.ziel, "*.deb")) + glob.glob(os.path.join(cls.ziel, "*.rpm")))
 
     @classmethod
