@@ -195,6 +195,42 @@ class Installiert(unittest.TestCase):
                 self.assertEqual(self.bytes_von(ziel), self.soll)
                 os.unlink(ziel)
 
+    def test_beispiele_der_seite(self):
+        """The C of docs/library.md, all of it in one program: half a second that a device has lost is silence on
+        the timeline, and three seconds of sound are one chunk."""
+        with open(os.path.join(WURZEL, "docs", "library.md"), encoding="utf-8") as datei:
+            bloecke = re.findall(r"^```c\n(.*?)^```$", datei.read(), re.MULTILINE | re.DOTALL)
+        self.assertEqual(len(bloecke), 3)
+        quelle, kopie = (os.path.join(self.ordner, name) for name in ("seite.c", "kopie.wav"))
+        with open(quelle, "w", encoding="ascii") as datei:
+            datei.write("#include <stdio.h>\n#include <hallkorb/audio.h>\n" + "\n".join(bloecke) + """
+                int main(int argc, char** argv) {
+                  static float sound[48000];
+                  struct channel channel = {NULL, NULL, 0};
+                  int i;
+                  if (argc != 4 || copy_wav(argv[1], argv[2])) return 1;
+                  for (i = 0; i < 48000; ++i) sound[i] = i / 20 % 2 ? 0.1F : -0.1F;
+                  if (begin(&channel, 16000, 10.0)) return 2;
+                  for (i = 0; i < 100; ++i)
+                    if (deliver(&channel, 16000, sound + 160 * i, 160, 10.0 + 0.01 * i + (i < 50 ? 0.0 : 0.5)))
+                      return 3;
+                  if (hallkorb_clock_flush(channel.clock)) return 4;
+                  printf("%u samples\\n", (unsigned)channel.samples);
+                  hallkorb_clock_free(channel.clock);
+                  hallkorb_timeline_free(channel.timeline);
+                  return cut(sound, 48000, argv[3]);
+                }""")
+        programm = os.path.join(self.ordner, "seite")
+        pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
+                          f"-I{self.usr}/include", quelle, f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+        ausgabe = pakete.fuehre_aus(programm, self.mikro, kopie, self.ordner,
+                                    umgebung={"LD_LIBRARY_PATH": self.lib})
+        self.assertAlmostEqual(int(re.search(r"^(\d+) samples$", ausgabe, re.MULTILINE)[1]), 24000, delta=100)
+        self.assertIn(f'{{"chunk":0,"channel":"me","path":"{self.ordner}/chunk_me_000.wav","t0":0.00,"t1":3.00}}\n',
+                      ausgabe)
+        with wave.open(self.mikro) as mikro, wave.open(kopie) as gleich:
+            self.assertEqual(gleich.getparams(), mikro.getparams())
+
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
                                   os.path.join(self.lib, freigabe.bibliothek())).split()

@@ -1,6 +1,6 @@
 /* The audio core of hallkorb for C and for languages that can call C: echo path, timeline, clock
- * stage, chunker and WAV files. docs/library.md explains each with an example; hallkorb/audio.hpp
- * wraps it for C++.
+ * stage, chunker and WAV files. docs/library.md has an example of each; hallkorb/audio.hpp wraps it
+ * for C++.
  *
  * Handles are opaque. A call returns HALLKORB_OK or another hallkorb_status and never stops the
  * process; after a failure hallkorb_error_text() has a sentence about it, and unless a call says
