@@ -56,8 +56,7 @@ void WavLeser::lies(std::span<const std::uint8_t>& bytes) {
       } else {
         sammle(bytes, BLOCK_KOPF);
         if (kopfBytes_ >= BLOCK_KOPF) {
-          if (std::memcmp(kopf_.data(), "fmt ", 4) == 0)
-            sammle(bytes, formatBytes(kopf_.data()));
+          if (std::memcmp(kopf_.data(), "fmt ", 4) == 0) sammle(bytes, formatBytes(kopf_.data()));
           behandleKopf();
         }
       }

@@ -62,13 +62,13 @@ int hallkorb_clock_feed(hallkorb_clock* clock, const hallkorb_block* block) {
     if (block->frames == 0) return int{HALLKORB_OK};
     const bool bekannt = std::isfinite(block->time) && block->time > 0;
     const std::size_t anzahl = std::size_t{block->frames} * block->channels;
-    clock->takt.nimm(hallkorb::PcmBlock{
-        .format = {.rate = block->rate,
-                   .channels = block->channels,
-                   .interleaved = block->interleaved != 0},
-        .frames = block->frames,
-        .samples = hallkorb::geheilt(block->samples, anzahl, clock->heil),
-        .hostTime = bekannt ? std::optional(block->time) : std::nullopt});
+    clock->takt.nimm(
+        hallkorb::PcmBlock{.format = {.rate = block->rate,
+                                      .channels = block->channels,
+                                      .interleaved = block->interleaved != 0},
+                           .frames = block->frames,
+                           .samples = hallkorb::geheilt(block->samples, anzahl, clock->heil),
+                           .hostTime = bekannt ? std::optional(block->time) : std::nullopt});
     return int{HALLKORB_OK};
   });
 }

@@ -145,7 +145,8 @@ class Host {
     return outcome(status);
   }
 
-  // A recorder that has closed its streams may still hang: signals and times count until it is gone.
+  // A recorder that has closed its streams may still hang: signals and times count until it is
+  // gone.
   int waitForEnd() {
     constexpr int OFTEN = 20;  // ms; usually it is gone at once
     int status = 0;

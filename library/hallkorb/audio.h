@@ -11,11 +11,11 @@
  * calling thread, during the call, and may use other objects but not their own. They must not
  * throw.
  *
- * Units: samples are 32-bit floats in [-1, 1]; one that is not finite counts as 0. Times are seconds
- * on one clock of the caller's choice that never jumps; HALLKORB_NO_TIME, and every time that is
- * not finite or not positive, means unknown. Text is UTF-8, file names are the system's. Text and
- * arrays that a callback or a call hands out belong to the library and are valid during the
- * callback, or until the next call on the same object.
+ * Units: samples are 32-bit floats in [-1, 1]; one that is not finite counts as 0. Times are
+ * seconds on one clock of the caller's choice that never jumps; HALLKORB_NO_TIME, and every time
+ * that is not finite or not positive, means unknown. Text is UTF-8, file names are the system's.
+ * Text and arrays that a callback or a call hands out belong to the library and are valid during
+ * the callback, or until the next call on the same object.
  *
  * The interface of one major version only grows. Before 1.0.0 the second number counts as the major
  * one.

@@ -106,8 +106,8 @@ TEST(Audio, ASampleThatIsNoNumberCountsAsSilence) {
 // loud.
 TEST(Audio, NoPartHandsOnASampleThatIsNoNumber) {
   const std::string ort = ordner("keine-zahl");
-  for (const float stelle : {std::numeric_limits<float>::quiet_NaN(),
-                             -std::numeric_limits<float>::infinity()}) {
+  for (const float stelle :
+       {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity()}) {
     const std::vector<float> keine(32000, stelle);
 
     WavWriter schreiber(ort + "/a.wav", 16000);
