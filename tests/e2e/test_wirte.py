@@ -188,7 +188,8 @@ class Gespielt(wirtsfall.Wirtsfall):
         self.assertEqual([name for name in sorted(os.listdir(self.ziel)) if name.isdigit()],
                          ["1", "2", "3", "4"])
         self.assertEqual(wirt.lies("4/ereignisse.jsonl"), f"{START}\n{chunk('me', 0, 0.0, 1.0)}\n")
-        self.pruefe_abschrift(wirt, [(0.0, 1.0, "me", "chunk_me_000")] * 3)
+        # All of them say that they began at the same moment; one recording follows the other.
+        self.pruefe_abschrift(wirt, [(nummer, nummer + 1.0, "me", "chunk_me_000") for nummer in range(3)])
 
         wirt = self.gespielt([START, *SCHLUSS], "--seconds", "0.2", "--patience", "0.2", spiel=["--taub"])
         wirt.ende(1)
