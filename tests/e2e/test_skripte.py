@@ -333,6 +333,16 @@ class Skripte(unittest.TestCase):
         gefunden = zeilen.warte(lambda text: re.search(muster, text), frist)
         self.assertIsNotNone(gefunden, "\n".join(zeilen.texte()))
 
+    def pruefe_zeilen_und_seite(self, ordner):
+        """The lines are kept, all of them, and the page is made of them."""
+        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            saetze = lauf.geprueft(datei.read())
+        self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
+        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
+                         {name for name in os.listdir(ordner) if name.startswith("chunk_")})
+        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
+            self.assertIn('"chunk_them_000.wav"', datei.read())
+
     def test_record_mit_frist(self):
         ordner = os.path.join(self.ordner, "aufnahme")
         prozess, zeilen = self.starte(RECORD, "--seconds", "20", "--kein-echo", "--out", ordner)
@@ -359,16 +369,6 @@ class Skripte(unittest.TestCase):
                 continue
             self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
         self.niemand_mehr_da()
-
-    def pruefe_zeilen_und_seite(self, ordner):
-        """The lines are kept, all of them, and the page is made of them."""
-        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
-            saetze = lauf.geprueft(datei.read())
-        self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
-        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
-                         {name for name in os.listdir(ordner) if name.startswith("chunk_")})
-        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
-            self.assertIn('"chunk_them_000.wav"', datei.read())
 
     def test_record_nimmt_ein_laufendes_pipewire(self):
         ordner = os.path.join(self.ordner, "aufnahme")
