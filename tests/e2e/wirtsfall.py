@@ -74,7 +74,7 @@ class Wirt:
                 with open(f"/proc/{pid}/cmdline", "rb") as datei:
                     if b"--spiele" in datei.read().split(b"\0")[:-1]:
                         return pid
-            except FileNotFoundError:
+            except (FileNotFoundError, ProcessLookupError):
                 continue
         return None
 
