@@ -338,9 +338,10 @@ std::variant<std::vector<Tat>, Fehler> repariereSitzung(const std::string& pfad,
                                                         Dateien& dateien) {
   const Sperre sperre(pfad, dateien);
   if (sperre.besetzt())
-    return Fehler{"hallkorb", EWOULDBLOCK, "in diesen Ordner wird gerade aufgenommen"};
+    return Fehler::eigener(Fehlercode::inArbeit, "in diesen Ordner wird gerade aufgenommen");
   auto ordner = liesSitzungsordner(pfad, dateien);
-  if (!sperre.lesbar() || !ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  if (!sperre.lesbar() || !ordner)
+    return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
   return Reparierer(std::move(*ordner), fortschritt, dateien).laufe();
 }
 
