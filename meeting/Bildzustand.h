@@ -92,7 +92,7 @@ class Bildzustand {
   // The stop.
   [[nodiscard]] Ende brichAb();
   // Books what is open; returns the sources with their times, longest first.
-  [[nodiscard]] std::vector<Bildzeiten::Eintrag> schliesseZeiten();
+  [[nodiscard]] std::vector<Bildzeiten::Quellenzeit> schliesseZeiten();
 
  private:
   // With `zustand_` held.
