@@ -1,7 +1,6 @@
 #include "session/Zusammenfuegung.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -177,9 +176,10 @@ std::variant<std::vector<Ergebnisdatei>, Fehler> fuegeZusammen(
     const std::string& pfad, const Wuensche& wuensche,
     const std::function<void(double)>& fortschritt) {
   auto ordner = liesSitzungsordner(pfad);
-  if (!ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  if (!ordner) return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
   Zusammenfuegung arbeit(std::move(*ordner), wuensche, fortschritt);
-  if (!arbeit.hatTon()) return Fehler{"hallkorb", ENODATA, "der Ordner enthaelt keinen Ton"};
+  if (!arbeit.hatTon())
+    return Fehler::eigener(Fehlercode::nichtsDa, "der Ordner enthaelt keinen Ton");
   if (!wuensche.ziel.empty()) {
     if (Ergebnis ergebnis = erzeugeOrdner(wuensche.ziel); ergebnis.gescheitert())
       return std::move(ergebnis).fehler();

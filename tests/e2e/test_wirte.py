@@ -115,7 +115,7 @@ class Gespielt(wirtsfall.Wirtsfall):
         wirt = self.gespielt([
             '{"event":"degraded","channel":"me","message":"kein Ger\u00e4t"}', START[:-1] + ',"neu":{"a":[1]}}',
             chunk("them", 0, 0.5, 2.0), chunk("me", 0, 0.0, 3.25, mehr=',"sprache_ms":2000,"neu":null'),
-            '{"event":"unterbrochen","channel":"me","message":"weg"}', '{"neu":1}',
+            '{"event":"spaeter","channel":"me","message":"weg"}', '{"neu":1}',
             '{"event":"video_start","quelle":"Zoom\u0007 \u00b7 \\"A\\"","art":"fenster","rang":1,'
             '"grund":"g","t_s":0.1}',
             '{"event":"video_pause","message":"kein Fenster","t_s":2.0}',
@@ -133,7 +133,7 @@ class Gespielt(wirtsfall.Wirtsfall):
                                          (0.0, 3.25, "me", 0), (0.5, 2.0, "them", 0),
                                          (2.0, 3700.5, "them", 1), (3.25, 4.0, "me", 1))])
         for text in ("without me: kein Ger\u00e4t", "recording into " + self.ziel + "/1: me, them, echo path",
-                     'skipped: {"event":"unterbrochen"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
+                     'skipped: {"event":"spaeter"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
                      'not understood: {"event":[]}', 'not understood: {"event":["done"]}',
                      'not understood: {"event":null', 'not understood: {"event":{"started', "not understood: []",
                      'not understood: {"event":[[[[',
