@@ -144,7 +144,6 @@ TEST_F(MacPlattformTest, BothNamesAreGiven) {
 }
 
 TEST_F(MacPlattformTest, AnAudioServiceThatHangsIsReported) {
-  // The question that is left alone makes no objects when it is answered, whenever that is.
   ersatz::geraetenamen(std::nullopt, std::nullopt);
   ersatz::stummerTondienst(true);
   MacPlattform plattform;
@@ -153,6 +152,7 @@ TEST_F(MacPlattformTest, AnAudioServiceThatHangsIsReported) {
   EXPECT_EQ(std::get<Fehler>(antwort).description, "der Audiodienst antwortet nicht");
   ersatz::stummerTondienst(false);
   EXPECT_EQ(beantwortet(plattform).mikrofon, std::nullopt);
+  ersatz::warteAufTondienst(4);  // the question that was left alone comes to its end, too
 }
 
 TEST_F(MacPlattformTest, WhatTheUserHasPermitted) {

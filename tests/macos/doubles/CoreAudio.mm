@@ -19,7 +19,8 @@ constexpr AudioObjectID AUSGANG = 42;
 
 struct Stand {
   std::mutex lock;
-  std::condition_variable antwortet;
+  std::condition_variable geaendert;
+  long antworten = 0;
   std::optional<std::string> eingang = "MacBook Pro-Mikrofon";
   std::optional<std::string> ausgang = "MacBook Pro-Lautsprecher";
   bool ohneNamen = false;
@@ -44,7 +45,9 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID objekt, const AudioObjectPrope
                                     UInt32, const void*, UInt32* bytes, void* ziel) {
   @autoreleasepool {
     std::unique_lock halter(stand().lock);
-    stand().antwortet.wait(halter, [] { return !stand().stumm; });
+    stand().geaendert.wait(halter, [] { return !stand().stumm; });
+    ++stand().antworten;
+    stand().geaendert.notify_all();
     const AudioObjectPropertySelector was = adresse->mSelector;
     if (adresse->mScope != kAudioObjectPropertyScopeGlobal) return UNBEKANNT;
     if (objekt == kAudioObjectSystemObject && was == kAudioHardwarePropertyDefaultInputDevice)
@@ -74,13 +77,20 @@ void ohneNamen(bool ja) {
 void stummerTondienst(bool ja) {
   const std::lock_guard halter(stand().lock);
   stand().stumm = ja;
-  stand().antwortet.notify_all();
+  stand().geaendert.notify_all();
+}
+
+void warteAufTondienst(long antworten) {
+  std::unique_lock halter(stand().lock);
+  stand().geaendert.wait(halter, [&] { return stand().antworten >= antworten; });
 }
 
 void setzeTondienstZurueck() {
   geraetenamen("MacBook Pro-Mikrofon", "MacBook Pro-Lautsprecher");
   ohneNamen(false);
   stummerTondienst(false);
+  const std::lock_guard halter(stand().lock);
+  stand().antworten = 0;
 }
 
 }  // namespace hallkorb::ersatz

@@ -31,6 +31,8 @@ void geraetenamen(std::optional<std::string> eingang, std::optional<std::string>
 // The audio service gives no names, or answers nothing at all.
 void ohneNamen(bool ja);
 void stummerTondienst(bool ja);
+// Waits until it has given so many answers.
+void warteAufTondienst(long antworten);
 // The permission to record the screen.
 void bildschirmErlaubt(bool ja);
 // The program that plays sounds on the platform; nullopt for none.
