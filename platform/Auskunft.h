@@ -1,5 +1,5 @@
 // What a platform says about itself to a person whose recording does not work: the devices by name,
-// a way to make a sound, and what to do about what is missing.
+// what the user has permitted, a way to make a sound, and what to do about what is missing.
 //
 // The recorder needs none of it: it takes the default devices, whatever they are called. But "no
 // microphone" helps nobody; which device was tried and which setting to change does, and both are
@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "base/Fehler.h"
 
@@ -33,10 +34,26 @@ enum class Mangel {
   encoder,
 };
 
+// Something that the user must permit before it works.
+struct Genehmigung {
+  enum class Stand {
+    erteilt,
+    ungefragt,  // the first recording asks for it
+    fehlt,      // refused, or nobody was asked yet: the platform does not tell them apart
+    gesperrt,   // the user must not decide
+  };
+
+  std::string wofuer;
+  Stand stand = Stand::erteilt;
+  Mangel mangel = Mangel::mikrofon;  // what is missing without it
+};
+
 class Auskunft {
  public:
   // An error if the audio service cannot be reached.
   [[nodiscard]] virtual std::variant<Geraetenamen, Fehler> geraetenamen() = 0;
+  // Empty if the platform asks its users for none.
+  [[nodiscard]] virtual std::vector<Genehmigung> genehmigungen() = 0;
   // Plays a WAV file on the default speakers, to its end.
   [[nodiscard]] virtual Ergebnis spieleVor(const std::string& wav) = 0;
   // What to do about it: one German sentence without a full stop.

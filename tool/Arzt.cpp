@@ -94,6 +94,7 @@ Arzt::Arzt(Plattform& plattform, Anzeige anzeige)
 bool Arzt::untersuche(const std::string& ordner, bool mitEcho) {
   const auto task = plattform_.executor().starte([&] {
     pruefeTondienst();
+    pruefeGenehmigungen();
     pruefeTon(mitEcho);
     pruefeBildschirm();
     pruefeEncoder(ordner);
@@ -121,6 +122,30 @@ void Arzt::pruefeTondienst() {
   }
   namen_ = std::get<Geraetenamen>(std::move(antwort));
   melde({Lage::gut, "Audiodienst", "ist da", {}});
+}
+
+// What the platform answers before anything is started. Whether a recording works depends on what
+// the devices themselves do afterwards.
+void Arzt::pruefeGenehmigungen() {
+  for (const Genehmigung& eine : plattform_.genehmigungen()) {
+    const std::string was = "Erlaubnis " + eine.wofuer;
+    switch (eine.stand) {
+      case Genehmigung::Stand::erteilt:
+        melde({Lage::gut, was, "erteilt", {}});
+        break;
+      case Genehmigung::Stand::ungefragt:
+        melde({Lage::hinweis, was, "noch nicht gefragt; das System fragt gleich",
+               "die Frage des Systems beantworten und noch einmal untersuchen"});
+        break;
+      case Genehmigung::Stand::fehlt:
+        melde({Lage::mangel, was, "nicht erteilt", plattform_.abhilfe(eine.mangel)});
+        break;
+      case Genehmigung::Stand::gesperrt:
+        melde({Lage::mangel, was, "durch Bildschirmzeit oder ein Verwaltungsprofil gesperrt",
+               "die Sperre aufheben lassen"});
+        break;
+    }
+  }
 }
 
 void Arzt::pruefeTon(bool mitEcho) {

@@ -1,8 +1,8 @@
 // The examination of the computer: what a recording would find here.
 //
 // Nothing is asked that a recording does not need, and nothing is guessed: the devices are started
-// as the recorder starts them, and what fails then is what would fail. So permissions are examined
-// too: a system that refuses one lets the start fail, or delivers nothing but zeros.
+// as the recorder starts them, and what fails then is what would fail. What the user has permitted
+// is named beforehand: a system that refuses it lets the start fail, or delivers nothing but zeros.
 //
 // It is silent but for the test sound, which is played only on request, and leaves nothing behind.
 // It runs on a task beside the main thread's run loop, which some platforms need.
@@ -50,6 +50,7 @@ class Arzt {
  private:
   void melde(const Diagnose& diagnose);
   void pruefeTondienst();
+  void pruefeGenehmigungen();
   void pruefeTon(bool mitEcho);
   bool starteProbe(Pegelprobe& probe, const char* was, const std::optional<std::string>& name,
                    Mangel mangel);

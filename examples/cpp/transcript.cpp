@@ -57,6 +57,15 @@ bool replace(const std::string& path, const std::string& content) {
   return file.good() && std::rename(part.c_str(), path.c_str()) == 0;
 }
 
+// Whether the child has ended; waits for that unless `options` has WNOHANG. It is not reaped yet:
+// until then nobody can kill what has its number next.
+bool hasEnded(int pid, int options) {
+  siginfo_t gone{};
+  while (waitid(P_PID, static_cast<id_t>(pid), &gone, WEXITED | WNOWAIT | options) < 0)
+    if (errno != EINTR) return true;
+  return gone.si_pid != 0;
+}
+
 std::string joined(const std::string& text) {
   std::istringstream words(text);
   std::string result;
@@ -268,9 +277,10 @@ void Transcriber::ask(double offset, const Chunk& chunk) {
   }
 }
 
-// What it prints until its end; killed if that takes too long.
+// What it prints, once it has ended; killed if that takes too long.
 Transcriber::Answer Transcriber::answerOf(const Child& child) {
   using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds PAUSE(5);
   const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                       std::chrono::duration<double>(limit_));
   Answer answer;
@@ -286,12 +296,13 @@ Transcriber::Answer Transcriber::answerOf(const Child& child) {
     if (length > 0) answer.text.append(buffer.data(), static_cast<std::size_t>(length));
   }
   close(child.out);  // what has left the group may hold the other end open
-  if (answer.late) kill(-child.pid, SIGKILL);
-  // Seen here, and reaped only when nobody can kill what has its number next.
-  siginfo_t gone{};
-  while (waitid(P_PID, static_cast<id_t>(child.pid), &gone, WEXITED | WNOWAIT) < 0 &&
-         errno == EINTR) {
+  // It may have closed its output and run on.
+  while (!answer.late && !hasEnded(child.pid, WNOHANG)) {
+    std::this_thread::sleep_for(PAUSE);
+    answer.late = Clock::now() >= end;
   }
+  if (answer.late) kill(-child.pid, SIGKILL);
+  hasEnded(child.pid, 0);
   setChild(-1);
   while (waitpid(child.pid, &answer.status, 0) < 0 && errno == EINTR) {
   }

@@ -156,6 +156,8 @@ final class Transcriber: @unchecked Sendable {
     if chunk.path.utf8.contains(0) { return say("transcriber: a zero byte for \(name)") }
     let child = Process()
     let answer = Pipe()
+    let ended = DispatchSemaphore(value: 0)
+    child.terminationHandler = { _ in ended.signal() }
     child.executableURL = URL(fileURLWithPath: "/bin/sh")
     // Ctrl-C in a terminal goes to every program in it, and must not cost the last answers.
     child.arguments = ["-c", "trap '' INT; \(command) \"$1\"", "sh", chunk.path]
@@ -168,14 +170,18 @@ final class Transcriber: @unchecked Sendable {
       running = child
       if givenUp { end(child) }
     }
-    let data = read(answer.fileHandleForReading)
-    if data == nil {
+    let until = ProcessInfo.processInfo.systemUptime + limit
+    let data = read(answer.fileHandleForReading, until)
+    // It may close its output and run on.
+    let rest = max(0, until - ProcessInfo.processInfo.systemUptime)
+    let late = data == nil || ended.wait(timeout: .now() + rest) == .timedOut
+    if late {
       say("transcriber: no answer within \(limit) s for \(name)")
       lock.withLock { end(child) }
     }
     child.waitUntilExit()
     lock.withLock { running = nil }
-    guard let data else { return }
+    guard let data, !late else { return }
     let text = String(decoding: data, as: UTF8.self).split(whereSeparator: \.isWhitespace)
       .joined(separator: " ")
     if child.terminationReason == .uncaughtSignal || child.terminationStatus != 0 {
@@ -192,9 +198,8 @@ final class Transcriber: @unchecked Sendable {
     }
   }
 
-  /// What comes until the end; nil if that takes longer than the limit.
-  private func read(_ file: FileHandle) -> Data? {
-    let until = ProcessInfo.processInfo.systemUptime + limit
+  /// What comes until the end; nil if that takes longer than until that uptime.
+  private func read(_ file: FileHandle, _ until: Double) -> Data? {
     var data = Data()
     while true {
       let rest = until - ProcessInfo.processInfo.systemUptime

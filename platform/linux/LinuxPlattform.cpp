@@ -52,6 +52,10 @@ std::variant<Geraetenamen, Fehler> LinuxPlattform::geraetenamen() {
   return pipewireGeraete();
 }
 
+std::vector<Genehmigung> LinuxPlattform::genehmigungen() {
+  return {};
+}
+
 Ergebnis LinuxPlattform::spieleVor(const std::string& wav) {
   const Programmende ende = fuehreProgrammAus({"pw-play", wav});
   if (ende.fehlt())

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/LinuxRunLoop.h"
@@ -30,6 +31,7 @@ class LinuxPlattform final : public Plattform {
                                                          const VideoEinstellungen& einstellungen,
                                                          Fehler& fehler) override;
   [[nodiscard]] std::variant<Geraetenamen, Fehler> geraetenamen() override;
+  [[nodiscard]] std::vector<Genehmigung> genehmigungen() override;
   [[nodiscard]] Ergebnis spieleVor(const std::string& wav) override;
   [[nodiscard]] std::string abhilfe(Mangel mangel) const override;
 

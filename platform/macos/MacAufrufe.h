@@ -5,6 +5,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "platform/macos/audio/AvKonverter.h"
 #include "platform/macos/audio/EngineAufrufe.h"
@@ -21,5 +23,10 @@ namespace hallkorb {
 [[nodiscard]] std::unique_ptr<SchreiberAufrufe> avAssetWriter();
 // AVAudioConverter, from mono at `von` to mono at `nach` Hz; null if the system has none.
 [[nodiscard]] std::unique_ptr<KonverterAufrufe> avAudioConverter(double von, double nach);
+
+// The name of the device that the system records from, or plays on, by default; nullopt if there is
+// none, or if it has no name. Waits for the audio service.
+enum class Richtung { eingang, ausgang };
+[[nodiscard]] std::optional<std::string> standardgeraet(Richtung richtung);
 
 }  // namespace hallkorb

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "platform/macos/MacHostClock.h"
 #include "platform/macos/MacRunLoop.h"
@@ -37,6 +38,7 @@ class MacPlattform final : public Plattform {
                                                          const VideoEinstellungen& einstellungen,
                                                          Fehler& fehler) override;
   [[nodiscard]] std::variant<Geraetenamen, Fehler> geraetenamen() override;
+  [[nodiscard]] std::vector<Genehmigung> genehmigungen() override;
   [[nodiscard]] Ergebnis spieleVor(const std::string& wav) override;
   [[nodiscard]] std::string abhilfe(Mangel mangel) const override;
 

@@ -7,6 +7,7 @@
 #include <chrono>
 
 #include "base/Fremdprogramm.h"
+#include "platform/Befristet.h"
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/audio/MikrofonGeraet.h"
 #include "platform/macos/audio/SystemTonGeraet.h"
@@ -19,6 +20,11 @@
 #endif
 
 namespace hallkorb {
+namespace {
+
+constexpr double NAMEN_FRIST = 3.0;  // seconds
+
+}  // namespace
 
 // The system suspends a process without windows that seems idle, and lets the computer sleep; both
 // would tear holes in the recording.
@@ -84,9 +90,37 @@ std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,
   return AssetSchreiber::neu(avAssetWriter(), pfad, einstellungen, fehler);
 }
 
-// The captures follow the default devices without ever learning their names.
+// The captures follow the default devices without ever learning their names. The question for those
+// waits for as long as the audio service hangs.
 std::variant<Geraetenamen, Fehler> MacPlattform::geraetenamen() {
-  return Geraetenamen{};
+  const auto namen = std::make_shared<Geraetenamen>();
+  const bool geantwortet = laufeBefristet(executor_, NAMEN_FRIST, [namen] {
+    namen->mikrofon = standardgeraet(Richtung::eingang);
+    namen->lautsprecher = standardgeraet(Richtung::ausgang);
+  });
+  if (!geantwortet) return Fehler{"posix", ETIMEDOUT, "der Audiodienst antwortet nicht"};
+  return *namen;
+}
+
+std::vector<Genehmigung> MacPlattform::genehmigungen() {
+  using Stand = Genehmigung::Stand;
+  const auto mikrofon = [] {
+    switch (avEngine()->erlaubnis()) {
+      case Erlaubnis::erteilt:
+        return Stand::erteilt;
+      case Erlaubnis::nichtGefragt:
+        return Stand::ungefragt;
+      case Erlaubnis::eingeschraenkt:
+        return Stand::gesperrt;
+      case Erlaubnis::verweigert:
+        break;
+    }
+    return Stand::fehlt;  // also for what a later system may add
+  };
+  // Does not ask the user.
+  const Stand bildschirm = CGPreflightScreenCaptureAccess() ? Stand::erteilt : Stand::fehlt;
+  return {{"Mikrofon", mikrofon(), Mangel::mikrofon},
+          {"Bildschirm und Systemton", bildschirm, Mangel::bildschirm}};
 }
 
 Ergebnis MacPlattform::spieleVor(const std::string& wav) {
@@ -108,14 +142,15 @@ std::string MacPlattform::abhilfe(Mangel mangel) const {
              "Mikrofon waehlen";
     case Mangel::systemAudio:
     case Mangel::bildschirm:
-      return "in den Systemeinstellungen unter Datenschutz & Sicherheit > Bildschirmaufnahme das "
-             "Programm erlauben, das hallkorb startet (auch das Terminal), und es neu starten";
+      return "in den Systemeinstellungen unter Datenschutz & Sicherheit > Bildschirm- & "
+             "Systemaudioaufnahme (bis macOS 14: Bildschirmaufnahme) das Programm erlauben, das "
+             "hallkorb startet (auch das Terminal), und es neu starten";
     case Mangel::vorrang:
       return "andere Programme beenden, die den Rechner auslasten";
     case Mangel::encoder:
-      return "das System auf den neuesten Stand bringen";
+      break;
   }
-  return {};
+  return "das System auf den neuesten Stand bringen";
 }
 
 }  // namespace hallkorb

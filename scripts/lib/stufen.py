@@ -458,7 +458,7 @@ def stufe_macos_e2e(zaehler):
     if not prozesse.LINUX:
         return
     for preset in ("macos-asan", "macos-tsan"):
-        baue(preset, "hallkorb", optionen=SCHNELL_MACOS)
+        baue(preset, "hallkorb", "hallkorb-sitzung", optionen=SCHNELL_MACOS)
         # Of one thread, and under the thread sanitizer much slower.
         vektoren = [] if preset == "macos-asan" else ["--windows"]
         _macos_e2e(zaehler, preset, vektoren)

@@ -81,9 +81,12 @@ class MacFall(lauf.Fall):
     def pruefe_ende(self, aufnahme, *, status=0):
         """The end, and that nothing of the platform was misused or is still held."""
         self.assertEqual(aufnahme.ende(FRIST), status, aufnahme.alles())
+        return self.pruefe_gehalten(aufnahme.alles())
+
+    def pruefe_gehalten(self, alles):
         gehalten = self.buch.gehalten()
         for was in ("zuFrueh", "falscheFreigaben", "ohnePool", "beobachter", "aktivitaeten"):
-            self.assertEqual(gehalten[was], 0, (was, aufnahme.alles()))
+            self.assertEqual(gehalten[was], 0, (was, alles))
         self.assertGreater(gehalten["fensterserver"], 0)
         return gehalten
 

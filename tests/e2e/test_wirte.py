@@ -301,24 +301,26 @@ class Gespielt(wirtsfall.Wirtsfall):
                 'echo "$x"; }; f')
 
     def pruefe_haengendes(self):
-        """A transcriber that never answers costs only its own chunk, with all that it has started; one that
-        cannot be started, too. What was answered is in the files at once, and a second signal ends the
-        waiting."""
+        """A transcriber that never answers costs only its own chunk, with all that it has started; so does one
+        that closes its output and runs on, and one that cannot be started. What was answered is in the files at
+        once, and a second signal ends the waiting."""
         hin, her = (os.path.join(self.ordner, name) for name in ("me_005.wav", "me_006.wav"))
         os.mkfifo(hin)
         os.mkfifo(her)
         lang = chunk("me", 2, 0.0, 1.0, ordner="/" + "x" * 200000)  # longer than an argument may be
         nul = chunk("me", 3, 0.0, 1.0).replace("/r/", "/r\\u0000/")
         wirt = self.gespielt(
-            [START, chunk("me", 1, 0.0, 1.0), lang, nul, chunk("me", 4, 4.0, 5.0), *SCHLUSS],
+            [START, chunk("me", 1, 0.0, 1.0), lang, nul, chunk("me", 8, 2.0, 3.0), chunk("me", 4, 4.0, 5.0),
+             *SCHLUSS],
             "--limit", "1", spiel=["--ende", "0"],
-            schreiber='f() { case $1 in *me_001*) sleep 1000 | sleep 1000;; esac; echo da; }; f')
+            schreiber='f() { case $1 in *me_001*) sleep 1000 | sleep 1000;; '
+                      '*me_008*) echo nie; exec >&-; sleep 1000;; esac; echo da; }; f')
         wirt.meldung("transcriber: no answer within")
         wirt.ende(0)
         self.warte_bis(lambda: not prozesse.nachkommen(), "the end of what the transcriber has started")
         # On a slow machine the last one is late, too.
         self.assertEqual(sum("[host] transcriber: " in zeile for zeile in wirt.stand.texte())
-                         + len(wirt.aus.texte()), 4, wirt.alles())
+                         + len(wirt.aus.texte()), 5, wirt.alles())
         self.pruefe_abschrift(wirt, [(4.0, 5.0, "me", "da")] * len(wirt.aus.texte()))
 
         wirt = self.gespielt([START, *(chunk("me", nummer, nummer, nummer + 1.0) for nummer in (5, 6, 7)),

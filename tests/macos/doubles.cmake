@@ -9,7 +9,7 @@ endif()
 # The frameworks' declarations without the C library's, which is the system's own here.
 set(sdk ${PROJECT_SOURCE_DIR}/tests/macos/sdk/usr/include)
 set(kopfzeilen ${PROJECT_BINARY_DIR}/macos-sdk)
-foreach(name AVFAudio AVFoundation Accelerate Availability.h AvailabilityMacros.h Block.h
+foreach(name AVFAudio AVFoundation Accelerate CoreAudio Availability.h AvailabilityMacros.h Block.h
         CoreAudioTypes CoreFoundation CoreGraphics CoreMedia CoreVideo Foundation ScreenCaptureKit
         TargetConditionals.h dispatch objc os mach/mach_time.h sys/event.h sys/qos.h)
   cmake_path(GET name PARENT_PATH ordner)
@@ -35,15 +35,15 @@ hallkorb_library(hallkorb_ersatz FOLDER tests/macos/doubles
   HEADERS AVAudio.h Antworten.h Bildschirm.h Ersatz.h HKProbe.h Mikrofon.h Posix.h Proben.h Schlangen.h
           Schreiber.h System.h Transformation.h Verfuegbar.h Wandler.h
   SOURCES AVAssetWriter.mm AVAudioConverter.mm AVAudioEngine.mm AVAudioPuffer.mm
-          Benachrichtigungen.mm CoreMedia.mm Fehlerobjekte.mm Hauptschleife.mm Kqueue.cpp Posix.cpp Prozess.mm
-          Quellen.mm SCInhalt.mm SCStrom.mm Sammlungen.mm Schlangen.mm Texte.mm vDSP.cpp
+          Benachrichtigungen.mm CoreAudio.mm CoreMedia.mm Fehlerobjekte.mm Hauptschleife.mm Kqueue.cpp
+          Posix.cpp Prozess.mm Quellen.mm SCInhalt.mm SCStrom.mm Sammlungen.mm Schlangen.mm Texte.mm vDSP.cpp
   DEPENDS hallkorb_laufzeit hallkorb_macos_sdk)
 # A stand-in has what is used of a class.
 target_compile_options(hallkorb_ersatz PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc -Wno-unused-parameter -Wno-deprecated-declarations>)
-# Besides the backend's own calls of signal(), see Quellen.mm. The sections in which the linker
+# Besides the backend's own calls, see Quellen.mm and Prozess.mm. The sections in which the linker
 # collects classes must not be thrown away.
-target_link_options(hallkorb_ersatz INTERFACE -fuse-ld=lld LINKER:--wrap=signal)
+target_link_options(hallkorb_ersatz INTERFACE -fuse-ld=lld LINKER:--wrap=signal,--wrap=posix_spawnp)
 
 # Plays the platform to the whole program, see Drehbuch.cpp; hallkorb alone is linked with it.
 hallkorb_library(hallkorb_spieler FOLDER tests/macos/doubles

@@ -74,6 +74,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   Geraet systemGeraet;
   Bildschirm bildschirm{*this};
   std::variant<Geraetenamen, Fehler> namen = Geraetenamen{"Simmikrofon", "Simlautsprecher"};
+  std::vector<Genehmigung> erlaubt;
   std::optional<Fehler> spielerFehlt;  // spieleVor() fails with this
   double spielDauer = 1.0;             // seconds that spieleVor() takes
   std::vector<std::string> vorgespielt;
@@ -111,6 +112,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
     return bildschirm.videoWriter(pfad, einstellungen, fehler);
   }
   std::variant<Geraetenamen, Fehler> geraetenamen() override { return namen; }
+  std::vector<Genehmigung> genehmigungen() override { return erlaubt; }
   Ergebnis spieleVor(const std::string& wav) override;
   std::string abhilfe(Mangel mangel) const override {
     return "Rat " + std::to_string(static_cast<int>(mangel));

@@ -120,6 +120,25 @@ TEST_F(ArztTest, NoAudioService) {
   erwarte("Ordner", Lage::gut, "beschreibbar", "");
 }
 
+TEST_F(ArztTest, PermissionsAreNamedWithTheirState) {
+  using Stand = Genehmigung::Stand;
+  const auto einmal = [&](Stand stand, Lage lage, const std::string& text,
+                          const std::string& abhilfe) {
+    SimPlattform welt;
+    heil(welt);
+    welt.erlaubt = {{"Mikrofon", Stand::erteilt, Mangel::mikrofon},
+                    {"Bildschirm", stand, Mangel::bildschirm}};
+    diagnosen.clear();
+    EXPECT_TRUE(untersuche(welt));
+    erwarte("Erlaubnis Mikrofon", Lage::gut, "erteilt", "");
+    erwarte("Erlaubnis Bildschirm", lage, text, abhilfe);
+  };
+  einmal(Stand::ungefragt, Lage::hinweis, "noch nicht gefragt",
+         "die Frage des Systems beantworten und noch einmal untersuchen");
+  einmal(Stand::fehlt, Lage::mangel, "nicht erteilt", rat(Mangel::bildschirm));
+  einmal(Stand::gesperrt, Lage::mangel, "gesperrt", "die Sperre aufheben lassen");
+}
+
 TEST_F(ArztTest, AMissingMicrophoneIsNamedAndTheRestIsExamined) {
   SimPlattform welt;
   heil(welt);

@@ -2,10 +2,13 @@
 #include <atomic>
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "platform/macos/MacAufrufe.h"
 #include "platform/macos/MacPlattform.h"
 #include "platform/macos/screen/MacBild.h"
 #include "tests/macos/calls/ErsatzTest.h"
@@ -110,6 +113,98 @@ TEST_F(MacPlattformTest, RefusedInputsSayWhy) {
   const Fehler fehler = fehlerIn(system->start(hoerer));
   EXPECT_EQ(fehler.code, -3801);
   EXPECT_NE(fehler.description.find("Systemeinstellungen"), std::string::npos);
+}
+
+TEST_F(MacPlattformTest, TheDefaultDevicesHaveNames) {
+  ersatz::geraetenamen("Kopfhörer", "Studiomonitor");
+  EXPECT_EQ(standardgeraet(Richtung::eingang), "Kopfhörer");
+  EXPECT_EQ(standardgeraet(Richtung::ausgang), "Studiomonitor");
+  ersatz::geraetenamen(std::nullopt, "");
+  EXPECT_EQ(standardgeraet(Richtung::eingang), std::nullopt);
+  EXPECT_EQ(standardgeraet(Richtung::ausgang), std::nullopt);
+  ersatz::geraetenamen("Kopfhörer", "Studiomonitor");
+  ersatz::ohneNamen(true);
+  EXPECT_EQ(standardgeraet(Richtung::ausgang), std::nullopt);
+}
+
+// A machine that is busy may take longer than the question waits.
+Geraetenamen beantwortet(MacPlattform& plattform) {
+  auto antwort = plattform.geraetenamen();
+  while (std::holds_alternative<Fehler>(antwort))
+    antwort = plattform.geraetenamen();
+  return std::get<Geraetenamen>(antwort);
+}
+
+TEST_F(MacPlattformTest, BothNamesAreGiven) {
+  ersatz::geraetenamen("Kopfhörer", "Studiomonitor");
+  MacPlattform plattform;
+  const Geraetenamen namen = beantwortet(plattform);
+  EXPECT_EQ(namen.mikrofon, "Kopfhörer");
+  EXPECT_EQ(namen.lautsprecher, "Studiomonitor");
+}
+
+TEST_F(MacPlattformTest, AnAudioServiceThatHangsIsReported) {
+  ersatz::geraetenamen(std::nullopt, std::nullopt);
+  ersatz::stummerTondienst(true);
+  MacPlattform plattform;
+  const auto antwort = plattform.geraetenamen();
+  ASSERT_TRUE(std::holds_alternative<Fehler>(antwort));
+  EXPECT_EQ(std::get<Fehler>(antwort).description, "der Audiodienst antwortet nicht");
+  ersatz::stummerTondienst(false);
+  EXPECT_EQ(beantwortet(plattform).mikrofon, std::nullopt);
+  ersatz::warteAufTondienst(4);  // the question that was left alone comes to its end, too
+}
+
+TEST_F(MacPlattformTest, WhatTheUserHasPermitted) {
+  using Stand = Genehmigung::Stand;
+  MacPlattform plattform;
+  const auto erwarte = [&](Stand mikrofon, Stand bildschirm) {
+    const std::vector<Genehmigung> ist = plattform.genehmigungen();
+    ASSERT_EQ(ist.size(), 2U);
+    EXPECT_EQ(ist[0].wofuer, "Mikrofon");
+    EXPECT_EQ(ist[0].stand, mikrofon);
+    EXPECT_EQ(ist[0].mangel, Mangel::mikrofon);
+    EXPECT_EQ(ist[1].wofuer, "Bildschirm und Systemton");
+    EXPECT_EQ(ist[1].stand, bildschirm);
+    EXPECT_EQ(ist[1].mangel, Mangel::bildschirm);
+  };
+  erwarte(Stand::erteilt, Stand::erteilt);
+  ersatz::bildschirmErlaubt(false);
+  erwarte(Stand::erteilt, Stand::fehlt);
+  constexpr long KUENFTIGE = 4;  // none of today's
+  for (const auto& [nummer, stand] : {std::pair{0L, Stand::ungefragt},
+                                      {1L, Stand::gesperrt},
+                                      {2L, Stand::fehlt},
+                                      {KUENFTIGE, Stand::fehlt}}) {
+    ersatz::mikrofon::erlaubnis(nummer);
+    erwarte(stand, Stand::fehlt);
+  }
+  EXPECT_FALSE(ersatz::mikrofon::gefragt());
+}
+
+TEST_F(MacPlattformTest, EveryLackHasARemedy) {
+  const MacPlattform plattform;
+  for (const auto& [mangel, wort] :
+       {std::pair{Mangel::tondienst, "neu starten"},
+        {Mangel::mikrofon, "> Mikrofon das Programm erlauben"},
+        {Mangel::stummesMikrofon, "Ton > Eingabe ein Mikrofon waehlen"},
+        {Mangel::systemAudio, "Bildschirm- & Systemaudioaufnahme"},
+        {Mangel::vorrang, "andere Programme beenden"},
+        {Mangel::bildschirm, "(bis macOS 14: Bildschirmaufnahme)"},
+        {Mangel::encoder, "neuesten Stand"}})
+    EXPECT_NE(plattform.abhilfe(mangel).find(wort), std::string::npos) << wort;
+}
+
+// In place of the player a program that fails if the file is not there.
+TEST_F(MacPlattformTest, ASoundIsPlayedByTheSystemsPlayer) {
+  const TempOrdner ordner;
+  MacPlattform plattform;
+  EXPECT_EQ(fehlerIn(plattform.spieleVor(ordner.pfad())).description, "das Programm afplay fehlt");
+  ersatz::abspielprogramm("/bin/ls");
+  EXPECT_TRUE(gelang(plattform.spieleVor(ordner.pfad())));
+  const Fehler fehler = fehlerIn(plattform.spieleVor(ordner / "keine.wav"));
+  EXPECT_EQ(fehler.description, "afplay ist gescheitert");
+  EXPECT_GT(fehler.code, 0);
 }
 
 TEST_F(MacPlattformTest, AConverterIsThereIfTheSystemHasOne) {

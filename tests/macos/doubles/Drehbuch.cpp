@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -94,6 +95,11 @@ bool ja(const json& zeile) {
   return zeile.value("ja", true);
 }
 
+std::optional<std::string> name(const json& zeile, const char* feld) {
+  if (!zeile.contains(feld)) return std::nullopt;
+  return zeile[feld].get<std::string>();
+}
+
 bildschirm::Fenster fenster(const json& zeile) {
   bildschirm::Fenster f;
   f.id = zeile.at("id");
@@ -133,6 +139,10 @@ void Drehbuch::trageEin() {
     system_.wechsle(z.at("rate"), z.at("kanaele"), [] {});
   };
   taten_["erlaubnis"] = [](const json& z) { mikrofon::erlaubnis(z.at("stand")); };
+  taten_["bildschirmzugang"] = [](const json& z) { bildschirmErlaubt(ja(z)); };
+  taten_["geraetenamen"] = [](const json& z) {
+    geraetenamen(name(z, "eingang"), name(z, "ausgang"));
+  };
   taten_["anmeldung"] = [](const json& z) { stummeAnmeldung(!ja(z)); };
   taten_["mikrofonstart"] = [](const json& z) { mikrofon::startFehler(!ja(z)); };
 

@@ -31,6 +31,7 @@ namespace hallkorb::ersatz {
 void melde(NSString* name, id objekt);
 
 // Of each stand-in, for setzeZurueck().
+void setzeTondienstZurueck();
 void setzeMikrofonZurueck();
 void setzeWandlerZurueck();
 void setzeSchreiberZurueck();

@@ -1,6 +1,8 @@
 // Stand-ins for what belongs to the process and its files: file names, dates, activities, the
-// version of the system, references of Core Foundation.
+// version of the system, references of Core Foundation, the program that plays sounds (the linker
+// leads calls of posix_spawnp() here: --wrap=posix_spawnp).
 #import <CoreGraphics/CoreGraphics.h>
+#include <spawn.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -9,6 +11,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "tests/macos/doubles/Ersatz.h"
 #include "tests/macos/doubles/System.h"
@@ -22,6 +29,16 @@ constexpr int NEUESTE = 26 * STELLE;
 std::atomic<int> version{NEUESTE};
 std::atomic<long> wachZahl{0};
 std::atomic<long> fensterserverZahl{0};
+std::atomic<bool> bildschirmZugang{true};
+
+struct Spieler {
+  std::mutex lock;
+  std::optional<std::string> pfad;
+};
+Spieler& spieler() {
+  static auto& einer = *new Spieler;
+  return einer;
+}
 
 }  // namespace
 
@@ -116,6 +133,28 @@ void CFRelease(CFTypeRef objekt) {
   static_cast<void>(weg);
 }
 
+extern "C" int __real_posix_spawnp(pid_t* kind, const char* programm,
+                                   const posix_spawn_file_actions_t* stroeme,
+                                   const posix_spawnattr_t* eigenschaften, char* const* worte,
+                                   char* const* umgebung);
+extern "C" int __wrap_posix_spawnp(pid_t* kind, const char* programm,
+                                   const posix_spawn_file_actions_t* stroeme,
+                                   const posix_spawnattr_t* eigenschaften, char* const* worte,
+                                   char* const* umgebung) {
+  std::optional<std::string> anderes;
+  if (std::string_view(programm) == "/usr/bin/afplay") {
+    const std::lock_guard halter(spieler().lock);
+    if (!spieler().pfad) return ENOENT;
+    anderes = spieler().pfad;
+  }
+  return __real_posix_spawnp(kind, anderes ? anderes->c_str() : programm, stroeme, eigenschaften,
+                             worte, umgebung);
+}
+
+bool CGPreflightScreenCaptureAccess() {
+  return bildschirmZugang;
+}
+
 CGDirectDisplayID CGMainDisplayID() {
   ++fensterserverZahl;
   return 1;
@@ -135,6 +174,15 @@ long fensterserver() {
   return fensterserverZahl;
 }
 
+void bildschirmErlaubt(bool ja) {
+  bildschirmZugang = ja;
+}
+
+void abspielprogramm(std::optional<std::string> pfad) {
+  const std::lock_guard halter(spieler().lock);
+  spieler().pfad = std::move(pfad);
+}
+
 void setzeZurueck() {
   @autoreleasepool {
     version = NEUESTE;
@@ -144,6 +192,9 @@ void setzeZurueck() {
     keinFadenname(0);
     stummeAnmeldung(false);
     im(std::nullopt);
+    bildschirmErlaubt(true);
+    abspielprogramm(std::nullopt);
+    setzeTondienstZurueck();
     setzeMikrofonZurueck();
     setzeWandlerZurueck();
     setzeSchreiberZurueck();

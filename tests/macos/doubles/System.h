@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace hallkorb::ersatz {
 
@@ -24,6 +25,18 @@ void lassZeitVergehen(double sekunden);
 [[nodiscard]] long aktivitaeten();
 // How often the connection to the window server was asked for.
 [[nodiscard]] long fensterserver();
+
+// The default devices' names; nullopt for no device.
+void geraetenamen(std::optional<std::string> eingang, std::optional<std::string> ausgang);
+// The audio service gives no names, or answers nothing at all.
+void ohneNamen(bool ja);
+void stummerTondienst(bool ja);
+// Waits until it has given so many answers.
+void warteAufTondienst(long antworten);
+// The permission to record the screen.
+void bildschirmErlaubt(bool ja);
+// The program that plays sounds on the platform; nullopt for none.
+void abspielprogramm(std::optional<std::string> pfad);
 
 // Sources watch, but never report it to their registration handlers.
 void stummeAnmeldung(bool ja);
