@@ -60,7 +60,7 @@ class Tabelle {
     const breit = (text) => teil('td', 'breit', text);
     const laenge = `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`;
     // Where there is no room for the file's column, it stands here that there is none.
-    const fehlt = chunk.datei ? [] : [teil('span', 'schmal', `, ${T('fehlt')}`)];
+    const fehlt = chunk.datei ? [] : [teil('span', 'schmal', T('fehlt'))];
     const zeile = teil('tr', `${chunk.kanal}${chunk.datei ? '' : ' fehlt'}`,
       teil('td', '', knopf), teil('td', '', T(chunk.kanal)), teil('td', '', String(chunk.nummer)),
       teil('td', '', alsZeit(chunk.ab, 1)), breit(tageszeit(chunk.ab)),
