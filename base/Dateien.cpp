@@ -53,6 +53,7 @@ Dateien::Zustand alsZustand(const struct stat& wert) {
   zustand.groesse = static_cast<std::int64_t>(wert.st_size);
   zustand.rechte = wert.st_mode & RECHTE_ALLE;
   zustand.eigen = wert.st_uid == ::geteuid();
+  zustand.geaendert = static_cast<std::int64_t>(wert.st_mtime);
   zustand.geraet = static_cast<std::uint64_t>(wert.st_dev);
   zustand.nummer = static_cast<std::uint64_t>(wert.st_ino);
   return zustand;

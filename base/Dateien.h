@@ -32,9 +32,10 @@ class Dateien {
 
   struct Zustand {
     Art art = Art::sonst;
-    mode_t rechte = 0;         // permission bits
-    std::int64_t groesse = 0;  // bytes of a regular file
-    bool eigen = true;         // belongs to the user of this process
+    mode_t rechte = 0;           // permission bits
+    std::int64_t groesse = 0;    // bytes of a regular file
+    bool eigen = true;           // belongs to the user of this process
+    std::int64_t geaendert = 0;  // when the content was last changed, in seconds of Unix time
     // Together they identify a file, whatever its name is.
     std::uint64_t geraet = 0;
     std::uint64_t nummer = 0;

@@ -123,9 +123,9 @@ Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise,
   return ziel;
 }
 
-Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien, Unersetzbar unersetzbar)
-    : Ersatzdatei(pfad, finde(pfad, Verweise::folgen, dateien), dateien, unersetzbar,
-                  std::nullopt) {}
+Ersatzdatei::Ersatzdatei(const std::string& pfad, Dateien& dateien, Unersetzbar unersetzbar,
+                         Verweise verweise)
+    : Ersatzdatei(pfad, finde(pfad, verweise, dateien), dateien, unersetzbar, std::nullopt) {}
 
 Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar,
                          std::optional<std::span<const std::uint8_t>> alles)
@@ -225,9 +225,8 @@ int Ersatzdatei::gibWeiter() {
 }
 
 Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                      Dateien& dateien, Verweise verweise) {
-  Ersatzdatei datei(pfad, Ersatzdatei::finde(pfad, verweise, dateien), dateien,
-                    Unersetzbar::ueberschreiben, bytes);
+                      Dateien& dateien, Verweise verweise, Unersetzbar unersetzbar) {
+  Ersatzdatei datei(pfad, Ersatzdatei::finde(pfad, verweise, dateien), dateien, unersetzbar, bytes);
   datei.schreibe(bytes);
   return datei.vollende();
 }

@@ -16,7 +16,7 @@
 // A folder may allow no new files although an existing one is writable. Such a file is overwritten
 // in place: the one case in which a reader can see half of it, or a full disk can destroy the
 // earlier content. Whoever keeps the earlier content by a second name, which would change with
-// it, forbids that.
+// it, or writes into a folder of somebody else, forbids that.
 //
 // One thread at a time.
 #pragma once
@@ -42,7 +42,8 @@ enum class Unersetzbar { ueberschreiben, lassen };
 // Makes `bytes` the content of the file at `pfad`.
 [[nodiscard]] Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
                                     Dateien& dateien = posixDateien(),
-                                    Verweise verweise = Verweise::folgen);
+                                    Verweise verweise = Verweise::folgen,
+                                    Unersetzbar unersetzbar = Unersetzbar::ueberschreiben);
 
 // The same for content that comes piece by piece. What goes to a device or a pipe is stored in a
 // temporary file until it is complete (ersetzeDatei has all bytes at hand and stores none).
@@ -51,7 +52,8 @@ class Ersatzdatei {
  public:
   // Errors are kept for vollende().
   explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien(),
-                       Unersetzbar unersetzbar = Unersetzbar::ueberschreiben);
+                       Unersetzbar unersetzbar = Unersetzbar::ueberschreiben,
+                       Verweise verweise = Verweise::folgen);
   Ersatzdatei(const Ersatzdatei&) = delete;
   Ersatzdatei& operator=(const Ersatzdatei&) = delete;
   ~Ersatzdatei();
@@ -65,7 +67,7 @@ class Ersatzdatei {
 
  private:
   friend Ergebnis ersetzeDatei(const std::string& pfad, std::span<const std::uint8_t> bytes,
-                               Dateien& dateien, Verweise verweise);
+                               Dateien& dateien, Verweise verweise, Unersetzbar unersetzbar);
 
   // What a path leads to.
   struct Ziel {

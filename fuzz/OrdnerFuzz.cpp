@@ -1,9 +1,11 @@
 // A recorded folder whose raw file and video are any bytes, with links at the names that a repair
-// might write: looking at them and repairing them neither crashes nor changes a file whose original
-// is not kept or that lies elsewhere; what the check promises of a repair is done by the first one,
-// and a second one has nothing new to do.
+// or a result might have: looking at them, putting them together, also if the folder allows no
+// change, and repairing them neither crashes nor changes a file whose original is not kept or that
+// lies elsewhere; what the check promises of a repair is done by the first one, and a second one
+// has nothing new to do.
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -18,6 +20,8 @@
 #include "session/Reparatur.h"
 #include "session/Sitzungsordner.h"
 #include "session/Zeitplan.h"
+#include "session/Zusammenfuegung.h"
+#include "tests/support/FehlerDateien.h"
 
 namespace hallkorb {
 namespace {
@@ -31,8 +35,9 @@ std::string neuerOrdner() {
 }
 
 constexpr char FREMD[] = "nobody writes here";
-constexpr const char* VERWEISE[] = {"chunk_me_000.wav", "chunk_me_001.wav", "originale",
-                                    ".hallkorb-video.teil"};
+constexpr const char* VERWEISE[] = {"chunk_me_000.wav",     "chunk_me_001.wav", "originale",
+                                    ".hallkorb-video.teil", "zusammen.wav",     "zusammen.txt",
+                                    "zusammen_me.wav"};
 
 // Each bit of `welche` plants a link to a file beside the folder.
 void verweise(const std::string& ordner, unsigned welche) {
@@ -60,6 +65,34 @@ bool versprichtMehr(const std::string& ordner) {
   return false;
 }
 
+// In one file, and in one for each channel: as long as the chunks, which have no lines yet.
+void fuege(const std::string& ordner, Dateien& dateien) {
+  const std::int64_t frames = planeZeit(*liesSitzungsordner(ordner), nullptr).bis();
+  for (const bool einzeln : {false, true}) {
+    const auto ergebnis = fuegeZusammen(ordner, {{}, einzeln, false}, nullptr, dateien);
+    const auto* alle = std::get_if<std::vector<Ergebnisdatei>>(&ergebnis);
+    if ((alle != nullptr) != (frames > 0)) std::abort();
+    if (alle == nullptr) continue;
+    for (const Ergebnisdatei& eine : *alle) {
+      if (!eine.gelungen || !eine.datei.ends_with(".wav")) continue;
+      const std::string pfad = ordner + "/" + eine.datei;
+      if (std::filesystem::is_symlink(pfad) ||
+          std::filesystem::file_size(pfad) !=
+              44U + static_cast<std::uintmax_t>(frames) * (einzeln ? 2U : 4U)) {
+        std::abort();
+      }
+    }
+  }
+}
+
+void fuegeTrotzVerweisen(const std::string& ordner) {
+  FehlerDateien gesperrt;
+  for (const auto ruf : {FehlerDateien::Ruf::loeschen, FehlerDateien::Ruf::umbenennen})
+    gesperrt.scheitere(ruf, 0, EACCES, FehlerDateien::IMMER);
+  fuege(ordner, gesperrt);
+  fuege(ordner, posixDateien());
+}
+
 std::size_t gelungene(const std::string& ordner) {
   const auto ergebnis = repariereSitzung(ordner);
   if (!std::holds_alternative<std::vector<Tat>>(ergebnis)) std::abort();
@@ -79,9 +112,10 @@ void laufe(std::span<const std::uint8_t> daten) {
     std::ofstream datei(ordner + "/" + name, std::ios::binary);
     datei.write(reinterpret_cast<const char*>(daten.data() + 1),
                 static_cast<std::streamsize>(daten.size() - 1));
-    std::ofstream(ordner + "/" + EREIGNISSE) << "{\"event\":\"started\"}\n";
     verweise(ordner, daten[0] / 3U);
   }
+  fuegeTrotzVerweisen(ordner);
+  std::ofstream(ordner + "/" + EREIGNISSE) << "{\"event\":\"started\"}\n";
   const auto gelesen = liesSitzungsordner(ordner);
   const auto zeilen = liesEreignisse(gelesen->zu(EREIGNISSE));
   // A recording that was not ended is never in order, and nothing is longer than its file.

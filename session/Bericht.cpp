@@ -70,8 +70,8 @@ std::variant<Bericht, Fehler> schreibeBericht(const std::string& pfad,
       sammleSeitendaten(*ordner, ereignisse ? &*ereignisse : nullptr, fortschritt);
   const std::string seite = baueSeite(daten);
   const std::vector<std::uint8_t> bytes(seite.begin(), seite.end());
-  Ergebnis ergebnis =
-      ersetzeDatei(ordner->zu(SEITENDATEI), bytes, posixDateien(), Verweise::ersetzen);
+  Ergebnis ergebnis = ersetzeDatei(ordner->zu(SEITENDATEI), bytes, posixDateien(),
+                                   Verweise::ersetzen, Unersetzbar::lassen);
   if (ergebnis.gescheitert()) return std::move(ergebnis).fehler();
   return Bericht{daten.dauer, daten.auffaellig};
 }

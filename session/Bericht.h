@@ -4,7 +4,8 @@
 // beside it. So it opens from the file system, without a server and without the network, and goes
 // wherever the folder goes.
 //
-// A page that was there is replaced, and so is a link of its name, which is not followed.
+// A page that was there is replaced, and so is a link of its name, which is not followed. If the
+// folder allows that not, nothing is written.
 //
 // One thread at a time.
 #pragma once

@@ -91,7 +91,9 @@ Lesbarkeit liesZeilen(const std::string& pfad, const std::function<void(std::str
   std::string zeile;  // begun, at most one byte longer than what is read
   std::vector<std::uint8_t> block(BLOCK);
   std::int64_t stelle = 0;
-  while (const std::size_t n = datei->liesAn(stelle, block)) {
+  while (stelle < MAX_ZEILEN_BYTES) {
+    const std::size_t n = datei->liesAn(stelle, block);
+    if (n == 0) break;
     stelle += static_cast<std::int64_t>(n);
     for (const std::uint8_t byte : std::span(block).first(n)) {
       if (byte == '\n') {
@@ -102,6 +104,7 @@ Lesbarkeit liesZeilen(const std::string& pfad, const std::function<void(std::str
       }
     }
   }
+  if (stelle >= MAX_ZEILEN_BYTES && stelle < datei->groesse()) return Lesbarkeit::teilweise;
   if (!zeile.empty()) nimm(std::move(zeile), false);
   return datei->fehlernummer() == 0 ? Lesbarkeit::ganz : Lesbarkeit::teilweise;
 }

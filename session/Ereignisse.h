@@ -20,6 +20,9 @@
 namespace hallkorb {
 
 inline constexpr char EREIGNISSE[] = "ereignisse.jsonl";
+// So much of it is read: a week of chunks of two seconds has less. A file from elsewhere may be as
+// long as its file system allows and take no room there.
+inline constexpr std::int64_t MAX_ZEILEN_BYTES = std::int64_t{128} << 20;
 
 struct Ereignisse {
   std::optional<StartZeile> start;
@@ -35,7 +38,7 @@ struct Ereignisse {
   std::size_t unlesbare = 0;          // how many there are
   bool offen = false;                 // the last line has no line feed
   std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
-  bool ganz = true;                   // the file could be read to its end
+  bool ganz = true;                   // the file was read to its end
 
   // Chunks of one channel by their beginnings, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
@@ -45,11 +48,12 @@ struct Ereignisse {
   void nimm(std::string_view text, std::size_t nummer);
 };
 
-// How far a file of lines could be read.
+// How far a file of lines was read.
 enum class Lesbarkeit { ganz, teilweise, garNicht };
 
 // Hands over each line of a file without its line feed, cut after MAX_ZEILE bytes and one more, and
-// whether it had a line feed. garNicht if there is no regular file at the path.
+// whether it had a line feed. garNicht if there is no regular file at the path; teilweise after an
+// error, or behind MAX_ZEILEN_BYTES, where a line that is not complete is dropped.
 [[nodiscard]] Lesbarkeit liesZeilen(const std::string& pfad,
                                     const std::function<void(std::string&&, bool)>& nimm,
                                     Dateien& dateien = posixDateien());

@@ -12,6 +12,7 @@
 #include "audiofiles/RohWav.h"
 #include "audiofiles/Wav.h"
 #include "base/Text.h"
+#include "session/FruehereAufnahme.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
 #include "session/Nachtrag.h"
@@ -36,8 +37,8 @@ std::string letzterTeil(std::string_view pfad) {
 class Pruefer {
  public:
   Pruefer(const Sitzungsordner& ordner, const Ereignisse* ereignisse)
-      : ordner_(ordner), ereignisse_(ereignisse) {
-    if (ereignisse != nullptr) nachtrag_ = findeNachtrag(ordner, *ereignisse);
+      : ordner_(ohneFruehere(ordner, ereignisse)), ereignisse_(ereignisse) {
+    if (ereignisse != nullptr) nachtrag_ = findeNachtrag(ordner_, *ereignisse);
   }
 
   std::vector<Befund> laufe() {
@@ -68,6 +69,10 @@ class Pruefer {
   void melde(Befundart art, std::string_view datei, std::string text, bool reparierbar = false) {
     befunde_.push_back({art, zeigbar(datei), std::move(text), reparierbar});
   }
+  void melde(Befundart art, std::string_view datei, Thema thema, std::string text,
+             std::size_t anzahl = 1) {
+    befunde_.push_back({art, zeigbar(datei), std::move(text), false, thema, anzahl});
+  }
 
   void pruefeNamen() {
     if (ordner_.leer()) melde(Befundart::fehlt, "", "der Ordner enthaelt keine Aufnahme");
@@ -75,16 +80,22 @@ class Pruefer {
       melde(Befundart::uebrig, name, "unfertig: wurde beim Abbruch noch geschrieben", true);
     for (const std::string& name : ordner_.keineDatei)
       melde(Befundart::zweifelhaft, name, "ist keine gewoehnliche Datei und bleibt ungelesen");
+    for (const std::string& name : ordner_.frueher)
+      melde(Befundart::uebrig, name, Thema::frueher,
+            "ist von einer frueheren Aufnahme in diesem Ordner");
   }
 
   void pruefeZeilen() {
     const Ereignisse& alle = *ereignisse_;
-    if (!alle.ganz) melde(Befundart::zweifelhaft, EREIGNISSE, "ist nicht bis zum Ende lesbar");
+    if (!alle.ganz)
+      melde(Befundart::zweifelhaft, EREIGNISSE, Thema::zeilenende, "ist nicht bis zum Ende lesbar");
     for (const std::size_t nummer : alle.unlesbar)
-      melde(Befundart::zweifelhaft, EREIGNISSE, formatiert("Zeile %zu ist nicht lesbar", nummer));
+      melde(Befundart::zweifelhaft, EREIGNISSE, Thema::zeile,
+            formatiert("Zeile %zu ist nicht lesbar", nummer));
     if (alle.unlesbare > alle.unlesbar.size())
-      melde(Befundart::zweifelhaft, EREIGNISSE,
-            formatiert("insgesamt %zu Zeilen sind nicht lesbar", alle.unlesbare));
+      melde(Befundart::zweifelhaft, EREIGNISSE, Thema::zeile,
+            formatiert("insgesamt %zu Zeilen sind nicht lesbar", alle.unlesbare),
+            alle.unlesbare - alle.unlesbar.size());
     if (alle.aufnahmen > 1)
       melde(Befundart::hinweis, EREIGNISSE,
             formatiert("enthaelt %zu Aufnahmen; geprueft wird die letzte", alle.aufnahmen));
@@ -185,7 +196,7 @@ class Pruefer {
             })->first;
     for (const auto& [name, wav] : wav_) {
       if (wav.rate != rate_)
-        melde(Befundart::zweifelhaft, name,
+        melde(Befundart::zweifelhaft, name, Thema::rate,
               andereRate(wav.rate) + "; beim Zusammenfuegen fehlt sie");
     }
   }
@@ -238,7 +249,7 @@ class Pruefer {
     const auto wav = pruefeWav(ROHDATEI);
     if (!wav) return;
     if (rate_ != 0 && wav->rate != rate_)
-      melde(Befundart::zweifelhaft, ROHDATEI, andereRate(wav->rate));
+      melde(Befundart::zweifelhaft, ROHDATEI, Thema::rate, andereRate(wav->rate));
     if (ereignisse_ == nullptr) return;
     double bisher = 0.0;
     for (const ChunkZeile& zeile : ereignisse_->chunksVon(Kanal::me))
@@ -302,7 +313,7 @@ class Pruefer {
     }
   }
 
-  const Sitzungsordner& ordner_;
+  Sitzungsordner ordner_;
   const Ereignisse* ereignisse_;
   Nachtrag nachtrag_;
   std::map<std::string, WavBefund> wav_;

@@ -9,7 +9,9 @@
 // Only reads. Any thread.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "session/Ereignisse.h"
@@ -19,11 +21,22 @@ namespace hallkorb {
 
 enum class Befundart { hinweis, fehlt, abgeschnitten, zweifelhaft, uebrig };
 
+// What a finding is about, if its kind and its file do not yet say it.
+enum class Thema {
+  sonst,
+  zeile,       // lines, one by one
+  zeilenende,  // the lines are not read to their end
+  rate,        // another rate than most files have
+  frueher      // left by an earlier recording
+};
+
 struct Befund {
   Befundart art = Befundart::hinweis;
   std::string datei;  // its name, or empty for the recording as a whole; as it may be shown
   std::string text;
   bool reparierbar = false;  // a repair puts it right
+  Thema thema = Thema::sonst;
+  std::size_t anzahl = 1;  // of what it is about
 
   friend bool operator==(const Befund&, const Befund&) = default;
 };

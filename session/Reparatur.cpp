@@ -17,6 +17,7 @@
 #include "base/Text.h"
 #include "session/Ereignisse.h"
 #include "session/Ffmpeg.h"
+#include "session/FruehereAufnahme.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
 #include "session/Nachtrag.h"
@@ -61,7 +62,11 @@ class Reparierer {
         ordner_(std::move(ordner)),
         sicherung_(ordner_.pfad, dateien),
         fortschritt_(std::move(fortschritt)),
-        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE), dateien)) {}
+        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE), dateien)) {
+    // What an earlier recording has left is not of this one, and keeps its time of last change, by
+    // which that is known.
+    ordner_ = ohneFruehere(std::move(ordner_), ereignisse_ ? &*ereignisse_ : nullptr, dateien);
+  }
 
   std::vector<Tat> laufe() {
     pruefeZeilen();
@@ -166,6 +171,7 @@ class Reparierer {
     }
     if (ergebnis.gescheitert()) {
       tonOffen_ = true;
+      sicherung_.gibFrei(name);
       gescheitert(name, ergebnis.fehler());
       return;
     }
@@ -195,11 +201,11 @@ class Reparierer {
     if (nachtrag.restAb) {
       if (auto rest = schneideRest(*nachtrag.restAb)) nachtrag.chunks.push_back(std::move(*rest));
     }
-    if (nachtrag.chunks.empty()) return;
     std::string zeilen;
     for (const ChunkZeile& chunk : nachtrag.chunks)
       zeilen += chunkZeile(chunk);
-    const Ergebnis ergebnis = haengeAn(zeilen);
+    const Ergebnis ergebnis = zeilen.empty() ? Ergebnis{} : haengeAn(zeilen);
+    if (zeilen.empty() || ergebnis.gescheitert()) sicherung_.gibFrei(EREIGNISSE);
     for (const ChunkZeile& chunk : nachtrag.chunks) {
       const std::string name = chunkName(chunk.kanal, chunk.nummer);
       if (ergebnis.gescheitert()) {
@@ -310,6 +316,7 @@ class Reparierer {
                nummer < 0) {
       gescheitert(VIDEODATEI, Fehler::ausErrno(-nummer, VIDEODATEI));
       entferne(neu);
+      sicherung_.gibFrei(VIDEODATEI);
     } else {
       melde(true, VIDEODATEI,
             formatiert("ist jetzt eine gewoehnliche Datei mit %lld Bildern",

@@ -8,6 +8,8 @@
 //   heard again.
 // - A video in fragments becomes an ordinary one; no picture is encoded anew.
 //
+// What an earlier recording has left in the folder (FruehereAufnahme.h) stays as it is.
+//
 // Nothing is changed before the original is kept (Sicherung.h), and each new content appears under
 // its name only when it is complete; so a repair that is killed, or that a full disk ends, can be
 // started again: it goes on where the first one came to an end. A second one finds nothing to do. A

@@ -11,9 +11,11 @@
 #include <set>
 #include <span>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "session/FruehereAufnahme.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
 #include "session/Pruefung.h"
@@ -63,15 +65,31 @@ std::string_view klasseVon(std::string_view datei) {
   return datei.starts_with("chunk_") ? CHUNK : "";
 }
 
+const char* themaName(Thema thema) {
+  switch (thema) {
+    case Thema::sonst:
+      return "";
+    case Thema::zeile:
+      return "zeile";
+    case Thema::zeilenende:
+      return "zeilenende";
+    case Thema::rate:
+      return "rate";
+    case Thema::frueher:
+      return "frueher";
+  }
+  return "";
+}
+
 class Sammler {
  public:
   Sammler(const Sitzungsordner& ordner, const Ereignisse* ereignisse,
           const std::function<void(double)>& fortschritt)
-      : ordner_(ordner),
+      : ordner_(ohneFruehere(ordner, ereignisse)),
         ereignisse_(ereignisse),
         fortschritt_(fortschritt),
-        plan_(planeZeit(ordner, ereignisse)),
-        rohdatei_(ordner.roh ? Lesedatei::oeffne(ordner.zu(ROHDATEI)) : std::nullopt) {
+        plan_(planeZeit(ordner_, ereignisse)),
+        rohdatei_(ordner_.roh ? Lesedatei::oeffne(ordner_.zu(ROHDATEI)) : std::nullopt) {
     if (rohdatei_) roh_ = liesWavBefund(*rohdatei_);
     if (roh_ && !roh_->eigener) roh_.reset();
   }
@@ -220,23 +238,25 @@ class Sammler {
   // Findings of one kind about one kind of file are one; hints are in the page's own words.
   Json befunde() {
     Json liste = Json::array();
-    std::map<std::pair<Befundart, std::string_view>, std::size_t> stelle;
+    std::map<std::tuple<Befundart, std::string_view, Thema>, std::size_t> stelle;
     std::set<std::pair<Befundart, std::string>> gezaehlte;
     for (const Befund& befund : pruefeSitzung(ordner_, ereignisse_)) {
       if (befund.art == Befundart::hinweis) continue;
       ++daten_.auffaellig;
       const std::string_view klasse = klasseVon(befund.datei);
-      const auto [ort, neu] = stelle.emplace(std::pair(befund.art, klasse), liste.size());
+      const auto [ort, neu] =
+          stelle.emplace(std::tuple(befund.art, klasse, befund.thema), liste.size());
       if (neu)
         liste.push_back({{"art", befundName(befund.art)},
                          {"datei", klasse},
+                         {"thema", themaName(befund.thema)},
                          {"anzahl", 0},
                          {"reparierbar", false},
                          {"texte", Json::array()}});
       Json& einer = liste[ort->second];
       // A chunk counts once, whatever is wrong with it.
       if (klasse != CHUNK || gezaehlte.emplace(befund.art, befund.datei).second)
-        einer["anzahl"] = einer["anzahl"].get<std::int64_t>() + 1;
+        einer["anzahl"] = einer["anzahl"].get<std::size_t>() + befund.anzahl;
       if (befund.reparierbar) einer["reparierbar"] = true;
       if (einer["texte"].size() < MAX_TEXTE)
         einer["texte"].push_back(
@@ -302,7 +322,7 @@ class Sammler {
             {"verworfenMs", korrektur.verworfenMs}};
   }
 
-  const Sitzungsordner& ordner_;
+  Sitzungsordner ordner_;
   const Ereignisse* ereignisse_;
   const std::function<void(double)>& fortschritt_;
   Zeitplan plan_;

@@ -85,6 +85,16 @@ Ergebnis Sicherung::bewahre(std::string_view name) {
   return kopiere(von, ort.pfad);
 }
 
+void Sicherung::gibFrei(std::string_view name) {
+  Dateien::Zustand datei;
+  const std::string von = pfadIn(ordner_, std::string(name));
+  if (beharrlich([&] { return dateien_.zustand(von, datei); }) < 0) return;
+  const auto ergebnis = platzFuer(name, &datei);
+  const Platz* platz = std::get_if<Platz>(&ergebnis);
+  if (platz != nullptr && platz->schonDa)
+    beharrlich([&] { return dateien_.loeschen(platz->pfad); });
+}
+
 Ergebnis Sicherung::raeumeWeg(std::string_view name) {
   Ergebnis bereit = bereite();
   if (bereit.gescheitert()) return bereit;

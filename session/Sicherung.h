@@ -2,9 +2,13 @@
 // folder "originale" beside it.
 //
 // A repaired file is written anew and renamed over the old one, so a second name for the old one
-// (a hard link) keeps it whatever happens, at once and without its space again. A repair that was
-// begun and not finished may have made it already. On a file system without such names it is
-// copied, and the copy is on the disk before anything goes on.
+// (a hard link) keeps it, at once and without its space again. A repair that was begun and not
+// finished may have made it already. On a file system without such names it is copied, and the copy
+// is on the disk before anything goes on.
+//
+// Until the new content is in its place both names lead to one file, and who writes into that
+// changes both. If the new content does not come, the second name is given up again; only a repair
+// that was killed leaves it, until the next one.
 //
 // One thread at a time, with the folder locked.
 #pragma once
@@ -29,6 +33,9 @@ class Sicherung {
   // Keeps the file of that name; it stays where it is. An earlier original of the name is never
   // touched: the new one gets a number, unless it is that very file.
   [[nodiscard]] Ergebnis bewahre(std::string_view name);
+  // Gives up what bewahre() has kept of the file if that is still the file itself, since it was not
+  // replaced.
+  void gibFrei(std::string_view name);
   // Moves the file away from the recording to the originals.
   [[nodiscard]] Ergebnis raeumeWeg(std::string_view name);
 

@@ -33,7 +33,9 @@ struct Sitzungsordner {
   bool zeilen = false;                  // the host's, EREIGNISSE
   std::vector<std::string> unfertig;    // names of files that were still being written, sorted
   std::vector<std::string> keineDatei;  // names of the recorder at which something else is, sorted
-  // The highest number of a chunk among keineDatei, for each channel.
+  // Names of files that an earlier recording has left (FruehereAufnahme.h).
+  std::vector<std::string> frueher;
+  // The highest number of a chunk among keineDatei and frueher, for each channel.
   std::array<std::int64_t, 2> hoechsteFremde{-1, -1};
 
   [[nodiscard]] const std::map<std::int64_t, std::string>& chunksVon(Kanal kanal) const {

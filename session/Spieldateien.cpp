@@ -38,16 +38,11 @@ Fehler nichtLesbar(const std::string& name) {
   return Fehler::eigener(Fehlercode::nichtLesbar, name + " ist in der Aufnahme nicht lesbar");
 }
 
-// A link at the name of a file is replaced, as by the recorder.
-void entferneVerweis(const std::string& pfad) {
-  if (istVerweis(pfad, posixDateien())) beharrlich([&] { return posixDateien().loeschen(pfad); });
-}
-
 Ergebnis kopiere(const Lesedatei& datei, std::int64_t ab, std::int64_t bis,
                  std::span<const std::uint8_t> davor, const std::string& nach,
                  const std::string& name) {
-  entferneVerweis(nach);
-  Ersatzdatei neue(nach);
+  // A link at the name of a file is replaced, as by the recorder.
+  Ersatzdatei neue(nach, posixDateien(), Unersetzbar::lassen, Verweise::ersetzen);
   if (!davor.empty()) neue.schreibe(davor);
   const bool gelesen = liesBereich(datei, ab, bis, [&](std::span<const std::uint8_t> bytes) {
     neue.schreibe(bytes);
@@ -96,7 +91,7 @@ Ergebnis Spieldateien::video() {
 
 void Spieldateien::beginneRoh() {
   const std::string pfad = pfadIn(ziel_, ROHDATEI);
-  entferneVerweis(pfad);
+  if (istVerweis(pfad, posixDateien())) beharrlich([&] { return posixDateien().loeschen(pfad); });
   rohGriff_ = beharrlich([&] {
     return posixDateien().oeffnen(pfad, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW,
                                   rechteNeuerDatei(pfad));

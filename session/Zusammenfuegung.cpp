@@ -1,8 +1,10 @@
 #include "session/Zusammenfuegung.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -12,6 +14,7 @@
 #include "base/Text.h"
 #include "session/Ereignisse.h"
 #include "session/Ffmpeg.h"
+#include "session/FruehereAufnahme.h"
 #include "session/Lesedatei.h"
 #include "session/Marken.h"
 #include "session/Mp4Befund.h"
@@ -36,16 +39,21 @@ std::string kanalDatei(Kanal kanal) {
 class Zusammenfuegung {
  public:
   Zusammenfuegung(Sitzungsordner ordner, const Wuensche& wuensche,
-                  const std::function<void(double)>& fortschritt)
+                  const std::function<void(double)>& fortschritt, Dateien& dateien)
       : ordner_(std::move(ordner)),
         wuensche_(wuensche),
         fortschritt_(fortschritt),
-        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE))),
-        plan_(planeZeit(ordner_, zeilen())) {}
+        dateien_(dateien),
+        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE), dateien)),
+        plan_(planeZeit(ordner_, zeilen(), dateien)) {
+    ordner_ = ohneFruehere(std::move(ordner_), zeilen(), dateien);
+  }
 
   [[nodiscard]] bool hatTon() const { return plan_.bis() > 0; }
 
   std::vector<Ergebnisdatei> laufe() {
+    if (ereignisse_ && !ereignisse_->ganz)
+      melde(false, EREIGNISSE, "ist nicht bis zum Ende lesbar");
     if (plan_.geschaetzt)
       melde(false, EREIGNISSE,
             "fehlt: die Chunks folgen ohne ihre Pausen aufeinander, die Zeiten stimmen nicht");
@@ -53,10 +61,16 @@ class Zusammenfuegung {
       melde(false, name, "hat eine andere Abtastrate und ist nicht dabei");
     meldeFehlende();
     const bool ton = schreibeAllenTon();
+    for (const std::string& name : unlesbar_)
+      melde(false, name, "ist nicht ganz lesbar; dort ist Stille");
     text(MARKEN, audacityMarken(plan_, zeilen()), "Marken fuer Audacity");
     text(UNTERTITEL, webVtt(plan_), "WebVTT: wer wann zu hoeren ist");
-    text(KAPITEL, kapitel(plan_, zeilen()), "Kapitel fuer ffmpeg");
-    if (ton && ordner_.video && !wuensche_.ohneVideo) schreibeFilm();
+    const bool mitKapiteln = text(KAPITEL, kapitel(plan_, zeilen()), "Kapitel fuer ffmpeg");
+    if (wuensche_.ohneVideo) return std::move(ergebnisse_);
+    if (std::ranges::count(ordner_.frueher, VIDEODATEI) > 0)
+      melde(false, VIDEODATEI, "ist von einer frueheren Aufnahme und nicht dabei");
+    // It is made of them, and of nothing else that may lie there.
+    if (ton && mitKapiteln && ordner_.video) schreibeFilm();
     return std::move(ergebnisse_);
   }
 
@@ -77,7 +91,11 @@ class Zusammenfuegung {
   }
 
   void meldeFehlende() {
-    if (!ereignisse_) return;
+    if (!ereignisse_) {
+      if (plan_.unlesbar)
+        melde(false, "", "nicht jeder Chunk ist lesbar; was fehlt, ist nicht dabei");
+      return;
+    }
     std::size_t angesagt = 0;
     std::size_t da = 0;
     for (const Kanal kanal : BEIDE) {
@@ -95,7 +113,8 @@ class Zusammenfuegung {
     bool alles = true;
     const auto einer = [&](std::span<const Kanal> kanaele, const std::string& name,
                            const std::string& was) {
-      const Ergebnis ergebnis = schreibeTon(ordner_, plan_, kanaele, zu(name), fortschritt_);
+      const Ergebnis ergebnis =
+          schreibeTon(ordner_, plan_, kanaele, zu(name), unlesbar_, fortschritt_, dateien_);
       alles = alles && ergebnis.gelungen();
       melde(name, ergebnis, was + ", " + dauer);
     };
@@ -108,9 +127,12 @@ class Zusammenfuegung {
     return alles;
   }
 
-  void text(const char* name, const std::string& inhalt, const std::string& was) {
+  bool text(const char* name, const std::string& inhalt, const std::string& was) {
     const std::vector<std::uint8_t> bytes(inhalt.begin(), inhalt.end());
-    melde(name, ersetzeDatei(zu(name), bytes, posixDateien(), Verweise::ersetzen), was);
+    const Ergebnis ergebnis =
+        ersetzeDatei(zu(name), bytes, dateien_, Verweise::ersetzen, Unersetzbar::lassen);
+    melde(name, ergebnis, was);
+    return ergebnis.gelungen();
   }
 
   void schreibeFilm() {
@@ -119,7 +141,7 @@ class Zusammenfuegung {
             "ist nicht entstanden: ohne Zeile ist nicht bekannt, wann das Bild beginnt");
       return;
     }
-    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI));
+    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI), dateien_);
     const Mp4Befund mp4 = datei ? liesMp4Befund(*datei) : Mp4Befund{};
     if (!mp4.spielt()) {
       melde(false, FILM, "ist nicht entstanden: das Video enthaelt kein Bild");
@@ -128,7 +150,7 @@ class Zusammenfuegung {
     const auto beiStand = [&](const FfmpegStand& stand) {
       if (fortschritt_) fortschritt_(stand.sekunden / plan_.sekunden(plan_.bis()));
     };
-    switch (fuehreFfmpegAus(filmWorte(mp4.spielbarBis), zu(FILM), beiStand)) {
+    switch (fuehreFfmpegAus(filmWorte(mp4.spielbarBis), zu(FILM), beiStand, dateien_)) {
       case FfmpegEnde::gelungen:
         melde(true, FILM, "das Video mit beiden Kanaelen");
         return;
@@ -165,8 +187,10 @@ class Zusammenfuegung {
   Sitzungsordner ordner_;
   const Wuensche& wuensche_;
   const std::function<void(double)>& fortschritt_;
+  Dateien& dateien_;
   std::optional<Ereignisse> ereignisse_;
   Zeitplan plan_;
+  std::set<std::string> unlesbar_;  // sound files of which something is missing in the results
   std::vector<Ergebnisdatei> ergebnisse_;
 };
 
@@ -174,14 +198,14 @@ class Zusammenfuegung {
 
 std::variant<std::vector<Ergebnisdatei>, Fehler> fuegeZusammen(
     const std::string& pfad, const Wuensche& wuensche,
-    const std::function<void(double)>& fortschritt) {
-  auto ordner = liesSitzungsordner(pfad);
+    const std::function<void(double)>& fortschritt, Dateien& dateien) {
+  auto ordner = liesSitzungsordner(pfad, dateien);
   if (!ordner) return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
-  Zusammenfuegung arbeit(std::move(*ordner), wuensche, fortschritt);
+  Zusammenfuegung arbeit(std::move(*ordner), wuensche, fortschritt, dateien);
   if (!arbeit.hatTon())
     return Fehler::eigener(Fehlercode::nichtsDa, "der Ordner enthaelt keinen Ton");
   if (!wuensche.ziel.empty()) {
-    if (Ergebnis ergebnis = erzeugeOrdner(wuensche.ziel); ergebnis.gescheitert())
+    if (Ergebnis ergebnis = erzeugeOrdner(wuensche.ziel, dateien); ergebnis.gescheitert())
       return std::move(ergebnis).fehler();
   }
   return arbeit.laufe();

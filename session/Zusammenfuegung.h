@@ -4,6 +4,9 @@
 // The video begins when its first window was found; its line says when, to a tenth of a second,
 // and the picture is delayed by as much.
 //
+// Results replace what has their names, links included, and are written to nothing else. What of
+// the recording could not be read is reported, and is silence.
+//
 // One thread at a time.
 #pragma once
 
@@ -12,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "base/Dateien.h"
 #include "base/Fehler.h"
 
 namespace hallkorb {
@@ -31,6 +35,6 @@ struct Ergebnisdatei {
 // What was made. An error if nothing can be: the folder cannot be read, or has no sound.
 [[nodiscard]] std::variant<std::vector<Ergebnisdatei>, Fehler> fuegeZusammen(
     const std::string& pfad, const Wuensche& wuensche,
-    const std::function<void(double)>& fortschritt = nullptr);
+    const std::function<void(double)>& fortschritt = nullptr, Dateien& dateien = posixDateien());
 
 }  // namespace hallkorb

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
-#include <system_error>
 #include <vector>
 
 #include "audiofiles/Wav.h"
@@ -35,7 +33,9 @@ WavKopf kopf(std::int64_t rate, std::size_t kanaele, std::uint32_t bytes) {
 // One channel, block after block.
 class Kanalleser {
  public:
-  Kanalleser(const Sitzungsordner& ordner, const Spur& spur) : ordner_(ordner), spur_(spur) {}
+  Kanalleser(const Sitzungsordner& ordner, const Spur& spur, Dateien& dateien,
+             std::set<std::string>& unlesbar)
+      : ordner_(ordner), spur_(spur), dateien_(dateien), unlesbar_(unlesbar) {}
 
   // Puts the samples of a block into every `schritt`-th place of `ziel`; false if there are none.
   bool lege(std::int64_t von, std::int64_t bis, Bytes& ziel, std::size_t ab, std::size_t schritt) {
@@ -54,11 +54,15 @@ class Kanalleser {
     const std::int64_t anfang = std::max(von, stueck.ab);
     const std::int64_t ende = std::min(bis, stueck.bis());
     if (anfang >= ende) return false;
-    const auto datei = Lesedatei::oeffne(ordner_.zu(stueck.datei));
-    if (!datei) return false;
+    const auto datei = Lesedatei::oeffne(ordner_.zu(stueck.datei), dateien_);
+    if (!datei) {
+      unlesbar_.insert(stueck.datei);
+      return false;
+    }
     puffer_.resize(static_cast<std::size_t>((ende - anfang) * SAMPLE_BYTES));
     const std::size_t n =
         datei->liesAn(stueck.datenAb + (anfang - stueck.ab) * SAMPLE_BYTES, puffer_) / 2;
+    if (n < puffer_.size() / 2) unlesbar_.insert(stueck.datei);
     std::size_t stelle = static_cast<std::size_t>(anfang - von) * schritt + ab;
     for (std::size_t i = 0; i < n; ++i, stelle += schritt) {
       ziel[stelle] = puffer_[2 * i];
@@ -69,36 +73,32 @@ class Kanalleser {
 
   const Sitzungsordner& ordner_;
   const Spur& spur_;
+  Dateien& dateien_;
+  std::set<std::string>& unlesbar_;
   std::size_t erstes_ = 0;
   Bytes puffer_;
 };
-
-// A link at the target would be followed; who has planted it must not decide what is written over.
-void entferneVerweis(const std::string& pfad) {
-  std::error_code egal;
-  if (std::filesystem::is_symlink(std::filesystem::symlink_status(pfad, egal)))
-    std::filesystem::remove(pfad, egal);
-}
 
 }  // namespace
 
 Ergebnis schreibeTon(const Sitzungsordner& ordner, const Zeitplan& plan,
                      std::span<const Kanal> kanaele, const std::string& ziel,
-                     const std::function<void(double)>& fortschritt) {
+                     std::set<std::string>& unlesbar,
+                     const std::function<void(double)>& fortschritt, Dateien& dateien) {
   const std::int64_t frames = plan.bis();
   const std::size_t schritt = kanaele.size() * 2;
   const auto breite = static_cast<std::int64_t>(schritt);
   if (frames > MAX_BYTES / breite)
     return Fehler::eigener(Fehlercode::zuLang,
                            "die Aufnahme ist laenger, als eine WAV-Datei sein kann");
-  entferneVerweis(ziel);
-  Ersatzdatei datei(ziel);
+  // Who has put a link or a second name of a file there must not decide what is written over.
+  Ersatzdatei datei(ziel, dateien, Unersetzbar::lassen, Verweise::ersetzen);
   const WavKopf anfang =
       kopf(plan.rate, kanaele.size(), static_cast<std::uint32_t>(frames * breite));
   datei.schreibe(anfang);
   std::vector<Kanalleser> leser;
   for (const Kanal kanal : kanaele)
-    leser.emplace_back(ordner, plan.von(kanal));
+    leser.emplace_back(ordner, plan.von(kanal), dateien, unlesbar);
   const auto ort = [&](std::int64_t frame) {
     return static_cast<std::int64_t>(WAV_KOPF_BYTES) + frame * breite;
   };

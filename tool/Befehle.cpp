@@ -16,6 +16,7 @@
 #include "base/Text.h"
 #include "session/Bericht.h"
 #include "session/Ereignisse.h"
+#include "session/FruehereAufnahme.h"
 #include "session/Pruefung.h"
 #include "session/Reparatur.h"
 #include "session/Sitzungsordner.h"
@@ -52,12 +53,16 @@ Farbe farbeVon(Befundart art) {
   return Farbe::ohne;
 }
 
+// The name in front of what is said of it; nothing if it is said of the recording as a whole.
+std::string mitDatei(const std::string& datei) {
+  return datei.empty() ? std::string() : datei + ": ";
+}
+
 void druckeBefund(const Befund& befund, bool farbig) {
   constexpr std::size_t SPALTE = 14;
   std::string name(befundName(befund.art));
   name.resize(SPALTE, ' ');
-  const std::string datei = befund.datei.empty() ? std::string() : befund.datei + ": ";
-  drucke(gefaerbt(name, farbeVon(befund.art), farbig) + datei + befund.text);
+  drucke(gefaerbt(name, farbeVon(befund.art), farbig) + mitDatei(befund.datei) + befund.text);
 }
 
 // "3 Chunks von me, 4 von them, mikro_roh.wav, video.mp4"
@@ -134,7 +139,7 @@ int fuege(const Aufruf& aufruf) {
     alles = alles && eine.gelungen;
     drucke(gefaerbt(eine.gelungen ? "geschrieben   " : "auffaellig    ",
                     eine.gelungen ? Farbe::gruen : Farbe::gelb, farbig) +
-           eine.datei + ": " + eine.text);
+           mitDatei(eine.datei) + eine.text);
   }
   return alles ? ALLES_GUT : AUFFAELLIG;
 }
@@ -170,6 +175,8 @@ bool derselbeOrdner(const std::string& a, const std::string& b) {
 int spieleAb(const Aufruf& aufruf, Plattform& plattform) {
   auto ordner = liesSitzungsordner(aufruf.ordner);
   if (!ordner) return scheitere("der Ordner ist nicht lesbar: " + zeigbar(aufruf.ordner));
+  const auto ereignisse = liesEreignisse(ordner->zu(EREIGNISSE));
+  ordner = ohneFruehere(std::move(*ordner), ereignisse ? &*ereignisse : nullptr);
   auto plan = planeSpiel(*ordner);
   if (!plan) {
     return scheitere(std::string("ohne die Zeilen einer Aufnahme (") + EREIGNISSE +
@@ -234,6 +241,13 @@ int untersuche(const Aufruf& aufruf, Plattform& plattform) {
 }
 
 }  // namespace
+
+bool ausgabeGeschrieben() {
+  // A failure is remembered: what was printed before the last line counts, too.
+  const bool geschrieben = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (!geschrieben) static_cast<void>(scheitere("die Ausgabe war nicht zu schreiben"));
+  return geschrieben;
+}
 
 int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform) {
   if (aufruf.befehl == Befehl::abspielen) return spieleAb(aufruf, *neuePlattform());

@@ -15,6 +15,9 @@ namespace hallkorb {
 // Makes the platform of this computer; only the commands that need one ask for it.
 using NeuePlattform = std::function<std::unique_ptr<Plattform>()>;
 
+// Whether everything printed has reached standard output; otherwise it says so on standard error.
+[[nodiscard]] bool ausgabeGeschrieben();
+
 [[nodiscard]] int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform);
 
 }  // namespace hallkorb

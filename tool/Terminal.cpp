@@ -61,10 +61,7 @@ void Balken::zeige(double anteil) {
 
 void Pegelbalken::zeige(std::optional<double> mikrofon, std::optional<double> system) {
   if (!an_) return;
-  std::string zeile = "\r\033[K";
-  if (mikrofon) zeile += "Mikrofon " + pegelBalken(*mikrofon) + "  ";
-  if (system) zeile += "Systemton " + pegelBalken(*system);
-  std::fputs(zeile.c_str(), stderr);
+  std::fputs(("\r\033[K" + pegelZeile(mikrofon, system)).c_str(), stderr);
   steht_ = true;
 }
 
@@ -72,9 +69,16 @@ void Pegelbalken::raeume() {
   if (std::exchange(steht_, false)) std::fputs("\r\033[K", stderr);
 }
 
+std::string pegelZeile(std::optional<double> mikrofon, std::optional<double> system) {
+  std::string zeile;
+  if (mikrofon) zeile += "Mikrofon " + pegelBalken(*mikrofon) + "  ";
+  if (system) zeile += "Systemton " + pegelBalken(*system);
+  return zeile;
+}
+
 std::string pegelBalken(double db) {
   constexpr double LEISESTES = -60.0;
-  constexpr std::size_t STRICHE = 20;
+  constexpr std::size_t STRICHE = 16;
   const double anteil = std::clamp((db - LEISESTES) / -LEISESTES, 0.0, 1.0);
   const auto voll = static_cast<std::size_t>(std::lround(anteil * STRICHE));
   return "[" + std::string(voll, '#') + std::string(STRICHE - voll, '.') + "]" +

@@ -56,6 +56,10 @@ class Pegelbalken {
   bool steht_ = false;
 };
 
+// Both levels side by side, in less than the 80 columns that a terminal usually has: a line that
+// wraps cannot be drawn over.
+[[nodiscard]] std::string pegelZeile(std::optional<double> mikrofon, std::optional<double> system);
+
 // A level as a bar: empty at -60 dBFS, full at 0.
 [[nodiscard]] std::string pegelBalken(double db);
 

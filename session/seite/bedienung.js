@@ -8,6 +8,7 @@ class Bedienung {
     this.feld = document.getElementById('zeit');
     this.tipp = document.getElementById('tipp');
     this.finger = new Map();
+    this.beiAusschnitt = () => {};  // a key or a button has changed what is seen
     this.knoepfe();
     this.zeigergeraet();
     this.uebersicht();
@@ -23,7 +24,7 @@ class Bedienung {
     bei('danach', () => this.zumChunk(1));
     bei('kleiner', () => this.zoome(2));
     bei('groesser', () => this.zoome(0.5));
-    bei('alles', () => ansicht.zeige(0, DAUER));
+    bei('alles', () => this.zeigeAlles());
     for (const kanal of KANAELE) {
       const knopf = document.getElementById(`hoerbar-${kanal}`);
       knopf.addEventListener('click', () => {
@@ -60,6 +61,12 @@ class Bedienung {
     const { t } = this.spieler;
     const { ansicht } = this;
     ansicht.zoome(faktor, t >= ansicht.von && t <= ansicht.bis ? t : (ansicht.von + ansicht.bis) / 2);
+    this.beiAusschnitt();
+  }
+
+  zeigeAlles() {
+    this.ansicht.zeige(0, DAUER);
+    this.beiAusschnitt();
   }
 
   // The next begin of a chunk of either channel, or the one before.
@@ -87,9 +94,9 @@ class Bedienung {
       ' ': () => this.spieleOderHalte(),
       ArrowLeft: () => this.springe(spieler.t - weit), ArrowRight: () => this.springe(spieler.t + weit),
       ArrowDown: () => this.springe(spieler.t - 10), ArrowUp: () => this.springe(spieler.t + 10),
-      PageUp: () => this.springe(spieler.t - ansicht.spanne), PageDown: () => this.springe(spieler.t + ansicht.spanne),
+      PageDown: () => this.springe(spieler.t - ansicht.spanne), PageUp: () => this.springe(spieler.t + ansicht.spanne),
       Home: () => this.springe(0), End: () => this.springe(DAUER),
-      '+': () => this.zoome(0.5), '-': () => this.zoome(2), 0: () => ansicht.zeige(0, DAUER),
+      '+': () => this.zoome(0.5), '-': () => this.zoome(2), 0: () => this.zeigeAlles(),
       n: () => this.zumChunk(1), p: () => this.zumChunk(-1), r: () => this.waehleFassung(!spieler.roh),
       Enter: () => {
         const chunk = KANAELE.map((kanal) => chunkBei(kanal, spieler.t)).find(Boolean);

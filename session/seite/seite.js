@@ -13,7 +13,11 @@ class Seite {
     an('zeit').classList.toggle('knapp', !BILDER.length);
     an('bildfeld').hidden = !DATEN.video;
     an('leer').hidden = CHUNKS.me.length + CHUNKS.them.length > 0 || Boolean(DATEN.roh);
+    an('zeit').setAttribute('aria-valuemax', DAUER.toFixed(1));
+    an('zeit').addEventListener('focus', () => this.nenneStelle());
     this.ansicht.beiAenderung = () => this.zeigeAnsicht();
+    this.bedienung.beiAusschnitt = () =>
+      this.sage(T('zeigtVonBis', alsZeit(this.ansicht.von, 1), alsZeit(this.ansicht.bis, 1)));
     this.spieler.beiZeit = () => this.zeigeZeit();
     this.spieler.beiStand = () => this.zeigeStand();
     for (const [id, neue] of [['deutsch', 'de'], ['englisch', 'en']])
@@ -43,8 +47,8 @@ class Seite {
     zeigeEcho();
     zeigeBilder((t) => this.bedienung.springe(t));
     this.tabelle.zeige();
-    this.gespielt = '';
     this.zeigeStand();
+    this.nenneStelle();
     this.zeichner.bestelle();
   }
 
@@ -69,8 +73,8 @@ class Seite {
     const { von, spanne } = this.ansicht;
     an('fenster').style.left = `${von / DAUER * 100}%`;
     an('fenster').style.width = `${spanne / DAUER * 100}%`;
-    an('kleiner').disabled = an('alles').disabled = spanne >= DAUER - 1e-6;
-    an('groesser').disabled = spanne <= this.ansicht.kleinste + 1e-6;
+    for (const id of ['kleiner', 'alles']) sperre(id, spanne >= DAUER - 1e-6);
+    sperre('groesser', spanne <= this.ansicht.kleinste + 1e-6);
     Object.assign(an('zeit').dataset, { von: von.toFixed(3), bis: this.ansicht.bis.toFixed(3) });
     this.zeigeZeiger();
     this.zeichner.bestelle();
@@ -82,19 +86,27 @@ class Seite {
   }
 
   zeigeZeit() {
-    const { t, laeuft } = this.spieler;
+    const { t, laeuft, wartet } = this.spieler;
     if (laeuft && !this.bedienung.finger.size) this.ansicht.folge(t);
     this.zeigeZeiger();
     this.setze('jetzt', alsZeit(t, 1));
     this.setze('tageszeit', tageszeit(t));
-    const feld = an('zeit');
-    feld.setAttribute('aria-valuemax', DAUER.toFixed(1));
-    feld.setAttribute('aria-valuenow', t.toFixed(1));
-    const chunks = KANAELE.map((kanal) => chunkBei(kanal, t)).filter(Boolean);
-    feld.setAttribute('aria-valuetext', [T('stelle', alsZeit(t, 1), alsZeit(DAUER)), tageszeit(t),
-      ...chunks.map((chunk) => chunk.name())].filter(Boolean).join(', '));
+    an('zeit').dataset.stelle = t.toFixed(3);
+    // A screen reader reads each new value of the slider, over what is being played.
+    if (!laeuft || wartet) this.nenneStelle();
     this.zeigeBild(t);
     this.zeigeGehoertes();
+  }
+
+  nenneStelle() {
+    const { t } = this.spieler;
+    const feld = an('zeit');
+    const chunks = KANAELE.map((kanal) => chunkBei(kanal, t)).filter(Boolean);
+    const text = [T('stelle', alsZeit(t, 1), alsZeit(DAUER)), tageszeit(t), ...chunks.map((chunk) => chunk.name())]
+      .filter(Boolean).join(', ');
+    if (feld.getAttribute('aria-valuetext') === text) return;
+    feld.setAttribute('aria-valuenow', t.toFixed(1));
+    feld.setAttribute('aria-valuetext', text);
   }
 
   setze(id, text) {
@@ -120,22 +132,42 @@ class Seite {
     this.zeigeZeit();
   }
 
-  // Said aloud, so only when something else is heard.
+  // Where one can look at it; most of it is not said.
   zeigeGehoertes() {
     const { spieler } = this;
     const chunks = spieler.laeuft ? spieler.gehoerte() : [];
     const was = chunks.map((chunk) => chunk.name());
     if (spieler.laeuft && spieler.hoertRoh()) was.unshift(T('rohesMikrofon'));
     const stumm = KANAELE.some((kanal) => chunkBei(kanal, spieler.t));
-    const nichts = T(stumm ? 'stumm' : fehltBei(spieler.t) ? 'spieltFehlendes' : 'spieltNichts');
+    const fehlt = spieler.laeuft && !was.length && !stumm && fehltBei(spieler.t);
+    const nichts = T(stumm ? 'stumm' : fehlt ? 'spieltFehlendes' : 'spieltNichts');
     const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : nichts;
+    this.sageNeues(worte, fehlt);
     const text = [worte, this.fehler].filter(Boolean).join(' ');
     if (text === this.gespielt) return;
     this.gespielt = text;
-    this.setze('laut', text);
+    this.setze('gehoert', text);
     this.zeichner.spielt = new Set(chunks);
     this.tabelle.markiere(this.zeichner.spielt);
     this.zeichner.bestelle();
+  }
+
+  // What a screen reader says while the recording may be heard: only that it starts or ends, and what is
+  // missing.
+  sageNeues(worte, fehlt) {
+    const { laeuft, wartet, nur, bis, t } = this.spieler;
+    const { fehler } = this;
+    if (wartet) return;
+    const davor = this.zuletzt ?? { laeuft: false };
+    this.zuletzt = { laeuft, fehlt, fehler, einzeln: nur ? `${nur} ${bis}` : '' };
+    const beginnt = laeuft && (!davor.laeuft || (nur && this.zuletzt.einzeln !== davor.einzeln));
+    if (beginnt || (fehlt && !davor.fehlt)) this.sage(worte);
+    else if (davor.laeuft && !laeuft) this.sage(T(t >= DAUER - 0.05 ? 'zuEnde' : 'angehalten'));
+    if (fehler && fehler !== davor.fehler) this.sage(fehler);
+  }
+
+  sage(text) {
+    this.setze('laut', text);
   }
 }
 

@@ -3,6 +3,12 @@
 
 const SEITENLAENGE = 25;
 
+// A button that has nothing to do just now. It keeps the focus: who has pressed it would have to begin again
+// from the top of the page.
+function sperre(id, gesperrt) {
+  document.getElementById(id).setAttribute('aria-disabled', String(gesperrt));
+}
+
 class Tabelle {
   constructor(spieler) {
     this.spieler = spieler;
@@ -38,8 +44,8 @@ class Tabelle {
     this.zeilen.clear();
     this.koerper.replaceChildren(...this.chunks.slice(this.ab, bis).map((chunk) => this.zeile(chunk)));
     document.getElementById('welche').textContent = T('welche', this.ab + 1, bis, alle);
-    document.getElementById('zurueck').disabled = this.ab === 0;
-    document.getElementById('weiter').disabled = bis === alle;
+    sperre('zurueck', this.ab === 0);
+    sperre('weiter', bis === alle);
     this.markiere(new Set());
   }
 
@@ -52,10 +58,13 @@ class Tabelle {
     knopf.addEventListener('click', () => this.spieler.spieleChunk(chunk));
     const sprache_ = chunk.sprache === null ? '' : `${alsZahl(chunk.sprache / 1000, 1)} s`;
     const breit = (text) => teil('td', 'breit', text);
+    const laenge = `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`;
+    // Where there is no room for the file's column, it stands here that there is none.
+    const fehlt = chunk.datei ? [] : [teil('span', 'schmal', T('fehlt'))];
     const zeile = teil('tr', `${chunk.kanal}${chunk.datei ? '' : ' fehlt'}`,
       teil('td', '', knopf), teil('td', '', T(chunk.kanal)), teil('td', '', String(chunk.nummer)),
       teil('td', '', alsZeit(chunk.ab, 1)), breit(tageszeit(chunk.ab)),
-      teil('td', '', `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`), teil('td', '', sprache_),
+      teil('td', '', laenge, ...fehlt), teil('td', '', sprache_),
       breit(chunk.datei ? decodeURIComponent(chunk.datei) : T('fehlt')));
     this.zeilen.set(chunk, zeile);
     return zeile;

@@ -5,6 +5,9 @@
 
 const anzahl = (zahl, eines, viele) => `${zahl} ${zahl === 1 ? eines : viele}`;
 
+const FRUEHER_DE = 'Das lag schon im Ordner, als diese Aufnahme begann; diese Seite zeigt davon nichts.';
+const FRUEHER_EN = 'It was in the folder before this recording began; this page shows nothing of it.';
+
 const TEXTE = {
   de: {
     zumPlayer: 'Zur Zeitachse', sprache: 'Sprache', hoeren: 'Anhören', zeit: 'Zeitachse',
@@ -14,9 +17,10 @@ const TEXTE = {
     bedienung: 'Bedienung und Legende',
     tasten: 'Klick: an diese Stelle. Klick auf einen Balken: diesen Chunk abspielen. Doppelklick: ab hier ' +
       'abspielen. Mausrad oder zwei Finger: vergrößern; Umschalt und Mausrad oder ziehen: verschieben. Tasten: ' +
-      'Leertaste spielt und hält an, Pfeile 1 Sekunde (mit Umschalt 0,1), Bild auf und ab einen Ausschnitt, Pos1 ' +
-      'und Ende, plus und minus vergrößern, 0 zeigt alles, N und P zum nächsten und vorigen Chunk, Eingabe spielt ' +
-      'den Chunk an dieser Stelle, R wechselt zwischen roh und gereinigt.',
+      'Leertaste spielt und hält an; Pfeile nach rechts und links 1 Sekunde vor und zurück (mit Umschalt 0,1), nach ' +
+      'oben und unten 10 Sekunden vor und zurück; Bild auf und ab einen Ausschnitt vor und zurück; Pos1 zum Anfang, ' +
+      'Ende zum Ende; plus und minus vergrößern und verkleinern, 0 zeigt alles; N und P zum nächsten und vorigen ' +
+      'Beginn eines Chunks; Eingabe spielt den Chunk an dieser Stelle; R wechselt zwischen roh und gereinigt.',
     legendeMe: 'ich: behaltener Ton, darunter seine Chunks', legendeThem: 'Gegenüber: das Gleiche',
     legendeVerworfen: 'nicht behalten (still oder ohne Sprache); steht nur in der rohen Aufnahme',
     legendeFehlt: 'angesagt, aber nicht abspielbar', legendeDoppelt: 'zwei Chunks überlappen sich',
@@ -29,6 +33,9 @@ const TEXTE = {
     fuss: 'Erstellt von hallkorb-sitzung. Ton und Bild spielt diese Seite aus den Dateien neben ihr; sie verlässt ' +
       'diesen Rechner nicht.',
     fehlt: 'fehlt', ausRoh: 'roh',
+    angehalten: 'Angehalten.', zuEnde: 'Ende der Aufnahme.',
+    zeigtVonBis: (von, bis) => `Zu sehen: ${von} bis ${bis}`,
+    gewicht: { gut: 'Gut', schlimm: 'Schlimm', fraglich: 'Fraglich', hinweis: 'Hinweis' },
     leer: 'In diesem Ordner ist kein Ton, der sich abspielen lässt.',
     chunkName: (kanal, nummer) => `${kanal}, Chunk ${nummer}`,
     spieleChunk: (kanal, nummer, ab) => `${kanal}, Chunk ${nummer} bei ${ab} abspielen`,
@@ -48,9 +55,11 @@ const TEXTE = {
     dateienGanz: 'Die Dateien sind in sich vollständig.',
     genauer: (n, alle) => (n === 1 ? 'Genauer' : n < alle ? `Die ersten ${n} von ${alle}` : `Alle ${n}`),
     repariere: 'Das bringt dieser Befehl in Ordnung; die Originale bleiben erhalten:',
+    repariereHier: 'Das bringt dieser Befehl in Ordnung, im Ordner der Aufnahme eingegeben; die Originale bleiben erhalten:',
+    danach: 'Danach diese Seite neu laden.',
     ohneZeilen: 'Wann die Chunks gesprochen wurden, ist nicht bekannt.',
-    ohneZeilenRat: 'Die Zeilen des Aufnahmeprogramms (ereignisse.jsonl) liegen nicht im Ordner. Die Chunks stehen ' +
-      'deshalb ohne ihre Pausen hintereinander, und rohes Mikrofon und Video passen nicht zu ihnen. Wer die ' +
+    ohneZeilenRat: 'Die Zeilen des Aufnahmeprogramms (ereignisse.jsonl) liegen nicht lesbar im Ordner. Die Chunks ' +
+      'stehen deshalb ohne ihre Pausen hintereinander, und rohes Mikrofon und Video passen nicht zu ihnen. Wer die ' +
       'Aufnahme startet, sollte seine Standardausgabe unter diesem Namen behalten.',
     mehrere: (n) => `Im Ordner liegen die Zeilen von ${n} Aufnahmen; diese Seite zeigt die letzte.`,
     mehrereRat: 'Spätere Aufnahmen überschreiben die Dateien der früheren. Ein Ordner für jede Aufnahme vermeidet das.',
@@ -75,7 +84,7 @@ const TEXTE = {
     ueberlappungen: (kanal, n, s) =>
       `Bei „${kanal}“ kam ${n === 1 ? 'einmal' : `${n}-mal`} etwas doppelt an; ${s} sind weggelassen.`,
     ueberlappungenRat: 'Das kommt beim Wechsel des Geräts vor und ist kaum zu hören.',
-    grund: (text) => `Gemeldet wurde: ${text}`,
+    grund: 'Gemeldet wurde:',
     was: {
       'fehlt:chunk': (n) => `${anzahl(n, 'Chunk fehlt', 'Chunks fehlen')}.`,
       'fehlt:video.mp4': () => 'Das Video fehlt.',
@@ -85,12 +94,19 @@ const TEXTE = {
       'abgeschnitten:chunk': (n) => `${anzahl(n, 'Chunk ist', 'Chunks sind')} kürzer oder länger als angesagt.`,
       'abgeschnitten:mikro_roh.wav': () => 'Die rohe Aufnahme des Mikrofons ist nicht richtig abgeschlossen.',
       'abgeschnitten:video.mp4': () => 'Das Video ist nicht richtig abgeschlossen.',
-      'zweifelhaft:ereignisse.jsonl': (n) => `${anzahl(n, 'Zeile ist', 'Zeilen sind')} nicht lesbar.`,
+      'zweifelhaft:ereignisse.jsonl:zeile': (n) => `${anzahl(n, 'Zeile ist', 'Zeilen sind')} nicht lesbar.`,
+      'zweifelhaft:ereignisse.jsonl:zeilenende': () => 'Die Zeilen des Aufnahmeprogramms sind nicht bis zum Ende lesbar.',
+      'zweifelhaft:ereignisse.jsonl': () => 'Die Zeilen des Aufnahmeprogramms sind nicht lesbar.',
       'zweifelhaft:chunk': (n) => `Bei ${anzahl(n, 'Chunk', 'Chunks')} passen Datei und Ansage nicht zusammen.`,
+      'zweifelhaft:chunk:rate': (n) => `${anzahl(n, 'Chunk hat', 'Chunks haben')} eine andere Abtastrate.`,
       'zweifelhaft:mikro_roh.wav': () => 'Die rohe Aufnahme des Mikrofons ist nicht lesbar.',
+      'zweifelhaft:mikro_roh.wav:rate': () => 'Die rohe Aufnahme des Mikrofons hat eine andere Abtastrate als die Chunks.',
       'zweifelhaft:video.mp4': () => 'Beim Video passen Datei und Ansage nicht zusammen.',
       'uebrig:chunk': (n) => `${anzahl(n, 'Chunk wurde', 'Chunks wurden')} nie angesagt und ` +
         `${n === 1 ? 'steht' : 'stehen'} nicht auf der Zeitachse.`,
+      'uebrig:chunk:frueher': (n) => `${anzahl(n, 'Chunk ist', 'Chunks sind')} von einer früheren Aufnahme.`,
+      'uebrig:mikro_roh.wav:frueher': () => 'Das rohe Mikrofon (mikro_roh.wav) ist von einer früheren Aufnahme.',
+      'uebrig:video.mp4:frueher': () => 'Das Video ist von einer früheren Aufnahme.',
       'uebrig:': (n) => `${anzahl(n, 'Datei blieb', 'Dateien blieben')} unfertig zurück.`,
     },
     wasSonst: 'Etwas im Ordner stimmt nicht.',
@@ -98,10 +114,16 @@ const TEXTE = {
       'fehlt:chunk': 'Vielleicht wurden sie gelöscht, oder sie liegen noch dort, woher der Ordner kopiert wurde.',
       'fehlt:video.mp4': 'Vielleicht liegt es noch dort, woher der Ordner kopiert wurde.',
       'abgeschnitten:chunk': 'Wurde der Ordner vollständig kopiert?',
-      'zweifelhaft:ereignisse.jsonl': 'Was diese Zeilen sagen sollten, fehlt auf dieser Seite.',
+      'zweifelhaft:ereignisse.jsonl:zeile': 'Was diese Zeilen sagen sollten, fehlt auf dieser Seite.',
+      'zweifelhaft:ereignisse.jsonl:zeilenende': 'Was danach kam, fehlt auf dieser Seite.',
+      'zweifelhaft:chunk:rate': 'Diese Seite spielt sie nicht ab. Vermutlich wurden Dateien vertauscht.',
       'zweifelhaft:chunk': 'Vermutlich wurden Dateien vertauscht oder verändert.',
       'uebrig:chunk': 'Das Programm wurde beendet, bevor es sie ansagen konnte, oder niemand hat die Ansage behalten.',
+      'uebrig:chunk:frueher': FRUEHER_DE,
+      'uebrig:mikro_roh.wav:frueher': FRUEHER_DE,
+      'uebrig:video.mp4:frueher': FRUEHER_DE,
     },
+    uebrigFrueher: 'Oder sie sind von einer früheren Aufnahme in diesem Ordner.',
     rohHatEs: 'Vom Mikrofon hat auch die rohe Aufnahme diese Stellen.',
     uebrigUnbekannt: 'Ihre Zeit ist nicht bekannt.', uebrigBekannt: 'Ihre Zeit ergibt sich aus ihrer Länge.',
     // The echo path.
@@ -133,9 +155,11 @@ const TEXTE = {
     tempo: 'Speed', ausschnitt: 'Section', kleiner: 'Zoom out', groesser: 'Zoom in', alles: 'Show all',
     bedienung: 'Controls and legend',
     tasten: 'Click: go there. Click on a bar: play that chunk. Double click: play from there. Mouse wheel or two ' +
-      'fingers: zoom; Shift and wheel, or drag: scroll. Keys: Space plays and pauses, arrows move by 1 second (with ' +
-      'Shift 0.1), Page Up and Down by one view, Home and End, plus and minus zoom, 0 shows all, N and P go to the ' +
-      'next and previous chunk, Enter plays the chunk at this place, R switches between raw and cleaned.',
+      'fingers: zoom; Shift and wheel, or drag: scroll. Keys: Space plays and pauses; the right and left arrows move ' +
+      'by 1 second forward and back (with Shift 0.1), up and down by 10 seconds forward and back; Page Up and Page ' +
+      'Down by one view forward and back; Home goes to the begin, End to the end; plus and minus zoom in and out, 0 ' +
+      'shows all; N and P go to the next and previous begin of a chunk; Enter plays the chunk at this place; R ' +
+      'switches between raw and cleaned.',
     legendeMe: 'me: sound that was kept, its chunks below', legendeThem: 'them: the same',
     legendeVerworfen: 'not kept (silent, or without speech); only in the raw recording',
     legendeFehlt: 'announced, but cannot be played', legendeDoppelt: 'two chunks overlap',
@@ -148,6 +172,9 @@ const TEXTE = {
     fuss: 'Made by hallkorb-sitzung. This page plays sound and picture from the files beside it; nothing leaves this ' +
       'computer.',
     fehlt: 'missing', ausRoh: 'raw',
+    angehalten: 'Paused.', zuEnde: 'End of the recording.',
+    zeigtVonBis: (von, bis) => `Shown: ${von} to ${bis}`,
+    gewicht: { gut: 'Good', schlimm: 'Serious', fraglich: 'Questionable', hinweis: 'Note' },
     leer: 'There is no sound in this folder that can be played.',
     chunkName: (kanal, nummer) => `${kanal}, chunk ${nummer}`,
     spieleChunk: (kanal, nummer, ab) => `Play ${kanal}, chunk ${nummer} at ${ab}`,
@@ -167,9 +194,11 @@ const TEXTE = {
     genauer: (n, alle) =>
       `${n === 1 ? 'Details' : n < alle ? `The first ${n} of ${alle}` : `All ${n}`} (in German)`,
     repariere: 'This command puts it right; the originals are kept:',
+    repariereHier: 'This command puts it right, entered in the folder of the recording; the originals are kept:',
+    danach: 'Then reload this page.',
     ohneZeilen: 'When the chunks were spoken is not known.',
-    ohneZeilenRat: 'The recorder\'s lines (ereignisse.jsonl) are not in the folder. So the chunks follow one another ' +
-      'without their pauses, and raw microphone and video do not match them. Whoever starts the recorder should keep ' +
+    ohneZeilenRat: 'The recorder\'s lines (ereignisse.jsonl) cannot be read in the folder. So the chunks follow one ' +
+      'another without their pauses, and raw microphone and video do not match them. Whoever starts the recorder should keep ' +
       'its standard output under that name.',
     mehrere: (n) => `The folder has the lines of ${n} recordings; this page shows the last one.`,
     mehrereRat: 'Later recordings write over the files of earlier ones. A folder for each recording avoids that.',
@@ -194,7 +223,7 @@ const TEXTE = {
     ueberlappungen: (kanal, n, s) =>
       `Sound came twice in “${kanal}” ${n === 1 ? 'once' : `${n} times`}; ${s} were left out.`,
     ueberlappungenRat: 'This happens when a device changes, and can hardly be heard.',
-    grund: (text) => `The recorder reported: ${text}`,
+    grund: 'The recorder reported:',
     was: {
       'fehlt:chunk': (n) => `${anzahl(n, 'chunk is', 'chunks are')} missing.`,
       'fehlt:video.mp4': () => 'The video is missing.',
@@ -204,12 +233,20 @@ const TEXTE = {
       'abgeschnitten:chunk': (n) => `${anzahl(n, 'chunk is', 'chunks are')} shorter or longer than announced.`,
       'abgeschnitten:mikro_roh.wav': () => 'The raw recording of the microphone was not finished.',
       'abgeschnitten:video.mp4': () => 'The video was not finished.',
-      'zweifelhaft:ereignisse.jsonl': (n) => `${anzahl(n, 'line', 'lines')} cannot be read.`,
+      'zweifelhaft:ereignisse.jsonl:zeile': (n) => `${anzahl(n, 'line', 'lines')} cannot be read.`,
+      'zweifelhaft:ereignisse.jsonl:zeilenende': () => 'The recorder\'s lines cannot be read to their end.',
+      'zweifelhaft:ereignisse.jsonl': () => 'The recorder\'s lines cannot be read.',
       'zweifelhaft:chunk': (n) => `File and announcement of ${anzahl(n, 'chunk', 'chunks')} do not match.`,
+      'zweifelhaft:chunk:rate': (n) => `${anzahl(n, 'chunk has', 'chunks have')} another sample rate.`,
       'zweifelhaft:mikro_roh.wav': () => 'The raw recording of the microphone cannot be read.',
+      'zweifelhaft:mikro_roh.wav:rate': () =>
+        'The raw recording of the microphone has another sample rate than the chunks.',
       'zweifelhaft:video.mp4': () => 'File and announcement of the video do not match.',
       'uebrig:chunk': (n) => `${anzahl(n, 'chunk was', 'chunks were')} never announced and ` +
         `${n === 1 ? 'is' : 'are'} not on the timeline.`,
+      'uebrig:chunk:frueher': (n) => `${anzahl(n, 'chunk is', 'chunks are')} of an earlier recording.`,
+      'uebrig:mikro_roh.wav:frueher': () => 'The raw microphone (mikro_roh.wav) is of an earlier recording.',
+      'uebrig:video.mp4:frueher': () => 'The video is of an earlier recording.',
       'uebrig:': (n) => `${anzahl(n, 'file was', 'files were')} left unfinished.`,
     },
     wasSonst: 'Something in the folder is not right.',
@@ -217,10 +254,16 @@ const TEXTE = {
       'fehlt:chunk': 'They may have been deleted, or they are still where the folder was copied from.',
       'fehlt:video.mp4': 'It may still be where the folder was copied from.',
       'abgeschnitten:chunk': 'Was the folder copied completely?',
-      'zweifelhaft:ereignisse.jsonl': 'What these lines should have said is missing on this page.',
+      'zweifelhaft:ereignisse.jsonl:zeile': 'What these lines should have said is missing on this page.',
+      'zweifelhaft:ereignisse.jsonl:zeilenende': 'What came after that is missing on this page.',
+      'zweifelhaft:chunk:rate': 'This page does not play them. Files have probably been exchanged.',
       'zweifelhaft:chunk': 'Files have probably been exchanged or changed.',
       'uebrig:chunk': 'The program was ended before it could announce them, or nobody kept the announcement.',
+      'uebrig:chunk:frueher': FRUEHER_EN,
+      'uebrig:mikro_roh.wav:frueher': FRUEHER_EN,
+      'uebrig:video.mp4:frueher': FRUEHER_EN,
     },
+    uebrigFrueher: 'Or they are of an earlier recording in this folder.',
     rohHatEs: 'The raw recording has these places of the microphone, too.',
     uebrigUnbekannt: 'Their time is not known.', uebrigBekannt: 'Their time follows from their length.',
     keinEcho: 'No echo was removed in this recording.',

@@ -57,6 +57,23 @@ TEST(ErsatzdateiTest, LeavesNothingBehindUnlessItIsCompleted) {
   EXPECT_EQ(dateien.rufe(Ruf::schliessen), 1U);
 }
 
+TEST(ErsatzdateiTest, ReplacesALinkIfNobodyIsToDecideByIt) {
+  const TempOrdner ordner;
+  for (const bool gesperrt : {false, true}) {
+    ASSERT_TRUE(ersetzeDatei(ordner / "fremd", ALT).gelungen());
+    std::filesystem::remove(ordner / "a");
+    std::filesystem::create_symlink(ordner / "fremd", ordner / "a");
+    FehlerDateien dateien;
+    if (gesperrt) dateien.scheitere(Ruf::oeffnen, 0, EACCES);
+    Ersatzdatei datei(ordner / "a", dateien, Unersetzbar::lassen, Verweise::ersetzen);
+    datei.schreibe(NEU);
+    EXPECT_EQ(datei.vollende().gelungen(), !gesperrt);
+    EXPECT_EQ(liesDatei(ordner / "fremd"), ALT);
+    EXPECT_EQ(liesDatei(ordner / "a"), gesperrt ? ALT : NEU);
+    EXPECT_EQ(ordner.namen(), (std::vector<std::string>{"a", "fremd"}));
+  }
+}
+
 TEST(ErsatzdateiTest, FollowsALinkAndKeepsIt) {
   const TempOrdner ordner;
   std::filesystem::create_symlink("ziel", ordner / "verweis");

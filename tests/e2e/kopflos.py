@@ -66,7 +66,7 @@ class Kopflos(browser.Chromium):
             seite.skript_davor("Object.defineProperty(navigator, 'language', {get: () => '%s'})" % sprache)
         if davor:
             seite.skript_davor(davor)
-        seite.adresse = "file://" + urllib.parse.quote(pfad)
+        seite.adresse = "file://" + urllib.parse.quote(os.fsencode(pfad))
         self._frage("Page.navigate", seite, url=seite.adresse)
         browser._warte(lambda: seite.tu("location.href") != "about:blank" and
                        seite.tu("document.readyState") == "complete", pfad)

@@ -14,15 +14,19 @@ import test_sitzung
 SEKUNDEN = 150
 # Width, height, pixels of the screen for each of the page's, whether it is used with fingers.
 BREITEN = {"phone": (360, 740, 2.0, True), "tablet": (820, 1100, 1.0, False), "wide": (1440, 1000, 1.0, False)}
-JETZT = "Number(document.getElementById('zeit').getAttribute('aria-valuenow'))"
-# Since the page was opened, whether anybody looked in time or not: what was said to be heard, and what
-# was really heard: [file, its place, the clock, the marked row of the table].
-MERKE = """window.gesagt = []; window.gehoert = [];
-  new MutationObserver(() => gesagt.push(document.getElementById('laut').textContent)).observe(
-    document.getElementById('laut'), {childList: true, characterData: true, subtree: true});
+JETZT = "Number(document.getElementById('zeit').dataset.stelle)"
+# Since the page was opened, whether anybody looked in time or not: what is shown to be heard; what a screen
+# reader says by itself, and each value of its slider; and what was really heard: [file, its place, the clock,
+# the marked row of the table].
+MERKE = """window.gesagt = []; window.vorgelesen = []; window.werte = []; window.gehoert = [];
+  for (const [id, liste] of [['gehoert', gesagt], ['laut', vorgelesen]])
+    new MutationObserver(() => liste.push(document.getElementById(id).textContent)).observe(
+      document.getElementById(id), {childList: true, characterData: true, subtree: true});
+  new MutationObserver((alle) => werte.push(...alle.map(({target}) => target.getAttribute('aria-valuetext')))).observe(
+    document.getElementById('zeit'), {attributeFilter: ['aria-valuenow', 'aria-valuetext']});
   setInterval(() => { for (const e of document.querySelectorAll('#toene audio'))
     if (!e.paused && !e.muted && gehoert.length < 50000) gehoert.push([e.getAttribute('src'), e.currentTime,
-      Number(document.getElementById('zeit').getAttribute('aria-valuenow')),
+      Number(document.getElementById('zeit').dataset.stelle),
       document.querySelector('tr.spielt')?.cells[2].textContent]); }, 40); 0"""
 LAEUFT = "document.body.classList.contains('laeuft')"
 ANSICHT = "(({von, bis}) => [Number(von), Number(bis)])(document.getElementById('zeit').dataset)"

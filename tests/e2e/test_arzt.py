@@ -1,6 +1,7 @@
 """hallkorb-sitzung arzt: what it finds on a computer with and without a sound service, a microphone, a screen."""
 
 import os
+import re
 import subprocess
 
 import signale
@@ -44,11 +45,22 @@ class Arzt(test_video.Fensterfall):
                           ("Mangel", "Bildschirm"), ("gut", "Encoder"), ("gut", "Ordner")])
         self.assertEqual(alles.count("Abhilfe: "), 4)
 
+    def test_pegel_am_terminal(self):
+        """Both levels move in one row, ten times a second, and are gone when the findings come."""
+        gezeigt, _, status = test_sitzung.am_terminal("arzt", self.ordner, umgebung=self.raum.umgebung)
+        self.assertIn(status, (0, 1), gezeigt)
+        zeilen = re.findall(r"\r\x1b\[K(Mikrofon \[[^\r\n]*)", gezeigt)
+        self.assertGreater(len(zeilen), 1, gezeigt)
+        for zeile in zeilen:
+            self.assertRegex(zeile, r"^Mikrofon \[#*\.*\] *-?\d+ dBFS  Systemton \[#*\.*\] *-?\d+ dBFS$")
+            self.assertLess(len(zeile), 80)
+        self.assertRegex(gezeigt[gezeigt.index(zeilen[-1]) + len(zeilen[-1]):], r"^\r\x1b\[K\S")
+
 
 class ArztOhneMikrofon(Arzt):
     GERAETE = {"mikrofon": False}
 
-    test_gesund_mit_echo = test_nichts_da = None
+    test_gesund_mit_echo = test_nichts_da = test_pegel_am_terminal = None
 
     def test_kein_mikrofon(self):
         status, befunde, alles = self.arzt(self.ordner, umgebung=self.raum.umgebung)

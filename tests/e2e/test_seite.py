@@ -313,7 +313,7 @@ KONTRASTE = """(() => {
   const schlecht = [];
   for (const e of document.querySelectorAll('body *')) {
     if (![...e.childNodes].some((k) => k.nodeType === 3 && k.data.trim()) || !e.checkVisibility() ||
-        e.closest(':disabled, option, script, #bildpause')) continue;
+        e.closest(':disabled, [aria-disabled=true], option, script, #bildpause')) continue;
     const stil = getComputedStyle(e);
     const [a, b] = [hell(farbe(stil.color)), hell(grund(e))].sort((x, y) => y - x);
     const gross = parseFloat(stil.fontSize) >= 24 || (parseFloat(stil.fontSize) >= 18.6 && stil.fontWeight >= 700);

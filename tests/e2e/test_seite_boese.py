@@ -3,7 +3,7 @@ is wrong. Stage "seite"."""
 
 import glob
 import os
-import shlex
+import shutil
 import subprocess
 
 import kunstordner
@@ -37,9 +37,12 @@ class Boese(seitenfall.Seitenfall):
         self.assertEqual(seite.tu("document.querySelectorAll('img').length"), 0)
         self.assertEqual(seite.tu("document.getElementById('name').textContent"), os.path.basename(ordner))
         self.assertIn("window.boese=1", seite.tu("document.getElementById('befunde').textContent"))
-        # A command that is copied from the page is what it looks like.
-        befehl = seite.tu("document.querySelector('#befunde code').textContent")
-        self.assertEqual(shlex.split(befehl), ["hallkorb-sitzung", "reparieren", os.path.basename(ordner)])
+        # The recorder's own words are German, also in the English page.
+        seite.klicke("#englisch")
+        self.assertEqual(seite.tu("[...document.querySelectorAll('#befunde bdi, #bilder .pause span')].filter("
+                                  "e => e.textContent.includes('window.boese') && !e.closest('[lang=de]')).length"), 0)
+        self.assertGreater(seite.tu("document.querySelectorAll('#befunde .rat [lang=de]').length"), 1)
+        self.assertIn("Serious: ", self.befunde(seite))
         # The folder's own sound plays although its name means something in addresses.
         seite.tu("document.getElementById('zeit').focus()")
         chunk = self.chunks("me")[1]
@@ -80,19 +83,100 @@ class Boese(seitenfall.Seitenfall):
         seite = self.oeffne(ordner)
         worte = seite.tu("document.getElementById('befunde').textContent")
         for satz in ("Die Aufnahme wurde abgebrochen, oder sie läuft noch.", "1 Chunk fehlt.",
-                     "1 Datei blieb unfertig zurück.", "hallkorb-sitzung reparieren recording"):
+                     "1 Datei blieb unfertig zurück.", f"hallkorb-sitzung reparieren {ordner}; ",
+                     "Danach diese Seite neu laden.", "Schlimm: ", "Fraglich: "):
             self.assertIn(satz, worte)
         self.assertNotIn("vollständig", worte)
         self.assertIn("nicht bekannt", seite.tu("document.getElementById('echo').textContent"))
         self.assertIn("fehlt", seite.tu("document.querySelector('tr.fehlt').textContent"))
-        # The command helps, and is offered once only.
+        # The command helps, and is offered once only; after it the page shows what has become of it.
         self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 1)
-        subprocess.run([test_sitzung.SITZUNG, "reparieren", ordner], check=True, stdout=subprocess.DEVNULL)
-        seite = self.oeffne(ordner, seite.browser)
+        self.fuege_ein(seite)
+        seite = self.oeffne_wieder(ordner, seite.browser)
         worte = self.befunde(seite)
         self.assertNotIn("unfertig", worte)
         self.assertIn("Die Aufnahme wurde abgebrochen", worte)
         self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 0)
+        self.ohne_klagen(seite, ordner)
+
+    def test_der_befehl_gilt_ueberall(self):
+        """Copied from the page and pasted into a shell anywhere, it repairs that folder and nothing else, whatever
+        the folder is called; a terminal gets no control character."""
+        programm = self.chrom()
+        for name in (b"today", b"with  two blanks ", b"-n", b"it's \"so\" & <so>", b"100%\\n\\x41 #1?",
+                     b"$(touch a)`touch b`;touch c&", b"';touch d;'", b"a\x03\ntouch e\n\x1b[A\r", b"\n",
+                     b"\xff\xfe latin \xe4 '\\''\ntouch f", "Jürgens Äpfel".encode(), "nb\u00a0sp \u202ertl".encode(),
+                     b"x" * 250):
+            with self.subTest(name=name):
+                ordner = os.fsdecode(os.path.join(os.fsencode(self.ordner), b"halter", name))
+                shutil.copytree(test_sitzung.BEISPIEL, ordner)
+                unfertig = os.path.join(ordner, ".hallkorb-1-2.teil")
+                with open(unfertig, "wb"):
+                    pass
+                seite = self.oeffne(ordner, programm)
+                befehl = self.fuege_ein(seite)
+                self.assertNotRegex(befehl, "[\x00-\x1f\x7f-\x9f\u202e\u00a0]")
+                self.assertFalse(os.path.exists(unfertig))
+                self.assertEqual(sorted(os.listdir(self.ordner)), ["anderswo", "chromium", "halter"])
+                self.assertEqual(os.listdir(os.path.join(self.ordner, "anderswo")), [])
+                seite.schliesse()
+                seite = self.oeffne_wieder(ordner, programm)
+                self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 0)
+                self.ohne_klagen(seite, ordner)
+                seite.schliesse()
+                shutil.rmtree(os.path.dirname(ordner))
+
+    def fuege_ein(self, seite):
+        """Runs what is copied from the page, in shells that are somewhere else; returns it."""
+        befehl = seite.tu("""(() => { getSelection().selectAllChildren(document.querySelector('#befunde code'));
+            return getSelection().toString() })()""")
+        anderswo = os.path.join(self.ordner, "anderswo")
+        os.makedirs(anderswo, exist_ok=True)
+        pfad = os.path.dirname(test_sitzung.SITZUNG) + ":" + os.environ["PATH"]
+        for shell in filter(shutil.which, ("dash", "bash", "zsh")):
+            lauf_ = subprocess.run([shell, "-c", befehl], cwd=anderswo, env={**os.environ, "PATH": pfad}, check=True,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            self.assertEqual(lauf_.stderr, b"")
+        return befehl
+
+    def oeffne_wieder(self, ordner, programm):
+        """The page as it lies there."""
+        seite = programm.oeffne_datei(os.path.join(ordner, "sitzung.html"))
+        seite.warte(seitenfall.FERTIG)
+        return seite
+
+    def test_von_einer_frueheren_aufnahme(self):
+        """What an earlier recording has left beside this one is not played as its own."""
+        ordner = self.kunst(sekunden=20, video=False)
+        uebrig = os.path.join(ordner, "chunk_me_700.wav")
+        shutil.copy(os.path.join(ordner, "chunk_me_000.wav"), uebrig)
+        davor = kunstordner.NULL_UNIX_MS / 1000 - 60
+        for name in (uebrig, os.path.join(ordner, "mikro_roh.wav")):
+            os.utime(name, (davor, davor))
+        os.utime(os.path.join(ordner, "ereignisse.jsonl"), (davor + 100, davor + 100))
+        seite = self.oeffne(ordner)
+        worte = self.befunde(seite)
+        self.assertIn("1 Chunk ist von einer früheren Aufnahme.", worte)
+        self.assertIn("Das rohe Mikrofon (mikro_roh.wav) ist von einer früheren Aufnahme.", worte)
+        self.assertEqual(seite.tu("document.getElementById('fassung').disabled"), True)
+        self.assertEqual(seite.tu("document.querySelectorAll('#befunde code').length"), 0)
+        self.ohne_klagen(seite, ordner)
+
+    def test_unlesbare_zeilen_werden_gezaehlt(self):
+        ordner = self.kunst(sekunden=20, video=False)
+        pfad = os.path.join(ordner, "ereignisse.jsonl")
+        programm = self.chrom()
+        with open(pfad, "a", encoding="utf-8") as datei:
+            datei.write("nichts\n" * 500)
+        seite = self.oeffne(ordner, programm)
+        self.assertIn("500 Zeilen sind nicht lesbar.", self.befunde(seite))
+        self.assertIn("Die ersten 50 von 500", self.befunde(seite))
+        seite.schliesse()
+        os.rename(pfad, pfad + ".weg")
+        os.symlink(pfad + ".weg", pfad)
+        seite = self.oeffne(ordner, programm)
+        self.assertIn("Die Zeilen des Aufnahmeprogramms sind nicht lesbar.", self.befunde(seite))
+        self.assertNotIn("1 Zeile", self.befunde(seite))
         self.ohne_klagen(seite, ordner)
 
     def test_was_geloescht_ist_war_nicht_still(self):
@@ -162,4 +246,10 @@ class Boese(seitenfall.Seitenfall):
         seite.klicke("#zeit", (fehlend["t0"] + 0.2 - von) / (bis - von), 0.2)
         seite.klicke("#spiel")
         self.sagte(seite, "Was hier zu hören wäre, fehlt.")
+        seite.warte("vorgelesen.includes('Was hier zu hören wäre, fehlt.')")
         self.ohne_klagen(seite, ordner)
+        # The table has the word once, also where its last columns have no room.
+        for name in seitenfall.BREITEN:
+            schmale = self.oeffne(ordner, seite.browser, **seitenfall.schirm(name))
+            self.assertEqual(schmale.tu("document.querySelector('tr.fehlt').innerText.match(/fehlt/g)"), ["fehlt"], name)
+            schmale.schliesse()

@@ -103,7 +103,7 @@ class Abspielen(seitenfall.Seitenfall):
         seite.warte(f"{seitenfall.ANSICHT}[0] > {von}")
         self.assertAlmostEqual(*(b - a for a, b in (seite.tu(seitenfall.ANSICHT), (von, bis))), delta=0.01)
         for _ in range(12):
-            if seite.tu("document.getElementById('groesser').disabled"):
+            if seite.tu("document.getElementById('groesser').ariaDisabled === 'true'"):
                 break
             seite.klicke("#groesser")
         von, bis = seite.tu(seitenfall.ANSICHT)
@@ -118,6 +118,39 @@ class Abspielen(seitenfall.Seitenfall):
             seite.frage("Input.dispatchTouchEvent", type=art, touchPoints=[] if weite is None else [
                 {"x": x - weite, "y": y, "id": 1}, {"x": x + weite, "y": y, "id": 2}])
         seite.warte(f"{seitenfall.ANSICHT}[1] - {seitenfall.ANSICHT}[0] < {seitenfall.SEKUNDEN * 0.45}")
+
+    def test_ein_vorleser_spricht_nicht_dazwischen(self):
+        """While it plays, with the slider under the focus: its value is said at the start and at a key, and what is
+        played once, however many chunks follow each other."""
+        seite = self.seite
+        seite.tu("document.getElementById('zeit').focus()")
+        seite.taste("n")
+        seite.tu("werte.length = vorgelesen.length = 0")
+        seite.taste(" ")
+        for nummer in range(2):
+            self.sagte(seite, f"Zu hören: Gegenüber, Chunk {nummer}")
+        self.assertLessEqual(seite.tu("werte.length"), 2)
+        self.assertEqual(seite.tu("vorgelesen.length"), 1)
+        self.assertIn("Zu hören: Gegenüber, Chunk 0", seite.tu("vorgelesen[0]"))
+        seite.tu("werte.length = 0")
+        seite.taste("ArrowUp")
+        seite.warte("werte.length > 0")
+        seite.taste(" ")
+        self.assertEqual(seite.tu("vorgelesen.at(-1)"), "Angehalten.")
+        self.assertEqual(seite.tu("document.getElementById('zeit').getAttribute('aria-valuetext').split(' ')[0]"),
+                         seite.tu("document.getElementById('jetzt').textContent"))
+        # What is seen is said, too; and a button that has done its work keeps the focus.
+        seite.tu("document.getElementById('groesser').focus()")
+        for _ in range(12):
+            seite.tu("document.activeElement.click()")
+        self.assertRegex(seite.tu("vorgelesen.at(-1)"), r"^Zu sehen: [\d:,]+ bis [\d:,]+$")
+        self.assertEqual(seite.tu("[document.activeElement.id, document.activeElement.ariaDisabled]"),
+                         ["groesser", "true"])
+        seite.tu("document.getElementById('weiter').focus()")
+        while seite.tu("document.getElementById('weiter').ariaDisabled") == "false":
+            seite.tu("document.activeElement.click()")
+        self.assertEqual(seite.tu("document.activeElement.id"), "weiter")
+        self.assertEqual(seite.tu("document.getElementById('welche').ariaLive"), "polite")
 
     def test_nur_mit_der_tastatur(self):
         seite = self.seite
@@ -137,7 +170,8 @@ class Abspielen(seitenfall.Seitenfall):
             self.assertIn(name, erreicht)
         seite.tu("document.getElementById('zeit').focus()")
         for taste, soll in (("End", seitenfall.SEKUNDEN), ("Home", 0.0), ("ArrowRight", 1.0), ("ArrowUp", 11.0),
-                            ("ArrowLeft", 10.0), ("PageDown", seitenfall.SEKUNDEN), ("Home", 0.0)):
+                            ("ArrowLeft", 10.0), ("ArrowDown", 0.0), ("PageUp", seitenfall.SEKUNDEN), ("PageDown", 0.0),
+                            ("ArrowUp", 10.0), ("Home", 0.0)):
             seite.taste(taste)
             self.assertAlmostEqual(seite.tu(seitenfall.JETZT), soll, delta=0.01, msg=taste)
         beginne = sorted(satz["t0"] for satz in self.saetze if "chunk" in satz)

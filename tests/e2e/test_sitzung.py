@@ -287,30 +287,39 @@ class Beispiel(lauf.Fall):
             self.assertAlmostEqual(satz["t1"] - satz["t0"], laenge, delta=0.0201)
 
 
+ALLES = ("stdout", "stderr")
+
+
+def am_terminal(*worte, terminal=ALLES, umgebung=os.environ, **mehr):
+    """(what a terminal showed, what went elsewhere, status) of hallkorb-sitzung; `terminal`: the streams that
+    lead there, `mehr`: into its environment."""
+    haupt, neben = pty.openpty()
+    prozess = subprocess.Popen(
+        [SITZUNG, *worte], stdin=subprocess.DEVNULL,
+        env={name: wert for name, wert in umgebung.items() if name != "NO_COLOR"} | {"TERM": "xterm"} | mehr,
+        **{strom: neben if strom in terminal else subprocess.PIPE for strom in ALLES})
+    os.close(neben)
+    gezeigt = b""
+    try:
+        while stueck := os.read(haupt, 65536):
+            gezeigt += stueck
+    except OSError:
+        pass  # nobody can write to it any more
+    os.close(haupt)
+    anderswo = b"".join(teil for teil in prozess.communicate() if teil)
+    return gezeigt.decode().replace("\r\n", "\n"), anderswo.decode(), prozess.returncode
+
+
 class AmTerminal(lauf.Fall):
     """Colours and bars: on a real terminal, if they are wanted, and nowhere else."""
 
     MIT_TONANLAGE = False
-    ALLES = ("stdout", "stderr")
 
     def rufe(self, *worte, terminal=ALLES, **umgebung):
-        """(what the terminal showed, what went elsewhere); `terminal`: the streams that lead there."""
-        haupt, neben = pty.openpty()
-        prozess = subprocess.Popen(
-            [SITZUNG, *worte], stdin=subprocess.DEVNULL,
-            env={name: wert for name, wert in os.environ.items() if name != "NO_COLOR"} | {"TERM": "xterm"} | umgebung,
-            **{strom: neben if strom in terminal else subprocess.PIPE for strom in self.ALLES})
-        os.close(neben)
-        gezeigt = b""
-        try:
-            while stueck := os.read(haupt, 65536):
-                gezeigt += stueck
-        except OSError:
-            pass  # nobody can write to it any more
-        os.close(haupt)
-        anderswo = b"".join(teil for teil in prozess.communicate() if teil)
-        self.assertEqual(prozess.returncode, 0, gezeigt)
-        return gezeigt.decode().replace("\r\n", "\n"), anderswo.decode()
+        """(what the terminal showed, what went elsewhere)."""
+        gezeigt, anderswo, status = am_terminal(*worte, terminal=terminal, **umgebung)
+        self.assertEqual(status, 0, gezeigt)
+        return gezeigt, anderswo
 
     def test_farben(self):
         bunt = "\x1b[32min Ordnung\x1b[0m: "
@@ -348,3 +357,27 @@ class AmTerminal(lauf.Fall):
         self.assertEqual(alles[:len(ton)], ton)
         film_ = alles[len(ton):]
         self.assertTrue(film_ and film_ == sorted(film_) and film_[-1] >= 99, alles)
+
+        with open(os.path.join(self.aufnahme, "mikro_roh.wav"), "r+b") as datei:
+            datei.seek(40)
+            datei.write(bytes(4))
+        gezeigt, datei = self.rufe("reparieren", self.aufnahme, terminal=("stderr",))
+        self.assertEqual(self.balken(gezeigt, "repariere")[-1], 100)
+        self.assertTrue(datei.startswith("repariert     mikro_roh.wav"), datei)
+
+
+class Ausgabe(lauf.Fall):
+    """What nobody can have read is no report."""
+
+    MIT_TONANLAGE = False
+
+    def test_ohne_platz(self):
+        shutil.copytree(BEISPIEL, self.aufnahme)
+        for worte in (("--help",), ("pruefen", self.aufnahme), ("bericht", self.aufnahme), ("reparieren", self.aufnahme)):
+            with self.subTest(worte=worte), open("/dev/full", "wb") as voll:
+                ergebnis = subprocess.run([SITZUNG, *worte], stdin=subprocess.DEVNULL, stdout=voll,
+                                          stderr=subprocess.PIPE, text=True, check=False)
+                self.assertEqual((ergebnis.returncode, ergebnis.stderr),
+                                 (2, "hallkorb-sitzung: die Ausgabe war nicht zu schreiben\n"))
+        # The work is done all the same.
+        self.assertTrue(os.path.exists(os.path.join(self.aufnahme, "sitzung.html")))

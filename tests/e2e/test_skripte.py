@@ -395,11 +395,23 @@ class Skripte(unittest.TestCase):
                 zeilen.schliesse()
                 self.assertEqual(status, -nummer if nummer == signal.SIGKILL else 0,
                                  "\n".join(zeilen.texte()))
+                if nummer != signal.SIGKILL:
+                    self.pruefe_ende(ordner)
                 # Also when the script itself is gone at once, the recording ends in order.
                 signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
                 if nummer != signal.SIGKILL:
                     self.pruefe_zeilen_und_seite(ordner)
                 self.niemand_mehr_da()
+
+    def pruefe_ende(self, ordner):
+        """Every line is kept, and the page is made of them."""
+        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            saetze = [json.loads(zeile) for zeile in datei]
+        self.assertEqual(saetze[-1], {"event": "done"})
+        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
+                         {name for name in os.listdir(ordner) if name.startswith("chunk_")})
+        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
+            self.assertIn('"fertig":true', datei.read())
 
     def test_record_gibt_den_status_weiter(self):
         prozess, zeilen = self.starte(RECORD, "--rate", "nan", "--out", self.ordner)

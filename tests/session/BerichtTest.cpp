@@ -164,6 +164,33 @@ TEST_F(BerichtTest, AFindingSaysWhetherARepairHelps) {
   EXPECT_EQ(satz["befunde"][1]["texte"].size(), 2U);
 }
 
+TEST_F(BerichtTest, LinesThatCannotBeReadAreCounted) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.ende();
+  for (int i = 0; i < 500; ++i)
+    bau_.zeile("nichts");
+  const Json satz = daten();
+  ASSERT_EQ(satz["befunde"].size(), 1U);
+  EXPECT_EQ(satz["befunde"][0]["thema"], "zeile");
+  EXPECT_EQ(satz["befunde"][0]["anzahl"], 500);
+}
+
+TEST_F(BerichtTest, DifferentThingsAboutAFileAreDifferentFindings) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.ende();
+  bau_.wav(ROHDATEI, 0, 48'000, 48'000);
+  std::filesystem::rename(bau_ / EREIGNISSE, bau_ / "anderswo");
+  std::filesystem::create_symlink(bau_ / "anderswo", bau_ / EREIGNISSE);
+  const Json satz = daten();
+  ASSERT_EQ(satz["befunde"].size(), 2U);
+  EXPECT_EQ(satz["befunde"][0]["datei"], EREIGNISSE);
+  EXPECT_EQ(satz["befunde"][0]["thema"], "");
+  EXPECT_EQ(satz["befunde"][1]["datei"], ROHDATEI);
+  EXPECT_EQ(satz["befunde"][1]["thema"], "rate");
+}
+
 TEST_F(BerichtTest, AMissingChannelWithoutAReason) {
   bau_.zeile(R"({"event":"degraded","channel":"them","message":"aus"})");
   bau_.zeile(R"({"event":"started","mic":false,"system":false})");

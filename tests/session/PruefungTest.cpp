@@ -128,6 +128,14 @@ TEST_F(Pruefung, AFullRawFileIsNotCutOff) {
   EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten mikro_roh.wav"});
 }
 
+// A few bytes in an archive may become a file of a terabyte.
+TEST_F(Pruefung, LinesWithoutEndAreNotReadToIt) {
+  bau_.ende();
+  std::filesystem::resize_file(bau_ / EREIGNISSE, std::uintmax_t{1} << 40U);  // takes no room
+  EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft ereignisse.jsonl"});
+  EXPECT_EQ(bau_.pruefe()[0].thema, Thema::zeilenende);
+}
+
 TEST_F(Pruefung, FilesOfAnotherRate) {
   bau_.ende();
   bau_.setze("chunk_me_001.wav", 24, 48000);

@@ -173,7 +173,19 @@ class ReparaturFehler : public testing::Test {
     EXPECT_TRUE(dritter.taten.empty()) << dritter.gedruckt();
   }
 
-  void pruefe(FehlerDateien& dateien) {
+  // What of the recording is the same file as its original, so that who writes into it changes
+  // both.
+  [[nodiscard]] std::string zweiNamen() const {
+    const std::string ort = arbeit_ + "/originale";
+    if (std::filesystem::is_directory(ort)) {
+      for (const auto& eintrag : std::filesystem::directory_iterator(ort))
+        if (eintrag.hard_link_count() > 1) return eintrag.path().filename().string();
+    }
+    return {};
+  }
+
+  // `loescht`: removing does not fail.
+  void pruefe(FehlerDateien& dateien, bool loescht = false) {
     neu();
     dateien.vorher = [&](Ruf ruf) {
       if (ruf == Ruf::umbenennen || ruf == Ruf::schreiben || ruf == Ruf::loeschen) {
@@ -183,6 +195,9 @@ class ReparaturFehler : public testing::Test {
     const Lauf lauf = repariere(dateien);
     if (lauf.alles()) {
       EXPECT_EQ(inhalte(arbeit_), nachher_) << lauf.gedruckt();
+    }
+    if (loescht) {
+      EXPECT_EQ(zweiNamen(), "");
     }
     gemeldet_ += !lauf.alles();
     ++laeufe_;
@@ -248,7 +263,7 @@ TEST_F(ReparaturFehler, TheDiskIsFullFromAnyMomentOn) {
       dateien.kurz(stueck);
       dateien.scheitere(Ruf::schreiben, n, ENOSPC, FehlerDateien::IMMER);
       const std::size_t bisher = gemeldet_;
-      pruefe(dateien);
+      pruefe(dateien, true);
       ASSERT_FALSE(HasFailure());
       if (dateien.rufe(Ruf::schreiben) <= n) break;
       EXPECT_EQ(gemeldet_, bisher + 1);

@@ -262,7 +262,9 @@ TEST_F(Reparatur, AnEarlierOriginalIsNeverReplaced) {
   EXPECT_EQ(bytes("originale/video.mp4.neu.3"), Bytes{3});
 }
 
-TEST_F(Reparatur, AnOriginalIsKeptOnce) {
+// What was not replaced would be one file by two names: the next recording into the folder, or a
+// host that still writes its lines, would change the original, too.
+TEST_F(Reparatur, AnOriginalIsKeptOnceAndOnlyOfWhatWasReplaced) {
   bau_.ende();
   bau_.kuerze("chunk_me_000.wav", 2001);
   const Bytes vorher = bytes("chunk_me_000.wav");
@@ -271,11 +273,26 @@ TEST_F(Reparatur, AnOriginalIsKeptOnce) {
     voll.scheitere(FehlerDateien::Ruf::schreiben, 0, ENOSPC, FehlerDateien::IMMER);
     EXPECT_EQ(repariere(voll), Namen{"! chunk_me_000.wav"});
     EXPECT_EQ(bytes("chunk_me_000.wav"), vorher);
-    EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
+    EXPECT_EQ(originale(), Namen{});
   }
+  // Killed in the middle, a repair leaves it.
+  std::filesystem::create_hard_link(bau_ / "chunk_me_000.wav", bau_ / "originale/chunk_me_000.wav");
   EXPECT_EQ(repariere(), Namen{"chunk_me_000.wav"});
   EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
   EXPECT_EQ(bytes("originale/chunk_me_000.wav"), vorher);
+}
+
+TEST_F(Reparatur, LinesThatCouldNotBeAddedToAreNoOriginal) {
+  bau_.wav(ROHDATEI, 0, 40'000);
+  // The chunk, or after it the lines, cannot be written.
+  for (const std::size_t n : {0U, 2U}) {
+    FehlerDateien voll;
+    voll.scheitere(FehlerDateien::Ruf::schreiben, n, ENOSPC, FehlerDateien::IMMER);
+    EXPECT_EQ(repariere(voll), Namen{"! chunk_me_001.wav"});
+    EXPECT_EQ(originale(), Namen{});
+  }
+  EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
+  EXPECT_EQ(originale(), Namen{EREIGNISSE});
 }
 
 TEST_F(Reparatur, ANameForWhichThereIsNoRoomEndsInAnError) {

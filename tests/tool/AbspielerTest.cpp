@@ -1,5 +1,6 @@
 // A recording played to a host, on a simulated platform: the moments, the files, the stop.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <csignal>
@@ -13,6 +14,7 @@
 #include "session/Spielplan.h"
 #include "tests/session/Ordnerbau.h"
 #include "tests/support/AusgabeFaenger.h"
+#include "tests/support/Niemand.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
 #include "tool/Abspieler.h"
@@ -129,6 +131,30 @@ TEST_F(AbspielerTest, LinksInTheTargetAreReplacedAndNotFollowed) {
     EXPECT_EQ(dateiBytes(fremd / name), wichtig) << name;
     EXPECT_EQ(dateiBytes(ziel / name), dateiBytes(bau / name)) << name;
   }
+}
+
+// A folder in which nothing may be changed: the real thing, with permissions.
+TEST_F(AbspielerTest, ATargetThatAllowsNoChangeLeadsNowhere) {
+  nimmAuf();
+  const TempOrdner fremd;
+  const Bytes wichtig{1, 2, 3};
+  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
+    legeAn(fremd / name, wichtig);
+    std::filesystem::create_symlink(fremd / name, ziel / name);
+  }
+  for (const std::string& pfad : {fremd.pfad(), ziel.pfad(), bau.ordner().pfad()})
+    ASSERT_TRUE(Niemand::gehoere(pfad));
+  ASSERT_EQ(::chmod(ziel.pfad().c_str(), 0555), 0);
+  {
+    const Niemand niemand;
+    ASSERT_TRUE(niemand.gelungen());
+    SimPlattform welt;
+    EXPECT_EQ(spiele(welt, 0.0), 0);
+  }
+  ASSERT_EQ(::chmod(ziel.pfad().c_str(), 0755), 0);
+  EXPECT_EQ(fremd.namen().size(), 3U);
+  for (const std::string& name : fremd.namen())
+    EXPECT_EQ(dateiBytes(fremd / name), wichtig) << name;
 }
 
 TEST_F(AbspielerTest, QuickTimeTakesAsMuchLess) {

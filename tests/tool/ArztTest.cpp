@@ -299,9 +299,18 @@ TEST_F(ArztTest, NoEchoNoPlayerAndNoSound) {
 }
 
 TEST(Terminal, ALevelAsABar) {
-  EXPECT_EQ(pegelBalken(-99.0), "[....................] -99 dBFS");
-  EXPECT_EQ(pegelBalken(-30.0), "[##########..........] -30 dBFS");
-  EXPECT_EQ(pegelBalken(0.0), "[####################]   0 dBFS");
+  EXPECT_EQ(pegelBalken(-99.0), "[................] -99 dBFS");
+  EXPECT_EQ(pegelBalken(-30.0), "[########........] -30 dBFS");
+  EXPECT_EQ(pegelBalken(0.0), "[################]   0 dBFS");
+}
+
+// A line that wraps would leave its first row on the terminal, ten times a second.
+TEST(Terminal, BothLevelsFitIntoOneRow) {
+  for (const double db : {-140.0, -60.0, 0.0})
+    EXPECT_LT(pegelZeile(db, db).size(), 80U);
+  EXPECT_EQ(pegelZeile(-60.0, -30.0),
+            "Mikrofon [................] -60 dBFS  Systemton [########........] -30 dBFS");
+  EXPECT_EQ(pegelZeile({}, -30.0), "Systemton [########........] -30 dBFS");
 }
 
 }  // namespace
