@@ -9,6 +9,7 @@
 #include <csignal>
 #include <span>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "base/Ausgabe.h"
@@ -30,6 +31,14 @@ std::string fehlerZeile(const std::string& text) {
   return R"({"event":"error","message":")" + jsonEscape(text) + "\"}";
 }
 
+// Standard output may be a file on the disk that is full.
+void meldeZeilenverlust(int nummer, std::int64_t verloren) {
+  log("[hallkorb] Standardausgabe: " +
+      (nummer != 0
+           ? "Schreibfehler: " + std::generic_category().message(nummer)
+           : "Schreiben geht wieder, " + std::to_string(verloren) + " Zeilen sind verloren"));
+}
+
 std::string degraded(const char* kanal, const Fehler& fehler) {
   return formatiert(R"({"event":"degraded","channel":"%s","message":"%s"})", kanal,
                     jsonEscape(fehler.description).c_str());
@@ -44,6 +53,7 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
 
 LiveAufnahme::~LiveAufnahme() {
   FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+  FileHandleTextOutput::standardOutput().beiStoerung(nullptr);
   FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
   FileHandleTextOutput::standardError().begrenze(std::nullopt);
   if (ordner_ >= 0) schliesse(ordner_, dateien_);
@@ -164,6 +174,7 @@ void LiveAufnahme::richteSignaleEin() {
   schleife.aufLeserWeg(FileHandleTextOutput::standardOutput().handle, leserWeg);
   FileHandleTextOutput::standardOutput().leserWeg(
       [&schleife, leserWeg] { schleife.post(leserWeg); });
+  FileHandleTextOutput::standardOutput().beiStoerung(meldeZeilenverlust);
 }
 
 bool LiveAufnahme::beginneEnde() {
