@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstddef>
@@ -335,6 +336,7 @@ class Schlucker final : public Dateien {
   ssize_t schreibenAn(int, std::span<const std::uint8_t> bytes, std::int64_t) override {
     return std::ssize(bytes);
   }
+  int warteAufPlatz(int, std::chrono::milliseconds) override { return 0; }
   ssize_t lesenAn(int, std::span<std::uint8_t>, std::int64_t) override { return 0; }
   int laengeSetzen(int, std::int64_t) override { return 0; }
   int rechteSetzen(int, mode_t) override { return 0; }
