@@ -135,6 +135,20 @@ TEST_P(BildstoppTest, AStartUnderWayIsCancelledWithoutAWord) {
   lassAusklingen();
 }
 
+// Its first pictures come before the start returns. Nobody has looked again at what they show.
+TEST_P(BildstoppTest, PicturesOfAStartUnderWayAreDroppedWithTheirDoubt) {
+  schirm.windows = {zoom(4)};
+  schirm.meldetAnfang = schirm.schreiberHaelt = true;
+  schirm.startEnde = 1.0;
+  std::size_t genommen = 0;
+  welt.am(0.1, [&] { genommen = schirm.filme.at(0).bilder.size(); });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(0.25));
+  EXPECT_EQ(genommen, 1U);
+  EXPECT_TRUE(schirm.filme.at(0).bilder.empty());
+  EXPECT_EQ(faenger.ausgabe() + faenger.fehler(), "");
+}
+
 TEST_P(BildstoppTest, ASnapshotThatHangsWhileSearchingIsGivenUp) {
   welt.am(2, [this] { schirm.inventarDauer = 10.0; });
   zeige(2, {zoom(4)});

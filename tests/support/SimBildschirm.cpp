@@ -42,6 +42,7 @@ class Bildschirm::Strom final : public WindowStream {
     if (schirm_.meldetAnfang) titelNeu();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     if (const auto ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
+    dauere(schirm_.startEnde);
     return {};
   }
 

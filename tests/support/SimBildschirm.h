@@ -41,6 +41,7 @@ class Bildschirm {
   bool inventarFrueh = false;  // it shows the windows at its beginning, not at its end
   std::optional<Fehler> startFehler;
   double startDauer = 0.0;
+  double startEnde = 0.0;  // seconds from the stream's first picture to the end of its start
   bool startHaengt = false;             // a stop does not cancel a start or a switch
   std::optional<Fehler> endeNachStart;  // the service ends the next stream as soon as it runs
   std::optional<Fehler> wechselFehler;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/HostClock.h"
 #include "platform/macos/MacPlattform.h"
 #include "platform/macos/screen/MacBild.h"
 #include "tests/macos/calls/ErsatzTest.h"
@@ -81,6 +82,7 @@ TEST_F(MacPlattformTest, TheMicrophoneRecords) {
   ersatz::mikrofon::geraet(48000, 1);
   ersatz::mikrofon::erlaubnis(3);
   MacPlattform plattform;
+  setzeHostClock(plattform.uhr());
   const auto mikrofon = plattform.mikrofon();
   Hoerer hoerer;
   ASSERT_TRUE(gelang(mikrofon->start(hoerer)));
@@ -91,6 +93,7 @@ TEST_F(MacPlattformTest, TheMicrophoneRecords) {
 
 TEST_F(MacPlattformTest, TheSoundOfTheComputerIsRecorded) {
   MacPlattform plattform;
+  setzeHostClock(plattform.uhr());
   const auto system = plattform.systemAudio();
   Hoerer hoerer;
   ASSERT_TRUE(gelang(system->start(hoerer)));
