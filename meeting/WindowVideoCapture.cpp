@@ -80,10 +80,14 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
   const Bildzustand::Ende ende = stand_.brichAb();
   uhr_.beende();
   if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
-  Film::Aufnahme aufnahme = film_.entnimm();
-  if (!ende.lief) return std::nullopt;
+  if (!ende.lief) {
+    // A start that the stop has cancelled may already have brought pictures, and doubts.
+    static_cast<void>(film_.entnimm());
+    return std::nullopt;
+  }
 
   const auto quellen = stand_.schliesseZeiten();
+  Film::Aufnahme aufnahme = film_.entnimm();
   meldeBildquellen(quellen);
   if (!film_.schliesseAb(aufnahme)) return std::nullopt;
   return Video{film_.ziel(), aufnahme.frames, benannt(quellen)};
