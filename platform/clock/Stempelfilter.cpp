@@ -14,7 +14,9 @@ constexpr double EIN_BLOCK = 1.25;
 }  // namespace
 
 void Stempelfilter::nimm(std::optional<double> stempel, double dauer) {
-  const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0;
+  const bool steht = stempel && stempel == letzter_;
+  letzter_ = stempel;
+  const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0 && !steht;
   Wartender& neu = ring_[(vorn_ + anzahl_++) % HOECHSTENS];
   neu.abweichung = brauchbar ? std::optional(*stempel - summe_) : std::nullopt;
   neu.dauer = dauer;
@@ -103,6 +105,7 @@ const Stempelfilter::Wartender& Stempelfilter::wartender(std::size_t i) const {
 void Stempelfilter::beginneNeu() {
   wartendDauer_ = summe_ = position_ = 0.0;
   stand_.reset();
+  letzter_.reset();
 }
 
 }  // namespace hallkorb

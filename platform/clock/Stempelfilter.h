@@ -14,7 +14,8 @@
 // block that is 0.2 s or 5 s late among others in place has a false stamp, since the durations show
 // that nothing is missing. Only one after which none comes in place is a loss. Stamps are never
 // early by mistake, so an early one is accepted at once. For the same reason a stream begins at the
-// smallest deviation of its first blocks.
+// smallest deviation of its first blocks. A clock that stands still makes no stamp early: the same
+// stamp once more is none.
 //
 // Times are seconds on the clock of hostSekunden(). One thread at a time; no lock, no allocation.
 #pragma once
@@ -65,6 +66,7 @@ class Stempelfilter {
   std::size_t vorn_ = 0;
   std::size_t anzahl_ = 0;
   double wartendDauer_ = 0.0;
+  std::optional<double> letzter_;  // the last block's stamp
   double summe_ = 0.0;           // duration of all blocks so far
   double position_ = 0.0;        // the same without those that wait
   std::optional<double> stand_;  // the stream's level: the deviation of blocks in place
