@@ -5,10 +5,10 @@
 // many threads, a capture's own among them. Three things follow:
 // - A line is one write call and arrives at once and whole. It is written only when all of it fits
 //   into the pipe (Schreibplatz.h), so that a line that has to be given up leaves no half of it. A
-//   disk that becomes full breaks a line off all the same: the half is cut off the file again, since
-//   a reader must be able to take every line for a whole one. What cannot be cut off (the beginning
-//   of a line that is longer than the pipe) is ended by a line feed before the next line: the reader
-//   then loses that line and not the next one, too.
+//   disk that becomes full breaks a line off all the same: the half is cut off the file again,
+//   since a reader must be able to take every line for a whole one. What cannot be cut off (the
+//   beginning of a line that is longer than the pipe) is ended by a line feed before the next line:
+//   the reader then loses that line and not the next one, too.
 // - A host that is busy for a minute must not cost a block of sound. With a thread of its own
 //   (starteFaden) a stream keeps lines that do not fit yet and writes them, in order, when the
 //   reader has made room; write() returns at once. Without one, write() itself waits, as the
@@ -126,7 +126,7 @@ class FileHandleTextOutput {
   bool meldet_ = false;  // the thread is in the handler
   bool ende_ = false;
   std::atomic<std::int64_t> frist_{0};  // ticks of the steady clock, 0 for none
-  std::optional<int> terminal_;  // opened by starteFaden()
+  std::optional<int> terminal_;         // opened by starteFaden()
   std::thread faden_;
 };
 

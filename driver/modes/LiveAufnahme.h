@@ -94,7 +94,7 @@ class LiveAufnahme {
   std::unique_ptr<Zeitachse> zeitThem_;
   std::unique_ptr<Zeitachse> zeitMe_;
   std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and only if wanted
-  std::optional<Rohspur> rohWav_;           // if wanted
+  std::optional<Rohspur> rohWav_;         // if wanted
   // Declared after everything their work uses, so that they end before it.
   std::unique_ptr<SerialQueue> themQueue_;
   std::unique_ptr<SerialQueue> echoQueue_;

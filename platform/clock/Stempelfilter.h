@@ -67,9 +67,9 @@ class Stempelfilter {
   std::size_t anzahl_ = 0;
   double wartendDauer_ = 0.0;
   std::optional<double> letzter_;  // the last block's stamp
-  double summe_ = 0.0;           // duration of all blocks so far
-  double position_ = 0.0;        // the same without those that wait
-  std::optional<double> stand_;  // the stream's level: the deviation of blocks in place
+  double summe_ = 0.0;             // duration of all blocks so far
+  double position_ = 0.0;          // the same without those that wait
+  std::optional<double> stand_;    // the stream's level: the deviation of blocks in place
 };
 
 }  // namespace hallkorb

@@ -82,9 +82,9 @@ TEST_F(RohWavRohrTest, WithoutAReaderItCostsNoMoreThanATenthOfTheTime) {
   nimmAuf(600);
   EXPECT_LE(rohr.gewartet, 5.0 + 0.1 * (jetzt - 1000.0));
   EXPECT_GE(rohr.gewartet, 5.0);
-  EXPECT_EQ(ausgabe.fehlerZeilen(),
-            (std::vector<std::string>{
-                "[hallkorb] mikro_roh.wav: Schreibfehler: Connection timed out"}));
+  EXPECT_EQ(
+      ausgabe.fehlerZeilen(),
+      (std::vector<std::string>{"[hallkorb] mikro_roh.wav: Schreibfehler: Connection timed out"}));
   const std::size_t bisher = aufgenommen;
   leere();
   nimmAuf(1);
@@ -92,9 +92,8 @@ TEST_F(RohWavRohrTest, WithoutAReaderItCostsNoMoreThanATenthOfTheTime) {
   EXPECT_TRUE(roh->schliessen().gelungen());
   const std::size_t fehlen = (aufgenommen - angekommen) / 2;
   EXPECT_GT(fehlen, bisher / 4);
-  EXPECT_EQ(ausgabe.fehlerZeilen().back(),
-            "[hallkorb] mikro_roh.wav: Schreiben geht wieder, " + std::to_string(fehlen) +
-                " Samples fehlen");
+  EXPECT_EQ(ausgabe.fehlerZeilen().back(), "[hallkorb] mikro_roh.wav: Schreiben geht wieder, " +
+                                               std::to_string(fehlen) + " Samples fehlen");
 }
 
 TEST_F(RohWavRohrTest, AReaderThatIsBusyForAMomentMissesNothing) {

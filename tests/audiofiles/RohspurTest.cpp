@@ -1,6 +1,4 @@
 // The raw microphone of a recording whose file comes late, is full, or is a pipe.
-#include "audiofiles/Rohspur.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -15,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "audiofiles/Rohspur.h"
 #include "tests/audiofiles/RohWavTest.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/WavBytes.h"
@@ -130,8 +129,9 @@ TEST_F(RohspurTest, APipeThatCouldNotBeOpenedAtOnceGetsNoSilence) {
   EXPECT_EQ(liesRohr(leser).size(), 44U + 2U);
   ::close(leser);
   EXPECT_EQ(ausgabe.fehlerZeilen(),
-            (Zeilen{fehlt, "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 15999 Samples "
-                           "fehlen"}));
+            (Zeilen{fehlt,
+                    "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 15999 Samples "
+                    "fehlen"}));
 }
 
 }  // namespace

@@ -136,6 +136,7 @@ class Bildschirm::Aufnahme final : public ScreenCapture {
   Ergebnis inventar(ScreenContent& content) override {
     SimPlattform& welt = schirm_.welt_;
     ++schirm_.inventare;
+    if (schirm_.inventarBelegt) schirm_.inventarBelegt();
     content.windows = schirm_.windows;
     const double bis = welt.jetzt() + schirm_.inventarDauer;
     welt.am(bis, [] {});

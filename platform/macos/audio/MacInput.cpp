@@ -282,8 +282,7 @@ void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
   if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
   const bool neu = takt_.leer();
   PcmBlock glaubhaft = block;
-  if (block.hostTime)
-    glaubhaft.hostTime = glaubhafterStempel(block.hostTime, hostSekunden());
+  if (block.hostTime) glaubhaft.hostTime = glaubhafterStempel(block.hostTime, hostSekunden());
   takt_.nimm(glaubhaft);
   if (neu && !takt_.leer()) stelle_->aendere([this] { stromBeginnt_ = true; });
 }
