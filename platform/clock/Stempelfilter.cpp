@@ -14,11 +14,11 @@ constexpr double EIN_BLOCK = 1.25;
 }  // namespace
 
 void Stempelfilter::nimm(std::optional<double> stempel, double dauer) {
-  const bool steht = stempel && stempel == letzter_;
-  letzter_ = stempel;
-  const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0 && !steht;
+  const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0;
   Wartender& neu = ring_[(vorn_ + anzahl_++) % HOECHSTENS];
   neu.abweichung = brauchbar ? std::optional(*stempel - summe_) : std::nullopt;
+  neu.wiederholt = brauchbar && stempel == letzter_;
+  letzter_ = stempel;
   neu.dauer = dauer;
   summe_ += dauer;
   wartendDauer_ += dauer;
@@ -38,6 +38,8 @@ std::optional<Stempelfilter::Ort> Stempelfilter::naechster(bool alles) {
     const double unterschied = front.abweichung.value_or(*stand_) - *stand_;
     if (unterschied > TOLERANZ) {
       if (!ordneSpaetenEin(reif, ort)) return std::nullopt;
+    } else if (unterschied < -TOLERANZ && front.wiederholt) {
+      // The clock stands still. Otherwise the one before was late, and this one is in place.
     } else if (unterschied < -TOLERANZ) {
       ort.sprung = unterschied;
       *stand_ += unterschied;

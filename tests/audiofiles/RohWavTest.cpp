@@ -309,6 +309,7 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
     versuch.scheitere(n, EIO, 2);
     jetzt = 1000.0;
     const auto roh = RohWav::oeffne(pfad, RATE, versuch, [this] { return jetzt; });
+    if (!roh && n < 5) continue;  // whose file it is and that it is empty must be certain
     ASSERT_TRUE(roh);
     for (int s = 0; s < 8; ++s) {
       roh->schreiben(sekunde(s));
