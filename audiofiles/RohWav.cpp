@@ -16,30 +16,44 @@ namespace hallkorb {
 namespace {
 
 constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
+// Seconds that the reader of a pipe may keep us waiting, and what he is forgiven in a second.
+constexpr double GEDULD = 5.0;
+constexpr double GEDULD_JE_SEKUNDE = 0.1;
 constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);
 
 // Non-blocking, so that opening a pipe of that name fails instead of hanging. It has no effect on a
 // regular file.
 constexpr int ANLEGEN = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK;
 
-// Returns the open file, empty, or a negated error number.
+// Whether what is written would be read by somebody else, or change a file of another name.
+bool gehoertNichtUnsAllein(const Dateien::Zustand& zustand) {
+  return !zustand.eigen || (zustand.art == Dateien::Art::datei && zustand.namen > 1);
+}
+
+// Returns the open file, empty, or a negated error number. Nothing is cut before it is known whose
+// it is.
 int legeAn(const std::string& pfad, Dateien& dateien) {
   // A link would decide where the recording goes.
   if (istVerweis(pfad, dateien)) beharrlich([&] { return dateien.loeschen(pfad); });
   const mode_t rechte = rechteNeuerDatei(pfad, dateien);
-  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN | O_TRUNC, rechte); });
+  const int datei = beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN, rechte); });
+  if (datei < 0) return datei;
   Dateien::Zustand zustand;
-  if (datei < 0 || beharrlich([&] { return dateien.zustandOffen(datei, zustand); }) != 0 ||
-      zustand.eigen) {
-    return datei;
+  int nummer = beharrlich([&] { return dateien.zustandOffen(datei, zustand); });
+  if (nummer == 0 && gehoertNichtUnsAllein(zustand)) {
+    nummer = beharrlich([&] { return dateien.loeschen(pfad); });
+    if (nummer == 0) {
+      schliesse(datei, dateien);
+      return beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN | O_EXCL, rechte); });
+    }
+    if (nummer == -EACCES) nummer = 0;  // its folder allows no change: it must be meant for us
   }
-  // Somebody else has put it there and can read it. Only in a folder that allows no change it must
-  // be meant for us.
-  const int weg = beharrlich([&] { return dateien.loeschen(pfad); });
-  if (weg == -EACCES) return datei;
+  if (nummer == 0 && zustand.groesse > 0 && zustand.art == Dateien::Art::datei) {
+    nummer = beharrlich([&] { return dateien.laengeSetzen(datei, 0); });
+  }
+  if (nummer == 0) return datei;
   schliesse(datei, dateien);
-  if (weg < 0) return weg;
-  return beharrlich([&] { return dateien.oeffnen(pfad, ANLEGEN | O_EXCL, rechte); });
+  return nummer;
 }
 
 double sekundenSeitStart() {
@@ -65,14 +79,16 @@ RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien,
       laenge_(2 * davor),
       verloren_(2 * davor),
       gestoert_(davor > 0),
+      geduld_(GEDULD),
       dateien_(dateien),
       uhr_(std::move(uhr)) {
+  letztesWarten_ = uhr_();
   merkeDatei(datei);
   int nummer = kopfNachtragen();
   if (nummer == ESPIPE) {
     // A pipe or a terminal only takes bytes in order: the header of an empty recording stays.
     nurVoran_ = true;
-    nummer = schreibeGanz(*handle_, kopf(rate_, 0), dateien_).nummer;
+    nummer = gibWeiter(kopf(rate_, 0)).nummer;
   }
   // A full disk may have room in a minute: the header is then written later.
   melde(nummer);
@@ -97,7 +113,7 @@ void RohWav::schreiben(std::span<const float> samples) {
   laenge_ += anzahl;
 
   const Geschrieben stand = nurVoran_
-                                ? schreibeGanz(*handle_, puffer_, dateien_)
+                                ? gibWeiter(puffer_)
                                 : schreibeGanzAn(*handle_, puffer_, KOPF_BYTES + stelle, dateien_);
   const std::int64_t ganz = stand.bytes / 2 * 2;  // whole samples only
   if (ganz > 0) bytes_ = static_cast<std::uint32_t>(stelle + ganz);
@@ -109,6 +125,33 @@ void RohWav::schreiben(std::span<const float> samples) {
     if (nummer == 0) nummer = beimKopf;
   }
   melde(nummer);
+}
+
+Geschrieben RohWav::gibWeiter(std::span<const std::uint8_t> bytes) {
+  Geschrieben stand;
+  while (!bytes.empty() && stand.nummer == 0) {
+    const ssize_t n = beharrlich([&] { return dateien_.schreiben(*handle_, bytes); });
+    if (n > 0) {
+      stand.bytes += n;
+      bytes = bytes.subspan(static_cast<std::size_t>(n));
+    } else if (n == -EAGAIN) {
+      stand.nummer = warteAufLeser();
+    } else {
+      stand.nummer = n < 0 ? static_cast<int>(-n) : EIO;
+    }
+  }
+  return stand;
+}
+
+// Returns 0 if there is room again, otherwise an error number.
+int RohWav::warteAufLeser() {
+  const double anfang = uhr_();
+  geduld_ = std::min(GEDULD, geduld_ + (anfang - letztesWarten_) * GEDULD_JE_SEKUNDE);
+  const auto frist = std::chrono::milliseconds(static_cast<std::int64_t>(geduld_ * 1000));
+  const int nummer = beharrlich([&] { return dateien_.warteAufPlatz(*handle_, frist); });
+  letztesWarten_ = uhr_();
+  geduld_ = std::max(0.0, geduld_ - (letztesWarten_ - anfang));
+  return -nummer;
 }
 
 std::size_t RohWav::platz() const {
@@ -202,7 +245,7 @@ void RohWav::melde(int nummer) {
     log(anfang + "Schreibfehler: " + std::generic_category().message(nummer));
   } else {
     log(anfang + "Schreiben geht wieder, " + std::to_string(verloren_ / 2) +
-        " Samples sind durch Stille ersetzt");
+        (nurVoran_ ? " Samples fehlen" : " Samples sind durch Stille ersetzt"));
     verloren_ = 0;
   }
 }

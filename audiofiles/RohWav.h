@@ -16,11 +16,13 @@
 // Nothing that somebody else has put there is touched.
 //
 // Another user's file at the path is removed first, since its owner could read what is written into
-// it; if that is not allowed there is no file. In a folder whose entries nobody of ours may change,
-// it is written to.
+// it; if that is not allowed there is no file. So is a file that has other names, a kept copy that
+// would change with it. In a folder whose entries nobody of ours may change, either is written to.
 //
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
-// header of an empty recording and then the samples as they come.
+// header of an empty recording and then the samples as they come. A reader that makes no room is
+// waited for, but for five seconds at most and then only for a tenth of the time: behind that wait
+// is the echo path, or the microphone itself. What it does not take is missing.
 //
 // Not locked: one thread at a time.
 #pragma once
@@ -53,8 +55,9 @@ class RohWav {
 
   // Creates (or truncates) the file at `pfad` and writes the header of an empty recording at `rate`
   // Hz (modulo 2^32, the header's field). Returns null, without logging, if the file cannot be
-  // created or opened for writing. The default for `uhr` is a monotonic clock. `davor` samples have
-  // already been lost, before there was a file; they are reported like others.
+  // created or opened for writing. The default for `uhr` is a monotonic clock. `davor` samples,
+  // fewer than the header can declare, have already been lost, before there was a file; they are
+  // reported like others.
   static std::unique_ptr<RohWav> oeffne(std::string pfad, std::int64_t rate,
                                         Dateien& dateien = posixDateien(), Uhr uhr = nullptr,
                                         std::int64_t davor = 0);
@@ -87,6 +90,8 @@ class RohWav {
  private:
   RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr,
          std::int64_t davor);
+  [[nodiscard]] Geschrieben gibWeiter(std::span<const std::uint8_t> bytes);
+  [[nodiscard]] int warteAufLeser();
   void pruefePfad();
   [[nodiscard]] bool pfadStimmt() const;
   void merkeDatei(int datei);
@@ -106,7 +111,9 @@ class RohWav {
   bool nurVoran_ = false;      // a pipe: nothing can be written twice
   bool kopfFehlt_ = false;     // the last update of the header failed
   bool gestoert_ = false;      // writing fails, and that is logged
-  bool entfernt_ = false;      // the path does not lead to the file, and that is logged
+  double geduld_;              // seconds that the reader of a pipe may still keep us waiting
+  double letztesWarten_ = 0.0;
+  bool entfernt_ = false;  // the path does not lead to the file, and that is logged
   std::optional<Dateien::Zustand> eigene_;  // the file; absent if it need not keep its path
   std::vector<std::uint8_t> puffer_;
   Dateien& dateien_;

@@ -35,16 +35,6 @@ T oderNummer(T ergebnis) {
 // How long the reader of a pipe may take nothing.
 constexpr std::chrono::milliseconds PIPE_OHNE_FORTSCHRITT{5000};
 
-// Waits if the other end has no room.
-ssize_t nachSchreibversuch(ssize_t ergebnis, int datei) {
-  if (ergebnis < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-    pollfd wer{datei, POLLOUT, 0};
-    const int bereit = ::poll(&wer, 1, static_cast<int>(PIPE_OHNE_FORTSCHRITT.count()));
-    return bereit == 0 ? -ETIMEDOUT : -EINTR;
-  }
-  return oderNummer(ergebnis);
-}
-
 Dateien::Zustand alsZustand(const struct stat& wert) {
   Dateien::Zustand zustand;
   zustand.art = S_ISREG(wert.st_mode)   ? Dateien::Art::datei
@@ -54,6 +44,7 @@ Dateien::Zustand alsZustand(const struct stat& wert) {
   zustand.rechte = wert.st_mode & RECHTE_ALLE;
   zustand.eigen = wert.st_uid == ::geteuid();
   zustand.geaendert = static_cast<std::int64_t>(wert.st_mtime);
+  zustand.namen = static_cast<std::uint64_t>(wert.st_nlink);
   zustand.geraet = static_cast<std::uint64_t>(wert.st_dev);
   zustand.nummer = static_cast<std::uint64_t>(wert.st_ino);
   return zustand;
@@ -78,7 +69,13 @@ class PosixDateien final : public Dateien {
   }
 
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
-    return nachSchreibversuch(::write(datei, bytes.data(), bytes.size()), datei);
+    return oderNummer(::write(datei, bytes.data(), bytes.size()));
+  }
+
+  int warteAufPlatz(int datei, std::chrono::milliseconds hoechstens) override {
+    pollfd wer{datei, POLLOUT, 0};
+    const int bereit = ::poll(&wer, 1, static_cast<int>(hoechstens.count()));
+    return bereit == 0 ? -ETIMEDOUT : oderNummer(std::min(bereit, 0));
   }
 
   ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
@@ -87,8 +84,7 @@ class PosixDateien final : public Dateien {
 
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {
-    return nachSchreibversuch(
-        ::pwrite(datei, bytes.data(), bytes.size(), static_cast<off_t>(stelle)), datei);
+    return oderNummer(::pwrite(datei, bytes.data(), bytes.size(), static_cast<off_t>(stelle)));
   }
 
   int laengeSetzen(int datei, std::int64_t bytes) override {
@@ -151,11 +147,16 @@ class PosixDateien final : public Dateien {
 };
 
 template <class Ruf>
-Geschrieben schreibeReste(std::span<const std::uint8_t> bytes, Ruf ruf) {
+Geschrieben schreibeReste(int datei, std::span<const std::uint8_t> bytes, Dateien& dateien,
+                          Ruf ruf) {
   Geschrieben stand;
   while (!bytes.empty()) {
-    const ssize_t n = beharrlich(
+    ssize_t n = beharrlich(
         [&] { return ruf(bytes.first(std::min(bytes.size(), MAX_JE_RUF)), stand.bytes); });
+    if (n == -EAGAIN) {
+      n = beharrlich([&] { return dateien.warteAufPlatz(datei, PIPE_OHNE_FORTSCHRITT); });
+      if (n == 0) continue;
+    }
     if (n <= 0) {
       stand.nummer = n < 0 ? static_cast<int>(-n) : EIO;
       break;
@@ -180,16 +181,18 @@ Dateien& posixDateien() {
 }
 
 Geschrieben schreibeGanz(int datei, std::span<const std::uint8_t> bytes, Dateien& dateien) {
-  return schreibeReste(bytes, [&](std::span<const std::uint8_t> rest, std::int64_t) {
-    return dateien.schreiben(datei, rest);
-  });
+  return schreibeReste(datei, bytes, dateien,
+                       [&](std::span<const std::uint8_t> rest, std::int64_t) {
+                         return dateien.schreiben(datei, rest);
+                       });
 }
 
 Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes, std::int64_t stelle,
                            Dateien& dateien) {
-  return schreibeReste(bytes, [&](std::span<const std::uint8_t> rest, std::int64_t fertig) {
-    return dateien.schreibenAn(datei, rest, stelle + fertig);
-  });
+  return schreibeReste(datei, bytes, dateien,
+                       [&](std::span<const std::uint8_t> rest, std::int64_t fertig) {
+                         return dateien.schreibenAn(datei, rest, stelle + fertig);
+                       });
 }
 
 bool istVerweis(const std::string& pfad, Dateien& dateien) {

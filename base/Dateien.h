@@ -13,6 +13,7 @@
 #include <sys/types.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -35,6 +36,7 @@ class Dateien {
     mode_t rechte = 0;           // permission bits
     std::int64_t groesse = 0;    // bytes of a regular file
     bool eigen = true;           // belongs to the user of this process
+    std::uint64_t namen = 1;     // hard links of a regular file
     std::int64_t geaendert = 0;  // when the content was last changed, in seconds of Unix time
     // Together they identify a file, whatever its name is.
     std::uint64_t geraet = 0;
@@ -56,9 +58,12 @@ class Dateien {
   // Opens a file with the flags of open(2); child processes do not inherit it, and it never becomes
   // the controlling terminal. Returns its handle.
   virtual int oeffnen(const std::string& pfad, int flags, mode_t rechte) = 0;
-  // Both return the number of bytes moved, possibly fewer than requested. lesen: 0 at the end.
+  // Both return the number of bytes moved, possibly fewer than requested. lesen: 0 at the end;
+  // schreiben: -EAGAIN if the reader of a pipe has made no room.
   virtual ssize_t lesen(int datei, std::span<std::uint8_t> ziel) = 0;
   virtual ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) = 0;
+  // Waits until that reader has made room; -ETIMEDOUT if it has not after `hoechstens`.
+  virtual int warteAufPlatz(int datei, std::chrono::milliseconds hoechstens) = 0;
   // Reads from byte `stelle` on.
   virtual ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) = 0;
   // Writes at byte `stelle`; a gap behind the former end reads as 0.
@@ -106,7 +111,7 @@ struct Geschrieben {
 };
 
 // Writes all `bytes`, in one call if the system takes them at once: at the file's own position, or
-// from byte `stelle` on.
+// from byte `stelle` on. The reader of a pipe that takes nothing for five seconds is an error.
 [[nodiscard]] Geschrieben schreibeGanz(int datei, std::span<const std::uint8_t> bytes,
                                        Dateien& dateien);
 [[nodiscard]] Geschrieben schreibeGanzAn(int datei, std::span<const std::uint8_t> bytes,

@@ -1,6 +1,8 @@
 #include "base/FileHandleTextOutput.h"
 
 #include <poll.h>
+#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +25,20 @@ constexpr std::chrono::milliseconds BLICK_AUF_FRIST{20};
 // Between two looks at a pipe that has room, but not for the whole line.
 constexpr std::chrono::milliseconds BLICK_AUF_PLATZ{5};
 
+bool heisstOhneLeser(int nummer) {
+  return nummer == EPIPE || nummer == ECONNRESET;
+}
+
+// Cuts the last `bytes` bytes off a regular file; false if it is none, or has gone on meanwhile.
+bool schneideAb(int datei, std::size_t bytes) {
+  struct stat auskunft{};
+  if (::fstat(datei, &auskunft) != 0 || !S_ISREG(auskunft.st_mode)) return false;
+  const off_t stelle = ::lseek(datei, 0, SEEK_CUR);
+  const off_t davor = stelle - static_cast<off_t>(bytes);
+  if (davor < 0 || stelle != auskunft.st_size || ::ftruncate(datei, davor) != 0) return false;
+  return ::lseek(datei, davor, SEEK_SET) == davor;
+}
+
 }  // namespace
 
 FileHandleTextOutput::FileHandleTextOutput(int offen, Schreiber schreiber)
@@ -36,6 +52,7 @@ FileHandleTextOutput::~FileHandleTextOutput() {
   begrenze(0.0);
   neues_.notify_all();
   if (faden_.joinable()) faden_.join();
+  if (terminal_) ::close(*terminal_);
 }
 
 // Never destroyed: threads may still write while the process ends.
@@ -69,6 +86,10 @@ bool FileHandleTextOutput::write(std::string_view text) {
 bool FileHandleTextOutput::starteFaden() {
   const std::lock_guard halter(lock_);
   if (faden_.joinable()) return true;
+  if (!terminal_) {
+    terminal_ = terminalOhneWarten(handle);
+    handle = terminal_.value_or(handle);
+  }
   auto faden = neuerFaden("ausgabe", [this] { laufe(); });
   if (!faden) return false;
   faden_ = std::move(*faden);
@@ -105,24 +126,45 @@ void FileHandleTextOutput::gibFrei(const std::vector<std::string>& zuerst) {
 // With lock_ held.
 bool FileHandleTextOutput::nimm(std::string_view text) {
   Zeile zeile{std::string(text)};
-  bool ganz = false;
+  Ausgang ausgang = Ausgang::wartet;
   if (!faden_.joinable()) {
-    ganz = schreibeWartend(zeile);
-  } else {
-    const Ausgang ausgang = wartende_.empty() ? versuche(zeile) : Ausgang::wartet;
-    ganz = ausgang != Ausgang::gescheitert;
-    if (ausgang == Ausgang::wartet) {
-      wartende_.push_back(std::move(zeile));
-      neues_.notify_one();
-    }
+    ausgang = schreibeWartend(zeile);
+  } else if (wartende_.empty()) {
+    ausgang = versuche(zeile);
+  }
+  if (ausgang == Ausgang::wartet) {
+    wartende_.push_back(std::move(zeile));
+    neues_.notify_one();
+    return true;
+  }
+  verbuche(zeile, ausgang);
+  return ausgang == Ausgang::fertig;
+}
+
+// With lock_ held, once a line is written or given up.
+void FileHandleTextOutput::verbuche(const Zeile& zeile, Ausgang ausgang) {
+  const bool ganz = ausgang == Ausgang::fertig;
+  if (zeile.geschrieben > 0) {
+    const std::size_t halb = zeile.geschrieben - zeile.vorsatz;
+    halbeDavor_ = !ganz && halb > 0 && !schneideAb(handle, halb);
   }
   aufgegeben_ = aufgegeben_ || !ganz;
-  return ganz;
+  if (ganz && verloren_ > 0) {
+    stoerung_ = Stoerung{0, std::exchange(verloren_, 0)};
+  } else if (heisstOhneLeser(zeile.nummer)) {
+    leserIstWeg_ = true;
+  } else if (zeile.nummer != 0 && verloren_++ == 0) {
+    stoerung_ = Stoerung{zeile.nummer, 0};
+  }
 }
 
 // Writes what fits now: the whole line, or of one that is longer than the pipe as much as there is
 // room for.
 FileHandleTextOutput::Ausgang FileHandleTextOutput::versuche(Zeile& zeile) {
+  if (halbeDavor_ && zeile.vorsatz == 0) {
+    zeile.text.insert(0, "\n");
+    zeile.vorsatz = 1;
+  }
   while (zeile.geschrieben < zeile.text.size()) {
     const std::size_t rest = zeile.text.size() - zeile.geschrieben;
     const bool begonnen = zeile.geschrieben > 0;
@@ -135,20 +177,21 @@ FileHandleTextOutput::Ausgang FileHandleTextOutput::versuche(Zeile& zeile) {
     } else if (geschrieben < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
       return Ausgang::wartet;  // a host may have made the pipe non-blocking
     } else if (geschrieben == 0 || errno != EINTR) {
-      leserIstWeg_ = geschrieben < 0 && (errno == EPIPE || errno == ECONNRESET);
+      zeile.nummer = geschrieben < 0 ? errno : EIO;
       return Ausgang::gescheitert;
     }
   }
   return Ausgang::fertig;
 }
 
-bool FileHandleTextOutput::schreibeWartend(Zeile& zeile) {
+// Returns when the line is written or given up.
+FileHandleTextOutput::Ausgang FileHandleTextOutput::schreibeWartend(Zeile& zeile) {
   Ausgang ausgang = Ausgang::wartet;
   while ((ausgang = versuche(zeile)) == Ausgang::wartet) {
-    if (abgelaufen()) return false;
+    if (abgelaufen()) return Ausgang::gescheitert;
     warteAufLeser();
   }
-  return ausgang == Ausgang::fertig;
+  return ausgang;
 }
 
 bool FileHandleTextOutput::abgelaufen() const {
@@ -170,10 +213,10 @@ void FileHandleTextOutput::laufe() {
     if (wartende_.empty()) return;
     Zeile& zeile = wartende_.front();
     halter.unlock();
-    const bool ganz = schreibeWartend(zeile);
+    const Ausgang ausgang = schreibeWartend(zeile);
     halter.lock();
+    verbuche(zeile, ausgang);
     wartende_.pop_front();
-    aufgegeben_ = aufgegeben_ || !ganz;
     if (const auto melden = nimmMeldung()) {
       meldet_ = true;
       halter.unlock();
@@ -186,8 +229,10 @@ void FileHandleTextOutput::laufe() {
 }
 
 std::function<void()> FileHandleTextOutput::nimmMeldung() {
-  if (!leserIstWeg_.exchange(false)) return nullptr;
-  return std::exchange(leserWeg_, nullptr);
+  if (std::exchange(leserIstWeg_, false)) return std::exchange(leserWeg_, nullptr);
+  const auto stoerung = std::exchange(stoerung_, std::nullopt);
+  if (!stoerung || !beiStoerung_) return nullptr;
+  return [melden = beiStoerung_, wie = *stoerung] { melden(wie.nummer, wie.verloren); };
 }
 
 void FileHandleTextOutput::begrenze(std::optional<double> sekunden) {
@@ -201,6 +246,11 @@ void FileHandleTextOutput::begrenze(std::optional<double> sekunden) {
 void FileHandleTextOutput::leserWeg(std::function<void()> handler) {
   const std::lock_guard halter(lock_);
   leserWeg_ = std::move(handler);
+}
+
+void FileHandleTextOutput::beiStoerung(std::function<void(int, std::int64_t)> handler) {
+  const std::lock_guard halter(lock_);
+  beiStoerung_ = std::move(handler);
 }
 
 }  // namespace hallkorb

@@ -4,7 +4,11 @@
 // The host reads standard output line by line while the recording runs, and lines are written by
 // many threads, a capture's own among them. Three things follow:
 // - A line is one write call and arrives at once and whole. It is written only when all of it fits
-//   into the pipe (Schreibplatz.h), so that a line that has to be given up leaves no half of it.
+//   into the pipe (Schreibplatz.h), so that a line that has to be given up leaves no half of it. A
+//   disk that becomes full breaks a line off all the same: the half is cut off the file again,
+//   since a reader must be able to take every line for a whole one. What cannot be cut off (the
+//   beginning of a line that is longer than the pipe) is ended by a line feed before the next line:
+//   the reader then loses that line and not the next one, too.
 // - A host that is busy for a minute must not cost a block of sound. With a thread of its own
 //   (starteFaden) a stream keeps lines that do not fit yet and writes them, in order, when the
 //   reader has made room; write() returns at once. Without one, write() itself waits, as the
@@ -54,8 +58,8 @@ class FileHandleTextOutput {
   // if that failed, the time was up, or `text` is not valid UTF-8.
   bool write(std::string_view text);
 
-  // From now on write() never waits. May be repeated. False if the system has no thread left; then
-  // write() goes on waiting.
+  // From now on write() never waits; a terminal is opened anew for that, and `handle` is then the
+  // new one. May be repeated. False if the system has no thread left; then write() goes on waiting.
   bool starteFaden();
 
   // Waits until everything has been written or given up, and the stream's thread has left the
@@ -76,6 +80,10 @@ class FileHandleTextOutput {
   // reading end is closed.
   void leserWeg(std::function<void()> handler);
 
+  // Called in the same way when lines begin to be lost because writing fails for another reason
+  // (its error number, 0), and when a line arrives again (0, the number of lost lines).
+  void beiStoerung(std::function<void(int nummer, std::int64_t verloren)> handler);
+
   // The open file handle. May be replaced while nothing is being written.
   int handle;
 
@@ -83,12 +91,19 @@ class FileHandleTextOutput {
   struct Zeile {
     std::string text;
     std::size_t geschrieben = 0;  // bytes; only a line longer than the pipe goes in pieces
+    std::size_t vorsatz = 0;      // bytes of `text` that end half a line before it
+    int nummer = 0;               // the error number that ended it, if one did
+  };
+  struct Stoerung {
+    int nummer = 0;
+    std::int64_t verloren = 0;
   };
   enum class Ausgang { fertig, wartet, gescheitert };
 
   bool nimm(std::string_view text);
   Ausgang versuche(Zeile& zeile);
-  bool schreibeWartend(Zeile& zeile);
+  Ausgang schreibeWartend(Zeile& zeile);
+  void verbuche(const Zeile& zeile, Ausgang ausgang);
   [[nodiscard]] bool abgelaufen() const;
   void warteAufLeser() const;
   void laufe();
@@ -99,13 +114,19 @@ class FileHandleTextOutput {
   std::condition_variable neues_;
   std::condition_variable leer_;
   std::function<void()> leserWeg_;
-  std::atomic<bool> leserIstWeg_{false};  // found by a write, not reported yet
+  std::function<void(int, std::int64_t)> beiStoerung_;
+  bool leserIstWeg_ = false;          // found by a write, not reported yet
+  std::optional<Stoerung> stoerung_;  // the same
+  std::int64_t verloren_ = 0;         // lines, since one arrived
+  // The stream ends with half a line. Belongs to whoever may write.
+  bool halbeDavor_ = false;
   std::optional<std::vector<std::string>> zurueckgehalten_;
   std::deque<Zeile> wartende_;  // while it is not empty, others may only append
   bool aufgegeben_ = false;
   bool meldet_ = false;  // the thread is in the handler
   bool ende_ = false;
   std::atomic<std::int64_t> frist_{0};  // ticks of the steady clock, 0 for none
+  std::optional<int> terminal_;         // opened by starteFaden()
   std::thread faden_;
 };
 

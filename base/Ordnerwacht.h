@@ -13,6 +13,7 @@
 // Any thread, after beginne().
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -44,6 +45,9 @@ class Ordnerwacht final : public Dateien {
   }
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
     return dateien_.schreiben(datei, bytes);
+  }
+  int warteAufPlatz(int datei, std::chrono::milliseconds hoechstens) override {
+    return dateien_.warteAufPlatz(datei, hoechstens);
   }
   ssize_t schreibenAn(int datei, std::span<const std::uint8_t> bytes,
                       std::int64_t stelle) override {

@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
-#include <optional>
 
 #if HALLKORB_MACOS
 #include <sys/event.h>
@@ -87,6 +87,14 @@ std::size_t schreibplatz(int fd, std::size_t bytes) {
   // A part only if the pipe is empty, or nearly so. The smallest ones hold no more than PIPE_BUF.
   const std::size_t ganz = fassung(fd, art);
   return bytes > ganz && *frei > std::min<std::size_t>(ganz - 1, PIPE_BUF) ? PIPE_BUF : 0;
+}
+
+// By its name, which gives it a state of its own; /dev/fd would share that of `fd` on macOS.
+std::optional<int> terminalOhneWarten(int fd) {
+  std::array<char, PATH_MAX> name{};
+  if (::ttyname_r(fd, name.data(), name.size()) != 0) return std::nullopt;
+  const int neu = ::open(name.data(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  return neu < 0 ? std::nullopt : std::optional(neu);
 }
 
 }  // namespace hallkorb

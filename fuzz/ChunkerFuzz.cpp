@@ -1,6 +1,7 @@
 // Arbitrary settings, signals, masks and blocks: the chunker terminates and follows its rules.
 #include <fcntl.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -30,6 +31,7 @@ class Groessen final : public Dateien {
   ssize_t schreibenAn(int, std::span<const std::uint8_t> bytes, std::int64_t) override {
     return static_cast<ssize_t>(bytes.size());
   }
+  int warteAufPlatz(int, std::chrono::milliseconds) override { return 0; }
   ssize_t lesenAn(int, std::span<std::uint8_t>, std::int64_t) override { return 0; }
   int laengeSetzen(int, std::int64_t) override { return 0; }
   int rechteSetzen(int, mode_t) override { return 0; }

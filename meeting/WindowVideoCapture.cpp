@@ -1,6 +1,7 @@
 #include "meeting/WindowVideoCapture.h"
 
 #include <cinttypes>
+#include <new>
 #include <utility>
 
 #include "base/Ausgabe.h"
@@ -50,7 +51,7 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (!stand_.beginneAufsicht()) return;
   const auto aufsicht = [selbst = shared_from_this(), sekunden]() mutable {
     const std::shared_ptr<Schlaf> ende = selbst->aufsichtEnde_;
-    selbst->aufsicht_.laufe(sekunden);
+    selbst->beaufsichtige(sekunden);
     selbst = nullptr;
     ende->wecke();
   };
@@ -59,6 +60,17 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   const std::string grund = keinFaden().description;
   log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
   emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
+}
+
+// Pictures are large, so memory may be short for them and enough for the sound.
+void WindowVideoCapture::beaufsichtige(double sekunden) {
+  try {
+    aufsicht_.laufe(sekunden);
+  } catch (const std::bad_alloc&) {
+    stand_.setzeEinlass(std::nullopt);  // nobody sees any more what the window shows
+    if (!stand_.abgebrochen())
+      log("[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter");
+  }
 }
 
 // While no picture counts, as in a pause, a refused one is not worth another.
@@ -80,7 +92,11 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
   const Bildzustand::Ende ende = stand_.brichAb();
   uhr_.beende();
   if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
-  if (!ende.lief) return std::nullopt;
+  if (!ende.lief) {
+    // A start that the stop has cancelled may already have brought pictures, and doubts.
+    static_cast<void>(film_.entnimm());
+    return std::nullopt;
+  }
 
   const auto quellen = stand_.schliesseZeiten();
   Film::Aufnahme aufnahme = film_.entnimm();

@@ -6,10 +6,11 @@
 // the stop is in Bildzustand.h. This class is the outside: it starts them, and ends them in order.
 //
 // Video is an extra. Nothing here may stop or delay the audio, and every failure ends in a
-// diagnostic line and a missing picture. That includes calls that hang: the screen's server and the
-// capture service are other programs, and a stop must not wait for them. So the supervision is
-// independent work that shares this object; after a while the stop goes on without it, and a call
-// that comes back later finds the recording ended, reports nothing more, and lets go of the object.
+// diagnostic line and a missing picture, want of memory included. So do calls that hang: the
+// screen's server and the capture service are other programs, and a stop must not wait for them. So
+// the supervision is independent work that shares this object; after a while the stop goes on
+// without it, and a call that comes back later finds the recording ended, reports nothing more, and
+// lets go of the object.
 //
 // Threads: starteGeduldig() and stop() from any thread, each once, one after the other; the
 // supervision has its own; pictures come on the stream's thread. The locks are those of Film and
@@ -72,6 +73,7 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   [[nodiscard]] bool bild(const Bild& bild) override;
   void titelGeaendert() override;
   void gestoppt(const Fehler& fehler) override;
+  void beaufsichtige(double sekunden);
   [[nodiscard]] bool haltAn(const Bildzustand::Ende& ende);
 
   Executor& executor_;

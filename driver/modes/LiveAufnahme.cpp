@@ -2,13 +2,12 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
-#include <cmath>
 #include <csignal>
 #include <span>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "base/Ausgabe.h"
@@ -30,6 +29,14 @@ std::string fehlerZeile(const std::string& text) {
   return R"({"event":"error","message":")" + jsonEscape(text) + "\"}";
 }
 
+// Standard output may be a file on the disk that is full.
+void meldeZeilenverlust(int nummer, std::int64_t verloren) {
+  log("[hallkorb] Standardausgabe: " +
+      (nummer != 0
+           ? "Schreibfehler: " + std::generic_category().message(nummer)
+           : "Schreiben geht wieder, " + std::to_string(verloren) + " Zeilen sind verloren"));
+}
+
 std::string degraded(const char* kanal, const Fehler& fehler) {
   return formatiert(R"({"event":"degraded","channel":"%s","message":"%s"})", kanal,
                     jsonEscape(fehler.description).c_str());
@@ -44,6 +51,7 @@ LiveAufnahme::LiveAufnahme(const Config& config, Plattform& plattform, Dateien& 
 
 LiveAufnahme::~LiveAufnahme() {
   FileHandleTextOutput::standardOutput().leserWeg(nullptr);
+  FileHandleTextOutput::standardOutput().beiStoerung(nullptr);
   FileHandleTextOutput::standardOutput().begrenze(std::nullopt);
   FileHandleTextOutput::standardError().begrenze(std::nullopt);
   if (ordner_ >= 0) schliesse(ordner_, dateien_);
@@ -83,7 +91,8 @@ int LiveAufnahme::lehneAb(const std::string& grund) {
 // Two recordings in one folder would replace each other's files; false if there is another one. The
 // lock is on the folder itself: it leaves no file behind, and no end of the process can leave it
 // locked. Whatever else goes wrong (some network file systems lock no folders) is no reason to
-// refuse a recording.
+// refuse a recording. If the folder cannot be opened for want of a descriptor, that it is another's
+// is found out later: then its files are safe (Ordnerwacht.h), and this recording writes none.
 bool LiveAufnahme::belegeOrdner() {
   // If the folder cannot be created, writing the first chunk will report it.
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));
@@ -125,11 +134,7 @@ void LiveAufnahme::baueAuf() {
   }
 
   if (config_.rohMikro) {
-    rohWav_ = oeffneRoh(0);
-    if (!rohWav_) {
-      rohDavor_ = 0;
-      log("[hallkorb] mikro_roh.wav kann nicht angelegt werden: " + rohPfad());
-    }
+    rohWav_.emplace(pfadIn(config_.outDir, "mikro_roh.wav"), config_.sampleRate, dateien_);
   }
 
   sysCap_ = std::make_unique<SystemAudioCapture>(config_.sampleRate, *zeitThem_,
@@ -164,6 +169,7 @@ void LiveAufnahme::richteSignaleEin() {
   schleife.aufLeserWeg(FileHandleTextOutput::standardOutput().handle, leserWeg);
   FileHandleTextOutput::standardOutput().leserWeg(
       [&schleife, leserWeg] { schleife.post(leserWeg); });
+  FileHandleTextOutput::standardOutput().beiStoerung(meldeZeilenverlust);
 }
 
 bool LiveAufnahme::beginneEnde() {
@@ -245,54 +251,13 @@ void LiveAufnahme::nimmSystemAudio(std::vector<float> samples) {
 void LiveAufnahme::nimmMikrofon(std::vector<float> samples) {
   if (strecke_) {
     echoQueue_->async([this, block = std::move(samples)] {
-      schreibeRoh(block);
+      if (rohWav_) rohWav_->schreibe(block);
       strecke_->mikro(block);
     });
     return;
   }
-  schreibeRoh(samples);
+  if (rohWav_) rohWav_->schreibe(samples);
   meChunker_->append(samples);
-}
-
-std::string LiveAufnahme::rohPfad() const {
-  return pfadIn(config_.outDir, "mikro_roh.wav");
-}
-
-std::unique_ptr<RohWav> LiveAufnahme::oeffneRoh(std::int64_t davor) {
-  return RohWav::oeffne(rohPfad(), static_cast<std::int64_t>(config_.sampleRate), dateien_, nullptr,
-                        davor);
-}
-
-// What kept the file from being created at the start (no descriptor was left, the disk was full)
-// may be over: tried again with each second of sound.
-void LiveAufnahme::holeRohNach(std::size_t anzahl) {
-  const std::int64_t davor = *rohDavor_;
-  const auto danach = davor + static_cast<std::int64_t>(anzahl);
-  const std::int64_t sekunde = std::max<std::int64_t>(std::llround(config_.sampleRate), 1);
-  rohDavor_ = danach;
-  if (davor / sekunde == danach / sekunde) return;
-  rohWav_ = oeffneRoh(davor);
-  if (rohWav_) rohDavor_.reset();
-}
-
-// A WAV file ends at 2 GiB, 18 hours at 16 kHz. The recording does not: its chunks go on.
-void LiveAufnahme::schreibeRoh(std::span<const float> samples) {
-  if (rohDavor_) holeRohNach(samples.size());
-  if (!rohWav_) return;
-  const std::size_t passen = std::min(samples.size(), rohWav_->platz());
-  rohWav_->schreiben(samples.first(passen));
-  if (passen == samples.size()) return;
-  log("[hallkorb] mikro_roh.wav: mit 2 GiB voll und abgeschlossen; die Aufnahme geht ohne sie "
-      "weiter");
-  schliesseRoh();
-}
-
-void LiveAufnahme::schliesseRoh() {
-  if (!rohWav_) return;
-  if (const Ergebnis ergebnis = rohWav_->schliessen(); ergebnis.gescheitert()) {
-    log("[hallkorb] mikro_roh.wav: " + ergebnis.fehler().description);
-  }
-  rohWav_.reset();
 }
 
 // On the main thread. Signals that come while the stop runs change nothing.
@@ -316,7 +281,7 @@ void LiveAufnahme::stoppe() {
   const auto video = vidCap_ ? vidCap_->stop() : std::nullopt;
   echoQueue_->sync([this] {
     if (strecke_) strecke_->abschliessen();
-    schliesseRoh();
+    if (rohWav_) rohWav_->schliesse();
   });
   themQueue_->sync([] {});
   if (video) {

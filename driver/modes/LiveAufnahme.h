@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "audiofiles/ChannelChunker.h"
-#include "audiofiles/RohWav.h"
+#include "audiofiles/Rohspur.h"
 #include "base/Dateien.h"
 #include "base/Ordnerwacht.h"
 #include "capture/AudioCapture.h"
@@ -79,12 +79,6 @@ class LiveAufnahme {
 
   void nimmSystemAudio(std::vector<float> samples);
   void nimmMikrofon(std::vector<float> samples);
-  [[nodiscard]] std::string rohPfad() const;
-  // Null if the file cannot be created; `davor`: see RohWav::oeffne.
-  [[nodiscard]] std::unique_ptr<RohWav> oeffneRoh(std::int64_t davor);
-  void holeRohNach(std::size_t anzahl);
-  void schreibeRoh(std::span<const float> samples);
-  void schliesseRoh();
 
   const Config config_;
   Plattform& plattform_;
@@ -100,8 +94,7 @@ class LiveAufnahme {
   std::unique_ptr<Zeitachse> zeitThem_;
   std::unique_ptr<Zeitachse> zeitMe_;
   std::unique_ptr<EchoStrecke> strecke_;  // only at 16000 Hz, and only if wanted
-  std::unique_ptr<RohWav> rohWav_;
-  std::optional<std::int64_t> rohDavor_;  // samples so far, if its file is still to be created
+  std::optional<Rohspur> rohWav_;         // if wanted
   // Declared after everything their work uses, so that they end before it.
   std::unique_ptr<SerialQueue> themQueue_;
   std::unique_ptr<SerialQueue> echoQueue_;

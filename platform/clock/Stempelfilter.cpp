@@ -17,6 +17,8 @@ void Stempelfilter::nimm(std::optional<double> stempel, double dauer) {
   const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0;
   Wartender& neu = ring_[(vorn_ + anzahl_++) % HOECHSTENS];
   neu.abweichung = brauchbar ? std::optional(*stempel - summe_) : std::nullopt;
+  neu.wiederholt = brauchbar && stempel == letzter_;
+  letzter_ = stempel;
   neu.dauer = dauer;
   summe_ += dauer;
   wartendDauer_ += dauer;
@@ -36,6 +38,8 @@ std::optional<Stempelfilter::Ort> Stempelfilter::naechster(bool alles) {
     const double unterschied = front.abweichung.value_or(*stand_) - *stand_;
     if (unterschied > TOLERANZ) {
       if (!ordneSpaetenEin(reif, ort)) return std::nullopt;
+    } else if (unterschied < -TOLERANZ && front.wiederholt) {
+      // The clock stands still. Otherwise the one before was late, and this one is in place.
     } else if (unterschied < -TOLERANZ) {
       ort.sprung = unterschied;
       *stand_ += unterschied;
@@ -103,6 +107,7 @@ const Stempelfilter::Wartender& Stempelfilter::wartender(std::size_t i) const {
 void Stempelfilter::beginneNeu() {
   wartendDauer_ = summe_ = position_ = 0.0;
   stand_.reset();
+  letzter_.reset();
 }
 
 }  // namespace hallkorb

@@ -14,7 +14,8 @@
 // block that is 0.2 s or 5 s late among others in place has a false stamp, since the durations show
 // that nothing is missing. Only one after which none comes in place is a loss. Stamps are never
 // early by mistake, so an early one is accepted at once. For the same reason a stream begins at the
-// smallest deviation of its first blocks.
+// smallest deviation of its first blocks. Only a clock that stands still makes stamps early: one
+// that repeats the last one, and is early by that, is none.
 //
 // Times are seconds on the clock of hostSekunden(). One thread at a time; no lock, no allocation.
 #pragma once
@@ -52,6 +53,7 @@ class Stempelfilter {
  private:
   struct Wartender {
     std::optional<double> abweichung;
+    bool wiederholt = false;  // the stamp of the block before, once more
     double dauer = 0.0;
   };
 
@@ -65,9 +67,10 @@ class Stempelfilter {
   std::size_t vorn_ = 0;
   std::size_t anzahl_ = 0;
   double wartendDauer_ = 0.0;
-  double summe_ = 0.0;           // duration of all blocks so far
-  double position_ = 0.0;        // the same without those that wait
-  std::optional<double> stand_;  // the stream's level: the deviation of blocks in place
+  std::optional<double> letzter_;  // the last block's stamp
+  double summe_ = 0.0;             // duration of all blocks so far
+  double position_ = 0.0;          // the same without those that wait
+  std::optional<double> stand_;    // the stream's level: the deviation of blocks in place
 };
 
 }  // namespace hallkorb

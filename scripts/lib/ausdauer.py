@@ -2,7 +2,9 @@
 
 A proof is a test that is run elsewhere too (tests/driver/modes, tests/e2e, fuzz/), in a longer form,
 and the sentence that its figures make. What was found last is kept by form, with the commit and the
-date: in build/soak.json by each run, in docs/reliability.json and the table beside it on request.
+date: in build/soak.json by each run, in docs/reliability.json and the table beside it on request. There a
+result is dropped once the program or the test has changed. A proof that fails takes the place of its earlier
+success.
 """
 
 import argparse
@@ -28,6 +30,9 @@ WETTLAEUFE = {"quick": "4", "long": "250"}  # under each sanitizer
 WIEDERHOLUNGEN = {"quick": 1, "long": 5}  # of tests that have one form only
 FORMEN = ("quick", "long")
 E2E = ("hallkorb", "hallkorb-sitzung", "testfenster")  # what its end-to-end tests need
+# What a result is about, beside its test: a change of it makes the result one of another program.
+PRODUKT = ("base", "audiofiles", "capture", "driver", "echo", "meeting", "platform", ":(exclude)platform/macos")
+OHNE_GERAETE = (*PRODUKT, ":(exclude)platform/linux")  # with the simulated platform
 AUSGELASSEN = 77  # the status of a test that cannot be made here
 
 
@@ -120,15 +125,16 @@ class Nachweis(typing.NamedTuple):
     fehler: str
     versprechen: str
     wie: str  # it is provoked
+    pfade: tuple[str, ...]  # whose change makes a result void
 
 
 NACHWEISE = {}  # by name, in the order of the table
 
 
-def nachweis(name, fehler, versprechen, wie):
+def nachweis(name, fehler, versprechen, wie, tests, produkt=PRODUKT):
     """Makes the function that follows a proof."""
     def merke(probe):
-        NACHWEISE[name] = Nachweis(probe, fehler, versprechen, wie)
+        NACHWEISE[name] = Nachweis(probe, fehler, versprechen, wie, (*tests, *produkt))
         return probe
     return merke
 
@@ -136,7 +142,8 @@ def nachweis(name, fehler, versprechen, wie):
 @nachweis("files", "The n-th file operation fails",
           "the recording goes on; what is lost is what was reported; afterwards it is whole again",
           "`dateifehler_test`: every n, with full disk, I/O error, no descriptor, read-only, "
-          "interrupted, short write; once, 20 times, for good")
+          "interrupted, short write; once, 20 times, for good",
+          ("tests/driver/modes/DateifehlerTest.cpp",), OHNE_GERAETE)
 def datei(form):
     zahlen = _gtest("dateifehler_test", form)
     return (f"{_summe(zahlen, 'laeufe')} recordings of {_summe(zahlen, 'operationen')} operations",
@@ -147,7 +154,8 @@ def datei(form):
 @nachweis("film", "The n-th file operation of the video fails",
           "the sound is whole; a video is announced with every picture, or reported as lost, and then what was "
           "safe plays",
-          "`filmfehler_test`: every n, in the same ways")
+          "`filmfehler_test`: every n, in the same ways",
+          ("tests/driver/modes/FilmfehlerTest.cpp",))
 def filmdatei(form):
     zahlen = _gtest("filmfehler_test", form)
     return (f"{_summe(zahlen, 'laeufe')} recordings of {_summe(zahlen, 'operationen')} operations",
@@ -157,7 +165,8 @@ def filmdatei(form):
 
 @nachweis("memory", "The n-th allocation fails",
           "the program goes on, or ends with one line; files are whole",
-          "`speicherfehler_test`: every n, alone and with all that follow")
+          "`speicherfehler_test`: every n, alone and with all that follow",
+          ("tests/driver/modes/SpeicherfehlerTest.cpp",), OHNE_GERAETE)
 def speicher(form):
     zahlen = _gtest("speicherfehler_test", form)
     return (f"{_summe(zahlen, 'laeufe')} recordings of {round(zahlen[0]['belegungen'])} allocations",
@@ -169,7 +178,8 @@ def speicher(form):
           "timeline within 5 ms; as many gaps as there were dropouts; memory (from the first minute on), "
           "descriptors and threads do not grow",
           "`dauerlauf_test`: virtual clock, device clocks 2 and 80 ppm off, without and with the echo path "
-          "(quick: 15 minutes each)")
+          "(quick: 15 minutes each)",
+          ("tests/driver/modes/DauerlaufTest.cpp",), OHNE_GERAETE)
 def uhr(form):
     zahlen = _gtest("dauerlauf_test", form)
     return (f"{len(zahlen)} recordings of {zahlen[0]['stunden']:g} hours, {_summe(zahlen, 'chunks')} chunks",
@@ -181,7 +191,8 @@ def uhr(form):
 @nachweis("kill", "kill -9",
           "announced chunks whole and right; raw file less 5 s by its header; video less 2 s; the next "
           "recording undisturbed",
-          "`test_getoetet.Getoetet`: seeded moments of start, recording, window change, stop (quick: 8)")
+          "`test_getoetet.Getoetet`: seeded moments of start, recording, window change, stop (quick: 8)",
+          ("tests/e2e/test_getoetet.py",))
 def kill(form):
     zahlen = _e2e("Getoetet.test_getoetet_in_jedem_moment", form, modul="test_getoetet")
     return (f"{zahlen['kills']} kills, {zahlen['chunks']} chunks ({zahlen['stuecke']} quarters of a second "
@@ -193,7 +204,8 @@ def kill(form):
 @nachweis("repair", "kill -9, then hallkorb-sitzung reparieren",
           "every file whole and listed, \"me\" up to the end of the raw file; the second run finds nothing to do",
           "`test_sitzung.Getoetet`: seeded moments of stop, recording, start, window change, with and without "
-          "the echo path; host's lines kept (quick: 4 kills, long: 100)")
+          "the echo path; host's lines kept (quick: 4 kills, long: 100)",
+          ("tests/e2e/test_sitzung.py",), (*PRODUKT, "session", "tool"))
 def reparieren(form):
     zahlen = _e2e("Getoetet.test_getoetet_und_repariert", form, modul="test_sitzung")
     return (f"{zahlen['kills']} kills, {zahlen['taten']} repairs",
@@ -202,14 +214,16 @@ def reparieren(form):
 
 
 @nachweis("restart", "Start and stop at any moment", "always the orderly end, nothing left behind",
-          "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM")
+          "`test_ausdauer.Neustarts`: seeded moments, SIGINT and SIGTERM",
+          ("tests/e2e/test_ausdauer.py",))
 def neustart(form):
     zahlen = _e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form)
     return f"{zahlen['starts']} starts and stops", f"nothing; longest stop {zahlen['stopp_s']:g} s"
 
 
 @nachweis("races", "The same under the thread and the address sanitizer", "no data race, no memory error",
-          "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`")
+          "`test_ausdauer.Neustarts` with the programs of the presets `tsan` and `asan`",
+          ("tests/e2e/test_ausdauer.py",))
 def wettlauf(form):
     zahlen = [_e2e("Neustarts.test_start_und_stopp_in_jedem_moment", form, preset, HALLKORB_ANZAHL=anzahl)
               for preset, anzahl in (("tsan", WETTLAEUFE[form]), ("asan", WETTLAEUFE[form]))]
@@ -218,7 +232,8 @@ def wettlauf(form):
 
 @nachweis("order", "Threads in any order, devices that fail, a signal at any moment",
           "the run ends; its lines keep their order; chunks hold what was heard at their times",
-          "`LiveZufallTest`: simulated computer, one seed each")
+          "`LiveZufallTest`: simulated computer, one seed each",
+          ("tests/driver/modes/LiveZufallTest.cpp",), OHNE_GERAETE)
 def reihenfolge(form):
     zahlen = _gtest("driver_test", form, "LiveZufallTest.*", HALLKORB_SAATEN=SAATEN[form])
     return f"{_summe(zahlen, 'saaten')} seeds", "nothing"
@@ -226,7 +241,8 @@ def reihenfolge(form):
 
 @nachweis("freeze", "Recorder, PipeWire, session manager or X server frozen",
           "the recording goes on; silence only until there is sound again; the picture comes back",
-          "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)")
+          "`test_ausdauer.Eingefroren`: SIGSTOP for 3, 15 and 60 s (quick: 3 s)",
+          ("tests/e2e/test_ausdauer.py",))
 def frost(form):
     zahlen = _e2e("Eingefroren.test_angehalten_und_weiter", form)
     luecken = ", ".join(f"{was}: {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
@@ -235,7 +251,8 @@ def frost(form):
 
 @nachweis("services", "PipeWire, session manager or X server killed, and started again",
           "the recording goes on; silence only while there are no devices; the picture comes back",
-          "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)")
+          "`test_ausdauer.Neugestartet`: each in turn, away for up to 8 s (quick: 2 s)",
+          ("tests/e2e/test_ausdauer.py",))
 def neu_gestartet(form):
     zahlen = _e2e("Neugestartet.test_getoetet_und_neu_gestartet", form)
     luecken = ", ".join(f"{was} at most {ms / 1000:.1f} s" for was, ms in zahlen["luecken_ms"].items())
@@ -243,7 +260,8 @@ def neu_gestartet(form):
 
 
 @nachweis("changes", "Default devices change twenty times in ten seconds",
-          "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`")
+          "what is heard afterwards comes from the last ones", "`test_ausdauer.Umgeschaltet`",
+          ("tests/e2e/test_ausdauer.py",))
 def umgeschaltet(form):
     zahlen = _e2e("Umgeschaltet.test_zwanzig_mal_in_zehn_sekunden", form)
     return (f"20 changes, {zahlen['runden']} time(s)",
@@ -252,7 +270,8 @@ def umgeschaltet(form):
 
 
 @nachweis("zeros", "A device brings nothing but zeros after sound",
-          "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`")
+          "one line after 90 s, one when there is sound again", "`test_ausdauer.Stumm`",
+          ("tests/e2e/test_ausdauer.py",))
 def nullen(form):
     zahlen = _e2e("Stumm.test_nur_nullen", form)
     return f"{zahlen['kanaele']} channels", "nothing; a line when it has lasted for 90 s, and one at its end"
@@ -262,7 +281,8 @@ def nullen(form):
           "no sound is lost, and no line if it reads again; the end waits for 5 s in all; a line is written "
           "whole or not at all",
           "`test_ungelesen.Ungelesen`: a pipe of 4096 bytes; a stop with hundreds of lines unread, with the echo "
-          "path and without; 36 s without a reader; both pipes full before the start, with video")
+          "path and without; 36 s without a reader; both pipes full before the start, with video",
+          ("tests/e2e/test_ungelesen.py",))
 def ungelesen(form):
     stopp, schlaf, _ = (_e2e(f"Ungelesen.{name}", form, modul="test_ungelesen") for name in (
         "test_stopp", "test_leser_schlaeft", "test_voll_vor_dem_start"))
@@ -273,7 +293,8 @@ def ungelesen(form):
 
 @nachweis("limits", "Limits of the system from the start on",
           "the recording runs with what it gets, or is refused with its line",
-          "`test_ausdauer.Dateigrenzen`, `.Adressraum`: file size, address space")
+          "`test_ausdauer.Dateigrenzen`, `.Adressraum`: file size, address space",
+          ("tests/e2e/test_ausdauer.py",))
 def grenzen(form):
     zahlen = [_e2e(name, form) for name in ("Dateigrenzen.test_dateigroessen", "Adressraum.test_adressraum")]
     return (f"{zahlen[0]['faelle']} sizes of files, {zahlen[1]['faelle']} of address space",
@@ -282,7 +303,8 @@ def grenzen(form):
 
 
 @nachweis("threads", "No more threads", "what runs goes on; what needs one has failed, with its line",
-          "`test_ausdauer.Fadengrenzen`, `test_grenzen.Faeden`: from the start on, and reached in mid-recording")
+          "`test_ausdauer.Fadengrenzen`, `test_grenzen.Faeden`: from the start on, and reached in mid-recording",
+          ("tests/e2e/test_ausdauer.py", "tests/e2e/test_grenzen.py"))
 def faeden(form):
     zahlen = _e2e("Fadengrenzen.test_am_anfang", form)
     _mehrmals(form, "test_grenzen", "Faeden.test_ton", "Faeden.test_laufendes_bild", "Faeden.test_bild_ohne_faden",
@@ -293,7 +315,8 @@ def faeden(form):
 
 @nachweis("descriptors", "Few descriptors", "the recording runs with what it gets, or is refused with its line",
           "`test_grenzen.Deskriptoren`: 8 to 80 from the start on; `.ImLauf`: limits on descriptors and files set "
-          "in mid-recording")
+          "in mid-recording",
+          ("tests/e2e/test_grenzen.py",))
 def deskriptoren(form):
     wie_oft = _mehrmals(form, "test_grenzen", "Deskriptoren.test_wenige", "ImLauf.test_deskriptoren",
                         "ImLauf.test_dateigroesse")
@@ -301,13 +324,15 @@ def deskriptoren(form):
 
 
 @nachweis("streams", "Standard streams closed", "no file of the recording takes their number",
-          "`test_grenzen.Standardstroeme`: all eight combinations")
+          "`test_grenzen.Standardstroeme`: all eight combinations",
+          ("tests/e2e/test_grenzen.py",))
 def stroeme(form):
     return f"8 combinations, {_mehrmals(form, 'test_grenzen', 'Standardstroeme.test_geschlossen')}", "nothing"
 
 
 @nachweis("paths", "Paths at the system's limits and beyond them", "up to them everything is recorded",
-          "`test_grenzen.Pfade`: longest name, longest path")
+          "`test_grenzen.Pfade`: longest name, longest path",
+          ("tests/e2e/test_grenzen.py",))
 def pfade(form):
     return (f"4 paths, {_mehrmals(form, 'test_grenzen', 'Pfade.test_laengen')}",
             "nothing up to the limit; beyond it everything, with its line")
@@ -316,7 +341,8 @@ def pfade(form):
 @nachweis("folder", "Another recording in the folder; folder removed, made again, exchanged for a link; disk full",
           "the second recording is refused; chunks go on in the new folder; nothing goes where a link leads; what "
           "does not fit is reported",
-          "`test_dateien.Dateien`, `.Vertraulich`, `.EigenesDateisystem`")
+          "`test_dateien.Dateien`, `.Vertraulich`, `.EigenesDateisystem`",
+          ("tests/e2e/test_dateien.py",))
 def ordner_(form):
     wie_oft = _mehrmals(form, "test_dateien", "Dateien.test_zweite_aufnahme_in_denselben_ordner",
                         "Dateien.test_ordner_im_lauf_entfernt",  # and made again
@@ -331,7 +357,8 @@ def ordner_(form):
 
 @nachweis("stamps", "Time stamps that are hours away, stand still or are missing; blocks of 1 and of 100 000 frames",
           "no sound is lost or moved",
-          "`clock_test`: `Hosttakt`, `Stempelpruefung`, `Stempelfilter`; `driver_test`: `BlocksOfAnyLengthLoseNothing`")
+          "`clock_test`: `Hosttakt`, `Stempelpruefung`, `Stempelfilter`; `driver_test`: `BlocksOfAnyLengthLoseNothing`",
+          ("tests/platform/clock", "tests/driver/modes/LiveAufnahmeTest.cpp"), OHNE_GERAETE)
 def stempel(form):
     anzahl = len(_gtest("clock_test", form, "Hosttakt.*:Stempelpruefung.*:Stempelfilter.*", subprocess.DEVNULL))
     anzahl += len(_gtest("driver_test", form, "LiveAufnahmeTest.BlocksOfAnyLengthLoseNothing", subprocess.DEVNULL))
@@ -339,7 +366,8 @@ def stempel(form):
 
 
 @nachweis("hour", "One hour in real time, everything on", "nothing grows",
-          "`test_ausdauer.Echtzeit`")
+          "`test_ausdauer.Echtzeit`",
+          ("tests/e2e/test_ausdauer.py",))
 def stunde(form):
     zahlen = _e2e("Echtzeit.test_lange_in_echtzeit", form)
     return (f"{zahlen['sekunden']} s", f"{zahlen['luecken_ms']:g} ms of gaps; {zahlen['mib']} MiB, "
@@ -347,7 +375,8 @@ def stunde(form):
             f"{zahlen['faeden']} threads")
 
 
-@nachweis("fuzz", "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers")
+@nachweis("fuzz", "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers",
+          ("fuzz", "tests/oracles"), (*PRODUKT, "session"))
 def fuzz(form):
     ziele = stufen.fuzz_ziele()
     dateien = sum(len(os.listdir(ordner)) for ziel in ziele for ordner in stufen.fuzz_korpora(ziel))
@@ -378,9 +407,16 @@ def _schreibe(pfad, alle):
     os.replace(pfad + ".new", pfad)
 
 
+def unveraendert(commit, pfade, ordner=WURZEL):
+    """Whether these paths are as that commit has them. What else was tried (a plus) is not known any more."""
+    return not commit.endswith("+") and subprocess.run(
+        ["git", "-C", ordner, "diff", "--quiet", commit, "--", *pfade], stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL, check=False).returncode == 0
+
+
 def ergebnisse():
-    """{proof: {form: {"provoked", "lost", "commit", "date", "seconds"}}}: what was found last on this machine,
-    otherwise what docs/reliability.json keeps."""
+    """{proof: {form: {"provoked", "lost", "commit", "date", "seconds"}}}, without the first two if it failed: what
+    was found last on this machine, otherwise what docs/reliability.json keeps."""
     alle = {name: dict(formen) for name, formen in _lies(BEHALTEN).items() if name in NACHWEISE}
     for name, formen in _lies(ERGEBNISSE).items():
         for form, satz in formen.items():
@@ -389,37 +425,46 @@ def ergebnisse():
     return alle
 
 
-def _commit():
-    """The commit that is tried, with a plus if files were changed since."""
+def gueltige():
+    """Those of the program and the test as they are now."""
+    alle = {name: {form: satz for form, satz in formen.items()
+                   if unveraendert(satz["commit"], NACHWEISE[name].pfade)}
+            for name, formen in ergebnisse().items()}
+    return {name: formen for name, formen in alle.items() if formen}
+
+
+def _commit(pfade):
+    """The commit that is tried, with a plus if something of these paths was changed since."""
     _, kennung = stufen.fuehre_aus("git", "rev-parse", "--short", "HEAD", pruefe=False)
-    _, anders = stufen.fuehre_aus("git", "status", "--porcelain", "--untracked-files=no", pruefe=False)
-    return kennung.strip() + ("+" if anders.strip() else "")
+    kennung = kennung.strip()
+    return kennung if unveraendert(kennung, pfade) else kennung + "+"
 
 
-def _merke(name, form, haeufig, verloren, sekunden):
+def _merke(name, form, sekunden, **gefunden):
+    """Keeps what was found; nothing if the proof failed."""
     alle = _lies(ERGEBNISSE)
-    alle.setdefault(name, {})[form] = {"provoked": haeufig, "lost": verloren, "seconds": round(sekunden),
-                                       "commit": _commit(), "date": datetime.date.today().isoformat()}
+    alle.setdefault(name, {})[form] = gefunden | {"seconds": round(sekunden),
+                                                  "commit": _commit(NACHWEISE[name].pfade),
+                                                  "date": datetime.date.today().isoformat()}
     _schreibe(ERGEBNISSE, alle)
 
 
-def tabelle(namen=None):
+def tabelle(gefunden, namen=None):
     """The rows of docs/reliability.md, the results of both forms beside each other."""
     zeilen = ["| Fault | Promised | How it is provoked | Quick form: how often, what was lost | "
               "Long form: how often, what was lost |", "|---|---|---|---|---|"]
-    gefunden = ergebnisse()
     for name in namen or NACHWEISE:
-        _, fehler, versprechen, wie = NACHWEISE[name]
+        satz = NACHWEISE[name]
         felder = [_feld(gefunden.get(name, {}).get(form)) for form in FORMEN]
-        zeilen.append(f"| {fehler} | {versprechen} | `--only {name}`: {wie} | {' | '.join(felder)} |")
+        zeilen.append(f"| {satz.fehler} | {satz.versprechen} | `--only {name}`: {satz.wie} | {' | '.join(felder)} |")
     return "\n".join(zeilen)
 
 
 def _feld(satz):
     if satz is None:
         return "–"
-    return (f"{satz['provoked']}. Lost: {satz['lost']}. ({satz['commit']}, {satz['date']}, "
-            f"{satz['seconds']} s)")
+    gefunden = f"{satz['provoked']}. Lost: {satz['lost']}." if "provoked" in satz else "**FAILED**"
+    return f"{gefunden} ({satz['commit']}, {satz['date']}, {satz['seconds']} s)"
 
 
 def lauf(namen, form):
@@ -436,12 +481,13 @@ def lauf(namen, form):
             continue
         except (Gescheitert, stufen.Gescheitert, OSError, KeyError, ValueError) as fehler:
             gescheitert += 1
+            _merke(name, form, time.monotonic() - beginn)
             print(f"FAILED  {name}\n{fehler}", flush=True)
             continue
         sekunden = time.monotonic() - beginn
-        _merke(name, form, haeufig, verloren, sekunden)
+        _merke(name, form, sekunden, provoked=haeufig, lost=verloren)
         print(f"ok      {name}: {haeufig}. Lost: {verloren}. ({sekunden:.0f} s)", flush=True)
-    print(f"\n{tabelle(namen)}\n\n{time.monotonic() - anfang:.0f} s in all")
+    print(f"\n{tabelle(ergebnisse(), namen)}\n\n{time.monotonic() - anfang:.0f} s in all")
     if ausgelassen:
         print(f"{ausgelassen} left out")
     print(f"{len(namen) - gescheitert - ausgelassen} passed, {gescheitert} failed")
@@ -456,11 +502,11 @@ def _hauptteil():
     leser.add_argument("--write", action="store_true", help="put the table into docs/reliability.md")
     wahl = leser.parse_args()
     if wahl.list:
-        print(tabelle())
+        print(tabelle(ergebnisse()))
     elif wahl.write:
-        _schreibe(BEHALTEN, ergebnisse())
+        _schreibe(BEHALTEN, gueltige())
         abschnitte.schreibe("docs/reliability.md", abschnitte.ersetze(
-            abschnitte.lies("docs/reliability.md"), "faults", tabelle()))
+            abschnitte.lies("docs/reliability.md"), "faults", tabelle(gueltige())))
     else:
         prozesse.beaufsichtigt(lambda: lauf(wahl.only or list(NACHWEISE),
                                             "quick" if wahl.quick else "long"))

@@ -20,6 +20,8 @@ using Ruf = FehlerDateien::Ruf;
 using Bytes = std::vector<std::uint8_t>;
 using Zeilen = std::vector<std::string>;
 
+const Bytes ALT{1, 2, 3};
+
 class RohWavAnfangTest : public RohWavTest {
  protected:
   std::unique_ptr<RohWav> oeffneNach(std::int64_t davor) {
@@ -52,6 +54,42 @@ TEST_F(RohWavAnfangTest, WhatIsLostBesidesIsReportedWithIt) {
                                             "32000 Samples sind durch Stille ersetzt"}));
 }
 
+// A kept copy that shares its bytes: an original that a repair keeps, a backup of hard links.
+TEST_F(RohWavAnfangTest, AFileThatHasAnotherNameIsReplacedAndNotCut) {
+  const std::string kopie = ordner / "kopie";
+  legeAn(pfad, ALT);
+  std::filesystem::create_hard_link(pfad, kopie);
+  const auto roh = oeffne();
+  ASSERT_TRUE(roh);
+  roh->schreiben(sekunde(0));
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
+  EXPECT_EQ(dateiBytes(kopie), ALT);
+}
+
+TEST_F(RohWavAnfangTest, AFileOfItsOwnIsEmptiedAndKeepsItsPermissions) {
+  legeAn(pfad, Bytes(100'000, 7));
+  ::chmod(pfad.c_str(), 0640);
+  const auto roh = oeffne();
+  ASSERT_TRUE(roh);
+  roh->schreiben(sekunde(0));
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
+  EXPECT_EQ(std::filesystem::status(pfad).permissions(), std::filesystem::perms{0640});
+}
+
+// Whose it is must be known, and it must be empty.
+TEST_F(RohWavAnfangTest, WhatCannotBeLookedAtOrEmptiedIsNotWritten) {
+  for (const Ruf ruf : {Ruf::zustandOffen, Ruf::laengeSetzen}) {
+    legeAn(pfad, ALT);
+    FehlerDateien versuch;
+    versuch.scheitere(ruf, 0, EIO);
+    EXPECT_EQ(RohWav::oeffne(pfad, RATE, versuch), nullptr);
+    EXPECT_EQ(versuch.rufe(Ruf::schliessen), 1U);
+    EXPECT_EQ(dateiBytes(pfad), ALT);
+  }
+}
+
 // The first file that is opened was put there by somebody else.
 class FremderAnfang final : public FehlerDateien {
  public:
@@ -66,7 +104,7 @@ class RohWavFremdTest : public RohWavTest {
  protected:
   RohWavFremdTest() {
     std::filesystem::permissions(ordner.pfad(), std::filesystem::perms{0700});
-    legeAn(pfad, {1, 2, 3});
+    legeAn(pfad, ALT);
     ::chmod(pfad.c_str(), 0666);
     std::filesystem::create_hard_link(pfad, andererName);  // by which somebody reads along
   }
@@ -83,13 +121,13 @@ TEST_F(RohWavFremdTest, AnothersFileIsReplaced) {
   EXPECT_TRUE(roh->schliessen().gelungen());
   EXPECT_EQ(dateiBytes(pfad), WavBytes::datei(sekunde(0), 16000));
   EXPECT_EQ(std::filesystem::status(pfad).permissions(), std::filesystem::perms{0600});
-  EXPECT_EQ(std::filesystem::file_size(andererName), 0U);
+  EXPECT_EQ(dateiBytes(andererName), ALT);
 }
 
 TEST_F(RohWavFremdTest, OneThatItsFolderProtectsGetsNothing) {
   fremd.scheitere(Ruf::loeschen, 0, EPERM);
   EXPECT_EQ(oeffneFremd(), nullptr);
-  EXPECT_EQ(std::filesystem::file_size(andererName), 0U);
+  EXPECT_EQ(dateiBytes(andererName), ALT);
   EXPECT_EQ(fremd.rufe(Ruf::schliessen), 1U);
 }
 

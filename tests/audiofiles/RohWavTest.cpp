@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstddef>
@@ -308,6 +309,7 @@ TEST_F(RohWavTest, WhicheverCallFailsTheHeaderDeclaresNoMoreThanTheFileHolds) {
     versuch.scheitere(n, EIO, 2);
     jetzt = 1000.0;
     const auto roh = RohWav::oeffne(pfad, RATE, versuch, [this] { return jetzt; });
+    if (!roh && n < 5) continue;  // whose file it is and that it is empty must be certain
     ASSERT_TRUE(roh);
     for (int s = 0; s < 8; ++s) {
       roh->schreiben(sekunde(s));
@@ -335,6 +337,7 @@ class Schlucker final : public Dateien {
   ssize_t schreibenAn(int, std::span<const std::uint8_t> bytes, std::int64_t) override {
     return std::ssize(bytes);
   }
+  int warteAufPlatz(int, std::chrono::milliseconds) override { return 0; }
   ssize_t lesenAn(int, std::span<std::uint8_t>, std::int64_t) override { return 0; }
   int laengeSetzen(int, std::int64_t) override { return 0; }
   int rechteSetzen(int, mode_t) override { return 0; }

@@ -18,6 +18,7 @@ import lauf  # first: it finds the scripts' modules
 import abdeckung
 import anzeige
 import aufnahme
+import ausdauer
 import film
 import privat
 import prozesse
@@ -252,6 +253,67 @@ class Nachkommen(unittest.TestCase):
         # Ended, but not yet waited for.
         os.waitid(os.P_PID, kind.pid, os.WEXITED | os.WNOWAIT)
         self.erwarte([])
+
+
+class Nachweise(unittest.TestCase):
+    """Which results of scripts/soak count."""
+
+    def setUp(self):
+        self.ordner = self.enterContext(tempfile.TemporaryDirectory())
+        self.git("init", "-q")
+        self.schreibe("produkt/a.cpp", "eins")
+        self.schreibe("produkt/anders/b.cpp", "eins")
+        self.erster = self.lege_fest()
+
+    def git(self, *argumente):
+        name = ("-c", "user.name=hallkorb", "-c", "user.email=hallkorb@localhost")
+        return subprocess.run(["git", *name, "-C", self.ordner, *argumente], check=True, capture_output=True,
+                              text=True).stdout.strip()
+
+    def schreibe(self, name, inhalt):
+        os.makedirs(os.path.dirname(os.path.join(self.ordner, name)), exist_ok=True)
+        with open(os.path.join(self.ordner, name), "w", encoding="ascii") as datei:
+            datei.write(inhalt)
+
+    def lege_fest(self):
+        self.git("add", "--all")
+        self.git("commit", "-q", "-m", "Stand")
+        return self.git("rev-parse", "--short", "HEAD")
+
+    def gilt(self, commit):
+        return ausdauer.unveraendert(commit, ("produkt", ":(exclude)produkt/anders"), self.ordner)
+
+    def test_eine_aenderung_des_produkts_macht_sie_ungueltig(self):
+        self.schreibe("docs/a.md", "neu")
+        self.schreibe("produkt/anders/b.cpp", "zwei")
+        self.lege_fest()
+        self.assertTrue(self.gilt(self.erster))
+        self.assertFalse(self.gilt(self.erster + "+"))
+        self.schreibe("produkt/a.cpp", "zwei")
+        self.assertFalse(self.gilt(self.erster))
+        zweiter = self.lege_fest()
+        self.assertFalse(self.gilt(self.erster))
+        self.assertTrue(self.gilt(zweiter))
+        self.assertFalse(self.gilt("0123456"))
+
+    def test_ein_fehlschlag_ersetzt_den_erfolg(self):
+        with (unittest.mock.patch.object(ausdauer, "ERGEBNISSE", os.path.join(self.ordner, "soak.json")),
+              unittest.mock.patch.object(ausdauer, "BEHALTEN", os.path.join(self.ordner, "docs.json"))):
+            def mit(probe):
+                nachweis = ausdauer.NACHWEISE["files"]._replace(probe=probe)
+                with unittest.mock.patch.dict(ausdauer.NACHWEISE, {"files": nachweis}), \
+                        unittest.mock.patch("sys.stdout", io.StringIO()):
+                    return ausdauer.lauf(["files"], "quick"), ausdauer.tabelle(ausdauer.ergebnisse(), ["files"])
+
+            def scheitert(_form):
+                raise ausdauer.Gescheitert("so")
+            status, tabelle = mit(lambda form: ("7 recordings", "nothing"))
+            self.assertEqual(status, 0)
+            self.assertIn("7 recordings. Lost: nothing. (", tabelle)
+            status, tabelle = mit(scheitert)
+            self.assertEqual(status, 1)
+            self.assertNotIn("7 recordings", tabelle)
+            self.assertIn("**FAILED** (", tabelle)
 
 
 class NurPulseAudio(unittest.TestCase):

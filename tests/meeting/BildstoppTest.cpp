@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -132,6 +133,38 @@ TEST_P(BildstoppTest, AStartUnderWayIsCancelledWithoutAWord) {
   EXPECT_EQ(stopDauer, 0.0);
   EXPECT_EQ(faenger.ausgabe() + faenger.fehler(), "");
   EXPECT_EQ(schirm.aufrufe, (Zeilen{"start 4", "stop"}));
+  lassAusklingen();
+}
+
+// Its first pictures come before the start returns. Nobody has looked again at what they show.
+TEST_P(BildstoppTest, PicturesOfAStartUnderWayAreDroppedWithTheirDoubt) {
+  schirm.windows = {zoom(4)};
+  schirm.meldetAnfang = schirm.schreiberHaelt = true;
+  schirm.startEnde = 1.0;
+  std::size_t genommen = 0;
+  welt.am(0.1, [&] { genommen = schirm.filme.at(0).bilder.size(); });
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(0.25));
+  EXPECT_EQ(genommen, 1U);
+  EXPECT_TRUE(schirm.filme.at(0).bilder.empty());
+  EXPECT_EQ(faenger.ausgabe() + faenger.fehler(), "");
+}
+
+// Its lack must not end the sound. What was filmed stays.
+TEST_P(BildstoppTest, ASupervisionWithoutMemoryEndsThePictureAlone) {
+  schirm.windows = {zoom(4)};
+  schirm.inventarBelegt = [this] {
+    if (welt.jetzt() > 3) throw std::bad_alloc();
+  };
+  for (const double t : {1.0, 2.0, 5.0})
+    welt.am(t, [this] { schirm.bild(); });
+  video->starteGeduldig(120);
+  const auto ergebnis = stoppe(7.0);
+  ASSERT_TRUE(ergebnis);
+  EXPECT_EQ(ergebnis->frames, 3);  // the one of the start, and two
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter",
+                    "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 7 s"}));
   lassAusklingen();
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -80,6 +81,10 @@ class FehlerDateien : public Dateien {
   ssize_t schreiben(int datei, std::span<const std::uint8_t> bytes) override {
     return fuehreAus(Ruf::schreiben,
                      [&] { return echt_.schreiben(datei, bytes.first(teil(bytes.size()))); });
+  }
+  // Neither counted nor made to fail: it does nothing to a file.
+  int warteAufPlatz(int datei, std::chrono::milliseconds hoechstens) override {
+    return echt_.warteAufPlatz(datei, hoechstens);
   }
   ssize_t lesenAn(int datei, std::span<std::uint8_t> ziel, std::int64_t stelle) override {
     return fuehreAus(Ruf::lesenAn,

@@ -42,6 +42,7 @@ class Bildschirm::Strom final : public WindowStream {
     if (schirm_.meldetAnfang) titelNeu();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     if (const auto ende = std::exchange(schirm_.endeNachStart, std::nullopt)) beende(*ende);
+    dauere(schirm_.startEnde);
     return {};
   }
 
@@ -135,6 +136,7 @@ class Bildschirm::Aufnahme final : public ScreenCapture {
   Ergebnis inventar(ScreenContent& content) override {
     SimPlattform& welt = schirm_.welt_;
     ++schirm_.inventare;
+    if (schirm_.inventarBelegt) schirm_.inventarBelegt();
     content.windows = schirm_.windows;
     const double bis = welt.jetzt() + schirm_.inventarDauer;
     welt.am(bis, [] {});

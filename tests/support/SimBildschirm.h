@@ -37,11 +37,13 @@ class Bildschirm {
 
   // How the screen behaves.
   std::optional<Fehler> inventarFehler;
-  double inventarDauer = 0.0;  // seconds that a snapshot takes
-  bool inventarFrueh = false;  // it shows the windows at its beginning, not at its end
+  std::function<void()> inventarBelegt;  // allocates what a snapshot needs: may throw
+  double inventarDauer = 0.0;            // seconds that a snapshot takes
+  bool inventarFrueh = false;            // it shows the windows at its beginning, not at its end
   std::optional<Fehler> startFehler;
   double startDauer = 0.0;
-  bool startHaengt = false;             // a stop does not cancel a start or a switch
+  double startEnde = 0.0;    // seconds from the stream's first picture to the end of its start
+  bool startHaengt = false;  // a stop does not cancel a start or a switch
   std::optional<Fehler> endeNachStart;  // the service ends the next stream as soon as it runs
   std::optional<Fehler> wechselFehler;
   double wechselDauer = 0.0;

@@ -9,7 +9,7 @@ hallkorb_library(hallkorb_sim FOLDER tests/support
   SOURCES Gespraech.cpp SimBildschirm.cpp SimPlattform.cpp
   DEPENDS hallkorb_platform hallkorb_audiofiles)
 hallkorb_library(hallkorb_kristall FOLDER tests/support
-  HEADERS Kristall.h
+  HEADERS Kristall.h Testuhr.h
   SOURCES Kristall.cpp
   DEPENDS hallkorb_platform)
 hallkorb_library(hallkorb_bildszene FOLDER tests/support

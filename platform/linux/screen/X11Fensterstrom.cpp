@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <new>
 #include <utility>
 
 #include "base/Faden.h"
@@ -99,7 +100,12 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  const Ergebnis ende = nimmAuf(listener);
+  Ergebnis ende;
+  try {
+    ende = nimmAuf(listener);
+  } catch (const std::bad_alloc&) {
+    ende = Fehler::ausErrno(ENOMEM, "Fensteraufnahme");  // the sound may have enough
+  }
   bool melden = false;
   {
     const std::lock_guard halter(lock_);

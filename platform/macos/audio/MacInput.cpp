@@ -9,6 +9,8 @@
 
 #include "base/Faden.h"
 #include "platform/clock/Hosttakt.h"
+#include "platform/clock/Stempelpruefung.h"
+#include "platform/HostClock.h"
 #include "platform/macos/Fehlertexte.h"
 
 namespace hallkorb {
@@ -279,7 +281,9 @@ void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
   // The source is back when it delivers, not when the system has reported success.
   if (std::exchange(unterbrochen_, false)) listener_->fortgesetzt();
   const bool neu = takt_.leer();
-  takt_.nimm(block);
+  PcmBlock glaubhaft = block;
+  if (block.hostTime) glaubhaft.hostTime = glaubhafterStempel(block.hostTime, hostSekunden());
+  takt_.nimm(glaubhaft);
   if (neu && !takt_.leer()) stelle_->aendere([this] { stromBeginnt_ = true; });
 }
 

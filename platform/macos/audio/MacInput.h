@@ -17,7 +17,8 @@
 // stop() depends on a call into the system that may never return: it is not made under the lock,
 // and its thread is left behind with everything it needs.
 //
-// Blocks are brought onto the host's clock on their way to the listener (Hosttakt.h).
+// Blocks are brought onto the host's clock on their way to the listener (Hosttakt.h); a time stamp
+// that cannot be true is none (Stempelpruefung.h).
 //
 // If the listener is slow, the system drops blocks without counting them: they show as a gap of the
 // block times, and verloren() is never called.

@@ -212,6 +212,22 @@ TEST_F(LiveStoerungTest, AMicrophoneThatFailedIsReportedAlsoIfTheStopCancelsTheR
   EXPECT_EQ(anzahl("Mikrofon verweigert: kein Mikrofon"), 1);
 }
 
+// The computer sleeps: its clock stands still, and only the wall clock goes on.
+TEST_F(LiveStoerungTest, ASleepIsInNoChannel) {
+  SimPlattform welt;
+  stetig(welt.mikrofonGeraet, 0.0, 4.0);
+  welt.am(2.0, [&] { welt.wanduhrVor = 3600.0; });
+  welt.signal(4.001, SIGINT);
+  EXPECT_EQ(laufe(welt), 0);
+  const auto roh = liesWav(ordner / "mikro_roh.wav");
+  ASSERT_TRUE(roh);
+  ASSERT_EQ(roh->size(), 4U * 16000U);
+  for (std::size_t i = 400; i < roh->size(); ++i)
+    ASSERT_NEAR((*roh)[i], sim::klang(static_cast<double>(i) / 16000.0), 2e-4) << i;
+  EXPECT_EQ(anzahl("Zeitachse me"), 0);
+  EXPECT_NE(faenger.ausgabe().find(R"("t1":4.00})"), std::string::npos) << faenger.ausgabe();
+}
+
 // As long as at the stop: with nobody who reads, the lines about the refusal are given up then.
 TEST_F(LiveStoerungTest, TheReasonForARefusalWaitsForAHostThatDoesNotRead) {
   const int andere = ::open(config.outDir.c_str(), O_RDONLY | O_DIRECTORY);

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/HostClock.h"
 #include "platform/macos/MacAufrufe.h"
 #include "platform/macos/MacPlattform.h"
 #include "platform/macos/screen/MacBild.h"
@@ -84,6 +85,7 @@ TEST_F(MacPlattformTest, TheMicrophoneRecords) {
   ersatz::mikrofon::geraet(48000, 1);
   ersatz::mikrofon::erlaubnis(3);
   MacPlattform plattform;
+  setzeHostClock(plattform.uhr());
   const auto mikrofon = plattform.mikrofon();
   Hoerer hoerer;
   ASSERT_TRUE(gelang(mikrofon->start(hoerer)));
@@ -94,6 +96,7 @@ TEST_F(MacPlattformTest, TheMicrophoneRecords) {
 
 TEST_F(MacPlattformTest, TheSoundOfTheComputerIsRecorded) {
   MacPlattform plattform;
+  setzeHostClock(plattform.uhr());
   const auto system = plattform.systemAudio();
   Hoerer hoerer;
   ASSERT_TRUE(gelang(system->start(hoerer)));

@@ -241,6 +241,26 @@ TEST(Stempelpruefung, AStepBackThatStaysIsNoTime) {
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.002) << s;
 }
 
+// One whose clock stands still, for seconds and for longer than a stamp is believed, and goes on.
+TEST(Stempelpruefung, AClockThatStandsStillTakesNoSoundAway) {
+  Kristall geraet({}, klick);
+  Kanal kanal;
+  std::optional<double> letzter;
+  while (geraet.zeit() < ERSTE + 240) {
+    PcmBlock block = geraet.naechster();
+    const double t = *block.hostTime - ERSTE;
+    const bool steht = (t > 10 && t < 15) || (t > 30 && t < 160);
+    if (!steht) letzter = block.hostTime;
+    block.hostTime = glaubhafterStempel(letzter, t + ERSTE + 0.02);
+    kanal.takt.nimm(block);
+  }
+  kanal.takt.leere();
+  EXPECT_EQ(kanal.zeit.luecken, 0);
+  EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+  for (int s = 1; s < 239; ++s)
+    EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.001) << s;
+}
+
 TEST(Stempelpruefung, WhatAHaltedProcessGetsLateIsATime) {
   EXPECT_EQ(glaubhafterStempel(1000.0, 1000.0), 1000.0);
   EXPECT_EQ(glaubhafterStempel(1000.0, 1070.0), 1000.0);

@@ -1,12 +1,14 @@
 // What becomes of a stream if its window, its server or its owner fails it.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "platform/linux/LinuxHostClock.h"
@@ -188,6 +190,29 @@ class Langsamer final : public WindowStreamListener {
   std::condition_variable weiter_;
   bool los_ = false;
 };
+
+// A listener that gets no memory for what it makes of a picture.
+class Speicherloser final : public WindowStreamListener {
+ public:
+  bool bild(const Bild& bild) override {
+    static_cast<void>(sammler.bild(bild));
+    throw std::bad_alloc();
+  }
+  void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
+
+  Bildsammler sammler;
+};
+
+TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
+  const auto fenster = sitzung_.fenster({});
+  Speicherloser ohneSpeicher;
+  const auto strom = this->strom();
+  ASSERT_TRUE(strom->start(fenster->id(), ohneSpeicher).gelungen());
+  ASSERT_TRUE(ohneSpeicher.sammler.warteAufEnde());
+  EXPECT_EQ(ohneSpeicher.sammler.fehler().front().code, ENOMEM);
+  EXPECT_EQ(ohneSpeicher.sammler.zeiten().size(), 1U);
+  EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
+}
 
 TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
   const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});

@@ -109,11 +109,16 @@ TEST_F(FragmentDatei, FinishedItHasTheSamplesOfItsFragmentsWhereTheyWere) {
     const std::string fragmente = ordner_ / "fragmente.mp4";
     std::filesystem::copy_file(pfad_, fragmente);
     const auto groesse = std::filesystem::file_size(pfad_);
+    dateien_.vorgaenge.clear();
     ASSERT_TRUE(datei.schliesseAb(ENDE).gelungen());
     EXPECT_EQ(pakete(pfad_), pakete(fragmente));
     EXPECT_EQ(bilder(pfad_), bilder(fragmente));
     // A few bytes for each sample, no second copy.
     EXPECT_LT(std::filesystem::file_size(pfad_), groesse + 1000 + 40 * BILDER);
+    std::size_t geschrieben = 0;
+    for (const auto& vorgang : dateien_.vorgaenge)
+      geschrieben += vorgang.bytes.size();
+    EXPECT_LT(geschrieben, 1000U + 40U * BILDER);
   }
   EXPECT_EQ(ordner_.namen(), (std::vector<std::string>{"fragmente.mp4", "video.mp4"}));
   auto ist = videoEigenschaften(pfad_);

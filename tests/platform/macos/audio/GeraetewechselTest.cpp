@@ -11,6 +11,7 @@
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/audio/MikrofonGeraet.h"
 #include "tests/support/AusgabeFaenger.h"
+#include "tests/support/Testuhr.h"
 
 namespace hallkorb {
 namespace {
@@ -96,6 +97,7 @@ TEST(GeraetewechselTest, AHeadsetTakesOverAndTheTimelineFillsTheHole) {
   AusgabeFaenger faenger;
   Mac mac;
   Fabrik fabrik;
+  const Testuhr uhr(NULLZEIT + 5.0);
   Zeitachse zeit("me", 16000.0, NULLZEIT);
   std::vector<float> strom;
   MacInput::Zeiten zeiten;

@@ -14,6 +14,7 @@
 #include "capture/Zeitachse.h"
 #include "platform/macos/audio/MacInput.h"
 #include "tests/support/Kristall.h"
+#include "tests/support/Testuhr.h"
 
 namespace hallkorb {
 namespace {
@@ -87,8 +88,12 @@ TEST_P(MacInputTakt, AClockThatDriftsNeedsNoCorrection) {
     art.zittern = 0.0001;
     art.wandern = 0.00005;
     Kristall kristall(art, [](double) { return 0.1; });
-    while (kristall.zeit() < art.beginn + 600.0)
-      empfaenger->block(kristall.naechster());
+    Testuhr uhr(art.beginn);
+    while (kristall.zeit() < art.beginn + 600.0) {
+      const PcmBlock block = kristall.naechster();
+      uhr.jetzt = kristall.zeit();
+      empfaenger->block(block);
+    }
     EXPECT_EQ(input.stop(), Ergebnis());
 
     EXPECT_EQ(kanal.zeit.luecken, 0);
@@ -98,6 +103,29 @@ TEST_P(MacInputTakt, AClockThatDriftsNeedsNoCorrection) {
     EXPECT_EQ(faden.oeffnungen, 1);
     EXPECT_EQ(kanal.ereignisse, 0);
   }
+}
+
+// A device whose clock jumps by minutes and back, for longer than a false stamp lasts.
+TEST(MacInputStempel, OneThatCannotBeTrueMovesNothing) {
+  Faden faden;
+  Kanal kanal;
+  Testuhr uhr(NULLZEIT);
+  MacInput input("probe", std::make_unique<Geraet>(faden), {}, std::make_shared<OhneUhr>());
+  ASSERT_EQ(input.start(kanal), Ergebnis());
+  const auto empfaenger = faden.empfaenger.lock();
+  Kristall kristall({.ppm = 50}, [](double) { return 0.1; });
+  for (int i = 0; i < 2000; ++i) {
+    PcmBlock block = kristall.naechster();
+    uhr.jetzt = kristall.zeit();
+    const int stelle = i % 200;
+    if (stelle >= 100 && stelle < 140) *block.hostTime += 300.0;
+    if (stelle >= 160 && stelle < 190) *block.hostTime -= 300.0;
+    empfaenger->block(block);
+  }
+  EXPECT_EQ(input.stop(), Ergebnis());
+  EXPECT_EQ(kanal.zeit.luecken, 0);
+  EXPECT_EQ(kanal.zeit.ueberlappungen, 0);
+  EXPECT_NEAR(kanal.letzte, kristall.zeit(), 0.002);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ppm, MacInputTakt, testing::Values(-200.0, 0.0, 60.0));

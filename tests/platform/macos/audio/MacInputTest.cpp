@@ -11,6 +11,7 @@
 #include "platform/macos/audio/MacInput.h"
 #include "platform/macos/Fehlertexte.h"
 #include "tests/platform/macos/Buch.h"
+#include "tests/support/Testuhr.h"
 
 namespace hallkorb {
 namespace {
@@ -192,6 +193,7 @@ class MacInputTest : public testing::Test {
   void zerstoere() { input_.reset(); }
   void oeffnungen(std::deque<Skript::Oeffnung> o) { skript.oeffnungen = std::move(o); }
 
+  Testuhr uhr{101.0};
   Skript skript;
   Hoerer hoerer{skript.buch};
   MacInput::Zeiten zeiten;
