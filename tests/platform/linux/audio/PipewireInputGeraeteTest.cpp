@@ -74,8 +74,8 @@ TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
     EXPECT_EQ(stand.bloecke.back().format.rate, 48000.0);
     EXPECT_TRUE(still(stand.bloecke.back()));
   }
-  EXPECT_EQ(me_.stand().bloecke.back().format.channels, 1U);
-  EXPECT_EQ(them_.stand().bloecke.back().format.channels, 2U);
+  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true}));
+  EXPECT_EQ(them_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true, 0, 0, 2}));
 }
 
 // The player's tone is a function of the host time, so its phase in the recording shows how far off
@@ -185,7 +185,7 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
     const std::vector<float>& samples = s.bloecke.back().samples;
     return samples == std::vector<float>(samples.size(), 0.5F);
   }));
-  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 4, true}));
+  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true, 0, 0, 4}));
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
@@ -198,10 +198,11 @@ TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
   EXPECT_TRUE(still(me_.stand().bloecke.back()));
   anlage_.waehle("source", "zweites");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) {
-    return s.bloecke.back().format.channels == 2 && s.bloecke.back().samples.back() == 0.5F;
+    return s.bloecke.back().format.geraeteKanaele == 2 && s.bloecke.back().samples.back() == 0.5F;
   }));
   anlage_.waehle("source", "mic");
-  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 1; }));
+  ASSERT_TRUE(
+      me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.geraeteKanaele == 0; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
   EXPECT_TRUE(them_.stand().fortlaufend());  // the other channel knows nothing of it
@@ -213,7 +214,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
   anlage_.entferne("mic");
-  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 2; }));
+  ASSERT_TRUE(
+      me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.geraeteKanaele == 2; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
 }
