@@ -1,5 +1,6 @@
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <utility>
@@ -142,6 +143,12 @@ const PipewireVerzeichnis::Knoten* PipewireVerzeichnis::knotenNamens(const std::
     if (knoten.name == name && geeignet(quelle, knoten.klasse)) return &knoten;
   }
   return nullptr;
+}
+
+bool PipewireVerzeichnis::hatGeraete() const {
+  return std::any_of(knoten_.begin(), knoten_.end(), [](const auto& eintrag) {
+    return eintrag.second.klasse.starts_with("Audio/");
+  });
 }
 
 std::optional<PipewireVerzeichnis::Knoten> PipewireVerzeichnis::standard(

@@ -50,6 +50,8 @@ class PipewireVerzeichnis {
   [[nodiscard]] std::uint64_t programme() const { return programme_; }
   // Whether somebody (the session manager) keeps the defaults.
   [[nodiscard]] bool verwaltet() const { return metadaten_ != nullptr; }
+  // Whether there is any audio device, of whatever kind.
+  [[nodiscard]] bool hatGeraete() const;
   // The default device of this kind, if there is a real one.
   [[nodiscard]] std::optional<Knoten> standard(PipewireQuelle quelle) const;
   // Whether the default source is only a sink's monitor.
