@@ -177,8 +177,8 @@ bool Ersatzdatei::bleibtAmOrt(int nummer) {
 // opened; they are left alone until there is something for them.
 int Ersatzdatei::pruefeVorhandenes() {
   if (ziel_.offen) {
-    return std::max(0, -static_cast<int>(
-                           beharrlich([&] { return dateien_.schreiben(*ziel_.offen, {}); })));
+    return std::max(
+        0, -static_cast<int>(beharrlich([&] { return dateien_.schreiben(*ziel_.offen, {}); })));
   }
   if (!ziel_.bisher) return 0;
   const int griff = oeffneVorhandenes(ziel_.pfad, dateien_, 0);

@@ -1,5 +1,5 @@
-// A library that has all functions of libswresample in use, but knows no channel layouts by name, as
-// those before FFmpeg 5.1. Nothing but its options is ever asked of it.
+// A library that has all functions of libswresample in use, but knows no channel layouts by name,
+// as those before FFmpeg 5.1. Nothing but its options is ever asked of it.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

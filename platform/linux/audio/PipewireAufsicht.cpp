@@ -152,7 +152,8 @@ std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
   auto knoten = verzeichnis.standard(quelle_);
   if (knoten) return knoten;
   if (quelle_ == PipewireQuelle::SYSTEM_AUDIO) {
-    grund_ = ohneGeraet(verzeichnis, "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
+    grund_ =
+        ohneGeraet(verzeichnis, "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
   } else if (verzeichnis.nurMonitor()) {
     grund_ = pipewireFehler(
         ENODEV,

@@ -101,9 +101,8 @@ void PipewireVerzeichnis::frischeAuf() {
   if (metadaten_ == nullptr) return;
   // An answer comes in one piece. Without one the session manager is busy.
   if (!bestaetigte_.empty()) {
-    std::erase_if(standards_, [&](const auto& eintrag) {
-      return !bestaetigte_.contains(eintrag.first);
-    });
+    std::erase_if(standards_,
+                  [&](const auto& eintrag) { return !bestaetigte_.contains(eintrag.first); });
   }
   bestaetigte_.clear();
   loeseMetadaten();

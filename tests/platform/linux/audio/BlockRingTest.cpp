@@ -46,8 +46,8 @@ TEST(BlockRing, HandsABlockOverWithAllThatBelongsToIt) {
 // However many channels a device has, there is room for as many seconds of it.
 TEST(BlockRing, KeepsTheFirstChannelAndHowManyThereWere) {
   const std::vector<float> samples = {1, -1, -1, 2, -1, -1, 3, -1, -1};
-  for (const auto& [verschachtelt, soll] :
-       {std::pair{true, std::vector<float>{1, 2, 3}}, std::pair{false, std::vector<float>{1, -1, -1}}}) {
+  for (const auto& [verschachtelt, soll] : {std::pair{true, std::vector<float>{1, 2, 3}},
+                                            std::pair{false, std::vector<float>{1, -1, -1}}}) {
     BlockRing ring(3, 4);
     ASSERT_TRUE(ring.schreibe({{48000.0, 3, verschachtelt}, 3, samples, 12.5}, 7));
     const auto eintrag = ring.vorn();

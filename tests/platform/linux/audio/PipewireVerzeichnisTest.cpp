@@ -48,7 +48,8 @@ class PipewireVerzeichnisTest : public testing::Test {
     const std::string liste = anlage_.befehl({"pw-cli", "ls", "Metadata"});
     const std::regex muster("id ([0-9]+), type");
     std::vector<int> ids;
-    for (std::sregex_iterator i(liste.begin(), liste.end(), muster); i != std::sregex_iterator(); ++i)
+    for (std::sregex_iterator i(liste.begin(), liste.end(), muster); i != std::sregex_iterator();
+         ++i)
       ids.push_back(std::stoi((*i)[1]));
     std::sort(ids.begin(), ids.end());
     return ids;
@@ -89,8 +90,8 @@ TEST_F(PipewireVerzeichnisTest, TakesTheNextKeeperOfTheDefaultsWhenTheFirstGoes)
   ASSERT_TRUE(verwaltet());
   entferneErste();
   ASSERT_TRUE(verwaltet());
-  anlage_.befehl({"pw-metadata", "0", "default.audio.sink", R"({"name":"speakers"})",
-                  "Spa:String:JSON"});
+  anlage_.befehl(
+      {"pw-metadata", "0", "default.audio.sink", R"({"name":"speakers"})", "Spa:String:JSON"});
   EXPECT_TRUE(warteBis([this] { return standard() == "speakers"; }));
   entferneErste();
   EXPECT_FALSE(verwaltet());
