@@ -8,6 +8,7 @@ import bildschirm
 import fensterspiel
 import prozesse
 import tonanlage
+import tonserver
 
 FEHLER = (tonanlage.TonanlagenFehler, bildschirm.BildschirmFehler, OSError,
           subprocess.SubprocessError)
@@ -17,7 +18,7 @@ def was_fehlt(argumente):
     """The sets of scripts/setup.sh that a recording with these arguments needs here."""
     fehlt = []
     if prozesse.LINUX:
-        if not _ton_da() and not tonanlage.fremder_server():
+        if not _ton_da() and not tonserver.fremder_server():
             fehlt.append("tonanlage")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():
             fehlt.append("bildschirm")
@@ -28,14 +29,14 @@ def _ton_da():
     """Whether this environment has a sound server that is somebody's. If that is PulseAudio, the recorder
     is to report that it cannot record it; our voices in its place would be a lie. A PipeWire without any
     device, as a server starts it at each login, has nothing that they could take the place of."""
-    return tonanlage.pulseaudio_laeuft() or tonanlage.hat_geraete()
+    return tonserver.pulseaudio_laeuft() or tonserver.hat_geraete()
 
 
 def woanders():
     """What to do if somebody's sound is there, but not for a recording begun like this; or None."""
     if not prozesse.LINUX or _ton_da():
         return None
-    server = tonanlage.fremder_server()
+    server = tonserver.fremder_server()
     if server is None:
         return None
     klage = f"a sound server answers at {server}, but not in this environment: "
@@ -80,7 +81,7 @@ class Privat:
     def starte(self):
         """Returns when the voices speak and windows can be opened. Raises one of FEHLER."""
         if self._raum:
-            if tonanlage.laeuft_schon():
+            if tonserver.laeuft_schon():
                 print("(The one that runs has no audio device.)")
             self._raum.starte()
             # The session is for sound only: a screen of the machine's own is recorded as it is.

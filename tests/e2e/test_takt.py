@@ -146,7 +146,7 @@ class Klickfall(Kristalle):
         lagen = self.lagen(ton)
         self.assertGreater(len(lagen), 0)
         zyklus = ZYKLUS / (1 + ppm * 1e-6)
-        ende = len(ton) / signale.ZIEL
+        ende = min(len(ton) / signale.ZIEL, ZEHN_MINUTEN)
         print(f"{len(lagen)} clicks from {lagen[0]:.1f} to {lagen[-1]:.1f} s of {ende:.1f}")
         self.assertLess(lagen[0], ANLAUF)
         self.assertGreater(lagen[-1], ende - ANLAUF)
