@@ -148,14 +148,14 @@ int nichtSchreibbar(const Ergebnis& ergebnis) {
 }
 
 int bereinige(const Config& config, Zuspieler& zuspieler, Dateien& dateien) {
+  const auto me = chunker(config, dateien);
+  // After the chunks' folder, in which it may lie, and before the first of their lines.
   WavSchreiber gereinigt(config.echoDatei[2], EK_R, dateien);
-  // Before the first chunk's line.
   if (const Ergebnis bisher = gereinigt.bisher(); bisher.gescheitert()) {
     return nichtSchreibbar(bisher);
   }
   EchoStrecke strecke(EK_PARTITIONEN);
   strecke.nachfilter(!config.ohneNachfilter);
-  const auto me = chunker(config, dateien);
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
     gereinigt.schreibe(samples);
     if (me) me->append(samples, &sprache);

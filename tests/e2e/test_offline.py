@@ -255,6 +255,7 @@ class EchoDatei(Offline):
                     continue  # a device is opened at the end
                 self.assertEqual(self.echo_datei("--chunk-ordner", "chunks", ziel=ziel),
                                  (2, "", fehler))
+                os.rmdir(self.pfad("chunks"))  # empty
                 self.assertEqual(sorted(os.listdir(self.ordner)), vorher)
 
     def test_ausgabe_zu_gross(self):

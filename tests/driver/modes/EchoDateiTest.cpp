@@ -565,7 +565,6 @@ TEST_F(EchoDateiTest, NoticesATargetThatCannotBeBeforeTheFirstLine) {
   schreibe("mic.wav", g.mikro);
   schreibe("ref.wav", g.referenz);
   fs::create_directory(pfad("ordner"));
-  const auto vorher = inhalt();
   for (const std::string ziel : {"fehlt/out.wav", "ordner", "mic.wav/out.wav"}) {
     SCOPED_TRACE(ziel);
     Config c = config("mic.wav", "ref.wav", ziel);
@@ -578,8 +577,20 @@ TEST_F(EchoDateiTest, NoticesATargetThatCannotBeBeforeTheFirstLine) {
     const auto fehler = ausgaben.fehlerZeilen();
     ASSERT_EQ(fehler.size(), 1U);
     EXPECT_EQ(fehler[0].rfind("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: ", 0), 0U);
-    EXPECT_EQ(inhalt(), vorher);
+    EXPECT_EQ(inhalt(), (std::vector<std::string>{"chunks", "mic.wav", "ordner", "ref.wav"}));
+    EXPECT_TRUE(fs::is_empty(pfad("chunks")));
   }
+}
+
+TEST_F(EchoDateiTest, MayWriteTheOutputIntoTheFolderThatItMakes) {
+  schreibe("mic.wav", rauschen(16000, 7));
+  schreibe("ref.wav", rauschen(16000, 8));
+  Config c = config("mic.wav", "ref.wav", "neu/out.wav");
+  c.chunkOrdner = pfad("neu");
+  const AusgabeFaenger ausgaben;
+  const Ergebnisfaenger faenger;
+  EXPECT_EQ(echoDatei(c), 0);
+  EXPECT_EQ(liesWav(pfad("neu/out.wav"))->size(), 16000U);
 }
 
 // The output is the last of all; what the chunks' lines say stays true. The output's name is an
