@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -43,14 +43,17 @@ class PipewireVerzeichnisTest : public testing::Test {
     }));
   }
 
-  // The ids of the metadata, the oldest first.
+  // The ids of those metadata, the oldest first. The daemon has others, too.
   [[nodiscard]] std::vector<int> ids() const {
-    const std::string liste = anlage_.befehl({"pw-cli", "ls", "Metadata"});
-    const std::regex muster("id ([0-9]+), type");
+    std::istringstream liste(anlage_.befehl({"pw-cli", "ls", "Metadata"}));
+    const std::regex kopf("\\s*id ([0-9]+), type.*");
     std::vector<int> ids;
-    for (std::sregex_iterator i(liste.begin(), liste.end(), muster); i != std::sregex_iterator();
-         ++i)
-      ids.push_back(std::stoi((*i)[1]));
+    int id = 0;
+    for (std::string zeile; std::getline(liste, zeile);) {
+      std::smatch treffer;
+      if (std::regex_match(zeile, treffer, kopf)) id = std::stoi(treffer[1]);
+      if (zeile.find(R"(metadata.name = "default")") != std::string::npos) ids.push_back(id);
+    }
     std::sort(ids.begin(), ids.end());
     return ids;
   }
