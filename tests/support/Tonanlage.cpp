@@ -165,6 +165,10 @@ void Tonanlage::waehle(const std::string& art, const std::string& name) const {
   bitte(Json::array({"setze_standard", art, name}));
 }
 
+void Tonanlage::warteStandard(const std::string& art, const std::string& name) const {
+  bitte(Json::array({"warte_standard", art, name}));
+}
+
 void Tonanlage::setze(const std::string& einstellung, int wert) const {
   bitte(Json::array({"setze", einstellung, wert}));
 }

@@ -51,7 +51,10 @@ class Tonanlage {
   // The user's choice of the default device; `art` is "sink" or "source".
   void waehle(const std::string& art, const std::string& name) const;
   void setze(const std::string& einstellung, int wert) const;
-  // The name of the default device, or empty.
+  // Returns when that device is the default, by whomever it was chosen.
+  void warteStandard(const std::string& art, const std::string& name) const;
+  // The name of the default device, or empty. A change of it may be withheld from the one who looks
+  // if another client asks just then; warteStandard() looks anew.
   [[nodiscard]] std::string standard(const std::string& art) const;
 
  private:
