@@ -153,7 +153,7 @@ std::string Tonanlage::befehl(const std::vector<std::string>& argumente) const {
 }
 
 void Tonanlage::neuesGeraet(const std::string& name, const std::string& klasse,
-                                  const std::string& kanaele, int prioritaet) const {
+                            const std::string& kanaele, int prioritaet) const {
   bitte(Json::array({"lege_an", name, klasse, kanalliste(kanaele), prioritaet}));
 }
 

@@ -3,10 +3,10 @@
 //   speakers  the default sink; what is played into it is the system's sound
 //   mic       the default source; silent unless something is linked to its input
 //
-// It is the sound system of scripts/tonanlage, which runs beside the test and does what this class asks:
-// what is configured and waited for is written down there alone. A test may kill, stop and start
-// the daemons as it likes. The environment of this process points to the session, so there is one
-// at a time.
+// It is the sound system of scripts/tonanlage, which runs beside the test and does what this class
+// asks: what is configured and waited for is written down there alone. A test may kill, stop and
+// start the daemons as it likes. The environment of this process points to the session, so there is
+// one at a time.
 //
 // Every call returns once its request has taken effect, and throws if that fails.
 #pragma once
