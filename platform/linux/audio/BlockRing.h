@@ -3,7 +3,7 @@
 // The real-time thread must neither wait nor allocate, and the capture's thread may be held up by a
 // disk for seconds. So all memory is taken beforehand: 4 MiB of samples and one place for each
 // block. Of several channels only the first is recorded, so only that is kept, and an interface
-// with eight of them waits as long as a headset: ten seconds at up to 96 kHz, in blocks of 64
+// with eight of them waits as long as a headset: ten seconds at up to 96 kHz, in blocks of 128
 // frames or more at 48 kHz. The samples of a block lie in one piece; a block that does not fit
 // before the end of the memory starts again at the front. A block that finds no room is lost and
 // counted; those that wait stay whole.
@@ -27,7 +27,7 @@ namespace hallkorb {
 class BlockRing {
  public:
   static constexpr std::size_t SAMPLES = std::size_t{1} << 20;  // floats
-  static constexpr std::size_t BLOECKE = 8192;
+  static constexpr std::size_t BLOECKE = 4096;
 
   // A block and the number of the stream that it came from.
   struct Eintrag {

@@ -70,7 +70,7 @@ TEST(BlockRing, HoldsTenSecondsOfEveryDeviceInUse) {
   EXPECT_GT(sekunden, 10.0);
   BlockRing kurze;
   sekunden = 0.0;
-  for (const PcmBlock block{{48000.0, 32, true}, 64, samples, 1.0}; kurze.schreibe(block, 1);)
+  for (const PcmBlock block{{48000.0, 32, true}, 128, samples, 1.0}; kurze.schreibe(block, 1);)
     sekunden += block.dauer();
   EXPECT_GT(sekunden, 10.0);
 }
