@@ -84,6 +84,7 @@ ChannelChunker::ChannelChunker(ChunkerEinstellung e, Dateien& dateien)
       maxSamples_(sampleZahl("Hoechstlaenge (--max)", e.maxSeconds, e.rate)),
       silenceRun_(sampleZahl("Pause", e.silenceSeconds, e.rate)),
       silenceRms_(e.silenceRms),
+      unersetzbar_(e.unersetzbar),
       dateien_(dateien) {}
 
 void ChannelChunker::append(std::span<const float> samples, const std::vector<bool>* sprache) {
@@ -212,7 +213,8 @@ void ChannelChunker::schreibe(std::span<const float> chunk, std::int64_t von,
   const std::int64_t i = chunkIndex_++;
   const std::string pfad =
       pfadIn(outDir_, formatiert("chunk_%s_%03" PRId64 ".wav", channel_.c_str(), i));
-  if (const Ergebnis ergebnis = writeWav(chunk, rate_, pfad, dateien_); ergebnis.gescheitert()) {
+  const Ergebnis ergebnis = writeWav(chunk, rate_, pfad, dateien_, unersetzbar_);
+  if (ergebnis.gescheitert()) {
     log("[hallkorb] WAV-Schreibfehler (" + channel_ + " #" + std::to_string(i) +
         "): " + ergebnis.fehler().description);
     return;

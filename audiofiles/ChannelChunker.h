@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "base/Dateien.h"
+#include "base/Ersatzdatei.h"
 #include "base/Vorrat.h"
 
 namespace hallkorb {
@@ -42,6 +43,8 @@ struct ChunkerEinstellung {
   double maxSeconds;      // turn mode: length at which a cut is forced
   double silenceSeconds;  // turn mode: length of a pause that cuts
   float silenceRms;       // level below which a frame is silent
+  // A chunk's name may be that of a file that is read meanwhile.
+  Unersetzbar unersetzbar = Unersetzbar::ueberschreiben;
 };
 
 class ChannelChunker {
@@ -129,6 +132,7 @@ class ChannelChunker {
   std::int64_t sucheAb_ = 0;
   std::optional<std::int64_t> pauseAb_;
 
+  Unersetzbar unersetzbar_;
   Dateien& dateien_;
 };
 

@@ -82,12 +82,12 @@ std::uint32_t wavBytes(std::size_t samples) {
 }
 
 Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
-                  Dateien& dateien) {
+                  Dateien& dateien, Unersetzbar unersetzbar) {
   const WavKopf kopf = wavKopf(wavRate(rate), wavBytes(samples.size()));
   std::vector<std::uint8_t> datei(WAV_KOPF_BYTES + samples.size() * SAMPLE_BYTES);
   std::copy(kopf.begin(), kopf.end(), datei.begin());
   kodiereWav(samples, std::span(datei).subspan(WAV_KOPF_BYTES));
-  return ersetzeDatei(to, datei, dateien, Verweise::ersetzen);
+  return ersetzeDatei(to, datei, dateien, Verweise::ersetzen, unersetzbar);
 }
 
 std::optional<std::vector<float>> liesWav(const std::string& path, Dateien& dateien) {

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "base/Dateien.h"
+#include "base/Ersatzdatei.h"
 #include "base/Fehler.h"
 
 namespace hallkorb {
@@ -43,7 +44,8 @@ void kodiereWav(std::span<const float> samples, std::span<std::uint8_t> ziel);
 // Writes `samples` at `rate` Hz to the file `to`, by the rules of `ersetzeDatei`: it appears only
 // when complete. Rates and lengths as above.
 [[nodiscard]] Ergebnis writeWav(std::span<const float> samples, double rate, const std::string& to,
-                                Dateien& dateien = posixDateien());
+                                Dateien& dateien = posixDateien(),
+                                Unersetzbar unersetzbar = Unersetzbar::ueberschreiben);
 
 // The first channel of a 16-bit WAV file, in [-1, 1). Returns nullopt if the file cannot be read,
 // is shorter than 45 bytes or has no data chunk; an empty list if its data chunk is empty.

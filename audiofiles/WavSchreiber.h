@@ -18,10 +18,13 @@ namespace hallkorb {
 
 class WavSchreiber {
  public:
-  // Rates as in writeWav. Errors are kept for vollende().
+  // Rates as in writeWav. Errors are kept for vollende(); bisher() has them before.
   WavSchreiber(const std::string& pfad, double rate, Dateien& dateien = posixDateien());
 
   void schreibe(std::span<const float> samples);
+
+  // Fails with the first error so far: right after the construction if there can be no such file.
+  [[nodiscard]] Ergebnis bisher() const { return datei_.bisher(); }
 
   // Lets the file appear under its name. Returns the first error of all. Without this call nothing
   // is left behind. Once.

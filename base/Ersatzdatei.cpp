@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <chrono>
@@ -117,6 +118,8 @@ Ersatzdatei::Ziel Ersatzdatei::finde(const std::string& pfad, Verweise verweise,
   ziel.fremd = ziel.nurOhneVerweis && !zustand.eigen;
   if (zustand.art == Dateien::Art::datei) {
     ziel.bisher = zustand.rechte;
+  } else if (zustand.art == Dateien::Art::ordner) {
+    ziel.nummer = EISDIR;
   } else {
     ziel.bleibt = !ziel.fremd;
   }
@@ -147,6 +150,8 @@ Ersatzdatei::Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetz
   }
   if (!ziel_.wirdErsetzt() || bleibtAmOrt(-teil.datei)) {
     if (alles_) return;  // nothing to store
+    nummer_ = pruefeVorhandenes();
+    if (nummer_ != 0) return;
     teil = neuesTeil(ZWISCHENLAGER, RECHTE_NUR_ICH, dateien_);
   }
   if (teil.datei < 0) {
@@ -166,6 +171,18 @@ bool Ersatzdatei::bleibtAmOrt(int nummer) {
   if (nummer != EACCES && nummer != EPERM && nummer != EROFS) return false;
   ziel_.bleibt = unersetzbar_ == Unersetzbar::ueberschreiben && ziel_.bisher.has_value();
   return ziel_.bleibt;
+}
+
+// Whether what stays can be written to, as an error number. Devices and pipes notice that they are
+// opened; they are left alone until there is something for them.
+int Ersatzdatei::pruefeVorhandenes() {
+  if (ziel_.offen) {
+    return std::max(
+        0, -static_cast<int>(beharrlich([&] { return dateien_.schreiben(*ziel_.offen, {}); })));
+  }
+  if (!ziel_.bisher) return 0;
+  const int griff = oeffneVorhandenes(ziel_.pfad, dateien_, 0);
+  return griff < 0 ? -griff : hallkorb::schliesse(griff, dateien_);
 }
 
 Ersatzdatei::~Ersatzdatei() {
@@ -188,6 +205,10 @@ Ergebnis Ersatzdatei::vollende() {
   }
   if (nummer_ == 0) nummer_ = ziel_.wirdErsetzt() ? benenneUm() : gibWeiter();
   raeumeAuf();
+  return bisher();
+}
+
+Ergebnis Ersatzdatei::bisher() const {
   if (nummer_ == 0) return {};
   return Fehler::ausErrno(nummer_, "Schreiben nach " + pfad_);
 }

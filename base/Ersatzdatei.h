@@ -11,7 +11,9 @@
 //
 // A path that leads to something other than a regular file (a device, a pipe), or to an open file
 // by its number ("/dev/stdout", "/dev/fd/3"), is written to and never replaced. A pipe that nobody
-// opens for reading within a second, or that takes nothing for five, is an error.
+// opens for reading within a second, or that takes nothing for five, is an error. What cannot be
+// written at all (a folder, a file without the permission) is one from the beginning; only of a
+// device or a pipe that shows at the end, since they are opened then.
 //
 // A folder may allow no new files although an existing one is writable. Such a file is overwritten
 // in place: the one case in which a reader can see half of it, or a full disk can destroy the
@@ -50,7 +52,7 @@ enum class Unersetzbar { ueberschreiben, lassen };
 // Without vollende() nothing is left behind.
 class Ersatzdatei {
  public:
-  // Errors are kept for vollende().
+  // Errors are kept for vollende(); bisher() has them before.
   explicit Ersatzdatei(const std::string& pfad, Dateien& dateien = posixDateien(),
                        Unersetzbar unersetzbar = Unersetzbar::ueberschreiben,
                        Verweise verweise = Verweise::folgen);
@@ -61,6 +63,9 @@ class Ersatzdatei {
   // Appends; overwrites from byte `stelle` on. Ignored after an error.
   void schreibe(std::span<const std::uint8_t> bytes);
   void schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle);
+
+  // Fails with the first error so far.
+  [[nodiscard]] Ergebnis bisher() const;
 
   // Lets the file appear. Returns the first error of all. Once.
   [[nodiscard]] Ergebnis vollende();
@@ -86,6 +91,7 @@ class Ersatzdatei {
   Ersatzdatei(std::string pfad, Ziel ziel, Dateien& dateien, Unersetzbar unersetzbar,
               std::optional<std::span<const std::uint8_t>> alles);
   [[nodiscard]] bool bleibtAmOrt(int nummer);
+  [[nodiscard]] int pruefeVorhandenes();
   int benenneUm();
   int gibWeiter();
   void raeumeAuf();

@@ -23,10 +23,13 @@ struct PcmFormat {
   // only one. The samples do not depend on them; a change means that the device is another one.
   std::uint32_t samples = 0;
   std::uint32_t layout = 0;
+  // If only the first of the device's channels is here: how many it has. Otherwise 0.
+  std::uint32_t geraeteKanaele = 0;
 
   // Equal formats can be fed to one converter. With one channel the layout makes no difference.
   friend bool operator==(const PcmFormat& a, const PcmFormat& b) {
     return a.rate == b.rate && a.channels == b.channels && a.samples == b.samples &&
+           a.geraeteKanaele == b.geraeteKanaele &&
            (a.channels == 1 || (a.interleaved == b.interleaved && a.layout == b.layout));
   }
 };

@@ -14,9 +14,10 @@
 #   wirte       what runs the hosts in examples/, and a speech recogniser, for the stage of that name
 #
 # On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
-# with dnf, as root or through sudo; on macOS with Homebrew; from the package sources that the machine is
-# set up with. The checkers of "test" are pinned to one version, which Fedora does not have: there
-# scripts/test leaves out the stages that call them.
+# with dnf (all sets but "in-root" and "arm64", which are made of Debian's packages), as root or through
+# sudo; on macOS with Homebrew ("build" and "test"); from the package sources that the machine is set up
+# with. The checkers of "test" are pinned to one version, which Fedora does not have: there scripts/test
+# leaves out the stages that call them. On another system it prints what the sets need.
 set -euo pipefail
 wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -40,7 +41,7 @@ debian_wirte=(nodejs pocketsphinx pocketsphinx-en-us)
 debian_browser=(chromium firefox-esr fonts-dejavu-core pipewire-pulse x11-utils xdotool)
 
 # By the names of pkg-config, so that either of Fedora's builds of FFmpeg will do.
-fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
+fedora_build=(cmake gcc-c++ libstdc++-static ninja-build pkgconf-pkg-config python3
   "pkgconfig(libpipewire-0.3)" "pkgconfig(libspa-0.2)" "pkgconfig(libavutil)" "pkgconfig(libswresample)"
   utf8proc-devel json-devel cli11-devel
   "pkgconfig(xcb)" "pkgconfig(xcb-composite)" "pkgconfig(xcb-shm)" "pkgconfig(xcb-damage)"
@@ -48,10 +49,10 @@ fedora_build=(cmake gcc-c++ ninja-build pkgconf-pkg-config python3
   "pkgconfig(libavcodec)" "pkgconfig(libavformat)" "pkgconfig(libswscale)")
 fedora_tonanlage=(pipewire pipewire-utils wireplumber python3 python3-numpy)
 fedora_bildschirm=(xorg-x11-server-Xvfb openbox twm)
-fedora_test=(gtest-devel google-benchmark-devel clang git ShellCheck util-linux /usr/bin/ffmpeg valgrind
-  fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base
-  python3-jsonschema python3-markdown-it mandoc xprop xwininfo zsh fish)
-fedora_paket=(git gzip python3-markdown-it rpm-build)
+fedora_test=(gtest-devel google-benchmark-devel clang libasan libtsan libubsan git ShellCheck util-linux
+  /usr/bin/ffmpeg valgrind fftw-devel libva-devel dbus-daemon python3-dbus python3-gobject-base
+  python3-jsonschema python3-markdown-it-py mandoc xprop xwininfo zsh fish)
+fedora_paket=(git gzip python3-markdown-it-py rpm-build)
 fedora_wirte=(nodejs pocketsphinx)
 fedora_browser=(chromium firefox dejavu-sans-fonts npm pipewire-pulseaudio xdotool)
 
@@ -60,11 +61,18 @@ brew_build=(cmake ninja nlohmann-json utf8proc cli11)
 brew_test=(googletest)
 
 fehlend_debian() {
-  local paket
+  local paket eigene
+  eigene=$(dpkg --print-architecture)
   for paket in "$@"; do
-    [[ "$(dpkg-query -W -f='${db:Status-Status}' "$paket" 2>/dev/null)" == installed ]] ||
-      printf '%s\n' "$paket"
+    # A name alone stands for the package of each architecture that the machine has.
+    dpkg-query -W -f='${db:Status-Status} ${Architecture}\n' "$paket" 2>/dev/null |
+      grep -xE "installed ($eigene|all)" >/dev/null || printf '%s\n' "$paket"
   done
+}
+
+# Whether apt's lists have a package. Their words are the user's language otherwise.
+bekannt() {
+  LC_ALL=C apt-cache policy "$1" 2>/dev/null | grep -E '^ *Candidate: *[^( ]' >/dev/null
 }
 
 debian() {
@@ -87,7 +95,7 @@ debian() {
   # The lists are fetched only if a package is unknown, or if what they name is no longer there.
   local paket
   for paket in "${fehlend[@]}"; do
-    if [[ -z "$(apt-cache policy "$paket" 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]]; then
+    if ! bekannt "$paket"; then
       "${apt[@]}" update >&2
       break
     fi
@@ -137,6 +145,38 @@ macos() {
   done
 }
 
+# What a set needs, for systems whose packages are not known here. Libraries under the names of
+# pkg-config.
+bedarf() {
+  case "$1" in
+    build)
+      echo "CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3; libpipewire-0.3 libspa-0.2 libavcodec" \
+        "libavformat libavutil libswresample libswscale libutf8proc nlohmann_json CLI11 xcb xcb-composite" \
+        "xcb-shm xcb-damage xcb-xfixes xcb-res xau"
+      ;;
+    tonanlage)
+      echo "pipewire with its tools (pw-cli, pw-link, pw-metadata, pw-play), wireplumber, Python 3 with numpy"
+      ;;
+    bildschirm) echo "Xvfb, openbox, twm" ;;
+    test)
+      bedarf build
+      bedarf tonanlage
+      bedarf bildschirm
+      echo "GoogleTest, Google Benchmark, Clang 19 with its tools, git, shellcheck, unshare, ffmpeg, valgrind," \
+        "libfftw3, libva, dbus-daemon, xprop, xwininfo, mandoc, zsh, fish; for Python dbus, gi, jsonschema," \
+        "markdown_it and clang"
+      ;;
+    browser) echo "Chromium, Firefox, npm, pipewire-pulse, xdotool, xprop, the letters of DejaVu" ;;
+    paket) echo "dpkg-deb, rpmbuild, git, gzip, file; markdown_it for Python" ;;
+    wirte) echo "Node.js, a Swift compiler, pocketsphinx with its English model" ;;
+    in-root | arm64) echo "Debian or a relative of it" ;;
+    *)
+      melde "unknown set $1"
+      exit 64
+      ;;
+  esac
+}
+
 if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
   art=debian
 elif command -v rpm >/dev/null && command -v dnf >/dev/null; then
@@ -144,11 +184,11 @@ elif command -v rpm >/dev/null && command -v dnf >/dev/null; then
 elif [[ "$(uname -s)" == Darwin ]]; then
   art=macos
 else
-  melde "neither apt-get nor dnf nor macOS: nothing is installed. What the program needs, under the names of" \
-    "programs and of pkg-config: CMake 3.21, a C++20 compiler, Ninja, pkg-config, Python 3 with numpy;" \
-    "libpipewire-0.3 libspa-0.2 libavcodec libavformat libavutil libswresample libswscale libutf8proc" \
-    "nlohmann_json CLI11 xcb xcb-composite xcb-shm xcb-damage xcb-xfixes xcb-res xau. Debian's packages stand" \
-    "in scripts/setup.sh."
+  melde "neither apt-get nor dnf nor macOS: nothing is installed. What is needed (Debian's packages stand in" \
+    "scripts/setup.sh):"
+  for satz in "$@"; do
+    bedarf "$satz" >&2
+  done
   exit 0
 fi
 
@@ -176,8 +216,7 @@ for satz in "$@"; do
     debian-wirte)
       pakete+=("${debian_wirte[@]}")
       # Debian 13 has a compiler for Swift, Debian 12 has none.
-      [[ -z "$(apt-cache policy swiftlang 2>/dev/null | sed -n 's/^ *Candidate: *\([^(].*\)/\1/p')" ]] ||
-        pakete+=(swiftlang)
+      ! bekannt swiftlang || pakete+=(swiftlang)
       ;;
     fedora-browser) pakete+=("${fedora_browser[@]}") ;;
     fedora-paket) pakete+=("${fedora_paket[@]}") ;;
@@ -191,8 +230,9 @@ for satz in "$@"; do
     macos-build) pakete+=("${brew_build[@]}") ;;
     macos-test) pakete+=("${brew_build[@]}" "${brew_test[@]}") ;;
     *)
-      melde "unknown set $satz"
-      exit 64
+      brauchte=$(bedarf "$satz")
+      melde "the set $satz is not for this system; it needs: $brauchte"
+      exit 69
       ;;
   esac
 done

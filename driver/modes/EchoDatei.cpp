@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "audiofiles/WavSchreiber.h"
 #include "audiofiles/WavStrom.h"
 #include "base/Ausgabe.h"
+#include "base/Ersatzdatei.h"
 #include "base/Text.h"
 #include "echo/EchoStrecke.h"
 
@@ -38,7 +40,9 @@ std::unique_ptr<ChannelChunker> chunker(const Config& config, Dateien& dateien) 
                                                              .minSeconds = 1.2,
                                                              .maxSeconds = 15.0,
                                                              .silenceSeconds = 0.6,
-                                                             .silenceRms = 0.006F},
+                                                             .silenceRms = 0.006F,
+                                                             // It may be an input.
+                                                             .unersetzbar = Unersetzbar::lassen},
                                           dateien);
 }
 
@@ -120,25 +124,38 @@ bool bisZumEndeLesbar(const std::string& pfad, Dateien& dateien) {
   }
 }
 
+// Both inputs, if they can be read.
+std::optional<Zuspieler> oeffne(const Config& config, Dateien& dateien) {
+  const std::string& mikro = config.echoDatei[0];
+  const std::string& referenz = config.echoDatei[1];
+  if (config.chunkOrdner &&
+      !(bisZumEndeLesbar(mikro, dateien) && bisZumEndeLesbar(referenz, dateien))) {
+    return std::nullopt;
+  }
+  Zuspieler zuspieler(WavStrom::oeffne(mikro, dateien), WavStrom::oeffne(referenz, dateien));
+  if (!zuspieler.lesbar()) return std::nullopt;
+  return zuspieler;
+}
+
 int nichtLesbar() {
   log("[hallkorb] --echo-datei: WAV nicht lesbar");
   return 2;
 }
 
-int bereinige(const Config& config, Dateien& dateien) {
-  const std::string& mikro = config.echoDatei[0];
-  const std::string& referenz = config.echoDatei[1];
-  if (config.chunkOrdner &&
-      !(bisZumEndeLesbar(mikro, dateien) && bisZumEndeLesbar(referenz, dateien))) {
-    return nichtLesbar();
-  }
-  Zuspieler zuspieler(WavStrom::oeffne(mikro, dateien), WavStrom::oeffne(referenz, dateien));
-  if (!zuspieler.lesbar()) return nichtLesbar();
+int nichtSchreibbar(const Ergebnis& ergebnis) {
+  log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + ergebnis.fehler().gedruckt());
+  return 2;
+}
 
+int bereinige(const Config& config, Zuspieler& zuspieler, Dateien& dateien) {
+  const auto me = chunker(config, dateien);
+  // After the chunks' folder, in which it may lie, and before the first of their lines.
+  WavSchreiber gereinigt(config.echoDatei[2], EK_R, dateien);
+  if (const Ergebnis bisher = gereinigt.bisher(); bisher.gescheitert()) {
+    return nichtSchreibbar(bisher);
+  }
   EchoStrecke strecke(EK_PARTITIONEN);
   strecke.nachfilter(!config.ohneNachfilter);
-  const auto me = chunker(config, dateien);
-  WavSchreiber gereinigt(config.echoDatei[2], EK_R, dateien);
   strecke.ausgabe = [&](std::span<const float> samples, const std::vector<bool>& sprache) {
     gereinigt.schreibe(samples);
     if (me) me->append(samples, &sprache);
@@ -149,8 +166,7 @@ int bereinige(const Config& config, Dateien& dateien) {
   if (Unterbrechung::nummer() != 0) return 2;
   if (me) me->finalizeRemainder();
   if (const Ergebnis ergebnis = gereinigt.vollende(); ergebnis.gescheitert()) {
-    log("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: " + ergebnis.fehler().gedruckt());
-    return 2;
+    return nichtSchreibbar(ergebnis);
   }
 
   const std::chrono::duration<double> dauer = std::chrono::steady_clock::now() - beginn;
@@ -167,11 +183,14 @@ int bereinige(const Config& config, Dateien& dateien) {
 }  // namespace
 
 int echoDatei(const Config& config, Dateien& dateien) {
+  // Nothing has been made yet that a signal would leave behind.
+  auto zuspieler = oeffne(config, dateien);
+  if (!zuspieler) return nichtLesbar();
   int status = 0;
   int unterbrochen = 0;
   {
     const Unterbrechung unterbrechung;
-    status = bereinige(config, dateien);
+    status = bereinige(config, *zuspieler, dateien);
     unterbrochen = Unterbrechung::nummer();
   }
   if (unterbrochen != 0) std::raise(unterbrochen);

@@ -6,7 +6,9 @@
 // several channels the first is used.
 //
 // The files are streamed: a recording of any length needs the memory of a short one. Inputs must be
-// regular files, since anything else may never end. All work is done on the calling thread.
+// regular files, since anything else may never end. If chunks are wanted, both are first read to
+// their ends: chunk lines go out on the way, and none may come before an error that can be known.
+// All work is done on the calling thread.
 #pragma once
 
 #include "base/Dateien.h"

@@ -79,7 +79,7 @@ void hallkorb_echo_free(hallkorb_echo* echo);
 /* --- Clock stage: brings a device's blocks onto the host's clock. ---
  *
  * Decides which stamps are true, and stretches the stream of a device whose crystal drifts. Blocks
- * that wait are handed on later, at most 0.15 s of sound. */
+ * that wait are handed on later: 0.15 s of sound, and three blocks at the least. */
 typedef struct hallkorb_clock hallkorb_clock;
 typedef struct hallkorb_block {
   double rate;          /* Hz, 1000 to 768000 */

@@ -11,6 +11,7 @@ import argparse
 import datetime
 import json
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -378,6 +379,8 @@ def stunde(form):
 @nachweis("fuzz", "Foreign bytes", "no crash, no undefined behaviour", "`fuzz/`, libFuzzer with both sanitizers",
           ("fuzz", "tests/oracles"), (*PRODUKT, "session"))
 def fuzz(form):
+    if not shutil.which("clang++-19"):
+        raise Ausgelassen("clang++-19 is not there")
     ziele = stufen.fuzz_ziele()
     dateien = sum(len(os.listdir(ordner)) for ziel in ziele for ordner in stufen.fuzz_korpora(ziel))
     for ziel in ziele:

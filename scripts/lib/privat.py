@@ -1,12 +1,14 @@
 """What a machine lacks for a recording, brought up for the time of one: sound, a screen, or both."""
 
 import os
+import re
 import subprocess
 
 import bildschirm
 import fensterspiel
 import prozesse
 import tonanlage
+import tonserver
 
 FEHLER = (tonanlage.TonanlagenFehler, bildschirm.BildschirmFehler, OSError,
           subprocess.SubprocessError)
@@ -16,22 +18,32 @@ def was_fehlt(argumente):
     """The sets of scripts/setup.sh that a recording with these arguments needs here."""
     fehlt = []
     if prozesse.LINUX:
-        # If the user's sound is PulseAudio's, the recorder is to report that it cannot record it;
-        # our voices in its place would be a lie.
-        if not tonanlage.laeuft_schon() and not tonanlage.pulseaudio_laeuft() and not tonanlage.fremder_server():
+        if not _ton_da() and not tonserver.fremder_server():
             fehlt.append("tonanlage")
         if "--no-video" not in argumente and not bildschirm.laeuft_schon():
             fehlt.append("bildschirm")
     return fehlt
 
 
+def _ton_da():
+    """Whether this environment has a sound server that is somebody's. If that is PulseAudio, the recorder
+    is to report that it cannot record it; our voices in its place would be a lie. A PipeWire without any
+    device, as a server starts it at each login, has nothing that they could take the place of."""
+    return tonserver.pulseaudio_laeuft() or tonserver.hat_geraete()
+
+
 def woanders():
     """What to do if somebody's sound is there, but not for a recording begun like this; or None."""
-    if not prozesse.LINUX or tonanlage.laeuft_schon() or tonanlage.pulseaudio_laeuft():
+    if not prozesse.LINUX or _ton_da():
         return None
-    server = tonanlage.fremder_server()
-    return server and (f"a sound server answers at {server}, but not in this environment: run it as that "
-                       "server's user, without sudo (packages alone: sudo scripts/setup.sh build)")
+    server = tonserver.fremder_server()
+    if server is None:
+        return None
+    klage = f"a sound server answers at {server}, but not in this environment: "
+    sitzung = re.match(r".*/run/user/\d+(?=/)", server)
+    if sitzung and os.stat(sitzung[0]).st_uid == os.getuid():
+        return klage + f"run it with XDG_RUNTIME_DIR={sitzung[0]}"
+    return klage + "run it as that server's user, without sudo (packages alone: sudo scripts/setup.sh build)"
 
 
 class Stimmen:
@@ -69,6 +81,8 @@ class Privat:
     def starte(self):
         """Returns when the voices speak and windows can be opened. Raises one of FEHLER."""
         if self._raum:
+            if tonserver.laeuft_schon():
+                print("(The one that runs has no audio device.)")
             self._raum.starte()
             # The session is for sound only: a screen of the machine's own is recorded as it is.
             schirm = {name: os.environ[name] for name in ("DISPLAY", "WAYLAND_DISPLAY")

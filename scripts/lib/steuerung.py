@@ -30,7 +30,7 @@ def _befehl(anlage, *worte):
 # Besides these, the methods of Tonanlage that are named here.
 _EIGENE = {"starte_pipewire": _starte_pipewire, "befehl": _befehl}
 _METHODEN = ("starte_wireplumber", "beende_dienst", "sende", "lege_an", "entferne", "setze_standard",
-             "setze", "standard")
+             "setze", "standard", "warte_standard")
 
 
 def _erledige(anlage, name, *argumente):

@@ -500,8 +500,9 @@ UEBLICH = ([name for name in STUFEN if name not in ("clang", "macos-asan")] if p
 
 
 # What a stage calls that not every system has.
-BRAUCHT = {"format": "clang-format-19", "tidy": "clang-tidy-19", "fuzz": "clang++-19", "macos": "clang++-19",
-           "macos-lauf": "clang++-19", "macos-abdeckung": "clang++-19", "macos-e2e": "clang++-19",
+BRAUCHT = {"format": "clang-format-19", "tidy": "clang-tidy-19", "fuzz": "clang++-19",
+           "abdeckung": "clang++-19", "macos": "clang++-19", "macos-lauf": "clang++-19",
+           "macos-abdeckung": "clang++-19", "macos-e2e": "clang++-19",
            "browser": "chromium", "seite": "chromium", "wirte": "node",
            "arm64": "qemu-aarch64"}
 

@@ -36,54 +36,15 @@ import time
 import konfiguration
 import prozesse
 import steuerung
+import tonserver
 
 _VORSILBE = "hallkorb-anlage-"
 
+laeuft_schon = tonserver.laeuft_schon
+
+
 class TonanlagenFehler(Exception):
     """The session did not come up, or lost one of its parts."""
-
-
-def laeuft_schon(umgebung=None):
-    """Whether a PipeWire answers at the place where programs look for it."""
-    umgebung = os.environ if umgebung is None else umgebung
-    name = umgebung.get("PIPEWIRE_REMOTE") or "pipewire-0"
-    ordner = umgebung.get("PIPEWIRE_RUNTIME_DIR") or umgebung.get("XDG_RUNTIME_DIR")
-    if not name.startswith("/"):
-        if not ordner:
-            return False
-        name = os.path.join(ordner, name)
-    return _antwortet(name)
-
-
-def pulseaudio_laeuft(umgebung=None):
-    """Whether a PulseAudio answers there, or a server that the user names is to be asked."""
-    umgebung = os.environ if umgebung is None else umgebung
-    if umgebung.get("PULSE_SERVER"):
-        return True
-    ordner = umgebung.get("PULSE_RUNTIME_PATH") or os.path.join(
-        umgebung.get("XDG_RUNTIME_DIR", ""), "pulse")
-    return _antwortet(os.path.join(ordner, "native"))
-
-
-def fremder_server(wurzel="/"):
-    """The socket of a sound server that answers outside of this environment, or None: sudo, cron and
-    ssh take away where the desktop's is, and PulseAudio has one for the whole computer, too."""
-    for muster in ("run/user/*/pipewire-0", "run/user/*/pulse/native", "run/pulse/native"):
-        for name in sorted(glob.glob(os.path.join(wurzel, muster))):
-            if _antwortet(name):
-                return name
-    return None
-
-
-def _antwortet(name):
-    import socket
-
-    try:
-        with socket.socket(socket.AF_UNIX) as verbindung:
-            verbindung.connect(name)
-        return True
-    except OSError:
-        return False
 
 
 def warte_bis(bedingung, was, frist=60.0, schritt=0.02):
@@ -181,7 +142,7 @@ class Tonanlage(prozesse.Betrieb):
         """Starts the audio daemon with `geraete`; returns when it answers."""
         konfiguration.schreibe(self.umgebung["XDG_CONFIG_HOME"], self.geraete)
         self._daemon("pipewire", ["pipewire"])
-        self._warte(lambda: laeuft_schon(self.umgebung), "PipeWire's socket")
+        self._warte(lambda: tonserver.antwortet(os.path.join(self.ordner, "pipewire-0")), "PipeWire's socket")
 
     def starte_wireplumber(self):
         """Starts the policy daemon, which also gives the devices their ports; returns when it has
@@ -199,7 +160,7 @@ class Tonanlage(prozesse.Betrieb):
         """Starts PipeWire's PulseAudio server, for programs that speak its protocol; returns when it
         takes connections."""
         self._daemon("pipewire-pulse", ["pipewire-pulse"])
-        self._warte(lambda: pulseaudio_laeuft(self.umgebung), "pipewire-pulse")
+        self._warte(lambda: tonserver.pulseaudio_laeuft(self.umgebung), "pipewire-pulse")
 
     def beende_pipewire(self):
         """Ends the audio daemon as a crash would. WirePlumber does not survive its daemon; both have to
@@ -335,7 +296,8 @@ class Tonanlage(prozesse.Betrieb):
 
     def lege_an(self, name, klasse=None, kanaele=None, rang=None):
         """Plugs a device in and returns when it can be linked; `klasse` and so on as in
-        konfiguration.GERAETE, whose values serve as defaults. The microphone is linked to its feed if that is there."""
+        konfiguration.GERAETE, whose values serve as defaults. The microphone is linked to its feed if
+        that is there."""
         self.befehl("pw-cli", "create-node", "adapter",
                     konfiguration.spa(konfiguration.eigenschaften(name, klasse, kanaele, rang)))
         self._warte(lambda: self.knoten(name) is not None, f"device {name}")

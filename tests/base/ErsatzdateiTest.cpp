@@ -245,13 +245,39 @@ TEST(ErsatzdateiTest, AFileThatMayNotBeWrittenEitherStays) {
   const TempOrdner ordner;
   const std::string pfad = ordner / "a";
   ASSERT_TRUE(ersetzeDatei(pfad, ALT).gelungen());
-  FehlerDateien dateien;
-  dateien.scheitere(Ruf::oeffnen, 0, EROFS);
-  dateien.scheitere(Ruf::oeffnen, 2, EROFS);  // the first but one was for what is kept aside
-  const Ergebnis ergebnis = schreibeInStuecken(pfad, dateien);
-  ASSERT_TRUE(ergebnis.gescheitert());
-  EXPECT_EQ(ergebnis.fehler().code, EROFS);
-  EXPECT_EQ(liesDatei(pfad), ALT);
+  // The attempt at the beginning, and, after what is kept aside, the one at the end.
+  for (const std::size_t versuch : {1U, 3U}) {
+    FehlerDateien dateien;
+    dateien.scheitere(Ruf::oeffnen, 0, EROFS);
+    dateien.scheitere(Ruf::oeffnen, versuch, EROFS);
+    const Ergebnis ergebnis = schreibeInStuecken(pfad, dateien);
+    ASSERT_TRUE(ergebnis.gescheitert());
+    EXPECT_EQ(ergebnis.fehler().code, EROFS);
+    EXPECT_EQ(dateien.rufe(Ruf::oeffnen), versuch + 1);
+    EXPECT_EQ(liesDatei(pfad), ALT);
+  }
+}
+
+TEST(ErsatzdateiTest, WhatCannotBeWrittenIsKnownFromTheBeginning) {
+  const TempOrdner ordner;
+  ASSERT_TRUE(ersetzeDatei(ordner / "a", ALT).gelungen());
+  std::filesystem::create_directory(ordner / "ordner");
+  const int lesend = ::open((ordner / "a").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(lesend, 0);
+  const std::vector<std::pair<std::string, int>> faelle{
+      {ordner / "fehlt/b", ENOENT},
+      {ordner / "a/b", ENOTDIR},
+      {ordner / "ordner", EISDIR},
+      {"/dev/fd/" + std::to_string(lesend), EBADF}};
+  for (const auto& [pfad, nummer] : faelle) {
+    const Ersatzdatei datei(pfad);
+    ASSERT_TRUE(datei.bisher().gescheitert()) << pfad;
+    EXPECT_EQ(datei.bisher().fehler().code, nummer) << pfad;
+  }
+  ::close(lesend);
+  EXPECT_TRUE(Ersatzdatei(ordner / "a").bisher().gelungen());
+  EXPECT_EQ(liesDatei(ordner / "a"), ALT);
+  EXPECT_EQ(ordner.namen(), (std::vector<std::string>{"a", "ordner"}));
 }
 
 // The real thing. Nothing is forbidden to root, who therefore becomes somebody else for it.

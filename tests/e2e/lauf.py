@@ -4,8 +4,10 @@ Nothing here sleeps and hopes: every wait is for a line, a file or the end of th
 deadline after which the test fails and shows what was there instead.
 """
 
+import glob
 import json
 import os
+import re
 import shutil
 import signal
 import stat
@@ -274,6 +276,14 @@ def signalmaske(prozess, maske, nummer):
     with open(f"/proc/{prozess.pid}/status", encoding="ascii", errors="replace") as datei:
         bits = next(zeile for zeile in datei if zeile.startswith(f"{maske}:"))
     return bool(int(bits.split()[1], 16) >> (nummer - 1) & 1)
+
+
+def swresample():
+    """This machine's libswresample: (path, major version)."""
+    muster = re.compile(r"libswresample\.so\.(\d+)$")
+    return next((os.path.join(wo, name), int(treffer[1]))
+                for wo in ("/usr/lib", "/usr/lib64", *glob.glob("/usr/lib/*-linux-gnu")) if os.path.isdir(wo)
+                for name in os.listdir(wo) if (treffer := muster.match(name)))
 
 
 class Fall(unittest.TestCase):

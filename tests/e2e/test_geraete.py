@@ -11,6 +11,7 @@ NICHTS = 1e-4
 STILLE = 0.006  # RMS below which a chunk is dropped
 ABGERISSEN = "die Verbindung zu PipeWire ist abgerissen"
 OHNE_MIKROFON = "Mikrofon unterbrochen: kein Mikrofon gefunden"
+FREMDES_SWRESAMPLE = os.path.join(os.path.dirname(lauf.PROGRAMM), "tests", "fremdes_swresample.so")
 # Until the recorder has noticed that a device is gone.
 UMSCHALTEN = 0.25
 
@@ -81,6 +82,36 @@ class BeidesFehlt(Geraete):
         self.assertLess(time.monotonic() - aufnahme.anfang, 40.0)
         for text in ("Mikrofon nicht verfuegbar: ", "System-Audio nicht verfuegbar: "):
             self.assertEqual(aufnahme.diagnosen(text), 1)
+
+
+class AnderesSwresample(Geraete):
+    """A libswresample without an option that is needed: another version is taken, and without one the start
+    fails instead of recording nothing."""
+
+    def bibliotheken(self, *ohne_option, echte=None):
+        """A folder that is searched first."""
+        ordner = os.path.join(self.ordner, "bibliotheken")
+        os.mkdir(ordner)
+        for nummer in ohne_option:
+            os.symlink(FREMDES_SWRESAMPLE, os.path.join(ordner, f"libswresample.so.{nummer}"))
+        if echte:
+            pfad, nummer = echte
+            os.symlink(pfad, os.path.join(ordner, f"libswresample.so.{nummer}"))
+        return self.raum.umgebung | {"LD_LIBRARY_PATH": ordner}
+
+    def test_eine_andere_wird_genommen(self):
+        pfad, nummer = lauf.swresample()
+        aufnahme = self.lauf(umgebung=self.bibliotheken(nummer, echte=(pfad, nummer + 1)))
+        aufnahme.gestartet()
+        self.raum.spiele(self.klang("nah", 7), "mic-feed")
+        aufnahme.warte_klang()
+        aufnahme.stoppe()
+
+    def test_keine_ist_ein_fehler(self):
+        aufnahme = self.lauf(umgebung=self.bibliotheken(*range(4, 13)))
+        BeidesFehlt.pruefe(self, aufnahme)
+        self.assertEqual(aufnahme.diagnosen("kennt nicht alle Einstellungen, die gebraucht werden"), 2,
+                         aufnahme.alles())
 
 
 class WireplumberFehlt(Geraete):

@@ -195,23 +195,48 @@ class EchoDatei(Offline):
         self.assertLess(max(werte), self.HOECHSTENS, werte)
         self.assertLess(max(werte) - min(werte), 4.0, werte)
 
-    def test_loch_von_100_gigabyte(self):
-        """A header that declares 4 GiB, in a file that is all hole: begun, and no memory taken."""
+    def test_speicher_bei_laengerer_referenz(self):
+        """Of what comes after the microphone's end no more than a minute is kept."""
+        self.schreibe_lang(20)
+        self.schreibe("mikro.wav", signale.lies_ganz(self.pfad("mikro.wav"))[:60 * signale.ZIEL])
+        self.assertLess(self.hoechststand(), self.HOECHSTENS)
+
+    def loch(self, *mehr):
+        """A run with a header that declares 4 GiB, in a file of 100 GiB that is all hole."""
         with open(self.pfad("mikro.wav"), "r+b") as datei:
             datei.seek(40)
             datei.write(b"\xff\xff\xff\xff")
             datei.truncate(100 << 30)
-        prozess = prozesse.starte([self.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav"],
-                                  cwd=self.ordner, stdin=subprocess.DEVNULL)
-        self.warte_bis(lambda: self.teile() and os.path.getsize(self.pfad(self.teile()[0])) > 1 << 20,
-                       "a megabyte of output", self.GEDULD)
+        return prozesse.starte(
+            [self.PROGRAMM, "--echo-datei", "mikro.wav", "fern.wav", "aus.wav", *mehr],
+            cwd=self.ordner, stdin=subprocess.DEVNULL)
+
+    def unterbrich(self, prozess):
+        """It has taken no memory; interrupted, it leaves nothing behind but the folder of the chunks, if it
+        has come that far."""
         with open(f"/proc/{prozess.pid}/status", encoding="ascii") as zustand:
             (zeile,) = [zeile for zeile in zustand if zeile.startswith("VmHWM:")]
         self.assertLess(int(zeile.split()[1]) / 1024, self.HOECHSTENS)
-        # Interrupted, it leaves nothing behind.
         prozess.send_signal(signal.SIGINT)
         self.assertEqual(prozess.wait(self.GEDULD), -signal.SIGINT)
-        self.assertEqual(sorted(os.listdir(self.ordner)), self.vorher)
+        self.assertEqual(sorted(set(os.listdir(self.ordner)) - {"chunks"}), self.vorher)
+
+    def test_loch_von_100_gigabyte(self):
+        prozess = self.loch()
+        self.warte_bis(lambda: self.teile() and os.path.getsize(self.pfad(self.teile()[0])) > 1 << 20,
+                       "a megabyte of output", self.GEDULD)
+        self.unterbrich(prozess)
+
+    def test_loch_von_100_gigabyte_in_chunks(self):
+        """Both inputs are read to their ends before anything is made."""
+        prozess = self.loch("--chunk-ordner", "chunks")
+
+        def gelesen():
+            with open(f"/proc/{prozess.pid}/io", encoding="ascii") as zaehler:
+                return int(zaehler.readline().split()[1]) > 16 << 20
+
+        self.warte_bis(gelesen, "16 MB of input", self.GEDULD)
+        self.unterbrich(prozess)
 
     def teile(self):
         return [name for name in os.listdir(self.ordner) if name.endswith(".teil")]
@@ -226,6 +251,12 @@ class EchoDatei(Offline):
                 self.assertRegex(fehler, rf"\A{SCHREIBEN.replace('[', '.')}[^\n]+\n\Z")
                 self.assertEqual(sorted(os.listdir(self.ordner)), vorher)
                 self.assertEqual(os.listdir(self.pfad("ordner")), [])
+                if ziel == "/dev/full":
+                    continue  # a device is opened at the end
+                self.assertEqual(self.echo_datei("--chunk-ordner", "chunks", ziel=ziel),
+                                 (2, "", fehler))
+                os.rmdir(self.pfad("chunks"))  # empty
+                self.assertEqual(sorted(os.listdir(self.ordner)), vorher)
 
     def test_ausgabe_zu_gross(self):
         """A limit of file sizes in the middle of the output: an earlier one stays as it was."""

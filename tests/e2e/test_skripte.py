@@ -15,12 +15,9 @@ import unittest
 import unittest.mock
 
 import lauf  # first: it finds the scripts' modules
-import abdeckung
 import anzeige
 import aufnahme
-import ausdauer
 import film
-import privat
 import prozesse
 import signale
 import tonanlage
@@ -36,38 +33,6 @@ STARTED = ('{"event":"started","mic":true,"system":true,"video":false,"echo":fal
 def chunk(nummer, kanal, t0, t1, mehr=""):
     return (f'{{"chunk":{nummer},"channel":"{kanal}","path":"/r/chunk_{kanal}_{nummer:03d}.wav",'
             f'"t0":{t0:.2f},"t1":{t1:.2f}{mehr}}}')
-
-
-class Abdeckung(unittest.TestCase):
-    """The list of what no test of the macOS backend runs."""
-
-    ZEILEN = ["    x();\n", "    y();\n", "  if (z) {\n"]
-    GEMESSEN = {"a.mm": ({1: 1, 2: 0, 3: 4}, {(3, 5, "yes"): 0, (3, 5, "no"): 2})}
-    LISTE = {("a.mm", "line", "y();"): True, ("a.mm", "yes", "if (z) {"): True}
-
-    def klagen(self, soll):
-        return abdeckung.veraltet(self.GEMESSEN, soll, {"a.mm": self.ZEILEN}.get)
-
-    def test_eine_liste_die_stimmt(self):
-        self.assertEqual(self.klagen(self.LISTE), [])
-        # What runs only at times is in the list, and may have run.
-        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "no", "if (z) {"): False}), [])
-
-    def test_jede_abweichung_wird_gefunden(self):
-        for eintrag in self.LISTE:
-            rest = {name: immer for name, immer in self.LISTE.items() if name != eintrag}
-            self.assertEqual(self.klagen(rest), [f"not in the list: {' | '.join(eintrag)}"])
-        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "line", "x();"): True}),
-                         ["runs by now: a.mm | line | x();"])
-        self.assertEqual(self.klagen(self.LISTE | {("a.mm", "no", "if (alt) {"): False}),
-                         ["not there any more: a.mm | no | if (alt) {"])
-
-    def test_die_liste_ist_lesbar(self):
-        eintraege = abdeckung.liste()
-        self.assertGreater(len(eintraege), 0)
-        for datei, art, text in eintraege:
-            self.assertTrue(os.path.exists(os.path.join(lauf.WURZEL, datei)), datei)
-            self.assertIn(art, ("line", "yes", "no"), text)
 
 
 class Anzeigen(unittest.TestCase):
@@ -255,132 +220,20 @@ class Nachkommen(unittest.TestCase):
         self.erwarte([])
 
 
-class Nachweise(unittest.TestCase):
-    """Which results of scripts/soak count."""
-
-    def setUp(self):
-        self.ordner = self.enterContext(tempfile.TemporaryDirectory())
-        self.git("init", "-q")
-        self.schreibe("produkt/a.cpp", "eins")
-        self.schreibe("produkt/anders/b.cpp", "eins")
-        self.erster = self.lege_fest()
-
-    def git(self, *argumente):
-        name = ("-c", "user.name=hallkorb", "-c", "user.email=hallkorb@localhost")
-        return subprocess.run(["git", *name, "-C", self.ordner, *argumente], check=True, capture_output=True,
-                              text=True).stdout.strip()
-
-    def schreibe(self, name, inhalt):
-        os.makedirs(os.path.dirname(os.path.join(self.ordner, name)), exist_ok=True)
-        with open(os.path.join(self.ordner, name), "w", encoding="ascii") as datei:
-            datei.write(inhalt)
-
-    def lege_fest(self):
-        self.git("add", "--all")
-        self.git("commit", "-q", "-m", "Stand")
-        return self.git("rev-parse", "--short", "HEAD")
-
-    def gilt(self, commit):
-        return ausdauer.unveraendert(commit, ("produkt", ":(exclude)produkt/anders"), self.ordner)
-
-    def test_eine_aenderung_des_produkts_macht_sie_ungueltig(self):
-        self.schreibe("docs/a.md", "neu")
-        self.schreibe("produkt/anders/b.cpp", "zwei")
-        self.lege_fest()
-        self.assertTrue(self.gilt(self.erster))
-        self.assertFalse(self.gilt(self.erster + "+"))
-        self.schreibe("produkt/a.cpp", "zwei")
-        self.assertFalse(self.gilt(self.erster))
-        zweiter = self.lege_fest()
-        self.assertFalse(self.gilt(self.erster))
-        self.assertTrue(self.gilt(zweiter))
-        self.assertFalse(self.gilt("0123456"))
-
-    def test_ein_fehlschlag_ersetzt_den_erfolg(self):
-        with (unittest.mock.patch.object(ausdauer, "ERGEBNISSE", os.path.join(self.ordner, "soak.json")),
-              unittest.mock.patch.object(ausdauer, "BEHALTEN", os.path.join(self.ordner, "docs.json"))):
-            def mit(probe):
-                nachweis = ausdauer.NACHWEISE["files"]._replace(probe=probe)
-                with unittest.mock.patch.dict(ausdauer.NACHWEISE, {"files": nachweis}), \
-                        unittest.mock.patch("sys.stdout", io.StringIO()):
-                    return ausdauer.lauf(["files"], "quick"), ausdauer.tabelle(ausdauer.ergebnisse(), ["files"])
-
-            def scheitert(_form):
-                raise ausdauer.Gescheitert("so")
-            status, tabelle = mit(lambda form: ("7 recordings", "nothing"))
-            self.assertEqual(status, 0)
-            self.assertIn("7 recordings. Lost: nothing. (", tabelle)
-            status, tabelle = mit(scheitert)
-            self.assertEqual(status, 1)
-            self.assertNotIn("7 recordings", tabelle)
-            self.assertIn("**FAILED** (", tabelle)
-
-
-class NurPulseAudio(unittest.TestCase):
-    """A machine whose sound server can't be recorded must not get voices of ours instead."""
-
-    def setUp(self):
-        halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
-        self.addCleanup(halter.cleanup)
-        leer = {name: wert for name, wert in os.environ.items()
-                if not name.startswith(("PIPEWIRE_", "PULSE_"))}
-        self.umgebung = leer | {"XDG_RUNTIME_DIR": halter.name}
-        self.ordner = halter.name
-        suche = tonanlage.fremder_server
-        wechsel = unittest.mock.patch.object(tonanlage, "fremder_server", lambda: suche(self.ordner))
-        wechsel.start()
-        self.addCleanup(wechsel.stop)
-
-    def fehlt(self, **mehr):
-        with unittest.mock.patch.dict(os.environ, self.umgebung | mehr, clear=True):
-            self.klage = privat.woanders()
-            return privat.was_fehlt(["--no-video"])
-
-    def server(self, name):
-        os.makedirs(os.path.join(self.ordner, os.path.dirname(name)), exist_ok=True)
-        server = socket.socket(socket.AF_UNIX)
-        self.addCleanup(server.close)
-        server.bind(os.path.join(self.ordner, name))
-        server.listen()
-
-    def test_ohne_server_kommt_die_private_anlage(self):
-        self.assertEqual(self.fehlt(), ["tonanlage"])
-        self.assertIsNone(self.klage)
-
-    def test_sudo_versteckt_keinen(self):
-        """Root's environment says nothing of the desktop's server."""
-        for name in ("run/user/1000/pipewire-0", "run/user/1001/pulse/native", "run/pulse/native"):
-            with self.subTest(name):
-                self.server(name)
-                self.assertEqual(self.fehlt(), [])
-                self.assertIn(f"answers at {os.path.join(self.ordner, name)}, but not", self.klage)
-                os.remove(os.path.join(self.ordner, name))
-
-    def test_mit_pulseaudio_kommt_sie_nicht(self):
-        self.server("pulse/native")
-        self.assertEqual(self.fehlt(), [])
-
-    def test_auch_nicht_mit_einem_anderswo(self):
-        self.assertEqual(self.fehlt(PULSE_SERVER="tcp:anderswo"), [])
-
-    def test_mit_pipewire_kommt_sie_nicht(self):
-        self.server("pipewire-0")
-        self.assertEqual(self.fehlt(), [])
-        self.assertIsNone(self.klage)
-
-
 class Skripte(unittest.TestCase):
 
     def setUp(self):
         halter = tempfile.TemporaryDirectory(prefix="hallkorb-e2e-")
         self.addCleanup(halter.cleanup)
         self.ordner = halter.name
+        self.wurzel = os.path.join(self.ordner, "wurzel")  # this machine's own sound servers lie elsewhere
         prozesse.nimmt_waisen_auf()  # whatever a script leaves behind becomes ours
 
     def starte(self, *befehl):
         umgebung = {name: wert for name, wert in os.environ.items()
                     if name not in ("XDG_RUNTIME_DIR", "DISPLAY", "WAYLAND_DISPLAY")
-                    and not name.startswith("PIPEWIRE_")}
+                    and not name.startswith(("PIPEWIRE_", "PULSE_"))}
+        umgebung["HALLKORB_SERVER_ROOT"] = self.wurzel
         prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL, bufsize=0,
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.addCleanup(prozess.stdout.close)
@@ -431,6 +284,18 @@ class Skripte(unittest.TestCase):
                 continue
             self.assertGreater(signale.pegel(signale.lies_ganz(os.path.join(ordner, name))), 0.006)
         self.niemand_mehr_da()
+
+    def test_record_nimmt_niemandem_den_server(self):
+        """The desktop's server is found by the environment's place for it, or not at all."""
+        ort = os.path.join(self.wurzel, "run", "pulse", "native")
+        os.makedirs(os.path.dirname(ort))
+        with socket.socket(socket.AF_UNIX) as server:
+            server.bind(ort)
+            server.listen()
+            prozess, zeilen = self.starte(RECORD, "--seconds", "5", "--no-video", "--out", self.ordner)
+            self.assertEqual(prozess.wait(180.0), 1)
+        zeilen.schliesse()
+        self.assertRegex("\n".join(zeilen.texte()), f"record: a sound server answers at {ort}")
 
     def test_record_nimmt_ein_laufendes_pipewire(self):
         ordner = os.path.join(self.ordner, "aufnahme")

@@ -25,6 +25,7 @@ FEST = ("--legacy-chunks", "--chunk", "10")
 KLICK = 0.0005  # s, half the width
 VERLUST = 2048 / 48.0  # ms
 ZYKLUS = 1024 / 48.0  # ms
+ANLAUF = 15.0  # s that a player may take to begin, or to catch its breath
 
 
 class Kristalle(lauf.Fall):
@@ -140,10 +141,16 @@ class Klickfall(Kristalle):
     def abweichungen(self, ton, ppm):
         """By how many ms each of the player's clicks lies behind its place, counted from the first, on a
         device that is fast by `ppm`. A player that misses turns on a busy machine is late by whole cycles
-        from then on, which is its own doing, so whole cycles do not count."""
+        from then on, which is its own doing, so whole cycles do not count. One in twenty clicks may have
+        been cut by such a turn; the others are there, from the recording's beginning to its end."""
         lagen = self.lagen(ton)
-        self.assertGreater(len(lagen), 10)
+        self.assertGreater(len(lagen), 0)
         zyklus = ZYKLUS / (1 + ppm * 1e-6)
+        ende = min(len(ton) / signale.ZIEL, ZEHN_MINUTEN)
+        print(f"{len(lagen)} clicks from {lagen[0]:.1f} to {lagen[-1]:.1f} s of {ende:.1f}")
+        self.assertLess(lagen[0], ANLAUF)
+        self.assertGreater(lagen[-1], ende - ANLAUF)
+        self.assertGreater(len(lagen), 0.95 * (lagen[-1] - lagen[0]) / (48 * zyklus / 1000))
         seit = 1000 * (lagen - lagen[0])
         return seit - numpy.round(seit / zyklus) * zyklus
 

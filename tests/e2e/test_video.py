@@ -1,8 +1,6 @@
 """The meeting's window, found, followed and recorded by the whole program on a real screen."""
 
-import glob
 import os
-import re
 
 import film
 import lauf
@@ -211,12 +209,9 @@ class AndereBibliotheken(Fensterfall):
         """FFmpeg of another major version than at the build, as after a distribution's upgrade."""
         ordner = os.path.join(self.ordner, "bibliotheken")
         os.mkdir(ordner)
-        muster = re.compile(r"(libswresample\.so)\.(\d+)$")
-        echte, *_ = {(wo, treffer[2]) for wo in ("/usr/lib", "/usr/lib64", *glob.glob("/usr/lib/*-linux-gnu"))
-                    if os.path.isdir(wo) for name in os.listdir(wo) if (treffer := muster.match(name))}
-        os.symlink(os.path.join(echte[0], f"libswresample.so.{echte[1]}"),
-                   os.path.join(ordner, f"libswresample.so.{int(echte[1]) + 1}"))
-        for name in (f"libswresample.so.{echte[1]}",
+        echte, nummer = lauf.swresample()
+        os.symlink(echte, os.path.join(ordner, f"libswresample.so.{nummer + 1}"))
+        for name in (f"libswresample.so.{nummer}",
                      *(f"lib{teil}.so.{nummer}" for teil, von in (("avcodec", 58), ("avformat", 58), ("swscale", 5))
                        for nummer in range(von, von + 12))):
             with open(os.path.join(ordner, name), "w", encoding="ascii"):
@@ -235,8 +230,14 @@ class AndereBibliotheken(Fensterfall):
 class OhneBildschirm(lauf.Fall):
 
     def test_ton_ohne_bild(self):
-        aufnahme = self.lauf("--video-warten", "1", video=True,
-                             umgebung=self.raum.umgebung | {"DISPLAY": ":4711"})
+        self.pruefe(DISPLAY=":4711")
+
+    def test_nur_wayland(self):
+        """A session without XWayland."""
+        self.pruefe(WAYLAND_DISPLAY="wayland-0")
+
+    def pruefe(self, **schirm):
+        aufnahme = self.lauf("--video-warten", "1", video=True, umgebung=self.raum.umgebung | schirm)
         aufnahme.gestartet()
         satz = aufnahme.ereignis("video_none")
         self.assertRegex(satz["message"], r"^kein Meetingfenster – kein Bild .*\(.*\)$")

@@ -16,8 +16,8 @@ class PipewireSpieler {
  public:
   // Plays from now on into `geraet`, a device's port as "node:port". `signal` gives the sample that
   // belongs to a host time in seconds; it is called on a real-time thread.
-  PipewireSpieler(const Tonanlage& anlage, const std::string& name,
-                  const std::string& geraet, std::function<float(double)> signal);
+  PipewireSpieler(const Tonanlage& anlage, const std::string& name, const std::string& geraet,
+                  std::function<float(double)> signal);
   ~PipewireSpieler();
   PipewireSpieler(const PipewireSpieler&) = delete;
   PipewireSpieler& operator=(const PipewireSpieler&) = delete;

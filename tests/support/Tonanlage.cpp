@@ -153,7 +153,7 @@ std::string Tonanlage::befehl(const std::vector<std::string>& argumente) const {
 }
 
 void Tonanlage::neuesGeraet(const std::string& name, const std::string& klasse,
-                                  const std::string& kanaele, int prioritaet) const {
+                            const std::string& kanaele, int prioritaet) const {
   bitte(Json::array({"lege_an", name, klasse, kanalliste(kanaele), prioritaet}));
 }
 
@@ -163,6 +163,10 @@ void Tonanlage::entferne(const std::string& name) const {
 
 void Tonanlage::waehle(const std::string& art, const std::string& name) const {
   bitte(Json::array({"setze_standard", art, name}));
+}
+
+void Tonanlage::warteStandard(const std::string& art, const std::string& name) const {
+  bitte(Json::array({"warte_standard", art, name}));
 }
 
 void Tonanlage::setze(const std::string& einstellung, int wert) const {

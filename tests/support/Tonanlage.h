@@ -3,10 +3,10 @@
 //   speakers  the default sink; what is played into it is the system's sound
 //   mic       the default source; silent unless something is linked to its input
 //
-// It is the sound system of scripts/tonanlage, which runs beside the test and does what this class asks:
-// what is configured and waited for is written down there alone. A test may kill, stop and start
-// the daemons as it likes. The environment of this process points to the session, so there is one
-// at a time.
+// It is the sound system of scripts/tonanlage, which runs beside the test and does what this class
+// asks: what is configured and waited for is written down there alone. A test may kill, stop and
+// start the daemons as it likes. The environment of this process points to the session, so there is
+// one at a time.
 //
 // Every call returns once its request has taken effect, and throws if that fails.
 #pragma once
@@ -51,7 +51,10 @@ class Tonanlage {
   // The user's choice of the default device; `art` is "sink" or "source".
   void waehle(const std::string& art, const std::string& name) const;
   void setze(const std::string& einstellung, int wert) const;
-  // The name of the default device, or empty.
+  // Returns when that device is the default, by whomever it was chosen.
+  void warteStandard(const std::string& art, const std::string& name) const;
+  // The name of the default device, or empty. A change of it may be withheld from the one who looks
+  // if another client asks just then; warteStandard() looks anew.
   [[nodiscard]] std::string standard(const std::string& art) const;
 
  private:

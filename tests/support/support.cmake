@@ -48,6 +48,10 @@ add_executable(testgeraete ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp)
 target_link_libraries(testgeraete PRIVATE hallkorb_options PkgConfig::PIPEWIRE)
 set_property(SOURCE ${CMAKE_CURRENT_LIST_DIR}/TestGeraete.cpp PROPERTY COMPILE_OPTIONS
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression-from-macro-expansion>)
+# A libswresample that lacks one of the options that the resampler sets.
+add_library(fremdes_swresample MODULE ${CMAKE_CURRENT_LIST_DIR}/FremdesSwresample.cpp)
+target_link_libraries(fremdes_swresample PRIVATE hallkorb_options)
+set_target_properties(fremdes_swresample PROPERTIES PREFIX "")
 # A graphics card that is not there, for libva; only the headers of that are used.
 pkg_check_modules(VA QUIET libva)
 if(VA_FOUND AND NOT CMAKE_CROSSCOMPILING_EMULATOR)

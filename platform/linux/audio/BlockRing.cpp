@@ -1,7 +1,5 @@
 #include "platform/linux/audio/BlockRing.h"
 
-#include <algorithm>
-
 namespace hallkorb {
 
 BlockRing::BlockRing(std::size_t samples, std::size_t bloecke)
@@ -9,7 +7,7 @@ BlockRing::BlockRing(std::size_t samples, std::size_t bloecke)
 
 bool BlockRing::schreibe(const PcmBlock& block, std::uint64_t strom) {
   const std::uint64_t platz = plaetzeGeschrieben_.load(std::memory_order_relaxed);
-  const std::size_t groesse = block.samples.size();
+  const std::size_t groesse = block.frames;
   const std::size_t stelle = samplesGeschrieben_ % samples_.size();
   const std::uint64_t anfang = stelle + groesse <= samples_.size()
                                    ? samplesGeschrieben_
@@ -22,10 +20,15 @@ bool BlockRing::schreibe(const PcmBlock& block, std::uint64_t strom) {
   }
 
   const std::span<float> ziel(samples_.data() + anfang % samples_.size(), groesse);
-  std::copy(block.samples.begin(), block.samples.end(), ziel.begin());
+  const std::size_t abstand = block.format.interleaved ? block.format.channels : 1;
+  for (std::size_t i = 0; i < groesse; ++i)
+    ziel[i] = block.samples[i * abstand];
   Platz& neu = plaetze_[platz % plaetze_.size()];
   neu.eintrag = {block, strom};
-  neu.eintrag.block.samples = ziel;
+  PcmBlock& gemerkt = neu.eintrag.block;
+  gemerkt.samples = ziel;
+  gemerkt.format.channels = 1;
+  gemerkt.format.geraeteKanaele = block.format.channels > 1 ? block.format.channels : 0;
   neu.ende = samplesGeschrieben_ = anfang + groesse;
   plaetzeGeschrieben_.store(platz + 1, std::memory_order_release);
   return true;

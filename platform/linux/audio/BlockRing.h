@@ -1,10 +1,12 @@
 // The way of captured blocks from the device's real-time thread to the capture's thread.
 //
 // The real-time thread must neither wait nor allocate, and the capture's thread may be held up by a
-// disk for seconds. So all memory is taken beforehand: 4 MiB of samples, which is eleven seconds of
-// stereo at 48 kHz, and one place for each block. The samples of a block lie in one piece; a block
-// that does not fit before the end of the memory starts again at the front. A block that finds no
-// room is lost and counted; those that wait stay whole.
+// disk for seconds. So all memory is taken beforehand: 4 MiB of samples and one place for each
+// block. Of several channels only the first is recorded, so only that is kept, and an interface
+// with eight of them waits as long as a headset: ten seconds at up to 96 kHz, in blocks of 128
+// frames or more at 48 kHz. The samples of a block lie in one piece; a block that does not fit
+// before the end of the memory starts again at the front. A block that finds no room is lost and
+// counted; those that wait stay whole.
 //
 // Lock-free, for exactly one producer (the real-time thread) and one consumer (the capture's
 // thread); each method says whose it is. Another thread may become the producer if the change is
@@ -25,7 +27,6 @@ namespace hallkorb {
 class BlockRing {
  public:
   static constexpr std::size_t SAMPLES = std::size_t{1} << 20;  // floats
-  // Enough for the samples above in mono blocks of 256.
   static constexpr std::size_t BLOECKE = 4096;
 
   // A block and the number of the stream that it came from.
@@ -39,8 +40,8 @@ class BlockRing {
   BlockRing(const BlockRing&) = delete;
   BlockRing& operator=(const BlockRing&) = delete;
 
-  // Producer. Copies the block in; false if there was no room, which verlorene() then counts. Never
-  // blocks, never allocates.
+  // Producer. Copies the block's first channel in; false if there was no room, which verlorene()
+  // then counts. Never blocks, never allocates.
   bool schreibe(const PcmBlock& block, std::uint64_t strom);
 
   // Consumer. The oldest block; its samples stay valid until raeumeVorn().

@@ -1,10 +1,14 @@
 #include "platform/linux/audio/PipewireAufsicht.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <limits>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -47,6 +51,16 @@ constexpr std::size_t BLOECKE_JE_SCHRITT = 32;
 
 Fehler pipewireFehler(int nummer, std::string beschreibung) {
   return {"pipewire", nummer, std::move(beschreibung)};
+}
+
+// On some desktops PipeWire is there for screen sharing only and the devices are PulseAudio's.
+Fehler ohneGeraet(const PipewireVerzeichnis& verzeichnis, std::string beschreibung) {
+  const char* ordner = std::getenv("XDG_RUNTIME_DIR");
+  if (ordner != nullptr && !verzeichnis.hatGeraete() &&
+      ::access((std::string(ordner) + "/pulse/native").c_str(), F_OK) == 0) {
+    beschreibung += " (PulseAudio allein genuegt nicht)";
+  }
+  return pipewireFehler(ENODEV, std::move(beschreibung));
 }
 
 }  // namespace
@@ -139,13 +153,13 @@ std::optional<PipewireVerzeichnis::Knoten> PipewireAufsicht::ziel() {
   if (knoten) return knoten;
   if (quelle_ == PipewireQuelle::SYSTEM_AUDIO) {
     grund_ =
-        pipewireFehler(ENODEV, "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
+        ohneGeraet(verzeichnis, "kein Ausgabegeraet gefunden, dessen Ton sich aufnehmen liesse");
   } else if (verzeichnis.nurMonitor()) {
     grund_ = pipewireFehler(
         ENODEV,
         "kein Mikrofon gefunden; die Standard-Eingabe ist nur der Mitschnitt des Ausgabegeraets");
   } else {
-    grund_ = pipewireFehler(ENODEV, "kein Mikrofon gefunden");
+    grund_ = ohneGeraet(verzeichnis, "kein Mikrofon gefunden");
   }
   return std::nullopt;
 }

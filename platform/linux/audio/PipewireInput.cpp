@@ -8,7 +8,7 @@
 
 #include "base/Faden.h"
 #include "platform/linux/audio/PipewireAufsicht.h"
-#include "platform/linux/audio/Swresample.h"
+#include "platform/linux/audio/SwrKonverter.h"
 #include "platform/linux/audio/Vorrang.h"
 
 namespace hallkorb {
@@ -35,8 +35,8 @@ Ergebnis PipewireInput::start(AudioInputListener& listener) {
   {
     const std::lock_guard halter(fadenLock_);
     if (stopp_ || faden_.joinable()) return abgebrochen();
-    if (Ergebnis ergebnis = ladeSwresample(); ergebnis.gescheitert())
-      return ergebnis;  // without the library nothing could be converted
+    if (Ergebnis ergebnis = SwrKonverter::moeglich(); ergebnis.gescheitert())
+      return ergebnis;  // nothing could be converted
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the promise moves into the thread
     auto faden = neuerFaden(
         quelle_ == PipewireQuelle::MIKROFON ? "mikrofon" : "system-audio",

@@ -53,8 +53,7 @@ const pw_stream_events PipewireStrom::EREIGNISSE = [] {
   };
   ereignisse.io_changed = [](void* selbst, std::uint32_t id, void* ort, std::uint32_t) {
     if (id == SPA_IO_Position)
-      static_cast<PipewireStrom*>(selbst)->lage_.store(static_cast<spa_io_position*>(ort),
-                                                       std::memory_order_release);
+      static_cast<PipewireStrom*>(selbst)->lage_.setze(static_cast<spa_io_position*>(ort));
   };
   ereignisse.process = [](void* selbst) { static_cast<PipewireStrom*>(selbst)->verarbeite(); };
   return ereignisse;
@@ -134,9 +133,9 @@ std::optional<double> PipewireStrom::zeit(std::uint32_t frames, double rate) {
   // off with a graph at 44.1 kHz and 302 us at 96 kHz.
   const double takt = static_cast<double>(stand.rate.num) / stand.rate.denom;
   const double dauer = frames / rate;
-  const spa_io_position* lage = lage_.load(std::memory_order_acquire);
+  const auto zyklus = lage_.zyklus();
   merkeWeg(static_cast<double>(stand.delay) * takt,
-           lage != nullptr ? static_cast<double>(lage->clock.duration) * takt : dauer, dauer);
+           zyklus ? static_cast<double>(*zyklus) * takt : dauer, dauer);
   const double gehalten = static_cast<double>(stand.buffered) * (zaehltFrames_ ? 1.0 / rate : takt);
   return static_cast<double>(stand.now) * NANO - *weg_ - gehalten;
 }

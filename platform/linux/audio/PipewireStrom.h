@@ -6,7 +6,7 @@
 //
 // Format: 32-bit floats, interleaved. The microphone's rate and channels are left open, so that the
 // device's own come through unconverted; asking for one channel would mix them. System audio asks
-// for 48 kHz stereo.
+// for 48 kHz stereo. Of either the first channel alone goes on (BlockRing.h).
 //
 // Time of a block's first sample: the graph's time of this cycle, less the delay of the samples on
 // their way from the device to here. A device reports that delay if it knows it; what it delivers
@@ -26,6 +26,7 @@
 #include <string>
 
 #include "platform/linux/audio/BlockRing.h"
+#include "platform/linux/audio/Graphlage.h"
 #include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireQuelle.h"
 #include "platform/linux/audio/PipewireVerzeichnis.h"
@@ -73,7 +74,7 @@ class PipewireStrom {
   // it; 0 while there is none.
   std::atomic<std::uint64_t> format_{0};
   std::atomic<pid_t> datenfaden_{0};
-  std::atomic<const spa_io_position*> lage_{nullptr};  // the graph's; absent while there is none
+  Graphlage lage_;
   std::atomic<bool> wegUnbekannt_{true};
   // The real-time thread's own, in seconds.
   std::optional<double> weg_;  // from a block's first frame to the time that the graph gives

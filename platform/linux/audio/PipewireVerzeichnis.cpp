@@ -1,5 +1,6 @@
 #include "platform/linux/audio/PipewireVerzeichnis.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <utility>
@@ -65,9 +66,10 @@ void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dic
   } else if (typ == PW_TYPE_INTERFACE_Link) {
     links_[id] = {zahl(eigenschaften, PW_KEY_LINK_OUTPUT_NODE),
                   zahl(eigenschaften, PW_KEY_LINK_INPUT_NODE)};
-  } else if (typ == PW_TYPE_INTERFACE_Metadata && metadaten_ == nullptr &&
+  } else if (typ == PW_TYPE_INTERFACE_Metadata &&
              wert(eigenschaften, PW_KEY_METADATA_NAME) == "default") {
-    bindeMetadaten(id);
+    metadatenIds_.insert(id);
+    if (metadaten_ == nullptr) bindeMetadaten(id);
   } else if (typ == PW_TYPE_INTERFACE_Client) {
     ++programme_;
   } else {
@@ -79,7 +81,11 @@ void PipewireVerzeichnis::neues(std::uint32_t id, const char* art, const spa_dic
 void PipewireVerzeichnis::weg(std::uint32_t id) {
   knoten_.erase(id);
   links_.erase(id);
-  if (metadaten_ != nullptr && id == metadatenId_) vergissMetadaten();
+  metadatenIds_.erase(id);
+  if (metadaten_ != nullptr && id == metadatenId_) {
+    vergissMetadaten();
+    if (!metadatenIds_.empty()) bindeMetadaten(*metadatenIds_.begin());
+  }
   geaendert_();
 }
 
@@ -93,12 +99,19 @@ void PipewireVerzeichnis::bindeMetadaten(std::uint32_t id) {
 
 void PipewireVerzeichnis::frischeAuf() {
   if (metadaten_ == nullptr) return;
+  // An answer comes in one piece. Without one the session manager is busy.
+  if (!bestaetigte_.empty()) {
+    std::erase_if(standards_,
+                  [&](const auto& eintrag) { return !bestaetigte_.contains(eintrag.first); });
+  }
+  bestaetigte_.clear();
   loeseMetadaten();
   bindeMetadaten(metadatenId_);
 }
 
 void PipewireVerzeichnis::vergissMetadaten() {
   standards_.clear();
+  bestaetigte_.clear();
   loeseMetadaten();
 }
 
@@ -117,6 +130,7 @@ int PipewireVerzeichnis::metadatum(std::uint32_t subjekt, const char* schluessel
     standards_.erase(schluessel);
   } else {
     standards_[schluessel] = nameAusJson(json);
+    bestaetigte_.insert(schluessel);
   }
   geaendert_();
   return 0;
@@ -128,6 +142,12 @@ const PipewireVerzeichnis::Knoten* PipewireVerzeichnis::knotenNamens(const std::
     if (knoten.name == name && geeignet(quelle, knoten.klasse)) return &knoten;
   }
   return nullptr;
+}
+
+bool PipewireVerzeichnis::hatGeraete() const {
+  return std::any_of(knoten_.begin(), knoten_.end(), [](const auto& eintrag) {
+    return eintrag.second.klasse.starts_with("Audio/");
+  });
 }
 
 std::optional<PipewireVerzeichnis::Knoten> PipewireVerzeichnis::standard(

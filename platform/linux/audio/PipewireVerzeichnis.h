@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/linux/audio/Pipewire.h"
@@ -42,12 +43,15 @@ class PipewireVerzeichnis {
   // While the loop is stopped.
   ~PipewireVerzeichnis();
 
-  // Requests the defaults once more; what is known stays until the answer. Under the lock.
+  // Requests the defaults once more; what is known stays until the answer, and what that does not
+  // name any more until the next request. Under the lock.
   void frischeAuf();
   // How many programs have connected to the daemon so far.
   [[nodiscard]] std::uint64_t programme() const { return programme_; }
   // Whether somebody (the session manager) keeps the defaults.
   [[nodiscard]] bool verwaltet() const { return metadaten_ != nullptr; }
+  // Whether there is any audio device, of whatever kind.
+  [[nodiscard]] bool hatGeraete() const;
   // The default device of this kind, if there is a real one.
   [[nodiscard]] std::optional<Knoten> standard(PipewireQuelle quelle) const;
   // Whether the default source is only a sink's monitor.
@@ -78,11 +82,15 @@ class PipewireVerzeichnis {
   pw_metadata* metadaten_ = nullptr;
   spa_hook metadatenHaken_{};
   std::uint32_t metadatenId_ = 0;
+  // All that hold defaults, in the order of their ids: a session manager that takes over announces
+  // its own before the other's are gone.
+  std::set<std::uint32_t> metadatenIds_;
 
   std::uint64_t programme_ = 0;
   std::map<std::uint32_t, Knoten> knoten_;
   std::map<std::uint32_t, Verbund> links_;
   std::map<std::string, std::string> standards_;  // metadata key to node name
+  std::set<std::string> bestaetigte_;             // keys that the last request was answered with
 };
 
 }  // namespace hallkorb

@@ -66,8 +66,8 @@ std::optional<int> phasen(const Verhaeltnis& v) {
   return std::nullopt;
 }
 
-bool stelleEin(SwrContext& swr, const Verhaeltnis& v, int phasenLog2) {
-  const auto& rufe = swresample();
+bool stelleEin(const SwresampleAufrufe& rufe, SwrContext& swr, const Verhaeltnis& v,
+               int phasenLog2) {
   return rufe.av_opt_set(&swr, "in_chlayout", "mono", 0) >= 0 &&
          rufe.av_opt_set(&swr, "out_chlayout", "mono", 0) >= 0 &&
          rufe.av_opt_set(&swr, "in_sample_fmt", "fltp", 0) >= 0 &&
@@ -79,6 +79,15 @@ bool stelleEin(SwrContext& swr, const Verhaeltnis& v, int phasenLog2) {
          rufe.av_opt_set_double(&swr, "cutoff", GRENZE, 0) >= 0 &&
          rufe.av_opt_set_double(&swr, "kaiser_beta", FENSTER_BETA, 0) >= 0 &&
          rufe.av_opt_set_int(&swr, "exact_rational", 1, 0) >= 0 && rufe.swr_init(&swr) >= 0;
+}
+
+// Whether a version of the library takes all of these settings.
+bool taugt(const SwresampleAufrufe& rufe) {
+  rufe.av_log_set_level(AV_LOG_QUIET);  // standard error is for our own lines
+  SwrContext* swr = rufe.swr_alloc();
+  const bool gut = swr != nullptr && stelleEin(rufe, *swr, {2, 1}, 0);
+  rufe.swr_free(&swr);
+  return gut;
 }
 
 // The engine outputs nothing until it has a whole filter's length of input, twice its later
@@ -111,6 +120,10 @@ void SwrKonverter::Freigabe::operator()(SwrContext* swr) const {
 SwrKonverter::SwrKonverter(const PcmFormat& quellformat, Swr swr)
     : quellformat_(quellformat), swr_(std::move(swr)) {}
 
+Ergebnis SwrKonverter::moeglich() {
+  return ladeSwresample(taugt);
+}
+
 std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& quellformat, double rate) {
   if (!gueltig(quellformat.rate) || !gueltig(rate) || quellformat.channels == 0) return nullptr;
   const auto verhaeltnis = ganzzahlig(quellformat.rate, rate);
@@ -118,10 +131,9 @@ std::unique_ptr<SwrKonverter> SwrKonverter::neu(const PcmFormat& quellformat, do
   const auto phasenLog2 = phasen(*verhaeltnis);
   if (!phasenLog2) return nullptr;
 
-  if (ladeSwresample().gescheitert()) return nullptr;
-  swresample().av_log_set_level(AV_LOG_QUIET);  // standard error is for our own lines
+  if (moeglich().gescheitert()) return nullptr;
   Swr swr(swresample().swr_alloc());
-  if (!swr || !stelleEin(*swr, *verhaeltnis, *phasenLog2)) return nullptr;
+  if (!swr || !stelleEin(swresample(), *swr, *verhaeltnis, *phasenLog2)) return nullptr;
   if (!fuelle(*swr, *verhaeltnis)) return nullptr;
   return std::unique_ptr<SwrKonverter>(new SwrKonverter(quellformat, std::move(swr)));
 }

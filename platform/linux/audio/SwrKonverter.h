@@ -21,6 +21,8 @@ namespace hallkorb {
 
 class SwrKonverter final : public AudioConverter {
  public:
+  // Whether there can be converters at all: a libswresample that has what is needed of it.
+  [[nodiscard]] static Ergebnis moeglich();
   // A converter from `quellformat` to mono at `rate` Hz. Null if a rate is not in (0, 1 MHz], the
   // input has no channels, or the rates are so far apart that the filter would take more than 8 MB.
   [[nodiscard]] static std::unique_ptr<SwrKonverter> neu(const PcmFormat& quellformat, double rate);

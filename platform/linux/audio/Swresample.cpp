@@ -1,5 +1,6 @@
 #include "platform/linux/audio/Swresample.h"
 
+#include <cerrno>
 #include <string>
 
 #include "platform/linux/Bibliothek.h"
@@ -7,13 +8,14 @@
 namespace hallkorb {
 namespace {
 
-// FFmpeg 5.1 names channel layouts as we do. The last is far ahead of any that exists.
+// From FFmpeg 5 on; the last is far ahead of any that exists.
 constexpr int AELTESTE = 4;
 constexpr int NEUESTE = 12;
 
 SwresampleAufrufe rufe;
+using Probe = bool (*)(const SwresampleAufrufe&);
 
-Ergebnis lade(int version) {
+Ergebnis lade(int version, Probe taugt) {
   Bibliothek bibliothek("libswresample.so." + std::to_string(version));
   SwresampleAufrufe neu;
   // What the library is linked with is found through it, too.
@@ -21,23 +23,29 @@ Ergebnis lade(int version) {
   HALLKORB_SWRESAMPLE(HALLKORB_FINDE_RUF)
 #undef HALLKORB_FINDE_RUF
   Ergebnis ergebnis = bibliothek.ergebnis("swresample");
-  if (ergebnis.gelungen()) rufe = neu;
-  return ergebnis;
+  if (ergebnis.gescheitert()) return ergebnis;
+  if (!taugt(neu)) {
+    return Fehler{"swresample", ENOSYS,
+                  "die Bibliothek libswresample.so." + std::to_string(version) +
+                      " kennt nicht alle Einstellungen, die gebraucht werden"};
+  }
+  rufe = neu;
+  return {};
 }
 
-Ergebnis ladeIrgendeine() {
-  Ergebnis ergebnis = lade(LIBSWRESAMPLE_VERSION_MAJOR);
+Ergebnis ladeIrgendeine(Probe taugt) {
+  Ergebnis ergebnis = lade(LIBSWRESAMPLE_VERSION_MAJOR, taugt);
   if (ergebnis.gelungen()) return ergebnis;
   for (int version = NEUESTE; version >= AELTESTE; --version) {
-    if (version != LIBSWRESAMPLE_VERSION_MAJOR && lade(version).gelungen()) return {};
+    if (version != LIBSWRESAMPLE_VERSION_MAJOR && lade(version, taugt).gelungen()) return {};
   }
   return ergebnis;
 }
 
 }  // namespace
 
-Ergebnis ladeSwresample() {
-  static const Ergebnis ergebnis = ladeIrgendeine();
+Ergebnis ladeSwresample(Probe taugt) {
+  static const Ergebnis ergebnis = ladeIrgendeine(taugt);
   return ergebnis;
 }
 

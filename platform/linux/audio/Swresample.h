@@ -1,10 +1,10 @@
 // libswresample, loaded late (Bibliothek.h), in whatever version a computer has.
 //
 // Without it there is no sound, and a distribution's upgrade brings it under another name. So this
-// takes the version that the program was built with, or any other: the functions below and the
-// options that the resampler sets by name are the same in all of them, and no structure of the
-// libraries is looked into. Their libavutil is the one that this libswresample brings along, which
-// need not be the video's (../Avutil.h).
+// takes the version that the program was built with, or any other that has the functions below and
+// passes the caller's trial: the resampler sets options by name, which a version may lack or drop.
+// No structure of the libraries is looked into. Their libavutil is the one that this libswresample
+// brings along, which need not be the video's (../Avutil.h).
 //
 // Any thread, after ladeSwresample() has succeeded.
 #pragma once
@@ -34,8 +34,8 @@ struct SwresampleAufrufe {
 #undef HALLKORB_ZEIGER
 };
 
-// Loads the library, once.
-[[nodiscard]] Ergebnis ladeSwresample();
+// Loads the first version for which `taugt` returns true, once.
+[[nodiscard]] Ergebnis ladeSwresample(bool (*taugt)(const SwresampleAufrufe& rufe));
 
 [[nodiscard]] const SwresampleAufrufe& swresample();
 

@@ -320,7 +320,7 @@ TEST_F(EchoDateiTest, ATurnWithoutAPauseIsCutBeforeFifteenSeconds) {
   EXPECT_LT(zeiten(zeilen[0]).second, 15.0);
 }
 
-// A signal in the middle of the run.
+// A signal while an input is read.
 
 class EchoDateiSignalTest : public EchoDateiTest {
  protected:
@@ -345,6 +345,27 @@ TEST_F(EchoDateiSignalTest, EndsTheProcessAsItWouldAndLeavesNoHalfFile) {
   for (const int jede : {SIGINT, SIGTERM, SIGHUP}) {
     nummer = jede;
     EXPECT_EXIT(laufe(), testing::KilledBySignal(jede), "^$");
+    EXPECT_EQ(inhalt(), vorher);
+  }
+}
+
+// Before there is anything to remove, not another byte is read: either input may be huge.
+TEST_F(EchoDateiSignalTest, EndsTheProcessAtOnceWhileTheInputsAreLookedThrough) {
+  std::ofstream(pfad("film.mp4"), std::ios::binary) << std::string(1 << 20, 'x');
+  vorher = inhalt();
+  for (const bool mitChunks : {true, false}) {
+    Config c = mitChunks ? config() : config("film.mp4");
+    if (mitChunks) c.chunkOrdner = pfad("chunks");
+    EXPECT_EXIT(
+        {
+          dateien.vorher = [this](FehlerDateien::Ruf ruf) {
+            if (ruf != FehlerDateien::Ruf::lesen || dateien.rufe(ruf) < 2) return;
+            if (dateien.rufe(ruf) > 2) std::_Exit(3);
+            std::raise(SIGTERM);
+          };
+          std::_Exit(echoDatei(c, dateien));
+        },
+        testing::KilledBySignal(SIGTERM), "^$");
     EXPECT_EQ(inhalt(), vorher);
   }
 }
@@ -538,16 +559,54 @@ TEST_F(EchoDateiTest, LeavesNothingHalfWrittenWhereTheOutputCannotBeWritten) {
   EXPECT_EQ(liesWav(pfad("out.wav")), alt);
 }
 
-// The chunks are already complete; their lines stay valid.
+// A folder that is not there, one instead of a file, and a file in place of a folder.
+TEST_F(EchoDateiTest, NoticesATargetThatCannotBeBeforeTheFirstLine) {
+  const Gespraech g = gespraech();
+  schreibe("mic.wav", g.mikro);
+  schreibe("ref.wav", g.referenz);
+  fs::create_directory(pfad("ordner"));
+  for (const std::string ziel : {"fehlt/out.wav", "ordner", "mic.wav/out.wav"}) {
+    SCOPED_TRACE(ziel);
+    Config c = config("mic.wav", "ref.wav", ziel);
+    c.chunkOrdner = pfad("chunks");
+    const AusgabeFaenger ausgaben;
+    Ergebnisfaenger faenger;
+    EXPECT_EQ(echoDatei(c), 2);
+    EXPECT_EQ(faenger.text(), "");
+    EXPECT_EQ(ausgaben.ausgabe(), "");
+    const auto fehler = ausgaben.fehlerZeilen();
+    ASSERT_EQ(fehler.size(), 1U);
+    EXPECT_EQ(fehler[0].rfind("[hallkorb] --echo-datei: Schreiben fehlgeschlagen: ", 0), 0U);
+    EXPECT_EQ(inhalt(), (std::vector<std::string>{"chunks", "mic.wav", "ordner", "ref.wav"}));
+    EXPECT_TRUE(fs::is_empty(pfad("chunks")));
+  }
+}
+
+TEST_F(EchoDateiTest, MayWriteTheOutputIntoTheFolderThatItMakes) {
+  schreibe("mic.wav", rauschen(16000, 7));
+  schreibe("ref.wav", rauschen(16000, 8));
+  Config c = config("mic.wav", "ref.wav", "neu/out.wav");
+  c.chunkOrdner = pfad("neu");
+  const AusgabeFaenger ausgaben;
+  const Ergebnisfaenger faenger;
+  EXPECT_EQ(echoDatei(c), 0);
+  EXPECT_EQ(liesWav(pfad("neu/out.wav"))->size(), 16000U);
+}
+
+// The output is the last of all; what the chunks' lines say stays true. The output's name is an
+// input's.
 TEST_F(EchoDateiTest, PrintsNoStatisticsWhereOnlyTheChunksCouldBeWritten) {
   const Gespraech g = gespraech();
   schreibe("mic.wav", g.mikro);
   schreibe("ref.wav", g.referenz);
-  Config c = config("mic.wav", "ref.wav", "fehlt/out.wav");
+  const auto mikro = dateiBytes(pfad("mic.wav"));
+  Config c = config("mic.wav", "ref.wav", "mic.wav");
   c.chunkOrdner = pfad("chunks");
+  FehlerDateien dateien;
+  dateien.scheitere(FehlerDateien::Ruf::umbenennen, 3, ENOSPC);
   const AusgabeFaenger ausgaben;
   Ergebnisfaenger faenger;
-  EXPECT_EQ(echoDatei(c), 2);
+  EXPECT_EQ(echoDatei(c, dateien), 2);
   EXPECT_EQ(faenger.text(), "");
   const auto fehler = ausgaben.fehlerZeilen();
   ASSERT_EQ(fehler.size(), 1U);
@@ -557,6 +616,38 @@ TEST_F(EchoDateiTest, PrintsNoStatisticsWhereOnlyTheChunksCouldBeWritten) {
   for (const std::string& zeile : zeilen)
     EXPECT_EQ(zeile.rfind("{\"chunk\":", 0), 0U) << zeile;
   EXPECT_EQ(inhalt(), (std::vector<std::string>{"chunks", "mic.wav", "ref.wav"}));
+  EXPECT_EQ(dateiBytes(pfad("mic.wav")), mikro);
+}
+
+// A folder in which existing files can be written, but no new ones made.
+class GeschuetzterOrdner final : public FehlerDateien {
+ public:
+  explicit GeschuetzterOrdner(std::string ordner) : ordner_(std::move(ordner)) {}
+  int oeffnen(const std::string& pfad, int flags, mode_t rechte) override {
+    if ((flags & O_CREAT) != 0 && pfad.starts_with(ordner_)) return -EACCES;
+    return FehlerDateien::oeffnen(pfad, flags, rechte);
+  }
+
+ private:
+  std::string ordner_;
+};
+
+TEST_F(EchoDateiTest, DoesNotWriteAChunkIntoTheInputThatIsBeingRead) {
+  const Gespraech g = gespraech();
+  fs::create_directory(pfad("heute"));
+  schreibe("heute/chunk_me_000.wav", g.mikro);
+  schreibe("ref.wav", g.referenz);
+  const auto mikro = dateiBytes(pfad("heute/chunk_me_000.wav"));
+  Config c = config("heute/chunk_me_000.wav");
+  c.chunkOrdner = pfad("heute");
+  GeschuetzterOrdner dateien(pfad("heute/"));
+  const AusgabeFaenger ausgaben;
+  const Ergebnisfaenger faenger;
+  EXPECT_EQ(echoDatei(c, dateien), 0);
+  EXPECT_EQ(dateiBytes(pfad("heute/chunk_me_000.wav")), mikro);
+  EXPECT_EQ(ausgaben.fehlerZeilen().size(), 3U);
+  // The whole input, though the first chunk came after a third of it.
+  EXPECT_EQ(liesWav(pfad("out.wav"))->size(), g.mikro.size());
 }
 
 TEST_F(EchoDateiTest, FailsWhereItsResultCannotBePrinted) {

@@ -3,6 +3,7 @@
 #include <numeric>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/audio/BlockRing.h"
@@ -27,12 +28,12 @@ std::vector<float> inhalt(const BlockRing::StromBlock& eintrag) {
 
 TEST(BlockRing, HandsABlockOverWithAllThatBelongsToIt) {
   BlockRing ring(16, 4);
-  const std::vector<float> samples = {1, 2, 3, 4, 5, 6};
-  EXPECT_TRUE(ring.schreibe({{44100.0, 2, true}, 3, samples, 12.5}, 7));
+  const std::vector<float> samples = {1, 2, 3};
+  EXPECT_TRUE(ring.schreibe({{44100.0, 1, true}, 3, samples, 12.5}, 7));
 
   const auto eintrag = ring.vorn();
   ASSERT_TRUE(eintrag);
-  EXPECT_EQ(eintrag->block.format, (PcmFormat{44100.0, 2, true}));
+  EXPECT_EQ(eintrag->block.format, (PcmFormat{44100.0, 1, true}));
   EXPECT_EQ(eintrag->block.frames, 3U);
   EXPECT_EQ(eintrag->block.hostTime, 12.5);
   EXPECT_EQ(eintrag->strom, 7U);
@@ -40,6 +41,38 @@ TEST(BlockRing, HandsABlockOverWithAllThatBelongsToIt) {
   EXPECT_NE(eintrag->block.samples.data(), samples.data());
   ring.raeumeVorn();
   EXPECT_FALSE(ring.vorn());
+}
+
+// However many channels a device has, there is room for as many seconds of it.
+TEST(BlockRing, KeepsTheFirstChannelAndHowManyThereWere) {
+  const std::vector<float> samples = {1, -1, -1, 2, -1, -1, 3, -1, -1};
+  for (const auto& [verschachtelt, soll] : {std::pair{true, std::vector<float>{1, 2, 3}},
+                                            std::pair{false, std::vector<float>{1, -1, -1}}}) {
+    BlockRing ring(3, 4);
+    ASSERT_TRUE(ring.schreibe({{48000.0, 3, verschachtelt}, 3, samples, 12.5}, 7));
+    const auto eintrag = ring.vorn();
+    ASSERT_TRUE(eintrag);
+    EXPECT_EQ(inhalt(*eintrag), soll);
+    EXPECT_EQ(eintrag->block.frames, 3U);
+    EXPECT_EQ(eintrag->block.format.channels, 1U);
+    EXPECT_EQ(eintrag->block.format.geraeteKanaele, 3U);
+    // A change of the device's channels is a change of the format.
+    EXPECT_NE(eintrag->block.format, (PcmFormat{48000.0, 1, verschachtelt}));
+  }
+}
+
+TEST(BlockRing, HoldsTenSecondsOfEveryDeviceInUse) {
+  BlockRing ring;
+  const std::vector<float> samples(std::size_t{1024} * 32);
+  double sekunden = 0.0;
+  for (const PcmBlock block{{96000.0, 32, true}, 1024, samples, 1.0}; ring.schreibe(block, 1);)
+    sekunden += block.dauer();
+  EXPECT_GT(sekunden, 10.0);
+  BlockRing kurze;
+  sekunden = 0.0;
+  for (const PcmBlock block{{48000.0, 32, true}, 128, samples, 1.0}; kurze.schreibe(block, 1);)
+    sekunden += block.dauer();
+  EXPECT_GT(sekunden, 10.0);
 }
 
 TEST(BlockRing, KeepsTheOldestWhenFullAndCountsTheRest) {

@@ -6,11 +6,13 @@
 #include <atomic>
 #include <cmath>
 #include <future>
+#include <iterator>
 #include <optional>
 #include <vector>
 
 #include "tests/platform/linux/audio/PipewireInputTest.h"
 #include "tests/support/PipewireSpieler.h"
+#include "tests/support/Tonanlage.h"
 
 namespace hallkorb {
 namespace {
@@ -51,8 +53,8 @@ TEST_F(PipewireInputGeraete, BlocksJoinWithoutGapsOrOverlaps) {
     EXPECT_EQ(stand.bloecke.back().format.rate, 48000.0);
     EXPECT_TRUE(still(stand.bloecke.back()));
   }
-  EXPECT_EQ(me_.stand().bloecke.back().format.channels, 1U);
-  EXPECT_EQ(them_.stand().bloecke.back().format.channels, 2U);
+  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true}));
+  EXPECT_EQ(them_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true, 0, 0, 2}));
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
@@ -66,7 +68,7 @@ TEST_F(PipewireInputGeraete, TheMicrophoneComesInItsOwnFormatAndUnmixed) {
     const std::vector<float>& samples = s.bloecke.back().samples;
     return samples == std::vector<float>(samples.size(), 0.5F);
   }));
-  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 4, true}));
+  EXPECT_EQ(me_.stand().bloecke.back().format, (PcmFormat{48000.0, 1, true, 0, 0, 4}));
 }
 
 TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
@@ -79,10 +81,11 @@ TEST_F(PipewireInputGeraete, TheMicrophoneFollowsTheDefault) {
   EXPECT_TRUE(still(me_.stand().bloecke.back()));
   anlage_.waehle("source", "zweites");
   ASSERT_TRUE(me_.warteAuf([](const Stand& s) {
-    return s.bloecke.back().format.channels == 2 && s.bloecke.back().samples.back() == 0.5F;
+    return s.bloecke.back().format.geraeteKanaele == 2 && s.bloecke.back().samples.back() == 0.5F;
   }));
   anlage_.waehle("source", "mic");
-  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 1; }));
+  ASSERT_TRUE(
+      me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.geraeteKanaele == 0; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
   EXPECT_TRUE(them_.stand().fortlaufend());  // the other channel knows nothing of it
@@ -94,7 +97,8 @@ TEST_F(PipewireInputGeraete, TheMicrophoneMovesOnWhenItsDeviceGoes) {
   starteBeide();
   ASSERT_TRUE(me_.warteAufBloecke(5));
   anlage_.entferne("mic");
-  ASSERT_TRUE(me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.channels == 2; }));
+  ASSERT_TRUE(
+      me_.warteAuf([](const Stand& s) { return s.bloecke.back().format.geraeteKanaele == 2; }));
   ASSERT_TRUE(me_.warteAufBloecke(60));
   keineUnterbrechungOhneLuecke(me_.stand());
 }

@@ -24,7 +24,11 @@ class PipewireInputZeit : public PipewireInputTest, public testing::WithParamInt
   static constexpr double FREQUENZ = 441.0;
 
   static constexpr double PEGEL = 0.5;
-  static constexpr std::size_t BLOECKE = 20;
+  // What a wrong unit of the library's figures makes is 74 us at 44.1 kHz and 302 us at 96 kHz.
+  static constexpr double GRENZE = 0.00005;  // s
+  static constexpr std::ptrdiff_t BLOECKE = 200;
+  // On a busy machine the player or we miss a turn now and then, and the graph settles anew.
+  static constexpr std::ptrdiff_t DAVON = 180;
 
   // How far off a block's time is, in seconds; nullopt if it doesn't hold the tone from end to end:
   // a player that misses its turn on a busy machine leaves silence.
@@ -43,24 +47,23 @@ class PipewireInputZeit : public PipewireInputTest, public testing::WithParamInt
     if (std::hypot(sinus, cosinus) / (cc * ss - cs * cs) < 0.98 * PEGEL) return std::nullopt;
     return std::abs(std::atan2(cosinus, sinus)) / (2 * PI * FREQUENZ);
   }
-  // The errors of the last blocks, of those at this rate that hold the tone.
-  static std::vector<double> zeitfehler(const Stand& stand, double rate) {
-    std::vector<double> fehler;
-    for (std::size_t i = stand.bloecke.size() - 3 * BLOECKE; i < stand.bloecke.size(); ++i) {
-      if (stand.bloecke[i].format.rate != rate) continue;
-      if (const auto einer = zeitfehler(stand.bloecke[i])) fehler.push_back(*einer);
-    }
-    return fehler;
-  }
-  // Waits until the times of a row of blocks are right: the first ones come before the graph has
-  // settled, as do those after a pause of a busy machine.
+  // Waits until the times of a long row of blocks are right, of those at this rate that hold the
+  // tone: the first ones come before the graph has settled.
   static void pruefe(Hoerer& hoerer, double rate) {
+    std::size_t gesehen = 0;
+    std::vector<double> fehler;
+    const auto richtige = [&] {
+      return std::count_if(fehler.end() - std::min(std::ssize(fehler), BLOECKE), fehler.end(),
+                           [](double einer) { return einer < GRENZE; });
+    };
     EXPECT_TRUE(hoerer.warteAuf([&](const Stand& stand) {
-      if (stand.bloecke.size() < 3 * BLOECKE) return false;
-      const std::vector<double> fehler = zeitfehler(stand, rate);
-      return fehler.size() >= BLOECKE &&
-             *std::max_element(fehler.end() - BLOECKE, fehler.end()) < 0.00005;
-    }));
+      for (; gesehen < stand.bloecke.size(); ++gesehen) {
+        if (stand.bloecke[gesehen].format.rate != rate) continue;
+        if (const auto einer = zeitfehler(stand.bloecke[gesehen])) fehler.push_back(*einer);
+      }
+      return std::ssize(fehler) >= BLOECKE && richtige() >= DAVON;
+    })) << richtige()
+        << " of the last " << BLOECKE << " of " << fehler.size() << " blocks";
   }
   static float ton(double zeit) {
     return static_cast<float>(PEGEL * std::sin(2 * PI * FREQUENZ * std::fmod(zeit, 1.0)));
