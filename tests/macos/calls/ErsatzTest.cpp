@@ -24,7 +24,6 @@ void waermeAuf() {
   ersatz::mikrofon::melde();
   static_cast<void>(engine->stoppe());
   engine->gibFrei();
-  avAssetWriter()->entferneDatei("/nirgendwo/keine.mp4");
   screenCaptureKit()->frageInhalt(true, [](const auto&, const auto&) {});
   static_cast<void>(ersatz::beobachter());
   static_cast<void>(MacPlattform().mikrofon());

@@ -1,14 +1,11 @@
 // Stand-ins for what belongs to the process and its files: file names, dates, activities, the
 // version of the system, references of Core Foundation.
 #import <CoreGraphics/CoreGraphics.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "tests/macos/doubles/Ersatz.h"
 #include "tests/macos/doubles/System.h"
@@ -50,21 +47,6 @@ bool hkVerfuegbar(const char* system) {
 }
 - (id)copyWithZone:(struct _NSZone*)zone {
   return self;
-}
-@end
-
-@implementation NSFileManager
-@dynamic currentDirectoryPath;
-+ (NSFileManager*)defaultManager {
-  static NSFileManager* einer = [[NSFileManager alloc] init];
-  return einer;
-}
-- (BOOL)removeItemAtPath:(NSString*)pfad error:(NSError**)fehler {
-  if (::unlink(pfad.UTF8String) == 0) return YES;
-  if (fehler != nullptr) {
-    *fehler = hallkorb::ersatz::fehlerMit(NSPOSIXErrorDomain, errno, std::strerror(errno));
-  }
-  return NO;
 }
 @end
 
