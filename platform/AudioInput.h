@@ -4,13 +4,16 @@
 // - start() blocks until blocks flow or the attempt has failed, at most 3 seconds (macOS) or 8
 //   (Linux). It is called once. After a failure the input stays off and never calls the listener
 //   again.
-// - All calls on the listener come from one thread, the capture's thread, one at a time. It is not
-//   the device's real-time thread: the listener may convert, lock and write files there. What the
-//   listener does not take in time is buffered for some seconds, then lost and reported.
-// - stop() may come at any time from any thread but the capture's own, also during start(), which
-//   then returns with an error at once. What was captured before the call is handed over before it
-//   returns; after that the listener is not called any more. It is final and may be repeated. It
-//   returns what the platform reports about the end of its capture; the input is off in any case.
+// - Calls on the listener come one at a time, and each sees what those before it did. The thread
+//   that makes one is the capture's thread: on Linux always the same; on macOS the device's, or,
+//   when something is handed on that was held back or a loss is reported, the input's own, or that
+//   of stop(). None is a real-time thread: the listener may convert, lock and write files there.
+//   What it does not take in time is buffered for some seconds, then lost and, on Linux, reported.
+// - stop() may come at any time from any thread that is not calling the listener, also during
+//   start(), which then returns with an error at once. What was captured before the call is handed
+//   over before it returns; after that the listener is not called any more. It is final and may be
+//   repeated. It returns what the platform reports about the end of its capture; the input is off
+//   in any case.
 // - If a source goes away during the recording, the input itself keeps trying to get it back, and
 //   reports both the loss and the return to the listener. The block times show what was missed. A
 //   move to another device or format is such a case if the platform ends the capture for it

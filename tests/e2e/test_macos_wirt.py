@@ -1,13 +1,19 @@
 """The program as it is built for macOS and hosts that treat it badly: closed streams, unread lines, one
-folder for two recordings, files that cannot be written or not to their end."""
+folder for two recordings, files that cannot be written or not to their end, a process that is halted."""
 
 import contextlib
 import itertools
 import os
+import signal
+import sys
+import time
 
 import drehbuch
 import lauf
 import signale
+import test_ungelesen
+
+BILD_BYTES = 4096  # that a picture takes in the file
 
 
 class Wirt(drehbuch.MacFall):
@@ -64,6 +70,72 @@ class Wirt(drehbuch.MacFall):
         self.assertGreater(len(chunks), 30)
         for name in chunks:
             signale.lies_ganz(os.path.join(aufnahme.ordner, name))
+
+    def pruefe_lueckenlos(self, aufnahme):
+        for kanal in ("me", "them"):
+            self.assertEqual(aufnahme.zeitachse()[kanal]["luecken"], 0, aufnahme.alles())
+
+    def test_leser_schlaeft(self):
+        """For a while the host reads nothing, then everything: no line, no block and no moment is missing."""
+        aufnahme = self.beginne("--legacy-chunks", "--chunk", "0.2", liest=False, rohr=test_ungelesen.ROHR)
+        aufnahme.warte_aufnahme(12.0)
+        geschrieben = len(self.dateien("chunk_", aufnahme.ordner))
+        aufnahme.lies()
+        self.warte_bis(lambda: len(aufnahme.chunks()) >= geschrieben, "the lines that waited")
+        self.stoppe_ganz(aufnahme)
+        # More than the pipe takes.
+        self.assertGreater(sum(len(text) + 1 for text in aufnahme.aus.texte()), 2 * test_ungelesen.ROHR)
+        for kanal in ("me", "them"):
+            chunks = aufnahme.chunks(kanal)
+            self.assertEqual([satz["chunk"] for satz in chunks], list(range(len(chunks))))
+            self.assertEqual(self.dateien(f"chunk_{kanal}_", aufnahme.ordner), sorted(
+                os.path.basename(satz["path"]) for satz in chunks))
+        self.pruefe_lueckenlos(aufnahme)
+
+    def waechst(self, film, bilder):
+        """Waits until so many more pictures are in the video."""
+        def groesse():
+            return os.path.getsize(film) if os.path.exists(film) else 0
+
+        ziel = groesse() + bilder * BILD_BYTES
+        self.warte_bis(lambda: groesse() >= ziel, "a video that grows", drehbuch.FRIST)
+
+    def test_voll_vor_dem_start(self):
+        """Both pipes are full when the program starts: sound and picture begin all the same."""
+        aufnahme = self.beginne(video=True, liest=False, rohr=test_ungelesen.ROHR,
+                                vorher=[("fenster", drehbuch.ZOOM)],
+                                vorsatz=[sys.executable, "-c", test_ungelesen.VOLL])
+        self.waechst(os.path.join(aufnahme.ordner, "video.mp4"), 10)
+        aufnahme.warte_aufnahme(2.0)
+        for strom in (aufnahme.prozess.stdout, aufnahme.prozess.stderr):
+            self.assertEqual(strom.read(test_ungelesen.ROHR), b"\n" * test_ungelesen.ROHR)
+        aufnahme.lies()
+        aufnahme.ereignis("video_start", drehbuch.FRIST)
+        self.assertEqual(aufnahme.saetze()[0]["event"], "started")
+        self.stoppe_ganz(aufnahme)
+        self.pruefe_lueckenlos(aufnahme)
+        (video,) = aufnahme.ereignisse("video")
+        self.assertGreaterEqual(video["frames"], 10)
+
+    def test_angehalten_und_weiter(self):
+        """SIGSTOP, and on again. The stand-ins stand still, too, and then deliver what they owe."""
+        aufnahme = self.beginne(video=True, vorher=[("fenster", drehbuch.ZOOM)])
+        film = os.path.join(aufnahme.ordner, "video.mp4")
+        self.waechst(film, 10)
+        aufnahme.warte_aufnahme(1.0)
+        anfang = time.monotonic()
+        aufnahme.sende(signal.SIGSTOP)
+        time.sleep(3.0)  # the fault itself
+        aufnahme.sende(signal.SIGCONT)
+        aufnahme.warte_aufnahme(4.0)
+        still = time.monotonic() - anfang
+        self.waechst(film, 10)
+        gehalten = self.stoppe_ganz(aufnahme)
+        # A microphone that was silent for five seconds is opened again.
+        luecken = max(aufnahme.zeitachse()[kanal]["luecken_ms"] for kanal in ("me", "them"))
+        self.assertLessEqual(luecken, 1000 * still, aufnahme.alles())
+        (video,) = aufnahme.ereignisse("video")
+        self.assertEqual(video["frames"], len(gehalten["schreiber"]["zeiten"]))
 
     def test_zweite_aufnahme_in_denselben_ordner(self):
         erste = self.beginne()

@@ -95,7 +95,7 @@ class AvEngine final : public EngineAufrufe {
     @autoreleasepool {
       NSError* error = nil;
       BOOL gestartet = NO;
-      const Ergebnis ergebnis = ohneAusnahme([&] {
+      Ergebnis ergebnis = ohneAusnahme([&] {
         [engine_ prepare];
         gestartet = [engine_ startAndReturnError:&error];
       });

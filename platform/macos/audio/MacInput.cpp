@@ -264,7 +264,11 @@ Ergebnis MacInput::Aufsicht::schliesse() {
     oeffnung_.reset();
     takt_.leere();  // another opening is another device, with a clock of its own
   }
-  stelle_->aendere([this] { ausfall_.reset(); });
+  // The last block may have begun a stream, which is over: for the next opening it is no beginning.
+  stelle_->aendere([this] {
+    ausfall_.reset();
+    stromBeginnt_ = false;
+  });
   return ergebnis;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/macos/audio/PcmPuffer.h"
 
+#include <cstdint>
 #include <vector>
 
 #if !__has_feature(objc_arc)
@@ -30,6 +31,20 @@ AVAudioPCMBuffer* _Nullable toPCMBuffer(CMSampleBufferRef probe) {
   return puffer;
 }
 
+namespace {
+
+std::uint32_t nummerVon(AVAudioChannelLayout* _Nullable anordnung) {
+  if (anordnung == nil) return 0;
+  const AudioChannelLayout& layout = *anordnung.layout;
+  std::vector<std::uint32_t> kanaele;
+  const AudioChannelDescription* kanal = layout.mChannelDescriptions;
+  for (UInt32 i = 0; i < layout.mNumberChannelDescriptions; ++i, ++kanal)
+    kanaele.push_back(kanal->mChannelLabel);
+  return layoutNummer(layout.mChannelLayoutTag, layout.mChannelBitmap, kanaele);
+}
+
+}  // namespace
+
 std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer* puffer, std::optional<double> hostTime,
                                  PcmUebersetzer& uebersetzer) {
   const AudioStreamBasicDescription& strom = *puffer.format.streamDescription;
@@ -41,7 +56,7 @@ std::optional<PcmBlock> pcmBlock(AVAudioPCMBuffer* puffer, std::optional<double>
   }
   return uebersetzer.uebersetze(
       {strom.mSampleRate, strom.mFormatID, strom.mFormatFlags, strom.mChannelsPerFrame,
-       strom.mBitsPerChannel, puffer.format.channelLayout.layoutTag},
+       strom.mBitsPerChannel, nummerVon(puffer.format.channelLayout)},
       teile, puffer.frameLength, hostTime);
 }
 

@@ -15,6 +15,9 @@ constexpr std::uint32_t IS_BIG_ENDIAN = 1U << 1U;
 constexpr std::uint32_t IS_SIGNED_INTEGER = 1U << 2U;
 constexpr std::uint32_t IS_NON_INTERLEAVED = 1U << 5U;
 
+constexpr std::uint32_t JE_KANAL = 0;        // kAudioChannelLayoutTag_UseChannelDescriptions
+constexpr std::uint32_t JE_BIT = 1U << 16U;  // kAudioChannelLayoutTag_UseChannelBitmap
+
 enum class Typ : std::uint32_t { float32, float64, int16, int32 };
 
 std::optional<Typ> typ(const TonBeschreibung& b) {
@@ -54,6 +57,21 @@ void haengeAn(Typ typ, const void* daten, std::size_t anzahl, std::vector<float>
 }
 
 }  // namespace
+
+// FNV-1a, word by word.
+std::uint32_t layoutNummer(std::uint32_t tag, std::uint32_t bits,
+                           std::span<const std::uint32_t> kanaele) {
+  if (tag != JE_KANAL && tag != JE_BIT) return tag;
+  std::uint32_t nummer = 0x811C9DC5;
+  const auto mische = [&nummer](std::uint32_t wort) { nummer = (nummer ^ wort) * 0x01000193U; };
+  if (tag == JE_BIT) {
+    mische(bits);
+  } else {
+    for (const std::uint32_t kanal : kanaele)
+      mische(kanal);
+  }
+  return nummer;
+}
 
 // When copying them, the system counts them in a signed 32-bit number.
 std::optional<std::uint32_t> framesAus(std::int64_t anzahl) {

@@ -24,8 +24,14 @@ struct TonBeschreibung {
   std::uint32_t flags = 0;     // mFormatFlags
   std::uint32_t kanaele = 0;   // mChannelsPerFrame
   std::uint32_t bits = 0;      // mBitsPerChannel
-  std::uint32_t layout = 0;    // the channel layout's tag; 0 without a layout
+  std::uint32_t layout = 0;    // layoutNummer(); 0 without a layout
 };
+
+// A number that tells a channel layout from others: its tag, unless that is one of the two that say
+// that the layout is described by bits or channel by channel. Then what it describes counts,
+// without the places in space.
+[[nodiscard]] std::uint32_t layoutNummer(std::uint32_t tag, std::uint32_t bits,
+                                         std::span<const std::uint32_t> kanaele);
 
 // AudioBuffer: interleaved samples of all channels, or those of one channel.
 struct TonPuffer {

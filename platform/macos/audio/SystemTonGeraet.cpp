@@ -40,7 +40,7 @@ Ergebnis SystemTonGeraet::oeffne(std::weak_ptr<BlockEmpfaenger> empfaenger,
       ergebnis.gescheitert())
     return ergebnis;
   if (!inhalt->hatDisplay()) return keinDisplay();
-  strom_ = std::make_shared<SckStrom>(dienst_->strom());
+  strom_ = std::make_shared<SckStrom>(dienst_->strom(), ABBAU);
   tonempfaenger_ = std::make_shared<Tonempfaenger>(std::move(empfaenger), strom_);
   Ergebnis ergebnis = strom_->starte(*inhalt, std::nullopt, tonEinstellungen(), StromAusgang::ton,
                                      "sck.audio", tonempfaenger_, stelle, frist);

@@ -3,6 +3,7 @@
 // Threads as in AudioGeraet.h; blocks come on the queue "sck.audio".
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "platform/macos/audio/AudioGeraet.h"
@@ -12,6 +13,10 @@ namespace hallkorb {
 
 class SystemTonGeraet final : public AudioGeraet {
  public:
+  // How long schliesse() waits for the service: a little less than the stop waits for the device,
+  // so that it returns what did not answer.
+  static constexpr std::chrono::milliseconds ABBAU{2800};
+
   explicit SystemTonGeraet(std::shared_ptr<SckAufrufe> dienst);
   ~SystemTonGeraet() override;
 

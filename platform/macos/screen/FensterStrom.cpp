@@ -9,6 +9,10 @@
 namespace hallkorb {
 namespace {
 
+// For the service to end the stream. The recorder stops waiting earlier, and reports it: stop()
+// could pass no reason on.
+constexpr std::chrono::seconds ABBAU{3};
+
 Wartestelle::Frist dreiSekunden() {
   return Wartestelle::Uhr::now() + std::chrono::seconds(3);
 }
@@ -90,7 +94,7 @@ FensterStrom::FensterStrom(SckAufrufe& dienst, std::shared_ptr<const LetzterInha
                            const StreamKonfiguration& konfiguration)
     : inhalt_(std::move(inhalt)),
       konfiguration_(konfiguration),
-      strom_(std::make_shared<SckStrom>(dienst.strom())) {
+      strom_(std::make_shared<SckStrom>(dienst.strom(), ABBAU)) {
   bildempfaenger_ = std::make_shared<Bildempfaenger>(strom_);
 }
 

@@ -56,8 +56,8 @@ class StromAufrufe {
   virtual void starte(SckFertig fertig) = 0;
   // Goes over to another window of `inhalt`; answers with an error if that is not in it.
   virtual void wechsle(const Inhalt& inhalt, std::uint32_t fenster, SckFertig fertig) = 0;
-  // The stream and what it calls are kept until the service has answered, even if gibFrei() comes
-  // first, and for good if it never answers.
+  // The stream and what it calls are kept until a little after the service's answer, even if
+  // gibFrei() comes first, and for good if it never answers.
   virtual void stoppe(SckFertig fertig) = 0;
   // Drops the stream and returns when nothing runs on its queue any more. Not on that queue.
   virtual void gibFrei() = 0;

@@ -34,7 +34,7 @@ Ergebnis SckStrom::starte(const Inhalt& inhalt, std::optional<std::uint32_t> fen
   std::optional<Ergebnis> geantwortet = antwort.warte(frist);
   gestartet_ = geantwortet && geantwortet->gelungen();
   if (!gestartet_) {
-    if (!geantwortet || beendet_) stoppeOhneWarten();
+    stoppeOhneWarten();
     gibFrei();
   }
   if (!geantwortet) return ohneAntwort(*stelle, DIENST);

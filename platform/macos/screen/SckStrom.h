@@ -1,11 +1,11 @@
 // The life of one capture stream: built, connected, started, pointed elsewhere, ended.
 //
 // The service answers in its own time. How long to wait, and what to undo if an answer is an error
-// or does not come, is decided here. A stream whose start was refused is only dropped. One whose
-// start is not answered may still start, so it is asked to stop, without a wait: whoever waited for
-// the start has no time left. One that the service has ended is asked too, although it can only
-// answer with an error: the service may still be in its call to the delegate, and what was asked to
-// stop is kept until the answer.
+// or does not come, is decided here. Every stream that was asked to start is asked to stop, since
+// what was asked to stop is kept until after the answer: the service may still be in a call to the
+// delegate, which need not have reached us. One whose start was refused or not answered, and one
+// that the service has ended, is asked without a wait: the first ones' time is up, and the others
+// can only answer with an error.
 //
 // starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once
@@ -24,8 +24,7 @@ namespace hallkorb {
 class SckStrom {
  public:
   // `abbau` is how long beende() waits for the service.
-  explicit SckStrom(std::unique_ptr<StromAufrufe> aufrufe,
-                    std::chrono::milliseconds abbau = std::chrono::seconds(3));
+  SckStrom(std::unique_ptr<StromAufrufe> aufrufe, std::chrono::milliseconds abbau);
   ~SckStrom();
   SckStrom(const SckStrom&) = delete;
   SckStrom& operator=(const SckStrom&) = delete;

@@ -127,10 +127,14 @@ SCStreamConfiguration* konfiguration(const StromEinstellungen& e) {
   return c;
 }
 
+// Many times as long as the service needs to return from a call of ours.
+constexpr std::int64_t NACHLAUF = 10 * static_cast<std::int64_t>(NSEC_PER_SEC);
+
 // Streams that were asked to stop, with what they call. No document promises that the service keeps
 // a stream, its output or its delegate until it has answered, or that it answers. So they are kept
 // here until it has, for good if it never does: a leaked object is better than a call into one that
-// is gone.
+// is gone. And then a little longer, since the answer comes in a call of the stream's own, and a
+// call to its delegate may be under way beside it.
 class Gestoppte {
  public:
   [[nodiscard]] std::uint64_t behalte(SCStream* stream, HKStromEmpfaenger* empfaenger) {
@@ -138,13 +142,20 @@ class Gestoppte {
     alle_[++letzte_] = {stream, empfaenger};
     return letzte_;
   }
+  void lassBaldGehen(std::uint64_t nummer) {
+    dispatch_after(dispatch_time(DISPATCH_TIME_NOW, NACHLAUF),
+                   dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), ^{
+                     lassGehen(nummer);
+                   });
+  }
+
+ private:
   void lassGehen(std::uint64_t nummer) {
     decltype(alle_)::node_type weg;  // released after the lock
     const std::lock_guard halter(lock_);
     weg = alle_.extract(nummer);
   }
 
- private:
   struct Paar {
     SCStream* stream;
     HKStromEmpfaenger* empfaenger;
@@ -214,7 +225,7 @@ class SckStromAufrufe final : public StromAufrufe {
       const std::uint64_t nummer = gestoppte().behalte(stream_, empfaenger_);
       [stream_ stopCaptureWithCompletionHandler:^(NSError* error) {
         fertig(ergebnisAus(error));
-        gestoppte().lassGehen(nummer);
+        gestoppte().lassBaldGehen(nummer);
       }];
     }
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/Ausgabe.h"
+#include "base/Dateien.h"
 #include "platform/macos/screen/MacBild.h"
 #include "platform/macos/Wartestelle.h"
 
@@ -51,7 +52,9 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
 }
 
 bool AssetSchreiber::starte(double basis) {
-  aufrufe_->entferneDatei(pfad_);  // the system refuses to overwrite a file
+  // The system refuses to overwrite a file. It has a call that removes one, but that one would take
+  // a folder with all that is in it.
+  static_cast<void>(beharrlich([this] { return posixDateien().loeschen(pfad_); }));
   // If the session could not be begun, the writer still reports that it is writing.
   begonnen_ =
       merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->setzeBeginn(medienzeit(basis)));

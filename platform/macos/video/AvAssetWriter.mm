@@ -62,14 +62,6 @@ class AvSchreiber final : public SchreiberAufrufe {
     return rufe([&] { [writer_ addInput:input_]; });
   }
 
-  void entferneDatei(const std::string& pfad) override {
-    @autoreleasepool {
-      if (NSString* name = [NSString stringWithUTF8String:pfad.c_str()]) {
-        [[NSFileManager defaultManager] removeItemAtPath:name error:nil];
-      }
-    }
-  }
-
   Ergebnis beginneSchreiben() override {
     return rufeMitAntwort([&] { return [writer_ startWriting]; });
   }

@@ -42,8 +42,7 @@ class SchreiberAufrufe {
   [[nodiscard]] virtual bool nimmtEingang() = 0;
   [[nodiscard]] virtual Ergebnis fuegeEingangHinzu() = 0;
 
-  // Does nothing if there is no such file.
-  virtual void entferneDatei(const std::string& pfad) = 0;
+  // Fails if there is such a file already, or a folder.
   [[nodiscard]] virtual Ergebnis beginneSchreiben() = 0;
   [[nodiscard]] virtual Ergebnis setzeBeginn(const Medienzeit& beginn) = 0;
 

@@ -156,7 +156,6 @@ TEST_F(AvAssetWriterTest, WhatBuildingRaisesOrReturnsIsItsError) {
 TEST_F(AvAssetWriterTest, ANameThatIsNotUtf8IsRefused) {
   const Ergebnis ergebnis = writer->baue("/tmp/\xff.mp4", {1280, 800, 1'400'000, 30, 15});
   EXPECT_EQ(ergebnis, (Fehler{"posix", EILSEQ, "Dateiname ist kein UTF-8"}));
-  writer->entferneDatei("/tmp/\xff.mp4");
 }
 
 TEST_F(AvAssetWriterTest, CallsAtTheWrongTimeAreErrors) {
@@ -196,8 +195,7 @@ TEST_F(AvAssetWriterTest, AFileInTheWayMakesWritingFailUntilItIsRemoved) {
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_EQ(ergebnis.fehler().code, -11823);
   EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
-  writer->entferneDatei(pfad);
-  EXPECT_FALSE(std::filesystem::exists(pfad));
+  std::filesystem::remove(pfad);
   ASSERT_TRUE(baue().gelungen());
   ASSERT_TRUE(writer->fuegeEingangHinzu().gelungen());
   EXPECT_TRUE(writer->beginneSchreiben().gelungen());
@@ -227,18 +225,18 @@ TEST_F(AvAssetWriterTest, EveryFailureKeepsItsCode) {
     EXPECT_EQ(writer->beginneSchreiben(), fehler);
     EXPECT_EQ(writer->fehler(), fehler);
     schreiber::scheitereBeimStart(false);
-    writer->entferneDatei(pfad);
+    std::filesystem::remove(pfad);
     beginne();
     schreiber::scheitereBeimAnhaengen(true);
     EXPECT_EQ(haengeAn(2), fehler);
     schreiber::scheitereBeimAnhaengen(false);
     EXPECT_EQ(writer->fehler(), fehler);
-    writer->entferneDatei(pfad);
+    std::filesystem::remove(pfad);
     beginne();
     schreiber::scheitere();
     EXPECT_EQ(writer->status(), SchreiberStatus::gescheitert);
     EXPECT_EQ(writer->fehler(), fehler);
-    writer->entferneDatei(pfad);
+    std::filesystem::remove(pfad);
   }
 }
 

@@ -89,6 +89,31 @@ TEST_F(AvEngineTest, MoreThanTwoChannelsCarryTheirLayout) {
   EXPECT_EQ(empfang->werte, (std::vector<float>{1, 2, 3, 4}));
 }
 
+// Without tags of their own they would look the same, and the resampler would go on from one to the
+// other.
+TEST_F(AvEngineTest, LayoutsThatAreOnlyDescribedAreToldApart) {
+  const auto format = [this](std::uint32_t tag, std::uint32_t bits,
+                             const std::vector<std::uint32_t>& kanaele) {
+    mikrofon::geraet(44100, 3, tag);
+    mikrofon::beschreibe(bits, kanaele);
+    engine = avEngine();
+    engine->baue();
+    laufe();
+    EXPECT_TRUE(mikrofon::liefere({{1}, {2}, {3}}, 1));
+    return empfang->format;
+  };
+  constexpr std::uint32_t JE_KANAL = 0;
+  constexpr std::uint32_t JE_BIT = 1U << 16U;
+  const PcmFormat eines = format(JE_KANAL, 0, {1, 2, 3});
+  EXPECT_EQ(format(JE_KANAL, 0, {1, 2, 3}), eines);
+  EXPECT_NE(format(JE_KANAL, 0, {1, 2, 4}), eines);
+  EXPECT_NE(format(JE_KANAL, 0, {2, 1, 3}), eines);
+  const PcmFormat bits = format(JE_BIT, 7, {});
+  EXPECT_EQ(format(JE_BIT, 7, {}), bits);
+  EXPECT_NE(format(JE_BIT, 11, {}), bits);
+  EXPECT_EQ(empfang->bloecke, 7);
+}
+
 TEST_F(AvEngineTest, BlocksOfAFormatThatCannotBeReadAreLeftOut) {
   mikrofon::bits(24);
   laufe();

@@ -24,7 +24,6 @@ void waermeAuf() {
   ersatz::mikrofon::melde();
   static_cast<void>(engine->stoppe());
   engine->gibFrei();
-  avAssetWriter()->entferneDatei("/nirgendwo/keine.mp4");
   screenCaptureKit()->frageInhalt(true, [](const auto&, const auto&) {});
   static_cast<void>(ersatz::beobachter());
   static_cast<void>(MacPlattform().mikrofon());
@@ -53,7 +52,8 @@ void ErsatzTest::TearDown() {
   EXPECT_EQ(ersatz::bildschirm::zuFruehFreigegeben(), 0) << "a stream went before its last call";
   EXPECT_EQ(ersatz::schreiber::zuFruehFreigegeben(), 0) << "a writer went before it was complete";
   ersatz::setzeZurueck();
-  ersatz::lassZeitVergehen(EWIG);
+  ASSERT_TRUE(ersatz::ruhe()) << "blocks still run";
+  ersatz::lassZeitVergehen(EWIG);  // also what the last of them have put off
   ASSERT_TRUE(ersatz::ruhe()) << "blocks still run";
   EXPECT_EQ(laufzeit::unterschied(vorher_, laufzeit::lebende()), "") << "objects left alive";
   EXPECT_EQ(laufzeit::bloecke(), bloecke_) << "blocks left alive";

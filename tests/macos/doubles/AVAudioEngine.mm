@@ -34,6 +34,8 @@ struct Stand {
   double rate = 48000;
   unsigned kanaele = 1;
   AudioChannelLayoutTag anordnung = 0;
+  std::uint32_t anordnungsbits = 0;
+  std::vector<std::uint32_t> kanalnamen;
   UInt32 bits = 32;
   bool startGeht = true;
   bool startSagtWarum = true;
@@ -104,7 +106,7 @@ AVAudioEngine* laufende() {
   // A device of more than two channels has a layout.
   AVAudioChannelLayout* anordnung = nil;
   if (stand().kanaele > 2) {
-    anordnung = [[AVAudioChannelLayout alloc] initWithLayoutTag:stand().anordnung];
+    anordnung = anordnungAus(stand().anordnung, stand().anordnungsbits, stand().kanalnamen);
   }
   return [[AVAudioFormat alloc] initWithStreamDescription:&strom channelLayout:anordnung];
 }
@@ -227,6 +229,14 @@ void geraet(double rate, unsigned kanaele, std::uint32_t anordnung) {
   stand().rate = rate;
   stand().kanaele = kanaele;
   stand().anordnung = anordnung;
+  stand().anordnungsbits = 0;
+  stand().kanalnamen.clear();
+}
+
+void beschreibe(std::uint32_t bits, const std::vector<std::uint32_t>& kanaele) {
+  const std::lock_guard halter(stand().lock);
+  stand().anordnungsbits = bits;
+  stand().kanalnamen = kanaele;
 }
 
 void bits(std::uint32_t anzahl) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,6 +18,11 @@ std::atomic<double> fehlendeRate{-1.0};
 std::atomic<double> kanalloseRate{-1.0};
 std::atomic<long> pufferBis{-1};  // how many buffers can still be had; -1: any number
 
+std::size_t groesseMit(std::size_t kanaele) {
+  return offsetof(AudioChannelLayout, mChannelDescriptions) +
+         kanaele * sizeof(AudioChannelDescription);
+}
+
 bool gibtEsPuffer() {
   if (pufferBis < 0) return true;
   return pufferBis.fetch_sub(1) > 0;
@@ -27,6 +33,19 @@ bool gibtEsPuffer() {
 void verlange(bool erfuellt, const char* bedingung) {
   if (erfuellt) return;
   wirf("com.apple.coreaudio.avfaudio", std::string("required condition is false: ") + bedingung);
+}
+
+AVAudioChannelLayout* anordnungAus(AudioChannelLayoutTag tag, std::uint32_t bits,
+                                   const std::vector<std::uint32_t>& kanaele) {
+  std::vector<char> platz(groesseMit(kanaele.size()));
+  auto* anordnung = reinterpret_cast<AudioChannelLayout*>(platz.data());
+  anordnung->mChannelLayoutTag = tag;
+  anordnung->mChannelBitmap = static_cast<AudioChannelBitmap>(bits);
+  anordnung->mNumberChannelDescriptions = static_cast<UInt32>(kanaele.size());
+  AudioChannelDescription* teil = anordnung->mChannelDescriptions;
+  for (const std::uint32_t kanal : kanaele)
+    (teil++)->mChannelLabel = kanal;
+  return [[AVAudioChannelLayout alloc] initWithLayout:anordnung];
 }
 
 namespace wandler {
@@ -47,14 +66,19 @@ void nochPuffer(long anzahl) {
 using namespace hallkorb::ersatz;
 
 @implementation AVAudioChannelLayout {
-  AudioChannelLayoutTag _kennung;
+  std::vector<char> _inhalt;
 }
-- (instancetype)initWithLayoutTag:(AudioChannelLayoutTag)kennung {
-  if ((self = [super init]) != nil) _kennung = kennung;
+- (instancetype)initWithLayout:(const AudioChannelLayout*)anordnung {
+  if ((self = [super init]) == nil) return nil;
+  const auto* bytes = reinterpret_cast<const char*>(anordnung);
+  _inhalt.assign(bytes, bytes + groesseMit(anordnung->mNumberChannelDescriptions));
   return self;
 }
 - (AudioChannelLayoutTag)layoutTag {
-  return _kennung;
+  return self.layout->mChannelLayoutTag;
+}
+- (const AudioChannelLayout*)layout {
+  return reinterpret_cast<const AudioChannelLayout*>(_inhalt.data());
 }
 @end
 

@@ -56,14 +56,17 @@ bool fremdeProbe();
 // The service ends the stream that was started last, or the last one of that kind.
 void beende(long code, bool mitFehler = true);
 void beende(Art art, long code);
+// The service ends the stream whose start it was asked for last, on a thread of its own: the start
+// can be answered meanwhile.
+void beendeVorDerAntwort(long code);
 // The window that the running stream of pictures shows.
 [[nodiscard]] std::optional<std::uint32_t> gezeigtesFenster();
 
 // Of the stream made last.
 [[nodiscard]] std::map<std::string, double> konfiguration();
 [[nodiscard]] std::string queue();
-// Streams deallocated while a stop of theirs was not answered, while they still captured, or, as
-// their delegates, while the service called the delegate.
+// Streams deallocated while a stop of theirs was not answered, by the answer itself, while they
+// still captured, or, as their delegates, while the service called the delegate.
 [[nodiscard]] long zuFruehFreigegeben();
 
 }  // namespace hallkorb::ersatz::bildschirm

@@ -16,6 +16,8 @@ enum class Ruf { format, abgriff, entferne, bereite, starte, stoppe };
 // What is plugged in; 0, 0: nothing. `anordnung` is the tag of the layout of more than two
 // channels.
 void geraet(double rate, unsigned kanaele, std::uint32_t anordnung = 0);
+// What its layout holds beside the tag: the bits of the channels, and a name for each.
+void beschreibe(std::uint32_t bits, const std::vector<std::uint32_t>& kanaele);
 // Another device: running engines stop and post the notification.
 void wechsle(double rate, unsigned kanaele);
 // How many bits a sample of what is plugged in has; its bytes are four in any case.

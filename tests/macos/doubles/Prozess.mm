@@ -70,21 +70,6 @@ bool hkVerfuegbar(const char* system) {
 }
 @end
 
-@implementation NSFileManager
-@dynamic currentDirectoryPath;
-+ (NSFileManager*)defaultManager {
-  static NSFileManager* einer = [[NSFileManager alloc] init];
-  return einer;
-}
-- (BOOL)removeItemAtPath:(NSString*)pfad error:(NSError**)fehler {
-  if (::unlink(pfad.UTF8String) == 0) return YES;
-  if (fehler != nullptr) {
-    *fehler = hallkorb::ersatz::fehlerMit(NSPOSIXErrorDomain, errno, std::strerror(errno));
-  }
-  return NO;
-}
-@end
-
 @implementation NSDate {
   NSTimeInterval _seit1970;
 }

@@ -16,6 +16,7 @@ namespace {
 
 struct Stand {
   std::mutex lock;
+  __weak SCStream* bestellter = nil;  // asked to start
   __weak SCStream* gestarteter = nil;
   __weak SCStream* bildstrom = nil;
   __weak SCStream* tonstrom = nil;
@@ -101,6 +102,10 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
 }
 // The service holds a stream while it works on a start or a change, and only then.
 - (void)startCaptureWithCompletionHandler:(void (^)(NSError*))fertig {
+  {
+    const std::lock_guard halter(stand().lock);
+    stand().bestellter = self;
+  }
   antworteAuf(Frage::start, ^{
     if (NSError* error = antwortFehler(Frage::start)) return fertig(error);
     if (self->_laeuft) return fertig(dienstFehler(SCStreamErrorAttemptToStartStreamState));
@@ -120,13 +125,19 @@ std::map<std::string, double> werteVon(SCStreamConfiguration* c) {
   __weak SCStream* schwach = self;
   antworteAuf(Frage::stopp, ^{
     NSError* error = antwortFehler(Frage::stopp);
-    SCStream* strom = schwach;
-    if (strom != nil) {
-      --strom->_offen;
-      const bool lief = strom->_laeuft.exchange(false);
-      if (error == nil && !lief) error = dienstFehler(SCStreamErrorAttemptToStopStreamState);
+    bool lebte = false;
+    @autoreleasepool {
+      SCStream* strom = schwach;
+      if (strom != nil) {
+        lebte = true;
+        --strom->_offen;
+        const bool lief = strom->_laeuft.exchange(false);
+        if (error == nil && !lief) error = dienstFehler(SCStreamErrorAttemptToStopStreamState);
+      }
     }
+    // The answer comes in a call of the stream's: one that goes meanwhile has gone too early.
     fertig(error);
+    if (lebte && schwach == nil) ++zuFrueh;
   });
 }
 - (void)updateContentFilter:(SCContentFilter*)filter completionHandler:(void (^)(NSError*))fertig {
@@ -157,8 +168,8 @@ SCStream* gestarteter(SCStreamOutputType typ) {
   return stand().gestarteter;
 }
 
-// The service's end of a stream, on its queue. It holds neither the stream nor the delegate during
-// the call, so both count as gone too early if the program has dropped them when it returns.
+// The service's end of a stream. It holds neither the stream nor the delegate during the call, so
+// both count as gone too early if the program has dropped them when it returns.
 void meldeEnde(SCStream* (^welcher)(void), NSError* error) {
   __weak SCStream* schwach = nil;
   __weak id<SCStreamDelegate> schwacherDelegat = nil;
@@ -235,6 +246,19 @@ void beende(Art art, long code) {
       meldeEnde(
           ^{
             return gestarteter(typ);
+          },
+          dienstFehler(code));
+    });
+  }
+}
+
+void beendeVorDerAntwort(long code) {
+  @autoreleasepool {
+    dispatch_sync(dispatch_queue_create("sck.ende", DISPATCH_QUEUE_SERIAL), ^{
+      meldeEnde(
+          ^{
+            const std::lock_guard halter(stand().lock);
+            return static_cast<SCStream*>(stand().bestellter);
           },
           dienstFehler(code));
     });

@@ -37,7 +37,7 @@ struct Skript {
   std::vector<std::weak_ptr<BlockEmpfaenger>> empfaenger;
   bool weiter = false;  // lets an opening that hangs go on
   Ergebnis schliessErgebnis = {};
-  bool letzterBlock = false;  // closing hands a last block over
+  std::optional<PcmBlock> letzterBlock{};  // handed over while it is closed
   std::thread::id abgebautVon = {};
   std::atomic<bool> laeuft{false};          // in spite of what it has reported
   std::optional<Fehler> waehrendOeffnen{};  // is reported while it is opened
@@ -98,7 +98,8 @@ class Geraet final : public AudioGeraet {
   }
   Ergebnis schliesse() override {
     if (skript_.letzterBlock) {
-      if (const auto e = skript_.oeffnung(skript_.empfaenger.size() - 1)) e->block({});
+      if (const auto e = skript_.oeffnung(skript_.empfaenger.size() - 1))
+        e->block(*skript_.letzterBlock);
     }
     skript_.buch.schreibe("schliesse");
     return skript_.schliessErgebnis;
@@ -176,6 +177,23 @@ class Zeitraffer final : public Wartestelle {
   std::uint32_t blicke_ = 0;  // the input's thread
 };
 
+// Notes, once each time, that the input waits for silence, however often it is woken meanwhile.
+class Stillenote final : public Wartestelle {
+ public:
+  static constexpr milliseconds STILLE = std::chrono::hours(100);
+
+  explicit Stillenote(Buch& buch) : buch_(buch) {}
+
+ private:
+  bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) override {
+    if (frist > Uhr::now() + STILLE / 2 && buch_.eintraege().back() != "wartet")
+      buch_.schreibe("wartet");
+    return Wartestelle::schlafe(halter, frist);
+  }
+
+  Buch& buch_;
+};
+
 class MacInputTest : public testing::Test {
  protected:
   // No wait ends by the clock unless the test wants it to.
@@ -231,7 +249,7 @@ TEST_F(MacInputTest, WhatComesAfterTheInputIsGoneIsIgnored) {
 }
 
 TEST_F(MacInputTest, WhatClosingTheDeviceStillDeliversReachesTheListener) {
-  skript.letzterBlock = true;
+  skript.letzterBlock = PcmBlock{};
   EXPECT_EQ(input().start(hoerer), Ergebnis());
   static_cast<void>(input().stop());
   EXPECT_EQ(skript.buch.eintraege(), (Eintraege{"oeffne", "block 0", "schliesse", "weg"}));
@@ -474,6 +492,23 @@ TEST_F(MacInputTest, WhatIsHeldBackGoesOutBeforeTheLossIsReported) {
   EXPECT_EQ(skript.buch.warteAuf(5),
             (Eintraege{"oeffne", "schliesse", "block 256", "unterbrochen: Verbindung unterbrochen",
                        "oeffne"}));
+}
+
+// The tap may hand a block over while it is removed. That one begins a stream, but not the next
+// opening's.
+TEST_F(MacInputTest, AStreamThatBeginsWithTheDevicesLastBlockDoesNotEndTheNextOpening) {
+  const std::vector<float> samples(256, 0.25F);
+  skript.letzterBlock = mitZeit(samples, 100.0);
+  zeiten.stille = Stillenote::STILLE;
+  MacInput eigener("probe", std::make_unique<Geraet>(skript), zeiten,
+                   std::make_shared<Stillenote>(skript.buch));
+  EXPECT_EQ(eigener.start(hoerer), Ergebnis());
+  EXPECT_EQ(skript.buch.warteAuf(2), (Eintraege{"oeffne", "wartet"}));
+  skript.oeffnung(0)->ausgefallen(WEG);
+  EXPECT_EQ(skript.buch.warteAuf(7),
+            (Eintraege{"oeffne", "wartet", "schliesse", "block 256",
+                       "unterbrochen: Verbindung unterbrochen", "oeffne", "wartet"}));
+  static_cast<void>(eigener.stop());
 }
 
 TEST_F(MacInputTest, AChangeAfterWhichTheDeviceStillRunsIsNone) {

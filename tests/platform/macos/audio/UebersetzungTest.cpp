@@ -143,6 +143,18 @@ TEST_F(PcmUebersetzerTest, SampleTypeAndLayoutArePartOfTheFormat) {
             format({48000, LPCM, FLOAT_PACKED, 3, 32, 6}));
 }
 
+TEST(LayoutNummerTest, ATagCountsUnlessItSaysThatTheLayoutIsDescribed) {
+  using Kanaele = std::vector<std::uint32_t>;
+  constexpr std::uint32_t JE_KANAL = 0;
+  constexpr std::uint32_t JE_BIT = 1U << 16U;
+  EXPECT_EQ(layoutNummer(0x00650002, 3, Kanaele{1, 2}), 0x00650002U);
+  EXPECT_EQ(layoutNummer(JE_KANAL, 3, Kanaele{1, 2}), layoutNummer(JE_KANAL, 4, Kanaele{1, 2}));
+  EXPECT_NE(layoutNummer(JE_KANAL, 3, Kanaele{1, 2}), layoutNummer(JE_KANAL, 3, Kanaele{2, 1}));
+  EXPECT_NE(layoutNummer(JE_KANAL, 3, Kanaele{1, 2}), layoutNummer(JE_KANAL, 3, Kanaele{1, 2, 0}));
+  EXPECT_EQ(layoutNummer(JE_BIT, 3, Kanaele{1, 2}), layoutNummer(JE_BIT, 3, Kanaele{2, 1}));
+  EXPECT_NE(layoutNummer(JE_BIT, 3, Kanaele{}), layoutNummer(JE_BIT, 4, Kanaele{}));
+}
+
 TEST_F(PcmUebersetzerTest, BuffersThatHoldLessThanTheyShouldAreNoBlock) {
   const std::array p{puffer(links), puffer(rechts)};
   const TonBeschreibung getrennt{48000, LPCM, FLOAT_PACKED | NON_INTERLEAVED, 2, 32};

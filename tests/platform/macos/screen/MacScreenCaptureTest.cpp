@@ -117,7 +117,7 @@ TEST_F(MacScreenCaptureTest, AStartThatFailsLeavesNothing) {
   dienst.start = kaputt;
   EXPECT_EQ(strom->start(7, hoerer), kaputt);
   EXPECT_EQ(dienst.buch.nimm(),
-            (Eintraege{"baue fenster 7", "bild auf sck.video", "starte", "gib frei"}));
+            (Eintraege{"baue fenster 7", "bild auf sck.video", "starte", "stoppe", "gib frei"}));
   dienst.empfaenger.lock()->bild({1.5, BildStatus::vollstaendig, nullptr});
   EXPECT_EQ(hoerer.eintraege, Eintraege{});
 }

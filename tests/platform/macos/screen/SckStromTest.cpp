@@ -47,12 +47,22 @@ TEST_F(SckStromTest, AStreamThatCannotBeBuiltIsNotTouchedAgain) {
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display"}));
 }
 
-TEST_F(SckStromTest, AStartThatIsRefusedIsNotStopped) {
+// It never ran. But asked to stop, it is kept until the service has answered.
+TEST_F(SckStromTest, AStartThatIsRefusedIsStoppedWithoutWaiting) {
   dienst.start = kaputt;
+  dienst.stopp.reset();
   SckStrom strom(attrappe.strom(), EWIG);
   EXPECT_EQ(starte(strom), kaputt);
   static_cast<void>(strom.beende());
-  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display", "ton auf probe", "starte", "gib frei"}));
+  EXPECT_EQ(dienst.buch.nimm(),
+            (Eintraege{"baue display", "ton auf probe", "starte", "stoppe", "gib frei"}));
+}
+
+TEST_F(SckStromTest, AnOutputThatIsRefusedIsNotStopped) {
+  dienst.verbinden = kaputt;
+  SckStrom strom(attrappe.strom(), EWIG);
+  EXPECT_EQ(starte(strom), kaputt);
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"baue display", "ton auf probe", "gib frei"}));
 }
 
 TEST_F(SckStromTest, AStartThatIsNotAnsweredIsStoppedWithoutWaiting) {
@@ -65,7 +75,6 @@ TEST_F(SckStromTest, AStartThatIsNotAnsweredIsStoppedWithoutWaiting) {
             (Eintraege{"baue display", "ton auf probe", "starte", "stoppe", "gib frei"}));
 }
 
-// Asked to stop, it is kept until the service has answered.
 TEST_F(SckStromTest, AStreamThatEndsBeforeItsStartIsAnsweredIsStoppedWithoutWaiting) {
   dienst.stopp.reset();
   for (const SckDienst::Antwort& antwort : {SckDienst::Antwort(), SckDienst::Antwort(kaputt)}) {

@@ -3,11 +3,14 @@
 
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 
 #include "platform/macos/screen/MacBild.h"
 #include "platform/macos/video/AssetSchreiber.h"
 #include "tests/platform/macos/Buch.h"
 #include "tests/support/AusgabeFaenger.h"
+#include "tests/support/TempOrdner.h"
 
 namespace hallkorb {
 namespace {
@@ -18,6 +21,8 @@ struct Writer {
   Ergebnis fragmentErgebnis;
   bool nimmtEingang = true;
   Ergebnis eingangErgebnis;
+  std::string pfad;
+  bool dateiDa = false;  // when writing begins
   Ergebnis beginnErgebnis;
   Ergebnis zeitErgebnis;
   bool bereit = true;
@@ -40,6 +45,7 @@ class Attrappe final : public SchreiberAufrufe {
   explicit Attrappe(Writer& w) : w_(w) {}
   Ergebnis baue(const std::string& pfad, const VideoEinstellungen& einstellungen) override {
     w_.buch.schreibe("baue " + pfad);
+    w_.pfad = pfad;
     w_.einstellungen = einstellungen;
     return w_.bauErgebnis;
   }
@@ -52,9 +58,9 @@ class Attrappe final : public SchreiberAufrufe {
     w_.buch.schreibe("eingang");
     return w_.eingangErgebnis;
   }
-  void entferneDatei(const std::string& pfad) override { w_.buch.schreibe("entferne " + pfad); }
   Ergebnis beginneSchreiben() override {
     w_.buch.schreibe("beginne");
+    w_.dateiDa = std::filesystem::exists(w_.pfad);
     w_.status =
         w_.beginnErgebnis.gescheitert() ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
     return w_.beginnErgebnis;
@@ -93,14 +99,16 @@ class Attrappe final : public SchreiberAufrufe {
 class AssetSchreiberTest : public testing::Test {
  protected:
   std::unique_ptr<AssetSchreiber> neu() {
-    return AssetSchreiber::neu(std::make_unique<Attrappe>(w), "/x/video.mp4",
-                               {1280, 800, 1'400'000, 30, 15}, fehler, abschluss);
+    return AssetSchreiber::neu(std::make_unique<Attrappe>(w), pfad, {1280, 800, 1'400'000, 30, 15},
+                               fehler, abschluss);
   }
   static bool haengeAn(AssetSchreiber& schreiber, int nummer) {
     return schreiber.haengeAn(MacBild(0, BildStatus::vollstaendig, &nummer));
   }
 
   const Fehler kaputt{"AVFoundationErrorDomain", -11800, "geht nicht"};
+  const TempOrdner ordner;
+  const std::string pfad = ordner / "video.mp4";
   Writer w;
   Fehler fehler;
   std::chrono::milliseconds abschluss = AssetSchreiber::ABSCHLUSS;
@@ -109,7 +117,7 @@ class AssetSchreiberTest : public testing::Test {
 TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   const auto schreiber = neu();
   ASSERT_NE(schreiber, nullptr);
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue " + pfad, "fragmente 2/1", "eingang"}));
   EXPECT_FALSE(schreiber->schreibt());
 
   EXPECT_TRUE(schreiber->starte(12.5));
@@ -121,10 +129,29 @@ TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   EXPECT_TRUE(haengeAn(*schreiber, 1));
   EXPECT_TRUE(haengeAn(*schreiber, 2));
   EXPECT_TRUE(schreiber->schliesseAb(14.25));
-  EXPECT_EQ(w.buch.nimm(),
-            (Eintraege{"entferne /x/video.mp4", "beginne", "von 12500000000/1000000000", "bild 1",
-                       "bild 2", "fertig", "bis 14250000000/1000000000", "schliesse ab"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"beginne", "von 12500000000/1000000000", "bild 1", "bild 2",
+                                      "fertig", "bis 14250000000/1000000000", "schliesse ab"}));
   EXPECT_EQ(schreiber->fehler(), std::nullopt);
+}
+
+TEST_F(AssetSchreiberTest, AnEarlierFileIsRemovedBeforeWritingBegins) {
+  std::ofstream(pfad) << "alt";
+  const auto schreiber = neu();
+  EXPECT_TRUE(std::filesystem::exists(pfad));
+  EXPECT_TRUE(schreiber->starte(1));
+  EXPECT_FALSE(w.dateiDa);
+}
+
+TEST_F(AssetSchreiberTest, AFolderInTheFilesPlaceKeepsAllThatItHolds) {
+  const std::string inhalt = pfad + "/wichtig";
+  std::filesystem::create_directory(pfad);
+  std::ofstream(inhalt) << "bleibt";
+  w.beginnErgebnis = kaputt;  // the system's reason counts
+  const auto schreiber = neu();
+  EXPECT_FALSE(schreiber->starte(1));
+  EXPECT_TRUE(w.dateiDa);
+  EXPECT_EQ(schreiber->fehler(), kaputt);
+  EXPECT_TRUE(std::filesystem::exists(inhalt));
 }
 
 TEST_F(AssetSchreiberTest, TheSettingsReachTheEncoder) {
@@ -139,14 +166,14 @@ TEST_F(AssetSchreiberTest, AWriterThatCannotBeMadeSaysWhy) {
   w.bauErgebnis = kaputt;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, kaputt);
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue " + pfad}));
 }
 
 TEST_F(AssetSchreiberTest, AWriterThatRefusesTheInputSaysSo) {
   w.nimmtEingang = false;
   EXPECT_EQ(neu(), nullptr);
   EXPECT_EQ(fehler, (Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"}));
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue " + pfad, "fragmente 2/1"}));
 }
 
 TEST_F(AssetSchreiberTest, AnExceptionWhileAddingTheInputIsTheReason) {
@@ -159,8 +186,7 @@ TEST_F(AssetSchreiberTest, WritingThatDoesNotStartOpensNoSession) {
   w.beginnErgebnis = kaputt;
   const auto schreiber = neu();
   EXPECT_FALSE(schreiber->starte(1));
-  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue /x/video.mp4", "fragmente 2/1", "eingang",
-                                      "entferne /x/video.mp4", "beginne"}));
+  EXPECT_EQ(w.buch.nimm(), (Eintraege{"baue " + pfad, "fragmente 2/1", "eingang", "beginne"}));
   EXPECT_EQ(schreiber->fehler(), kaputt);
   EXPECT_FALSE(schreiber->bereit());
   EXPECT_FALSE(haengeAn(*schreiber, 1));
