@@ -48,6 +48,9 @@ void kodiereWav(std::span<const float> samples, std::span<std::uint8_t> ziel);
 // The first channel of a 16-bit WAV file, in [-1, 1). Returns nullopt if the file cannot be read,
 // is shorter than 45 bytes or has no data chunk; an empty list if its data chunk is empty.
 // Truncated files are read as far as they go. Format code and sample size are not checked.
+//
+// This is the rule in one piece, for files that fit into memory. The program itself reads piece by
+// piece (WavStrom.h); tests, fuzzers and benchmarks hold that against this.
 [[nodiscard]] std::optional<std::vector<float>> liesWav(const std::string& path,
                                                         Dateien& dateien = posixDateien());
 

@@ -11,6 +11,7 @@ constexpr std::uint64_t MIN_DATEI = 45;  // a header and something behind it
 constexpr std::uint64_t VORSPANN = 12;   // "RIFF", a length, "WAVE"
 constexpr std::size_t BLOCK_KOPF = 8;    // identifier and size
 constexpr std::size_t KANAELE = 10;      // where "fmt " has the number of channels
+constexpr std::size_t RATE = 12;         // and the rate
 constexpr std::size_t SAMPLE_BYTES = 2;
 
 // All integers of the format are little-endian.
@@ -20,6 +21,11 @@ std::uint32_t lies16(const std::uint8_t* von) {
 
 std::uint32_t lies32(const std::uint8_t* von) {
   return lies16(von) | lies16(von + 2) << 16U;
+}
+
+// How far a "fmt " block is read whose length is at kopf + 4: up to the rate if it holds one.
+std::size_t formatBytes(const std::uint8_t* kopf) {
+  return lies32(kopf + 4) >= RATE + 4 - BLOCK_KOPF ? RATE + 4 : KANAELE + 2;
 }
 
 float sample(std::uint8_t unteres, std::uint8_t oberes) {
@@ -50,7 +56,7 @@ void WavLeser::lies(std::span<const std::uint8_t>& bytes) {
       } else {
         sammle(bytes, BLOCK_KOPF);
         if (kopfBytes_ >= BLOCK_KOPF) {
-          if (std::memcmp(kopf_.data(), "fmt ", 4) == 0) sammle(bytes, KANAELE + 2);
+          if (std::memcmp(kopf_.data(), "fmt ", 4) == 0) sammle(bytes, formatBytes(kopf_.data()));
           behandleKopf();
         }
       }
@@ -82,8 +88,9 @@ void WavLeser::behandleKopf() {
     return;
   }
   if (std::memcmp(kopf_.data(), "fmt ", 4) == 0) {
-    if (kopfBytes_ < KANAELE + 2) return;
+    if (kopfBytes_ < formatBytes(kopf_.data())) return;
     kanaele_ = std::max<std::size_t>(lies16(kopf_.data() + KANAELE), 1);
+    if (kopfBytes_ > RATE) rate_ = lies32(kopf_.data() + RATE);
   }
   // Blocks begin at even positions. A "fmt " block ends where its length says, even if more of it
   // was read.

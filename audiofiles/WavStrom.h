@@ -30,6 +30,9 @@ class WavStrom {
   WavStrom& operator=(const WavStrom&) = delete;
   ~WavStrom();
 
+  // Hz, as the file declares it; 0 if it does not.
+  [[nodiscard]] std::uint32_t rate() const { return leser_.rate(); }
+
   // The next samples, at most as many as `ziel` holds; fewer only at the end. nullopt if the file
   // cannot be read on.
   [[nodiscard]] std::optional<std::size_t> lies(std::span<float> ziel);

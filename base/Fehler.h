@@ -15,8 +15,27 @@
 
 namespace hallkorb {
 
+// The codes of the program's own domain, "hallkorb". A code means one thing, on every platform and
+// in every version: a new one goes to the end, and none is used again.
+enum class Fehlercode : std::int64_t {
+  ohneBeschreibung = 0,  // the platform failed and said no more
+  keinDisplay = 1,
+  keinMikrofon = 2,
+  keinVideoEingang = 3,  // the video file takes no pictures
+  fensterWeg = 4,
+  geraetGewechselt = 5,  // the input device, while it was opened
+  keineFensterliste = 6,
+  ungeradesBild = 7,  // the video's width or height
+  programmFehlt = 8,
+  programmGescheitert = 9,
+  nichtLesbar = 10,  // a recorded folder, or a file in it
+  inArbeit = 11,     // a folder that is being recorded into or repaired
+  nichtsDa = 12,     // a folder without a recording, or without sound
+  zuLang = 13,       // more sound than a file can hold
+};
+
 struct Fehler {
-  std::string domain;       // the source: "hallkorb", "posix", "pipewire", ...
+  std::string domain;       // the source: "hallkorb" (Fehlercode), "posix", "pipewire", ...
   std::int64_t code = 0;    // the domain's own number
   std::string description;  // for people; one sentence, no line feed at its end
 
@@ -25,6 +44,11 @@ struct Fehler {
   // The whole error, as printed in a diagnostic line.
   [[nodiscard]] std::string gedruckt() const {
     return domain + " " + std::to_string(code) + ": " + description;
+  }
+
+  // An error that the program itself reports.
+  static Fehler eigener(Fehlercode code, std::string text) {
+    return {"hallkorb", static_cast<std::int64_t>(code), std::move(text)};
   }
 
   // An error number of the C library; `was` names what could not be done.

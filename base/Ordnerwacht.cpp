@@ -45,47 +45,48 @@ int Ordnerwacht::loeschen(const std::string& pfad) {
 bool Ordnerwacht::gehoertDazu(const std::string& pfad) {
   if (ordner_.empty() || !pfad.starts_with(ordner_)) return true;
   const std::lock_guard halter(lock_);
-  const Befund befund = pruefe();
-  if (befund != gemeldet_ && befund != Befund::gut) {
+  const OrdnerBefund befund = pruefe();
+  if (befund != gemeldet_ && befund != OrdnerBefund::gut) {
     log("[hallkorb] Ordner ausgetauscht: " + ordner_ +
-        (befund == Befund::fremd ? " fuehrt woandershin" : " gehoert einer anderen Aufnahme") +
+        (befund == OrdnerBefund::fremd ? " fuehrt woandershin"
+                                       : " gehoert einer anderen Aufnahme") +
         ", dort wird nichts geschrieben");
   }
   gemeldet_ = befund;
-  return befund == Befund::gut;
+  return befund == OrdnerBefund::gut;
 }
 
 // Good also if that cannot be found out: the call itself then reports what is wrong.
-Ordnerwacht::Befund Ordnerwacht::pruefe() {
+Ordnerwacht::OrdnerBefund Ordnerwacht::pruefe() {
   Zustand dort;
-  if (beharrlich([&] { return dateien_.zustand(ordner_, dort); }) != 0) return Befund::gut;
+  if (beharrlich([&] { return dateien_.zustand(ordner_, dort); }) != 0) return OrdnerBefund::gut;
   const bool erster = erster_ && dort.selbeDatei(*erster_);
-  if (erster && gesperrt_) return Befund::gut;
-  if (!erster && (!dort.eigen || verweise() != verweise_)) return Befund::fremd;
+  if (erster && gesperrt_) return OrdnerBefund::gut;
+  if (!erster && (!dort.eigen || verweise() != verweise_)) return OrdnerBefund::fremd;
   // It may be the first, which the caller has locked.
-  if (gesperrt_ && !erster_) return Befund::gut;
-  if (spaeterer_ && dort.selbeDatei(spaeterer_->zustand)) return Befund::gut;
-  if (vergebener_ && dort.selbeDatei(vergebener_->zustand)) return Befund::vergeben;
+  if (gesperrt_ && !erster_) return OrdnerBefund::gut;
+  if (spaeterer_ && dort.selbeDatei(spaeterer_->zustand)) return OrdnerBefund::gut;
+  if (vergebener_ && dort.selbeDatei(vergebener_->zustand)) return OrdnerBefund::vergeben;
   return sperre(dort);
 }
 
 // The folder that is there now. It stays open as long as it counts, so that no other one can get
 // its number.
-Ordnerwacht::Befund Ordnerwacht::sperre(const Zustand& dort) {
+Ordnerwacht::OrdnerBefund Ordnerwacht::sperre(const Zustand& dort) {
   const int griff =
       beharrlich([&] { return dateien_.oeffnen(ordner_, O_RDONLY | O_DIRECTORY, 0); });
-  if (griff < 0) return Befund::gut;
+  if (griff < 0) return OrdnerBefund::gut;
   Zustand offen;
   const bool bekannt = beharrlich([&] { return dateien_.zustandOffen(griff, offen); }) == 0;
   if (bekannt && !offen.selbeDatei(dort)) {
     hallkorb::schliesse(griff, dateien_);
-    return Befund::fremd;  // exchanged a moment ago: the next call finds out more
+    return OrdnerBefund::fremd;  // exchanged a moment ago: the next call finds out more
   }
   const bool vergeben = beharrlich([&] { return dateien_.sperren(griff); }) == -EWOULDBLOCK;
   auto& platz = vergeben ? vergebener_ : spaeterer_;
   if (platz) hallkorb::schliesse(platz->griff, dateien_);
   platz = Ordner{dort, griff};
-  return vergeben ? Befund::vergeben : Befund::gut;
+  return vergeben ? OrdnerBefund::vergeben : OrdnerBefund::gut;
 }
 
 // The symbolic link at each folder of the path; an empty text if there is none.

@@ -82,15 +82,15 @@ class Ordnerwacht final : public Dateien {
   }
 
  private:
-  enum class Befund { gut, fremd, vergeben };
+  enum class OrdnerBefund { gut, fremd, vergeben };
   struct Ordner {
     Zustand zustand;
     int griff;
   };
 
   [[nodiscard]] bool gehoertDazu(const std::string& pfad);
-  [[nodiscard]] Befund pruefe();
-  [[nodiscard]] Befund sperre(const Zustand& dort);
+  [[nodiscard]] OrdnerBefund pruefe();
+  [[nodiscard]] OrdnerBefund sperre(const Zustand& dort);
   [[nodiscard]] std::vector<std::string> verweise();
 
   Dateien& dateien_;
@@ -102,7 +102,7 @@ class Ordnerwacht final : public Dateien {
   std::mutex lock_;                   // for what follows
   std::optional<Ordner> spaeterer_;   // the one that was made in its place, ours
   std::optional<Ordner> vergebener_;  // and one that another recording has locked
-  Befund gemeldet_ = Befund::gut;
+  OrdnerBefund gemeldet_ = OrdnerBefund::gut;
 };
 
 }  // namespace hallkorb

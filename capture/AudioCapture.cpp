@@ -34,15 +34,15 @@ Ergebnis AudioCapture::stop() {
 
 void AudioCapture::block(const PcmBlock& block) {
   switch (nullen_.nimm(block)) {
-    case Nullenwacht::Befund::STUMM:
+    case Nullenwacht::Wechsel::STUMM:
       log(formatiert("[hallkorb] %s: seit %.0f s nur Nullen — stumm geschaltet?", texte_.name,
                      nullen_.dauer()));
       break;
-    case Nullenwacht::Befund::WIEDER_TON:
+    case Nullenwacht::Wechsel::WIEDER_TON:
       log(formatiert("[hallkorb] %s: wieder Ton, nach %.0f s Nullen", texte_.name,
                      nullen_.dauer()));
       break;
-    case Nullenwacht::Befund::NICHTS:
+    case Nullenwacht::Wechsel::NICHTS:
       break;
   }
   weg_.nimm(block);

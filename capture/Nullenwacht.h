@@ -18,10 +18,10 @@ class Nullenwacht {
  public:
   static constexpr double GEDULD = 90.0;  // seconds of zeros that are remarkable
 
-  enum class Befund { NICHTS, STUMM, WIEDER_TON };
+  enum class Wechsel { NICHTS, STUMM, WIEDER_TON };
 
   // STUMM once when the zeros have lasted for so long, WIEDER_TON once when they end after that.
-  [[nodiscard]] Befund nimm(const PcmBlock& block);
+  [[nodiscard]] Wechsel nimm(const PcmBlock& block);
   // How long the last zeros have lasted, or had when they ended; seconds of sound captured.
   [[nodiscard]] double dauer() const { return dauer_; }
 

@@ -47,7 +47,7 @@ enum class Modus { echoDatei, zeitachseTest, fensterWahl, fensterProbe, live };
 // The process-wide configuration.
 extern Config cfg;
 
-// The configuration that the process's arguments say; the first one, the program's path, is
+// The configuration that the process's arguments ask for; the first one, the program's path, is
 // skipped.
 [[nodiscard]] Config parseArgs(int argc, const char* const* argv);
 

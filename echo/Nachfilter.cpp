@@ -51,7 +51,7 @@ Nachfilter::Nachfilter(PaarFFT& transformation)
 }
 
 void Nachfilter::block(const double* residuum, const double* echo, double leak, double* ausgabe) {
-  Eintrag& neu = schlange[(aeltester + anzahl) % schlange.size()];
+  Vorschaublock& neu = schlange[(aeltester + anzahl) % schlange.size()];
   analysieren(residuum, echo, neu);
   bewerten(leak, neu);
   ++anzahl;
@@ -64,7 +64,7 @@ void Nachfilter::block(const double* residuum, const double* echo, double leak, 
     letzteSprache_ = false;
     return;
   }
-  Eintrag& alt = schlange[aeltester];
+  Vorschaublock& alt = schlange[aeltester];
   aeltester = (aeltester + 1) % schlange.size();
   --anzahl;
   letzteSprache_ = alt.nah;
@@ -74,14 +74,14 @@ void Nachfilter::block(const double* residuum, const double* echo, double leak, 
 }
 
 // Spectra of both frames; the echo's goes to br and bi.
-void Nachfilter::analysieren(const double* residuum, const double* echo, Eintrag& neu) {
+void Nachfilter::analysieren(const double* residuum, const double* echo, Vorschaublock& neu) {
   k.rahmen(eHist.p, residuum, fenster.p, fft.re);
   k.rahmen(yHist.p, echo, fenster.p, fft.im);
   fft.vor({neu.er.p, neu.ei.p}, {br.p, bi.p});
 }
 
 // Noise floor, residual echo, and what the block seems to hold: speech, echo.
-void Nachfilter::bewerten(double leak, Eintrag& neu) {
+void Nachfilter::bewerten(double leak, Vorschaublock& neu) {
   if (!rauschBereit) {
     for (std::size_t i = 0; i < HALB; ++i) {
       rausch[i] = neu.er[i] * neu.er[i] + neu.ei[i] * neu.ei[i] + 1.0;
@@ -105,7 +105,7 @@ bool Nachfilter::nahVoraus() const {
 }
 
 // Hold and gate for the block with the index t.
-void Nachfilter::entscheiden(const Eintrag& alt, std::int64_t t) {
+void Nachfilter::entscheiden(const Vorschaublock& alt, std::int64_t t) {
   bool hold = false;
   bool gate = false;
   if (alt.nah) {
@@ -126,14 +126,14 @@ void Nachfilter::entscheiden(const Eintrag& alt, std::int64_t t) {
 }
 
 // A gated block holds only echo: its residual shows how much of it the filter leaves.
-void Nachfilter::restLernen(const Eintrag& alt) {
+void Nachfilter::restLernen(const Vorschaublock& alt) {
   const double staerkste = *std::max_element(alt.p.p, alt.p.p + HALB);
   k.rhoLernen({alt.er.p, alt.ei.p}, alt.p.p, rausch.p, RHO_SCHWELLE * (staerkste + 1e-9), rhoRate,
               rho.p);
 }
 
 // Gain and overlap-add. Overwrites the spectrum of `alt`.
-void Nachfilter::synthese(Eintrag& alt, double* ausgabe) {
+void Nachfilter::synthese(Vorschaublock& alt, double* ausgabe) {
   static const double GMIN_OFFEN = std::pow(10.0, gminOffen / 20.0);
   static const double GT = std::pow(10.0, torDb / 20.0);
   const kern::Spektrum er{alt.er.p, alt.ei.p};

@@ -48,7 +48,7 @@ class Nachfilter {
   friend struct NachfilterEinblick;
 
   // A block on its way through the look-ahead.
-  struct Eintrag {
+  struct Vorschaublock {
     DFeld er{kern::ZEILE};  // spectrum of the residual
     DFeld ei{kern::ZEILE};
     DFeld r{kern::ZEILE};  // its share of residual echo, as power
@@ -57,12 +57,12 @@ class Nachfilter {
     bool echo = false;
   };
 
-  void analysieren(const double* residuum, const double* echo, Eintrag& neu);
-  void bewerten(double leak, Eintrag& neu);
-  void entscheiden(const Eintrag& alt, std::int64_t t);
+  void analysieren(const double* residuum, const double* echo, Vorschaublock& neu);
+  void bewerten(double leak, Vorschaublock& neu);
+  void entscheiden(const Vorschaublock& alt, std::int64_t t);
   [[nodiscard]] bool nahVoraus() const;
-  void restLernen(const Eintrag& alt);
-  void synthese(Eintrag& alt, double* ausgabe);
+  void restLernen(const Vorschaublock& alt);
+  void synthese(Vorschaublock& alt, double* ausgabe);
 
   // Residual echo is taken for twice its estimate: too much costs a little speech, too little is
   // heard as echo.
@@ -95,7 +95,7 @@ class Nachfilter {
   bool rauschBereit = false;
 
   // The look-ahead as a ring: `aeltester` is the next to leave.
-  std::array<Eintrag, vorschau + 1> schlange;
+  std::array<Vorschaublock, vorschau + 1> schlange;
   std::size_t aeltester = 0;
   std::size_t anzahl = 0;
 

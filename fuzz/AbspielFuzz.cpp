@@ -59,7 +59,9 @@ void pruefePlan(const Spielplan& plan) {
 
 void pruefeZeile(const std::string& text, const TempOrdner& ziel) {
   const auto zeile = liesZeile(text);
-  pruefe(zeile && !std::holds_alternative<AndereZeile>(*zeile));
+  pruefe(zeile.has_value());
+  const auto* andere = std::get_if<AndereZeile>(&*zeile);
+  pruefe(andere == nullptr || !andere->ereignis.empty());
   if (const auto* chunk = std::get_if<ChunkZeile>(&*zeile)) {
     const std::string pfad = ziel / chunkName(chunk->kanal, chunk->nummer);
     pruefe(chunk->pfad == pfad && std::filesystem::is_regular_file(pfad));

@@ -19,6 +19,7 @@ struct hallkorb_timeline {
   hallkorb::Zeitachse achse;
   hallkorb::Rueckruf rueckruf;
   std::vector<float> platziert;
+  std::vector<float> heil;
   std::string text;
 };
 
@@ -63,8 +64,9 @@ int hallkorb_timeline_place(hallkorb_timeline* timeline, const float* samples, s
     if (bekannt && !nahe(timeline->achse, time))
       return gescheitert(HALLKORB_INVALID, "timeline: the time is more than an hour away");
     const hallkorb::Umleitung umleitung(timeline->rueckruf);
+    const auto heil = hallkorb::geheilt(samples, count, timeline->heil);
     timeline->platziert =
-        timeline->achse.einordnen(std::vector<float>(samples, samples + count),
+        timeline->achse.einordnen(std::vector<float>(heil.begin(), heil.end()),
                                   bekannt ? std::optional(time) : std::nullopt, seconds);
     *placed = timeline->platziert.data();
     *placed_count = timeline->platziert.size();

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -20,6 +19,7 @@ struct hallkorb_chunker {
   hallkorb::ChannelChunker chunker;
   hallkorb::Rueckruf rueckruf;
   std::vector<bool> maske;
+  std::vector<float> heil;
   bool beendet = false;
 };
 
@@ -100,7 +100,7 @@ int hallkorb_chunker_append(hallkorb_chunker* chunker, const float* samples, con
     if (chunker->beendet) return beendet();
     const hallkorb::Umleitung umleitung(chunker->rueckruf);
     if (speech != nullptr) chunker->maske.assign(speech, speech + count);
-    chunker->chunker.append(std::span(samples, count),
+    chunker->chunker.append(hallkorb::geheilt(samples, count, chunker->heil),
                             speech != nullptr ? &chunker->maske : nullptr);
     return int{HALLKORB_OK};
   });

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
+#include <vector>
 
 #include "library/Grenze.h"
 #include "library/hallkorb/audio.h"
@@ -25,6 +25,7 @@ struct hallkorb_clock {
         }) {}
 
   hallkorb::Hosttakt takt;
+  std::vector<float> heil;
 };
 
 namespace {
@@ -60,13 +61,14 @@ int hallkorb_clock_feed(hallkorb_clock* clock, const hallkorb_block* block) {
       return gescheitert(HALLKORB_INVALID, "clock: null handle, or no block of sound");
     if (block->frames == 0) return int{HALLKORB_OK};
     const bool bekannt = std::isfinite(block->time) && block->time > 0;
-    clock->takt.nimm(hallkorb::PcmBlock{
-        .format = {.rate = block->rate,
-                   .channels = block->channels,
-                   .interleaved = block->interleaved != 0},
-        .frames = block->frames,
-        .samples = std::span(block->samples, std::size_t{block->frames} * block->channels),
-        .hostTime = bekannt ? std::optional(block->time) : std::nullopt});
+    const std::size_t anzahl = std::size_t{block->frames} * block->channels;
+    clock->takt.nimm(
+        hallkorb::PcmBlock{.format = {.rate = block->rate,
+                                      .channels = block->channels,
+                                      .interleaved = block->interleaved != 0},
+                           .frames = block->frames,
+                           .samples = hallkorb::geheilt(block->samples, anzahl, clock->heil),
+                           .hostTime = bekannt ? std::optional(block->time) : std::nullopt});
     return int{HALLKORB_OK};
   });
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "audiofiles/WavSchreiber.h"
 #include "audiofiles/WavStrom.h"
@@ -18,6 +19,7 @@ struct hallkorb_wav_reader {
 
 struct hallkorb_wav_writer {
   std::optional<hallkorb::WavSchreiber> schreiber;
+  std::vector<float> heil;
   bool beendet = false;
 };
 
@@ -40,6 +42,15 @@ int hallkorb_wav_open(hallkorb_wav_reader** reader, const char* path) {
     auto strom = hallkorb::WavStrom::oeffne(path);
     if (!strom) return gescheitert(HALLKORB_FILE, "wav: not a WAV file that can be read");
     *reader = std::make_unique<hallkorb_wav_reader>(std::move(strom)).release();
+    return int{HALLKORB_OK};
+  });
+}
+
+int hallkorb_wav_rate(hallkorb_wav_reader* reader, double* rate) {
+  return gerufen([&] {
+    if (reader == nullptr || rate == nullptr)
+      return gescheitert(HALLKORB_INVALID, "wav: null pointer");
+    *rate = reader->strom->rate();
     return int{HALLKORB_OK};
   });
 }
@@ -77,7 +88,7 @@ int hallkorb_wav_write(hallkorb_wav_writer* writer, const float* samples, size_t
     if (writer->beendet) return gescheitert(HALLKORB_ENDED, "wav: the file has been finished");
     if (count > SAMPLES_BIS - writer->schreiber->samples())
       return gescheitert(HALLKORB_INVALID, "wav: more than a WAV file can hold");
-    writer->schreiber->schreibe(std::span(samples, count));
+    writer->schreiber->schreibe(hallkorb::geheilt(samples, count, writer->heil));
     return int{HALLKORB_OK};
   });
 }

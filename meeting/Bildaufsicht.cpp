@@ -166,7 +166,7 @@ Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
 Ergebnis Bildaufsicht::umschalten(const Wahl& auf, const ScreenContent& content) {
   if (std::none_of(content.windows.begin(), content.windows.end(),
                    [&](const ScreenWindow& w) { return w.id == auf.id; })) {
-    return Fehler{"hallkorb", 2, "Fenster verschwunden"};
+    return Fehler::eigener(Fehlercode::fensterWeg, "Fenster verschwunden");
   }
   const auto bisher = stand_.lasseEin(auf.id);
   if (Ergebnis ergebnis = richteAuf(auf.id); ergebnis.gescheitert()) {

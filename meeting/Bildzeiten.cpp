@@ -10,10 +10,10 @@ void Bildzeiten::buche(const std::string& quelle, double sekunden) {
   zeiten_[stelle->second].second += sekunden;
 }
 
-std::vector<Bildzeiten::Eintrag> Bildzeiten::laengsteZuerst() const {
-  std::vector<Eintrag> sortiert = zeiten_;
+std::vector<Bildzeiten::Quellenzeit> Bildzeiten::laengsteZuerst() const {
+  std::vector<Quellenzeit> sortiert = zeiten_;
   std::stable_sort(sortiert.begin(), sortiert.end(),
-                   [](const Eintrag& a, const Eintrag& b) { return a.second > b.second; });
+                   [](const Quellenzeit& a, const Quellenzeit& b) { return a.second > b.second; });
   return sortiert;
 }
 

@@ -15,16 +15,16 @@ namespace hallkorb {
 
 class Bildzeiten {
  public:
-  using Eintrag = std::pair<std::string, double>;
+  using Quellenzeit = std::pair<std::string, double>;
 
   // Adds to the time of a source.
   void buche(const std::string& quelle, double sekunden);
 
   // Longest first; equal times in the order of their first booking.
-  [[nodiscard]] std::vector<Eintrag> laengsteZuerst() const;
+  [[nodiscard]] std::vector<Quellenzeit> laengsteZuerst() const;
 
  private:
-  std::vector<Eintrag> zeiten_;
+  std::vector<Quellenzeit> zeiten_;
   std::unordered_map<std::string, std::size_t> stellen_;  // of the sources in it
 };
 

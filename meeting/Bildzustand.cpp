@@ -141,7 +141,7 @@ Bildzustand::Ende Bildzustand::brichAb() {
   return {std::exchange(laeuft_, false), beaufsichtigt_, stream_};
 }
 
-std::vector<Bildzeiten::Eintrag> Bildzustand::schliesseZeiten() {
+std::vector<Bildzeiten::Quellenzeit> Bildzustand::schliesseZeiten() {
   const std::lock_guard halter(zustand_);
   buchen();
   return zeiten_.laengsteZuerst();

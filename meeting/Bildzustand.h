@@ -89,10 +89,9 @@ class Bildzustand {
   // A pause begins; returns its time, or nullopt after the stop.
   [[nodiscard]] std::optional<double> pausiere();
 
-  // The stop.
   [[nodiscard]] Ende brichAb();
   // Books what is open; returns the sources with their times, longest first.
-  [[nodiscard]] std::vector<Bildzeiten::Eintrag> schliesseZeiten();
+  [[nodiscard]] std::vector<Bildzeiten::Quellenzeit> schliesseZeiten();
 
  private:
   // With `zustand_` held.

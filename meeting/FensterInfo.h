@@ -52,7 +52,8 @@ struct Eingabe {
 // repeated key the last one counts.
 [[nodiscard]] std::optional<Eingabe> liesEingabe(std::string_view json);
 
-// The list as one line of JSON that liesEingabe() reads. Invalid UTF-8 becomes U+FFFD.
+// The list as one line of JSON that liesEingabe() reads. Invalid UTF-8 becomes U+FFFD. The program
+// itself only reads lists; whoever makes one (a test, a fuzzer, a benchmark) writes it with this.
 [[nodiscard]] std::string eingabeJSON(const Eingabe& eingabe);
 
 }  // namespace hallkorb

@@ -13,7 +13,7 @@ namespace {
 // Seconds that the stop waits for the stream, and then for the supervision.
 constexpr double STOP_FRIST = 2.0;
 
-void meldeBildquellen(const std::vector<Bildzeiten::Eintrag>& quellen) {
+void meldeBildquellen(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
   for (const auto& [quelle, sekunden] : quellen) {
     log("[hallkorb] Bildquelle: " + quelle +
         formatiert(" — %" PRId64 " s", static_cast<std::int64_t>(sekunden)));
@@ -21,7 +21,7 @@ void meldeBildquellen(const std::vector<Bildzeiten::Eintrag>& quellen) {
 }
 
 // The video's name for people. There is at least one source, since the last one was booked.
-std::string benannt(const std::vector<Bildzeiten::Eintrag>& quellen) {
+std::string benannt(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
   std::string quelle = quellen.front().first;
   if (quellen.size() > 1) quelle += " (+" + std::to_string(quellen.size() - 1) + " weitere)";
   return quelle;

@@ -16,9 +16,9 @@
 namespace hallkorb {
 
 struct PcmFormat {
-  double rate = 0.0;           // Hz
-  std::uint32_t channels = 0;  //
-  bool interleaved = true;     // frames one after another, or channels one after another
+  double rate = 0.0;  // Hz
+  std::uint32_t channels = 0;
+  bool interleaved = true;  // frames one after another, or channels one after another
   // The platform's own numbers for the device's sample type and for its channel layout; 0 if it has
   // only one. The samples do not depend on them; a change means that the device is another one.
   std::uint32_t samples = 0;

@@ -1,6 +1,5 @@
 #include "session/Bericht.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -63,10 +62,10 @@ std::string baueSeite(const Seitendaten& daten) {
 std::variant<Bericht, Fehler> schreibeBericht(const std::string& pfad,
                                               const std::function<void(double)>& fortschritt) {
   const auto ordner = liesSitzungsordner(pfad);
-  if (!ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  if (!ordner) return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
   const auto ereignisse = liesEreignisse(ordner->zu(EREIGNISSE));
   if (ordner->leer() && !ereignisse)
-    return Fehler{"hallkorb", ENODATA, "der Ordner enthaelt keine Aufnahme"};
+    return Fehler::eigener(Fehlercode::nichtsDa, "der Ordner enthaelt keine Aufnahme");
   const Seitendaten daten =
       sammleSeitendaten(*ordner, ereignisse ? &*ereignisse : nullptr, fortschritt);
   const std::string seite = baueSeite(daten);

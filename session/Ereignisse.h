@@ -42,7 +42,7 @@ struct Ereignisse {
 
   // Chunks of one channel by their beginnings, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;
-  // Whether a channel was not recorded from the start on, and no line says why.
+  // Whether a channel was missing from the beginning, and no line says why.
   [[nodiscard]] bool fehltOhneGrund(Kanal kanal) const;
   // Takes the next line in; `nummer` counts from 1. An empty one is none.
   void nimm(std::string_view text, std::size_t nummer);

@@ -35,8 +35,8 @@ class Pegelbau {
   // A channel of so many samples; nothing but silence at first.
   Pegelbau(std::int64_t rate, std::int64_t samples);
 
-  // Takes in samples from place `ab` on; where something was before, both count. What lies outside
-  // is ignored.
+  // Takes in samples from place `ab` on. If something was there before, both count; what lies
+  // outside the channel is ignored.
   void nimm(std::int64_t ab, std::span<const std::int16_t> samples);
 
   [[nodiscard]] Pegel baue() const;

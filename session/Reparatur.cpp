@@ -33,16 +33,16 @@ constexpr char UNVERSTANDEN[] = "ist nicht zu reparieren: der Inhalt ist unverst
 constexpr char UNLESBAR[] = "ist nicht zu reparieren: sie laesst sich nicht lesen";
 
 // Another process neither records into the folder nor repairs it while this lives.
-class Sperre {
+class Ordnersperre {
  public:
-  Sperre(const std::string& pfad, Dateien& dateien)
+  Ordnersperre(const std::string& pfad, Dateien& dateien)
       : dateien_(dateien),
         griff_(beharrlich([&] { return dateien.oeffnen(pfad, O_RDONLY | O_DIRECTORY, 0); })) {
     if (griff_ >= 0) nummer_ = -beharrlich([&] { return dateien_.sperren(griff_); });
   }
-  Sperre(const Sperre&) = delete;
-  Sperre& operator=(const Sperre&) = delete;
-  ~Sperre() {
+  Ordnersperre(const Ordnersperre&) = delete;
+  Ordnersperre& operator=(const Ordnersperre&) = delete;
+  ~Ordnersperre() {
     if (griff_ >= 0) schliesse(griff_, dateien_);
   }
 
@@ -343,11 +343,12 @@ class Reparierer {
 std::variant<std::vector<Tat>, Fehler> repariereSitzung(const std::string& pfad,
                                                         const Fortschritt& fortschritt,
                                                         Dateien& dateien) {
-  const Sperre sperre(pfad, dateien);
+  const Ordnersperre sperre(pfad, dateien);
   if (sperre.besetzt())
-    return Fehler{"hallkorb", EWOULDBLOCK, "in diesen Ordner wird gerade aufgenommen"};
+    return Fehler::eigener(Fehlercode::inArbeit, "in diesen Ordner wird gerade aufgenommen");
   auto ordner = liesSitzungsordner(pfad, dateien);
-  if (!sperre.lesbar() || !ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  if (!sperre.lesbar() || !ordner)
+    return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
   return Reparierer(std::move(*ordner), fortschritt, dateien).laufe();
 }
 

@@ -50,8 +50,8 @@ Ergebnis Sicherung::bereite() {
   return {};
 }
 
-std::variant<Sicherung::Platz, Fehler> Sicherung::platzFuer(std::string_view name,
-                                                            const Dateien::Zustand* datei) {
+std::variant<Sicherung::Sicherungsort, Fehler> Sicherung::ortFuer(std::string_view name,
+                                                                  const Dateien::Zustand* datei) {
   // Hidden names are for what is being written; an original is for people.
   if (name.starts_with('.')) name.remove_prefix(1);
   const std::string anfang = pfadIn(pfadIn(ordner_, ORIGINALE), std::string(name));
@@ -59,12 +59,12 @@ std::variant<Sicherung::Platz, Fehler> Sicherung::platzFuer(std::string_view nam
   for (int nummer = 2;; ++nummer) {
     std::string egal;
     const int verweis = beharrlich([&] { return dateien_.verweis(pfad, egal); });
-    if (verweis == -ENOENT) return Platz{std::move(pfad), false};
+    if (verweis == -ENOENT) return Sicherungsort{std::move(pfad), false};
     if (verweis < 0 && verweis != -EINVAL) return Fehler::ausErrno(-verweis, WAS);
     Dateien::Zustand dort;
     if (datei != nullptr && verweis == -EINVAL &&
         beharrlich([&] { return dateien_.zustand(pfad, dort); }) == 0 && dort.selbeDatei(*datei)) {
-      return Platz{std::move(pfad), true};
+      return Sicherungsort{std::move(pfad), true};
     }
     pfad = anfang + "." + std::to_string(nummer);
   }
@@ -77,31 +77,30 @@ Ergebnis Sicherung::bewahre(std::string_view name) {
   Dateien::Zustand datei;
   if (const int nummer = beharrlich([&] { return dateien_.zustand(von, datei); }); nummer < 0)
     return Fehler::ausErrno(-nummer, WAS);
-  auto ergebnis = platzFuer(name, &datei);
+  auto ergebnis = ortFuer(name, &datei);
   if (auto* fehler = std::get_if<Fehler>(&ergebnis)) return std::move(*fehler);
-  const Platz& platz = std::get<Platz>(ergebnis);
-  if (platz.schonDa) return {};
-  if (beharrlich([&] { return dateien_.verknuepfen(von, platz.pfad); }) == 0) return {};
-  return kopiere(von, platz.pfad);
+  const Sicherungsort& ort = std::get<Sicherungsort>(ergebnis);
+  if (ort.schonDa) return {};
+  if (beharrlich([&] { return dateien_.verknuepfen(von, ort.pfad); }) == 0) return {};
+  return kopiere(von, ort.pfad);
 }
 
 void Sicherung::gibFrei(std::string_view name) {
   Dateien::Zustand datei;
   const std::string von = pfadIn(ordner_, std::string(name));
   if (beharrlich([&] { return dateien_.zustand(von, datei); }) < 0) return;
-  const auto ergebnis = platzFuer(name, &datei);
-  const Platz* platz = std::get_if<Platz>(&ergebnis);
-  if (platz != nullptr && platz->schonDa)
-    beharrlich([&] { return dateien_.loeschen(platz->pfad); });
+  const auto ergebnis = ortFuer(name, &datei);
+  const Sicherungsort* ort = std::get_if<Sicherungsort>(&ergebnis);
+  if (ort != nullptr && ort->schonDa) beharrlich([&] { return dateien_.loeschen(ort->pfad); });
 }
 
 Ergebnis Sicherung::raeumeWeg(std::string_view name) {
   Ergebnis bereit = bereite();
   if (bereit.gescheitert()) return bereit;
-  auto ergebnis = platzFuer(name, nullptr);
+  auto ergebnis = ortFuer(name, nullptr);
   if (auto* fehler = std::get_if<Fehler>(&ergebnis)) return std::move(*fehler);
   const std::string von = pfadIn(ordner_, std::string(name));
-  const std::string& nach = std::get<Platz>(ergebnis).pfad;
+  const std::string& nach = std::get<Sicherungsort>(ergebnis).pfad;
   const int nummer = beharrlich([&] { return dateien_.umbenennen(von, nach); });
   if (nummer < 0) return Fehler::ausErrno(-nummer, WAS);
   return {};

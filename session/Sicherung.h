@@ -45,12 +45,12 @@ class Sicherung {
   [[nodiscard]] int sichereAufPlatte(const std::string& pfad);
 
   // Where an original of that name goes: nothing is there yet, or that very file.
-  struct Platz {
+  struct Sicherungsort {
     std::string pfad;
     bool schonDa = false;
   };
-  [[nodiscard]] std::variant<Platz, Fehler> platzFuer(std::string_view name,
-                                                      const Dateien::Zustand* datei);
+  [[nodiscard]] std::variant<Sicherungsort, Fehler> ortFuer(std::string_view name,
+                                                            const Dateien::Zustand* datei);
 
   std::string ordner_;
   Dateien& dateien_;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
 #include <span>
@@ -36,7 +35,7 @@ bool liesBereich(const Lesedatei& datei, std::int64_t ab, std::int64_t bis, Nimm
 }
 
 Fehler nichtLesbar(const std::string& name) {
-  return {"hallkorb", ENOENT, name + " ist in der Aufnahme nicht lesbar"};
+  return Fehler::eigener(Fehlercode::nichtLesbar, name + " ist in der Aufnahme nicht lesbar");
 }
 
 Ergebnis kopiere(const Lesedatei& datei, std::int64_t ab, std::int64_t bis,

@@ -64,10 +64,17 @@ void setzeZeiten(Spielplan& plan) {
 
 std::optional<Spielplan> planeSpiel(const Sitzungsordner& ordner) {
   Spielplan plan;
+  bool laeuft = false;  // a recording, from its "started" to its "done"
   const Lesbarkeit gelesen = liesZeilen(ordner.zu(EREIGNISSE), [&](std::string&& text, bool) {
     auto zeile = liesZeile(text);
-    if (!zeile || std::holds_alternative<AndereZeile>(*zeile)) return;
-    if (std::holds_alternative<StartZeile>(*zeile)) beginneNeu(plan.schritte);
+    if (!zeile) return;
+    const auto* andere = std::get_if<AndereZeile>(&*zeile);
+    if (andere != nullptr && (andere->ereignis.empty() || !laeuft)) return;
+    if (std::holds_alternative<StartZeile>(*zeile)) {
+      beginneNeu(plan.schritte);
+      laeuft = true;
+    }
+    if (std::holds_alternative<FertigZeile>(*zeile)) laeuft = false;
     text.erase(text.find_last_not_of(" \t\r") + 1);
     plan.schritte.push_back({0.0, std::move(text), std::move(*zeile)});
   });

@@ -7,8 +7,10 @@
 // whatever would be due before the line in front of it is due together with it. The recorder itself
 // reports a chunk a little later: it has to hear the pause and to look ahead in the echo path.
 //
-// Only what the recorder writes is played; other lines of the host are left out. Of several
-// recordings in one file the last one is played, as its files are those in the folder.
+// A later recorder may write events that are not known here: they are played as they are, with the
+// line in front of them, since hosts must skip what they do not know. Only between "started" and
+// "done", where alone they may come; other objects of the host are left out. Of several recordings
+// in one file the last one is played, as its files are those in the folder.
 //
 // Times are seconds after time zero. Plain values, any thread.
 #pragma once

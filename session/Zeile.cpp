@@ -137,7 +137,7 @@ std::optional<Zeile> ereignisAus(const Json& satz) {
   if (name == "zeitachse")
     return ZeitachseZeile{korrekturAus(satz, "me"), korrekturAus(satz, "them")};
   if (name == "done") return FertigZeile{};
-  return AndereZeile{};
+  return AndereZeile{name};
 }
 
 // A chunk's path may hold quotes and backslashes, unescaped. It is not looked at any further than

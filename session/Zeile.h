@@ -93,8 +93,10 @@ struct ZeitachseZeile {
 
 struct FertigZeile {};
 
-// Any other object: what a host has added.
-struct AndereZeile {};
+// Any other object: an event of a later version, or what a host has added.
+struct AndereZeile {
+  std::string ereignis;  // its name; empty if the object names none
+};
 
 using Zeile = std::variant<StartZeile, ChunkZeile, BildZeile, VideoZeile, MeldungZeile, EchoZeile,
                            ZeitachseZeile, FertigZeile, AndereZeile>;

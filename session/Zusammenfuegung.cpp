@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -201,9 +200,10 @@ std::variant<std::vector<Ergebnisdatei>, Fehler> fuegeZusammen(
     const std::string& pfad, const Wuensche& wuensche,
     const std::function<void(double)>& fortschritt, Dateien& dateien) {
   auto ordner = liesSitzungsordner(pfad, dateien);
-  if (!ordner) return Fehler{"hallkorb", ENOENT, "der Ordner ist nicht lesbar"};
+  if (!ordner) return Fehler::eigener(Fehlercode::nichtLesbar, "der Ordner ist nicht lesbar");
   Zusammenfuegung arbeit(std::move(*ordner), wuensche, fortschritt, dateien);
-  if (!arbeit.hatTon()) return Fehler{"hallkorb", ENODATA, "der Ordner enthaelt keinen Ton"};
+  if (!arbeit.hatTon())
+    return Fehler::eigener(Fehlercode::nichtsDa, "der Ordner enthaelt keinen Ton");
   if (!wuensche.ziel.empty()) {
     if (Ergebnis ergebnis = erzeugeOrdner(wuensche.ziel, dateien); ergebnis.gescheitert())
       return std::move(ergebnis).fehler();

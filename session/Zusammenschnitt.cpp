@@ -1,7 +1,6 @@
 #include "session/Zusammenschnitt.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -90,7 +89,8 @@ Ergebnis schreibeTon(const Sitzungsordner& ordner, const Zeitplan& plan,
   const std::size_t schritt = kanaele.size() * 2;
   const auto breite = static_cast<std::int64_t>(schritt);
   if (frames > MAX_BYTES / breite)
-    return Fehler{"hallkorb", EFBIG, "die Aufnahme ist laenger, als eine WAV-Datei sein kann"};
+    return Fehler::eigener(Fehlercode::zuLang,
+                           "die Aufnahme ist laenger, als eine WAV-Datei sein kann");
   // Who has put a link or a second name of a file there must not decide what is written over.
   Ersatzdatei datei(ziel, dateien, Unersetzbar::lassen, Verweise::ersetzen);
   const WavKopf anfang =

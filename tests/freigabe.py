@@ -98,6 +98,23 @@ class Freigabe(unittest.TestCase):
         self.ersetze("examples/library/CMakeLists.txt", "find_package(hallkorb ", "find_package(hallkorb 9")
         self.weigert_sich("examples/library")
 
+    def test_beispiel_laedt_andere_version(self):
+        self.ersetze("examples/python/clean.py", "libhallkorb-audio.so.", "libhallkorb-audio.so.9")
+        self.weigert_sich("examples/python/clean.py")
+
+    def test_ohne_werkzeug_bleibt_nichts(self):
+        """A folder is named from where the command is typed; if no package can be made, it is gone again."""
+        werkzeug = os.path.join(self.ordner, "nur-git")
+        os.makedirs(werkzeug)
+        os.symlink(shutil.which("git"), os.path.join(werkzeug, "git"))
+        skript = (f"import sys; sys.path.insert(0, {os.path.join(self.ort, 'scripts', 'lib')!r}); "
+                  "import freigabe; freigabe.mache('unter/wegs', None)")
+        vorher = sorted(os.listdir(self.ordner)), sorted(os.listdir(self.ort))
+        with self.assertRaisesRegex(pakete.PaketFehler, "neither dpkg-deb nor rpmbuild is here"):
+            pakete.fuehre_aus("/usr/bin/python3", "-c", skript, ordner=self.ordner, umgebung={"PATH": werkzeug})
+        os.rmdir(os.path.join(self.ordner, "unter"))
+        self.assertEqual((sorted(os.listdir(self.ordner)), sorted(os.listdir(self.ort))), vorher)
+
     def test_archiv_und_formel(self):
         skript = ("import sys; sys.path.insert(0, 'scripts/lib'); import freigabe; "
                   f"print(freigabe.archiv('{self.ordner}', '{self.version}'))")

@@ -7,8 +7,9 @@ are. Allowed includes must compile, the others must fail because the header cann
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
 docs/glossary.md explains every type; that the documents' links lead somewhere; that the recorder's options
-are those of its manual page and of the shells' completions; and that a build without its libraries names
-the packages that are missing.
+are those of its manual page and of the shells' completions; that a build without its libraries names
+the packages that are missing; that the codes of our own errors are in one table; and that CONTRIBUTING.md
+lists every long file and every large folder.
 Closing line: "N passed, N failed".
 """
 
@@ -197,6 +198,49 @@ def pruefe_pakete():
             if name not in worte]
 
 
+LANG = 400  # lines
+GROSS = 15  # subjects of a folder: names without their endings
+CODE = (".cpp", ".h", ".mm", ".py", ".sh", ".js", ".mjs", ".swift", ".css", ".html", ".cmake")
+
+
+def pruefe_groessen():
+    """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists for nothing."""
+    namen = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=WURZEL,
+                           check=True, capture_output=True, text=True).stdout.splitlines()
+    lang, gegenstaende = set(), {}
+    for name in namen:
+        pfad = os.path.join(WURZEL, name)
+        if name.startswith("tests/macos/sdk/") or os.path.islink(pfad) or not os.path.exists(pfad):
+            continue
+        if name.endswith((*CODE, ".md")):
+            gegenstaende.setdefault(os.path.dirname(name), set()).add(os.path.basename(name).split(".")[0])
+        if name.endswith(CODE) and len(abschnitte.lies(name).splitlines()) > LANG:
+            lang.add(name)
+    gross = {ordner for ordner, alle in gegenstaende.items() if len(alle) > GROSS}
+    abschnitt = abschnitte.lies("CONTRIBUTING.md").split("\nSize: ")[1].split("\n## ")[0]
+    genannt = {pfad for zelle in re.findall(r"^\| (`[^|]*`) \|", abschnitt, re.MULTILINE)
+               for pfad in re.findall(r"`([^`]+)`", zelle)}
+    klagen = [f"{name} has more than {LANG} lines, which no production file may have"
+              for name in sorted(lang) if raeume.raum(name)]
+    klagen += [f"{pfad} is too large for no reason that CONTRIBUTING.md gives"
+               for pfad in sorted((lang | gross) - genannt)]
+    klagen += [f"CONTRIBUTING.md lists {pfad}, which is not that large" for pfad in sorted(genannt - lang - gross)]
+    return klagen
+
+
+def pruefe_fehlercodes():
+    """Errors of our own domain that are made beside the table of its codes, and codes that mean two things."""
+    tabelle = "base/Fehler.h"
+    klagen = [f'{name} makes an error of the domain "hallkorb" by hand: {tabelle} has the codes'
+              for name, text in raeume.quellen().items()
+              if name != tabelle and re.search(r'\{\s*"hallkorb"\s*,', text)]
+    codes = re.search(r"enum class Fehlercode[^{]*\{([^}]*)\}", abschnitte.lies(tabelle))[1]
+    werte = re.findall(r"^  \w+ = (\d+),", codes, re.MULTILINE)
+    if [int(wert) for wert in werte] != list(range(codes.count("="))):
+        klagen.append(f"the codes in {tabelle} are not numbered one by one, from 0 on")
+    return klagen
+
+
 # Source with an include that must be refused, and words of the complaint.
 GEPFLANZT = (
     ("base/Neu.h", '#include "driver/Config.h"', "an arrow upwards"),
@@ -253,7 +297,8 @@ def hauptteil(bau):
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
-                  pruefe_verweise, pruefe_optionen, pruefe_pakete):
+                  pruefe_verweise, pruefe_optionen, pruefe_pakete, pruefe_fehlercodes,
+                  pruefe_groessen):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

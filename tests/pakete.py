@@ -131,6 +131,7 @@ class Installiert(unittest.TestCase):
         for name in ("clean-wav", "clean-wav-static"):
             with self.subTest(programm=name):
                 self.ist_gereinigt(os.path.join(bau, name))
+                self.schont_dateien(os.path.join(bau, name))
 
     def test_bibliothek_ueber_pkg_config(self):
         umgebung = {"PKG_CONFIG_PATH": os.path.join(self.lib, "pkgconfig")}
@@ -171,7 +172,7 @@ class Installiert(unittest.TestCase):
 
     def test_bibliothek_aus_python(self):
         befehl = "/usr/bin/python3", os.path.join(WURZEL, "examples", "python", "clean.py")
-        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, "libhallkorb-audio.so.0")}
+        umgebung = {"HALLKORB_AUDIO": os.path.join(self.lib, freigabe.bibliothek())}
         self.ist_gereinigt(*befehl, umgebung=umgebung)
         self.schont_dateien(*befehl, umgebung=umgebung)
 
@@ -194,11 +195,66 @@ class Installiert(unittest.TestCase):
                 self.assertEqual(self.bytes_von(ziel), self.soll)
                 os.unlink(ziel)
 
+    def test_beispiele_der_seite(self):
+        """The C of docs/library.md, all of it in one program: half a second that a device has lost is silence on
+        the timeline, and three seconds of sound are one chunk."""
+        with open(os.path.join(WURZEL, "docs", "library.md"), encoding="utf-8") as datei:
+            bloecke = re.findall(r"^```c\n(.*?)^```$", datei.read(), re.MULTILINE | re.DOTALL)
+        self.assertEqual(len(bloecke), 3)
+        quelle, kopie = (os.path.join(self.ordner, name) for name in ("seite.c", "kopie.wav"))
+        with open(quelle, "w", encoding="ascii") as datei:
+            datei.write("#include <stdio.h>\n#include <hallkorb/audio.h>\n" + "\n".join(bloecke) + """
+                int main(int argc, char** argv) {
+                  static float sound[48000];
+                  struct channel channel = {NULL, NULL, 0};
+                  int i;
+                  if (argc != 4 || copy_wav(argv[1], argv[2])) return 1;
+                  for (i = 0; i < 48000; ++i) sound[i] = i / 20 % 2 ? 0.1F : -0.1F;
+                  if (begin(&channel, 16000, 10.0)) return 2;
+                  for (i = 0; i < 100; ++i)
+                    if (deliver(&channel, 16000, sound + 160 * i, 160, 10.0 + 0.01 * i + (i < 50 ? 0.0 : 0.5)))
+                      return 3;
+                  if (hallkorb_clock_flush(channel.clock)) return 4;
+                  printf("%u samples\\n", (unsigned)channel.samples);
+                  hallkorb_clock_free(channel.clock);
+                  hallkorb_timeline_free(channel.timeline);
+                  return cut(sound, 48000, argv[3]);
+                }""")
+        programm = os.path.join(self.ordner, "seite")
+        pakete.fuehre_aus("cc", "-std=c99", "-pedantic-errors", "-Wall", "-Wextra", "-Werror",
+                          f"-I{self.usr}/include", quelle, f"-L{self.lib}", "-lhallkorb-audio", "-o", programm)
+        ausgabe = pakete.fuehre_aus(programm, self.mikro, kopie, self.ordner,
+                                    umgebung={"LD_LIBRARY_PATH": self.lib})
+        self.assertAlmostEqual(int(re.search(r"^(\d+) samples$", ausgabe, re.MULTILINE)[1]), 24000, delta=100)
+        self.assertIn(f'{{"chunk":0,"channel":"me","path":"{self.ordner}/chunk_me_000.wav","t0":0.00,"t1":3.00}}\n',
+                      ausgabe)
+        with wave.open(self.mikro) as mikro, wave.open(kopie) as gleich:
+            self.assertEqual(gleich.getparams(), mikro.getparams())
+
     def test_nur_die_schnittstelle_ist_zu_sehen(self):
         namen = pakete.fuehre_aus("nm", "-D", "--defined-only", "--format=just-symbols",
-                                  os.path.join(self.lib, "libhallkorb-audio.so.0")).split()
+                                  os.path.join(self.lib, freigabe.bibliothek())).split()
         self.assertIn("hallkorb_echo_new", namen)
         self.assertEqual([name for name in namen if not name.startswith("hallkorb_")], [])
+
+    def test_keine_andere_schnittstelle(self):
+        """The major version may change the interface, before 1.0.0 the second number: who asks for another one
+        gets none."""
+        kopf = pakete.fuehre_aus("readelf", "-d", os.path.join(self.lib, "libhallkorb-audio.so"))
+        self.assertIn(f"[{freigabe.bibliothek()}]", kopf)
+        gross, klein, _ = map(int, freigabe.version().split("."))
+        andere = (f"{gross - 1}.0", f"{gross + 1}.0") if gross else (f"0.{klein - 1}", f"0.{klein + 1}")
+        for verlangt, da in ((f"{gross}.{klein}", 1), (andere[0], 0), (andere[1], 0)):
+            with self.subTest(verlangt=verlangt):
+                ort = os.path.join(self.ordner, f"verlangt-{verlangt}")
+                os.makedirs(ort)
+                with open(os.path.join(ort, "CMakeLists.txt"), "w", encoding="ascii") as datei:
+                    datei.write("cmake_minimum_required(VERSION 3.21)\nproject(verlangt LANGUAGES C)\n"
+                                f"find_package(hallkorb {verlangt} QUIET)\n"
+                                'message(STATUS "found ${hallkorb_FOUND} of ${hallkorb_CONSIDERED_VERSIONS}")\n')
+                ausgabe = pakete.fuehre_aus("cmake", "-G", "Ninja", "-S", ort, "-B", os.path.join(ort, "bau"),
+                                            f"-DCMAKE_PREFIX_PATH={self.usr}")
+                self.assertIn(f"found {da} of {freigabe.version()}\n", ausgabe)
 
 
 class Gepackt(unittest.TestCase):
@@ -208,7 +264,13 @@ class Gepackt(unittest.TestCase):
     def setUpClass(cls):
         cls.halter = tempfile.TemporaryDirectory()
         cls.ziel = os.path.join(cls.halter.name, "release")
-        freigabe.mache(cls.ziel, None)
+        # As a person names it who stands elsewhere.
+        hier = os.getcwd()
+        os.chdir(cls.halter.name)
+        try:
+            freigabe.mache("release", None)
+        finally:
+            os.chdir(hier)
         cls.pakete = sorted(glob.glob(os.path.join(cls.ziel, "*.deb")) + glob.glob(os.path.join(cls.ziel, "*.rpm")))
 
     @classmethod

@@ -206,8 +206,8 @@ class Spaeter(unittest.TestCase):
     """What the promise lets later versions add is valid for hosts, and what it rules out is not."""
 
     def test_neues_ereignis(self):
-        self.assertTrue(OFFEN.is_valid({"event": "unterbrochen", "channel": "me"}))
-        self.assertFalse(gueltig('{"event":"unterbrochen","channel":"me"}'))
+        self.assertTrue(OFFEN.is_valid({"event": "spaeter", "channel": "me"}))
+        self.assertFalse(gueltig('{"event":"spaeter","channel":"me"}'))
 
     def test_neue_zeile_ohne_ereignis(self):
         for text in ('{"neu":1}', '{"pegel":[1,2],"channel":"me"}'):

@@ -6,6 +6,7 @@ documents and the schema that they follow.
 Closing line: "N passed, N failed".
 """
 
+import ast
 import json
 import os
 import re
@@ -48,31 +49,71 @@ class Handbuch(unittest.TestCase):
             self.assertEqual(tadel, [])
 
 
-class Wirtsseite(unittest.TestCase):
+class Testmodule:
+    """The classes of each module of the end-to-end tests, with their cases and those of their bases."""
 
-    def test_genannte_tests_gibt_es(self):
-        """docs/hosts.md rests on tests; each one that it names is there."""
+    def __init__(self):
         ordner = os.path.join(WURZEL, "tests", "e2e")
-        module = {}
+        self._klassen = {}  # module -> class -> (bases, cases)
         for name in os.listdir(ordner):
             if name.endswith(".py"):
                 with open(os.path.join(ordner, name), encoding="utf-8") as datei:
-                    module[name[:-3]] = datei.read()
+                    self._klassen[name[:-3]] = dict(self._klassen_von(ast.parse(datei.read())))
+
+    @staticmethod
+    def _klassen_von(baum):
+        for klasse in baum.body:
+            if isinstance(klasse, ast.ClassDef):
+                basen = [ast.unparse(basis).rpartition(".")[2] for basis in klasse.bases]
+                yield klasse.name, (basen, {teil.name for teil in klasse.body
+                                            if isinstance(teil, ast.FunctionDef)})
+
+    def _faelle(self, modul, klasse):
+        """Of a base that is another module's, whichever module that is."""
+        if klasse not in self._klassen[modul]:
+            modul = next((name for name, klassen in self._klassen.items() if klasse in klassen), None)
+            if modul is None:
+                return set()
+        basen, faelle = self._klassen[modul][klasse]
+        return faelle.union(*(self._faelle(modul, basis) for basis in basen))
+
+    def gibt_es(self, name, modul):
+        """Whether it names a module, a class or a case: "module", "module.class", "module.class.case", or the
+        latter two without the module, which was named before. Returns the module, or None."""
+        erstes, _, rest = name.partition(".")
+        if erstes in self._klassen:
+            modul, name = erstes, rest
+        klasse, _, fall = name.partition(".")
+        if modul is None or not name:
+            return modul
+        if klasse.startswith("test_"):
+            return modul if any(klasse in self._faelle(modul, eine) for eine in self._klassen[modul]) else None
+        if klasse not in self._klassen[modul] or fall and fall not in self._faelle(modul, klasse):
+            return None
+        return modul
+
+
+class Wirtsseite(unittest.TestCase):
+
+    def test_genannte_tests_gibt_es(self):
+        """docs/hosts.md rests on tests; each one that it names is there, and where it says."""
+        module, modul = Testmodule(), None
         with open(os.path.join(WURZEL, "docs", "hosts.md"), encoding="utf-8") as datei:
             genannt = re.findall(r"`((?:[A-Z]\w+\.)?test_\w+(?:\.\w+)*|[A-Z]\w*[a-z]\w*)`", datei.read())
         self.assertGreater(len(genannt), 25)
         for name in genannt:
-            teile = name.split(".")
-            if name.startswith("NS"):  # the platform's
-                continue
-            text = module.get(teile[0])
-            if text is None:  # a class or a case, of a module that is named before it
-                text = "\n".join(module.values())
-            else:
-                teile = teile[1:]
-            for teil in teile:
-                art = "def" if teil.startswith("test_") else "class"
-                self.assertRegex(text, rf"\b{art} {teil}\b", name)
+            if not name.startswith("NS"):  # the platform's
+                modul = module.gibt_es(name, modul)
+                self.assertIsNotNone(modul, name)
+
+    def test_ein_falscher_name_faellt_auf(self):
+        module = Testmodule()
+        for name in ("test_geraete.BeidesFehlt.test_stopp_ohne_dienst", "test_geraete.Fehlt", "test_fehlt", "Stopp",
+                     "test_wirte.NodeGespielt.test_platte_voll"):
+            self.assertIsNone(module.gibt_es(name, "test_geraete"), name)
+        for name in ("test_geraete.Wechsel.test_stopp_ohne_dienst", "test_stopp_ohne_dienst", "Wechsel",
+                     "test_wirte.NodeGespielt.test_alles"):
+            self.assertIsNotNone(module.gibt_es(name, "test_geraete"), name)
 
 
 class Typen(unittest.TestCase):

@@ -185,8 +185,8 @@ void LiveAufnahme::starte() {
     vidCap_->starteGeduldig(config_.videoWarten);
 }
 
-// Whether a stop has begun is asked as soon as the start returns: one that begins later has not
-// cancelled it.
+// The stop is looked at right after the start has returned: one that begins later has not cancelled
+// it.
 LiveAufnahme::Startversuch LiveAufnahme::versuche(AudioCapture& capture) {
   Startversuch versuch;
   versuch.ergebnis = capture.start();

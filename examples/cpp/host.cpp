@@ -61,13 +61,14 @@ class Host {
     createFolder();
     Outcome outcome = Outcome::refused;
     for (int left = options_.restarts; left >= 0; --left) {
-      outcome = record(newFolder());
+      outcome = record();
       if (outcome != Outcome::lost || stopping_ || left == 0) break;
       say("beginning again");
     }
     waitForAnswers();
     const bool written = transcript_.write();
-    return outcome == Outcome::recorded && !(written && allKept_) ? Outcome::lost : outcome;
+    if (outcome == Outcome::recorded) return written && allKept_ ? outcome : Outcome::lost;
+    return began_ ? Outcome::lost : outcome;
   }
 
  private:
@@ -104,18 +105,24 @@ class Host {
            std::chrono::duration_cast<Time::duration>(std::chrono::duration<double>(seconds));
   }
 
-  // A folder for each recording, so that none writes over another's files.
-  [[nodiscard]] std::string newFolder() const {
+  // A folder for each recording, so that none writes over another's files. nullopt if there can be
+  // none; errno says why.
+  [[nodiscard]] std::optional<std::string> newFolder() const {
     for (int number = 1;; ++number) {
       const std::string folder = options_.folder + "/" + std::to_string(number);
       if (mkdir(folder.c_str(), 0700) == 0) return folder;
-      if (errno != EEXIST) throw std::runtime_error(folder + ": " + std::strerror(errno));
+      if (errno != EEXIST) return std::nullopt;
     }
   }
 
   // One run of the recorder; returns how it ended.
-  Outcome record(const std::string& folder) {
-    std::vector<std::string> command{options_.recorder, "--out", folder};
+  Outcome record() {
+    const auto folder = newFolder();
+    if (!folder) {
+      say(std::string("no folder to record into: ") + std::strerror(errno));
+      return Outcome::refused;
+    }
+    std::vector<std::string> command{options_.recorder, "--out", *folder};
     command.insert(command.end(), options_.recorderOptions.begin(), options_.recorderOptions.end());
     const auto child = spawn(command, Kind::recorder);
     if (!child) {
@@ -123,20 +130,38 @@ class Host {
       return Outcome::refused;
     }
     recorder_ = child->pid;
-    folder_ = folder;
+    folder_ = *folder;
     offset_ = 0.0;
-    done_ = killed_ = false;
-    kept_.emplace(folder + "/ereignisse.jsonl");
+    started_ = done_ = killed_ = false;
+    kept_.emplace(folder_ + "/ereignisse.jsonl");
     readStreams(*child);
     allKept_ = kept_->complete() && allKept_;
     kept_.reset();
     close(child->out);
     close(child->err);
-    int status = 0;
-    while (waitpid(recorder_, &status, 0) < 0 && errno == EINTR) {
-    }
+    const int status = waitForEnd();
     recorder_ = -1;
+    began_ = began_ || started_;
     return outcome(status);
+  }
+
+  // A recorder that has closed its streams may still hang: signals and times count until it is
+  // gone.
+  int waitForEnd() {
+    constexpr int OFTEN = 20;  // ms; usually it is gone at once
+    int status = 0;
+    while (waitpid(recorder_, &status, WNOHANG) == 0) {
+      pollfd signals{wakeUp[0], POLLIN, 0};
+      if (poll(&signals, 1, OFTEN) > 0) answerSignals();
+      keepTimes();
+    }
+    return status;
+  }
+
+  void keepTimes() {
+    const Time now = std::chrono::steady_clock::now();
+    if (stopAt_ && now >= *stopAt_) stop();
+    if (killAt_ && now >= *killAt_) kill9();
   }
 
   // Reads both streams to their ends, and stops the recorder when it is time.
@@ -147,8 +172,7 @@ class Host {
     std::array<std::string, 2> rest;
     while (fds[0].fd >= 0 || fds[1].fd >= 0) {
       const int ready = poll(fds.data(), fds.size(), untilNextTime());
-      if (stopAt_ && std::chrono::steady_clock::now() >= *stopAt_) stop();
-      if (killAt_ && std::chrono::steady_clock::now() >= *killAt_) kill9();
+      keepTimes();
       if (ready <= 0) continue;
       std::array<char, 4096> buffer{};
       for (std::size_t i = 0; i < fds.size(); ++i) {
@@ -210,10 +234,14 @@ class Host {
     try {
       const Line line = parse(text);
       if (const auto* started = std::get_if<Started>(&line)) {
+        started_ = true;
         offset_ = transcript_.offset(started->null_unix_ms);
         countSeconds();
       }
-      if (const auto* chunk = std::get_if<Chunk>(&line)) transcriber_.take(offset_, *chunk);
+      if (const auto* chunk = std::get_if<Chunk>(&line)) {
+        transcript_.announced(offset_, *chunk);
+        transcriber_.take(offset_, *chunk);
+      }
       done_ = done_ || std::holds_alternative<Done>(line);
       std::visit([this](const auto& known) { this->show(known); }, line);
     } catch (const std::exception& error) {
@@ -246,6 +274,11 @@ class Host {
   static void show(const Echo&) {}
   static void show(const Done&) {}
 
+  // Asked to stop before its first instruction, or options that it cannot work with: no crash.
+  static bool isBeforeTheBegin(int number) {
+    return number == SIGINT || number == SIGTERM || number == SIGABRT;
+  }
+
   [[nodiscard]] Outcome outcome(int status) const {
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0 && done_) {
       say("recorded");
@@ -253,6 +286,10 @@ class Host {
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == 2) {
       say("the recorder refused: status 2");
+      return Outcome::refused;
+    }
+    if (!started_ && WIFSIGNALED(status) && isBeforeTheBegin(WTERMSIG(status))) {
+      say("the recorder ended before it began: signal " + std::to_string(WTERMSIG(status)));
       return Outcome::refused;
     }
     if (killed_)
@@ -272,7 +309,8 @@ class Host {
   std::optional<Kept> kept_;
   double offset_ = 0.0;
   std::optional<Time> stopAt_, killAt_;
-  bool done_ = false, stopping_ = false, killed_ = false, allKept_ = true;
+  bool started_ = false, done_ = false, stopping_ = false, killed_ = false, allKept_ = true;
+  bool began_ = false;  // any recording of this run
 };
 
 // Timers take no more than some weeks.
@@ -333,6 +371,9 @@ int main(int argc, char** argv) {
     }
     signal(SIGINT, host::onSignal);
     signal(SIGTERM, host::onSignal);
+    // Whoever reads the transcript or the state may go. Not SIG_IGN, which the recorder and the
+    // transcriber would inherit.
+    signal(SIGPIPE, [](int) {});
     return static_cast<int>(host::Host(std::move(options)).run());
   } catch (const std::exception& error) {
     host::say(error.what());

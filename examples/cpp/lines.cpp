@@ -9,6 +9,8 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr double LATEST = 1e8;  // seconds, three years
+
 // A field of that type; the library itself would turn a number into another kind of number without
 // a word.
 template <typename T>
@@ -49,10 +51,13 @@ Line picture(const Json& j) {
 
 Line chunk(const Json& j) {
   const bool marked = j.contains("sprache_ms");
-  return Chunk{
+  const Chunk line{
       integer(j, "chunk"), text(j, "channel"),
       text(j, "path"),     number(j, "t0"),
       number(j, "t1"),     marked ? std::optional(integer(j, "sprache_ms")) : std::nullopt};
+  if (!(0.0 <= line.t0 && line.t0 <= line.t1 && line.t1 <= LATEST))
+    throw std::invalid_argument("t0 and t1 are no span of time");
+  return line;
 }
 
 Line echo(const Json& j) {

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 
@@ -24,8 +25,7 @@ extern char** environ;
 namespace host {
 namespace {
 
-std::string clock(double seconds) {
-  const long ms = std::lround(seconds * 1000.0);
+std::string clock(long ms) {
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%02ld:%02ld:%02ld.%03ld", ms / 3600000, ms / 60000 % 60,
                 ms / 1000 % 60, ms % 1000);
@@ -63,6 +63,13 @@ std::string joined(const std::string& text) {
   for (std::string word; words >> word;)
     result += (result.empty() ? "" : " ") + word;
   return result;
+}
+
+// The transcript is UTF-8 whatever the transcriber writes.
+std::string utf8(const std::string& text) {
+  using Json = nlohmann::json;
+  const std::string valid = Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+  return Json::parse(valid).get<std::string>();
 }
 
 }  // namespace
@@ -146,12 +153,19 @@ bool Kept::complete() {
 
 double Transcript::offset(std::int64_t nullUnixMs) {
   if (!zero_) zero_ = nullUnixMs;
-  return static_cast<double>(nullUnixMs - *zero_) / 1000.0;
+  const double ms = static_cast<double>(nullUnixMs) - static_cast<double>(*zero_);
+  return std::max(ms / 1000.0, end_);
+}
+
+void Transcript::announced(double offset, const Chunk& chunk) {
+  end_ = std::max(end_, offset + chunk.t1);
 }
 
 void Transcript::add(double offset, const Chunk& chunk, const std::string& text) {
-  said_.push_back({offset + chunk.t0, offset + chunk.t1, chunk.channel, text});
-  std::cout << clock(offset + chunk.t0) + " " + chunk.channel + ": " + text + "\n" << std::flush;
+  const long begin = std::lround((offset + chunk.t0) * 1000.0);
+  const long end = std::lround((offset + chunk.t1) * 1000.0);
+  said_.push_back({begin, std::max(end, begin + 1), chunk.channel, text});  // WebVTT wants it later
+  std::cout << clock(begin) + " " + chunk.channel + ": " + text + "\n" << std::flush;
   write();
 }
 
@@ -240,7 +254,7 @@ void Transcriber::ask(double offset, const Chunk& chunk) {
   }
   setChild(child->pid);
   const Answer answer = answerOf(*child);
-  const std::string text = joined(answer.text);
+  const std::string text = utf8(joined(answer.text));
   if (answer.late) {
     say("transcriber: no answer within the limit for " + name);
   } else if (answer.status == 0) {

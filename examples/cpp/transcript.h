@@ -51,26 +51,29 @@ class Kept {
 
 // What was said, by wall clock: a recording that was begun again has another time zero. The files
 // are those of the last answer whatever happens: each is replaced when the next one is complete.
-// Offsets are used by the main thread; the rest belongs to the transcriber's thread until that has
-// ended.
+// Offsets and announcements belong to the main thread; the rest belongs to the transcriber's thread
+// until that has ended.
 class Transcript {
  public:
   explicit Transcript(std::string folder) : folder_(std::move(folder)) {}
 
-  // Seconds from the first recording's time zero to this one.
+  // Seconds from the first recording's time zero to this one. If the clock was set back in between,
+  // this one follows the one before.
   double offset(std::int64_t nullUnixMs);
+  void announced(double offset, const Chunk& chunk);
   void add(double offset, const Chunk& chunk, const std::string& text);
   bool write();  // whether both files are there
 
  private:
   struct Said {
-    double begin;
-    double end;
+    long begin;  // milliseconds
+    long end;
     std::string channel;
     std::string text;
   };
   std::string folder_;
   std::optional<std::int64_t> zero_;  // of the first recording, milliseconds since 1970
+  double end_ = 0.0;                  // of the chunks so far, seconds
   std::vector<Said> said_;
   bool complained_ = false;
 };

@@ -10,6 +10,8 @@ int main(int argc, char** argv) try {
   if (argc != 4) throw std::invalid_argument("usage: clean MICROPHONE REFERENCE CLEANED");
   WavReader microphone(argv[1]);
   WavReader reference(argv[2]);
+  if (microphone.rate() != HALLKORB_ECHO_RATE || reference.rate() != HALLKORB_ECHO_RATE)
+    throw std::invalid_argument("both files must be at 16 kHz");
   WavWriter cleaned(argv[3], HALLKORB_ECHO_RATE);
   Echo echo([&](std::span<const float> samples, std::span<const std::uint8_t>) {
     cleaned.write(samples);

@@ -14,6 +14,8 @@ import {parse} from './lines.mjs';
 import {Kept, say, Transcriber, Transcript} from './transcript.mjs';
 
 const RECORDED = 0, LOST = 1, REFUSED = 2;
+// Asked to stop before its first instruction, or options that it cannot work with: no crash.
+const BEFORE_THE_BEGIN = ['SIGINT', 'SIGTERM', 'SIGABRT'];
 const LONGEST = 1e6;  // seconds that an option may name; timers take no more than some weeks
 
 /** The lines of a stream; what comes last without a line feed is left out: its writer was killed. */
@@ -30,6 +32,7 @@ class Host {
   #recorder = null;
   #stopping = false;
   #killed = false;
+  #began = false;  // any recording of this run
   #allKept = true;
 
   constructor(options, recorderOptions) {
@@ -46,13 +49,14 @@ class Host {
       process.on(name, () => this.#stopping ? this.transcriber.giveUp() : this.stop());
     let outcome = REFUSED;
     for (let left = this.options.restarts; left >= 0; --left) {
-      outcome = await this.#record(this.#newFolder());
+      outcome = await this.#record();
       if (outcome !== LOST || this.#stopping || left === 0) break;
       say('beginning again');
     }
     await this.transcriber.finish();
     const written = this.transcript.write();
-    return outcome === RECORDED && !(written && this.#allKept) ? LOST : outcome;
+    if (outcome === RECORDED) return written && this.#allKept ? RECORDED : LOST;
+    return this.#began ? LOST : outcome;
   }
 
   /** The orderly stop, with a limit. A second one changes nothing. */
@@ -91,7 +95,14 @@ class Host {
   }
 
   /** One run of the recorder; resolves to how it ended. */
-  async #record(folder) {
+  async #record() {
+    let folder;
+    try {
+      folder = this.#newFolder();
+    } catch (error) {
+      say(`no folder to record into: ${error.message}`);
+      return REFUSED;
+    }
     const child = spawn(this.options.recorder, ['--out', folder, ...this.recorderOptions],
                         {stdio: ['ignore', 'pipe', 'pipe']});
     this.#recorder = child;
@@ -99,19 +110,21 @@ class Host {
       child.on('error', (error) => resolve({error}));
       child.on('close', (status, signal) => resolve({status, signal}));
     });
-    if (!child.stdout) return this.#outcome(await ended, false);  // too many files are open
-    const [done] = await Promise.all([this.#readLines(child.stdout, folder), this.#passOn(child.stderr)]);
-    return this.#outcome(await ended, done);
+    if (!child.stdout) return this.#outcome(await ended, {});  // too many files are open
+    const [seen] = await Promise.all([this.#readLines(child.stdout, folder), this.#passOn(child.stderr)]);
+    this.#began ||= seen.started;
+    return this.#outcome(await ended, seen);
   }
 
   async #passOn(stream) {
     for await (const text of linesOf(stream)) process.stderr.write(`${text}\n`);
   }
 
-  /** Reads standard output to its end, and keeps it; resolves to whether "done" came. */
+  /** Reads standard output to its end, and keeps it; resolves to whether "started" and "done" came. */
   async #readLines(stream, folder) {
     const kept = new Kept(join(folder, 'ereignisse.jsonl'));
-    let offset = 0, done = false;
+    const seen = {started: false, done: false};
+    let offset = 0;
     for await (const text of linesOf(stream)) {
       kept.add(`${text}\n`);
       let line;
@@ -125,12 +138,15 @@ class Host {
         offset = this.transcript.offset(line.null_unix_ms);
         this.#countSeconds();
       }
-      if (line.event === 'chunk') this.transcriber.take(offset, line);
-      done ||= line.event === 'done';
+      if (line.event === 'chunk') {
+        this.transcript.announced(offset, line);
+        this.transcriber.take(offset, line);
+      }
+      if (Object.hasOwn(seen, line.event)) seen[line.event] = true;
       this.#show(line, folder);
     }
     this.#allKept = kept.close() && this.#allKept;
-    return done;
+    return seen;
   }
 
   #show(line, folder) {
@@ -152,7 +168,7 @@ class Host {
     }
   }
 
-  #outcome({status, signal, error}, done) {
+  #outcome({status, signal, error}, {started, done}) {
     if (error) {
       say(`cannot start ${this.options.recorder}: ${error.code}`);
       return REFUSED;
@@ -163,6 +179,10 @@ class Host {
     }
     if (status === 2) {
       say('the recorder refused: status 2');
+      return REFUSED;
+    }
+    if (!started && BEFORE_THE_BEGIN.includes(signal)) {
+      say(`the recorder ended before it began: ${signal}`);
       return REFUSED;
     }
     if (this.#killed) say('killed at the stop');
@@ -191,7 +211,8 @@ function options() {
   return [values, positionals];
 }
 
-process.stdout.on('error', () => {});  // nobody may be reading any more
+for (const stream of [process.stdout, process.stderr])
+  stream.on('error', () => {});  // nobody may be reading any more
 try {
   process.exitCode = await new Host(...options()).run();
 } catch (error) {

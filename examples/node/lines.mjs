@@ -27,6 +27,8 @@ export const LINES = {
   done: {},
 };
 
+const LATEST = 1e8;  // seconds, three years
+
 const IS = {
   boolean: (value) => typeof value === 'boolean',
   integer: Number.isInteger,
@@ -60,5 +62,9 @@ export function parse(text) {
   if (named && typeof record.event !== 'string') throw new TypeError('event is no string');
   const event = named ? record.event : 'chunk';
   const known = named ? event !== 'chunk' && Object.hasOwn(LINES, event) : Object.hasOwn(record, 'chunk');
-  return known ? {...build(LINES[event], record), event} : {event: 'unknown', text};
+  if (!known) return {event: 'unknown', text};
+  const line = {...build(LINES[event], record), event};
+  if (event === 'chunk' && !(0 <= line.t0 && line.t0 <= line.t1 && line.t1 <= LATEST))
+    throw new RangeError(`it lasts from ${line.t0} to ${line.t1}`);
+  return line;
 }

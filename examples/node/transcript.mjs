@@ -7,8 +7,7 @@ import {join} from 'node:path';
 
 export const say = (text) => process.stderr.write(`[host] ${text}\n`);
 
-function clock(seconds) {
-  const ms = Math.round(seconds * 1000);
+function clock(ms) {
   const two = (number) => String(Math.floor(number)).padStart(2, '0');
   return `${two(ms / 3600000)}:${two(ms / 60000 % 60)}:${two(ms / 1000 % 60)}.${String(ms % 1000).padStart(3, '0')}`;
 }
@@ -17,22 +16,30 @@ function clock(seconds) {
  *  those of the last answer whatever happens: each is replaced when the next one is complete. */
 export class Transcript {
   #zero = null;  // of the first recording, milliseconds since 1970
-  #said = [];
+  #end = 0;  // of the chunks so far, seconds
+  #said = [];  // times in milliseconds
   #complained = false;
 
   constructor(folder) {
     this.folder = folder;
   }
 
-  /** Seconds from the first recording's time zero to this one. */
+  /** Seconds from the first recording's time zero to this one. If the clock was set back in between, this one
+   *  follows the one before. */
   offset(nullUnixMs) {
     this.#zero ??= nullUnixMs;
-    return (nullUnixMs - this.#zero) / 1000;
+    return Math.max((nullUnixMs - this.#zero) / 1000, this.#end);
+  }
+
+  announced(offset, chunk) {
+    this.#end = Math.max(this.#end, offset + chunk.t1);
   }
 
   add(offset, chunk, text) {
-    this.#said.push({begin: offset + chunk.t0, end: offset + chunk.t1, channel: chunk.channel, text});
-    process.stdout.write(`${clock(offset + chunk.t0)} ${chunk.channel}: ${text}\n`);
+    const begin = Math.round((offset + chunk.t0) * 1000);
+    const end = Math.max(Math.round((offset + chunk.t1) * 1000), begin + 1);  // WebVTT wants it later
+    this.#said.push({begin, end, channel: chunk.channel, text});
+    process.stdout.write(`${clock(begin)} ${chunk.channel}: ${text}\n`);
     this.write();
   }
 

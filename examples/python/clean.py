@@ -24,7 +24,7 @@ class HallkorbError(Exception):
 
 
 def library():
-    lib = ctypes.CDLL(os.environ.get("HALLKORB_AUDIO", "libhallkorb-audio.so.0"))
+    lib = ctypes.CDLL(os.environ.get("HALLKORB_AUDIO", "libhallkorb-audio.so.0.1"))
     lib.hallkorb_error_text.restype = ctypes.c_char_p
     lib.hallkorb_echo_free.restype = None
 

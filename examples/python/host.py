@@ -18,6 +18,8 @@ import lines
 from transcript import Kept, Transcriber, Transcript, put, say
 
 RECORDED, LOST, REFUSED = 0, 1, 2
+# Asked to stop before its first instruction, or options that it cannot work with: no crash.
+BEFORE_THE_BEGIN = (signal.SIGINT, signal.SIGTERM, signal.SIGABRT)
 LONGEST = 1e6  # seconds that an option may name; timers take no more than some weeks
 
 
@@ -29,6 +31,7 @@ class Host:
         self._recorder = None
         self._stopping = threading.Event()
         self._killed = False
+        self._began = False  # any recording of this run
         self._all_kept = True
 
     def run(self):
@@ -37,14 +40,16 @@ class Host:
         self._transcriber.start()
         try:
             for left in range(self._options.restarts, -1, -1):
-                outcome = self._record(self._new_folder())
+                outcome = self._record()
                 if outcome != LOST or self._stopping.is_set() or left == 0:
                     break
                 say("beginning again")
         finally:
             self._transcriber.finish()
             written = self._transcript.write()
-        return LOST if outcome == RECORDED and not (written and self._all_kept) else outcome
+        if outcome == RECORDED:
+            return RECORDED if written and self._all_kept else LOST
+        return LOST if self._began else outcome
 
     def _watch_signals(self):
         """A thread answers them: a handler would run in the middle of anything."""
@@ -109,8 +114,13 @@ class Host:
             except FileExistsError:
                 number += 1
 
-    def _record(self, folder):
+    def _record(self):
         """One run of the recorder; returns how it ended."""
+        try:
+            folder = self._new_folder()
+        except OSError as error:
+            say(f"no folder to record into: {error}")
+            return REFUSED
         command = [self._options.recorder, "--out", folder, *self._options.recorder_options]
         try:
             self._recorder = subprocess.Popen(command, stdin=subprocess.DEVNULL,
@@ -122,10 +132,11 @@ class Host:
             self._interrupt()
         diagnostics = threading.Thread(target=self._pass_on, args=(self._recorder.stderr,))
         diagnostics.start()
-        done = self._read_lines(self._recorder.stdout, folder)
+        started, done = self._read_lines(self._recorder.stdout, folder)
+        self._began = self._began or started
         status = self._recorder.wait()
         diagnostics.join()
-        return self._outcome(status, done)
+        return self._outcome(status, started, done)
 
     @staticmethod
     def _pass_on(stream):
@@ -133,8 +144,8 @@ class Host:
             put(line)
 
     def _read_lines(self, stream, folder):
-        """Reads standard output to its end, and keeps it; returns whether "done" came."""
-        offset, done = 0.0, False
+        """Reads standard output to its end, and keeps it; returns whether "started" and "done" came."""
+        offset, started, done = 0.0, False, False
         kept = Kept(os.path.join(folder, "ereignisse.jsonl"))
         for raw in stream:
             if not raw.endswith(b"\n"):  # the recorder was killed in the middle of a line
@@ -147,14 +158,16 @@ class Host:
                 say(f"not understood: {text} ({error})")
                 continue
             if isinstance(line, lines.Started):
+                started = True
                 offset = self._transcript.offset(line.null_unix_ms)
                 self._count_seconds()
             elif isinstance(line, lines.Chunk):
+                self._transcript.announced(offset, line)
                 self._transcriber.take(offset, line)
             done = done or isinstance(line, lines.Done)
             self._show(line, folder)
         self._all_kept = kept.close() and self._all_kept
-        return done
+        return started, done
 
     @staticmethod
     def _show(line, folder):
@@ -177,12 +190,15 @@ class Host:
             case lines.Unknown():
                 say(f"skipped: {line.text}")
 
-    def _outcome(self, status, done):
+    def _outcome(self, status, started, done):
         if status == 0 and done:
             say("recorded")
             return RECORDED
         if status == 2:
             say("the recorder refused: status 2")
+            return REFUSED
+        if not started and -status in BEFORE_THE_BEGIN:
+            say(f"the recorder ended before it began: signal {-status}")
             return REFUSED
         if self._killed:
             say("killed at the stop")

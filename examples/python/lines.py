@@ -117,6 +117,9 @@ EVENTS = {"started": Started, "degraded": Degraded, "error": Error, "video_start
           "video": Video, "echo": Echo, "zeitachse": Zeitachse, "done": Done}
 
 
+LATEST = 1e8  # seconds, three years
+
+
 def build(kind, record):
     """An object of the class `kind`. Raises ValueError if a field is missing or of another type."""
     values = {}
@@ -132,6 +135,8 @@ def build(kind, record):
         if type(value) is not expected:
             raise ValueError(f"{field.name} is {value!r}")
         values[field.name] = value
+    if kind is Chunk and not 0 <= values["t0"] <= values["t1"] <= LATEST:
+        raise ValueError(f"it lasts from {values['t0']} to {values['t1']}")
     return kind(**values)
 
 

@@ -21,9 +21,15 @@ def say(text):
 def put(line):
     """Writes a line to standard error, whole: the recorder's diagnostics go there, too."""
     with _putting:
-        while line:  # a signal cuts it short if Python was started without buffers
-            line = line[sys.stderr.buffer.write(line):]
-        sys.stderr.buffer.flush()
+        write(sys.stderr, line)
+
+
+def write(stream, line):
+    """Whoever reads it may be gone. Past Python's buffers: they would keep what was refused, and fail with it
+    at the end."""
+    with contextlib.suppress(OSError):
+        while stream and line:
+            line = line[os.write(stream.fileno(), line):]
 
 
 class Kept:
@@ -61,19 +67,25 @@ class Transcript:
     def __init__(self, folder):
         self._folder = folder
         self._zero = None  # of the first recording, milliseconds since 1970
-        self._said = []  # (begin, end, channel, text), seconds
+        self._end = 0.0  # of the chunks so far, seconds
+        self._said = []  # (begin, end, channel, text), milliseconds
         self._complained = False
 
     def offset(self, null_unix_ms):
-        """Seconds from the first recording's time zero to this one."""
+        """Seconds from the first recording's time zero to this one. If the clock was set back in between, this
+        one follows the one before."""
         if self._zero is None:
             self._zero = null_unix_ms
-        return (null_unix_ms - self._zero) / 1000.0
+        return max((null_unix_ms - self._zero) / 1000.0, self._end)
+
+    def announced(self, offset, chunk):
+        self._end = max(self._end, offset + chunk.t1)
 
     def add(self, offset, chunk, text):
-        self._said.append((offset + chunk.t0, offset + chunk.t1, chunk.channel, text))
-        with contextlib.suppress(OSError):  # nobody may be reading any more
-            print(f"{clock(offset + chunk.t0)} {chunk.channel}: {text}", flush=True)
+        begin = round((offset + chunk.t0) * 1000)
+        end = max(round((offset + chunk.t1) * 1000), begin + 1)  # WebVTT wants it later
+        self._said.append((begin, end, chunk.channel, text))
+        write(sys.stdout, f"{clock(begin)} {chunk.channel}: {text}\n".encode("utf-8", "replace"))
         self.write()
 
     def write(self):
@@ -94,13 +106,12 @@ class Transcript:
 
     def _replace(self, name, content):
         path = os.path.join(self._folder, name)
-        with open(path + ".part", "w", encoding="utf-8") as file:
+        with open(path + ".part", "w", encoding="utf-8", errors="replace") as file:
             file.write(content)
         os.replace(path + ".part", path)
 
 
-def clock(seconds):
-    ms = round(seconds * 1000)
+def clock(ms):
     return f"{ms // 3600000:02}:{ms // 60000 % 60:02}:{ms // 1000 % 60:02}.{ms % 1000:03}"
 
 

@@ -100,6 +100,10 @@ enum Line {
   case unknown(String)
 }
 
+private let latest = 1e8  // seconds, three years
+
+private struct NoSpanOfTime: Error {}
+
 private struct Head: Decodable {
   enum Keys: CodingKey {
     case event, chunk
@@ -122,7 +126,10 @@ func parse(_ text: String) throws -> Line {
   let decoder = JSONDecoder()
   let head = try decoder.decode(Head.self, from: data)
   switch head.event {
-  case nil where head.isChunk: return .chunk(try decoder.decode(Chunk.self, from: data))
+  case nil where head.isChunk:
+    let chunk = try decoder.decode(Chunk.self, from: data)
+    if !(0 <= chunk.t0 && chunk.t0 <= chunk.t1 && chunk.t1 <= latest) { throw NoSpanOfTime() }
+    return .chunk(chunk)
   case "started": return .started(try decoder.decode(Started.self, from: data))
   case "degraded": return .degraded(try decoder.decode(Degraded.self, from: data))
   case "error": return .error(try decoder.decode(Failed.self, from: data))

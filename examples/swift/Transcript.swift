@@ -14,9 +14,8 @@ func put(_ text: String, _ stream: FileHandle) {
   putting.withLock { try? stream.write(contentsOf: Data(text.utf8)) }
 }
 
-func clock(_ seconds: Double) -> String {
-  let ms = Int((seconds * 1000).rounded())
-  return String(format: "%02d:%02d:%02d.%03d", ms / 3_600_000, ms / 60_000 % 60, ms / 1000 % 60, ms % 1000)
+func clock(_ ms: Int) -> String {
+  String(format: "%02d:%02d:%02d.%03d", ms / 3_600_000, ms / 60_000 % 60, ms / 1000 % 60, ms % 1000)
 }
 
 /// The recorder's lines as they came. What the disk refuses waits until there is room again.
@@ -56,27 +55,35 @@ final class Kept {
 }
 
 /// What was said, by wall clock: a recording that was begun again has another time zero. The files are those
-/// of the last answer whatever happens: each is replaced when the next one is complete. `offset` is called
-/// by the main thread; the rest belongs to the transcriber's queue until that is empty.
+/// of the last answer whatever happens: each is replaced when the next one is complete. `offset` and `announced`
+/// are called by the main thread; the rest belongs to the transcriber's queue until that is empty.
 final class Transcript {
   private let folder: URL
   private var zero: Int?  // of the first recording, milliseconds since 1970
-  private var said: [(begin: Double, end: Double, channel: String, text: String)] = []
+  private var end = 0.0  // of the chunks so far, seconds
+  private var said: [(begin: Int, end: Int, channel: String, text: String)] = []  // milliseconds
   private var complained = false
 
   init(_ folder: URL) {
     self.folder = folder
   }
 
-  /// Seconds from the first recording's time zero to this one.
+  /// Seconds from the first recording's time zero to this one. If the clock was set back in between, this one
+  /// follows the one before.
   func offset(_ nullUnixMs: Int) -> Double {
     zero = zero ?? nullUnixMs
-    return Double(nullUnixMs - zero!) / 1000
+    return max((Double(nullUnixMs) - Double(zero!)) / 1000, end)
+  }
+
+  func announced(_ offset: Double, _ chunk: Chunk) {
+    end = max(end, offset + chunk.t1)
   }
 
   func add(_ offset: Double, _ chunk: Chunk, _ text: String) {
-    said.append((offset + chunk.t0, offset + chunk.t1, chunk.channel, text))
-    put("\(clock(offset + chunk.t0)) \(chunk.channel): \(text)\n", FileHandle.standardOutput)
+    let begin = Int(((offset + chunk.t0) * 1000).rounded())
+    let end = max(Int(((offset + chunk.t1) * 1000).rounded()), begin + 1)  // WebVTT wants it later
+    said.append((begin, end, chunk.channel, text))
+    put("\(clock(begin)) \(chunk.channel): \(text)\n", FileHandle.standardOutput)
     _ = write()
   }
 

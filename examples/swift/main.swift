@@ -62,6 +62,9 @@ struct Options {
 }
 
 final class Host: @unchecked Sendable {
+  /// Asked to stop before its first instruction, or options that it cannot work with: no crash.
+  private static let beforeTheBegin = [SIGINT, SIGTERM, SIGABRT]
+
   private var options: Options
   private let transcript: Transcript
   private let transcriber: Transcriber
@@ -69,6 +72,7 @@ final class Host: @unchecked Sendable {
   private var recorder: Process?
   private var stopping = false
   private var killed = false
+  private var began = false  // any recording of this run
   private var allKept = true
 
   init(_ options: Options) {
@@ -82,13 +86,14 @@ final class Host: @unchecked Sendable {
       atPath: options.folder, withIntermediateDirectories: true, attributes: [.posixPermissions: 0o700])
     var outcome = Outcome.refused
     for left in stride(from: options.restarts, through: 0, by: -1) {
-      outcome = record(try newFolder())
+      outcome = record()
       if outcome != .lost || lock.withLock({ stopping }) || left == 0 { break }
       say("beginning again")
     }
     transcriber.finish()
     let written = transcript.write()
-    return outcome == .recorded && !(written && allKept) ? .lost : outcome
+    if outcome == .recorded { return written && allKept ? .recorded : .lost }
+    return began ? .lost : outcome
   }
 
   /// The first signal stops the recording; whoever sends another does not want to wait for answers.
@@ -144,7 +149,12 @@ final class Host: @unchecked Sendable {
   }
 
   /// One run of the recorder; returns how it ended.
-  private func record(_ folder: String) -> Outcome {
+  private func record() -> Outcome {
+    let folder: String
+    do { folder = try newFolder() } catch {
+      say("no folder to record into: \(error.localizedDescription)")
+      return .refused
+    }
     let child = Process()
     let (out, diagnostics) = (Pipe(), Pipe())
     child.executableURL = URL(fileURLWithPath: options.recorder)
@@ -164,25 +174,29 @@ final class Host: @unchecked Sendable {
     DispatchQueue.global().async(group: passedOn) {
       readLines(diagnostics.fileHandleForReading) { put("\($0)\n", FileHandle.standardError) }
     }
-    let done = keepLines(out.fileHandleForReading, folder)
+    let (started, done) = keepLines(out.fileHandleForReading, folder)
+    began = began || started
     child.waitUntilExit()
     passedOn.wait()
-    return outcome(child, done)
+    return outcome(child, started, done)
   }
 
-  /// Reads standard output to its end, and keeps it; returns whether "done" came.
-  private func keepLines(_ stream: FileHandle, _ folder: String) -> Bool {
+  /// Reads standard output to its end, and keeps it; returns whether "started" and "done" came.
+  private func keepLines(_ stream: FileHandle, _ folder: String) -> (started: Bool, done: Bool) {
     let kept = Kept("\(folder)/ereignisse.jsonl")
-    var (offset, done) = (0.0, false)
+    var (offset, begun, done) = (0.0, false, false)
     readLines(stream) { text in
       kept.add("\(text)\n")
       do {
         let line = try parse(text)
         switch line {
         case .started(let started):
+          begun = true
           offset = transcript.offset(started.null_unix_ms)
           countSeconds()
-        case .chunk(let chunk): transcriber.take(offset, chunk)
+        case .chunk(let chunk):
+          transcript.announced(offset, chunk)
+          transcriber.take(offset, chunk)
         case .done: done = true
         default: break
         }
@@ -192,7 +206,7 @@ final class Host: @unchecked Sendable {
       }
     }
     allKept = kept.complete() && allKept
-    return done
+    return (begun, done)
   }
 
   private func show(_ line: Line, _ folder: String) {
@@ -212,7 +226,7 @@ final class Host: @unchecked Sendable {
     }
   }
 
-  private func outcome(_ child: Process, _ done: Bool) -> Outcome {
+  private func outcome(_ child: Process, _ started: Bool, _ done: Bool) -> Outcome {
     let status = child.terminationStatus
     let crashed = child.terminationReason == .uncaughtSignal
     if !crashed && status == 0 && done {
@@ -221,6 +235,10 @@ final class Host: @unchecked Sendable {
     }
     if !crashed && status == 2 {
       say("the recorder refused: status 2")
+      return .refused
+    }
+    if crashed && !started && Host.beforeTheBegin.contains(status) {
+      say("the recorder ended before it began: signal \(status)")
       return .refused
     }
     if lock.withLock({ killed }) {
@@ -243,6 +261,8 @@ let signalled = signals.fileHandleForWriting.fileDescriptor
 for number in [SIGINT, SIGTERM] {
   signal(number) { _ in _ = write(signalled, "", 1) }
 }
+// Whoever reads the transcript or the state may go. Not SIG_IGN, for the same reason.
+signal(SIGPIPE) { _ in }
 DispatchQueue.global().async {
   while case let came = signals.fileHandleForReading.availableData, !came.isEmpty {
     for _ in came { host.signalled() }

@@ -1,6 +1,6 @@
 /* The audio core of hallkorb for C and for languages that can call C: echo path, timeline, clock
- * stage, chunker and WAV files. docs/library.md explains each with an example; hallkorb/audio.hpp
- * wraps it for C++.
+ * stage, chunker and WAV files. docs/library.md has an example of each; hallkorb/audio.hpp wraps it
+ * for C++.
  *
  * Handles are opaque. A call returns HALLKORB_OK or another hallkorb_status and never stops the
  * process; after a failure hallkorb_error_text() has a sentence about it, and unless a call says
@@ -11,13 +11,14 @@
  * calling thread, during the call, and may use other objects but not their own. They must not
  * throw.
  *
- * Units: samples are 32-bit floats in [-1, 1]; times are seconds on one clock of the caller's
- * choice that never jumps; HALLKORB_NO_TIME, and every time that is not finite or not positive,
- * means unknown. Text is UTF-8, file names are the system's. Text and arrays that a callback or a
- * call hands out belong to the library and are valid during the callback, or until the next call on
- * the same object.
+ * Units: samples are 32-bit floats in [-1, 1]; one that is not finite counts as 0. Times are
+ * seconds on one clock of the caller's choice that never jumps; HALLKORB_NO_TIME, and every time
+ * that is not finite or not positive, means unknown. Text is UTF-8, file names are the system's.
+ * Text and arrays that a callback or a call hands out belong to the library and are valid during
+ * the callback, or until the next call on the same object.
  *
- * The interface of one major version only grows.
+ * The interface of one major version only grows. Before 1.0.0 the second number counts as the major
+ * one.
  */
 #ifndef HALLKORB_AUDIO_H
 #define HALLKORB_AUDIO_H
@@ -57,8 +58,7 @@ typedef void (*hallkorb_text_fn)(void* user, const char* text);
  *
  * Mono at HALLKORB_ECHO_RATE; both streams begin at the same moment and may come in pieces of any
  * length. The output is in step with the microphone, sample for sample, and exactly as long. It
- * waits for the reference, but for no more than half a second of microphone. A sample that is no
- * number counts as 0. */
+ * waits for the reference, but for no more than half a second of microphone. */
 typedef struct hallkorb_echo hallkorb_echo;
 /* A cleaned piece; `speech` has one entry for each sample, not 0 if it belongs to near-end speech.
  */
@@ -150,6 +150,8 @@ void hallkorb_chunker_free(hallkorb_chunker* chunker);
 typedef struct hallkorb_wav_reader hallkorb_wav_reader;
 typedef struct hallkorb_wav_writer hallkorb_wav_writer;
 int hallkorb_wav_open(hallkorb_wav_reader** reader, const char* path);
+/* Hz, as the file declares it; 0 if it does not. What is read is not resampled. */
+int hallkorb_wav_rate(hallkorb_wav_reader* reader, double* rate);
 /* *count: samples read, fewer than `capacity` only at the end. */
 int hallkorb_wav_read(hallkorb_wav_reader* reader, float* samples, size_t capacity, size_t* count);
 void hallkorb_wav_close(hallkorb_wav_reader* reader);

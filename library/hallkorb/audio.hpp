@@ -234,6 +234,12 @@ class WavReader {
     handle_.reset(handle);
   }
 
+  // Hz, as the file declares it; 0 if it does not.
+  [[nodiscard]] double rate() {
+    double hertz = 0.0;
+    detail::check(hallkorb_wav_rate(handle_.get(), &hertz));
+    return hertz;
+  }
   // The samples read, a part of `room`; shorter only at the end.
   [[nodiscard]] std::span<const float> read(std::span<float> room) {
     std::size_t count = 0;

@@ -1,6 +1,5 @@
 #include "platform/linux/LinuxPlattform.h"
 
-#include <cerrno>
 #include <cstdlib>
 
 #include "base/Fremdprogramm.h"
@@ -55,8 +54,10 @@ std::variant<Geraetenamen, Fehler> LinuxPlattform::geraetenamen() {
 
 Ergebnis LinuxPlattform::spieleVor(const std::string& wav) {
   const Programmende ende = fuehreProgrammAus({"pw-play", wav});
-  if (ende.fehlt()) return Fehler{"hallkorb", ENOENT, "das Programm pw-play von PipeWire fehlt"};
-  if (!ende.gelungen()) return Fehler{"hallkorb", ende.status, "pw-play ist gescheitert"};
+  if (ende.fehlt())
+    return Fehler::eigener(Fehlercode::programmFehlt, "das Programm pw-play von PipeWire fehlt");
+  if (!ende.gelungen())
+    return Fehler::eigener(Fehlercode::programmGescheitert, "pw-play ist gescheitert");
   return {};
 }
 

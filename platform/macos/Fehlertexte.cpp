@@ -55,11 +55,11 @@ Fehler mikrofonNichtErlaubt(Erlaubnis erlaubnis) {
 }
 
 Fehler keinDisplay() {
-  return {"hallkorb", 1, "kein Display gefunden"};
+  return Fehler::eigener(Fehlercode::keinDisplay, "kein Display gefunden");
 }
 
 Fehler fensterVerschwunden() {
-  return {"hallkorb", 4, "Fenster verschwunden"};
+  return Fehler::eigener(Fehlercode::fensterWeg, "Fenster verschwunden");
 }
 
 Fehler erklaert(Fehler fehler) {

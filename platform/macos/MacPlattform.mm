@@ -91,8 +91,9 @@ std::variant<Geraetenamen, Fehler> MacPlattform::geraetenamen() {
 
 Ergebnis MacPlattform::spieleVor(const std::string& wav) {
   const Programmende ende = fuehreProgrammAus({"/usr/bin/afplay", wav});
-  if (ende.fehlt()) return Fehler{"hallkorb", ENOENT, "das Programm afplay fehlt"};
-  if (!ende.gelungen()) return Fehler{"hallkorb", ende.status, "afplay ist gescheitert"};
+  if (ende.fehlt()) return Fehler::eigener(Fehlercode::programmFehlt, "das Programm afplay fehlt");
+  if (!ende.gelungen())
+    return Fehler::eigener(Fehlercode::programmGescheitert, "afplay ist gescheitert");
   return {};
 }
 

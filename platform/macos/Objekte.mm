@@ -14,7 +14,8 @@ std::string text(NSString* _Nullable text) {
 }
 
 Fehler fehlerAus(NSError* _Nullable error) {
-  if (error == nil) return {"hallkorb", 0, "Fehler ohne Beschreibung"};
+  if (error == nil)
+    return Fehler::eigener(Fehlercode::ohneBeschreibung, "Fehler ohne Beschreibung");
   const bool screenCapture = [error.domain isEqualToString:SCStreamErrorDomain];
   return {screenCapture ? SCREEN_CAPTURE_DOMAIN : text(error.domain), error.code,
           text(error.localizedDescription)};

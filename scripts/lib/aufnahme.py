@@ -3,6 +3,7 @@
 import datetime
 import os
 import selectors
+import shlex
 import shutil
 import signal
 import subprocess
@@ -55,11 +56,13 @@ def lies_argumente(argumente):
 
 class Zeilen:
     """The recorder's lines, kept in its folder as hallkorb-sitzung wants them. Nothing is written before
-    "started": a folder in which another recording runs stays as it is."""
+    "started": a folder in which another recording runs stays as it is. What the disk refuses waits until there
+    is room again; `klage` is why some of them are not there."""
 
     def __init__(self, ordner):
         self._pfad = os.path.join(ordner, "ereignisse.jsonl")
-        self._davor = []
+        self._wartend = b""
+        self._gestartet = False
         self._datei = None
         self.klage = None
 
@@ -69,21 +72,33 @@ class Zeilen:
 
     def nimm(self, zeile):
         """One line, as bytes without its end."""
-        if self.klage or not zeile:
+        if zeile:
+            self._wartend += zeile + b"\n"
+            self._gestartet = self._gestartet or zeile.startswith(b'{"event":"started"')
+            self._schreibe()
+
+    def _schreibe(self):
+        if not self._gestartet:
             return
         try:
             if self._datei is None:
-                self._davor.append(zeile)
-                if not zeile.startswith(b'{"event":"started"'):
-                    return
-                # A link in its place may lead anywhere.
-                self._datei = os.open(self._pfad, os.O_WRONLY | os.O_CREAT | os.O_APPEND | os.O_NOFOLLOW, 0o600)
-                zeile = b"\n".join(self._davor)
-            os.write(self._datei, zeile + b"\n")
+                self._datei = self._oeffne()
+            while self._wartend:
+                self._wartend = self._wartend[os.write(self._datei, self._wartend):]
+            self.klage = None
         except OSError as fehler:
             self.klage = f"the lines cannot be kept: {fehler}"
 
+    def _oeffne(self):
+        # A link in its place may lead anywhere.
+        datei = os.open(self._pfad, os.O_RDWR | os.O_CREAT | os.O_APPEND | os.O_NOFOLLOW, 0o600)
+        laenge = os.fstat(datei).st_size
+        if laenge and os.pread(datei, 1, laenge - 1) != b"\n":  # an earlier recording was cut off
+            self._wartend = b"\n" + self._wartend
+        return datei
+
     def schliesse(self):
+        self._schreibe()
         if self._datei is not None:
             os.close(self._datei)
 
@@ -179,7 +194,7 @@ def zeige_ergebnis(ordner, ton_privat):
     gesamt = 0
     for name in dateien:
         pfad = os.path.join(ordner, name)
-        groesse = os.path.getsize(pfad)
+        groesse = os.lstat(pfad).st_size
         gesamt += groesse
         print(f"  {name:22} {groesse / 1000:9.1f} kB  {dauer(pfad)}")
     print(f"  {len(dateien)} files, {gesamt / 1e6:.1f} MB")
@@ -188,12 +203,12 @@ def zeige_ergebnis(ordner, ton_privat):
     print("\nTo listen" + (" (on a machine with loudspeakers; this one may have none):"
                            if ton_privat else ":"))
     if os.path.exists(roh):
-        print(f"  {spieler} '{roh}'")
-    print(f"  for f in '{ordner}'/chunk_them_*.wav; do {spieler} \"$f\"; done")
+        print(f"  {spieler} {shlex.quote(roh)}")
+    print(f"  for f in {shlex.quote(ordner)}/chunk_them_*.wav; do {spieler} \"$f\"; done")
     if "video.mp4" in dateien:
-        print(f"To watch:\n  {OEFFNER} '{ordner}/video.mp4'")
+        print(f"To watch:\n  {OEFFNER} {shlex.quote(os.path.join(ordner, 'video.mp4'))}")
     if SEITE in dateien:
-        print(f"To see and hear all of it in a browser:\n  {OEFFNER} '{os.path.join(ordner, SEITE)}'")
+        print(f"To see and hear all of it in a browser:\n  {OEFFNER} {shlex.quote(os.path.join(ordner, SEITE))}")
 
 
 def dauer(pfad):

@@ -5,6 +5,7 @@ import gzip
 import hashlib
 import os
 import re
+import shutil
 import sys
 
 import abschnitte
@@ -28,6 +29,12 @@ def git(*worte):
 
 def version():
     return re.search(r"^project\(hallkorb VERSION ([0-9.]+)", lies("CMakeLists.txt"), re.MULTILINE)[1]
+
+
+def bibliothek():
+    """The shared library's name, which changes with every version that may change its interface."""
+    gross, klein, _ = version().split(".")
+    return f"libhallkorb-audio.so.{gross if int(gross) else f'0.{klein}'}"
 
 
 # --- What must agree --------------------------------------------------------------------------------
@@ -75,6 +82,8 @@ def klage_dokumente():
     verlangt = re.search(r"find_package\(hallkorb ([0-9.]+)", lies("examples/library/CMakeLists.txt"))[1]
     if verlangt != ".".join(version().split(".")[:2]):
         return f"examples/library asks for hallkorb {verlangt}, not for {version()}"
+    if bibliothek() not in lies("examples/python/clean.py"):
+        return f"examples/python/clean.py does not load {bibliothek()}"
     return None
 
 
@@ -111,9 +120,19 @@ def schreibe(pfad, text):
 
 
 def mache(ziel, ort):
+    """All files of a release in the new folder `ziel`; none of it stays if one cannot be made."""
+    ziel = os.path.abspath(ziel)  # git and cmake run elsewhere
+    os.makedirs(ziel)  # fails if it is there: two releases do not mix
+    try:
+        _fuelle(ziel, ort)
+    except BaseException:
+        shutil.rmtree(ziel, ignore_errors=True)
+        raise
+
+
+def _fuelle(ziel, ort):
     nummer, stand = version(), git("rev-parse", "HEAD")
     zeit = int(git("log", "-1", "--format=%ct"))
-    os.makedirs(ziel)  # fails if it is there: two releases do not mix
     quelle = archiv(ziel, nummer)
     gebaut = pakete.baue(WURZEL, ziel, {"SOURCE_DATE_EPOCH": str(zeit)})
     liste = schreibe(os.path.join(ziel, f"hallkorb-{nummer}.spdx.json"),

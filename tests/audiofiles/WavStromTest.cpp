@@ -57,6 +57,17 @@ TEST(WavStromTest, YieldsTheSamplesOfLiesWavInPiecesOfAnyLength) {
   }
 }
 
+TEST(WavStromTest, TheRateIsWhatTheFileDeclares) {
+  const TempOrdner ordner;
+  ASSERT_TRUE(writeWav(rampe(100), 48000.0, ordner / "a.wav").gelungen());
+  const auto strom = WavStrom::oeffne(ordner / "a.wav");
+  ASSERT_TRUE(strom);
+  EXPECT_EQ(strom->rate(), 48000U);
+  std::vector<float> puffer(200);
+  EXPECT_EQ(strom->lies(puffer), 100U);
+  EXPECT_EQ(strom->rate(), 48000U);
+}
+
 TEST(WavStromTest, ItsFileIsClosedWithIt) {
   const TempOrdner ordner;
   ASSERT_TRUE(writeWav(rampe(100), 16000.0, ordner / "a.wav").gelungen());

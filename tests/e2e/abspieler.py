@@ -2,11 +2,12 @@
 """Plays the lines of a recorded folder to a host, as if it were the recorder: the same lines in the same
 order, those of the stop after the signal. It waits for nothing but that.
 
-    abspieler.py --out FOLDER --spiele LINES.jsonl [--ende STATUS | --stirb | --taub] [--laut BYTES]
+    abspieler.py --out FOLDER --spiele LINES.jsonl [--ende STATUS | --stirb [SIGNAL] | --taub] [--zu] [--laut BYTES]
 
 --ende    ends with that status once the lines are out, without waiting for a signal
---stirb   kills itself in the middle of a line, as a crash would
+--stirb   kills itself in the middle of a line, as a crash would; SIGNAL is a number, 9 without one
 --taub    ignores SIGINT and SIGTERM
+--zu      closes both streams once the lines are out
 --laut    writes so much to standard error first: more than a pipe takes
 """
 
@@ -23,8 +24,9 @@ def hauptteil():
     leser.add_argument("--out", required=True)
     leser.add_argument("--spiele", required=True)
     leser.add_argument("--ende", type=int)
-    leser.add_argument("--stirb", action="store_true")
+    leser.add_argument("--stirb", type=int, nargs="?", const=signal.SIGKILL)
     leser.add_argument("--taub", action="store_true")
+    leser.add_argument("--zu", action="store_true")
     leser.add_argument("--laut", type=int, default=0)
     wahl, _ = leser.parse_known_args()
 
@@ -40,7 +42,13 @@ def hauptteil():
     schreibe(b"".join(zeilen[:grenze]))
     if wahl.stirb:
         schreibe(b'{"chunk":99,"channel":"me","pa')
-        os.kill(os.getpid(), signal.SIGKILL)
+        signal.pthread_sigmask(signal.SIG_UNBLOCK, stopp)
+        if wahl.stirb != signal.SIGKILL:
+            signal.signal(wahl.stirb, signal.SIG_DFL)
+        os.kill(os.getpid(), wahl.stirb)
+    if wahl.zu:
+        os.close(1)
+        os.close(2)
     if wahl.ende is None:
         while True:
             signal.sigwait(stopp)

@@ -8,7 +8,6 @@ import re
 import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
 import numpy
@@ -311,68 +310,6 @@ def am_terminal(*worte, terminal=ALLES, umgebung=os.environ, **mehr):
     return gezeigt.decode().replace("\r\n", "\n"), anderswo.decode(), prozess.returncode
 
 
-class Arzt(test_video.Fensterfall):
-
-    def arzt(self, *worte, umgebung):
-        ergebnis = subprocess.run([SITZUNG, "arzt", *worte], stdin=subprocess.DEVNULL,
-                                  capture_output=True, text=True, check=False, env=umgebung)
-        self.assertEqual(ergebnis.stderr, "")
-        zeilen = ergebnis.stdout.splitlines()
-        befunde = [tuple(zeile.split(None, 1)) for zeile in zeilen[:-1] if not zeile.startswith(" ")]
-        return ergebnis.returncode, befunde, ergebnis.stdout
-
-    def test_gesund_mit_echo(self):
-        """Speakers that sound into the microphone, and a meeting on the screen."""
-        self.oeffne("Zoom Meeting", test_video.ZOOM, "zoom")
-        self.raum.verbinde("speakers:monitor_FL", "mic-feed:playback_MONO")
-        datei = os.path.join(self.ordner, "mic-feed.wav")
-        signale.schreibe(datei, signale.rauschen(120, 2, effektiv=0.003))
-        self.raum.spiele(datei, "mic-feed")
-        status, befunde, alles = self.arzt("--echo", self.ordner, umgebung=self.bildschirm.umgebung)
-        self.assertEqual(status, 0, alles)
-        for art, text in (("gut", "Audiodienst: ist da"), ("gut", "Mikrofon: mic"),
-                          ("gut", "Systemton: speakers"), ("gut", "Encoder: H.264 ist da"),
-                          ("gut", "Besprechung: Zoom · Zoom Meeting wuerde aufgenommen: Zoom-Meetingfenster")):
-            self.assertIn((art, text), befunde, alles)
-        self.assertRegex(alles, r"gut +Echo: -?\d+ ms nach dem Lautsprecher, -?\d dB")
-        self.assertEqual(inhalte(self.ordner).keys(), {"mic-feed.wav"})
-
-    def test_nichts_da(self):
-        umgebung = self.ohne_dienst()
-        umgebung.pop("DISPLAY", None)
-        status, befunde, alles = self.arzt(self.ordner, umgebung=umgebung)
-        self.assertEqual(status, 1, alles)
-        self.assertEqual([(art, text.split(":")[0]) for art, text in befunde],
-                         [("fehlt", "Audiodienst"), ("fehlt", "Mikrofon"), ("fehlt", "Systemton"),
-                          ("Mangel", "Bildschirm"), ("gut", "Encoder"), ("gut", "Ordner")])
-        self.assertEqual(alles.count("Abhilfe: "), 4)
-
-
-    def test_pegel_am_terminal(self):
-        """Both levels move in one row, ten times a second, and are gone when the findings come."""
-        gezeigt, _, status = am_terminal("arzt", self.ordner, umgebung=self.raum.umgebung)
-        self.assertIn(status, (0, 1), gezeigt)
-        zeilen = re.findall(r"\r\x1b\[K(Mikrofon \[[^\r\n]*)", gezeigt)
-        self.assertGreater(len(zeilen), 1, gezeigt)
-        for zeile in zeilen:
-            self.assertRegex(zeile, r"^Mikrofon \[#*\.*\] *-?\d+ dBFS  Systemton \[#*\.*\] *-?\d+ dBFS$")
-            self.assertLess(len(zeile), 80)
-        self.assertRegex(gezeigt[gezeigt.index(zeilen[-1]) + len(zeilen[-1]):], r"^\r\x1b\[K\S")
-
-
-class ArztOhneMikrofon(Arzt):
-    GERAETE = {"mikrofon": False}
-
-    test_gesund_mit_echo = test_nichts_da = test_pegel_am_terminal = None
-
-    def test_kein_mikrofon(self):
-        status, befunde, alles = self.arzt(self.ordner, umgebung=self.raum.umgebung)
-        self.assertEqual(status, 1, alles)
-        self.assertIn(("gut", "Audiodienst: ist da"), befunde, alles)
-        self.assertRegex(alles, r"fehlt +Mikrofon: ")
-        self.assertRegex(alles, r"gut +Systemton: speakers")
-
-
 class AmTerminal(lauf.Fall):
     """Colours and bars: on a real terminal, if they are wanted, and nowhere else."""
 
@@ -444,98 +381,3 @@ class Ausgabe(lauf.Fall):
                                  (2, "hallkorb-sitzung: die Ausgabe war nicht zu schreiben\n"))
         # The work is done all the same.
         self.assertTrue(os.path.exists(os.path.join(self.aufnahme, "sitzung.html")))
-
-
-COMPLETIONS = os.path.join(lauf.WURZEL, "completions")
-
-
-class Vervollstaendigung(lauf.Fall):
-    """What a shell offers is what the program understands."""
-
-    MIT_TONANLAGE = False
-
-    def befehle(self):
-        """Command -> its options, as the program describes them."""
-        def woerter(*worte):
-            return re.findall(r"^  (-\S+|[a-z]+)(?= )", "\n".join(rufe(*worte, "--help")[1]), re.M)
-        def optionen(*worte):
-            return {o for wort in woerter(*worte) for o in wort.split(",") if o.startswith("--")}
-        alle = {"": optionen()}
-        alle.update({befehl: optionen(befehl) for befehl in woerter() if not befehl.startswith("-")})
-        return alle
-
-    def test_jeder_befehl_und_jede_option(self):
-        befehle = self.befehle()
-        self.assertEqual(set(befehle), {"", "bericht", "pruefen", "reparieren", "zusammen", "abspielen",
-                                        "arzt"})
-        for name in ("hallkorb-sitzung.bash", "_hallkorb-sitzung", "hallkorb-sitzung.fish"):
-            with open(os.path.join(COMPLETIONS, name), encoding="utf-8") as datei:
-                text = datei.read()
-            for befehl, optionen in befehle.items():
-                self.assertRegex(text, rf"\b{befehl}\b", name)
-                for option in optionen:
-                    gesucht = option[2:] if name.endswith(".fish") else option
-                    self.assertRegex(text, rf"(?<!\w){gesucht}\b", f"{name}: {befehl}")
-
-    def test_bash_bietet_genau_das_an(self):
-        for befehl, optionen in self.befehle().items():
-            worte = ["hallkorb-sitzung", *([befehl] if befehl else []), "--"]
-            self.assertEqual(bash_bietet(*worte), optionen, befehl)
-        self.assertEqual(bash_bietet("hallkorb-sitzung", "") - {"--help", "--version"},
-                         set(self.befehle()) - {""})
-
-    def test_fish_bietet_genau_das_an(self):
-        if not shutil.which("fish"):
-            self.skipTest("no fish")
-        for befehl, optionen in self.befehle().items():
-            self.assertEqual(fish_bietet("hallkorb-sitzung", befehl, "--"), optionen, befehl)
-
-    def test_des_rekorders(self):
-        """Each documented option is offered, but where a value is expected: there only that."""
-        with open(os.path.join(lauf.WURZEL, "docs", "hallkorb.1.in"), encoding="utf-8") as datei:
-            optionen = set(re.findall(r"(?<![\w-])--[a-z]+(?:-[a-z]+)*", datei.read().replace("\\-", "-")))
-        self.assertGreater(len(optionen), 15)
-        os.makedirs(os.path.join(self.ordner, "ziel"))
-        with open(os.path.join(self.ordner, "a.wav"), "w", encoding="ascii"):
-            pass
-        alle = {"ziel", "a.wav"}
-        shells = [bash_bietet, *([fish_bietet] if shutil.which("fish") else [])]
-        for bietet in shells:
-            def angebot(*worte):
-                return {wort.rstrip("/") for wort in bietet("hallkorb", *worte, ort=self.ordner)}
-            with self.subTest(shell=bietet.__name__):
-                self.assertEqual(angebot("--"), optionen)
-                self.assertEqual(angebot("--kein-echo", "--fenster-"), {"--fenster-probe", "--fenster-wahl"})
-                self.assertEqual(angebot("--out", ""), {"ziel"})
-                self.assertEqual(angebot("--chunk-ordner", ""), {"ziel"})
-                self.assertEqual(angebot("--fenster-wahl", ""), alle)
-                for davor in range(3):
-                    self.assertEqual(angebot("--echo-datei", *["a.wav"] * davor, ""), alle)
-                self.assertEqual(angebot("--echo-datei", *["a.wav"] * 3, "--ze"), {"--zeitachse-test"})
-        # What stands where a value is expected is one, whatever it looks like.
-        self.assertEqual(bash_bietet("hallkorb", "--out", "--out", "--al"), {"--alle"})
-        self.assertEqual(bash_bietet("hallkorb", "--rate", "--"), set())
-
-
-def bash_bietet(*worte, ort=None):
-    """What bash offers for the last word."""
-    funktion = "_" + worte[0].replace("-", "_")
-    befehl = (f'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); {funktion}; '
-              '((${#COMPREPLY[@]} == 0)) || printf "%s\\n" "${COMPREPLY[@]}"')
-    quelle = os.path.join(COMPLETIONS, f"{worte[0]}.bash")
-    return _angebot(["bash", "--norc", "-c", befehl, quelle, *worte], ort)
-
-
-def fish_bietet(*worte, ort=None):
-    """What fish offers for the last word."""
-    befehl = f"source '{COMPLETIONS}/{worte[0]}.fish'; complete -C '{' '.join(filter(None, worte[:-1]))} {worte[-1]}'"
-    return _angebot(["fish", "--no-config", "-c", befehl], ort)
-
-
-def _angebot(befehl, ort):
-    with tempfile.TemporaryDirectory() as heim:
-        aus = subprocess.run(befehl, capture_output=True, text=True, check=True, cwd=ort,
-                             env={**os.environ, "HOME": heim, "XDG_CONFIG_HOME": heim})
-    if aus.stderr:
-        raise AssertionError(aus.stderr)
-    return {zeile.split("\t")[0] for zeile in aus.stdout.splitlines()}

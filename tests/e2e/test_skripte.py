@@ -1,9 +1,12 @@
 """The command that a newcomer types, and the private session under it."""
 
+import contextlib
 import io
 import json
 import os
 import re
+import resource
+import shlex
 import signal
 import socket
 import subprocess
@@ -152,6 +155,63 @@ class Behalten(unittest.TestCase):
         self.assertEqual(os.listdir(self.ordner), ["ereignisse.jsonl"])
 
 
+    @contextlib.contextmanager
+    def hoechstens(self, laenge):
+        """No file can grow beyond that: as on a full disk, the last write before it is a short one."""
+        weich, hart = resource.getrlimit(resource.RLIMIT_FSIZE)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (laenge, hart))
+        try:
+            yield
+        finally:
+            resource.setrlimit(resource.RLIMIT_FSIZE, (weich, hart))
+
+    def test_was_die_platte_verweigert_kommt_nach(self):
+        zeilen = [STARTED, *(chunk(nummer, "me", nummer, nummer + 1) for nummer in range(3)), '{"event":"done"}']
+        behalter = aufnahme.Zeilen(self.ordner)
+        with self.hoechstens(len(STARTED) + 11):
+            for zeile in zeilen[:3]:
+                behalter.nimm(zeile.encode())
+        self.assertIn("cannot be kept", behalter.klage)
+        self.assertEqual(self.inhalt(), f"{STARTED}\n{zeilen[1][:10]}")
+        for zeile in zeilen[3:]:
+            behalter.nimm(zeile.encode())
+        behalter.schliesse()
+        self.assertIsNone(behalter.klage)
+        self.assertEqual(self.inhalt().splitlines(), zeilen)
+
+    def test_eine_halbe_zeile_verschluckt_keine_andere(self):
+        zeilen = [STARTED, '{"chunk":1,"cha', STARTED, '{"event":"done"}']
+        with open(self.pfad, "w", encoding="utf-8") as datei:
+            datei.write("\n".join(zeilen[:2]))
+        self.behalte(*zeilen[2:])
+        self.assertEqual(self.inhalt().splitlines(), zeilen)
+
+
+class Ergebnis(unittest.TestCase):
+    """What a person is shown in the end."""
+
+    def test_die_befehle_taugen_fuer_jeden_ordner(self):
+        with tempfile.TemporaryDirectory(prefix="hallkorb-e2e-") as halter:
+            ordner = os.path.join(halter, "Anna's talk; $HOME")
+            os.mkdir(ordner)
+            for name in ("chunk_them_000.wav", "mikro_roh.wav", "video.mp4", "sitzung.html"):
+                with open(os.path.join(ordner, name), "wb"):
+                    pass
+            os.symlink("nirgends", os.path.join(ordner, "verweis"))
+            ausgabe = io.StringIO()
+            with contextlib.redirect_stdout(ausgabe):
+                aufnahme.zeige_ergebnis(ordner, True)
+            zeilen = ausgabe.getvalue().splitlines()
+            self.assertIn("  5 files, 0.0 MB", zeilen)
+            befehle = [zeile for zeile in zeilen if re.match("  (pw-play|xdg-open|for) ", zeile)]
+            (schleife,) = [befehl for befehl in befehle if "chunk_them_" in befehl]
+            gezeigt = subprocess.run(["sh", "-c", schleife.replace("pw-play", "printf %s")], check=True,
+                                     capture_output=True, text=True).stdout
+            self.assertEqual(gezeigt, os.path.join(ordner, "chunk_them_000.wav"))
+            self.assertEqual([shlex.split(befehl)[1] for befehl in befehle if befehl != schleife],
+                             [os.path.join(ordner, name) for name in ("mikro_roh.wav", "video.mp4", "sitzung.html")])
+
+
 class Nachkommen(unittest.TestCase):
     """The processes below one, found by /proc and, as on macOS, by asking ps."""
 
@@ -273,6 +333,16 @@ class Skripte(unittest.TestCase):
         gefunden = zeilen.warte(lambda text: re.search(muster, text), frist)
         self.assertIsNotNone(gefunden, "\n".join(zeilen.texte()))
 
+    def pruefe_zeilen_und_seite(self, ordner):
+        """The lines are kept, all of them, and the page is made of them."""
+        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
+            saetze = lauf.geprueft(datei.read())
+        self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
+        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
+                         {name for name in os.listdir(ordner) if name.startswith("chunk_")})
+        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
+            self.assertIn('"chunk_them_000.wav"', datei.read())
+
     def test_record_mit_frist(self):
         ordner = os.path.join(self.ordner, "aufnahme")
         prozess, zeilen = self.starte(RECORD, "--seconds", "20", "--kein-echo", "--out", ordner)
@@ -289,15 +359,8 @@ class Skripte(unittest.TestCase):
         # If there is no screen either, a private one is recorded; its first meeting begins after 2 s.
         self.assertIn("video.mp4", namen)
         self.assertRegex(alles, "picture: Zoom · Zoom Meeting")
-        # The lines are kept, all of them, and the page is made of them.
-        with open(os.path.join(ordner, "ereignisse.jsonl"), encoding="utf-8") as datei:
-            saetze = lauf.geprueft(datei.read())
-        self.assertEqual((saetze[0]["event"], saetze[-1]["event"]), ("started", "done"))
-        self.assertEqual({os.path.basename(satz["path"]) for satz in saetze if "chunk" in satz},
-                         {name for name in namen if name.startswith("chunk_")})
-        self.assertRegex(alles, rf"(?m)^  xdg-open '{ordner}/sitzung\.html'$")
-        with open(os.path.join(ordner, "sitzung.html"), encoding="utf-8") as datei:
-            self.assertIn('"chunk_them_000.wav"', datei.read())
+        self.pruefe_zeilen_und_seite(ordner)
+        self.assertRegex(alles, rf"(?m)^  xdg-open {ordner}/sitzung\.html$")
         for name in namen:
             self.assertIn(name, alles)
             if name == "video.mp4":
@@ -336,6 +399,8 @@ class Skripte(unittest.TestCase):
                     self.pruefe_ende(ordner)
                 # Also when the script itself is gone at once, the recording ends in order.
                 signale.lies_ganz(os.path.join(ordner, "mikro_roh.wav"))
+                if nummer != signal.SIGKILL:
+                    self.pruefe_zeilen_und_seite(ordner)
                 self.niemand_mehr_da()
 
     def pruefe_ende(self, ordner):

@@ -115,7 +115,7 @@ class Gespielt(wirtsfall.Wirtsfall):
         wirt = self.gespielt([
             '{"event":"degraded","channel":"me","message":"kein Ger\u00e4t"}', START[:-1] + ',"neu":{"a":[1]}}',
             chunk("them", 0, 0.5, 2.0), chunk("me", 0, 0.0, 3.25, mehr=',"sprache_ms":2000,"neu":null'),
-            '{"event":"unterbrochen","channel":"me","message":"weg"}', '{"neu":1}',
+            '{"event":"spaeter","channel":"me","message":"weg"}', '{"neu":1}',
             '{"event":"video_start","quelle":"Zoom\u0007 \u00b7 \\"A\\"","art":"fenster","rang":1,'
             '"grund":"g","t_s":0.1}',
             '{"event":"video_pause","message":"kein Fenster","t_s":2.0}',
@@ -124,16 +124,16 @@ class Gespielt(wirtsfall.Wirtsfall):
             '{"event":' + "[" * 100000 + "]" * 100000 + "}",
             '{"event":"video","path":"/r/video.mp4","frames":12,"quelle":"Zoom"}',
             chunk("them", 1, 2.0, 3700.5), *SCHLUSS], spiel=["--laut", "200000"],
-            schreiber="printf '%s\\n <&>\\t\u00e4 ' \"$1\"; true")
+            schreiber="printf '%s\\n <&>\\t\\344\u00e4 ' \"$1\"; true")  # of its bytes one is no UTF-8
         wirt.gesagt(3)
         wirt.prozess.send_signal(signal.SIGTERM)
         wirt.ende(0)
-        self.pruefe_abschrift(wirt, [(von, bis, kanal, f"/r/chunk_{kanal}_{nummer:03}.wav <&> \u00e4")
+        self.pruefe_abschrift(wirt, [(von, bis, kanal, f"/r/chunk_{kanal}_{nummer:03}.wav <&> \ufffd\u00e4")
                                      for von, bis, kanal, nummer in (
                                          (0.0, 3.25, "me", 0), (0.5, 2.0, "them", 0),
                                          (2.0, 3700.5, "them", 1), (3.25, 4.0, "me", 1))])
         for text in ("without me: kein Ger\u00e4t", "recording into " + self.ziel + "/1: me, them, echo path",
-                     'skipped: {"event":"unterbrochen"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
+                     'skipped: {"event":"spaeter"', 'skipped: {"neu":1}', 'picture: Zoom  \u00b7 "A"',
                      'not understood: {"event":[]}', 'not understood: {"event":["done"]}',
                      'not understood: {"event":null', 'not understood: {"event":{"started', "not understood: []",
                      'not understood: {"event":[[[[',
@@ -146,8 +146,9 @@ class Gespielt(wirtsfall.Wirtsfall):
             self.assertEqual(wirt.lies("1/ereignisse.jsonl"), datei.read())
 
     def pruefe_verdorbenes(self):
-        """Each field of each line, missing or of another type: the line is reported, and nothing else."""
-        falsch = []
+        """Each field of each line, missing or of another type, and times that cannot be: the line is reported,
+        and nothing else."""
+        falsch = [chunk("me", 0, -1.0, 1.0), chunk("me", 0, 2.0, 1.0), chunk("me", 0, 0.0, 1e300)]
         for zeile in beispiele():
             satz = json.loads(zeile)
             orte = [(satz, name) for name in satz if name != "event"]
@@ -187,9 +188,13 @@ class Gespielt(wirtsfall.Wirtsfall):
         self.assertEqual([name for name in sorted(os.listdir(self.ziel)) if name.isdigit()],
                          ["1", "2", "3", "4"])
         self.assertEqual(wirt.lies("4/ereignisse.jsonl"), f"{START}\n{chunk('me', 0, 0.0, 1.0)}\n")
-        self.pruefe_abschrift(wirt, [(0.0, 1.0, "me", "chunk_me_000")] * 3)
+        # All of them say that they began at the same moment; one recording follows the other.
+        self.pruefe_abschrift(wirt, [(nummer, nummer + 1.0, "me", "chunk_me_000") for nummer in range(3)])
 
         wirt = self.gespielt([START, *SCHLUSS], "--seconds", "0.2", "--patience", "0.2", spiel=["--taub"])
+        wirt.ende(1)
+        wirt.meldung("[host] it does not stop: killed")
+        wirt = self.gespielt([START], "--seconds", "0.2", "--patience", "0.2", spiel=["--taub", "--zu"])
         wirt.ende(1)
         wirt.meldung("[host] it does not stop: killed")
         self.gespielt([START, *SCHLUSS], "--restarts", "0", spiel=["--ende", "7"]).ende(1)
@@ -202,6 +207,72 @@ class Gespielt(wirtsfall.Wirtsfall):
         for option, wert in (("--patience", "abc"), ("--seconds", "nan"), ("--restarts", "1.5"), ("--limit", "1e9")):
             self.wirt(option, wert, rekorder=wirtsfall.ABSPIELER).ende(64)
         self.assertFalse(os.path.exists(self.ziel))
+
+    def pruefe_anfaenge(self):
+        """A recorder that is stopped before it begins, or that cannot work with its options, is not begun again.
+        If it breaks off later, it is; and what it refuses then does not undo the first recording."""
+        for nummer in (signal.SIGINT, signal.SIGTERM, signal.SIGABRT):
+            wirt = self.gespielt([], spiel=["--stirb", str(int(nummer))])
+            wirt.ende(2)
+            wirt.meldung("[host] the recorder ended before it began: ")
+            self.assertFalse([zeile for zeile in wirt.stand.texte() if "beginning again" in zeile])
+        self.ziel += "-2"
+        wirt = self.nacheinander(([START, chunk("me", 0, 0.0, 1.0)], ["--stirb", str(int(signal.SIGABRT))]),
+                                 ([], ["--ende", "2"]))
+        wirt.ende(1)
+        wirt.meldung("[host] the recorder refused", wirt.meldung("[host] beginning again"))
+        self.pruefe_abschrift(wirt, [(0.0, 1.0, "me", "chunk_me_000")])
+
+    def pruefe_kein_ordner(self):
+        """The recorder crashes, and there can be no folder for the next recording: the answers are waited for,
+        and something was recorded."""
+        rohr = os.path.join(self.ordner, "them_007.wav")
+        os.mkfifo(rohr)
+        wirt = self.gespielt([START, chunk("them", 7, 0.0, 1.0)], schreiber=self.wartender())
+        antwort = os.open(rohr, os.O_WRONLY)  # once the transcriber has opened it
+        os.rename(self.ziel, self.ziel + ".weg")
+        with open(self.ziel, "wb"):
+            os.kill(wirt.spieler(), signal.SIGKILL)
+        wirt.meldung("[host] no folder to record into: ")
+        os.remove(self.ziel)
+        os.rename(self.ziel + ".weg", self.ziel)
+        os.write(antwort, b"da\n")
+        os.close(antwort)
+        wirt.ende(1)
+        self.pruefe_abschrift(wirt, [(0.0, 1.0, "them", "da")])
+
+    def pruefe_uhr_zurueck(self):
+        """Between two recordings the clock is set back: the second one follows the first. The shortest chunks
+        begin and end in the same hundredth of a second."""
+        zurueck = START.replace("1795220400000", "1795213200000")
+        self.assertNotEqual(zurueck, START)
+        wirt = self.nacheinander(
+            ([START, chunk("them", 0, 0.0, 5.0), chunk("me", 0, 0.0, 1.0)], ["--stirb"]),
+            ([zurueck, chunk("me", 0, 0.0, 0.0), chunk("me", 1, 0.5, 2.0), *SCHLUSS], []))
+        wirt.gesagt(4)
+        wirt.prozess.send_signal(signal.SIGINT)
+        wirt.ende(0)
+        self.pruefe_abschrift(wirt, [(0.0, 1.0, "me", "chunk_me_000"), (0.0, 5.0, "them", "chunk_them_000"),
+                                     (5.0, 5.001, "me", "chunk_me_000"), (5.5, 7.0, "me", "chunk_me_001")])
+
+    def pruefe_ungelesen(self):
+        """Whoever reads the transcript or the state may go: the rest is not lost. The transcriber does not get
+        SIGPIPE ignored, which would let a command such as `yes | head` fail."""
+        zeilen = [START, *(chunk("me", nummer, nummer, nummer + 1.0) for nummer in range(3)), *SCHLUSS]
+        ziel = self.ziel
+        for strom in ("stdout", "stderr"):
+            self.ziel = os.path.join(ziel, strom)
+            abschrift = os.path.join(self.ziel, "transcript.txt")
+            wirt = self.gespielt(
+                zeilen, spiel=["--laut", "2000"], ungelesen=strom,
+                schreiber="f() { grep -q '^SigIgn:.*[02468ace]...$' /proc/self/status && basename -s .wav \"$1\"; }; f")
+            self.warte_bis(lambda: os.path.exists(abschrift) and wirt.lies("transcript.txt").count("\n") == 3,
+                           "three answers")
+            wirt.prozess.send_signal(signal.SIGTERM)
+            wirt.ende(0)
+            self.pruefe_abschrift(wirt, [(nummer, nummer + 1.0, "me", f"chunk_me_{nummer:03}")
+                                         for nummer in range(3)])
+            self.assertEqual(wirt.lies("1/ereignisse.jsonl").splitlines(), zeilen)
 
     def pruefe_strg_c(self):
         """Ctrl-C, which every program in the terminal gets, costs no answer; a transcriber that fails
@@ -314,8 +385,9 @@ class PythonGespielt(Python, Gespielt):
     def test_alles(self):
         """In one process: each would take longer to begin than to run."""
         for nummer, pruefe in enumerate((self.pruefe_fremdes, self.pruefe_verdorbenes, self.pruefe_enden,
-                                           self.pruefe_strg_c, self.pruefe_haengendes,
-                                           self.pruefe_vorgespieltes)):
+                                         self.pruefe_anfaenge, self.pruefe_kein_ordner, self.pruefe_uhr_zurueck,
+                                         self.pruefe_ungelesen, self.pruefe_strg_c, self.pruefe_haengendes,
+                                         self.pruefe_vorgespieltes)):
             self.ziel = os.path.join(self.ordner, f"gespraech-{nummer}")
             pruefe()
 

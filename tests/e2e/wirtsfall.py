@@ -1,6 +1,8 @@
 """A host of examples/ as a test runs it: its transcript, its state, its end."""
 
+import io
 import os
+import shlex
 import signal
 import subprocess
 
@@ -16,14 +18,21 @@ def uhr(sekunden):
 
 
 class Wirt:
-    """A running host: its transcript as it grows on standard output, its state on standard error."""
+    """A running host: its transcript as it grows on standard output, its state on standard error. `ungelesen`
+    is the one of them that nobody reads: its reader has gone."""
 
-    def __init__(self, test, befehl, umgebung, ordner):
+    def __init__(self, test, befehl, umgebung, ordner, ungelesen=None):
         self.test = test
         self.ordner = ordner
-        self.prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL,
-                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0)
+        stroeme = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        if ungelesen:
+            ende, stroeme[ungelesen] = os.pipe()
+            os.close(ende)
+        self.prozess = prozesse.starte(befehl, env=umgebung, stdin=subprocess.DEVNULL, bufsize=0, **stroeme)
         test.addCleanup(self._raeume_auf)
+        if ungelesen:
+            os.close(stroeme[ungelesen])
+            setattr(self.prozess, ungelesen, io.BytesIO())
         self.aus = lauf.Zeilen(self.prozess.stdout)
         self.stand = lauf.Zeilen(self.prozess.stderr)
 
@@ -58,6 +67,17 @@ class Wirt:
                 continue
         return None
 
+    def spieler(self):
+        """The player's process in the recorder's place, by its words."""
+        for pid in prozesse.nachkommen(self.prozess.pid):
+            try:
+                with open(f"/proc/{pid}/cmdline", "rb") as datei:
+                    if b"--spiele" in datei.read().split(b"\0")[:-1]:
+                        return pid
+            except (FileNotFoundError, ProcessLookupError):
+                continue
+        return None
+
     def ende(self, status):
         try:
             gekommen = self.prozess.wait(lauf.FRIST)
@@ -86,11 +106,11 @@ class Wirtsfall(lauf.Fall):
         self.zeilen = os.path.join(self.ordner, "zeilen.jsonl")
 
     def wirt(self, *optionen, rekorder=lauf.PROGRAMM, fuer_rekorder=(), umgebung=None,
-             schreiber="basename -s .wav"):
+             schreiber="basename -s .wav", ungelesen=None):
         """`schreiber` is the transcriber; the usual one answers with the file's name."""
         return Wirt(self, [*self.BEFEHL, "--recorder", rekorder, "--folder", self.ziel, "--transcriber",
                            schreiber, *optionen, "--", *fuer_rekorder],
-                    os.environ if umgebung is None else umgebung, self.ziel)
+                    os.environ if umgebung is None else umgebung, self.ziel, ungelesen)
 
     def gespielt(self, zeilen, *optionen, spiel=(), **mehr):
         """A host to which these lines are played."""
@@ -98,6 +118,20 @@ class Wirtsfall(lauf.Fall):
             datei.writelines(zeile + "\n" for zeile in zeilen)
         return self.wirt(*optionen, rekorder=ABSPIELER, fuer_rekorder=["--spiele", self.zeilen, *spiel],
                          **mehr)
+
+    def nacheinander(self, *aufnahmen, optionen=(), **mehr):
+        """A host whose recorder is started several times: (lines, the player's options) of each."""
+        faelle = ""
+        for nummer, (zeilen, spiel) in enumerate(aufnahmen, 1):
+            pfad = os.path.join(self.ordner, f"{os.path.basename(self.ziel)}-{nummer}.jsonl")
+            with open(pfad, "w", encoding="utf-8") as datei:
+                datei.writelines(zeile + "\n" for zeile in zeilen)
+            faelle += f"*/{nummer}) exec {shlex.join([ABSPIELER, '--spiele', pfad, *spiel])} \"$@\";;\n"
+        rekorder = os.path.join(self.ordner, f"{os.path.basename(self.ziel)}.sh")
+        with open(rekorder, "w", encoding="utf-8") as datei:
+            datei.write(f"#!/bin/sh\ncase $2 in\n{faelle}esac\n")
+        os.chmod(rekorder, 0o700)
+        return self.wirt(*optionen, rekorder=rekorder, **mehr)
 
     def pruefe_abschrift(self, wirt, erwartet):
         """(begin, end, channel, text) of each piece, in both files."""

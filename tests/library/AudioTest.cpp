@@ -55,6 +55,8 @@ TEST(Audio, NullHandlesAreRefused) {
   EXPECT_EQ(hallkorb_timeline_place(nullptr, &sample, 1, 1.0, 1.0, &platziert, &anzahl),
             HALLKORB_INVALID);
   EXPECT_EQ(hallkorb_chunker_append(nullptr, &sample, nullptr, 1), HALLKORB_INVALID);
+  double rate = 0.0;
+  EXPECT_EQ(hallkorb_wav_rate(nullptr, &rate), HALLKORB_INVALID);
   EXPECT_EQ(hallkorb_wav_write(nullptr, &sample, 1), HALLKORB_INVALID);
   EXPECT_EQ(hallkorb_wav_finish(nullptr), HALLKORB_INVALID);
   EXPECT_STREQ(hallkorb_error_text(), "wav: null handle");
@@ -98,6 +100,49 @@ TEST(Audio, ASampleThatIsNoNumberCountsAsSilence) {
     return heraus;
   };
   EXPECT_EQ(lauf(std::numeric_limits<float>::quiet_NaN()), lauf(0.0F));
+}
+
+// As the program's capture hands it on; one such sample must neither be full scale nor make a pause
+// loud.
+TEST(Audio, NoPartHandsOnASampleThatIsNoNumber) {
+  const std::string ort = ordner("keine-zahl");
+  for (const float stelle :
+       {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity()}) {
+    const std::vector<float> keine(32000, stelle);
+
+    WavWriter schreiber(ort + "/a.wav", 16000);
+    schreiber.write(keine);
+    schreiber.finish();
+    std::vector<float> platz(32000, 1.0F);
+    EXPECT_EQ(WavReader(ort + "/a.wav").read(platz).size(), 32000U);
+    EXPECT_EQ(platz, std::vector<float>(32000));
+
+    Timeline achse("me", 16000, 100.0);
+    const auto platziert = achse.place(keine, 100.0, 2.0);
+    EXPECT_EQ(std::vector<float>(platziert.begin(), platziert.end()), std::vector<float>(32000));
+
+    std::vector<float> gestellt;
+    Clock takt([&](const hallkorb_block& block) {
+      gestellt.insert(gestellt.end(), block.samples, block.samples + block.frames);
+    });
+    takt.feed({.rate = 16000,
+               .channels = 1,
+               .interleaved = 1,
+               .frames = 32000,
+               .samples = keine.data(),
+               .time = 100.0});
+    takt.flush();
+    EXPECT_EQ(gestellt, std::vector<float>(32000));
+
+    hallkorb_chunker_options wahl = chunker_options();
+    wahl.channel = "me";
+    wahl.folder = ort.c_str();
+    std::vector<std::string> zeilen;
+    Chunker chunker(wahl, [&](std::string_view text) { zeilen.emplace_back(text); });
+    chunker.append(keine);
+    chunker.finish();
+    EXPECT_EQ(zeilen, std::vector<std::string>());
+  }
 }
 
 TEST(Audio, WhatACallbackThrowsComesOutOfTheCall) {
@@ -234,6 +279,7 @@ TEST(Audio, AWavFileAppearsOnlyWhenFinished) {
   EXPECT_EQ(status([&] { schreiber.write(ton(1)); }), HALLKORB_ENDED);
   std::vector<float> platz(64);
   WavReader leser(pfad);
+  EXPECT_EQ(leser.rate(), 16000.0);
   EXPECT_EQ(leser.read(platz).size(), 64U);
   EXPECT_EQ(leser.read(platz).size(), 36U);
   EXPECT_EQ(leser.read(platz).size(), 0U);

@@ -1,4 +1,6 @@
 // What must not be seen: no picture of a window that shows no meeting gets into the file.
+#include "tests/meeting/BildpauseTest.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,12 +13,9 @@
 
 #include "meeting/Film.h"
 #include "meeting/WindowVideoCapture.h"
-#include "tests/support/Bildszene.h"
 
 namespace hallkorb {
 namespace {
-
-using Bilder = std::vector<std::pair<double, std::uint32_t>>;
 
 class Einzelbild final : public Bild {
  public:
@@ -27,41 +26,6 @@ class Einzelbild final : public Bild {
 
  private:
   const double zeit_;
-};
-
-class BildpauseTest : public Bildszene {
- protected:
-  BildpauseTest() { schirm.bildNachStart = false; }
-
-  // Titles are reported, pictures offered again, and the newest ones held back.
-  void wieAufX11() {
-    schirm.meldetAnfang = true;
-    schirm.bietetAn = true;
-    schirm.schreiberHaelt = true;
-  }
-
-  static ScreenWindow tab(const std::string& titel) {
-    return sim::fenster(7, "com.google.Chrome", titel);
-  }
-  // The window delivers a picture each half second, from a quarter second on.
-  void bewegtBis(double ende) {
-    for (double t = 0.25; t < ende; t += 0.5)
-      welt.am(t, [this] { schirm.bild(); });
-  }
-  const Bilder& bilder() { return schirm.filme.at(0).bilder; }
-  // How many pictures were read between these times.
-  std::size_t anzahl(double von, double bis) {
-    std::size_t n = 0;
-    for (const auto& [zeit, fenster] : bilder())
-      n += zeit > von && zeit < bis ? 1U : 0U;
-    return n;
-  }
-  std::size_t ereignisse(const std::string& name) {
-    std::size_t n = 0;
-    for (const std::string& zeile : faenger.ausgabeZeilen())
-      n += zeile.find(name) != std::string::npos ? 1U : 0U;
-    return n;
-  }
 };
 
 TEST_P(BildpauseTest, WhileAPauseIsReportedNoPictureGetsIntoTheFile) {
@@ -411,181 +375,7 @@ TEST_P(BildpauseTest, AFailedChangeToABetterWindowKeepsTheOldOneOnThePicture) {
   EXPECT_EQ(bilder().size(), 20U);
 }
 
-TEST_P(BildpauseTest, ANewTitleIsCheckedAtOnce) {
-  schirm.windows = {tab("Meet")};
-  zeige(2.5, {tab("Meine Bank")});
-  welt.am(2.5, [this] { schirm.titelNeu(); });
-  bewegtBis(5);
-  video->starteGeduldig(120);
-  EXPECT_TRUE(stoppe(5.0));
-  EXPECT_EQ(anzahl(2.5, 5), 0U);
-  EXPECT_NE(faenger.ausgabeZeilen().back().find(R"("t_s":2.5})"), std::string::npos);
-}
-
-TEST_P(BildpauseTest, ANewTitleOfTheMeetingIsBookedAtOnce) {
-  schirm.windows = {zoom(4, "Meeting A")};
-  zeige(4.5, {zoom(4, "Meeting B")});
-  welt.am(4.5, [this] { schirm.titelNeu(); });
-  video->starteGeduldig(120);
-  bewegtBis(9);
-  EXPECT_TRUE(stoppe(9.0));
-  const Zeilen zeilen = faenger.fehlerZeilen();
-  EXPECT_EQ(Zeilen(zeilen.end() - 2, zeilen.end()),
-            (Zeilen{"[hallkorb] Bildquelle: Zoom · Meeting A — 4 s",
-                    "[hallkorb] Bildquelle: Zoom · Meeting B — 4 s"}));
-  EXPECT_EQ(bilder().size(), 18U);
-}
-
-TEST_P(BildpauseTest, TwoNewTitlesAreCheckedAFifthOfASecondApart) {
-  schirm.windows = {tab("Meet")};
-  welt.am(2.5, [this] { schirm.titelNeu(); });
-  zeige(2.6, {tab("Meine Bank")});
-  welt.am(2.6, [this] { schirm.titelNeu(); });
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(3.5));
-  EXPECT_NE(faenger.ausgabeZeilen().back().find(R"("t_s":2.7})"), std::string::npos)
-      << faenger.ausgabeZeilen().back();
-}
-
-TEST_P(BildpauseTest, AnEarlierCheckConfirmsNoBetterWindow) {
-  schirm.windows = {zoom(4)};
-  zeige(3, {zoom(4), teams(5)});
-  for (const double t : {3.1, 3.5, 4.5})
-    welt.am(t, [this] { schirm.titelNeu(); });
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(9.0));
-  // Seen at 4, taken over at 6: the checks keep their distance.
-  EXPECT_NE(faenger.ausgabeZeilen().back().find(R"("t_s":6.0})"), std::string::npos);
-}
-
-// A title that becomes a meeting's again while the page still shows the bank: the window gets the
-// time until the next check to paint.
-TEST_P(BildpauseTest, APauseEndsAtARegularCheckOnly) {
-  schirm.windows = {tab("Meet")};
-  zeige(3, {tab("Meine Bank")});
-  zeige(8.5, {tab("Meet")});
-  welt.am(8.5, [this] { schirm.titelNeu(); });
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(11.0));
-  EXPECT_NE(faenger.ausgabeZeilen().back().find(R"("t_s":10.0})"), std::string::npos);
-}
-
-TEST_P(BildpauseTest, ATitleThatNeverStandsStillCostsFewChecks) {
-  schirm.windows = {zoom(4)};
-  for (double t = 0.005; t < 10; t += 0.01)
-    welt.am(t, [this] { schirm.titelNeu(); });
-  zeige(5, {zoom(4), teams(5)});
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(10.0));
-  EXPECT_LT(schirm.inventare, 60U);
-  EXPECT_GT(schirm.inventare, 20U);
-  EXPECT_EQ(ereignisse("video_wechsel"), 1U);
-}
-
-TEST_P(BildpauseTest, AStopDuringAnEarlierCheckIsQuick) {
-  schirm.windows = {zoom(4)};
-  welt.am(4.9, [this] { schirm.titelNeu(); });
-  welt.am(4.95, [this] { schirm.titelNeu(); });
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(5.0));
-  EXPECT_EQ(stopDauer, 0.0);
-  EXPECT_EQ(video.use_count(), 1);
-}
-
 INSTANTIATE_TEST_SUITE_P(Saaten, BildpauseTest, testing::Range<std::uint64_t>(1, 6));
-
-// Which of two tabs shows the meeting, if any; each time for longer than a slow look and a slow
-// switch together.
-class Besprechung {
- public:
-  // A tab that stops showing it has another page up to 0.4 s before its title says so.
-  Besprechung(sim::SimPlattform& welt, std::mt19937_64& zufall, double ende) {
-    const auto zwischen = [&](double von, double bis) {
-      return std::uniform_real_distribution<double>(von, bis)(zufall);
-    };
-    sim::Bildschirm& schirm = welt.bildschirm;
-    for (const std::uint32_t id : {7U, 8U})
-      schirm.windows.push_back(sim::fenster(id, "com.google.Chrome", "Meine Bank"));
-    std::uint32_t bisher = 0;
-    for (double t = zwischen(0, 2); t < ende; t += zwischen(5, 12)) {
-      const auto neue = static_cast<std::uint32_t>(6 + zufall() % 3);  // 6: neither
-      if (neue == bisher) continue;
-      ab_.emplace_back(t, neue);
-      betitle(welt, t, neue, "Meet");
-      betitle(welt, t + zwischen(0, 0.4), std::exchange(bisher, neue), "Meine Bank");
-    }
-  }
-
-  // The tab that shows it at that time; 0 before the first one.
-  [[nodiscard]] std::uint32_t fenster(double zeit) const {
-    std::uint32_t id = 0;
-    for (const auto& [ab, welches] : ab_)
-      id = ab <= zeit ? welches : id;
-    return id;
-  }
-
- private:
-  static void betitle(sim::SimPlattform& welt, double zeit, std::uint32_t id, const char* titel) {
-    if (id < 7) return;
-    welt.am(zeit, [&schirm = welt.bildschirm, id, titel] {
-      schirm.windows.at(id - 7).titel = titel;
-      schirm.titelNeu(id);
-    });
-  }
-
-  std::vector<std::pair<double, std::uint32_t>> ab_;
-};
-
-// Calls take long and fail at any moment. Whatever happens, the film shows the meeting alone,
-// except for a page that comes right before the stop.
-TEST(BildpauseZufallTest, NothingButTheMeetingIsSeen) {
-  constexpr double ENDE = 60.0;
-  std::size_t bilder = 0;
-  std::size_t pausen = 0;
-  for (std::uint64_t saat = 1; saat <= 300; ++saat) {
-    SCOPED_TRACE(saat);
-    std::mt19937_64 zufall(saat);
-    const auto zwischen = [&](double von, double bis) {
-      return std::uniform_real_distribution<double>(von, bis)(zufall);
-    };
-    const TempOrdner ordner;
-    const AusgabeFaenger faenger;
-    sim::SimPlattform welt(saat);
-    sim::Bildschirm& schirm = welt.bildschirm;
-    setzeHostClock(welt);
-    schirm.meldetAnfang = schirm.bietetAn = schirm.schreiberHaelt = true;
-    schirm.bildVerzug = 0.02;
-    const Besprechung besprechung(welt, zufall, ENDE);
-    for (double t = 0; t < ENDE; t += zwischen(0, 6)) {
-      welt.am(t, [&schirm, r = zufall()] {
-        schirm.inventarDauer = static_cast<double>(r % 4) * 0.4;
-        schirm.inventarFrueh = r / 4 % 2 == 0;
-        schirm.startDauer = schirm.wechselDauer = static_cast<double>(r / 8 % 4) * 0.4;
-        schirm.wechselFehler = std::nullopt;
-        if (r / 32 % 6 == 0) schirm.wechselFehler = Fehler{"sim", 7, "Fehler"};
-        schirm.schreiberBereit = r / 256 % 5 != 0;
-      });
-    }
-    for (double t = 0; t < ENDE; t += zwischen(0.02, 0.3))
-      welt.am(t, [&schirm] { schirm.bild(); });
-
-    const auto video = WindowVideoCapture::baue(ordner.pfad(), sim::NULLZEIT, welt);
-    video->starteGeduldig(100);
-    const double stopp = zwischen(5, ENDE);
-    welt.am(stopp, [] {});
-    welt.warteBis([&] { return welt.jetzt() >= stopp; });
-    static_cast<void>(video->stop());
-    pausen += faenger.ausgabe().find("video_pause") != std::string::npos ? 1U : 0U;
-    if (schirm.filme.empty()) continue;
-    for (const auto& [zeit, id] : schirm.filme[0].bilder) {
-      if (zeit > stopp - 0.5) break;
-      EXPECT_EQ(id, besprechung.fenster(zeit)) << zeit;
-      ++bilder;
-    }
-  }
-  EXPECT_GT(bilder, 10'000U);
-  EXPECT_GT(pausen, 100U);
-}
 
 }  // namespace
 }  // namespace hallkorb

@@ -8,7 +8,7 @@
 namespace hallkorb {
 namespace {
 
-using Eintraege = std::vector<Bildzeiten::Eintrag>;
+using Eintraege = std::vector<Bildzeiten::Quellenzeit>;
 
 TEST(BildzeitenTest, AddsUpBySourceAndListsTheLongestFirst) {
   Bildzeiten zeiten;
@@ -29,8 +29,8 @@ TEST(BildzeitenTest, AClockInATitleIsASourceForEachOfItsSeconds) {
   }
   const Eintraege alle = zeiten.laengsteZuerst();
   ASSERT_EQ(alle.size(), std::size_t{SEKUNDEN});
-  EXPECT_EQ(alle.front(), (Bildzeiten::Eintrag{"Meet 0", 2.0}));
-  EXPECT_EQ(alle[SEKUNDEN / 2], (Bildzeiten::Eintrag{"Meet 20000", 1.0}));
+  EXPECT_EQ(alle.front(), (Bildzeiten::Quellenzeit{"Meet 0", 2.0}));
+  EXPECT_EQ(alle[SEKUNDEN / 2], (Bildzeiten::Quellenzeit{"Meet 20000", 1.0}));
 }
 
 TEST(BildzeitenTest, EqualTimesKeepTheOrderOfTheirFirstBooking) {

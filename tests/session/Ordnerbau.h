@@ -31,7 +31,7 @@ class Ordnerbau {
   [[nodiscard]] const TempOrdner& ordner() const { return ordner_; }
   [[nodiscard]] std::string operator/(const std::string& name) const { return ordner_ / name; }
 
-  // Samples that tell their place: sample i of a channel's time axis.
+  // Samples that show where in the channel they were, from place `ab` on.
   static std::vector<float> ton(std::int64_t ab, std::int64_t anzahl) {
     std::vector<float> samples;
     for (std::int64_t i = ab; i < ab + anzahl; ++i)

@@ -146,7 +146,7 @@ TEST_F(Pruefung, FilesOfAnotherRate) {
   EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft mikro_roh.wav"});
   bau_.setze(ROHDATEI, 24, 16000);
   EXPECT_EQ(bau_.auffaellig(), Namen{});
-  // Without lines, too, where no time contradicts the file.
+  // Without lines nothing says that the file is too short; its rate is another one all the same.
   std::filesystem::remove(bau_ / EREIGNISSE);
   bau_.setze("chunk_me_001.wav", 24, 48000);
   EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft chunk_me_001.wav"});

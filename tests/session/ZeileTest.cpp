@@ -51,7 +51,8 @@ TEST(Zeile, ReadsWhatTheRecorderWrites) {
   EXPECT_EQ(lies<ZeitachseZeile>(R"({"event":"zeitachse","me":{"luecken":3}})").me.luecken, 3);
   EXPECT_DOUBLE_EQ(lies<EchoZeile>(R"({"event":"echo","verzoegerung_ms":81.7})").verzoegerungMs,
                    81.7);
-  lies<AndereZeile>(R"({"event":"neu"})");
+  EXPECT_EQ(lies<AndereZeile>(R"({"event":"neu"})").ereignis, "neu");
+  EXPECT_EQ(lies<AndereZeile>(R"({"mein":"Wirt"})").ereignis, "");
 }
 
 // The recorder leaves control characters in titles and quotes in paths as they are.

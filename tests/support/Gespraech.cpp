@@ -63,13 +63,13 @@ std::vector<std::string> zeilenAus(const std::string& pfad) {
   return alle;
 }
 
-Befund::Befund(const Lauf& lauf) {
+AufnahmeBefund::AufnahmeBefund(const Lauf& lauf) {
   liesZeilen(lauf);
   pruefeRoh(lauf);
   pruefeOrdner(lauf);
 }
 
-void Befund::liesZeilen(const Lauf& lauf) {
+void AufnahmeBefund::liesZeilen(const Lauf& lauf) {
   for (const std::string& zeile : lauf.ausgabe) {
     if (zeile.starts_with(R"({"chunk":)")) pruefeChunk(zeile, lauf);
     if (!zeile.starts_with("{") || !zeile.ends_with("}")) maengel.push_back("not a line: " + zeile);
@@ -99,7 +99,7 @@ void Befund::liesZeilen(const Lauf& lauf) {
 }
 
 // The lines give hundredths of a second; the tone says which sample it is.
-void Befund::pruefeChunk(const std::string& zeile, const Lauf& lauf) {
+void AufnahmeBefund::pruefeChunk(const std::string& zeile, const Lauf& lauf) {
   int nummer = 0;
   char kanal[8] = {};
   char pfad[400] = {};
@@ -126,7 +126,7 @@ void Befund::pruefeChunk(const std::string& zeile, const Lauf& lauf) {
   maengel.push_back("not what was heard then: " + zeile);
 }
 
-void Befund::pruefeRoh(const Lauf& lauf) {
+void AufnahmeBefund::pruefeRoh(const Lauf& lauf) {
   std::ifstream datei(lauf.ordner + "/mikro_roh.wav", std::ios::binary);
   if (!datei) return;
   const std::string bytes{std::istreambuf_iterator<char>(datei), {}};
@@ -154,7 +154,7 @@ void Befund::pruefeRoh(const Lauf& lauf) {
   }
 }
 
-void Befund::pruefeOrdner(const Lauf& lauf) {
+void AufnahmeBefund::pruefeOrdner(const Lauf& lauf) {
   std::error_code keiner;
   for (const auto& eintrag : std::filesystem::directory_iterator(lauf.ordner, keiner)) {
     const std::string name = eintrag.path().filename().string();

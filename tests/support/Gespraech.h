@@ -30,7 +30,7 @@ void stetig(Geraet& geraet, double von, double bis, double block = 0.02);
 [[nodiscard]] std::vector<std::string> zeilenAus(const std::string& pfad);
 
 // What a recording at 16 kHz left. The devices captured klang() from `von` on.
-struct Befund {
+struct AufnahmeBefund {
   struct Lauf {
     std::string ordner;
     std::vector<std::string> ausgabe;  // lines of standard output
@@ -38,7 +38,7 @@ struct Befund {
     double von = 0.1;
     bool echo = false;  // the echo path changes what the chunks of "me" hold
   };
-  explicit Befund(const Lauf& lauf);
+  explicit AufnahmeBefund(const Lauf& lauf);
 
   std::map<std::string, std::set<int>> angekuendigt;  // numbers of chunks, by channel
   std::map<std::string, std::set<int>> verloren;      // of chunks that are reported as lost

@@ -44,8 +44,8 @@ struct Geraet {
   double startDauer = 0.02;           // seconds that start() takes
   bool startHaengt = false;           // start() waits for ever, until stop() cancels it
   struct Schritt {
-    double zeit = 0.0;                                  // when it reaches the capture's thread
-    std::function<void(AudioInputListener&)> handlung;  //
+    double zeit = 0.0;  // when it reaches the capture's thread
+    std::function<void(AudioInputListener&)> handlung;
   };
   std::vector<Schritt> schritte;
   // Makes what follows them, one step at a time, for hours that no script could hold; nullopt ends

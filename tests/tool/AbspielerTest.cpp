@@ -281,6 +281,48 @@ TEST_F(AbspielerTest, OnlyTheLastRecordingAndOnlyLinesOfTheRecorder) {
   EXPECT_NEAR(welt.jetzt(), 1.0, 0.01);
 }
 
+// Hosts must skip them, which can be tried out this way.
+TEST_F(AbspielerTest, EventsOfALaterVersionComeAsTheyAre) {
+  const auto neu = [&](const char* stelle) {
+    bau.zeile(std::string(R"({"event":"neu","channel":"me","stelle":")") + stelle + R"("})");
+  };
+  neu("before the recording");
+  bau.zeile(R"({"event":"degraded","channel":"them","message":"stumm"})");
+  neu("before it has started");
+  bau.start();
+  neu("at its beginning");
+  bau.chunk("me", 0, 0.0, 3.0);
+  neu("after a chunk");
+  bau.chunk("me", 1, 3.0, 6.0);
+  bau.zeile(ZEITACHSE);
+  neu("in the stop");
+  bau.ende();
+  neu("after the recording");
+  SimPlattform welt;
+  welt.am(2.9, [&] { EXPECT_EQ(faenger.ausgabeZeilen().size(), 3U); });
+  welt.am(3.1, [&] { EXPECT_EQ(faenger.ausgabeZeilen().size(), 5U); });
+  EXPECT_EQ(spiele(welt), 0);
+  const auto alle = erwartet();
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{alle[1], alle[3], alle[4], alle[5], alle[6], alle[7], alle[8],
+                                      alle[9], alle[10]}));
+}
+
+TEST_F(AbspielerTest, AStopLeavesOutEventsThatWouldHaveComeLater) {
+  bau.start();
+  bau.zeile(R"({"event":"neu","nummer":1})");
+  bau.chunk("me", 0, 0.0, 4.0);
+  bau.zeile(R"({"event":"neu","nummer":2})");
+  bau.ende();
+  SimPlattform welt;
+  welt.signal(2.0, SIGTERM);
+  EXPECT_EQ(spiele(welt), 0);
+  const auto zeilen = faenger.ausgabeZeilen();
+  EXPECT_EQ(zeilen.size(), 5U);
+  EXPECT_EQ(zeilen[1], R"({"event":"neu","nummer":1})");
+  EXPECT_EQ(zeilen[2].substr(0, 10), R"({"chunk":0)");
+}
+
 TEST_F(AbspielerTest, AChunkWithoutItsFileIsNotAnnounced) {
   bau.start();
   bau.chunkZeile("me", 0, 0.0, 1.0, "/weg/chunk_me_000.wav");

@@ -31,7 +31,7 @@ bool BlockRing::schreibe(const PcmBlock& block, std::uint64_t strom) {
   return true;
 }
 
-std::optional<BlockRing::Eintrag> BlockRing::vorn() const {
+std::optional<BlockRing::StromBlock> BlockRing::vorn() const {
   const std::uint64_t platz = plaetzeGelesen_.load(std::memory_order_relaxed);
   if (platz == plaetzeGeschrieben_.load(std::memory_order_acquire)) return std::nullopt;
   return plaetze_[platz % plaetze_.size()].eintrag;

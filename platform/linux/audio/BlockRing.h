@@ -29,7 +29,7 @@ class BlockRing {
   static constexpr std::size_t BLOECKE = 4096;
 
   // A block and the number of the stream that it came from.
-  struct Eintrag {
+  struct StromBlock {
     PcmBlock block;
     std::uint64_t strom = 0;
   };
@@ -44,7 +44,7 @@ class BlockRing {
   bool schreibe(const PcmBlock& block, std::uint64_t strom);
 
   // Consumer. The oldest block; its samples stay valid until raeumeVorn().
-  [[nodiscard]] std::optional<Eintrag> vorn() const;
+  [[nodiscard]] std::optional<StromBlock> vorn() const;
   // Consumer. Frees the oldest block's place. Only after vorn() has returned a block.
   void raeumeVorn();
   // Consumer. How many blocks were lost since the last call.
@@ -52,7 +52,7 @@ class BlockRing {
 
  private:
   struct Platz {
-    Eintrag eintrag;
+    StromBlock eintrag;
     std::uint64_t ende = 0;  // sample position after the block
   };
 

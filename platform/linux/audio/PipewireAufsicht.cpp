@@ -243,7 +243,7 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
   if (const std::uint64_t n = ring_.verlorene(); n > 0 && begonnen_) listener_.verloren(n);
 }
 
-void PipewireAufsicht::gib(const BlockRing::Eintrag& eintrag) {
+void PipewireAufsicht::gib(const BlockRing::StromBlock& eintrag) {
   if (std::exchange(unterbrochen_, false)) listener_.fortgesetzt();
   // Another stream is another device, with a clock of its own.
   if (std::exchange(taktStrom_, eintrag.strom) != eintrag.strom) takt_.leere();

@@ -65,7 +65,7 @@ class PipewireAufsicht {
   void pruefeVorrang(Zeitpunkt jetzt);
   void pruefeStille(Zeitpunkt jetzt);
   void uebergib(std::size_t hoechstens);
-  void gib(const BlockRing::Eintrag& eintrag);
+  void gib(const BlockRing::StromBlock& eintrag);
   void melde();
 
   const PipewireQuelle quelle_;

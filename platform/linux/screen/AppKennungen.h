@@ -42,7 +42,6 @@ struct AppKennung {
   std::string_view name;
 };
 
-// The table.
 [[nodiscard]] std::span<const AppKennung> appKennungen();
 
 // The application; nullopt if the window does not name one. The identifier of one that is not in

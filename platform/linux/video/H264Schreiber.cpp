@@ -25,7 +25,8 @@ Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
   }
   const bool gerade = einstellungen.breite % 2 == 0 && einstellungen.hoehe % 2 == 0;
   if (!gerade || einstellungen.breite < 2 || einstellungen.hoehe < 2) {
-    return Fehler{"hallkorb", 3, "Breite und Hoehe des Videos muessen gerade sein"};
+    return Fehler::eigener(Fehlercode::ungeradesBild,
+                           "Breite und Hoehe des Videos muessen gerade sein");
   }
   return {};
 }

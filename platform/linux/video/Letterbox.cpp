@@ -16,13 +16,13 @@ namespace {
 constexpr int SCHWARZ_HELL = 16;
 constexpr int SCHWARZ_FARBE = 128;
 
-// Fills what lies around `lage` in one plane; `teiler` is the plane's resolution.
-void schwaerze(std::uint8_t* ebene, int zeile, int breite, int hoehe, const Lage& lage, int teiler,
-               int wert) {
-  const int links = lage.x / teiler;
-  const int rechts = links + lage.breite / teiler;
-  const int oben = lage.y / teiler;
-  const int unten = oben + lage.hoehe / teiler;
+// Fills what lies around `flaeche` in one plane; `teiler` is the plane's resolution.
+void schwaerze(std::uint8_t* ebene, int zeile, int breite, int hoehe, const Bildflaeche& flaeche,
+               int teiler, int wert) {
+  const int links = flaeche.x / teiler;
+  const int rechts = links + flaeche.breite / teiler;
+  const int oben = flaeche.y / teiler;
+  const int unten = oben + flaeche.hoehe / teiler;
   for (int y = 0; y < hoehe / teiler; ++y) {
     std::uint8_t* anfang = ebene + static_cast<std::ptrdiff_t>(y) * zeile;
     if (y < oben || y >= unten) {
@@ -40,15 +40,15 @@ int gerade(double wert) {
 
 }  // namespace
 
-Lage lageIn(int zielBreite, int zielHoehe, int breite, int hoehe) {
+Bildflaeche flaecheIn(int zielBreite, int zielHoehe, int breite, int hoehe) {
   const double faktor =
       std::min(static_cast<double>(zielBreite) / breite, static_cast<double>(zielHoehe) / hoehe);
-  Lage lage;
-  lage.breite = std::min(gerade(breite * faktor), zielBreite);
-  lage.hoehe = std::min(gerade(hoehe * faktor), zielHoehe);
-  lage.x = (zielBreite - lage.breite) / 4 * 2;
-  lage.y = (zielHoehe - lage.hoehe) / 4 * 2;
-  return lage;
+  Bildflaeche flaeche;
+  flaeche.breite = std::min(gerade(breite * faktor), zielBreite);
+  flaeche.hoehe = std::min(gerade(hoehe * faktor), zielHoehe);
+  flaeche.x = (zielBreite - flaeche.breite) / 4 * 2;
+  flaeche.y = (zielHoehe - flaeche.hoehe) / 4 * 2;
+  return flaeche;
 }
 
 Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
@@ -56,8 +56,9 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
   YuvEbenen ort;
   for (int i = 0; i < 3; ++i) {
     const int teiler = i == 0 ? 1 : 2;
-    ort.daten[i] = ziel.data[i] + static_cast<std::ptrdiff_t>(lage_.y / teiler) * ziel.linesize[i] +
-                   lage_.x / teiler;
+    ort.daten[i] = ziel.data[i] +
+                   static_cast<std::ptrdiff_t>(flaeche_.y / teiler) * ziel.linesize[i] +
+                   flaeche_.x / teiler;
     ort.zeile[i] = ziel.linesize[i];
   }
   if (!zwischen_) {
@@ -71,7 +72,7 @@ Ergebnis Letterbox::zeichne(const BgrBild& bild, AVFrame& ziel) {
   }
   // The black last: the scaler works in vectors and so writes a little beyond the end of rows.
   for (int i = 0; i < 3; ++i) {
-    schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, lage_, i == 0 ? 1 : 2,
+    schwaerze(ziel.data[i], ziel.linesize[i], ziel.width, ziel.height, flaeche_, i == 0 ? 1 : 2,
               i == 0 ? SCHWARZ_HELL : SCHWARZ_FARBE);
   }
   return {};
@@ -82,8 +83,8 @@ Ergebnis Letterbox::richteEin(const BgrBild& bild, const AVFrame& ziel) {
   breite_ = 0;  // until all of it is there
   zwischen_.reset();
   skalierer_.reset();
-  lage_ = lageIn(ziel.width, ziel.height, bild.breite(), bild.hoehe());
-  if (lage_.breite != bild.breite() || lage_.hoehe != bild.hoehe()) {
+  flaeche_ = flaecheIn(ziel.width, ziel.height, bild.breite(), bild.hoehe());
+  if (flaeche_.breite != bild.breite() || flaeche_.hoehe != bild.hoehe()) {
     if (Ergebnis ergebnis = legeZwischenbildAn(bild); ergebnis.gescheitert()) return ergebnis;
   }
   breite_ = bild.breite();
@@ -101,7 +102,7 @@ Ergebnis Letterbox::legeZwischenbildAn(const BgrBild& bild) {
     return libavFehler(code, "Bildumwandlung");
   }
   skalierer_.reset(libav().sws_getContext(bild.breite(), bild.hoehe(), AV_PIX_FMT_YUV420P,
-                                          lage_.breite, lage_.hoehe, AV_PIX_FMT_YUV420P,
+                                          flaeche_.breite, flaeche_.hoehe, AV_PIX_FMT_YUV420P,
                                           SWS_BILINEAR, nullptr, nullptr, nullptr));
   if (skalierer_) return {};
   return Fehler{"libav", EINVAL,

@@ -19,17 +19,17 @@ namespace hallkorb {
 
 // Where a picture of one size lies in one of another; all even, since chroma has half the
 // resolution.
-struct Lage {
+struct Bildflaeche {
   int x = 0;
   int y = 0;
   int breite = 0;
   int hoehe = 0;
 
-  friend bool operator==(const Lage&, const Lage&) = default;
+  friend bool operator==(const Bildflaeche&, const Bildflaeche&) = default;
 };
 
-// The largest place with the source's aspect ratio, in the middle. At least 2 x 2.
-[[nodiscard]] Lage lageIn(int zielBreite, int zielHoehe, int breite, int hoehe);
+// The largest one with the source's aspect ratio, in the middle. At least 2 x 2.
+[[nodiscard]] Bildflaeche flaecheIn(int zielBreite, int zielHoehe, int breite, int hoehe);
 
 class Letterbox {
  public:
@@ -42,7 +42,7 @@ class Letterbox {
 
   int breite_ = 0;  // of the pictures that all of this is made for
   int hoehe_ = 0;
-  Lage lage_;
+  Bildflaeche flaeche_;
   LibavZeiger<AVFrame> zwischen_;  // in the video's colours and the window's size; null if they fit
   LibavZeiger<SwsContext> skalierer_;
 };

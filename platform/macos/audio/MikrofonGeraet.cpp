@@ -7,11 +7,11 @@ namespace hallkorb {
 namespace {
 
 Fehler keinMikrofon() {
-  return {"hallkorb", 2, "kein Mikrofon gefunden"};
+  return Fehler::eigener(Fehlercode::keinMikrofon, "kein Mikrofon gefunden");
 }
 
 Fehler veraendert() {
-  return {"hallkorb", 2, "das Eingabegeraet hat gewechselt"};
+  return Fehler::eigener(Fehlercode::geraetGewechselt, "das Eingabegeraet hat gewechselt");
 }
 
 }  // namespace

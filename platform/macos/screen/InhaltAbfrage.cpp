@@ -21,7 +21,8 @@ Ergebnis frageInhalt(SckAufrufe& dienst, bool ohneDesktop, std::shared_ptr<const
   if (!auskunft) return ohneAntwort(*stelle, "der Dienst fuer Bildschirmaufnahmen");
   if (auskunft->ergebnis.gescheitert()) return erklaert(std::move(auskunft->ergebnis).fehler());
   if (auskunft->inhalt == nullptr) {
-    return Fehler{"hallkorb", 1, "keine Liste der Fenster und Bildschirme"};
+    return Fehler::eigener(Fehlercode::keineFensterliste,
+                           "keine Liste der Fenster und Bildschirme");
   }
   inhalt = std::move(auskunft->inhalt);
   return {};

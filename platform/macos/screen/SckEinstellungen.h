@@ -25,9 +25,9 @@ struct StromEinstellungen {
 
   bool capturesAudio = false;
   std::optional<bool> excludesCurrentProcessAudio;
-  std::optional<std::int64_t> sampleRate;    // Hz
-  std::optional<std::int64_t> channelCount;  //
-  std::size_t width = 0;                     // pixels
+  std::optional<std::int64_t> sampleRate;  // Hz
+  std::optional<std::int64_t> channelCount;
+  std::size_t width = 0;  // pixels
   std::size_t height = 0;
   Abstand minimumFrameInterval;
   std::optional<std::uint32_t> pixelFormat;  // a four-character code

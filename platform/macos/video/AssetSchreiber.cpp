@@ -39,7 +39,8 @@ std::unique_ptr<AssetSchreiber> AssetSchreiber::neu(std::unique_ptr<SchreiberAuf
     }
   }
   if (ergebnis.gelungen() && !aufrufe->nimmtEingang()) {
-    ergebnis = Fehler{"hallkorb", 3, "AVAssetWriter nimmt den Video-Eingang nicht an"};
+    ergebnis = Fehler::eigener(Fehlercode::keinVideoEingang,
+                               "AVAssetWriter nimmt den Video-Eingang nicht an");
   }
   if (ergebnis.gelungen()) ergebnis = aufrufe->fuegeEingangHinzu();
   if (ergebnis.gescheitert()) {

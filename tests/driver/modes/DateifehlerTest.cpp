@@ -19,7 +19,7 @@
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/Fehlerart.h"
 #include "tests/support/FehlerDateien.h"
-#include "tests/support/Fortschritt.h"
+#include "tests/support/Fortschrittszeile.h"
 #include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/Speicherwacht.h"
@@ -28,7 +28,7 @@
 namespace hallkorb {
 namespace {
 
-using sim::Befund;
+using sim::AufnahmeBefund;
 
 constexpr double ENDE = 4.001;
 constexpr double RATE = 16000;
@@ -43,7 +43,7 @@ struct Fehlerende {
 };
 
 struct Ergebnisse {
-  Befund befund;
+  AufnahmeBefund befund;
   int status = 0;
   std::size_t rufe = 0;    // file operations
   std::size_t gipfel = 0;  // bytes of memory beyond what was allocated before
@@ -82,7 +82,7 @@ class DateifehlerTest : public testing::Test {
         zeilen.begin() + static_cast<std::ptrdiff_t>(ende.zeilen), zeilen.end(),
         [](const std::string& z) { return z.starts_with("[hallkorb] WAV-Schreibfehler ("); });
     // The first of them is what the failed call itself has cost.
-    return {Befund({ordner, faenger.ausgabeZeilen(), zeilen, 0.1, config.echo}),
+    return {AufnahmeBefund({ordner, faenger.ausgabeZeilen(), zeilen, 0.1, config.echo}),
             status,
             dateien.rufe(),
             gipfel,
@@ -91,7 +91,7 @@ class DateifehlerTest : public testing::Test {
   }
 
   void pruefe(const Ergebnisse& lauf, const Ergebnisse& heil, const Fehlerart& art) {
-    const Befund& befund = lauf.befund;
+    const AufnahmeBefund& befund = lauf.befund;
     EXPECT_EQ(lauf.status, 0);
     EXPECT_TRUE(befund.fertig);
     EXPECT_EQ(befund.unangekuendigt, 0U);
@@ -122,8 +122,8 @@ class DateifehlerTest : public testing::Test {
     verloreneSamples += befund.rohStummGemeldet;
   }
 
-  static void pruefeRoh(const Ergebnisse& lauf, const Befund& heil, const Fehlerart& art) {
-    const Befund& befund = lauf.befund;
+  static void pruefeRoh(const Ergebnisse& lauf, const AufnahmeBefund& heil, const Fehlerart& art) {
+    const AufnahmeBefund& befund = lauf.befund;
     if (befund.rohFehlt) {
       EXPECT_EQ(befund.rohLaenge, 0);
       return;
@@ -161,7 +161,7 @@ class DateifehlerTest : public testing::Test {
     EXPECT_EQ(heil.befund.rohLaenge, SAMPLES);
     EXPECT_EQ(heil.befund.rohStumm, 1600);
     const auto wie = Fehlerart::alle();
-    Fortschritt fortschritt(heil.rufe * wie.size() / schritt);
+    Fortschrittszeile fortschritt(heil.rufe * wie.size() / schritt);
     std::size_t laeufe = 0;
     for (std::size_t n = 0; n < heil.rufe; ++n) {
       for (std::size_t k = n % schritt; k < wie.size(); k += schritt) {

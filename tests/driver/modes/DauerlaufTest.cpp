@@ -33,7 +33,7 @@
 #include "platform/clock/Hosttakt.h"
 #include "platform/linux/Deskriptor.h"
 #include "tests/support/AusgabeFaenger.h"
-#include "tests/support/Fortschritt.h"
+#include "tests/support/Fortschrittszeile.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/Speicherwacht.h"
 #include "tests/support/TempOrdner.h"
@@ -279,7 +279,7 @@ class DauerlaufTest : public testing::TestWithParam<Fall> {
 
   TempOrdner ordner;
   AusgabeFaenger faenger;
-  Fortschritt fortschritt{720, "minutes"};
+  Fortschrittszeile fortschritt{720, "minutes"};
   std::size_t gelesen = 0;
   std::size_t chunks = 0;
   std::map<std::string, Kanal> kanaele;

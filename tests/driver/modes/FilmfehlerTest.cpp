@@ -28,7 +28,7 @@
 #include "tests/support/Fehlerart.h"
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/Ffmpeg.h"
-#include "tests/support/Fortschritt.h"
+#include "tests/support/Fortschrittszeile.h"
 #include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/TempOrdner.h"
@@ -125,7 +125,7 @@ class FilmfehlerTest : public testing::Test {
  protected:
   struct Lauf {
     int status = 0;
-    sim::Befund ton;
+    sim::AufnahmeBefund ton;
     std::optional<std::size_t> bilder;  // as announced; absent if the video was not
     bool gemeldet = false;              // a line says that the video was lost
     Stand stand;
@@ -159,7 +159,8 @@ class FilmfehlerTest : public testing::Test {
     welt.signal(ENDE, SIGINT);
     const int status = LiveAufnahme(config, welt).laufe();
     const auto fehler = faenger.fehlerZeilen();
-    Lauf lauf{status, sim::Befund({ordner, faenger.ausgabeZeilen(), fehler}), {}, false, stand};
+    Lauf lauf{
+        status, sim::AufnahmeBefund({ordner, faenger.ausgabeZeilen(), fehler}), {}, false, stand};
     lauf.gemeldet = std::any_of(fehler.begin(), fehler.end(), [](const std::string& z) {
       return z.starts_with("[hallkorb] Video-");
     });
@@ -215,7 +216,7 @@ TEST_F(FilmfehlerTest, OfAVideoThatFailsWhatWasSafePlaysAndTheSoundIsWhole) {
   EXPECT_EQ(dekodierFehler(ort / "video.mp4"), "");
   const std::size_t schritt = std::getenv("HALLKORB_LANG") != nullptr ? 1 : 16;
   const auto arten = Fehlerart::alle();
-  Fortschritt fortschritt(ohne.rufe() * arten.size() / schritt);
+  Fortschrittszeile fortschritt(ohne.rufe() * arten.size() / schritt);
   std::size_t laeufe = 0;
   for (std::size_t n = 0; n < ohne.rufe(); ++n) {
     for (std::size_t k = n % schritt; k < arten.size(); k += schritt) {

@@ -148,8 +148,6 @@ TEST_F(LiveStoerungTest, NoVideoIsBegunInAFolderThatWasExchangedMeanwhile) {
   EXPECT_EQ(std::count(folge.begin(), folge.end(), "video"), 0);
 }
 
-// The start.
-
 // A stop that begins right after the system audio's start has failed: the line about that failure
 // is the first one that finds standard error closed, which lets the recorder wait.
 class StoppNachFehlstartTest : public LiveStoerungTest {
@@ -213,8 +211,6 @@ TEST_F(LiveStoerungTest, AMicrophoneThatFailedIsReportedAlsoIfTheStopCancelsTheR
             R"({"event":"degraded","channel":"me","message":"kein Mikrofon"})");
   EXPECT_EQ(anzahl("Mikrofon verweigert: kein Mikrofon"), 1);
 }
-
-// The host.
 
 // As long as at the stop: with nobody who reads, the lines about the refusal are given up then.
 TEST_F(LiveStoerungTest, TheReasonForARefusalWaitsForAHostThatDoesNotRead) {

@@ -25,7 +25,7 @@
 
 #include "base/Abbruch.h"
 #include "driver/modes/LiveAufnahme.h"
-#include "tests/support/Fortschritt.h"
+#include "tests/support/Fortschrittszeile.h"
 #include "tests/support/Gespraech.h"
 #include "tests/support/SimPlattform.h"
 #include "tests/support/Speicherwacht.h"
@@ -34,7 +34,7 @@
 namespace hallkorb {
 namespace {
 
-using sim::Befund;
+using sim::AufnahmeBefund;
 
 constexpr double ENDE = 3.001;
 constexpr std::int64_t SAMPLES = 48000;
@@ -74,7 +74,7 @@ void leiteUm(int deskriptor, const std::string& pfad) {
 
 struct Lauf {
   int ende = 0;  // as of waitpid
-  Befund befund;
+  AufnahmeBefund befund;
   std::vector<std::string> fehler;
   std::size_t rufe = 0;
 };
@@ -89,7 +89,8 @@ Lauf laufe(std::size_t n, bool immer) {
   const auto fehler = sim::zeilenAus(ort / "fehler");
   std::size_t rufe = 0;
   std::ifstream(ort / "rufe") >> rufe;
-  return {ende, Befund({ort / "ordner", sim::zeilenAus(ort / "ausgabe"), fehler, 0.1, true}),
+  return {ende,
+          AufnahmeBefund({ort / "ordner", sim::zeilenAus(ort / "ausgabe"), fehler, 0.1, true}),
           fehler, rufe};
 }
 
@@ -134,7 +135,7 @@ TEST_P(SpeicherfehlerTest, TheRecordingGoesOnOrEndsWithItsLineAndWholeFiles) {
   ASSERT_EQ(heil.befund.rohLaenge, SAMPLES);
   ASSERT_GT(heil.rufe, 1000U);
   const std::size_t schritt = std::getenv("HALLKORB_LANG") != nullptr ? 1 : heil.rufe / 50;
-  Fortschritt fortschritt(heil.rufe / schritt);
+  Fortschrittszeile fortschritt(heil.rufe / schritt);
   Summe summe;
   int laeufe = 0;
   for (std::size_t n = 0; n < heil.rufe && !HasFailure(); n += schritt) {

@@ -9,7 +9,7 @@
 namespace hallkorb::szenen {
 
 struct Bewertung {
-  // Echo return loss enhancement, dB, where only the far end speaks: in the first 20 seconds, and
+  // Echo return loss enhancement, dB, while only the far end speaks: in the first 20 seconds, and
   // from 8 seconds of far-end speech (or after the change that the scene holds) on.
   std::optional<double> erleAnfang;
   std::optional<double> erleSpaeter;

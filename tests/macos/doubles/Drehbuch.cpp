@@ -135,7 +135,7 @@ void Drehbuch::trageEin() {
   taten_["erlaubnis"] = [](const json& z) { mikrofon::erlaubnis(z.at("stand")); };
   taten_["anmeldung"] = [](const json& z) { stummeAnmeldung(!ja(z)); };
   taten_["mikrofonstart"] = [](const json& z) { mikrofon::startFehler(!ja(z)); };
-  // The service.
+
   taten_["fehler"] = [](const json& z) { bildschirm::fehler(frage(z), z.at("code")); };
   taten_["stumm"] = [](const json& z) { bildschirm::stumm(frage(z), ja(z)); };
   taten_["antworte"] = [](const json&) { bildschirm::antworte(); };
@@ -149,12 +149,12 @@ void Drehbuch::trageEin() {
     bildschirm::warteAufFrage();
     ::kill(::getpid(), z.at("nummer"));
   };
-  // The screen.
+
   taten_["fenster"] = [this](const json& z) { bild_.zeige(fenster(z)); };
   taten_["schliesse"] = [this](const json& z) { bild_.schliesse(z.at("id")); };
   taten_["bewege"] = [this](const json& z) { bild_.bewege(ja(z)); };
   taten_["warteBild"] = [this](const json& z) { bild_.warteAufBild(z.at("id")); };
-  // The writer.
+
   taten_["keinSchreiber"] = [](const json& z) { schreiber::keiner(ja(z)); };
   taten_["schreiberStart"] = [](const json& z) { schreiber::scheitereBeimStart(!ja(z)); };
   taten_["schreiberScheitert"] = [](const json&) { schreiber::scheitere(); };

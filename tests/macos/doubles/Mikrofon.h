@@ -26,8 +26,8 @@ void melde(const std::function<void()>& vorher = nullptr);
 // Posts the notification during each start as well, from within and from the engine's own queue.
 void meldeBeimStart(bool ja);
 
-// One block, on the tap thread, where `hostTime` is in ticks and 0 says that there is none. Returns
-// when the block has been taken; false if nobody takes it.
+// One block, on the tap thread. `hostTime` is in ticks; 0: the block has no time. Returns when the
+// block has been taken; false if nobody takes it.
 bool liefere(const std::vector<std::vector<float>>& kanaele, std::uint64_t hostTime);
 // As with liefere(), for a tap that has just been removed but whose last block still runs: the tap
 // is kept from here on, and lieferSpaet() calls it.

@@ -2,7 +2,7 @@
 // what the runtime keeps beside them.
 //
 // Only for the files of this folder. Classes are prepared once, before main(), and are not changed
-// afterwards; everything else says its own threads.
+// afterwards; for everything else, the threads are named beside it.
 #pragma once
 
 #include <atomic>

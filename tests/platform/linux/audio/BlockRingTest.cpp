@@ -21,7 +21,7 @@ PcmBlock mono(const std::vector<float>& samples, double zeit = 1.0) {
   return {{48000.0, 1, true}, static_cast<std::uint32_t>(samples.size()), samples, zeit};
 }
 
-std::vector<float> inhalt(const BlockRing::Eintrag& eintrag) {
+std::vector<float> inhalt(const BlockRing::StromBlock& eintrag) {
   return {eintrag.block.samples.begin(), eintrag.block.samples.end()};
 }
 

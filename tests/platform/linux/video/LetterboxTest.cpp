@@ -38,27 +38,28 @@ Yuv punkt(const AVFrame& bild, int x, int y) {
 constexpr Yuv SCHWARZ{16, 128, 128};
 
 TEST(Letterbox, KeepsTheAspectRatioInTheMiddle) {
-  EXPECT_EQ(lageIn(1280, 800, 1280, 800), (Lage{0, 0, 1280, 800}));
-  EXPECT_EQ(lageIn(1280, 800, 640, 400), (Lage{0, 0, 1280, 800}));
-  EXPECT_EQ(lageIn(1280, 800, 1920, 1080), (Lage{0, 40, 1280, 720}));
-  EXPECT_EQ(lageIn(1280, 800, 1000, 1000), (Lage{240, 0, 800, 800}));
-  EXPECT_EQ(lageIn(1280, 800, 3840, 1600), (Lage{0, 132, 1280, 534}));
-  EXPECT_EQ(lageIn(1280, 800, 1000, 700), (Lage{68, 0, 1142, 800}));
+  EXPECT_EQ(flaecheIn(1280, 800, 1280, 800), (Bildflaeche{0, 0, 1280, 800}));
+  EXPECT_EQ(flaecheIn(1280, 800, 640, 400), (Bildflaeche{0, 0, 1280, 800}));
+  EXPECT_EQ(flaecheIn(1280, 800, 1920, 1080), (Bildflaeche{0, 40, 1280, 720}));
+  EXPECT_EQ(flaecheIn(1280, 800, 1000, 1000), (Bildflaeche{240, 0, 800, 800}));
+  EXPECT_EQ(flaecheIn(1280, 800, 3840, 1600), (Bildflaeche{0, 132, 1280, 534}));
+  EXPECT_EQ(flaecheIn(1280, 800, 1000, 700), (Bildflaeche{68, 0, 1142, 800}));
   // Very narrow windows still are a line.
-  EXPECT_EQ(lageIn(1280, 800, 1, 4000), (Lage{638, 0, 2, 800}));
-  EXPECT_EQ(lageIn(1280, 800, 8000, 1), (Lage{0, 398, 1280, 2}));
+  EXPECT_EQ(flaecheIn(1280, 800, 1, 4000), (Bildflaeche{638, 0, 2, 800}));
+  EXPECT_EQ(flaecheIn(1280, 800, 8000, 1), (Bildflaeche{0, 398, 1280, 2}));
 }
 
 TEST(Letterbox, EverythingIsEven) {
   for (int breite = 1; breite < 3000; breite += 37) {
     for (int hoehe = 1; hoehe < 2500; hoehe += 41) {
-      const Lage lage = lageIn(1280, 800, breite, hoehe);
-      ASSERT_EQ((lage.x | lage.y | lage.breite | lage.hoehe) & 1, 0) << breite << " x " << hoehe;
-      ASSERT_GE(lage.breite, 2);
-      ASSERT_GE(lage.hoehe, 2);
-      ASSERT_LE(lage.x + lage.breite, 1280);
-      ASSERT_LE(lage.y + lage.hoehe, 800);
-      ASSERT_TRUE(lage.breite == 1280 || lage.hoehe == 800);
+      const Bildflaeche flaeche = flaecheIn(1280, 800, breite, hoehe);
+      ASSERT_EQ((flaeche.x | flaeche.y | flaeche.breite | flaeche.hoehe) & 1, 0)
+          << breite << " x " << hoehe;
+      ASSERT_GE(flaeche.breite, 2);
+      ASSERT_GE(flaeche.hoehe, 2);
+      ASSERT_LE(flaeche.x + flaeche.breite, 1280);
+      ASSERT_LE(flaeche.y + flaeche.hoehe, 800);
+      ASSERT_TRUE(flaeche.breite == 1280 || flaeche.hoehe == 800);
     }
   }
 }
@@ -141,13 +142,13 @@ TEST(Letterbox, WindowsOfAnySizeAreDrawnWhereTheyBelong) {
     const auto ziel = rahmen();
     ASSERT_TRUE(
         letterbox.zeichne(Testbild(breite, hoehe, 0x808080).alsBild(0.0), *ziel).gelungen());
-    const Lage lage = lageIn(1280, 800, breite, hoehe);
+    const Bildflaeche flaeche = flaecheIn(1280, 800, breite, hoehe);
     int innenFalsch = 0;
     int aussenFalsch = 0;
     for (int y = 0; y < 800; ++y) {
       for (int x = 0; x < 1280; ++x) {
-        const bool innen =
-            x >= lage.x && x < lage.x + lage.breite && y >= lage.y && y < lage.y + lage.hoehe;
+        const bool innen = x >= flaeche.x && x < flaeche.x + flaeche.breite && y >= flaeche.y &&
+                           y < flaeche.y + flaeche.hoehe;
         const Yuv yuv = punkt(*ziel, x, y);
         // When many pixels become one, rounding adds up.
         const bool grau =

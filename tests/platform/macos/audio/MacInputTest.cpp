@@ -426,7 +426,7 @@ TEST_F(MacInputTest, ADeviceThatDeliversBetweenTwoLooksIsNotSilent) {
             (Eintraege{"oeffne", "block 1", "block 2", "block 3", "genug gesehen"}));
 }
 
-// A proper block: half a second of sound would be needed to know its place for certain.
+// A proper block. Its place is certain only after others have followed it.
 PcmBlock mitZeit(const std::vector<float>& samples, double zeit) {
   return {{48000.0, 1, true}, static_cast<std::uint32_t>(samples.size()), samples, zeit};
 }

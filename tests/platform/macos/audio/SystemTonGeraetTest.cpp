@@ -76,7 +76,7 @@ TEST_F(SystemTonGeraetTest, ASnapshotThatNeverComesEndsTheOpening) {
 
 TEST_F(SystemTonGeraetTest, AnAnswerWithoutASnapshotIsAnError) {
   dienst.ohneInhalt = true;
-  EXPECT_EQ(oeffne(), (Fehler{"hallkorb", 1, "keine Liste der Fenster und Bildschirme"}));
+  EXPECT_EQ(oeffne(), (Fehler{"hallkorb", 6, "keine Liste der Fenster und Bildschirme"}));
 }
 
 TEST_F(SystemTonGeraetTest, AnOutputThatIsRefusedLeavesNothing) {

@@ -10,9 +10,9 @@
 
 namespace hallkorb {
 
-class Fortschritt {
+class Fortschrittszeile {
  public:
-  explicit Fortschritt(std::size_t alle, std::string was = "recordings")
+  explicit Fortschrittszeile(std::size_t alle, std::string was = "recordings")
       : alle_(alle), was_(std::move(was)) {}
 
   void zeige(std::size_t anzahl) {
