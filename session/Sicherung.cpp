@@ -89,10 +89,9 @@ void Sicherung::gibFrei(std::string_view name) {
   Dateien::Zustand datei;
   const std::string von = pfadIn(ordner_, std::string(name));
   if (beharrlich([&] { return dateien_.zustand(von, datei); }) < 0) return;
-  const auto ergebnis = platzFuer(name, &datei);
-  const Platz* platz = std::get_if<Platz>(&ergebnis);
-  if (platz != nullptr && platz->schonDa)
-    beharrlich([&] { return dateien_.loeschen(platz->pfad); });
+  const auto ergebnis = ortFuer(name, &datei);
+  const Sicherungsort* ort = std::get_if<Sicherungsort>(&ergebnis);
+  if (ort != nullptr && ort->schonDa) beharrlich([&] { return dateien_.loeschen(ort->pfad); });
 }
 
 Ergebnis Sicherung::raeumeWeg(std::string_view name) {
