@@ -309,8 +309,7 @@ ALLES = ("stdout", "stderr")
 
 
 def am_terminal(*worte, terminal=ALLES, umgebung=os.environ, **mehr):
-    """(what a terminal showed, what went elsewhere, status) of hallkorb-sitzung; `terminal`: the streams that
-    lead there, `mehr`: into its environment."""
+    """(what a terminal showed, what went elsewhere, status); `terminal`: the streams that lead there."""
     haupt, neben = pty.openpty()
     prozess = subprocess.Popen(
         [SITZUNG, *worte], stdin=subprocess.DEVNULL,
