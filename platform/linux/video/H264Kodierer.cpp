@@ -17,7 +17,7 @@ constexpr VideoEinstellungen UEBLICH{1280, 800, 1'400'000, 30, 15.0};
 constexpr int PROFIL_MAIN = 77;  // FFmpeg has renamed the constant
 constexpr H264Art::Option X264[] = {
     {"profile", "main"}, {"preset", "superfast"}, {"tune", "zerolatency"}, {"sc_threshold", "0"},
-    {"crf", "17"},       {"aq-mode", "0"},       {"chromaoffset", "-8"}};
+    {"crf", "17"},       {"aq-mode", "0"},        {"chromaoffset", "-8"}};
 // Its rate control works only if it may drop frames.
 constexpr H264Art::Option OPENH264[] = {{"rc_mode", "bitrate"}, {"allow_skip_frames", "1"}};
 // Not every card's driver can limit a quality by a rate.
