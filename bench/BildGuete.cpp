@@ -1,15 +1,17 @@
 // bildguete: raw pictures from standard input into a film, by the recorder's own writer.
 //
-//   bildguete FILE
+//   bildguete FILE [NAME=VALUE...]
 //
 // Pictures of 1280 x 800 as X11 has them (blue, green, red, unused), 15 a second. One that equals
-// its predecessor is left out, as that of a window in which nothing is drawn. For
-// bench/bildguete.py.
+// its predecessor is left out, as that of a window in which nothing is drawn. NAME=VALUE are
+// options of libx264 that are added to the recorder's. For bench/bildguete.py.
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "meeting/Film.h"
@@ -33,11 +35,35 @@ bool lies(std::vector<std::uint8_t>& bild) {
   return true;
 }
 
-int laufe(const char* pfad) {
+// The best encoder, with more options; each is split at its first "=".
+class Versuchsart {
+ public:
+  explicit Versuchsart(std::vector<std::string> angaben)
+      : angaben_(std::move(angaben)),
+        optionen_(H264Kodierer::arten().front().optionen.begin(),
+                  H264Kodierer::arten().front().optionen.end()) {
+    for (std::string& angabe : angaben_) {
+      const std::size_t trenner = angabe.find('=');
+      if (trenner == std::string::npos) continue;
+      angabe[trenner] = '\0';
+      optionen_.emplace_back(angabe.c_str(), angabe.c_str() + trenner + 1);
+    }
+    art_.optionen = optionen_;
+  }
+  [[nodiscard]] const H264Art& art() const { return art_; }
+
+ private:
+  std::vector<std::string> angaben_;
+  std::vector<H264Art::Option> optionen_;
+  H264Art art_ = H264Kodierer::arten().front();
+};
+
+int laufe(const char* pfad, std::vector<std::string> angaben) {
   VideoEinstellungen einstellungen = Film::einstellungen();
   einstellungen.haltezeit = 0.0;  // here pictures come as fast as the encoder takes them
   if (H264Schreiber::moeglich(einstellungen).gescheitert()) return 2;
-  H264Schreiber schreiber(pfad, einstellungen);
+  const Versuchsart versuch(std::move(angaben));
+  H264Schreiber schreiber(pfad, einstellungen, &versuch.art());
   if (!schreiber.starte(BASIS)) return 1;
   std::vector<std::uint8_t> bild(ZEILE * Film::HOEHE);
   std::vector<std::uint8_t> voriges;
@@ -62,5 +88,5 @@ int main(int argc, char** argv) {
   using namespace hallkorb;
   LinuxHostClock uhr;
   setzeHostClock(uhr);
-  return argc == 2 ? laufe(argv[1]) : 2;
+  return argc >= 2 ? laufe(argv[1], {argv + 2, argv + argc}) : 2;
 }

@@ -1,12 +1,14 @@
 #!/usr/bin/python3
 """How good the film's pictures are, beside ffmpeg's at the same bit rate.
 
-    bench/bildguete.py [--seconds 20] [--crops FOLDER] [--keep FOLDER]
+    bench/bildguete.py [--seconds 20] [--crops FOLDER] [--keep FOLDER] [--scene NAME] [--option NAME=VALUE...]
 
 Three scenes of 1280 x 800, 15 pictures a second: a page of small text that is scrolled now and then,
 slides that change, a head that moves before a still room, with the noise of a camera. The recorder's
 writer and ffmpeg (libx264 veryfast, 1.4 Mbit/s, as in gegen_ffmpeg.py) get the same pictures; each film
-is decoded and compared with them. SSIM is of the three colours, at every picture time, 1 is equal.
+is decoded and compared with them. SSIM is of the three colours, at every picture time, 1 is equal. Seconds
+are of the processor, from the raw pictures to the file; the recorder's leave out pictures that equal the one
+before. --option adds to the recorder's settings of libx264, such as preset=veryfast.
 --crops writes a part of each film at full size: the source, hallkorb, ffmpeg, side by side.
 """
 
@@ -133,17 +135,26 @@ def erzeuge(szene, sekunden, pfad):
         sys.exit("ffmpeg cannot write the scene")
 
 
-def filme(quelle, ordner):
-    """The two films, as (name, path, how its colours were made)."""
-    roh = subprocess.Popen(["ffmpeg", "-v", "error", "-i", quelle, *ROH[:4], "-"], stdout=subprocess.PIPE)
-    eigener = os.path.join(ordner, "hallkorb.mp4")
-    subprocess.run([PROGRAMM, eigener], stdin=roh.stdout, check=True)
-    roh.wait()
-    anderer = os.path.join(ordner, "ffmpeg.mp4")
-    subprocess.run(["ffmpeg", "-v", "error", "-y", "-i", quelle, "-vf", "format=bgr0,scale=1280:800", "-c:v",
-                    "libx264", "-preset", "veryfast", "-profile:v", "main", "-pix_fmt", "yuv420p", "-b:v",
-                    "1400k", "-g", "30", anderer], check=True)
-    return [("hallkorb", eigener, "bt709"), ("ffmpeg", anderer, "bt601")]
+def kodiere(quelle, befehl):
+    """Gives the scene's raw pictures to a program; the processor seconds that it takes."""
+    with subprocess.Popen(["ffmpeg", "-v", "error", "-i", quelle, *ROH[:4], "-"],
+                          stdout=subprocess.PIPE) as roh:
+        prozess = subprocess.Popen(befehl, stdin=roh.stdout)
+        _, stand, verbrauch = os.wait4(prozess.pid, 0)
+        prozess.returncode = os.waitstatus_to_exitcode(stand)
+        if prozess.returncode:
+            sys.exit(f"{befehl[0]} failed")
+    return verbrauch.ru_utime + verbrauch.ru_stime
+
+
+def filme(quelle, ordner, optionen):
+    """The two films, as (path, how its colours were made, processor seconds)."""
+    eigener, anderer = (os.path.join(ordner, name) for name in ("hallkorb.mp4", "ffmpeg.mp4"))
+    ihr_befehl = ["ffmpeg", "-v", "error", "-y", *ROH, "-i", "-", "-vf", "scale=1280:800", "-c:v", "libx264",
+                  "-preset", "veryfast", "-profile:v", "main", "-pix_fmt", "yuv420p", "-b:v", "1400k", "-g",
+                  "30", anderer]
+    return [(eigener, "bt709", kodiere(quelle, [PROGRAMM, eigener, *optionen])),
+            (anderer, "bt601", kodiere(quelle, ihr_befehl))]
 
 
 def farbig(matrix):
@@ -163,7 +174,7 @@ def ssim(film, matrix, quelle):
 def ausschnitt(quelle, gedreht, x, y, zeit, ziel):
     """The same part of the source and of both films, side by side."""
     b, h = AUSSCHNITT
-    stellen = [(quelle, "format=gbrp")] + [(pfad, farbig(matrix)) for _, pfad, matrix in gedreht]
+    stellen = [(quelle, "format=gbrp")] + [(pfad, farbig(matrix)) for pfad, matrix, _ in gedreht]
     eingaben = [wort for pfad, _ in stellen for wort in ("-i", pfad)]
     ketten = ";".join(f"[{i}:v]{kette},select=gte(t\\,{zeit}),crop={b}:{h}:{x}:{y}[s{i}]"
                       for i, (_, kette) in enumerate(stellen))
@@ -172,26 +183,28 @@ def ausschnitt(quelle, gedreht, x, y, zeit, ziel):
                     "9", ziel], check=True)
 
 
-def lauf(sekunden, ausschnitte, behalten):
-    print("| Scene | hallkorb | kbit/s | ffmpeg | kbit/s |\n|---|---|---|---|---|")
+def lauf(wahl):
+    print("| Scene | hallkorb | kbit/s | s | ffmpeg | kbit/s | s |\n|---|---|---|---|---|---|---|")
     with tempfile.TemporaryDirectory() as halter:
         for name, (szene, x, y, zeit) in SZENEN.items():
-            ordner = os.path.join(behalten or halter, name.replace(" ", "-"))
+            if wahl.scene and wahl.scene not in name:
+                continue
+            ordner = os.path.join(wahl.keep or halter, name.replace(" ", "-"))
             os.makedirs(ordner, exist_ok=True)
             quelle = os.path.join(ordner, "quelle.mkv")
             if not os.path.exists(quelle):
-                erzeuge(szene, sekunden, quelle)
-            gedreht = filme(quelle, ordner)
+                erzeuge(szene, wahl.seconds, quelle)
+            gedreht = filme(quelle, ordner, wahl.option)
             zellen = []
-            for _, pfad, matrix in gedreht:
+            for pfad, matrix, verbrauch in gedreht:
                 mittel, schlechtestes = ssim(pfad, matrix, quelle)
-                kbit = os.path.getsize(pfad) * 8 / 1000 / sekunden
-                zellen.append(f"{mittel:.4f} (worst {schlechtestes:.4f}) | {kbit:.0f}")
+                kbit = os.path.getsize(pfad) * 8 / 1000 / wahl.seconds
+                zellen.append(f"{mittel:.4f} (worst {schlechtestes:.4f}) | {kbit:.0f} | {verbrauch:.2f}")
             print(f"| {name} | {' | '.join(zellen)} |", flush=True)
-            if ausschnitte:
-                os.makedirs(ausschnitte, exist_ok=True)
-                ausschnitt(quelle, gedreht, x, y, min(zeit, sekunden - 1),
-                           os.path.join(ausschnitte, name.replace(" ", "-") + ".png"))
+            if wahl.crops:
+                os.makedirs(wahl.crops, exist_ok=True)
+                ausschnitt(quelle, gedreht, x, y, min(zeit, wahl.seconds - 1),
+                           os.path.join(wahl.crops, name.replace(" ", "-") + ".png"))
 
 
 if __name__ == "__main__":
@@ -199,5 +212,6 @@ if __name__ == "__main__":
     _leser.add_argument("--seconds", type=float, default=20.0)
     _leser.add_argument("--crops", help="a folder for pictures side by side")
     _leser.add_argument("--keep", help="a folder that keeps scenes and films, and takes scenes from there")
-    _wahl = _leser.parse_args()
-    lauf(_wahl.seconds, _wahl.crops, _wahl.keep)
+    _leser.add_argument("--scene", help="only those whose name has this")
+    _leser.add_argument("--option", action="append", default=[], metavar="NAME=VALUE")
+    lauf(_leser.parse_args())

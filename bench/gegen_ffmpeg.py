@@ -3,8 +3,8 @@
 
     bench/gegen_ffmpeg.py [--seconds 60]
 
-Two voices speak in a private PipeWire, a window of 1280 x 800 on a private screen moves 30 times a second
-or stands still. hallkorb records both channels with echo path and video; ffmpeg grabs the window at 15
+Two voices speak in a private PipeWire, a window of 1280 x 800 on a private screen draws 30 times a second,
+something new or always the same, or stands still. hallkorb records both channels with echo path and video; ffmpeg grabs the window at 15
 pictures a second into libx264 of the same settings, and both channels into WAV files of 16 kHz. They
 run in turn; printed are processor seconds, resident memory and the ratio. ffmpeg takes its sound
 through PipeWire's PulseAudio server (Debian: pipewire-pulse).
@@ -30,6 +30,7 @@ import tonanlage  # noqa: E402
 HALLKORB = os.path.join(WURZEL, "build", "release", "hallkorb")
 FENSTER = {"flat areas, moving bar": ["--bewegt", "30"],
            "moving bar, field of noise": ["--bewegt", "30", "--rauschen"],
+           "drawn 30 times a second, always the same": ["--bewegt", "30", "--gleichbleibend"],
            "still window": []}
 
 

@@ -6,20 +6,22 @@
 //
 //   testfenster [--display D] [--klasse INSTANCE CLASS] [--titel T] [--groesse W H] [--ort X Y]
 //               [--farbe RRGGBB] [--ohne-verwalter] [--ohne-rahmen] [--schatten L R T B]
-//               [--typ ATOM] [--bewegt HZ] [--rauschen] [--beschriftet] [--traege MS RRGGBB]
+//               [--typ ATOM] [--bewegt HZ] [--gleichbleibend] [--rauschen] [--beschriftet]
+//               [--auf-befehl RRGGBB]
 //
 // --ohne-verwalter keeps the window manager away from it, as menus do; --ohne-rahmen asks it for no
 // border and title bar; --schatten claims that so much at each edge is a shadow of its own; --typ
-// is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, --rauschen
-// with noise in them; --beschriftet writes the title into it in large letters; --traege delays its
-// drawing by so many milliseconds, during which it has this colour. An empty instance and class:
-// none are set.
+// is a name such as _NET_WM_WINDOW_TYPE_DOCK; --bewegt draws so many pictures a second, with
+// --gleichbleibend always the same, --rauschen with noise in them; --beschriftet writes the title
+// into it in large letters; --auf-befehl draws only when a command says so, and what the server has
+// emptied has this colour until then. An empty instance and class: none are set.
 //
 // Commands: titel T, titel-latin1 BYTES, farbe RRGGBB, groesse W H, ort X Y, minimiere, zeige,
 // verstecke, vorn, zustand ATOM 0|1 (such as _NET_WM_STATE_ABOVE), schreibtisch N, zeigerform N (a
 // glyph of the font "cursor"), bewegt HZ (0: stands still), bild N (draws the N-th picture of the
-// movement), schatten L R T B, gleiche (only what every command does: wait for the server), ende.
-// The end of standard input ends it too.
+// movement), schatten L R T B, male, male-halb (draws all of it, or the left half), leere (has the
+// server empty it and ask for a drawing), gleiche (only what every command does: wait for the
+// server), ende. The end of standard input ends it too.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -66,7 +68,7 @@ struct Wunsch {
   double bewegt = 0.0;
   bool rauschen = false;
   bool beschriftet = false;
-  int traegeMs = 0;
+  bool gleichbleibend = false;
   std::optional<std::uint32_t> grund;
 };
 
@@ -99,7 +101,8 @@ class Fenster {
         hoehe_(wunsch.hoehe),
         farbe_(wunsch.farbe),
         rauschen_(wunsch.rauschen),
-        traege_(wunsch.traegeMs) {
+        gleichbleibend_(wunsch.gleichbleibend),
+        aufBefehl_(wunsch.grund.has_value()) {
     if (xcb_connection_has_error(c_) != 0) gibAuf("no X server");
     schirm_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
     id_ = xcb_generate_id(c_);
@@ -174,7 +177,7 @@ class Fenster {
     xcb_configure_window(c_, id_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, werte);
     while (breite_ != breite || hoehe_ != hoehe)
       behandleNaechstes();
-    zeichneBald();
+    zeichneVerlangtes();
   }
   void setzeOrt(int x, int y) {
     const std::uint32_t werte[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
@@ -204,7 +207,7 @@ class Fenster {
       ::poll(&server, 1, GEDULD_MS);
       behandle();
     }
-    zeichneBald();
+    zeichneVerlangtes();
   }
   void setzeZeigerform(std::uint16_t nummer) {
     const xcb_font_t schrift = xcb_generate_id(c_);
@@ -228,12 +231,11 @@ class Fenster {
     fuelle(~farbe_ & 0xFFFFFF, x, 0, BALKEN, hoehe_);
     if (rauschen_) zeichneRauschen();
   }
-  void zeichneBald() {
-    if (traege_.count() == 0) {
-      zeichne();
-    } else if (!zeichnet_) {
-      zeichnet_ = Uhr::now() + traege_;
-    }
+  void zeichneHalb() { fuelle(farbe_, 0, 0, breite_ / 2, hoehe_); }
+  void leere() { xcb_clear_area(c_, 1, id_, 0, 0, 0, 0); }
+  // What the server asks for.
+  void zeichneVerlangtes() {
+    if (!aufBefehl_) zeichne();
   }
   void bewege(double hz) {
     abstand_ = hz > 0.0 ? std::chrono::nanoseconds(static_cast<std::int64_t>(1e9 / hz))
@@ -245,21 +247,14 @@ class Fenster {
     zeichne();
   }
   [[nodiscard]] int wartezeitMs() const {
-    if (abstand_.count() == 0 && !zeichnet_) return -1;
-    Uhr::time_point wann = zeichnet_.value_or(naechstes_);
-    if (abstand_.count() != 0) wann = std::min(wann, naechstes_);
-    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(wann - Uhr::now());
+    if (abstand_.count() == 0) return -1;
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(naechstes_ - Uhr::now());
     return std::max(0, static_cast<int>(rest.count()));
   }
   void tick() {
-    if (zeichnet_ && Uhr::now() >= *zeichnet_) {
-      zeichnet_.reset();
-      zeichne();
-      xcb_flush(c_);
-    }
     if (abstand_.count() == 0 || Uhr::now() < naechstes_) return;
     naechstes_ = std::max(naechstes_ + abstand_, Uhr::now() - abstand_);
-    ++bild_;
+    if (!gleichbleibend_) ++bild_;
     if (gezeigt_) zeichne();
     xcb_flush(c_);
   }
@@ -287,7 +282,7 @@ class Fenster {
     const std::unique_ptr<xcb_generic_event_t, void (*)(void*)> ereignis(roh, &std::free);
     switch (ereignis->response_type & 0x7F) {
       case XCB_EXPOSE:
-        if (reinterpret_cast<xcb_expose_event_t*>(roh)->count == 0) zeichneBald();
+        if (reinterpret_cast<xcb_expose_event_t*>(roh)->count == 0) zeichneVerlangtes();
         break;
       case XCB_CONFIGURE_NOTIFY:
         breite_ = reinterpret_cast<xcb_configure_notify_event_t*>(roh)->width;
@@ -375,6 +370,8 @@ class Fenster {
   int hoehe_;
   std::uint32_t farbe_;
   bool rauschen_;
+  bool gleichbleibend_;
+  bool aufBefehl_;
   bool gezeigt_ = false;
   std::uint64_t bild_ = 0;
   std::uint32_t zufall_ = 1;
@@ -383,8 +380,6 @@ class Fenster {
   std::optional<hallkorb::Beschriftung> beschriftung_;
   std::chrono::nanoseconds abstand_{0};
   Uhr::time_point naechstes_{};
-  std::chrono::milliseconds traege_;
-  std::optional<Uhr::time_point> zeichnet_;  // when what the server has asked for is drawn
 };
 
 std::uint32_t farbeAus(const std::string& text) {
@@ -435,6 +430,12 @@ bool fuehreAus(Fenster& fenster, const std::string& zeile) {
     fenster.bewege(std::strtod(rest.c_str(), nullptr));
   } else if (befehl == "bild") {
     fenster.setzeBild(std::strtoull(rest.c_str(), nullptr, 10));
+  } else if (befehl == "male") {
+    fenster.zeichne();
+  } else if (befehl == "male-halb") {
+    fenster.zeichneHalb();
+  } else if (befehl == "leere") {
+    fenster.leere();
   } else if (befehl == "gleiche") {
     // below
   } else if (befehl == "ende") {
@@ -485,8 +486,9 @@ Wunsch liesWunsch(int argc, char** argv) {
       wunsch.bewegt = std::strtod(naechstes().c_str(), nullptr);
     } else if (worte[i] == "--rauschen") {
       wunsch.rauschen = true;
-    } else if (worte[i] == "--traege") {
-      wunsch.traegeMs = std::stoi(naechstes());
+    } else if (worte[i] == "--gleichbleibend") {
+      wunsch.gleichbleibend = true;
+    } else if (worte[i] == "--auf-befehl") {
       wunsch.grund = farbeAus(naechstes());
     } else if (worte[i] == "--beschriftet") {
       wunsch.beschriftet = true;

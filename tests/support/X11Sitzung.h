@@ -51,9 +51,9 @@ class X11Sitzung {
   [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;
 
   // This screen, with an hour's patience: a server of a busy machine may be late.
-  [[nodiscard]] X11ScreenCapture schirm(
-      X11ScreenCapture::Weg weg = X11ScreenCapture::Weg::SEGMENT) const {
-    return X11ScreenCapture(display_, weg, std::chrono::hours(1));
+  [[nodiscard]] X11ScreenCapture schirm(X11ScreenCapture::Weg weg = X11ScreenCapture::Weg::SEGMENT,
+                                        const AnstrichFristen& fristen = {}) const {
+    return X11ScreenCapture(display_, weg, std::chrono::hours(1), fristen);
   }
   [[nodiscard]] ScreenContent inventar() const;
   // The window in the inventory; nullopt if it is not there.

@@ -25,12 +25,13 @@ bool vorhanden(xcb_connection_t* c, xcb_extension_t* erweiterung) {
 }  // namespace
 
 X11Aufnahme::X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfiguration& konfiguration,
-                         bool mitSegment)
+                         bool mitSegment, const AnstrichFristen& fristen)
     : verbindung_(verbindung),
       abstand_(std::chrono::ceil<std::chrono::nanoseconds>(
           std::chrono::duration<double>(konfiguration.kleinsterAbstand))),
       mitZeiger_(konfiguration.mitZeiger),
-      mitSegment_(mitSegment) {}
+      mitSegment_(mitSegment),
+      fristen_(fristen) {}
 
 Ergebnis X11Aufnahme::beginne() {
   xcb_connection_t* c = verbindung_.get();
@@ -62,7 +63,8 @@ Ergebnis X11Aufnahme::beginne() {
   }
   if (!damage) return fehlt("DAMAGE");
   if (!xfixes) return fehlt("XFIXES");
-  speicher_.emplace(verbindung_, mitSegment_);
+  for (auto& ablage : ablagen_)
+    ablage.emplace(verbindung_, mitSegment_);
   if (mitZeiger_) zeiger_.emplace(verbindung_);
   return {};
 }
@@ -73,7 +75,7 @@ Ergebnis X11Aufnahme::waehle(xcb_window_t id) {
     fenster_->siehNach();
   } else {
     Fehler fehler;
-    auto neues = X11Fenster::neu(verbindung_, id, fehler);
+    auto neues = X11Fenster::neu(verbindung_, id, fehler, fristen_);
     if (!neues) return fehler;
     fenster_ = std::move(neues);
     titelNeu_ = true;
@@ -105,6 +107,7 @@ std::optional<X11Aufnahme::Uhr::time_point> X11Aufnahme::naechster() const {
 }
 
 void X11Aufnahme::bieteAn() {
+  vergleich_.vergiss();
   if (fenster_) fenster_->setzeVeraendert();
 }
 
@@ -132,42 +135,57 @@ void X11Aufnahme::frageZeiger() {
 }
 
 std::optional<BgrBild> X11Aufnahme::lies() {
+  // Before the requests: an answer may wait, in the server or with this thread, until the window is
+  // long another one.
+  const double zeit = hostSekunden();
   fruehestens_ = Uhr::now() + abstand_;
   const X11Fenster::Quelle quelle = fenster_->quelle();
   if (quelle.pixmap == XCB_NONE || quelle.breite < 1 || quelle.hoehe < 1) return std::nullopt;
 
+  const bool erstes = fenster_->ungesehen();
   fenster_->nimmVeraendert();
-  // Before the request: the answer may wait, in the server or with this thread, until the window is
-  // long another one.
-  const double zeit = hostSekunden();
+  const std::uint8_t* daten = liesPunkte(quelle);
+  fruehestens_ = Uhr::now() + abstand_;
+  if (daten == nullptr) {
+    vergleich_.vergiss();
+    fenster_->verwirfPixmap();
+    return std::nullopt;
+  }
+  // What had become of the window before the picture was read has been reported before its answer:
+  // the pixmap may have been replaced or emptied just now.
+  liesEreignisse();
+  const BgrBild bild(zeit, daten, quelle.breite, quelle.hoehe,
+                     static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
+  const bool bekannt = !erstes && vergleich_.gleich(bild);
+  vergleich_.merke(bild);
+  if (fenster_->ungesehen() || bekannt) return std::nullopt;
+  return bild;
+}
+
+// Waits for the pixels and returns them as a BgrBild has them, with the pointer; null if there are
+// none.
+const std::uint8_t* X11Aufnahme::liesPunkte(const X11Fenster::Quelle& quelle) {
+  ablage_ = (ablage_ + 1) % ablagen_.size();
+  Ablage& ablage = *ablagen_[ablage_];
   // Sent together: the pointer is where it was when the picture was taken.
   std::optional<X11Zeiger::Frage> zeigerFrage;
   if (zeiger_) zeigerFrage = zeiger_->frage(fenster_->id(), fenster_->oberstes());
-  const auto bildFrage = speicher_->frage(quelle.pixmap, quelle.x, quelle.y, quelle.breite,
-                                          quelle.hoehe, fenster_->punktformat());
+  const X11Punktformat& format = fenster_->punktformat();
+  const auto bildFrage =
+      ablage.speicher.frage(quelle.pixmap, quelle.x, quelle.y, quelle.breite, quelle.hoehe, format);
   gezeichnet_.reset();
   if (zeigerFrage) gezeichnet_ = zeiger_->lies(*zeigerFrage);
-  std::uint8_t* daten = liesPunkte(bildFrage, quelle.breite, quelle.hoehe);
-  fruehestens_ = Uhr::now() + abstand_;
-  if (daten == nullptr) {
-    fenster_->verwirfPixmap();
-    return std::nullopt;
+  std::uint8_t* daten = ablage.speicher.lies(bildFrage);
+  if (daten == nullptr) return nullptr;
+  if (!format.istBgr()) {
+    format.wandle({daten, bildFrage.bytes}, quelle.breite, quelle.hoehe, ablage.umgewandelt);
+    daten = ablage.umgewandelt.data();
   }
   if (gezeichnet_) {
     zeichneZeiger(zeiger_->form(), gezeichnet_->x - quelle.fensterX,
                   gezeichnet_->y - quelle.fensterY, daten, quelle.breite, quelle.hoehe);
   }
-  return BgrBild(zeit, daten, quelle.breite, quelle.hoehe,
-                 static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
-}
-
-// Waits for the pixels and returns them as a BgrBild has them; null if there are none.
-std::uint8_t* X11Aufnahme::liesPunkte(const X11Bildspeicher::Frage& frage, int breite, int hoehe) {
-  std::uint8_t* daten = speicher_->lies(frage);
-  const X11Punktformat& format = fenster_->punktformat();
-  if (daten == nullptr || format.istBgr()) return daten;
-  format.wandle({daten, frage.bytes}, breite, hoehe, umgewandelt_);
-  return umgewandelt_.data();
+  return daten;
 }
 
 }  // namespace hallkorb

@@ -1,8 +1,11 @@
 // The recording of one window, step by step: what the thread of an X11Fensterstrom does.
 //
 // A picture is due when something was drawn, the pointer moved over the window, or the window is a
-// new one; never sooner than the least distance after the last. A window that is minimised, on
-// another desktop or gone gives no pictures; whoever chose it sees that in the inventory.
+// new one; never sooner than the least distance after the last. One that equals the last one is
+// dropped, unless it is the first of a new surface. A window that is minimised, on another desktop
+// or gone gives no pictures; whoever chose it sees that in the inventory.
+//
+// Pictures come into two memories in turn, so that the last one is still there to compare with.
 //
 // No event reports the pointer's motion, so while the window is visible the pointer is queried as
 // often as there may be pictures. That one short query is all that a still window costs.
@@ -10,7 +13,9 @@
 // One thread.
 #pragma once
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -18,6 +23,8 @@
 
 #include "base/Fehler.h"
 #include "platform/linux/BgrBild.h"
+#include "platform/linux/screen/Anstrich.h"
+#include "platform/linux/screen/Bildvergleich.h"
 #include "platform/linux/screen/X11Bildspeicher.h"
 #include "platform/linux/screen/X11Fenster.h"
 #include "platform/linux/screen/X11Verbindung.h"
@@ -32,7 +39,7 @@ class X11Aufnahme {
 
   // `verbindung` is open and outlives this object. `mitSegment` as for X11Bildspeicher.
   X11Aufnahme(const X11Verbindung& verbindung, const StreamKonfiguration& konfiguration,
-              bool mitSegment);
+              bool mitSegment, const AnstrichFristen& fristen = {});
 
   // Agrees on the versions of the extensions; before all that follows. An error if the server lacks
   // one.
@@ -51,20 +58,28 @@ class X11Aufnahme {
   [[nodiscard]] std::optional<Uhr::time_point> naechster() const;
 
  private:
+  struct Ablage {
+    Ablage(const X11Verbindung& verbindung, bool mitSegment) : speicher(verbindung, mitSegment) {}
+
+    X11Bildspeicher speicher;
+    std::vector<std::uint8_t> umgewandelt;  // the picture, if the screen's format is another one
+  };
+
   void liesEreignisse();
   [[nodiscard]] bool istNeuerTitel(const xcb_generic_event_t& ereignis) const;
   void frageZeiger();
   [[nodiscard]] std::optional<BgrBild> lies();
-  [[nodiscard]] std::uint8_t* liesPunkte(const X11Bildspeicher::Frage& frage, int breite,
-                                         int hoehe);
+  [[nodiscard]] const std::uint8_t* liesPunkte(const X11Fenster::Quelle& quelle);
 
   const X11Verbindung& verbindung_;
   const std::chrono::nanoseconds abstand_;
   const bool mitZeiger_;
   const bool mitSegment_;
+  const AnstrichFristen fristen_;
 
-  std::optional<X11Bildspeicher> speicher_;
-  std::vector<std::uint8_t> umgewandelt_;  // the picture, if the screen's format is another one
+  std::array<std::optional<Ablage>, 2> ablagen_;
+  std::size_t ablage_ = 0;  // of the last picture
+  Bildvergleich vergleich_;
   std::optional<X11Zeiger> zeiger_;
   std::unique_ptr<X11Fenster> fenster_;
   xcb_atom_t titelName_ = XCB_ATOM_NONE;  // _NET_WM_NAME

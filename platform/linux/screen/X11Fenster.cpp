@@ -14,12 +14,6 @@ namespace {
 
 constexpr std::string_view SCHATTEN = "_GTK_FRAME_EXTENTS";
 
-// How long a new surface waits for the first drawing, how long for the rest of it, and how long in
-// all, if it is replaced again and again.
-constexpr std::chrono::milliseconds UNGEMALT{250};
-constexpr std::chrono::milliseconds HALB_GEMALT{30};
-constexpr std::chrono::milliseconds LAENGSTENS{1000};
-
 // Windows lie a few deep in each other; a server that names more of them is out of order, and could
 // go on for ever.
 constexpr std::size_t VORFAHREN_HOECHSTENS = 64;
@@ -32,8 +26,9 @@ std::uint8_t ereignisArt(const xcb_generic_event_t& ereignis) {
 }  // namespace
 
 std::unique_ptr<X11Fenster> X11Fenster::neu(const X11Verbindung& verbindung, xcb_window_t id,
-                                            Fehler& fehler) {
-  std::unique_ptr<X11Fenster> fenster(new X11Fenster(verbindung, id));
+                                            Fehler& fehler, const AnstrichFristen& fristen,
+                                            Zeitgeber jetzt) {
+  std::unique_ptr<X11Fenster> fenster(new X11Fenster(verbindung, id, fristen, std::move(jetzt)));
   if (Ergebnis ergebnis = fenster->beginne(); ergebnis.gescheitert()) {
     fehler = std::move(ergebnis).fehler();
     return nullptr;
@@ -41,8 +36,13 @@ std::unique_ptr<X11Fenster> X11Fenster::neu(const X11Verbindung& verbindung, xcb
   return fenster;
 }
 
-X11Fenster::X11Fenster(const X11Verbindung& verbindung, xcb_window_t id)
-    : verbindung_(verbindung), id_(id), schaden_(xcb_generate_id(verbindung.get())) {}
+X11Fenster::X11Fenster(const X11Verbindung& verbindung, xcb_window_t id,
+                       const AnstrichFristen& fristen, Zeitgeber jetzt)
+    : verbindung_(verbindung),
+      id_(id),
+      jetzt_(std::move(jetzt)),
+      schaden_(xcb_generate_id(verbindung.get())),
+      anstrich_(fristen) {}
 
 X11Fenster::~X11Fenster() {
   xcb_connection_t* c = verbindung_.get();
@@ -67,7 +67,8 @@ Ergebnis X11Fenster::beginne() {
 // Events, a pixmap of its own, and Damage.
 Ergebnis X11Fenster::fordereAn() {
   xcb_connection_t* c = verbindung_.get();
-  const std::uint32_t ereignisse = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+  const std::uint32_t ereignisse =
+      XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_EXPOSURE;
   const xcb_void_cookie_t auftraege[] = {
       xcb_change_window_attributes_checked(c, id_, XCB_CW_EVENT_MASK, &ereignisse),
       xcb_composite_redirect_window_checked(c, id_, XCB_COMPOSITE_REDIRECT_AUTOMATIC),
@@ -115,11 +116,21 @@ void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {
   const std::uint8_t art = ereignisArt(ereignis);
   if (art == damage->first_event + XCB_DAMAGE_NOTIFY) {
     merkeSchaden(ereignis);
+  } else if (art == XCB_EXPOSE) {
+    merkeLeere(ereignis);
   } else if (art == XCB_PROPERTY_NOTIFY) {
     merkeEigenschaft(ereignis);
   } else {
     merkeLage(ereignis);
   }
+}
+
+// Also later than a new size: a window manager may still be placing the window.
+void X11Fenster::merkeLeere(const xcb_generic_event_t& ereignis) {
+  const auto& meldung = reinterpret_cast<const xcb_expose_event_t&>(ereignis);
+  if (meldung.window != id_ || meldung.count != 0) return;
+  veraendert_ = true;
+  warteAufGemaltes();
 }
 
 void X11Fenster::merkeEigenschaft(const xcb_generic_event_t& ereignis) {
@@ -159,7 +170,7 @@ void X11Fenster::merkeGroesse(const xcb_configure_notify_event_t& ereignis) {
     breite_ = ereignis.width;
     hoehe_ = ereignis.height;
     beginneFlaeche();
-  } else if (neu_) {
+  } else if (anstrich_.offen()) {
     // A window manager that is still placing the window makes the server fill it once more.
     warteAufGemaltes();
   }
@@ -170,7 +181,9 @@ void X11Fenster::merkeSchaden(const xcb_generic_event_t& ereignis) {
   if (reinterpret_cast<const xcb_damage_notify_event_t&>(ereignis).damage != schaden_) return;
   veraendert_ = true;
   const bool gemalt = static_cast<std::int32_t>(ereignis.full_sequence - gemaltAb_) >= 0;
-  if (neu_ && gemalt) bereitAb_ = std::min(bereitAb_, Uhr::now() + HALB_GEMALT);
+  if (!anstrich_.offen() || !gemalt) return;
+  anstrich_.gemalt(jetzt_());
+  xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE);
 }
 
 void X11Fenster::beginneFlaeche() {
@@ -179,9 +192,7 @@ void X11Fenster::beginneFlaeche() {
 }
 
 void X11Fenster::warteAufGemaltes() {
-  const auto jetzt = Uhr::now();
-  if (!std::exchange(neu_, true)) neuSeit_ = jetzt;
-  bereitAb_ = std::min(jetzt + UNGEMALT, neuSeit_ + LAENGSTENS);
+  anstrich_.beginne(jetzt_());
   gemaltAb_ = xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE).sequence;
 }
 
@@ -193,7 +204,7 @@ void X11Fenster::liesSchatten() {
 
 void X11Fenster::nimmVeraendert() {
   veraendert_ = false;
-  neu_ = false;
+  anstrich_.beende();
   xcb_damage_subtract(verbindung_.get(), schaden_, XCB_NONE, XCB_NONE);
 }
 
@@ -242,7 +253,7 @@ void X11Fenster::siehNach() {
       xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, id_), nullptr));
   const bool warSichtbar =
       std::exchange(sichtbar_, attribute && attribute->map_state == XCB_MAP_STATE_VIEWABLE);
-  if (!warSichtbar) neu_ = false;  // its pixels were never to be seen
+  if (!warSichtbar) anstrich_.beende();  // its pixels were never to be seen
   liesSchatten();
   beginneFlaeche();
 }

@@ -8,21 +8,24 @@
 // present pixmap before the next picture is read. A window also loses its pixels if its frame, or
 // what holds the frame, is unmapped; it gets no event of that, so we listen to all its ancestors.
 //
-// A new pixmap is empty until the program behind the window draws into it. So the next picture
-// waits for that drawing, but not for long: some programs draw nothing.
+// A new pixmap is empty until the program behind the window draws into it, and so is a part of the
+// window that the server has filled itself, which it reports like any exposure. The next picture
+// waits until that is painted (Anstrich.h).
 //
-// Damage reports that something was drawn: one event, then none until nimmVeraendert() asks for the
-// next.
+// Damage reports that something was drawn: one event, then none until the next is asked for, by
+// nimmVeraendert() or, while a surface is being painted, after each.
 //
 // The thread of the connection.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "base/Fehler.h"
+#include "platform/linux/screen/Anstrich.h"
 #include "platform/linux/screen/X11Punktformat.h"
 #include "platform/linux/screen/X11Raender.h"
 #include "platform/linux/screen/X11Verbindung.h"
@@ -32,7 +35,8 @@ namespace hallkorb {
 
 class X11Fenster {
  public:
-  using Uhr = std::chrono::steady_clock;
+  using Uhr = Anstrich::Uhr;
+  using Zeitgeber = std::function<Uhr::time_point()>;
 
   // The part of a drawable that is the window without its border and without a shadow that it draws
   // itself.
@@ -47,9 +51,11 @@ class X11Fenster {
   };
 
   // Null, with the reason in `fehler`, if the window cannot be recorded. The versions of Composite
-  // and Damage must have been agreed with the server.
+  // and Damage must have been agreed with the server. `jetzt` is the clock of bereitAb().
   [[nodiscard]] static std::unique_ptr<X11Fenster> neu(const X11Verbindung& verbindung,
-                                                       xcb_window_t id, Fehler& fehler);
+                                                       xcb_window_t id, Fehler& fehler,
+                                                       const AnstrichFristen& fristen = {},
+                                                       Zeitgeber jetzt = &Uhr::now);
   ~X11Fenster();
   X11Fenster(const X11Fenster&) = delete;
   X11Fenster& operator=(const X11Fenster&) = delete;
@@ -70,7 +76,9 @@ class X11Fenster {
   // How its pixels lie in memory.
   [[nodiscard]] const X11Punktformat& punktformat() const { return punktformat_; }
   // When the next picture may be read.
-  [[nodiscard]] Uhr::time_point bereitAb() const { return bereitAb_; }
+  [[nodiscard]] Uhr::time_point bereitAb() const { return anstrich_.fertigAb(); }
+  // Whether its present surface is in no picture yet.
+  [[nodiscard]] bool ungesehen() const { return anstrich_.offen(); }
   // To be called before a picture is asked for: what is drawn from then on counts as a new change.
   void nimmVeraendert();
   // Where its pixels are; without a pixmap if it has none at present.
@@ -81,11 +89,13 @@ class X11Fenster {
   void siehNach();
 
  private:
-  X11Fenster(const X11Verbindung& verbindung, xcb_window_t id);
+  X11Fenster(const X11Verbindung& verbindung, xcb_window_t id, const AnstrichFristen& fristen,
+             Zeitgeber jetzt);
   [[nodiscard]] Ergebnis beginne();
   [[nodiscard]] Ergebnis fordereAn();
   [[nodiscard]] Ergebnis liesEigenschaften();
   void merkeSchaden(const xcb_generic_event_t& ereignis);
+  void merkeLeere(const xcb_generic_event_t& ereignis);
   void merkeEigenschaft(const xcb_generic_event_t& ereignis);
   void merkeLage(const xcb_generic_event_t& ereignis);
   void merkeGroesse(const xcb_configure_notify_event_t& ereignis);
@@ -95,15 +105,14 @@ class X11Fenster {
 
   const X11Verbindung& verbindung_;
   const xcb_window_t id_;
+  const Zeitgeber jetzt_;
   xcb_damage_damage_t schaden_ = XCB_NONE;
   std::vector<xcb_window_t> vorfahren_;  // up to the one below the root window
   xcb_atom_t schattenName_ = XCB_ATOM_NONE;
   X11Raender schatten_;
   X11Punktformat punktformat_;
   Quelle quelle_;
-  Uhr::time_point bereitAb_{};
-  bool neu_ = false;            // no picture has shown these pixels yet
-  Uhr::time_point neuSeit_{};   // since when, if neu_
+  Anstrich anstrich_;
   std::uint32_t gemaltAb_ = 0;  // the request after which Damage is the program's drawing
   int breite_ = 0;              // as of the last event, to distinguish a new size from a mere move
   int hoehe_ = 0;

@@ -39,10 +39,11 @@ void warte(xcb_connection_t* verbindung, const Wecker& wecker,
 
 X11Fensterstrom::X11Fensterstrom(const std::string& display,
                                  const StreamKonfiguration& konfiguration, bool mitSegment,
-                                 std::chrono::milliseconds frist)
+                                 std::chrono::milliseconds frist, const AnstrichFristen& fristen)
     : konfiguration_(konfiguration),
       mitSegment_(mitSegment),
       frist_(frist),
+      fristen_(fristen),
       verbindung_(display, frist) {}
 
 X11Fensterstrom::~X11Fensterstrom() {
@@ -117,7 +118,7 @@ void X11Fensterstrom::laufe(WindowStreamListener& listener) {
 }
 
 Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
-  X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_);
+  X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_, fristen_);
   Ergebnis bereit = verbindung_.oeffne();
   if (bereit.gelungen()) bereit = aufnahme.beginne();
   if (bereit.gescheitert()) {

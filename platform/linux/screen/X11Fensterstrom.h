@@ -24,6 +24,7 @@
 
 #include "base/Fehler.h"
 #include "platform/linux/Deskriptor.h"
+#include "platform/linux/screen/Anstrich.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/ScreenCapture.h"
 
@@ -32,9 +33,10 @@ namespace hallkorb {
 class X11Fensterstrom final : public WindowStream {
  public:
   // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher; `frist` is what
-  // start() and wechsle() may take.
+  // start() and wechsle() may take, and `fristen` what a program may take to paint its window.
   X11Fensterstrom(const std::string& display, const StreamKonfiguration& konfiguration,
-                  bool mitSegment, std::chrono::milliseconds frist);
+                  bool mitSegment, std::chrono::milliseconds frist,
+                  const AnstrichFristen& fristen = {});
   ~X11Fensterstrom() override;
   X11Fensterstrom(const X11Fensterstrom&) = delete;
   X11Fensterstrom& operator=(const X11Fensterstrom&) = delete;
@@ -56,6 +58,7 @@ class X11Fensterstrom final : public WindowStream {
   const StreamKonfiguration konfiguration_;
   const bool mitSegment_;
   const std::chrono::milliseconds frist_;
+  const AnstrichFristen fristen_;
   X11Verbindung verbindung_;
   Wecker wecker_;  // set when the thread has something to look at
 

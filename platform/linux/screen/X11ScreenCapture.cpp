@@ -8,8 +8,9 @@
 
 namespace hallkorb {
 
-X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg, std::chrono::milliseconds frist)
-    : display_(std::move(display)), weg_(weg), frist_(frist) {}
+X11ScreenCapture::X11ScreenCapture(std::string display, Weg weg, std::chrono::milliseconds frist,
+                                   const AnstrichFristen& fristen)
+    : display_(std::move(display)), weg_(weg), frist_(frist), fristen_(fristen) {}
 
 Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
   if (Ergebnis ergebnis = waechter_.bereit(); ergebnis.gescheitert()) return ergebnis;
@@ -20,7 +21,8 @@ Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
 }
 
 std::unique_ptr<WindowStream> X11ScreenCapture::stream(const StreamKonfiguration& konfiguration) {
-  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT, frist_);
+  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT, frist_,
+                                           fristen_);
 }
 
 }  // namespace hallkorb

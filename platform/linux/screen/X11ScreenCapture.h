@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/screen/Anstrich.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/ScreenCapture.h"
 
@@ -24,9 +25,10 @@ class X11ScreenCapture final : public ScreenCapture {
   static constexpr std::chrono::milliseconds FRIST{2800};
 
   // `display` as for oeffneX11Socket(): empty means the environment's DISPLAY, looked up with every
-  // call.
+  // call. `fristen` is what a program may take to paint its window.
   explicit X11ScreenCapture(std::string display = {}, Weg weg = Weg::SEGMENT,
-                            std::chrono::milliseconds frist = FRIST);
+                            std::chrono::milliseconds frist = FRIST,
+                            const AnstrichFristen& fristen = {});
 
   [[nodiscard]] Ergebnis inventar(ScreenContent& content) override;
   [[nodiscard]] std::unique_ptr<WindowStream> stream(
@@ -36,6 +38,7 @@ class X11ScreenCapture final : public ScreenCapture {
   const std::string display_;
   const Weg weg_;
   const std::chrono::milliseconds frist_;
+  const AnstrichFristen fristen_;
   X11Waechter waechter_;
 };
 

@@ -11,14 +11,13 @@
 namespace hallkorb {
 namespace {
 
-constexpr int PUFFER_SEKUNDEN = 2;
+constexpr int PUFFER_SEKUNDEN = 3;
+constexpr int ANFANG_SEKUNDEN = 2;  // in the buffer at the beginning
 constexpr VideoEinstellungen UEBLICH{1280, 800, 1'400'000, 30, 15.0};
 constexpr int PROFIL_MAIN = 77;  // FFmpeg has renamed the constant
-constexpr H264Art::Option X264[] = {{"profile", "main"},
-                                    {"preset", "superfast"},
-                                    {"tune", "zerolatency"},
-                                    {"sc_threshold", "0"},
-                                    {"crf", "19"}};
+constexpr H264Art::Option X264[] = {
+    {"profile", "main"}, {"preset", "superfast"}, {"tune", "zerolatency"}, {"sc_threshold", "0"},
+    {"crf", "17"},       {"aq-mode", "0"},        {"chromaoffset", "-8"}};
 // Its rate control works only if it may drop frames.
 constexpr H264Art::Option OPENH264[] = {{"rc_mode", "bitrate"}, {"allow_skip_frames", "1"}};
 // Not every card's driver can limit a quality by a rate.
@@ -106,6 +105,7 @@ void H264Kodierer::stelleEin(const VideoEinstellungen& einstellungen) {
   k.bit_rate = einstellungen.bitrate;
   k.rc_max_rate = einstellungen.bitrate;
   k.rc_buffer_size = static_cast<int>(einstellungen.bitrate * PUFFER_SEKUNDEN);
+  k.rc_initial_buffer_occupancy = static_cast<int>(einstellungen.bitrate * ANFANG_SEKUNDEN);
   k.thread_count = 1;
   k.color_range = AVCOL_RANGE_MPEG;
   k.colorspace = AVCOL_SPC_BT709;

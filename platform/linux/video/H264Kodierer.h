@@ -8,15 +8,19 @@
 // - for libx264 profile Main; no B frames and no lookahead (tune zerolatency): a picture comes out
 //   when it goes in, so nothing is lost in the encoder if the process dies, and a single picture is
 //   a video.
-// - preset superfast: measured here it costs two thirds of veryfast, and a window's picture, text
-//   and flat areas, gains nothing from the search that it leaves out (bench/bildguete.py).
+// - preset superfast: measured here it costs two thirds of veryfast, and a window's picture gains
+//   more from the settings below than from the search that it leaves out (bench/bildguete.py).
 // - key frames at their distance only, not where a scene seems to change: a window in which a film
 //   plays would be full of them, at the cost of everything between.
 // - one thread: at 15 pictures a second there is time, and every further thread costs a frame of
 //   delay and of memory.
-// - every picture as good as the next (crf), as far as a buffer of two seconds lasts that fills at
-//   the rate. It fills by the time that has passed and not by pictures, so that a page or a slide
-//   is sharp although it is a single picture.
+// - every picture as good as the next (crf), as far as a buffer of three seconds lasts that fills
+//   at the rate, and holds two at the beginning. It fills by the time that has passed and not by
+//   pictures, so that a page or a slide is sharp although it is a single picture.
+// - the same quality in flat and in busy parts of a picture (aq-mode 0): the bits that flat parts
+//   would get are spent on a camera's noise, and text needs them itself.
+// - chroma finer than brightness (chromaoffset): coloured text and lines lose most there, and
+//   chroma takes few bits.
 //
 // libopenh264 drops frames to keep its rate and gives no packet for them; the picture before then
 // stays for longer.

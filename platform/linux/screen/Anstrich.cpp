@@ -1,0 +1,21 @@
+#include "platform/linux/screen/Anstrich.h"
+
+#include <algorithm>
+
+namespace hallkorb {
+
+void Anstrich::beginne(Uhr::time_point jetzt) {
+  if (!offenSeit_) offenSeit_ = jetzt;
+  gemaltSeit_.reset();
+  fertigAb_ =
+      std::min<Uhr::time_point>(jetzt + fristen_.ungemalt, *offenSeit_ + fristen_.laengstens);
+}
+
+void Anstrich::gemalt(Uhr::time_point jetzt) {
+  if (!offenSeit_) return;
+  if (!gemaltSeit_) gemaltSeit_ = jetzt;
+  fertigAb_ = std::min<Uhr::time_point>(
+      {jetzt + fristen_.ruhe, *gemaltSeit_ + fristen_.malerei, *offenSeit_ + fristen_.laengstens});
+}
+
+}  // namespace hallkorb
