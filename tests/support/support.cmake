@@ -28,13 +28,13 @@ hallkorb_library(hallkorb_prozess FOLDER tests/support
   HEADERS Prozess.h
   SOURCES Prozess.cpp
   DEPENDS hallkorb_linux_common)
-hallkorb_library(hallkorb_x11_sitzung FOLDER tests/support
-  HEADERS Bildsammler.h X11Sitzung.h
-  SOURCES X11Sitzung.cpp
+hallkorb_library(hallkorb_x11_bildschirm FOLDER tests/support
+  HEADERS Bildsammler.h X11Bildschirm.h
+  SOURCES X11Bildschirm.cpp
   DEPENDS hallkorb_support hallkorb_prozess hallkorb_linux_screen PkgConfig::X11)
-target_compile_definitions(hallkorb_x11_sitzung
+target_compile_definitions(hallkorb_x11_bildschirm
   PRIVATE HALLKORB_TESTFENSTER="$<TARGET_FILE:testfenster>")
-add_dependencies(hallkorb_x11_sitzung testfenster)
+add_dependencies(hallkorb_x11_bildschirm testfenster)
 hallkorb_library(hallkorb_video_hilfe FOLDER tests/support
   HEADERS Ffmpeg.h Testbild.h
   SOURCES Ffmpeg.cpp

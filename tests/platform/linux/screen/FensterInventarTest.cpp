@@ -13,14 +13,14 @@
 
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/Xcb.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
 
 class FensterInventar : public testing::Test {
  protected:
-  X11Sitzung sitzung_;
+  X11Bildschirm bildschirm_;
 };
 
 std::vector<std::uint32_t> nummern(const ScreenContent& content) {
@@ -31,14 +31,15 @@ std::vector<std::uint32_t> nummern(const ScreenContent& content) {
 }
 
 TEST_F(FensterInventar, AnEmptyScreenHasNoWindows) {
-  EXPECT_TRUE(sitzung_.inventar().windows.empty());
+  EXPECT_TRUE(bildschirm_.inventar().windows.empty());
 }
 
 TEST_F(FensterInventar, DescribesAWindow) {
-  const auto zoom = sitzung_.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting",
-                                      "--groesse", "800", "600", "--ort", "100", "50"});
-  ASSERT_TRUE(sitzung_.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.hoehe > 600; }));
-  const auto fenster = sitzung_.finde(zoom->id());
+  const auto zoom = bildschirm_.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting",
+                                         "--groesse", "800", "600", "--ort", "100", "50"});
+  ASSERT_TRUE(
+      bildschirm_.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.hoehe > 600; }));
+  const auto fenster = bildschirm_.finde(zoom->id());
   ASSERT_TRUE(fenster);
   EXPECT_EQ(fenster->titel, "Zoom Meeting");
   ASSERT_TRUE(fenster->anwendung);
@@ -56,58 +57,60 @@ TEST_F(FensterInventar, DescribesAWindow) {
 }
 
 TEST_F(FensterInventar, FollowsAWindowThatChanges) {
-  const auto programm = sitzung_.fenster({"--ort", "0", "0", "--groesse", "300", "200"});
+  const auto programm = bildschirm_.fenster({"--ort", "0", "0", "--groesse", "300", "200"});
   programm->tu("titel Größe – 漢");
   programm->tu("groesse 500 400");
   programm->tu("ort -200 -30");
-  ASSERT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) {
+  ASSERT_TRUE(bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) {
     return f.x == -200.0 && f.y == -30.0 && f.breite >= 500.0 && f.breite < 520.0;
   }));
-  EXPECT_EQ(sitzung_.finde(programm->id())->titel, "Größe – 漢");
+  EXPECT_EQ(bildschirm_.finde(programm->id())->titel, "Größe – 漢");
 }
 
 TEST_F(FensterInventar, ReadsATitleInLatin1) {
-  const auto programm = sitzung_.fenster({});
+  const auto programm = bildschirm_.fenster({});
   programm->tu(
       "titel-latin1 Gr\xF6\xDF"
       "e");
-  EXPECT_TRUE(
-      sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.titel == "Größe"; }));
+  EXPECT_TRUE(bildschirm_.warteAuf(programm->id(),
+                                   [](const ScreenWindow& f) { return f.titel == "Größe"; }));
 }
 
 TEST_F(FensterInventar, AMinimisedWindowIsNotVisible) {
-  const auto programm = sitzung_.fenster({});
+  const auto programm = bildschirm_.fenster({});
   programm->tu("minimiere");
-  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
+  EXPECT_TRUE(
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
   programm->tu("zeige");
-  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  EXPECT_TRUE(
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
 }
 
 TEST_F(FensterInventar, AWithdrawnOrClosedWindowIsGone) {
-  const auto eines = sitzung_.fenster({});
-  const auto anderes = sitzung_.fenster({});
+  const auto eines = bildschirm_.fenster({});
+  const auto anderes = bildschirm_.fenster({});
   eines->tu("verstecke");
-  EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(eines->id()); }));
+  EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(eines->id()); }));
   anderes->schliesse();
-  EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(anderes->id()); }));
+  EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(anderes->id()); }));
 }
 
 TEST_F(FensterInventar, TheFrontWindowComesFirst) {
-  const auto a = sitzung_.fenster({});
-  const auto b = sitzung_.fenster({});
+  const auto a = bildschirm_.fenster({});
+  const auto b = bildschirm_.fenster({});
   const std::vector<std::uint32_t> aVorn{a->id(), b->id()};
   const std::vector<std::uint32_t> bVorn{b->id(), a->id()};
   a->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == aVorn; }));
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(bildschirm_.inventar()) == aVorn; }));
   b->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(sitzung_.inventar()) == bVorn; }));
+  EXPECT_TRUE(warteBisGilt([&] { return nummern(bildschirm_.inventar()) == bVorn; }));
 }
 
 TEST_F(FensterInventar, LayersAndDesktops) {
-  const auto programm = sitzung_.fenster({});
+  const auto programm = bildschirm_.fenster({});
   const auto ebene = [&](std::int64_t erwartet) {
-    return sitzung_.warteAuf(programm->id(),
-                             [=](const ScreenWindow& f) { return f.ebene == erwartet; });
+    return bildschirm_.warteAuf(programm->id(),
+                                [=](const ScreenWindow& f) { return f.ebene == erwartet; });
   };
   programm->tu("zustand _NET_WM_STATE_ABOVE 1");
   EXPECT_TRUE(ebene(1));
@@ -120,96 +123,101 @@ TEST_F(FensterInventar, LayersAndDesktops) {
   programm->tu("zustand _NET_WM_STATE_FULLSCREEN 0");
   EXPECT_TRUE(ebene(-1));
   programm->tu("schreibtisch 1");
-  EXPECT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
+  EXPECT_TRUE(
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return !f.sichtbar; }));
 }
 
 TEST_F(FensterInventar, AShadedWindowIsStillVisible) {
-  const auto programm = sitzung_.fenster({"--groesse", "400", "300"});
+  const auto programm = bildschirm_.fenster({"--groesse", "400", "300"});
   programm->tu("zustand _NET_WM_STATE_SHADED 1");
   // The window is shaded once the window manager has set that state, which the inventory does not
   // show. A layer that is requested afterwards shows that the manager has got that far.
   programm->tu("zustand _NET_WM_STATE_ABOVE 1");
   ASSERT_TRUE(
-      sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
-  EXPECT_TRUE(sitzung_.finde(programm->id())->sichtbar);
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
+  EXPECT_TRUE(bildschirm_.finde(programm->id())->sichtbar);
 }
 
 TEST_F(FensterInventar, DesktopsAreLeftOutAndDocksLieAbove) {
-  const auto boden = sitzung_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DESKTOP"});
-  const auto leiste = sitzung_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DOCK"});
-  EXPECT_TRUE(sitzung_.warteAuf(leiste->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
-  EXPECT_FALSE(sitzung_.finde(boden->id()));
+  const auto boden = bildschirm_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DESKTOP"});
+  const auto leiste = bildschirm_.fenster({"--typ", "_NET_WM_WINDOW_TYPE_DOCK"});
+  EXPECT_TRUE(
+      bildschirm_.warteAuf(leiste->id(), [](const ScreenWindow& f) { return f.ebene == 1; }));
+  EXPECT_FALSE(bildschirm_.finde(boden->id()));
 }
 
 TEST_F(FensterInventar, AShadowThatAWindowDrawsItselfIsNotPartOfIt) {
-  const auto programm = sitzung_.fenster({"--ort", "300", "200", "--groesse", "500", "400",
-                                          "--ohne-rahmen", "--schatten", "20", "30", "10", "40"});
-  ASSERT_TRUE(sitzung_.warteAuf(
+  const auto programm =
+      bildschirm_.fenster({"--ort", "300", "200", "--groesse", "500", "400", "--ohne-rahmen",
+                           "--schatten", "20", "30", "10", "40"});
+  ASSERT_TRUE(bildschirm_.warteAuf(
       programm->id(), [](const ScreenWindow& f) { return f.breite == 450.0 && f.hoehe == 350.0; }));
-  const auto fenster = sitzung_.finde(programm->id());
+  const auto fenster = bildschirm_.finde(programm->id());
   EXPECT_EQ(fenster->x, 320.0);
   EXPECT_EQ(fenster->y, 210.0);
 }
 
 TEST_F(FensterInventar, AWindowWithoutAClassBelongsToItsProcess) {
-  const auto programm = sitzung_.fenster({"--klasse", "", ""});
+  const auto programm = bildschirm_.fenster({"--klasse", "", ""});
   // The window manager lists a window a moment after it has shown it.
-  ASSERT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
-  const auto fenster = sitzung_.finde(programm->id());
+  ASSERT_TRUE(
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  const auto fenster = bildschirm_.finde(programm->id());
   ASSERT_TRUE(fenster && fenster->anwendung);
   EXPECT_EQ(fenster->anwendung->bundle, "testfenster");
 }
 
 TEST_F(FensterInventar, MenusAreNoWindows) {
-  const auto menu = sitzung_.fenster({"--ohne-verwalter"});
-  EXPECT_TRUE(sitzung_.inventar().windows.empty());
+  const auto menu = bildschirm_.fenster({"--ohne-verwalter"});
+  EXPECT_TRUE(bildschirm_.inventar().windows.empty());
 }
 
 TEST_F(FensterInventar, FindsTheWindowsAlsoAfterTheWindowManagerHasEnded) {
-  const auto programm = sitzung_.fenster({"--titel", "bleibt"});
-  sitzung_.beendeVerwalter();
-  ASSERT_TRUE(sitzung_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
-  EXPECT_EQ(sitzung_.finde(programm->id())->titel, "bleibt");
+  const auto programm = bildschirm_.fenster({"--titel", "bleibt"});
+  bildschirm_.beendeVerwalter();
+  ASSERT_TRUE(
+      bildschirm_.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  EXPECT_EQ(bildschirm_.finde(programm->id())->titel, "bleibt");
 }
 
 TEST_F(FensterInventar, TheListOfAWindowManagerThatHasEndedIsNotTrusted) {
-  const auto altes = sitzung_.fenster({});
-  sitzung_.beendeVerwalter();
-  const auto neues = sitzung_.fenster({"--titel", "neu"});
+  const auto altes = bildschirm_.fenster({});
+  bildschirm_.beendeVerwalter();
+  const auto neues = bildschirm_.fenster({"--titel", "neu"});
   altes->schliesse();
   ASSERT_TRUE(warteBisGilt(
-      [&] { return nummern(sitzung_.inventar()) == std::vector<std::uint32_t>{neues->id()}; }));
-  EXPECT_EQ(sitzung_.finde(neues->id())->titel, "neu");
+      [&] { return nummern(bildschirm_.inventar()) == std::vector<std::uint32_t>{neues->id()}; }));
+  EXPECT_EQ(bildschirm_.finde(neues->id())->titel, "neu");
 }
 
 TEST(FensterInventarTwm, FindsTheWindowInItsFrame) {
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::TWM);
-  const auto zoom =
-      sitzung.fenster({"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting", "--ort", "10", "20"});
-  ASSERT_TRUE(sitzung.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
-  const auto fenster = sitzung.finde(zoom->id());
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::TWM);
+  const auto zoom = bildschirm.fenster(
+      {"--klasse", "zoom", "zoom", "--titel", "Zoom Meeting", "--ort", "10", "20"});
+  ASSERT_TRUE(bildschirm.warteAuf(zoom->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  const auto fenster = bildschirm.finde(zoom->id());
   EXPECT_EQ(fenster->titel, "Zoom Meeting");
   ASSERT_TRUE(fenster->anwendung);
   EXPECT_EQ(fenster->anwendung->bundle, "us.zoom.xos");
-  for (const ScreenWindow& anderes : sitzung.inventar().windows)
+  for (const ScreenWindow& anderes : bildschirm.inventar().windows)
     EXPECT_TRUE(anderes.id == zoom->id() || !anderes.sichtbar) << anderes.id;
 }
 
 TEST(FensterInventarOhneVerwalter, ListsTheWindowsAsTheyLie) {
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
-  const auto a = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
-  const auto b = sitzung.fenster({"--klasse", "slack", "Slack"});
-  const auto menu = sitzung.fenster({"--ohne-verwalter"});
-  EXPECT_EQ(nummern(sitzung.inventar()), (std::vector<std::uint32_t>{b->id(), a->id()}));
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER);
+  const auto a = bildschirm.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
+  const auto b = bildschirm.fenster({"--klasse", "slack", "Slack"});
+  const auto menu = bildschirm.fenster({"--ohne-verwalter"});
+  EXPECT_EQ(nummern(bildschirm.inventar()), (std::vector<std::uint32_t>{b->id(), a->id()}));
   a->tu("vorn");
-  EXPECT_EQ(nummern(sitzung.inventar()), (std::vector<std::uint32_t>{a->id(), b->id()}));
-  const auto fenster = sitzung.finde(a->id());
+  EXPECT_EQ(nummern(bildschirm.inventar()), (std::vector<std::uint32_t>{a->id(), b->id()}));
+  const auto fenster = bildschirm.finde(a->id());
   EXPECT_EQ(fenster->x, 10.0);
   EXPECT_EQ(fenster->y, 20.0);
   EXPECT_EQ(fenster->breite, 300.0);
   EXPECT_EQ(fenster->hoehe, 200.0);
   b->tu("verstecke");
-  EXPECT_FALSE(sitzung.finde(b->id())->sichtbar);
+  EXPECT_FALSE(bildschirm.finde(b->id())->sichtbar);
 }
 
 // A window manager that says no more than that it lives.
@@ -247,24 +255,24 @@ class Wortkarger {
 };
 
 TEST(FensterInventarOhneVerwalter, AWindowManagerMayLiveWithoutAList) {
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
-  Wortkarger verwalter(sitzung.display());
-  const auto programm = sitzung.fenster({});
-  EXPECT_EQ(nummern(sitzung.inventar()), std::vector<std::uint32_t>{programm->id()});
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER);
+  Wortkarger verwalter(bildschirm.display());
+  const auto programm = bildschirm.fenster({});
+  EXPECT_EQ(nummern(bildschirm.inventar()), std::vector<std::uint32_t>{programm->id()});
   // An empty list is one, and the truth.
   verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST", {});
-  EXPECT_TRUE(sitzung.inventar().windows.empty());
+  EXPECT_TRUE(bildschirm.inventar().windows.empty());
   verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST", {programm->id()});
-  EXPECT_EQ(nummern(sitzung.inventar()), std::vector<std::uint32_t>{programm->id()});
+  EXPECT_EQ(nummern(bildschirm.inventar()), std::vector<std::uint32_t>{programm->id()});
 }
 
 // Any program may set them to anything.
 TEST(FensterInventarOhneVerwalter, FramesAndShadowsThatCannotBeAreNone) {
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER);
-  Wortkarger verwalter(sitzung.display());
-  const auto programm = sitzung.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER);
+  Wortkarger verwalter(bildschirm.display());
+  const auto programm = bildschirm.fenster({"--ort", "10", "20", "--groesse", "300", "200"});
   const auto masse = [&] {
-    const auto fenster = sitzung.finde(programm->id());
+    const auto fenster = bildschirm.finde(programm->id());
     return std::array{fenster->x, fenster->y, fenster->breite, fenster->hoehe};
   };
   verwalter.setze(programm->id(), "_NET_FRAME_EXTENTS", {3, 4, 5, 6});
@@ -300,23 +308,24 @@ TEST(FensterInventarFehler, ServersOfOtherComputersAreNotAsked) {
 }
 
 TEST(FensterInventarFehler, AServerThatIsStoppedHoldsNobodyUpForLong) {
-  const X11Sitzung sitzung;
-  sitzung.signalAnServer(SIGSTOP);
+  const X11Bildschirm bildschirm;
+  bildschirm.signalAnServer(SIGSTOP);
   const auto anfang = std::chrono::steady_clock::now();
   ScreenContent content;
-  EXPECT_TRUE(X11ScreenCapture(sitzung.display()).inventar(content).gescheitert());
+  EXPECT_TRUE(X11ScreenCapture(bildschirm.display()).inventar(content).gescheitert());
   // The limit is 2.8 s; the rest is for a computer that is busy with other tests.
   EXPECT_LT(std::chrono::steady_clock::now() - anfang, std::chrono::seconds(30));
-  sitzung.signalAnServer(SIGCONT);
-  EXPECT_TRUE(sitzung.schirm().inventar(content).gelungen());
+  bildschirm.signalAnServer(SIGCONT);
+  EXPECT_TRUE(bildschirm.schirm().inventar(content).gelungen());
 }
 
 TEST(FensterInventarFehler, AStoppedProgramHoldsNobodyUp) {
-  const X11Sitzung sitzung;
-  const auto programm = sitzung.fenster({"--titel", "steht"});
-  ASSERT_TRUE(sitzung.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
+  const X11Bildschirm bildschirm;
+  const auto programm = bildschirm.fenster({"--titel", "steht"});
+  ASSERT_TRUE(
+      bildschirm.warteAuf(programm->id(), [](const ScreenWindow& f) { return f.sichtbar; }));
   programm->signal(SIGSTOP);
-  EXPECT_EQ(sitzung.finde(programm->id())->titel, "steht");
+  EXPECT_EQ(bildschirm.finde(programm->id())->titel, "steht");
 }
 
 }  // namespace

@@ -17,16 +17,16 @@
 #include "platform/linux/screen/X11Bildspeicher.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "tests/support/Prozess.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
 
-constexpr auto KEINER = X11Sitzung::Verwalter::KEINER;
+constexpr auto KEINER = X11Bildschirm::Verwalter::KEINER;
 
 // Reads pictures that grow and returns whether they came through shared memory.
-bool geteiltGelesen(const X11Sitzung& sitzung, const std::string& display) {
-  const auto fenster = sitzung.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+bool geteiltGelesen(const X11Bildschirm& bildschirm, const std::string& display) {
+  const auto fenster = bildschirm.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
   X11Verbindung verbindung(display, std::chrono::hours(1));
   if (const Ergebnis ergebnis = verbindung.oeffne(); ergebnis.gescheitert()) {
     ADD_FAILURE() << ergebnis.fehler().gedruckt();
@@ -121,20 +121,20 @@ class Fernanmeldung {
 };
 
 TEST(X11Bildspeicher, AServerOfThisComputerSharesItsMemory) {
-  const X11Sitzung sitzung(KEINER);
-  EXPECT_TRUE(geteiltGelesen(sitzung, sitzung.display()));
+  const X11Bildschirm bildschirm(KEINER);
+  EXPECT_TRUE(geteiltGelesen(bildschirm, bildschirm.display()));
 }
 
 TEST(X11Bildspeicher, AServerBehindARemoteLoginIsNotOfThisComputer) {
   // It would take the segment's number for one of its own.
-  const X11Sitzung sitzung(KEINER);
-  const Fernanmeldung fern(sitzung.display());
-  EXPECT_FALSE(geteiltGelesen(sitzung, fern.display()));
+  const X11Bildschirm bildschirm(KEINER);
+  const Fernanmeldung fern(bildschirm.display());
+  EXPECT_FALSE(geteiltGelesen(bildschirm, fern.display()));
 }
 
 TEST(X11Bildspeicher, AServerWithoutTheExtension) {
-  const X11Sitzung sitzung(KEINER, {.optionen = {"-extension", "MIT-SHM"}});
-  EXPECT_FALSE(geteiltGelesen(sitzung, sitzung.display()));
+  const X11Bildschirm bildschirm(KEINER, {.optionen = {"-extension", "MIT-SHM"}});
+  EXPECT_FALSE(geteiltGelesen(bildschirm, bildschirm.display()));
 }
 
 TEST(X11Bildspeicher, ASegmentThatTheServerRefuses) {
@@ -142,8 +142,8 @@ TEST(X11Bildspeicher, ASegmentThatTheServerRefuses) {
   if (Prozess({"unshare", "--ipc", "true"}, Prozess::Fehlerausgabe::VERWORFEN).warte() != 0) {
     GTEST_SKIP() << "no right to make an IPC name space";
   }
-  const X11Sitzung sitzung(KEINER, {.davor = {"unshare", "--ipc"}});
-  EXPECT_FALSE(geteiltGelesen(sitzung, sitzung.display()));
+  const X11Bildschirm bildschirm(KEINER, {.davor = {"unshare", "--ipc"}});
+  EXPECT_FALSE(geteiltGelesen(bildschirm, bildschirm.display()));
 }
 
 }  // namespace

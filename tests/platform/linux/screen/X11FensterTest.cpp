@@ -14,7 +14,7 @@
 #include "platform/linux/screen/X11Bildspeicher.h"
 #include "platform/linux/screen/X11Fenster.h"
 #include "tests/support/Bildsammler.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
@@ -32,7 +32,7 @@ class X11FensterTest : public testing::Test {
   // Ends the program, and returns when the server has taken the window away.
   void zerstoere(Fensterprogramm& fenster) {
     fenster.schliesse();
-    EXPECT_TRUE(warteBisGilt([&] { return !sitzung_.finde(fenster.id()); }));
+    EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(fenster.id()); }));
   }
   void liesEreignisse(X11Fenster& fenster) {
     while (const X11Antwort<xcb_generic_event_t> e{xcb_poll_for_event(verbindung_.get())})
@@ -64,13 +64,13 @@ class X11FensterTest : public testing::Test {
   }
 
   LinuxHostClock uhr_;
-  X11Sitzung sitzung_{X11Sitzung::Verwalter::KEINER};
-  X11Verbindung verbindung_{sitzung_.display(), std::chrono::hours(1)};
+  X11Bildschirm bildschirm_{X11Bildschirm::Verwalter::KEINER};
+  X11Verbindung verbindung_{bildschirm_.display(), std::chrono::hours(1)};
   X11Aufnahme aufnahme_{verbindung_, KONFIGURATION, true};
 };
 
 TEST_F(X11FensterTest, GoneBeforeItsPixelsAreNamed) {
-  const auto programm = sitzung_.fenster({});
+  const auto programm = bildschirm_.fenster({});
   Fehler fehler;
   const auto fenster = X11Fenster::neu(verbindung_, programm->id(), fehler);
   ASSERT_TRUE(fenster) << fehler.gedruckt();
@@ -86,7 +86,7 @@ TEST_F(X11FensterTest, GoneBeforeItsPixelsAreNamed) {
 }
 
 TEST_F(X11FensterTest, GoneBetweenTheRequestAndTheAnswer) {
-  const auto programm = sitzung_.fenster({"--groesse", "400", "300"});
+  const auto programm = bildschirm_.fenster({"--groesse", "400", "300"});
   Fehler fehler;
   const auto fenster = X11Fenster::neu(verbindung_, programm->id(), fehler);
   ASSERT_TRUE(fenster) << fehler.gedruckt();
@@ -104,7 +104,7 @@ TEST_F(X11FensterTest, GoneBetweenTheRequestAndTheAnswer) {
 }
 
 TEST_F(X11FensterTest, GoneBeforeItIsChosen) {
-  const auto programm = sitzung_.fenster({});
+  const auto programm = bildschirm_.fenster({});
   zerstoere(*programm);
   const Ergebnis ergebnis = aufnahme_.waehle(programm->id());
   ASSERT_TRUE(ergebnis.gescheitert());
@@ -114,8 +114,8 @@ TEST_F(X11FensterTest, GoneBeforeItIsChosen) {
 
 // As browsers do after a change to full screen: first the frame around the old page, then the page.
 TEST_F(X11FensterTest, WhatIsPaintedInTwoStepsIsReadAfterTheSecond) {
-  const auto programm =
-      sitzung_.fenster({"--groesse", "400", "300", "--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto programm = bildschirm_.fenster(
+      {"--groesse", "400", "300", "--farbe", "2060A0", "--auf-befehl", "10B030"});
   programm->tu("male");
   const auto beginn = X11Fenster::Uhr::time_point(std::chrono::hours(1));
   auto jetzt = beginn;
@@ -156,7 +156,7 @@ TEST_F(X11FensterTest, WhatIsPaintedInTwoStepsIsReadAfterTheSecond) {
 }
 
 TEST_F(X11FensterTest, AWindowInWhichSomethingMovesIsReadThoughItNeverComesToRest) {
-  const auto programm = sitzung_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto programm = bildschirm_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
   const auto beginn = X11Fenster::Uhr::time_point(std::chrono::hours(1));
   auto jetzt = beginn;
   Fehler fehler;
@@ -178,12 +178,12 @@ TEST_F(X11FensterTest, SizesThatNeverStandStillUntilTheWindowIsGone) {
   std::mt19937 zufall(1);
   const auto bis = [&](int n) { return static_cast<int>(zufall() % static_cast<unsigned>(n)); };
   Bildsammler sammler;
-  const auto strom = sitzung_.schirm().stream(KONFIGURATION);
-  const auto bleibt = sitzung_.fenster({"--farbe", "10B030"});
+  const auto strom = bildschirm_.schirm().stream(KONFIGURATION);
+  const auto bleibt = bildschirm_.fenster({"--farbe", "10B030"});
   ASSERT_TRUE(strom->start(bleibt->id(), sammler).gelungen());
   for (int runde = 0; runde < 12; ++runde) {
     SCOPED_TRACE(runde);
-    const auto programm = sitzung_.fenster({"--bewegt", "200", "--farbe", "2060A0"});
+    const auto programm = bildschirm_.fenster({"--bewegt", "200", "--farbe", "2060A0"});
     EXPECT_TRUE(strom->wechsle(programm->id()).gelungen());
     ASSERT_TRUE(sammler.warteAuf([](const Aufnahme& bild) { return bild.farbe(5, 5) != GRUEN; }));
     for (int i = bis(60); i >= 0; --i) {

@@ -13,7 +13,7 @@
 
 #include "platform/linux/LinuxHostClock.h"
 #include "tests/support/Bildsammler.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
@@ -30,14 +30,14 @@ class X11FensterstromAusfall : public testing::Test {
  protected:
   X11FensterstromAusfall() { setzeHostClock(uhr_); }
 
-  std::unique_ptr<WindowStream> strom() { return sitzung_.schirm().stream(KONFIGURATION); }
+  std::unique_ptr<WindowStream> strom() { return bildschirm_.schirm().stream(KONFIGURATION); }
   // One that does not wait for long.
   std::unique_ptr<WindowStream> ungeduldiger() {
-    return X11ScreenCapture(sitzung_.display()).stream(KONFIGURATION);
+    return X11ScreenCapture(bildschirm_.display()).stream(KONFIGURATION);
   }
 
   LinuxHostClock uhr_;
-  X11Sitzung sitzung_;
+  X11Bildschirm bildschirm_;
   Bildsammler sammler_;
 };
 
@@ -53,10 +53,10 @@ TEST_F(X11FensterstromAusfall, AWindowThatDoesNotExist) {
 TEST(X11FensterstromFarbtiefe, PalettesAreRefused) {
   LinuxHostClock uhr;
   setzeHostClock(uhr);
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER, {.farbtiefe = 8});
-  const auto fenster = sitzung.fenster({});
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER, {.farbtiefe = 8});
+  const auto fenster = bildschirm.fenster({});
   Bildsammler sammler;
-  const auto strom = sitzung.schirm().stream(KONFIGURATION);
+  const auto strom = bildschirm.schirm().stream(KONFIGURATION);
   const Ergebnis ergebnis = strom->start(fenster->id(), sammler);
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_TRUE(istNichtAufnehmbar(ergebnis.fehler()));
@@ -71,11 +71,11 @@ TEST_F(X11FensterstromAusfall, NoServer) {
 }
 
 TEST_F(X11FensterstromAusfall, TheServersEndIsReportedOnce) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "30"});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
-  sitzung_.beendeServer(SIGKILL);
+  bildschirm_.beendeServer(SIGKILL);
   ASSERT_TRUE(sammler_.warteAufEnde());
   EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
   strom->stop();
@@ -85,16 +85,16 @@ TEST_F(X11FensterstromAusfall, TheServersEndIsReportedOnce) {
 }
 
 TEST_F(X11FensterstromAusfall, AStillStreamNoticesTheServersEndToo) {
-  const auto fenster = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({});
   fenster->tu("minimiere");
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
-  sitzung_.beendeServer(SIGTERM);
+  bildschirm_.beendeServer(SIGTERM);
   EXPECT_TRUE(sammler_.warteAufEnde());
 }
 
 TEST_F(X11FensterstromAusfall, AStopReportsNothing) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "30"});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
@@ -102,69 +102,69 @@ TEST_F(X11FensterstromAusfall, AStopReportsNothing) {
   const std::size_t anzahl = sammler_.zeiten().size();
   strom->stop();
   EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
-  sitzung_.beendeServer(SIGKILL);
+  bildschirm_.beendeServer(SIGKILL);
   EXPECT_EQ(sammler_.zeiten().size(), anzahl);
   EXPECT_TRUE(sammler_.fehler().empty());
 }
 
 TEST_F(X11FensterstromAusfall, AStopBeforeTheStart) {
-  const auto fenster = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({});
   const auto strom = this->strom();
   strom->stop();
   EXPECT_TRUE(strom->start(fenster->id(), sammler_).gescheitert());
 }
 
 TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsTheStartInTime) {
-  const auto fenster = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({});
   const auto strom = ungeduldiger();
-  sitzung_.signalAnServer(SIGSTOP);
+  bildschirm_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   EXPECT_TRUE(strom->start(fenster->id(), sammler_).gescheitert());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
-  sitzung_.signalAnServer(SIGCONT);
+  bildschirm_.signalAnServer(SIGCONT);
 }
 
 TEST_F(X11FensterstromAusfall, AServerThatIsStoppedFailsAChangeInTime) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "30"});
-  const auto anderes = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "30"});
+  const auto anderes = bildschirm_.fenster({});
   const auto strom = ungeduldiger();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
-  sitzung_.signalAnServer(SIGSTOP);
+  bildschirm_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   EXPECT_TRUE(strom->wechsle(anderes->id()).gescheitert());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   // The stream is finished, and says so.
   EXPECT_TRUE(sammler_.warteAufEnde());
-  sitzung_.signalAnServer(SIGCONT);
+  bildschirm_.signalAnServer(SIGCONT);
 }
 
 TEST_F(X11FensterstromAusfall, AStopWhileTheServerIsStoppedReturnsAtOnce) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "30"});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "30"});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
-  sitzung_.signalAnServer(SIGSTOP);
+  bildschirm_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   strom->stop();
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
-  sitzung_.signalAnServer(SIGCONT);
+  bildschirm_.signalAnServer(SIGCONT);
 }
 
 TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "30"});
-  const auto anderes = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "30"});
+  const auto anderes = bildschirm_.fenster({});
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), sammler_).gelungen());
   ASSERT_TRUE(sammler_.warteAufBild());
-  sitzung_.signalAnServer(SIGSTOP);
+  bildschirm_.signalAnServer(SIGSTOP);
   const auto anfang = steady_clock::now();
   auto wechsel =
       std::async(std::launch::async, [&] { return strom->wechsle(anderes->id()).gescheitert(); });
   strom->stop();
   EXPECT_TRUE(wechsel.get());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
-  sitzung_.signalAnServer(SIGCONT);
+  bildschirm_.signalAnServer(SIGCONT);
 }
 
 // A listener that holds the stream up, as a slow encoder would, until it is let go on.
@@ -204,7 +204,7 @@ class Speicherloser final : public WindowStreamListener {
 };
 
 TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
-  const auto fenster = sitzung_.fenster({});
+  const auto fenster = bildschirm_.fenster({});
   Speicherloser ohneSpeicher;
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), ohneSpeicher).gelungen());
@@ -215,7 +215,7 @@ TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
 }
 
 TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   Langsamer langsamer;
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), langsamer).gelungen());

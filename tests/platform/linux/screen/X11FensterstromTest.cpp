@@ -17,7 +17,7 @@
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "tests/support/Bildsammler.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
@@ -47,14 +47,14 @@ class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
   }
 
  protected:
-  explicit X11Fensterstrom(X11Sitzung::Verwalter verwalter = X11Sitzung::Verwalter::OPENBOX)
-      : sitzung_(verwalter) {
+  explicit X11Fensterstrom(X11Bildschirm::Verwalter verwalter = X11Bildschirm::Verwalter::OPENBOX)
+      : bildschirm_(verwalter) {
     setzeHostClock(uhr_);
   }
 
   // Starts with the window and returns its first picture.
   std::optional<Aufnahme> starte(const Fensterprogramm& fenster, bool mitZeiger = false) {
-    strom_ = sitzung_.schirm(GetParam()).stream({1280, 800, ABSTAND, mitZeiger, 5});
+    strom_ = bildschirm_.schirm(GetParam()).stream({1280, 800, ABSTAND, mitZeiger, 5});
     const Ergebnis ergebnis = strom_->start(fenster.id(), sammler_);
     EXPECT_TRUE(ergebnis.gelungen()) << ergebnis.fehler().gedruckt();
     return sammler_.warteAufBild();
@@ -71,7 +71,7 @@ class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
   }
 
   LinuxHostClock uhr_;
-  X11Sitzung sitzung_;
+  X11Bildschirm bildschirm_;
   Bildsammler sammler_;
   std::unique_ptr<WindowStream> strom_;
 };
@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(, X11Fensterstrom,
                          });
 
 TEST_P(X11Fensterstrom, TheFirstPictureComesThoughNothingMoves) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "640", "400"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--groesse", "640", "400"});
   const double vorher = hostSekunden();
   const auto bild = starte(*fenster);
   ASSERT_TRUE(bild);
@@ -98,7 +98,7 @@ TEST_P(X11Fensterstrom, TheFirstPictureComesThoughNothingMoves) {
 }
 
 TEST_P(X11Fensterstrom, AStillWindowGivesOnePictureAndEachChangeAnother) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   // A window that is redirected may be asked to draw what had been covered, by a window manager
   // that takes its time; one that moved would give seven.
@@ -110,7 +110,7 @@ TEST_P(X11Fensterstrom, AStillWindowGivesOnePictureAndEachChangeAnother) {
 }
 
 TEST_P(X11Fensterstrom, APictureThatIsNotTakenIsReadAgainThoughNothingMoves) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("gleiche");
   neueInEinerWeile();
@@ -152,7 +152,7 @@ class TaetigeUhr final : public HostClock {
 
 // Otherwise a picture that was read in a pause could pass for one that came after it.
 TEST_P(X11Fensterstrom, WhatAPictureShowsIsNotOlderThanItsTime) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   const TaetigeUhr uhr(*fenster, "farbe 10B030");
   setzeHostClock(uhr);
   const auto bild = starte(*fenster);
@@ -163,7 +163,7 @@ TEST_P(X11Fensterstrom, WhatAPictureShowsIsNotOlderThanItsTime) {
 }
 
 TEST_P(X11Fensterstrom, NeverFasterThanAllowed) {
-  const auto fenster = sitzung_.fenster({"--bewegt", "60"});
+  const auto fenster = bildschirm_.fenster({"--bewegt", "60"});
   ASSERT_TRUE(starte(*fenster));
   ASSERT_TRUE(sammler_.warteAufAnzahl(20));
   strom_->stop();
@@ -174,9 +174,9 @@ TEST_P(X11Fensterstrom, NeverFasterThanAllowed) {
 
 TEST_P(X11Fensterstrom, AWindowThatIsCoveredIsRecordedWhole) {
   const auto fenster =
-      sitzung_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse", "400", "300"});
+      bildschirm_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse", "400", "300"});
   const auto deckel =
-      sitzung_.fenster({"--farbe", "C01020", "--ort", "50", "50", "--groesse", "800", "600"});
+      bildschirm_.fenster({"--farbe", "C01020", "--ort", "50", "50", "--groesse", "800", "600"});
   deckel->tu("vorn");
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("farbe 10B030");
@@ -189,10 +189,10 @@ TEST_P(X11Fensterstrom, AWindowThatIsCoveredIsRecordedWhole) {
 }
 
 TEST_P(X11Fensterstrom, AWindowOffTheScreenIsRecordedWhole) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
   fenster->tu("ort -300 -200");
   ASSERT_TRUE(
-      sitzung_.warteAuf(fenster->id(), [](const ScreenWindow& f) { return f.x == -300.0; }));
+      bildschirm_.warteAuf(fenster->id(), [](const ScreenWindow& f) { return f.x == -300.0; }));
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("farbe 10B030");
   const auto bild = warteAufFarbe(GRUEN);
@@ -202,7 +202,7 @@ TEST_P(X11Fensterstrom, AWindowOffTheScreenIsRecordedWhole) {
 }
 
 TEST_P(X11Fensterstrom, FollowsTheWindowsSize) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
   ASSERT_TRUE(starte(*fenster));
   const auto mitGroesse = [&](int breite, int hoehe) {
     return sammler_.warteAuf([=](const Aufnahme& bild) {
@@ -261,14 +261,14 @@ bool maleBis(int breite, Spaeher& spaeher, const std::function<void()>& male) {
 // What the program has not drawn yet has the colour of the background.
 TEST_P(X11Fensterstrom, NothingUnpaintedIsSeen) {
   const auto deckel =
-      sitzung_.fenster({"--farbe", "C01020", "--ort", "200", "50", "--groesse", "800", "600"});
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse",
-                                         "400", "300", "--auf-befehl", "10B030"});
+      bildschirm_.fenster({"--farbe", "C01020", "--ort", "200", "50", "--groesse", "800", "600"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--ort", "100", "100", "--groesse",
+                                            "400", "300", "--auf-befehl", "10B030"});
   fenster->tu("male");
   deckel->tu("vorn");
   const auto male = [&] { fenster->tu("male"); };
   Spaeher spaeher(GRUEN);
-  strom_ = sitzung_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
+  strom_ = bildschirm_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
   ASSERT_TRUE(strom_->start(fenster->id(), spaeher).gelungen());
   EXPECT_FALSE(spaeher.sammler.warteAufBild(WEILE));
   EXPECT_TRUE(maleBis(400, spaeher, male));
@@ -287,12 +287,12 @@ TEST_P(X11Fensterstrom, NothingUnpaintedIsSeen) {
 // than the one that was painted.
 TEST_P(X11Fensterstrom, AWindowThatChangesWhileItIsReadIsNotSeenUnpainted) {
   for (const auto& [befehl, breite] : {std::pair{"groesse 1000 700", 1000}, {"leere", 400}}) {
-    const auto fenster = sitzung_.fenster(
+    const auto fenster = bildschirm_.fenster(
         {"--farbe", "2060A0", "--groesse", "400", "300", "--auf-befehl", "10B030"});
     const TaetigeUhr uhr(*fenster, befehl);
     setzeHostClock(uhr);
     Spaeher spaeher(GRUEN);
-    strom_ = sitzung_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
+    strom_ = bildschirm_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
     EXPECT_TRUE(strom_->start(fenster->id(), spaeher).gelungen());
     EXPECT_TRUE(maleBis(breite, spaeher, [&] { uhr.tu("male"); }));
     strom_->stop();
@@ -304,7 +304,7 @@ TEST_P(X11Fensterstrom, AWindowThatChangesWhileItIsReadIsNotSeenUnpainted) {
 
 // As programs do that draw at the pace of the screen, whether anything has changed or not.
 TEST_P(X11Fensterstrom, ADrawingThatChangesNothingGivesNoPicture) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("gleiche");
   // A window manager that is still at work may give some.
@@ -322,7 +322,7 @@ TEST_P(X11Fensterstrom, ADrawingThatChangesNothingGivesNoPicture) {
 }
 
 TEST_P(X11Fensterstrom, APictureThatWasRefusedIsGivenAgainThoughItIsTheSame) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   ASSERT_TRUE(warteBisGilt([this] { return neueInEinerWeile() == 0; }));
   sammler_.lehneAb(1);
@@ -332,19 +332,19 @@ TEST_P(X11Fensterstrom, APictureThatWasRefusedIsGivenAgainThoughItIsTheSame) {
 }
 
 TEST_P(X11Fensterstrom, AShadowThatAWindowDrawsItselfIsNotInThePicture) {
-  sitzung_.setzeZeiger(1500, 900);
+  bildschirm_.setzeZeiger(1500, 900);
   const auto fenster =
-      sitzung_.fenster({"--ort", "300", "200", "--groesse", "500", "400", "--farbe", "2060A0",
-                        "--ohne-rahmen", "--schatten", "20", "30", "10", "40"});
+      bildschirm_.fenster({"--ort", "300", "200", "--groesse", "500", "400", "--farbe", "2060A0",
+                           "--ohne-rahmen", "--schatten", "20", "30", "10", "40"});
   fenster->tu("zeigerform 68");
   const auto bild = starte(*fenster, true);
   ASSERT_TRUE(bild);
   EXPECT_EQ(bild->breite, 450);
   EXPECT_EQ(bild->hoehe, 350);
   // The pointer keeps its place in what is left.
-  const auto frame = sitzung_.finde(fenster->id());
+  const auto frame = bildschirm_.finde(fenster->id());
   ASSERT_TRUE(frame);
-  sitzung_.setzeZeiger(static_cast<int>(frame->x) + 5, static_cast<int>(frame->y) + 5);
+  bildschirm_.setzeZeiger(static_cast<int>(frame->x) + 5, static_cast<int>(frame->y) + 5);
   EXPECT_TRUE(sammler_.warteAuf([](const Aufnahme& b) { return b.farbe(6, 7) != BLAU; }));
   // Maximised, a window has no shadow.
   fenster->tu("schatten 0 0 0 0");
@@ -355,8 +355,8 @@ TEST_P(X11Fensterstrom, AShadowThatAWindowDrawsItselfIsNotInThePicture) {
 }
 
 TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
-  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020"});
   ASSERT_TRUE(starte(*fenster));
   // What it was when the window was chosen may be over.
   EXPECT_EQ(sammler_.titel(), 1U);
@@ -381,8 +381,8 @@ TEST_P(X11Fensterstrom, ANewTitleIsReportedBeforeWhatIsDrawnAfterIt) {
 }
 
 TEST_P(X11Fensterstrom, APictureKnowsItsWindow) {
-  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
-  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  const auto eines = bildschirm_.fenster({"--farbe", "2060A0"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020"});
   const auto bild = starte(*eines);
   ASSERT_TRUE(bild);
   EXPECT_EQ(bild->fenster, eines->id());
@@ -393,7 +393,7 @@ TEST_P(X11Fensterstrom, APictureKnowsItsWindow) {
 }
 
 TEST_P(X11Fensterstrom, AMinimisedWindowGivesNothingUntilItIsBack) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("minimiere");
   fenster->tu("bewegt 30");
@@ -407,17 +407,17 @@ TEST_P(X11Fensterstrom, AMinimisedWindowGivesNothingUntilItIsBack) {
 }
 
 TEST_P(X11Fensterstrom, AWindowMayBeMinimisedFromTheStart) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   fenster->tu("minimiere");
-  strom_ = sitzung_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  strom_ = bildschirm_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
   ASSERT_TRUE(strom_->start(fenster->id(), sammler_).gelungen());
   fenster->tu("zeige");
   EXPECT_TRUE(warteAufFarbe(BLAU));
 }
 
 TEST_P(X11Fensterstrom, AClosedWindowIsNoErrorAndAnotherOneCanFollow) {
-  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
-  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
+  const auto eines = bildschirm_.fenster({"--farbe", "2060A0"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020"});
   ASSERT_TRUE(starte(*eines));
   eines->schliesse();
   EXPECT_TRUE(strom_->wechsle(anderes->id()).gelungen());
@@ -426,8 +426,8 @@ TEST_P(X11Fensterstrom, AClosedWindowIsNoErrorAndAnotherOneCanFollow) {
 }
 
 TEST_P(X11Fensterstrom, EachChangeOfTheWindowGivesAPicture) {
-  const auto eines = sitzung_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
-  const auto anderes = sitzung_.fenster({"--farbe", "C01020", "--groesse", "500", "200"});
+  const auto eines = bildschirm_.fenster({"--farbe", "2060A0", "--groesse", "400", "300"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020", "--groesse", "500", "200"});
   ASSERT_TRUE(starte(*eines));
   ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());
   const auto bild = warteAufFarbe(ROT);
@@ -443,7 +443,7 @@ TEST_P(X11Fensterstrom, EachChangeOfTheWindowGivesAPicture) {
 }
 
 TEST_P(X11Fensterstrom, WhereAChangeFailsTheOldWindowStays) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   const Ergebnis ergebnis = strom_->wechsle(0x7FFFFFF);
   ASSERT_TRUE(ergebnis.gescheitert());
@@ -454,10 +454,10 @@ TEST_P(X11Fensterstrom, WhereAChangeFailsTheOldWindowStays) {
 }
 
 TEST_P(X11Fensterstrom, SeveralRecordOneWindow) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
   Bildsammler zweiter;
-  const auto strom = sitzung_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  const auto strom = bildschirm_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
   ASSERT_TRUE(strom->start(fenster->id(), zweiter).gelungen());
   ASSERT_TRUE(zweiter.warteAufBild());
   fenster->tu("farbe 10B030");
@@ -467,8 +467,8 @@ TEST_P(X11Fensterstrom, SeveralRecordOneWindow) {
 }
 
 TEST_P(X11Fensterstrom, ThePointerIsInThePictureWhileItIsOverTheWindow) {
-  sitzung_.setzeZeiger(1500, 900);
-  const auto fenster = sitzung_.fenster(
+  bildschirm_.setzeZeiger(1500, 900);
+  const auto fenster = bildschirm_.fenster(
       {"--farbe", "2060A0", "--ort", "0", "0", "--ohne-rahmen", "--groesse", "400", "300"});
   fenster->tu("zeigerform 68");  // an arrow, its tip at the top left, here red in white
   const auto ohne = starte(*fenster, true);
@@ -476,33 +476,33 @@ TEST_P(X11Fensterstrom, ThePointerIsInThePictureWhileItIsOverTheWindow) {
   const auto punkte = [](const Aufnahme& bild) { return andereAls(bild, BLAU); };
   EXPECT_EQ(punkte(*ohne), 0);
 
-  const auto frame = sitzung_.finde(fenster->id());
+  const auto frame = bildschirm_.finde(fenster->id());
   ASSERT_TRUE(frame);
   const int links = static_cast<int>(frame->x);
   const int oben = static_cast<int>(frame->y);
-  sitzung_.setzeZeiger(links + 200, oben + 150);
+  bildschirm_.setzeZeiger(links + 200, oben + 150);
   const auto mit = sammler_.warteAuf([&](const Aufnahme& bild) { return punkte(bild) > 20; });
   ASSERT_TRUE(mit);
   EXPECT_NE(mit->farbe(201, 152), BLAU);
   EXPECT_LT(punkte(*mit), 500);
 
   // Out again: the motion alone is a change.
-  sitzung_.setzeZeiger(1500, 900);
+  bildschirm_.setzeZeiger(1500, 900);
   EXPECT_TRUE(sammler_.warteAuf([&](const Aufnahme& bild) { return punkte(bild) == 0; }));
 }
 
 TEST_P(X11Fensterstrom, ThePointerOverAnotherWindowIsNotInThePicture) {
-  sitzung_.setzeZeiger(1500, 900);
+  bildschirm_.setzeZeiger(1500, 900);
   const auto fenster =
-      sitzung_.fenster({"--farbe", "2060A0", "--ort", "0", "0", "--groesse", "800", "600"});
+      bildschirm_.fenster({"--farbe", "2060A0", "--ort", "0", "0", "--groesse", "800", "600"});
   const auto deckel =
-      sitzung_.fenster({"--farbe", "C01020", "--ort", "100", "100", "--groesse", "300", "300"});
+      bildschirm_.fenster({"--farbe", "C01020", "--ort", "100", "100", "--groesse", "300", "300"});
   deckel->tu("vorn");
   ASSERT_TRUE(starte(*fenster, true));
   const auto mitZeiger = [](const Aufnahme& bild) { return andereAls(bild, BLAU) > 0; };
-  sitzung_.setzeZeiger(250, 250);
+  bildschirm_.setzeZeiger(250, 250);
   EXPECT_FALSE(sammler_.warteAuf(mitZeiger, WEILE));
-  sitzung_.setzeZeiger(600, 400);
+  bildschirm_.setzeZeiger(600, 400);
   EXPECT_TRUE(sammler_.warteAuf(mitZeiger));
 }
 
@@ -547,7 +547,7 @@ class Rahmen {
 // A window gets no event of what becomes of its frame.
 class X11FensterstromImRahmen : public X11Fensterstrom {
  protected:
-  X11FensterstromImRahmen() : X11Fensterstrom(X11Sitzung::Verwalter::KEINER) {}
+  X11FensterstromImRahmen() : X11Fensterstrom(X11Bildschirm::Verwalter::KEINER) {}
 };
 
 INSTANTIATE_TEST_SUITE_P(, X11FensterstromImRahmen,
@@ -555,8 +555,8 @@ INSTANTIATE_TEST_SUITE_P(, X11FensterstromImRahmen,
                                          X11ScreenCapture::Weg::SOCKET));
 
 TEST_P(X11FensterstromImRahmen, AFrameThatWasAwayShowsTheWindowAnew) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
-  Rahmen rahmen(sitzung_.display(), fenster->id());
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(bildschirm_.display(), fenster->id());
   ASSERT_TRUE(starte(*fenster));
   for (const auto& [befehl, farbe] : {std::pair{"farbe C01020", ROT}, {"farbe 10B030", GRUEN}}) {
     rahmen.verstecke();
@@ -567,10 +567,10 @@ TEST_P(X11FensterstromImRahmen, AFrameThatWasAwayShowsTheWindowAnew) {
 }
 
 TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
-  Rahmen rahmen(sitzung_.display(), fenster->id());
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
+  Rahmen rahmen(bildschirm_.display(), fenster->id());
   rahmen.verstecke();
-  strom_ = sitzung_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
+  strom_ = bildschirm_.schirm(GetParam()).stream({1280, 800, ABSTAND, false, 5});
   ASSERT_TRUE(strom_->start(fenster->id(), sammler_).gelungen());
   EXPECT_FALSE(sammler_.warteAufBild(WEILE));
   rahmen.zeige();
@@ -579,17 +579,17 @@ TEST_P(X11FensterstromImRahmen, AFrameThatIsAwayGivesNoPictures) {
 }
 
 TEST_P(X11FensterstromImRahmen, AFrameMayComeWhileTheWindowIsRecordedAndMoveIntoAnother) {
-  const auto fenster = sitzung_.fenster({"--farbe", "2060A0"});
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
-  Rahmen innen(sitzung_.display(), fenster->id());
+  Rahmen innen(bildschirm_.display(), fenster->id());
   fenster->tu("farbe C01020");
   EXPECT_TRUE(warteAufFarbe(ROT));
   innen.verstecke();
   innen.zeige();
   fenster->tu("farbe 10B030");
   EXPECT_TRUE(warteAufFarbe(GRUEN));
-  const auto anderes = sitzung_.fenster({});
-  Rahmen aussen(sitzung_.display(), anderes->id());
+  const auto anderes = bildschirm_.fenster({});
+  Rahmen aussen(bildschirm_.display(), anderes->id());
   innen.zieheUm(aussen);
   fenster->tu("farbe 2060A0");
   EXPECT_TRUE(warteAufFarbe(BLAU));
@@ -600,10 +600,10 @@ TEST_P(X11FensterstromImRahmen, AFrameMayComeWhileTheWindowIsRecordedAndMoveInto
 }
 
 TEST_P(X11FensterstromImRahmen, WindowsThatShareAFrameFollowEachOther) {
-  const auto eines = sitzung_.fenster({"--farbe", "2060A0"});
-  const auto anderes = sitzung_.fenster({"--farbe", "C01020"});
-  Rahmen rahmen(sitzung_.display(), eines->id());
-  Rahmen karte(sitzung_.display(), anderes->id());
+  const auto eines = bildschirm_.fenster({"--farbe", "2060A0"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020"});
+  Rahmen rahmen(bildschirm_.display(), eines->id());
+  Rahmen karte(bildschirm_.display(), anderes->id());
   karte.zieheUm(rahmen);
   ASSERT_TRUE(starte(*eines));
   ASSERT_TRUE(strom_->wechsle(anderes->id()).gelungen());

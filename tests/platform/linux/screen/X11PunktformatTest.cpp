@@ -10,7 +10,7 @@
 #include "platform/linux/screen/X11Punktformat.h"
 #include "platform/linux/screen/X11ScreenCapture.h"
 #include "tests/support/Bildsammler.h"
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
 namespace {
@@ -77,11 +77,11 @@ class X11PunktformatServer : public testing::TestWithParam<int> {};
 TEST_P(X11PunktformatServer, PicturesOfItsWindowsHaveTheirColours) {
   LinuxHostClock uhr;
   setzeHostClock(uhr);
-  const X11Sitzung sitzung(X11Sitzung::Verwalter::KEINER, {.farbtiefe = GetParam()});
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER, {.farbtiefe = GetParam()});
   // An odd width, so that rows of 16 bits are padded.
-  const auto fenster = sitzung.fenster({"--farbe", "F80020", "--groesse", "301", "200"});
+  const auto fenster = bildschirm.fenster({"--farbe", "F80020", "--groesse", "301", "200"});
   Bildsammler sammler;
-  const auto strom = sitzung.schirm().stream({1280, 800, 1.0 / 15.0, true, 5});
+  const auto strom = bildschirm.schirm().stream({1280, 800, 1.0 / 15.0, true, 5});
   ASSERT_TRUE(strom->start(fenster->id(), sammler).gelungen());
   EXPECT_TRUE(sammler.warteAuf([](const Aufnahme& bild) {
     return aehnlich(bild.farbe(0, 0), 0xF80020) && aehnlich(bild.farbe(300, 199), 0xF80020);

@@ -35,7 +35,7 @@ class Fensterprogramm {
   std::uint32_t id_ = 0;
 };
 
-class X11Sitzung {
+class X11Bildschirm {
  public:
   enum class Verwalter { OPENBOX, TWM, KEINER };  // TWM knows no EWMH
   struct Server {
@@ -44,8 +44,8 @@ class X11Sitzung {
     std::vector<std::string> optionen{};  // further ones of the server
   };
 
-  explicit X11Sitzung(Verwalter verwalter = Verwalter::OPENBOX);
-  X11Sitzung(Verwalter verwalter, const Server& server);
+  explicit X11Bildschirm(Verwalter verwalter = Verwalter::OPENBOX);
+  X11Bildschirm(Verwalter verwalter, const Server& server);
 
   [[nodiscard]] const std::string& display() const { return display_; }
   [[nodiscard]] std::unique_ptr<Fensterprogramm> fenster(std::vector<std::string> optionen) const;

@@ -1,4 +1,4 @@
-#include "tests/support/X11Sitzung.h"
+#include "tests/support/X11Bildschirm.h"
 
 #include <xcb/xcb.h>
 
@@ -23,7 +23,7 @@ std::vector<std::string> programm(const std::string& display, std::vector<std::s
   return worte;
 }
 
-std::vector<std::string> serverBefehl(const X11Sitzung::Server& server) {
+std::vector<std::string> serverBefehl(const X11Bildschirm::Server& server) {
   std::vector<std::string> worte = server.davor;
   // The server writes the number of the display that it has found free, to standard output.
   const std::string schirm = "1600x1000x" + std::to_string(server.farbtiefe);
@@ -46,9 +46,9 @@ void Fensterprogramm::tu(const std::string& befehl) {
   if (prozess_.liesZeile() != "ok") throw std::runtime_error("testfenster: " + befehl);
 }
 
-X11Sitzung::X11Sitzung(Verwalter verwalter) : X11Sitzung(verwalter, Server()) {}
+X11Bildschirm::X11Bildschirm(Verwalter verwalter) : X11Bildschirm(verwalter, Server()) {}
 
-X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
+X11Bildschirm::X11Bildschirm(Verwalter verwalter, const Server& server)
     : server_(std::make_unique<Prozess>(serverBefehl(server), Prozess::Fehlerausgabe::VERWORFEN)),
       display_(":" + server_->liesZeile()) {
   if (verwalter == Verwalter::KEINER) return;
@@ -73,11 +73,11 @@ X11Sitzung::X11Sitzung(Verwalter verwalter, const Server& server)
   if (!warteBisGilt([this] { return verwalterDa(); })) throw std::runtime_error("no openbox");
 }
 
-std::unique_ptr<Fensterprogramm> X11Sitzung::fenster(std::vector<std::string> optionen) const {
+std::unique_ptr<Fensterprogramm> X11Bildschirm::fenster(std::vector<std::string> optionen) const {
   return std::make_unique<Fensterprogramm>(display_, std::move(optionen));
 }
 
-ScreenContent X11Sitzung::inventar() const {
+ScreenContent X11Bildschirm::inventar() const {
   ScreenContent content;
   if (const Ergebnis ergebnis = schirm().inventar(content); ergebnis.gescheitert()) {
     throw std::runtime_error(ergebnis.fehler().gedruckt());
@@ -85,22 +85,22 @@ ScreenContent X11Sitzung::inventar() const {
   return content;
 }
 
-std::optional<ScreenWindow> X11Sitzung::finde(std::uint32_t id) const {
+std::optional<ScreenWindow> X11Bildschirm::finde(std::uint32_t id) const {
   const ScreenContent content = inventar();
   const auto treffer = std::find_if(content.windows.begin(), content.windows.end(),
                                     [id](const ScreenWindow& fenster) { return fenster.id == id; });
   return treffer != content.windows.end() ? std::optional(*treffer) : std::nullopt;
 }
 
-bool X11Sitzung::warteAuf(std::uint32_t id,
-                          const std::function<bool(const ScreenWindow&)>& bedingung) const {
+bool X11Bildschirm::warteAuf(std::uint32_t id,
+                             const std::function<bool(const ScreenWindow&)>& bedingung) const {
   return warteBisGilt([&] {
     const auto fenster = finde(id);
     return fenster && bedingung(*fenster);
   });
 }
 
-void X11Sitzung::setzeZeiger(int x, int y) const {
+void X11Bildschirm::setzeZeiger(int x, int y) const {
   X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) throw std::runtime_error("no X server");
   xcb_connection_t* c = verbindung.get();
@@ -110,12 +110,12 @@ void X11Sitzung::setzeZeiger(int x, int y) const {
       xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
-void X11Sitzung::beendeVerwalter() {
+void X11Bildschirm::beendeVerwalter() {
   verwalter_->beende(SIGKILL);
   verwalter_.reset();
 }
 
-bool X11Sitzung::verwalterDa() const {
+bool X11Bildschirm::verwalterDa() const {
   X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) return false;
   const X11Atome atome(verbindung.get());
@@ -127,7 +127,7 @@ bool X11Sitzung::verwalterDa() const {
   return !verwalter.zahlen().empty() && liste.art() != XCB_ATOM_NONE;
 }
 
-bool X11Sitzung::fensterWerdenVerwaltet() const {
+bool X11Bildschirm::fensterWerdenVerwaltet() const {
   X11Verbindung verbindung(display_, std::chrono::hours(1));
   if (verbindung.oeffne().gescheitert()) return false;
   xcb_connection_t* c = verbindung.get();
