@@ -282,7 +282,7 @@ def pruefe_glossar_pflanzen():
 
 def hauptteil(bau):
     bekannt = befehle(bau)
-    regeln_hier = REGELN | (LINUX if sys.platform == "linux" else {})
+    regeln_hier = REGELN | (LINUX if next(iter(LINUX)) in bekannt else {})
     paare = [(quelle, header, erlaubt) for quelle, regeln in regeln_hier.items()
              for erlaubt, header_liste in zip((True, False), regeln) for header in header_liste]
     eigene = [header for quelle, header in PLATTFORMEN.items() if quelle in bekannt]
