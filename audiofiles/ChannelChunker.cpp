@@ -164,8 +164,8 @@ std::int64_t ChannelChunker::leisesteStelle(std::int64_t lo, std::int64_t hi,
   return stelle;
 }
 
-// Cuts; returns whether that took anything. Lengths of zero and less cut nothing, and without this
-// would do so for ever.
+// Cuts; returns whether that took anything. A caller that goes on cutting ends when nothing was
+// taken, as with a length of zero.
 bool ChannelChunker::schneide(std::int64_t count) {
   const std::int64_t vorher = globalOffset_;
   flush(count);

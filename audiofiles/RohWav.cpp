@@ -16,7 +16,8 @@ namespace hallkorb {
 namespace {
 
 constexpr double KOPF_ALLE_SEKUNDEN = 5.0;
-// Seconds that the reader of a pipe may keep us waiting, and what he is forgiven in a second.
+// Seconds that the reader of a pipe may keep us waiting, and how many of them each second gives
+// back.
 constexpr double GEDULD = 5.0;
 constexpr double GEDULD_JE_SEKUNDE = 0.1;
 constexpr auto KOPF_BYTES = static_cast<std::int64_t>(WAV_KOPF_BYTES);

@@ -16,8 +16,9 @@
 // Nothing that somebody else has put there is touched.
 //
 // Another user's file at the path is removed first, since its owner could read what is written into
-// it; if that is not allowed there is no file. So is a file that has other names, a kept copy that
-// would change with it. In a folder whose entries nobody of ours may change, either is written to.
+// it. A file that has other names is removed, too: a kept copy would change with it. If that is not
+// allowed there is no file. In a folder whose entries nobody of ours may change, either is written
+// to.
 //
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
 // header of an empty recording and then the samples as they come. A reader that makes no room is

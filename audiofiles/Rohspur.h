@@ -6,8 +6,8 @@
 //   full) may go, so it is tried again with each second of sound; what came before is then silence.
 // - A pipe of its name has no reader. One that comes later could not be given the beginning, and
 //   would take what it gets for sample 0: so it is not tried again.
-// - Its header can declare no more, at 2 GiB (18.6 hours at 16 kHz). The file is closed, or no
-//   longer tried to be created.
+// - Its header can declare no more, at 2 GiB (18.6 hours at 16 kHz). The file is closed, or is
+//   no longer tried.
 //
 // Not locked: one thread at a time.
 #pragma once

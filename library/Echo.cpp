@@ -36,15 +36,15 @@ int beendet() {
   return gescheitert(HALLKORB_ENDED, "echo: the stream has been finished");
 }
 
-using Eingang = void (hallkorb::EchoStrecke::*)(std::span<const float>);
+using Kanal = void (hallkorb::EchoStrecke::*)(std::span<const float>);
 
-int speise(hallkorb_echo* echo, const float* samples, std::size_t anzahl, Eingang eingang) {
+int speise(hallkorb_echo* echo, const float* samples, std::size_t anzahl, Kanal kanal) {
   return gerufen([&] {
     if (echo == nullptr || !hallkorb::lesbar(samples, anzahl))
       return gescheitert(HALLKORB_INVALID, "echo: null handle, or samples that cannot be read");
     if (echo->strecke.beendet()) return beendet();
     echo->begonnen = echo->begonnen || anzahl > 0;
-    (echo->strecke.*eingang)(hallkorb::geheilt(samples, anzahl, echo->heil));
+    (echo->strecke.*kanal)(hallkorb::geheilt(samples, anzahl, echo->heil));
     return int{HALLKORB_OK};
   });
 }

@@ -136,6 +136,13 @@ Film::Aufnahme Film::entnimm() {
   return {std::move(writer_), frames_};
 }
 
+void Film::verwirf() {
+  std::unique_ptr<VideoWriter> weg;  // its end takes a while: without the lock
+  const std::lock_guard halter(lock_);
+  if (writer_ && basis_ && zweifel_) static_cast<void>(writer_->nimmZurueck());
+  weg = std::move(writer_);
+}
+
 bool Film::schliesseAb(Aufnahme& aufnahme) {
   VideoWriter* writer = aufnahme.writer.get();
   if (writer == nullptr || aufnahme.frames < 1 || !writer->schreibt()) return false;

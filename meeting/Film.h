@@ -63,6 +63,8 @@ class Film {
 
   // Ends the pictures: one that comes later is dropped, and those in doubt are.
   [[nodiscard]] Aufnahme entnimm();
+  // The same for a recording that has reported no picture yet, silently.
+  void verwirf();
   // Finishes the file; false, with the reason logged, if there is no whole video in its place.
   [[nodiscard]] bool schliesseAb(Aufnahme& aufnahme);
 

@@ -94,7 +94,7 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
   if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
   if (!ende.lief) {
     // A start that the stop has cancelled may already have brought pictures, and doubts.
-    static_cast<void>(film_.entnimm());
+    film_.verwirf();
     return std::nullopt;
   }
 

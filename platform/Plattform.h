@@ -1,7 +1,7 @@
 // Everything the program needs of the computer it runs on, in one place.
 //
-// There are three: Linux, macOS, and a simulated one in the tests with a virtual clock and scripted
-// devices. DiesePlattform.h picks one; nothing else in the program knows which.
+// Linux, macOS, or in the tests a simulated one with a virtual clock and scripted devices.
+// DiesePlattform.h picks one; nothing else in the program knows which.
 #pragma once
 
 #include <memory>

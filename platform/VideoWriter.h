@@ -48,8 +48,8 @@ class VideoWriter {
   [[nodiscard]] virtual bool bereit() const = 0;
   // Takes a picture; times must increase. False if it could not be taken.
   [[nodiscard]] virtual bool haengeAn(const Bild& bild) = 0;
-  // What would be held back until after `bis` (host seconds) stays held back; nullopt, as at first:
-  // nothing does.
+  // What would be held back until after `bis` (host seconds) stays held back; nullopt, as at the
+  // beginning: a picture is held back for the usual time only.
   virtual void begrenze(std::optional<double> bis) = 0;
   // Drops the pictures that are held back; returns how many. If the file's first one is among them,
   // the file begins with the next one instead.

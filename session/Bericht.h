@@ -1,11 +1,11 @@
-// The page about a recording: "sitzung.html" in its folder, to be opened in any browser.
+// The page about a recording: "sitzung.html" in its folder, to be opened in a browser.
 //
 // It is one file with everything in it but the sound and the picture, which it plays from the files
 // beside it. So it opens from the file system, without a server and without the network, and goes
 // wherever the folder goes.
 //
 // A page that was there is replaced, and so is a link of its name, which is not followed. If the
-// folder allows that not, nothing is written.
+// folder does not allow that, nothing is written.
 //
 // One thread at a time.
 #pragma once

@@ -91,8 +91,8 @@ int LiveAufnahme::lehneAb(const std::string& grund) {
 // Two recordings in one folder would replace each other's files; false if there is another one. The
 // lock is on the folder itself: it leaves no file behind, and no end of the process can leave it
 // locked. Whatever else goes wrong (some network file systems lock no folders) is no reason to
-// refuse a recording. If the folder cannot be opened for want of a descriptor, that it is another's
-// is found out later: then its files are safe (Ordnerwacht.h), and this recording writes none.
+// refuse a recording. If no descriptor is left to open the folder, another recording in it is
+// noticed only later: its files are safe then (Ordnerwacht.h), and this one writes none.
 bool LiveAufnahme::belegeOrdner() {
   // If the folder cannot be created, writing the first chunk will report it.
   static_cast<void>(erzeugeOrdner(config_.outDir, dateien_));

@@ -26,7 +26,7 @@ namespace hallkorb {
 
 // The name of the device that the system records from, or plays on, by default; nullopt if there is
 // none, or if it has no name. Waits for the audio service.
-enum class Richtung { eingang, ausgang };
+enum class Richtung { aufnahme, wiedergabe };
 [[nodiscard]] std::optional<std::string> standardgeraet(Richtung richtung);
 
 }  // namespace hallkorb

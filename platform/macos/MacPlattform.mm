@@ -95,8 +95,8 @@ std::unique_ptr<VideoWriter> MacPlattform::videoWriter(const std::string& pfad,
 std::variant<Geraetenamen, Fehler> MacPlattform::geraetenamen() {
   const auto namen = std::make_shared<Geraetenamen>();
   const bool geantwortet = laufeBefristet(executor_, NAMEN_FRIST, [namen] {
-    namen->mikrofon = standardgeraet(Richtung::eingang);
-    namen->lautsprecher = standardgeraet(Richtung::ausgang);
+    namen->mikrofon = standardgeraet(Richtung::aufnahme);
+    namen->lautsprecher = standardgeraet(Richtung::wiedergabe);
   });
   if (!geantwortet) return Fehler{"posix", ETIMEDOUT, "der Audiodienst antwortet nicht"};
   return *namen;

@@ -39,8 +39,8 @@ constexpr auto START_OHNE_BLOCK = 8s;
 // The daemon does not report every change of the default devices (0.3.65 withholds one that comes
 // while another program binds the same metadata), so they are requested anew: soon after another
 // program has come or the device is gone, and then at intervals that double from the first of these
-// to the last. The first comes soon enough that a hole is not reported, and is another one for the
-// microphone than for the system audio, since a request withholds the answers to others, too.
+// to the last. The first comes soon enough that a hole is not reported, and at different times for
+// microphone and system audio, since a request withholds the answers to others, too.
 constexpr std::array ERSTES_AUFFRISCHEN = {300ms, 450ms};
 constexpr auto AUFFRISCHEN_OHNE_GERAET = 3s;
 constexpr auto AUFFRISCHEN = 30s;

@@ -18,4 +18,13 @@ void Anstrich::gemalt(Uhr::time_point jetzt) {
       {jetzt + fristen_.ruhe, *gemaltSeit_ + fristen_.malerei, *offenSeit_ + fristen_.laengstens});
 }
 
+bool Anstrich::wartetWeiter(Uhr::time_point jetzt) {
+  if (!offenSeit_ || !gelesenSeit_) return offen();
+  const Uhr::time_point grenze = *gelesenSeit_ + fristen_.laengstens;
+  if (jetzt >= grenze) return false;
+  offenSeit_ = gelesenSeit_;
+  fertigAb_ = std::min(fertigAb_, grenze);
+  return true;
+}
+
 }  // namespace hallkorb

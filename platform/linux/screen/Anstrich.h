@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <optional>
+#include <utility>
 
 namespace hallkorb {
 
@@ -32,8 +33,11 @@ class Anstrich {
   void beginne(Uhr::time_point jetzt);
   // The program has drawn.
   void gemalt(Uhr::time_point jetzt);
-  // A picture shows the surface, or it was never to be seen.
-  void beende() { offenSeit_.reset(); }
+  // A picture is about to be read, or the surface was never to be seen.
+  void beende() { gelesenSeit_ = std::exchange(offenSeit_, std::nullopt); }
+  // The picture was read. Whether to drop it and go on waiting, since the surface has become a new
+  // one meanwhile; a window that is being resized would otherwise never be seen.
+  [[nodiscard]] bool wartetWeiter(Uhr::time_point jetzt);
 
   // Whether the present surface is in no picture yet.
   [[nodiscard]] bool offen() const { return offenSeit_.has_value(); }
@@ -43,6 +47,7 @@ class Anstrich {
  private:
   const AnstrichFristen fristen_;
   std::optional<Uhr::time_point> offenSeit_;
+  std::optional<Uhr::time_point> gelesenSeit_;  // the same of the surface that was read
   std::optional<Uhr::time_point> gemaltSeit_;
   Uhr::time_point fertigAb_{};
 };

@@ -44,13 +44,24 @@ class Liste {
     const bool genannt = !verwalter.zahlen().empty();
     // The list stays when its window manager has ended.
     if (genannt && !lebt(verwalter)) return klienten();
-    for (const X11Eigenschaft* eigenschaft : {&gestapelt, &liste}) {
-      const auto zahlen = eigenschaft->zahlen();
-      if (!zahlen.empty()) return {zahlen.begin(), zahlen.end()};
-    }
+    const Fenster geordnet = alle(gestapelt);
+    const Fenster bekannt = alle(liste);
+    // The order may be one that a former window manager left, whose successor keeps none.
+    if (!geordnet.empty() && (bekannt.empty() || sortiert(geordnet) == sortiert(bekannt)))
+      return geordnet;
+    if (!bekannt.empty()) return bekannt;
     // Some window managers name themselves and keep no list; an empty one is the truth.
     const bool gefuehrt = gestapelt.art() != XCB_ATOM_NONE || liste.art() != XCB_ATOM_NONE;
     return genannt && gefuehrt ? Fenster() : klienten();
+  }
+
+  [[nodiscard]] static Fenster alle(const X11Eigenschaft& eigenschaft) {
+    const auto zahlen = eigenschaft.zahlen();
+    return {zahlen.begin(), zahlen.end()};
+  }
+  [[nodiscard]] static Fenster sortiert(Fenster fenster) {
+    std::sort(fenster.begin(), fenster.end());
+    return fenster;
   }
 
   // A living window manager owns a window with the same property.

@@ -89,6 +89,11 @@ bool X11Aufnahme::titelGeaendert() {
   return std::exchange(titelNeu_, false);
 }
 
+bool X11Aufnahme::lesbar() {
+  liesEreignisse();
+  return !fenster_ || !fenster_->sichtbar() || Uhr::now() >= fenster_->bereitAb();
+}
+
 std::optional<BgrBild> X11Aufnahme::schritt() {
   liesEreignisse();
   if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;
@@ -135,8 +140,8 @@ void X11Aufnahme::frageZeiger() {
 }
 
 std::optional<BgrBild> X11Aufnahme::lies() {
-  // Before the requests: an answer may wait, in the server or with this thread, until the window is
-  // long another one.
+  // Before the requests: the answer may be late, in the server or in this thread, and the window
+  // may have changed by then.
   const double zeit = hostSekunden();
   fruehestens_ = Uhr::now() + abstand_;
   const X11Fenster::Quelle quelle = fenster_->quelle();
@@ -158,7 +163,7 @@ std::optional<BgrBild> X11Aufnahme::lies() {
                      static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
   const bool bekannt = !erstes && vergleich_.gleich(bild);
   vergleich_.merke(bild);
-  if (fenster_->ungesehen() || bekannt) return std::nullopt;
+  if (fenster_->verwirftBild() || bekannt) return std::nullopt;
   return bild;
 }
 

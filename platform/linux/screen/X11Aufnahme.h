@@ -49,6 +49,9 @@ class X11Aufnahme {
   // Handles what has come from the server. Returns whether the title has changed since the last
   // call; also if the window is a new one, whose title was not watched before.
   [[nodiscard]] bool titelGeaendert();
+  // Handles what has come from the server. Returns whether the chosen window has been painted, or
+  // is not to be seen at all.
+  [[nodiscard]] bool lesbar();
   // Handles what has come from the server, and reads a picture if one is due. It is valid until the
   // next call.
   [[nodiscard]] std::optional<BgrBild> schritt();

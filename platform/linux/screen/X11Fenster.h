@@ -81,6 +81,9 @@ class X11Fenster {
   [[nodiscard]] bool ungesehen() const { return anstrich_.offen(); }
   // To be called before a picture is asked for: what is drawn from then on counts as a new change.
   void nimmVeraendert();
+  // To be called when the picture has been read, and the events up to then. Whether the window has
+  // become another one meanwhile, so that the picture may be of an unpainted one.
+  [[nodiscard]] bool verwirftBild() { return anstrich_.wartetWeiter(jetzt_()); }
   // Where its pixels are; without a pixmap if it has none at present.
   [[nodiscard]] const Quelle& quelle();
   // Forgets the pixmap; quelle() will ask for the present one. A picture is due.

@@ -126,19 +126,31 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
     return {};
   }
   bool gestartet = false;
+  bool offen = false;  // a window was chosen, which cannot be read yet
   while (!gestoppt()) {
-    if (const auto id = auftrag()) {
+    if (const auto id = auftrag(); id && !offen) {
       const Ergebnis ergebnis = aufnahme.waehle(*id);
-      const bool angenommen = antworte(ergebnis);
-      gestartet = gestartet || (angenommen && ergebnis.gelungen());
+      offen = ergebnis.gelungen();
+      if (!offen) antworte(ergebnis);
+      if (!offen && !gestartet) return {};
+    }
+    if (offen && aufnahme.lesbar()) {
+      offen = false;
+      gestartet = antworte({}) || gestartet;
       if (!gestartet) return {};
     }
-    if (aufnahme.titelGeaendert()) listener.titelGeaendert();
-    if (const auto bild = aufnahme.schritt()) {
-      if (!listener.bild(*bild)) aufnahme.bieteAn();
-      continue;  // libxcb may hold events that came with the picture
+    if (!offen) {
+      if (aufnahme.titelGeaendert()) listener.titelGeaendert();
+      if (const auto bild = aufnahme.schritt()) {
+        if (!listener.bild(*bild)) aufnahme.bieteAn();
+        continue;  // libxcb may hold events that came with the picture
+      }
     }
-    if (auto verloren = verbindung_.verloren()) return *std::move(verloren);
+    if (auto verloren = verbindung_.verloren()) {
+      if (offen) antworte(*verloren);
+      if (!gestartet) return {};
+      return *std::move(verloren);
+    }
     warte(verbindung_.get(), wecker_, aufnahme.naechster());
   }
   return {};

@@ -3,9 +3,10 @@
 // A thread of its own reads the pictures and hands them to the listener, one at a time; while the
 // listener is busy no other is read, so nothing queues up. One that it has no room for is read
 // again later, or what a window showed last would be missing for as long as it stands still.
-// start() and wechsle() leave their request with that thread and wait for the result. If the server
-// falls silent, those who wait notice: they break the connection when their time is up, and so does
-// stop().
+// start() and wechsle() leave their request with that thread and wait for the result, which comes
+// when the window's first picture is about to be read (Anstrich.h): who notes the time then knows
+// when the window is first seen. If the server falls silent, those who wait notice: they break the
+// connection when their time is up, and so does stop().
 //
 // The pictures have the window's own size; they are fitted into the video where they are converted
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for

@@ -115,8 +115,8 @@ void H264Kodierer::stelleEin(const VideoEinstellungen& einstellungen) {
   k.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 }
 
-// libx264 counts every picture as one of the full number. If more time has passed since the one
-// before, as many bits more may be spent: a slide is to be sharp although it is a single picture.
+// libx264 takes every picture for as long as the frame rate says. If more time has passed since the
+// one before, more bits may be spent: a slide is to be sharp although it is a single picture.
 void H264Kodierer::gibZeit(std::int64_t pts) {
   const double abstand = static_cast<double>(pts - std::exchange(letzte_, pts)) / TICKS;
   const double bilder = std::round(abstand * av_q2d(kodierer_->framerate));

@@ -14,8 +14,8 @@
 //   plays would be full of them, at the cost of everything between.
 // - one thread: at 15 pictures a second there is time, and every further thread costs a frame of
 //   delay and of memory.
-// - every picture as good as the next (crf), as far as a buffer of three seconds lasts that fills
-//   at the rate, and holds two at the beginning. It fills by the time that has passed and not by
+// - every picture as good as the next (crf), within a buffer of three seconds at the bit rate, of
+//   which two are there at the beginning. It fills with the time that passes and not with the
 //   pictures, so that a page or a slide is sharp although it is a single picture.
 // - the same quality in flat and in busy parts of a picture (aq-mode 0): the bits that flat parts
 //   would get are spent on a camera's noise, and text needs them itself.

@@ -23,7 +23,7 @@ Wert lies(AudioObjectID objekt, AudioObjectPropertySelector eigenschaft) {
 std::optional<std::string> standardgeraet(Richtung richtung) {
   @autoreleasepool {
     const auto geraet = lies<AudioObjectID>(kAudioObjectSystemObject,
-                                            richtung == Richtung::eingang
+                                            richtung == Richtung::aufnahme
                                                 ? kAudioHardwarePropertyDefaultInputDevice
                                                 : kAudioHardwarePropertyDefaultOutputDevice);
     if (geraet == kAudioObjectUnknown) return std::nullopt;

@@ -118,18 +118,6 @@ TEST_F(MacPlattformTest, RefusedInputsSayWhy) {
   EXPECT_NE(fehler.description.find("Systemeinstellungen"), std::string::npos);
 }
 
-TEST_F(MacPlattformTest, TheDefaultDevicesHaveNames) {
-  ersatz::geraetenamen("Kopfhörer", "Studiomonitor");
-  EXPECT_EQ(standardgeraet(Richtung::eingang), "Kopfhörer");
-  EXPECT_EQ(standardgeraet(Richtung::ausgang), "Studiomonitor");
-  ersatz::geraetenamen(std::nullopt, "");
-  EXPECT_EQ(standardgeraet(Richtung::eingang), std::nullopt);
-  EXPECT_EQ(standardgeraet(Richtung::ausgang), std::nullopt);
-  ersatz::geraetenamen("Kopfhörer", "Studiomonitor");
-  ersatz::ohneNamen(true);
-  EXPECT_EQ(standardgeraet(Richtung::ausgang), std::nullopt);
-}
-
 // A machine that is busy may take longer than the question waits.
 Geraetenamen beantwortet(MacPlattform& plattform) {
   auto antwort = plattform.geraetenamen();

@@ -19,6 +19,7 @@ hallkorb_test(macos_ersatz_test
   macos/calls/SchreibplatzTest.cpp
   macos/calls/SckProbenTest.cpp
   macos/calls/ScreenCaptureKitTest.cpp
+  macos/calls/StandardgeraetTest.cpp
   LIBS hallkorb_lauf_hilfe hallkorb_echo)
 target_compile_options(macos_ersatz_test PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc> -Wno-unsupported-availability-guard)

@@ -23,7 +23,8 @@ struct Stand {
   long antworten = 0;
   std::optional<std::string> eingang = "MacBook Pro-Mikrofon";
   std::optional<std::string> ausgang = "MacBook Pro-Lautsprecher";
-  bool ohneNamen = false;
+  OSStatus geraetefehler = noErr;
+  OSStatus namensfehler = noErr;
   bool stumm = false;
 };
 Stand& stand() {
@@ -50,12 +51,15 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID objekt, const AudioObjectPrope
     stand().geaendert.notify_all();
     const AudioObjectPropertySelector was = adresse->mSelector;
     if (adresse->mScope != kAudioObjectPropertyScopeGlobal) return UNBEKANNT;
+    if (objekt == kAudioObjectSystemObject && stand().geraetefehler != noErr)
+      return stand().geraetefehler;
     if (objekt == kAudioObjectSystemObject && was == kAudioHardwarePropertyDefaultInputDevice)
       return gib(stand().eingang ? EINGANG : AudioObjectID{kAudioObjectUnknown}, bytes, ziel);
     if (objekt == kAudioObjectSystemObject && was == kAudioHardwarePropertyDefaultOutputDevice)
       return gib(stand().ausgang ? AUSGANG : AudioObjectID{kAudioObjectUnknown}, bytes, ziel);
     const auto& name = objekt == EINGANG ? stand().eingang : stand().ausgang;
-    if (was != kAudioObjectPropertyName || stand().ohneNamen || !name) return UNBEKANNT;
+    if (stand().namensfehler != noErr) return stand().namensfehler;
+    if (was != kAudioObjectPropertyName || !name) return UNBEKANNT;
     // Retained for the caller.
     return gib((__bridge_retained CFStringRef)textAus(*name), bytes, ziel);
   }
@@ -69,9 +73,10 @@ void geraetenamen(std::optional<std::string> eingang, std::optional<std::string>
   stand().ausgang = std::move(ausgang);
 }
 
-void ohneNamen(bool ja) {
+void tondienstFehler(std::int32_t geraet, std::int32_t name) {
   const std::lock_guard halter(stand().lock);
-  stand().ohneNamen = ja;
+  stand().geraetefehler = geraet;
+  stand().namensfehler = name;
 }
 
 void stummerTondienst(bool ja) {
@@ -87,7 +92,7 @@ void warteAufTondienst(long antworten) {
 
 void setzeTondienstZurueck() {
   geraetenamen("MacBook Pro-Mikrofon", "MacBook Pro-Lautsprecher");
-  ohneNamen(false);
+  tondienstFehler(noErr, noErr);
   stummerTondienst(false);
   const std::lock_guard halter(stand().lock);
   stand().antworten = 0;

@@ -3,6 +3,7 @@
 // Plain C++, any thread.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -28,8 +29,9 @@ void lassZeitVergehen(double sekunden);
 
 // The default devices' names; nullopt for no device.
 void geraetenamen(std::optional<std::string> eingang, std::optional<std::string> ausgang);
-// The audio service gives no names, or answers nothing at all.
-void ohneNamen(bool ja);
+// What the audio service answers when asked for a device, and for its name (0: what it has); or it
+// answers nothing at all.
+void tondienstFehler(std::int32_t geraet, std::int32_t name);
 void stummerTondienst(bool ja);
 // Waits until it has given so many answers.
 void warteAufTondienst(long antworten);

@@ -49,6 +49,27 @@ TEST_F(AnstrichTest, EachNewSurfaceIsToBePaintedAnew) {
   EXPECT_EQ(anstrich_.fertigAb(), um(150));
 }
 
+TEST_F(AnstrichTest, APictureOfAnotherSurfaceIsDroppedOnlyWithinTheTimeInAll) {
+  anstrich_.beginne(um(0));
+  anstrich_.gemalt(um(10));
+  anstrich_.beende();
+  EXPECT_FALSE(anstrich_.wartetWeiter(um(150)));
+  anstrich_.beende();  // the next picture, of a surface that was seen
+  anstrich_.beginne(um(300));
+  EXPECT_TRUE(anstrich_.wartetWeiter(um(310)));
+  for (int ms = 550; ms < 1300; ms += 250) {
+    EXPECT_LE(anstrich_.fertigAb(), um(ms));
+    anstrich_.beende();
+    anstrich_.beginne(um(ms + 5));
+    EXPECT_TRUE(anstrich_.wartetWeiter(um(ms + 10))) << ms;
+  }
+  EXPECT_EQ(anstrich_.fertigAb(), um(1300));
+  anstrich_.beende();
+  anstrich_.beginne(um(1305));
+  EXPECT_FALSE(anstrich_.wartetWeiter(um(1310)));
+  EXPECT_EQ(anstrich_.fertigAb(), um(1555));
+}
+
 TEST_F(AnstrichTest, ASizeThatChangesAllTheTimeIsNotWaitedForForEver) {
   for (int ms = 0; ms < 3000; ms += 20) {
     anstrich_.beginne(um(ms));

@@ -266,6 +266,19 @@ TEST(FensterInventarOhneVerwalter, AWindowManagerMayLiveWithoutAList) {
   EXPECT_EQ(nummern(bildschirm.inventar()), std::vector<std::uint32_t>{programm->id()});
 }
 
+// The one that kept the order was killed, and its successor keeps none.
+TEST(FensterInventarOhneVerwalter, AnOrderThatIsNoLongerKeptHidesNoWindow) {
+  const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER);
+  Wortkarger verwalter(bildschirm.display());
+  const auto eines = bildschirm.fenster({});
+  const auto neues = bildschirm.fenster({});
+  verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST_STACKING", {eines->id()});
+  verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST", {eines->id(), neues->id()});
+  EXPECT_EQ(nummern(bildschirm.inventar()), (std::vector<std::uint32_t>{neues->id(), eines->id()}));
+  verwalter.setze(verwalter.wurzel(), "_NET_CLIENT_LIST_STACKING", {neues->id(), eines->id()});
+  EXPECT_EQ(nummern(bildschirm.inventar()), (std::vector<std::uint32_t>{eines->id(), neues->id()}));
+}
+
 // Any program may set them to anything.
 TEST(FensterInventarOhneVerwalter, FramesAndShadowsThatCannotBeAreNone) {
   const X11Bildschirm bildschirm(X11Bildschirm::Verwalter::KEINER);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -58,6 +59,13 @@ class X11Fensterstrom : public testing::TestWithParam<X11ScreenCapture::Weg> {
     const Ergebnis ergebnis = strom_->start(fenster.id(), sammler_);
     EXPECT_TRUE(ergebnis.gelungen()) << ergebnis.fehler().gedruckt();
     return sammler_.warteAufBild();
+  }
+  // The same for a window that is not painted yet.
+  std::future<Ergebnis> beginne(const Fensterprogramm& fenster, WindowStreamListener& zuschauer) {
+    return std::async(std::launch::async, [&] { return strom_->start(fenster.id(), zuschauer); });
+  }
+  static bool istDa(const std::future<Ergebnis>& antwort) {
+    return antwort.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
   // How many pictures come in a while. The last change may give two: its event can be read after
   // the picture that shows it already.
@@ -269,9 +277,11 @@ TEST_P(X11Fensterstrom, NothingUnpaintedIsSeen) {
   const auto male = [&] { fenster->tu("male"); };
   Spaeher spaeher(GRUEN);
   strom_ = bildschirm_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
-  ASSERT_TRUE(strom_->start(fenster->id(), spaeher).gelungen());
+  auto start = beginne(*fenster, spaeher);
   EXPECT_FALSE(spaeher.sammler.warteAufBild(WEILE));
+  EXPECT_FALSE(istDa(start)) << "answered before there is anything to see";
   EXPECT_TRUE(maleBis(400, spaeher, male));
+  EXPECT_TRUE(start.get().gelungen());
   EXPECT_FALSE(spaeher.gesehen.exchange(false)) << "covered at the start";
   fenster->tu("groesse 1000 700");
   EXPECT_TRUE(maleBis(1000, spaeher, male));
@@ -293,13 +303,24 @@ TEST_P(X11Fensterstrom, AWindowThatChangesWhileItIsReadIsNotSeenUnpainted) {
     setzeHostClock(uhr);
     Spaeher spaeher(GRUEN);
     strom_ = bildschirm_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
-    EXPECT_TRUE(strom_->start(fenster->id(), spaeher).gelungen());
+    auto start = beginne(*fenster, spaeher);
     EXPECT_TRUE(maleBis(breite, spaeher, [&] { uhr.tu("male"); }));
+    EXPECT_TRUE(start.get().gelungen());
     strom_->stop();
     setzeHostClock(uhr_);
     EXPECT_FALSE(uhr.faellig);
     EXPECT_FALSE(spaeher.gesehen) << befehl;
   }
+}
+
+TEST_P(X11Fensterstrom, AStopEndsTheWaitForTheFirstDrawing) {
+  const auto fenster = bildschirm_.fenster({"--auf-befehl", "10B030"});
+  strom_ = bildschirm_.schirm(GetParam(), BIS_GEMALT).stream({1280, 800, ABSTAND, false, 5});
+  auto start = beginne(*fenster, sammler_);
+  EXPECT_FALSE(sammler_.warteAufBild(WEILE));
+  strom_->stop();
+  EXPECT_TRUE(start.get().gescheitert());
+  EXPECT_TRUE(sammler_.fehler().empty());
 }
 
 // As programs do that draw at the pace of the screen, whether anything has changed or not.
