@@ -5,7 +5,8 @@
 
 Three scenes of 1280 x 800, 15 pictures a second: a page of small text that is scrolled now and then,
 slides that change, a head that moves before a still room, with the noise of a camera. The recorder's
-writer and ffmpeg (libx264 veryfast, 1.4 Mbit/s, as in gegen_ffmpeg.py) get the same pictures; each film
+writer and ffmpeg (libx264 veryfast, as in gegen_ffmpeg.py) get the same pictures, and ffmpeg the bit rate that
+the recorder's film came out with; each film
 is decoded and compared with them. SSIM is of the three colours, at every picture time, 1 is equal. Seconds
 are of the processor, from the raw pictures to the file; the recorder's leave out pictures that equal the one
 before. --option adds to the recorder's settings of libx264, such as preset=veryfast.
@@ -147,14 +148,19 @@ def kodiere(quelle, befehl):
     return verbrauch.ru_utime + verbrauch.ru_stime
 
 
-def filme(quelle, ordner, optionen):
+def kbit(pfad, sekunden):
+    return os.path.getsize(pfad) * 8 / 1000 / sekunden
+
+
+def filme(quelle, ordner, optionen, sekunden):
     """The two films, as (path, how its colours were made, processor seconds)."""
     eigener, anderer = (os.path.join(ordner, name) for name in ("hallkorb.mp4", "ffmpeg.mp4"))
+    verbrauch = kodiere(quelle, [PROGRAMM, eigener, *optionen])
+    rate = f"{kbit(eigener, sekunden):.0f}k"
     ihr_befehl = ["ffmpeg", "-v", "error", "-y", *ROH, "-i", "-", "-vf", "scale=1280:800", "-c:v", "libx264",
-                  "-preset", "veryfast", "-profile:v", "main", "-pix_fmt", "yuv420p", "-b:v", "1400k", "-g",
+                  "-preset", "veryfast", "-profile:v", "main", "-pix_fmt", "yuv420p", "-b:v", rate, "-g",
                   "30", anderer]
-    return [(eigener, "bt709", kodiere(quelle, [PROGRAMM, eigener, *optionen])),
-            (anderer, "bt601", kodiere(quelle, ihr_befehl))]
+    return [(eigener, "bt709", verbrauch), (anderer, "bt601", kodiere(quelle, ihr_befehl))]
 
 
 def farbig(matrix):
@@ -194,12 +200,12 @@ def lauf(wahl):
             quelle = os.path.join(ordner, "quelle.mkv")
             if not os.path.exists(quelle):
                 erzeuge(szene, wahl.seconds, quelle)
-            gedreht = filme(quelle, ordner, wahl.option)
+            gedreht = filme(quelle, ordner, wahl.option, wahl.seconds)
             zellen = []
             for pfad, matrix, verbrauch in gedreht:
                 mittel, schlechtestes = ssim(pfad, matrix, quelle)
-                kbit = os.path.getsize(pfad) * 8 / 1000 / wahl.seconds
-                zellen.append(f"{mittel:.4f} (worst {schlechtestes:.4f}) | {kbit:.0f} | {verbrauch:.2f}")
+                zellen.append(f"{mittel:.4f} (worst {schlechtestes:.4f}) | {kbit(pfad, wahl.seconds):.0f} | "
+                              f"{verbrauch:.2f}")
             print(f"| {name} | {' | '.join(zellen)} |", flush=True)
             if wahl.crops:
                 os.makedirs(wahl.crops, exist_ok=True)
