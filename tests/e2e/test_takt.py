@@ -320,8 +320,9 @@ class ZehnMinuten(Klickfall):
         return nullen.mean()
 
     def pruefe_bild(self, aufnahme, null, anfang, ende):
-        """The colours' moments in the film stand to those in the sound as they did at the beginning.
-        The earliest picture of each thirty counts: the grid of the pictures lies anywhere."""
+        """The colours' moments in the film, which begins with "video_start", are those in the sound, and
+        stay so. The earliest picture of each thirty counts: the grid of the pictures lies anywhere."""
+        (start,) = aufnahme.ereignisse("video_start")
         (video,) = aufnahme.ereignisse("video")
         gedreht = film.Film(video["path"])
         abschnitte = gedreht.abschnitte(self.FARBEN)
@@ -330,5 +331,9 @@ class ZehnMinuten(Klickfall):
         zeiten = numpy.array([zeit for _, zeit in abschnitte[1:]])
         spaet = 1000 * (null + zeiten - numpy.array([*anfang, *ende]))
         weg = spaet[self.WECHSEL:].min() - spaet[:self.WECHSEL].min()
-        print(f"picture: {weg:.1f} ms later than at the beginning, of pictures 67 ms apart")
+        zuerst = spaet[:self.WECHSEL].min() + 1000 * start["t_s"]
+        print(f"picture: {zuerst:.0f} ms later than the sound, and {weg:.1f} ms later than at the beginning, of "
+              "pictures 67 ms apart")
+        # The event has a tenth of a second.
+        self.assertLess(abs(zuerst), 200.0)
         self.assertLess(abs(weg), 25.0)
