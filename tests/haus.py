@@ -275,14 +275,15 @@ def pruefe_glossar_pflanzen():
             "  void alt() override;\n"
             " private:\n  struct Innen {\n    int feld = 0;\n    bool operator==(const Innen&) const;\n  };\n"
             "  int geheim_ = 1;\n};\nusing Kurz = int;\nusing namespace x;\nclass Nur;\n"
+            "enum class Art : int { gut = 0, AUS, schlecht };\n"
             "#define MACHE(x) void x();\nA<B>::C* frei(int eins);\nvoid liesFeld();\n")
-    if glossar.typen(text) != {"Neu", "Innen", "Kurz"}:
+    if glossar.typen(text) != {"Neu", "Innen", "Kurz", "Art"}:
         return [f"a header's types are read as {glossar.typen(text)}"]
-    if glossar.namen(text) != {"tueWas", "feld", "frei", "liesFeld"}:
-        return [f"a header's functions and fields are read as {glossar.namen(text)}"]
+    if glossar.namen(text) != {"tueWas", "feld", "gut", "schlecht", "frei", "liesFeld"}:
+        return [f"a header's other names are read as {glossar.namen(text)}"]
     klagen = glossar.pruefe({"base/Neu.h": text}, "## In every room\n\n| `frei` | free |\n\n## base\n\n"
-                            "| `Neu`, `Kurz`, `feld` | new |\n| `Weg` | gone |\n")
-    erwartet = ("Innen", "liesFeld nor lies", "tueWas nor tue, was", "Weg")
+                            "| `Neu`, `Kurz`, `Art`, `feld`, `gut`, `schlecht` | new |\n| `Weg` | gone |\n")
+    erwartet = ("Innen", "liesFeld: lies", "tueWas: tue, was", "Weg")
     if len(klagen) != len(erwartet) or any(wort not in klage for wort, klage in zip(erwartet, klagen)):
         return [f"the glossary's check says {klagen}"]
     return []

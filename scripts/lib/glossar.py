@@ -14,16 +14,16 @@ import re
 JEDER = "In every room"
 # Words of names that are English, or what other systems call their things.
 ENGLISCH = set("""
-    app append args aspect asset async audio av base64 bgr bits block browser buf buffer bundle bytes
-    capture captures channel channels chunk chunks code converter cookie core count current cursor delay
-    depth description dft dft2 dft4 dft8 dir display domain drift echo emit encoder engine error excludes
-    face fd ffmpeg fft fft512 finalize fit flags flush format frame frames get global gradient handle height
-    host id im in index interleaved interval json kit layout leak libav log loop max me meeting mic min
-    minimum mode mp4 offset out output parse pause pcm per pixel pixmap posix post preserves process queue
-    quit radix rate ratio re remainder resets rho riff rms run sample samples scales screen screwed search
-    seconds segment serial shows shutdown silence size slack socket standard start status stop stream
-    swresample sync system teams them time timescale to turn unix user utf8 value video wav webex width
-    windows write writer zoom
+    app append args aspect asset async audio av avx2 avx512 base64 bgr bits block browser buf buffer bundle
+    bytes capture captures channel channels chunk chunks code converter cookie core count current cursor
+    delay depth description dft dft2 dft4 dft8 dir display domain drift echo emit encoder engine error
+    excludes face fd ffmpeg fft fft512 finalize fit flags flush format frame frames get global gradient
+    handle height host id im in index interleaved interval json kit layout leak libav live log loop max me
+    meeting mic min minimum mode mp4 offset out output parse pause pcm per pixel pixmap posix post preserves
+    process queue quit radix rate ratio re remainder resets rho riff rms run sample samples scales screen
+    screwed search seconds segment serial shows shutdown silence size slack socket standard start status
+    stop stream swresample sync system teams them time timescale to turn unix user utf8 value video wav
+    webex width windows write writer zoom
 """.split())
 
 # What a header declares: a class, a structure, an enumeration, or a name for a type.
@@ -33,9 +33,10 @@ _KOPF = re.compile(rf"^## ([\w/]+|{JEDER})$", re.MULTILINE)
 # What declares nothing: comments, the preprocessor's lines, literals, attributes, labels.
 _BEIWERK = re.compile(r"//[^\n]*|^[ \t]*#(?:[^\n\\]|\\[\s\S])*|\"(?:\\.|[^\"\\])*\"|'.'|\[\[.*?\]\]"
                       r"|\b(?:public|private|protected):", re.MULTILINE)
-_RAUM = re.compile(r"\s*(?:template\s*)?(extern|namespace|class|struct)\b[^(=]*$")
+_RAUM = re.compile(r"\s*(?:template\s*)?(extern|namespace|class|struct|enum)\b[^(=]*$")
 _FUNKTION = re.compile(r"\s*(?:[\w:]+[\s&*]+)+(\w+)\s*\(")
 _FELD = re.compile(r"\s*(?!(?:struct|class|enum)\b)(?:[\w:]+[\s&*]+)+(\w+)\s*(?:=|\[|$)")
+_WERT = re.compile(r"\b([a-z]\w*)\s*(?:=[^,]*)?(?:,|$)")  # those in capitals are mostly a platform's
 _WORT = re.compile(r"[A-Z]{3,}(?![a-z])|[A-Z]?[a-z]{2,}\d*")  # single letters are symbols
 
 
@@ -45,7 +46,7 @@ def typen(text):
 
 
 def namen(text):
-    """The functions and the structures' fields that a header declares, but for operators and overrides."""
+    """A header's functions (no operators, no overrides), its structures' fields, its enumerations' values."""
     text = _BEIWERK.sub(" ", text)
     while (ohne := re.sub(r"<[^<>;{}]*>", " ", text)) != text:  # arguments of templates
         text = ohne
@@ -57,8 +58,8 @@ def namen(text):
         if zeichen == "{":
             raum = _RAUM.match(kopf) if offen[-1] else None
             offen.append(raum[1] if raum else None)
-        elif zeichen == "}":
-            offen.pop()
+        elif zeichen == "}" and offen.pop() == "enum":
+            alle.update(_WERT.findall(kopf))
     return {name for name in alle - typen(text) if not name.startswith("hallkorb_")}
 
 
@@ -98,7 +99,7 @@ def pruefe(texte, glossar):
                                 if wo == JEDER or f"{ordner}/".startswith(f"{wo}/")))
         for name in sorted(namen(text)):
             if fehlt := ", ".join(sorted(unerklaert(name, bekannt))):
-                klagen.append(f"{datei}: docs/glossary.md explains neither {name} nor {fehlt}")
+                klagen.append(f"{datei}: docs/glossary.md does not explain {name}: {fehlt}")
     for ordner, begriffe in tabellen.items():
         for begriff in sorted(begriffe - vorhanden[ordner]):
             klagen.append(f"docs/glossary.md: {ordner} has no `{begriff}` any more")
