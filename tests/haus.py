@@ -6,7 +6,7 @@ are. Allowed includes must compile, the others must fail because the header cann
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
-docs/glossary.md explains every type; that the documents' links lead somewhere; that the recorder's options
+docs/glossary.md explains every name; that the documents' links lead somewhere; that the recorder's options
 are those of its manual page and of the shells' completions; that a build without its libraries names
 the packages that are missing; that the codes of our own errors are in one table; and that CONTRIBUTING.md
 lists every long file and every large folder.
@@ -269,13 +269,22 @@ def pruefe_pflanzen():
 
 
 def pruefe_glossar_pflanzen():
-    """What the check of the glossary overlooks: a type without a line, a line without a type."""
-    quelle = {"base/Neu.h": "// class Kein {\nclass Neu final : public Alt {\n  struct Innen {};\n};\n"
-                            "using Kurz = int;\nusing namespace x;\nclass Nur;\n"}
-    if glossar.typen(quelle["base/Neu.h"]) != {"Neu", "Innen", "Kurz"}:
-        return [f"a header's types are read as {glossar.typen(quelle['base/Neu.h'])}"]
-    klagen = glossar.pruefe(quelle, "## base\n\n| `Neu`, `Kurz` | new |\n| `Weg` | gone |\n")
-    if len(klagen) != 2 or "Innen" not in klagen[0] or "Weg" not in klagen[1]:
+    """What the check of the glossary overlooks: a name without a line, a line without a name."""
+    text = ("// class Kein {\nclass Neu final : public Alt {\n public:\n  Neu();\n"
+            "  [[nodiscard]] int tueWas(const A<B>& a = {}) const { return rechne(a); }\n"
+            "  void alt() override;\n"
+            " private:\n  struct Innen {\n    int feld = 0;\n    bool operator==(const Innen&) const;\n  };\n"
+            "  int geheim_ = 1;\n};\nusing Kurz = int;\nusing namespace x;\nclass Nur;\n"
+            "enum class Art : int { gut = 0, AUS, schlecht };\n"
+            "#define MACHE(x) void x();\nA<B>::C* frei(int eins);\nvoid liesFeld();\n")
+    if glossar.typen(text) != {"Neu", "Innen", "Kurz", "Art"}:
+        return [f"a header's types are read as {glossar.typen(text)}"]
+    if glossar.namen(text) != {"tueWas", "feld", "gut", "schlecht", "frei", "liesFeld"}:
+        return [f"a header's other names are read as {glossar.namen(text)}"]
+    klagen = glossar.pruefe({"base/Neu.h": text}, "## In every room\n\n| `frei` | free |\n\n## base\n\n"
+                            "| `Neu`, `Kurz`, `Art`, `feld`, `gut`, `schlecht` | new |\n| `Weg` | gone |\n")
+    erwartet = ("Innen", "liesFeld: lies", "tueWas: tue, was", "Weg")
+    if len(klagen) != len(erwartet) or any(wort not in klage for wort, klage in zip(erwartet, klagen)):
         return [f"the glossary's check says {klagen}"]
     return []
 
