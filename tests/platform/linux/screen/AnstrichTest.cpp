@@ -57,7 +57,7 @@ TEST_F(AnstrichTest, APictureOfAnotherSurfaceIsDroppedOnlyWithinTheTimeInAll) {
   anstrich_.beende();  // the next picture, of a surface that was seen
   anstrich_.beginne(um(300));
   EXPECT_TRUE(anstrich_.wartetWeiter(um(310)));
-  for (int ms = 550; ms < 1300; ms += 250) {
+  for (int ms = 550; ms < 1300; ms += 255) {
     EXPECT_LE(anstrich_.fertigAb(), um(ms));
     anstrich_.beende();
     anstrich_.beginne(um(ms + 5));
