@@ -59,7 +59,7 @@ class Tabelle {
     const sprache_ = chunk.sprache === null ? '' : `${alsZahl(chunk.sprache / 1000, 1)} s`;
     const breit = (text) => teil('td', 'breit', text);
     const laenge = `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`;
-    // Where there is no room for the file's column, it stands here that there is none.
+    // A narrow page hides the file's column, so this cell says that the file is missing.
     const fehlt = chunk.datei ? [] : [teil('span', 'schmal', T('fehlt'))];
     const zeile = teil('tr', `${chunk.kanal}${chunk.datei ? '' : ' fehlt'}`,
       teil('td', '', knopf), teil('td', '', T(chunk.kanal)), teil('td', '', String(chunk.nummer)),

@@ -17,6 +17,7 @@
 #include "session/Seitendaten.h"
 #include "session/Zusammenfuegung.h"
 #include "tests/session/Ordnerbau.h"
+#include "tool/Befehle.h"
 
 namespace hallkorb {
 namespace {
@@ -107,6 +108,30 @@ TEST_F(FruehereAufnahme, ItIsNeitherShownNorPutTogether) {
   EXPECT_EQ(dateien.back().datei, VIDEODATEI);
   EXPECT_FALSE(dateien.back().gelungen);
   EXPECT_FALSE(std::filesystem::exists(bau_ / "zusammen.mp4"));
+}
+
+// There may be many more of its chunks.
+TEST_F(FruehereAufnahme, ItHasNoVoteOnTheRate) {
+  for (const char* name : {"chunk_me_001.wav", "chunk_them_004.wav"}) {
+    bau_.wav(name, 0, 48'000, 48'000);
+    altere(name);
+  }
+  const auto ergebnis = fuegeZusammen(bau_.ordner().pfad(), {});
+  ASSERT_TRUE(std::holds_alternative<std::vector<Ergebnisdatei>>(ergebnis));
+  const Ergebnisdatei& erste = std::get<std::vector<Ergebnisdatei>>(ergebnis).front();
+  EXPECT_TRUE(erste.gelungen);
+  EXPECT_EQ(erste.datei, "zusammen.wav");
+  EXPECT_TRUE(erste.text.ends_with(", 1.00 s")) << erste.text;
+}
+
+TEST_F(FruehereAufnahme, ItIsNotCountedAsTheLastOnes) {
+  Aufruf aufruf;
+  aufruf.ordner = bau_.ordner().pfad();
+  testing::internal::CaptureStdout();
+  const int status = fuehreAus(aufruf, nullptr);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(status, AUFFAELLIG);
+  EXPECT_TRUE(text.ends_with("\nauffaellig: 1 Chunks von me, 0 von them\n")) << text;
 }
 
 TEST_F(FruehereAufnahme, AnAnnouncedChunkIsOfTheLastOne) {
