@@ -1,4 +1,4 @@
-// The page about a recording: "sitzung.html" in its folder, to be opened in any browser.
+// The page about a recording: "sitzung.html" in its folder, to be opened in a browser.
 //
 // It is one file with everything in it but the sound and the picture, which it plays from the files
 // beside it. So it opens from the file system, without a server and without the network, and goes
