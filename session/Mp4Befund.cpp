@@ -29,7 +29,7 @@ constexpr std::uint64_t TFHD_DAUER = 0x8;
 constexpr std::uint64_t TRUN_STELLE = 0x1;
 constexpr std::uint64_t TRUN_ERSTE_FLAGGEN = 0x4;
 constexpr std::uint64_t TRUN_DAUER = 0x100;
-constexpr unsigned TRUN_SONSTIGE = 0xE00;  // more of each picture
+constexpr unsigned TRUN_SONSTIGE = 0xE00;  // its size, flags and offset
 constexpr std::uint64_t FLAGGEN = 0xFFFFFF;
 
 std::uint64_t zahl(Bytes bytes, std::size_t stelle, std::size_t breite) {
@@ -128,7 +128,7 @@ bool ausLibav(Bytes moov) {
   constexpr std::size_t NAME = 24;
   const auto hdlr = inhaltVon(moov, {"moov", "trak", "mdia", "hdlr"});
   if (!hdlr || hdlr->size() < NAME + VON_LIBAV.size()) return false;
-  return std::equal(VON_LIBAV.begin(), VON_LIBAV.end(), hdlr->begin() + NAME);
+  return std::equal(VON_LIBAV.begin(), VON_LIBAV.end(), hdlr->subspan(NAME).begin());
 }
 
 void liesKopf(Bytes moov, Mp4Befund& befund) {
