@@ -10,8 +10,15 @@ namespace {
 constexpr std::uint64_t MIN_DATEI = 45;  // a header and something behind it
 constexpr std::uint64_t VORSPANN = 12;   // "RIFF", a length, "WAVE"
 constexpr std::size_t BLOCK_KOPF = 8;    // identifier and size
-constexpr std::size_t KANAELE = 10;      // where "fmt " has the number of channels
-constexpr std::size_t RATE = 12;         // and the rate
+// Where "fmt " has the kind of samples, the number of channels, the rate, the bits of a sample,
+// and, if the kind is EXTENSIBLE, the kind again.
+constexpr std::size_t ART = 8;
+constexpr std::size_t KANAELE = 10;
+constexpr std::size_t RATE = 12;
+constexpr std::size_t BITS = 22;
+constexpr std::size_t UNTERART = 32;
+constexpr std::uint32_t PCM = 1;
+constexpr std::uint32_t EXTENSIBLE = 0xFFFE;
 constexpr std::size_t SAMPLE_BYTES = 2;
 
 // All integers of the format are little-endian.
@@ -23,9 +30,21 @@ std::uint32_t lies32(const std::uint8_t* von) {
   return lies16(von) | lies16(von + 2) << 16U;
 }
 
-// How far a "fmt " block is read whose length is at kopf + 4: up to the rate if it holds one.
+// How far a "fmt " block is read whose length is at kopf + 4: up to the last that it holds of
+// these.
 std::size_t formatBytes(const std::uint8_t* kopf) {
-  return lies32(kopf + 4) >= RATE + 4 - BLOCK_KOPF ? RATE + 4 : KANAELE + 2;
+  const std::size_t bis = BLOCK_KOPF + std::size_t{lies32(kopf + 4)};
+  for (const std::size_t ende : {UNTERART + 2, BITS + 2, RATE + 4})
+    if (bis >= ende) return ende;
+  return KANAELE + 2;
+}
+
+// `bytes` of the block have been read.
+bool istPcm16(const std::uint8_t* kopf, std::size_t bytes) {
+  const std::uint32_t art = lies16(kopf + ART);
+  const std::uint32_t unterart = bytes >= UNTERART + 2 ? lies16(kopf + UNTERART) : 0;
+  return (art == PCM || (art == EXTENSIBLE && unterart == PCM)) &&
+         (bytes < BITS + 2 || lies16(kopf + BITS) == 16);
 }
 
 float sample(std::uint8_t unteres, std::uint8_t oberes) {
@@ -91,6 +110,7 @@ void WavLeser::behandleKopf() {
     if (kopfBytes_ < formatBytes(kopf_.data())) return;
     kanaele_ = std::max<std::size_t>(lies16(kopf_.data() + KANAELE), 1);
     if (kopfBytes_ > RATE) rate_ = lies32(kopf_.data() + RATE);
+    pcm16_ = istPcm16(kopf_.data(), kopfBytes_);
   }
   // Blocks begin at even positions. A "fmt " block ends where its length says, even if more of it
   // was read.

@@ -32,6 +32,8 @@ class WavStrom {
 
   // Hz, as the file declares it; 0 if it does not.
   [[nodiscard]] std::uint32_t rate() const { return leser_.rate(); }
+  // Whether it declares 16-bit PCM, as which it is read, or nothing.
+  [[nodiscard]] bool pcm16() const { return leser_.pcm16(); }
 
   // The next samples, at most as many as `ziel` holds; fewer only at the end. nullopt if the file
   // cannot be read on.

@@ -28,11 +28,15 @@ namespace {
 using hallkorb::gerufen;
 using hallkorb::gescheitert;
 
-constexpr double ENTFERNT = 3600.0;  // s; a gap of this length takes 230 MB at 16 kHz
+// A gap of an hour takes 230 MB at 16 kHz. At higher rates it may have as many samples as may be
+// handed over in one call: 1 GiB.
+constexpr double ENTFERNT = 3600.0;  // s
+constexpr double SAMPLES_BIS = 1U << 28U;
 
 bool nahe(const hallkorb::Zeitachse& achse, double zeit) {
-  return std::abs(zeit - achse.null - static_cast<double>(achse.geschrieben) / achse.rate) <=
-         ENTFERNT;
+  const double entfernt =
+      std::abs(zeit - achse.null - static_cast<double>(achse.geschrieben) / achse.rate);
+  return entfernt <= ENTFERNT && entfernt * achse.rate <= SAMPLES_BIS;
 }
 
 }  // namespace
@@ -62,7 +66,8 @@ int hallkorb_timeline_place(hallkorb_timeline* timeline, const float* samples, s
       return gescheitert(HALLKORB_INVALID, "timeline: null pointer, or no such duration");
     const bool bekannt = std::isfinite(time) && time > 0;
     if (bekannt && !nahe(timeline->achse, time))
-      return gescheitert(HALLKORB_INVALID, "timeline: the time is more than an hour away");
+      return gescheitert(HALLKORB_INVALID,
+                         "timeline: the time is more than an hour or 2^28 samples away");
     const hallkorb::Umleitung umleitung(timeline->rueckruf);
     const auto heil = hallkorb::geheilt(samples, count, timeline->heil);
     timeline->platziert =

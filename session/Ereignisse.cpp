@@ -19,12 +19,7 @@ struct Einsortierer {
   Ereignisse& alle;
 
   void operator()(const StartZeile& zeile) const {
-    const std::size_t bisher = alle.aufnahmen;
-    // "degraded" comes right before "started" and belongs to it, also if the recording before it
-    // was killed.
-    auto& meldungen = alle.meldungen;
-    meldungen.erase(meldungen.begin(),
-                    meldungen.end() - static_cast<std::ptrdiff_t>(alle.degradedAmEnde));
+    alle.meldungen = std::exchange(alle.angekuendigt, {});
     alle.chunks.clear();
     alle.bilder.clear();
     alle.video.reset();
@@ -32,14 +27,17 @@ struct Einsortierer {
     alle.zeitachse.reset();
     alle.fertig = false;
     alle.start = zeile;
-    alle.aufnahmen = bisher + 1;
+    ++alle.aufnahmen;
   }
   void operator()(ChunkZeile& zeile) const { alle.chunks.push_back(std::move(zeile)); }
   void operator()(BildZeile& zeile) const { alle.bilder.push_back(std::move(zeile)); }
   void operator()(VideoZeile& zeile) const { alle.video = std::move(zeile); }
   void operator()(MeldungZeile& zeile) const {
-    if (alle.fertig && alle.degradedAmEnde == 0) alle.meldungen.clear();
-    alle.meldungen.push_back(std::move(zeile));
+    // An attempt that was refused while a recording ran, or after it, says nothing about that one.
+    if (zeile.name == "error" && alle.aufnahmen > 0) return;
+    const bool degraded = zeile.name == "degraded";
+    if (degraded) alle.angekuendigt.push_back(zeile);
+    if (!degraded || !alle.fertig) alle.meldungen.push_back(std::move(zeile));
   }
   void operator()(const EchoZeile& zeile) const { alle.echo = zeile; }
   void operator()(const ZeitachseZeile& zeile) const { alle.zeitachse = zeile; }
@@ -47,19 +45,23 @@ struct Einsortierer {
   void operator()(const AndereZeile&) const {}
 };
 
+// Whether the line may stand between "degraded" and "started": another "degraded", a refused
+// attempt, or what is not known here.
+bool gehoertDazwischen(const Zeile& zeile) {
+  if (const auto* meldung = std::get_if<MeldungZeile>(&zeile))
+    return meldung->name == "degraded" || meldung->name == "error";
+  return std::holds_alternative<StartZeile>(zeile) || std::holds_alternative<AndereZeile>(zeile);
+}
+
 }  // namespace
 
 void Ereignisse::nimm(std::string_view text, std::size_t nummer) {
   if (text.find_first_not_of(" \t\r") == std::string_view::npos) return;
-  auto zeile = liesZeile(text);
-  if (zeile) {
-    const auto* meldung = std::get_if<MeldungZeile>(&*zeile);
-    const bool degraded = meldung != nullptr && meldung->name == "degraded";
+  if (auto zeile = liesZeile(text)) {
+    if (!gehoertDazwischen(*zeile)) angekuendigt.clear();
     std::visit(Einsortierer{*this}, *zeile);
-    degradedAmEnde = degraded ? degradedAmEnde + 1 : 0;
     return;
   }
-  degradedAmEnde = 0;
   ++unlesbare;
   if (unlesbar.size() < GENANNTE) unlesbar.push_back(nummer);
 }

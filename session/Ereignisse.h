@@ -1,7 +1,7 @@
 // What the host has kept of the recorder's lines: `ereignisse.jsonl` in the recorded folder.
 //
 // A file that several recordings have been appended to describes the last one: each recording
-// writes over the files of the one before it.
+// writes over the files of the one before it. An attempt that was refused ("error") began none.
 //
 // A line that cannot be read costs that line only. Plain values, any thread.
 #pragma once
@@ -37,8 +37,9 @@ struct Ereignisse {
   std::vector<std::size_t> unlesbar;  // numbers of lines, from 1; the first hundred
   std::size_t unlesbare = 0;          // how many there are
   bool offen = false;                 // the last line has no line feed
-  std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
   bool ganz = true;                   // the file was read to its end
+  // "degraded" since the last line of a recording: it belongs to the "started" behind it.
+  std::vector<MeldungZeile> angekuendigt;
 
   // Chunks of one channel by their beginnings, each number once (the last line of it counts).
   [[nodiscard]] std::vector<ChunkZeile> chunksVon(Kanal kanal) const;

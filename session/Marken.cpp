@@ -46,9 +46,12 @@ std::vector<Marke> chunks(const Zeitplan& plan) {
   return marken;
 }
 
+long long inMs(double sekunden) {
+  return std::llround(sekunden * 1000.0);
+}
+
 // "00:01:02.345"
-std::string vttZeit(double sekunden) {
-  const auto ms = std::llround(sekunden * 1000.0);
+std::string vttZeit(long long ms) {
   return formatiert("%02lld:%02lld:%02lld.%03lld", ms / 3'600'000, ms / 60'000 % 60, ms / 1000 % 60,
                     ms % 1000);
 }
@@ -85,8 +88,10 @@ std::string webVtt(const Zeitplan& plan) {
   for (const Marke& marke : chunks(plan)) {
     // Both are names of our own making: no character of them means anything in WebVTT.
     const std::size_t tab = marke.text.find('\t');
-    text += "\n" + vttZeit(marke.von) + " --> " + vttZeit(marke.bis) + "\n<v " +
-            marke.text.substr(0, tab) + ">" + marke.text.substr(tab + 1) + "</v>\n";
+    const long long von = inMs(marke.von);
+    const long long bis = std::max(inMs(marke.bis), von + 1);  // a cue must not be empty
+    text += "\n" + vttZeit(von) + " --> " + vttZeit(bis) + "\n<v " + marke.text.substr(0, tab) +
+            ">" + marke.text.substr(tab + 1) + "</v>\n";
   }
   return text;
 }
@@ -94,8 +99,8 @@ std::string webVtt(const Zeitplan& plan) {
 std::string kapitel(const Zeitplan& plan, const Ereignisse* ereignisse) {
   std::string text = ";FFMETADATA1\n";
   for (const Marke& marke : bilder(plan, ereignisse)) {
-    text += formatiert("[CHAPTER]\nTIMEBASE=1/1000\nSTART=%lld\nEND=%lld\ntitle=",
-                       std::llround(marke.von * 1000.0), std::llround(marke.bis * 1000.0)) +
+    text += formatiert("[CHAPTER]\nTIMEBASE=1/1000\nSTART=%lld\nEND=%lld\ntitle=", inMs(marke.von),
+                       inMs(marke.bis)) +
             fuerKapitel(marke.text) + "\n";
   }
   return text;

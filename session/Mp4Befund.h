@@ -5,11 +5,13 @@
 // while it was finishing, with the new index still hidden in a free box behind them; readers see
 // the fragments then, and so does this.
 //
-// Only boxes and indexes are read, no samples. Every length in the file is taken for what it is:
-// somebody's claim. Pure function, any thread.
+// Only boxes and indexes are read, no samples, and of the indexes no more than 256 MB in all, some
+// 300 bytes for each second of a week. Every length in the file is taken for what it is: somebody's
+// claim. Pure function, any thread.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "session/Lesedatei.h"
 
@@ -25,6 +27,13 @@ struct Mp4Befund {
   std::int64_t ganzBis = 0;    // where the last whole box ends
 
   std::int64_t spielbarBis = 0;  // where the last box ends that can be played
+
+  // Seconds from the zero of its own times to the end of its last picture; nullopt if it does not
+  // say so.
+  std::optional<double> dauer;
+  // The track bears the name that libavformat gives it, which a repair keeps: of a recorder's files
+  // the one made on Linux.
+  bool ausLibav = false;
 
   // An ordinary, whole file with pictures.
   [[nodiscard]] bool heil() const {

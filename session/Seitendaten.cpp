@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "session/Bildbeginn.h"
 #include "session/FruehereAufnahme.h"
 #include "session/Lesedatei.h"
 #include "session/Mp4Befund.h"
@@ -166,7 +167,8 @@ class Sammler {
   }
 
   // Each as [number, begin, seconds that are there, seconds that were announced, milliseconds of
-  // speech or null, address or null, from the raw file].
+  // speech or null, address or null, from the raw file], and true behind them if the file is there
+  // but is not played, since its rate is another one.
   Json chunks(Kanal kanal) {
     std::map<std::int64_t, ChunkZeile> zeilen;
     if (ereignisse_ != nullptr)
@@ -192,6 +194,8 @@ class Sammler {
       reichtBis(zeile.t1);
       liste.push_back({nummer, gerundet(zeile.t0), 0, gerundet(zeile.t1 - zeile.t0), nullptr,
                        nullptr, zeile.ausRoh});
+      if (std::ranges::count(plan_.fremdeRate, chunkName(kanal, nummer)) > 0)
+        liste.back().push_back(true);
     }
     std::stable_sort(liste.begin(), liste.end(), [](const Json& a, const Json& b) {
       return a[1].get<double>() < b[1].get<double>();
@@ -208,13 +212,12 @@ class Sammler {
   Json video() {
     if (!ordner_.video) return nullptr;
     const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI));
-    if (!datei || !liesMp4Befund(*datei).spielt()) return nullptr;
+    const Mp4Befund mp4 = datei ? liesMp4Befund(*datei) : Mp4Befund{};
+    if (!mp4.spielt()) return nullptr;
     Json ab = nullptr;
     if (ereignisse_ != nullptr) {
-      const auto& alle = ereignisse_->bilder;
-      const auto erstes =
-          std::find_if(alle.begin(), alle.end(), [](const BildZeile& bild) { return !bild.pause; });
-      if (erstes != alle.end()) ab = erstes->zeit;
+      if (const auto beginn = bildBeginn(mp4, *ereignisse_, bekanntesEnde(ordner_, *ereignisse_)))
+        ab = *beginn;
     }
     return {{"datei", alsAdresse(VIDEODATEI)}, {"ab", std::move(ab)}};
   }

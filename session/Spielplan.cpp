@@ -28,6 +28,11 @@ bool gehoertZumStopp(const Zeile& zeile) {
          std::holds_alternative<FertigZeile>(zeile);
 }
 
+bool istMeldung(const Zeile& zeile, std::string_view name) {
+  const auto* meldung = std::get_if<MeldungZeile>(&zeile);
+  return meldung != nullptr && meldung->name == name;
+}
+
 // The microphone's raw file goes on to the end, also in a silence of which nothing was kept.
 double rohSekunden(const Sitzungsordner& ordner) {
   const auto datei = ordner.roh ? Lesedatei::oeffne(ordner.zu(ROHDATEI)) : std::nullopt;
@@ -35,15 +40,45 @@ double rohSekunden(const Sitzungsordner& ordner) {
   return befund ? std::min(befund->sekunden(), MAX_SEKUNDEN) : 0.0;
 }
 
-// Forgets the recordings before the one that starts now. What was missing is reported before
-// "started" and belongs to it.
-void beginneNeu(std::vector<Spielschritt>& schritte) {
-  const auto davor = std::find_if_not(schritte.rbegin(), schritte.rend(), [](const auto& schritt) {
-    const auto* meldung = std::get_if<MeldungZeile>(&schritt.inhalt);
-    return meldung != nullptr && meldung->name == "degraded";
-  });
-  schritte.erase(schritte.begin(), davor.base());
-}
+// The lines of the last recording.
+class Sammler {
+ public:
+  explicit Sammler(std::vector<Spielschritt>& schritte) : schritte_(schritte) {}
+
+  void nimm(std::string&& text) {
+    auto zeile = liesZeile(text);
+    if (!zeile) return;
+    text.erase(text.find_last_not_of(" \t\r") + 1);
+    Spielschritt schritt{0.0, std::move(text), std::move(*zeile)};
+    if (const auto* andere = std::get_if<AndereZeile>(&schritt.inhalt)) {
+      if (laeuft_ && !andere->ereignis.empty()) schritte_.push_back(std::move(schritt));
+    } else if (istMeldung(schritt.inhalt, "error")) {
+      // One that was refused while a recording ran, or after it, is none of its lines.
+      if (!begonnen_) schritte_.push_back(std::move(schritt));
+    } else if (istMeldung(schritt.inhalt, "degraded")) {
+      angekuendigt_.push_back(schritt);
+      if (laeuft_ || !begonnen_) schritte_.push_back(std::move(schritt));
+    } else {
+      if (std::holds_alternative<StartZeile>(schritt.inhalt)) beginne();
+      if (std::holds_alternative<FertigZeile>(schritt.inhalt)) laeuft_ = false;
+      angekuendigt_.clear();
+      schritte_.push_back(std::move(schritt));
+    }
+  }
+
+ private:
+  // Forgets the recordings before the one that starts now. What was missing is reported before
+  // "started" and belongs to it.
+  void beginne() {
+    schritte_ = std::move(angekuendigt_);
+    laeuft_ = begonnen_ = true;
+  }
+
+  std::vector<Spielschritt>& schritte_;
+  std::vector<Spielschritt> angekuendigt_;  // "degraded" since the last line of a recording
+  bool laeuft_ = false;                     // a recording, from its "started" to its "done"
+  bool begonnen_ = false;                   // there was one
+};
 
 void setzeZeiten(Spielplan& plan) {
   for (const Spielschritt& schritt : plan.schritte)
@@ -64,20 +99,9 @@ void setzeZeiten(Spielplan& plan) {
 
 std::optional<Spielplan> planeSpiel(const Sitzungsordner& ordner) {
   Spielplan plan;
-  bool laeuft = false;  // a recording, from its "started" to its "done"
-  const Lesbarkeit gelesen = liesZeilen(ordner.zu(EREIGNISSE), [&](std::string&& text, bool) {
-    auto zeile = liesZeile(text);
-    if (!zeile) return;
-    const auto* andere = std::get_if<AndereZeile>(&*zeile);
-    if (andere != nullptr && (andere->ereignis.empty() || !laeuft)) return;
-    if (std::holds_alternative<StartZeile>(*zeile)) {
-      beginneNeu(plan.schritte);
-      laeuft = true;
-    }
-    if (std::holds_alternative<FertigZeile>(*zeile)) laeuft = false;
-    text.erase(text.find_last_not_of(" \t\r") + 1);
-    plan.schritte.push_back({0.0, std::move(text), std::move(*zeile)});
-  });
+  Sammler sammler(plan.schritte);
+  const Lesbarkeit gelesen = liesZeilen(
+      ordner.zu(EREIGNISSE), [&](std::string&& text, bool) { sammler.nimm(std::move(text)); });
   if (gelesen == Lesbarkeit::garNicht || plan.schritte.empty()) return std::nullopt;
   plan.ende = rohSekunden(ordner);
   setzeZeiten(plan);

@@ -10,7 +10,8 @@
 // A later recorder may write events that are not known here: they are played as they are, with the
 // line in front of them, since hosts must skip what they do not know. Only between "started" and
 // "done", where alone they may come; other objects of the host are left out. Of several recordings
-// in one file the last one is played, as its files are those in the folder.
+// in one file the last one is played, as its files are those in the folder; an "error" counts only
+// if there is none, since another attempt in the same folder was refused otherwise.
 //
 // Times are seconds after time zero. Plain values, any thread.
 #pragma once

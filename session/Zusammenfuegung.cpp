@@ -12,6 +12,7 @@
 #include "base/Dateien.h"
 #include "base/Ersatzdatei.h"
 #include "base/Text.h"
+#include "session/Bildbeginn.h"
 #include "session/Ereignisse.h"
 #include "session/Ffmpeg.h"
 #include "session/FruehereAufnahme.h"
@@ -134,13 +135,16 @@ class Zusammenfuegung {
   }
 
   void schreibeFilm() {
-    if (!ereignisse_ || ereignisse_->bilder.empty()) {
+    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI), dateien_);
+    const Mp4Befund mp4 = datei ? liesMp4Befund(*datei) : Mp4Befund{};
+    const auto beginn =
+        ereignisse_ ? bildBeginn(mp4, *ereignisse_, bekanntesEnde(ordner_, *ereignisse_, dateien_))
+                    : std::nullopt;
+    if (!beginn) {
       melde(false, FILM,
             "ist nicht entstanden: ohne Zeile ist nicht bekannt, wann das Bild beginnt");
       return;
     }
-    const auto datei = Lesedatei::oeffne(ordner_.zu(VIDEODATEI), dateien_);
-    const Mp4Befund mp4 = datei ? liesMp4Befund(*datei) : Mp4Befund{};
     if (!mp4.spielt()) {
       melde(false, FILM, "ist nicht entstanden: das Video enthaelt kein Bild");
       return;
@@ -148,7 +152,7 @@ class Zusammenfuegung {
     const auto beiStand = [&](const FfmpegStand& stand) {
       if (fortschritt_) fortschritt_(stand.sekunden / plan_.sekunden(plan_.bis()));
     };
-    switch (fuehreFfmpegAus(filmWorte(mp4.spielbarBis), zu(FILM), beiStand, dateien_)) {
+    switch (fuehreFfmpegAus(filmWorte(*beginn, mp4.spielbarBis), zu(FILM), beiStand, dateien_)) {
       case FfmpegEnde::gelungen:
         melde(true, FILM, "das Video mit beiden Kanaelen");
         return;
@@ -161,8 +165,8 @@ class Zusammenfuegung {
     }
   }
 
-  [[nodiscard]] std::vector<std::string> filmWorte(std::int64_t bytes) const {
-    std::vector<std::string> worte{"-itsoffset", formatiert("%.3f", ereignisse_->bilder[0].zeit)};
+  [[nodiscard]] std::vector<std::string> filmWorte(double beginn, std::int64_t bytes) const {
+    std::vector<std::string> worte{"-itsoffset", formatiert("%.3f", beginn)};
     const auto dazu = [&](const std::vector<std::string>& weitere) {
       worte.insert(worte.end(), weitere.begin(), weitere.end());
     };

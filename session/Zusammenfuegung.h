@@ -1,8 +1,8 @@
 // Puts a recording together for players and editors: sound, labels, chapters, and the video with
 // both channels as its sound.
 //
-// The video begins when its first window was found; its line says when, to a tenth of a second,
-// and the picture is delayed by as much.
+// The picture is delayed until the moment at which the video begins (Bildbeginn.h); lines say it to
+// a tenth of a second.
 //
 // Results replace what has their names, links included, and are written to nothing else. What of
 // the recording could not be read is reported, and is silence.

@@ -54,6 +54,10 @@ std::string benannt(const std::optional<std::string>& name) {
   return name ? zeigbar(*name) : "Standardgeraet";
 }
 
+std::string gemessen(const Pegelstand& stand) {
+  return formatiert("%.0f dBFS, Spitze %.0f dBFS", inDb(stand.effektiv), inDb(stand.spitze));
+}
+
 // What the question to the screen needs; its owner may have given up when the answer comes.
 struct Frage {
   std::unique_ptr<ScreenCapture> bildschirm;
@@ -193,34 +197,38 @@ void Arzt::hoereZu(Pegelprobe* mikrofon, Pegelprobe* system) {
 }
 
 void Arzt::meldePegel(Pegelprobe* mikrofon, Pegelprobe* system) {
-  const auto gemessen = [](const Pegelstand& stand) {
-    return formatiert("%.0f dBFS, Spitze %.0f dBFS", inDb(stand.effektiv), inDb(stand.spitze));
-  };
-  if (mikrofon != nullptr) {
-    const Pegelstand stand = mikrofon->gesamt();
-    if (const auto fehler = mikrofon->unterbrechung()) {
-      melde({Lage::fehlt, "Pegel Mikrofon", fehler->description,
-             plattform_.abhilfe(Mangel::mikrofon)});
-    } else if (stand.spitze <= 0.0) {
-      melde({Lage::fehlt, "Pegel Mikrofon", "das Mikrofon liefert nur Nullen",
-             plattform_.abhilfe(Mangel::stummesMikrofon)});
-    } else if (stand.spitze >= UEBERSTEUERT) {
-      melde({Lage::mangel, "Pegel Mikrofon", gemessen(stand) + ": uebersteuert",
-             "das Mikrofon leiser stellen"});
-    } else if (inDb(stand.spitze) < LEISE_DB) {
-      melde({Lage::hinweis, "Pegel Mikrofon", gemessen(stand) + ": sehr leise",
-             "noch einmal untersuchen und dabei sprechen"});
-    } else {
-      melde({Lage::gut, "Pegel Mikrofon", gemessen(stand), {}});
-    }
+  if (mikrofon != nullptr) melde(pegelMikrofon(*mikrofon));
+  if (system != nullptr) melde(pegelSystemton(*system));
+}
+
+Diagnose Arzt::pegelMikrofon(Pegelprobe& probe) const {
+  constexpr char WAS[] = "Pegel Mikrofon";
+  const Pegelstand stand = probe.gesamt();
+  if (const auto fehler = probe.unterbrechung())
+    return {Lage::fehlt, WAS, fehler->description, plattform_.abhilfe(Mangel::mikrofon)};
+  if (stand.leer)
+    return {Lage::fehlt, WAS, "vom Mikrofon kam nichts", plattform_.abhilfe(Mangel::mikrofon)};
+  if (stand.spitze <= 0.0) {
+    return {Lage::fehlt, WAS, "das Mikrofon liefert nur Nullen",
+            plattform_.abhilfe(Mangel::stummesMikrofon)};
   }
-  if (system == nullptr) return;
-  const Pegelstand stand = system->gesamt();
-  if (stand.spitze > 0.0) {
-    melde({Lage::gut, "Pegel Systemton", gemessen(stand), {}});
-  } else {
-    melde({Lage::hinweis, "Pegel Systemton", "der Rechner spielt gerade nichts", {}});
+  if (stand.spitze >= UEBERSTEUERT) {
+    return {Lage::mangel, WAS, gemessen(stand) + ": uebersteuert", "das Mikrofon leiser stellen"};
   }
+  if (inDb(stand.spitze) < LEISE_DB) {
+    return {Lage::hinweis, WAS, gemessen(stand) + ": sehr leise",
+            "noch einmal untersuchen und dabei sprechen"};
+  }
+  return {Lage::gut, WAS, gemessen(stand), {}};
+}
+
+Diagnose Arzt::pegelSystemton(Pegelprobe& probe) const {
+  constexpr char WAS[] = "Pegel Systemton";
+  const Pegelstand stand = probe.gesamt();
+  if (const auto fehler = probe.unterbrechung())
+    return {Lage::fehlt, WAS, fehler->description, plattform_.abhilfe(Mangel::systemAudio)};
+  if (stand.spitze > 0.0) return {Lage::gut, WAS, gemessen(stand), {}};
+  return {Lage::hinweis, WAS, "der Rechner spielt gerade nichts", {}};
 }
 
 // The platform itself reports a capture that runs without priority.

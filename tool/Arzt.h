@@ -56,6 +56,8 @@ class Arzt {
                    Mangel mangel);
   void hoereZu(Pegelprobe* mikrofon, Pegelprobe* system);
   void meldePegel(Pegelprobe* mikrofon, Pegelprobe* system);
+  [[nodiscard]] Diagnose pegelMikrofon(Pegelprobe& probe) const;
+  [[nodiscard]] Diagnose pegelSystemton(Pegelprobe& probe) const;
   void pruefeVorrang(Pegelprobe* mikrofon, Pegelprobe* system);
   void pruefeEcho(Pegelprobe* mikrofon, Pegelprobe* system);
   void pruefeBildschirm();

@@ -26,7 +26,7 @@ void Pegelprobe::Summe::nimm(double wert) {
 
 Pegelstand Pegelprobe::Summe::stand() const {
   if (anzahl == 0) return {};
-  return {spitze, std::sqrt(quadrate / static_cast<double>(anzahl))};
+  return {spitze, std::sqrt(quadrate / static_cast<double>(anzahl)), false};
 }
 
 Pegelprobe::Pegelprobe(std::unique_ptr<AudioInput> eingang, Plattform& plattform)
@@ -108,6 +108,11 @@ void Pegelprobe::lege(const PcmBlock& block) {
 void Pegelprobe::unterbrochen(const Fehler& fehler) {
   const std::lock_guard halter(lock_);
   unterbrechung_ = fehler;
+}
+
+void Pegelprobe::fortgesetzt() {
+  const std::lock_guard halter(lock_);
+  unterbrechung_.reset();
 }
 
 void Pegelprobe::hinweis(const Fehler& fehler) {

@@ -18,6 +18,7 @@ namespace hallkorb {
 struct Pegelstand {
   double spitze = 0.0;
   double effektiv = 0.0;
+  bool leer = true;  // not one sample has come
 };
 
 // dBFS; at least -99.
@@ -42,7 +43,8 @@ class Pegelprobe final : private AudioInputListener {
   // Keeps what comes from now on, sample 0 at host time `null`.
   void behalteAb(double null);
   [[nodiscard]] std::vector<float> behalten();
-  // What the capture has reported beside its sound: that it has no priority, that it was cut off.
+  // What the capture has reported beside its sound: that it has no priority, that it was cut off
+  // and has not come back.
   [[nodiscard]] std::optional<Fehler> ohneVorrang();
   [[nodiscard]] std::optional<Fehler> unterbrechung();
 
@@ -58,7 +60,7 @@ class Pegelprobe final : private AudioInputListener {
 
   void block(const PcmBlock& block) override;
   void unterbrochen(const Fehler& fehler) override;
-  void fortgesetzt() override {}
+  void fortgesetzt() override;
   void verloren(std::uint64_t) override {}
   void hinweis(const Fehler& fehler) override;
   void lege(const PcmBlock& block);

@@ -3,7 +3,8 @@
 
     clean.py MICROPHONE REFERENCE CLEANED
 
-The WAV files hold 16-bit samples at 16 kHz. HALLKORB_AUDIO names the library if it is not installed.
+The WAV files hold 16-bit samples at 16 kHz. HALLKORB_AUDIO names the library if it is not installed. Not for macOS:
+the shared library is not built there.
 """
 
 import array

@@ -108,7 +108,7 @@ int hallkorb_timeline_new(hallkorb_timeline** timeline, const char* name, double
                           hallkorb_text_fn diagnostic, void* user);
 /* Places a block: `time` of its first sample, and its duration as captured, which differs from
  * count / rate if it was resampled. *placed are the samples to append to the channel. A time more
- * than an hour away from where the stream is, is HALLKORB_INVALID. */
+ * than an hour, or 2^28 samples, away from where the stream is, is HALLKORB_INVALID. */
 int hallkorb_timeline_place(hallkorb_timeline* timeline, const float* samples, size_t count,
                             double time, double seconds, const float** placed,
                             size_t* placed_count);
@@ -124,7 +124,7 @@ typedef struct hallkorb_chunker_options {
   const char* folder;     /* exists already */
   double rate;            /* Hz, 1000 to 768000 */
   uint32_t turns;         /* cut in pauses; 0: near the nominal length */
-  float silence_rms;      /* level below which 10 ms are silent */
+  float silence_rms;      /* level below which 160 samples (10 ms at 16000 Hz) are silent */
   double chunk_seconds;   /* the nominal length */
   double min_seconds;     /* with turns: length from which a pause may cut */
   double max_seconds;     /* with turns: length at which a cut is forced */
@@ -146,9 +146,10 @@ int hallkorb_chunker_append(hallkorb_chunker* chunker, const float* samples, con
 int hallkorb_chunker_finish(hallkorb_chunker* chunker);
 void hallkorb_chunker_free(hallkorb_chunker* chunker);
 
-/* --- WAV files: 16 bits; of several channels the first is read, one is written. --- */
+/* --- WAV files: 16-bit PCM; of several channels the first is read, one is written. --- */
 typedef struct hallkorb_wav_reader hallkorb_wav_reader;
 typedef struct hallkorb_wav_writer hallkorb_wav_writer;
+/* HALLKORB_FILE also if the file declares samples of another kind. */
 int hallkorb_wav_open(hallkorb_wav_reader** reader, const char* path);
 /* Hz, as the file declares it; 0 if it does not. What is read is not resampled. */
 int hallkorb_wav_rate(hallkorb_wav_reader* reader, double* rate);

@@ -19,7 +19,7 @@ ENGLISCH = set("""
     delay depth description dft dft2 dft4 dft8 dir display domain drift echo emit encoder engine error
     excludes face fd ffmpeg fft fft512 finalize fit flags flush format frame frames get global gradient
     handle height host id im in index interleaved interval json kit layout leak libav live log loop max me
-    meeting mic min minimum mode mp4 offset out output parse pause pcm per pixel pixmap posix post preserves
+    meeting mic min minimum mode mp4 offset out output parse pause pcm pcm16 per pixel pixmap posix post preserves
     process queue quit radix rate ratio re remainder resets rho riff rms run sample samples scales screen
     screwed search seconds segment serial shows shutdown silence size slack socket standard start status
     stop stream swresample sync system teams them time timescale to turn unix user utf8 value video wav

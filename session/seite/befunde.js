@@ -69,7 +69,7 @@ function rat(schluessel, reparierbar) {
 
 // Whether the raw file has what chunks of the microphone that are gone had.
 function rohHatFehlendes() {
-  const fehlende = CHUNKS.me.filter((chunk) => !chunk.datei);
+  const fehlende = CHUNKS.me.filter((chunk) => !chunk.datei && !chunk.ungespielt);
   return ROH_PASST && fehlende.length > 0 && fehlende.every((chunk) => chunk.ende <= DATEN.roh.dauer + 0.05);
 }
 

@@ -4,8 +4,8 @@ const DATEN = JSON.parse(document.getElementById('daten').textContent);
 const KANAELE = ['me', 'them'];
 
 class Chunk {
-  constructor(kanal, [nummer, ab, laenge, soll, sprache, datei, ausRoh]) {
-    Object.assign(this, { kanal, nummer, ab, laenge, soll, sprache, datei, ausRoh });
+  constructor(kanal, [nummer, ab, laenge, soll, sprache, datei, ausRoh, ungespielt = false]) {
+    Object.assign(this, { kanal, nummer, ab, laenge, soll, sprache, datei, ausRoh, ungespielt });
     this.bis = ab + laenge;
     this.ende = ab + Math.max(laenge, soll);  // also of one that cannot be played
   }
@@ -41,12 +41,9 @@ function chunkBei(kanal, t) {
   return null;
 }
 
-// Whether something was announced for a time, of either channel, and is not there.
-const fehltBei = (t) => KANAELE.some((kanal) => {
-  const chunks = CHUNKS[kanal];
-  const i = letzterBegonnen(chunks, t);
-  return i >= 0 && !chunks[i].datei && t < chunks[i].ende - 1e-4;
-});
+// The chunk of either channel that was announced for a time and has nothing to play, if any.
+const stummerBei = (t) => KANAELE.map((kanal) => CHUNKS[kanal][letzterBegonnen(CHUNKS[kanal], t)])
+  .find((chunk) => chunk && !chunk.datei && t < chunk.ende - 1e-4);
 
 // Times that chunks cover, without overlaps.
 function zusammen(chunks) {

@@ -123,11 +123,12 @@ class Seite {
   }
 
   zeigeStand() {
-    const { laeuft, fehler } = this.spieler;
+    const { laeuft, fehler, verweigert } = this.spieler;
     document.body.classList.toggle('laeuft', laeuft);
     an('spiel').setAttribute('aria-label', T(laeuft ? 'anhalten' : 'abspielen'));
     an('spiel').title = T(laeuft ? 'anhalten' : 'abspielen');
-    this.fehler = fehler.size ? T('nichtAbspielbar', [...fehler].slice(0, 3).join(', ')) : '';
+    this.fehler = [verweigert && T('verweigert'),
+      fehler.size && T('nichtAbspielbar', [...fehler].slice(0, 3).join(', '))].filter(Boolean).join(' ');
     this.gespielt = '';
     this.zeigeZeit();
   }
@@ -139,10 +140,10 @@ class Seite {
     const was = chunks.map((chunk) => chunk.name());
     if (spieler.laeuft && spieler.hoertRoh()) was.unshift(T('rohesMikrofon'));
     const stumm = KANAELE.some((kanal) => chunkBei(kanal, spieler.t));
-    const fehlt = spieler.laeuft && !was.length && !stumm && fehltBei(spieler.t);
-    const nichts = T(stumm ? 'stumm' : fehlt ? 'spieltFehlendes' : 'spieltNichts');
+    const fehlt = spieler.laeuft && !was.length && !stumm ? stummerBei(spieler.t) : undefined;
+    const nichts = T(stumm ? 'stumm' : !fehlt ? 'spieltNichts' : fehlt.ungespielt ? 'spieltFremdes' : 'spieltFehlendes');
     const worte = !spieler.laeuft ? '' : was.length ? T('spielt', was.join(' + ')) : nichts;
-    this.sageNeues(worte, fehlt);
+    this.sageNeues(worte, Boolean(fehlt));
     const text = [worte, this.fehler].filter(Boolean).join(' ');
     if (text === this.gespielt) return;
     this.gespielt = text;

@@ -15,8 +15,9 @@ const GEDULD = 1500;    // ms that a start waits for its files
 
 // One media element that is to be at a given place of a file.
 class Quelle {
-  constructor(element, beiFehler) {
+  constructor(element, beiFehler, beiVerweigerung) {
     this.element = element;
+    this.beiVerweigerung = beiVerweigerung;
     this.datei = null;
     this.gewollt = false;
     element.addEventListener('error', () => this.datei && beiFehler(this.datei));
@@ -46,7 +47,8 @@ class Quelle {
     this.gewollt = true;
     if (!this.element.paused || this.element.ended) return;
     this.setzeTempo(tempo);
-    this.element.play().catch(() => {});  // a pause right after it is no error
+    // A pause right after it is no error. What may play is the browser's decision, and its user's.
+    this.element.play().catch(({ name }) => name === 'NotAllowedError' && this.beiVerweigerung());
   }
 
   setzeTempo(tempo) {
@@ -177,6 +179,7 @@ class Spieler {
     this.bis = null;       // where that ends
     this.laufnummer = 0;
     this.fehler = new Set();
+    this.verweigert = false;  // the last attempt to play, by the browser
     this.beiZeit = () => {};
     this.beiStand = () => {};
     const neue = () => this.quelle(toene.appendChild(new Audio()));
@@ -193,7 +196,7 @@ class Spieler {
     return new Quelle(element, (datei) => {
       this.fehler.add(decodeURIComponent(datei));
       this.beiStand();
-    });
+    }, () => this.verweigere());
   }
 
   setzeTon() {
@@ -238,11 +241,23 @@ class Spieler {
     this.beiStand();
   }
 
+  // Nothing is heard, so nothing may seem to run.
+  verweigere() {
+    if (!this.laeuft) return;
+    this.verweigert = true;
+    this.halte();
+  }
+
   spiele() {
     if (this.laeuft) return;
-    this.laeuft = true;
+    this.beginne();
     this.geheZu(this.t >= DAUER - 0.05 ? 0 : this.t);
     this.beiStand();
+  }
+
+  beginne() {
+    this.laeuft = true;
+    this.verweigert = false;
   }
 
   halte() {
@@ -262,7 +277,7 @@ class Spieler {
     this.nur = chunk.kanal;
     this.bis = chunk.bis;
     this.setzeTon();
-    this.laeuft = true;
+    this.beginne();
     this.geheZu(chunk.ab);
     this.beiStand();
   }

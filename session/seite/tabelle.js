@@ -59,13 +59,14 @@ class Tabelle {
     const sprache_ = chunk.sprache === null ? '' : `${alsZahl(chunk.sprache / 1000, 1)} s`;
     const breit = (text) => teil('td', 'breit', text);
     const laenge = `${alsZahl(chunk.datei ? chunk.laenge : chunk.soll, 1)} s`;
-    // A narrow page hides the file's column, so this cell says that the file is missing.
-    const fehlt = chunk.datei ? [] : [teil('span', 'schmal', T('fehlt'))];
-    const zeile = teil('tr', `${chunk.kanal}${chunk.datei ? '' : ' fehlt'}`,
+    // A narrow page hides the file's column, so this cell says that the file is missing, or is not played.
+    const stumm = chunk.datei ? '' : chunk.ungespielt ? 'ungespielt' : 'fehlt';
+    const fehlt = stumm ? [teil('span', 'schmal', T(stumm))] : [];
+    const zeile = teil('tr', [chunk.kanal, stumm].filter(Boolean).join(' '),
       teil('td', '', knopf), teil('td', '', T(chunk.kanal)), teil('td', '', String(chunk.nummer)),
       teil('td', '', alsZeit(chunk.ab, 1)), breit(tageszeit(chunk.ab)),
       teil('td', '', laenge, ...fehlt), teil('td', '', sprache_),
-      breit(chunk.datei ? decodeURIComponent(chunk.datei) : T('fehlt')));
+      breit(chunk.datei ? decodeURIComponent(chunk.datei) : T(stumm)));
     this.zeilen.set(chunk, zeile);
     return zeile;
   }

@@ -32,7 +32,7 @@ const TEXTE = {
     hier: 'Zur Stelle des Zeigers',
     fuss: 'Erstellt von hallkorb-sitzung. Ton und Bild spielt diese Seite aus den Dateien neben ihr; sie verlässt ' +
       'diesen Rechner nicht.',
-    fehlt: 'fehlt', ausRoh: 'roh',
+    fehlt: 'fehlt', ungespielt: 'nicht abgespielt', ausRoh: 'roh',
     angehalten: 'Angehalten.', zuEnde: 'Ende der Aufnahme.',
     zeigtVonBis: (von, bis) => `Zu sehen: ${von} bis ${bis}`,
     gewicht: { gut: 'Gut', schlimm: 'Schlimm', fraglich: 'Fraglich', hinweis: 'Hinweis' },
@@ -43,6 +43,9 @@ const TEXTE = {
     welche: (von, bis, alle) => (alle ? `${von} bis ${bis} von ${alle}` : 'keine'),
     spielt: (was) => `Zu hören: ${was}`, spieltNichts: 'Hier wurde nichts behalten.',
     spieltFehlendes: 'Was hier zu hören wäre, fehlt.',
+    spieltFremdes: 'Was hier zu hören wäre, hat eine andere Abtastrate und wird nicht abgespielt.',
+    verweigert: 'Der Browser hat das Abspielen verweigert. Noch einmal auf „Abspielen“ drücken, oder in den ' +
+      'Einstellungen des Browsers dieser Seite den Ton erlauben.',
     stumm: 'Was hier zu hören wäre, ist ausgeschaltet.',
     rohesMikrofon: 'rohes Mikrofon', nichtAbspielbar: (datei) => `${datei} lässt sich nicht abspielen.`,
     nichtBehalten: (dauer) => `${dauer} nicht behalten`,
@@ -171,7 +174,7 @@ const TEXTE = {
     hier: 'To the cursor',
     fuss: 'Made by hallkorb-sitzung. This page plays sound and picture from the files beside it; nothing leaves this ' +
       'computer.',
-    fehlt: 'missing', ausRoh: 'raw',
+    fehlt: 'missing', ungespielt: 'not played', ausRoh: 'raw',
     angehalten: 'Paused.', zuEnde: 'End of the recording.',
     zeigtVonBis: (von, bis) => `Shown: ${von} to ${bis}`,
     gewicht: { gut: 'Good', schlimm: 'Serious', fraglich: 'Questionable', hinweis: 'Note' },
@@ -182,6 +185,9 @@ const TEXTE = {
     welche: (von, bis, alle) => (alle ? `${von} to ${bis} of ${alle}` : 'none'),
     spielt: (was) => `Playing: ${was}`, spieltNichts: 'Nothing was kept here.',
     spieltFehlendes: 'What could be heard here is missing.',
+    spieltFremdes: 'What could be heard here has another sample rate and is not played.',
+    verweigert: 'The browser has refused to play. Press “Play” once more, or allow this page to play sound in the ' +
+      'browser\'s settings.',
     stumm: 'What could be heard here is switched off.',
     rohesMikrofon: 'raw microphone', nichtAbspielbar: (datei) => `${datei} cannot be played.`,
     nichtBehalten: (dauer) => `${dauer} not kept`,

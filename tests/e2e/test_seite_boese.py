@@ -235,6 +235,34 @@ class Boese(seitenfall.Seitenfall):
             self.ohne_klagen(seite, ordner)
             seite.schliesse()
 
+    def test_eine_andere_rate_wird_nicht_abgespielt(self):
+        """Such a chunk is there, and the page says why it is not heard; the word is in the table, too."""
+        ordner = self.kunst(sekunden=20, video=False)
+        chunk = self.chunks("them")[0]
+        pfad = os.path.join(ordner, f"chunk_them_{chunk['chunk']:03d}.wav")
+        with open(pfad, "rb") as datei:
+            kopf, daten = datei.read(44), datei.read() * 3
+        with open(pfad, "wb") as datei:
+            datei.write(kopf[:4] + (len(daten) + 36).to_bytes(4, "little") + kopf[8:24]
+                        + (48000).to_bytes(4, "little") + (96000).to_bytes(4, "little") + kopf[32:40]
+                        + len(daten).to_bytes(4, "little") + daten)
+        programm = self.chrom()
+        for sprache, satz, wort in (
+                ("de-DE", "Was hier zu hören wäre, hat eine andere Abtastrate und wird nicht abgespielt.",
+                 "nicht abgespielt"),
+                ("en-US", "What could be heard here has another sample rate and is not played.", "not played")):
+            with self.subTest(sprache=sprache):
+                seite = self.oeffne(ordner, programm, sprache=sprache)
+                self.assertEqual(seite.tu("document.querySelectorAll('tr.fehlt').length"), 0)
+                self.assertIn(wort, seite.tu("document.querySelector('tr.ungespielt').innerText"))
+                self.assertNotIn({"de": "fehlt", "en": "missing"}[sprache[:2]], self.befunde(seite))
+                von, bis = seite.tu(seitenfall.ANSICHT)
+                seite.klicke("#zeit", (chunk["t0"] + 0.2 - von) / (bis - von), 0.2)
+                seite.klicke("#spiel")
+                self.sagte(seite, satz)
+                self.ohne_klagen(seite, ordner)
+                seite.schliesse()
+
     def test_was_fehlt_ist_nicht_verworfen(self):
         ordner = self.kunst(sekunden=40, video=False)
         them, me = self.chunks("them"), self.chunks("me")

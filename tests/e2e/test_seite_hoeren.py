@@ -198,6 +198,35 @@ class Abspielen(seitenfall.Seitenfall):
             self.assertEqual(seite.tu(seitenfall.LAEUFT), laeuft)
 
 
+# A browser that lets nothing play until it is allowed to.
+VERWEIGERT = """{ const { play } = HTMLMediaElement.prototype;
+  HTMLMediaElement.prototype.play = function () {
+    return window.erlaubt ? play.call(this) : Promise.reject(new DOMException('', 'NotAllowedError')); }; }"""
+
+
+class Verweigert(seitenfall.Seitenfall):
+
+    def test_was_nicht_spielen_darf_spielt_nicht(self):
+        """The page stops, and says to the eye and to a screen reader why; a press after that plays."""
+        ordner = self.kunst(sekunden=20, video=False)
+        programm = self.chrom()
+        for sprache, satz, zu_hoeren in (
+                ("de-DE", "Der Browser hat das Abspielen verweigert.", "Zu hören: Gegenüber, Chunk 0"),
+                ("en-US", "The browser has refused to play.", "Playing: Them, chunk 0")):
+            with self.subTest(sprache=sprache):
+                seite = self.oeffne(ordner, programm, sprache=sprache, davor=VERWEIGERT)
+                seite.klicke("#spiel")
+                seite.warte(f"vorgelesen.at(-1)?.startsWith('{satz}')")
+                self.assertEqual(seite.tu(seitenfall.LAEUFT), False)
+                self.assertIn(satz, seite.tu("document.getElementById('gehoert').textContent"))
+                seite.tu("window.erlaubt = true")
+                seite.klicke("#spiel")
+                self.sagte(seite, zu_hoeren)
+                self.assertNotIn(satz, seite.tu("document.getElementById('gehoert').textContent"))
+                self.ohne_klagen(seite, ordner)
+                seite.schliesse()
+
+
 class Echt(test_sitzung.Ordnerfall):
     LANG = True
 

@@ -13,6 +13,9 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/TempOrdner.h"
+#include "tests/support/WavBytes.h"
+
 namespace hallkorb::audio {
 namespace {
 
@@ -186,6 +189,17 @@ TEST(Audio, TimelineRefusesWhatWouldTakeAllMemory) {
   EXPECT_EQ(status([] { Timeline("a", 0, 0.0); }), HALLKORB_INVALID);
 }
 
+// At a high rate an hour would be gigabytes.
+TEST(Audio, TimelineRefusesAGapOfTooManySamples) {
+  Timeline achse("me", 768000, 100.0);
+  const auto platziere = [&](double zeit) {
+    return status([&] { static_cast<void>(achse.place(ton(768), zeit, 0.001)); });
+  };
+  EXPECT_EQ(platziere(100.0), HALLKORB_OK);
+  EXPECT_EQ(platziere(100.0 + 350), HALLKORB_INVALID);
+  EXPECT_EQ(platziere(100.001), HALLKORB_OK);
+}
+
 TEST(Audio, ChunkerSendsItsLinesToTheCallback) {
   const std::string ort = ordner("chunks");
   hallkorb_chunker_options wahl = chunker_options();
@@ -264,6 +278,28 @@ TEST(Audio, ClockHandsOnEveryFrameOfASteadyDevice) {
                          .time = 11.0});
             }),
             HALLKORB_INVALID);
+}
+
+TEST(Audio, OnlyWavFilesOf16BitPcmAreOpened) {
+  const std::string pfad = ordner("arten") + "/a.wav";
+  const auto oeffne = [&](std::uint32_t art, std::uint32_t bits, std::uint32_t unterart = 0) {
+    WavBytes b;
+    b.wort("RIFF").u32(100).wort("WAVE").wort("fmt ").u32(unterart != 0 ? 40 : 16);
+    b.u16(art).u16(1).u32(16000).u32(2000 * bits).u16(bits / 8).u16(bits);
+    if (unterart != 0) b.u16(22).u16(bits).u32(4).u16(unterart).u32(0).u32(0).u32(0).u16(0);
+    b.wort("data").u32(8).u32(0).u32(0);
+    legeAn(pfad, b.bytes);
+    return status([&] { WavReader leser(pfad); });
+  };
+  constexpr std::uint32_t EXTENSIBLE = 0xFFFE;
+  EXPECT_EQ(oeffne(1, 16), HALLKORB_OK);
+  EXPECT_EQ(oeffne(EXTENSIBLE, 16, 1), HALLKORB_OK);
+  EXPECT_EQ(oeffne(1, 8), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(1, 24), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(3, 32), HALLKORB_FILE);  // floats
+  EXPECT_EQ(oeffne(6, 16), HALLKORB_FILE);  // A-law, whatever it declares
+  EXPECT_EQ(oeffne(EXTENSIBLE, 16, 3), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(EXTENSIBLE, 24, 1), HALLKORB_FILE);
 }
 
 TEST(Audio, AWavFileAppearsOnlyWhenFinished) {

@@ -123,6 +123,43 @@ TEST_F(BerichtTest, PictureEchoAndTimeline) {
                                                "text": "kein Ton"}])"));
 }
 
+// On Linux the first window's pictures can all be taken back; the file then begins after the pause.
+TEST_F(BerichtTest, AVideoBeginsWithTheWindowFromWhichItReachesTheEnd) {
+  const auto ab = [&](double pause, const Bytes& mp4, bool ende = true) {
+    std::filesystem::remove(bau_ / EREIGNISSE);
+    bau_.start();
+    bau_.chunk("me", 0, 399.0, 400.0);
+    bau_.zeile(R"({"event":"video_start","quelle":"Zoom","t_s":5.0})");
+    bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":)" + std::to_string(pause) + "}");
+    bau_.zeile(R"({"event":"video_wechsel","quelle":"Zoom","t_s":186.0})");
+    bau_.zeile(R"({"event":"video_wechsel","quelle":"Teams","t_s":300.0})");
+    if (ende) bau_.ende();
+    legeAn(bau_ / VIDEODATEI, mp4);
+    return daten()["video"]["ab"];
+  };
+  const auto ganzes = [](std::uint32_t dauerMs, std::string_view spur = SPUR_LIBAV) {
+    Bytes mp4 = mp4Anfang();
+    mp4Kopf(mp4, 12, false, dauerMs, spur);
+    return mp4;
+  };
+  EXPECT_EQ(ab(6.0, ganzes(214'300)), 186.0);
+  EXPECT_EQ(ab(6.0, ganzes(394'100)), 5.0);  // small differences move nothing
+  EXPECT_EQ(ab(6.0, ganzes(0)), 5.0);        // not known
+  EXPECT_EQ(ab(6.0, ganzes(214'300, SPUR_MACOS)), 5.0);
+  // What was shown for so long is in the file, which is shorter for another reason.
+  EXPECT_EQ(ab(100.0, ganzes(214'300)), 5.0);
+  // Killed: the fragments end a little earlier than the sound.
+  Bytes teile = mp4Anfang();
+  mp4Kopf(teile, 0, true);
+  mp4Fragment(teile, 5, 0, 100);
+  mp4Fragment(teile, 2, 213'000, 100);
+  EXPECT_EQ(ab(6.0, teile, false), 186.0);
+  // The raw file is longer than its header says, and than every line.
+  bau_.wav(ROHDATEI, 0, 16000);
+  std::filesystem::resize_file(bau_ / ROHDATEI, 44 + 2 * 16000 * 580);
+  EXPECT_EQ(ab(6.0, ganzes(394'100), false), 186.0);
+}
+
 TEST_F(BerichtTest, AVideoThatShowsNothingIsNone) {
   bau_.start();
   bau_.chunk("me", 0, 0.0, 1.0);
@@ -147,6 +184,20 @@ TEST_F(BerichtTest, WhatIsMissingHasItsPlaceButNoFile) {
   EXPECT_EQ(satz["befunde"][0]["datei"], "chunk");
   EXPECT_EQ(satz["befunde"][0]["anzahl"], 2);
   EXPECT_EQ(satz["befunde"][0]["texte"].size(), 2U);
+}
+
+TEST_F(BerichtTest, AChunkOfAnotherRateIsThereAndNotPlayed) {
+  bau_.start();
+  bau_.chunk("me", 0, 0.0, 1.0);
+  bau_.wav("chunk_me_001.wav", 0, 48000, 48000);
+  bau_.chunkZeile("me", 1, 1.0, 2.0, "chunk_me_001.wav");
+  bau_.chunk("me", 2, 2.0, 3.0);
+  bau_.ende();
+  const Json satz = daten();
+  ASSERT_EQ(satz["chunks"]["me"].size(), 3U);
+  EXPECT_EQ(satz["chunks"]["me"][1], Json::parse("[1, 1.0, 0, 1.0, null, null, false, true]"));
+  ASSERT_EQ(satz["befunde"].size(), 1U);
+  EXPECT_EQ(satz["befunde"][0]["thema"], "rate");
 }
 
 TEST_F(BerichtTest, AFindingSaysWhetherARepairHelps) {
@@ -211,6 +262,31 @@ TEST_F(BerichtTest, AMissingChannelWithoutAReason) {
   bau_.zeile(R"({"event":"started","mic":false,"system":false})");
   bau_.wav(ROHDATEI, 0, 16000);
   EXPECT_EQ(daten()["ohneGrund"], Json::parse(R"(["me"])"));
+}
+
+// The host keeps the lines of every attempt in one file.
+TEST_F(BerichtTest, ARefusedAttemptSaysNothingAboutTheRecording) {
+  const std::string abgelehnt = R"({"event":"error","message":"hier wird schon aufgenommen"})";
+  bau_.zeile(R"({"event":"degraded","channel":"them","message":"aus"})");
+  bau_.zeile(abgelehnt);
+  bau_.zeile(R"({"event":"neu"})");
+  bau_.zeile(R"({"event":"started","mic":true,"system":false})");
+  bau_.zeile(abgelehnt);
+  bau_.chunk("me", 0, 0.0, 1.0);
+  const Json erwartet = Json::parse(R"([{"name": "degraded", "kanal": "them", "text": "aus"}])");
+  EXPECT_EQ(daten()["meldungen"], erwartet);
+  bau_.ende();
+  bau_.zeile(abgelehnt);
+  const Json satz = daten();
+  EXPECT_EQ(satz["meldungen"], erwartet);
+  EXPECT_EQ(satz["ohneGrund"], Json::array());
+  EXPECT_TRUE(satz["fertig"].get<bool>());
+}
+
+TEST_F(BerichtTest, AnAttemptThatBeganNothingSaysWhy) {
+  bau_.wav(ROHDATEI, 0, 16000);
+  bau_.zeile(R"({"event":"error","message":"nichts da"})");
+  EXPECT_EQ(daten()["meldungen"][0]["name"], "error");
 }
 
 TEST_F(BerichtTest, WithoutLinesTheFilesAlone) {

@@ -131,11 +131,33 @@ inline void kasten(Bytes& ziel, std::string_view name, const std::function<void(
     ziel[anfang + i] = static_cast<std::uint8_t>(laenge >> (24 - 8 * i));
 }
 
-// The head of a video: an ordinary one with so many pictures, or one of fragments.
-inline void mp4Kopf(Bytes& ziel, std::uint32_t bilder, bool fragmente) {
+inline constexpr std::string_view SPUR_LIBAV = "VideoHandler";
+inline constexpr std::string_view SPUR_MACOS = "Core Media Video";
+
+inline void worte(Bytes& ziel, std::string_view text) {
+  ziel.insert(ziel.end(), text.begin(), text.end());
+}
+
+// The head of a video: an ordinary one with so many pictures, or one of fragments. It measures in
+// milliseconds; a duration of 0 says nothing.
+inline void mp4Kopf(Bytes& ziel, std::uint32_t bilder, bool fragmente, std::uint32_t dauerMs = 0,
+                    std::string_view spur = SPUR_LIBAV) {
   kasten(ziel, "moov", [&] {
     kasten(ziel, "trak", [&] {
       kasten(ziel, "mdia", [&] {
+        kasten(ziel, "mdhd", [&] {
+          for (const std::uint32_t wert : {0U, 0U, 0U, 1000U, dauerMs, 0U})
+            vier(ziel, wert);
+        });
+        kasten(ziel, "hdlr", [&] {
+          vier(ziel, 0);
+          vier(ziel, 0);
+          worte(ziel, "vide");
+          for (int i = 0; i < 3; ++i)
+            vier(ziel, 0);
+          worte(ziel, spur);
+          ziel.push_back(0);
+        });
         kasten(ziel, "minf", [&] {
           kasten(ziel, "stbl", [&] {
             kasten(ziel, "stsz", [&] {
@@ -151,12 +173,29 @@ inline void mp4Kopf(Bytes& ziel, std::uint32_t bilder, bool fragmente) {
   });
 }
 
-inline void mp4Fragment(Bytes& ziel, std::uint32_t bilder) {
+// Pictures from `abMs` on, each of `jeMs`; or each of its own duration.
+inline void mp4Fragment(Bytes& ziel, std::uint32_t bilder, std::uint32_t abMs = 0,
+                        std::uint32_t jeMs = 0, const std::vector<std::uint32_t>& eigene = {}) {
+  constexpr std::uint32_t DAUER_FUER_ALLE = 0x8;
+  constexpr std::uint32_t STELLE_DAUER_UND_GROESSE = 0x301;
   kasten(ziel, "moof", [&] {
     kasten(ziel, "traf", [&] {
-      kasten(ziel, "trun", [&] {
+      kasten(ziel, "tfhd", [&] {
+        for (const std::uint32_t wert : {DAUER_FUER_ALLE, 1U, jeMs})
+          vier(ziel, wert);
+      });
+      kasten(ziel, "tfdt", [&] {
         vier(ziel, 0);
+        vier(ziel, abMs);
+      });
+      kasten(ziel, "trun", [&] {
+        vier(ziel, eigene.empty() ? 0 : STELLE_DAUER_UND_GROESSE);
         vier(ziel, bilder);
+        if (!eigene.empty()) vier(ziel, 0);
+        for (const std::uint32_t dauer : eigene) {
+          vier(ziel, dauer);
+          vier(ziel, 1);
+        }
       });
     });
   });

@@ -4,9 +4,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "session/Lesedatei.h"
+#include "session/Mp4Befund.h"
 #include "tests/session/Ordnerbau.h"
 
 namespace hallkorb {
@@ -282,6 +286,55 @@ TEST_F(VideoPruefung, BoxesThatLie) {
   EXPECT_EQ(bau_.auffaellig(), Namen{"zweifelhaft video.mp4"});
   video({});
   EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
+}
+
+TEST_F(VideoPruefung, IndexesWithoutEndAreNotReadToIt) {
+  Bytes bytes = mp4Anfang();
+  mp4Kopf(bytes, 0, true);
+  mp4Fragment(bytes, 5);
+  video(bytes);
+  std::uintmax_t stelle = bytes.size();
+  const auto box = [&](std::uint32_t laenge, const char* name) {
+    std::filesystem::resize_file(bau_ / VIDEODATEI, stelle + laenge);  // takes no room
+    Bytes kopf;
+    vier(kopf, laenge);
+    worte(kopf, name);
+    std::fstream datei(bau_ / VIDEODATEI, std::ios::binary | std::ios::in | std::ios::out);
+    datei.seekp(static_cast<std::streamoff>(stelle));
+    for (const std::uint8_t byte : kopf)
+      datei.put(static_cast<char>(byte));
+    stelle += laenge;
+  };
+  for (int i = 0; i < 4; ++i)
+    box(130U << 20U, "moof");
+  box(8, "mdat");
+  // In fragments, and from the second of the large ones on in doubt.
+  EXPECT_EQ(bau_.auffaellig(), (Namen{"abgeschnitten video.mp4", "abgeschnitten video.mp4"}));
+}
+
+TEST_F(VideoPruefung, HowLongItLastsAndWhoseItIs) {
+  const auto befund = [&](const Bytes& bytes) {
+    video(bytes);
+    return liesMp4Befund(*Lesedatei::oeffne(bau_ / VIDEODATEI));
+  };
+  Bytes ganz = mp4Anfang();
+  mp4Kopf(ganz, 12, false, 214'300);
+  EXPECT_DOUBLE_EQ(befund(ganz).dauer.value_or(0.0), 214.3);
+  EXPECT_TRUE(befund(ganz).ausLibav);
+  Bytes fremd = mp4Anfang();
+  mp4Kopf(fremd, 12, false, 0xFFFFFFFF, SPUR_MACOS);
+  EXPECT_EQ(befund(fremd).dauer, std::nullopt);
+  EXPECT_FALSE(befund(fremd).ausLibav);
+  Bytes teile = mp4Anfang();
+  mp4Kopf(teile, 0, true);
+  mp4Fragment(teile, 3, 0, 100);
+  EXPECT_DOUBLE_EQ(befund(teile).dauer.value_or(0.0), 0.3);
+  mp4Fragment(teile, 2, 5000, 0, {40, 60});
+  EXPECT_DOUBLE_EQ(befund(teile).dauer.value_or(0.0), 5.1);
+  // One whose data has not come counts as little as its pictures do.
+  mp4Fragment(teile, 3, 9000, 100);
+  teile.resize(teile.size() - 7);
+  EXPECT_DOUBLE_EQ(befund(teile).dauer.value_or(0.0), 5.1);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "base/Fremdprogramm.h"
 #include "session/Marken.h"
 #include "session/Zusammenfuegung.h"
 #include "session/Zusammenschnitt.h"
@@ -184,6 +185,37 @@ TEST_F(Zusammen, ATitleIsHarmlessInEveryFormat) {
             "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=500\ntitle=Anfang\n"
             "[CHAPTER]\nTIMEBASE=1/1000\nSTART=500\nEND=1500\ntitle=<b>\\=\\;\\#\\\\ \xEF\xBF\xBD\n"
             "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1500\nEND=2000\ntitle=Pause\n");
+}
+
+TEST_F(Zusammen, ACueOfAlmostNothingIsNotEmpty) {
+  bau_.start();
+  bau_.wav("chunk_me_000.wav", 0, 5);
+  bau_.chunkZeile("me", 0, 1.0, 1.0, "chunk_me_000.wav");
+  bau_.ende();
+  fuege();
+  const Bytes bytes = dateiBytes(bau_ / "zusammen.vtt");
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
+            "WEBVTT\n\n00:00:01.000 --> 00:00:01.001\n<v me>chunk_me_000.wav</v>\n");
+}
+
+// A video of 14.0 s in a recording of 20 s, whose first window was none after all.
+TEST_F(Zusammen, TheFilmBeginsWhereItReachesTheEnd) {
+  if (fuehreProgrammAus({"ffprobe", "-version"}).fehlt()) GTEST_SKIP() << "no ffprobe";
+  bau_.start();
+  bau_.zeile(R"({"event":"video_start","quelle":"Zoom","t_s":1.0})");
+  bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":1.5})");
+  bau_.zeile(R"({"event":"video_wechsel","quelle":"Zoom","t_s":6.0})");
+  bau_.chunk("me", 0, 19.0, 20.0);
+  bau_.ende();
+  std::filesystem::copy_file(HALLKORB_BEISPIEL "/video.mp4", bau_ / VIDEODATEI);
+  ASSERT_EQ(fuege().back(), "zusammen.mp4");
+  std::string beginn;
+  EXPECT_TRUE(
+      fuehreProgrammAus({"ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries",
+                         "stream=start_time", "-of", "csv=p=0", bau_ / "zusammen.mp4"},
+                        [&](const std::string& zeile) { beginn = zeile; })
+          .gelungen());
+  EXPECT_EQ(beginn, "6.000000");
 }
 
 TEST_F(Zusammen, AVideoThatIsNoneIsLeftOut) {

@@ -263,6 +263,38 @@ TEST_F(AbspielerTest, ARecordingThatWasKilledBreaksOff) {
   EXPECT_EQ(faenger.ausgabeZeilen(), erwartet());
 }
 
+TEST_F(AbspielerTest, ARefusedAttemptBesideTheRecordingIsNoneOfItsLines) {
+  const std::string abgelehnt = R"({"event":"error","message":"hier wird schon aufgenommen"})";
+  bau.start();
+  bau.chunk("me", 0, 0.0, 1.0);
+  bau.zeile(abgelehnt);
+  bau.chunk("me", 1, 1.0, 2.0);
+  bau.ende();
+  bau.zeile(abgelehnt);
+  SimPlattform welt;
+  EXPECT_EQ(spiele(welt), 0);
+  const auto alle = erwartet();
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{alle[0], alle[1], alle[3], alle[4]}));
+}
+
+TEST_F(AbspielerTest, WhatWasMissingIsPlayedWhateverStandsBehindIt) {
+  bau.start();
+  bau.chunk("me", 0, 0.0, 3.0);  // then it was killed
+  bau.zeile(R"({"event":"degraded","channel":"them","message":"stumm"})");
+  bau.zeile(R"({"event":"neu"})");
+  bau.zeile(R"({"event":"error","message":"hier wird schon aufgenommen"})");
+  bau.start(false);
+  bau.chunk("me", 0, 0.0, 1.0);
+  bau.ende();
+  bau.zeile(R"({"event":"degraded","channel":"me","message":"nie begonnen"})");
+  SimPlattform welt;
+  EXPECT_EQ(spiele(welt), 0);
+  const auto alle = erwartet();
+  EXPECT_EQ(faenger.ausgabeZeilen(),
+            (std::vector<std::string>{alle[2], alle[5], alle[6], alle[7]}));
+}
+
 TEST_F(AbspielerTest, OnlyTheLastRecordingAndOnlyLinesOfTheRecorder) {
   bau.start();
   bau.chunk("me", 0, 0.0, 3.0);

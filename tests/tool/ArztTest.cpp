@@ -190,6 +190,35 @@ TEST_F(ArztTest, AMicrophoneTooLoudTooQuietAndLost) {
   erwarte("Pegel Mikrofon", Lage::fehlt, "abgezogen", rat(Mangel::mikrofon));
 }
 
+TEST_F(ArztTest, AMicrophoneThatDeliversNothingAtAll) {
+  SimPlattform welt;
+  heil(welt);
+  welt.mikrofonGeraet = {};
+  EXPECT_FALSE(untersuche(welt));
+  erwarte("Pegel Mikrofon", Lage::fehlt, "kam nichts", rat(Mangel::mikrofon));
+}
+
+TEST_F(ArztTest, SystemSoundThatBreaksOff) {
+  SimPlattform welt;
+  heil(welt);
+  welt.systemGeraet = {};
+  stetig(welt.systemGeraet, 0.1, 1.0);
+  welt.systemGeraet.unterbrochen(1.0, Fehler{"sim", 6, "Ausgang weg"});
+  EXPECT_FALSE(untersuche(welt));
+  erwarte("Pegel Systemton", Lage::fehlt, "Ausgang weg", rat(Mangel::systemAudio));
+  // A recording would go on with what has come back.
+  SimPlattform wieder;
+  heil(wieder);
+  wieder.systemGeraet = {};
+  stetig(wieder.systemGeraet, 0.1, 1.0);
+  wieder.systemGeraet.unterbrochen(1.0, Fehler{"sim", 6, "Ausgang weg"});
+  wieder.systemGeraet.fortgesetzt(1.2);
+  stetig(wieder.systemGeraet, 1.2, 10.0);
+  diagnosen.clear();
+  EXPECT_TRUE(untersuche(wieder));
+  erwarte("Pegel Systemton", Lage::gut, "dBFS", "");
+}
+
 TEST_F(ArztTest, ASilentComputerIsNoFault) {
   SimPlattform welt;
   heil(welt);

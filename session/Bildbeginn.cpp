@@ -1,0 +1,56 @@
+#include "session/Bildbeginn.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "session/Lesedatei.h"
+#include "session/WavBefund.h"
+
+namespace hallkorb {
+namespace {
+
+// Pictures of a window that was shown for longer are in the file: the recorder looks at the screen
+// every two seconds, and holds none back any more after a look that found a meeting.
+constexpr double SICHER_DARIN = 60.0;
+// What a killed recorder had not written yet of the video, but of the sound: between nothing and a
+// second and a half.
+constexpr double UNGESCHRIEBEN = 0.75;
+
+}  // namespace
+
+double bekanntesEnde(const Sitzungsordner& ordner, const Ereignisse& ereignisse, Dateien& dateien) {
+  double ende = 0.0;
+  for (const ChunkZeile& chunk : ereignisse.chunks)
+    ende = std::max(ende, chunk.t1);
+  for (const BildZeile& bild : ereignisse.bilder)
+    ende = std::max(ende, bild.zeit);
+  const auto datei = ordner.roh ? Lesedatei::oeffne(ordner.zu(ROHDATEI), dateien) : std::nullopt;
+  const auto roh = datei ? liesWavBefund(*datei) : std::nullopt;
+  if (!roh || !roh->eigener) return ende;
+  // After a kill the header declares less than is there.
+  const auto samples = static_cast<double>(roh->ganzeBytes() / 2);
+  return std::max(ende, std::min(samples / static_cast<double>(roh->rate), MAX_SEKUNDEN));
+}
+
+std::optional<double> bildBeginn(const Mp4Befund& video, const Ereignisse& ereignisse,
+                                 double ende) {
+  std::vector<BildZeile> bilder = ereignisse.bilder;
+  std::stable_sort(bilder.begin(), bilder.end(),
+                   [](const BildZeile& a, const BildZeile& b) { return a.zeit < b.zeit; });
+  const bool bekannt = video.ausLibav && video.dauer;
+  const double gerechnet =
+      bekannt ? ende - *video.dauer - (ereignisse.fertig ? 0.0 : UNGESCHRIEBEN) : 0.0;
+  std::optional<double> beginn;
+  for (std::size_t i = 0; i < bilder.size(); ++i) {
+    if (bilder[i].pause) continue;
+    const double zeit = bilder[i].zeit;
+    if (!beginn || std::abs(zeit - gerechnet) < std::abs(*beginn - gerechnet)) beginn = zeit;
+    const bool bleibt = i + 1 == bilder.size() || bilder[i + 1].zeit - zeit > SICHER_DARIN;
+    if (!bekannt || bleibt) break;
+  }
+  return beginn;
+}
+
+}  // namespace hallkorb
