@@ -239,7 +239,7 @@ class Sammler {
   Json befunde() {
     Json liste = Json::array();
     std::map<std::tuple<Befundart, std::string_view, Thema>, std::size_t> stelle;
-    std::set<std::pair<Befundart, std::string>> gezaehlte;
+    std::set<std::tuple<Befundart, std::string, Thema>> gezaehlte;
     for (const Befund& befund : pruefeSitzung(ordner_, ereignisse_)) {
       if (befund.art == Befundart::hinweis) continue;
       ++daten_.auffaellig;
@@ -254,8 +254,8 @@ class Sammler {
                          {"reparierbar", false},
                          {"texte", Json::array()}});
       Json& einer = liste[ort->second];
-      // A chunk counts once, whatever is wrong with it.
-      if (klasse != CHUNK || gezaehlte.emplace(befund.art, befund.datei).second)
+      // A chunk counts once in each, however much is wrong with it.
+      if (klasse != CHUNK || gezaehlte.emplace(befund.art, befund.datei, befund.thema).second)
         einer["anzahl"] = einer["anzahl"].get<std::size_t>() + befund.anzahl;
       if (befund.reparierbar) einer["reparierbar"] = true;
       if (einer["texte"].size() < MAX_TEXTE)

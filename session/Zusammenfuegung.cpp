@@ -40,14 +40,12 @@ class Zusammenfuegung {
  public:
   Zusammenfuegung(Sitzungsordner ordner, const Wuensche& wuensche,
                   const std::function<void(double)>& fortschritt, Dateien& dateien)
-      : ordner_(std::move(ordner)),
-        wuensche_(wuensche),
+      : wuensche_(wuensche),
         fortschritt_(fortschritt),
         dateien_(dateien),
-        ereignisse_(liesEreignisse(ordner_.zu(EREIGNISSE), dateien)),
-        plan_(planeZeit(ordner_, zeilen(), dateien)) {
-    ordner_ = ohneFruehere(std::move(ordner_), zeilen(), dateien);
-  }
+        ereignisse_(liesEreignisse(ordner.zu(EREIGNISSE), dateien)),
+        ordner_(ohneFruehere(std::move(ordner), zeilen(), dateien)),
+        plan_(planeZeit(ordner_, zeilen(), dateien)) {}
 
   [[nodiscard]] bool hatTon() const { return plan_.bis() > 0; }
 
@@ -184,11 +182,12 @@ class Zusammenfuegung {
     return worte;
   }
 
-  Sitzungsordner ordner_;
   const Wuensche& wuensche_;
   const std::function<void(double)>& fortschritt_;
   Dateien& dateien_;
   std::optional<Ereignisse> ereignisse_;
+  // Without an earlier recording's chunks, and before the plan, on whose rate they have no vote.
+  Sitzungsordner ordner_;
   Zeitplan plan_;
   std::set<std::string> unlesbar_;  // sound files of which something is missing in the results
   std::vector<Ergebnisdatei> ergebnisse_;

@@ -53,7 +53,7 @@ Farbe farbeVon(Befundart art) {
   return Farbe::ohne;
 }
 
-// The name in front of what is said of it; nothing if it is said of the recording as a whole.
+// A file's name in front of a text about it; empty for a text about the recording as a whole.
 std::string mitDatei(const std::string& datei) {
   return datei.empty() ? std::string() : datei + ": ";
 }
@@ -75,9 +75,9 @@ std::string inhaltVon(const Sitzungsordner& ordner) {
   return text;
 }
 
-int pruefe(const Sitzungsordner& ordner, const std::optional<Ereignisse>& ereignisse) {
+int pruefe(const Sitzungsordner& ordner, const Ereignisse* ereignisse) {
   const bool farbig = darfFarbe(STDOUT_FILENO);
-  const auto befunde = pruefeSitzung(ordner, ereignisse ? &*ereignisse : nullptr);
+  const auto befunde = pruefeSitzung(ordner, ereignisse);
   for (const Befund& befund : befunde)
     druckeBefund(befund, farbig);
   const bool auffaellig = istAuffaellig(befunde);
@@ -255,10 +255,11 @@ int fuehreAus(const Aufruf& aufruf, const NeuePlattform& neuePlattform) {
   if (aufruf.befehl == Befehl::bericht) return berichte(aufruf.ordner);
   if (aufruf.befehl == Befehl::reparieren) return repariere(aufruf.ordner);
   if (aufruf.befehl == Befehl::zusammen) return fuege(aufruf);
-  const auto ordner = liesSitzungsordner(aufruf.ordner);
+  auto ordner = liesSitzungsordner(aufruf.ordner);
   if (!ordner) return scheitere("der Ordner ist nicht lesbar: " + zeigbar(aufruf.ordner));
-  const auto ereignisse = liesEreignisse(ordner->zu(EREIGNISSE));
-  return pruefe(*ordner, ereignisse);
+  const auto gelesen = liesEreignisse(ordner->zu(EREIGNISSE));
+  const Ereignisse* ereignisse = gelesen ? &*gelesen : nullptr;
+  return pruefe(ohneFruehere(std::move(*ordner), ereignisse), ereignisse);
 }
 
 }  // namespace hallkorb

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <variant>
@@ -17,6 +18,7 @@
 #include "session/Seitendaten.h"
 #include "session/Zusammenfuegung.h"
 #include "tests/session/Ordnerbau.h"
+#include "tool/Befehle.h"
 
 namespace hallkorb {
 namespace {
@@ -109,10 +111,50 @@ TEST_F(FruehereAufnahme, ItIsNeitherShownNorPutTogether) {
   EXPECT_FALSE(std::filesystem::exists(bau_ / "zusammen.mp4"));
 }
 
+// There may be many more of its chunks.
+TEST_F(FruehereAufnahme, ItHasNoVoteOnTheRate) {
+  for (const char* name : {"chunk_me_001.wav", "chunk_them_004.wav"}) {
+    bau_.wav(name, 0, 48'000, 48'000);
+    altere(name);
+  }
+  const auto ergebnis = fuegeZusammen(bau_.ordner().pfad(), {});
+  ASSERT_TRUE(std::holds_alternative<std::vector<Ergebnisdatei>>(ergebnis));
+  const Ergebnisdatei& erste = std::get<std::vector<Ergebnisdatei>>(ergebnis).front();
+  EXPECT_TRUE(erste.gelungen);
+  EXPECT_EQ(erste.datei, "zusammen.wav");
+  EXPECT_TRUE(erste.text.ends_with(", 1.00 s")) << erste.text;
+}
+
+TEST_F(FruehereAufnahme, ItIsNotCountedAsTheLastOnes) {
+  Aufruf aufruf;
+  aufruf.ordner = bau_.ordner().pfad();
+  testing::internal::CaptureStdout();
+  const int status = fuehreAus(aufruf, nullptr);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(status, AUFFAELLIG);
+  EXPECT_TRUE(text.ends_with("\nauffaellig: 1 Chunks von me, 0 von them\n")) << text;
+}
+
 TEST_F(FruehereAufnahme, AnAnnouncedChunkIsOfTheLastOne) {
   altere("chunk_me_000.wav");
   const Ereignisse alle = zeilen();
   EXPECT_EQ(ohneFruehere(gelesen(), &alle).frueher, FRUEHER);
+}
+
+// What lies under an announced name differs in length and in rate: two findings about one chunk.
+TEST_F(FruehereAufnahme, AnAnnouncedChunkCountsInEachFindingOfThePage) {
+  bau_.wav("chunk_me_001.wav", 0, 72'000, 48'000);
+  altere("chunk_me_001.wav");
+  bau_.chunkZeile("me", 1, 1.0, 2.0, "chunk_me_001.wav");
+  const Ereignisse alle = zeilen();
+  const auto satz = nlohmann::json::parse(sammleSeitendaten(gelesen(), &alle).json);
+  Namen themen;
+  for (const auto& befund : satz["befunde"]) {
+    if (befund["art"] != "zweifelhaft") continue;
+    themen.push_back(befund["thema"]);
+    EXPECT_EQ(befund["anzahl"], 1);
+  }
+  EXPECT_EQ(themen, (Namen{"", "rate"}));
 }
 
 // A package gives all files one time, and without lines nobody knows when it began.
