@@ -6,8 +6,8 @@
 // put the sound of another meeting under it, and a repair would cut a chunk of it.
 //
 // Such a file was last changed before time zero of the last recording. That is believed only if the
-// kept lines were written after it: where the times of files mean nothing (a package, a clock that
-// was wrong), or nobody has kept lines, everything counts as the last recording's.
+// kept lines were written after it: if the times of files mean nothing (a package, a clock that was
+// wrong), or nobody has kept lines, everything counts as the last recording's.
 //
 // Any thread; only reads.
 #pragma once
