@@ -2,9 +2,16 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace hallkorb {
+namespace {
+
+constexpr std::size_t BLOCK = std::size_t{64} * 1024;
+
+}  // namespace
 
 std::optional<Lesedatei> Lesedatei::oeffne(const std::string& pfad, Dateien& dateien) {
   const int griff =
@@ -41,6 +48,22 @@ std::size_t Lesedatei::liesAn(std::int64_t stelle, std::span<std::uint8_t> ziel)
     gelesen += static_cast<std::size_t>(n);
   }
   return gelesen;
+}
+
+bool Lesedatei::gleicht(std::int64_t stelle, const Lesedatei& andere, std::int64_t dort,
+                        std::int64_t bytes) const {
+  std::vector<std::uint8_t> hier(BLOCK);
+  std::vector<std::uint8_t> drueben(BLOCK);
+  for (std::int64_t ab = 0; ab < bytes; ab += static_cast<std::int64_t>(BLOCK)) {
+    const auto n = static_cast<std::size_t>(std::min<std::int64_t>(bytes - ab, BLOCK));
+    const auto einer = std::span(hier).first(n);
+    const auto anderer = std::span(drueben).first(n);
+    if (liesAn(stelle + ab, einer) < n || andere.liesAn(dort + ab, anderer) < n ||
+        !std::equal(einer.begin(), einer.end(), anderer.begin())) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace hallkorb

@@ -34,6 +34,10 @@ class Lesedatei {
   // Fills `ziel` from byte `stelle` on; returns how far it came: less at the end of the file or
   // after an error.
   [[nodiscard]] std::size_t liesAn(std::int64_t stelle, std::span<std::uint8_t> ziel) const;
+  // Whether `bytes` bytes from byte `stelle` on are those of `andere` from `dort` on; false if
+  // either ends before or cannot be read.
+  [[nodiscard]] bool gleicht(std::int64_t stelle, const Lesedatei& andere, std::int64_t dort,
+                             std::int64_t bytes) const;
   // The error number of the first read that failed; 0 if none did. What was made of the file is
   // worth nothing otherwise.
   [[nodiscard]] int fehlernummer() const { return fehlernummer_; }

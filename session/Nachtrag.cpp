@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <utility>
 
 #include "session/Lesedatei.h"
@@ -20,7 +19,6 @@ namespace {
 // silence between two chunks is never as short: it has the shortest length of a chunk.
 constexpr double SPIEL = 0.5;
 constexpr double REST_SEKUNDEN = 0.05;  // less is not worth a chunk
-constexpr std::size_t BLOCK = std::size_t{64} * 1024;
 
 struct Ton {
   Lesedatei datei;
@@ -37,24 +35,6 @@ std::optional<Ton> oeffneTon(const std::string& pfad, Dateien& dateien, bool& un
   unlesbar |= !datei || datei->fehlernummer() != 0;
   if (!wav || !wav->eigener) return std::nullopt;
   return Ton{std::move(*datei), *wav};
-}
-
-// Whether `chunk` is what the raw file holds from the sample `ab` on.
-bool gleicht(const Ton& chunk, const Ton& roh, std::int64_t ab) {
-  std::vector<std::uint8_t> hier(BLOCK);
-  std::vector<std::uint8_t> dort(BLOCK);
-  const std::int64_t bytes = chunk.samples() * 2;
-  for (std::int64_t stelle = 0; stelle < bytes; stelle += static_cast<std::int64_t>(BLOCK)) {
-    const auto n = static_cast<std::size_t>(std::min<std::int64_t>(bytes - stelle, BLOCK));
-    const auto einer = std::span(hier).first(n);
-    const auto anderer = std::span(dort).first(n);
-    if (chunk.datei.liesAn(chunk.wav.datenAb + stelle, einer) < n ||
-        roh.datei.liesAn(roh.wav.datenAb + ab * 2 + stelle, anderer) < n ||
-        !std::equal(einer.begin(), einer.end(), anderer.begin())) {
-      return false;
-    }
-  }
-  return true;
 }
 
 class Sucher {
@@ -77,8 +57,11 @@ class Sucher {
     if (unlesbar_ || roh_.datei.fehlernummer() != 0) return {{}, {}, true};
     const auto mindestens =
         static_cast<std::int64_t>(REST_SEKUNDEN * static_cast<double>(roh_.wav.rate));
-    if (roh_.samples() - meBis_ > mindestens && naechsteNummer(ordner_, ereignisse_) <= MAX_NUMMER)
+    // It is cut only from a raw file whose header is right, or can be put right.
+    if (roh_.samples() - meBis_ > mindestens && roh_.wav.erneuerbar() &&
+        naechsteNummer(ordner_, ereignisse_) <= MAX_NUMMER) {
       nachtrag_.restAb = meBis_;
+    }
     return std::move(nachtrag_);
   }
 
@@ -133,7 +116,8 @@ class Sucher {
   // A chunk that a killed repair had cut. Without echo removal there is no telling them apart, and
   // no need to.
   [[nodiscard]] bool ausRoh(const Ton& chunk, std::int64_t ab) {
-    const bool gleich = gleicht(chunk, roh_, ab);
+    const bool gleich = chunk.datei.gleicht(chunk.wav.datenAb, roh_.datei,
+                                            roh_.wav.datenAb + ab * 2, chunk.samples() * 2);
     unlesbar_ |= chunk.datei.fehlernummer() != 0;
     return gleich && (!ereignisse_.start || ereignisse_.start->echo);
   }

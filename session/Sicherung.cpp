@@ -6,6 +6,7 @@
 #include <span>
 
 #include "base/Ersatzdatei.h"
+#include "session/Lesedatei.h"
 
 namespace hallkorb {
 namespace {
@@ -31,6 +32,14 @@ Ergebnis Sicherung::kopiere(const std::string& von, const std::string& nach) {
   if (ergebnis.gescheitert()) return ergebnis;
   if (const int nummer = sichereAufPlatte(nach); nummer != 0) return Fehler::ausErrno(nummer, WAS);
   return {};
+}
+
+// Whether two files have the same content; false if it cannot be read to the end.
+bool Sicherung::gleichen(const std::string& einer, const std::string& anderer) {
+  const auto hier = Lesedatei::oeffne(einer, dateien_);
+  const auto dort = Lesedatei::oeffne(anderer, dateien_);
+  return hier && dort && hier->groesse() == dort->groesse() &&
+         hier->gleicht(0, *dort, 0, hier->groesse());
 }
 
 // A link in the folder's place would lead the originals anywhere.
@@ -82,12 +91,20 @@ Ergebnis Sicherung::bewahre(std::string_view name) {
   const Sicherungsort& ort = std::get<Sicherungsort>(ergebnis);
   if (ort.schonDa) return {};
   if (beharrlich([&] { return dateien_.verknuepfen(von, ort.pfad); }) == 0) return {};
-  return kopiere(von, ort.pfad);
+  kopien_.insert_or_assign(std::string(name), ort.pfad);
+  Ergebnis kopiert = kopiere(von, ort.pfad);
+  if (kopiert.gescheitert()) gibFrei(name);
+  return kopiert;
 }
 
 void Sicherung::gibFrei(std::string_view name) {
-  Dateien::Zustand datei;
   const std::string von = pfadIn(ordner_, std::string(name));
+  if (const auto kopie = kopien_.find(name); kopie != kopien_.end()) {
+    if (gleichen(von, kopie->second)) beharrlich([&] { return dateien_.loeschen(kopie->second); });
+    kopien_.erase(kopie);
+    return;
+  }
+  Dateien::Zustand datei;
   if (beharrlich([&] { return dateien_.zustand(von, datei); }) < 0) return;
   const auto ergebnis = ortFuer(name, &datei);
   const Sicherungsort* ort = std::get_if<Sicherungsort>(&ergebnis);

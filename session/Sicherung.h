@@ -7,12 +7,15 @@
 // is on the disk before anything goes on.
 //
 // Until the new content is in its place both names lead to one file, and who writes into that
-// changes both. If the new content does not come, the second name is given up again; only a repair
-// that was killed leaves it, until the next one.
+// changes both; and of copies each attempt would leave another. If the new content does not come,
+// the original is given up again: the second name, or the copy if the file still holds the same
+// bytes. A repair that was killed leaves a second name until the next one, and a copy for good.
 //
 // One thread at a time, with the folder locked.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,8 +36,8 @@ class Sicherung {
   // Keeps the file of that name; it stays where it is. An earlier original of the name is never
   // touched: the new one gets a number, unless it is that very file.
   [[nodiscard]] Ergebnis bewahre(std::string_view name);
-  // Gives up what bewahre() has kept of the file if that is still the file itself, since it was not
-  // replaced.
+  // Gives up what bewahre() has kept of the file, since it was not replaced: what is still the file
+  // itself, or a copy by this object that has the same content.
   void gibFrei(std::string_view name);
   // Moves the file away from the recording to the originals.
   [[nodiscard]] Ergebnis raeumeWeg(std::string_view name);
@@ -43,6 +46,7 @@ class Sicherung {
   [[nodiscard]] Ergebnis bereite();
   [[nodiscard]] Ergebnis kopiere(const std::string& von, const std::string& nach);
   [[nodiscard]] int sichereAufPlatte(const std::string& pfad);
+  [[nodiscard]] bool gleichen(const std::string& einer, const std::string& anderer);
 
   // Where an original of that name goes: nothing is there yet, or that very file.
   struct Sicherungsort {
@@ -54,6 +58,7 @@ class Sicherung {
 
   std::string ordner_;
   Dateien& dateien_;
+  std::map<std::string, std::string, std::less<>> kopien_;  // name -> path of its copy
 };
 
 }  // namespace hallkorb
