@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <variant>
@@ -138,6 +139,22 @@ TEST_F(FruehereAufnahme, AnAnnouncedChunkIsOfTheLastOne) {
   altere("chunk_me_000.wav");
   const Ereignisse alle = zeilen();
   EXPECT_EQ(ohneFruehere(gelesen(), &alle).frueher, FRUEHER);
+}
+
+// What lies under an announced name differs in length and in rate: two findings about one chunk.
+TEST_F(FruehereAufnahme, AnAnnouncedChunkCountsInEachFindingOfThePage) {
+  bau_.wav("chunk_me_001.wav", 0, 72'000, 48'000);
+  altere("chunk_me_001.wav");
+  bau_.chunkZeile("me", 1, 1.0, 2.0, "chunk_me_001.wav");
+  const Ereignisse alle = zeilen();
+  const auto satz = nlohmann::json::parse(sammleSeitendaten(gelesen(), &alle).json);
+  Namen themen;
+  for (const auto& befund : satz["befunde"]) {
+    if (befund["art"] != "zweifelhaft") continue;
+    themen.push_back(befund["thema"]);
+    EXPECT_EQ(befund["anzahl"], 1);
+  }
+  EXPECT_EQ(themen, (Namen{"", "rate"}));
 }
 
 // A package gives all files one time, and without lines nobody knows when it began.

@@ -132,6 +132,14 @@ TEST_F(Pruefung, AFullRawFileIsNotCutOff) {
   EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten mikro_roh.wav"});
 }
 
+// No header can declare its samples, so none of them can be cut.
+TEST_F(Pruefung, ARawFileWithoutAHeaderThatFitsPromisesNothing) {
+  std::filesystem::resize_file(bau_ / ROHDATEI, (std::uintmax_t{1} << 32U) + 100);  // takes no room
+  EXPECT_EQ(bau_.auffaellig(),
+            (Namen{"abgeschnitten ereignisse.jsonl", "abgeschnitten mikro_roh.wav"}));
+  EXPECT_TRUE(bau_.reparierbar().empty());
+}
+
 // A few bytes in an archive may become a file of a terabyte.
 TEST_F(Pruefung, LinesWithoutEndAreNotReadToIt) {
   bau_.ende();

@@ -179,10 +179,9 @@ class ReparaturFehler : public testing::Test {
     const std::string ort = arbeit_ + "/originale";
     if (!std::filesystem::is_directory(ort)) return {};
     const Inhalte jetzt = inhalte(arbeit_);
-    for (const auto& [name, bytes] : inhalte(ort)) {
-      const auto gleich = [&](const auto& datei) { return datei.second == bytes; };
-      if (std::any_of(jetzt.begin(), jetzt.end(), gleich)) return name;
-    }
+    for (const auto& [name, bytes] : inhalte(ort))
+      for (const auto& [datei, andere] : jetzt)
+        if (andere == bytes) return name;
     return {};
   }
 
@@ -297,6 +296,21 @@ TEST_F(ReparaturFehler, WithoutSecondNamesTheOriginalsAreCopies) {
       ASSERT_FALSE(HasFailure());
     }
   }
+}
+
+// Somebody writes into a file that was copied, and is then not replaced.
+TEST_F(ReparaturFehler, ACopyOfWhatHasChangedStays) {
+  zerstoere();
+  vorher_ = inhalte(neu());
+  FehlerDateien dateien;
+  dateien.scheitere(Ruf::verknuepfen, 0, EPERM, FehlerDateien::IMMER);
+  dateien.scheitere(Ruf::umbenennen, 2, EIO);  // after an unfinished file and the copy
+  dateien.vorher = [&](Ruf ruf) {
+    if (ruf == Ruf::umbenennen && dateien.rufe(ruf) == 2)
+      legeAn(arbeit_ + "/chunk_me_001.wav", Bytes(vorher_["chunk_me_001.wav"].size()));
+  };
+  EXPECT_FALSE(repariere(dateien).alles());
+  EXPECT_EQ(verloren(vorher_), "");
 }
 
 // The folder allows no new file, and its files could be written to: that would change the original,
