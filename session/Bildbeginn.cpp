@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "session/Lesedatei.h"
@@ -30,8 +31,9 @@ double bekanntesEnde(const Sitzungsordner& ordner, const Ereignisse& ereignisse,
   const auto roh = datei ? liesWavBefund(*datei) : std::nullopt;
   if (!roh || !roh->eigener) return ende;
   // After a kill the header declares less than is there.
-  const auto samples = static_cast<double>(roh->ganzeBytes() / 2);
-  return std::max(ende, std::min(samples / static_cast<double>(roh->rate), MAX_SEKUNDEN));
+  const std::int64_t samples = roh->ganzeBytes() / 2;
+  const double dauer = static_cast<double>(samples) / static_cast<double>(roh->rate);
+  return std::max(ende, std::min(dauer, MAX_SEKUNDEN));
 }
 
 std::optional<double> bildBeginn(const Mp4Befund& video, const Ereignisse& ereignisse,

@@ -255,7 +255,7 @@ class Boese(seitenfall.Seitenfall):
                 seite = self.oeffne(ordner, programm, sprache=sprache)
                 self.assertEqual(seite.tu("document.querySelectorAll('tr.fehlt').length"), 0)
                 self.assertIn(wort, seite.tu("document.querySelector('tr.ungespielt').innerText"))
-                self.assertNotIn({"de": "fehlt", "en": "missing"}[sprache[:2]], self.befunde(seite))
+                self.assertNotIn({"de": "Chunk fehlt", "en": "chunk is missing"}[sprache[:2]], self.befunde(seite))
                 von, bis = seite.tu(seitenfall.ANSICHT)
                 seite.klicke("#zeit", (chunk["t0"] + 0.2 - von) / (bis - von), 0.2)
                 seite.klicke("#spiel")

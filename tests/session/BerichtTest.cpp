@@ -283,12 +283,6 @@ TEST_F(BerichtTest, ARefusedAttemptSaysNothingAboutTheRecording) {
   EXPECT_TRUE(satz["fertig"].get<bool>());
 }
 
-TEST_F(BerichtTest, AnAttemptThatBeganNothingSaysWhy) {
-  bau_.wav(ROHDATEI, 0, 16000);
-  bau_.zeile(R"({"event":"error","message":"nichts da"})");
-  EXPECT_EQ(daten()["meldungen"][0]["name"], "error");
-}
-
 TEST_F(BerichtTest, WithoutLinesTheFilesAlone) {
   bau_.wav("chunk_me_000.wav", 0, 8000);
   bau_.wav("chunk_me_004.wav", 8000, 8000);

@@ -149,6 +149,8 @@ TEST_F(EreignisseTest, WhatWasMissingIsKeptAfterAKillToo) {
   EXPECT_TRUE(alle.fehltOhneGrund(Kanal::me));
   EXPECT_FALSE(alle.fehltOhneGrund(Kanal::them));
   EXPECT_FALSE(lies(R"({"event":"started"})").fehltOhneGrund(Kanal::me));
+  // An attempt that began nothing says why.
+  EXPECT_EQ(lies(R"({"event":"error","message":"x"})").meldungen.size(), 1U);
 }
 
 TEST_F(EreignisseTest, ABrokenLineCostsThatLineOnly) {
