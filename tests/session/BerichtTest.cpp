@@ -215,21 +215,6 @@ TEST_F(BerichtTest, AFindingSaysWhetherARepairHelps) {
   EXPECT_EQ(satz["befunde"][1]["texte"].size(), 2U);
 }
 
-TEST_F(BerichtTest, AChunkCountsInEachFindingAboutIt) {
-  bau_.start();
-  bau_.chunk("me", 0, 0.0, 1.0);
-  bau_.chunk("them", 0, 0.0, 1.0);
-  bau_.wav("chunk_me_001.wav", 0, 72'000, 48'000);
-  bau_.chunkZeile("me", 1, 1.0, 2.0, "chunk_me_001.wav");  // a second and a half are there
-  bau_.ende();
-  const Json satz = daten();
-  ASSERT_EQ(satz["befunde"].size(), 2U);
-  EXPECT_EQ(satz["befunde"][0]["thema"], "");
-  EXPECT_EQ(satz["befunde"][0]["anzahl"], 1);
-  EXPECT_EQ(satz["befunde"][1]["thema"], "rate");
-  EXPECT_EQ(satz["befunde"][1]["anzahl"], 1);
-}
-
 TEST_F(BerichtTest, LinesThatCannotBeReadAreCounted) {
   bau_.start();
   bau_.chunk("me", 0, 0.0, 1.0);

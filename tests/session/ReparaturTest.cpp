@@ -6,13 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -284,72 +282,17 @@ TEST_F(Reparatur, AnOriginalIsKeptOnceAndOnlyOfWhatWasReplaced) {
   EXPECT_EQ(bytes("originale/chunk_me_000.wav"), vorher);
 }
 
-// On a memory stick a file has one name only, so its original is a copy.
-TEST_F(Reparatur, ACopyIsKeptOnceAndOnlyOfWhatWasReplaced) {
-  using Ruf = FehlerDateien::Ruf;
-  bau_.ende();
-  bau_.kuerze("chunk_me_000.wav", 2001);
-  const Bytes vorher = bytes("chunk_me_000.wav");
-  // The copy is there and is not on the disk for sure; the new file cannot be written, or renamed.
-  for (const auto& [ruf, n] :
-       {std::pair{Ruf::aufPlatte, 0U}, {Ruf::schreiben, 1U}, {Ruf::umbenennen, 1U}}) {
-    FehlerDateien stick;
-    stick.scheitere(Ruf::verknuepfen, 0, EPERM, FehlerDateien::IMMER);
-    stick.scheitere(ruf, n, EIO, FehlerDateien::IMMER);
-    EXPECT_EQ(repariere(stick), Namen{"! chunk_me_000.wav"});
-    EXPECT_EQ(bytes("chunk_me_000.wav"), vorher);
-    EXPECT_EQ(originale(), Namen{});
-  }
-  FehlerDateien stick;
-  stick.scheitere(Ruf::verknuepfen, 0, EPERM, FehlerDateien::IMMER);
-  EXPECT_EQ(repariere(stick), Namen{"chunk_me_000.wav"});
-  EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
-  EXPECT_EQ(bytes("originale/chunk_me_000.wav"), vorher);
-}
-
-TEST_F(Reparatur, ACopyStaysIfTheFileHasChangedMeanwhile) {
-  using Ruf = FehlerDateien::Ruf;
-  bau_.ende();
-  bau_.kuerze("chunk_me_000.wav", 2001);
-  const Bytes vorher = bytes("chunk_me_000.wav");
-  FehlerDateien stick;
-  stick.scheitere(Ruf::verknuepfen, 0, EPERM, FehlerDateien::IMMER);
-  stick.scheitere(Ruf::umbenennen, 1, EIO);
-  stick.vorher = [&](Ruf ruf) {
-    if (ruf == Ruf::umbenennen && stick.rufe(ruf) == 1)
-      bau_.setzeImOrt("chunk_me_000.wav", 1000, 0);
-  };
-  EXPECT_EQ(repariere(stick), Namen{"! chunk_me_000.wav"});
-  EXPECT_NE(bytes("chunk_me_000.wav"), vorher);
-  EXPECT_EQ(originale(), Namen{"chunk_me_000.wav"});
-  EXPECT_EQ(bytes("originale/chunk_me_000.wav"), vorher);
-}
-
 TEST_F(Reparatur, LinesThatCouldNotBeAddedToAreNoOriginal) {
   bau_.wav(ROHDATEI, 0, 40'000);
-  // The chunk, or after it the lines, cannot be written; a copy of the lines is the first write.
-  for (const std::size_t kopie : {0U, 1U}) {
-    for (const std::size_t n : {0U, 2U}) {
-      std::filesystem::remove(bau_ / "chunk_me_001.wav");
-      FehlerDateien voll;
-      voll.scheitere(FehlerDateien::Ruf::schreiben, n + kopie, ENOSPC, FehlerDateien::IMMER);
-      if (kopie == 1)
-        voll.scheitere(FehlerDateien::Ruf::verknuepfen, 0, EPERM, FehlerDateien::IMMER);
-      EXPECT_EQ(repariere(voll), Namen{"! chunk_me_001.wav"});
-      EXPECT_EQ(originale(), Namen{});
-    }
+  // The chunk, or after it the lines, cannot be written.
+  for (const std::size_t n : {0U, 2U}) {
+    FehlerDateien voll;
+    voll.scheitere(FehlerDateien::Ruf::schreiben, n, ENOSPC, FehlerDateien::IMMER);
+    EXPECT_EQ(repariere(voll), Namen{"! chunk_me_001.wav"});
+    EXPECT_EQ(originale(), Namen{});
   }
   EXPECT_EQ(repariere(), Namen{"chunk_me_001.wav"});
   EXPECT_EQ(originale(), Namen{EREIGNISSE});
-}
-
-// No header can declare it, so nothing is cut from it: the lines stay as they are.
-TEST_F(Reparatur, ARawFileThatCannotBePutRightHasNoRest) {
-  bau_.wav(ROHDATEI, 0, 40'000);
-  std::filesystem::resize_file(bau_ / ROHDATEI, (std::uintmax_t{1} << 32U) + 100);  // takes no room
-  EXPECT_EQ(bau_.reparierbar(), std::set<std::string>{});
-  EXPECT_EQ(repariere(), Namen{"! mikro_roh.wav"});
-  EXPECT_FALSE(std::filesystem::exists(bau_ / "originale"));
 }
 
 TEST_F(Reparatur, ANameForWhichThereIsNoRoomEndsInAnError) {
