@@ -122,11 +122,18 @@ def _kennt_geraete(ort):
                                   stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=15)
         except (OSError, subprocess.TimeoutExpired):
             return True
-        if lauf.returncode or re.search(r'^\s*media\.class = "Audio/', lauf.stdout, re.MULTILINE):
+        if lauf.returncode or _nennt_geraete(lauf.stdout):
             return True
         if time.monotonic() > ende:
             return False
         time.sleep(0.2)
+
+
+def _nennt_geraete(knoten):
+    """Whether pw-cli's list of nodes names a device. auto_null is none: PipeWire's PulseAudio server makes it
+    while there is no device."""
+    return any('media.class = "Audio/' in einer and 'node.name = "auto_null"' not in einer
+               for einer in re.split(r"(?m)^\s*id \d+, type", knoten))
 
 
 def antwortet(name):

@@ -240,9 +240,13 @@ class OhneGeraete(unittest.TestCase):
         os.makedirs(os.path.dirname(benutzer))
         os.symlink(self.anlage.ordner, benutzer)
         wurzel = os.path.join(self.anlage.ordner, "root")
-        for mehr in ({}, {"XDG_RUNTIME_DIR": ""}):
-            with self.subTest(mehr):
-                self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel, **mehr), (None, ["tonanlage"]))
+        for pulse in (False, True):
+            if pulse:
+                self.anlage.starte_pulse()
+                tonanlage.warte_bis(lambda: self.anlage.knoten("auto_null"), "a device that is none")
+            for mehr in ({}, {"XDG_RUNTIME_DIR": ""}):
+                with self.subTest(mehr, pulse=pulse):
+                    self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel, **mehr), (None, ["tonanlage"]))
         self.anlage.lege_an("speakers")
         self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel), (None, []))
         klage, fehlt = self.fehlt(HALLKORB_SERVER_ROOT=wurzel, XDG_RUNTIME_DIR="")
