@@ -64,8 +64,9 @@ double sekundenSeitStart() {
 }  // namespace
 
 std::unique_ptr<RohWav> RohWav::oeffne(std::string pfad, std::int64_t rate, Dateien& dateien,
-                                       Uhr uhr, std::int64_t davor) {
+                                       Uhr uhr, std::int64_t davor, int* grund) {
   const int datei = legeAn(pfad, dateien);
+  if (grund != nullptr) *grund = std::max(0, -datei);
   if (datei < 0) return nullptr;
   if (!uhr) uhr = sekundenSeitStart;
   return std::unique_ptr<RohWav>(
@@ -89,7 +90,9 @@ RohWav::RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien,
   if (nummer == ESPIPE) {
     // A pipe or a terminal only takes bytes in order: the header of an empty recording stays.
     nurVoran_ = true;
-    nummer = gibWeiter(kopf(rate_, 0)).nummer;
+    const WavKopf leerer = kopf(rate_, 0);
+    rest_.assign(leerer.begin(), leerer.end());
+    nummer = gibRest();
   }
   // A full disk may have room in a minute: the header is then written later.
   melde(nummer);
@@ -128,7 +131,22 @@ void RohWav::schreiben(std::span<const float> samples) {
   melde(nummer);
 }
 
+// A sample that is cut in two counts as written: its other byte comes first next time.
 Geschrieben RohWav::gibWeiter(std::span<const std::uint8_t> bytes) {
+  if (const int nummer = gibRest(); nummer != 0) return {0, nummer};
+  Geschrieben stand = sende(bytes);
+  if (stand.bytes % 2 != 0) rest_.push_back(bytes[static_cast<std::size_t>(stand.bytes++)]);
+  return stand;
+}
+
+// Returns 0 if nothing is left of it, otherwise an error number.
+int RohWav::gibRest() {
+  const Geschrieben stand = sende(rest_);
+  rest_.erase(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(stand.bytes));
+  return stand.nummer;
+}
+
+Geschrieben RohWav::sende(std::span<const std::uint8_t> bytes) {
   Geschrieben stand;
   while (!bytes.empty() && stand.nummer == 0) {
     const ssize_t n = beharrlich([&] { return dateien_.schreiben(*handle_, bytes); });

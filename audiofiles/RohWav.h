@@ -23,7 +23,9 @@
 // If the path leads to something other than a regular file (a pipe that is being read), it gets the
 // header of an empty recording and then the samples as they come. A reader that makes no room is
 // waited for, but for five seconds at most and then only for a tenth of the time: behind that wait
-// is the echo path, or the microphone itself. What it does not take is missing.
+// is the echo path, or the microphone itself. What it does not take is missing; but the header, and
+// a sample of which it has taken half, come before anything else, since all that follows would be
+// noise otherwise.
 //
 // Not locked: one thread at a time.
 #pragma once
@@ -58,10 +60,10 @@ class RohWav {
   // Hz (modulo 2^32, the header's field). Returns null, without logging, if the file cannot be
   // created or opened for writing. The default for `uhr` is a monotonic clock. `davor` samples,
   // fewer than the header can declare, have already been lost, before there was a file; they are
-  // reported like others.
+  // reported like others. `grund`, if given, gets the error number, or 0.
   static std::unique_ptr<RohWav> oeffne(std::string pfad, std::int64_t rate,
                                         Dateien& dateien = posixDateien(), Uhr uhr = nullptr,
-                                        std::int64_t davor = 0);
+                                        std::int64_t davor = 0, int* grund = nullptr);
   RohWav(const RohWav&) = delete;
   RohWav& operator=(const RohWav&) = delete;
   ~RohWav();
@@ -92,6 +94,8 @@ class RohWav {
   RohWav(std::string pfad, int datei, std::int64_t rate, Dateien& dateien, Uhr uhr,
          std::int64_t davor);
   [[nodiscard]] Geschrieben gibWeiter(std::span<const std::uint8_t> bytes);
+  [[nodiscard]] int gibRest();
+  [[nodiscard]] Geschrieben sende(std::span<const std::uint8_t> bytes);
   [[nodiscard]] int warteAufLeser();
   void pruefePfad();
   [[nodiscard]] bool pfadStimmt() const;
@@ -107,12 +111,13 @@ class RohWav {
   std::string pfad_;
 
   std::int64_t rate_;
-  std::int64_t laenge_ = 0;    // bytes of all samples handed in, lost ones included
-  std::int64_t verloren_ = 0;  // bytes lost since writing began to fail
-  bool nurVoran_ = false;      // a pipe: nothing can be written twice
-  bool kopfFehlt_ = false;     // the last update of the header failed
-  bool gestoert_ = false;      // writing fails, and that is logged
-  double geduld_;              // seconds that the reader of a pipe may still keep us waiting
+  std::int64_t laenge_ = 0;         // bytes of all samples handed in, lost ones included
+  std::int64_t verloren_ = 0;       // bytes lost since writing began to fail
+  bool nurVoran_ = false;           // a pipe: nothing can be written twice
+  std::vector<std::uint8_t> rest_;  // what its reader must get first: of the header or of a sample
+  bool kopfFehlt_ = false;          // the last update of the header failed
+  bool gestoert_ = false;           // writing fails, and that is logged
+  double geduld_;                   // seconds that the reader of a pipe may still keep us waiting
   double letztesWarten_ = 0.0;
   bool entfernt_ = false;  // the path does not lead to the file, and that is logged
   std::optional<Dateien::Zustand> eigene_;  // the file; absent if it need not keep its path

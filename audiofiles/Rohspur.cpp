@@ -1,6 +1,7 @@
 #include "audiofiles/Rohspur.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <utility>
 
@@ -15,16 +16,12 @@ Rohspur::Rohspur(std::string pfad, double rate, Dateien& dateien)
 }
 
 void Rohspur::oeffne(std::int64_t davor) {
-  datei_ = RohWav::oeffne(pfad_, static_cast<std::int64_t>(rate_), dateien_, nullptr, davor);
+  int grund = 0;
+  datei_ =
+      RohWav::oeffne(pfad_, static_cast<std::int64_t>(rate_), dateien_, nullptr, davor, &grund);
   davor_.reset();
-  if (!datei_ && !istRohr()) davor_ = davor;
-}
-
-// A pipe without a reader; otherwise it could have been opened.
-bool Rohspur::istRohr() const {
-  Dateien::Zustand dort;
-  return beharrlich([&] { return dateien_.zustand(pfad_, dort); }) == 0 &&
-         dort.art == Dateien::Art::sonst;
+  // ENXIO: a pipe without a reader.
+  if (!datei_ && grund != ENXIO) davor_ = davor;
 }
 
 void Rohspur::holeNach(std::size_t anzahl) {

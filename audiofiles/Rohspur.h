@@ -38,7 +38,6 @@ class Rohspur {
  private:
   void oeffne(std::int64_t davor);
   void holeNach(std::size_t anzahl);
-  [[nodiscard]] bool istRohr() const;
 
   const std::string pfad_;
   const double rate_;

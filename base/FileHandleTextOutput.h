@@ -63,8 +63,8 @@ class FileHandleTextOutput {
   bool starteFaden();
 
   // Waits until everything has been written or given up, and the stream's thread has left the
-  // handler of leserWeg(): what that handler uses may go afterwards. Returns whether nothing was
-  // given up since the last call.
+  // handlers of leserWeg() and beiStoerung(): what those use may go afterwards. Returns whether
+  // nothing was given up since the last call.
   bool leere();
 
   // Keeps what is written from now on until gibFrei(), which writes `zuerst` and then what was

@@ -8,6 +8,16 @@
 namespace hallkorb {
 namespace {
 
+// Two of the longest blocks in use at 48 kHz. Other rates, and devices that are no graph's, have
+// longer ones.
+constexpr double KUERZESTE_PAUSE = 0.4;     // s
+constexpr double LAENGSTE_PAUSE = 86400.0;  // s; of a rate that is absurd
+
+std::chrono::milliseconds pauseNach(double dauer) {
+  const double sekunden = std::clamp(2 * dauer, KUERZESTE_PAUSE, LAENGSTE_PAUSE);
+  return std::chrono::milliseconds(std::llround(sekunden * 1000));
+}
+
 // Room for what waits, in frames: the longest blocks in use, and as much as GEDULD lasts.
 std::size_t wartendeFrames(double rate) {
   return (Stempelfilter::MINDESTENS + 2) * Gleichlauf::STUECK +
@@ -31,6 +41,7 @@ void Hosttakt::nimm(const PcmBlock& roh) {
   }
   if (laeuft_ && format_ != roh.format) leere();
   if (!laeuft_) richteEin(roh.format);
+  pause_ = pauseNach(roh.dauer());
   const PcmBlock block = geheilt(roh);
 
   if (anzahl_ > 0) {

@@ -13,13 +13,14 @@
 // the first 0.15 s of a stream, or if its stamp is late. Such blocks are kept, up to 0.15 s of
 // sound and three blocks, and handed on in their order. The owner says when no more is to be
 // expected (leere()), so that nothing is left behind: at the stop, when the source goes away, and
-// when no block has come for a while. A change of the format is noticed here.
+// when no block has come for the time of a pause(). A change of the format is noticed here.
 //
 // One thread at a time, the capture's; no lock. Memory is allocated only with the first block of a
 // format, and for a block to be copied that is longer than any graph cycle in use.
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <vector>
 
@@ -43,6 +44,9 @@ class Hosttakt {
   void leere();
   // Whether leere() would have to do anything.
   [[nodiscard]] bool leer() const { return !laeuft_; }
+  // How long no block has to come for the stream to pause: longer than the last one takes, so that
+  // long blocks are not a stream each.
+  [[nodiscard]] std::chrono::milliseconds pause() const { return pause_; }
 
  private:
   // A block that waits; its samples lie in speicher_.
@@ -62,6 +66,7 @@ class Hosttakt {
   Stempelfilter filter_;
   Gleichlauf gleichlauf_;
   bool laeuft_ = false;
+  std::chrono::milliseconds pause_{0};
   PcmFormat format_;
   std::vector<float> heil_;  // a block without its samples that are no numbers
   std::vector<float> speicher_;

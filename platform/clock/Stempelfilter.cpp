@@ -10,6 +10,9 @@ namespace {
 constexpr double NACHLAUF = 0.05;
 // A false stamp is late by one block, give or take.
 constexpr double EIN_BLOCK = 1.25;
+// Stamps of one reading of the clock are this close: what a resampler holds is taken off them, and
+// that wavers by some frames.
+constexpr double GLEICH = 0.001;  // s
 
 }  // namespace
 
@@ -17,11 +20,28 @@ void Stempelfilter::nimm(std::optional<double> stempel, double dauer) {
   const bool brauchbar = stempel && std::isfinite(*stempel) && *stempel > 0;
   Wartender& neu = ring_[(vorn_ + anzahl_++) % HOECHSTENS];
   neu.abweichung = brauchbar ? std::optional(*stempel - summe_) : std::nullopt;
-  neu.wiederholt = brauchbar && stempel == letzter_;
-  letzter_ = stempel;
+  // Blocks can be shorter than GLEICH: half of what came since is less than a clock that runs
+  // shows.
+  neu.wiederholt =
+      brauchbar && letzter_ && std::abs(*stempel - *letzter_) < std::min(GLEICH, seitLetztem_ / 2);
   neu.dauer = dauer;
+  if (brauchbar && !neu.wiederholt) {
+    letzter_ = stempel;
+    seitLetztem_ = 0.0;
+    bloeckeSeitLetztem_ = 0;
+  } else if (++bloeckeSeitLetztem_ > 1 && neu.wiederholt) {
+    neu.abweichung.reset();
+    verwirfZweiten();
+  }
+  seitLetztem_ += dauer;
   summe_ += dauer;
   wartendDauer_ += dauer;
+}
+
+// The block after the last new stamp, if it still waits: its stamp is no true one either.
+void Stempelfilter::verwirfZweiten() {
+  if (bloeckeSeitLetztem_ > anzahl_) return;
+  ring_[(vorn_ + anzahl_ - bloeckeSeitLetztem_) % HOECHSTENS].abweichung.reset();
 }
 
 std::optional<Stempelfilter::Ort> Stempelfilter::naechster(bool alles) {
@@ -108,6 +128,7 @@ void Stempelfilter::beginneNeu() {
   wartendDauer_ = summe_ = position_ = 0.0;
   stand_.reset();
   letzter_.reset();
+  bloeckeSeitLetztem_ = 0;
 }
 
 }  // namespace hallkorb

@@ -14,8 +14,12 @@
 // block that is 0.2 s or 5 s late among others in place has a false stamp, since the durations show
 // that nothing is missing. Only one after which none comes in place is a loss. Stamps are never
 // early by mistake, so an early one is accepted at once. For the same reason a stream begins at the
-// smallest deviation of its first blocks. Only a clock that stands still makes stamps early: one
-// that repeats the last one, and is early by that, is none.
+// smallest deviation of its first blocks.
+//
+// Only a clock that stands still makes stamps early. It shows by repeating one, to within a
+// millisecond. Two equal stamps may also be a false one and the true one after it, so the second
+// counts unless it is early in a stream that has a level. From the third on the clock stands: none
+// counts but the first.
 //
 // Times are seconds on the clock of hostSekunden(). One thread at a time; no lock, no allocation.
 #pragma once
@@ -53,10 +57,11 @@ class Stempelfilter {
  private:
   struct Wartender {
     std::optional<double> abweichung;
-    bool wiederholt = false;  // the stamp of the block before, once more
+    bool wiederholt = false;  // an earlier stamp, once more
     double dauer = 0.0;
   };
 
+  void verwirfZweiten();
   [[nodiscard]] const Wartender& wartender(std::size_t i) const;
   [[nodiscard]] std::optional<double> kleinste(std::size_t ab) const;
   [[nodiscard]] double mitteBei(double abweichung) const;
@@ -67,10 +72,12 @@ class Stempelfilter {
   std::size_t vorn_ = 0;
   std::size_t anzahl_ = 0;
   double wartendDauer_ = 0.0;
-  std::optional<double> letzter_;  // the last block's stamp
-  double summe_ = 0.0;             // duration of all blocks so far
-  double position_ = 0.0;          // the same without those that wait
-  std::optional<double> stand_;    // the stream's level: the deviation of blocks in place
+  std::optional<double> letzter_;       // the last stamp that repeats none
+  double seitLetztem_ = 0.0;            // duration of the blocks from that one on
+  std::size_t bloeckeSeitLetztem_ = 0;  // how many have come after it
+  double summe_ = 0.0;                  // duration of all blocks so far
+  double position_ = 0.0;               // the same without those that wait
+  std::optional<double> stand_;         // the stream's level: the deviation of blocks in place
 };
 
 }  // namespace hallkorb

@@ -444,7 +444,7 @@ def _commit(pfade):
 
 
 def _merke(name, form, sekunden, **gefunden):
-    """Keeps what was found; nothing if the proof failed."""
+    """Keeps what was found. Without `gefunden` the proof failed, and the table says so."""
     alle = _lies(ERGEBNISSE)
     alle.setdefault(name, {})[form] = gefunden | {"seconds": round(sekunden),
                                                   "commit": _commit(NACHWEISE[name].pfade),

@@ -160,7 +160,7 @@ class Tonanlage(prozesse.Betrieb):
         """Starts PipeWire's PulseAudio server, for programs that speak its protocol; returns when it
         takes connections."""
         self._daemon("pipewire-pulse", ["pipewire-pulse"])
-        self._warte(lambda: tonserver.pulseaudio_laeuft(self.umgebung), "pipewire-pulse")
+        self._warte(lambda: tonserver.antwortet(os.path.join(self.ordner, "pulse", "native")), "pipewire-pulse")
 
     def beende_pipewire(self):
         """Ends the audio daemon as a crash would. WirePlumber does not survive its daemon; both have to

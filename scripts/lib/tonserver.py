@@ -5,6 +5,7 @@ import glob
 import os
 import re
 import socket
+import struct
 import subprocess
 import time
 
@@ -29,7 +30,7 @@ def pulseaudio_laeuft(umgebung=None):
     ordner = umgebung.get("PULSE_RUNTIME_PATH")
     if not ordner and umgebung.get("XDG_RUNTIME_DIR"):
         ordner = os.path.join(umgebung["XDG_RUNTIME_DIR"], "pulse")
-    return bool(ordner) and antwortet(os.path.join(ordner, "native"))
+    return bool(ordner) and _ist_pulseaudio(os.path.join(ordner, "native"))
 
 
 def fremder_server():
@@ -38,7 +39,7 @@ def fremder_server():
     without an audio device is none: on a server every login may start one."""
     for muster in ("run/user/*/pipewire-0", "run/user/*/pulse/native", "run/pulse/native"):
         for name in sorted(glob.glob(os.path.join(_wurzel(), muster))):
-            if antwortet(name) and (name.endswith("native") or _kennt_geraete(name)):
+            if _ist_pulseaudio(name) if name.endswith("native") else antwortet(name) and _kennt_geraete(name):
                 return name
     return None
 
@@ -67,6 +68,51 @@ def _pipewire(umgebung):
 GERAETE_FRIST = 5.0
 
 
+def _ist_pulseaudio(ort):
+    """Whether PulseAudio answers at its socket, and not PipeWire's server of the same protocol, which is there
+    also without any device. One of which this cannot be found out counts."""
+    try:
+        with socket.socket(socket.AF_UNIX) as verbindung:
+            verbindung.connect(ort)
+            wer = verbindung.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
+    except OSError:
+        return False
+    nummer, nutzer, _ = struct.unpack("3i", wer)
+    name = _programm(nummer)
+    if name != "systemd":
+        return name not in ("pipewire-pulse", "pipewire")
+    # It holds the socket for whichever of the two is installed, and the connection has started that one.
+    ende = time.monotonic() + GERAETE_FRIST
+    while True:
+        namen = _programme(nutzer)
+        if "pulseaudio" in namen or time.monotonic() > ende:
+            return True
+        if "pipewire-pulse" in namen:
+            return False
+        time.sleep(0.2)
+
+
+def _programme(nutzer):
+    """The names of a user's processes."""
+    namen = set()
+    for ordner in glob.glob("/proc/[0-9]*"):
+        try:
+            if os.stat(ordner).st_uid == nutzer:
+                namen.add(_programm(os.path.basename(ordner)))
+        except OSError:  # has ended
+            continue
+    return namen
+
+
+def _programm(nummer):
+    """The name of a process, or None."""
+    try:
+        with open(f"/proc/{nummer}/comm", encoding="utf-8", errors="replace") as datei:
+            return datei.read().rstrip("\n")
+    except OSError:
+        return None
+
+
 @functools.cache
 def _kennt_geraete(ort):
     ende = time.monotonic() + GERAETE_FRIST
@@ -76,11 +122,18 @@ def _kennt_geraete(ort):
                                   stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=15)
         except (OSError, subprocess.TimeoutExpired):
             return True
-        if lauf.returncode or re.search(r'^\s*media\.class = "Audio/', lauf.stdout, re.MULTILINE):
+        if lauf.returncode or _nennt_geraete(lauf.stdout):
             return True
         if time.monotonic() > ende:
             return False
         time.sleep(0.2)
+
+
+def _nennt_geraete(knoten):
+    """Whether pw-cli's list of nodes names a device. auto_null is none: PipeWire's PulseAudio server makes it
+    while there is no device."""
+    return any('media.class = "Audio/' in einer and 'node.name = "auto_null"' not in einer
+               for einer in re.split(r"(?m)^\s*id \d+, type", knoten))
 
 
 def antwortet(name):

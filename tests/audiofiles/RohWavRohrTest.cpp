@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -19,6 +21,8 @@
 
 namespace hallkorb {
 namespace {
+
+using Ruf = FehlerDateien::Ruf;
 
 constexpr double BLOCK = 0.1;
 
@@ -57,10 +61,13 @@ class RohWavRohrTest : public RohWavTest {
   }
   ~RohWavRohrTest() override { ::close(leser); }
 
-  void leere() {
-    std::array<char, 4096> puffer{};
+  void leere() { angekommen += lies().size(); }
+  [[nodiscard]] std::vector<std::uint8_t> lies() const {
+    std::vector<std::uint8_t> alles;
+    std::array<std::uint8_t, 4096> puffer{};
     for (ssize_t n = 0; (n = ::read(leser, puffer.data(), puffer.size())) > 0;)
-      angekommen += static_cast<std::size_t>(n);
+      alles.insert(alles.end(), puffer.begin(), puffer.begin() + n);
+    return alles;
   }
   void nimmAuf(double sekunden) {
     const std::vector<float> block(static_cast<std::size_t>(RATE * BLOCK), 0.5F);
@@ -105,6 +112,43 @@ TEST_F(RohWavRohrTest, AReaderThatIsBusyForAMomentMissesNothing) {
   leere();
   EXPECT_EQ(angekommen, aufgenommen);
   EXPECT_TRUE(ausgabe.fehlerZeilen().empty());
+}
+
+// A terminal takes as many bytes as it has room for.
+TEST_F(RohWavRohrTest, AReaderNeverGetsHalfASample) {
+  leere();
+  std::vector<float> erwartet(sekunde(1));
+  erwartet.resize(1600);
+  rohr.kurz(3);
+  rohr.scheitere(Ruf::schreiben, 5, EAGAIN);
+  roh->schreiben(erwartet);  // 15 bytes
+  rohr.kurz(FehlerDateien::IMMER);
+  const std::vector<float> danach = sekunde(2);
+  roh->schreiben(danach);
+  erwartet.resize(8);
+  erwartet.insert(erwartet.end(), danach.begin(), danach.end());
+  const auto datei = WavBytes::datei(erwartet, RATE);
+  EXPECT_EQ(lies(), std::vector(datei.begin() + 44, datei.end()));
+  EXPECT_EQ(ausgabe.fehlerZeilen().back(),
+            "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 1592 Samples fehlen");
+}
+
+TEST_F(RohWavRohrTest, AReaderGetsTheHeaderFirstHoweverLate) {
+  for (const std::size_t bytes : {0U, 21U}) {
+    SCOPED_TRACE(bytes);
+    roh.reset();
+    static_cast<void>(lies());
+    rohr.kurz(bytes == 0 ? FehlerDateien::IMMER : bytes);
+    rohr.scheitere(Ruf::schreiben, bytes == 0 ? 0 : 1, EAGAIN);
+    roh = RohWav::oeffne(pfad, RATE, rohr, [this] { return jetzt; });
+    rohr.kurz(FehlerDateien::IMMER);
+    ASSERT_TRUE(roh);
+    roh->schreiben(sekunde(0));
+    const auto kopf = RohWav::kopf(RATE, 0);
+    const auto alles = lies();
+    ASSERT_EQ(alles.size(), static_cast<std::size_t>(44 + 2 * RATE));
+    EXPECT_TRUE(std::equal(kopf.begin(), kopf.end(), alles.begin()));
+  }
 }
 
 // Patience comes back, but not for a reader that always needs it.

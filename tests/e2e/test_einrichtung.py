@@ -5,6 +5,7 @@ import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import unittest
 import unittest.mock
@@ -44,6 +45,25 @@ class Tonserver(unittest.TestCase):
         server.bind(os.path.join(self.ordner, name))
         server.listen()
 
+    def server_von(self, programm, name):
+        """The same by a process of that name."""
+        os.makedirs(os.path.join(self.ordner, os.path.dirname(name)), exist_ok=True)
+        prozess = subprocess.Popen(
+            [sys.executable, "-c", self.SERVER, programm, os.path.join(self.ordner, name)],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(prozess.communicate)
+        self.assertEqual(prozess.stdout.readline(), b"da\n")
+
+    SERVER = """
+import socket, sys
+with open("/proc/self/comm", "w") as name:
+    name.write(sys.argv[1])
+server = socket.socket(socket.AF_UNIX)
+server.bind(sys.argv[2])
+server.listen()
+print("da", flush=True)
+sys.stdin.read()"""
+
     def test_ohne_server_kommt_die_private_anlage(self):
         self.assertEqual(self.fehlt(), ["tonanlage"])
         self.assertIsNone(self.klage)
@@ -72,6 +92,32 @@ class Tonserver(unittest.TestCase):
     def test_mit_pulseaudio_kommt_sie_nicht(self):
         self.server("pulse/native")
         self.assertEqual(self.fehlt(), [])
+
+    def test_pipewires_server_fuer_pulseaudio_ist_keins(self):
+        """A server's login starts it, too. Whether it has devices is asked of PipeWire itself."""
+        for name in ("pulse/native", "run/user/1000/pulse/native", "run/pulse/native"):
+            with self.subTest(name):
+                self.server_von("pipewire-pulse", name)
+                self.assertEqual(self.fehlt(), ["tonanlage"])
+                self.assertIsNone(self.klage)
+                os.remove(os.path.join(self.ordner, name))
+
+    def test_systemd_haelt_den_platz_fuer_beide(self):
+        self.server_von("systemd", "pulse/native")
+        for namen, fehlt in (({"pipewire-pulse", "pipewire"}, ["tonanlage"]), ({"pulseaudio", "pipewire"}, [])):
+            with self.subTest(namen):
+                self.ersetze(tonserver, "_programme", lambda nutzer, namen=namen: namen)
+                self.assertEqual(self.fehlt(), fehlt)
+        # Neither is to be seen, as in a container.
+        self.ersetze(tonserver, "GERAETE_FRIST", -1.0)
+        self.ersetze(tonserver, "_programme", lambda nutzer: set())
+        self.assertEqual(self.fehlt(), [])
+
+    def test_die_programme_eines_nutzers(self):
+        self.server_von("pulseaudio", "pulse/native")
+        self.assertEqual(self.fehlt(), [])
+        self.assertIn("pulseaudio", tonserver._programme(os.getuid()))
+        self.assertNotIn("pulseaudio", tonserver._programme(os.getuid() + 12345))
 
     def test_auch_nicht_mit_einem_anderswo(self):
         self.assertEqual(self.fehlt(PULSE_SERVER="tcp:anderswo"), [])
@@ -194,9 +240,13 @@ class OhneGeraete(unittest.TestCase):
         os.makedirs(os.path.dirname(benutzer))
         os.symlink(self.anlage.ordner, benutzer)
         wurzel = os.path.join(self.anlage.ordner, "root")
-        for mehr in ({}, {"XDG_RUNTIME_DIR": ""}):
-            with self.subTest(mehr):
-                self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel, **mehr), (None, ["tonanlage"]))
+        for pulse in (False, True):
+            if pulse:
+                self.anlage.starte_pulse()
+                tonanlage.warte_bis(lambda: self.anlage.knoten("auto_null"), "a device that is none")
+            for mehr in ({}, {"XDG_RUNTIME_DIR": ""}):
+                with self.subTest(mehr, pulse=pulse):
+                    self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel, **mehr), (None, ["tonanlage"]))
         self.anlage.lege_an("speakers")
         self.assertEqual(self.fehlt(HALLKORB_SERVER_ROOT=wurzel), (None, []))
         klage, fehlt = self.fehlt(HALLKORB_SERVER_ROOT=wurzel, XDG_RUNTIME_DIR="")

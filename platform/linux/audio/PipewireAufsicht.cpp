@@ -21,12 +21,9 @@ using namespace std::chrono_literals;
 
 // Between two attempts at the same thing.
 constexpr auto ABSTAND = 1s;
-// Without a block for this long the source counts as gone. No graph cycle in use is longer than a
-// fifth of it.
+// Without a block for this long the source counts as gone. The longest graph cycle, 8192 frames,
+// takes a sixth of it at 48 kHz and half of it at 16 kHz.
 constexpr auto STILLE = 1s;
-// Without a block for this long nothing is held back any more. Two of the longest graph cycles in
-// use.
-constexpr auto PAUSE = 400ms;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up and must get them.
 constexpr auto FESTGEFAHREN = 5s;
@@ -53,12 +50,14 @@ Fehler pipewireFehler(int nummer, std::string beschreibung) {
   return {"pipewire", nummer, std::move(beschreibung)};
 }
 
-// On some desktops PipeWire is there for screen sharing only and the devices are PulseAudio's.
+// On some desktops PipeWire is there for screen sharing only and the devices are PulseAudio's. The
+// socket alone does not show that: PipeWire's own PulseAudio server has it too, and a server that
+// has crashed leaves it behind. To connect would start one.
 Fehler ohneGeraet(const PipewireVerzeichnis& verzeichnis, std::string beschreibung) {
   const char* ordner = std::getenv("XDG_RUNTIME_DIR");
   if (ordner != nullptr && !verzeichnis.hatGeraete() &&
       ::access((std::string(ordner) + "/pulse/native").c_str(), F_OK) == 0) {
-    beschreibung += " (PulseAudio allein genuegt nicht)";
+    beschreibung += " (falls PulseAudio die Geraete hat: PulseAudio allein genuegt nicht)";
   }
   return pipewireFehler(ENODEV, std::move(beschreibung));
 }
@@ -252,7 +251,7 @@ void PipewireAufsicht::uebergib(std::size_t hoechstens) {
     if (geprueft) gib(*eintrag);
     ring_.raeumeVorn();
   }
-  if (!takt_.leer() && Uhr::now() - letzterBlock_ >= PAUSE) takt_.leere();
+  if (!takt_.leer() && Uhr::now() - letzterBlock_ >= takt_.pause()) takt_.leere();
   if (hoechstens == 0) wecker_.wecke();
   if (const std::uint64_t n = ring_.verlorene(); n > 0 && begonnen_) listener_.verloren(n);
 }

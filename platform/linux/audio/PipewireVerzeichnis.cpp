@@ -24,6 +24,15 @@ std::uint32_t zahl(const spa_dict& eigenschaften, const char* schluessel) {
 
 }  // namespace
 
+const pw_core_events PipewireVerzeichnis::CORE_EREIGNISSE = [] {
+  pw_core_events ereignisse{};
+  ereignisse.version = PW_VERSION_CORE_EVENTS;
+  ereignisse.done = [](void* selbst, std::uint32_t id, int nummer) {
+    if (id == PW_ID_CORE) static_cast<PipewireVerzeichnis*>(selbst)->antwort(nummer);
+  };
+  return ereignisse;
+}();
+
 const pw_registry_events PipewireVerzeichnis::REGISTRY_EREIGNISSE = {
     PW_VERSION_REGISTRY_EVENTS,
     [](void* selbst, std::uint32_t id, std::uint32_t, const char* art, std::uint32_t,
@@ -43,8 +52,10 @@ const pw_metadata_events PipewireVerzeichnis::METADATEN_EREIGNISSE = {
 };
 
 PipewireVerzeichnis::PipewireVerzeichnis(pw_core* core, std::function<void()> geaendert)
-    : geaendert_(std::move(geaendert)),
+    : core_(core),
+      geaendert_(std::move(geaendert)),
       registry_(pw_core_get_registry(core, PW_VERSION_REGISTRY, 0)) {
+  pw_core_add_listener(core_, &coreHaken_, &CORE_EREIGNISSE, this);
   if (registry_ != nullptr) {
     pw_registry_add_listener(registry_, &registryHaken_, &REGISTRY_EREIGNISSE, this);
   }
@@ -52,6 +63,7 @@ PipewireVerzeichnis::PipewireVerzeichnis(pw_core* core, std::function<void()> ge
 
 PipewireVerzeichnis::~PipewireVerzeichnis() {
   loeseMetadaten();
+  spa_hook_remove(&coreHaken_);
   if (registry_ == nullptr) return;
   spa_hook_remove(&registryHaken_);
   pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
@@ -99,19 +111,26 @@ void PipewireVerzeichnis::bindeMetadaten(std::uint32_t id) {
 
 void PipewireVerzeichnis::frischeAuf() {
   if (metadaten_ == nullptr) return;
-  // An answer comes in one piece. Without one the session manager is busy.
-  if (!bestaetigte_.empty()) {
+  if (!unbeantwortet_) {
     std::erase_if(standards_,
                   [&](const auto& eintrag) { return !bestaetigte_.contains(eintrag.first); });
   }
   bestaetigte_.clear();
   loeseMetadaten();
   bindeMetadaten(metadatenId_);
+  // The daemon looks at nothing more from us until the session manager has named all it keeps. A
+  // single key before that may be a change of another one.
+  unbeantwortet_ = pw_core_sync(core_, PW_ID_CORE, 0);
+}
+
+void PipewireVerzeichnis::antwort(int nummer) {
+  if (unbeantwortet_ == nummer) unbeantwortet_.reset();
 }
 
 void PipewireVerzeichnis::vergissMetadaten() {
   standards_.clear();
   bestaetigte_.clear();
+  unbeantwortet_.reset();
   loeseMetadaten();
 }
 

@@ -43,8 +43,9 @@ class PipewireVerzeichnis {
   // While the loop is stopped.
   ~PipewireVerzeichnis();
 
-  // Requests the defaults once more; what is known stays until the answer, and what that does not
-  // name any more until the next request. Under the lock.
+  // Requests the defaults once more. What is known stays until the answer, and what that does not
+  // name any more until the next request; a session manager that is busy takes nothing away. Under
+  // the lock.
   void frischeAuf();
   // How many programs have connected to the daemon so far.
   [[nodiscard]] std::uint64_t programme() const { return programme_; }
@@ -67,16 +68,20 @@ class PipewireVerzeichnis {
 
   void neues(std::uint32_t id, const char* art, const spa_dict& eigenschaften);
   void weg(std::uint32_t id);
+  void antwort(int nummer);
   void bindeMetadaten(std::uint32_t id);
   void loeseMetadaten();
   void vergissMetadaten();
   int metadatum(std::uint32_t subjekt, const char* schluessel, const char* wert);
   [[nodiscard]] const Knoten* knotenNamens(const std::string& name, PipewireQuelle quelle) const;
 
+  static const pw_core_events CORE_EREIGNISSE;
   static const pw_registry_events REGISTRY_EREIGNISSE;
   static const pw_metadata_events METADATEN_EREIGNISSE;
 
+  pw_core* core_;
   std::function<void()> geaendert_;
+  spa_hook coreHaken_{};
   pw_registry* registry_ = nullptr;
   spa_hook registryHaken_{};
   pw_metadata* metadaten_ = nullptr;
@@ -90,7 +95,9 @@ class PipewireVerzeichnis {
   std::map<std::uint32_t, Knoten> knoten_;
   std::map<std::uint32_t, Verbund> links_;
   std::map<std::string, std::string> standards_;  // metadata key to node name
-  std::set<std::string> bestaetigte_;             // keys that the last request was answered with
+  std::set<std::string> bestaetigte_;             // keys that were named since the last request
+  // The number of the sync behind the last request while its answer is not complete.
+  std::optional<int> unbeantwortet_;
 };
 
 }  // namespace hallkorb

@@ -14,12 +14,6 @@
 #include "platform/macos/Fehlertexte.h"
 
 namespace hallkorb {
-namespace {
-
-// Without a block for this long nothing is held back any more.
-constexpr std::chrono::milliseconds PAUSE{400};
-
-}  // namespace
 
 // The receiver of one opening of the device. Dropped when the device is closed, so that late blocks
 // of an earlier opening are not taken for the new one's.
@@ -63,7 +57,7 @@ class MacInput::Aufsicht final : public std::enable_shared_from_this<Aufsicht> {
   [[nodiscard]] Ergebnis oeffne();
   Ergebnis schliesse();
   void warteAufStopp();
-  [[nodiscard]] bool taktHaelt();
+  [[nodiscard]] std::optional<std::chrono::milliseconds> strompause();
   void leereTakt();
 
   const std::string name_;
@@ -204,15 +198,15 @@ std::optional<Fehler> MacInput::Aufsicht::warteAufAusfall() {
 std::optional<Fehler> MacInput::Aufsicht::warteBis(Uhr::time_point frist) {
   std::optional<Fehler> grund;
   for (bool weiter = true; weiter;) {
-    const bool haelt = taktHaelt();
+    const auto dauer = strompause();
     const std::uint64_t bisher = bloecke_;
     bool beginnt = false;
-    stelle_->warte(haelt ? std::min(frist, Uhr::now() + PAUSE) : frist, [&] {
+    stelle_->warte(dauer ? std::min(frist, Uhr::now() + *dauer) : frist, [&] {
       if (!grund) grund = std::exchange(ausfall_, std::nullopt);
       beginnt = std::exchange(stromBeginnt_, false) || beginnt;
       return grund.has_value() || beginnt;
     });
-    weiter = haelt && !grund && !stelle_->abgebrochen() && Uhr::now() < frist;
+    weiter = dauer && !grund && !stelle_->abgebrochen() && Uhr::now() < frist;
     if (weiter && !beginnt && bloecke_ == bisher) leereTakt();
   }
   return grund;
@@ -291,9 +285,10 @@ void MacInput::Aufsicht::nimm(const Oeffnung& von, const PcmBlock& block) {
   if (neu && !takt_.leer()) stelle_->aendere([this] { stromBeginnt_ = true; });
 }
 
-bool MacInput::Aufsicht::taktHaelt() {
+// How long no block has to come for the stream to pause; nullopt if nothing is held back.
+std::optional<std::chrono::milliseconds> MacInput::Aufsicht::strompause() {
   const std::lock_guard halter(lock_);
-  return !takt_.leer();
+  return takt_.leer() ? std::nullopt : std::optional(takt_.pause());
 }
 
 void MacInput::Aufsicht::leereTakt() {

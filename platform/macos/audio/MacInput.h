@@ -12,8 +12,8 @@
 // One thread per input opens and closes; blocks come on the system's own thread (the engine's tap
 // thread, the queue "sck.audio"), which is not a real-time thread. A lock admits one call on the
 // listener at a time, and none after the stop. While blocks flow, the input's thread holds it only
-// briefly, every 0.4 s at most. It holds it for longer, to hand on what is held back, if no
-// block has come for 0.4 s, when the device is closed, and at the stop. So neither start() nor
+// briefly, every 0.4 s at most. It holds it for longer, to hand on what is held back, if the stream
+// pauses (Hosttakt.h), when the device is closed, and at the stop. So neither start() nor
 // stop() depends on a call into the system that may never return: it is not made under the lock,
 // and its thread is left behind with everything it needs.
 //

@@ -4,8 +4,8 @@
 // or does not come, is decided here. Every stream that was asked to start is asked to stop, since
 // what was asked to stop is kept until after the answer: the service may still be in a call to the
 // delegate, which need not have reached us. One whose start was refused or not answered, and one
-// that the service has ended, is asked without a wait: the first ones' time is up, and the others
-// can only answer with an error.
+// that the service has ended, is asked without a wait: there is no time left for one that did not
+// answer, and the others can only answer with an error.
 //
 // starte(), wechsle(), laeuft() and beende() one at a time; merkeEnde() any thread.
 #pragma once

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -241,17 +243,20 @@ TEST(Stempelpruefung, AStepBackThatStaysIsNoTime) {
     EXPECT_LT(std::abs(verspaetung(kanal.ton, RATE, ERSTE + s)), 0.002) << s;
 }
 
-// One whose clock stands still, for seconds and for longer than a stamp is believed, and goes on.
+// One whose clock stands still, from the first block on, for seconds and for longer than a stamp is
+// believed, and goes on. Meanwhile its stamps waver, and some are missing.
 TEST(Stempelpruefung, AClockThatStandsStillTakesNoSoundAway) {
   Kristall geraet({}, klick);
   Kanal kanal;
   std::optional<double> letzter;
-  while (geraet.zeit() < ERSTE + 240) {
+  for (int i = 0; geraet.zeit() < ERSTE + 240; ++i) {
     PcmBlock block = geraet.naechster();
     const double t = *block.hostTime - ERSTE;
-    const bool steht = (t > 10 && t < 15) || (t > 30 && t < 160);
-    if (!steht) letzter = block.hostTime;
+    const bool steht = t < 2 || (t > 10 && t < 15) || (t > 30 && t < 160);
+    if (!steht || !letzter) letzter = block.hostTime;
     block.hostTime = glaubhafterStempel(letzter, t + ERSTE + 0.02);
+    if (steht && block.hostTime) *block.hostTime -= i % 3 * 0.00002;
+    if (steht && i % 5 == 3) block.hostTime.reset();
     kanal.takt.nimm(block);
   }
   kanal.takt.leere();
@@ -466,6 +471,21 @@ TEST(Hosttakt, PassesBlocksWithoutATimeInTheirOrder) {
   ASSERT_EQ(erste, (std::vector<float>{0, 1, 2, 3, 4, 5}));
   for (std::size_t i = 2; i < 6; ++i)
     EXPECT_NEAR(zeiten[i].value_or(0), 50.0 + 0.1 * (static_cast<double>(i) - 2), 1e-9);
+}
+
+TEST(Hosttakt, TakesNoLongBlocksForPauses) {
+  using std::chrono::milliseconds;
+  Hosttakt takt([](const PcmBlock&) {});
+  const std::vector<float> samples(8192, 0.0F);
+  const auto pauseNach = [&](double rate, std::uint32_t frames) {
+    takt.nimm({{rate, 1, true}, frames, std::span(samples).first(frames), ERSTE});
+    return takt.pause();
+  };
+  EXPECT_EQ(pauseNach(48000, 480), milliseconds(400));
+  EXPECT_EQ(pauseNach(48000, 8192), milliseconds(400));
+  EXPECT_EQ(pauseNach(16000, 8192), milliseconds(1024));
+  EXPECT_EQ(pauseNach(16000, 160), milliseconds(400));
+  EXPECT_EQ(pauseNach(1e-300, 1), std::chrono::hours(24));
 }
 
 TEST(Hosttakt, PassesWhatIsNoProperBlock) {

@@ -20,8 +20,13 @@ struct Strom {
   }
   // What came out by then.
   std::size_t gib(std::optional<double> abweichung) {
-    const double ort = 100.0 + DAUER * bloecke++;
-    filter.nimm(abweichung ? std::optional(ort + *abweichung) : std::nullopt, DAUER);
+    return gibStempel(abweichung ? std::optional(jetzt() + *abweichung) : std::nullopt);
+  }
+  // The true stamp of the next block.
+  [[nodiscard]] double jetzt() const { return 100.0 + DAUER * bloecke; }
+  std::size_t gibStempel(std::optional<double> stempel) {
+    ++bloecke;
+    filter.nimm(stempel, DAUER);
     while (const auto heraus = filter.naechster(false))
       orte.push_back(*heraus);
     return orte.size();
@@ -149,6 +154,65 @@ TEST(Stempelfilter, AcceptsAnEarlyBlockAtOnce) {
   EXPECT_NEAR(strom.ms(0), -30.0, 1e-6);
   EXPECT_EQ(strom.gib(-0.03), 2U);
   EXPECT_TRUE(strom.orte[1].gemessen);
+}
+
+TEST(Stempelfilter, BeginsAtTheFirstOfStampsThatStandStill) {
+  Strom strom(false);
+  const double erster = strom.jetzt();
+  for (int i = 0; i < 9; ++i)
+    strom.gibStempel(erster);
+  for (int i = 0; i < 20; ++i)
+    strom.gib(0.0);
+  ASSERT_EQ(strom.orte.size(), 29U);
+  for (std::size_t i = 0; i < 29; ++i) {
+    EXPECT_NEAR(strom.ms(i), 0.0, 1e-6) << i;
+    EXPECT_EQ(strom.orte[i].sprung, 0.0) << i;
+  }
+}
+
+TEST(Stempelfilter, FindsALossThoughTheClockThenStandsStill) {
+  Strom strom;
+  const double erster = strom.jetzt() + 0.05;
+  for (int i = 0; i < 9; ++i)
+    strom.gibStempel(erster);
+  for (int i = 0; i < 9; ++i)
+    strom.gib(0.05);
+  ASSERT_EQ(strom.orte.size(), 18U);
+  EXPECT_NEAR(strom.orte[0].sprung, 0.05, 1e-9);
+  for (std::size_t i = 0; i < 18; ++i) {
+    EXPECT_NEAR(strom.ms(i), 50.0, 1e-6) << i;
+    EXPECT_EQ(strom.orte[i].sprung != 0.0, i == 0) << i;
+  }
+}
+
+// What is taken off the clock's reading wavers by a frame, and some blocks have no stamp at all.
+TEST(Stempelfilter, KnowsAStampThatIsRepeatedNotQuiteExactlyOrAfterAPause) {
+  for (const bool amAnfang : {true, false}) {
+    Strom strom(!amAnfang);
+    const double erster = strom.jetzt();
+    for (int i = 0; i < 40; ++i)
+      strom.gibStempel(i % 5 == 3 ? std::nullopt : std::optional(erster - i % 3 * 0.00002));
+    for (int i = 0; i < 9; ++i)
+      strom.gib(0.0);
+    ASSERT_EQ(strom.orte.size(), 49U);
+    for (std::size_t i = 0; i < 49; ++i) {
+      EXPECT_NEAR(strom.ms(i), 0.0, 0.05) << i;
+      EXPECT_EQ(strom.orte[i].sprung, 0.0) << i;
+    }
+    EXPECT_TRUE(strom.orte.back().gemessen);
+  }
+}
+
+TEST(Stempelfilter, BelievesTheStampsOfBlocksOfASingleFrame) {
+  constexpr double FRAME = 1.0 / 48000;
+  Stempelfilter filter;
+  int gemessene = 0;
+  for (int i = 0; i < 10000; ++i) {
+    filter.nimm(100.0 + i * FRAME, FRAME);
+    while (const auto ort = filter.naechster(filter.wartend() == Stempelfilter::HOECHSTENS))
+      gemessene += ort->gemessen ? 1 : 0;
+  }
+  EXPECT_EQ(gemessene, 10000);
 }
 
 TEST(Stempelfilter, TakesALongLatenessForALoss) {

@@ -1,7 +1,8 @@
-// Who keeps the default devices, while session managers come and go. Against the real daemon, which
-// keeps the metadata itself here.
+// Who keeps the default devices, while session managers come, go and are busy. Against the real
+// daemon, which keeps the metadata itself, or passes on what a session manager of the test does.
 
 #include <gtest/gtest.h>
+#include <pipewire/extensions/metadata.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -10,15 +11,74 @@
 #include <memory>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireVerbindung.h"
 #include "tests/support/Tonanlage.h"
 
 namespace hallkorb {
 namespace {
+
+// Keeps one default device, the loudspeakers, and forgets it without a word. While a test holds it
+// up it answers nothing, as one that is busy.
+class Verwalter {
+ public:
+  Verwalter() {
+    static const pw_metadata_methods METHODEN = [] {
+      pw_metadata_methods methoden{};
+      methoden.version = PW_VERSION_METADATA_METHODS;
+      methoden.add_listener = [](void* selbst, spa_hook* haken,
+                                 const pw_metadata_events* ereignisse, void* wem) {
+        static_cast<Verwalter*>(selbst)->nenne(*haken, *ereignisse, wem);
+        return 0;
+      };
+      return methoden;
+    }();
+    spa_hook_list_init(&hoerer_);
+    metadaten_.type = PW_TYPE_INTERFACE_Metadata;
+    metadaten_.version = PW_VERSION_METADATA;
+    metadaten_.cb.funcs = &METHODEN;
+    metadaten_.cb.data = this;
+    loop_ = pw_thread_loop_new("verwalter", nullptr);
+    context_ = pw_context_new(pw_thread_loop_get_loop(loop_), nullptr, 0);
+    pw_core* core = pw_context_connect(context_, nullptr, 0);
+    if (core == nullptr) throw std::runtime_error("no connection for the session manager");
+    const spa_dict_item name{PW_KEY_METADATA_NAME, "default"};
+    const spa_dict eigenschaften{0, 1, &name};
+    pw_core_export(core, PW_TYPE_INTERFACE_Metadata, &eigenschaften, &metadaten_, 0);
+    pw_thread_loop_start(loop_);
+  }
+  ~Verwalter() {
+    pw_thread_loop_stop(loop_);
+    pw_context_destroy(context_);
+    pw_thread_loop_destroy(loop_);
+  }
+  Verwalter(const Verwalter&) = delete;
+  Verwalter& operator=(const Verwalter&) = delete;
+
+  void halteAuf() { pw_thread_loop_lock(loop_); }
+  void lassLos() { pw_thread_loop_unlock(loop_); }
+  // While it is held up.
+  void vergiss() { kennt_ = false; }
+
+ private:
+  void nenne(spa_hook& haken, const pw_metadata_events& ereignisse, void* wem) {
+    spa_hook_list_append(&hoerer_, &haken, &ereignisse, wem);
+    if (!kennt_) return;
+    ereignisse.property(wem, PW_ID_CORE, "default.audio.sink", "Spa:String:JSON",
+                        R"({"name":"speakers"})");
+  }
+
+  spa_interface metadaten_{};
+  spa_hook_list hoerer_{};
+  pw_thread_loop* loop_ = nullptr;
+  pw_context* context_ = nullptr;
+  bool kennt_ = true;
+};
 
 class PipewireVerzeichnisTest : public testing::Test {
  protected:
@@ -63,6 +123,11 @@ class PipewireVerzeichnisTest : public testing::Test {
     const std::vector<int> vorher = ids();
     anlage_.befehl({"pw-cli", "destroy", std::to_string(vorher.front())});
     ASSERT_TRUE(warteBis([&] { return ids().size() == vorher.size() - 1; }));
+    warteAufAntwort();
+  }
+
+  // Returns when all that was requested so far is answered.
+  void warteAufAntwort() {
     {
       const PipewireVerbindung::Sperre sperre(*verbindung_);
       verbindung_->frage();
@@ -71,6 +136,10 @@ class PipewireVerzeichnisTest : public testing::Test {
       const PipewireVerbindung::Sperre sperre(*verbindung_);
       return verbindung_->antwortet();
     }));
+  }
+  void frischeAuf() {
+    const PipewireVerbindung::Sperre sperre(*verbindung_);
+    verbindung_->verzeichnis().frischeAuf();
   }
 
   [[nodiscard]] bool verwaltet() const {
@@ -98,6 +167,32 @@ TEST_F(PipewireVerzeichnisTest, TakesTheNextKeeperOfTheDefaultsWhenTheFirstGoes)
   EXPECT_TRUE(warteBis([this] { return standard() == "speakers"; }));
   entferneErste();
   EXPECT_FALSE(verwaltet());
+  EXPECT_EQ(standard(), "");
+}
+
+TEST_F(PipewireVerzeichnisTest, ADefaultLastsUntilAnAnswerDoesNotNameIt) {
+  starte(0);
+  Verwalter verwalter;
+  ASSERT_TRUE(warteBis([this] { return standard() == "speakers"; }));
+  verwalter.halteAuf();
+  for (int mal = 0; mal < 3; ++mal) {
+    frischeAuf();
+    anlage_.befehl({"pw-link", "-l"});  // time for an answer that nobody gives
+    EXPECT_EQ(standard(), "speakers") << mal;
+  }
+  verwalter.lassLos();
+  warteAufAntwort();
+  frischeAuf();
+  warteAufAntwort();
+  EXPECT_EQ(standard(), "speakers");
+
+  verwalter.halteAuf();
+  verwalter.vergiss();
+  verwalter.lassLos();
+  frischeAuf();
+  warteAufAntwort();
+  EXPECT_EQ(standard(), "speakers");
+  frischeAuf();
   EXPECT_EQ(standard(), "");
 }
 

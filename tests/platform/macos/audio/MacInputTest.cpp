@@ -135,15 +135,18 @@ PcmBlock block(std::uint32_t frames) {
   return b;
 }
 
-// Notes a wait for a stream that holds something back, and lets that time pass at once.
+// Notes a wait for a stream that holds something back, and lets that time pass at once. No other
+// wait of a test is as long as that for a block of a quarter of an hour.
 class Pausenraffer final : public Wartestelle {
  public:
   explicit Pausenraffer(Buch& buch) : buch_(buch) {}
 
  private:
   bool schlafe(std::unique_lock<std::mutex>& halter, Frist frist) override {
-    if (frist > Uhr::now() + milliseconds(1000)) return Wartestelle::schlafe(halter, frist);
-    buch_.schreibe("wartet");
+    const auto dauer = frist - Uhr::now();
+    const bool lange = dauer > std::chrono::minutes(10) && dauer < std::chrono::minutes(50);
+    if (dauer > milliseconds(1000) && !lange) return Wartestelle::schlafe(halter, frist);
+    buch_.schreibe(lange ? "wartet lange" : "wartet");
     return false;
   }
 
@@ -480,6 +483,17 @@ TEST_F(MacInputTest, WhatIsHeldBackAtTheBeginningIsGivenTheTimeOfAPause) {
                    std::make_shared<Pausenraffer>(skript.buch));
   EXPECT_TRUE(eigener.start(hoerer).gelungen());
   EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "wartet", "block 256"}));
+  static_cast<void>(eigener.stop());
+}
+
+TEST_F(MacInputTest, WhatIsHeldBackOfLongBlocksIsGivenTheTimeOfTwo) {
+  const std::vector<float> samples(8192, 0.25F);
+  skript.ersterBlock = mitZeit(samples, 100.0);
+  skript.ersterBlock->format.rate = 8.0;
+  MacInput eigener("Test", std::make_unique<Geraet>(skript), zeiten,
+                   std::make_shared<Pausenraffer>(skript.buch));
+  EXPECT_TRUE(eigener.start(hoerer).gelungen());
+  EXPECT_EQ(skript.buch.warteAuf(3), (Eintraege{"oeffne", "wartet lange", "block 8192"}));
   static_cast<void>(eigener.stop());
 }
 
