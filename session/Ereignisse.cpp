@@ -20,11 +20,11 @@ struct Einsortierer {
 
   void operator()(const StartZeile& zeile) const {
     const std::size_t bisher = alle.aufnahmen;
-    // "degraded" comes right before "started" and belongs to it, also if the recording before it
-    // was killed.
+    // "degraded" comes before "started" and belongs to it, also if the recording before it was
+    // killed.
     auto& meldungen = alle.meldungen;
     meldungen.erase(meldungen.begin(),
-                    meldungen.end() - static_cast<std::ptrdiff_t>(alle.degradedAmEnde));
+                    meldungen.end() - static_cast<std::ptrdiff_t>(alle.degradedOffen));
     alle.chunks.clear();
     alle.bilder.clear();
     alle.video.reset();
@@ -38,7 +38,7 @@ struct Einsortierer {
   void operator()(BildZeile& zeile) const { alle.bilder.push_back(std::move(zeile)); }
   void operator()(VideoZeile& zeile) const { alle.video = std::move(zeile); }
   void operator()(MeldungZeile& zeile) const {
-    if (alle.fertig && alle.degradedAmEnde == 0) alle.meldungen.clear();
+    if (alle.fertig && alle.degradedOffen == 0) alle.meldungen.clear();
     alle.meldungen.push_back(std::move(zeile));
   }
   void operator()(const EchoZeile& zeile) const { alle.echo = zeile; }
@@ -53,13 +53,14 @@ void Ereignisse::nimm(std::string_view text, std::size_t nummer) {
   if (text.find_first_not_of(" \t\r") == std::string_view::npos) return;
   auto zeile = liesZeile(text);
   if (zeile) {
+    // The host's own lines, and broken ones, may stand anywhere.
+    if (std::holds_alternative<AndereZeile>(*zeile)) return;
     const auto* meldung = std::get_if<MeldungZeile>(&*zeile);
     const bool degraded = meldung != nullptr && meldung->name == "degraded";
     std::visit(Einsortierer{*this}, *zeile);
-    degradedAmEnde = degraded ? degradedAmEnde + 1 : 0;
+    degradedOffen = degraded ? degradedOffen + 1 : 0;
     return;
   }
-  degradedAmEnde = 0;
   ++unlesbare;
   if (unlesbar.size() < GENANNTE) unlesbar.push_back(nummer);
 }

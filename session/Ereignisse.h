@@ -37,7 +37,8 @@ struct Ereignisse {
   std::vector<std::size_t> unlesbar;  // numbers of lines, from 1; the first hundred
   std::size_t unlesbare = 0;          // how many there are
   bool offen = false;                 // the last line has no line feed
-  std::size_t degradedAmEnde = 0;     // how many of the last lines are "degraded"
+  std::size_t degradedOffen = 0;      // how many of the last `meldungen` are "degraded" and belong
+                                      // to a recording that has not started yet
   bool ganz = true;                   // the file was read to its end
 
   // Chunks of one channel by their beginnings, each number once (the last line of it counts).

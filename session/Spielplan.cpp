@@ -38,11 +38,15 @@ double rohSekunden(const Sitzungsordner& ordner) {
 // Forgets the recordings before the one that starts now. What was missing is reported before
 // "started" and belongs to it.
 void beginneNeu(std::vector<Spielschritt>& schritte) {
-  const auto davor = std::find_if_not(schritte.rbegin(), schritte.rend(), [](const auto& schritt) {
+  const auto anderes = [](const Spielschritt& schritt) {
+    return std::holds_alternative<AndereZeile>(schritt.inhalt);
+  };
+  const auto davor = std::find_if_not(schritte.rbegin(), schritte.rend(), [&](const auto& schritt) {
     const auto* meldung = std::get_if<MeldungZeile>(&schritt.inhalt);
-    return meldung != nullptr && meldung->name == "degraded";
+    return anderes(schritt) || (meldung != nullptr && meldung->name == "degraded");
   });
   schritte.erase(schritte.begin(), davor.base());
+  std::erase_if(schritte, anderes);
 }
 
 void setzeZeiten(Spielplan& plan) {

@@ -138,7 +138,15 @@ TEST_F(EreignisseTest, WhatWasMissingIsKeptAfterAKillToo) {
     EXPECT_EQ(alle.meldungen[1].text, "auch");
     EXPECT_FALSE(alle.fehltOhneGrund(Kanal::me));
   }
-  const auto alle = lies(ohneMe + "\nkaputt\n" + start + "\n");
+  // A line of the host's own, or a broken one, may follow it.
+  const std::string fremde = "\nkaputt\n{\"mein\":\"Wirt\"}\n";
+  for (const std::string& davor : {std::string(), std::string(R"({"event":"done"})") + "\n"}) {
+    const auto alle = lies(davor + ohneMe + fremde + ohneThem + fremde + start + "\n");
+    ASSERT_EQ(alle.meldungen.size(), 2U) << davor;
+    EXPECT_FALSE(alle.fehltOhneGrund(Kanal::me));
+  }
+  // A recording that was stopped before it started keeps its own.
+  const auto alle = lies(ohneMe + "\n" + R"({"event":"done"})" + "\n" + start + "\n");
   EXPECT_TRUE(alle.meldungen.empty());
   EXPECT_TRUE(alle.fehltOhneGrund(Kanal::me));
   EXPECT_FALSE(alle.fehltOhneGrund(Kanal::them));
