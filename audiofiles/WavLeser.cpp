@@ -10,8 +10,13 @@ namespace {
 constexpr std::uint64_t MIN_DATEI = 45;  // a header and something behind it
 constexpr std::uint64_t VORSPANN = 12;   // "RIFF", a length, "WAVE"
 constexpr std::size_t BLOCK_KOPF = 8;    // identifier and size
-constexpr std::size_t KANAELE = 10;      // where "fmt " has the number of channels
-constexpr std::size_t RATE = 12;         // and the rate
+constexpr std::size_t FORMAT = 8;        // where "fmt " has the code of the format,
+constexpr std::size_t KANAELE = 10;      // the number of channels,
+constexpr std::size_t RATE = 12;         // the rate,
+constexpr std::size_t BITS = 22;         // the bits of a sample,
+constexpr std::size_t UNTERFORMAT = 32;  // and the code if the first one is EXTENSIBLE
+constexpr std::uint32_t PCM = 1;
+constexpr std::uint32_t EXTENSIBLE = 0xFFFE;
 constexpr std::size_t SAMPLE_BYTES = 2;
 
 // All integers of the format are little-endian.
@@ -23,9 +28,19 @@ std::uint32_t lies32(const std::uint8_t* von) {
   return lies16(von) | lies16(von + 2) << 16U;
 }
 
-// How far a "fmt " block is read whose length is at kopf + 4: up to the rate if it holds one.
+// How far a "fmt " block is read whose length is at kopf + 4: up to the last field that it holds.
 std::size_t formatBytes(const std::uint8_t* kopf) {
-  return lies32(kopf + 4) >= RATE + 4 - BLOCK_KOPF ? RATE + 4 : KANAELE + 2;
+  const std::uint64_t ende = BLOCK_KOPF + std::uint64_t{lies32(kopf + 4)};
+  for (const std::size_t bis : {UNTERFORMAT + 2, BITS + 2, RATE + 4})
+    if (ende >= bis) return bis;
+  return KANAELE + 2;
+}
+
+bool istPcm16(std::span<const std::uint8_t> kopf) {
+  if (kopf.size() < BITS + 2 || lies16(kopf.data() + BITS) != 16) return false;
+  const std::uint32_t format = lies16(kopf.data() + FORMAT);
+  if (format != EXTENSIBLE || kopf.size() < UNTERFORMAT + 2) return format == PCM;
+  return lies16(kopf.data() + UNTERFORMAT) == PCM;
 }
 
 float sample(std::uint8_t unteres, std::uint8_t oberes) {
@@ -91,6 +106,7 @@ void WavLeser::behandleKopf() {
     if (kopfBytes_ < formatBytes(kopf_.data())) return;
     kanaele_ = std::max<std::size_t>(lies16(kopf_.data() + KANAELE), 1);
     if (kopfBytes_ > RATE) rate_ = lies32(kopf_.data() + RATE);
+    pcm16_ = istPcm16(std::span(kopf_).first(kopfBytes_));
   }
   // Blocks begin at even positions. A "fmt " block ends where its length says, even if more of it
   // was read.

@@ -31,6 +31,8 @@ class WavLeser {
   [[nodiscard]] bool lesbar() const;
   // Hz, as the file declares it before its samples; 0 if it does not.
   [[nodiscard]] std::uint32_t rate() const { return rate_; }
+  // Whether the file declares what it is read as: 16-bit PCM.
+  [[nodiscard]] bool pcm16() const { return pcm16_; }
   // Whether later bytes do not matter.
   [[nodiscard]] bool fertig() const { return stelle_ == Stelle::ENDE && lesbar(); }
   // The samples since the last call of verwirf().
@@ -49,10 +51,11 @@ class WavLeser {
   std::uint64_t gesamt_ = 0;
   Stelle stelle_ = Stelle::VORSPANN;
   std::uint64_t ueberspringen_ = 0;      // bytes up to the next block
-  std::array<std::uint8_t, 16> kopf_{};  // a block's head, and of "fmt " channel count and rate
+  std::array<std::uint8_t, 34> kopf_{};  // a block's head, and of "fmt " what is read of it
   std::size_t kopfBytes_ = 0;            // of them gathered
   std::size_t kanaele_ = 1;
   std::uint32_t rate_ = 0;
+  bool pcm16_ = false;
   std::uint64_t daten_ = 0;   // bytes of the data block that are still to come
   std::size_t imFrame_ = 0;   // bytes of a frame that has begun
   std::uint8_t unteres_ = 0;  // low and high byte of its first sample

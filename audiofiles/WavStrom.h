@@ -33,6 +33,9 @@ class WavStrom {
   // Hz, as the file declares it; 0 if it does not.
   [[nodiscard]] std::uint32_t rate() const { return leser_.rate(); }
 
+  // Whether the file declares what it is read as: 16-bit PCM.
+  [[nodiscard]] bool pcm16() const { return leser_.pcm16(); }
+
   // The next samples, at most as many as `ziel` holds; fewer only at the end. nullopt if the file
   // cannot be read on.
   [[nodiscard]] std::optional<std::size_t> lies(std::span<float> ziel);

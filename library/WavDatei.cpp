@@ -41,6 +41,7 @@ int hallkorb_wav_open(hallkorb_wav_reader** reader, const char* path) {
       return gescheitert(HALLKORB_INVALID, "wav: no handle or no path");
     auto strom = hallkorb::WavStrom::oeffne(path);
     if (!strom) return gescheitert(HALLKORB_FILE, "wav: not a WAV file that can be read");
+    if (!strom->pcm16()) return gescheitert(HALLKORB_FILE, "wav: the samples are not 16-bit PCM");
     *reader = std::make_unique<hallkorb_wav_reader>(std::move(strom)).release();
     return int{HALLKORB_OK};
   });

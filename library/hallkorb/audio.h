@@ -146,9 +146,10 @@ int hallkorb_chunker_append(hallkorb_chunker* chunker, const float* samples, con
 int hallkorb_chunker_finish(hallkorb_chunker* chunker);
 void hallkorb_chunker_free(hallkorb_chunker* chunker);
 
-/* --- WAV files: 16 bits; of several channels the first is read, one is written. --- */
+/* --- WAV files: 16-bit PCM; of several channels the first is read, one is written. --- */
 typedef struct hallkorb_wav_reader hallkorb_wav_reader;
 typedef struct hallkorb_wav_writer hallkorb_wav_writer;
+/* A file that declares other samples is HALLKORB_FILE. */
 int hallkorb_wav_open(hallkorb_wav_reader** reader, const char* path);
 /* Hz, as the file declares it; 0 if it does not. What is read is not resampled. */
 int hallkorb_wav_rate(hallkorb_wav_reader* reader, double* rate);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <hallkorb/audio.hpp>
 #include <limits>
 #include <span>
@@ -12,6 +13,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tests/support/WavBytes.h"
 
 namespace hallkorb::audio {
 namespace {
@@ -286,6 +289,37 @@ TEST(Audio, AWavFileAppearsOnlyWhenFinished) {
   WavWriter nirgends(ordner("weg") + "/none/a.wav", 16000);
   EXPECT_EQ(status([&] { nirgends.finish(); }), HALLKORB_FILE);
   EXPECT_NE(std::string_view(hallkorb_error_text()).find("posix 2"), std::string_view::npos);
+}
+
+// A 24-bit file read as one of 16 bits would be noise.
+TEST(Audio, OnlySamplesOf16BitPcmAreRead) {
+  constexpr std::uint32_t EXTENSIBLE = 0xFFFE;
+  const std::string pfad = ordner("pcm") + "/a.wav";
+  const auto oeffne = [&](std::uint32_t format, std::uint32_t bits, std::uint32_t unterformat) {
+    const bool lang = format == EXTENSIBLE;
+    WavBytes b;
+    b.wort("RIFF").u32(lang ? 76U : 52U).wort("WAVE").wort("fmt ").u32(lang ? 40U : 16U);
+    b.u16(format).u16(1).u32(16000).u32(2000 * bits).u16(bits / 8).u16(bits);
+    if (lang) b.u16(22).u16(bits).u32(4).u16(unterformat).wort(std::string(14, 'g'));
+    b.wort("data").u32(16).wort(std::string(16, 'x'));
+    std::ofstream(pfad, std::ios::binary)
+        .write(reinterpret_cast<const char*>(b.bytes.data()),
+               static_cast<std::streamsize>(b.bytes.size()));
+    return status([&] {
+      std::vector<float> platz(20);
+      EXPECT_EQ(WavReader(pfad).read(platz).size(), 8U);
+    });
+  };
+  EXPECT_EQ(oeffne(1, 16, 0), HALLKORB_OK);
+  EXPECT_EQ(oeffne(EXTENSIBLE, 16, 1), HALLKORB_OK);
+  EXPECT_EQ(oeffne(1, 24, 0), HALLKORB_FILE);
+  EXPECT_STREQ(hallkorb_error_text(), "wav: the samples are not 16-bit PCM");
+  EXPECT_EQ(oeffne(1, 8, 0), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(3, 32, 0), HALLKORB_FILE);  // floating point
+  EXPECT_EQ(oeffne(3, 16, 0), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(6, 8, 0), HALLKORB_FILE);  // A-law
+  EXPECT_EQ(oeffne(EXTENSIBLE, 32, 3), HALLKORB_FILE);
+  EXPECT_EQ(oeffne(EXTENSIBLE, 16, 3), HALLKORB_FILE);
 }
 
 }  // namespace
