@@ -4,10 +4,12 @@
 // does not block it, and until the run loop has taken the signal over, its default action ends the
 // process. So no other thread takes any.
 //
-// A limit on threads may be reached at any time (other programs of the user count too). The
-// standard library throws then, and an exception that nobody expects would end the recording.
+// A limit on threads may be reached at any time (other programs of the user count too), and a new
+// thread takes memory. The standard library throws then, and an exception that nobody expects would
+// end the recording.
 #pragma once
 
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -35,6 +37,8 @@ template <class Arbeit>
       arbeit();
     });
   } catch (const std::system_error&) {
+    return std::nullopt;
+  } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
 }

@@ -5,6 +5,7 @@
 
 #include "base/Ausgabe.h"
 #include "base/Ordnerwacht.h"
+#include "base/Speichermangel.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -90,7 +91,7 @@ void Film::nimmZurueck() {
 // come long after the writer was made, and the folder is then another one.
 void Film::beginne(double zeit) {
   basis_ = zeit;
-  const Ergebnis platz = raeumePlatz();
+  const Ergebnis platz = fangeMangel([this] { return raeumePlatz(); });
   if (platz.gelungen() && writer_->starte(zeit)) {
     Dateien::Zustand zustand;
     if (beharrlich([&] { return dateien_.zustand(ziel_, zustand); }) == 0) eigene_ = zustand;

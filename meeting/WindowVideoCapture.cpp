@@ -1,11 +1,11 @@
 #include "meeting/WindowVideoCapture.h"
 
 #include <cinttypes>
-#include <new>
 #include <utility>
 
 #include "base/Ausgabe.h"
 #include "base/Faden.h"
+#include "base/Speichermangel.h"
 #include "base/Text.h"
 
 namespace hallkorb {
@@ -26,6 +26,11 @@ std::string benannt(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
   std::string quelle = quellen.front().first;
   if (quellen.size() > 1) quelle += " (+" + std::to_string(quellen.size() - 1) + " weitere)";
   return quelle;
+}
+
+// A line that gets no memory is lost.
+void meldeFallsMoeglich(const char* was, const std::string& text = {}) {
+  static_cast<void>(fangeMangel([&] { log(was + text); }));
 }
 
 }  // namespace
@@ -49,28 +54,32 @@ WindowVideoCapture::WindowVideoCapture(const std::string& outDir, double zeitNul
 
 void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (!stand_.beginneAufsicht()) return;
+  const Ergebnis begonnen = fangeMangel([&] { return starteAufsicht(sekunden); });
+  if (begonnen.gelungen()) return;
+  aufsichtEnde_->wecke();
+  const std::string& grund = begonnen.fehler().description;
+  log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
+  emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
+}
+
+Ergebnis WindowVideoCapture::starteAufsicht(double sekunden) {
   const auto aufsicht = [selbst = shared_from_this(), sekunden]() mutable {
     const std::shared_ptr<Schlaf> ende = selbst->aufsichtEnde_;
     selbst->beaufsichtige(sekunden);
     selbst = nullptr;
     ende->wecke();
   };
-  if (stromEnde_ && executor_.starteUnabhaengig(aufsicht)) return;
-  aufsichtEnde_->wecke();
-  const std::string grund = keinFaden().description;
-  log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
-  emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
+  if (stromEnde_ && executor_.starteUnabhaengig(aufsicht)) return {};
+  return keinFaden();
 }
 
 // Pictures are large, so memory may be short for them and enough for the sound.
 void WindowVideoCapture::beaufsichtige(double sekunden) {
-  try {
-    aufsicht_.laufe(sekunden);
-  } catch (const std::bad_alloc&) {
-    stand_.setzeEinlass(std::nullopt);  // nobody sees any more what the window shows
-    if (!stand_.abgebrochen())
-      log("[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter");
-  }
+  const Ergebnis ergebnis = fangeMangel([&] { aufsicht_.laufe(sekunden); });
+  if (ergebnis.gelungen()) return;
+  stand_.setzeEinlass(std::nullopt);  // nobody sees any more what the window shows
+  if (!stand_.abgebrochen())
+    meldeFallsMoeglich("[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter");
 }
 
 // While no picture counts, as in a pause, a refused one is not worth another.
@@ -85,10 +94,21 @@ void WindowVideoCapture::titelGeaendert() {
 
 void WindowVideoCapture::gestoppt(const Fehler& fehler) {
   stand_.stromWeg();
-  log("[hallkorb] Video-SCStream gestoppt: " + fehler.description);
+  meldeFallsMoeglich("[hallkorb] Video-SCStream gestoppt: ", fehler.description);
 }
 
+// The sound's last chunks are written after it.
 std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
+  std::optional<Video> video;
+  const Ergebnis ergebnis = fangeMangel([&] { video = beende(); });
+  if (ergebnis.gescheitert()) {
+    meldeFallsMoeglich("[hallkorb] Video-Abschluss fehlgeschlagen: ",
+                       ergebnis.fehler().description);
+  }
+  return video;
+}
+
+std::optional<WindowVideoCapture::Video> WindowVideoCapture::beende() {
   const Bildzustand::Ende ende = stand_.brichAb();
   uhr_.beende();
   if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
@@ -110,8 +130,9 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
 bool WindowVideoCapture::haltAn(const Bildzustand::Ende& ende) {
   bool geantwortet = true;
   if (ende.strom) {
-    geantwortet = stromEnde_->laufe(
-        STOP_FRIST, [selbst = shared_from_this(), strom = ende.strom] { strom->stop(); });
+    geantwortet = stromEnde_->laufe(STOP_FRIST, [selbst = shared_from_this(), strom = ende.strom] {
+      static_cast<void>(fangeMangel([&] { strom->stop(); }));
+    });
   }
   if (ende.beaufsichtigt) geantwortet = aufsichtEnde_->warte(STOP_FRIST) && geantwortet;
   return geantwortet;

@@ -56,8 +56,8 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   WindowVideoCapture& operator=(const WindowVideoCapture&) = delete;
 
   // Starts the supervision and returns at once. A meeting window that is missing after `sekunden`
-  // is reported, once; the search goes on. If the system has no thread for the video, that is
-  // reported, and there is none. After stop() it does nothing.
+  // is reported, once; the search goes on. If the system has no thread or no memory for the video,
+  // that is reported, and there is none. After stop() it does nothing.
   void starteGeduldig(double sekunden);
 
   // Ends everything and finishes the file, which takes as long as the writer needs for that (on
@@ -73,7 +73,9 @@ class WindowVideoCapture final : public std::enable_shared_from_this<WindowVideo
   [[nodiscard]] bool bild(const Bild& bild) override;
   void titelGeaendert() override;
   void gestoppt(const Fehler& fehler) override;
+  [[nodiscard]] Ergebnis starteAufsicht(double sekunden);
   void beaufsichtige(double sekunden);
+  [[nodiscard]] std::optional<Video> beende();
   [[nodiscard]] bool haltAn(const Bildzustand::Ende& ende);
 
   Executor& executor_;

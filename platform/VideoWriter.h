@@ -5,6 +5,9 @@
 // be played up to the last seconds whenever the process dies, and is an ordinary, seekable file
 // after schliesseAb().
 //
+// Want of memory is a failure like others: a writer of pictures needs most of it, and the sound may
+// have enough.
+//
 // Times are seconds on the clock of hostSekunden(); the file begins with the picture at `basis`,
 // and gaps between pictures show the earlier one.
 //

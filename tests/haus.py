@@ -8,8 +8,8 @@ What a build cannot show is read from the sources: that no include of a producti
 also on the other platform; that docs/architecture.md draws the includes as they are; that
 docs/glossary.md explains every name; that the documents' links lead somewhere; that the recorder's options
 are those of its manual page and of the shells' completions; that a build without its libraries names
-the packages that are missing; that the codes of our own errors are in one table; and that CONTRIBUTING.md
-lists every long file and every large folder.
+the packages that are missing; that the codes of our own errors are in one table; that CONTRIBUTING.md
+lists every long file and every large folder; and that bench/mutation-equal.txt explains lines that exist.
 Closing line: "N passed, N failed".
 """
 
@@ -289,6 +289,24 @@ def pruefe_glossar_pflanzen():
     return []
 
 
+def pruefe_erklaerungen():
+    """Each change that no test can notice is one of a line that is still there."""
+    with open(os.path.join(WURZEL, "bench", "mutation-equal.txt"), encoding="utf-8") as datei:
+        erklaerungen = [zeile.split(" | ") for zeile in datei if zeile.strip() and not zeile.startswith("#")]
+    zeilen, klagen = {}, []
+    for felder in erklaerungen:
+        name, text = felder[0], " | ".join(felder[1:-2])
+        if name not in zeilen:
+            pfad = os.path.join(WURZEL, name)
+            zeilen[name] = set()
+            if os.path.exists(pfad):
+                with open(pfad, encoding="utf-8") as datei:
+                    zeilen[name] = {zeile.strip() for zeile in datei}
+        if text not in zeilen[name]:
+            klagen.append(f"bench/mutation-equal.txt explains a line that {name} does not have: {text}")
+    return klagen
+
+
 def hauptteil(bau):
     bekannt = befehle(bau)
     regeln_hier = REGELN | (LINUX if next(iter(LINUX)) in bekannt else {})
@@ -307,7 +325,7 @@ def hauptteil(bau):
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
                   pruefe_verweise, pruefe_optionen, pruefe_pakete, pruefe_fehlercodes,
-                  pruefe_groessen):
+                  pruefe_groessen, pruefe_erklaerungen):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

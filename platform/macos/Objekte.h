@@ -18,7 +18,8 @@ namespace hallkorb {
 // A copy of the text; empty if there is none. The system's own pointer dies with its pool.
 [[nodiscard]] std::string text(NSString* _Nullable text);
 
-// The error, with the description that the system gives in the user's language.
+// The error, with the description that the system gives in the user's language; keinSpeicher() if
+// there is no memory for it, since errors come on threads of the system, too.
 [[nodiscard]] Fehler fehlerAus(NSError* _Nullable error);
 [[nodiscard]] Ergebnis ergebnisAus(NSError* _Nullable error);
 

@@ -1,5 +1,7 @@
 """What was played, found again piece by piece in what was recorded."""
 
+import dataclasses
+
 import numpy
 
 import signale
@@ -34,36 +36,43 @@ class Schleife:
         return bestes
 
     def pruefe(self, chunks):
-        """`chunks`: (t0, samples). Returns (pieces that are what was played, loud pieces that are not, whether
-        the player has left holes, and by how many samples places differ from what their times say)."""
-        gleiche, fremde, lagen = 0, 0, []
-        loecher = any(hat_loch(ton, nummer == 0) for nummer, (_, ton) in enumerate(chunks))
+        """`chunks`: (t0, samples), one after the other without a break."""
+        befund = Befund(loecher=loecher([ton for _, ton in chunks]))
+        lagen = []
         for t0, ton in chunks:
             for ab in range(0, len(ton) - STUECK + 1, STUECK):
                 stueck = ton[ab:ab + STUECK]
                 if signale.pegel(stueck) < LEISE:
                     continue
                 aehnlich, ort = self.finde(stueck)
-                if aehnlich < GLEICH:
-                    fremde += 1
-                    continue
-                gleiche += 1
-                lagen.append(ort - round(t0 * signale.ZIEL) - ab)
-        if not lagen:
-            return gleiche, fremde, loecher, 0
-        halb = self.runde // 2
-        abstaende = [(lage - lagen[0] + halb) % self.runde - halb for lage in lagen]
-        return gleiche, fremde, loecher, max(abstaende) - min(abstaende)
+                if aehnlich >= GLEICH:
+                    befund.gleiche += 1
+                    lagen.append(ort - round(t0 * signale.ZIEL) - ab)
+                elif loecher([stueck]):
+                    befund.gebrochene += 1
+                else:
+                    befund.fremde += 1
+        if lagen:
+            halb = self.runde // 2
+            abstaende = [(lage - lagen[0] + halb) % self.runde - halb for lage in lagen]
+            befund.versatz = (max(abstaende) - min(abstaende)) / signale.ZIEL
+        return befund
 
 
-def hat_loch(ton, erster):
-    """Whether there is silence within the sound, or at its edges, where chunks are cut. The first one may begin
-    before the sound does."""
-    laut = numpy.flatnonzero(numpy.abs(ton) > 1e-3)
-    if not len(laut):
-        return True
-    grenzen = numpy.concatenate([[laut[0] if erster else -1], laut, [len(ton)]])
-    return int(numpy.diff(grenzen).max()) > LOCH
+@dataclasses.dataclass
+class Befund:
+    loecher: list  # seconds of each silence within the sound
+    gleiche: int = 0  # pieces that are what was played
+    gebrochene: int = 0  # that are not, and have a hole: two parts that do not belong together
+    fremde: int = 0  # that are not, and have none
+    versatz: float = 0.0  # seconds by which their places differ from what their times say
+
+
+def loecher(toene):
+    """The silences in sounds that follow each other, from where there is sound first to the end, in seconds."""
+    laut = numpy.flatnonzero(numpy.abs(numpy.concatenate([*toene, [1.0]])) > 1e-3)
+    laengen = numpy.diff(laut)
+    return [float(laenge) / signale.ZIEL for laenge in laengen[laengen > LOCH]]
 
 
 def wie_roh(ton, roh, t0):

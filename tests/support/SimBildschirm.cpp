@@ -57,6 +57,7 @@ class Bildschirm::Strom final : public WindowStream {
   }
 
   void stop() override {
+    if (const auto belege = std::exchange(schirm_.stopBelegt, nullptr)) belege();
     if (!std::exchange(gestoppt_, true)) {
       schirm_.aufrufe.emplace_back("stop");
       const double bis = welt_.jetzt() + schirm_.stopDauer;
@@ -189,6 +190,7 @@ class Bildschirm::Schreiber final : public VideoWriter {
     return anzahl;
   }
   bool schliesseAb(double ende) override {
+    if (schirm_.abschlussBelegt) schirm_.abschlussBelegt();
     film().ende = ende - NULLZEIT;
     return schirm_.schreiberSchliesst;
   }

@@ -48,8 +48,9 @@ class Bildschirm {
   std::optional<Fehler> wechselFehler;
   double wechselDauer = 0.0;
   double stopDauer = 0.0;
-  bool bildNachStart = true;  // a picture follows each start and switch
-  double bildVerzug = 0.0;    // seconds from reading a picture to its delivery
+  std::function<void()> stopBelegt;  // allocates what the next stop of a stream needs: may throw
+  bool bildNachStart = true;         // a picture follows each start and switch
+  double bildVerzug = 0.0;           // seconds from reading a picture to its delivery
   bool meldetAnfang = false;  // the stream reports the title of each window that it begins with
   bool bietetAn = false;      // it gives another picture instead of one that was not taken
 
@@ -65,6 +66,7 @@ class Bildschirm {
   std::int64_t schreiberLaesstAus = 0;       // so many of the pictures that it took
   std::optional<Fehler> schreiberScheitert;  // it fails with this when it is given a picture
   bool schreiberSchliesst = true;
+  std::function<void()> abschlussBelegt;  // allocates what the end of a file needs: may throw
   std::optional<Fehler> schreiberFehler;
 
   // What was called: snapshots are counted, stream calls are listed ("start 4", "wechsle 5",

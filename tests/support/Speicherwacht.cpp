@@ -1,9 +1,13 @@
 #include "tests/support/Speicherwacht.h"
 
 #include <malloc.h>
+#include <pthread.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -16,10 +20,21 @@ std::atomic<std::size_t> hoechstens{0};
 std::atomic<std::size_t> gerufen{0};
 std::atomic<std::size_t> scheitertAb{NIE};
 std::atomic<std::size_t> scheitertBis{NIE};
+std::atomic<bool> nurEinFaden{false};
+std::array<char, 16> fadenname{};  // which one
+
+bool zaehlt() {
+  if (!nurEinFaden) return true;
+  std::array<char, 16> eigener{};
+  return ::pthread_getname_np(::pthread_self(), eigener.data(), eigener.size()) == 0 &&
+         std::strcmp(eigener.data(), fadenname.data()) == 0;
+}
 
 void* belege(std::size_t bytes, std::size_t ausrichtung) {
-  const std::size_t nummer = gerufen++;
-  if (nummer >= scheitertAb && nummer <= scheitertBis) return nullptr;
+  if (zaehlt()) {
+    const std::size_t nummer = gerufen++;
+    if (nummer >= scheitertAb && nummer <= scheitertBis) return nullptr;
+  }
   const std::size_t ganze = (bytes + ausrichtung - 1) / ausrichtung * ausrichtung;
   void* p = std::aligned_alloc(ausrichtung, ganze == 0 ? ausrichtung : ganze);
   if (p == nullptr) return p;
@@ -95,6 +110,17 @@ void merkeGipfel() {
 }
 
 void scheitere(std::size_t n, bool immer) {
+  nurEinFaden = false;
+  gerufen = 0;
+  scheitertBis = immer ? NIE : n;
+  scheitertAb = n;
+}
+
+void scheitereIn(const std::string& faden, std::size_t n, bool immer) {
+  scheitereNicht();
+  fadenname.fill('\0');
+  std::copy_n(faden.begin(), std::min(faden.size(), fadenname.size() - 1), fadenname.begin());
+  nurEinFaden = true;
   gerufen = 0;
   scheitertBis = immer ? NIE : n;
   scheitertAb = n;
@@ -102,6 +128,7 @@ void scheitere(std::size_t n, bool immer) {
 
 void scheitereNicht() {
   scheitertAb = NIE;
+  nurEinFaden = false;
   gerufen = 0;
 }
 

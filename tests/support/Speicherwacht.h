@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace hallkorb::speicherwacht {
 
@@ -16,8 +17,10 @@ void merkeGipfel();
 
 // From now on the allocation number n (counted from 0) fails; with `immer` all later ones too.
 void scheitere(std::size_t n, bool immer);
+// The same for the threads of this name alone; only their allocations are counted.
+void scheitereIn(const std::string& faden, std::size_t n, bool immer);
 void scheitereNicht();
-// Allocations since scheitere() or scheitereNicht().
+// Allocations since the last of these calls.
 [[nodiscard]] std::size_t rufe();
 
 }  // namespace hallkorb::speicherwacht

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -34,6 +35,9 @@ constexpr char ZEITACHSE[] =
 
 class AbspielerTest : public testing::Test {
  protected:
+  static constexpr std::array VERWEISE{"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"};
+  inline static const Bytes WICHTIG{1, 2, 3};
+
   // Ten seconds: three chunks of "me", two of "them", a window from second 2 on.
   void nimmAuf() {
     bau.start();
@@ -70,6 +74,14 @@ class AbspielerTest : public testing::Test {
     });
     EXPECT_EQ(gelesen, Lesbarkeit::ganz);
     return alle;
+  }
+
+  // Links in the target to files in `fremd` that must stay as they are.
+  void pflanzeVerweise(const TempOrdner& fremd) const {
+    for (const char* name : VERWEISE) {
+      legeAn(fremd / name, WICHTIG);
+      std::filesystem::create_symlink(fremd / name, ziel / name);
+    }
   }
 
   std::vector<std::string> dateien() const {
@@ -120,15 +132,11 @@ TEST_F(AbspielerTest, EachLineComesAtItsMomentAfterItsFile) {
 TEST_F(AbspielerTest, LinksInTheTargetAreReplacedAndNotFollowed) {
   nimmAuf();
   const TempOrdner fremd;
-  const Bytes wichtig{1, 2, 3};
-  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
-    legeAn(fremd / name, wichtig);
-    std::filesystem::create_symlink(fremd / name, ziel / name);
-  }
+  pflanzeVerweise(fremd);
   SimPlattform welt;
   spiele(welt, 0.0);
-  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
-    EXPECT_EQ(dateiBytes(fremd / name), wichtig) << name;
+  for (const char* name : VERWEISE) {
+    EXPECT_EQ(dateiBytes(fremd / name), WICHTIG) << name;
     EXPECT_EQ(dateiBytes(ziel / name), dateiBytes(bau / name)) << name;
   }
 }
@@ -137,11 +145,7 @@ TEST_F(AbspielerTest, LinksInTheTargetAreReplacedAndNotFollowed) {
 TEST_F(AbspielerTest, ATargetThatAllowsNoChangeLeadsNowhere) {
   nimmAuf();
   const TempOrdner fremd;
-  const Bytes wichtig{1, 2, 3};
-  for (const char* name : {"chunk_me_000.wav", "video.mp4", "mikro_roh.wav"}) {
-    legeAn(fremd / name, wichtig);
-    std::filesystem::create_symlink(fremd / name, ziel / name);
-  }
+  pflanzeVerweise(fremd);
   for (const std::string& pfad : {fremd.pfad(), ziel.pfad(), bau.ordner().pfad()})
     ASSERT_TRUE(Niemand::gehoere(pfad));
   ASSERT_EQ(::chmod(ziel.pfad().c_str(), 0555), 0);
@@ -152,9 +156,9 @@ TEST_F(AbspielerTest, ATargetThatAllowsNoChangeLeadsNowhere) {
     EXPECT_EQ(spiele(welt, 0.0), 0);
   }
   ASSERT_EQ(::chmod(ziel.pfad().c_str(), 0755), 0);
-  EXPECT_EQ(fremd.namen().size(), 3U);
-  for (const std::string& name : fremd.namen())
-    EXPECT_EQ(dateiBytes(fremd / name), wichtig) << name;
+  EXPECT_EQ(fremd.namen().size(), VERWEISE.size());
+  for (const char* name : VERWEISE)
+    EXPECT_EQ(dateiBytes(fremd / name), WICHTIG) << name;
 }
 
 TEST_F(AbspielerTest, QuickTimeTakesAsMuchLess) {
@@ -338,6 +342,20 @@ TEST_F(AbspielerTest, EventsOfALaterVersionComeAsTheyAre) {
   EXPECT_EQ(faenger.ausgabeZeilen(),
             (std::vector<std::string>{alle[1], alle[3], alle[4], alle[5], alle[6], alle[7], alle[8],
                                       alle[9], alle[10]}));
+}
+
+// The host's own lines may stand between, and the recording before may have been killed.
+TEST_F(AbspielerTest, WhatWasMissingIsReportedWhateverStandsBehindIt) {
+  bau.start();
+  bau.zeile(R"({"event":"neu","nummer":1})");
+  bau.zeile(R"({"event":"degraded","channel":"them","message":"stumm"})");
+  bau.zeile(R"({"event":"neu","nummer":2})");
+  bau.start(false);
+  bau.ende();
+  SimPlattform welt;
+  EXPECT_EQ(spiele(welt), 0);
+  const auto alle = erwartet();
+  EXPECT_EQ(faenger.ausgabeZeilen(), (std::vector<std::string>{alle[2], alle[4], alle[5]}));
 }
 
 TEST_F(AbspielerTest, AStopLeavesOutEventsThatWouldHaveComeLater) {

@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
-#include <new>
 #include <utility>
 
 #include "base/Faden.h"
+#include "base/Speichermangel.h"
 #include "platform/linux/screen/X11Aufnahme.h"
 
 namespace hallkorb {
@@ -101,12 +101,7 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  Ergebnis ende;
-  try {
-    ende = nimmAuf(listener);
-  } catch (const std::bad_alloc&) {
-    ende = Fehler::ausErrno(ENOMEM, "Fensteraufnahme");  // the sound may have enough
-  }
+  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener); });
   bool melden = false;
   {
     const std::lock_guard halter(lock_);

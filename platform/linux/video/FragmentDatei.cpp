@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <utility>
 
+#include "base/Speichermangel.h"
 #include "platform/linux/video/H264Kodierer.h"
 #include "platform/linux/video/Mp4Kaesten.h"
 
@@ -24,7 +26,22 @@ FragmentDatei::~FragmentDatei() {
   if (griff_ >= 0) hallkorb::schliesse(griff_, dateien_);
 }
 
+// Without memory a step may have ended anywhere, so nothing more is written.
+template <class Schritt>
+Ergebnis FragmentDatei::versuche(Schritt schritt) {
+  try {
+    return schritt();
+  } catch (const std::bad_alloc&) {
+    verloren_ = true;
+    return keinSpeicher();
+  }
+}
+
 Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& strom) {
+  return versuche([&] { return legeAn(pfad, strom); });
+}
+
+Ergebnis FragmentDatei::legeAn(const std::string& pfad, const AVCodecContext& strom) {
   const int weg = beharrlich([&] { return dateien_.loeschen(pfad); });
   if (weg < 0 && weg != -ENOENT) return Fehler::ausErrno(-weg, WAS);
   const mode_t rechte = rechteNeuerDatei(pfad, dateien_);
@@ -55,6 +72,7 @@ Ergebnis FragmentDatei::beginne(const std::string& pfad, const AVCodecContext& s
   const int code = libav().avformat_write_header(datei_.get(), &wahl);
   av_dict_free(&wahl);
   libav().avio_flush(strom_.get());
+  if (verloren_) return keinSpeicher();
   return code < 0 ? libavFehler(code, WAS) : schreibeKopf();
 }
 
@@ -77,6 +95,10 @@ Ergebnis FragmentDatei::schreibeKopf() {
 }
 
 Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
+  return versuche([&] { return nimm(paket); });
+}
+
+Ergebnis FragmentDatei::nimm(AVPacket& paket) {
   const std::int64_t zeit = paket.pts;
   if (ungesichert()) {
     if (Ergebnis ergebnis = gibWeiter(zeit - letzte_); ergebnis.gescheitert()) return ergebnis;
@@ -84,7 +106,8 @@ Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
     if (Ergebnis ergebnis = setzeDauer(zeit); ergebnis.gescheitert()) return ergebnis;
     dauerFeld_.reset();
     // Otherwise the muxer would place the sample at the end of the duration that it was given.
-    av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
+    const int code = av_opt_set(datei_->priv_data, "movflags", "+frag_discont", 0);
+    if (code < 0) return libavFehler(code, WAS);
   }
   libav().av_packet_move_ref(offen_.get(), &paket);
   letzte_ = zeit;
@@ -92,6 +115,10 @@ Ergebnis FragmentDatei::schreibe(AVPacket& paket) {
 }
 
 Ergebnis FragmentDatei::sichere() {
+  return versuche([this] { return beendeFragmente(); });
+}
+
+Ergebnis FragmentDatei::beendeFragmente() {
   if (!ungesichert()) return {};
   if (Ergebnis ergebnis = beendeFragment(); ergebnis.gescheitert()) return ergebnis;
   if (Ergebnis ergebnis = gibWeiter(1); ergebnis.gescheitert()) return ergebnis;
@@ -99,13 +126,13 @@ Ergebnis FragmentDatei::sichere() {
 }
 
 Ergebnis FragmentDatei::verlaengere(std::int64_t bis) {
-  return dauerFeld_ ? setzeDauer(bis) : Ergebnis();
+  return versuche([&] { return dauerFeld_ ? setzeDauer(bis) : Ergebnis(); });
 }
 
 Ergebnis FragmentDatei::schliesseAb(std::int64_t ende) {
   if (griff_ < 0) return {};
   Ergebnis ergebnis = sichere();
-  if (ergebnis.gelungen()) ergebnis = stelleUm(ende);
+  if (ergebnis.gelungen()) ergebnis = versuche([&] { return stelleUm(ende); });
   return schliesseDatei(std::move(ergebnis));
 }
 
@@ -118,15 +145,20 @@ Ergebnis FragmentDatei::schliesseDatei(Ergebnis bisher) {
   datei_.reset();
   strom_.reset();
   const int nummer = hallkorb::schliesse(std::exchange(griff_, -1), dateien_);
-  if (bisher.gelungen() && nummer != 0) return Fehler::ausErrno(nummer, WAS);
+  if (bisher.gelungen() && nummer != 0)
+    return versuche([&] { return Ergebnis(Fehler::ausErrno(nummer, WAS)); });
   return bisher;
 }
 
-// The muxer's output; a fragment reaches the file whole or not at all.
+// The muxer's output; a fragment reaches the file whole or not at all. An exception must not pass
+// through the library.
 int FragmentDatei::sammle(void* selbst, AvioSchreibBytes* daten, int anzahl) {
-  auto& gesammelt = static_cast<FragmentDatei*>(selbst)->gesammelt_;
-  gesammelt.insert(gesammelt.end(), daten, daten + anzahl);
-  return anzahl;
+  auto& datei = *static_cast<FragmentDatei*>(selbst);
+  const Ergebnis ergebnis = datei.versuche([&] {
+    datei.gesammelt_.insert(datei.gesammelt_.end(), daten, daten + anzahl);
+    return Ergebnis();
+  });
+  return ergebnis.gelungen() ? anzahl : AVERROR(ENOMEM);
 }
 
 // Hands the open sample to the muxer.
@@ -142,7 +174,11 @@ Ergebnis FragmentDatei::gibWeiter(std::int64_t dauer) {
 Ergebnis FragmentDatei::beendeFragment() {
   const int code = libav().av_write_frame(datei_.get(), nullptr);
   libav().avio_flush(strom_.get());
-  if (code < 0) return libavFehler(code, WAS);
+  if (verloren_) return keinSpeicher();
+  if (code < 0) {
+    verloren_ = true;  // half of the fragment may have come
+    return libavFehler(code, WAS);
+  }
   if (gesammelt_.empty()) return {};  // no sample since the last one
   const std::int64_t anfang = laenge_;
   if (Ergebnis ergebnis = haengeAn(gesammelt_); ergebnis.gescheitert()) return ergebnis;
@@ -154,15 +190,15 @@ Ergebnis FragmentDatei::beendeFragment() {
 }
 
 Ergebnis FragmentDatei::haengeAn(std::span<const std::uint8_t> bytes) {
-  Ergebnis ergebnis = schreibeAn(bytes, laenge_);
-  if (ergebnis.gelungen()) {
+  const int nummer = schreibeGanzAn(griff_, bytes, laenge_, dateien_).nummer;
+  if (nummer == 0) {
     laenge_ += static_cast<std::int64_t>(bytes.size());
-  } else {
-    verloren_ = true;
-    // Readers would stumble over half a fragment.
-    beharrlich([&] { return dateien_.laengeSetzen(griff_, laenge_); });
+    return {};
   }
-  return ergebnis;
+  verloren_ = true;
+  // Readers would stumble over half a fragment.
+  beharrlich([&] { return dateien_.laengeSetzen(griff_, laenge_); });
+  return Fehler::ausErrno(nummer, WAS);
 }
 
 Ergebnis FragmentDatei::schreibeAn(std::span<const std::uint8_t> bytes, std::int64_t stelle) {

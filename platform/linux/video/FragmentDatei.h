@@ -22,7 +22,8 @@
 // sichere() puts the last sample into a fragment of its own, where the duration is one field at a
 // known place, and verlaengere() rewrites that field.
 //
-// After a failed write the file ends with its last whole fragment.
+// After a failed write, or if there is no memory, the file ends with its last whole fragment. Want
+// of memory is an error like others: nothing here throws.
 //
 // Times are in ticks (H264Kodierer::TICKS a second), from the first picture. One thread at a time.
 #pragma once
@@ -67,7 +68,12 @@ class FragmentDatei {
 
  private:
   static int sammle(void* selbst, AvioSchreibBytes* daten, int anzahl);
+  template <class Schritt>
+  [[nodiscard]] Ergebnis versuche(Schritt schritt);
+  [[nodiscard]] Ergebnis legeAn(const std::string& pfad, const AVCodecContext& strom);
   [[nodiscard]] Ergebnis schreibeKopf();
+  [[nodiscard]] Ergebnis nimm(AVPacket& paket);
+  [[nodiscard]] Ergebnis beendeFragmente();
   [[nodiscard]] Ergebnis gibWeiter(std::int64_t dauer);
   [[nodiscard]] Ergebnis beendeFragment();
   [[nodiscard]] Ergebnis haengeAn(std::span<const std::uint8_t> bytes);
@@ -79,7 +85,7 @@ class FragmentDatei {
   Dateien& dateien_;
   int griff_ = -1;
   std::int64_t laenge_ = 0;              // bytes up to the end of the last whole fragment
-  bool verloren_ = false;                // a write has failed
+  bool verloren_ = false;                // a write has failed, or there was no memory for it
   std::vector<std::uint8_t> gesammelt_;  // the muxer's output since the last write
   LibavZeiger<AVIOContext> strom_;
   LibavZeiger<AVFormatContext> datei_;

@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "base/Faden.h"
+#include "base/Speichermangel.h"
 #include "platform/HostClock.h"
 #include "platform/linux/BgrBild.h"
 
 namespace hallkorb {
 namespace {
 
-constexpr std::chrono::seconds SICHERUNG{1};
 // An encoder that leaves pictures out has taken one again after a fraction of a second of them.
 constexpr double NACHHOLEN_AM_ENDE = 2.0;
 
@@ -32,12 +32,14 @@ Ergebnis H264Schreiber::moeglich(const VideoEinstellungen& einstellungen) {
 }
 
 H264Schreiber::H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
-                             const H264Art* art)
+                             const H264Art* art, Dateien& dateien, std::chrono::seconds sicherung)
     : pfad_(std::move(pfad)),
       einstellungen_(einstellungen),
       art_(art),
       haltezeit_(std::chrono::duration_cast<Uhr::duration>(
-          std::chrono::duration<double>(einstellungen.haltezeit))) {}
+          std::chrono::duration<double>(einstellungen.haltezeit))),
+      sicherung_(sicherung),
+      datei_(dateien) {}
 
 H264Schreiber::~H264Schreiber() {
   beendeFaden();
@@ -47,16 +49,15 @@ H264Schreiber::~H264Schreiber() {
 bool H264Schreiber::starte(double basis) {
   schweigeLibav();
   basis_ = basis;
-  const Ergebnis ergebnis = beginne();
-  melde(ergebnis);
-  if (ergebnis.gescheitert()) return false;
+  melde(fangeMangel([this] { return beginne(); }));
+  if (gescheitert()) return false;
   {
     const std::lock_guard halter(lock_);
     laeuft_ = true;
   }
-  auto faden = neuerFaden("video-kodierer", [this] { laufe(); });
+  auto faden = neuerFaden("video-kodierer", [this] { melde(fangeMangel([this] { laufe(); })); });
   if (!faden) {
-    melde(keinFaden());
+    melde(fangeMangel([]() -> Ergebnis { return keinFaden(); }));
     beendeFaden();
     return false;
   }
@@ -116,8 +117,9 @@ bool H264Schreiber::haengeAn(const Bild& bild) {
   }
   const std::int64_t zeit = takt(bild.zeit());
   if (zeit <= letzter_) return false;
-  if (Ergebnis ergebnis = letterbox_.zeichne(*pixel, *platz->bild); ergebnis.gescheitert()) {
-    melde(ergebnis);
+  Ergebnis gezeichnet = fangeMangel([&] { return letterbox_.zeichne(*pixel, *platz->bild); });
+  if (gezeichnet.gescheitert()) {
+    melde(std::move(gezeichnet));
     return false;
   }
   platz->bild->pts = zeit;
@@ -158,9 +160,9 @@ bool H264Schreiber::schliesseAb(double ende) {
     if (!laeuft_) return false;
   }
   beendeFaden();
-  if (!fehler()) melde(sichere(takt(ende)));
-  melde(fehler() ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
-  return !fehler();
+  if (!gescheitert()) melde(sichere(takt(ende)));
+  melde(gescheitert() ? datei_.schliesse() : datei_.schliesseAb(takt(ende)));
+  return !gescheitert();
 }
 
 std::int64_t H264Schreiber::ausgelassen() const {
@@ -174,7 +176,7 @@ std::optional<Fehler> H264Schreiber::fehler() const {
 }
 
 void H264Schreiber::laufe() {
-  auto naechsteSicherung = Uhr::now() + SICHERUNG;
+  auto naechsteSicherung = Uhr::now() + sicherung_;
   std::unique_lock halter(lock_);
   while (!fehler_) {
     if (!istFaellig() && !istNachzuholen() && !zuEnde_) {
@@ -194,7 +196,7 @@ void H264Schreiber::laufe() {
       halter.unlock();
       melde(sichere(bis));
       halter.lock();
-      naechsteSicherung = Uhr::now() + SICHERUNG;
+      naechsteSicherung = Uhr::now() + sicherung_;
     }
   }
 }
@@ -260,6 +262,11 @@ bool H264Schreiber::kodiere(AVFrame& bild) {
   const bool gescheitert = ergebnis.gescheitert();
   melde(std::move(ergebnis));
   return drin || gescheitert;
+}
+
+bool H264Schreiber::gescheitert() const {
+  const std::lock_guard halter(lock_);
+  return fehler_.has_value();
 }
 
 Ergebnis H264Schreiber::sichere(std::int64_t bis) {

@@ -12,6 +12,8 @@
 // Once a second the encoder thread writes what was recorded to the file; if no picture comes, it
 // prolongs the last one until now. So a killed process loses no more than the last second and the
 // frames in the queue, those that are held back included.
+//
+// Want of memory ends the video as any other error does, on each of its threads.
 #pragma once
 
 #include <chrono>
@@ -36,13 +38,16 @@ class H264Schreiber final : public VideoWriter {
  public:
   // Pictures that may wait for the encoder, beside those that are held back.
   static constexpr std::size_t WARTEPLAETZE = 5;
+  // Between two moments at which the file gets what was recorded.
+  static constexpr std::chrono::seconds SICHERUNG{1};
 
   // Whether a writer for these settings can be made; otherwise the error.
   [[nodiscard]] static Ergebnis moeglich(const VideoEinstellungen& einstellungen);
 
   // `art` null: the best encoder that the libraries offer.
   H264Schreiber(std::string pfad, const VideoEinstellungen& einstellungen,
-                const H264Art* art = nullptr);
+                const H264Art* art = nullptr, Dateien& dateien = posixDateien(),
+                std::chrono::seconds sicherung = SICHERUNG);
   // Without schliesseAb() the file stays as it is, in fragments.
   ~H264Schreiber() override;
   H264Schreiber(const H264Schreiber&) = delete;
@@ -79,6 +84,7 @@ class H264Schreiber final : public VideoWriter {
   [[nodiscard]] bool kodiere(AVFrame& bild);
   [[nodiscard]] Ergebnis sichere(std::int64_t bis);
   void melde(Ergebnis ergebnis);
+  [[nodiscard]] bool gescheitert() const;
   void beendeFaden();
   [[nodiscard]] std::int64_t takt(double zeit) const;
 
@@ -86,6 +92,7 @@ class H264Schreiber final : public VideoWriter {
   const VideoEinstellungen einstellungen_;
   const H264Art* const art_;
   const Uhr::duration haltezeit_;
+  const std::chrono::seconds sicherung_;
 
   // The caller's.
   std::int64_t letzter_ = -1;  // time of the last picture taken

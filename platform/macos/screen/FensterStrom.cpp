@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/Speichermangel.h"
 #include "platform/macos/Fehlertexte.h"
 
 namespace hallkorb {
@@ -69,18 +70,29 @@ class FensterStrom::Bildempfaenger final : public StromEmpfaenger {
     const std::lock_guard halter(lock_);
     if (listener_ == nullptr || ende_) return;
     ungewiss_ = true;
-    // The service gives each picture once.
-    static_cast<void>(listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_)));
+    const Ergebnis ergebnis = fangeMangel([&] {
+      // The service gives each picture once.
+      static_cast<void>(
+          listener_->bild(MacBild(bild.zeit(), bild.status(), bild.probe(), fenster_)));
+    });
+    if (ergebnis.gescheitert()) beende(ergebnis.fehler());
   }
   void beendet(const Fehler& grund) override {
     if (const auto strom = strom_.lock()) strom->merkeEnde();
     const std::lock_guard halter(lock_);
     if (ende_) return;
-    ende_ = erklaert(grund);
-    if (listener_ != nullptr && gestartet_) listener_->gestoppt(*ende_);
+    Fehler ende = keinSpeicher();
+    static_cast<void>(fangeMangel([&] { ende = erklaert(grund); }));
+    beende(std::move(ende));
   }
 
  private:
+  // With `lock_` held. Nothing may leave the service's thread.
+  void beende(Fehler grund) {
+    ende_ = std::move(grund);
+    if (listener_ != nullptr && gestartet_) listener_->gestoppt(*ende_);
+  }
+
   std::weak_ptr<SckStrom> strom_;
   std::mutex lock_;
   WindowStreamListener* listener_ = nullptr;

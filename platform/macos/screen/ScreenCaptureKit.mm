@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "base/Speichermangel.h"
 #include "platform/macos/audio/PcmPuffer.h"
 #include "platform/macos/Fehlertexte.h"
 #include "platform/macos/MacAufrufe.h"
@@ -257,8 +258,10 @@ class SckDienst final : public SckAufrufe {
                                  onScreenWindowsOnly:NO
                                    completionHandler:^(SCShareableContent* inhalt, NSError* error) {
                                      if (inhalt == nil) return fertig(nullptr, fehlerAus(error));
-                                     fertig(std::make_shared<SckInhalt>(inhalt),
-                                            hallkorb::Ergebnis());
+                                     std::shared_ptr<const Inhalt> neuer;
+                                     const Ergebnis ergebnis = fangeMangel(
+                                         [&] { neuer = std::make_shared<SckInhalt>(inhalt); });
+                                     fertig(std::move(neuer), ergebnis);
                                    }];
     }
   }

@@ -6,6 +6,7 @@
 
 #include "base/Ausgabe.h"
 #include "base/Dateien.h"
+#include "base/Speichermangel.h"
 #include "platform/macos/screen/MacBild.h"
 #include "platform/macos/Wartestelle.h"
 
@@ -56,9 +57,13 @@ bool AssetSchreiber::starte(double basis) {
   // a folder with all that is in it.
   static_cast<void>(beharrlich([this] { return posixDateien().loeschen(pfad_); }));
   // If the session could not be begun, the writer still reports that it is writing.
-  begonnen_ =
-      merke(aufrufe_->beginneSchreiben()) && merke(aufrufe_->setzeBeginn(medienzeit(basis)));
+  begonnen_ = merke(fangeMangel([&] { return beginne(basis); }));
   return schreibt();
+}
+
+Ergebnis AssetSchreiber::beginne(double basis) {
+  Ergebnis ergebnis = aufrufe_->beginneSchreiben();
+  return ergebnis.gelungen() ? aufrufe_->setzeBeginn(medienzeit(basis)) : ergebnis;
 }
 
 bool AssetSchreiber::schreibt() const {
@@ -70,10 +75,17 @@ bool AssetSchreiber::bereit() const {
 }
 
 bool AssetSchreiber::haengeAn(const Bild& bild) {
-  return schreibt() && merke(aufrufe_->haengeAn(static_cast<const MacBild&>(bild).probe()));
+  const void* probe = static_cast<const MacBild&>(bild).probe();
+  return schreibt() && merke(fangeMangel([&] { return aufrufe_->haengeAn(probe); }));
 }
 
 bool AssetSchreiber::schliesseAb(double ende) {
+  bool fertig = false;
+  const Ergebnis ergebnis = fangeMangel([&] { fertig = vollende(ende); });
+  return merke(ergebnis) && fertig;
+}
+
+bool AssetSchreiber::vollende(double ende) {
   if (!schreibt()) return false;
   // If these two fail, the file ends a little early, but can still be completed.
   merke(aufrufe_->markiereFertig());

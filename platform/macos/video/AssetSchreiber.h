@@ -51,6 +51,8 @@ class AssetSchreiber final : public VideoWriter {
  private:
   AssetSchreiber(std::unique_ptr<SchreiberAufrufe> aufrufe, std::string pfad,
                  std::chrono::milliseconds abschluss);
+  [[nodiscard]] Ergebnis beginne(double basis);
+  [[nodiscard]] bool vollende(double ende);
   // Keeps the first error; returns whether there was none.
   bool merke(Ergebnis ergebnis);
 

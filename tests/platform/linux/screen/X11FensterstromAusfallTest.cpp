@@ -1,7 +1,6 @@
 // What becomes of a stream if its window, its server or its owner fails it.
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -11,8 +10,10 @@
 #include <new>
 #include <string>
 
+#include "base/Speichermangel.h"
 #include "platform/linux/LinuxHostClock.h"
 #include "tests/support/Bildsammler.h"
+#include "tests/support/Speicherwacht.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -191,14 +192,18 @@ class Langsamer final : public WindowStreamListener {
   bool los_ = false;
 };
 
-// A listener that gets no memory for what it makes of a picture.
+// A listener that gets no memory for what it makes of a picture; nor does the stream from then on.
 class Speicherloser final : public WindowStreamListener {
  public:
   bool bild(const Bild& bild) override {
     static_cast<void>(sammler.bild(bild));
+    speicherwacht::scheitereIn("fenster", 0, true);
     throw std::bad_alloc();
   }
-  void gestoppt(const Fehler& fehler) override { sammler.gestoppt(fehler); }
+  void gestoppt(const Fehler& fehler) override {
+    speicherwacht::scheitereNicht();
+    sammler.gestoppt(fehler);
+  }
 
   Bildsammler sammler;
 };
@@ -209,7 +214,7 @@ TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
   const auto strom = this->strom();
   ASSERT_TRUE(strom->start(fenster->id(), ohneSpeicher).gelungen());
   ASSERT_TRUE(ohneSpeicher.sammler.warteAufEnde());
-  EXPECT_EQ(ohneSpeicher.sammler.fehler().front().code, ENOMEM);
+  EXPECT_EQ(ohneSpeicher.sammler.fehler().front(), keinSpeicher());
   EXPECT_EQ(ohneSpeicher.sammler.zeiten().size(), 1U);
   EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
 }

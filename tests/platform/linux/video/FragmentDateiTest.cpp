@@ -18,6 +18,7 @@
 #include "tests/support/FehlerDateien.h"
 #include "tests/support/Ffmpeg.h"
 #include "tests/support/Prozess.h"
+#include "tests/support/Speicherwacht.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/Testbild.h"
 
@@ -147,6 +148,31 @@ TEST_F(FragmentDatei, WithoutMemoryForItsBufferItIsAFileThatCannotBeBegun) {
   ::dlclose(avutil);
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_EQ(ergebnis.fehler().code, ENOMEM);
+}
+
+// What was safe before stays, and no fragment comes twice or half.
+TEST_F(FragmentDatei, WithoutMemoryItEndsWithAWholeFragment) {
+  constexpr int BIS = 15;  // ten of them are safe
+  {
+    hallkorb::FragmentDatei datei(dateien_);
+    ASSERT_TRUE(nimmAuf(datei, BIS).gelungen());
+    ASSERT_TRUE(datei.schliesseAb(ENDE).gelungen());
+  }
+  const std::string alle = pakete(pfad_);
+  bool gescheitert = true;
+  for (std::size_t n = 0; gescheitert; ++n) {
+    SCOPED_TRACE(n);
+    hallkorb::FragmentDatei datei(dateien_);
+    ASSERT_TRUE(nimmAuf(datei, BIS).gelungen());
+    speicherwacht::scheitere(n, n % 2 == 1);  // and with it those that follow
+    Ergebnis ergebnis = datei.sichere();
+    ergebnis = ergebnis.gelungen() ? datei.schliesseAb(ENDE) : datei.schliesse();
+    gescheitert = speicherwacht::rufe() > n;
+    speicherwacht::scheitereNicht();
+    const std::string da = pakete(pfad_);
+    EXPECT_EQ(alle.substr(0, da.size()), da);
+    EXPECT_GE(std::count(da.begin(), da.end(), '\n'), gescheitert ? 10 : BIS);
+  }
 }
 
 TEST_F(FragmentDatei, FinishedItIsNoLongerInFragments) {

@@ -20,6 +20,7 @@
 #include "tests/support/AusgabeFaenger.h"
 #include "tests/support/Ffmpeg.h"
 #include "tests/support/Prozess.h"
+#include "tests/support/Speicherwacht.h"
 #include "tests/support/TempOrdner.h"
 #include "tests/support/Testbild.h"
 
@@ -170,6 +171,63 @@ TEST_F(H264SchreiberAusfall, APathThatIsAFolder) {
   H264Schreiber schreiber(pfad_, EINSTELLUNGEN);
   EXPECT_FALSE(schreiber.starte(0.0));
   EXPECT_EQ(schreiber.fehler()->domain, "posix");
+}
+
+// Every step of a video in turn gets no memory for its n-th allocation, once or from then on: that
+// video has failed, and nothing else has.
+class OhneSpeicher : public H264SchreiberAusfall {
+ protected:
+  static constexpr VideoEinstellungen KLEIN{64, 64, 100'000, 10, 15.0};
+
+  ~OhneSpeicher() override { speicherwacht::scheitereNicht(); }
+
+  bool nimmAuf(H264Schreiber& schreiber) {
+    for (std::size_t i = 0; i < bilder_.size(); ++i) {
+      while (schreiber.schreibt() && !schreiber.bereit())
+        std::this_thread::yield();
+      if (!schreiber.haengeAn(bilder_[i].alsBild(static_cast<double>(i) / 15.0))) return false;
+    }
+    return true;
+  }
+
+  // Calls `versuch` with each n until none fails any more. It returns whether the video is whole.
+  void jedeBelegung(const std::function<bool(H264Schreiber&, std::size_t, bool)>& versuch) {
+    ASSERT_NE(H264Kodierer::vorhandene(), nullptr);
+    for (const bool immer : {false, true}) {
+      bool gescheitert = true;
+      for (std::size_t n = 0; gescheitert; ++n) {
+        H264Schreiber schreiber(pfad_, KLEIN);
+        const bool ganz = versuch(schreiber, n, immer);
+        gescheitert = speicherwacht::rufe() > n;
+        speicherwacht::scheitereNicht();
+        ASSERT_EQ(ganz, !gescheitert) << n << immer;
+        ASSERT_EQ(schreiber.fehler().has_value(), gescheitert) << n << immer;
+        ASSERT_FALSE(schreiber.schreibt());
+        if (gescheitert) ++gescheiterte_;
+      }
+    }
+  }
+
+  const std::vector<Testbild> bilder_{4, Testbild(64, 64, 0x2060A0)};
+  int gescheiterte_ = 0;
+};
+
+TEST_F(OhneSpeicher, BegunRecordedOrFinishedTheVideoFails) {
+  jedeBelegung([this](H264Schreiber& schreiber, std::size_t n, bool immer) {
+    speicherwacht::scheitere(n, immer);
+    return schreiber.starte(0.0) && nimmAuf(schreiber) && schreiber.schliesseAb(1.0);
+  });
+  EXPECT_GT(gescheiterte_, 20);
+}
+
+TEST_F(OhneSpeicher, TheEncodersThreadEndsTheVideoAlone) {
+  jedeBelegung([this](H264Schreiber& schreiber, std::size_t n, bool immer) {
+    EXPECT_TRUE(schreiber.starte(0.0));
+    speicherwacht::scheitereIn("video-kodierer", n, immer);
+    const bool alle = nimmAuf(schreiber);
+    return schreiber.schliesseAb(1.0) && alle;
+  });
+  EXPECT_GT(gescheiterte_, 2);
 }
 
 // A file system too small for the video.

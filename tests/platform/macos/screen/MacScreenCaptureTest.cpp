@@ -1,8 +1,10 @@
 // Windows and the stream of one of them, in the order of the calls into the capture service.
 #include <gtest/gtest.h>
 
+#include <new>
 #include <thread>
 
+#include "base/Speichermangel.h"
 #include "platform/macos/Fehlertexte.h"
 #include "platform/macos/screen/MacScreenCapture.h"
 #include "tests/platform/macos/screen/SckAttrappe.h"
@@ -144,6 +146,24 @@ TEST_F(MacScreenCaptureTest, AStreamThatTheServiceEndsIsReportedOnceAndStopped) 
   strom->stop();
   EXPECT_EQ(hoerer.eintraege,
             (Eintraege{"gestoppt: die Aufnahme wurde in der Menueleiste beendet"}));
+  EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
+}
+
+// Pictures come on a thread of the service, which no exception may leave.
+TEST_F(MacScreenCaptureTest, WithoutMemoryForAPictureTheStreamEnds) {
+  struct Speicherloser final : WindowStreamListener {
+    bool bild(const Bild& /*bild*/) override { throw std::bad_alloc(); }
+    void gestoppt(const Fehler& fehler) override { enden.push_back(fehler); }
+    std::vector<Fehler> enden;
+  } speicherloser;
+  sieh();
+  EXPECT_EQ(strom->start(7, speicherloser), Ergebnis());
+  static_cast<void>(dienst.buch.nimm());
+  const auto empfaenger = dienst.empfaenger.lock();
+  empfaenger->bild({1.5, BildStatus::vollstaendig, nullptr});
+  empfaenger->bild({2.5, BildStatus::vollstaendig, nullptr});
+  EXPECT_EQ(speicherloser.enden, std::vector<Fehler>{keinSpeicher()});
+  strom->stop();
   EXPECT_EQ(dienst.buch.nimm(), (Eintraege{"stoppe", "gib frei"}));
 }
 

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <new>
 
+#include "base/Speichermangel.h"
 #include "platform/macos/screen/MacBild.h"
 #include "platform/macos/video/AssetSchreiber.h"
 #include "tests/platform/macos/Buch.h"
@@ -30,6 +32,7 @@ struct Writer {
   Ergebnis endeErgebnis;
   Ergebnis abschlussErgebnis;
   bool abschlussStumm = false;
+  bool ohneSpeicher = false;  // for the calls that do the work
   SchreiberStatus status = SchreiberStatus::unbekannt;
   SchreiberStatus endstand = SchreiberStatus::fertig;
   std::optional<Fehler> fehler;
@@ -60,6 +63,7 @@ class Attrappe final : public SchreiberAufrufe {
   }
   Ergebnis beginneSchreiben() override {
     w_.buch.schreibe("beginne");
+    belege();
     w_.dateiDa = std::filesystem::exists(w_.pfad);
     w_.status =
         w_.beginnErgebnis.gescheitert() ? SchreiberStatus::gescheitert : SchreiberStatus::schreibt;
@@ -74,6 +78,7 @@ class Attrappe final : public SchreiberAufrufe {
   bool bereit() override { return w_.bereit; }
   Ergebnis haengeAn(const void* probe) override {
     w_.buch.schreibe("bild " + std::to_string(*static_cast<const int*>(probe)));
+    belege();
     return w_.bildErgebnis;
   }
   Ergebnis markiereFertig() override {
@@ -86,6 +91,7 @@ class Attrappe final : public SchreiberAufrufe {
   }
   Ergebnis schliesseAb(std::function<void()> fertig) override {
     w_.buch.schreibe("schliesse ab");
+    belege();
     if (w_.abschlussErgebnis.gescheitert()) return w_.abschlussErgebnis;
     w_.status = w_.endstand;
     if (!w_.abschlussStumm) fertig();
@@ -93,6 +99,10 @@ class Attrappe final : public SchreiberAufrufe {
   }
 
  private:
+  void belege() const {
+    if (w_.ohneSpeicher) throw std::bad_alloc();
+  }
+
   Writer& w_;
 };
 
@@ -113,6 +123,19 @@ class AssetSchreiberTest : public testing::Test {
   Fehler fehler;
   std::chrono::milliseconds abschluss = AssetSchreiber::ABSCHLUSS;
 };
+
+TEST_F(AssetSchreiberTest, WantOfMemoryIsAnErrorOfTheVideo) {
+  w.ohneSpeicher = true;
+  EXPECT_FALSE(neu()->starte(12.5));
+  const auto schreiber = neu();
+  w.ohneSpeicher = false;
+  ASSERT_TRUE(schreiber->starte(12.5));
+  w.ohneSpeicher = true;
+  EXPECT_FALSE(haengeAn(*schreiber, 1));
+  EXPECT_TRUE(schreiber->schreibt());
+  EXPECT_FALSE(schreiber->schliesseAb(20.0));
+  EXPECT_EQ(schreiber->fehler(), keinSpeicher());
+}
 
 TEST_F(AssetSchreiberTest, AVideoIsSetUpFedAndFinishedInOrder) {
   const auto schreiber = neu();
