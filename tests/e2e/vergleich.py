@@ -48,7 +48,7 @@ class Schleife:
                 if aehnlich >= GLEICH:
                     befund.gleiche += 1
                     lagen.append(ort - round(t0 * signale.ZIEL) - ab)
-                elif loecher([stueck]):
+                elif loecher([[1.0], stueck]):
                     befund.gebrochene += 1
                 else:
                     befund.fremde += 1
@@ -63,7 +63,7 @@ class Schleife:
 class Befund:
     loecher: list  # seconds of each silence within the sound
     gleiche: int = 0  # pieces that are what was played
-    gebrochene: int = 0  # that are not, and have a hole: two parts that do not belong together
+    gebrochene: int = 0  # that are not, and have silence in them: the sound's beginning, or a hole of it
     fremde: int = 0  # that are not, and have none
     versatz: float = 0.0  # seconds by which their places differ from what their times say
 
