@@ -168,18 +168,6 @@ TEST_P(BildstoppTest, ASupervisionWithoutMemoryEndsThePictureAlone) {
   lassAusklingen();
 }
 
-// What is left of the sound is written after it.
-TEST_P(BildstoppTest, WithoutMemoryForItsEndThereIsNoVideo) {
-  schirm.windows = {zoom(4)};
-  schirm.abschlussBelegt = schirm.stopBelegt = [] { throw std::bad_alloc(); };
-  video->starteGeduldig(120);
-  EXPECT_FALSE(stoppe(5.0));
-  EXPECT_EQ(faenger.fehlerZeilen(),
-            (Zeilen{START, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 5 s",
-                    "[hallkorb] Video-Abschluss fehlgeschlagen: kein Speicher"}));
-  lassAusklingen();
-}
-
 TEST_P(BildstoppTest, ASnapshotThatHangsWhileSearchingIsGivenUp) {
   welt.am(2, [this] { schirm.inventarDauer = 10.0; });
   zeige(2, {zoom(4)});

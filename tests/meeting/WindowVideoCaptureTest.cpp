@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -151,6 +152,17 @@ TEST_P(WindowVideoCaptureTest, AFileThatCannotBeFinishedIsNoVideo) {
   EXPECT_FALSE(stoppe(1.0));
   EXPECT_EQ(schirm.filme[0].ende, 1.0);
   EXPECT_EQ(faenger.fehlerZeilen().back(), "[hallkorb] Video-Abschluss fehlgeschlagen: unbekannt");
+}
+
+// What is left of the sound is written after it.
+TEST_P(WindowVideoCaptureTest, WithoutMemoryForItsEndThereIsNoVideo) {
+  bild(0.5);
+  schirm.abschlussBelegt = schirm.stopBelegt = [] { throw std::bad_alloc(); };
+  video->starteGeduldig(120);
+  EXPECT_FALSE(stoppe(5.0));
+  EXPECT_EQ(faenger.fehlerZeilen(),
+            (Zeilen{START, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 5 s",
+                    "[hallkorb] Video-Abschluss fehlgeschlagen: kein Speicher"}));
 }
 
 TEST_P(WindowVideoCaptureTest, AFileThatIsNotThereIsNoVideo) {
