@@ -20,6 +20,7 @@ set(CMAKE_CXX_COMPILER clang++-19)
 # Linked by lld alone, for which no other binutils are needed.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -fuse-ld=lld)
+set(CMAKE_MODULE_LINKER_FLAGS_INIT -fuse-ld=lld)
 
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
