@@ -44,8 +44,8 @@ class Liste {
     const bool genannt = !verwalter.zahlen().empty();
     // The list stays when its window manager has ended.
     if (genannt && !lebt(verwalter)) return klienten();
-    const Fenster geordnet = alle(gestapelt);
-    const Fenster bekannt = alle(liste);
+    Fenster geordnet = alle(gestapelt);
+    Fenster bekannt = alle(liste);
     // The order may be one that a former window manager left, whose successor keeps none.
     if (!geordnet.empty() && (bekannt.empty() || sortiert(geordnet) == sortiert(bekannt)))
       return geordnet;

@@ -159,8 +159,8 @@ std::optional<BgrBild> X11Aufnahme::lies() {
   // What had become of the window before the picture was read has been reported before its answer:
   // the pixmap may have been replaced or emptied just now.
   liesEreignisse();
-  const BgrBild bild(zeit, daten, quelle.breite, quelle.hoehe,
-                     static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
+  BgrBild bild(zeit, daten, quelle.breite, quelle.hoehe,
+               static_cast<std::size_t>(quelle.breite) * 4, fenster_->id());
   const bool bekannt = !erstes && vergleich_.gleich(bild);
   vergleich_.merke(bild);
   if (fenster_->verwirftBild() || bekannt) return std::nullopt;
