@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/Warten.h"
+
 namespace hallkorb {
 
 struct PipewireSpieler::Innen {

@@ -8,14 +8,12 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "platform/linux/LinuxHostClock.h"
 
@@ -58,15 +56,6 @@ Json kanalliste(const std::string& kanaele) {
 }
 
 }  // namespace
-
-bool warteBis(const std::function<bool()>& bedingung, double sekunden) {
-  const auto ende = std::chrono::steady_clock::now() + std::chrono::duration<double>(sekunden);
-  while (!bedingung()) {
-    if (std::chrono::steady_clock::now() >= ende) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
 
 Tonanlage::Tonanlage() {
   static const LinuxHostClock uhr;  // what is captured is stamped with it

@@ -13,7 +13,6 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
@@ -65,9 +64,5 @@ class Tonanlage {
   int leitung_ = -1;
   pid_t prozess_ = -1;
 };
-
-// Waits up to `sekunden` until `bedingung` holds; returns whether it did. For what can only be
-// polled, such as the state of another process.
-bool warteBis(const std::function<bool()>& bedingung, double sekunden = 60.0);
 
 }  // namespace hallkorb

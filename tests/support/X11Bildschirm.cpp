@@ -3,16 +3,15 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 #include "platform/linux/screen/X11Atome.h"
 #include "platform/linux/screen/X11Eigenschaft.h"
 #include "platform/linux/screen/X11Verbindung.h"
+#include "tests/support/Warten.h"
 
 namespace hallkorb {
 namespace {
@@ -62,7 +61,7 @@ X11Bildschirm::X11Bildschirm(Verwalter verwalter, const Server& server)
     verwalter_ = std::make_unique<Prozess>(
         std::vector<std::string>{"twm", "-display", display_, "-f", datei},
         Prozess::Fehlerausgabe::VERWORFEN);
-    if (!warteBisGilt([this] { return fensterWerdenVerwaltet(); })) {
+    if (!warteBis([this] { return fensterWerdenVerwaltet(); })) {
       throw std::runtime_error("no twm");
     }
     return;
@@ -70,7 +69,7 @@ X11Bildschirm::X11Bildschirm(Verwalter verwalter, const Server& server)
   verwalter_ = std::make_unique<Prozess>(
       std::vector<std::string>{"env", "DISPLAY=" + display_, "openbox", "--sm-disable"},
       Prozess::Fehlerausgabe::VERWORFEN);
-  if (!warteBisGilt([this] { return verwalterDa(); })) throw std::runtime_error("no openbox");
+  if (!warteBis([this] { return verwalterDa(); })) throw std::runtime_error("no openbox");
 }
 
 std::unique_ptr<Fensterprogramm> X11Bildschirm::fenster(std::vector<std::string> optionen) const {
@@ -94,7 +93,7 @@ std::optional<ScreenWindow> X11Bildschirm::finde(std::uint32_t id) const {
 
 bool X11Bildschirm::warteAuf(std::uint32_t id,
                              const std::function<bool(const ScreenWindow&)>& bedingung) const {
-  return warteBisGilt([&] {
+  return warteBis([&] {
     const auto fenster = finde(id);
     return fenster && bedingung(*fenster);
   });
@@ -134,15 +133,6 @@ bool X11Bildschirm::fensterWerdenVerwaltet() const {
   const X11Antwort<xcb_get_window_attributes_reply_t> wurzel(xcb_get_window_attributes_reply(
       c, xcb_get_window_attributes(c, verbindung.schirm().root), nullptr));
   return wurzel && (wurzel->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT) != 0;
-}
-
-bool warteBisGilt(const std::function<bool()>& bedingung) {
-  const auto ende = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!bedingung()) {
-    if (std::chrono::steady_clock::now() >= ende) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
 }
 
 }  // namespace hallkorb

@@ -81,8 +81,4 @@ class X11Bildschirm {
   std::unique_ptr<Prozess> verwalter_;
 };
 
-// Waits until `bedingung` holds, up to 60 seconds; returns whether it did. For what can only be
-// polled.
-bool warteBisGilt(const std::function<bool()>& bedingung);
-
 }  // namespace hallkorb

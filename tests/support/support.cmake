@@ -2,7 +2,7 @@
 include_guard(GLOBAL)
 
 hallkorb_library(hallkorb_support FOLDER tests/support
-  HEADERS AusgabeFaenger.h Fehlerart.h FehlerDateien.h Fortschrittszeile.h Niemand.h Rohr.h TempOrdner.h WavBytes.h
+  HEADERS AusgabeFaenger.h Fehlerart.h FehlerDateien.h Fortschrittszeile.h Niemand.h Rohr.h TempOrdner.h Warten.h WavBytes.h
   DEPENDS hallkorb_audiofiles)
 hallkorb_library(hallkorb_sim FOLDER tests/support
   HEADERS Gespraech.h SimBildschirm.h SimPlattform.h

@@ -13,6 +13,7 @@
 #include "tests/platform/linux/audio/PipewireInputTest.h"
 #include "tests/support/PipewireSpieler.h"
 #include "tests/support/Tonanlage.h"
+#include "tests/support/Warten.h"
 
 namespace hallkorb {
 namespace {

@@ -13,6 +13,7 @@
 #include "platform/linux/audio/PipewireInput.h"
 #include "tests/support/Hoerer.h"
 #include "tests/support/Tonanlage.h"
+#include "tests/support/Warten.h"
 
 namespace hallkorb {
 namespace {

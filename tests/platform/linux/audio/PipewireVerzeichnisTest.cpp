@@ -19,6 +19,7 @@
 #include "platform/linux/audio/Pipewire.h"
 #include "platform/linux/audio/PipewireVerbindung.h"
 #include "tests/support/Tonanlage.h"
+#include "tests/support/Warten.h"
 
 namespace hallkorb {
 namespace {

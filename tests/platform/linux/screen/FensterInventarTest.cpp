@@ -13,6 +13,7 @@
 
 #include "platform/linux/screen/X11Verbindung.h"
 #include "platform/linux/screen/Xcb.h"
+#include "tests/support/Warten.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -90,9 +91,9 @@ TEST_F(FensterInventar, AWithdrawnOrClosedWindowIsGone) {
   const auto eines = bildschirm_.fenster({});
   const auto anderes = bildschirm_.fenster({});
   eines->tu("verstecke");
-  EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(eines->id()); }));
+  EXPECT_TRUE(warteBis([&] { return !bildschirm_.finde(eines->id()); }));
   anderes->schliesse();
-  EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(anderes->id()); }));
+  EXPECT_TRUE(warteBis([&] { return !bildschirm_.finde(anderes->id()); }));
 }
 
 TEST_F(FensterInventar, TheFrontWindowComesFirst) {
@@ -101,9 +102,9 @@ TEST_F(FensterInventar, TheFrontWindowComesFirst) {
   const std::vector<std::uint32_t> aVorn{a->id(), b->id()};
   const std::vector<std::uint32_t> bVorn{b->id(), a->id()};
   a->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(bildschirm_.inventar()) == aVorn; }));
+  EXPECT_TRUE(warteBis([&] { return nummern(bildschirm_.inventar()) == aVorn; }));
   b->tu("vorn");
-  EXPECT_TRUE(warteBisGilt([&] { return nummern(bildschirm_.inventar()) == bVorn; }));
+  EXPECT_TRUE(warteBis([&] { return nummern(bildschirm_.inventar()) == bVorn; }));
 }
 
 TEST_F(FensterInventar, LayersAndDesktops) {
@@ -185,7 +186,7 @@ TEST_F(FensterInventar, TheListOfAWindowManagerThatHasEndedIsNotTrusted) {
   bildschirm_.beendeVerwalter();
   const auto neues = bildschirm_.fenster({"--titel", "neu"});
   altes->schliesse();
-  ASSERT_TRUE(warteBisGilt(
+  ASSERT_TRUE(warteBis(
       [&] { return nummern(bildschirm_.inventar()) == std::vector<std::uint32_t>{neues->id()}; }));
   EXPECT_EQ(bildschirm_.finde(neues->id())->titel, "neu");
 }

@@ -14,6 +14,7 @@
 #include "platform/linux/screen/X11Bildspeicher.h"
 #include "platform/linux/screen/X11Fenster.h"
 #include "tests/support/Bildsammler.h"
+#include "tests/support/Warten.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -32,7 +33,7 @@ class X11FensterTest : public testing::Test {
   // Ends the program, and returns when the server has taken the window away.
   void zerstoere(Fensterprogramm& fenster) {
     fenster.schliesse();
-    EXPECT_TRUE(warteBisGilt([&] { return !bildschirm_.finde(fenster.id()); }));
+    EXPECT_TRUE(warteBis([&] { return !bildschirm_.finde(fenster.id()); }));
   }
   void liesEreignisse(X11Fenster& fenster) {
     while (const X11Antwort<xcb_generic_event_t> e{xcb_poll_for_event(verbindung_.get())})

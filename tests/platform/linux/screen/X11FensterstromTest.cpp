@@ -18,6 +18,7 @@
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/screen/X11Verbindung.h"
 #include "tests/support/Bildsammler.h"
+#include "tests/support/Warten.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -257,7 +258,7 @@ constexpr AnstrichFristen BIS_GEMALT{std::chrono::hours(1), std::chrono::millise
 // Draws until a picture of that width shows nothing else: the server may have emptied the window
 // again after the drawing, and the stream may notice a change only after it.
 bool maleBis(int breite, Spaeher& spaeher, const std::function<void()>& male) {
-  return warteBisGilt([&] {
+  return warteBis([&] {
     male();
     return spaeher.sammler
         .warteAuf([=](const Aufnahme& b) { return b.breite == breite && andereAls(b, BLAU) == 0; },
@@ -329,7 +330,7 @@ TEST_P(X11Fensterstrom, ADrawingThatChangesNothingGivesNoPicture) {
   ASSERT_TRUE(starte(*fenster));
   fenster->tu("gleiche");
   // A window manager that is still at work may give some.
-  ASSERT_TRUE(warteBisGilt([this] { return neueInEinerWeile() == 0; }));
+  ASSERT_TRUE(warteBis([this] { return neueInEinerWeile() == 0; }));
   const std::size_t vorher = sammler_.zeiten().size();
   for (int i = 0; i < 8; ++i) {
     fenster->tu("male");
@@ -345,7 +346,7 @@ TEST_P(X11Fensterstrom, ADrawingThatChangesNothingGivesNoPicture) {
 TEST_P(X11Fensterstrom, APictureThatWasRefusedIsGivenAgainThoughItIsTheSame) {
   const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   ASSERT_TRUE(starte(*fenster));
-  ASSERT_TRUE(warteBisGilt([this] { return neueInEinerWeile() == 0; }));
+  ASSERT_TRUE(warteBis([this] { return neueInEinerWeile() == 0; }));
   sammler_.lehneAb(1);
   fenster->tu("farbe C01020");
   ASSERT_TRUE(warteAufFarbe(ROT));
