@@ -59,7 +59,7 @@ class RohWavRohrTest : public RohWavTest {
     roh = RohWav::oeffne(pfad, RATE, rohr, [this] { return jetzt; });
     ASSERT_TRUE(roh);
   }
-  ~RohWavRohrTest() override { ::close(leser); }
+  void TearDown() override { ::close(leser); }
 
   void leere() { angekommen += lies().size(); }
   [[nodiscard]] std::vector<std::uint8_t> lies() const {

@@ -46,7 +46,7 @@ class AusgabehaelftenTest : public testing::TestWithParam<int> {
     ASSERT_GE(ausgabe.handle, 0);
     ASSERT_EQ(::lseek(ausgabe.handle, 0, SEEK_END), 4);
   }
-  ~AusgabehaelftenTest() override { ::close(ausgabe.handle); }
+  void TearDown() override { ::close(ausgabe.handle); }
 
   [[nodiscard]] std::string inhalt() const {
     const auto bytes = dateiBytes(pfad);

@@ -34,7 +34,7 @@ class AusgabeterminalTest : public testing::Test {
     art.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // as it is, without carriage returns
     ASSERT_EQ(::tcsetattr(terminal, TCSANOW, &art), 0);
   }
-  ~AusgabeterminalTest() override {
+  void TearDown() override {
     ::close(terminal);
     ::close(fenster);
   }

@@ -39,11 +39,12 @@ TEST(FremdprogrammTest, AProgramThatIsNotThereIsMissingAndNothingElseIs) {
 TEST(FremdprogrammTest, ItGetsItsWordsUnchangedAndNeitherInputNorOutput) {
   const TempOrdner ordner;
   const std::string datei = ordner / "worte";
-  const Programmende ende = fuehreProgrammAus(
-      {"sh", "-c",
-       "for n in 0 1 2; do [ /dev/fd/$n -ef /dev/null ] || exit 1; done; echo laut; echo laut >&2; "
-       "printf '%s|' \"$@\" >\"$0\"",
-       datei, "mit Leerzeichen", "", "$HOME"});
+  constexpr const char* SKRIPT = R"(
+      for n in 0 1 2; do [ /dev/fd/$n -ef /dev/null ] || exit 1; done
+      echo laut; echo laut >&2
+      printf '%s|' "$@" >"$0")";
+  const Programmende ende =
+      fuehreProgrammAus({"sh", "-c", SKRIPT, datei, "mit Leerzeichen", "", "$HOME"});
   EXPECT_TRUE(ende.gelungen());
   const auto bytes = dateiBytes(datei);
   EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "mit Leerzeichen||$HOME|");

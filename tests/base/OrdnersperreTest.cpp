@@ -41,7 +41,7 @@ class OrdnersperreTest : public testing::Test {
     griff_ = ::open(ziel_.c_str(), O_RDONLY | O_DIRECTORY);
     wacht_->beginne(ziel_, griff_);
   }
-  ~OrdnersperreTest() override { ::close(griff_); }
+  void TearDown() override { ::close(griff_); }
 
   void macheNeu() const {
     fs::remove_all(ziel_);

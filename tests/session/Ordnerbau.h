@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -46,10 +47,10 @@ class Ordnerbau {
 
   // A chunk with its line.
   void chunk(const char* kanal, int nummer, double t0, double t1) {
-    const auto ab = static_cast<std::int64_t>(t0 * RATE + 0.5);
+    const auto ab = std::llround(t0 * RATE);
     const std::string name =
         std::string("chunk_") + kanal + "_00" + std::to_string(nummer) + ".wav";
-    wav(name, ab, static_cast<std::int64_t>(t1 * RATE + 0.5) - ab);
+    wav(name, ab, std::llround(t1 * RATE) - ab);
     chunkZeile(kanal, nummer, t0, t1, "/weg/" + name);
   }
   void chunkZeile(const char* kanal, int nummer, double t0, double t1, const std::string& pfad) {

@@ -13,8 +13,9 @@ Wert lies(AudioObjectID objekt, AudioObjectPropertySelector eigenschaft) {
   const AudioObjectPropertyAddress adresse{eigenschaft, kAudioObjectPropertyScopeGlobal,
                                            kAudioObjectPropertyElementMain};
   Wert wert{};
-  UInt32 bytes = sizeof wert;
-  if (AudioObjectGetPropertyData(objekt, &adresse, 0, nullptr, &bytes, &wert) != noErr) return {};
+  UInt32 bytes = sizeof(Wert);  // NOLINT(bugprone-sizeof-expression): Wert may be a pointer
+  auto* ziel = static_cast<void*>(&wert);
+  if (AudioObjectGetPropertyData(objekt, &adresse, 0, nullptr, &bytes, ziel) != noErr) return {};
   return wert;
 }
 

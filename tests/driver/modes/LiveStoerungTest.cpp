@@ -165,7 +165,7 @@ class StoppNachFehlstartTest : public LiveStoerungTest {
     welt.signal(0.05, SIGINT);
     welt.am(0.06, [] {});
   }
-  ~StoppNachFehlstartTest() override {
+  void TearDown() override {
     strom_.leserWeg(nullptr);
     strom_.handle = vorher_;
     ::close(rohr_[1]);

@@ -235,7 +235,7 @@ TEST_F(SelbsttestTest, AShortRecordingIsMeasuredAsFarAsItGoes) {
 
 TEST_F(SelbsttestTest, AConverterThatDelaysShowsByHowMuch) {
   for (const int lag : {-17, -1, 1, 13, 26}) {
-    std::vector<float> zurueck(std::max(lag, 0), 0.0F);
+    std::vector<float> zurueck(static_cast<std::size_t>(std::max(lag, 0)), 0.0F);
     swr.verformt = [&, weg = std::max(-lag, 0)](std::vector<float>& samples, auto) mutable {
       samples.insert(samples.begin(), zurueck.begin(), zurueck.end());
       zurueck.assign(samples.end() - std::max(lag, 0), samples.end());

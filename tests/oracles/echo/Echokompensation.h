@@ -26,8 +26,8 @@ class Echokompensation {
 
   struct Eintrag {
     Feld er, ei, r, p;
-    bool nah;
-    bool echo;
+    bool nah = false;
+    bool echo = false;
   };
 
   explicit Echokompensation(std::int64_t partitionen, double stoerung = 0.0);

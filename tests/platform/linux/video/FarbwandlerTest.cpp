@@ -58,7 +58,8 @@ class FarbwandlerTest : public testing::Test {
     YuvEbenen ziel;
     for (int i = 0; i < 3; ++i) {
       ziel.zeile[i] = breiten[i] + 7;
-      ebenen[i].assign(static_cast<std::size_t>((breiten[i] + 7) * (hoehen[i] + 1)), RAND);
+      ebenen[i].assign(
+          static_cast<std::size_t>(ziel.zeile[i]) * static_cast<std::size_t>(hoehen[i] + 1), RAND);
       ziel.daten[i] = ebenen[i].data();
     }
     wandleFarben(BgrBild(0.0, paar.quelle.data(), paar.breite, paar.hoehe, paar.zeile()), ziel,
@@ -67,7 +68,7 @@ class FarbwandlerTest : public testing::Test {
     for (int i = 0; i < 3; ++i) {
       for (int y = 0; y <= hoehen[i]; ++y) {
         for (int x = 0; x < breiten[i] + 7; ++x) {
-          const int ist = ebenen[i][static_cast<std::size_t>(y * (breiten[i] + 7) + x)];
+          const int ist = ziel.daten[i][y * ziel.zeile[i] + x];
           const bool innen = x < breiten[i] && y < hoehen[i];
           falsch += innen ? std::abs(ist - soll(paar, i, x, y)) > 0.51 : ist != RAND;
         }

@@ -179,7 +179,7 @@ class OhneSpeicher : public H264SchreiberAusfall {
  protected:
   static constexpr VideoEinstellungen KLEIN{64, 64, 100'000, 10, 15.0};
 
-  ~OhneSpeicher() override { speicherwacht::scheitereNicht(); }
+  void TearDown() override { speicherwacht::scheitereNicht(); }
 
   bool nimmAuf(H264Schreiber& schreiber) {
     for (std::size_t i = 0; i < bilder_.size(); ++i) {
