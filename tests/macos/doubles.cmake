@@ -42,8 +42,11 @@ hallkorb_library(hallkorb_ersatz FOLDER tests/macos/doubles
 target_compile_options(hallkorb_ersatz PRIVATE
   $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc -Wno-unused-parameter -Wno-deprecated-declarations>)
 # Besides the backend's own calls, see Quellen.mm and Prozess.mm. The sections in which the linker
-# collects classes must not be thrown away.
-target_link_options(hallkorb_ersatz INTERFACE -fuse-ld=lld LINKER:--wrap=signal,--wrap=posix_spawnp)
+# collects classes must not be thrown away. A sanitizer defines both functions weakly, and for a weak
+# name the linker looks into no library.
+target_link_options(hallkorb_ersatz INTERFACE -fuse-ld=lld
+  LINKER:--wrap=signal,--wrap=posix_spawnp
+  LINKER:--undefined=__wrap_signal,--undefined=__wrap_posix_spawnp)
 
 # Plays the platform to the whole program, see Drehbuch.cpp; hallkorb alone is linked with it.
 hallkorb_library(hallkorb_spieler FOLDER tests/macos/doubles
