@@ -18,6 +18,10 @@ constexpr double SICHER_DARIN = 60.0;
 // What a killed recorder had not written yet of the video, but of the sound: between nothing and a
 // second and a half.
 constexpr double UNGESCHRIEBEN = 0.75;
+// How far the end that is known may be off: devices and the screen may hang at the stop. A video
+// that failed before has its end elsewhere, and then no window begins at what is calculated from
+// it.
+constexpr double SPIEL = 5.0;
 
 }  // namespace
 
@@ -41,17 +45,22 @@ std::optional<double> bildBeginn(const Mp4Befund& video, const Ereignisse& ereig
   std::vector<BildZeile> bilder = ereignisse.bilder;
   std::stable_sort(bilder.begin(), bilder.end(),
                    [](const BildZeile& a, const BildZeile& b) { return a.zeit < b.zeit; });
-  const bool bekannt = video.ausLibav && video.dauer;
+  // A finished recording without the line of its video has one that failed.
+  const bool bekannt =
+      video.ausLibav && video.dauer && (!ereignisse.fertig || ereignisse.video.has_value());
   const double gerechnet =
       bekannt ? ende - *video.dauer - (ereignisse.fertig ? 0.0 : UNGESCHRIEBEN) : 0.0;
+  std::optional<double> erstes;
   std::optional<double> beginn;
   for (std::size_t i = 0; i < bilder.size(); ++i) {
     if (bilder[i].pause) continue;
     const double zeit = bilder[i].zeit;
+    if (!erstes) erstes = zeit;
     if (!beginn || std::abs(zeit - gerechnet) < std::abs(*beginn - gerechnet)) beginn = zeit;
     const bool bleibt = i + 1 == bilder.size() || bilder[i + 1].zeit - zeit > SICHER_DARIN;
     if (!bekannt || bleibt) break;
   }
+  if (bekannt && beginn && std::abs(*beginn - gerechnet) > SPIEL) return erstes;
   return beginn;
 }
 

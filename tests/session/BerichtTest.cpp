@@ -125,7 +125,7 @@ TEST_F(BerichtTest, PictureEchoAndTimeline) {
 
 // On Linux the first window's pictures can all be taken back; the file then begins after the pause.
 TEST_F(BerichtTest, AVideoBeginsWithTheWindowFromWhichItReachesTheEnd) {
-  const auto ab = [&](double pause, const Bytes& mp4, bool ende = true) {
+  const auto ab = [&](double pause, const Bytes& mp4, bool ende = true, bool zeile = true) {
     std::filesystem::remove(bau_ / EREIGNISSE);
     bau_.start();
     bau_.chunk("me", 0, 399.0, 400.0);
@@ -133,6 +133,8 @@ TEST_F(BerichtTest, AVideoBeginsWithTheWindowFromWhichItReachesTheEnd) {
     bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":)" + std::to_string(pause) + "}");
     bau_.zeile(R"({"event":"video_wechsel","quelle":"Zoom","t_s":186.0})");
     bau_.zeile(R"({"event":"video_wechsel","quelle":"Teams","t_s":300.0})");
+    if (ende && zeile)
+      bau_.zeile(R"({"event":"video","path":"/a/video.mp4","frames":12,"quelle":"Zoom"})");
     if (ende) bau_.ende();
     legeAn(bau_ / VIDEODATEI, mp4);
     return daten()["video"]["ab"];
@@ -148,6 +150,9 @@ TEST_F(BerichtTest, AVideoBeginsWithTheWindowFromWhichItReachesTheEnd) {
   EXPECT_EQ(ab(6.0, ganzes(214'300, SPUR_MACOS)), 5.0);
   // What was shown for so long is in the file, which is shorter for another reason.
   EXPECT_EQ(ab(100.0, ganzes(214'300)), 5.0);
+  // A video that failed ends before the recording: no window begins 195 s before the end.
+  EXPECT_EQ(ab(6.0, ganzes(195'000)), 5.0);
+  EXPECT_EQ(ab(6.0, ganzes(214'300), true, false), 5.0);
   // Killed: the fragments end a little earlier than the sound.
   Bytes teile = mp4Anfang();
   mp4Kopf(teile, 0, true);

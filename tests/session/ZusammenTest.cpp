@@ -206,6 +206,7 @@ TEST_F(Zusammen, TheFilmBeginsWhereItReachesTheEnd) {
   bau_.zeile(R"({"event":"video_pause","message":"weg","t_s":1.5})");
   bau_.zeile(R"({"event":"video_wechsel","quelle":"Zoom","t_s":6.0})");
   bau_.chunk("me", 0, 19.0, 20.0);
+  bau_.zeile(R"({"event":"video","path":"/a/video.mp4","frames":12,"quelle":"Zoom"})");
   bau_.ende();
   std::filesystem::copy_file(HALLKORB_BEISPIEL "/video.mp4", bau_ / VIDEODATEI);
   ASSERT_EQ(fuege().back(), "zusammen.mp4");
