@@ -116,10 +116,11 @@ class Seite {
   zeigeBild(t) {
     if (!DATEN.video) return;
     const bild = BILDER.find((b) => t >= b.t && t < b.bis);
-    const vorher = BILDER.length > 0 && t < BILDER[0].t;
+    // A window whose pictures were all taken back is before the film, too.
+    const vorher = BILDER.length > 0 && t < Math.max(BILDER[0].t, BILD_AB);
     an('bildpause').hidden = !bild?.pause && !vorher;
     this.setze('bildpause', vorher ? T('nochKeinBild') : T('bildpause'));
-    this.setze('bildtitel', bild && !bild.pause ? bild.text : ' ');
+    this.setze('bildtitel', bild && !bild.pause && !vorher ? bild.text : ' ');
   }
 
   zeigeStand() {

@@ -1,6 +1,7 @@
 """What the page of a recording plays, from synthetic folders and a real recording: continuously, chunk by
 chunk, raw against cleaned, with the picture in step, by pointer, fingers and keys. Stage "seite"."""
 
+import json
 import os
 
 import kopflos
@@ -19,7 +20,8 @@ class Abspielen(seitenfall.Seitenfall):
     def setUp(self):
         super().setUp()
         self.aufnahme = self.kunst()
-        self.seite = self.oeffne(self.aufnahme, breite=1280, hoehe=1100)
+        self.programm = self.chrom()
+        self.seite = self.oeffne(self.aufnahme, self.programm, breite=1280, hoehe=1100)
 
     def tearDown(self):
         self.ohne_klagen(self.seite, self.aufnahme)
@@ -51,6 +53,26 @@ class Abspielen(seitenfall.Seitenfall):
         t = seite.tu(seitenfall.JETZT)
         self.assertEqual(seite.tu("[...document.querySelectorAll('audio, video')].every(e => e.paused)"), True)
         self.assertEqual(seite.tu(seitenfall.JETZT), t)
+
+    def test_vor_dem_film_steht_kein_bild_eines_anderen_fensters(self):
+        """All pictures of the first window were taken back: the film begins with the second."""
+        pfad = os.path.join(self.aufnahme, "ereignisse.jsonl")
+        with open(pfad, encoding="utf-8") as datei:
+            zeilen = datei.read().splitlines()
+        start = next(i for i, zeile in enumerate(zeilen) if '"video_start"' in zeile)
+        erste = json.loads(zeilen[start])
+        zeilen[start] = zeilen[start].replace("video_start", "video_wechsel")
+        zeilen[start:start] = [json.dumps(erste | {"quelle": "Bank", "t_s": 2.0}),
+                               json.dumps({"event": "video_pause", "message": "weg", "t_s": 2.5})]
+        with open(pfad, "w", encoding="utf-8") as datei:
+            datei.write("\n".join(zeilen) + "\n")
+        self.seite.schliesse()
+        self.seite = self.oeffne(self.aufnahme, self.programm, breite=1280, hoehe=1100)
+        for t, bild in ((2.2, "Noch kein Bild"), (erste["t_s"] + 0.5, None)):
+            self.klicke_zeit(t)
+            self.seite.warte(f"Math.abs({seitenfall.JETZT} - {t}) < 0.3")
+            self.assertEqual(self.seite.tu("[bildpause, bildtitel].map(e => e.hidden ? null : e.textContent)"),
+                             [bild, " " if bild else erste["quelle"]])
 
     def test_roh_und_gereinigt_ohne_sprung(self):
         seite = self.seite
