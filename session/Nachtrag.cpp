@@ -110,6 +110,7 @@ class Sucher {
     if (name == namen.end()) return std::nullopt;
     auto ton = oeffneTon(ordner_.zu(name->second), dateien_, unlesbar_);
     if (!ton || ton->wav.rate != roh_.wav.rate || ton->samples() == 0) return std::nullopt;
+    if (!ton->wav.erneuerbar()) return std::nullopt;  // longer than the recorder makes any
     return ton;
   }
 

@@ -190,12 +190,12 @@ class Sammler {
                        alsAdresse(stueck.datei), ausRoh});
     }
     // What is left was announced and cannot be played.
+    const std::set<std::string> fremde(plan_.fremdeRate.begin(), plan_.fremdeRate.end());
     for (const auto& [nummer, zeile] : zeilen) {
       reichtBis(zeile.t1);
       liste.push_back({nummer, gerundet(zeile.t0), 0, gerundet(zeile.t1 - zeile.t0), nullptr,
                        nullptr, zeile.ausRoh});
-      if (std::ranges::count(plan_.fremdeRate, chunkName(kanal, nummer)) > 0)
-        liste.back().push_back(true);
+      if (fremde.contains(chunkName(kanal, nummer))) liste.back().push_back(true);
     }
     std::stable_sort(liste.begin(), liste.end(), [](const Json& a, const Json& b) {
       return a[1].get<double>() < b[1].get<double>();

@@ -87,6 +87,8 @@ class Planer {
       plan_.fremdeRate.push_back(stueck.datei);
       return stueck;
     }
+    gesamt_ += wav->samples();
+    if (plan_.sekunden(gesamt_) > 2.0 * MAX_SEKUNDEN) return stueck;
     stueck.laenge = wav->samples();
     stueck.datenAb = wav->datenAb;
     return stueck;
@@ -99,6 +101,9 @@ class Planer {
   const Sitzungsordner& ordner_;
   Zeitplan& plan_;
   Dateien& dateien_;
+  // Of both channels. No recording has more than the lines can tell of, but sparse files of
+  // gigabytes cost their maker nothing, and whoever reads them hours.
+  std::int64_t gesamt_ = 0;
 };
 
 }  // namespace
