@@ -240,6 +240,7 @@ int RohWav::kopfNachtragen() {
 Ergebnis RohWav::schliessen() {
   if (!handle_) return {};
   if (!pfadStimmt()) meldeVerlust();
+  static_cast<void>(gibRest());  // the second half of the last sample
   int nummer = 0;
   if (bytes_ != static_cast<std::uint32_t>(laenge_) && !nurVoran_) {
     // The last samples were lost, but the file must be as long as the recording. The silence takes

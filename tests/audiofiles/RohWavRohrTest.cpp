@@ -133,6 +133,16 @@ TEST_F(RohWavRohrTest, AReaderNeverGetsHalfASample) {
             "[hallkorb] mikro_roh.wav: Schreiben geht wieder, 1592 Samples fehlen");
 }
 
+TEST_F(RohWavRohrTest, TheLastSampleIsWholeToo) {
+  leere();
+  rohr.kurz(3);
+  rohr.scheitere(Ruf::schreiben, 1, EAGAIN);
+  roh->schreiben(sekunde(1));  // 3 bytes
+  rohr.kurz(FehlerDateien::IMMER);
+  EXPECT_TRUE(roh->schliessen().gelungen());
+  EXPECT_EQ(lies().size(), 4U);
+}
+
 TEST_F(RohWavRohrTest, AReaderGetsTheHeaderFirstHoweverLate) {
   for (const std::size_t bytes : {0U, 21U}) {
     SCOPED_TRACE(bytes);
