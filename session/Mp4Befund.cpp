@@ -16,7 +16,7 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr int MAX_KAESTEN = 1'000'000;
+constexpr int MAX_KAESTEN = 4'000'000;  // a killed recorder leaves four for each second
 constexpr std::int64_t MAX_VERZEICHNISSE = std::int64_t{256} << 20;  // bytes, all together
 constexpr std::size_t KOPF = 8;
 constexpr std::size_t LANGER_KOPF = 16;

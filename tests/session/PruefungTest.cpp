@@ -296,6 +296,17 @@ TEST_F(VideoPruefung, BoxesThatLie) {
   EXPECT_EQ(bau_.auffaellig(), Namen{"abgeschnitten video.mp4"});
 }
 
+// Of a meeting of three days.
+TEST_F(VideoPruefung, AMillionBoxesAreRead) {
+  Bytes bytes = mp4Anfang();
+  mp4Kopf(bytes, 0, true);
+  for (int i = 0; i < 1'000'001; ++i)
+    kasten(bytes, "free", [] {});
+  mp4Fragment(bytes, 5);
+  video(bytes);
+  EXPECT_EQ(liesMp4Befund(*Lesedatei::oeffne(bau_ / VIDEODATEI)).bilder, 5);
+}
+
 TEST_F(VideoPruefung, IndexesWithoutEndAreNotReadToIt) {
   Bytes bytes = mp4Anfang();
   mp4Kopf(bytes, 0, true);
