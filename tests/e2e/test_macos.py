@@ -181,7 +181,9 @@ class Gespraech(drehbuch.MacFall):
         (anders,) = [satz for satz in linux if satz.get("event") == "echo"]
         for name, wert in echo.items():
             if name != "event":
-                self.assertAlmostEqual(anders[name], wert, delta=0.002 * abs(wert), msg=name)
+                # How often one filter was better than the other: a near thing may fall the other way.
+                knapp = 2 if name in ("vg_kopien", "hg_reset") else 0
+                self.assertAlmostEqual(anders[name], wert, delta=max(knapp, 0.002 * abs(wert)), msg=name)
 
     def pruefe_them_wie_linux(self, aufnahme, them):
         """The same for the other channel. Reading from 16 bits scales by a hair, so a step is allowed."""
