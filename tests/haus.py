@@ -6,14 +6,16 @@ are. Allowed includes must compile, the others must fail because the header cann
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
-docs/glossary.md explains every name; that the documents' links lead somewhere; that the recorder's options
-are those of its manual page and of the shells' completions; that a build without its libraries names
-the packages that are missing; that the codes of our own errors are in one table; that CONTRIBUTING.md
-lists every long file and every large folder; and that bench/mutation-equal.txt explains lines that exist.
+docs/glossary.md explains every name; that the documents' links lead somewhere and their filters name
+tests; that the recorder's options are those of its manual page and of the shells' completions; that a
+build without its libraries names the packages that are missing; that the codes of our own errors are in
+one table; that CONTRIBUTING.md lists every long file and every large folder; and that
+bench/mutation-equal.txt explains lines that exist.
 Closing line: "N passed, N failed".
 """
 
 import concurrent.futures
+import fnmatch
 import json
 import os
 import re
@@ -149,16 +151,32 @@ def pruefe_glossar():
     return glossar.pruefe(raeume.quellen(), abschnitte.lies("docs/glossary.md"))
 
 
+def verfolgte(*muster):
+    """The repository's files of these patterns, new ones included, removed ones not."""
+    liste = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", *muster],
+                           cwd=WURZEL, check=True, capture_output=True, text=True).stdout.splitlines()
+    return [name for name in liste if os.path.exists(os.path.join(WURZEL, name))]
+
+
 def pruefe_verweise():
     """Links of the documents to files that are not there."""
     klagen = []
-    liste = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", "*.md"],
-                           cwd=WURZEL, check=True, capture_output=True, text=True).stdout.splitlines()
-    for name in liste:
+    for name in verfolgte("*.md"):
         for ziel in re.findall(r"\]\((?!https?:|#)([^)#]+)", abschnitte.lies(name)):
             if not os.path.exists(os.path.join(WURZEL, os.path.dirname(name), ziel)):
                 klagen.append(f"{name}: there is no {ziel}")
     return klagen
+
+
+def pruefe_filter():
+    """Filters in the documents that name no group of tests."""
+    gruppen = {gruppe for name in verfolgte("tests/*.h", "tests/*.cpp")
+               for gruppe in re.findall(r"^TEST(?:_[FP])?\((\w+),", abschnitte.lies(name), re.MULTILINE)}
+    filter_ = [(name, muster) for name in verfolgte("*.md")
+               for muster in re.findall(r"--gtest_filter='([^'.]+)", abschnitte.lies(name))]
+    klagen = [] if filter_ else ["the documents have no filters of tests"]
+    return klagen + [f"{name}: there is no group of tests {muster}" for name, muster in filter_
+                     if not fnmatch.filter(gruppen, muster)]
 
 
 def pruefe_optionen():
@@ -205,12 +223,9 @@ CODE = (".cpp", ".h", ".mm", ".py", ".sh", ".js", ".mjs", ".swift", ".css", ".ht
 
 def pruefe_groessen():
     """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists for nothing."""
-    namen = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=WURZEL,
-                           check=True, capture_output=True, text=True).stdout.splitlines()
     lang, gegenstaende = set(), {}
-    for name in namen:
-        pfad = os.path.join(WURZEL, name)
-        if name.startswith("tests/macos/sdk/") or os.path.islink(pfad) or not os.path.exists(pfad):
+    for name in verfolgte():
+        if name.startswith("tests/macos/sdk/") or os.path.islink(os.path.join(WURZEL, name)):
             continue
         if name.endswith((*CODE, ".md")):
             gegenstaende.setdefault(os.path.dirname(name), set()).add(os.path.basename(name).split(".")[0])
@@ -324,7 +339,7 @@ def hauptteil(bau):
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
-                  pruefe_verweise, pruefe_optionen, pruefe_pakete, pruefe_fehlercodes,
+                  pruefe_verweise, pruefe_filter, pruefe_optionen, pruefe_pakete, pruefe_fehlercodes,
                   pruefe_groessen, pruefe_erklaerungen):
         klagen = probe()
         fehler += klagen
