@@ -93,6 +93,25 @@ sys.stdin.read()"""
         self.server("pulse/native")
         self.assertEqual(self.fehlt(), [])
 
+    def test_pulseaudio_ohne_ordner_der_anmeldung(self):
+        """Its socket is in a folder of its own, to which a link in the home folder leads."""
+        self.server("tmp/pulse-abc/native")
+        for mehr in ({"HOME": "/home/ich"}, {"HOME": "/", "XDG_CONFIG_HOME": "/home/ich/.config"}):
+            with self.subTest(mehr):
+                ohne = {"XDG_RUNTIME_DIR": "", "XDG_CONFIG_HOME": ""} | mehr
+                ort = os.path.join(self.ordner, "tmp", "pulse-abc")
+                # Without the link it is somebody else's.
+                self.assertEqual(self.fehlt(**ohne), [])
+                self.assertIn(f"answers at {ort}/native, but not", self.klage)
+                verweis = os.path.join(self.ordner, "home", "ich", ".config", "pulse", "0123-runtime")
+                os.makedirs(os.path.dirname(verweis), exist_ok=True)
+                os.symlink(ort, verweis)
+                self.assertEqual(self.fehlt(**ohne), [])
+                self.assertIsNone(self.klage)
+                self.assertEqual(self.fehlt(**ohne, PULSE_RUNTIME_PATH="/anderswo"), [])
+                self.assertIsNotNone(self.klage)
+                os.remove(verweis)
+
     def test_pipewires_server_fuer_pulseaudio_ist_keins(self):
         """A server's login starts it, too. Whether it has devices is asked of PipeWire itself."""
         for name in ("pulse/native", "run/user/1000/pulse/native", "run/pulse/native"):
