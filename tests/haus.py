@@ -222,7 +222,7 @@ CODE = (".cpp", ".h", ".mm", ".py", ".sh", ".js", ".mjs", ".swift", ".css", ".ht
 
 
 def pruefe_groessen():
-    """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists for nothing."""
+    """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists needlessly."""
     lang, gegenstaende = set(), {}
     for name in verfolgte():
         if name.startswith("tests/macos/sdk/") or os.path.islink(os.path.join(WURZEL, name)):
