@@ -231,6 +231,16 @@ echo "  $wort: 1.0-1\""""
         self.assertEqual(self.setup("test", "paket", "browser", "wirte"), (0, ""))
         self.assertEqual(self.setup("bild")[0], 64)
 
+    def test_saetze_ohne_pakete(self):
+        """Ubuntu has its browsers as snaps only."""
+        self.debian()
+        self.spiele("apt-cache", f'case "$2" in chromium | firefox-esr) exit ;; esac\n{self.APT_CACHE}')
+        status, klage = self.setup("build", "browser", INSTALLIERT="i386")
+        self.assertEqual(status, 69)
+        self.assertIn("this system has no packages chromium firefox-esr\n", klage)
+        self.assertEqual([ruf[-1] for ruf in self.rufe], ["update"])
+        self.assertEqual(self.setup("build", INSTALLIERT="i386")[0], 0)
+
     def test_fremdes_system(self):
         """What is missing for a private recording is named, too."""
         status, klage = self.setup("tonanlage", "bildschirm")
