@@ -47,6 +47,6 @@ function(hallkorb_pruefe_pakete)
   get_property(fehlendes GLOBAL PROPERTY HALLKORB_FEHLENDES)
   if(fehlendes)
     message(FATAL_ERROR "These are needed and were not found (scripts/setup.sh build installs them "
-                        "where it knows the system):${fehlendes}")
+                        "if it knows the system):${fehlendes}")
   endif()
 endfunction()

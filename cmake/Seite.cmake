@@ -1,4 +1,4 @@
-# Puts the page's template (session/seite) into the program: as constants, declared in session/Vorlage.h.
+# Puts the page's template (session/page) into the program: as constants, declared in session/Vorlage.h.
 #
 # It is made while configuring, so that the checkers find the file without a build; a changed template
 # makes the next build configure anew. The script's parts become one function, so that nothing of it is
@@ -32,7 +32,7 @@ function(hallkorb_seite)
   hallkorb_sha256(stil_summe "${stil}")
   set(regeln "default-src 'none'; script-src 'sha256-${skript_summe}'; style-src 'sha256-${stil_summe}'")
   string(APPEND regeln "; media-src 'self'; base-uri 'none'; form-action 'none'")
-  set(neu "// Made by cmake/Seite.cmake from session/seite.\n#include \"session/Vorlage.h\"\n\n")
+  set(neu "// Made by cmake/Seite.cmake from session/page.\n#include \"session/Vorlage.h\"\n\n")
   string(APPEND neu "namespace hallkorb {\n\n"
     "constexpr std::string_view SEITE_HTML = R\"HALLKORB(${html})HALLKORB\";\n"
     "constexpr std::string_view SEITE_REGELN = \"${regeln}\";\n"

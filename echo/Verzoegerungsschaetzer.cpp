@@ -11,11 +11,9 @@ namespace hallkorb {
 
 namespace {
 
-// The correlation is circular over LAENGE zero-padded points. Both signals end before 3/8 of them
-// and only lags below 1/8 are wanted, so the transform is split into the eight residue classes of
-// the bins modulo 8, each a transform of M points: forward, most of the split's inputs are zero;
-// back, only its first output is needed. For real signals classes 5 to 7 mirror 3 to 1. Bins are
-// only multiplied one by one, so their order within a class does not matter.
+// Both signals end before 3/8 of the LAENGE points, and only lags below 1/8 are wanted: one
+// transform of M points for each residue class of the bins modulo 8 spares most of the work. For
+// real signals classes 5 to 7 mirror 3 to 1. The bins' order within a class does not matter.
 constexpr std::size_t LAENGE = 131072;
 constexpr std::size_t M = LAENGE / 8;
 constexpr std::size_t KLASSEN = 5;

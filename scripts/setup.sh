@@ -13,11 +13,12 @@
 #   paket       what scripts/package needs beyond "build"
 #   wirte       what runs the hosts in examples/, and a speech recogniser, for the stage of that name
 #
-# On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe") with apt-get and on Fedora
-# with dnf (all sets but "in-root" and "arm64", which are made of Debian's packages), as root or through
-# sudo; on macOS with Homebrew ("build" and "test"); from the package sources that the machine is set up
-# with. The checkers of "test" are pinned to one version, which Fedora does not have: there scripts/test
-# leaves out the stages that call them. On another system it prints what the sets need.
+# On Debian (12 or later, or a relative such as Ubuntu 24.04 with "universe", which has no packages of the
+# browsers and so not the set "browser") with apt-get and on Fedora with dnf (all sets but "in-root" and
+# "arm64", which are made of Debian's packages), as root or through sudo; on macOS with Homebrew ("build"
+# and "test"); from the package sources that the machine is set up with. The checkers of "test" are pinned
+# to one version, which Fedora does not have: there scripts/test leaves out the stages that call them. On
+# another system it prints what the sets need.
 set -euo pipefail
 wurzel=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -75,6 +76,13 @@ bekannt() {
   LC_ALL=C apt-cache policy "$1" 2>/dev/null | grep -E '^ *Candidate: *[^( ]' >/dev/null
 }
 
+unbekannte() {
+  local paket
+  for paket in "$@"; do
+    bekannt "$paket" || printf '%s\n' "$paket"
+  done
+}
+
 debian() {
   local fehlend
   mapfile -t fehlend < <(fehlend_debian "$@")
@@ -93,13 +101,16 @@ debian() {
 
   melde "installing ${fehlend[*]}"
   # The lists are fetched only if a package is unknown, or if what they name is no longer there.
-  local paket
-  for paket in "${fehlend[@]}"; do
-    if ! bekannt "$paket"; then
-      "${apt[@]}" update >&2
-      break
-    fi
-  done
+  local unbekannt
+  mapfile -t unbekannt < <(unbekannte "${fehlend[@]}")
+  if ((${#unbekannt[@]})); then
+    "${apt[@]}" update >&2
+    mapfile -t unbekannt < <(unbekannte "${unbekannt[@]}")
+  fi
+  if ((${#unbekannt[@]})); then
+    melde "nothing is installed: this system has no packages ${unbekannt[*]}"
+    return 69
+  fi
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2 && return 0
   "${apt[@]}" update >&2
   "${apt[@]}" install -y --no-install-recommends "${fehlend[@]}" >&2

@@ -14,9 +14,8 @@
 namespace hallkorb {
 namespace {
 
-// Seconds by which the chunks may miss the end of the raw file. A channel's last silence is
-// dropped, and the other channel's device ends a moment earlier or later. In turn mode a dropped
-// silence between two chunks is never as short: it has the shortest length of a chunk.
+// Seconds by which the chunks may miss the end of the raw file: a channel's last silence is
+// dropped, and the devices do not end together. Silence dropped between two chunks is longer.
 constexpr double SPIEL = 0.5;
 constexpr double REST_SEKUNDEN = 0.05;  // less is not worth a chunk
 

@@ -1,4 +1,4 @@
-// The page's own text, style and script: session/seite, as cmake/Seite.cmake has put them into the
+// The page's own text, style and script: session/page, as cmake/Seite.cmake has put them into the
 // program.
 //
 // The page's policy allows this style and this script by their SHA-256 and no other, so whatever a

@@ -6,14 +6,16 @@ are. Allowed includes must compile, the others must fail because the header cann
 
 What a build cannot show is read from the sources: that no include of a production room runs upwards,
 also on the other platform; that docs/architecture.md draws the includes as they are; that
-docs/glossary.md explains every name; that the documents' links lead somewhere; that the recorder's options
-are those of its manual page and of the shells' completions; that a build without its libraries names
-the packages that are missing; that the codes of our own errors are in one table; that CONTRIBUTING.md
-lists every long file and every large folder; and that bench/mutation-equal.txt explains lines that exist.
+docs/glossary.md explains every name; that the documents' links lead to a file, and to a heading in it, and
+their filters name tests; that the recorder's options are those of its manual page and of the shells'
+completions; that a build without its libraries names the packages that are missing; that the codes of our
+own errors are in one table; that CONTRIBUTING.md lists every long file and every large folder; and that
+bench/mutation-equal.txt explains lines that exist.
 Closing line: "N passed, N failed".
 """
 
 import concurrent.futures
+import fnmatch
 import json
 import os
 import re
@@ -27,6 +29,7 @@ sys.path.insert(0, os.path.join(WURZEL, "scripts", "lib"))
 import abschnitte  # noqa: E402
 import glossar  # noqa: E402
 import raeume  # noqa: E402
+import verweise  # noqa: E402
 
 # Source whose library is asked -> headers it may include, headers it may not.
 REGELN = {
@@ -149,16 +152,26 @@ def pruefe_glossar():
     return glossar.pruefe(raeume.quellen(), abschnitte.lies("docs/glossary.md"))
 
 
-def pruefe_verweise():
-    """Links of the documents to files that are not there."""
-    klagen = []
-    liste = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", "*.md"],
+def verfolgte(*muster):
+    """The repository's files of these patterns, new ones included, removed ones not."""
+    liste = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", *muster],
                            cwd=WURZEL, check=True, capture_output=True, text=True).stdout.splitlines()
-    for name in liste:
-        for ziel in re.findall(r"\]\((?!https?:|#)([^)#]+)", abschnitte.lies(name)):
-            if not os.path.exists(os.path.join(WURZEL, os.path.dirname(name), ziel)):
-                klagen.append(f"{name}: there is no {ziel}")
-    return klagen
+    return [name for name in liste if os.path.exists(os.path.join(WURZEL, name))]
+
+
+def pruefe_verweise():
+    return verweise.pruefe({name: abschnitte.lies(name) for name in verfolgte("*.md")})
+
+
+def pruefe_filter():
+    """Filters in the documents that name no group of tests."""
+    gruppen = {gruppe for name in verfolgte("tests/*.h", "tests/*.cpp")
+               for gruppe in re.findall(r"^TEST(?:_[FP])?\((\w+),", abschnitte.lies(name), re.MULTILINE)}
+    filter_ = [(name, muster) for name in verfolgte("*.md")
+               for muster in re.findall(r"--gtest_filter='([^'.]+)", abschnitte.lies(name))]
+    klagen = [] if filter_ else ["the documents have no filters of tests"]
+    return klagen + [f"{name}: there is no group of tests {muster}" for name, muster in filter_
+                     if not fnmatch.filter(gruppen, muster)]
 
 
 def pruefe_optionen():
@@ -204,15 +217,12 @@ CODE = (".cpp", ".h", ".mm", ".py", ".sh", ".js", ".mjs", ".swift", ".css", ".ht
 
 
 def pruefe_groessen():
-    """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists for nothing."""
-    namen = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=WURZEL,
-                           check=True, capture_output=True, text=True).stdout.splitlines()
+    """Long files and large folders that CONTRIBUTING.md does not list, and those that it lists needlessly."""
     lang, gegenstaende = set(), {}
-    for name in namen:
-        pfad = os.path.join(WURZEL, name)
-        if name.startswith("tests/macos/sdk/") or os.path.islink(pfad) or not os.path.exists(pfad):
+    for name in verfolgte():
+        if name.startswith("tests/macos/sdk/") or os.path.islink(os.path.join(WURZEL, name)):
             continue
-        if name.endswith((*CODE, ".md")):
+        if not name.startswith("fuzz/corpora/"):
             gegenstaende.setdefault(os.path.dirname(name), set()).add(os.path.basename(name).split(".")[0])
         if name.endswith(CODE) and len(abschnitte.lies(name).splitlines()) > LANG:
             lang.add(name)
@@ -289,6 +299,17 @@ def pruefe_glossar_pflanzen():
     return []
 
 
+def pruefe_verweise_pflanzen():
+    """What the check of the links overlooks, or refuses wrongly."""
+    texte = {"docs/a.md": "# Who `x` is, and why\n[b](b.md) [b](b.md#two) [b](b.md#two-1) [b](b.md#in-a-block)\n"
+                          "[a](#who-x-is-and-why) [a](#who) [c](../c.md) [haus](../tests/haus.py)\n",
+             "docs/b.md": "## [Two](a.md)\n```\n# In a block\n```\n### Two\n[a](a.md#two)\n"}
+    klagen = verweise.pruefe(texte)
+    erwartet = ["docs/a.md: docs/b.md has no heading #in-a-block", "docs/a.md: docs/a.md has no heading #who",
+                "docs/a.md: there is no ../c.md", "docs/b.md: docs/a.md has no heading #two"]
+    return [] if klagen == erwartet else [f"the check of the links says {klagen}"]
+
+
 def pruefe_erklaerungen():
     """Each change that no test can notice is one of a line that is still there."""
     with open(os.path.join(WURZEL, "bench", "mutation-equal.txt"), encoding="utf-8") as datei:
@@ -324,8 +345,8 @@ def hauptteil(bau):
     fehler += [f'{name} has an include with "../"' for name in aus]
     bestanden += not aus
     for probe in (pruefe_pfeile, pruefe_pflanzen, pruefe_glossar, pruefe_glossar_pflanzen,
-                  pruefe_verweise, pruefe_optionen, pruefe_pakete, pruefe_fehlercodes,
-                  pruefe_groessen, pruefe_erklaerungen):
+                  pruefe_verweise, pruefe_verweise_pflanzen, pruefe_filter, pruefe_optionen, pruefe_pakete,
+                  pruefe_fehlercodes, pruefe_groessen, pruefe_erklaerungen):
         klagen = probe()
         fehler += klagen
         bestanden += not klagen

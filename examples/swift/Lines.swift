@@ -102,7 +102,9 @@ enum Line {
 
 private let latest = 1e8  // seconds, three years
 
-private struct NoSpanOfTime: Error {}
+private struct NoSpanOfTime: Error, CustomStringConvertible {
+  let description = "t0 and t1 are no span of time"
+}
 
 private struct Head: Decodable {
   enum Keys: CodingKey {

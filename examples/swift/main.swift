@@ -202,7 +202,7 @@ final class Host: @unchecked Sendable {
         }
         show(line, folder)
       } catch {
-        say("not understood: \(text)")
+        say("not understood: \(text) (\(error))")
       }
     }
     allKept = kept.complete() && allKept

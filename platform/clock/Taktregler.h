@@ -16,7 +16,7 @@
 //
 // Some devices are further off than any crystal: the sound card of a virtual machine, sound that
 // comes over a network. What the loop cannot follow is reported as soon as its mean error reaches
-// RUECKSTAND, so that the stream moves by it and stays beside the clock.
+// RUECKSTAND, so that the stream moves by it and stays with the clock.
 //
 // Seconds and ratios. One thread at a time; no lock, no allocation.
 #pragma once

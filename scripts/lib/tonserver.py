@@ -27,17 +27,29 @@ def pulseaudio_laeuft(umgebung=None):
     umgebung = os.environ if umgebung is None else umgebung
     if umgebung.get("PULSE_SERVER"):
         return True
-    ordner = umgebung.get("PULSE_RUNTIME_PATH")
-    if not ordner and umgebung.get("XDG_RUNTIME_DIR"):
-        ordner = os.path.join(umgebung["XDG_RUNTIME_DIR"], "pulse")
-    return bool(ordner) and _ist_pulseaudio(os.path.join(ordner, "native"))
+    return any(_ist_pulseaudio(os.path.join(ordner, "native")) for ordner in _pulse_ordner(umgebung))
+
+
+def _pulse_ordner(umgebung):
+    """The folders in which the user's PulseAudio may have its socket. Without XDG_RUNTIME_DIR they are in the
+    home folder, one for each computer that shares it."""
+    if umgebung.get("PULSE_RUNTIME_PATH"):
+        return [umgebung["PULSE_RUNTIME_PATH"]]
+    daheim = umgebung.get("XDG_CONFIG_HOME") or os.path.join(
+        umgebung.get("HOME") or os.path.expanduser("~"), ".config")
+    daheim = os.path.join(_wurzel(), daheim.lstrip("/"), "pulse")
+    ordner = sorted(glob.glob(os.path.join(glob.escape(daheim), "*-runtime")))
+    if umgebung.get("XDG_RUNTIME_DIR"):
+        ordner.insert(0, os.path.join(umgebung["XDG_RUNTIME_DIR"], "pulse"))
+    return ordner
 
 
 def fremder_server():
     """The socket of a sound server that answers outside of this environment, or None: sudo, cron and
     ssh take away where the desktop's is, and PulseAudio has one for the whole computer, too. A PipeWire
     without an audio device is none: on a server every login may start one."""
-    for muster in ("run/user/*/pipewire-0", "run/user/*/pulse/native", "run/pulse/native"):
+    for muster in ("run/user/*/pipewire-0", "run/user/*/pulse/native", "tmp/pulse-*/native",
+                   "run/pulse/native"):
         for name in sorted(glob.glob(os.path.join(_wurzel(), muster))):
             if _ist_pulseaudio(name) if name.endswith("native") else antwortet(name) and _kennt_geraete(name):
                 return name

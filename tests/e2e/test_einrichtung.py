@@ -93,6 +93,25 @@ sys.stdin.read()"""
         self.server("pulse/native")
         self.assertEqual(self.fehlt(), [])
 
+    def test_pulseaudio_ohne_ordner_der_anmeldung(self):
+        """Its socket is in a folder of its own, to which a link in the home folder leads."""
+        self.server("tmp/pulse-abc/native")
+        for mehr in ({"HOME": "/home/ich"}, {"HOME": "/", "XDG_CONFIG_HOME": "/home/ich/.config"}):
+            with self.subTest(mehr):
+                ohne = {"XDG_RUNTIME_DIR": "", "XDG_CONFIG_HOME": ""} | mehr
+                ort = os.path.join(self.ordner, "tmp", "pulse-abc")
+                # Without the link it is somebody else's.
+                self.assertEqual(self.fehlt(**ohne), [])
+                self.assertIn(f"answers at {ort}/native, but not", self.klage)
+                verweis = os.path.join(self.ordner, "home", "ich", ".config", "pulse", "0123-runtime")
+                os.makedirs(os.path.dirname(verweis), exist_ok=True)
+                os.symlink(ort, verweis)
+                self.assertEqual(self.fehlt(**ohne), [])
+                self.assertIsNone(self.klage)
+                self.assertEqual(self.fehlt(**ohne, PULSE_RUNTIME_PATH="/anderswo"), [])
+                self.assertIsNotNone(self.klage)
+                os.remove(verweis)
+
     def test_pipewires_server_fuer_pulseaudio_ist_keins(self):
         """A server's login starts it, too. Whether it has devices is asked of PipeWire itself."""
         for name in ("pulse/native", "run/user/1000/pulse/native", "run/pulse/native"):
@@ -211,6 +230,16 @@ echo "  $wort: 1.0-1\""""
             self.assertIn(f"the set {satz} is not for this system; it needs: Debian", klage)
         self.assertEqual(self.setup("test", "paket", "browser", "wirte"), (0, ""))
         self.assertEqual(self.setup("bild")[0], 64)
+
+    def test_saetze_ohne_pakete(self):
+        """Ubuntu has its browsers as snaps only."""
+        self.debian()
+        self.spiele("apt-cache", f'case "$2" in chromium | firefox-esr) exit ;; esac\n{self.APT_CACHE}')
+        status, klage = self.setup("build", "browser", INSTALLIERT="i386")
+        self.assertEqual(status, 69)
+        self.assertIn("this system has no packages chromium firefox-esr\n", klage)
+        self.assertEqual([ruf[-1] for ruf in self.rufe], ["update"])
+        self.assertEqual(self.setup("build", INSTALLIERT="i386")[0], 0)
 
     def test_fremdes_system(self):
         """What is missing for a private recording is named, too."""

@@ -2,7 +2,7 @@
 and whether everybody can use it. Beside it are what it plays (test_seite_hoeren), what it makes of hostile
 folders (test_seite_boese), and what three hours cost (test_seite_lange).
 
-Pictures of the page are compared with those in tests/e2e/bilder; HALLKORB_BILDER=neu makes these anew, to be
+Pictures of the page are compared with those in tests/e2e/pictures; HALLKORB_BILDER=neu makes these anew, to be
 looked at before they are committed. They run only by name: the stage "seite" of scripts/test.
 """
 
@@ -17,7 +17,7 @@ import kopflos
 import kunstordner
 import seitenfall
 
-BILDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "bilder")
+BILDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "pictures")
 AXE = os.path.join(lauf.WURZEL, "build", "axe", "package", "axe.min.js")
 OFFLINE = bool(os.environ.get("HALLKORB_OFFLINE"))
 

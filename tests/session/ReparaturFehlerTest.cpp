@@ -114,9 +114,8 @@ class ReparaturFehler : public testing::Test {
     bau_.start();
     bau_.ende();
     return fuehreProgrammAus({"ffmpeg", "-nostdin", "-v", "error", "-i",
-                              std::string(HALLKORB_BEISPIEL) + "/video.mp4", "-an", "-c", "copy",
-                              "-t", "3", "-movflags", "frag_keyframe+empty_moov",
-                              bau_ / VIDEODATEI})
+                              std::string(HALLKORB_BEISPIEL) + "/video.mp4", "-c", "copy", "-t",
+                              "3", "-movflags", "frag_keyframe+empty_moov", bau_ / VIDEODATEI})
         .gelungen();
   }
 

@@ -27,17 +27,15 @@ constexpr auto STILLE = 1s;
 // Silent for this long, with a daemon that answers: something is stuck and the stream is made anew.
 // Wireless headsets take seconds to wake up and must get them.
 constexpr auto FESTGEFAHREN = 5s;
-// The start fails after this long without a device from a daemon that answers, and after this long
-// without a block. A session that is just starting has its devices within half a second. A daemon
-// or session manager on a busy machine may take seconds to answer, and a wireless headset to wake
-// up; a start that gives up before them loses the channel for the whole recording.
+// The start fails after this long without a device from a daemon that answers, and without a block.
+// A session that is just starting has its devices within half a second; a daemon on a busy machine
+// may take seconds to answer, and a wireless headset to wake up.
 constexpr auto START_OHNE_GERAET = 1s;
 constexpr auto START_OHNE_BLOCK = 8s;
 // The daemon does not report every change of the default devices (0.3.65 withholds one that comes
-// while another program binds the same metadata), so they are requested anew: soon after another
-// program has come or the device is gone, and then at intervals that double from the first of these
-// to the last. The first comes soon enough that a hole is not reported, and at different times for
-// microphone and system audio, since a request withholds the answers to others, too.
+// while another program binds the same metadata), so they are requested anew, at intervals that
+// double. The first is short enough that a hole is not reported, and differs for microphone and
+// system audio, since a request withholds the answers to others, too.
 constexpr std::array ERSTES_AUFFRISCHEN = {300ms, 450ms};
 constexpr auto AUFFRISCHEN_OHNE_GERAET = 3s;
 constexpr auto AUFFRISCHEN = 30s;

@@ -10,9 +10,8 @@
 namespace hallkorb {
 namespace {
 
-// Contexts are made and taken down one at a time, since the library then asks the C library for the
-// user's name, which answers in memory that all threads share. Nothing here waits for the daemon,
-// so no capture holds up another one.
+// Contexts are made and taken down one at a time: the library then asks for the user's name, which
+// the C library answers in memory that all threads share.
 std::mutex contextLock;
 
 // Once per process and never undone: other captures may be running at any time.

@@ -39,7 +39,7 @@ TEST(AppKennungen, ApplicationsAsTheirPackagesNameThem) {
   EXPECT_EQ(bundleDerKlasse("opera", "Opera"), "com.operasoftware.Opera");
 }
 
-TEST(AppKennungen, TheDesktopFileSpeaksWhereTheClassIsUnknown) {
+TEST(AppKennungen, TheDesktopFileSpeaksIfTheClassIsUnknown) {
   EXPECT_EQ(bundle({"x", "y", "us.zoom.Zoom"}), "us.zoom.xos");
   EXPECT_EQ(bundle({"x", "y", "/usr/share/applications/org.mozilla.firefox.desktop"}),
             "org.mozilla.firefox");
