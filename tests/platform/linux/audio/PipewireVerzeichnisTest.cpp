@@ -50,11 +50,13 @@ class Verwalter {
     if (core == nullptr) throw std::runtime_error("no connection for the session manager");
     const spa_dict_item name{PW_KEY_METADATA_NAME, "default"};
     const spa_dict eigenschaften{0, 1, &name};
-    pw_core_export(core, PW_TYPE_INTERFACE_Metadata, &eigenschaften, &metadaten_, 0);
+    ausgestellt_ = pw_core_export(core, PW_TYPE_INTERFACE_Metadata, &eigenschaften, &metadaten_, 0);
+    if (ausgestellt_ == nullptr) throw std::runtime_error("no metadata of the session manager");
     pw_thread_loop_start(loop_);
   }
   ~Verwalter() {
     pw_thread_loop_stop(loop_);
+    pw_proxy_destroy(ausgestellt_);
     pw_context_destroy(context_);
     pw_thread_loop_destroy(loop_);
   }
@@ -78,6 +80,7 @@ class Verwalter {
   spa_hook_list hoerer_{};
   pw_thread_loop* loop_ = nullptr;
   pw_context* context_ = nullptr;
+  pw_proxy* ausgestellt_ = nullptr;
   bool kennt_ = true;
 };
 
