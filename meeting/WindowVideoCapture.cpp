@@ -58,8 +58,9 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (begonnen.gelungen()) return;
   aufsichtEnde_->wecke();
   const std::string& grund = begonnen.fehler().description;
-  log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
-  emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
+  meldeFallsMoeglich("[hallkorb] Video-Start fehlgeschlagen: ", grund);
+  static_cast<void>(fangeMangel(
+      [&] { emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}"); }));
 }
 
 Ergebnis WindowVideoCapture::starteAufsicht(double sekunden) {
