@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "meeting/WindowVideoCapture.h"
 #include "platform/HostClock.h"
@@ -86,6 +87,28 @@ TEST(BildspeicherTest, AStartThatFailsForOneAllocationReportsIt) {
     EXPECT_EQ(szene.faenger.fehler(), "[hallkorb] Video-Start fehlgeschlagen: kein Speicher\n");
   }
   EXPECT_GT(n, 2U);
+}
+
+// The stream calls objects that are gone once the stop has returned, and what was filmed is there.
+TEST(BildspeicherTest, AStopEndsTheStreamAndFinishesTheFileWhateverGetsNoMemory) {
+  for (const bool immer : {false, true}) {
+    std::size_t n = 0;
+    for (bool getroffen = true; getroffen; ++n) {
+      SCOPED_TRACE(testing::Message() << n << (immer ? " and all that follow" : ""));
+      Szene szene;
+      const sim::Bildschirm& schirm = szene.welt.bildschirm;
+      szene.welt.bildschirm.aufrufe.reserve(4);
+      szene.video->starteGeduldig(9);
+      szene.bis(5);
+      std::optional<WindowVideoCapture::Video> video;
+      getroffen = ohneSpeicher(n, immer, [&] { video = szene.video->stop(); });
+      EXPECT_EQ(szene.welt.jetzt(), 5.0);
+      EXPECT_EQ(schirm.aufrufe.back(), "stop");
+      EXPECT_EQ(schirm.filme.at(0).ende, 5.0);
+      EXPECT_TRUE(video || getroffen);
+    }
+    EXPECT_GT(n, 5U);
+  }
 }
 
 }  // namespace

@@ -60,9 +60,11 @@ class Bildschirm::Strom final : public WindowStream {
     if (const auto belege = std::exchange(schirm_.stopBelegt, nullptr)) belege();
     if (!std::exchange(gestoppt_, true)) {
       schirm_.aufrufe.emplace_back("stop");
-      const double bis = welt_.jetzt() + schirm_.stopDauer;
-      welt_.am(bis, [] {});
-      welt_.warteBis([&] { return welt_.jetzt() >= bis; });
+      if (schirm_.stopDauer > 0.0) {
+        const double bis = welt_.jetzt() + schirm_.stopDauer;
+        welt_.am(bis, [] {});
+        welt_.warteBis([&] { return welt_.jetzt() >= bis; });
+      }
       std::erase(schirm_.stroeme_, this);
       faden_ = nullptr;
       steht_ = true;
