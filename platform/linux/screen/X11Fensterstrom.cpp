@@ -39,12 +39,12 @@ void warte(xcb_connection_t* verbindung, const Wecker& wecker,
 
 X11Fensterstrom::X11Fensterstrom(const std::string& display,
                                  const StreamKonfiguration& konfiguration, bool mitSegment,
-                                 std::chrono::milliseconds frist, const AnstrichFristen& fristen)
+                                 const Frist& frist, const AnstrichFristen& fristen)
     : konfiguration_(konfiguration),
       mitSegment_(mitSegment),
       frist_(frist),
       fristen_(fristen),
-      verbindung_(display, frist) {}
+      verbindung_(display, frist.ganz) {}
 
 X11Fensterstrom::~X11Fensterstrom() {
   X11Fensterstrom::stop();
@@ -56,7 +56,7 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
   {
     std::unique_lock halter(lock_);
     if (stopp_) return abgebrochen();
-    auftrag_ = id;
+    auftrag_ = {id, Uhr::now() + frist_.ungemalt};
     {
       const std::lock_guard fadenHalter(fadenLock_);
       auto faden = neuerFaden("fenster", [this, &listener] { laufe(listener); });
@@ -72,7 +72,7 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
 Ergebnis X11Fensterstrom::wechsle(std::uint32_t id) {
   std::unique_lock halter(lock_);
   if (stopp_ || zuEnde_) return abgebrochen();
-  auftrag_ = id;
+  auftrag_ = {id, Uhr::now() + frist_.ungemalt};
   antwort_.reset();
   wecker_.wecke();
   return warteAufAntwort(halter);
@@ -92,7 +92,7 @@ void X11Fensterstrom::stop() {
 
 Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) {
   const bool da = geantwortet_.wait_for(
-      halter, frist_, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
+      halter, frist_.ganz, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
   auftrag_.reset();
   if (antwort_) return *std::exchange(antwort_, std::nullopt);
   if (da) return abgebrochen();
@@ -121,16 +121,16 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
     return {};
   }
   bool gestartet = false;
-  bool offen = false;  // a window was chosen, which cannot be read yet
+  std::optional<Auftrag> offen;  // its window was chosen and cannot be read yet
   while (!gestoppt()) {
-    if (const auto id = auftrag(); id && !offen) {
-      const Ergebnis ergebnis = aufnahme.waehle(*id);
-      offen = ergebnis.gelungen();
+    if (const auto neu = auftrag(); neu && !offen) {
+      const Ergebnis ergebnis = aufnahme.waehle(neu->fenster);
+      if (ergebnis.gelungen()) offen = neu;
       if (!offen) antworte(ergebnis);
       if (!offen && !gestartet) return {};
     }
-    if (offen && aufnahme.lesbar()) {
-      offen = false;
+    if (offen && (aufnahme.lesbar() || Uhr::now() >= offen->ungemaltAb)) {
+      offen.reset();
       gestartet = antworte({}) || gestartet;
       if (!gestartet) return {};
     }
@@ -146,12 +146,14 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
       if (!gestartet) return {};
       return *std::move(verloren);
     }
-    warte(verbindung_.get(), wecker_, aufnahme.naechster());
+    auto bis = aufnahme.naechster();
+    if (offen) bis = std::min(bis.value_or(offen->ungemaltAb), offen->ungemaltAb);
+    warte(verbindung_.get(), wecker_, bis);
   }
   return {};
 }
 
-std::optional<std::uint32_t> X11Fensterstrom::auftrag() {
+std::optional<X11Fensterstrom::Auftrag> X11Fensterstrom::auftrag() {
   const std::lock_guard halter(lock_);
   return auftrag_;
 }

@@ -12,8 +12,10 @@
 
 #include "base/Speichermangel.h"
 #include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/screen/X11Fensterstrom.h"
 #include "tests/support/Bildsammler.h"
 #include "tests/support/Speicherwacht.h"
+#include "tests/support/Warten.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -166,6 +168,35 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
   EXPECT_TRUE(wechsel.get());
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   bildschirm_.signalAnServer(SIGCONT);
+}
+
+// Waits for the first drawing for as long as the test takes, and not for a second one.
+constexpr AnstrichFristen BIS_GEMALT{std::chrono::hours(1), std::chrono::milliseconds(0),
+                                     std::chrono::milliseconds(0), std::chrono::hours(1)};
+
+// A slow server may have taken what the wait for the painting would need; the window works.
+TEST_F(X11FensterstromAusfall, AWindowThatIsNotPaintedInTimeIsNoFailureAndNotSeenUntilItIs) {
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020", "--auf-befehl", "10B030"});
+  X11Fensterstrom strom(bildschirm_.display(), KONFIGURATION, true,
+                        {std::chrono::hours(1), std::chrono::milliseconds(0)}, BIS_GEMALT);
+  const auto gelingt = [&](const Fensterprogramm& von, bool erstes) {
+    auto antwort = std::async(std::launch::async, [&] {
+      return erstes ? strom.start(von.id(), sammler_) : strom.wechsle(von.id());
+    });
+    if (antwort.wait_for(GEDULD) != std::future_status::ready) strom.stop();
+    return antwort.get().gelungen();
+  };
+  ASSERT_TRUE(gelingt(*fenster, true));
+  EXPECT_FALSE(sammler_.warteAufBild(0.5));
+  // The server may empty the window once more after the drawing.
+  ASSERT_TRUE(warteBis([&] {
+    fenster->tu("male");
+    return sammler_.warteAufBild(0.1).has_value();
+  }));
+  ASSERT_TRUE(gelingt(*anderes, false));
+  EXPECT_FALSE(
+      sammler_.warteAuf([&](const Aufnahme& b) { return b.fenster == anderes->id(); }, 0.5));
 }
 
 // A listener that holds the stream up, as a slow encoder would, until it is let go on.
