@@ -52,6 +52,7 @@ class Bildschirm::Strom final : public WindowStream {
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
     if (schirm_.wechselFehler) return *schirm_.wechselFehler;
     if (std::exchange(id_, id) != id && schirm_.meldetAnfang) titelNeu();
+    if (schirm_.wechselBelegt) schirm_.wechselBelegt();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     return {};
   }
