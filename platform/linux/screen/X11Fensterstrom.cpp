@@ -101,33 +101,36 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener); });
+  bool gestartet = false;
+  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener, gestartet); });
+  // Without memory for the answer, those who wait see that the thread has ended.
+  if (ende.gescheitert()) static_cast<void>(fangeMangel([&] { antworte(ende); }));
   bool melden = false;
   {
     const std::lock_guard halter(lock_);
     zuEnde_ = true;
-    melden = ende.gescheitert() && !stopp_;
+    melden = ende.gescheitert() && gestartet && !stopp_;
   }
   geantwortet_.notify_all();
   if (melden) listener.gestoppt(ende.fehler());
 }
 
-Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
+Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener, bool& gestartet) {
   X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_, fristen_);
   Ergebnis bereit = verbindung_.oeffne();
   if (bereit.gelungen()) bereit = aufnahme.beginne();
-  if (bereit.gescheitert()) {
-    antworte(bereit);
-    return {};
-  }
-  bool gestartet = false;
+  if (bereit.gescheitert()) return bereit;
   std::optional<Auftrag> offen;  // its window was chosen and cannot be read yet
   while (!gestoppt()) {
     if (const auto neu = auftrag(); neu && !offen) {
-      const Ergebnis ergebnis = aufnahme.waehle(neu->fenster);
-      if (ergebnis.gelungen()) offen = neu;
-      if (!offen) antworte(ergebnis);
-      if (!offen && !gestartet) return {};
+      Ergebnis ergebnis = aufnahme.waehle(neu->fenster);
+      if (ergebnis.gelungen()) {
+        offen = neu;
+      } else if (gestartet) {
+        antworte(ergebnis);
+      } else {
+        return ergebnis;
+      }
     }
     if (offen && (aufnahme.lesbar() || Uhr::now() >= offen->ungemaltAb)) {
       offen.reset();
@@ -141,11 +144,7 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
         continue;  // libxcb may hold events that came with the picture
       }
     }
-    if (auto verloren = verbindung_.verloren()) {
-      if (offen) antworte(*verloren);
-      if (!gestartet) return {};
-      return *std::move(verloren);
-    }
+    if (auto verloren = verbindung_.verloren()) return *std::move(verloren);
     auto bis = aufnahme.naechster();
     if (offen) bis = std::min(bis.value_or(offen->ungemaltAb), offen->ungemaltAb);
     warte(verbindung_.get(), wecker_, bis);
@@ -162,8 +161,8 @@ bool X11Fensterstrom::antworte(const Ergebnis& ergebnis) {
   {
     const std::lock_guard halter(lock_);
     if (!auftrag_) return false;
-    auftrag_.reset();
     antwort_ = ergebnis;
+    auftrag_.reset();
   }
   geantwortet_.notify_all();
   return true;

@@ -62,8 +62,8 @@ class X11Fensterstrom final : public WindowStream {
   };
 
   void laufe(WindowStreamListener& listener);
-  // Returns what has ended the stream by itself, once it had begun.
-  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener);
+  // Returns what has ended it by itself; `gestartet` becomes true once start() has succeeded.
+  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener, bool& gestartet);
   [[nodiscard]] Ergebnis warteAufAntwort(std::unique_lock<std::mutex>& halter);
   [[nodiscard]] std::optional<Auftrag> auftrag();
   // False if nobody waits for it any more.

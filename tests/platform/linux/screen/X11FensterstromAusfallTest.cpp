@@ -250,6 +250,26 @@ TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
   EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
 }
 
+// From the n-th allocation on there is none, for every n up to the start's success.
+TEST_F(X11FensterstromAusfall, AStartWithoutMemoryFailsForThatReasonAndReportsNoEnd) {
+  const auto fenster = bildschirm_.fenster({});
+  std::size_t n = 0;
+  for (bool gelungen = false; !gelungen; ++n) {
+    SCOPED_TRACE(n);
+    Speicherloser ohneSpeicher;
+    const auto strom = this->strom();
+    speicherwacht::scheitereIn("fenster", n, true);
+    const Ergebnis ergebnis = strom->start(fenster->id(), ohneSpeicher);
+    strom->stop();
+    speicherwacht::scheitereNicht();
+    gelungen = ergebnis.gelungen();
+    if (gelungen) continue;
+    EXPECT_EQ(ergebnis.fehler().description, keinSpeicher().description);
+    EXPECT_TRUE(ohneSpeicher.sammler.fehler().empty());
+  }
+  EXPECT_GT(n, 1U);
+}
+
 TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
   const auto fenster = bildschirm_.fenster({"--farbe", "2060A0"});
   Langsamer langsamer;
