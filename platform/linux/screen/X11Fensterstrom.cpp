@@ -101,21 +101,22 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  bool gestartet = false;
-  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener, gestartet); });
+  std::optional<std::uint32_t> gezeigt;
+  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener, gezeigt); });
   // Without memory for the answer, those who wait see that the thread has ended.
   if (ende.gescheitert()) static_cast<void>(fangeMangel([&] { antworte(ende); }));
   bool melden = false;
   {
     const std::lock_guard halter(lock_);
     zuEnde_ = true;
-    melden = ende.gescheitert() && gestartet && !stopp_;
+    melden = ende.gescheitert() && gezeigt && !stopp_;
   }
   geantwortet_.notify_all();
   if (melden) listener.gestoppt(ende.fehler());
 }
 
-Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener, bool& gestartet) {
+Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener,
+                                  std::optional<std::uint32_t>& gezeigt) {
   X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_, fristen_);
   Ergebnis bereit = verbindung_.oeffne();
   if (bereit.gelungen()) bereit = aufnahme.beginne();
@@ -126,16 +127,23 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener, bool& gestarte
       Ergebnis ergebnis = aufnahme.waehle(neu->fenster);
       if (ergebnis.gelungen()) {
         offen = neu;
-      } else if (gestartet) {
+      } else if (gezeigt) {
         antworte(ergebnis);
       } else {
         return ergebnis;
       }
     }
     if (offen && (aufnahme.lesbar() || Uhr::now() >= offen->ungemaltAb)) {
+      const auto weg = aufnahme.verschwunden();
+      if (weg && !gezeigt) return *weg;
+      if (weg) {
+        static_cast<void>(aufnahme.waehle(*gezeigt));
+        antworte(*weg);
+      } else {
+        if (!antworte({}) && !gezeigt) return {};
+        gezeigt = offen->fenster;
+      }
       offen.reset();
-      gestartet = antworte({}) || gestartet;
-      if (!gestartet) return {};
     }
     if (!offen) {
       if (aufnahme.titelGeaendert()) listener.titelGeaendert();

@@ -14,7 +14,8 @@
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
 // the same reason.
 //
-// If a change of window fails, the stream stays with the old one.
+// If a change of window fails, the stream stays with the old one; so it does, with another first
+// picture, if the new one is closed before it is painted.
 #pragma once
 
 #include <chrono>
@@ -62,8 +63,10 @@ class X11Fensterstrom final : public WindowStream {
   };
 
   void laufe(WindowStreamListener& listener);
-  // Returns what has ended it by itself; `gestartet` becomes true once start() has succeeded.
-  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener, bool& gestartet);
+  // Returns what has ended it by itself. `gezeigt` is the window of the last request that has
+  // succeeded.
+  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener,
+                                 std::optional<std::uint32_t>& gezeigt);
   [[nodiscard]] Ergebnis warteAufAntwort(std::unique_lock<std::mutex>& halter);
   [[nodiscard]] std::optional<Auftrag> auftrag();
   // False if nobody waits for it any more.

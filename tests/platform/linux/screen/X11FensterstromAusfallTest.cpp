@@ -27,7 +27,14 @@ using std::chrono::steady_clock;
 // The limit is 2.8 s; the rest is for a computer that is busy with other tests.
 constexpr seconds GEDULD{30};
 
+// In which a painted window is answered, on a computer that is not slow.
+constexpr std::chrono::milliseconds WEILE{500};
+
 constexpr StreamKonfiguration KONFIGURATION{1280, 800, 1.0 / 15.0, true, 5};
+
+// Waits for the first drawing for as long as the test takes, and not for a second one.
+constexpr AnstrichFristen BIS_GEMALT{std::chrono::hours(1), std::chrono::milliseconds(0),
+                                     std::chrono::milliseconds(0), std::chrono::hours(1)};
 
 class X11FensterstromAusfall : public testing::Test {
  protected:
@@ -37,6 +44,13 @@ class X11FensterstromAusfall : public testing::Test {
   // One that does not wait for long.
   std::unique_ptr<WindowStream> ungeduldiger() {
     return X11ScreenCapture(bildschirm_.display()).stream(KONFIGURATION);
+  }
+
+  // One that waits for the first drawing.
+  std::unique_ptr<WindowStream> wartender() {
+    return X11ScreenCapture(bildschirm_.display(), X11ScreenCapture::Weg::SEGMENT, 4 * GEDULD,
+                            BIS_GEMALT)
+        .stream(KONFIGURATION);
   }
 
   LinuxHostClock uhr_;
@@ -64,6 +78,41 @@ TEST(X11FensterstromFarbtiefe, PalettesAreRefused) {
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_TRUE(istNichtAufnehmbar(ergebnis.fehler()));
   EXPECT_EQ(ergebnis.fehler().description, "dem X-Server fehlt die Erweiterung Composite");
+}
+
+TEST_F(X11FensterstromAusfall, AWindowThatIsClosedBeforeItIsPainted) {
+  const auto fenster = bildschirm_.fenster({"--auf-befehl", "10B030"});
+  const auto strom = wartender();
+  auto start =
+      std::async(std::launch::async, [&] { return strom->start(fenster->id(), sammler_); });
+  EXPECT_EQ(start.wait_for(WEILE), std::future_status::timeout);
+  fenster->schliesse();
+  const Ergebnis ergebnis = start.get();
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_TRUE(ergebnis.fehler().description.starts_with("das Fenster " +
+                                                        std::to_string(fenster->id()) + " "));
+  EXPECT_TRUE(sammler_.fehler().empty());
+}
+
+TEST_F(X11FensterstromAusfall, OfAWindowThatIsClosedBeforeItIsPaintedTheStreamReturnsToTheOldOne) {
+  const auto altes = bildschirm_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto neues = bildschirm_.fenster({"--auf-befehl", "10B030"});
+  const auto strom = wartender();
+  auto start = std::async(std::launch::async, [&] { return strom->start(altes->id(), sammler_); });
+  const auto siehAltes = [&] {
+    return warteBis([&] {
+      altes->tu("male");
+      return sammler_.warteAufBild(0.1).has_value();
+    });
+  };
+  ASSERT_TRUE(siehAltes());
+  ASSERT_TRUE(start.get().gelungen());
+  auto wechsel = std::async(std::launch::async, [&] { return strom->wechsle(neues->id()); });
+  EXPECT_EQ(wechsel.wait_for(WEILE), std::future_status::timeout);
+  neues->schliesse();
+  EXPECT_TRUE(wechsel.get().gescheitert());
+  EXPECT_TRUE(siehAltes());
+  EXPECT_TRUE(sammler_.fehler().empty());
 }
 
 TEST_F(X11FensterstromAusfall, NoServer) {
@@ -169,10 +218,6 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
   EXPECT_LT(steady_clock::now() - anfang, GEDULD);
   bildschirm_.signalAnServer(SIGCONT);
 }
-
-// Waits for the first drawing for as long as the test takes, and not for a second one.
-constexpr AnstrichFristen BIS_GEMALT{std::chrono::hours(1), std::chrono::milliseconds(0),
-                                     std::chrono::milliseconds(0), std::chrono::hours(1)};
 
 // A slow server may have taken what the wait for the painting would need; the window works.
 TEST_F(X11FensterstromAusfall, AWindowThatIsNotPaintedInTimeIsNoFailureAndNotSeenUntilItIs) {
