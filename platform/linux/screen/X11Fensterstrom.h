@@ -5,10 +5,11 @@
 // again later, or what a window showed last would be missing for as long as it stands still.
 // start() and wechsle() leave their request with that thread and wait for the result, which comes
 // when the window's first picture is about to be read (Anstrich.h): who notes the time then knows
-// when the window is first seen. A slow server may have taken most of their time by then; once
-// three quarters of it are gone they succeed even if the window is still being painted. If the
-// server falls silent, those who wait notice: they break the connection when their time is up, and
-// so does stop().
+// when the window is first seen. Two things delay that picture by up to a second more: the window
+// changes at that moment, so that the picture is read anew; or a slow server has taken most of the
+// time of start() or wechsle(), which succeed once three quarters of it are gone, even if the
+// window is still being painted. If the server falls silent, those who wait notice: they break the
+// connection when their time is up, and so does stop().
 //
 // The pictures have the window's own size; they are fitted into the video where they are converted
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
