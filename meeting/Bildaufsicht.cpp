@@ -4,6 +4,7 @@
 
 #include "base/Ausgabe.h"
 #include "base/Faden.h"
+#include "base/Speichermangel.h"
 #include "base/Text.h"
 #include "platform/HostClock.h"
 
@@ -23,6 +24,11 @@ bool ohneNamen(const ScreenContent& content) {
   return !content.windows.empty() &&
          std::none_of(content.windows.begin(), content.windows.end(),
                       [](const ScreenWindow& w) { return w.anwendung.has_value(); });
+}
+
+// The line is lost if there is no memory for it either.
+void meldeFehler(const char* was, const Fehler& fehler) {
+  static_cast<void>(fangeMangel([&] { log(was + fehler.description); }));
 }
 
 std::string inKlammern(const Fehler& fehler) {
@@ -57,7 +63,7 @@ void Bildaufsicht::laufe(double sekunden) {
     const Ergebnis ergebnis = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
     if (ergebnis.gescheitert() && !(dauerhaft(ergebnis.fehler()) && ergebnis == pruefErgebnis_)) {
-      log("[hallkorb] Fensterpruefung: " + ergebnis.fehler().description);
+      meldeFehler("[hallkorb] Fensterpruefung: ", ergebnis.fehler());
     }
     pruefErgebnis_ = ergebnis;
     film_.pruefe();
@@ -76,6 +82,14 @@ std::optional<Bildzustand::Anlass> Bildaufsicht::naechsterAnlass() {
   if (rest > 0.0 && uhr_.ruhe(rest)) return std::nullopt;
   return hostSekunden() < naechstePruefung_ ? Bildzustand::Anlass::titel
                                             : Bildzustand::Anlass::takt;
+}
+
+Ergebnis Bildaufsicht::blicke(ScreenContent& content, MeetingKandidaten& kandidaten) {
+  return fangeMangel([&] {
+    Ergebnis ergebnis = bildschirm_.inventar(content);
+    if (ergebnis.gelungen()) kandidaten = meetingKandidaten(metadaten(content));
+    return ergebnis;
+  });
 }
 
 // Until a stream runs, or the stop comes.
@@ -100,14 +114,15 @@ void Bildaufsicht::suche(double sekunden) {
 // Returns why there is no picture; nullopt once there is one, or after the stop.
 std::optional<std::string> Bildaufsicht::versucheStart() {
   ScreenContent content;
-  const Ergebnis inventar = bildschirm_.inventar(content);
+  MeetingKandidaten kandidaten;
+  const Ergebnis blick = blicke(content, kandidaten);
   if (stand_.abgebrochen()) return std::nullopt;
-  if (inventar.gescheitert()) {
-    meldeEinmal(inventar.fehler());
-    return std::string(KEIN_BILD) + inKlammern(inventar.fehler());
+  if (blick.gescheitert()) {
+    meldeEinmal(blick.fehler());
+    return std::string(KEIN_BILD) + inKlammern(blick.fehler());
   }
   namenlos_ = ohneNamen(content);
-  const Wahl wahl = waehleMeetingZiel(metadaten(content));
+  const Wahl wahl = besteWahl(kandidaten);
   if (wahl.istFenster()) {
     const Ergebnis ergebnis = starteAuf(wahl, content);
     if (ergebnis.gelungen() || stand_.abgebrochen()) return std::nullopt;
@@ -122,7 +137,7 @@ std::optional<std::string> Bildaufsicht::versucheStart() {
 }
 
 void Bildaufsicht::meldeStartfehler(const Fehler& fehler) {
-  log("[hallkorb] Video-Start fehlgeschlagen: " + fehler.description);
+  meldeFehler("[hallkorb] Video-Start fehlgeschlagen: ", fehler);
 }
 
 // What this computer lacks (a screen or one of a usual kind, an encoder, a thread) would be
@@ -139,10 +154,10 @@ Ergebnis Bildaufsicht::starteAuf(const Wahl& wahl, const ScreenContent& content)
 
 Ergebnis Bildaufsicht::pruefen(Bildzustand::Anlass anlass) {
   ScreenContent content;
+  MeetingKandidaten kandidaten;
   film_.beginneBlick();
-  Ergebnis ergebnis = bildschirm_.inventar(content);
+  Ergebnis ergebnis = blicke(content, kandidaten);
   if (ergebnis.gescheitert() || stand_.abgebrochen()) return ergebnis;
-  const MeetingKandidaten kandidaten = meetingKandidaten(metadaten(content));
   const Wahl beste = besteWahl(kandidaten);
   const Bildzustand::Schritt schritt = stand_.entscheide(kandidaten, beste, anlass);
   // A browser may have drawn another page before it changed the title, and in a pause the last

@@ -12,6 +12,8 @@
 // them is followed by a look at the stop: once it has come, the platform may be gone, and nothing
 // but the objects given to the constructor may be touched.
 //
+// A look that gets no memory has failed like one that the screen refuses, and comes again.
+//
 // One thread.
 #pragma once
 
@@ -20,6 +22,7 @@
 
 #include "meeting/Bildzustand.h"
 #include "meeting/Film.h"
+#include "meeting/Rangfolge.h"
 #include "meeting/Wahl.h"
 #include "meeting/Weckuhr.h"
 #include "platform/ScreenCapture.h"
@@ -40,6 +43,7 @@ class Bildaufsicht {
   void laufe(double sekunden);
 
  private:
+  [[nodiscard]] Ergebnis blicke(ScreenContent& content, MeetingKandidaten& kandidaten);
   void suche(double sekunden);
   [[nodiscard]] std::optional<std::string> versucheStart();
   void meldeStartfehler(const Fehler& fehler);

@@ -14,23 +14,25 @@ namespace {
 // Seconds that the stop waits for the stream, and then for the supervision.
 constexpr double STOP_FRIST = 2.0;
 
-void meldeBildquellen(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
-  for (const auto& [quelle, sekunden] : quellen) {
-    log("[hallkorb] Bildquelle: " + quelle +
-        formatiert(" — %" PRId64 " s", static_cast<std::int64_t>(sekunden)));
-  }
-}
-
-// The video's name for people. There is at least one source, since the last one was booked.
-std::string benannt(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
-  std::string quelle = quellen.front().first;
-  if (quellen.size() > 1) quelle += " (+" + std::to_string(quellen.size() - 1) + " weitere)";
-  return quelle;
-}
-
 // A line that gets no memory is lost.
 void meldeFallsMoeglich(const char* was, const std::string& text = {}) {
   static_cast<void>(fangeMangel([&] { log(was + text); }));
+}
+
+void meldeBildquellen(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
+  for (const auto& [quelle, sekunden] : quellen) {
+    static_cast<void>(fangeMangel([&quelle = quelle, s = static_cast<std::int64_t>(sekunden)] {
+      log("[hallkorb] Bildquelle: " + quelle + formatiert(" — %" PRId64 " s", s));
+    }));
+  }
+}
+
+// The video's name for people. The last source was booked, so without memory alone there is none.
+std::string benannt(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
+  if (quellen.empty()) return {};
+  std::string quelle = quellen.front().first;
+  if (quellen.size() > 1) quelle += " (+" + std::to_string(quellen.size() - 1) + " weitere)";
+  return quelle;
 }
 
 }  // namespace
@@ -58,8 +60,9 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (begonnen.gelungen()) return;
   aufsichtEnde_->wecke();
   const std::string& grund = begonnen.fehler().description;
-  log("[hallkorb] Video-Start fehlgeschlagen: " + grund);
-  emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}");
+  meldeFallsMoeglich("[hallkorb] Video-Start fehlgeschlagen: ", grund);
+  static_cast<void>(fangeMangel(
+      [&] { emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}"); }));
 }
 
 Ergebnis WindowVideoCapture::starteAufsicht(double sekunden) {
@@ -111,14 +114,16 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
 std::optional<WindowVideoCapture::Video> WindowVideoCapture::beende() {
   const Bildzustand::Ende ende = stand_.brichAb();
   uhr_.beende();
-  if (!haltAn(ende)) log("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
+  if (!haltAn(ende))
+    meldeFallsMoeglich("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
   if (!ende.lief) {
     // A start that the stop has cancelled may already have brought pictures, and doubts.
     film_.verwirf();
     return std::nullopt;
   }
 
-  const auto quellen = stand_.schliesseZeiten();
+  std::vector<Bildzeiten::Quellenzeit> quellen;
+  static_cast<void>(fangeMangel([&] { quellen = stand_.schliesseZeiten(); }));
   Film::Aufnahme aufnahme = film_.entnimm();
   meldeBildquellen(quellen);
   if (!film_.schliesseAb(aufnahme)) return std::nullopt;
@@ -126,13 +131,18 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::beende() {
 }
 
 // Ends the stream and waits for the supervision; false if one of them hangs. The stream first: its
-// stop cancels a start or a switch that the supervision may be waiting for.
+// stop cancels a start or a switch that the supervision may be waiting for. It calls this object,
+// so it is ended even if there is no memory to do that with a limit.
 bool WindowVideoCapture::haltAn(const Bildzustand::Ende& ende) {
   bool geantwortet = true;
   if (ende.strom) {
-    geantwortet = stromEnde_->laufe(STOP_FRIST, [selbst = shared_from_this(), strom = ende.strom] {
-      static_cast<void>(fangeMangel([&] { strom->stop(); }));
+    const Ergebnis begrenzt = fangeMangel([&] {
+      geantwortet =
+          stromEnde_->laufe(STOP_FRIST, [selbst = shared_from_this(), strom = ende.strom] {
+            static_cast<void>(fangeMangel([&] { strom->stop(); }));
+          });
     });
+    if (begrenzt.gescheitert()) static_cast<void>(fangeMangel([&] { ende.strom->stop(); }));
   }
   if (ende.beaufsichtigt) geantwortet = aufsichtEnde_->warte(STOP_FRIST) && geantwortet;
   return geantwortet;

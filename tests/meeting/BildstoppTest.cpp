@@ -153,9 +153,8 @@ TEST_P(BildstoppTest, PicturesOfAStartUnderWayAreDroppedWithTheirDoubt) {
 // Its lack must not end the sound. What was filmed stays.
 TEST_P(BildstoppTest, ASupervisionWithoutMemoryEndsThePictureAlone) {
   schirm.windows = {zoom(4)};
-  schirm.inventarBelegt = [this] {
-    if (welt.jetzt() > 3) throw std::bad_alloc();
-  };
+  zeige(3, {teams(5)});
+  schirm.wechselBelegt = [] { throw std::bad_alloc(); };
   for (const double t : {1.0, 2.0, 5.0})
     welt.am(t, [this] { schirm.bild(); });
   video->starteGeduldig(120);

@@ -1,6 +1,7 @@
 // The recorder: from the stream's pictures to the file.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <new>
@@ -163,6 +164,34 @@ TEST_P(WindowVideoCaptureTest, WithoutMemoryForItsEndThereIsNoVideo) {
   EXPECT_EQ(faenger.fehlerZeilen(),
             (Zeilen{START, "[hallkorb] Bildquelle: Zoom · Zoom Meeting — 5 s",
                     "[hallkorb] Video-Abschluss fehlgeschlagen: kein Speicher"}));
+}
+
+TEST_P(WindowVideoCaptureTest, ACheckWithoutMemoryIsReportedAndTheNextOneFollowsTheMeeting) {
+  schirm.inventarBelegt = [this] {
+    if (welt.jetzt() > 3 && welt.jetzt() < 5) throw std::bad_alloc();
+  };
+  bild(0.5);
+  zeige(5.5, {teams(5)});
+  bild(7.0);
+  video->starteGeduldig(120);
+  ASSERT_TRUE(stoppe(7.5));
+  EXPECT_EQ(schirm.filme[0].bilder, (Bilder{{0.5, 4}, {7.0, 5}}));
+  const Zeilen fehler = faenger.fehlerZeilen();
+  EXPECT_EQ(std::count(fehler.begin(), fehler.end(), "[hallkorb] Fensterpruefung: kein Speicher"),
+            1);
+}
+
+TEST_P(WindowVideoCaptureTest, ASearchWithoutMemoryIsReportedAndTriedAgain) {
+  schirm.inventarBelegt = [this] {
+    if (welt.jetzt() < 2) throw std::bad_alloc();
+  };
+  bild(4.0);
+  video->starteGeduldig(0);
+  EXPECT_TRUE(stoppe(5.0));
+  EXPECT_EQ(
+      faenger.ausgabeZeilen().front(),
+      R"x({"event":"video_none","message":"kein Meetingfenster – kein Bild (kein Speicher)"})x");
+  EXPECT_EQ(faenger.fehlerZeilen().front(), "[hallkorb] Video-Start fehlgeschlagen: kein Speicher");
 }
 
 TEST_P(WindowVideoCaptureTest, AFileThatIsNotThereIsNoVideo) {

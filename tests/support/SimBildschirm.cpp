@@ -52,6 +52,7 @@ class Bildschirm::Strom final : public WindowStream {
     if (gestoppt_ || beendet_) return Fehler{"sim", 90, "Stream ist beendet"};
     if (schirm_.wechselFehler) return *schirm_.wechselFehler;
     if (std::exchange(id_, id) != id && schirm_.meldetAnfang) titelNeu();
+    if (schirm_.wechselBelegt) schirm_.wechselBelegt();
     if (schirm_.bildNachStart) bild(BildStatus::vollstaendig);
     return {};
   }
@@ -60,9 +61,11 @@ class Bildschirm::Strom final : public WindowStream {
     if (const auto belege = std::exchange(schirm_.stopBelegt, nullptr)) belege();
     if (!std::exchange(gestoppt_, true)) {
       schirm_.aufrufe.emplace_back("stop");
-      const double bis = welt_.jetzt() + schirm_.stopDauer;
-      welt_.am(bis, [] {});
-      welt_.warteBis([&] { return welt_.jetzt() >= bis; });
+      if (schirm_.stopDauer > 0.0) {
+        const double bis = welt_.jetzt() + schirm_.stopDauer;
+        welt_.am(bis, [] {});
+        welt_.warteBis([&] { return welt_.jetzt() >= bis; });
+      }
       std::erase(schirm_.stroeme_, this);
       faden_ = nullptr;
       steht_ = true;

@@ -47,6 +47,7 @@ class Bildschirm {
   std::optional<Fehler> endeNachStart;  // the service ends the next stream as soon as it runs
   std::optional<Fehler> wechselFehler;
   double wechselDauer = 0.0;
+  std::function<void()> wechselBelegt;  // allocates, once the other window is shown: may throw
   double stopDauer = 0.0;
   std::function<void()> stopBelegt;  // allocates what the next stop of a stream needs: may throw
   bool bildNachStart = true;         // a picture follows each start and switch

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/Faden.h"
+
 namespace hallkorb::sim {
 namespace {
 
@@ -121,10 +123,19 @@ class SimPlattform::SimTask final : public Task {
 
 class SimPlattform::SimSchlaf final : public Schlaf {
  public:
-  explicit SimSchlaf(SimPlattform& welt) : welt_(welt) {}
+  explicit SimSchlaf(SimPlattform& welt) : welt_(welt) {
+    std::multimap<double, std::function<void()>> einer;
+    einer.emplace(0.0, [] {});
+    erwachen_ = einer.extract(einer.begin());
+  }
   bool warte(double sekunden) override {
     const double bis = welt_.jetzt_ + sekunden;
-    welt_.am(bis, [] {});
+    if (erwachen_) {
+      erwachen_.key() = bis;
+      welt_.ereignisse_.insert(std::move(erwachen_));
+    } else {
+      welt_.am(bis, [] {});
+    }
     welt_.warteBis([&] { return geweckt_ || welt_.jetzt_ >= bis; });
     return geweckt_;
   }
@@ -135,6 +146,7 @@ class SimPlattform::SimSchlaf final : public Schlaf {
 
  private:
   SimPlattform& welt_;
+  std::multimap<double, std::function<void()>>::node_type erwachen_;  // of the first sleep
   bool geweckt_ = false;
 };
 
@@ -190,6 +202,7 @@ class SimPlattform::SimInput final : public AudioInput {
 
 SimPlattform::SimPlattform(std::uint64_t saat) : zufall_(saat) {
   faeden_.push_back(std::make_shared<Faden>());
+  bereite_.reserve(1);
   amZug_ = faeden_.front().get();
 }
 
@@ -202,7 +215,10 @@ std::shared_ptr<SimPlattform::Faden> SimPlattform::neuerFaden(std::function<void
   auto faden = std::make_shared<Faden>();
   faden->bereit = [] { return true; };
   Faden* selbst = faden.get();
+  faeden_.reserve(faeden_.size() + 1);
+  bereite_.reserve(faeden_.size() + 1);
   faden->thread = std::thread([this, selbst, arbeit = std::move(arbeit)] {
+    beginneFaden("sim");
     {
       std::unique_lock halter(lock_);
       wechsel_.wait(halter, [&] { return amZug_ == selbst; });
@@ -241,13 +257,13 @@ void SimPlattform::warteBis(const std::function<bool()>& fertig) {
 
 void SimPlattform::gibWeiter() {
   for (;;) {
-    std::vector<Faden*> bereit;
+    bereite_.clear();
     for (const auto& faden : faeden_) {
-      if (!faden->fertig && faden->bereit && faden->bereit()) bereit.push_back(faden.get());
+      if (!faden->fertig && faden->bereit && faden->bereit()) bereite_.push_back(faden.get());
     }
-    if (!bereit.empty()) {
+    if (!bereite_.empty()) {
       const std::lock_guard halter(lock_);
-      amZug_ = bereit[zufall_() % bereit.size()];
+      amZug_ = bereite_[zufall_() % bereite_.size()];
       amZug_->bereit = [] { return true; };
       wechsel_.notify_all();
       return;
@@ -330,6 +346,7 @@ std::unique_ptr<Task> SimPlattform::starte(std::function<void()> arbeit) {
 
 bool SimPlattform::starteUnabhaengig(std::function<void()> arbeit) {
   if (unabhaengige_.size() >= hoechstensUnabhaengige) return false;
+  unabhaengige_.reserve(unabhaengige_.size() + 1);
   unabhaengige_.push_back(neuerFaden(std::move(arbeit)));
   return true;
 }

@@ -8,7 +8,8 @@
 // threads goes on is drawn by a seeded generator. The same seed gives the same run.
 //
 // The threads are real ones that hand the turn on to each other, so that one may wait for another
-// wherever the recorder does; nothing ever sleeps.
+// wherever the recorder does; nothing ever sleeps. As on a real computer, the change to another
+// thread and a first sleep take no memory.
 #pragma once
 
 #include <condition_variable>
@@ -159,6 +160,7 @@ class SimPlattform final : public Plattform, public RunLoop, public Executor, pu
   double jetzt_ = 0.0;
   std::multimap<double, std::function<void()>> ereignisse_;
   std::vector<std::shared_ptr<Faden>> faeden_;  // the first is the test's own
+  std::vector<Faden*> bereite_;                 // of gibWeiter(), with room for all
   std::vector<std::shared_ptr<Faden>> unabhaengige_;
   Faden* amZug_;
   std::mutex lock_;

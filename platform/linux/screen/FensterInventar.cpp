@@ -21,7 +21,7 @@ namespace {
 
 using Fenster = std::vector<xcb_window_t>;
 
-// The windows to look at, the front one first.
+// The windows to look at, the front one first, or the newest if the window manager keeps no order.
 class Liste {
  public:
   Liste(xcb_connection_t* c, xcb_window_t wurzel, const X11Atome& atome)

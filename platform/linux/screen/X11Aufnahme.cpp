@@ -94,6 +94,11 @@ bool X11Aufnahme::lesbar() {
   return !fenster_ || !fenster_->sichtbar() || Uhr::now() >= fenster_->bereitAb();
 }
 
+std::optional<Fehler> X11Aufnahme::verschwunden() const {
+  if (!fenster_ || !fenster_->zerstoert()) return std::nullopt;
+  return fenster_->verschwunden();
+}
+
 std::optional<BgrBild> X11Aufnahme::schritt() {
   liesEreignisse();
   if (!fenster_ || !fenster_->sichtbar()) return std::nullopt;

@@ -52,6 +52,8 @@ class X11Aufnahme {
   // Handles what has come from the server. Returns whether the chosen window has been painted, or
   // is not to be seen at all.
   [[nodiscard]] bool lesbar();
+  // The error of the chosen window if it has been closed.
+  [[nodiscard]] std::optional<Fehler> verschwunden() const;
   // Handles what has come from the server, and reads a picture if one is due. It is valid until the
   // next call.
   [[nodiscard]] std::optional<BgrBild> schritt();

@@ -97,9 +97,7 @@ Ergebnis X11Fenster::liesEigenschaften() {
       xcb_get_window_attributes_reply(c, attributFrage, nullptr));
   const X11Antwort<xcb_get_geometry_reply_t> masse(xcb_get_geometry_reply(c, masseFrage, nullptr));
   if (name) schattenName_ = name->atom;
-  if (!attribute || !masse) {
-    return Fehler{"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
-  }
+  if (!attribute || !masse) return verschwunden();
   const auto format = X11Punktformat::suche(xcb_get_setup(c), attribute->visual, masse->depth);
   if (!format) {
     return nichtAufnehmbar("die Farbtiefe " + std::to_string(masse->depth) +
@@ -109,6 +107,10 @@ Ergebnis X11Fenster::liesEigenschaften() {
   breite_ = masse->width;
   hoehe_ = masse->height;
   return {};
+}
+
+Fehler X11Fenster::verschwunden() const {
+  return {"x11", XCB_WINDOW, "das Fenster " + std::to_string(id_) + " ist verschwunden"};
 }
 
 void X11Fenster::ereignis(const xcb_generic_event_t& ereignis) {

@@ -68,6 +68,8 @@ class X11Fenster {
     return vorfahren_.empty() ? id_ : vorfahren_.back();
   }
   [[nodiscard]] bool zerstoert() const { return zerstoert_; }
+  // The error of a window that has been closed.
+  [[nodiscard]] Fehler verschwunden() const;
   // Whether it has pixels now.
   [[nodiscard]] bool sichtbar() const { return sichtbar_ && !zerstoert_; }
   // Whether it may look different from the last picture.

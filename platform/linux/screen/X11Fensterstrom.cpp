@@ -39,12 +39,12 @@ void warte(xcb_connection_t* verbindung, const Wecker& wecker,
 
 X11Fensterstrom::X11Fensterstrom(const std::string& display,
                                  const StreamKonfiguration& konfiguration, bool mitSegment,
-                                 std::chrono::milliseconds frist, const AnstrichFristen& fristen)
+                                 const Frist& frist, const AnstrichFristen& fristen)
     : konfiguration_(konfiguration),
       mitSegment_(mitSegment),
       frist_(frist),
       fristen_(fristen),
-      verbindung_(display, frist) {}
+      verbindung_(display, frist.ganz) {}
 
 X11Fensterstrom::~X11Fensterstrom() {
   X11Fensterstrom::stop();
@@ -56,7 +56,7 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
   {
     std::unique_lock halter(lock_);
     if (stopp_) return abgebrochen();
-    auftrag_ = id;
+    auftrag_ = {id, Uhr::now() + frist_.ungemalt};
     {
       const std::lock_guard fadenHalter(fadenLock_);
       auto faden = neuerFaden("fenster", [this, &listener] { laufe(listener); });
@@ -72,7 +72,7 @@ Ergebnis X11Fensterstrom::start(std::uint32_t id, WindowStreamListener& listener
 Ergebnis X11Fensterstrom::wechsle(std::uint32_t id) {
   std::unique_lock halter(lock_);
   if (stopp_ || zuEnde_) return abgebrochen();
-  auftrag_ = id;
+  auftrag_ = {id, Uhr::now() + frist_.ungemalt};
   antwort_.reset();
   wecker_.wecke();
   return warteAufAntwort(halter);
@@ -92,7 +92,7 @@ void X11Fensterstrom::stop() {
 
 Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) {
   const bool da = geantwortet_.wait_for(
-      halter, frist_, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
+      halter, frist_.ganz, [this] { return antwort_.has_value() || stopp_ || zuEnde_; });
   auftrag_.reset();
   if (antwort_) return *std::exchange(antwort_, std::nullopt);
   if (da) return abgebrochen();
@@ -101,38 +101,49 @@ Ergebnis X11Fensterstrom::warteAufAntwort(std::unique_lock<std::mutex>& halter) 
 }
 
 void X11Fensterstrom::laufe(WindowStreamListener& listener) {
-  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener); });
+  std::optional<std::uint32_t> gezeigt;
+  const Ergebnis ende = fangeMangel([&] { return nimmAuf(listener, gezeigt); });
+  // Without memory for the answer, those who wait see that the thread has ended.
+  if (ende.gescheitert()) static_cast<void>(fangeMangel([&] { antworte(ende); }));
   bool melden = false;
   {
     const std::lock_guard halter(lock_);
     zuEnde_ = true;
-    melden = ende.gescheitert() && !stopp_;
+    melden = ende.gescheitert() && gezeigt && !stopp_;
   }
   geantwortet_.notify_all();
   if (melden) listener.gestoppt(ende.fehler());
 }
 
-Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
+Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener,
+                                  std::optional<std::uint32_t>& gezeigt) {
   X11Aufnahme aufnahme(verbindung_, konfiguration_, mitSegment_, fristen_);
   Ergebnis bereit = verbindung_.oeffne();
   if (bereit.gelungen()) bereit = aufnahme.beginne();
-  if (bereit.gescheitert()) {
-    antworte(bereit);
-    return {};
-  }
-  bool gestartet = false;
-  bool offen = false;  // a window was chosen, which cannot be read yet
+  if (bereit.gescheitert()) return bereit;
+  std::optional<Auftrag> offen;  // its window was chosen and cannot be read yet
   while (!gestoppt()) {
-    if (const auto id = auftrag(); id && !offen) {
-      const Ergebnis ergebnis = aufnahme.waehle(*id);
-      offen = ergebnis.gelungen();
-      if (!offen) antworte(ergebnis);
-      if (!offen && !gestartet) return {};
+    if (const auto neu = auftrag(); neu && !offen) {
+      Ergebnis ergebnis = aufnahme.waehle(neu->fenster);
+      if (ergebnis.gelungen()) {
+        offen = neu;
+      } else if (gezeigt) {
+        antworte(ergebnis);
+      } else {
+        return ergebnis;
+      }
     }
-    if (offen && aufnahme.lesbar()) {
-      offen = false;
-      gestartet = antworte({}) || gestartet;
-      if (!gestartet) return {};
+    if (offen && (aufnahme.lesbar() || Uhr::now() >= offen->ungemaltAb)) {
+      const auto weg = aufnahme.verschwunden();
+      if (weg && !gezeigt) return *weg;
+      if (weg) {
+        static_cast<void>(aufnahme.waehle(*gezeigt));
+        antworte(*weg);
+      } else {
+        if (!antworte({}) && !gezeigt) return {};
+        gezeigt = offen->fenster;
+      }
+      offen.reset();
     }
     if (!offen) {
       if (aufnahme.titelGeaendert()) listener.titelGeaendert();
@@ -141,17 +152,15 @@ Ergebnis X11Fensterstrom::nimmAuf(WindowStreamListener& listener) {
         continue;  // libxcb may hold events that came with the picture
       }
     }
-    if (auto verloren = verbindung_.verloren()) {
-      if (offen) antworte(*verloren);
-      if (!gestartet) return {};
-      return *std::move(verloren);
-    }
-    warte(verbindung_.get(), wecker_, aufnahme.naechster());
+    if (auto verloren = verbindung_.verloren()) return *std::move(verloren);
+    auto bis = aufnahme.naechster();
+    if (offen) bis = std::min(bis.value_or(offen->ungemaltAb), offen->ungemaltAb);
+    warte(verbindung_.get(), wecker_, bis);
   }
   return {};
 }
 
-std::optional<std::uint32_t> X11Fensterstrom::auftrag() {
+std::optional<X11Fensterstrom::Auftrag> X11Fensterstrom::auftrag() {
   const std::lock_guard halter(lock_);
   return auftrag_;
 }
@@ -160,8 +169,8 @@ bool X11Fensterstrom::antworte(const Ergebnis& ergebnis) {
   {
     const std::lock_guard halter(lock_);
     if (!auftrag_) return false;
-    auftrag_.reset();
     antwort_ = ergebnis;
+    auftrag_.reset();
   }
   geantwortet_.notify_all();
   return true;

@@ -5,14 +5,18 @@
 // again later, or what a window showed last would be missing for as long as it stands still.
 // start() and wechsle() leave their request with that thread and wait for the result, which comes
 // when the window's first picture is about to be read (Anstrich.h): who notes the time then knows
-// when the window is first seen. If the server falls silent, those who wait notice: they break the
+// when the window is first seen. Two things delay that picture by up to a second more: the window
+// changes at that moment, so that the picture is read anew; or a slow server has taken most of the
+// time of start() or wechsle(), which succeed once three quarters of it are gone, even if the
+// window is still being painted. If the server falls silent, those who wait notice: they break the
 // connection when their time is up, and so does stop().
 //
 // The pictures have the window's own size; they are fitted into the video where they are converted
 // (see Letterbox.h), so that they are touched only once. `warteschlange` has no meaning here for
 // the same reason.
 //
-// If a change of window fails, the stream stays with the old one.
+// If a change of window fails, the stream stays with the old one; so it does, with another first
+// picture, if the new one is closed before it is painted.
 #pragma once
 
 #include <chrono>
@@ -33,11 +37,17 @@ namespace hallkorb {
 
 class X11Fensterstrom final : public WindowStream {
  public:
-  // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher; `frist` is what
-  // start() and wechsle() may take, and `fristen` what a program may take to paint its window.
+  // What start() and wechsle() may take, and after what time they wait no longer for the window to
+  // be painted.
+  struct Frist {
+    std::chrono::milliseconds ganz;
+    std::chrono::milliseconds ungemalt = ganz * 3 / 4;
+  };
+
+  // `display` as for oeffneX11Socket(), `mitSegment` as for X11Bildspeicher; `fristen` is what a
+  // program may take to paint its window.
   X11Fensterstrom(const std::string& display, const StreamKonfiguration& konfiguration,
-                  bool mitSegment, std::chrono::milliseconds frist,
-                  const AnstrichFristen& fristen = {});
+                  bool mitSegment, const Frist& frist, const AnstrichFristen& fristen = {});
   ~X11Fensterstrom() override;
   X11Fensterstrom(const X11Fensterstrom&) = delete;
   X11Fensterstrom& operator=(const X11Fensterstrom&) = delete;
@@ -47,25 +57,33 @@ class X11Fensterstrom final : public WindowStream {
   void stop() override;
 
  private:
+  using Uhr = Anstrich::Uhr;
+  struct Auftrag {
+    std::uint32_t fenster = 0;
+    Uhr::time_point ungemaltAb;  // from then on it succeeds even if the window is not painted yet
+  };
+
   void laufe(WindowStreamListener& listener);
-  // Returns what has ended the stream by itself, once it had begun.
-  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener);
+  // Returns what has ended it by itself. `gezeigt` is the window of the last request that has
+  // succeeded.
+  [[nodiscard]] Ergebnis nimmAuf(WindowStreamListener& listener,
+                                 std::optional<std::uint32_t>& gezeigt);
   [[nodiscard]] Ergebnis warteAufAntwort(std::unique_lock<std::mutex>& halter);
-  [[nodiscard]] std::optional<std::uint32_t> auftrag();
+  [[nodiscard]] std::optional<Auftrag> auftrag();
   // False if nobody waits for it any more.
   bool antworte(const Ergebnis& ergebnis);
   [[nodiscard]] bool gestoppt();
 
   const StreamKonfiguration konfiguration_;
   const bool mitSegment_;
-  const std::chrono::milliseconds frist_;
+  const Frist frist_;
   const AnstrichFristen fristen_;
   X11Verbindung verbindung_;
   Wecker wecker_;  // set when the thread has something to look at
 
   std::mutex lock_;  // for what follows, up to the thread
   std::condition_variable geantwortet_;
-  std::optional<std::uint32_t> auftrag_;  // the requested window, until antwort_ is there
+  std::optional<Auftrag> auftrag_;  // until antwort_ is there
   std::optional<Ergebnis> antwort_;
   bool stopp_ = false;
   bool zuEnde_ = false;  // the thread takes no more requests

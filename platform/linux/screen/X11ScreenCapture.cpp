@@ -21,8 +21,8 @@ Ergebnis X11ScreenCapture::inventar(ScreenContent& content) {
 }
 
 std::unique_ptr<WindowStream> X11ScreenCapture::stream(const StreamKonfiguration& konfiguration) {
-  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT, frist_,
-                                           fristen_);
+  return std::make_unique<X11Fensterstrom>(display_, konfiguration, weg_ == Weg::SEGMENT,
+                                           X11Fensterstrom::Frist{frist_}, fristen_);
 }
 
 }  // namespace hallkorb

@@ -12,8 +12,10 @@
 
 #include "base/Speichermangel.h"
 #include "platform/linux/LinuxHostClock.h"
+#include "platform/linux/screen/X11Fensterstrom.h"
 #include "tests/support/Bildsammler.h"
 #include "tests/support/Speicherwacht.h"
+#include "tests/support/Warten.h"
 #include "tests/support/X11Bildschirm.h"
 
 namespace hallkorb {
@@ -25,7 +27,14 @@ using std::chrono::steady_clock;
 // The limit is 2.8 s; the rest is for a computer that is busy with other tests.
 constexpr seconds GEDULD{30};
 
+// In which a painted window is answered, on a computer that is not slow.
+constexpr std::chrono::milliseconds WEILE{500};
+
 constexpr StreamKonfiguration KONFIGURATION{1280, 800, 1.0 / 15.0, true, 5};
+
+// Waits for the first drawing for as long as the test takes, and not for a second one.
+constexpr AnstrichFristen BIS_GEMALT{std::chrono::hours(1), std::chrono::milliseconds(0),
+                                     std::chrono::milliseconds(0), std::chrono::hours(1)};
 
 class X11FensterstromAusfall : public testing::Test {
  protected:
@@ -35,6 +44,13 @@ class X11FensterstromAusfall : public testing::Test {
   // One that does not wait for long.
   std::unique_ptr<WindowStream> ungeduldiger() {
     return X11ScreenCapture(bildschirm_.display()).stream(KONFIGURATION);
+  }
+
+  // One that waits for the first drawing.
+  std::unique_ptr<WindowStream> wartender() {
+    return X11ScreenCapture(bildschirm_.display(), X11ScreenCapture::Weg::SEGMENT, 4 * GEDULD,
+                            BIS_GEMALT)
+        .stream(KONFIGURATION);
   }
 
   LinuxHostClock uhr_;
@@ -62,6 +78,41 @@ TEST(X11FensterstromFarbtiefe, PalettesAreRefused) {
   ASSERT_TRUE(ergebnis.gescheitert());
   EXPECT_TRUE(istNichtAufnehmbar(ergebnis.fehler()));
   EXPECT_EQ(ergebnis.fehler().description, "dem X-Server fehlt die Erweiterung Composite");
+}
+
+TEST_F(X11FensterstromAusfall, AWindowThatIsClosedBeforeItIsPainted) {
+  const auto fenster = bildschirm_.fenster({"--auf-befehl", "10B030"});
+  const auto strom = wartender();
+  auto start =
+      std::async(std::launch::async, [&] { return strom->start(fenster->id(), sammler_); });
+  EXPECT_EQ(start.wait_for(WEILE), std::future_status::timeout);
+  fenster->schliesse();
+  const Ergebnis ergebnis = start.get();
+  ASSERT_TRUE(ergebnis.gescheitert());
+  EXPECT_TRUE(ergebnis.fehler().description.starts_with("das Fenster " +
+                                                        std::to_string(fenster->id()) + " "));
+  EXPECT_TRUE(sammler_.fehler().empty());
+}
+
+TEST_F(X11FensterstromAusfall, OfAWindowThatIsClosedBeforeItIsPaintedTheStreamReturnsToTheOldOne) {
+  const auto altes = bildschirm_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto neues = bildschirm_.fenster({"--auf-befehl", "10B030"});
+  const auto strom = wartender();
+  auto start = std::async(std::launch::async, [&] { return strom->start(altes->id(), sammler_); });
+  const auto siehAltes = [&] {
+    return warteBis([&] {
+      altes->tu("male");
+      return sammler_.warteAufBild(0.1).has_value();
+    });
+  };
+  ASSERT_TRUE(siehAltes());
+  ASSERT_TRUE(start.get().gelungen());
+  auto wechsel = std::async(std::launch::async, [&] { return strom->wechsle(neues->id()); });
+  EXPECT_EQ(wechsel.wait_for(WEILE), std::future_status::timeout);
+  neues->schliesse();
+  EXPECT_TRUE(wechsel.get().gescheitert());
+  EXPECT_TRUE(siehAltes());
+  EXPECT_TRUE(sammler_.fehler().empty());
 }
 
 TEST_F(X11FensterstromAusfall, NoServer) {
@@ -168,6 +219,31 @@ TEST_F(X11FensterstromAusfall, AStopEndsAChangeThatHangs) {
   bildschirm_.signalAnServer(SIGCONT);
 }
 
+// A slow server may have taken what the wait for the painting would need; the window works.
+TEST_F(X11FensterstromAusfall, AWindowThatIsNotPaintedInTimeIsNoFailureAndNotSeenUntilItIs) {
+  const auto fenster = bildschirm_.fenster({"--farbe", "2060A0", "--auf-befehl", "10B030"});
+  const auto anderes = bildschirm_.fenster({"--farbe", "C01020", "--auf-befehl", "10B030"});
+  X11Fensterstrom strom(bildschirm_.display(), KONFIGURATION, true,
+                        {std::chrono::hours(1), std::chrono::milliseconds(0)}, BIS_GEMALT);
+  const auto gelingt = [&](const Fensterprogramm& von, bool erstes) {
+    auto antwort = std::async(std::launch::async, [&] {
+      return erstes ? strom.start(von.id(), sammler_) : strom.wechsle(von.id());
+    });
+    if (antwort.wait_for(GEDULD) != std::future_status::ready) strom.stop();
+    return antwort.get().gelungen();
+  };
+  ASSERT_TRUE(gelingt(*fenster, true));
+  EXPECT_FALSE(sammler_.warteAufBild(0.5));
+  // The server may empty the window once more after the drawing.
+  ASSERT_TRUE(warteBis([&] {
+    fenster->tu("male");
+    return sammler_.warteAufBild(0.1).has_value();
+  }));
+  ASSERT_TRUE(gelingt(*anderes, false));
+  EXPECT_FALSE(
+      sammler_.warteAuf([&](const Aufnahme& b) { return b.fenster == anderes->id(); }, 0.5));
+}
+
 // A listener that holds the stream up, as a slow encoder would, until it is let go on.
 class Langsamer final : public WindowStreamListener {
  public:
@@ -217,6 +293,26 @@ TEST_F(X11FensterstromAusfall, WithoutMemoryForAPictureTheStreamEnds) {
   EXPECT_EQ(ohneSpeicher.sammler.fehler().front(), keinSpeicher());
   EXPECT_EQ(ohneSpeicher.sammler.zeiten().size(), 1U);
   EXPECT_TRUE(strom->wechsle(fenster->id()).gescheitert());
+}
+
+// From the n-th allocation on there is none, for every n up to the start's success.
+TEST_F(X11FensterstromAusfall, AStartWithoutMemoryFailsForThatReasonAndReportsNoEnd) {
+  const auto fenster = bildschirm_.fenster({});
+  std::size_t n = 0;
+  for (bool gelungen = false; !gelungen; ++n) {
+    SCOPED_TRACE(n);
+    Speicherloser ohneSpeicher;
+    const auto strom = this->strom();
+    speicherwacht::scheitereIn("fenster", n, true);
+    const Ergebnis ergebnis = strom->start(fenster->id(), ohneSpeicher);
+    strom->stop();
+    speicherwacht::scheitereNicht();
+    gelungen = ergebnis.gelungen();
+    if (gelungen) continue;
+    EXPECT_EQ(ergebnis.fehler().description, keinSpeicher().description);
+    EXPECT_TRUE(ohneSpeicher.sammler.fehler().empty());
+  }
+  EXPECT_GT(n, 1U);
 }
 
 TEST_F(X11FensterstromAusfall, WhileTheListenerIsBusyNothingQueuesUp) {
