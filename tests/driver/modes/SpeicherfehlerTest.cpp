@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,8 @@ void leiteUm(int deskriptor, const std::string& pfad) {
   config.outDir = ort + "/ordner";
   config.turnMode = false;
   config.chunkSeconds = 1.0;
-  sim::SimPlattform welt;
+  std::optional<sim::SimPlattform> computer(std::in_place);
+  sim::SimPlattform& welt = *computer;
   sim::stetig(welt.mikrofonGeraet, 0.1, 4.0, 0.1);
   sim::stetig(welt.systemGeraet, 0.1, 4.0, 0.1);
   welt.bildschirm.windows = {sim::fenster(4, "us.zoom.xos", "Zoom Meeting")};
@@ -68,6 +70,7 @@ void leiteUm(int deskriptor, const std::string& pfad) {
   const int status = LiveAufnahme(config, welt).laufe();
   const std::size_t rufe = speicherwacht::rufe();
   speicherwacht::scheitereNicht();
+  computer.reset();  // its threads must be seen to end
   std::ofstream(ort + "/rufe") << rufe;
   ::_exit(status);
 }
