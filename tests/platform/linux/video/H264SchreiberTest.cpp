@@ -98,7 +98,7 @@ TEST_F(H264Schreiber, OnePictureLastsUntilTheEnd) {
 
 TEST_F(H264Schreiber, HeldPicturesCanBeTakenBackAndTheFileThenBeginsWithTheNext) {
   VideoEinstellungen einstellungen = EINSTELLUNGEN;
-  einstellungen.haltezeit = 3600.0;
+  einstellungen.haltezeit = 300.0;
   hallkorb::H264Schreiber schreiber(pfad_, einstellungen);
   ASSERT_TRUE(schreiber.starte(BASIS));
   EXPECT_EQ(schreiber.nimmZurueck(), 0);
