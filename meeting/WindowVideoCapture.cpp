@@ -20,9 +20,10 @@ void meldeFallsMoeglich(const char* was, const std::string& text = {}) {
 }
 
 void meldeBildquellen(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
-  for (const auto& [quelle, sekunden] : quellen) {
-    static_cast<void>(fangeMangel([&quelle = quelle, s = static_cast<std::int64_t>(sekunden)] {
-      log("[hallkorb] Bildquelle: " + quelle + formatiert(" — %" PRId64 " s", s));
+  for (const Bildzeiten::Quellenzeit& eintrag : quellen) {
+    static_cast<void>(fangeMangel([&] {
+      const auto sekunden = static_cast<std::int64_t>(eintrag.second);
+      log("[hallkorb] Bildquelle: " + eintrag.first + formatiert(" — %" PRId64 " s", sekunden));
     }));
   }
 }
