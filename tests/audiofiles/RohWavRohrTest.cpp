@@ -143,6 +143,16 @@ TEST_F(RohWavRohrTest, TheLastSampleIsWholeToo) {
   EXPECT_EQ(lies().size(), 4U);
 }
 
+TEST_F(RohWavRohrTest, AReaderThatGoesIsReported) {
+  rohr.scheitere(Ruf::schreiben, 0, EPIPE);
+  roh->schreiben(sekunde(1));
+  roh->schreiben(sekunde(2));
+  EXPECT_EQ(ausgabe.fehlerZeilen(),
+            (std::vector<std::string>{"[hallkorb] mikro_roh.wav: Schreibfehler: Broken pipe",
+                                      "[hallkorb] mikro_roh.wav: Schreiben geht wieder, " +
+                                          std::to_string(sekunde(1).size()) + " Samples fehlen"}));
+}
+
 TEST_F(RohWavRohrTest, AReaderGetsTheHeaderFirstHoweverLate) {
   for (const std::size_t bytes : {0U, 21U}) {
     SCOPED_TRACE(bytes);
