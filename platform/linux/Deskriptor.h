@@ -25,12 +25,6 @@ class Deskriptor {
 
   // The descriptor, or -1.
   [[nodiscard]] int fd() const { return fd_; }
-  // Closes it now; returns the error number or 0. It is gone in either case. Some file systems
-  // report a failed write only here.
-  int schliesse() {
-    const int fd = std::exchange(fd_, -1);
-    return fd < 0 || ::close(fd) == 0 ? 0 : errno;
-  }
 
  private:
   int fd_ = -1;
