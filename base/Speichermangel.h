@@ -9,8 +9,10 @@
 
 #include <cerrno>
 #include <new>
+#include <string>
 #include <type_traits>
 
+#include "base/Ausgabe.h"
 #include "base/Fehler.h"
 
 namespace hallkorb {
@@ -34,6 +36,11 @@ template <class Schritt>
   } catch (const std::bad_alloc&) {
     return keinSpeicher();
   }
+}
+
+// Logs the line; it is lost if there is no memory for it.
+inline void logFallsMoeglich(const char* was, const std::string& text = {}) {
+  static_cast<void>(fangeMangel([&] { log(was + text); }));
 }
 
 }  // namespace hallkorb

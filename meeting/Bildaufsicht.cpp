@@ -26,11 +26,6 @@ bool ohneNamen(const ScreenContent& content) {
                       [](const ScreenWindow& w) { return w.anwendung.has_value(); });
 }
 
-// The line is lost if there is no memory for it either.
-void meldeFehler(const char* was, const Fehler& fehler) {
-  static_cast<void>(fangeMangel([&] { log(was + fehler.description); }));
-}
-
 std::string inKlammern(const Fehler& fehler) {
   return " (" + fehler.description + ")";
 }
@@ -63,7 +58,7 @@ void Bildaufsicht::laufe(double sekunden) {
     const Ergebnis ergebnis = pruefen(*anlass);
     if (stand_.abgebrochen()) return;
     if (ergebnis.gescheitert() && !(dauerhaft(ergebnis.fehler()) && ergebnis == pruefErgebnis_)) {
-      meldeFehler("[hallkorb] Fensterpruefung: ", ergebnis.fehler());
+      logFallsMoeglich("[hallkorb] Fensterpruefung: ", ergebnis.fehler().description);
     }
     pruefErgebnis_ = ergebnis;
     film_.pruefe();
@@ -137,7 +132,7 @@ std::optional<std::string> Bildaufsicht::versucheStart() {
 }
 
 void Bildaufsicht::meldeStartfehler(const Fehler& fehler) {
-  meldeFehler("[hallkorb] Video-Start fehlgeschlagen: ", fehler);
+  logFallsMoeglich("[hallkorb] Video-Start fehlgeschlagen: ", fehler.description);
 }
 
 // What this computer lacks (a screen or one of a usual kind, an encoder, a thread) would be

@@ -14,11 +14,6 @@ namespace {
 // Seconds that the stop waits for the stream, and then for the supervision.
 constexpr double STOP_FRIST = 2.0;
 
-// A line that gets no memory is lost.
-void meldeFallsMoeglich(const char* was, const std::string& text = {}) {
-  static_cast<void>(fangeMangel([&] { log(was + text); }));
-}
-
 void meldeBildquellen(const std::vector<Bildzeiten::Quellenzeit>& quellen) {
   for (const Bildzeiten::Quellenzeit& eintrag : quellen) {
     static_cast<void>(fangeMangel([&] {
@@ -61,7 +56,7 @@ void WindowVideoCapture::starteGeduldig(double sekunden) {
   if (begonnen.gelungen()) return;
   aufsichtEnde_->wecke();
   const std::string& grund = begonnen.fehler().description;
-  meldeFallsMoeglich("[hallkorb] Video-Start fehlgeschlagen: ", grund);
+  logFallsMoeglich("[hallkorb] Video-Start fehlgeschlagen: ", grund);
   static_cast<void>(fangeMangel(
       [&] { emit(R"({"event":"video_none","message":")" + jsonEscape(grund) + "\"}"); }));
 }
@@ -83,7 +78,7 @@ void WindowVideoCapture::beaufsichtige(double sekunden) {
   if (ergebnis.gelungen()) return;
   stand_.setzeEinlass(std::nullopt);  // nobody sees any more what the window shows
   if (!stand_.abgebrochen())
-    meldeFallsMoeglich("[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter");
+    logFallsMoeglich("[hallkorb] Bild: kein Speicher mehr — Bild endet, Ton laeuft weiter");
 }
 
 // While no picture counts, as in a pause, a refused one is not worth another.
@@ -98,7 +93,7 @@ void WindowVideoCapture::titelGeaendert() {
 
 void WindowVideoCapture::gestoppt(const Fehler& fehler) {
   stand_.stromWeg();
-  meldeFallsMoeglich("[hallkorb] Video-SCStream gestoppt: ", fehler.description);
+  logFallsMoeglich("[hallkorb] Video-SCStream gestoppt: ", fehler.description);
 }
 
 // The sound's last chunks are written after it.
@@ -106,8 +101,7 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::stop() {
   std::optional<Video> video;
   const Ergebnis ergebnis = fangeMangel([&] { video = beende(); });
   if (ergebnis.gescheitert()) {
-    meldeFallsMoeglich("[hallkorb] Video-Abschluss fehlgeschlagen: ",
-                       ergebnis.fehler().description);
+    logFallsMoeglich("[hallkorb] Video-Abschluss fehlgeschlagen: ", ergebnis.fehler().description);
   }
   return video;
 }
@@ -116,7 +110,7 @@ std::optional<WindowVideoCapture::Video> WindowVideoCapture::beende() {
   const Bildzustand::Ende ende = stand_.brichAb();
   uhr_.beende();
   if (!haltAn(ende))
-    meldeFallsMoeglich("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
+    logFallsMoeglich("[hallkorb] Bild: Fensteraufnahme antwortet nicht — Stop ohne sie");
   if (!ende.lief) {
     // A start that the stop has cancelled may already have brought pictures, and doubts.
     film_.verwirf();
